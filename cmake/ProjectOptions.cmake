@@ -1,0 +1,26 @@
+# Compiler settings of every target, and the sanitizer switch of the presets.
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/lib)
+
+set(SENSOR_CAL_SANITIZE "" CACHE STRING "Value for -fsanitize=, for example address,undefined")
+
+find_program(CCACHE ccache)
+if(CCACHE)
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE})
+endif()
+
+add_library(project_options INTERFACE)
+# No contraction: the sample window's sums are required to round after every operation.
+target_compile_options(project_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wformat=2 -Wnon-virtual-dtor -Woverloaded-virtual -Werror
+  -ffp-contract=off)
+if(SENSOR_CAL_SANITIZE)
+  add_compile_options(-fsanitize=${SENSOR_CAL_SANITIZE} -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${SENSOR_CAL_SANITIZE})
+  if(SENSOR_CAL_SANITIZE MATCHES undefined)
+    add_compile_options(-fno-sanitize-recover=undefined)
+  endif()
+endif()

@@ -1,0 +1,24 @@
+// The system properties behind property_get() and property_set(). Host only. Any thread may call.
+#pragma once
+
+#include <map>
+#include <string>
+
+namespace host {
+
+// Forgets all properties and takes those of a phone directory: first `folder`/build.prop (KEY=VALUE lines, # comments),
+// then `folder`/properties, where every later change is kept (the whole file is replaced at each change, so a reader
+// finds the old or the new values). An empty folder gives an empty store that lives in memory only.
+// Returns an empty text, or what was wrong, naming file and line; the malformed lines are skipped.
+std::string open_properties(const std::string& folder);
+
+// What a reboot does: drops every property that is neither from build.prop nor "persist.".
+void reboot_properties();
+
+// Sets a property without the limits of property_set(): for tests and fault injection.
+void force_property(const std::string& key, const std::string& value);
+void remove_property(const std::string& key);
+
+std::map<std::string, std::string> all_properties();
+
+}  // namespace host

@@ -1,0 +1,183 @@
+#include <cutils/properties.h>
+#include <host/property_store.h>
+
+#include <stdio.h>
+#include <string.h>
+
+#include <fstream>
+#include <mutex>
+
+namespace host {
+namespace {
+
+constexpr char kBuildFile[] = "/build.prop";
+constexpr char kStateFile[] = "/properties";
+
+struct Store {
+  std::mutex mutex;
+  std::string folder;                         // guarded by mutex; empty: in memory only
+  std::map<std::string, std::string> build;   // guarded by mutex; what build.prop says
+  std::map<std::string, std::string> values;  // guarded by mutex; all of them
+};
+
+Store& store() {
+  static Store* const instance = new Store;
+  return *instance;
+}
+
+bool has_prefix(const std::string& text, const char* prefix) { return text.compare(0, strlen(prefix), prefix) == 0; }
+
+// A value may hold any character: line feeds and backslashes are escaped in the file.
+std::string escaped(const std::string& value) {
+  std::string out;
+  for (const char c : value) {
+    if (c == '\\') {
+      out += "\\\\";
+    } else if (c == '\n') {
+      out += "\\n";
+    } else {
+      out += c;
+    }
+  }
+  return out;
+}
+
+std::string unescaped(const std::string& text) {
+  std::string out;
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == '\\' && i + 1 < text.size()) {
+      ++i;
+      out += text[i] == 'n' ? '\n' : text[i];
+    } else {
+      out += text[i];
+    }
+  }
+  return out;
+}
+
+// Returns what was wrong, or an empty text. A missing file holds nothing.
+std::string read_file(const std::string& path, bool escapes, std::map<std::string, std::string>* values) {
+  std::ifstream file(path);
+  std::string problem;
+  std::string line;
+  for (int number = 1; std::getline(file, line); ++number) {
+    if (line.empty() || line[0] == '#') continue;
+    const size_t equals = line.find('=');
+    if (equals == std::string::npos || equals == 0) {
+      if (problem.empty()) problem = path + ":" + std::to_string(number) + ": not KEY=VALUE: " + line;
+      continue;
+    }
+    const std::string value = line.substr(equals + 1);
+    (*values)[line.substr(0, equals)] = escapes ? unescaped(value) : value;
+  }
+  return problem;
+}
+
+// Replaces the whole file, so that a reader finds the old or the new values. Called with the mutex held.
+bool save(const Store& store) {
+  if (store.folder.empty()) return true;
+  const std::string path = store.folder + kStateFile;
+  const std::string temporary = path + ".new";
+  {
+    std::ofstream file(temporary, std::ios::trunc);
+    for (const auto& [key, value] : store.values) {
+      const auto built = store.build.find(key);
+      if (built != store.build.end() && built->second == value) continue;
+      file << key << '=' << escaped(value) << '\n';
+    }
+    if (!file.flush()) return false;
+  }
+  return rename(temporary.c_str(), path.c_str()) == 0;
+}
+
+bool set(const std::string& key, const std::string& value) {
+  Store& s = store();
+  const std::lock_guard<std::mutex> lock(s.mutex);
+  const auto old = s.values.find(key);
+  if (has_prefix(key, "ro.") && old != s.values.end()) return false;
+  if (old != s.values.end() && old->second == value) return true;
+  s.values[key] = value;
+  return save(s);
+}
+
+}  // namespace
+
+std::string open_properties(const std::string& folder) {
+  Store& s = store();
+  const std::lock_guard<std::mutex> lock(s.mutex);
+  s.folder = folder;
+  s.build.clear();
+  s.values.clear();
+  if (folder.empty()) return "";
+  std::string problem = read_file(folder + kBuildFile, false, &s.build);
+  s.values = s.build;
+  const std::string state_problem = read_file(folder + kStateFile, true, &s.values);
+  return problem.empty() ? state_problem : problem;
+}
+
+void reboot_properties() {
+  Store& s = store();
+  const std::lock_guard<std::mutex> lock(s.mutex);
+  std::map<std::string, std::string> kept = s.build;
+  for (const auto& [key, value] : s.values) {
+    if (has_prefix(key, "persist.")) kept[key] = value;
+  }
+  s.values = kept;
+  save(s);
+}
+
+void force_property(const std::string& key, const std::string& value) {
+  Store& s = store();
+  const std::lock_guard<std::mutex> lock(s.mutex);
+  s.values[key] = value;
+  save(s);
+}
+
+void remove_property(const std::string& key) {
+  Store& s = store();
+  const std::lock_guard<std::mutex> lock(s.mutex);
+  s.values.erase(key);
+  save(s);
+}
+
+std::map<std::string, std::string> all_properties() {
+  Store& s = store();
+  const std::lock_guard<std::mutex> lock(s.mutex);
+  return s.values;
+}
+
+}  // namespace host
+
+int property_get(const char* key, char* value, const char* default_value) {
+  std::string found;
+  {
+    host::Store& s = host::store();
+    const std::lock_guard<std::mutex> lock(s.mutex);
+    const auto entry = s.values.find(key);
+    if (entry != s.values.end()) found = entry->second;
+  }
+  // As on a phone an empty value counts as unset, and a longer one (build.prop may hold it) is cut.
+  if (found.empty() && default_value != nullptr) found = default_value;
+  if (found.size() >= PROPERTY_VALUE_MAX) found.resize(PROPERTY_VALUE_MAX - 1);
+  memcpy(value, found.c_str(), found.size() + 1);
+  return static_cast<int>(found.size());
+}
+
+int8_t property_get_bool(const char* key, int8_t default_value) {
+  char value[PROPERTY_VALUE_MAX];
+  property_get(key, value, "");
+  for (const char* yes : {"1", "y", "yes", "true", "on"}) {
+    if (strcmp(value, yes) == 0) return 1;
+  }
+  for (const char* no : {"0", "n", "no", "false", "off"}) {
+    if (strcmp(value, no) == 0) return 0;
+  }
+  return default_value;
+}
+
+int property_set(const char* key, const char* value) {
+  if (key == nullptr || key[0] == '\0') return -1;
+  const std::string text = value == nullptr ? "" : value;
+  if (text.size() >= PROPERTY_VALUE_MAX) return -1;
+  return host::set(key, text) ? 0 : -1;
+}

@@ -1,0 +1,65 @@
+// What the flows share to run a sensor's record.
+#pragma once
+
+#include <SensorCalibration.h>
+
+// Records by role, as indexes into motion_info and env_info taken as one sequence. Records 2, 5, 6 and 16 are reserved.
+enum Record : int {
+  kRecordAcc = 0,
+  kRecordGyro = 1,
+  kRecordGyroUncalibrated = 3,
+  kRecordAcc2 = 4,
+  kRecordGyro2 = 7,
+  kRecordProximity = 8,
+  kRecordLight = 9,
+  kRecordLuxF = 10,
+  kRecordLuxB = 11,
+  kRecordCctF = 12,
+  kRecordCctB = 13,
+  kRecordLuxSec = 14,
+  kRecordLuxPri2 = 15,
+  kRecordPressure = 17,
+};
+inline constexpr int kRecords = 18;
+inline constexpr int kAxes = 10;
+
+// The one way to address the two record arrays as one sequence.
+_sensor_info& record_at(SensorCalibration& cal, int index);
+
+// How a run samples: one row per kind of calibration. `bias_threshold` goes to the first `axis_num` axes.
+struct RunSettings {
+  int32_t period_ms;
+  int32_t axis_num;
+  int32_t timeout_s;
+  int32_t sample_num;
+  float variance_threshold;
+  uint8_t zero_variance_check;
+  float bias_threshold;
+  int32_t skip_num;
+};
+
+// Holds the event side of `cal` back while it lives: takes its callback's mutex, so that no delivery is under way and
+// none begins. Flows change a record's settings and modes under it. Never taken with cal_mutex held.
+class EventHold {
+ public:
+  explicit EventHold(SensorCalibration& cal);
+  ~EventHold();
+  EventHold(const EventHold&) = delete;
+  EventHold& operator=(const EventHold&) = delete;
+
+ private:
+  ::android::sp<SensorEventCallback> callback_;
+};
+
+// Writes the settings into the record and sets its event count back.
+void write_settings(SensorCalibration& cal, _sensor_info& record, const RunSettings& settings);
+
+// Sets one mode flag around a run: sets it, runs cal_wait_finish(), clears it. Returns what the run returned.
+int run_in_mode(SensorCalibration& cal, _sensor_info& record, uint8_t _sensor_info::*mode);
+
+// The sample window: takes one sample of `info->axis_num` values. Returns 1 sample taken or run not active, 2 finished,
+// 3 variance too high, 4 variance exactly zero, 5 bias too high (3 to 5: restarted).
+int cal_process_sample(_sensor_info* info, float* sample);
+
+// Wakes the thread that waits in cal_wait_finish() of the SensorCalibration object `cal`.
+void cal_notify_finish(void* cal);

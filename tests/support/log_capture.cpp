@@ -1,0 +1,56 @@
+#include "log_capture.h"
+
+#include <algorithm>
+
+namespace test {
+namespace {
+
+LogCapture* g_capture = nullptr;
+constexpr char kLetters[] = "??VDIWEFS";
+
+}  // namespace
+
+LogCapture::LogCapture() {
+  g_capture = this;
+  __android_log_set_logger(&LogCapture::take);
+}
+
+LogCapture::~LogCapture() {
+  __android_log_set_logger(&__android_log_stderr_logger);
+  g_capture = nullptr;
+}
+
+void LogCapture::take(const __android_log_message* message) {
+  std::string line(1, kLetters[message->priority]);
+  line += std::string("/") + (message->tag == nullptr ? "(null)" : message->tag) + ": " + message->message;
+  const std::lock_guard<std::mutex> lock(g_capture->mutex_);
+  g_capture->entries_.push_back({std::this_thread::get_id(), line});
+}
+
+Lines LogCapture::select(bool mine, bool others) const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  Lines out;
+  for (const Entry& entry : entries_) {
+    if (entry.thread == std::this_thread::get_id() ? mine : others) out.push_back(entry.line);
+  }
+  return out;
+}
+
+Lines LogCapture::all() const { return select(true, true); }
+Lines LogCapture::mine() const { return select(true, false); }
+Lines LogCapture::others() const { return select(false, true); }
+
+size_t LogCapture::count(const std::string& text) const {
+  const Lines lines = all();
+  return static_cast<size_t>(
+      std::count_if(lines.begin(), lines.end(), [&](const auto& l) { return l.find(text) != std::string::npos; }));
+}
+
+bool LogCapture::contains(const std::string& text) const { return count(text) > 0; }
+
+void LogCapture::clear() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  entries_.clear();
+}
+
+}  // namespace test

@@ -1,0 +1,46 @@
+// Collects the log lines of the whole process while it lives.
+#pragma once
+
+#include <android/log.h>
+
+#include <mutex>
+#include <ostream>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace test {
+
+// A line as "P/tag: text", for example "E/libsensor_cal: open json file fail!"; a null tag shows as "(null)".
+// Trailing blanks and line feeds are kept.
+using Lines = std::vector<std::string>;
+
+class LogCapture {
+ public:
+  LogCapture();
+  ~LogCapture();
+  LogCapture(const LogCapture&) = delete;
+  LogCapture& operator=(const LogCapture&) = delete;
+
+  Lines all() const;
+  // The lines of the thread that calls, or of all the others.
+  Lines mine() const;
+  Lines others() const;
+  // Whether any line contains the text.
+  bool contains(const std::string& text) const;
+  size_t count(const std::string& text) const;
+  void clear();
+
+ private:
+  struct Entry {
+    std::thread::id thread;
+    std::string line;
+  };
+  static void take(const __android_log_message* message);
+  Lines select(bool mine, bool others) const;
+
+  mutable std::mutex mutex_;
+  std::vector<Entry> entries_;  // guarded by mutex_
+};
+
+}  // namespace test
