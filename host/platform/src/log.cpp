@@ -3,9 +3,9 @@
 #include <stdarg.h>
 #include <stdio.h>
 #include <string.h>
+#include <sys/syscall.h>
 #include <time.h>
 #include <unistd.h>
-#include <sys/syscall.h>
 
 #include <atomic>
 #include <string>
@@ -45,11 +45,10 @@ void __android_log_stderr_logger(const struct __android_log_message* log_message
   tm local{};
   localtime_r(&now.tv_sec, &local);
   char prefix[128];
-  const int prefix_length =
-      snprintf(prefix, sizeof prefix, "%02d-%02d %02d:%02d:%02d.%03ld %5d %5ld %c %-8s: ", local.tm_mon + 1,
-               local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec, now.tv_nsec / 1000000, getpid(),
-               syscall(SYS_gettid), priority_letter(log_message->priority),
-               log_message->tag == nullptr ? "" : log_message->tag);
+  const int prefix_length = snprintf(
+      prefix, sizeof prefix, "%02d-%02d %02d:%02d:%02d.%03ld %5d %5ld %c %-8s: ", local.tm_mon + 1, local.tm_mday,
+      local.tm_hour, local.tm_min, local.tm_sec, now.tv_nsec / 1000000, getpid(), syscall(SYS_gettid),
+      priority_letter(log_message->priority), log_message->tag == nullptr ? "" : log_message->tag);
 
   // One prefixed line per line of text; a line feed at the end makes no empty line of its own.
   std::string out;

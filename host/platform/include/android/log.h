@@ -34,8 +34,7 @@ struct __android_log_message {
 typedef void (*__android_logger_function)(const struct __android_log_message* log_message);
 
 // Formats and hands the line to the logger. A line below the minimum priority returns before it is formatted.
-int __android_log_print(int prio, const char* tag, const char* fmt, ...)
-    __attribute__((__format__(printf, 3, 4)));
+int __android_log_print(int prio, const char* tag, const char* fmt, ...) __attribute__((__format__(printf, 3, 4)));
 
 // Replaces the logger of the whole process. Not to be called while other threads log.
 void __android_log_set_logger(__android_logger_function logger);

@@ -10,7 +10,8 @@ extern "C" {
 // Includes the closing NUL: a value has at most 91 characters.
 #define PROPERTY_VALUE_MAX 92
 
-// Copies the value (or `default_value`, which may be null) into `value`, PROPERTY_VALUE_MAX bytes, and returns its length.
+// Copies the value (or `default_value`, which may be null) into `value`, PROPERTY_VALUE_MAX bytes, and returns its
+// length.
 int property_get(const char* key, char* value, const char* default_value);
 
 // Understands "0", "n", "no", "false", "off" and "1", "y", "yes", "true", "on"; anything else gives the default.

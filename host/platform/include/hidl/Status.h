@@ -67,7 +67,7 @@ class return_status {
 template <typename T>
 class Return : public details::return_status {
  public:
-  Return(T value) : value_(std::move(value)) {}  // NOLINT(google-explicit-constructor)
+  Return(T value) : value_(std::move(value)) {}                // NOLINT(google-explicit-constructor)
   Return(Status status) : return_status(std::move(status)) {}  // NOLINT(google-explicit-constructor)
 
   operator T() const {  // NOLINT(google-explicit-constructor)

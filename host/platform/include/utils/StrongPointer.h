@@ -14,11 +14,17 @@ class sp {
   sp(const sp& other) : ptr_(other.ptr_) { acquire(); }
   sp(sp&& other) noexcept : ptr_(other.ptr_) { other.ptr_ = nullptr; }
   template <typename U>
-  sp(U* other) : ptr_(other) { acquire(); }  // NOLINT(google-explicit-constructor)
+  sp(U* other) : ptr_(other) {
+    acquire();
+  }  // NOLINT(google-explicit-constructor)
   template <typename U>
-  sp(const sp<U>& other) : ptr_(other.get()) { acquire(); }  // NOLINT(google-explicit-constructor)
+  sp(const sp<U>& other) : ptr_(other.get()) {
+    acquire();
+  }  // NOLINT(google-explicit-constructor)
   template <typename U>
-  sp(sp<U>&& other) : ptr_(other.ptr_) { other.ptr_ = nullptr; }  // NOLINT(google-explicit-constructor)
+  sp(sp<U>&& other) : ptr_(other.ptr_) {
+    other.ptr_ = nullptr;
+  }  // NOLINT(google-explicit-constructor)
   ~sp() { release(ptr_); }
 
   sp& operator=(T* other) { return *this = sp(other); }
@@ -33,9 +39,13 @@ class sp {
     return *this;
   }
   template <typename U>
-  sp& operator=(const sp<U>& other) { return *this = sp(other); }
+  sp& operator=(const sp<U>& other) {
+    return *this = sp(other);
+  }
   template <typename U>
-  sp& operator=(sp<U>&& other) { return *this = sp(std::move(other)); }
+  sp& operator=(sp<U>&& other) {
+    return *this = sp(std::move(other));
+  }
 
   void clear() {
     T* old = ptr_;
@@ -49,9 +59,13 @@ class sp {
   explicit operator bool() const { return ptr_ != nullptr; }
 
   template <typename U>
-  bool operator==(const sp<U>& other) const { return ptr_ == other.get(); }
+  bool operator==(const sp<U>& other) const {
+    return ptr_ == other.get();
+  }
   template <typename U>
-  bool operator!=(const sp<U>& other) const { return ptr_ != other.get(); }
+  bool operator!=(const sp<U>& other) const {
+    return ptr_ != other.get();
+  }
   bool operator==(const T* other) const { return ptr_ == other; }
   bool operator!=(const T* other) const { return ptr_ != other; }
 

@@ -23,8 +23,7 @@ struct IKestSensorService : public ::android::hidl::base::V1_0::IBase {
   virtual ::android::hardware::Return<void> send_ssc_oem_test_msg(const ssc_oem_test_msg& msg,
                                                                   send_ssc_oem_test_msg_cb _hidl_cb) = 0;
 
-  static ::android::sp<IKestSensorService> getService(const std::string& serviceName = "default",
-                                                      bool getStub = false);
+  static ::android::sp<IKestSensorService> getService(const std::string& serviceName = "default", bool getStub = false);
   ::android::status_t registerAsService(const std::string& serviceName = "default");
 };
 
