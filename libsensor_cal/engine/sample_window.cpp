@@ -1,0 +1,74 @@
+// Averages a run's samples under variance and bias limits. Single precision throughout: the required arithmetic.
+#define LOG_TAG "libsensor_cal"
+#include <math.h>
+
+#include <algorithm>
+
+#include "base/log.h"
+#include "base/numbers.h"
+#include "engine/run.h"
+
+namespace {
+
+constexpr char kName[] = "cal_process_sample";
+constexpr int kRunning = 0;
+constexpr int kFinished = 2;
+
+enum Outcome : int { kTaken = 1, kDone = 2, kHighVariance = 3, kZeroVariance = 4, kHighBias = 5 };
+
+// Moves the run from running to finished. False when the waiting side declared a time-out first.
+bool claim_finish(_sensor_info* info) {
+  int32_t running = kRunning;
+  return __atomic_compare_exchange_n(&info->status, &running, kFinished, false, __ATOMIC_ACQ_REL, __ATOMIC_ACQUIRE);
+}
+
+// Judges one axis of a full window; kDone when it passes.
+Outcome judge_axis(_sensor_info* info, int i) {
+  const float count = static_cast<float>(info->sample_count);
+  info->variance[i] = (info->sum_sq[i] - info->sum[i] * info->sum[i] / count) / count;
+  if (info->variance[i] > info->variance_threshold) {
+    LOGE("%s: Variance exceeded, restarting algorithm. index: %i; variance: %9.4f; variance threshold: %9.4f", kName, i,
+         static_cast<double>(info->variance[i]), static_cast<double>(info->variance_threshold));
+    return kHighVariance;
+  }
+  if (info->variance[i] == 0 && info->zero_variance_check != 0) {
+    LOGE("%s: Zero variance found, restarting algorithm. index: %i; variance: %9.4f", kName, i,
+         static_cast<double>(info->variance[i]));
+    return kZeroVariance;
+  }
+  const float mean = info->sum[i] / count;
+  if (fabsf(mean) > info->bias_threshold[i]) {
+    LOGE(
+        "%s: High BIAS found, restarting algorithm. index: %i; sum %9.4f, numsamples %d, bias: %9.4f, threshold: %9.4f",
+        kName, i, static_cast<double>(info->sum[i]), info->sample_count, static_cast<double>(mean),
+        static_cast<double>(info->bias_threshold[i]));
+    return kHighBias;
+  }
+  return kDone;
+}
+
+}  // namespace
+
+int cal_process_sample(_sensor_info* info, float* sample) {
+  if (__atomic_load_n(&info->status, __ATOMIC_ACQUIRE) != kRunning) return kTaken;
+  const int axes = std::min<int>(info->axis_num, kAxes);
+  if (info->sample_count == 0) {
+    for (int i = 0; i < axes; ++i) info->variance[i] = info->sum_sq[i] = info->sum[i] = 0;
+  }
+  info->sample_count = saturating_add(info->sample_count, 1);
+  for (int i = 0; i < axes; ++i) {
+    info->sum[i] += sample[i];
+    info->sum_sq[i] += sample[i] * sample[i];
+  }
+  if (info->sample_count != info->sample_num) return kTaken;
+
+  for (int i = 0; i < axes; ++i) {
+    const Outcome outcome = judge_axis(info, i);
+    if (outcome == kDone) continue;
+    info->sample_count = 0;
+    return outcome;
+  }
+  if (!claim_finish(info)) return kTaken;
+  for (int i = 0; i < axes; ++i) info->mean[i] = info->sum[i] / static_cast<float>(info->sample_num);
+  return kDone;
+}
