@@ -1,0 +1,191 @@
+#include <host/device_root.h>
+#include <limits.h>
+
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <sstream>
+
+#include "hub_test.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using Api = SensorCalibrationAPI;
+using test::Lines;
+
+class CrosstalkFiles : public test::HubTest {
+ protected:
+  CrosstalkFiles() {
+    char folder[] = "/tmp/crosstalk_files.XXXXXX";
+    root_ = mkdtemp(folder);
+    host::set_device_root(root_);
+    fs::create_directories(file("").parent_path());
+  }
+  ~CrosstalkFiles() override {
+    host::set_device_root("");
+    fs::remove_all(root_);
+  }
+
+  fs::path file(const std::string& name) const { return root_ + "/mnt/vendor/persist/sensors/" + name; }
+  void write(const std::string& name, const std::string& text) const { std::ofstream(file(name)) << text; }
+  std::string read(const std::string& name) const {
+    std::ostringstream text;
+    text << std::ifstream(file(name)).rdbuf();
+    return text.str();
+  }
+
+  std::string root_;
+};
+
+constexpr char kCt1[] = "PSensor_ct1.txt";
+constexpr char kCt2[] = "PSensor_ct2.txt";
+constexpr char kDelta[] = "PSensor3cm_ct.txt";
+
+TEST_F(CrosstalkFiles, EachMemberHasItsFile) {
+  EXPECT_EQ(api.save_prox_ct1(101), 0);
+  EXPECT_EQ(api.save_prox_ct2(-12), 0);
+  EXPECT_EQ(api.save_prox_delta(INT_MIN), 0);
+  EXPECT_EQ(read(kCt1), "offset=101\n");
+  EXPECT_EQ(read(kCt2), "offset=-12\n");
+  EXPECT_EQ(read(kDelta), "offset=-2147483648\n");
+  EXPECT_EQ(api.save_prox_ct1(7), 0);  // shorter than what it replaces
+  EXPECT_EQ(read(kCt1), "offset=7\n");
+  int value = 0;
+  EXPECT_EQ(api.load_prox_ct1(&value), 0);
+  EXPECT_EQ(value, 7);
+  EXPECT_EQ(api.load_prox_ct2(&value), 0);
+  EXPECT_EQ(value, -12);
+  EXPECT_EQ(api.load_prox_delta(&value), 0);
+  EXPECT_EQ(value, INT_MIN);
+}
+
+TEST_F(CrosstalkFiles, TakesWhatTheScanTakes) {
+  struct Row {
+    const char* text;
+    int result;
+    int value;
+  };
+  for (const Row& row : std::vector<Row>{{"offset=-12", 0, -12},
+                                         {"offset= \t\n+34xyz", 0, 34},
+                                         {"offset=0x10", 0, 0},
+                                         {"offset=2147483647\n", 0, INT_MAX},
+                                         {"offset=2147483648\n", 0, INT_MAX},
+                                         {"offset=99999999999\n", 0, INT_MAX},
+                                         {"offset=-99999999999999999999999\n", 0, INT_MIN},
+                                         {"", -5, 77},
+                                         {"offset=", -5, 77},
+                                         {"offset=abc\n", -5, 77},
+                                         {"offset=- 5\n", -5, 77},
+                                         {"offset=+-5\n", -5, 77},
+                                         {"offset =5\n", -5, 77},
+                                         {" offset=5\n", -5, 77},
+                                         {"Offset=5\n", -5, 77}}) {
+    write(kCt1, row.text);
+    int value = 77;
+    EXPECT_EQ(api.load_prox_ct1(&value), row.result) << row.text;
+    EXPECT_EQ(value, row.value) << row.text;
+  }
+}
+
+TEST_F(CrosstalkFiles, WhatCannotBeOpenedOrWrittenIsAnIoError) {
+  int value = 77;
+  EXPECT_EQ(api.load_prox_ct1(&value), -5);  // missing
+  fs::create_directory(file(kCt1));
+  EXPECT_EQ(api.load_prox_ct1(&value), -5);
+  EXPECT_EQ(api.save_prox_ct1(1), -5);
+  fs::create_symlink("/dev/full", file(kCt2));  // a full partition
+  EXPECT_EQ(api.save_prox_ct2(1), -5);
+  fs::remove_all(file("").parent_path());
+  EXPECT_EQ(api.save_prox_delta(1), -5);
+  EXPECT_FALSE(fs::exists(file("").parent_path()));
+  EXPECT_EQ(value, 77);
+}
+
+TEST_F(CrosstalkFiles, RemovesTheDeltaOnly) {
+  api.save_prox_ct1(1);
+  api.save_prox_delta(3);
+  log.clear();
+  EXPECT_EQ(api.remove_prox_delta(), 0);
+  EXPECT_EQ(lines(), Lines{});
+  EXPECT_FALSE(fs::exists(file(kDelta)));
+  EXPECT_TRUE(fs::exists(file(kCt1)));
+  EXPECT_EQ(api.remove_prox_delta(), 0);
+  EXPECT_EQ(lines(), Lines{"E file is not exits\n"});
+  log.clear();
+  fs::create_directory(file(kDelta));
+  EXPECT_EQ(api.remove_prox_delta(), -1);
+  EXPECT_EQ(lines(), Lines{"E remove_prox_delta errno Is a directory"});
+}
+
+// The commands that work on these files instead of the hub, each with a good file and with a directory in its place.
+TEST_F(CrosstalkFiles, BehindTheProximityCommands) {
+  struct Row {
+    const char* name;  // of the file; empty: none is touched
+    bool reads;
+    std::function<int(Api&, int*)> call;
+    int failure;        // result with the directory
+    int after_failure;  // the caller's value, 40 before, with the directory
+    const char* enter;
+    const char* error;
+  };
+  const Row rows[] = {
+      {kCt1, true, [](Api& a, int* v) { return a.getPrxOffset_api(v, 0, 1); }, 0, 0,
+       "D enter getPrxOffset_api para=0, offset = 40, supporthwcal 1",
+       "E enter getPrxOffset_api para=0, offset = 40 err -5"},
+      {kCt2, true, [](Api& a, int* v) { return a.getPrxOffset_api(v, 3, 0); }, 0, 0,
+       "D enter getPrxOffset_api para=3, offset = 40, supporthwcal 0",
+       "E enter getPrxOffset_api para=3, offset = 40 err -5"},
+      {kCt1, false, [](Api& a, int* v) { return a.setPrxOffset_api(*v, 0, 1); }, 0, 40,
+       "D enter setPrxOffset_api offset=40, para=0, supporthwcal=1",
+       "E enter setPrxOffset_api para=0, offset = 40 err -5"},
+      {kCt2, false, [](Api& a, int* v) { return a.setPrxOffset_api(*v, 3, 7); }, 0, 40,
+       "D enter setPrxOffset_api offset=40, para=3, supporthwcal=7",
+       "E enter setPrxOffset_api para=3, offset = 40 err -5"},
+      {kDelta, true, [](Api& a, int* v) { return a.getProDelta_api(v, 0, 0); }, -5, 40,
+       "D enter SensorCalibrationAPI::getProDelta_api offset=40, para=0, supporthwcal=0",
+       "E save ct enter setPrxOffset_api para=0, offset = 40 err -5"},
+      {kDelta, true, [](Api& a, int* v) { return a.getProDelta_api(v, 19, 0); }, -5, 40,
+       "D enter SensorCalibrationAPI::getProDelta_api offset=40, para=19, supporthwcal=0",
+       "E save ct enter setPrxOffset_api para=19, offset = 40 err -5"},
+      {"", true, [](Api& a, int* v) { return a.getProDelta_api(v, 0, 1); }, 0, 40,
+       "D enter SensorCalibrationAPI::getProDelta_api offset=40, para=0, supporthwcal=1", ""},
+      {"", true, [](Api& a, int* v) { return a.getProDelta_api(v, 2, 0); }, 0, 40,
+       "D enter SensorCalibrationAPI::getProDelta_api offset=40, para=2, supporthwcal=0", ""},
+      {kDelta, false, [](Api& a, int* v) { return a.saveProDelta_api(*v, 2, 0); }, -5, 40,
+       "D enter SensorCalibrationAPI::getProDelta_api offset=40, para=2, supporthwcal=0",
+       "E save ct enter setPrxOffset_api para=2, offset = 40 err -5"},
+      {"", false, [](Api& a, int* v) { return a.saveProDelta_api(*v, 0, 0); }, 0, 40,
+       "D enter SensorCalibrationAPI::getProDelta_api offset=40, para=0, supporthwcal=0", ""},
+      {"", false, [](Api& a, int* v) { return a.saveProDelta_api(*v, 2, 1); }, 0, 40,
+       "D enter SensorCalibrationAPI::getProDelta_api offset=40, para=2, supporthwcal=1", ""},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.enter);
+    const std::string name = row.name;
+    for (const char* each : {kCt1, kCt2, kDelta}) {
+      fs::remove_all(file(each));
+      write(each, "offset=-12\n");
+    }
+    int value = 40;
+    log.clear();
+    EXPECT_EQ(row.call(api, &value), 0);
+    EXPECT_EQ(lines(), Lines{row.enter});
+    EXPECT_EQ(value, row.reads && !name.empty() ? -12 : 40);
+    for (const std::string each : {kCt1, kCt2, kDelta}) {
+      EXPECT_EQ(read(each), !row.reads && each == name ? "offset=40\n" : "offset=-12\n");
+    }
+
+    if (name.empty()) continue;
+    fs::remove(file(name));
+    fs::create_directory(file(name));
+    value = 40;
+    log.clear();
+    EXPECT_EQ(row.call(api, &value), row.failure);
+    EXPECT_EQ(lines(), (Lines{row.enter, row.error}));
+    EXPECT_EQ(value, row.after_failure);
+  }
+  EXPECT_TRUE(hub->sent().empty());
+}
+
+}  // namespace
