@@ -1,0 +1,29 @@
+#include "phone/hub/panel_curve.h"
+
+#include <cmath>
+
+namespace phone {
+namespace {
+
+// Panels lie between 1 and 2.4; whole-lux levels of a faint panel bend that.
+constexpr double kMinGamma = 0.3;
+constexpr double kMaxGamma = 4;
+
+bool is_positive(const PanelPoint& point) {
+  return std::isfinite(point.brightness) && std::isfinite(point.value) && point.brightness > 0 && point.value > 0;
+}
+
+}  // namespace
+
+double PanelCurve::at(double brightness) const { return brightness > 0 ? k * std::pow(brightness / full, gamma) : 0; }
+
+PanelCurve panel_curve(const PanelPoint& high, const PanelPoint& low) {
+  if (!is_positive(high)) return {};
+  PanelCurve curve{.k = high.value, .gamma = 1, .full = high.brightness};
+  if (!is_positive(low) || low.brightness >= high.brightness) return curve;
+  const double gamma = std::log(high.value / low.value) / std::log(high.brightness / low.brightness);
+  if (gamma >= kMinGamma && gamma <= kMaxGamma) curve.gamma = gamma;
+  return curve;
+}
+
+}  // namespace phone

@@ -1,0 +1,192 @@
+// What the hub applies, the panel's curve, its colour run, and its threads.
+#include <chrono>
+#include <cmath>
+#include <condition_variable>
+#include <thread>
+
+#include "hub_fixture.h"
+
+namespace phone {
+namespace {
+
+using std::chrono::milliseconds;
+
+TEST_F(HubTest, AppliesWhatItWasSent) {
+  raw.values = {{{33171015, 0}, 40}, {{33171015, 7}, 47}, {{33171040, 0}, 130}, {{8, 0}, 55.5F}};
+  ask(4, 2, {F(1), F(2), F(3)});
+  ask(6, 21, {F(-0.5F)});
+  ask(33171015, 11);
+  ask(8, 12);
+  ask(8, 13);
+  ask(8, 7);
+  ask(8, 5, {700, -1, -1});
+  EXPECT_THAT(hub.offset(16), testing::ElementsAre(1, 2, 3));
+  EXPECT_THAT(hub.offset(1), testing::ElementsAre(0, 0, 0));
+  EXPECT_EQ(hub.pressure_offset(), -0.5F);
+  EXPECT_EQ(hub.sar_offset(33171015, 0), 40);
+  EXPECT_EQ(hub.sar_offset(33171015, 7), 47);
+  EXPECT_EQ(hub.sar_offset(33171015, 8), 0);
+  EXPECT_EQ(hub.sar_offset(33171016, 0), 0);
+  EXPECT_EQ(hub.tof_offset(), 30);
+  const Hub::Proximity proximity = hub.proximity();
+  EXPECT_EQ(proximity.near_threshold, 700);
+  EXPECT_EQ(proximity.far_threshold, 400);
+  EXPECT_EQ(proximity.hardware_crosstalk, 55.5F);
+}
+
+TEST_F(HubTest, ASoftSarCalibrationComesOnTopAndGoesWithAReboot) {
+  raw.values = {{{33171015, 0}, 40}};
+  ask(33171015, 11);
+  raw.values = {{{33171015, 0}, 43}};
+  ask(33171015, 11, {F(-1)});
+  EXPECT_EQ(hub.sar_offset(33171015, 0), 43);
+  EXPECT_EQ(ask(33171015, 4).as_float(0), 40);
+  hub.reboot();
+  EXPECT_EQ(hub.sar_offset(33171015, 0), 40);
+  ask(33171015, 11, {F(-1)});
+  ask(33171015, 11);
+  EXPECT_EQ(hub.sar_offset(33171015, 0), 43) << "a full calibration leaves no baseline";
+}
+
+TEST_F(HubTest, CountsWhatRestartsTheGyroscopeBias) {
+  ask(16, 33);
+  ask(4, 2);
+  ask(4, 2);
+  EXPECT_EQ(hub.gyroscope_bias_epoch(4).relearn, 2U);
+  EXPECT_EQ(hub.gyroscope_bias_epoch(16).clear, 1U);
+  EXPECT_EQ(hub.gyroscope_bias_epoch(268369924).relearn, 0U);
+}
+
+TEST_F(HubTest, PanelCurveRunsThroughBothLevels) {
+  ask(5, 26, {13, 4095, 35});
+  EXPECT_EQ(hub.panel_lux(5, 4095), 0) << "one level is no curve";
+  ask(5, 26, {14, 2047, 8});
+  EXPECT_NEAR(hub.panel_lux(5, 4095), 35, 1e-4);
+  EXPECT_NEAR(hub.panel_lux(33171007, 2047), 8, 1e-4);
+  // Halfway down again the same ratio applies: a power law, not a straight line.
+  EXPECT_NEAR(hub.panel_lux(5, 1023), 8 * 8.0 / 35, 0.01);
+  EXPECT_EQ(hub.panel_lux(5, 0), 0);
+  EXPECT_EQ(hub.panel_lux(33171080, 4095), 0);
+
+  ask(5, 9, {F(2)});
+  EXPECT_NEAR(hub.panel_lux(5, 4095), 70, 1e-3) << "levels follow a scale that was calibrated after them";
+}
+
+TEST(HubPanelCurve, LevelsThatNoPanelGivesFallBackToTheHighOne) {
+  struct {
+    int32_t high_brightness, high, low_brightness, low;
+    float at_half_of_4000;
+  } const cases[] = {
+      {4000, 20, 3000, 0, 10},   // low forced to zero
+      {4000, 20, 3000, 20, 10},  // gamma 0
+      {4000, 20, 3000, 25, 10},  // low above high
+      {4000, 20, 3990, 1, 10},   // a cliff
+      {4000, 20, 4000, 15, 10},  // one brightness twice
+      {4000, 20, -3, 15, 10},   {4000, 0, 3000, 15, 0},   {0, 20, 3000, 15, 0},
+      {4000, -7, 3000, 15, 0},  {4000, 20, 2000, 10, 10}, {4000, 16, 1000, 1, 4},
+  };
+  for (const auto& row : cases) {
+    FakeRaw raw;
+    Hub hub(&raw, {});
+    hub.handle(record(5, 26, {13, row.high_brightness, row.high}), nullptr);
+    hub.handle(record(5, 26, {14, row.low_brightness, row.low}), nullptr);
+    EXPECT_NEAR(hub.panel_lux(5, 2000), row.at_half_of_4000, 1e-4) << row.high << " " << row.low;
+  }
+}
+
+TEST_F(HubTest, ALowLevelForType5CompletesTheChipWhoseHighLevelCameLast) {
+  ask(5, 26, {13, 4000, 20});
+  ask(33171084, 26, {13, 4000, 12});
+  ask(5, 26, {14, 2000, 6});
+  EXPECT_NEAR(hub.panel_lux(33171080, 2000), 6, 1e-4);
+  EXPECT_EQ(hub.panel_lux(5, 2000), 0);
+
+  // Colour levels have a last one of their own; every channel has its curve.
+  ask(5, 27, {F(13), F(4000), F(8), F(0), F(40), F(NAN)});
+  ask(5, 27, {F(14), F(2000), F(2), F(5), F(20), F(1)});
+  EXPECT_THAT(hub.panel_channels(5, 1000), testing::Pointwise(testing::FloatNear(1e-4F), {0.5F, 0.0F, 10.0F, 0.0F}));
+  EXPECT_NEAR(hub.panel_channels(33171007, 2000)[0], 2, 1e-5);
+}
+
+struct ColourRunTest : testing::Test {
+  static constexpr int kRunMs = 60;
+  FakeRaw raw;
+  Hub hub{&raw, {.runs_colour_calibration = true, .colour_run_ms = kRunMs}};
+
+  int32_t ask(int32_t code, float command) {
+    return hub.handle(record(33171089, code, {F(command), code == 40 ? F(92) : 0}), nullptr).words[0];
+  }
+  int32_t result_of(float command) {
+    EXPECT_EQ(ask(39, command), 0);
+    int32_t result = -1;
+    for (int i = 0; result == -1 && i < 5000; ++i) {
+      std::this_thread::sleep_for(milliseconds(1));
+      result = ask(40, command);
+    }
+    return result;
+  }
+};
+
+TEST_F(ColourRunTest, TakesItsTimeThenSetsTheScales) {
+  EXPECT_EQ(ask(40, 0), 3) << "no run yet";
+  EXPECT_EQ(result_of(0), 1) << "no golden channels";
+  for (int i = 0; i < 8; ++i) raw.values[{33171089, i}] = static_cast<float>(10 * (i + 1));
+  EXPECT_EQ(result_of(-1), 0);
+  for (int i = 0; i < 8; ++i) raw.values[{33171089, i}] = static_cast<float>(5 * (i + 1));
+
+  std::atomic<int> changes = 0;
+  hub.on_change([&] { ++changes; });
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(ask(39, 0), 0);
+  EXPECT_EQ(ask(40, 0), -1);
+  EXPECT_EQ(ask(39, 0), -1) << "busy";
+  EXPECT_EQ(hub.channel_scales(33171089)[0], 1);
+  while (ask(40, 0) == -1) std::this_thread::sleep_for(milliseconds(1));
+  EXPECT_GE(std::chrono::steady_clock::now() - start, milliseconds(kRunMs));
+  EXPECT_EQ(ask(40, 0), 0);
+  EXPECT_THAT(hub.channel_scales(33171089), testing::ElementsAre(2, 2, 2, 2, 2, 1, 1, 1));
+  EXPECT_THAT(hub.channel_scales(33171057), testing::Each(1));
+  while (changes == 0) std::this_thread::sleep_for(milliseconds(1));
+
+  raw.values[{33171089, 3}] = 0;
+  EXPECT_EQ(result_of(0), 2) << "a scale out of range";
+  EXPECT_EQ(hub.channel_scales(33171089)[0], 2);
+}
+
+TEST_F(ColourRunTest, ARebootEndsIt) {
+  raw.values = {{{33171089, 0}, 10}};
+  EXPECT_EQ(ask(39, -1), 0);
+  hub.reboot();
+  EXPECT_EQ(ask(40, -1), 3);
+  std::this_thread::sleep_for(milliseconds(2 * kRunMs));
+  EXPECT_EQ(ask(29, 5), -1) << "the run's golden channels came after all";
+}
+
+// Its listener may use the hub: no lock is held. Run under a thread sanitizer this also checks the locking.
+TEST_F(HubTest, ServesManyThreads) {
+  raw.values = {{{8, 0}, 5}, {{33171015, 0}, 5}};
+  std::atomic<int> changes = 0;
+  hub.on_change([&] {
+    ++changes;
+    (void)hub.save();
+  });
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([this, t] {
+      for (int i = 0; i < 200; ++i) {
+        const float value = static_cast<float>(t * 1000 + i);
+        ask(1, 0, {F(value), F(value), F(value)});
+        ask(8, 7);
+        const HubRecord reply = ask(1, 1);
+        EXPECT_EQ(reply.words[0], reply.words[2]) << "two messages mixed";
+        (void)hub.offset(1);
+        (void)hub.panel_lux(5, 100);
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(changes, 4 * 200 * 2);
+}
+
+}  // namespace
+}  // namespace phone
