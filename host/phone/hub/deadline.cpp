@@ -2,7 +2,7 @@
 
 namespace phone {
 
-Deadline::~Deadline() {
+void Deadline::stop() {
   std::thread thread;
   {
     const std::lock_guard<std::mutex> lock(mutex_);
@@ -15,6 +15,7 @@ Deadline::~Deadline() {
 
 void Deadline::start(std::chrono::milliseconds delay) {
   const std::lock_guard<std::mutex> lock(mutex_);
+  if (stop_) return;
   due_ = Clock::now() + delay;
   if (!thread_.joinable()) thread_ = std::thread(&Deadline::wait, this);
   wake_.notify_all();

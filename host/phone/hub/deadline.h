@@ -10,16 +10,17 @@
 
 namespace phone {
 
-// Any thread may start one, with any lock held: the call is made with no lock of this object held. Not to be destroyed
-// from inside the call.
+// Any thread may start one, with any lock held: the call is made with no lock of this object held.
 class Deadline {
  public:
   explicit Deadline(std::function<void()> call) : call_(std::move(call)) {}
-  ~Deadline();
+  ~Deadline() { stop(); }
   Deadline(const Deadline&) = delete;
   Deadline& operator=(const Deadline&) = delete;
 
   void start(std::chrono::milliseconds delay);
+  // No call is under way when it returns, and none will come. Not to be called from inside the call.
+  void stop();
 
  private:
   using Clock = std::chrono::steady_clock;

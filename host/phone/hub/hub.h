@@ -77,6 +77,8 @@ class Hub {
   // Called after every change of the store, with the hub's lock not held: on the thread that changed it, or on the
   // hub's own after a colour run. Empty: nobody is told.
   void on_change(std::function<void()> changed);
+  // The hub's own thread makes no call any more when it returns: before the source or what on_change() uses goes.
+  void shut_down() { colour_deadline_.stop(); }
 
  private:
   Measured measure(Measure what, const HubRecord& request) const;

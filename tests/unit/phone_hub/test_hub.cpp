@@ -1,7 +1,6 @@
 // What the hub applies, the panel's curve, its colour run, and its threads.
 #include <chrono>
 #include <cmath>
-#include <condition_variable>
 #include <thread>
 
 #include "hub_fixture.h"
@@ -109,7 +108,7 @@ TEST_F(HubTest, ALowLevelForType5CompletesTheChipWhoseHighLevelCameLast) {
 }
 
 struct ColourRunTest : testing::Test {
-  static constexpr int kRunMs = 60;
+  static constexpr int kRunMs = 150;
   FakeRaw raw;
   Hub hub{&raw, {.runs_colour_calibration = true, .colour_run_ms = kRunMs}};
 

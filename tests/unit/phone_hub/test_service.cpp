@@ -78,23 +78,34 @@ TEST_F(ServiceTest, ASlowServiceAnswersLate) {
   EXPECT_EQ(calls_back, 1);
 }
 
-TEST_F(ServiceTest, DisconnectWaitsForMessagesUnderWayAndFailsLaterOnes) {
-  faults.set_delay(std::chrono::milliseconds(50));
-  std::atomic<bool> sent = false;
-  std::thread client([&] {
-    sent = true;
-    send(record(6, 21, {F(5)}));
-  });
-  while (!sent) std::this_thread::yield();
-  std::this_thread::sleep_for(std::chrono::milliseconds(10));
+// A raw value that takes its time, so that a message is known to be inside the hub.
+struct SlowRaw : RawSource {
+  std::atomic<bool> asked = false;
+  float raw(int /*sensor_type*/, int /*channel*/) override {
+    asked = true;
+    std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    return 5;
+  }
+  bool dark_box() override { return false; }
+};
+
+TEST(TestServiceEnd, DisconnectWaitsForMessagesUnderWayAndFailsLaterOnes) {
+  SlowRaw raw;
+  Hub hub(&raw, {});
+  const ::android::sp<TestService> service(new TestService(&hub, nullptr));
+  std::atomic<int> heard = 0;
+  service->on_exchange([&](const HubExchange&) { ++heard; });
+  const auto send = [&] {
+    return service->send_ssc_oem_test_msg(encode(record(8, 7)), [](const HubMessage&) {}).isOk();
+  };
+  std::thread client([&] { EXPECT_TRUE(send()); });
+  while (!raw.asked) std::this_thread::yield();
   service->disconnect();
-  EXPECT_EQ(heard.size(), 1U);
-  EXPECT_EQ(hub.pressure_offset(), 5);
+  EXPECT_EQ(heard, 1);
+  EXPECT_EQ(hub.proximity().hardware_crosstalk, 5);
   client.join();
-  bool ok = true;
-  send(record(6, 22), &ok);
-  EXPECT_FALSE(ok);
-  EXPECT_EQ(heard.size(), 1U);
+  EXPECT_FALSE(send());
+  EXPECT_EQ(heard, 1);
 }
 
 }  // namespace
