@@ -1,0 +1,10 @@
+# Writes OUTPUT, a C++ source that holds the profiles FILES (separated by "|") as texts.
+string(REPLACE "|" ";" files "${FILES}")
+set(texts "")
+set(rows "")
+foreach(file ${files})
+  get_filename_component(name ${file} NAME_WE)
+  file(READ ${file} text)
+  string(APPEND rows "    {\"${name}\", R\"profile(${text})profile\"},\n")
+endforeach()
+file(WRITE ${OUTPUT} "#include \"phone/core/profile.h\"\n\nnamespace phone {\n\nconst ShippedProfile kShippedProfiles[] = {\n${rows}    {nullptr, nullptr},\n};\n\n}  // namespace phone\n")

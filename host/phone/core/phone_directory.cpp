@@ -1,0 +1,152 @@
+#include "phone/core/phone_directory.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <random>
+
+#include "phone/core/files.h"
+#include "phone/core/json_reader.h"
+
+namespace phone {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char kLock[] = ".lock";
+constexpr char kProfile[] = "profile.json";
+constexpr char kState[] = "state.json";  // written last: a directory without it was never finished
+constexpr char kProperties[] = "build.prop";
+constexpr char kPersistSensors[] = "/mnt/vendor/persist/sensors";
+constexpr const char* kFolders[] = {kPersistSensors, "/mnt/vendor/nvcfg/sensor", "/vendor/etc/sensors"};
+
+void write_or_throw(const std::string& path, const std::string& content) {
+  const std::string problem = replace_file(path, content);
+  if (!problem.empty()) throw PhoneError(problem);
+}
+
+std::string read_or_throw(const std::string& path) {
+  std::string content;
+  const std::string problem = read_file(path, &content);
+  if (!problem.empty()) throw PhoneError(problem);
+  return content;
+}
+
+std::string properties_text(const Profile& profile) {
+  std::string text = "# The properties of " + profile.name + ", as its build sets them.\n";
+  for (const auto& [name, value] : profile.properties) text += name + "=" + value + "\n";
+  return text;
+}
+
+uint64_t random_seed() {
+  std::random_device device;
+  return uint64_t{device()} << 32 | device();
+}
+
+}  // namespace
+
+PhoneDirectory::PhoneDirectory(const PhoneOptions& options) {
+  try {
+    make_folder(options.directory);
+    lock();
+    if (file_exists(file(kState))) {
+      read();
+    } else {
+      make(options);
+    }
+    ++opening_;
+    write_state();
+  } catch (const fs::filesystem_error& error) {
+    if (lock_fd_ >= 0) close(lock_fd_);
+    throw PhoneError(error.what());
+  } catch (...) {
+    if (lock_fd_ >= 0) close(lock_fd_);
+    throw;
+  }
+}
+
+PhoneDirectory::~PhoneDirectory() {
+  std::error_code ignored;
+  if (temporary_) fs::remove_all(path_, ignored);
+  close(lock_fd_);
+}
+
+void PhoneDirectory::make_folder(const std::string& wanted) {
+  if (wanted.empty()) {
+    std::string name = (fs::temp_directory_path() / "phone-XXXXXX").string();
+    if (mkdtemp(name.data()) == nullptr) throw PhoneError(name + ": " + strerror(errno));
+    temporary_ = true;
+    path_ = name;
+    return;
+  }
+  path_ = fs::absolute(wanted).lexically_normal().string();
+  while (path_.size() > 1 && path_.back() == '/') path_.pop_back();
+  fs::create_directories(path_);
+  if (!file_exists(file(kState)) && !file_exists(file(kLock)) && !fs::is_empty(path_)) {
+    throw PhoneError(path_ + ": neither empty nor a phone's directory");
+  }
+}
+
+void PhoneDirectory::lock() {
+  const std::string path = file(kLock);
+  lock_fd_ = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+  if (lock_fd_ < 0) throw PhoneError(path + ": " + strerror(errno));
+  if (flock(lock_fd_, LOCK_EX | LOCK_NB) != 0) {
+    const int error = errno;
+    char holder[16] = {};
+    const bool held = error == EWOULDBLOCK && pread(lock_fd_, holder, sizeof holder - 1, 0) > 0;
+    throw PhoneError(held ? "the phone " + path_ + " is held by process " + holder
+                          : "the phone " + path_ + " cannot be locked: " + strerror(error));
+  }
+  const std::string pid = std::to_string(getpid());
+  if (ftruncate(lock_fd_, 0) != 0 || pwrite(lock_fd_, pid.data(), pid.size(), 0) < 0) {
+    throw PhoneError(path + ": " + strerror(errno));
+  }
+}
+
+void PhoneDirectory::make(const PhoneOptions& options) {
+  if (file_exists(file(kProfile))) remarks_.push_back(path_ + " was not finished at its first use; made anew");
+  profile_ = load_profile(options.profile);
+  seed_ = options.seed.value_or(0);
+  if (!options.seed) seed_ = random_seed();
+  write_or_throw(file(kProfile), profile_->text);
+  write_or_throw(file(kProperties), properties_text(*profile_));
+  restore_files();
+}
+
+void PhoneDirectory::restore_files() const {
+  std::error_code ignored;
+  for (const auto& entry : fs::directory_iterator(path_ + kPersistSensors, ignored)) {
+    fs::remove_all(entry.path(), ignored);
+  }
+  for (const char* folder : kFolders) fs::create_directories(path_ + folder);
+  for (const auto& [path, content] : profile_->files) {
+    fs::create_directories(fs::path(path_ + path).parent_path());
+    write_or_throw(path_ + path, content);
+  }
+}
+
+void PhoneDirectory::read() {
+  const std::string path = file(kProfile);
+  profile_ = parse_profile(read_or_throw(path), path);
+  const std::string state_path = file(kState);
+  const Json::Value state = parse_json(read_or_throw(state_path), state_path);
+  if (!state.isObject() || !state["seed"].isUInt64() || !state["openings"].isUInt()) {
+    throw PhoneError(state_path + ": wants seed and openings, whole numbers");
+  }
+  seed_ = state["seed"].asUInt64();
+  opening_ = state["openings"].asUInt();
+}
+
+void PhoneDirectory::write_state() const {
+  Json::Value state(Json::objectValue);
+  state["seed"] = Json::UInt64{seed_};
+  state["openings"] = opening_;
+  write_or_throw(file(kState), json_text(state));
+}
+
+}  // namespace phone

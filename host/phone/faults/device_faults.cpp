@@ -1,0 +1,141 @@
+#include "phone/faults/device_faults.h"
+
+#include <fcntl.h>
+#include <host/property_store.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "phone/core/files.h"
+#include "phone/core/phone.h"
+#include "phone/core/random.h"
+
+namespace phone {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char kBrightness[] = "/sys/class/leds/lcd-backlight/brightness";
+constexpr char kPersist[] = "/mnt/vendor/persist";
+constexpr char kPersistAway[] = "/mnt/vendor/.persist.away";
+// The files that are written on the persist partition. Others cannot get there by the library.
+constexpr const char* kPersistFiles[] = {
+    "/mnt/vendor/persist/sensors/PSensor_ct1.txt", "/mnt/vendor/persist/sensors/PSensor_ct2.txt",
+    "/mnt/vendor/persist/sensors/PSensor3cm_ct.txt", "/mnt/vendor/persist/sensors/scale.txt"};
+constexpr char kKept[] = ".kept";                       // the real file, while a link stands in for it
+constexpr char kFull[] = "/dev/full";                   // every write to it finds no room
+constexpr char kNowhere[] = "/proc/self/nowhere/file";  // nothing can be made there
+
+std::optional<std::string> find_property(const std::string& name) {
+  const std::map<std::string, std::string> all = host::all_properties();
+  const auto found = all.find(name);
+  return found == all.end() ? std::nullopt : std::optional<std::string>(found->second);
+}
+
+void set_property(const std::string& name, const std::optional<std::string>& value) {
+  if (value) {
+    host::force_property(name, *value);
+  } else {
+    host::remove_property(name);
+  }
+}
+
+std::string garbage(size_t length, uint64_t seed) {
+  const Draws draws = Draws(seed).of("garbage");
+  std::string out(length, '\0');
+  for (size_t i = 0; i < length; ++i) out[i] = static_cast<char>(draws.bits(i));
+  return out;
+}
+
+}  // namespace
+
+FileFaults::FileFaults(std::string device_root) : root_(std::move(device_root)) { put_back(); }
+
+FileFaults::~FileFaults() {
+  put_back();
+  for (const int fd : descriptors_) close(fd);
+}
+
+void FileFaults::put_back() const {
+  std::error_code ignored;
+  if (fs::exists(root_ + kPersistAway, ignored) && !fs::exists(root_ + kPersist, ignored)) {
+    fs::rename(root_ + kPersistAway, root_ + kPersist, ignored);
+  }
+  const auto restore = [&](const std::string& path) {
+    if (!fs::is_symlink(path, ignored)) return;
+    fs::remove(path, ignored);
+    fs::rename(path + kKept, path, ignored);
+  };
+  restore(root_ + kBrightness);
+  for (const char* path : kPersistFiles) restore(root_ + path);
+}
+
+void FileFaults::replace_by_link(const std::string& path, const std::string& target) const {
+  std::error_code error;
+  if (fs::exists(path)) fs::rename(path, path + kKept, error);
+  if (!error) fs::create_symlink(target, path, error);
+  if (error) throw PhoneError(path + ": " + error.message());
+}
+
+// A sealed copy in memory: it reads like the file, and no process can write it.
+std::string FileFaults::unwritable_copy(const std::string& path) {
+  std::string content;
+  const std::string problem = read_file(path, &content);
+  if (!problem.empty()) throw PhoneError(problem);
+  const int fd = memfd_create("unwritable", MFD_CLOEXEC | MFD_ALLOW_SEALING);
+  if (fd >= 0) descriptors_.push_back(fd);
+  if (fd < 0 || write(fd, content.data(), content.size()) != static_cast<ssize_t>(content.size()) ||
+      fcntl(fd, F_ADD_SEALS, F_SEAL_WRITE | F_SEAL_GROW | F_SEAL_SHRINK) != 0) {
+    throw PhoneError(path + ": cannot be made unwritable here");
+  }
+  return "/proc/" + std::to_string(getpid()) + "/fd/" + std::to_string(fd);
+}
+
+void FileFaults::spoil_file(const Fault& fault, uint64_t seed) const {
+  const std::string path = root_ + fault.text;
+  std::string content;
+  const std::string problem = read_file(path, &content);
+  if (!problem.empty()) throw PhoneError(problem);
+  content = fault.id == FaultId::truncated ? content.substr(0, content.size() / 2) : garbage(content.size(), seed);
+  const std::string write_problem = replace_file(path, content);
+  if (!write_problem.empty()) throw PhoneError(write_problem);
+}
+
+void FileFaults::apply(const Faults& faults, uint64_t seed) {
+  for (const Fault& fault : faults.all()) {
+    if (fault.id == FaultId::truncated || fault.id == FaultId::garbled) spoil_file(fault, seed);
+    if (fault.id == FaultId::brightness_missing) replace_by_link(root_ + kBrightness, kNowhere);
+    if (fault.id == FaultId::brightness_read_only) {
+      replace_by_link(root_ + kBrightness, unwritable_copy(root_ + kBrightness));
+    }
+    if (fault.id == FaultId::persist_absent) fs::rename(root_ + kPersist, root_ + kPersistAway);
+    for (const char* file : kPersistFiles) {
+      const std::string path = root_ + file;
+      if (fault.id == FaultId::persist_full) replace_by_link(path, kFull);
+      if (fault.id == FaultId::persist_read_only) {
+        replace_by_link(path, file_exists(path) ? unwritable_copy(path) : kNowhere);
+      }
+    }
+  }
+}
+
+PropertyFaults::~PropertyFaults() {
+  for (const auto& [name, change] : changes_) {
+    if (find_property(name) == change.after) set_property(name, change.before);
+  }
+}
+
+void PropertyFaults::apply(const Faults& faults) {
+  const auto change = [this](const std::string& name, const std::optional<std::string>& value) {
+    changes_.try_emplace(name, Change{find_property(name), {}}).first->second.after = value;
+    set_property(name, value);
+  };
+  for (const Fault* fault : faults.each(FaultId::no_property)) change(fault->text, std::nullopt);
+  for (const Fault* fault : faults.each(FaultId::property)) {
+    const size_t equals = fault->text.find('=');
+    change(fault->text.substr(0, equals), fault->text.substr(equals + 1));
+  }
+}
+
+}  // namespace phone

@@ -1,0 +1,50 @@
+// Faults of the device's files and properties, for as long as the phone is open.
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "phone/faults/faults.h"
+
+namespace phone {
+
+// Files: what stands in for them goes with the object and the real ones come back; truncated and garbled files stay so.
+// They also work for a process that may write everything.
+class FileFaults {
+ public:
+  // Clears away first what an interrupted process left. Throws PhoneError.
+  explicit FileFaults(std::string device_root);
+  ~FileFaults();
+  FileFaults(const FileFaults&) = delete;
+  FileFaults& operator=(const FileFaults&) = delete;
+
+  void apply(const Faults& faults, uint64_t seed);
+
+ private:
+  void put_back() const;
+  void replace_by_link(const std::string& path, const std::string& target) const;
+  std::string unwritable_copy(const std::string& path);
+  void spoil_file(const Fault& fault, uint64_t seed) const;
+
+  const std::string root_;
+  std::vector<int> descriptors_;  // of the copies
+};
+
+// Properties: the old values come back with the end of the object, where nobody has changed them since.
+class PropertyFaults {
+ public:
+  ~PropertyFaults();
+
+  void apply(const Faults& faults);
+
+ private:
+  struct Change {
+    std::optional<std::string> before;
+    std::optional<std::string> after;
+  };
+  std::map<std::string, Change> changes_;
+};
+
+}  // namespace phone

@@ -1,0 +1,246 @@
+#include "phone/faults/faults.h"
+
+#include <charconv>
+#include <cstring>
+#include <optional>
+#include <string_view>
+
+#include "phone/core/phone.h"
+#include "phone/sensors/kinds.h"
+
+namespace phone {
+namespace {
+
+// The result that Android gives an application without the permission.
+constexpr int kPermissionDenied = 4;
+constexpr int kMaxResult = 7;
+constexpr double kMaxBurst = 32;
+
+// How a fault's arguments are read. Numbers are the defaults; a fault without a default wants its argument.
+enum class Shape { none, count, code, word, result, sensor, sensor_amount, sensor_result, path, key, key_value };
+
+struct Row {
+  FaultInfo info;
+  Shape shape;
+  std::optional<double> number;
+  double low = 0;
+  double high = 1e9;
+};
+
+const Row kRows[] = {
+    {{FaultId::sensors_absent, "sensors-absent", "", "there is no sensor service"}, Shape::none, {}},
+    {{FaultId::sensors_vanish, "sensors-vanish", "CALLS", "the sensor service dies after so many calls"},
+     Shape::count,
+     {}},
+    {{FaultId::sensors_fail, "sensors-fail", "[CALLS]",
+      "calls of the sensor service fail in transport, from the first or after so many"},
+     Shape::count,
+     0},
+    {{FaultId::hub_absent, "hub-absent", "", "there is no test service"}, Shape::none, {}},
+    {{FaultId::hub_vanish, "hub-vanish", "MESSAGES", "the test service dies after so many messages"}, Shape::count, {}},
+    {{FaultId::hub_fail, "hub-fail", "[CODE]", "messages fail in transport: those of one code, or all"},
+     Shape::code,
+     -1},
+    {{FaultId::hub_slow, "hub-slow", "MS", "the hub takes so long to answer"}, Shape::count, {}, 0, 60000},
+    {{FaultId::hub_word, "hub-word", "CODE,WORD,VALUE",
+      "a word of the hub's answer is forced: 3 is an integer, 3.0 a float"},
+     Shape::word,
+     {}},
+    {{FaultId::list_refused, "list-refused", "[RESULT]", "the sensor list is refused"},
+     Shape::result,
+     kPermissionDenied},
+    {{FaultId::queue_refused, "queue-refused", "[RESULT]", "the event queue is refused"},
+     Shape::result,
+     kPermissionDenied},
+    {{FaultId::queue_never, "queue-never", "", "the request for an event queue is never answered"}, Shape::none, {}},
+    {{FaultId::enable_refused, "enable-refused", "[SENSOR[,RESULT]]", "enabling the sensor is refused"},
+     Shape::sensor_result,
+     kPermissionDenied},
+    {{FaultId::silent, "silent", "[SENSOR]", "the sensor delivers nothing"}, Shape::sensor, {}},
+    {{FaultId::stuck, "stuck", "[SENSOR]", "the sensor repeats its first raw value for ever"}, Shape::sensor, {}},
+    {{FaultId::motion, "motion", "[SENSOR[,RMS]]",
+      "the phone is in motion: a random part of this size in the sensor's unit"},
+     Shape::sensor_amount,
+     5},
+    {{FaultId::drift, "drift", "[SENSOR[,PER_SECOND]]", "the raw value creeps"}, Shape::sensor_amount, 0.5, -1e9},
+    {{FaultId::out_of_range, "out-of-range", "[SENSOR[,AMOUNT]]", "the raw value is off by this much"},
+     Shape::sensor_amount,
+     30000,
+     -1e9},
+    {{FaultId::not_a_number, "nan", "[SENSOR]", "the sensor delivers what is not a number"}, Shape::sensor, {}},
+    {{FaultId::duplicate, "duplicate", "[SENSOR]", "every event comes twice"}, Shape::sensor, {}},
+    {{FaultId::late, "late", "[SENSOR[,MS]]", "events come so much later than their time"},
+     Shape::sensor_amount,
+     500,
+     0,
+     60000},
+    {{FaultId::burst, "burst", "[SENSOR[,COUNT]]", "events come in bursts"}, Shape::sensor_amount, 5, 1, kMaxBurst},
+    {{FaultId::straggler, "straggler", "[SENSOR]", "one more event comes after the sensor was disabled"},
+     Shape::sensor,
+     {}},
+    {{FaultId::wrong_handle, "wrong-handle", "[SENSOR]", "events carry another sensor's handle"}, Shape::sensor, {}},
+    {{FaultId::wrong_type, "wrong-type", "[SENSOR]", "events carry another sensor's type"}, Shape::sensor, {}},
+    {{FaultId::brightness_missing, "brightness-missing", "", "the panel has no brightness node"}, Shape::none, {}},
+    {{FaultId::brightness_read_only, "brightness-read-only", "", "the brightness node refuses writes"},
+     Shape::none,
+     {}},
+    {{FaultId::brightness_clamped, "brightness-clamped", "LEVEL", "the panel takes no brightness above this"},
+     Shape::count,
+     {},
+     0,
+     65535},
+    {{FaultId::persist_full, "persist-full", "", "the persist partition is full"}, Shape::none, {}},
+    {{FaultId::persist_read_only, "persist-read-only", "", "the persist partition refuses writes"}, Shape::none, {}},
+    {{FaultId::persist_absent, "persist-absent", "", "the persist partition is not there"}, Shape::none, {}},
+    {{FaultId::truncated, "truncated", "PATH", "a file of the device ends in its middle"}, Shape::path, {}},
+    {{FaultId::garbled, "garbled", "PATH", "a file of the device holds garbage"}, Shape::path, {}},
+    {{FaultId::no_property, "no-property", "NAME", "a property is missing"}, Shape::key, {}},
+    {{FaultId::property, "property", "NAME=VALUE", "a property has another value, whatever it is"},
+     Shape::key_value,
+     {}},
+};
+
+std::string usage(const FaultInfo& info) {
+  return std::string(info.name) + (*info.arguments != '\0' ? std::string(":") + info.arguments : "");
+}
+
+[[noreturn]] void fail(const Row& row, const std::string& text) {
+  throw PhoneError("fault '" + text + "': wants " + usage(row.info));
+}
+
+std::optional<double> parse_number(std::string_view text) {
+  double number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (error != std::errc() || end != text.data() + text.size() || text.empty()) return std::nullopt;
+  return number;
+}
+
+// Takes the text up to the next comma out of `rest`.
+std::string_view take(std::string_view* rest) {
+  const size_t comma = rest->find(',');
+  const std::string_view first = rest->substr(0, comma);
+  rest->remove_prefix(comma == std::string_view::npos ? rest->size() : comma + 1);
+  return first;
+}
+
+bool read_number(const Row& row, std::string_view text, double* out) {
+  const std::optional<double> number = text.empty() ? row.number : parse_number(text);
+  if (!number || (!text.empty() && !(*number >= row.low && *number <= row.high))) return false;
+  *out = *number;
+  return true;
+}
+
+bool read_integer(const Row& row, std::string_view text, double high, int* out) {
+  double number = 0;
+  if (!read_number(row, text, &number) || number > high || number != static_cast<int>(number)) return false;
+  *out = static_cast<int>(number);
+  return true;
+}
+
+bool read_sensor(std::string_view text, int* type) {
+  if (text.empty()) return true;
+  const std::optional<int> found = parse_sensor_type(text);
+  if (!found || *found == 0) return false;
+  *type = *found;
+  return true;
+}
+
+// CODE,WORD,VALUE; a value with a point or an exponent is a float.
+bool read_word(std::string_view rest, Fault* fault) {
+  const auto code = parse_number(take(&rest));
+  const auto word = parse_number(take(&rest));
+  const auto value = parse_number(rest);
+  if (!code || !word || !value) return false;
+  if (*code != static_cast<int>(*code) || *word < 0 || *word > 15 || *word != static_cast<int>(*word)) return false;
+  fault->code = static_cast<int>(*code);
+  fault->word = static_cast<int>(*word);
+  if (rest.find_first_of(".eEni") != std::string_view::npos) {
+    const auto number = static_cast<float>(*value);
+    memcpy(&fault->bits, &number, sizeof number);
+    return true;
+  }
+  if (!(*value >= INT32_MIN && *value <= INT32_MAX)) return false;
+  fault->bits = static_cast<int32_t>(*value);
+  return true;
+}
+
+bool read_arguments(const Row& row, std::string_view rest, Fault* fault) {
+  fault->text = rest;
+  switch (row.shape) {
+    case Shape::none:
+      return rest.empty();
+    case Shape::count:
+      return read_number(row, rest, &fault->amount);
+    case Shape::code:
+      return read_integer(row, rest, 1e6, &fault->code);
+    case Shape::word:
+      return read_word(rest, fault);
+    case Shape::result:
+      return read_integer(row, rest, kMaxResult, &fault->code);
+    case Shape::sensor:
+      return read_sensor(rest, &fault->sensor_type);
+    case Shape::sensor_amount:
+      return read_sensor(take(&rest), &fault->sensor_type) && read_number(row, rest, &fault->amount);
+    case Shape::sensor_result:
+      return read_sensor(take(&rest), &fault->sensor_type) && read_integer(row, rest, kMaxResult, &fault->code);
+    case Shape::path:
+      return rest.size() > 1 && rest[0] == '/' && rest.find("..") == std::string_view::npos;
+    case Shape::key:
+      return !rest.empty();
+    case Shape::key_value:
+      return rest.find('=') != std::string_view::npos && rest[0] != '=';
+  }
+  return false;
+}
+
+Fault parse_fault(const std::string& text) {
+  const size_t colon = text.find(':');
+  const std::string name = text.substr(0, colon);
+  for (const Row& row : kRows) {
+    if (name != row.info.name) continue;
+    Fault fault;
+    fault.id = row.info.id;
+    const std::string rest = colon == std::string::npos ? "" : text.substr(colon + 1);
+    if (!read_arguments(row, rest, &fault)) fail(row, text);
+    return fault;
+  }
+  std::string known;
+  for (const FaultInfo& info : fault_list()) known += "\n  " + usage(info);
+  throw PhoneError("no fault is called '" + name + "'; there are:" + known);
+}
+
+}  // namespace
+
+const std::vector<FaultInfo>& fault_list() {
+  static const std::vector<FaultInfo>* const list = [] {
+    auto* infos = new std::vector<FaultInfo>;
+    for (const Row& row : kRows) infos->push_back(row.info);
+    return infos;
+  }();
+  return *list;
+}
+
+Faults Faults::parse(const std::vector<std::string>& texts) {
+  Faults faults;
+  for (const std::string& text : texts) faults.faults_.push_back(parse_fault(text));
+  return faults;
+}
+
+const Fault* Faults::find(FaultId id, int sensor_type) const {
+  const Fault* found = nullptr;
+  for (const Fault& fault : faults_) {
+    if (fault.id != id || (fault.sensor_type != 0 && fault.sensor_type != sensor_type)) continue;
+    if (found == nullptr || found->sensor_type == 0) found = &fault;
+  }
+  return found;
+}
+
+std::vector<const Fault*> Faults::each(FaultId id) const {
+  std::vector<const Fault*> found;
+  for (const Fault& fault : faults_) {
+    if (fault.id == id) found.push_back(&fault);
+  }
+  return found;
+}
+
+}  // namespace phone

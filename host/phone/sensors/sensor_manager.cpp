@@ -1,0 +1,93 @@
+#include "phone/sensors/sensor_manager.h"
+
+#include <host/service_registry.h>
+
+#include <algorithm>
+
+#include "phone/sensors/event_queue.h"
+
+namespace phone {
+namespace {
+
+using ::android::hardware::hidl_vec;
+using ::android::hardware::Return;
+using ::android::hardware::Status;
+using ::android::hardware::Void;
+using ::android::hardware::sensors::V1_0::SensorFlagBits;
+using ::android::hardware::sensors::V1_0::SensorInfo;
+
+SensorInfo info_of(const SensorSpec& spec) {
+  const bool on_change = spec.kind == Kind::proximity;
+  SensorInfo info;
+  info.sensorHandle = spec.handle;
+  info.name = spec.name;
+  info.vendor = spec.vendor;
+  info.version = spec.version;
+  info.type = static_cast<SensorManager::SensorType>(spec.type);
+  info.maxRange = spec.max_range;
+  info.resolution = spec.resolution;
+  info.power = spec.power_ma;
+  info.minDelay = on_change ? 0 : spec.min_period_us;
+  info.maxDelay = spec.max_period_us;
+  info.flags = on_change ? SensorFlagBits::ON_CHANGE_MODE : SensorFlagBits::CONTINUOUS_MODE;
+  return info;
+}
+
+}  // namespace
+
+SensorManager::SensorManager(ProfilePtr profile, std::shared_ptr<const Faults> faults, std::shared_ptr<Stage> stage)
+    : profile_(std::move(profile)), faults_(std::move(faults)), stage_(std::move(stage)) {}
+
+bool SensorManager::reachable() {
+  const int calls_before = calls_++;
+  const Fault* const vanish = faults_->find(FaultId::sensors_vanish);
+  if (vanish != nullptr && calls_before >= static_cast<int>(vanish->amount)) {
+    if (host::find_service(descriptor, "default") == this) host::remove_service(descriptor, "default");
+    return false;
+  }
+  const Fault* const fail = faults_->find(FaultId::sensors_fail);
+  return connected_ && (fail == nullptr || calls_before < static_cast<int>(fail->amount));
+}
+
+Return<void> SensorManager::getSensorList(getSensorList_cb _hidl_cb) {
+  if (!reachable()) return Status::fromStatusT(::android::DEAD_OBJECT);
+  if (const Fault* const refused = faults_->find(FaultId::list_refused)) {
+    _hidl_cb({}, static_cast<ServiceResult>(refused->code));
+    return Void();
+  }
+  std::vector<SensorInfo> list;
+  std::transform(profile_->sensors.begin(), profile_->sensors.end(), std::back_inserter(list), info_of);
+  _hidl_cb(list, ServiceResult::OK);
+  return Void();
+}
+
+Return<void> SensorManager::getDefaultSensor(SensorType type, getDefaultSensor_cb _hidl_cb) {
+  if (!reachable()) return Status::fromStatusT(::android::DEAD_OBJECT);
+  const auto found = std::find_if(profile_->sensors.begin(), profile_->sensors.end(),
+                                  [type](const SensorSpec& spec) { return spec.type == static_cast<int>(type); });
+  if (found == profile_->sensors.end()) {
+    _hidl_cb(SensorInfo(), ServiceResult::NOT_EXIST);
+  } else {
+    _hidl_cb(info_of(*found), ServiceResult::OK);
+  }
+  return Void();
+}
+
+Return<void> SensorManager::createEventQueue(const ::android::sp<IEventQueueCallback>& callback,
+                                             createEventQueue_cb _hidl_cb) {
+  if (!reachable()) return Status::fromStatusT(::android::DEAD_OBJECT);
+  if (faults_->find(FaultId::queue_never) != nullptr) return Void();
+  if (const Fault* const refused = faults_->find(FaultId::queue_refused)) {
+    _hidl_cb(nullptr, static_cast<ServiceResult>(refused->code));
+    return Void();
+  }
+  if (callback == nullptr) {
+    _hidl_cb(nullptr, ServiceResult::BAD_VALUE);
+    return Void();
+  }
+  const ::android::sp<::android::frameworks::sensorservice::V1_0::IEventQueue> queue = new EventQueue(stage_, callback);
+  _hidl_cb(queue, ServiceResult::OK);
+  return Void();
+}
+
+}  // namespace phone

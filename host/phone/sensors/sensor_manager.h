@@ -1,0 +1,39 @@
+// The sensor service of the simulated phone.
+#pragma once
+
+#include <android/frameworks/sensorservice/1.0/ISensorManager.h>
+
+#include <atomic>
+#include <memory>
+
+#include "phone/core/profile.h"
+#include "phone/faults/faults.h"
+#include "phone/sensors/stage.h"
+
+namespace phone {
+
+// Any thread may call. Clients may hold it longer than the phone lives: after disconnect() its calls fail in transport.
+class SensorManager : public ::android::frameworks::sensorservice::V1_0::ISensorManager {
+ public:
+  using SensorType = ::android::hardware::sensors::V1_0::SensorType;
+
+  SensorManager(ProfilePtr profile, std::shared_ptr<const Faults> faults, std::shared_ptr<Stage> stage);
+
+  void disconnect() { connected_ = false; }
+
+  ::android::hardware::Return<void> getSensorList(getSensorList_cb _hidl_cb) override;
+  ::android::hardware::Return<void> getDefaultSensor(SensorType type, getDefaultSensor_cb _hidl_cb) override;
+  ::android::hardware::Return<void> createEventQueue(const ::android::sp<IEventQueueCallback>& callback,
+                                                     createEventQueue_cb _hidl_cb) override;
+
+ private:
+  bool reachable();
+
+  const ProfilePtr profile_;
+  const std::shared_ptr<const Faults> faults_;
+  const std::shared_ptr<Stage> stage_;
+  std::atomic<bool> connected_{true};
+  std::atomic<int> calls_{0};
+};
+
+}  // namespace phone

@@ -1,0 +1,264 @@
+// When events come, in which order, and what disabling and destroying promise.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+#include <thread>
+
+#include "open_phone.h"
+
+namespace phone_test {
+namespace {
+
+constexpr int kAcc = 1;
+constexpr int kGyr = 4;
+constexpr int kBar = 6;
+constexpr int64_t kMs = 1000000;
+constexpr size_t kWords = 16;
+
+bool same_values(const Event& a, const Event& b) {
+  return std::equal(a.u.data.data(), a.u.data.data() + kWords, b.u.data.data());
+}
+
+TEST(Delivery, FirstEventOnePeriodAfterEnablingThenEveryPeriod) {
+  const auto phone = phone::Phone::open(options());
+  Client client;
+  const std::vector<Event> first = client.collect(kAcc, 20000, 50);
+  for (size_t i = 1; i < first.size(); ++i) {
+    ASSERT_EQ(first[i].timestamp - first[i - 1].timestamp, 20 * kMs) << i;
+    EXPECT_EQ(first[i].sensorHandle, client.handles[kAcc]);
+    EXPECT_EQ(static_cast<int>(first[i].sensorType), kAcc);
+    EXPECT_FALSE(same_values(first[i], first[i - 1])) << "without noise";
+  }
+}
+
+// Stops the sensor from inside the callback, so that phone time stands still at its last event.
+struct CountedClient : Client {
+  CountedClient(int type, size_t count) {
+    listener->on_each = [this, type, count, seen = size_t{0}](const Event&) mutable {
+      if (++seen % count == 0) disable(type);
+    };
+  }
+};
+
+TEST(Delivery, PeriodCountsFromTheEnablingAndHasALimit) {
+  const auto phone = phone::Phone::open(options());
+  CountedClient client(kAcc, 10);
+  for (const auto& [asked_us, got_us] : {std::pair{20000, 20000}, {7777, 7777}, {100, 2500}, {0, 2500}, {-5, 2500}}) {
+    const std::vector<Event> before = client.listener->events();
+    client.listener->forget();
+    ASSERT_EQ(client.enable(kAcc, asked_us), Result::OK);
+    const std::vector<Event> events = client.listener->wait_for(10);
+    ASSERT_EQ(events.size(), 10U);
+    EXPECT_EQ(events[1].timestamp - events[0].timestamp, got_us * 1000);
+    if (before.empty()) continue;
+    EXPECT_EQ(events[0].timestamp - before.back().timestamp, got_us * 1000);
+  }
+}
+
+TEST(Delivery, SilentSixtySecondsAfterEachEnabling) {
+  const auto phone = phone::Phone::open(options());
+  Client client;
+  for (int round = 0; round < 2; ++round) {
+    const std::vector<Event> events = client.collect(kBar, 1000000, 60);
+    EXPECT_EQ(events.back().timestamp - events.front().timestamp, 59000 * kMs);
+    EXPECT_EQ(client.listener->events().size(), 60U);
+  }
+}
+
+// Bit for bit, whatever the threads do.
+TEST(Delivery, RunsAtUnlimitedSpeedAreReproducible) {
+  std::vector<Event> runs[2];
+  for (std::vector<Event>& run : runs) {
+    const auto phone = phone::Phone::open(options());
+    CountedClient client(kAcc, 40);
+    for (int i = 0; i < 3; ++i) {
+      const size_t before = client.listener->events().size();
+      client.enable(kAcc, 20000);
+      run = client.listener->wait_for(before + 40);
+    }
+  }
+  ASSERT_EQ(runs[0].size(), 120U);
+  ASSERT_EQ(runs[1].size(), 120U);
+  for (size_t i = 0; i < 120; ++i) {
+    EXPECT_EQ(runs[0][i].timestamp, runs[1][i].timestamp);
+    EXPECT_TRUE(same_values(runs[0][i], runs[1][i])) << i;
+  }
+  EXPECT_FALSE(same_values(runs[0][0], runs[0][40])) << "two enablings with the same noise";
+}
+
+TEST(Delivery, NoiseDiffersFromOpeningToOpening) {
+  const Folder folder;
+  phone::PhoneOptions in_folder = options();
+  in_folder.directory = folder.path() + "/phone";
+  std::vector<Event> runs[2];
+  for (std::vector<Event>& run : runs) {
+    const auto phone = phone::Phone::open(in_folder);
+    run = Client().collect(kAcc, 20000, 50);
+  }
+  EXPECT_FALSE(same_values(runs[0][0], runs[1][0]));
+  for (size_t axis = 0; axis < 3; ++axis)
+    EXPECT_NEAR(mean(runs[0], axis), mean(runs[1], axis), 0.02) << "the same phone";
+}
+
+TEST(Delivery, QueuesGoOnInPhoneTimeOrderAndSeeTheSameSamples) {
+  const auto phone = phone::Phone::open(options());
+  Client first;
+  Client second;
+  std::atomic<int64_t> newest{0};
+  std::atomic<int> out_of_order{0};
+  for (Client* client : {&first, &second}) {
+    client->listener->on_each = [&](const Event& event) {
+      if (newest.exchange(event.timestamp) > event.timestamp) ++out_of_order;
+    };
+  }
+  first.enable(kGyr, 10000);
+  second.enable(kAcc, 20000);
+  first.enable(kAcc, 20000);
+  second.listener->wait_for(500);
+  first.listener->wait_for(1500);
+  first.queue = nullptr;
+  second.queue = nullptr;
+  EXPECT_EQ(out_of_order, 0);
+
+  std::map<int64_t, Event> seen;
+  for (const Event& event : second.listener->events()) seen[event.timestamp] = event;
+  size_t shared = 0;
+  for (const Event& event : first.listener->events()) {
+    if (static_cast<int>(event.sensorType) != kAcc) continue;
+    const auto other = seen.find(event.timestamp);
+    if (other == seen.end()) continue;
+    ++shared;
+    EXPECT_TRUE(same_values(event, other->second));
+  }
+  EXPECT_GE(shared, 400U);
+}
+
+// Two queues with different periods: the sensor runs at the faster one, and the slower gets every fifth.
+TEST(Delivery, SlowerQueueGetsEveryNthSample) {
+  const auto phone = phone::Phone::open(options());
+  Client fast;
+  Client slow;
+  fast.enable(kAcc, 20000);
+  slow.enable(kAcc, 100000);
+  const std::vector<Event> events = slow.listener->wait_for(20);
+  ASSERT_GE(events.size(), 20U);
+  for (size_t i = 1; i < 20; ++i) EXPECT_EQ(events[i].timestamp - events[i - 1].timestamp, 100 * kMs);
+}
+
+TEST(Delivery, EnablingAndDisablingInsideTheCallback) {
+  const auto phone = phone::Phone::open(options());
+  Client client;
+  std::atomic<bool> acc_off{false};
+  std::atomic<int> after_disable{0};
+  client.listener->on_each = [&](const Event& event) {
+    if (static_cast<int>(event.sensorType) == kAcc && acc_off) ++after_disable;
+    if (static_cast<int>(event.sensorType) == kAcc && !acc_off) {
+      EXPECT_EQ(client.disable(kAcc), Result::OK);
+      EXPECT_NE(client.disable(kAcc), Result::OK);
+      EXPECT_EQ(client.enable(kGyr, 20000), Result::OK);
+      acc_off = true;
+    }
+  };
+  client.enable(kAcc, 5000);
+  const std::vector<Event> events = client.listener->wait_for(100);
+  ASSERT_GE(events.size(), 100U);
+  EXPECT_EQ(after_disable, 0);
+  EXPECT_EQ(static_cast<int>(events[1].sensorType), kGyr);
+  client.queue = nullptr;
+}
+
+// The callback waits for the mutex that the enabling side holds.
+TEST(Delivery, EnablingNeverWaitsForACallback) {
+  const auto phone = phone::Phone::open(options());
+  Client client;
+  std::mutex application;
+  client.listener->on_each = [&](const Event&) { const std::lock_guard<std::mutex> lock(application); };
+  for (int i = 0; i < 200; ++i) {
+    const std::lock_guard<std::mutex> lock(application);
+    ASSERT_EQ(client.enable(kAcc, 5000), Result::OK);
+    std::this_thread::yield();
+    ASSERT_EQ(client.disable(kAcc), Result::OK);
+  }
+  client.queue = nullptr;
+}
+
+TEST(Delivery, RefusesUnknownHandlesAndSensorsThatAreOff) {
+  const auto phone = phone::Phone::open(options());
+  Client client;
+  EXPECT_EQ(static_cast<Result>(client.queue->enableSensor(4711, 20000, 0)), Result::BAD_VALUE);
+  EXPECT_EQ(static_cast<Result>(client.queue->disableSensor(4711)), Result::BAD_VALUE);
+  EXPECT_EQ(client.disable(kAcc), Result::INVALID_OPERATION);
+  EXPECT_EQ(client.collect(kAcc, 20000, 5).size(), 5U);
+}
+
+TEST(Delivery, DestructionUnderLiveEvents) {
+  const auto phone = phone::Phone::open(options());
+  for (int i = 0; i < 100; ++i) {
+    Client client;
+    std::atomic<bool> gone{false};
+    std::atomic<int> after{0};
+    client.listener->on_each = [&](const Event&) {
+      if (gone) ++after;
+    };
+    client.enable(kAcc, 2500);
+    client.enable(kBar, 20000);
+    if (i % 2 == 0) client.listener->wait_for(3);
+    client.queue = nullptr;
+    gone = true;
+    std::this_thread::yield();
+    EXPECT_EQ(after, 0);
+  }
+}
+
+TEST(Delivery, QueueDestroyedOnItsOwnThread) {
+  const auto phone = phone::Phone::open(options());
+  for (int i = 0; i < 20; ++i) {
+    Client client;
+    sp<IEventQueue> last = client.queue;
+    std::mutex mutex;
+    std::atomic<bool> gone{false};
+    client.listener->on_each = [&](const Event&) {
+      {
+        const std::lock_guard<std::mutex> lock(mutex);
+        last = nullptr;
+      }
+      gone = true;
+    };
+    {
+      const std::lock_guard<std::mutex> lock(mutex);
+      client.enable(kAcc, 2500);
+      client.queue = nullptr;
+    }
+    while (!gone) std::this_thread::yield();
+    EXPECT_EQ(client.listener->events().size(), 1U);
+  }
+}
+
+TEST(Delivery, ThePhoneGoesFirst) {
+  auto phone = phone::Phone::open(options());
+  Client client;
+  client.enable(kAcc, 2500);
+  client.listener->wait_for(1);
+  phone.reset();
+  EXPECT_EQ(ISensorManager::getService("default"), nullptr);
+  EXPECT_EQ(client.enable(kAcc, 2500), Result::NO_INIT);
+  EXPECT_FALSE(client.manager->getSensorList([](const auto&, Result) {}).isOk());
+}
+
+TEST(Delivery, RealTimeAtAFactor) {
+  phone::PhoneOptions factor = options();
+  factor.speed = 20;
+  const auto phone = phone::Phone::open(factor);
+  Client client;
+  const auto start = std::chrono::steady_clock::now();
+  const std::vector<Event> events = client.collect(kAcc, 20000, 100);
+  const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
+  EXPECT_EQ(events.back().timestamp - events.front().timestamp, 99 * 20 * kMs);
+  EXPECT_GE(took.count(), 0.1);
+  EXPECT_LT(took.count(), 2);
+}
+
+}  // namespace
+}  // namespace phone_test
