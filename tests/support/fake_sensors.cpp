@@ -64,7 +64,10 @@ Return<Result> FakeQueue::enableSensor(int32_t sensorHandle, int32_t samplingPer
   if (enable_transport_fails) return Status::fromExceptionCode(Status::EX_TRANSACTION_FAILED);
   const std::lock_guard<std::mutex> lock(mutex_);
   enabled_.push_back({sensorHandle, samplingPeriodUs, maxBatchReportLatencyUs});
-  if (enable_result == Result::OK && scripts_.count(sensorHandle) != 0) active_ = sensorHandle;
+  if (enable_result == Result::OK && scripts_.count(sensorHandle) != 0) {
+    active_ = sensorHandle;
+    ++turn_;
+  }
   changed_.notify_all();
   return enable_result;
 }
@@ -83,16 +86,17 @@ void FakeQueue::run() {
     changed_.wait(lock, [this] { return stop_ || active_ >= 0; });
     if (stop_) return;
     const int handle = active_;
+    const int turn = turn_;
     const std::vector<Event> events = scripts_[handle];
     delivering_ = true;
     for (const Event& e : events) {
-      if (stop_ || active_ != handle) break;
+      if (stop_ || active_ != handle || turn_ != turn) break;
       lock.unlock();
       callback_->onEvent(e);
       lock.lock();
     }
     delivering_ = false;
-    if (active_ == handle) active_ = -1;
+    if (active_ == handle && turn_ == turn) active_ = -1;
     changed_.notify_all();
   }
 }

@@ -66,6 +66,7 @@ class FakeQueue : public IEventQueue {
   std::vector<Enabling> enabled_;
   std::vector<int> disabled_;
   int active_ = -1;  // handle being delivered
+  int turn_ = 0;     // counts enablings: one that comes while the last event is under way starts the script anew
   bool stop_ = false;
   bool delivering_ = false;
   std::thread thread_;
