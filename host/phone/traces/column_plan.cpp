@@ -56,6 +56,8 @@ int filled(const Group& group) {
 std::optional<int> score(const Group& group, Quantity measure, int needed, const std::optional<Unit>& told) {
   const ColumnName& name = group.name;
   if (filled(group) < needed) return std::nullopt;
+  const bool nameless = name.words.empty() && !name.unit && name.axis < 0 && name.channel == 0;
+  if (nameless) return std::nullopt;
   if (name.measure && *name.measure != measure) return std::nullopt;
   if (name.unit && !fits(*name.unit, measure)) return std::nullopt;
   int points = name.rank;

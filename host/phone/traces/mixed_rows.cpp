@@ -1,5 +1,6 @@
 // Tables whose rows are of several kinds: "UncalAccel,<ms>,<ns>,x,y,z,..." or "<time>,Accelerometer,x,y,z".
 #include <algorithm>
+#include <cctype>
 #include <map>
 
 #include "phone/core/phone.h"
@@ -16,7 +17,9 @@ constexpr double kClock = 1e9;     // clocks of phones lie above, values below
 
 // What a cell names when it holds nothing but a sensor's name.
 std::optional<ColumnName> kind_of(const std::string& cell) {
-  if (cell.empty() || cell.size() > 40 || cell.find_first_of("()[]") != std::string::npos) return std::nullopt;
+  if (cell.empty() || !isalpha(static_cast<unsigned char>(cell.front())) || cell.size() > 40 ||
+      cell.find_first_of("()[]") != std::string::npos)
+    return std::nullopt;
   ColumnName name = read_column_name(cell);
   if (!name.measure_named || name.axis >= 0 || name.channel > 0 || name.is_time) return std::nullopt;
   return name;

@@ -172,9 +172,11 @@ void resolve_times(const ReplayOption& replay, const ColumnPlan& plan, std::vect
     unit = plan.time_unit ? *plan.time_unit : assume_time_unit(*rows, *find_replay_kind(replay.sensor_type), report);
     report->time_unit = name_of(unit);
   }
+  const bool dates = rows->front().stamp.is_date;
   std::optional<TimeStamp> first_stamp;
   std::optional<int64_t> first_ns;
   const auto out_of_range = [&](Row& row) {
+    if (row.stamp.is_date != dates) return true;
     if (counts) {
       if (!first_stamp) first_stamp = row.stamp;
       const auto ns = evenly_spaced(*first_stamp, row.stamp, *replay.rate_hz);
@@ -193,7 +195,8 @@ void resolve_times(const ReplayOption& replay, const ColumnPlan& plan, std::vect
       continue;
     }
     ++report->rows_skipped;
-    if (report->skipped.size() < kReportedRows) report->skipped.push_back({row.line, "its time is out of range"});
+    if (report->skipped.size() < kReportedRows)
+      report->skipped.push_back({row.line, "its time does not fit the others"});
   }
   rows->resize(kept);
 }

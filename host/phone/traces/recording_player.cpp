@@ -5,6 +5,13 @@
 
 namespace phone {
 
+namespace {
+
+// Some thirty years: clocks may be added to it, and times that leap to and fro never run over.
+constexpr int64_t kLatestNs = 1'000'000'000'000'000'000;
+
+}  // namespace
+
 RecordingPlayer::RecordingPlayer(std::shared_ptr<const Recording> recording, bool own_timing)
     : recording_(std::move(recording)), own_timing_(own_timing) {}
 
@@ -27,7 +34,7 @@ int64_t RecordingPlayer::distance_ns(size_t index) const {
 }
 
 RawSample RecordingPlayer::next_own() {
-  time_ns_ += time_ns_ == 0 ? period_ns_ : distance_ns(position_);
+  time_ns_ = std::min(kLatestNs, time_ns_ + (time_ns_ == 0 ? period_ns_ : distance_ns(position_)));
   return event(position_++, time_ns_);
 }
 
@@ -40,7 +47,7 @@ RawSample RecordingPlayer::next_requested() {
     time_ns_ += period_ns_;
     const int64_t until_ns = time_ns_ - period_ns_;  // in the recording, from this enabling's first sample
     while (position_ < count && elapsed_ns_ + distance_ns(position_) <= until_ns) {
-      elapsed_ns_ += distance_ns(position_++);
+      elapsed_ns_ = std::min(kLatestNs, elapsed_ns_ + distance_ns(position_++));
     }
   }
   return event(position_ - 1, time_ns_);

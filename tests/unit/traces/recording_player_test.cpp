@@ -58,6 +58,16 @@ TEST(RecordingPlayer, RequestedPeriodDecimatesHoldsAndNeverInterpolates) {
   EXPECT_EQ(play(&slow, 5, 99), (Played{{5, 0}, {10, 0}, {15, 1}, {20, 1}, {25, 1}, {30, 2}}));
 }
 
+TEST(RecordingPlayer, TimesThatLeapToAndFroNeverRunOver) {
+  const int64_t far_ns = 1'000'000'000'000'000'000;
+  std::vector<int64_t> times_ns;
+  for (int i = 0; i < 12; ++i) times_ns.insert(times_ns.end(), {far_ns, -far_ns});
+  RecordingPlayer player(at(times_ns), true);
+  const Played played = play(&player, 1, 99);
+  ASSERT_EQ(played.size(), times_ns.size());
+  EXPECT_EQ(played.back().first, far_ns);
+}
+
 TEST(RecordingPlayer, ValuesStandAtTheirWords) {
   RecordingPlayer player(at({0, 1}, 2), true);
   player.enabled(1);

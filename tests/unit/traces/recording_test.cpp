@@ -189,6 +189,7 @@ TEST(Recording, TellsHowToReadWhatItCannot) {
       {"Acc", "t (s),X (rad/s),Y (rad/s),Z (rad/s)\n1,2,3,4\n", "no columns for an accelerometer"},
       {"Acc", "t (s),Magnetometer x,Magnetometer y,Magnetometer z\n1,2,3,4\n", "no columns"},
       {"Acc", "x,y,z\n1,2,3\n", "rate=HZ"},
+      {"Bar", "time (s),altitude,\n1,2,3\n", "no columns for a barometer"},
       {"Lux,columns=t,v", "1,5\n61,6\n", "give time="},
       {"Gyr", "1,Accelerometer,1,2,3\n2,Accelerometer,1,2,3\n3,Accelerometer,1,2,3\n", "none for a gyroscope"},
       {"Acc,time=s", header + "1,a,b,c\n", "line 2"},
