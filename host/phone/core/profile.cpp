@@ -90,6 +90,15 @@ void read_part(JsonReader* reader, const char* key, Part* out) {
   *out = part;
 }
 
+void read_type(JsonReader* reader, const char* key, int* out) {
+  std::string tag;
+  reader->read(key, &tag);
+  if (tag.empty()) return;
+  const std::optional<int> type = parse_sensor_type(tag);
+  if (!type) reader->fail(key, "unknown sensor: " + tag);
+  *out = *type;
+}
+
 Chip read_chip(const std::string& name, const Json::Value& value, const std::string& where) {
   Chip chip;
   chip.name = name;
@@ -110,7 +119,7 @@ Chip read_chip(const std::string& name, const Json::Value& value, const std::str
   reader.read("panel_lux", &chip.panel_lux, 0);
   reader.read("panel_gamma", &chip.panel_gamma, 0.1, 10);
   reader.read("lux_from_channels", &chip.lux_from_channels);
-  reader.read("also_scaled_by", &chip.also_scaled_by, 0, INT32_MAX);
+  read_type(&reader, "also_scaled_by", &chip.also_scaled_by);
   reader.read("reflection", &chip.reflection, 0);
   reader.read("reflection_limit", &chip.reflection_limit, 0);
   reader.read("values", &chip.values);
@@ -221,6 +230,8 @@ void read_profile(const Json::Value& value, const std::string& source, Profile* 
     JsonReader hub(reader.take("hub"), reader.path("hub"));
     hub.read("splits_crosstalk", &profile->hub.splits_crosstalk);
     hub.read("runs_colour_calibration", &profile->hub.runs_colour_calibration);
+    hub.read("colour_run_ms", &profile->hub.colour_run_ms, 0, 60000);
+    hub.read("tof_target_mm", &profile->hub.tof_target_mm, 0, 10000);
     hub.finish();
   }
   read_golden(&reader, profile);

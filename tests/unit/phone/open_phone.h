@@ -4,6 +4,8 @@
 #include <android/frameworks/sensorservice/1.0/ISensorManager.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
+#include <string.h>
+#include <vendor/corvane/sensor/kestsensorservice/1.1/IKestSensorService.h>
 
 #include <chrono>
 #include <condition_variable>
@@ -58,15 +60,15 @@ inline phone::PhoneOptions options(std::vector<std::string> faults = {}, const s
 // Keeps events, and may do something at each.
 class Listener : public IEventQueueCallback {
  public:
-  std::function<void(const Event&)> on_each;  // set before the first enabling
+  std::function<void(const Event&)> on_each;  // set while nothing is enabled
 
   ::android::hardware::Return<void> onEvent(const Event& event) override {
+    if (on_each) on_each(event);
     {
       const std::lock_guard<std::mutex> lock(mutex_);
       events_.push_back(event);
     }
     changed_.notify_all();
-    if (on_each) on_each(event);
     return ::android::hardware::Void();
   }
   // Waits, a few seconds at most, and returns what there is then.
@@ -106,14 +108,18 @@ struct Client {
   Result enable(int type, int period_us) { return queue->enableSensor(handles.at(type), period_us, 0); }
   Result disable(int type) { return queue->disableSensor(handles.at(type)); }
 
-  // At least `count` events of a sensor from its enabling on, and then disables it.
+  // The first events of a sensor after its enabling. Like the library it disables the sensor from inside the callback,
+  // so that nothing comes behind them and phone time stands still.
   std::vector<Event> collect(int type, int period_us, size_t count) {
     listener->forget();
+    listener->on_each = [this, type, count, seen = size_t{0}](const Event&) mutable {
+      if (++seen == count) disable(type);
+    };
     EXPECT_EQ(enable(type, period_us), Result::OK);
-    const std::vector<Event> events = listener->wait_for(count);
-    disable(type);
-    EXPECT_GE(events.size(), count) << "type " << type;
-    return {events.begin(), events.begin() + static_cast<ptrdiff_t>(std::min(count, events.size()))};
+    std::vector<Event> events = listener->wait_for(count);
+    EXPECT_EQ(events.size(), count) << "type " << type;
+    events.resize(count);
+    return events;
   }
 
   sp<ISensorManager> manager;
@@ -123,6 +129,28 @@ struct Client {
   Result list_result = Result::UNKNOWN_ERROR;
   std::map<int, int> handles;
 };
+
+inline int32_t bits(float value) {
+  int32_t out;
+  memcpy(&out, &value, sizeof out);
+  return out;
+}
+
+// Sends one message to the hub and returns the answer's data words; none when the transport failed.
+inline std::vector<int32_t> ask_hub(int type, int code, const std::vector<int32_t>& words = {}) {
+  using ::vendor::corvane::sensor::kestsensorservice::V1_1::IKestSensorService;
+  using Message = ::vendor::corvane::sensor::kestsensorservice::V1_1::ssc_oem_test_msg;
+  const sp<IKestSensorService> service = IKestSensorService::getService("default");
+  if (service == nullptr) return {};
+  Message message{};
+  message.sensor_type = type;
+  message.msg_type = code;
+  std::copy(words.begin(), words.end(), message.data.data());
+  std::vector<int32_t> answer;
+  service->send_ssc_oem_test_msg(
+      message, [&](const Message& reply) { answer.assign(reply.data.data(), reply.data.data() + reply.data.size()); });
+  return answer;
+}
 
 inline double mean(const std::vector<Event>& events, size_t word) {
   double sum = 0;

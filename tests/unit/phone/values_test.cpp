@@ -1,0 +1,303 @@
+// What sensors report: what the hub applies leaves the truth, and the world and the panel come through.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <fstream>
+#include <numbers>
+#include <thread>
+
+#include "open_phone.h"
+
+namespace phone_test {
+namespace {
+
+constexpr int kAcc = 1;
+constexpr int kAcc2 = 268369921;
+constexpr int kGyr = 4;
+constexpr int kGyrRaw = 16;
+constexpr int kGyr2 = 268369924;
+constexpr int kLight = 5;
+constexpr int kBar = 6;
+constexpr int kProximity = 8;
+constexpr int kCounts = 33171005;
+constexpr int kLightStream = 33171007;
+constexpr int kSar = 33171015;
+constexpr int kTof = 33171040;
+constexpr int kColourStream = 33171089;
+constexpr int kLuxB = 33171055;
+constexpr int kLuxBStream = 33171085;
+constexpr double kG = 9.80665;
+
+double deviation(const std::vector<Event>& events, size_t word) {
+  const double middle = mean(events, word);
+  double sum = 0;
+  for (const Event& event : events) sum += std::pow(static_cast<double>(event.u.data[word]) - middle, 2);
+  return std::sqrt(sum / static_cast<double>(events.size()));
+}
+
+void change_world(phone::Phone* phone, const std::vector<std::pair<std::string, std::string>>& changes) {
+  phone::World world = phone->world();
+  for (const auto& [key, value] : changes) ASSERT_EQ(phone::set_world(&world, key, value), "");
+  phone->set_world(world);
+}
+
+void set_brightness(const phone::Phone& phone, int level) {
+  std::ofstream(phone.directory() + "/sys/class/leds/lcd-backlight/brightness") << level << "\n";
+}
+
+// Measures, tells the hub to take the difference to the truth away, and measures again.
+TEST(Values, OffsetsThatAreTakenAwayLeaveTheTruth) {
+  const struct {
+    int type;
+    int hub_type;
+    int set_code;
+    int axes;
+    int period_us;
+    size_t samples;
+    double limit;
+    double least_error;  // of the uncalibrated phone, on its worst axis
+  } rows[] = {
+      {kAcc, kAcc, 0, 3, 20000, 50, 0.02, 0.02},        {kAcc2, kAcc2, 0, 3, 20000, 50, 0.02, 0.02},
+      {kGyrRaw, kGyr, 2, 3, 20000, 50, 0.00035, 0.001}, {kGyr2, kGyr2, 2, 3, 20000, 50, 0.00035, 0.001},
+      {kBar, kBar, 21, 1, 50000, 10, 0.12, 0.12},
+  };
+  for (const uint64_t seed : {1, 2, 3}) {
+    phone::PhoneOptions seeded = options();
+    seeded.seed = seed;
+    const auto phone = phone::Phone::open(seeded);
+    Client client;
+    for (const auto& row : rows) {
+      const std::vector<float> truth = phone->truth(row.type);
+      ASSERT_EQ(truth.size(), static_cast<size_t>(row.axes)) << row.type;
+      const std::vector<Event> before = client.collect(row.type, row.period_us, row.samples);
+      std::vector<int32_t> words;
+      double worst = 0;
+      for (size_t i = 0; i < truth.size(); ++i) {
+        const double error = mean(before, i) - static_cast<double>(truth[i]);
+        worst = std::max(worst, std::abs(error));
+        words.push_back(bits(static_cast<float>(error)));
+        EXPECT_GT(deviation(before, i), 0) << "a constant reading never finishes a run";
+      }
+      EXPECT_GT(worst, row.least_error) << row.type;
+      ASSERT_EQ(ask_hub(row.hub_type, row.set_code, words).at(0), 0);
+      const std::vector<Event> after = client.collect(row.type, row.period_us, row.samples);
+      for (size_t i = 0; i < truth.size(); ++i) {
+        EXPECT_NEAR(mean(after, i), static_cast<double>(truth[i]), row.limit) << row.type << " axis " << i;
+      }
+    }
+  }
+}
+
+TEST(Values, NoiseStaysWithinWhatCalibrationsAllow) {
+  const auto phone = phone::Phone::open(options());
+  Client client;
+  for (const int type : {kGyr, kGyrRaw, kGyr2}) {
+    client.collect(type, 20000, 200);  // type 4 learns its run-time bias
+    const std::vector<Event> events = client.collect(type, 20000, 1000);
+    for (size_t axis = 0; axis < 3; ++axis) {
+      EXPECT_LT(deviation(events, axis), 0.0006);
+      EXPECT_GT(deviation(events, axis), 0.0001);
+    }
+  }
+}
+
+TEST(Values, TheTwoAccelerometersAreMountedBackToBack) {
+  const auto phone = phone::Phone::open(options());
+  Client client;
+  const double angle = 30 * std::numbers::pi / 180;
+  change_world(phone.get(), {{"up", "tilted:30"}});
+  const std::vector<float> first = phone->truth(kAcc);
+  const std::vector<float> second = phone->truth(kAcc2);
+  EXPECT_NEAR(first[0], kG * std::sin(angle), 1e-4);
+  EXPECT_NEAR(first[2], kG * std::cos(angle), 1e-4);
+  EXPECT_NEAR(second[0], kG * std::sin(angle), 1e-4);
+  EXPECT_NEAR(second[2], -kG * std::cos(angle), 1e-4);
+  change_world(phone.get(), {{"up", "flat"}, {"vibration", "1.5"}});
+  EXPECT_NEAR(deviation(client.collect(kAcc, 20000, 500), 1), 1.5, 0.2);
+}
+
+// Type 4 learns its bias at rest, on top of the offset that it shares with type 16.
+TEST(Values, RunTimeGyroscopeBias) {
+  const auto phone = phone::Phone::open(options());
+  Client client;
+  const double bias = mean(client.collect(kGyrRaw, 20000, 50), 0);
+  const std::vector<Event> first = client.collect(kGyr, 20000, 200);
+  EXPECT_NEAR(static_cast<double>(first[0].u.data[0]), bias, 0.001) << "nothing learned yet";
+  EXPECT_NEAR(mean({first.begin() + 100, first.end()}, 0), 0, 0.0002) << "learned";
+
+  ask_hub(kGyr, 33);
+  EXPECT_NEAR(static_cast<double>(client.collect(kGyr, 20000, 1)[0].u.data[0]), bias, 0.001) << "cleared";
+
+  ask_hub(kGyr, 2, {bits(static_cast<float>(bias)), 0, 0});
+  EXPECT_NEAR(static_cast<double>(client.collect(kGyr, 20000, 1)[0].u.data[0]), 0, 0.001) << "one offset for both";
+
+  client.collect(kGyr, 20000, 200);
+  change_world(phone.get(), {{"rotation", "0,0,0.5"}});
+  EXPECT_NEAR(mean(client.collect(kGyr, 20000, 200), 2), 0.5, 0.001) << "a rotation is no bias";
+}
+
+TEST(Values, LightScales) {
+  const struct {
+    int plain;
+    int stream;
+  } chips[] = {{kLight, kLightStream}, {kLuxB, kLuxBStream}, {33171081, 33171082}, {33171080, 33171084}};
+  const auto phone = phone::Phone::open(options());
+  set_brightness(*phone, 0);
+  Client client;
+  for (const auto& chip : chips) {
+    const double raw = mean(client.collect(chip.plain, 100000, 5), 0);
+    EXPECT_TRUE(raw > 139 && raw < 281) << raw;
+    EXPECT_NEAR(mean(client.collect(chip.stream, 100000, 5), 0), raw, raw * 0.01) << "the same chip";
+    ask_hub(chip.plain, 9, {bits(static_cast<float>(200 / raw))});
+    EXPECT_NEAR(mean(client.collect(chip.plain, 100000, 5), 0), 200, 2);
+    EXPECT_NEAR(mean(client.collect(chip.stream, 100000, 5), 0), 200, 2);
+  }
+}
+
+TEST(Values, ChannelScales) {
+  const struct {
+    int type;
+    size_t first_word;
+  } rows[] = {{kColourStream, 2}, {33171057, 2}, {kLightStream, 1}, {kLuxBStream, 1}};
+  const auto phone = phone::Phone::open(options());
+  set_brightness(*phone, 0);
+  Client client;
+  for (const auto& row : rows) {
+    const std::vector<float> truth = phone->truth(row.type);
+    ASSERT_EQ(truth.size(), row.first_word + 7) << row.type;
+    const std::vector<Event> before = client.collect(row.type, 100000, 5);
+    std::vector<int32_t> words = {bits(7)};
+    for (size_t i = row.first_word; i < truth.size(); ++i) {
+      words.push_back(bits(static_cast<float>(static_cast<double>(truth[i]) / mean(before, i))));
+    }
+    ask_hub(row.type, 30, words);
+    const std::vector<Event> after = client.collect(row.type, 100000, 5);
+    for (size_t i = row.first_word; i < row.first_word + 5; ++i) {
+      EXPECT_NEAR(mean(after, i), static_cast<double>(truth[i]), static_cast<double>(truth[i]) * 0.01) << i;
+    }
+    for (size_t i = row.first_word + 5; i < truth.size(); ++i) {
+      EXPECT_NEAR(mean(after, i), mean(before, i), mean(before, i) * 0.01) << "not scaled: " << i;
+    }
+  }
+}
+
+TEST(Values, ColourTemperatureShiftsTheChannels) {
+  const auto phone = phone::Phone::open(options());
+  const std::vector<float> at_4000 = phone->truth(kColourStream);
+  change_world(phone.get(), {{"cct", "6500"}});
+  const std::vector<float> at_6500 = phone->truth(kColourStream);
+  EXPECT_LT(at_6500[2], at_4000[2]) << "less red";
+  EXPECT_GT(at_6500[4], at_4000[4]) << "more blue";
+}
+
+// The panel's levels as the factory takes them, by lux and by colour.
+TEST(Values, PlainLightDoesNotDependOnThePanelOnceBothLevelsAreStored) {
+  const struct {
+    const char* profile;
+    bool colour;
+    int low;
+  } rows[] = {{"reference", false, 3072}, {"normal-proximity", false, 2047}, {"colour-backlight", true, 3072}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.profile);
+    const auto phone = phone::Phone::open(options({}, row.profile));
+    Client client;
+    if (row.colour) ask_hub(kColourStream, 30, {bits(5), bits(1.2F), bits(0.9F), bits(1.1F), bits(1), bits(1)});
+    set_brightness(*phone, 0);
+    ask_hub(kLight, 9, {bits(static_cast<float>(200 / mean(client.collect(kLight, 100000, 20), 0)))});
+    change_world(phone.get(), {{"dark-box", "on"}});
+    // Twice: with the levels stored, the factory's own period still shows the panel.
+    for (int round = 0; round < 2; ++round) {
+      for (const auto& [code, level] : {std::pair{13, 4095}, {14, row.low}}) {
+        set_brightness(*phone, level);
+        if (!row.colour) {
+          const double lux = std::floor(mean(client.collect(kLight, 200000, 10), 0) + 0.5);
+          EXPECT_GT(lux, 5);
+          EXPECT_LT(lux, 41);
+          EXPECT_TRUE(level != 2047 || lux < 10) << lux;
+          ask_hub(kLight, 26, {code, level, static_cast<int>(lux)});
+          continue;
+        }
+        const std::vector<Event> events = client.collect(kLightStream, 200000, 10);
+        std::vector<int32_t> words = {bits(static_cast<float>(code)), bits(static_cast<float>(level))};
+        const double scales[] = {1.2, 0.9, 1.1, 1};
+        for (size_t i = 0; i < 4; ++i) words.push_back(bits(static_cast<float>(mean(events, 1 + i) / scales[i])));
+        ask_hub(kLight, 27, words);
+      }
+    }
+    change_world(phone.get(), {{"dark-box", "off"}, {"lux", "50"}});
+    for (const int level : {0, 500, 1024, 2500, 4095}) {
+      set_brightness(*phone, level);
+      EXPECT_NEAR(mean(client.collect(kLight, 100000, 20), 0), 50, 1) << level;
+    }
+  }
+}
+
+TEST(Values, ProximityCountsAndStates) {
+  const auto phone = phone::Phone::open(options());
+  Client client;
+  const auto state = [&](const char* target) {
+    change_world(phone.get(), {{"target", target}});
+    return client.collect(kProximity, 20000, 1).at(0).u.data[0];
+  };
+  const double crosstalk = mean(client.collect(kCounts, 100000, 10), 0);
+  EXPECT_TRUE(crosstalk > 70 && crosstalk < 170) << crosstalk;
+  ask_hub(kProximity, 7);
+  EXPECT_LT(mean(client.collect(kCounts, 100000, 10), 0), 4) << "the chip takes its crosstalk away";
+  change_world(phone.get(), {{"target", "3"}});
+  EXPECT_NEAR(mean(client.collect(kCounts, 100000, 10), 0), 600, 4);
+
+  ask_hub(kProximity, 5, {600 - 20, 350, -1});
+  EXPECT_EQ(state("3"), 0);
+  EXPECT_EQ(state("3.5"), 0) << "between both it stays";
+  EXPECT_EQ(state("10"), 5);
+  EXPECT_EQ(state("3.5"), 5) << "between both it stays";
+  ask_hub(kProximity, 5, {500, 1000, -1});
+  EXPECT_EQ(state("3"), 0);
+  EXPECT_EQ(state("3.4"), 5) << "far is below near, whatever the far threshold says";
+}
+
+// At unlimited speed the sensor sees its whole minute at once; the change comes with another enabling.
+TEST(Values, ProximityReportsChangesOnly) {
+  phone::PhoneOptions real = options();
+  real.speed = 50;
+  const auto phone = phone::Phone::open(real);
+  Client client;
+  ask_hub(kProximity, 7);
+  client.enable(kProximity, 20000);
+  EXPECT_EQ(client.listener->wait_for(1).size(), 1U);
+  std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  EXPECT_EQ(client.listener->events().size(), 1U);
+  change_world(phone.get(), {{"target", "1"}});
+  const std::vector<Event> events = client.listener->wait_for(2);
+  ASSERT_EQ(events.size(), 2U);
+  EXPECT_EQ(events[0].u.data[0], 5);
+  EXPECT_EQ(events[1].u.data[0], 0);
+}
+
+TEST(Values, SarAndTimeOfFlight) {
+  const auto phone = phone::Phone::open(options());
+  Client client;
+  ask_hub(kSar, 11);
+  for (size_t i = 0; i < 3; ++i) EXPECT_NEAR(mean(client.collect(kSar, 100000, 20), i), 0, 4);
+  change_world(phone.get(), {{"target", "10"}});
+  for (const int code : {12, 13, 14}) ask_hub(kTof, code);
+  EXPECT_NEAR(mean(client.collect(kTof, 100000, 20), 0), 100, 2);
+  change_world(phone.get(), {{"target", "30"}});
+  EXPECT_NEAR(mean(client.collect(kTof, 100000, 20), 0), 300, 2);
+}
+
+TEST(Values, PhonesOfOneMakeDiffer) {
+  std::vector<Event> readings[2];
+  for (const uint64_t seed : {11, 12}) {
+    phone::PhoneOptions seeded = options();
+    seeded.seed = seed;
+    const auto phone = phone::Phone::open(seeded);
+    readings[seed - 11] = Client().collect(kAcc, 20000, 50);
+  }
+  for (size_t axis = 0; axis < 3; ++axis) {
+    EXPECT_GT(std::abs(mean(readings[0], axis) - mean(readings[1], axis)), 0.01);
+  }
+}
+
+}  // namespace
+}  // namespace phone_test
