@@ -1,0 +1,263 @@
+#include <SensorCalibration.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <host/property_store.h>
+
+#include <string>
+
+#include "catalogue/product.h"
+#include "engine/run.h"
+#include "fake_hub.h"
+#include "fake_sensors.h"
+#include "log_capture.h"
+
+namespace {
+
+using test::FakeHub;
+using test::FakeSensors;
+using test::Lines;
+using test::LogCapture;
+using test::Result;
+using test::sensor;
+using ::testing::ElementsAre;
+
+TEST(SensorTypeTest, TagsAndNumbersTranslateBothWays) {
+  const std::pair<const char*, int> kRows[] = {
+      {"Acc", 1},
+      {"MagCal", 2},
+      {"Ori", 3},
+      {"Gyr", 4},
+      {"Lux", 5},
+      {"Bar", 6},
+      {"Tmp", 7},
+      {"Prx", 8},
+      {"Grv", 9},
+      {"Lac", 10},
+      {"Rot", 11},
+      {"Hum", 12},
+      {"Tam", 13},
+      {"Mag", 14},
+      {"Tof", 33171040},
+      {"Gas", 33171053},
+      {"Lux_F", 33171054},
+      {"Lux_B", 33171055},
+      {"Flicker", 33171056},
+      {"CCT_B_strm", 33171057},
+      {"CCT_B", 33171058},
+      {"Lux_pri2", 33171080},
+      {"Lux_sec", 33171081},
+      {"Lux_sec_strm", 33171082},
+      {"Lux_pri2_strm", 33171084},
+      {"Lux_B_strm", 33171085},
+      {"CCT_F", 33171088},
+      {"CCT_F_strm", 33171089},
+      {"Acc2", 268369921},
+      {"Gyr2", 268369924},
+  };
+  for (const auto& [tag, number] : kRows) {
+    EXPECT_EQ(getSensorType(tag), number) << tag;
+    EXPECT_STREQ(getSensorName(number), tag);
+  }
+}
+
+TEST(SensorTypeTest, UnknownTagsAndNumbers) {
+  const std::pair<const char*, int> kTexts[] = {{"acc", -1}, {"Acc ", -1}, {"", -1},
+                                                {"-1", -1},  {" 5", -1},   {"14", 14},
+                                                {"5x", 5},   {"0", 0},     {"33171054", 33171054}};
+  for (const auto& [text, number] : kTexts) EXPECT_EQ(getSensorType(text), number) << '"' << text << '"';
+  for (const int number : {0, -1, 15, 33171041, 33171059, INT32_MIN}) {
+    EXPECT_EQ(getSensorName(number), std::to_string(number));
+  }
+}
+
+class CatalogueTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    host::open_properties("");
+    sensors_ = FakeSensors::install({});
+    FakeHub::install();
+  }
+  void TearDown() override {
+    FakeSensors::remove();
+    FakeHub::remove();
+  }
+  ::android::sp<FakeSensors> sensors_;
+};
+
+TEST_F(CatalogueTest, BindsListedSensorsToTheirRecords) {
+  sensors_->list = {
+      sensor(33171085, 20, "b stream"),
+      sensor(5, 10, "light one"),
+      sensor(5, 11, "light two"),
+      sensor(33171055, 21, "b plain"),
+      sensor(1, 1, "acc one"),
+      sensor(1, 2, "acc two", "other"),
+      sensor(2, 3, "mag"),
+      sensor(8, 4, "prox"),
+      sensor(33171080, 30, "pri2 plain"),
+      sensor(33171084, 31, "pri2 stream"),
+      sensor(33171040, 32, "tof"),
+      sensor(6, 33, "bar"),
+  };
+  LogCapture log;
+  SensorCalibration cal;
+  const std::map<int, int> kHandles = {{0, 2}, {9, 10}, {11, 20}, {15, 31}, {17, 33}};
+  for (int i = 0; i < 18; ++i) {
+    const _sensor_info& record = record_at(cal, i);
+    const auto expected = kHandles.find(i);
+    EXPECT_EQ(record.present, expected == kHandles.end() ? 0 : 1) << i;
+    EXPECT_EQ(record.info.sensorHandle, expected == kHandles.end() ? 0 : expected->second) << i;
+  }
+  const Lines lines = log.mine();
+  const Lines discovery(lines.begin() + 2, lines.begin() + 13);
+  EXPECT_THAT(discovery,
+              ElementsAre("I/libsensor_cal: enter get_all_sensors_info", "I/libsensor_cal: get_all_sensors_info 12",
+                          "I/libsensor_cal: Sensor: b stream found. Vendor: maker!",
+                          "I/libsensor_cal: Sensor: light one found. Vendor: maker!",
+                          "I/libsensor_cal: Sensor: acc one found. Vendor: maker!",
+                          "I/libsensor_cal: Sensor: acc two found. Vendor: other!",
+                          "I/libsensor_cal: Sensor: pri2 plain found. Vendor: maker!",
+                          "I/libsensor_cal: Sensor: pri2 stream found. Vendor: maker!",
+                          "I/libsensor_cal: Sensor: bar found. Vendor: maker!",
+                          "I/libsensor_cal: Sensor:xxxxxxxxxxx found. Vendor:",
+                          "I/libsensor_cal: Sensor:xxxxxxxxxxx 12  12 found. Vendor:"));
+
+  // Another scan forgets what is gone.
+  sensors_->list = {sensor(33171007, 12, "light stream")};
+  cal.get_all_sensors_info();
+  EXPECT_EQ(record_at(cal, 0).present, 0);
+  EXPECT_EQ(record_at(cal, 9).info.sensorHandle, 12);
+  EXPECT_EQ(cal.sensor_list.size(), 1U);
+}
+
+TEST_F(CatalogueTest, FailedListLeavesTheRecordsUnboundAndTheObjectReady) {
+  sensors_->list = {sensor(1, 1, "acc")};
+  for (const bool never_answers : {false, true}) {
+    sensors_->list_result = Result::UNKNOWN_ERROR;
+    sensors_->list_never_answers = never_answers;
+    LogCapture log;
+    SensorCalibration cal;
+    EXPECT_TRUE(log.contains("E/libsensor_cal: get_all_sensors_info: Failed to get sensor list"));
+    EXPECT_EQ(cal.motion_info[0].present, 0);
+    EXPECT_EQ(cal.initCheck(), 0);  // the command API came up after it
+    cal.get_all_sensors_info();
+    EXPECT_EQ(cal.initCheck(), -19);
+  }
+}
+
+TEST_F(CatalogueTest, ProbesMatchNamePrefixes) {
+  struct Case {
+    int type;
+    const char* name;
+    int (SensorCalibration::*probe)();
+    int expected;
+    Lines lines;
+  };
+  const Case kCases[] = {
+      {5,
+       "BH1745 BH1745 ALS DEVICE rev 2",
+       &SensorCalibration::test_is_rgb_sensor,
+       1,
+       {"I/libsensor_cal: sensor_lookup_list_check Sensor: BH1745 BH1745 ALS DEVICE rev 2 found. Vendor: maker!",
+        "E/libsensor_cal: BH1745 BH1745 ALS DEVICE rev 2 checking for rgb sensor!",
+        "E/libsensor_cal: BH1745 BH1745 ALS DEVICE rev 2 sensor found in rgb sensor list!"}},
+      {5,
+       "BH1745",
+       &SensorCalibration::test_is_rgb_sensor,
+       0,
+       {"I/libsensor_cal: sensor_lookup_list_check Sensor: BH1745 found. Vendor: maker!",
+        "E/libsensor_cal: BH1745 checking for rgb sensor!", "E/libsensor_cal: BH1745 sensor not rgb sensor!"}},
+      {8,
+       "vl53l3_tof x",
+       &SensorCalibration::test_is_ps_tof_sensor,
+       1,
+       {"I/libsensor_cal: test_is_ps_tof_sensor Sensor: vl53l3_tof x found. Vendor: maker!",
+        "I/libsensor_cal: vl53l3_tof x checking for tof calibration sensors!",
+        "E/libsensor_cal: vl53l3_tof x sensor found in sensorlist using TOF calibration methods!"}},
+      {33171040,
+       "vl53l1",
+       &SensorCalibration::test_is_tof_sensor,
+       0,
+       {"I/libsensor_cal: test_is_tof_sensor Sensor: vl53l1 found. Vendor: maker!",
+        "I/libsensor_cal: vl53l1 checking for tof calibration sensors!",
+        "E/libsensor_cal: vl53l1 sensor not supporting tof calibration!"}},
+      {8,
+       "tmd2725_prox",
+       &SensorCalibration::test_is_pshwcali_sensor,
+       1,
+       {"I/libsensor_cal: test_is_tof_sensor Sensor: tmd2725_prox found. Vendor: maker!",
+        "E/libsensor_cal: tmd2725_prox checking for hw calibration!",
+        "E/libsensor_cal: tmd2725_prox sensor found in sensorlist using HW calibration methods!"}},
+      {8,
+       "TMD2725",
+       &SensorCalibration::test_is_pshwcali_sensor,
+       0,
+       {"I/libsensor_cal: test_is_tof_sensor Sensor: TMD2725 found. Vendor: maker!",
+        "E/libsensor_cal: TMD2725 checking for hw calibration!",
+        "E/libsensor_cal: TMD2725 sensor not supporting HW calibration!"}},
+      {8,
+       "tmd272",
+       &SensorCalibration::test_is_pshwcali_sensor,
+       0,
+       {"I/libsensor_cal: test_is_tof_sensor Sensor: tmd272 found. Vendor: maker!",
+        "E/libsensor_cal: tmd272 checking for hw calibration!",
+        "E/libsensor_cal: tmd272 sensor not supporting HW calibration!"}},
+  };
+  SensorCalibration cal;
+  for (const Case& c : kCases) {
+    sensors_->list = {sensor(c.type, 1, c.name)};
+    LogCapture log;
+    EXPECT_EQ((cal.*c.probe)(), c.expected) << c.name;
+    EXPECT_EQ(log.all(), c.lines);
+  }
+  for (const char* chip : {"tmd2620", "tmd3702", "tcs3701"}) EXPECT_TRUE(cal.sensor_lookup_list_check(chip, 8)) << chip;
+  EXPECT_TRUE(cal.tof_sensor_lookup_list_check("vl53l0_tof", 8));
+  LogCapture log;
+  EXPECT_FALSE(cal.tof_sensor_lookup_list_check("vl53l0_tof", 5));
+  EXPECT_FALSE(cal.sensor_lookup_list_check("tmd2725", 33171040));
+  EXPECT_EQ(log.all(), Lines{});
+}
+
+TEST_F(CatalogueTest, ProbesTellWhyTheyCannotAnswer) {
+  struct Case {
+    int (SensorCalibration::*probe)();
+    const char* name;
+    const char* not_found;
+  };
+  const Case kCases[] = {
+      {&SensorCalibration::test_is_rgb_sensor, "test_is_rgb_sensor", "Light Sensor not found!"},
+      {&SensorCalibration::test_is_ps_tof_sensor, "test_is_ps_tof_sensor", "Proximity Sensor not found!"},
+      {&SensorCalibration::test_is_tof_sensor, "test_is_tof_sensor", "Proximity Sensor not found!"},
+      {&SensorCalibration::test_is_pshwcali_sensor, "test_is_pshwcali_sensor", "Proximity Sensor not found!"},
+  };
+  SensorCalibration with_manager;
+  FakeSensors::remove();
+  SensorCalibration without_manager;
+  for (const Case& c : kCases) {
+    for (const bool never_answers : {false, true}) {
+      sensors_->default_never_answers = never_answers;
+      LogCapture log;
+      EXPECT_EQ((with_manager.*c.probe)(), -3);
+      EXPECT_THAT(log.all(), ElementsAre(std::string("E/libsensor_cal: ") + c.not_found));
+    }
+    LogCapture log;
+    EXPECT_EQ((without_manager.*c.probe)(), -2);
+    EXPECT_THAT(log.all(),
+                ElementsAre(std::string("E/libsensor_cal: ") + c.name + ": Could not get ISensorManager::getService!"));
+  }
+}
+
+TEST_F(CatalogueTest, ProductIsComparedWhole) {
+  host::force_property("ro.build.product", "dover");
+  {
+    LogCapture log;
+    EXPECT_FALSE(is_your_product("dov"));
+    EXPECT_THAT(log.all(), ElementsAre("E/libsensor_cal: hwversion=dover\n"));
+  }
+  host::force_property("ro.build.product", "dov");
+  LogCapture log;
+  EXPECT_TRUE(is_your_product("dov"));
+  EXPECT_THAT(log.all(), ElementsAre("E/libsensor_cal: hwversion=dov\n", "E/libsensor_cal: product_name is dov\n"));
+}
+
+}  // namespace

@@ -1,0 +1,245 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "bench_phone.h"
+#include "engine/run.h"
+#include "log_capture.h"
+
+namespace {
+
+using test::BenchPhone;
+using test::event;
+using test::Lines;
+using test::LogCapture;
+using ::testing::ElementsAre;
+
+constexpr float kG = 9.80665F;
+
+class EventIntakeTest : public ::testing::Test {
+ protected:
+  // Arms a record for a run of two samples that passes whatever comes.
+  _sensor_info& arm(int record_number, int axes) {
+    _sensor_info& record = record_at(*phone_.cal, record_number);
+    record = _sensor_info();
+    record.axis_num = axes;
+    record.sample_num = 1;
+    record.variance_threshold = 1e30F;
+    for (float& limit : record.bias_threshold) limit = 1e30F;
+    for (int i = 0; i < 10; ++i) {
+      record.offset[i] = 0.5F * static_cast<float>(i + 1);
+      record.scale[i] = static_cast<float>(i + 2);
+    }
+    record.info.sensorHandle = 100 + record_number;
+    return record;
+  }
+  std::vector<float> mean(const _sensor_info& record) {
+    return {record.mean, record.mean + std::min<int>(record.axis_num, 10)};
+  }
+  BenchPhone phone_;
+};
+
+TEST_F(EventIntakeTest, EachTypeHasItsRecordItsLineAndItsSample) {
+  using Flag = uint8_t _sensor_info::*;
+  const Flag kCalibrate = &_sensor_info::in_calibrate;
+  const Flag kRaw = &_sensor_info::in_raw_calibrate;
+  const Flag kBacklight = &_sensor_info::in_backlight_calibrate;
+  const Flag kLcdCct = &_sensor_info::in_lcd_cct_calibrate;
+  struct Case {
+    int type;
+    int record;
+    int axes;
+    Flag mode;
+    std::vector<float> sample;
+    Lines lines;
+  };
+  const Lines kCct = {
+      "I/libsensor_cal: SENSOR_TYPE__CCT_STRM data: {3.000000, 4.000000, 5.000000, 6.000000, 7.000000}"};
+  const Lines kAls = {"I/libsensor_cal: SENSOR_TYPE_ALS_STRM data: {2.000000, 3.000000, 4.000000, 5.000000, 6.000000}"};
+  Lines cct_inputs = kCct;
+  cct_inputs.push_back("E/libsensor_cal: INPUT[0] is 1.500000 scale is 2.000000 ");
+  cct_inputs.push_back("E/libsensor_cal: INPUT[1] is 1.333333 scale is 3.000000 ");
+  Lines als_inputs = kAls;
+  for (const char* input : {"[0] is 1.000000 scale is 2.000000 ", "[1] is 1.000000 scale is 3.000000 ",
+                            "[2] is 1.000000 scale is 4.000000 ", "[3] is 1.000000 scale is 5.000000 ",
+                            "[4] is 1.000000 scale is 6.000000 "}) {
+    als_inputs.push_back(std::string("E/libsensor_cal: INPUT") + input);
+  }
+  const std::vector<Case> kCases = {
+      {1,
+       0,
+       3,
+       kCalibrate,
+       {1.5F, 3, 3 + 1.5F - kG},
+       {"I/libsensor_cal: SENSOR_TYPE_ACCELEROMETER data: {1.000000, 2.000000, 3.000000}"}},
+      {268369921,
+       4,
+       3,
+       kCalibrate,
+       {1.5F, 3, 3 + 1.5F + kG},
+       {"I/libsensor_cal: QTI_SENSOR_TYPE_ACCELEROMETER data: {1.000000, 2.000000, 3.000000}"}},
+      {4,
+       1,
+       3,
+       kCalibrate,
+       {1.5F, 3, 4.5F},
+       {"I/libsensor_cal: ASENSOR_TYPE_GYROSCOPE data: {1.000000, 2.000000, 3.000000}"}},
+      {16,
+       3,
+       3,
+       kCalibrate,
+       {1.5F, 3, 4.5F},
+       {"I/libsensor_cal: SENSOR_TYPE_GYROSCOPE_UNCALIBRATED data: {1.000000, 2.000000, 3.000000}"}},
+      {268369924,
+       7,
+       3,
+       kCalibrate,
+       {1.5F, 3, 4.5F},
+       {"I/libsensor_cal: QTI_SENSOR_TYPE_GYROSCOPE data: {1.000000, 2.000000, 3.000000}"}},
+      {6, 17, 1, kCalibrate, {1.5F}, {"I/libsensor_cal: SENSOR_TYPE_PRESSURE data: {1.000000}"}},
+      {33171005,
+       8,
+       1,
+       kCalibrate,
+       {1},
+       {"I/libsensor_cal: SENSOR_TYPE_PROXIMITY_STRM data: {1.000000}",
+        "E/libsensor_cal: psensor factorycali, rawdata offset = 0.000000"}},
+      {33171057, 13, 2, kCalibrate, {1.5F, 4.0F / 3}, kCct},
+      {33171057, 13, 2, kRaw, {3, 4}, kCct},
+      {33171089, 12, 2, kCalibrate, {1.5F, 4.0F / 3}, cct_inputs},
+      {33171089, 12, 7, kRaw, {3, 4, 5, 6, 7, 8, 9}, kCct},
+      {5, 9, 1, kCalibrate, {0.5F}, {"I/libsensor_cal: SENSOR_TYPE_LIGHT data: {1.000000}"}},
+      {33171007, 9, 5, kCalibrate, {1, 1, 1, 1, 1}, als_inputs},
+      {33171054, 10, 2, kRaw, {2, 3}, kAls},
+      {33171055, 11, 1, kBacklight, {1}, {"I/libsensor_cal: SENSOR_TYPE_LIGHT... data in backlight cali: {1.000000}"}},
+      {33171085,
+       11,
+       2,
+       kLcdCct,
+       {1, 1},
+       {"I/libsensor_cal: SENSOR_TYPE_LIGHT_STRM_CCT_LCD_CALI data: {1.000000, 2.000000, 3.000000, 4.000000, "
+        "5.000000,6.000000}"}},
+      {33171081, 14, 1, kCalibrate, {0.5F}, {"I/libsensor_cal: SENSOR_TYPE_LIGHT data: {1.000000}"}},
+      {33171082, 14, 1, kCalibrate, {0.5F}, {"I/libsensor_cal: SENSOR_TYPE_LIGHT data: {1.000000}"}},
+      {33171080, 15, 1, kCalibrate, {0.5F}, {"I/libsensor_cal: SENSOR_TYPE_LIGHT data: {1.000000}"}},
+      {33171084, 15, 1, kCalibrate, {0.5F}, {"I/libsensor_cal: SENSOR_TYPE_LIGHT data: {1.000000}"}},
+  };
+  for (const Case& c : kCases) {
+    SCOPED_TRACE(c.type);
+    _sensor_info& record = arm(c.record, c.axes);
+    record.*c.mode = 1;
+    if (c.type == 6) record.reference = 0;
+    LogCapture log;
+    phone_.cal->processEvent(event(c.type, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16}));
+    EXPECT_EQ(log.all(), c.lines);
+    EXPECT_EQ(mean(record), c.sample);
+    EXPECT_EQ(record.status, 2);
+    EXPECT_EQ(phone_.queue->disabled().back(), 100 + c.record);
+  }
+}
+
+TEST_F(EventIntakeTest, PressureIsTakenAgainstTheReference) {
+  _sensor_info& record = arm(17, 1);
+  record.in_calibrate = 1;
+  record.reference = 1000;
+  phone_.cal->processEvent(event(6, {1012.5F}));
+  EXPECT_EQ(record.mean[0], 13.0F);
+}
+
+TEST_F(EventIntakeTest, TheFirstLightModeSetDecides) {
+  _sensor_info& record = arm(9, 1);
+  record.in_backlight_calibrate = record.in_lcd_cct_calibrate = record.in_calibrate = record.in_raw_calibrate = 1;
+  const char* const kLines[] = {"data in backlight cali", "CCT_LCD_CALI", "SENSOR_TYPE_LIGHT data",
+                                "SENSOR_TYPE_ALS_STRM"};
+  uint8_t _sensor_info::*const kFlags[] = {&_sensor_info::in_backlight_calibrate, &_sensor_info::in_lcd_cct_calibrate,
+                                           &_sensor_info::in_calibrate, &_sensor_info::in_raw_calibrate};
+  for (int i = 0; i < 4; ++i) {
+    LogCapture log;
+    phone_.cal->processEvent(event(5, {1, 2}));
+    EXPECT_TRUE(log.contains(kLines[i])) << i;
+    record.*kFlags[i] = 0;
+  }
+}
+
+TEST_F(EventIntakeTest, IdleForeignAndIgnoredEventsAreOnlyLogged) {
+  LogCapture log;
+  phone_.cal->processEvent(event(1, {1, 2, 3}));
+  phone_.cal->processEvent(event(33171057, {1}));
+  phone_.cal->processEvent(event(33171085, {1}));
+  for (const int type : {2, 3, 8, 14, 33171040, 33171053, 33171056, 33171058, 33171088}) {
+    phone_.cal->processEvent(event(type, {1}));
+  }
+  const Lines lines = log.all();
+  ASSERT_EQ(lines.size(), 12U);
+  EXPECT_EQ(lines[0], "E/libsensor_cal: received Event while not incalibrate 1");
+  EXPECT_EQ(lines[1], "E/libsensor_cal: received Event while not incalibrate 33171057");
+  EXPECT_EQ(lines[2], "E/libsensor_cal: 11111111 received Event while not incalibrate 33171085");
+  EXPECT_EQ(lines[3], "E/libsensor_cal: Event for sensor(type: 2) not interested.");
+  EXPECT_EQ(lines[11], "E/libsensor_cal: Event for sensor(type: 33171088) not interested.");
+  EXPECT_EQ(phone_.cal->motion_info[0].event_count, 0);
+
+  log.clear();
+  phone_.cal->init_status = -19;
+  test::Event additional = event(33, {});
+  additional.u.additional.type = static_cast<::android::hardware::sensors::V1_0::AdditionalInfoType>(0x10001);
+  phone_.cal->processEvent(additional);
+  EXPECT_THAT(log.all(),
+              ElementsAre("I/libsensor_cal: Ignoring event with e.sensorType: 33, u.additional.type: 65537"));
+}
+
+TEST_F(EventIntakeTest, FirstEventsSettleExceptOnTheGyroscope) {
+  for (const auto& [type, number, taken] : {std::tuple(16, 3, 1), std::tuple(4, 1, 3)}) {
+    _sensor_info& record = arm(number, 3);
+    record.sample_num = 10;
+    record.in_calibrate = 1;
+    record.skip_num = 2;
+    for (int i = 0; i < 3; ++i) phone_.cal->processEvent(event(type, {1, 2, 3}));
+    EXPECT_EQ(record.sample_count, taken) << type;
+    EXPECT_EQ(record.event_count, 3) << type;
+  }
+}
+
+TEST_F(EventIntakeTest, ARestartDoesNotSettleAgain) {
+  _sensor_info& record = arm(0, 3);
+  record.sample_num = 2;
+  record.variance_threshold = 1;
+  record.in_calibrate = 1;
+  record.skip_num = 1;
+  for (const float x : {50.0F, 0.0F, 9.0F}) phone_.cal->processEvent(event(1, {x, 0, 0}));
+  EXPECT_EQ(record.sample_count, 0);  // restarted
+  phone_.cal->processEvent(event(1, {1, 0, 0}));
+  EXPECT_EQ(record.sample_count, 1);
+  EXPECT_EQ(record.event_count, 4);
+}
+
+TEST_F(EventIntakeTest, ASteppedPanelRunIsAnnouncedOnlyInsideTheRangeOrAtItsLastAttempt) {
+  struct Case {
+    float value;
+    int retry_count;
+    bool announced;
+  };
+  for (const Case& c : {Case{0, 1, false}, Case{10, 1, false}, Case{0.5F, 1, true}, Case{9.5F, 0, true},
+                        Case{10, 2, true}, Case{-1, 2, true}}) {
+    _sensor_info& record = arm(9, 1);
+    record.in_backlight_calibrate = record.backlight_retry = 1;
+    record.retry_count = c.retry_count;
+    // A waiter that only a signal wakes.
+    pthread_mutex_lock(&phone_.cal->cal_mutex);
+    std::thread deliver([&] { phone_.queue->deliver(event(5, {c.value})); });
+    timespec deadline;
+    clock_gettime(CLOCK_REALTIME, &deadline);
+    deadline.tv_nsec += c.announced ? 0 : 50000000;
+    deadline.tv_sec += c.announced ? 5 : 0;
+    if (deadline.tv_nsec >= 1000000000) {
+      deadline.tv_nsec -= 1000000000;
+      ++deadline.tv_sec;
+    }
+    const int woken = pthread_cond_timedwait(&phone_.cal->cal_cond, &phone_.cal->cal_mutex, &deadline);
+    pthread_mutex_unlock(&phone_.cal->cal_mutex);
+    deliver.join();
+    EXPECT_EQ(woken == 0, c.announced) << c.value << " " << c.retry_count;
+    EXPECT_EQ(record.status, 2);
+    EXPECT_EQ(phone_.queue->disabled().back(), 109);
+  }
+}
+
+}  // namespace

@@ -1,0 +1,392 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <host/device_root.h>
+#include <stdlib.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "bench_phone.h"
+#include "log_capture.h"
+
+namespace {
+
+using test::BenchPhone;
+using test::bits;
+using test::event;
+using test::Lines;
+using test::LogCapture;
+using test::message;
+using test::swinging;
+using ::testing::ElementsAre;
+
+// The flow's own lines, without those of the hub commands.
+Lines flow_lines(const LogCapture& log) {
+  Lines out;
+  for (const std::string& line : log.mine()) {
+    if (line.find("/libsensor_cal:") != std::string::npos) out.push_back(line);
+  }
+  return out;
+}
+
+struct InertialCase {
+  int type;
+  int event_type;
+  int handle;
+  int get, set;
+  Lines entry;
+  std::string absent;
+  std::string read_failure;
+};
+
+const InertialCase kInertial[] = {
+    {1,
+     1,
+     100,
+     1,
+     0,
+     {"I/libsensor_cal: continue_reporting_sensor_calibrate: enter type=1, param = 0",
+      "I/libsensor_cal: continue_reporting_sensor_calibrate: enter line=2065"},
+     "sensor not exist. type = 1",
+     "accelerometer_calibrate getAccelBias fail ret = -9"},
+    {268369921,
+     268369921,
+     104,
+     1,
+     0,
+     {"I/libsensor_cal: continue_reporting_sensor_calibrate: enter type=268369921, param = 0",
+      "I/libsensor_cal: continue_reporting_sensor_calibrate: enter line=2160"},
+     "sensor not exist. type = 268369921",
+     "accelerometer_calibrate getAccelBias fail ret = -9"},
+    {4,
+     16,
+     103,
+     3,
+     2,
+     {"I/libsensor_cal: continue_reporting_sensor_calibrate: enter type=4, param = 0"},
+     "uncalibrated sensor not exist. type = 4",
+     ""},
+    {268369924,
+     268369924,
+     107,
+     3,
+     2,
+     {"I/libsensor_cal: continue_reporting_sensor_calibrate: enter type=268369924, param = 0"},
+     "uncalibrated sensor not exist. type = 268369924",
+     ""},
+};
+
+// What the sensor reports so that the run's mean is (0.125, -0.25, 0.375) with the hub's offset 0.25 on every axis.
+std::vector<float> reported(int type) {
+  const float gravity = type == 1 ? 9.80665F : type == 268369921 ? -9.80665F : 0;
+  return {-0.125F, -0.5F, 0.125F + gravity};
+}
+
+TEST(InertialFlowTest, FromRequestToHub) {
+  for (const InertialCase& c : kInertial) {
+    SCOPED_TRACE(c.type);
+    BenchPhone phone;
+    const int settling = 3;
+    phone.queue->script(c.handle, swinging(c.event_type, 50 + settling, reported(c.type), 0.25F));
+    phone.hub->reply(c.get, {bits(0.25F), bits(0.25F), bits(0.25F)});
+    LogCapture log;
+    EXPECT_EQ(phone.cal->sensor_calibrate(c.type, 0), 0);
+    phone.queue->drain();
+
+    const auto sent = phone.hub->sent();
+    ASSERT_EQ(sent.size(), 2U);
+    EXPECT_EQ(sent[0], message(c.type, c.get));
+    EXPECT_EQ(sent[1][0], c.type);
+    EXPECT_EQ(sent[1][1], c.set);
+    char success[160];
+    float offset[3];
+    memcpy(offset, &sent[1][2], sizeof offset);
+    EXPECT_NEAR(offset[0], 0.125F, 1e-5F);
+    EXPECT_NEAR(offset[1], -0.25F, 1e-5F);
+    EXPECT_NEAR(offset[2], 0.375F, 1e-5F);
+    snprintf(success, sizeof success, "I/libsensor_cal: calibrate sensor(type=%d) successfully, offset=%f,%f,%f",
+             c.type, static_cast<double>(offset[0]), static_cast<double>(offset[1]), static_cast<double>(offset[2]));
+
+    EXPECT_THAT(phone.queue->enabled(), ElementsAre(test::Enabling{c.handle, 20000, 0}));
+    EXPECT_THAT(phone.queue->disabled(), ElementsAre(c.handle));
+    Lines expected = {"I/libsensor_cal: [sensor_calibrate] type = " + std::to_string(c.type) + ", param = 0"};
+    expected.insert(expected.end(), c.entry.begin(), c.entry.end());
+    if (c.get == 3) expected.push_back("E/libsensor_cal: hwversion=\n");
+    expected.push_back(success);
+    EXPECT_EQ(flow_lines(log), expected);
+  }
+}
+
+TEST(InertialFlowTest, EachFailureHasItsLineAndLeavesTheHubAlone) {
+  for (const InertialCase& c : kInertial) {
+    SCOPED_TRACE(c.type);
+    const std::string fail = "E/libsensor_cal: continue_reporting_sensor_calibrate fail ret=-1";
+    {
+      BenchPhone phone({test::sensor(4, 101, "gyro")});  // the calibrated gyroscope alone does not do
+      LogCapture log;
+      EXPECT_EQ(phone.cal->sensor_calibrate(c.type, 0), -1);
+      const Lines lines = flow_lines(log);
+      EXPECT_EQ(lines[lines.size() - 2], "E/libsensor_cal: continue_reporting_sensor_calibrate: " + c.absent);
+      EXPECT_EQ(phone.hub->sent().size(), 0U);
+    }
+    {
+      BenchPhone phone;
+      phone.queue->enable_result = test::Result::PERMISSION_DENIED;
+      LogCapture log;
+      EXPECT_EQ(phone.cal->sensor_calibrate(c.type, 0), -1);
+      const Lines lines = flow_lines(log);
+      EXPECT_EQ(lines[lines.size() - 2],
+                "E/libsensor_cal: sensor(type=" + std::to_string(c.type) + ") calibrate fail: state=0");
+      EXPECT_EQ(lines.back(), fail);
+      EXPECT_EQ(phone.hub->sent().size(), 1U);
+    }
+    {
+      BenchPhone phone;
+      phone.queue->script(c.handle, swinging(c.event_type, 53, reported(c.type), 0.25F));
+      phone.hub->reply(c.set, {5});
+      LogCapture log;
+      EXPECT_EQ(phone.cal->sensor_calibrate(c.type, 0), -1);
+      const Lines lines = flow_lines(log);
+      EXPECT_EQ(lines[lines.size() - 2],
+                "E/libsensor_cal: calibrate sensor(type=" + std::to_string(c.type) + ") failed when set offset to hub");
+    }
+  }
+}
+
+TEST(InertialFlowTest, OneProductForgetsTheRunTimeBias) {
+  for (const auto& [type, handle, event_type] : {std::tuple(4, 103, 16), std::tuple(1, 100, 1)}) {
+    BenchPhone phone;
+    host::force_property("ro.build.product", "velra");
+    phone.queue->script(handle, swinging(event_type, 53, reported(type), 0.25F));
+    phone.hub->reply(33, {9});  // its result does not matter
+    LogCapture log;
+    EXPECT_EQ(phone.cal->sensor_calibrate(type, 0), 0);
+    const auto sent = phone.hub->sent();
+    EXPECT_EQ(sent.back(), type == 4 ? message(4, 33) : sent[1]);
+    EXPECT_EQ(log.contains("E/libsensor_cal: product_name is velra\n"), type == 4);
+  }
+}
+
+TEST(InertialFlowTest, RestartsOnMotionAndFinishesAfterIt) {
+  BenchPhone phone;
+  std::vector<test::Event> events = swinging(1, 53, {5, 0, 9.80665F}, 0.25F);      // tilted: bias
+  for (const auto& e : swinging(1, 50, {0, 0, 9.80665F}, 4)) events.push_back(e);  // shaken: variance
+  for (const auto& e : swinging(1, 50, {0, 0, 9.80665F}, 0)) events.push_back(e);  // stuck: zero variance
+  for (const auto& e : swinging(1, 50, {0.5F, 0, 9.80665F}, 0.25F)) events.push_back(e);
+  phone.queue->script(100, events);
+  LogCapture log;
+  EXPECT_EQ(phone.cal->sensor_calibrate(1, 0), 0);
+  Lines restarts;
+  for (const std::string& line : log.others()) {
+    if (line.find("restarting") != std::string::npos) restarts.push_back(line.substr(0, line.find(',')));
+  }
+  EXPECT_THAT(restarts, ElementsAre("E/libsensor_cal: cal_process_sample: High BIAS found",
+                                    "E/libsensor_cal: cal_process_sample: Variance exceeded",
+                                    "E/libsensor_cal: cal_process_sample: Zero variance found"));
+  EXPECT_FLOAT_EQ(phone.cal->motion_info[0].mean[0], 0.5F);
+}
+
+TEST(BarometerFlowTest, FromRequestToHub) {
+  BenchPhone phone;
+  phone.queue->script(117, swinging(6, 13, {12.0F}, 0.5F));
+  phone.hub->reply(22, {bits(1.0F)});
+  LogCapture log;
+  EXPECT_EQ(phone.cal->continue_reporting_sensor_calibrate(6, 3), 0);
+  EXPECT_THAT(phone.hub->sent(), ElementsAre(message(6, 22), message(6, 21, {bits(13.0F)})));
+  EXPECT_THAT(phone.queue->enabled(), ElementsAre(test::Enabling{117, 50000, 0}));
+  EXPECT_THAT(flow_lines(log),
+              ElementsAre("I/libsensor_cal: continue_reporting_sensor_calibrate: enter type=6, param = 3",
+                          "I/libsensor_cal: continue_reporting_sensor_calibrate: enter line=2261",
+                          "I/libsensor_cal: calibrate sensor(type=6) successfully, offset=13.000000"));
+}
+
+TEST(SingleLightFlowTest, EveryTypeScalesTo200Lux) {
+  const std::pair<int, int> kTypes[] = {{5, 109},        {33171054, 110}, {33171055, 111}, {33171085, 111},
+                                        {33171081, 114}, {33171082, 114}, {33171080, 115}, {33171084, 115}};
+  for (const auto& [type, handle] : kTypes) {
+    SCOPED_TRACE(type);
+    BenchPhone phone;
+    const int record_number = handle - 100;
+    _sensor_info& record = phone.cal->env_info[record_number - 8];
+    record.in_backlight_calibrate = 1;  // left by an earlier run
+    record.lux_flag = true;
+    phone.queue->script(handle, swinging(type, 10, {100.0F}, 0));  // a constant reading is fine here
+    phone.hub->reply(10, {bits(2.0F)});
+    LogCapture log;
+    EXPECT_EQ(phone.cal->continue_reporting_sensor_calibrate(type, 0), 0);
+    EXPECT_THAT(phone.hub->sent(), ElementsAre(message(type, 10), message(type, 9, {bits(4.0F)})));
+    EXPECT_THAT(phone.queue->enabled(), ElementsAre(test::Enabling{handle, 100000, 0}));
+    EXPECT_EQ(record.coefficient, 4.0F);
+    EXPECT_TRUE(log.contains("D/libsensor_calapi: setLuxScale_api scale:4.000000, is_rgb = 1"));
+    EXPECT_EQ(flow_lines(log).back(), "I/libsensor_cal: lightsensor sensor calibrate success: coefficient = 4.000000");
+  }
+}
+
+TEST(SingleLightFlowTest, CoefficientLimitsAreInclusive) {
+  for (const auto& [lux, result] : {std::pair(0.2F, 0), {0.19F, -1}, {0.0F, -1}, {-1.0F, -1}}) {
+    BenchPhone phone;
+    phone.hub->reply(10, {bits(1.0F)});
+    phone.queue->script(109, swinging(5, 10, {lux}, 0));
+    LogCapture log;
+    EXPECT_EQ(phone.cal->continue_reporting_sensor_calibrate(5, 0), result) << lux;
+    EXPECT_EQ(flow_lines(log).back() == "E/libsensor_cal: fatal error: invalid coefficient", result != 0) << lux;
+  }
+  BenchPhone phone;
+  phone.queue->enable_result = test::Result::NO_INIT;
+  LogCapture log;
+  EXPECT_EQ(phone.cal->continue_reporting_sensor_calibrate(5, 0), -1);
+  EXPECT_EQ(flow_lines(log).back(), "E/libsensor_cal: lightsensor calibrate fail: state=0");
+}
+
+class StreamFlowTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    char folder[] = "/tmp/stream_flow.XXXXXX";
+    root_ = mkdtemp(folder);
+    host::set_device_root(root_);
+    std::filesystem::create_directories(root_ + "/mnt/vendor/nvcfg/sensor");
+  }
+  void TearDown() override {
+    host::set_device_root("");
+    std::filesystem::remove_all(root_);
+  }
+  std::string file() const { return root_ + "/mnt/vendor/nvcfg/sensor/lightSensorCali.json"; }
+
+  // Channels 10, 20, ... from the word where the type carries them.
+  static std::vector<test::Event> channels(int type) {
+    std::vector<float> data(16, 99.0F);
+    const size_t first = type == 33171007 ? 1 : 2;
+    for (size_t i = 0; i < 7; ++i) data[first + i] = 10.0F * static_cast<float>(i + 1);
+    return swinging(type, 10, data, 0);
+  }
+  std::string root_;
+};
+
+TEST_F(StreamFlowTest, ScalesComeFromGoldenOverRaw) {
+  for (const auto& [type, handle] : {std::pair(33171089, 112), {33171057, 113}, {33171007, 109}}) {
+    SCOPED_TRACE(type);
+    BenchPhone phone;
+    host::force_property("persist.vendor.display.parse.algorithm", "true");
+    std::ofstream(file()) << "{\"als\": {\"x\": 1}}";
+    phone.queue->script(handle, channels(type));
+    phone.hub->reply(29, {0, bits(20), bits(20), bits(60), bits(20), bits(50)});
+    phone.hub->reply(31, {0, bits(2), bits(2), bits(2), bits(2), bits(2)});  // raw is 5, 10, 15, 20, 25
+    LogCapture log;
+    EXPECT_EQ(phone.cal->continue_reporting_sensor_calibrate(type, 0), 0);
+    const std::vector<int32_t> five = {bits(5.0F)};
+    EXPECT_THAT(phone.hub->sent(),
+                ElementsAre(message(type, 29, five), message(type, 31, five),
+                            message(type, 30, {bits(5.0F), bits(4), bits(2), bits(4), bits(1), bits(2)})));
+    EXPECT_THAT(phone.queue->enabled(), ElementsAre(test::Enabling{handle, 100000, 0}));
+    Lines lines = flow_lines(log);
+    EXPECT_EQ(lines[1] == "E/libsensor_cal: surpport ams_cct_sensor \n", type == 33171089);
+    lines.erase(lines.begin(), lines.end() - 5);
+    EXPECT_THAT(lines,
+                ElementsAre("I/libsensor_cal: lightsensor sensor calibrate success: channel_scale[0] = 4.000000",
+                            "I/libsensor_cal: lightsensor sensor calibrate success: channel_scale[1] = 2.000000",
+                            "I/libsensor_cal: lightsensor sensor calibrate success: channel_scale[2] = 4.000000",
+                            "I/libsensor_cal: lightsensor sensor calibrate success: channel_scale[3] = 1.000000",
+                            "I/libsensor_cal: lightsensor sensor calibrate success: channel_scale[4] = 2.000000"));
+    // Only one type's scales go to the file.
+    std::ifstream in(file());
+    const std::string text{std::istreambuf_iterator<char>(in), {}};
+    EXPECT_EQ(text.find("4.000000,2.000000,4.000000,1.000000,") != std::string::npos, type == 33171089);
+  }
+}
+
+TEST_F(StreamFlowTest, ScaleLimitsAreInclusiveAndComparedInDoublePrecision) {
+  struct Case {
+    float golden;
+    int result;
+  };
+  // Raw channel 0 is 10. The float nearest to 0.001 lies above it and passes, the next one below does not.
+  for (const Case& c : {Case{10000, 0}, Case{10001, -1}, Case{std::nextafter(0.01F, 1.0F), 0}, Case{0.01F, -1}}) {
+    BenchPhone phone;
+    phone.queue->script(112, channels(33171089));
+    phone.hub->reply(29, {0, bits(c.golden), bits(20), bits(30), bits(40), bits(50)});
+    phone.hub->reply(31, {0, bits(1), bits(1), bits(1), bits(1), bits(1)});
+    LogCapture log;
+    EXPECT_EQ(phone.cal->continue_reporting_sensor_calibrate(33171089, 0), c.result) << c.golden;
+    EXPECT_EQ(log.contains("E/libsensor_cal: cct channel_scale not in resonable arrange channel_scale[0] = "),
+              c.result != 0);
+  }
+}
+
+TEST_F(StreamFlowTest, HubAndFileFailures) {
+  struct Case {
+    int code;
+    std::vector<int32_t> reply;
+    int result;
+    const char* last;
+  };
+  const Case kCases[] = {
+      {29, {-1}, -1, "E/libsensor_cal: lightsensor_calibrate getLuxScale fail ret = -1"},
+      {31,
+       {-7, bits(1), bits(1), bits(1), bits(1), bits(1)},
+       -7,
+       "E/libsensor_cal: lightsensor_calibrate getLuxScale fail ret = -7"},
+      {30, {3}, -1, "E/libsensor_cal: calibrate sensor(type=33171089) failed when set offset to hub"},
+      {0, {}, -1, "E/libsensor_cal: open json file fail!"},  // the file is missing
+  };
+  for (const Case& c : kCases) {
+    BenchPhone phone;
+    host::force_property("persist.vendor.display.parse.algorithm", "1");
+    phone.queue->script(112, channels(33171089));
+    phone.hub->reply(29, {0, bits(10), bits(20), bits(30), bits(40), bits(50)});
+    phone.hub->reply(31, {0, bits(1), bits(1), bits(1), bits(1), bits(1)});
+    if (c.code != 0) phone.hub->reply(c.code, c.reply);
+    LogCapture log;
+    EXPECT_EQ(phone.cal->continue_reporting_sensor_calibrate(33171089, 0), c.result) << c.last;
+    EXPECT_EQ(flow_lines(log).back(), c.last);
+  }
+}
+
+TEST_F(StreamFlowTest, GoldenDataAreSevenUnscaledChannels) {
+  BenchPhone phone;
+  _sensor_info& record = phone.cal->env_info[5];
+  for (float& scale : record.scale) scale = 100;
+  phone.queue->script(113, channels(33171057));
+  LogCapture log;
+  EXPECT_EQ(phone.cal->continue_reporting_sensor_calibrate(33171057, -1), 0);
+  EXPECT_THAT(phone.hub->sent(),
+              ElementsAre(message(33171057, 28,
+                                  {bits(7.0F), bits(10), bits(20), bits(30), bits(40), bits(50), bits(60), bits(70)})));
+  const Lines lines = flow_lines(log);
+  ASSERT_EQ(lines.size(), 8U);
+  EXPECT_EQ(lines[1], "I/libsensor_cal: golden channel data: channel 1 = 10.000000");
+  EXPECT_EQ(lines[7], "I/libsensor_cal: golden channel data: channel 7 = 70.000000");
+  EXPECT_EQ(record.in_raw_calibrate, 0);
+
+  phone.hub->reply(28, {1});
+  EXPECT_EQ(phone.cal->continue_reporting_sensor_calibrate(33171057, -1), -1);
+  EXPECT_EQ(flow_lines(log).back(), "E/libsensor_cal: sensor(type=33171057) failed to set golden channel data");
+  phone.queue->enable_result = test::Result::NO_INIT;
+  EXPECT_EQ(phone.cal->continue_reporting_sensor_calibrate(33171057, -1), -1);
+  EXPECT_EQ(flow_lines(log).back(), "E/libsensor_cal: set golden channel data fail: state=0");
+}
+
+TEST_F(StreamFlowTest, TheHubsOwnRunIsPolledThirtyTimesAtMost) {
+  BenchPhone phone;
+  host::force_property("persist.vendor.goodix.cct_support", "0");  // any text will do
+  phone.hub->reply(40, {-1});
+  LogCapture log;
+  EXPECT_EQ(phone.cal->continue_reporting_sensor_calibrate(33171089, -1), 1098);
+  const auto sent = phone.hub->sent();
+  ASSERT_EQ(sent.size(), 31U);
+  EXPECT_EQ(sent[0], message(33171089, 39, {bits(-1.0F)}));
+  EXPECT_EQ(sent[30], message(33171089, 40, {bits(-1.0F), bits(92.0F)}));
+  const Lines lines = flow_lines(log);
+  EXPECT_EQ(lines[1], "E/libsensor_cal: surpport goodix_cct_sensor \n");
+  EXPECT_EQ(lines[2], "D/libsensor_cal: calibrate cct sensor(type=33171089) wait to be finished, countdown_times=30");
+  EXPECT_EQ(lines.back(),
+            "D/libsensor_cal: calibrate cct sensor(type=33171089) wait to be finished, countdown_times=1");
+
+  phone.hub->reply(40, {17});
+  EXPECT_EQ(phone.cal->continue_reporting_sensor_calibrate(33171089, 0), 17);
+  phone.hub->reply(39, {2});
+  EXPECT_EQ(phone.cal->continue_reporting_sensor_calibrate(33171089, 0), -1);
+  EXPECT_EQ(flow_lines(log).back(),
+            "E/libsensor_cal: calibrate cct sensor(type=33171089) failed when set offset to hub");
+}
+
+}  // namespace

@@ -1,0 +1,143 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <vector>
+
+#include "engine/run.h"
+#include "log_capture.h"
+
+namespace {
+
+using test::LogCapture;
+using ::testing::ElementsAre;
+
+_sensor_info window(int axes, int samples) {
+  _sensor_info info;
+  info.axis_num = axes;
+  info.sample_num = samples;
+  info.variance_threshold = 4;
+  for (float& limit : info.bias_threshold) limit = 2;
+  return info;
+}
+
+int feed(_sensor_info* info, std::vector<float> sample) { return cal_process_sample(info, sample.data()); }
+
+TEST(SampleWindowTest, FinishesWithTheMeanOfExactlyTheAskedSamples) {
+  _sensor_info info = window(2, 3);
+  LogCapture log;
+  EXPECT_EQ(feed(&info, {1, -1}), 1);
+  EXPECT_EQ(feed(&info, {2, -2}), 1);
+  EXPECT_EQ(info.status, 0);
+  EXPECT_EQ(feed(&info, {0, 0}), 2);
+  EXPECT_EQ(info.status, 2);
+  EXPECT_FLOAT_EQ(info.mean[0], 1);
+  EXPECT_FLOAT_EQ(info.mean[1], -1);
+  EXPECT_FLOAT_EQ(info.variance[0], 2.0F / 3);
+  EXPECT_EQ(info.mean[2], 0);
+  EXPECT_EQ(log.all(), test::Lines{});
+
+  // A finished or timed-out run takes nothing more.
+  for (const int status : {2, 1}) {
+    info.status = status;
+    EXPECT_EQ(feed(&info, {9, 9}), 1);
+    EXPECT_EQ(info.sample_count, 3);
+    EXPECT_EQ(info.sum[0], 3);
+  }
+}
+
+TEST(SampleWindowTest, RestartsAxisByAxisInTheOrderVarianceZeroBias) {
+  struct Case {
+    std::vector<float> first, second;
+    int result;
+    const char* line;
+  };
+  const Case kCases[] = {
+      {{0, 0},
+       {4.2F, 0},
+       3,
+       "E/libsensor_cal: cal_process_sample: Variance exceeded, restarting algorithm. index: 0; variance:    4.4100; "
+       "variance threshold:    4.0000"},
+      {{1, 0},
+       {1, 0},
+       4,
+       "E/libsensor_cal: cal_process_sample: Zero variance found, restarting algorithm. index: 0; variance:    0.0000"},
+      {{-2, 0},
+       {-3, 1},
+       5,
+       "E/libsensor_cal: cal_process_sample: High BIAS found, restarting algorithm. index: 0; sum   -5.0000, "
+       "numsamples "
+       "2, bias:   -2.5000, threshold:    2.0000"},
+      // Axis 0 fails by its bias before axis 1 is looked at; a high variance comes before a high bias.
+      {{2, 0},
+       {3, 9},
+       5,
+       "E/libsensor_cal: cal_process_sample: High BIAS found, restarting algorithm. index: 0; sum    5.0000, "
+       "numsamples "
+       "2, bias:    2.5000, threshold:    2.0000"},
+      {{0, 10},
+       {1, 20},
+       3,
+       "E/libsensor_cal: cal_process_sample: Variance exceeded, restarting algorithm. index: 1; variance:   25.0000; "
+       "variance threshold:    4.0000"},
+  };
+  for (const Case& c : kCases) {
+    _sensor_info info = window(2, 2);
+    info.zero_variance_check = 1;
+    info.event_count = 7;
+    LogCapture log;
+    EXPECT_EQ(feed(&info, c.first), 1);
+    EXPECT_EQ(feed(&info, c.second), c.result);
+    EXPECT_THAT(log.all(), ElementsAre(c.line));
+    EXPECT_EQ(info.sample_count, 0);
+    EXPECT_EQ(info.status, 0);
+    EXPECT_EQ(info.event_count, 7);
+    // The next window starts from nothing.
+    EXPECT_EQ(feed(&info, {0.5F, 0.5F}), 1);
+    EXPECT_EQ(feed(&info, {1.5F, 1.5F}), 2);
+    EXPECT_EQ(info.mean[0], 1);
+  }
+}
+
+TEST(SampleWindowTest, LimitsAreInclusive) {
+  _sensor_info info = window(1, 2);
+  feed(&info, {0});
+  EXPECT_EQ(feed(&info, {4}), 2);  // variance 4, mean 2: both exactly at their limits
+  info = window(1, 1);
+  EXPECT_EQ(feed(&info, {2}), 2);  // one sample: variance 0, allowed without the zero check
+  info = window(1, 1);
+  info.zero_variance_check = 1;
+  EXPECT_EQ(feed(&info, {1}), 4);
+}
+
+TEST(SampleWindowTest, SumsAndVarianceAreSinglePrecision) {
+  // In double precision the variance of these would be about 0.25; in single precision it is lost.
+  _sensor_info info = window(1, 2);
+  info.bias_threshold[0] = 1e9F;
+  feed(&info, {100000});
+  ASSERT_EQ(feed(&info, {100001}), 2);
+  const float sum = 200001.0F;
+  const float sum_sq = 100000.0F * 100000.0F + 100001.0F * 100001.0F;
+  EXPECT_EQ(info.variance[0], (sum_sq - sum * sum / 2.0F) / 2.0F);
+  EXPECT_NE(info.variance[0], 0.25F);
+}
+
+TEST(SampleWindowTest, OddSettingsAreDefined) {
+  _sensor_info info = window(0, 2);
+  EXPECT_EQ(feed(&info, {1}), 1);
+  EXPECT_EQ(feed(&info, {1}), 2);
+  info = window(1000, 1);  // no more axes than a record has
+  std::vector<float> ten(10, 1.0F);
+  EXPECT_EQ(feed(&info, ten), 2);
+  info = window(1, 0);  // never full
+  info.sample_count = INT32_MAX;
+  EXPECT_EQ(feed(&info, {1}), 1);
+  EXPECT_EQ(info.sample_count, INT32_MAX);
+  info = window(1, 2);  // a mean that is not a number passes the comparisons
+  feed(&info, {std::numeric_limits<float>::quiet_NaN()});
+  EXPECT_EQ(feed(&info, {1}), 2);
+  EXPECT_TRUE(std::isnan(info.mean[0]));
+}
+
+}  // namespace
