@@ -59,7 +59,8 @@ FileFaults::~FileFaults() {
 
 void FileFaults::put_back() const {
   std::error_code ignored;
-  if (fs::exists(root_ + kPersistAway, ignored) && !fs::exists(root_ + kPersist, ignored)) {
+  if (fs::exists(root_ + kPersistAway, ignored)) {
+    fs::remove_all(root_ + kPersist, ignored);
     fs::rename(root_ + kPersistAway, root_ + kPersist, ignored);
   }
   const auto restore = [&](const std::string& path) {

@@ -1,0 +1,252 @@
+// What can go wrong with a phone, asked for by name.
+#include "phone/faults/faults.h"
+
+#include <gtest/gtest.h>
+#include <host/property_store.h>
+#include <stdio.h>
+
+#include <cmath>
+#include <fstream>
+#include <thread>
+
+#include "open_phone.h"
+
+namespace phone_test {
+namespace {
+
+constexpr int kAcc = 1;
+constexpr int kBar = 6;
+constexpr char kBrightness[] = "/sys/class/leds/lcd-backlight/brightness";
+constexpr char kCrosstalk[] = "/mnt/vendor/persist/sensors/PSensor_ct1.txt";
+
+std::string parse_problem(const std::string& text) {
+  try {
+    phone::Faults::parse({text});
+  } catch (const phone::PhoneError& error) {
+    return error.what();
+  }
+  return "";
+}
+
+// As the library writes its files.
+bool write_file(const std::string& path, const char* text) {
+  FILE* const file = fopen(path.c_str(), "w");
+  if (file == nullptr) return false;
+  const bool written = fputs(text, file) >= 0;
+  return fclose(file) == 0 && written;
+}
+
+std::string read_file(const std::string& path) {
+  std::ifstream file(path);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+TEST(FaultNames, ArgumentsAreChecked) {
+  for (const char* good :
+       {"silent", "silent:Acc", "motion:Acc,2.5", "motion:,2.5", "hub-word:0,0,-1", "hub-word:38,0,0.5", "hub-slow:20",
+        "list-refused:3", "late:Gyr", "burst:16,8", "property:ro.x=", "garbled:/a/b"}) {
+    EXPECT_EQ(parse_problem(good), "") << good;
+  }
+  for (const char* bad :
+       {"silent:Axx", "motion:Acc,much", "hub-word:0,16,1", "hub-word:0,0", "hub-slow", "hub-slow:-1", "list-refused:8",
+        "burst:Acc,1000", "property:=x", "garbled:a/b", "garbled:/../b", "hub-absent:1"}) {
+    EXPECT_NE(parse_problem(bad).find(bad), std::string::npos) << bad;
+  }
+  const std::string unknown = parse_problem("slient");
+  for (const phone::FaultInfo& info : phone::fault_list()) {
+    EXPECT_NE(unknown.find(info.name), std::string::npos) << info.name;
+  }
+}
+
+TEST(Faults, OfTheSensorService) {
+  {
+    const auto phone = phone::Phone::open(options({"sensors-absent"}));
+    EXPECT_EQ(ISensorManager::getService("default"), nullptr);
+  }
+  {
+    const auto phone = phone::Phone::open(options({"sensors-fail"}));
+    EXPECT_FALSE(ISensorManager::getService("default")->getSensorList([](const auto&, Result) { FAIL(); }).isOk());
+  }
+  {
+    const auto phone = phone::Phone::open(options({"sensors-vanish:1"}));
+    const sp<ISensorManager> manager = ISensorManager::getService("default");
+    EXPECT_TRUE(manager->getSensorList([](const auto&, Result) {}).isOk());
+    EXPECT_FALSE(manager->getSensorList([](const auto&, Result) { FAIL(); }).isOk());
+    EXPECT_EQ(ISensorManager::getService("default"), nullptr);
+  }
+  {
+    const auto phone = phone::Phone::open(options({"list-refused:3", "queue-refused:2"}));
+    const Client client;
+    EXPECT_EQ(client.list_result, Result::NO_INIT);
+    EXPECT_EQ(client.queue_result, Result::NO_MEMORY);
+    EXPECT_EQ(client.queue, nullptr);
+  }
+  {
+    const auto phone = phone::Phone::open(options({"queue-never"}));
+    EXPECT_EQ(Client().queue, nullptr);
+  }
+  {
+    const auto phone = phone::Phone::open(options({"enable-refused:Acc,6"}));
+    Client client;
+    EXPECT_EQ(client.enable(kAcc, 20000), Result::INVALID_OPERATION);
+    EXPECT_EQ(client.collect(kBar, 50000, 3).size(), 3U);
+  }
+}
+
+TEST(Faults, OfTheTestService) {
+  {
+    const auto phone = phone::Phone::open(options({"hub-absent"}));
+    EXPECT_TRUE(ask_hub(1, 1).empty());
+  }
+  {
+    const auto phone = phone::Phone::open(options({"hub-fail:1", "hub-word:3,2,7", "hub-word:3,1,2.5"}));
+    EXPECT_TRUE(ask_hub(1, 1).empty());
+    EXPECT_EQ(ask_hub(4, 3).at(2), 7);
+    EXPECT_EQ(ask_hub(4, 3).at(1), bits(2.5F));
+  }
+  {
+    const auto phone = phone::Phone::open(options({"hub-vanish:2", "hub-slow:10"}));
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_FALSE(ask_hub(1, 1).empty());
+    EXPECT_FALSE(ask_hub(1, 1).empty());
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(20));
+    EXPECT_TRUE(ask_hub(1, 1).empty());
+    EXPECT_TRUE(ask_hub(1, 1).empty());
+  }
+}
+
+std::vector<Event> events_with(const std::string& fault, size_t count = 50) {
+  const auto phone = phone::Phone::open(options({fault}));
+  return Client().collect(kAcc, 20000, count);
+}
+
+TEST(Faults, OfValues) {
+  const std::vector<Event> stuck = events_with("stuck:Acc");
+  for (const Event& event : stuck) EXPECT_EQ(event.u.data[1], stuck[0].u.data[1]);
+  EXPECT_TRUE(std::isnan(events_with("nan")[3].u.data[0]));
+  EXPECT_GT(std::abs(mean(events_with("out-of-range:Acc,30"), 0)), 29);
+  const std::vector<Event> drifting = events_with("drift:Acc,2");
+  EXPECT_NEAR(static_cast<double>(drifting[49].u.data[0] - drifting[0].u.data[0]), 2 * 0.98, 0.1);
+  double largest = 0;
+  for (const Event& event : events_with("motion:Acc,5")) {
+    largest = std::max(largest, std::abs(static_cast<double>(event.u.data[0])));
+  }
+  EXPECT_GT(largest, 5);
+  EXPECT_LT(std::abs(mean(events_with("out-of-range:Gyr,30"), 0)), 2) << "another sensor's fault";
+}
+
+TEST(Faults, OfEvents) {
+  const std::vector<Event> twice = events_with("duplicate");
+  EXPECT_EQ(twice[0].timestamp, twice[1].timestamp);
+  EXPECT_NE(twice[1].timestamp, twice[2].timestamp);
+  EXPECT_NE(events_with("wrong-handle")[0].sensorHandle, 1);
+  EXPECT_NE(static_cast<int>(events_with("wrong-type")[0].sensorType), kAcc);
+
+  const auto phone = phone::Phone::open(options({"silent:Acc", "straggler:Bar"}));
+  Client client;
+  client.enable(kAcc, 2500);
+  client.collect(kBar, 20000, 3);
+  EXPECT_EQ(client.listener->wait_for(4).size(), 4U) << "one more after the disabling";
+  std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  EXPECT_EQ(client.listener->events().size(), 4U);
+}
+
+// Late events and bursts show in when the others come.
+TEST(Faults, OfTiming) {
+  for (const auto& [fault, others_before] : {std::pair{"late:Acc,100", 5}, {"burst:Acc,6", 5}, {"late:Gyr", 0}}) {
+    const auto phone = phone::Phone::open(options({fault}));
+    Client client;
+    std::mutex start;
+    int others = 0;
+    int others_at_first = -1;
+    client.listener->on_each = [&](const Event& event) {
+      const std::lock_guard<std::mutex> lock(start);
+      if (static_cast<int>(event.sensorType) == kBar) ++others;
+      if (static_cast<int>(event.sensorType) == kAcc && others_at_first < 0) others_at_first = others;
+    };
+    {
+      const std::lock_guard<std::mutex> lock(start);
+      client.enable(kBar, 20000);
+      client.enable(kAcc, 20000);
+    }
+    client.listener->wait_for(100);
+    client.queue = nullptr;
+    EXPECT_NEAR(others_at_first, others_before, 1) << fault;
+  }
+}
+
+TEST(Faults, OfThePanel) {
+  {
+    const auto phone = phone::Phone::open(options({"brightness-missing"}));
+    EXPECT_EQ(fopen((phone->directory() + kBrightness).c_str(), "r+"), nullptr);
+  }
+  {
+    const auto phone = phone::Phone::open(options({"brightness-read-only"}));
+    EXPECT_EQ(std::stoi(read_file(phone->directory() + kBrightness)), 1024);
+    EXPECT_FALSE(write_file(phone->directory() + kBrightness, "7\n"));
+    EXPECT_EQ(std::stoi(read_file(phone->directory() + kBrightness)), 1024);
+  }
+  const auto phone = phone::Phone::open(options({"brightness-clamped:2000"}));
+  write_file(phone->directory() + kBrightness, "4095\n");
+  phone->set_world(phone->world());
+  EXPECT_EQ(std::stoi(read_file(phone->directory() + kBrightness)), 2000);
+}
+
+// A write without line feed replaces what longer number was there, as on sysfs.
+TEST(Panel, TheNodeTakesOneWriteAfterAnother) {
+  const auto phone = phone::Phone::open(options());
+  const std::string path = phone->directory() + kBrightness;
+  for (const char* text : {"4095\n", "8", "2047\n", "300", "0"}) {
+    FILE* const node = fopen(path.c_str(), "r+");
+    ASSERT_NE(node, nullptr);
+    fputs(text, node);
+    fclose(node);
+    EXPECT_EQ(std::stoi(read_file(path)), std::stoi(text));
+    phone->set_world(phone->world());
+    EXPECT_EQ(std::stoi(read_file(path)), std::stoi(text));
+  }
+}
+
+TEST(Faults, OfThePersistPartition) {
+  const Folder folder;
+  phone::PhoneOptions persist = options();
+  persist.directory = folder.path() + "/phone";
+  const std::string path = persist.directory + kCrosstalk;
+  phone::Phone::open(persist).reset();
+  ASSERT_TRUE(write_file(path, "offset=5\n"));
+  for (const char* fault : {"persist-full", "persist-read-only", "persist-absent"}) {
+    SCOPED_TRACE(fault);
+    persist.faults = {fault};
+    {
+      const auto phone = phone::Phone::open(persist);
+      EXPECT_FALSE(write_file(path, "offset=9\n"));
+      EXPECT_FALSE(write_file(persist.directory + "/mnt/vendor/persist/sensors/PSensor_ct2.txt", "offset=9\n"));
+    }
+    EXPECT_EQ(read_file(path), "offset=5\n") << "the file comes back";
+  }
+}
+
+TEST(Faults, OfFilesAndProperties) {
+  const Folder folder;
+  phone::PhoneOptions spoiled =
+      options({"truncated:/vendor/etc/sensors/reference.json", "garbled:/mnt/vendor/nvcfg/sensor/lightSensorCali.json",
+               "no-property:ro.build.product", "property:persist.vendor.test=x y"});
+  spoiled.directory = folder.path() + "/phone";
+  {
+    const auto phone = phone::Phone::open(spoiled);
+    EXPECT_EQ(host::all_properties().count("ro.build.product"), 0U);
+    EXPECT_EQ(host::all_properties().at("persist.vendor.test"), "x y");
+    EXPECT_NE(
+        read_file(spoiled.directory + "/mnt/vendor/nvcfg/sensor/lightSensorCali.json").find_first_not_of("{ \n\"als"),
+        std::string::npos);
+    EXPECT_EQ(read_file(spoiled.directory + "/vendor/etc/sensors/reference.json").find("CCT_B_strm"),
+              std::string::npos);
+  }
+  spoiled.faults = {};
+  const auto phone = phone::Phone::open(spoiled);
+  EXPECT_EQ(host::all_properties().at("ro.build.product"), "reference");
+  EXPECT_EQ(host::all_properties().count("persist.vendor.test"), 0U);
+}
+
+}  // namespace
+}  // namespace phone_test
