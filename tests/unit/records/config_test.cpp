@@ -67,6 +67,7 @@ TEST(Config, DependsOnTheDefaultSensors) {
     // A part that calibrates its own crosstalk keeps component 0 in its second file; a probe that fails counts as one.
     const test::BenchPhone prox({test::sensor(listed ? 8 : 1, 1, "tmd2725_prox")});
     EXPECT_EQ(prox.cal->sensor_getconfig(8, 0), 22.0);
+    EXPECT_EQ(prox.cal->sensor_getconfig(8, 1), 0.0);  // the hub's
     const test::BenchPhone light({test::sensor(listed ? 5 : 1, 1, "BH1745 BH1745 ALS DEVICE")});
     light.hub->reply(10, {bits(1.25F)});
     const test::LogCapture log;
