@@ -95,15 +95,15 @@ std::vector<std::unique_ptr<Sensor>> PhoneImpl::make_sensors(const PhoneOptions&
   Replays replays = open_replays(options.replays);
   for (const std::string& text : replays.remarks) remark(text);
   std::vector<std::unique_ptr<Sensor>> sensors;
-  for (const SensorSpec& spec : folder_.profile()->sensors) {
-    Sensor::Config config{.spec = &spec,
+  for (const SensorEntry& entry : folder_.profile()->sensors) {
+    Sensor::Config config{.entry = &entry,
                           .surroundings = this,
                           .faults = faults_.get(),
                           .seed = folder_.seed(),
                           .opening = folder_.opening(),
                           .falls_silent = std::isinf(options.speed),
                           .source = nullptr};
-    const auto source = replays.sources.find(spec.type);
+    const auto source = replays.sources.find(entry.type);
     if (source != replays.sources.end()) {
       config.source = std::move(source->second);
       replays.sources.erase(source);
@@ -159,8 +159,8 @@ void PhoneImpl::set_world(const World& world) {
 std::vector<float> PhoneImpl::truth(int sensor_type) const {
   const Sensor* const sensor = stage_->find_type(sensor_type);
   if (sensor == nullptr || sensor->has_source()) return {};
-  const Values values = phone::truth(sensor->spec(), {.world = world()});
-  return {values.begin(), values.begin() + sensor->spec().values};
+  const Values values = phone::truth(sensor->entry(), {.world = world()});
+  return {values.begin(), values.begin() + sensor->entry().values};
 }
 
 void PhoneImpl::on_hub_message(std::function<void(const HubExchange&)> listener) {
@@ -197,7 +197,7 @@ float PhoneImpl::raw(int sensor_type, int channel) {
     sensor = stage_->find_type(sensor_type == chip->type ? chip->stream : chip->type);
   }
   if (asked == nullptr || sensor == nullptr || channel < 0) return 0;
-  const Values values = raw_values(sensor->spec(), sensor->errors(), scene(true));
+  const Values values = raw_values(sensor->entry(), sensor->errors(), scene(true));
   const auto word = static_cast<size_t>(channel + first_channel_word(asked->kind));
   return word < values.size() ? values[word] : 0;
 }

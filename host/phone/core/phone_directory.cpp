@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <random>
@@ -42,6 +43,23 @@ std::string properties_text(const Profile& profile) {
   return text;
 }
 
+// Where a temporary phone lives: in memory where there is such a file system, since phones come and go by the thousand.
+fs::path temporary_folder() {
+  constexpr char kInMemory[] = "/dev/shm";
+  const bool usable = getenv("TMPDIR") == nullptr && access(kInMemory, W_OK | X_OK) == 0;
+  return usable ? fs::path(kInMemory) : fs::temp_directory_path();
+}
+
+// Over the old text, which is only longer when a person wrote it: one write, and no new file at every opening.
+void overwrite_or_throw(const std::string& path, const std::string& content) {
+  const int fd = open(path.c_str(), O_WRONLY | O_CLOEXEC);
+  const auto length = static_cast<ssize_t>(content.size());
+  const bool written = fd >= 0 && pwrite(fd, content.data(), content.size(), 0) == length && ftruncate(fd, length) == 0;
+  const int error = errno;
+  if (fd >= 0) close(fd);
+  if (!written) throw PhoneError(path + ": " + strerror(error));
+}
+
 uint64_t random_seed() {
   std::random_device device;
   return uint64_t{device()} << 32 | device();
@@ -77,7 +95,7 @@ PhoneDirectory::~PhoneDirectory() {
 
 void PhoneDirectory::make_folder(const std::string& wanted) {
   if (wanted.empty()) {
-    std::string name = (fs::temp_directory_path() / "phone-XXXXXX").string();
+    std::string name = (temporary_folder() / "phone-XXXXXX").string();
     if (mkdtemp(name.data()) == nullptr) throw PhoneError(name + ": " + strerror(errno));
     temporary_ = true;
     path_ = name;
@@ -146,7 +164,11 @@ void PhoneDirectory::write_state() const {
   Json::Value state(Json::objectValue);
   state["seed"] = Json::UInt64{seed_};
   state["openings"] = opening_;
-  write_or_throw(file(kState), json_text(state));
+  if (opening_ == 1) {
+    write_or_throw(file(kState), json_text(state));
+  } else {
+    overwrite_or_throw(file(kState), json_text(state));
+  }
 }
 
 }  // namespace phone

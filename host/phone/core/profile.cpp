@@ -128,36 +128,36 @@ Chip read_chip(const std::string& name, const Json::Value& value, const std::str
   return chip;
 }
 
-SensorSpec read_sensor(const std::string& tag, const Json::Value& value, const std::string& where,
-                       const Profile& profile) {
+SensorEntry read_sensor(const std::string& tag, const Json::Value& value, const std::string& where,
+                        const Profile& profile) {
   JsonReader reader(value, where);
   const std::optional<int> type = parse_sensor_type(tag);
   const KindRow* row = type ? kind_row(*type) : nullptr;
   if (row == nullptr) throw PhoneError(where + ": unknown sensor");
-  SensorSpec spec;
-  spec.type = row->type;
-  spec.kind = row->kind;
-  spec.values = row->values;
+  SensorEntry entry;
+  entry.type = row->type;
+  entry.kind = row->kind;
+  entry.values = row->values;
   for (const char* key : {"name", "handle", "chip"}) reader.require(key);
-  reader.read("name", &spec.name);
-  reader.read("vendor", &spec.vendor);
-  reader.read("handle", &spec.handle, 0, INT32_MAX);
-  reader.read("version", &spec.version, 0, INT32_MAX);
-  reader.read("max_range", &spec.max_range);
-  reader.read("resolution", &spec.resolution);
-  reader.read("power_ma", &spec.power_ma);
-  reader.read("min_period_us", &spec.min_period_us, 1, INT32_MAX);
-  reader.read("max_period_us", &spec.max_period_us, 1, INT32_MAX);
-  if (spec.min_period_us == 0) spec.min_period_us = 5000;
-  if (spec.max_period_us == 0) spec.max_period_us = std::max(spec.min_period_us, 1000000);
-  if (spec.max_period_us < spec.min_period_us) reader.fail("max_period_us", "below min_period_us");
+  reader.read("name", &entry.name);
+  reader.read("vendor", &entry.vendor);
+  reader.read("handle", &entry.handle, 0, INT32_MAX);
+  reader.read("version", &entry.version, 0, INT32_MAX);
+  reader.read("max_range", &entry.max_range);
+  reader.read("resolution", &entry.resolution);
+  reader.read("power_ma", &entry.power_ma);
+  reader.read("min_period_us", &entry.min_period_us, 1, INT32_MAX);
+  reader.read("max_period_us", &entry.max_period_us, 1, INT32_MAX);
+  if (entry.min_period_us == 0) entry.min_period_us = 5000;
+  if (entry.max_period_us == 0) entry.max_period_us = std::max(entry.min_period_us, 1000000);
+  if (entry.max_period_us < entry.min_period_us) reader.fail("max_period_us", "below min_period_us");
   std::string chip;
   reader.read("chip", &chip);
   const auto found = profile.chips.find(chip);
   if (found == profile.chips.end()) reader.fail("chip", "no such chip: " + chip);
-  spec.chip = &found->second;
+  entry.chip = &found->second;
   reader.finish();
-  return spec;
+  return entry;
 }
 
 void read_sensors(JsonReader* reader, Profile* profile) {
@@ -172,7 +172,7 @@ void read_sensors(JsonReader* reader, Profile* profile) {
     }
   }
   std::sort(profile->sensors.begin(), profile->sensors.end(),
-            [](const SensorSpec& a, const SensorSpec& b) { return a.handle < b.handle; });
+            [](const SensorEntry& a, const SensorEntry& b) { return a.handle < b.handle; });
 }
 
 void read_golden(JsonReader* reader, Profile* profile) {

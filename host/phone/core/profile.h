@@ -60,7 +60,7 @@ struct Chip {
   std::vector<float> values;   // of a sensor of constant kind
 };
 
-struct SensorSpec {
+struct SensorEntry {
   int type = 0;
   Kind kind = Kind::constant;
   int values = 0;
@@ -81,7 +81,7 @@ struct Profile {
   std::string title;
   std::map<std::string, std::string> properties;
   std::map<std::string, Chip> chips;
-  std::vector<SensorSpec> sensors;  // as listed: by handle
+  std::vector<SensorEntry> sensors;  // as listed: by handle
   int max_brightness = 4095;
   int brightness = 1024;  // at the first start and after a reboot
   Hub::Chips hub;

@@ -59,11 +59,11 @@ bool is_light(Kind kind) {
 int channel_word(Kind kind) { return kind == Kind::light || kind == Kind::light_stream ? 1 : 2; }
 
 // Words that the model fills.
-int filled(const SensorSpec& sensor) {
+int filled(const SensorEntry& sensor) {
   return is_light(sensor.kind) ? channel_word(sensor.kind) + kStreamChannels : sensor.values;
 }
 
-void light_values(const SensorSpec& sensor, const Errors& errors, const Scene& scene, float from_panel, Values* out) {
+void light_values(const SensorEntry& sensor, const Errors& errors, const Scene& scene, float from_panel, Values* out) {
   const int first = channel_word(sensor.kind);
   (*out)[0] = errors.gain * (scene_lux(scene) + from_panel);
   if (first == 2) (*out)[1] = scene.world.colour_temperature_k;
@@ -80,7 +80,7 @@ float lux_of_channels(const Chip& chip, const Values& channels, const std::array
   return sum / kLuxChannels;
 }
 
-void report_light(const SensorSpec& sensor, const Errors& errors, const Scene& scene, const HubView& view,
+void report_light(const SensorEntry& sensor, const Errors& errors, const Scene& scene, const HubView& view,
                   Values* out) {
   const Chip& chip = *sensor.chip;
   const int first = channel_word(sensor.kind);
@@ -118,7 +118,7 @@ Errors draw_errors(const Chip& chip, const Draws& phone) {
   return errors;
 }
 
-Values truth(const SensorSpec& sensor, const Scene& scene) {
+Values truth(const SensorEntry& sensor, const Scene& scene) {
   const World& world = scene.world;
   Values out{};
   switch (sensor.kind) {
@@ -162,7 +162,7 @@ Values truth(const SensorSpec& sensor, const Scene& scene) {
   return out;
 }
 
-Values raw_values(const SensorSpec& sensor, const Errors& errors, const Scene& scene) {
+Values raw_values(const SensorEntry& sensor, const Errors& errors, const Scene& scene) {
   Values out = truth(sensor, scene);
   if (is_light(sensor.kind)) {
     light_values(sensor, errors, scene, panel_lux(*sensor.chip, scene), &out);
@@ -176,7 +176,7 @@ Values raw_values(const SensorSpec& sensor, const Errors& errors, const Scene& s
   return out;
 }
 
-void add_noise(const SensorSpec& sensor, const Scene& scene, int64_t period_ns, const Draws& draws, Values* raw) {
+void add_noise(const SensorEntry& sensor, const Scene& scene, int64_t period_ns, const Draws& draws, Values* raw) {
   const Chip& chip = *sensor.chip;
   const float nyquist_hz = 5e8F / static_cast<float>(std::max<int64_t>(period_ns, 1));
   const float deviation = chip.noise_density * std::sqrt(std::min(chip.bandwidth_hz, nyquist_hz));
@@ -193,7 +193,7 @@ void add_noise(const SensorSpec& sensor, const Scene& scene, int64_t period_ns, 
   }
 }
 
-Values reported(const SensorSpec& sensor, const Errors& errors, const Scene& scene, const HubView& view,
+Values reported(const SensorEntry& sensor, const Errors& errors, const Scene& scene, const HubView& view,
                 const Values& raw) {
   const Hub& hub = *view.hub;
   Values out = raw;

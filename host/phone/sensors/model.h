@@ -34,12 +34,12 @@ struct Errors {
 Errors draw_errors(const Chip& chip, const Draws& phone);
 
 // What a perfect sensor would report, and what it is made to report: no panel light, no crosstalk.
-Values truth(const SensorSpec& sensor, const Scene& scene);
+Values truth(const SensorEntry& sensor, const Scene& scene);
 // What the part gives, without noise.
-Values raw_values(const SensorSpec& sensor, const Errors& errors, const Scene& scene);
+Values raw_values(const SensorEntry& sensor, const Errors& errors, const Scene& scene);
 
 // Noise, vibration and quantisation of one sample. `draws` is the sample's own.
-void add_noise(const SensorSpec& sensor, const Scene& scene, int64_t period_ns, const Draws& draws, Values* raw);
+void add_noise(const SensorEntry& sensor, const Scene& scene, int64_t period_ns, const Draws& draws, Values* raw);
 
 // What the hub makes of raw values. Everything but the run-time gyroscope bias and the proximity state, which the
 // sensor keeps.
@@ -47,7 +47,7 @@ struct HubView {
   const Hub* hub;
   bool panel_uncorrected = false;  // see docs/phone-panel.md
 };
-Values reported(const SensorSpec& sensor, const Errors& errors, const Scene& scene, const HubView& view,
+Values reported(const SensorEntry& sensor, const Errors& errors, const Scene& scene, const HubView& view,
                 const Values& raw);
 
 }  // namespace phone

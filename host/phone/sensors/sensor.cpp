@@ -32,11 +32,11 @@ bool at_rest(const World& world) {
 
 Sensor::Sensor(Config config)
     : config_(std::move(config)),
-      draws_(Draws(config_.seed).of("sensor").of(static_cast<uint64_t>(config_.spec->type)).of(config_.opening)),
-      errors_(draw_errors(*config_.spec->chip, Draws(config_.seed))),
-      with_panel_(config_.spec->chip->panel_lux > 0),
+      draws_(Draws(config_.seed).of("sensor").of(static_cast<uint64_t>(config_.entry->type)).of(config_.opening)),
+      errors_(draw_errors(*config_.entry->chip, Draws(config_.seed))),
+      with_panel_(config_.entry->chip->panel_lux > 0),
       faults_([this] {
-        const auto find = [this](FaultId id) { return config_.faults->find(id, config_.spec->type); };
+        const auto find = [this](FaultId id) { return config_.faults->find(id, config_.entry->type); };
         return FaultSet{.silent = find(FaultId::silent),
                         .stuck = find(FaultId::stuck),
                         .motion = find(FaultId::motion),
@@ -56,7 +56,7 @@ void Sensor::set_rate(int64_t period_ns, bool panel_uncorrected) {
 
 void Sensor::enable(int64_t now_ns) {
   if (kept_.empty()) kept_.resize(kKept);
-  const int64_t startup_ns = on_ ? 0 : static_cast<int64_t>(config_.spec->chip->startup_ms * kNsPerMs);
+  const int64_t startup_ns = on_ ? 0 : static_cast<int64_t>(config_.entry->chip->startup_ms * kNsPerMs);
   on_ = true;
   ++enablings_;
   samples_ = 0;
@@ -127,10 +127,10 @@ void Sensor::take_sample() {
   const Scene scene = config_.surroundings->scene(with_panel_);
   const Values raw = measure(scene);
   const HubView view{.hub = &config_.surroundings->hub(), .panel_uncorrected = panel_uncorrected_};
-  Values values = reported(spec(), errors_, scene, view, raw);
+  Values values = reported(entry(), errors_, scene, view, raw);
   bool changed = true;
-  if (spec().type == sensor_type::gyroscope) apply_runtime_bias(scene, &values);
-  if (spec().kind == Kind::proximity) changed = apply_proximity(&values);
+  if (entry().type == sensor_type::gyroscope) apply_runtime_bias(scene, &values);
+  if (entry().kind == Kind::proximity) changed = apply_proximity(&values);
   if (faults_.not_a_number != nullptr) values.fill(std::numeric_limits<float>::quiet_NaN());
   if (changed) keep(values);
   ++samples_;
@@ -155,15 +155,15 @@ Values Sensor::measure(const Scene& scene) {
     const int count = std::clamp(next_raw_->count, 0, static_cast<int>(raw.size()));
     std::copy_n(next_raw_->value, count, raw.begin());
   } else {
-    raw = raw_values(spec(), errors_, scene);
-    add_noise(spec(), scene, period_ns_, draws, &raw);
+    raw = raw_values(entry(), errors_, scene);
+    add_noise(entry(), scene, period_ns_, draws, &raw);
   }
   spoil(next_ns_ - enabled_ns_, draws, &raw);
   return raw;
 }
 
 void Sensor::spoil(int64_t since_enabling_ns, const Draws& draws, Values* raw) {
-  for (size_t i = 0; i < static_cast<size_t>(spec().values); ++i) {
+  for (size_t i = 0; i < static_cast<size_t>(entry().values); ++i) {
     float& value = (*raw)[i];
     if (faults_.motion != nullptr) {
       value += static_cast<float>(faults_.motion->amount * draws.of("motion").normal(i));
@@ -180,7 +180,7 @@ void Sensor::spoil(int64_t since_enabling_ns, const Draws& draws, Values* raw) {
 
 // A bias estimate of the sensor service's own, on top of the offset.
 void Sensor::apply_runtime_bias(const Scene& scene, Values* values) {
-  const Hub::BiasEpoch epoch = config_.surroundings->hub().gyroscope_bias_epoch(spec().type);
+  const Hub::BiasEpoch epoch = config_.surroundings->hub().gyroscope_bias_epoch(entry().type);
   if (epoch.relearn != bias_epoch_.relearn || epoch.clear != bias_epoch_.clear) {
     bias_epoch_ = epoch;
     runtime_bias_ = {};
@@ -209,7 +209,7 @@ bool Sensor::apply_proximity(Values* values) {
   } else if (counts <= static_cast<double>(far_at)) {
     near_ = false;
   }
-  (*values)[0] = near_ ? 0 : spec().max_range;
+  (*values)[0] = near_ ? 0 : entry().max_range;
   if (near_told_ && near_ == before) return false;
   near_told_ = true;
   return true;
@@ -219,9 +219,9 @@ void Sensor::keep(const Values& values) {
   SensorEvent& event = kept_[produced_++ % kKept];
   event = {};
   event.timestamp = next_ns_;
-  event.sensorHandle = faults_.wrong_handle != nullptr ? kWrongHandle : spec().handle;
-  event.sensorType = static_cast<SensorType>(faults_.wrong_type != nullptr ? kWrongType : spec().type);
-  std::copy_n(values.begin(), spec().values, event.u.data.data());
+  event.sensorHandle = faults_.wrong_handle != nullptr ? kWrongHandle : entry().handle;
+  event.sensorType = static_cast<SensorType>(faults_.wrong_type != nullptr ? kWrongType : entry().type);
+  std::copy_n(values.begin(), entry().values, event.u.data.data());
 }
 
 }  // namespace phone

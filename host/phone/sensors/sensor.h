@@ -34,7 +34,7 @@ class Surroundings {
 class Sensor {
  public:
   struct Config {
-    const SensorSpec* spec = nullptr;
+    const SensorEntry* entry = nullptr;
     Surroundings* surroundings = nullptr;
     const Faults* faults = nullptr;
     uint64_t seed = 0;
@@ -44,7 +44,7 @@ class Sensor {
   };
   explicit Sensor(Config config);
 
-  const SensorSpec& spec() const { return *config_.spec; }
+  const SensorEntry& entry() const { return *config_.entry; }
   const Errors& errors() const { return errors_; }
   bool has_source() const { return config_.source != nullptr; }
 

@@ -16,19 +16,19 @@ using ::android::hardware::Void;
 using ::android::hardware::sensors::V1_0::SensorFlagBits;
 using ::android::hardware::sensors::V1_0::SensorInfo;
 
-SensorInfo info_of(const SensorSpec& spec) {
-  const bool on_change = spec.kind == Kind::proximity;
+SensorInfo info_of(const SensorEntry& entry) {
+  const bool on_change = entry.kind == Kind::proximity;
   SensorInfo info;
-  info.sensorHandle = spec.handle;
-  info.name = spec.name;
-  info.vendor = spec.vendor;
-  info.version = spec.version;
-  info.type = static_cast<SensorManager::SensorType>(spec.type);
-  info.maxRange = spec.max_range;
-  info.resolution = spec.resolution;
-  info.power = spec.power_ma;
-  info.minDelay = on_change ? 0 : spec.min_period_us;
-  info.maxDelay = spec.max_period_us;
+  info.sensorHandle = entry.handle;
+  info.name = entry.name;
+  info.vendor = entry.vendor;
+  info.version = entry.version;
+  info.type = static_cast<SensorManager::SensorType>(entry.type);
+  info.maxRange = entry.max_range;
+  info.resolution = entry.resolution;
+  info.power = entry.power_ma;
+  info.minDelay = on_change ? 0 : entry.min_period_us;
+  info.maxDelay = entry.max_period_us;
   info.flags = on_change ? SensorFlagBits::ON_CHANGE_MODE : SensorFlagBits::CONTINUOUS_MODE;
   return info;
 }
@@ -64,7 +64,7 @@ Return<void> SensorManager::getSensorList(getSensorList_cb _hidl_cb) {
 Return<void> SensorManager::getDefaultSensor(SensorType type, getDefaultSensor_cb _hidl_cb) {
   if (!reachable()) return Status::fromStatusT(::android::DEAD_OBJECT);
   const auto found = std::find_if(profile_->sensors.begin(), profile_->sensors.end(),
-                                  [type](const SensorSpec& spec) { return spec.type == static_cast<int>(type); });
+                                  [type](const SensorEntry& entry) { return entry.type == static_cast<int>(type); });
   if (found == profile_->sensors.end()) {
     _hidl_cb(SensorInfo(), ServiceResult::NOT_EXIST);
   } else {

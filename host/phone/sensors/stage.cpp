@@ -18,13 +18,13 @@ Stage::Stage(double speed, std::shared_ptr<const Faults> faults, ProfilePtr prof
 
 const Sensor* Stage::find_type(int type) const {
   const auto found = std::find_if(sensors_.begin(), sensors_.end(),
-                                  [type](const auto& sensor) { return sensor->spec().type == type; });
+                                  [type](const auto& sensor) { return sensor->entry().type == type; });
   return found == sensors_.end() ? nullptr : found->get();
 }
 
 Sensor* Stage::find_handle(int handle) {
   const auto found = std::find_if(sensors_.begin(), sensors_.end(),
-                                  [handle](const auto& sensor) { return sensor->spec().handle == handle; });
+                                  [handle](const auto& sensor) { return sensor->entry().handle == handle; });
   return found == sensors_.end() ? nullptr : found->get();
 }
 
@@ -86,14 +86,14 @@ ServiceResult Stage::enable(const std::shared_ptr<Delivery>& delivery, int handl
   if (delivery->stop) return ServiceResult::NO_INIT;
   Sensor* const sensor = find_handle(handle);
   if (sensor == nullptr) return ServiceResult::BAD_VALUE;
-  const Fault* const refused = faults_->find(FaultId::enable_refused, sensor->spec().type);
+  const Fault* const refused = faults_->find(FaultId::enable_refused, sensor->entry().type);
   if (refused != nullptr) return static_cast<ServiceResult>(refused->code);
 
   auto watcher = std::find_if(delivery->watchers.begin(), delivery->watchers.end(),
                               [sensor](const Watcher& w) { return w.sensor == sensor; });
   if (watcher == delivery->watchers.end()) watcher = delivery->watchers.insert(watcher, Watcher{});
-  const SensorSpec& spec = sensor->spec();
-  const int64_t period_ns = std::clamp(period_us, spec.min_period_us, spec.max_period_us) * kNsPerUs;
+  const SensorEntry& entry = sensor->entry();
+  const int64_t period_ns = std::clamp(period_us, entry.min_period_us, entry.max_period_us) * kNsPerUs;
   const int64_t now_ns = clock_.now_ns();
   *watcher = {.sensor = sensor,
               .period_ns = period_ns,
@@ -116,7 +116,7 @@ ServiceResult Stage::disable(const std::shared_ptr<Delivery>& delivery, int hand
   const auto watcher = std::find_if(delivery->watchers.begin(), delivery->watchers.end(),
                                     [sensor](const Watcher& w) { return w.sensor == sensor && !w.leaving; });
   if (watcher == delivery->watchers.end()) return ServiceResult::INVALID_OPERATION;
-  if (faults_->find(FaultId::straggler, sensor->spec().type) != nullptr) {
+  if (faults_->find(FaultId::straggler, sensor->entry().type) != nullptr) {
     watcher->leaving = true;
     return ServiceResult::OK;
   }
@@ -207,7 +207,7 @@ bool Stage::deliver_from(Delivery* delivery, Watcher* watcher, int64_t due_ns, S
     return false;
   }
   *event = *found;
-  *times = faults_->find(FaultId::duplicate, sensor->spec().type) != nullptr ? 2 : 1;
+  *times = faults_->find(FaultId::duplicate, sensor->entry().type) != nullptr ? 2 : 1;
   // A recording's samples all pass, whatever their distance.
   watcher->not_before_ns = sensor->has_source() ? event->timestamp : event->timestamp + watcher->period_ns;
   delivery->delivering_ns = due_ns;
