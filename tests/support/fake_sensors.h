@@ -65,9 +65,8 @@ class FakeQueue : public IEventQueue {
   std::map<int, std::vector<Event>> scripts_;  // guarded by mutex_, and so are the following
   std::vector<Enabling> enabled_;
   std::vector<int> disabled_;
-  int active_ = -1;   // handle being delivered
-  int enabling_ = 0;  // counts enablings
-  int turn_ = 0;      // counts enablings: one that comes while the last event is under way starts the script anew
+  int active_ = -1;  // handle being delivered
+  int turn_ = 0;     // counts enablings: one that comes while the last event is under way starts the script anew
   bool stop_ = false;
   bool delivering_ = false;
   std::thread thread_;
