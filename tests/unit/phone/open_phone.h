@@ -117,7 +117,7 @@ struct Client {
     };
     EXPECT_EQ(enable(type, period_us), Result::OK);
     std::vector<Event> events = listener->wait_for(count);
-    EXPECT_EQ(events.size(), count) << "type " << type;
+    EXPECT_GE(events.size(), count) << "type " << type;  // a straggler may already be in
     events.resize(count);
     return events;
   }
