@@ -64,47 +64,48 @@ enum Code : int32_t {
 
 struct CodeRow {
   int32_t code;
-  const char* name;     // short name, as `sensorcal hub` prints it
-  const char* request;  // words of the request: F float, I int32
-  const char* reply;    // words of the reply
+  const char* name;           // short name, as `sensorcal hub` prints it
+  const char* request_words;  // from word 0 on: f float, i int32, - unused; * repeats the one before it
+  const char* reply_words;
+  const char* meaning;  // of the request's words, then of the reply's
 };
 
 inline constexpr CodeRow kCodes[] = {
-    {set_accelerometer_offset, "set-acc-offset", "w0..2 F offset, m/s^2", "w0 I result"},
-    {get_accelerometer_offset, "get-acc-offset", "none", "w0..2 F offset, m/s^2"},
-    {set_gyroscope_offset, "set-gyr-offset", "w0..2 F offset, rad/s", "w0 I result"},
-    {get_gyroscope_offset, "get-gyr-offset", "none", "w0..2 F offset, rad/s"},
-    {get_sar_offset, "get-sar-offset", "w0 F count, or none", "w0..2 F, or w0 I result and w1.. F"},
-    {set_proximity, "set-prx", "w0 near, w1 far, w2 crosstalk, I counts; -1 leaves it", "w0 I result"},
-    {get_proximity, "get-prx", "w0..2 I, -1 in those not asked for", "the asked word I"},
-    {calibrate_proximity_crosstalk, "calibrate-prx-crosstalk", "none", "w0, w1 I crosstalk"},
-    {self_test, "self-test", "none", "w0 I result"},
-    {set_lux_scale, "set-lux-scale", "w0 F scale", "w0 I result"},
-    {get_lux_scale, "get-lux-scale", "none", "w0 F scale"},
-    {calibrate_sar, "calibrate-sar", "w0 F -1 for the soft calibration", "w0 I result"},
-    {tof_reference, "tof-reference", "none", "w0 I result"},
-    {tof_offset, "tof-offset", "none", "w0 I result"},
-    {tof_crosstalk, "tof-crosstalk", "none", "w0 I result"},
-    {high_lux, "high-lux", "w0 I step", "w1 I result"},
-    {set_pressure_offset, "set-bar-offset", "w0 F offset, hPa", "w0 I result"},
-    {get_pressure_offset, "get-bar-offset", "none", "w0 F offset, hPa"},
-    {light_channel, "light-channel", "w0 F channel, w1 F target", "w2 F result"},
-    {version, "version", "w0 F 1, w1 F 13, 14 or -1", "w0 I result, w2 F version"},
-    {version_light, "version-light", "w0 F 1, w1 F 13, 14 or -1", "w0 I result, w2 F version"},
-    {backlight_lux, "backlight-lux", "w0 I level, w1 I brightness, w2 I lux", "w1 I result"},
-    {backlight_channels, "backlight-channels", "w0 F level, w1 F brightness, w2..5 F channels", "w0 I result"},
-    {set_golden_channels, "set-golden", "w0 F count, w1.. F channels", "w0 I result"},
-    {get_golden_channels, "get-golden", "w0 F count", "w0 I result, w1.. F channels"},
-    {set_channel_scales, "set-channel-scales", "w0 F count, w1.. F scales", "w0 I result"},
-    {get_channel_scales, "get-channel-scales", "w0 F count", "w0 I result, w1.. F scales"},
-    {version_lcd, "version-lcd", "w0 F 1, w1 F 13, 14 or -1", "w0 I result, w2 F version"},
-    {reset_gyroscope_bias, "reset-gyr-bias", "none", "w0 I result"},
-    {get_dark_value, "get-dark", "w0 F index 1..6", "w0 F dark value"},
-    {start_colour_run, "start-colour-run", "w0 F command", "w0 I result"},
-    {colour_run_result, "colour-run-result", "w0 F command, w1 F 92", "w0 I -1 running, 0 done, else the error"},
-    {sar_register, "sar-register", "w0 I register, w1 I value", "w1 I result"},
-    {sar_register_second, "sar-register-second", "w0 I register, w1 I value", "w1 I result"},
-    {screen_channel, "screen-channel", "w0 F channel, w1 F target", "w2 F result"},
+    {set_accelerometer_offset, "set-acc-offset", "fff", "i", "offset x y z, m/s^2 -> result"},
+    {get_accelerometer_offset, "get-acc-offset", "", "fff", "-> offset x y z, m/s^2"},
+    {set_gyroscope_offset, "set-gyr-offset", "fff", "i", "offset x y z, rad/s -> result"},
+    {get_gyroscope_offset, "get-gyr-offset", "", "fff", "-> offset x y z, rad/s"},
+    {get_sar_offset, "get-sar-offset", "f", "fff", "-> offsets; with a count: result, then as many offsets"},
+    {set_proximity, "set-prx", "iii", "i", "near, far, crosstalk in counts, -1 leaves one -> result"},
+    {get_proximity, "get-prx", "iii", "iii", "-1 in the words not asked for -> the asked word, counts"},
+    {calibrate_proximity_crosstalk, "calibrate-prx-crosstalk", "", "ii", "-> crosstalk, second result"},
+    {self_test, "self-test", "", "i", "-> result"},
+    {set_lux_scale, "set-lux-scale", "f", "i", "scale -> result"},
+    {get_lux_scale, "get-lux-scale", "", "f", "-> scale"},
+    {calibrate_sar, "calibrate-sar", "f", "i", "-1 for the soft calibration -> result"},
+    {tof_reference, "tof-reference", "", "i", "-> result"},
+    {tof_offset, "tof-offset", "", "i", "-> result"},
+    {tof_crosstalk, "tof-crosstalk", "", "i", "-> result"},
+    {high_lux, "high-lux", "i", "-i", "step -> result"},
+    {set_pressure_offset, "set-bar-offset", "f", "i", "offset, hPa -> result"},
+    {get_pressure_offset, "get-bar-offset", "", "f", "-> offset, hPa"},
+    {light_channel, "light-channel", "ff", "--f", "channel, target -> result"},
+    {version, "version", "ff", "i-f", "1, level 13, 14 or -1 -> result, version"},
+    {version_light, "version-light", "ff", "i-f", "1, level 13, 14 or -1 -> result, version"},
+    {backlight_lux, "backlight-lux", "iii", "-i", "level, brightness, lux -> result"},
+    {backlight_channels, "backlight-channels", "ffffff", "i", "level, brightness, four channels -> result"},
+    {set_golden_channels, "set-golden", "ff*", "i", "count, channels -> result"},
+    {get_golden_channels, "get-golden", "f", "if*", "count -> result, channels"},
+    {set_channel_scales, "set-channel-scales", "ff*", "i", "count, scales -> result"},
+    {get_channel_scales, "get-channel-scales", "f", "if*", "count -> result, scales"},
+    {version_lcd, "version-lcd", "ff", "i-f", "1, level 13, 14 or -1 -> result, version"},
+    {reset_gyroscope_bias, "reset-gyr-bias", "", "i", "-> result"},
+    {get_dark_value, "get-dark", "f", "f", "index 1 to 6 -> dark value"},
+    {start_colour_run, "start-colour-run", "f", "i", "command -> result"},
+    {colour_run_result, "colour-run-result", "ff", "i", "command, 92 -> -1 running, 0 done, else its error"},
+    {sar_register, "sar-register", "ii", "-i", "register, value -> result"},
+    {sar_register_second, "sar-register-second", "ii", "-i", "register, value -> result"},
+    {screen_channel, "screen-channel", "ff", "--f", "channel, target -> result"},
 };
 
 }  // namespace oem_test_msg

@@ -1,0 +1,25 @@
+#include "command.h"
+
+#include "commands/commands.h"
+
+namespace factory {
+
+const std::vector<Command>& commands() {
+  static const std::vector<Command> kCommands = {
+      {"sensors", "list the phone's sensors, their records and what the chip probes say",
+       "  sensorcal sensors\n  sensorcal sensors --json --phone DIR", set_up_sensors},
+      {"calibrate", "calibrate sensors and compare fresh samples with the truth",
+       "  sensorcal calibrate Acc Acc2 Gyr Gyr2\n"
+       "  sensorcal calibrate Acc --replay Acc=rest.csv,columns=t,x,y,z,time=ms --speed max\n"
+       "  sensorcal calibrate Gyr --world rotation=0.1,0,0 --log run.log --hub-log hub.jsonl",
+       set_up_calibrate},
+      {"hub", "show, log and send messages of the sensor hub",
+       "  sensorcal hub state\n  sensorcal hub log hub.jsonl\n  sensorcal hub send Acc get-acc-offset", set_up_hub},
+      {"reboot", "reboot the phone: what a real reboot drops is dropped", "  sensorcal reboot", set_up_reboot},
+      {"factory-reset", "restore the hub's defaults and remove the calibration files", "  sensorcal factory-reset",
+       set_up_factory_reset},
+  };
+  return kCommands;
+}
+
+}  // namespace factory

@@ -1,0 +1,67 @@
+// `sensorcal calibrate`
+#include <iostream>
+#include <memory>
+
+#include "calibration.h"
+#include "commands/commands.h"
+#include "json_text.h"
+#include "progress.h"
+#include "session.h"
+#include "terminal.h"
+
+namespace factory {
+namespace {
+
+struct Arguments {
+  std::vector<std::string> tags;
+  int param = 0;
+};
+
+Json::Value summary(Session& session, const std::vector<Calibration>& done, bool passed) {
+  Json::Value out;
+  out["schema"] = "sensorcal.calibrate/1";
+  for (const auto& [name, value] : session.fixture().facts()) out["phone"][name] = value;
+  for (const auto& [key, value] : session.fixture().world()) out["world"][key] = value;
+  Json::Value& remarks = out["remarks"] = Json::Value(Json::arrayValue);
+  for (const std::string& remark : session.fixture().remarks()) remarks.append(remark);
+  Json::Value& results = out["results"] = Json::Value(Json::arrayValue);
+  for (const Calibration& c : done) results.append(to_json(c));
+  out["passed"] = passed;
+  return out;
+}
+
+int run(const Options& options, const Arguments& arguments) {
+  std::vector<int> types;
+  for (const std::string& tag : arguments.tags) types.push_back(parse_tag(tag));
+  Session session(options);
+  session.require_ready();
+  if (!options.json) {
+    for (const std::string& remark : session.fixture().remarks()) std::cout << "note: " << remark << "\n";
+  }
+  std::vector<Calibration> done;
+  bool passed = true;
+  for (const int type : types) {
+    {
+      const Kind* kind = find_kind(type);
+      const Progress progress(tag_of(type), session.log(), kind == nullptr ? 0 : kind->events, !options.json);
+      done.push_back(calibrate(session, type, arguments.param));
+    }
+    passed = passed && done.back().passed;
+    if (!options.json) std::cout << to_text(done.back()) << std::flush;
+    if (session.interrupted()) break;
+  }
+  if (options.json) std::cout << json_pretty(summary(session, done, passed)) << "\n";
+  return session.interrupted() ? kInterrupted : passed ? kPassed : kFailed;
+}
+
+}  // namespace
+
+Runner set_up_calibrate(CLI::App& app) {
+  auto arguments = std::make_shared<Arguments>();
+  app.add_option("TAG", arguments->tags, "sensors by tag (Acc, Gyr, ...) or type number, in this order")->required();
+  app.add_option("--param", arguments->param, "step of the calibration, as the library takes it")
+      ->capture_default_str();
+  return [arguments](const Options& options) { return run(options, *arguments); };
+}
+
+}  // namespace factory

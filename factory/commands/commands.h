@@ -1,0 +1,19 @@
+// Set-up of each command; see command.h.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <functional>
+
+#include "options.h"
+
+namespace factory {
+
+using Runner = std::function<int(const Options& options)>;
+
+Runner set_up_sensors(CLI::App& app);
+Runner set_up_calibrate(CLI::App& app);
+Runner set_up_hub(CLI::App& app);
+Runner set_up_reboot(CLI::App& app);
+Runner set_up_factory_reset(CLI::App& app);
+
+}  // namespace factory

@@ -1,0 +1,125 @@
+// `sensorcal hub`: what the sensor hub holds, what was sent to it, and any message by hand.
+#include <OemTestMsg.h>
+#include <errno.h>
+#include <string.h>
+
+#include <charconv>
+#include <fstream>
+#include <iostream>
+#include <memory>
+
+#include "commands/commands.h"
+#include "hub_message.h"
+#include "json_text.h"
+#include "kinds.h"
+#include "session.h"
+#include "terminal.h"
+
+namespace factory {
+namespace {
+
+int show_state(const Options& options) {
+  Session session(options);
+  const Json::Value state = session.fixture().hub_state();
+  if (options.json) {
+    std::cout << json_pretty(state) << "\n";
+    return kPassed;
+  }
+  std::vector<std::vector<std::string>> rows = {{"sensor", "value", "holds", "unit", ""}};
+  for (const Json::Value& entry : state["values"]) {
+    std::string value;
+    for (const Json::Value& number : entry["value"]) value += (value.empty() ? "" : "  ") + number_text(number);
+    rows.push_back({entry["sensor"].asString(), entry["name"].asString(), value, entry["unit"].asString(),
+                    entry["default"].asBool() ? faint("default") : "set"});
+  }
+  std::cout << table(rows);
+  return kPassed;
+}
+
+int show_log(const std::string& path) {
+  std::ifstream file(path);
+  if (!file) throw AppError(kUsage, path + ": " + strerror(errno));
+  std::string line;
+  for (int number = 1; std::getline(file, line); ++number) {
+    if (line.empty()) continue;
+    Json::Value message;
+    std::string problem;
+    const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
+    const bool parsed = reader->parse(line.data(), line.data() + line.size(), &message, &problem);
+    if (!parsed || !message.isObject() || !message["code"].isInt()) {
+      throw AppError(kUsage, path + ":" + std::to_string(number) + ": not a hub message");
+    }
+    std::cout << to_text(message) << "\n";
+  }
+  return kPassed;
+}
+
+struct Message {
+  std::string sensor;
+  std::string command;
+  std::vector<std::string> words;
+};
+
+// "12" is an integer; "12.0", "1e-3" and "0.5f" are floats; "nan" too.
+int32_t parse_word(const std::string& text) {
+  int32_t integer = 0;
+  const char* end = text.data() + text.size();
+  const auto whole = std::from_chars(text.data(), end, integer);
+  if (whole.ec == std::errc() && whole.ptr == end) return integer;
+  if (!text.empty() && text.back() == 'f' && text != "inf" && text != "-inf") --end;
+  float number = 0;
+  const auto real = std::from_chars(text.data(), end, number);
+  if (real.ec != std::errc() || real.ptr != end) {
+    throw AppError(kUsage, "word " + text + ": give an integer (12), or a float (12.0, 12f)");
+  }
+  memcpy(&integer, &number, sizeof integer);
+  return integer;
+}
+
+int send(const Options& options, const Message& arguments) {
+  _ssc_oem_test_msg message{};
+  message.sensor_type = parse_tag(arguments.sensor);
+  message.msg_type = parse_command(arguments.command);
+  if (arguments.words.size() > oem_test_msg::kWords) throw AppError(kUsage, "a message has 16 words");
+  for (size_t i = 0; i < arguments.words.size(); ++i) message.offset_ct[i] = parse_word(arguments.words[i]);
+
+  Session session(options);
+  session.require_ready();
+  HubMessage shown;
+  memcpy(shown.request, &message, sizeof message);
+  shown.time_ns = static_cast<int64_t>(time(nullptr)) * 1000000000;
+  session.fixture().on_hub_message({});
+  session.cal().cal_api->send_ssc_oem_test_msg(&message);
+  memcpy(shown.reply, &message, sizeof message);
+  shown.answered = true;
+  const Json::Value out = to_json(shown);
+  std::cout << (options.json ? json_pretty(out) : to_text(out)) << "\n";
+  return kPassed;
+}
+
+}  // namespace
+
+Runner set_up_hub(CLI::App& app) {
+  auto runner = std::make_shared<Runner>();
+  app.require_subcommand(1);
+
+  CLI::App* state = app.add_subcommand("state", "what the hub holds, with units");
+  state->callback([runner] { *runner = show_state; });
+
+  CLI::App* log = app.add_subcommand("log", "print a file that --hub-log wrote");
+  auto path = std::make_shared<std::string>();
+  log->add_option("FILE", *path, "the file")->required();
+  log->callback([runner, path] { *runner = [path](const Options&) { return show_log(*path); }; });
+
+  CLI::App* by_hand = app.add_subcommand("send", "send one message and show the reply");
+  auto message = std::make_shared<Message>();
+  by_hand->add_option("SENSOR", message->sensor, "tag or type number")->required();
+  by_hand->add_option("COMMAND", message->command, "short name or code")->required();
+  by_hand->add_option("WORDS", message->words, "data words from word 0 on: 12 an integer, 12.0 or 12f a float");
+  by_hand->callback(
+      [runner, message] { *runner = [message](const Options& options) { return send(options, *message); }; });
+  for (CLI::App* part : {state, log, by_hand}) part->fallthrough();
+  return [runner](const Options& options) { return (*runner)(options); };
+}
+
+}  // namespace factory

@@ -1,0 +1,100 @@
+// `sensorcal sensors`
+#include <iostream>
+
+#include "commands/commands.h"
+#include "json_text.h"
+#include "kinds.h"
+#include "session.h"
+#include "terminal.h"
+
+namespace factory {
+namespace {
+
+using ::android::hardware::sensors::V1_0::SensorInfo;
+
+struct Probe {
+  const char* question;
+  const char* key;
+  int (SensorCalibration::*ask)();
+};
+
+constexpr Probe kProbes[] = {
+    {"light sensor is an RGB chip", "rgb_light", &SensorCalibration::test_is_rgb_sensor},
+    {"proximity chip calibrates its own crosstalk", "proximity_hardware_crosstalk",
+     &SensorCalibration::test_is_pshwcali_sensor},
+    {"proximity sensor is a time-of-flight part", "proximity_time_of_flight",
+     &SensorCalibration::test_is_ps_tof_sensor},
+    {"phone has a time-of-flight sensor", "time_of_flight", &SensorCalibration::test_is_tof_sensor},
+};
+
+std::string answer_text(int answer) {
+  if (answer == 1) return "yes";
+  if (answer == 0) return "no";
+  return answer == -3 ? "no such sensor (the library takes this for yes)"
+                      : "cannot tell, error " + std::to_string(answer) + " (the library takes this for yes)";
+}
+
+// The record that the sensor is bound to, or -1 when another sensor of its record came first or none has one.
+int bound_record(SensorCalibration& cal, const SensorInfo& info) {
+  constexpr int kMotion = 8;
+  const int number = record_number(static_cast<int>(info.type));
+  if (number < 0) return -1;
+  const _sensor_info& record = number < kMotion ? cal.motion_info[number] : cal.env_info[number - kMotion];
+  return record.present != 0 && record.info.sensorHandle == info.sensorHandle ? number : -1;
+}
+
+void print_json(Session& session, const std::vector<int>& answers) {
+  Json::Value out;
+  for (const auto& [name, value] : session.fixture().facts()) out["phone"][name] = value;
+  Json::Value& list = out["sensors"] = Json::Value(Json::arrayValue);
+  for (const SensorInfo& info : session.cal().sensor_list) {
+    Json::Value entry;
+    entry["handle"] = info.sensorHandle;
+    entry["type"] = static_cast<int>(info.type);
+    entry["tag"] = tag_of(static_cast<int>(info.type));
+    const int record = bound_record(session.cal(), info);
+    entry["record"] = record < 0 ? Json::Value() : Json::Value(record);
+    entry["name"] = info.name.c_str();
+    entry["vendor"] = info.vendor.c_str();
+    list.append(entry);
+  }
+  for (size_t i = 0; i < answers.size(); ++i) out["probes"][kProbes[i].key] = answers[i];
+  std::cout << json_pretty(out) << "\n";
+}
+
+void print_text(Session& session, const std::vector<int>& answers) {
+  for (const auto& [name, value] : session.fixture().facts()) std::cout << faint(name + " ") << value << "  ";
+  std::cout << "\n\n";
+  std::vector<std::vector<std::string>> rows = {{"handle", "type", "tag", "record", "name", "vendor"}};
+  for (const SensorInfo& info : session.cal().sensor_list) {
+    const int type = static_cast<int>(info.type);
+    const int record = bound_record(session.cal(), info);
+    const std::string tag = tag_of(type);
+    rows.push_back({std::to_string(info.sensorHandle), std::to_string(type), tag == std::to_string(type) ? "-" : tag,
+                    record < 0 ? "-" : std::to_string(record), info.name.c_str(), info.vendor.c_str()});
+  }
+  std::cout << table(rows) << "\n";
+  std::vector<std::vector<std::string>> probes = {{"probe", "answer"}};
+  for (size_t i = 0; i < answers.size(); ++i) probes.push_back({kProbes[i].question, answer_text(answers[i])});
+  std::cout << table(probes);
+  for (const std::string& remark : session.fixture().remarks()) std::cout << "note: " << remark << "\n";
+}
+
+int run(const Options& options) {
+  Session session(options);
+  session.require_ready();
+  std::vector<int> answers;
+  for (const Probe& probe : kProbes) answers.push_back((session.cal().*probe.ask)());
+  if (options.json) {
+    print_json(session, answers);
+  } else {
+    print_text(session, answers);
+  }
+  return kPassed;
+}
+
+}  // namespace
+
+Runner set_up_sensors(CLI::App& /*app*/) { return run; }
+
+}  // namespace factory

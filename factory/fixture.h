@@ -1,0 +1,57 @@
+// What stands around the phone: on a real station nothing that a program could ask, on a simulated phone its world,
+// its truth and its hub's store. The only door between the application and a simulated phone.
+#pragma once
+
+#include <json/json.h>
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "options.h"
+
+namespace factory {
+
+// One message to the hub and its answer: sensor_type, msg_type and 16 data words each.
+struct HubMessage {
+  int64_t time_ns = 0;  // CLOCK_REALTIME
+  int32_t request[18] = {};
+  int32_t reply[18] = {};
+  bool answered = false;  // false: the call failed on its way
+  std::string note;       // what the hub remarks
+};
+
+class Fixture {
+ public:
+  virtual ~Fixture() = default;
+
+  // Facts about the phone, in the order in which people read them: directory, profile, seed ...
+  virtual std::vector<std::pair<std::string, std::string>> facts() const = 0;
+  // What an operator should know before trusting a result: gaps and unit slips of a recording ...
+  virtual std::vector<std::string> remarks() const = 0;
+
+  virtual std::map<std::string, std::string> world() const = 0;
+  // Returns an empty text, or what is wrong with the key or the value.
+  virtual std::string set_world(const std::string& key, const std::string& value) = 0;
+
+  // What a perfect sensor would report now. Empty where that is not known.
+  virtual std::vector<float> truth(int sensor_type) const = 0;
+
+  virtual Json::Value hub_state() const = 0;
+  virtual void on_hub_message(std::function<void(const HubMessage&)> listener) = 0;
+
+  virtual void reboot() = 0;
+  virtual void factory_reset() = 0;
+};
+
+// Opens the fixture that the options ask for; the services are reachable while it lives. Throws AppError.
+std::unique_ptr<Fixture> open_fixture(const Options& options);
+
+// Names of the profiles that a new phone can be made from, and the faults that can be asked for ("NAME  what").
+std::vector<std::string> known_profiles();
+std::vector<std::string> known_faults();
+
+}  // namespace factory

@@ -1,0 +1,21 @@
+// JSON as the application writes it: numbers in their shortest form, one layout everywhere.
+#pragma once
+
+#include <json/json.h>
+
+#include <string>
+
+namespace factory {
+
+// A float in the fewest digits that give it back. Not-a-number and infinities become texts ("nan", "inf", "-inf").
+Json::Value json_number(float value);
+Json::Value json_number(double value);
+
+// A number, or one of the texts above, for a person.
+std::string number_text(const Json::Value& value);
+
+// Many lines, or all in one line; without a line feed at the end.
+std::string json_pretty(const Json::Value& value);
+std::string json_line(const Json::Value& value);
+
+}  // namespace factory

@@ -1,0 +1,107 @@
+#include "kinds.h"
+
+#include <cctype>
+
+#include "options.h"
+
+namespace factory {
+namespace {
+
+using namespace sensor_type;  // NOLINT(google-build-using-namespace): the table below is nothing but these names
+
+constexpr double kLuxResidual = 10;  // 5 % of the lamp's 200 lux
+
+constexpr Kind kKinds[] = {
+    {accelerometer, accelerometer, 0, 3, 0, 20, 53, "m/s^2", {"x", "y", "z"}, Result::offset, 0.02},
+    {accelerometer_second, accelerometer_second, 4, 3, 0, 20, 53, "m/s^2", {"x", "y", "z"}, Result::offset, 0.02},
+    // Sampled ahead of the hub's run-time bias, which would hide an error.
+    {gyroscope, gyroscope_uncalibrated, 3, 3, 0, 20, 53, "rad/s", {"x", "y", "z"}, Result::offset, 0.00035},
+    {gyroscope_second, gyroscope_second, 7, 3, 0, 20, 53, "rad/s", {"x", "y", "z"}, Result::offset, 0.00035},
+    {pressure, pressure, 17, 1, 0, 50, 13, "hPa", {"pressure"}, Result::offset, 0.12},
+    {light, light, 9, 1, 0, 100, 10, "lux", {"light"}, Result::lux_scale, kLuxResidual},
+    {lux_f, lux_f, 10, 1, 0, 100, 10, "lux", {"light"}, Result::lux_scale, kLuxResidual},
+    {lux_b, lux_b, 11, 1, 0, 100, 10, "lux", {"light"}, Result::lux_scale, kLuxResidual},
+    {lux_b_stream, lux_b_stream, 11, 1, 0, 100, 10, "lux", {"light"}, Result::lux_scale, kLuxResidual},
+    {lux_sec, lux_sec, 14, 1, 0, 100, 10, "lux", {"light"}, Result::lux_scale, kLuxResidual},
+    {lux_sec_stream, lux_sec_stream, 14, 1, 0, 100, 10, "lux", {"light"}, Result::lux_scale, kLuxResidual},
+    {lux_pri2, lux_pri2, 15, 1, 0, 100, 10, "lux", {"light"}, Result::lux_scale, kLuxResidual},
+    {lux_pri2_stream, lux_pri2_stream, 15, 1, 0, 100, 10, "lux", {"light"}, Result::lux_scale, kLuxResidual},
+    {cct_f_stream, cct_f_stream, 12, 5, 2, 100, 10, "counts", {"c1", "c2", "c3", "c4", "c5"}, Result::channel_scale, 0},
+    {cct_b_stream, cct_b_stream, 13, 5, 2, 100, 10, "counts", {"c1", "c2", "c3", "c4", "c5"}, Result::channel_scale, 0},
+    {light_stream, light_stream, 9, 5, 1, 100, 10, "counts", {"c1", "c2", "c3", "c4", "c5"}, Result::channel_scale, 0},
+    {proximity, proximity_stream, 8, 1, 0, 100, 20, "counts", {"reflection"}, Result::proximity, 0},
+};
+
+// Which record each listed sensor type is bound to.
+constexpr struct {
+  int type, record;
+} kRecords[] = {
+    {accelerometer, 0},
+    {gyroscope, 1},
+    {gyroscope_uncalibrated, 3},
+    {accelerometer_second, 4},
+    {gyroscope_second, 7},
+    {proximity_stream, 8},
+    {light, 9},
+    {light_stream, 9},
+    {lux_f, 10},
+    {lux_b, 11},
+    {lux_b_stream, 11},
+    {cct_f_stream, 12},
+    {cct_b_stream, 13},
+    {lux_sec, 14},
+    {lux_sec_stream, 14},
+    {lux_pri2, 15},
+    {lux_pri2_stream, 15},
+    {pressure, 17},
+};
+
+bool same_letters(const std::string& a, const std::string& b) {
+  if (a.size() != b.size()) return false;
+  for (size_t i = 0; i < a.size(); ++i) {
+    if (std::tolower(static_cast<unsigned char>(a[i])) != std::tolower(static_cast<unsigned char>(b[i]))) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+const Kind* find_kind(int type) {
+  for (const Kind& kind : kKinds) {
+    if (kind.type == type) return &kind;
+  }
+  return nullptr;
+}
+
+const _sensor_info& record_of(const SensorCalibration& cal, const Kind& kind) {
+  constexpr int kMotion = 8;
+  return kind.record < kMotion ? cal.motion_info[kind.record] : cal.env_info[kind.record - kMotion];
+}
+
+int record_number(int sensor_type) {
+  for (const auto& row : kRecords) {
+    if (row.type == sensor_type) return row.record;
+  }
+  return -1;
+}
+
+int parse_tag(const std::string& text) {
+  const int type = getSensorType(text.c_str());
+  if (type >= 0 && (type != 0 || text == "0")) {
+    // A number must be one to its end.
+    if (!std::isdigit(static_cast<unsigned char>(text[0])) ||
+        text.find_first_not_of("0123456789") == std::string::npos) {
+      return type;
+    }
+  }
+  std::string tags;
+  for (const TagRow& row : kTags) {
+    if (same_letters(text, row.tag)) throw AppError(kUsage, "sensor tag " + text + ": did you mean " + row.tag + "?");
+    tags += std::string(" ") + row.tag;
+  }
+  throw AppError(kUsage, "unknown sensor tag " + text + "; known are" + tags + ", or a type number");
+}
+
+std::string tag_of(int type) { return getSensorName(type); }
+
+}  // namespace factory

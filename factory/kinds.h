@@ -1,0 +1,46 @@
+// What the application knows of each kind of sensor: which record holds its run, in which unit it speaks, and how close
+// fresh samples must come to the truth after a calibration.
+#pragma once
+
+#include <SensorCalibration.h>
+
+#include <string>
+
+namespace factory {
+
+enum class Result {
+  offset,         // means become the new offset
+  lux_scale,      // 200 lux over the mean becomes the new scale
+  channel_scale,  // golden over mean becomes the new channel scale
+  proximity,      // thresholds and crosstalk
+};
+
+struct Kind {
+  int type;          // what is asked for
+  int sampled_type;  // whose events the run takes
+  int record;        // of the 18 records, the two arrays taken as one
+  int values;        // per sample
+  int first_word;    // event word of the first value
+  int period_ms;
+  int events;  // of a run without restart: settling and samples
+  const char* unit;
+  const char* axes[5];
+  Result result;
+  double residual_limit;  // in `unit`; 0: not judged
+};
+
+// Null for a type without a run of its own.
+const Kind* find_kind(int type);
+
+const _sensor_info& record_of(const SensorCalibration& cal, const Kind& kind);
+
+// The record that a listed sensor type is bound to, or -1.
+int record_number(int sensor_type);
+
+// The type number of a tag or a number; throws AppError with the tags that come near.
+int parse_tag(const std::string& text);
+
+// The tag of a type number, or its decimal text.
+std::string tag_of(int type);
+
+}  // namespace factory

@@ -1,0 +1,80 @@
+// `sensorcal`, the factory test application.
+#include <CLI/CLI.hpp>
+#include <exception>
+#include <iostream>
+#include <map>
+
+#include "command.h"
+#include "fixture.h"
+#include "options.h"
+
+namespace {
+
+using namespace factory;  // NOLINT(google-build-using-namespace)
+
+void add_common_options(CLI::App& app, Options* options) {
+  app.add_option("--phone", options->phone, "phone directory (default: $SENSORCAL_PHONE, else ./phone)");
+  std::string profiles;
+  for (const std::string& name : known_profiles()) profiles += (profiles.empty() ? "" : ", ") + name;
+  app.add_option("--profile", options->profile, "profile of a new phone: " + profiles + ", or a JSON file");
+  app.add_option("--seed", options->seed, "draws a new phone's sensor errors");
+  app.add_option("--speed", options->speed, "sensor time over real time: a number, or max")->capture_default_str();
+  app.add_option("--world", options->world, "sets the fixture, KEY=VALUE; may be repeated")
+      ->take_all()
+      ->allow_extra_args(false);
+  app.add_option("--replay", options->replay,
+                 "a recording in place of a sensor, TAG=FILE[,key=value]...; may be repeated")
+      ->take_all()
+      ->allow_extra_args(false);
+  app.add_option("--fault", options->fault,
+                 "a fault of the phone, NAME[:ARGUMENTS]; may be repeated; `help` lists them")
+      ->take_all()
+      ->allow_extra_args(false);
+  app.add_option("--log", options->log, "writes the log lines to a file, as logcat's threadtime form");
+  app.add_option("--hub-log", options->hub_log, "writes the hub messages to a file, one JSON object a line");
+  app.add_flag("--json", options->json, "prints JSON instead of text");
+}
+
+int run(int argc, char** argv) {
+  CLI::App app("Calibrates and checks the sensors of a phone.", "sensorcal");
+  app.set_version_flag("--version", SENSORCAL_VERSION);
+  app.require_subcommand(1);
+  app.fallthrough();
+  Options options;
+  add_common_options(app, &options);
+  app.footer(
+      "Exit codes: 0 passed, 1 a check failed, 2 usage, 3 the phone or a service could not be reached, "
+      "130 interrupted.");
+  std::map<const CLI::App*, std::function<int(const Options&)>> runners;
+  for (const Command& command : commands()) {
+    CLI::App* sub = app.add_subcommand(command.name, command.summary);
+    sub->fallthrough();
+    sub->footer(std::string("Examples:\n") + command.examples);
+    runners[sub] = command.set_up(*sub);
+  }
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? kPassed : kUsage;
+  }
+  for (const std::string& fault : options.fault) {
+    if (fault != "help") continue;
+    for (const std::string& line : known_faults()) std::cout << line << "\n";
+    return kPassed;
+  }
+  return runners.at(app.get_subcommands().front())(options);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return run(argc, argv);
+  } catch (const AppError& error) {
+    std::cerr << "sensorcal: " << error.what() << "\n";
+    return error.code;
+  } catch (const std::exception& error) {
+    std::cerr << "sensorcal: " << error.what() << "\n";
+    return kUnreachable;
+  }
+}

@@ -1,0 +1,40 @@
+// What every command understands, and how the program ends.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace factory {
+
+enum ExitCode : int {
+  kPassed = 0,
+  kFailed = 1,         // a check failed
+  kUsage = 2,          // the command line, a file or a value named on it
+  kUnreachable = 3,    // the phone or one of its services
+  kInterrupted = 130,  // ended by Ctrl-C, as shells have it
+};
+
+// Ends the command with a message for the operator.
+class AppError : public std::runtime_error {
+ public:
+  AppError(ExitCode exit_code, const std::string& text) : std::runtime_error(text), code(exit_code) {}
+  const ExitCode code;
+};
+
+struct Options {
+  std::string phone;  // empty: $SENSORCAL_PHONE, else ./phone
+  std::string profile;
+  std::optional<uint64_t> seed;
+  std::string speed = "1";
+  std::vector<std::string> world;   // KEY=VALUE
+  std::vector<std::string> replay;  // TAG=FILE[,key=value]...
+  std::vector<std::string> fault;   // NAME[:ARGUMENTS]
+  std::string log;                  // file of the log lines
+  std::string hub_log;              // file of the hub messages
+  bool json = false;
+};
+
+}  // namespace factory

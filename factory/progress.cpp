@@ -1,0 +1,48 @@
+#include "progress.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <utility>
+
+namespace factory {
+
+Progress::Progress(std::string label, const LogTap& tap, int events, bool wanted)
+    : label_(std::move(label)), tap_(tap), events_(events) {
+  if (!wanted || isatty(STDERR_FILENO) == 0) return;
+  thread_ = std::thread([this] {
+    const auto start = std::chrono::steady_clock::now();
+    while (!done_) {
+      show(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+      std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    fputs("\r\033[K", stderr);  // leaves the line to the result
+    fflush(stderr);
+  });
+}
+
+Progress::~Progress() {
+  done_ = true;
+  if (thread_.joinable()) thread_.join();
+}
+
+void Progress::show(double seconds) const {
+  const RunLog run = tap_.run();
+  // After a restart the window is filled anew.
+  const int since = run.restarts.empty() ? run.events : run.events - run.restarts.back().event;
+  constexpr int kWidth = 24;
+  const int filled = events_ == 0 ? 0 : std::min(kWidth, since * kWidth / events_);
+  std::string bar(static_cast<size_t>(filled), '#');
+  bar.resize(kWidth, '.');
+  std::string restarts;
+  if (!run.restarts.empty()) {
+    restarts = "  restarts: " + std::to_string(run.restarts.size());
+  }
+  fprintf(stderr, "\r\033[K%-10s [%s] %3d events  %4.1f s%s", label_.c_str(), bar.c_str(), run.events, seconds,
+          restarts.c_str());
+  fflush(stderr);
+}
+
+}  // namespace factory

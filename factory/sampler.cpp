@@ -1,0 +1,95 @@
+#include "sampler.h"
+
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+
+namespace factory {
+namespace {
+
+using ::android::frameworks::sensorservice::V1_0::IEventQueue;
+using ::android::frameworks::sensorservice::V1_0::IEventQueueCallback;
+using ::android::frameworks::sensorservice::V1_0::ISensorManager;
+using QueueResult = ::android::frameworks::sensorservice::V1_0::Result;
+using ::android::hardware::Return;
+using ::android::hardware::Void;
+using ::android::hardware::sensors::V1_0::Event;
+
+// Collects until it has enough; what comes after that is dropped.
+class Collector : public IEventQueueCallback {
+ public:
+  explicit Collector(const SampleRequest& request) : request_(request), values_(static_cast<size_t>(request.values)) {}
+
+  Return<void> onEvent(const Event& event) override {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (event.sensorHandle != request_.handle || static_cast<int>(event.sensorType) != request_.type) return Void();
+    if (seen_++ < request_.skip || taken_ >= request_.count) return Void();
+    for (size_t i = 0; i < values_.size(); ++i) {
+      values_[i].add(static_cast<double>(event.u.data[static_cast<size_t>(request_.first_word) + i]));
+    }
+    if (++taken_ == request_.count) enough_.notify_all();
+    return Void();
+  }
+
+  // True when enough samples are in.
+  bool wait(const std::atomic<bool>& interrupted) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(request_.timeout_s);
+    constexpr auto kLook = std::chrono::milliseconds(50);
+    std::unique_lock<std::mutex> lock(mutex_);
+    while (taken_ < request_.count && !interrupted && std::chrono::steady_clock::now() < deadline) {
+      enough_.wait_for(lock, kLook);
+    }
+    return taken_ >= request_.count;
+  }
+
+  FreshSamples result() const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    FreshSamples out;
+    out.values = values_;
+    out.wanted = request_.count;
+    out.taken = taken_;
+    return out;
+  }
+
+ private:
+  const SampleRequest request_;
+  mutable std::mutex mutex_;
+  std::condition_variable enough_;
+  std::vector<Statistics> values_;  // guarded by mutex_, and so are the following
+  int seen_ = 0;
+  int taken_ = 0;
+};
+
+FreshSamples failed(const SampleRequest& request, const std::string& problem) {
+  FreshSamples out;
+  out.wanted = request.count;
+  out.problem = problem;
+  return out;
+}
+
+}  // namespace
+
+FreshSamples take_samples(const ::android::sp<ISensorManager>& manager, const SampleRequest& request,
+                          const std::atomic<bool>& interrupted) {
+  const ::android::sp<Collector> collector = new Collector(request);
+  ::android::sp<IEventQueue> queue;
+  const auto created =
+      manager->createEventQueue(collector, [&](const ::android::sp<IEventQueue>& made, QueueResult result) {
+        if (result == QueueResult::OK) queue = made;
+      });
+  if (!created.isOk() || queue == nullptr) return failed(request, "the sensor service gave no event queue");
+  constexpr int kMicroseconds = 1000;
+  const auto enabled = queue->enableSensor(request.handle, request.period_ms * kMicroseconds, 0);
+  if (!enabled.isOk() || enabled != QueueResult::OK) return failed(request, "the sensor could not be enabled");
+  const bool complete = collector->wait(interrupted);
+  (void)queue->disableSensor(request.handle).isOk();
+  FreshSamples out = collector->result();
+  if (!complete) {
+    out.problem =
+        interrupted ? "interrupted"
+                    : "only " + std::to_string(out.taken) + " of " + std::to_string(out.wanted) + " fresh samples came";
+  }
+  return out;
+}
+
+}  // namespace factory

@@ -1,0 +1,120 @@
+#include "session.h"
+
+#include <errno.h>
+#include <signal.h>
+#include <string.h>
+#include <unistd.h>
+
+#include <chrono>
+
+#include "hub_message.h"
+#include "json_text.h"
+
+namespace factory {
+namespace {
+
+using ::android::hardware::sensors::V1_0::SensorInfo;
+
+constexpr int kStopWatching = SIGUSR2;
+
+sigset_t watched_signals() {
+  sigset_t set;
+  sigemptyset(&set);
+  sigaddset(&set, SIGINT);
+  sigaddset(&set, SIGTERM);
+  sigaddset(&set, SIGHUP);
+  sigaddset(&set, kStopWatching);
+  return set;
+}
+
+// Ctrl-C and its kin go to the watcher alone: no thread that is started from here on takes them.
+const Options& block_interrupts(const Options& options) {
+  const sigset_t set = watched_signals();
+  pthread_sigmask(SIG_BLOCK, &set, nullptr);
+  return options;
+}
+
+}  // namespace
+
+Session::Session(const Options& options)
+    : options_(block_interrupts(options)), log_(options.log), fixture_(open_fixture(options)) {
+  if (!options_.hub_log.empty()) {
+    hub_log_ = fopen(options_.hub_log.c_str(), "we");
+    if (hub_log_ == nullptr) throw AppError(kUsage, "--hub-log " + options_.hub_log + ": " + strerror(errno));
+    fixture_->on_hub_message([this](const HubMessage& message) { keep(message); });
+  }
+  for (const std::string& setting : options_.world) {
+    const size_t equals = setting.find('=');
+    if (equals == std::string::npos) throw AppError(kUsage, "--world " + setting + ": give KEY=VALUE");
+    const std::string problem = fixture_->set_world(setting.substr(0, equals), setting.substr(equals + 1));
+    if (!problem.empty()) throw AppError(kUsage, "--world " + setting + ": " + problem);
+  }
+  cal_ = std::make_unique<SensorCalibration>();
+  watcher_ = std::thread([this] { watch_interrupts(); });
+}
+
+Session::~Session() {
+  closing_ = true;
+  pthread_kill(watcher_.native_handle(), kStopWatching);
+  watcher_.join();
+  cal_->sensor_cal_deinit();
+  cal_.reset();
+  fixture_->on_hub_message({});
+  fixture_.reset();
+  if (hub_log_ != nullptr) fclose(hub_log_);
+}
+
+void Session::require_ready() const {
+  if (cal_->initCheck() == 0) return;
+  const std::string missing = cal_->sensor_manager == nullptr ? "the sensor service does not answer"
+                              : cal_->kest_service == nullptr
+                                  ? "the sensor test service does not answer, so the hub cannot be reached"
+                                  : "the sensor list could not be read";
+  throw AppError(kUnreachable, missing + "; is the phone's sensor stack running?");
+}
+
+const SensorInfo* Session::sensor(int type) const {
+  for (const SensorInfo& info : cal_->sensor_list) {
+    if (static_cast<int>(info.type) == type) return &info;
+  }
+  return nullptr;
+}
+
+void Session::keep(const HubMessage& message) {
+  const std::lock_guard<std::mutex> lock(hub_mutex_);
+  fprintf(hub_log_, "%s\n", json_line(to_json(message)).c_str());
+  fflush(hub_log_);
+}
+
+void Session::watch_interrupts() {
+  const sigset_t set = watched_signals();
+  for (;;) {
+    int signal = 0;
+    sigwait(&set, &signal);
+    if (closing_) return;
+    if (signal == kStopWatching) continue;
+    interrupted_ = true;
+    end_at_once();
+  }
+}
+
+// Any wake-up ends a run's wait. What does not end within the time a person notices is left where it stands: the
+// process goes, with its sensors off.
+void Session::end_at_once() {
+  constexpr int kWakeUps = 15;
+  for (int i = 0; i < kWakeUps && !closing_; ++i) {
+    pthread_mutex_lock(&cal_->cal_mutex);
+    pthread_cond_broadcast(&cal_->cal_cond);
+    pthread_mutex_unlock(&cal_->cal_mutex);
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  if (closing_) return;
+  if (cal_->event_queue != nullptr) {
+    for (const SensorInfo& info : cal_->sensor_list) (void)cal_->event_queue->disableSensor(info.sensorHandle).isOk();
+  }
+  constexpr char kText[] = "\ninterrupted\n";
+  if (write(STDERR_FILENO, kText, sizeof kText - 1) < 0) _exit(kInterrupted);
+  _exit(kInterrupted);
+}
+
+}  // namespace factory
