@@ -121,7 +121,8 @@ void PhoneDirectory::lock() {
                           : "the phone " + path_ + " cannot be locked: " + strerror(error));
   }
   const std::string pid = std::to_string(getpid());
-  if (ftruncate(lock_fd_, 0) != 0 || pwrite(lock_fd_, pid.data(), pid.size(), 0) < 0) {
+  const auto length = static_cast<ssize_t>(pid.size());
+  if (pwrite(lock_fd_, pid.data(), pid.size(), 0) != length || ftruncate(lock_fd_, length) != 0) {
     throw PhoneError(path + ": " + strerror(errno));
   }
 }

@@ -15,6 +15,7 @@ namespace phone {
 namespace {
 
 constexpr int kMaxExtends = 8;
+constexpr int kMostBrightness = 9999;  // four digits: see docs/phone-panel.md
 
 // Objects are merged key by key; anything else replaces, and null takes away.
 void merge(Json::Value* base, const Json::Value& change) {
@@ -222,7 +223,7 @@ void read_profile(const Json::Value& value, const std::string& source, Profile* 
   read_sensors(&reader, profile);
   if (reader.has("panel")) {
     JsonReader panel(reader.take("panel"), reader.path("panel"));
-    panel.read("max_brightness", &profile->max_brightness, 1, 65535);
+    panel.read("max_brightness", &profile->max_brightness, 1, kMostBrightness);
     panel.read("brightness", &profile->brightness, 0, profile->max_brightness);
     panel.finish();
   }

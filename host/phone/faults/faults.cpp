@@ -27,7 +27,7 @@ struct Row {
   double high = 1e9;
 };
 
-const Row kRows[] = {
+constexpr Row kRows[] = {
     {{FaultId::sensors_absent, "sensors-absent", "", "there is no sensor service"}, Shape::none, {}},
     {{FaultId::sensors_vanish, "sensors-vanish", "CALLS", "the sensor service dies after so many calls"},
      Shape::count,

@@ -15,10 +15,10 @@
 namespace phone {
 namespace {
 
-// A write replaces what a sysfs node holds, but only the first bytes of a plain file. Blanks in front of the number
-// make the difference invisible: whatever digits are laid over them, the number ends where the write ended. The whole
-// is the ten bytes that readers of the node take.
-constexpr char kNodeFormat[] = "%9d\n";
+// A write replaces what a sysfs node holds, but only the first bytes of a plain file. Five blanks in front of the
+// number hide the difference: whatever number of up to four digits is laid over them ends where its write ended. No
+// line feed: readers take ten bytes, and some want room for an end of their own.
+constexpr char kNodeFormat[] = "%9d";
 constexpr char kFolder[] = "/sys/class/leds/lcd-backlight";
 
 // Leading blanks, then digits, as "%d" reads them.

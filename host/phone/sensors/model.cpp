@@ -91,7 +91,7 @@ void report_light(const SensorEntry& sensor, const Errors& errors, const Scene& 
   const bool corrected = sensor.kind == Kind::light && chip.panel_lux > 0 && !view.panel_uncorrected;
   if (!colour) {
     std::array<float, kLuxChannels> panel{};
-    if (chip.lux_from_channels) {
+    if (chip.lux_from_channels && !view.recorded) {
       if (corrected) panel = view.hub->panel_channels(sensor.type, scene.brightness);
       (*out)[0] = errors.gain * lux_of_channels(chip, *out, panel);
     }

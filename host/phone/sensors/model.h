@@ -46,6 +46,7 @@ void add_noise(const SensorEntry& sensor, const Scene& scene, int64_t period_ns,
 struct HubView {
   const Hub* hub;
   bool panel_uncorrected = false;  // see docs/phone-panel.md
+  bool recorded = false;           // the raw values are a recording's: its lux is a reading, not made of channels
 };
 Values reported(const SensorEntry& sensor, const Errors& errors, const Scene& scene, const HubView& view,
                 const Values& raw);

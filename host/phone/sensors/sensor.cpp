@@ -126,7 +126,8 @@ const SensorEvent* Sensor::find(uint64_t* number, int64_t not_before_ns) const {
 void Sensor::take_sample() {
   const Scene scene = config_.surroundings->scene(with_panel_);
   const Values raw = measure(scene);
-  const HubView view{.hub = &config_.surroundings->hub(), .panel_uncorrected = panel_uncorrected_};
+  const HubView view{
+      .hub = &config_.surroundings->hub(), .panel_uncorrected = panel_uncorrected_, .recorded = has_source()};
   Values values = reported(entry(), errors_, scene, view, raw);
   bool changed = true;
   if (entry().type == sensor_type::gyroscope) apply_runtime_bias(scene, &values);

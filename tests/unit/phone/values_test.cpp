@@ -61,7 +61,7 @@ TEST(Values, OffsetsThatAreTakenAwayLeaveTheTruth) {
       {kGyrRaw, kGyr, 2, 3, 20000, 50, 0.00035, 0.001}, {kGyr2, kGyr2, 2, 3, 20000, 50, 0.00035, 0.001},
       {kBar, kBar, 21, 1, 50000, 10, 0.12, 0.12},
   };
-  for (const uint64_t seed : {1, 2, 3}) {
+  for (const uint64_t seed : {1U, 2U, 3U}) {
     phone::PhoneOptions seeded = options();
     seeded.seed = seed;
     const auto phone = phone::Phone::open(seeded);
@@ -288,7 +288,7 @@ TEST(Values, SarAndTimeOfFlight) {
 
 TEST(Values, PhonesOfOneMakeDiffer) {
   std::vector<Event> readings[2];
-  for (const uint64_t seed : {11, 12}) {
+  for (const uint64_t seed : {11U, 12U}) {
     phone::PhoneOptions seeded = options();
     seeded.seed = seed;
     const auto phone = phone::Phone::open(seeded);
