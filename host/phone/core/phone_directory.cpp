@@ -79,18 +79,20 @@ PhoneDirectory::PhoneDirectory(const PhoneOptions& options) {
     ++opening_;
     write_state();
   } catch (const fs::filesystem_error& error) {
-    if (lock_fd_ >= 0) close(lock_fd_);
+    release();
     throw PhoneError(error.what());
   } catch (...) {
-    if (lock_fd_ >= 0) close(lock_fd_);
+    release();
     throw;
   }
 }
 
-PhoneDirectory::~PhoneDirectory() {
+PhoneDirectory::~PhoneDirectory() { release(); }
+
+void PhoneDirectory::release() {
   std::error_code ignored;
   if (temporary_) fs::remove_all(path_, ignored);
-  close(lock_fd_);
+  if (lock_fd_ >= 0) close(lock_fd_);
 }
 
 void PhoneDirectory::make_folder(const std::string& wanted) {

@@ -28,6 +28,7 @@ class PhoneDirectory {
   void restore_files() const;
 
  private:
+  void release();
   void make_folder(const std::string& wanted);
   void lock();
   void make(const PhoneOptions& options);

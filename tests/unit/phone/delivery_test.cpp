@@ -225,7 +225,7 @@ TEST(Delivery, QueueDestroyedOnItsOwnThread) {
       client.queue = nullptr;
     }
     while (!gone) std::this_thread::yield();
-    EXPECT_EQ(client.listener->events().size(), 1U);
+    EXPECT_EQ(client.listener->wait_for(1).size(), 1U);
   }
 }
 

@@ -89,6 +89,14 @@ TEST(PhoneDirectory, ATemporaryOneGoesWithThePhone) {
     EXPECT_TRUE(fs::exists(path + "/profile.json"));
   }
   EXPECT_FALSE(fs::exists(path));
+
+  // Also the one that was never finished.
+  const Folder folder;
+  setenv("TMPDIR", folder.path().c_str(), 1);
+  EXPECT_NE(problem(options({}, "no-such")), "");
+  EXPECT_NE(problem(options({"no-such"})), "");
+  unsetenv("TMPDIR");
+  EXPECT_TRUE(fs::is_empty(folder.path()));
 }
 
 TEST(PhoneDirectory, RebootDropsWhatARealOneDrops) {
