@@ -132,7 +132,7 @@ void compare_with_truth(Session& session, Calibration* c) {
   for (size_t i = 0; i < c->axes.size(); ++i) {
     c->axes[i].fresh = fresh.values[i].mean();
     c->axes[i].fresh_deviation = fresh.values[i].standard_deviation();
-    if (i < truth.size()) c->axes[i].truth = static_cast<double>(truth[i]);
+    if (i < truth.size()) c->axes[i].truth = static_cast<double>(truth[i]) + 0.0;  // no -0
   }
 }
 

@@ -13,6 +13,10 @@ const std::vector<Command>& commands() {
        "  sensorcal calibrate Acc --replay Acc=rest.csv,columns=t,x,y,z,time=ms --speed max\n"
        "  sensorcal calibrate Gyr --world rotation=0.1,0,0 --log run.log --hub-log hub.jsonl",
        set_up_calibrate},
+      {"get", "read stored values through the command API",
+       "  sensorcal get Acc\n  sensorcal get CCT_F_strm golden --count 7", set_up_get},
+      {"set", "write a stored value and read it back",
+       "  sensorcal set Acc offset 0.01 -0.02 0.005\n  sensorcal set Prx near 327", set_up_set},
       {"hub", "show, log and send messages of the sensor hub",
        "  sensorcal hub state\n  sensorcal hub log hub.jsonl\n  sensorcal hub send Acc get-acc-offset", set_up_hub},
       {"reboot", "reboot the phone: what a real reboot drops is dropped", "  sensorcal reboot", set_up_reboot},

@@ -12,6 +12,8 @@ using Runner = std::function<int(const Options& options)>;
 
 Runner set_up_sensors(CLI::App& app);
 Runner set_up_calibrate(CLI::App& app);
+Runner set_up_get(CLI::App& app);
+Runner set_up_set(CLI::App& app);
 Runner set_up_hub(CLI::App& app);
 Runner set_up_reboot(CLI::App& app);
 Runner set_up_factory_reset(CLI::App& app);

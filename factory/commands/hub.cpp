@@ -18,6 +18,18 @@
 namespace factory {
 namespace {
 
+std::string values_text(const Json::Value& value) {
+  if (value.isNull()) return "-";
+  if (!value.isArray() && !value.isObject()) return number_text(value);
+  std::string out;
+  for (auto entry = value.begin(); entry != value.end(); ++entry) {
+    out += out.empty() ? "" : "  ";
+    if (value.isObject()) out += entry.name() + "=";
+    out += values_text(*entry);
+  }
+  return out.empty() ? "-" : out;
+}
+
 int show_state(const Options& options) {
   Session session(options);
   const Json::Value state = session.fixture().hub_state();
@@ -26,11 +38,12 @@ int show_state(const Options& options) {
     return kPassed;
   }
   std::vector<std::vector<std::string>> rows = {{"sensor", "value", "holds", "unit", ""}};
-  for (const Json::Value& entry : state["values"]) {
-    std::string value;
-    for (const Json::Value& number : entry["value"]) value += (value.empty() ? "" : "  ") + number_text(number);
-    rows.push_back({entry["sensor"].asString(), entry["name"].asString(), value, entry["unit"].asString(),
-                    entry["default"].asBool() ? faint("default") : "set"});
+  for (const std::string& sensor : state.getMemberNames()) {
+    for (const std::string& name : state[sensor].getMemberNames()) {
+      const Json::Value& entry = state[sensor][name];
+      rows.push_back({sensor, name, values_text(entry["value"]), entry["unit"].asString(),
+                      entry["set"].asBool() ? "set" : faint("default")});
+    }
   }
   std::cout << table(rows);
   return kPassed;

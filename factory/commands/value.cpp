@@ -1,0 +1,182 @@
+// `sensorcal get` and `sensorcal set`: the stored values, one by one.
+#include <charconv>
+#include <cmath>
+#include <iostream>
+#include <memory>
+#include <optional>
+
+#include "commands/commands.h"
+#include "json_text.h"
+#include "kinds.h"
+#include "session.h"
+#include "stored_values.h"
+#include "terminal.h"
+
+namespace factory {
+namespace {
+
+constexpr int kDefaultCount = 5;
+
+struct Arguments {
+  std::string tag;
+  std::string name;
+  std::vector<std::string> values;
+  int count = kDefaultCount;
+};
+
+std::vector<const StoredValue*> values_of(int type) {
+  std::vector<const StoredValue*> out;
+  for (const StoredValue& value : stored_values()) {
+    if (value.applies(type)) out.push_back(&value);
+  }
+  return out;
+}
+
+const StoredValue& find_value(int type, const std::string& name) {
+  std::string names;
+  for (const StoredValue* value : values_of(type)) {
+    if (name == value->name) return *value;
+    names += std::string(" ") + value->name;
+  }
+  throw AppError(kUsage, tag_of(type) + " has no value " + name + "; it has" + names);
+}
+
+std::string joined(const std::vector<double>& values, bool whole) {
+  std::string out;
+  for (const double value : values) {
+    out += out.empty() ? "" : "  ";
+    out += whole ? std::to_string(static_cast<long>(value)) : number_text(json_number(static_cast<float>(value)));
+  }
+  return out;
+}
+
+Json::Value to_json(const StoredValue& value, int type, const Reading& reading) {
+  Json::Value out;
+  out["tag"] = tag_of(type);
+  out["type"] = type;
+  out["name"] = value.name;
+  out["unit"] = value.unit(type);
+  out["result"] = reading.result;
+  Json::Value& numbers = out["values"] = Json::Value(Json::arrayValue);
+  for (const double number : reading.values) {
+    numbers.append(value.whole_numbers ? Json::Value(static_cast<Json::Int64>(number))
+                                       : json_number(static_cast<float>(number)));
+  }
+  return out;
+}
+
+int get(const Options& options, const Arguments& arguments) {
+  const int type = parse_tag(arguments.tag);
+  std::vector<const StoredValue*> wanted = values_of(type);
+  if (!arguments.name.empty()) wanted = {&find_value(type, arguments.name)};
+  if (!arguments.name.empty() && wanted[0]->read == nullptr) {
+    throw AppError(kUsage, std::string(wanted[0]->name) + " can be written only");
+  }
+  Session session(options);
+  session.require_ready();
+  Json::Value out(Json::arrayValue);
+  std::vector<std::vector<std::string>> rows = {{"sensor", "value", "holds", "unit", "meaning"}};
+  bool failed = false;
+  for (const StoredValue* value : wanted) {
+    if (value->read == nullptr) continue;
+    const int count = value->count == 0 ? arguments.count : value->count;
+    const Reading reading = value->read(*session.cal().cal_api, type, count);
+    failed = failed || reading.result != 0;
+    out.append(to_json(*value, type, reading));
+    const std::string holds = reading.result == 0 ? joined(reading.values, value->whole_numbers)
+                                                  : bad("not there (result " + std::to_string(reading.result) + ")");
+    rows.push_back({tag_of(type), value->name, holds, value->unit(type), value->what});
+  }
+  std::cout << (options.json ? json_pretty(out) + "\n" : table(rows));
+  // In a list of all values one that is not there is no failure of the command.
+  return failed && !arguments.name.empty() ? kFailed : kPassed;
+}
+
+std::vector<double> parse_numbers(const StoredValue& value, const std::vector<std::string>& texts) {
+  const bool any_count = value.count == 0;
+  constexpr size_t kMost = 15;
+  if (any_count ? texts.empty() || texts.size() > kMost : texts.size() != static_cast<size_t>(value.count)) {
+    throw AppError(kUsage, std::string(value.name) + " takes " + (any_count ? "1 to 15" : std::to_string(value.count)) +
+                               " numbers, not " + std::to_string(texts.size()));
+  }
+  std::vector<double> out;
+  for (const std::string& text : texts) {
+    double number = 0;
+    const char* end = text.data() + text.size();
+    const auto parsed = std::from_chars(text.data(), end, number);
+    const bool fits = parsed.ec == std::errc() && parsed.ptr == end && std::isfinite(static_cast<float>(number));
+    const bool whole = !value.whole_numbers || (std::trunc(number) == number && std::fabs(number) <= INT32_MAX);
+    if (!fits || !whole) {
+      throw AppError(kUsage, std::string(value.name) + ": " + text + " is no " +
+                                 (value.whole_numbers ? "whole number of 32 bits" : "number"));
+    }
+    out.push_back(number);
+  }
+  return out;
+}
+
+// Whether the hub now holds what was written.
+std::optional<bool> read_back(Session& session, const StoredValue& value, int type,
+                              const std::vector<double>& written) {
+  if (value.read == nullptr) return std::nullopt;
+  const Reading reading = value.read(*session.cal().cal_api, type, static_cast<int>(written.size()));
+  if (reading.result != 0 || reading.values.size() != written.size()) return false;
+  for (size_t i = 0; i < written.size(); ++i) {
+    if (reading.values[i] != static_cast<double>(static_cast<float>(written[i]))) return false;
+  }
+  return true;
+}
+
+int set(const Options& options, const Arguments& arguments) {
+  const int type = parse_tag(arguments.tag);
+  const StoredValue& value = find_value(type, arguments.name);
+  if (value.write == nullptr) throw AppError(kUsage, std::string(value.name) + " can be read only");
+  const std::vector<double> numbers = parse_numbers(value, arguments.values);
+  Session session(options);
+  session.require_ready();
+  const int result = value.write(*session.cal().cal_api, type, numbers);
+  const std::optional<bool> holds = read_back(session, value, type, numbers);
+  const bool passed = result == 0 && holds.value_or(true);
+  if (options.json) {
+    Json::Value out = to_json(value, type, {result, numbers});
+    out["read_back"] = holds ? Json::Value(*holds) : Json::Value();
+    out["passed"] = passed;
+    std::cout << json_pretty(out) << "\n";
+  } else {
+    std::cout << tag_of(type) << " " << value.name << "  " << joined(numbers, value.whole_numbers) << " "
+              << value.unit(type) << "  "
+              << (passed        ? good(holds ? "written and read back" : "written")
+                  : result != 0 ? bad("refused, result " + std::to_string(result))
+                                : bad("NOT stored: another value was read back"))
+              << "\n";
+  }
+  return passed ? kPassed : kFailed;
+}
+
+std::string names_help() {
+  std::string out = "value:";
+  for (const StoredValue& value : stored_values()) {
+    if (out.find(std::string(" ") + value.name) == std::string::npos) out += std::string(" ") + value.name;
+  }
+  return out;
+}
+
+}  // namespace
+
+Runner set_up_get(CLI::App& app) {
+  auto arguments = std::make_shared<Arguments>();
+  app.add_option("TAG", arguments->tag, "sensor by tag or type number")->required();
+  app.add_option("NAME", arguments->name, names_help() + "; without one all of the sensor");
+  app.add_option("--count", arguments->count, "how many channels")->check(CLI::Range(1, 15))->capture_default_str();
+  return [arguments](const Options& options) { return get(options, *arguments); };
+}
+
+Runner set_up_set(CLI::App& app) {
+  auto arguments = std::make_shared<Arguments>();
+  app.add_option("TAG", arguments->tag, "sensor by tag or type number")->required();
+  app.add_option("NAME", arguments->name, names_help())->required();
+  app.add_option("VALUES", arguments->values, "numbers in the value's unit")->required();
+  return [arguments](const Options& options) { return set(options, *arguments); };
+}
+
+}  // namespace factory

@@ -1,0 +1,34 @@
+// Every value that the command API can read or write, by name: what `sensorcal get` and `sensorcal set` offer.
+#pragma once
+
+#include <SensorCalibration.h>
+
+#include <string>
+#include <vector>
+
+namespace factory {
+
+// What a read gave: the API's result and the values.
+struct Reading {
+  int result = 0;
+  std::vector<double> values;
+};
+
+struct StoredValue {
+  const char* name;
+  const char* what;  // one line
+  bool (*applies)(int type);
+  // Unit by type.
+  const char* (*unit)(int type);
+  // How many values; 0: as many as the caller asks for, 1 to 15.
+  int count;
+  // Null for a value that can only be written.
+  Reading (*read)(SensorCalibrationAPI& api, int type, int count);
+  // Null for a value that only the hub itself writes. Returns the API's result.
+  int (*write)(SensorCalibrationAPI& api, int type, const std::vector<double>& values);
+  bool whole_numbers;
+};
+
+const std::vector<StoredValue>& stored_values();
+
+}  // namespace factory
