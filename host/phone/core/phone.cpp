@@ -8,7 +8,6 @@
 
 #include "phone/core/phone_impl.h"
 #include "phone/core/replays.h"
-#include "phone/faults/hub_link_faults.h"
 #include "phone/hub/sensor_kinds.h"
 
 namespace phone {
@@ -83,6 +82,7 @@ PhoneImpl::~PhoneImpl() {
   host::remove_service(TestService::descriptor, kInstance);
   sensor_manager_->disconnect();
   stage_->close();
+  if (faulty_link_ != nullptr) faulty_link_->on_lost(nullptr);
   test_service_->disconnect();
   hub_.on_change(nullptr);
 }
@@ -123,8 +123,8 @@ void PhoneImpl::register_services() {
   if (faults_->find(FaultId::sensors_absent) == nullptr) sensor_manager_->registerAsService(kInstance);
   if (faults_->find(FaultId::hub_absent) != nullptr) return;
   if (needs_faulty_link(*faults_)) {
-    const ::android::sp<FaultyHubLink> link = new FaultyHubLink(test_service_, faults_);
-    link->registerAsService(kInstance);
+    faulty_link_ = new FaultyHubLink(test_service_, faults_);
+    faulty_link_->registerAsService(kInstance);
   } else {
     test_service_->registerAsService(kInstance);
   }
@@ -164,6 +164,7 @@ std::vector<float> PhoneImpl::truth(int sensor_type) const {
 }
 
 void PhoneImpl::on_hub_message(std::function<void(const HubExchange&)> listener) {
+  if (faulty_link_ != nullptr) faulty_link_->on_lost(listener);
   test_service_->on_exchange(std::move(listener));
 }
 

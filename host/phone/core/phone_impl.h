@@ -11,6 +11,7 @@
 #include "phone/core/phone_directory.h"
 #include "phone/faults/device_faults.h"
 #include "phone/faults/faults.h"
+#include "phone/faults/hub_link_faults.h"
 #include "phone/hub/hub.h"
 #include "phone/hub/registry.h"
 #include "phone/hub/service_faults.h"
@@ -91,6 +92,7 @@ class PhoneImpl : public Phone, private Surroundings, private RawSource {
   std::shared_ptr<Stage> stage_;
   ::android::sp<SensorManager> sensor_manager_;
   ::android::sp<TestService> test_service_;
+  ::android::sp<FaultyHubLink> faulty_link_;  // in front of it, where a fault wants one
 };
 
 }  // namespace phone

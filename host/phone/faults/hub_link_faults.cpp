@@ -1,6 +1,10 @@
 #include "phone/faults/hub_link_faults.h"
 
 #include <host/service_registry.h>
+#include <string.h>
+
+#include <algorithm>
+#include <chrono>
 
 namespace phone {
 namespace {
@@ -26,17 +30,38 @@ bool needs_faulty_link(const Faults& faults) {
   return faults.find(FaultId::hub_vanish) != nullptr || faults.find(FaultId::hub_fail) != nullptr;
 }
 
-Return<void> FaultyHubLink::send_ssc_oem_test_msg(const Message& msg, send_ssc_oem_test_msg_cb _hidl_cb) {
-  const int messages_before = messages_++;
+void FaultyHubLink::on_lost(Listener listener) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  listener_ = std::move(listener);
+}
+
+bool FaultyHubLink::loses(const Message& msg, Status* status) {
+  const std::lock_guard<std::mutex> lock(mutex_);
   const Fault* const vanish = faults_->find(FaultId::hub_vanish);
-  if (vanish != nullptr && messages_before >= static_cast<int>(vanish->amount)) {
+  if (vanish != nullptr && messages_++ >= static_cast<int>(vanish->amount)) {
     if (host::find_service(descriptor, "default") == this) host::remove_service(descriptor, "default");
-    return Status::fromStatusT(::android::DEAD_OBJECT);
+    *status = Status::fromStatusT(::android::DEAD_OBJECT);
+    return true;
   }
-  for (const Fault* fault : faults_->each(FaultId::hub_fail)) {
-    if (fault->code == msg.msg_type) return Status::fromStatusT(::android::FAILED_TRANSACTION);
+  const std::vector<const Fault*> failing = faults_->each(FaultId::hub_fail);
+  *status = Status::fromStatusT(::android::FAILED_TRANSACTION);
+  return std::any_of(failing.begin(), failing.end(), [&](const Fault* f) { return f->code == msg.msg_type; });
+}
+
+Return<void> FaultyHubLink::send_ssc_oem_test_msg(const Message& msg, send_ssc_oem_test_msg_cb _hidl_cb) {
+  Status status;
+  if (!loses(msg, &status)) return service_->send_ssc_oem_test_msg(msg, std::move(_hidl_cb));
+  HubExchange lost;
+  lost.time_ns =
+      std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::system_clock::now().time_since_epoch()).count();
+  memcpy(lost.request, &msg, sizeof lost.request);
+  Listener listener;
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    listener = listener_;
   }
-  return service_->send_ssc_oem_test_msg(msg, std::move(_hidl_cb));
+  if (listener) listener(lost);
+  return status;
 }
 
 }  // namespace phone

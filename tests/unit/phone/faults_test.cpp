@@ -100,9 +100,15 @@ TEST(Faults, OfTheTestService) {
   }
   {
     const auto phone = phone::Phone::open(options({"hub-fail:1", "hub-word:3,2,7", "hub-word:3,1,2.5"}));
+    std::vector<phone::HubExchange> heard;
+    phone->on_hub_message([&](const phone::HubExchange& exchange) { heard.push_back(exchange); });
     EXPECT_TRUE(ask_hub(1, 1).empty());
     EXPECT_EQ(ask_hub(4, 3).at(2), 7);
     EXPECT_EQ(ask_hub(4, 3).at(1), bits(2.5F));
+    ASSERT_EQ(heard.size(), 3U);
+    EXPECT_FALSE(heard[0].answered);
+    EXPECT_EQ(heard[0].request[1], 1);
+    EXPECT_TRUE(heard[1].answered);
   }
   {
     const auto phone = phone::Phone::open(options({"hub-vanish:2", "hub-slow:10"}));

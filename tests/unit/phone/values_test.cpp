@@ -286,6 +286,35 @@ TEST(Values, SarAndTimeOfFlight) {
   EXPECT_NEAR(mean(client.collect(kTof, 100000, 20), 0), 300, 2);
 }
 
+// A recording's samples are the raw values; it goes on where it stands, and then there is silence.
+TEST(Values, ARecordingInPlaceOfASensor) {
+  const Folder folder;
+  const std::string file = folder.path() + "/acc.csv";
+  std::ofstream csv(file);
+  csv << "time_s,acc_x_m/s^2,acc_y_m/s^2,acc_z_m/s^2\n";
+  for (int i = 0; i < 30; ++i) csv << i * 0.01 << "," << i << ",0.5,9.5\n";
+  csv.close();
+  phone::PhoneOptions replayed = options();
+  replayed.replays = {"Acc=" + file};
+  const auto phone = phone::Phone::open(replayed);
+  EXPECT_FALSE(phone->remarks().empty());
+  EXPECT_TRUE(phone->truth(kAcc).empty());
+  Client client;
+  ask_hub(kAcc, 0, {0, bits(0.5F), 0});
+  const std::vector<Event> first = client.collect(kAcc, 20000, 10);
+  EXPECT_EQ(first[9].timestamp - first[8].timestamp, 10000000) << "at the recording's own rate";
+  EXPECT_EQ(first[9].u.data[0], 9);
+  EXPECT_EQ(first[9].u.data[1], 0) << "less the hub's offset";
+  EXPECT_EQ(client.collect(kAcc, 20000, 20)[0].u.data[0], 10);
+  client.listener->forget();
+  client.enable(kAcc, 20000);
+  std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  EXPECT_TRUE(client.listener->events().empty());
+
+  replayed.replays = {"Flicker=" + file};
+  EXPECT_THROW(phone::Phone::open(replayed), phone::PhoneError);
+}
+
 TEST(Values, PhonesOfOneMakeDiffer) {
   std::vector<Event> readings[2];
   for (const uint64_t seed : {11U, 12U}) {
