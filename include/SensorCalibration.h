@@ -75,7 +75,8 @@ class __attribute__((visibility("default"))) SensorCalibration {
   SensorCalibration(const SensorCalibration&) = delete;
   SensorCalibration& operator=(const SensorCalibration&) = delete;
 
-  // 0 when ready, -19 when a service or the sensor list was missing.
+  // 0 when ready, -19 when the sensor manager was missing or the command API found no test service. A sensor list that
+  // could not be read shows in the records alone.
   int initCheck();
 
   // Ends the object's use for calibrations; the application calls it before it deletes the object. Returns the result
@@ -86,12 +87,14 @@ class __attribute__((visibility("default"))) SensorCalibration {
   ::android::hardware::Return<void> processEvent(::android::hardware::sensors::V1_0::Event const& e);
 
   // Runs the record's sensor as its settings and mode say and blocks until the run finishes (returns 2), `timeout_s`
-  // has passed (1; the sensor is disabled), or it cannot start or is woken early (0).
+  // has passed (1; the sensor is disabled), or it cannot start or is woken early (0; a sensor that was enabled stays
+  // so).
   int cal_wait_finish(_sensor_info* info);
 
   // Calibrates one sensor. `param` chooses the step: 4 self-test, 5 to 7 time of flight, 8 to 11 light under OLED,
   // 12 and 15 to 18 high lux, 13 and 14 panel light, -1 soft SAR calibration or golden data, others the sensor's own.
-  // Returns 0, the hub's result, or -1.
+  // Returns 0, the hub's result, -1, or 1098 when the hub's own colour run does not end. Blocks up to 5 s for most
+  // sensors, 8 s for single-channel light, 4.5 s for the hub's colour run, 20 s with the panel lit.
   int sensor_calibrate(int type, int param);
   // Calibrates one light channel (types 5 and 33171055) to a target value. Returns the hub's result, or -1.
   int sensor_calibrate(int type, int channel, float target);
@@ -114,7 +117,8 @@ class __attribute__((visibility("default"))) SensorCalibration {
   int test_is_tof_sensor();
   int test_is_pshwcali_sensor();
 
-  // The flows behind sensor_calibrate(). 0 on success; -1, or the hub's result, on failure.
+  // The flows behind sensor_calibrate(). 0 on success; -1, the hub's result, or 1098, on failure. They block as it
+  // does.
   int continue_reporting_sensor_calibrate(int type, int param);
   int onchange_reporting_sensor_calibrate(int type, int param);
   // 1 when the chip calibrated its crosstalk, 0 when it did not.

@@ -147,11 +147,11 @@ int SensorCalibration::sensor_calibrate(int type, int channel, float target) {
 double SensorCalibration::sensor_setconfig(int type, int param, float value) {
   _sensor_info& record = record_at(*this, kRecordPressure);
   if (type != sensor_type::pressure || record.present == 0) return -1.0;
-  if (cal_api == nullptr) return -1.0;
   {
     const EventHold hold(*this);
     record.reference = value;
   }
+  if (cal_api == nullptr) return -1.0;
   const int ret = continue_reporting_sensor_calibrate(sensor_type::pressure, param);
   if (ret == 0) return 0.0;
   LOGE("continue_reporting_sensor_calibrate fail ret=%d", ret);

@@ -209,10 +209,11 @@ int SensorCalibration::onchange_reporting_sensor_calibrate(int type, int param) 
   if (type != sensor_type::proximity) return 0;
   // 2. It must be there.
   _sensor_info& record = record_at(*this, kRecordProximity);
-  if (record.present == 0 || cal_api == nullptr) {
+  if (record.present == 0) {
     LOGE("%s: sensor not exist. type = %d", kName, sensor_type::proximity);
     return -1;
   }
+  if (cal_api == nullptr) return -1;
   // 3. Such chips first measure their own crosstalk.
   if (param == kCrosstalkStep && record.hw_cali != 0) {
     LOGD("first do crosstalk calibration before getting Psensor raw data!");

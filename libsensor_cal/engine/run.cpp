@@ -13,6 +13,7 @@ using ::android::frameworks::sensorservice::V1_0::Result;
 
 namespace {
 
+constexpr int32_t kRunning = 0;
 constexpr int32_t kTimedOut = 1;
 
 timespec deadline_after(int32_t seconds) {
@@ -108,8 +109,8 @@ int run_in_mode(SensorCalibration& cal, _sensor_info& record, uint8_t _sensor_in
 int SensorCalibration::cal_wait_finish(_sensor_info* info) {
   const int32_t state = arm_and_wait(*this, info);
   pthread_mutex_unlock(&cal_mutex);
-  // After a time-out a delivery may still be under way: its tail must not reach into the caller's next step.
-  if (state == kTimedOut) const EventHold leave(*this);
+  // A delivery may still be under way: its tail must not reach into the caller's next step, which reads the mean.
+  if (state != kRunning) const EventHold leave(*this);
   return state;
 }
 
