@@ -9,32 +9,54 @@
 
 #include "kinds.h"
 #include "log_tap.h"
-#include "sampler.h"
 #include "session.h"
 
 namespace factory {
+
+struct CalibrationRequest {
+  int type = 0;
+  int param = 0;
+  std::optional<double> reference_hpa;  // barometer only
+};
 
 // One value of a sample: what the run found and what fresh samples say.
 struct Axis {
   std::string name;
   double found = 0;               // mean of the run's samples
   double standard_deviation = 0;  // of the run's samples
+  std::optional<double> scale;    // the new scale, where the run finds one
   std::optional<double> fresh;    // mean of fresh samples afterwards
   double fresh_deviation = 0;
   std::optional<double> truth;
+  double limit = 0;                        // of the residual; 0: not judged
   std::optional<double> residual() const;  // fresh minus truth
 };
 
+// A light or colour run at a lit panel.
+struct Panel {
+  int level = 0;              // 13 full, 14 reduced
+  int brightness = 0;         // that the panel was left at by the run
+  int restored = -1;          // brightness put back afterwards; -1: could not be
+  std::vector<double> found;  // lux, or the channels
+  bool colour = false;
+  // Plain light at full and at a quarter of the brightness, once both levels are stored.
+  std::optional<double> plain_bright;
+  std::optional<double> plain_dim;
+};
+
 struct Calibration {
-  int type = 0;
-  int param = 0;
-  const Kind* kind = nullptr;  // null: a hub command without a run
-  int result = 0;              // what the library returned
+  CalibrationRequest request;
+  const Kind* kind = nullptr;        // null: a hub command without a run of its own
+  bool golden = false;               // the means became the golden values
+  bool in_hub = false;               // the hub ran it by itself
+  std::vector<std::string> fixture;  // what the command set, "key=value"
+  double result = 0;                 // what the library returned
   RunLog run;
   int samples = 0;
   double seconds = 0;
   std::vector<Axis> axes;
-  std::string fresh_problem;  // why there are no fresh samples
+  int fresh_samples = 0;
+  std::optional<Panel> panel;  // a run at a lit panel
   bool interrupted = false;
   bool put_back = false;  // the hub's old value was written back after an interruption
 
@@ -44,10 +66,20 @@ struct Calibration {
   std::vector<std::string> notes;    // what to know about one that passed
 };
 
-// Runs sensor_calibrate(type, param) and judges it.
-Calibration calibrate(Session& session, int type, int param);
+// Sets the fixture, runs the library's calibration and judges it.
+Calibration calibrate(Session& session, const CalibrationRequest& request);
+
+// Parts of it. Fresh samples of the sensor, against the truth or, for channels, the golden values.
+void verify(Session& session, Calibration* calibration);
+// Runs the library at a lit panel and puts the brightness back; then looks whether plain light still depends on it.
+double run_at_panel(Session& session, Calibration* calibration);
+// Fills reasons, hints, notes and `passed`.
+void judge(Session& session, Calibration* calibration);
 
 Json::Value to_json(const Calibration& calibration);
 std::string to_text(const Calibration& calibration);
+
+// A number in four significant digits.
+std::string plain(double value);
 
 }  // namespace factory

@@ -17,6 +17,8 @@ const std::vector<Command>& commands() {
        "  sensorcal get Acc\n  sensorcal get CCT_F_strm golden --count 7", set_up_get},
       {"set", "write a stored value and read it back",
        "  sensorcal set Acc offset 0.01 -0.02 0.005\n  sensorcal set Prx near 327", set_up_set},
+      {"backlight", "show or set the panel's brightness", "  sensorcal backlight\n  sensorcal backlight 2047",
+       set_up_backlight},
       {"hub", "show, log and send messages of the sensor hub",
        "  sensorcal hub state\n  sensorcal hub log hub.jsonl\n  sensorcal hub send Acc get-acc-offset", set_up_hub},
       {"reboot", "reboot the phone: what a real reboot drops is dropped", "  sensorcal reboot", set_up_reboot},

@@ -28,6 +28,9 @@ class Fixture {
  public:
   virtual ~Fixture() = default;
 
+  // The folder that stands for the phone's "/".
+  virtual std::string device_root() const = 0;
+
   // Facts about the phone, in the order in which people read them: directory, profile, seed ...
   virtual std::vector<std::pair<std::string, std::string>> facts() const = 0;
   // What an operator should know before trusting a result: gaps and unit slips of a recording ...

@@ -9,27 +9,71 @@ namespace {
 
 using namespace sensor_type;  // NOLINT(google-build-using-namespace): the table below is nothing but these names
 
-constexpr double kLuxResidual = 10;  // 5 % of the lamp's 200 lux
+constexpr double kLightResidual = 0.05;
 
 constexpr Kind kKinds[] = {
-    {accelerometer, accelerometer, 0, 3, 0, 20, 53, "m/s^2", {"x", "y", "z"}, Result::offset, 0.02},
-    {accelerometer_second, accelerometer_second, 4, 3, 0, 20, 53, "m/s^2", {"x", "y", "z"}, Result::offset, 0.02},
-    // Sampled ahead of the hub's run-time bias, which would hide an error.
-    {gyroscope, gyroscope_uncalibrated, 3, 3, 0, 20, 53, "rad/s", {"x", "y", "z"}, Result::offset, 0.00035},
-    {gyroscope_second, gyroscope_second, 7, 3, 0, 20, 53, "rad/s", {"x", "y", "z"}, Result::offset, 0.00035},
-    {pressure, pressure, 17, 1, 0, 50, 13, "hPa", {"pressure"}, Result::offset, 0.12},
-    {light, light, 9, 1, 0, 100, 10, "lux", {"light"}, Result::lux_scale, kLuxResidual},
-    {lux_f, lux_f, 10, 1, 0, 100, 10, "lux", {"light"}, Result::lux_scale, kLuxResidual},
-    {lux_b, lux_b, 11, 1, 0, 100, 10, "lux", {"light"}, Result::lux_scale, kLuxResidual},
-    {lux_b_stream, lux_b_stream, 11, 1, 0, 100, 10, "lux", {"light"}, Result::lux_scale, kLuxResidual},
-    {lux_sec, lux_sec, 14, 1, 0, 100, 10, "lux", {"light"}, Result::lux_scale, kLuxResidual},
-    {lux_sec_stream, lux_sec_stream, 14, 1, 0, 100, 10, "lux", {"light"}, Result::lux_scale, kLuxResidual},
-    {lux_pri2, lux_pri2, 15, 1, 0, 100, 10, "lux", {"light"}, Result::lux_scale, kLuxResidual},
-    {lux_pri2_stream, lux_pri2_stream, 15, 1, 0, 100, 10, "lux", {"light"}, Result::lux_scale, kLuxResidual},
-    {cct_f_stream, cct_f_stream, 12, 5, 2, 100, 10, "counts", {"c1", "c2", "c3", "c4", "c5"}, Result::channel_scale, 0},
-    {cct_b_stream, cct_b_stream, 13, 5, 2, 100, 10, "counts", {"c1", "c2", "c3", "c4", "c5"}, Result::channel_scale, 0},
-    {light_stream, light_stream, 9, 5, 1, 100, 10, "counts", {"c1", "c2", "c3", "c4", "c5"}, Result::channel_scale, 0},
-    {proximity, proximity_stream, 8, 1, 0, 100, 20, "counts", {"reflection"}, Result::proximity, 0},
+    {accelerometer, accelerometer, 0, 3, 0, 20, 53, "m/s^2", {"x", "y", "z"}, Result::offset, 0.02, false},
+    {accelerometer_second,
+     accelerometer_second,
+     4,
+     3,
+     0,
+     20,
+     53,
+     "m/s^2",
+     {"x", "y", "z"},
+     Result::offset,
+     0.02,
+     false},
+    // Verified ahead of the hub's run-time bias, which would hide an error.
+    {gyroscope, gyroscope_uncalibrated, 3, 3, 0, 20, 53, "rad/s", {"x", "y", "z"}, Result::offset, 0.00035, false},
+    {gyroscope_second, gyroscope_second, 7, 3, 0, 20, 53, "rad/s", {"x", "y", "z"}, Result::offset, 0.00035, false},
+    {pressure, pressure, 17, 1, 0, 50, 13, "hPa", {"pressure"}, Result::offset, 0.12, false},
+    {light, light, 9, 1, 0, 100, 10, "lux", {"light"}, Result::lux_scale, kLightResidual, true},
+    {lux_f, lux_f, 10, 1, 0, 100, 10, "lux", {"light"}, Result::lux_scale, kLightResidual, true},
+    {lux_b, lux_b, 11, 1, 0, 100, 10, "lux", {"light"}, Result::lux_scale, kLightResidual, true},
+    {lux_b_stream, lux_b_stream, 11, 1, 0, 100, 10, "lux", {"light"}, Result::lux_scale, kLightResidual, true},
+    {lux_sec, lux_sec, 14, 1, 0, 100, 10, "lux", {"light"}, Result::lux_scale, kLightResidual, true},
+    {lux_sec_stream, lux_sec_stream, 14, 1, 0, 100, 10, "lux", {"light"}, Result::lux_scale, kLightResidual, true},
+    {lux_pri2, lux_pri2, 15, 1, 0, 100, 10, "lux", {"light"}, Result::lux_scale, kLightResidual, true},
+    {lux_pri2_stream, lux_pri2_stream, 15, 1, 0, 100, 10, "lux", {"light"}, Result::lux_scale, kLightResidual, true},
+    {cct_f_stream,
+     cct_f_stream,
+     12,
+     5,
+     2,
+     100,
+     10,
+     "counts",
+     {"c1", "c2", "c3", "c4", "c5", "c6", "c7"},
+     Result::channel_scale,
+     kLightResidual,
+     true},
+    {cct_b_stream,
+     cct_b_stream,
+     13,
+     5,
+     2,
+     100,
+     10,
+     "counts",
+     {"c1", "c2", "c3", "c4", "c5", "c6", "c7"},
+     Result::channel_scale,
+     kLightResidual,
+     true},
+    {light_stream,
+     light_stream,
+     9,
+     5,
+     1,
+     100,
+     10,
+     "counts",
+     {"c1", "c2", "c3", "c4", "c5", "c6", "c7"},
+     Result::channel_scale,
+     kLightResidual,
+     true},
+    {proximity, proximity, 8, 1, 0, 100, 20, "counts", {"reflection"}, Result::proximity, 0, false},
 };
 
 // Which record each listed sensor type is bound to.
@@ -64,14 +108,20 @@ bool same_letters(const std::string& a, const std::string& b) {
   return true;
 }
 
+// These parameters mean a command to the hub, or a run at a lit panel, whatever the sensor.
+bool is_hub_command(int param) { return param >= 4 && param <= 18; }
+
 }  // namespace
 
-const Kind* find_kind(int type) {
+const Kind* find_kind(int type, int param) {
+  if (is_hub_command(param)) return nullptr;
   for (const Kind& kind : kKinds) {
     if (kind.type == type) return &kind;
   }
   return nullptr;
 }
+
+bool is_panel_run(int param) { return param == 13 || param == 14; }
 
 const _sensor_info& record_of(const SensorCalibration& cal, const Kind& kind) {
   constexpr int kMotion = 8;

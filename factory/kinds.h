@@ -11,26 +11,30 @@ namespace factory {
 enum class Result {
   offset,         // means become the new offset
   lux_scale,      // 200 lux over the mean becomes the new scale
-  channel_scale,  // golden over mean becomes the new channel scale
+  channel_scale,  // golden over mean becomes the new channel scale; with --golden the means become golden
   proximity,      // thresholds and crosstalk
 };
 
 struct Kind {
-  int type;          // what is asked for
-  int sampled_type;  // whose events the run takes
-  int record;        // of the 18 records, the two arrays taken as one
-  int values;        // per sample
-  int first_word;    // event word of the first value
+  int type;           // what is asked for
+  int verified_type;  // whose fresh samples must agree with the truth afterwards
+  int record;         // of the 18 records, the two arrays taken as one
+  int values;         // per sample
+  int first_word;     // event word of the first value
   int period_ms;
   int events;  // of a run without restart: settling and samples
   const char* unit;
-  const char* axes[5];
+  const char* axes[7];
   Result result;
-  double residual_limit;  // in `unit`; 0: not judged
+  double residual_limit;  // in `unit`, or a fraction of the truth
+  bool limit_is_relative;
 };
 
-// Null for a type without a run of its own.
-const Kind* find_kind(int type);
+// Null for a type, or a step of it, without a run of its own.
+const Kind* find_kind(int type, int param);
+
+// Whether the step measures the panel's own light: 13 at full brightness, 14 at a reduced one.
+bool is_panel_run(int param);
 
 const _sensor_info& record_of(const SensorCalibration& cal, const Kind& kind);
 

@@ -32,6 +32,7 @@ void add_common_options(CLI::App& app, Options* options) {
       ->allow_extra_args(false);
   app.add_option("--log", options->log, "writes the log lines to a file, as logcat's threadtime form");
   app.add_option("--hub-log", options->hub_log, "writes the hub messages to a file, one JSON object a line");
+  app.add_option("--max-equal", options->max_equal, "lux above which the panel's two levels must differ (property)");
   app.add_flag("--json", options->json, "prints JSON instead of text");
 }
 

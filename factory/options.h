@@ -34,6 +34,7 @@ struct Options {
   std::vector<std::string> fault;   // NAME[:ARGUMENTS]
   std::string log;                  // file of the log lines
   std::string hub_log;              // file of the hub messages
+  std::string max_equal;            // lux above which both panel levels must differ
   bool json = false;
 };
 

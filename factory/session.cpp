@@ -1,7 +1,9 @@
 #include "session.h"
 
+#include <cutils/properties.h>
 #include <errno.h>
 #include <signal.h>
+#include <stdlib.h>
 #include <string.h>
 #include <unistd.h>
 
@@ -27,6 +29,16 @@ sigset_t watched_signals() {
   return set;
 }
 
+void set_max_equal(const std::string& lux) {
+  char* end = nullptr;
+  const double value = strtod(lux.c_str(), &end);
+  if (*end != '\0' || !(value >= 0 && value <= 1e6))
+    throw AppError(kUsage, "--max-equal " + lux + ": give a number of lux");
+  if (property_set("sys.backlight.max_equal_spec", lux.c_str()) != 0) {
+    throw AppError(kUnreachable, "--max-equal " + lux + ": the property cannot be set");
+  }
+}
+
 // Ctrl-C and its kin go to the watcher alone: no thread that is started from here on takes them.
 const Options& block_interrupts(const Options& options) {
   const sigset_t set = watched_signals();
@@ -49,6 +61,10 @@ Session::Session(const Options& options)
     const std::string problem = fixture_->set_world(setting.substr(0, equals), setting.substr(equals + 1));
     if (!problem.empty()) throw AppError(kUsage, "--world " + setting + ": " + problem);
   }
+  if (!options_.max_equal.empty()) set_max_equal(options_.max_equal);
+  // A process on the phone stands in "/": relative paths of the library are meant from there.
+  const std::string root = fixture_->device_root();
+  if (chdir(root.c_str()) != 0) throw AppError(kUnreachable, root + ": " + strerror(errno));
   cal_ = std::make_unique<SensorCalibration>();
   watcher_ = std::thread([this] { watch_interrupts(); });
 }

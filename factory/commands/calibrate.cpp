@@ -1,6 +1,7 @@
 // `sensorcal calibrate`
 #include <iostream>
 #include <memory>
+#include <optional>
 
 #include "calibration.h"
 #include "commands/commands.h"
@@ -15,6 +16,8 @@ namespace {
 struct Arguments {
   std::vector<std::string> tags;
   int param = 0;
+  bool golden = false;
+  std::optional<double> reference_hpa;
 };
 
 Json::Value summary(Session& session, const std::vector<Calibration>& done, bool passed) {
@@ -31,6 +34,8 @@ Json::Value summary(Session& session, const std::vector<Calibration>& done, bool
 }
 
 int run(const Options& options, const Arguments& arguments) {
+  constexpr int kGoldenParam = -1;
+  const int param = arguments.golden ? kGoldenParam : arguments.param;
   std::vector<int> types;
   for (const std::string& tag : arguments.tags) types.push_back(parse_tag(tag));
   Session session(options);
@@ -42,9 +47,10 @@ int run(const Options& options, const Arguments& arguments) {
   bool passed = true;
   for (const int type : types) {
     {
-      const Kind* kind = find_kind(type);
+      const Kind* kind = find_kind(type, param);
       const Progress progress(tag_of(type), session.log(), kind == nullptr ? 0 : kind->events, !options.json);
-      done.push_back(calibrate(session, type, arguments.param));
+      done.push_back(
+          calibrate(session, {type, param, type == sensor_type::pressure ? arguments.reference_hpa : std::nullopt}));
     }
     passed = passed && done.back().passed;
     if (!options.json) std::cout << to_text(done.back()) << std::flush;
@@ -61,6 +67,9 @@ Runner set_up_calibrate(CLI::App& app) {
   app.add_option("TAG", arguments->tags, "sensors by tag (Acc, Gyr, ...) or type number, in this order")->required();
   app.add_option("--param", arguments->param, "step of the calibration, as the library takes it")
       ->capture_default_str();
+  app.add_flag("--golden", arguments->golden, "collect golden channel values on a golden phone (streams)")
+      ->excludes("--param");
+  app.add_option("--reference", arguments->reference_hpa, "pressure of the reference barometer, hPa (Bar)");
   return [arguments](const Options& options) { return run(options, *arguments); };
 }
 

@@ -14,6 +14,7 @@ Runner set_up_sensors(CLI::App& app);
 Runner set_up_calibrate(CLI::App& app);
 Runner set_up_get(CLI::App& app);
 Runner set_up_set(CLI::App& app);
+Runner set_up_backlight(CLI::App& app);
 Runner set_up_hub(CLI::App& app);
 Runner set_up_reboot(CLI::App& app);
 Runner set_up_factory_reset(CLI::App& app);

@@ -32,6 +32,7 @@ class HostFixture : public Fixture {
  public:
   explicit HostFixture(std::unique_ptr<phone::Phone> phone) : phone_(std::move(phone)) {}
 
+  std::string device_root() const override { return phone_->directory(); }
   std::vector<std::pair<std::string, std::string>> facts() const override {
     return {
         {"phone", phone_->directory()}, {"profile", phone_->profile_name()}, {"seed", std::to_string(phone_->seed())}};

@@ -74,10 +74,12 @@ PhoneImpl::PhoneImpl(const PhoneOptions& options)
   set_service_faults(*faults_, &service_faults_);
   stage_ = std::make_shared<Stage>(options.speed, faults_, folder_.profile(), make_sensors(options));
   register_services();
+  host::on_device_path([this] { panel_.settle(); });
 }
 
 // First nobody can come in any more, then everybody leaves.
 PhoneImpl::~PhoneImpl() {
+  host::on_device_path(nullptr);
   host::remove_service(SensorManager::descriptor, kInstance);
   host::remove_service(TestService::descriptor, kInstance);
   sensor_manager_->disconnect();

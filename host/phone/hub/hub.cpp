@@ -10,6 +10,7 @@ namespace phone {
 namespace {
 
 constexpr int32_t kUnknown = -1;
+constexpr double kLevelRounding = 0.5;  // levels are whole lux or counts
 
 // How a lux level reads through today's scale. A scale that scales nothing leaves it as it was stored.
 double at_scale(const LuxLevel& level, float scale) {
@@ -191,7 +192,7 @@ float Hub::panel_lux(int sensor_type, int brightness) const {
   const float scale = light.scale.value_or(1);
   const PanelPoint high_point{static_cast<double>(high->brightness), at_scale(*high, scale)};
   const PanelPoint low_point{static_cast<double>(low->brightness), at_scale(*low, scale)};
-  return static_cast<float>(panel_curve(high_point, low_point).at(brightness));
+  return static_cast<float>(panel_curve(high_point, low_point, kLevelRounding * scale).at(brightness));
 }
 
 std::array<float, 4> Hub::panel_channels(int sensor_type, int brightness) const {
@@ -202,7 +203,7 @@ std::array<float, 4> Hub::panel_channels(int sensor_type, int brightness) const 
   for (size_t i = 0; i < out.size(); ++i) {
     const PanelPoint high_point{static_cast<double>(high->brightness), static_cast<double>(high->channels[i])};
     const PanelPoint low_point{static_cast<double>(low->brightness), static_cast<double>(low->channels[i])};
-    out[i] = static_cast<float>(panel_curve(high_point, low_point).at(brightness));
+    out[i] = static_cast<float>(panel_curve(high_point, low_point, kLevelRounding).at(brightness));
   }
   return out;
 }

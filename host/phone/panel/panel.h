@@ -13,7 +13,8 @@ class Panel {
 
   // Makes the nodes that are missing.
   void lay_out() const;
-  // The node as sysfs would show it after what was written into the plain file, and ready for the next write.
+  // The node as sysfs would show it after what was written into the plain file, and ready for the next write. Called
+  // whenever somebody is about to open a file of the device.
   void settle() const;
   // As at power-on.
   void reset() const;

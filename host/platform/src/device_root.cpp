@@ -2,6 +2,8 @@
 
 #include <stdlib.h>
 
+#include <utility>
+
 namespace {
 
 std::string& root() {
@@ -12,6 +14,11 @@ std::string& root() {
   return *folder;
 }
 
+std::function<void()>& before_open_hook() {
+  static auto* const hook = new std::function<void()>;
+  return *hook;
+}
+
 }  // namespace
 
 namespace host {
@@ -20,6 +27,11 @@ void set_device_root(const std::string& folder) { root() = folder; }
 
 std::string device_root() { return root(); }
 
+void on_device_path(std::function<void()> before_open) { before_open_hook() = std::move(before_open); }
+
 }  // namespace host
 
-std::string device_path(const char* path) { return path[0] == '/' ? root() + path : std::string(path); }
+std::string device_path(const char* path) {
+  if (before_open_hook()) before_open_hook()();
+  return path[0] == '/' ? root() + path : std::string(path);
+}

@@ -59,16 +59,36 @@ TEST_F(HubTest, CountsWhatRestartsTheGyroscopeBias) {
 TEST_F(HubTest, PanelCurveRunsThroughBothLevels) {
   ask(5, 26, {13, 4095, 35});
   EXPECT_EQ(hub.panel_lux(5, 4095), 0) << "one level is no curve";
-  ask(5, 26, {14, 2047, 8});
+  ask(5, 26, {14, 2047, 12});
   EXPECT_NEAR(hub.panel_lux(5, 4095), 35, 1e-4);
-  EXPECT_NEAR(hub.panel_lux(33171007, 2047), 8, 1e-4);
+  EXPECT_NEAR(hub.panel_lux(33171007, 2047), 12, 1e-4);
   // Halfway down again the same ratio applies: a power law, not a straight line.
-  EXPECT_NEAR(hub.panel_lux(5, 1023), 8 * 8.0 / 35, 0.01);
+  EXPECT_NEAR(hub.panel_lux(5, 1023), 12 * 12.0 / 35, 0.01);
   EXPECT_EQ(hub.panel_lux(5, 0), 0);
   EXPECT_EQ(hub.panel_lux(33171080, 4095), 0);
 
   ask(5, 9, {F(2)});
   EXPECT_NEAR(hub.panel_lux(5, 4095), 70, 1e-3) << "levels follow a scale that was calibrated after them";
+}
+
+// Levels are whole lux: a usual gamma that explains both within their rounding is nearer to the panel than the curve
+// through the rounded points.
+TEST(HubPanelCurve, UsualPanelsAreRecognisedThroughTheRounding) {
+  struct {
+    double lux, gamma;
+    int32_t low_brightness;
+  } const panels[] = {{24.55, 1, 3072}, {18.4, 1, 3072}, {34.2, 2.2, 2047}, {38.6, 2.2, 2047}};
+  for (const auto& panel : panels) {
+    const auto truth = [&](int brightness) { return panel.lux * std::pow(brightness / 4095.0, panel.gamma); };
+    FakeRaw raw;
+    Hub hub(&raw, {});
+    hub.handle(record(5, 26, {13, 4095, static_cast<int32_t>(truth(4095) + 0.5)}), nullptr);
+    hub.handle(record(5, 26, {14, panel.low_brightness, static_cast<int32_t>(truth(panel.low_brightness) + 0.5)}),
+               nullptr);
+    for (const int brightness : {4095, 2047, 1023, 400}) {
+      EXPECT_NEAR(hub.panel_lux(5, brightness), truth(brightness), 0.5) << panel.lux << " at " << brightness;
+    }
+  }
 }
 
 TEST(HubPanelCurve, LevelsThatNoPanelGivesFallBackToTheHighOne) {
@@ -82,7 +102,7 @@ TEST(HubPanelCurve, LevelsThatNoPanelGivesFallBackToTheHighOne) {
       {4000, 20, 3990, 1, 10},   // a cliff
       {4000, 20, 4000, 15, 10},  // one brightness twice
       {4000, 20, -3, 15, 10},   {4000, 0, 3000, 15, 0},   {0, 20, 3000, 15, 0},
-      {4000, -7, 3000, 15, 0},  {4000, 20, 2000, 10, 10}, {4000, 16, 1000, 1, 4},
+      {4000, -7, 3000, 15, 0},  {4000, 20, 2000, 10, 10}, {4000, 64, 1000, 4, 16},
   };
   for (const auto& row : cases) {
     FakeRaw raw;
@@ -101,10 +121,10 @@ TEST_F(HubTest, ALowLevelForType5CompletesTheChipWhoseHighLevelCameLast) {
   EXPECT_EQ(hub.panel_lux(5, 2000), 0);
 
   // Colour levels have a last one of their own; every channel has its curve.
-  ask(5, 27, {F(13), F(4000), F(8), F(0), F(40), F(NAN)});
-  ask(5, 27, {F(14), F(2000), F(2), F(5), F(20), F(1)});
-  EXPECT_THAT(hub.panel_channels(5, 1000), testing::Pointwise(testing::FloatNear(1e-4F), {0.5F, 0.0F, 10.0F, 0.0F}));
-  EXPECT_NEAR(hub.panel_channels(33171007, 2000)[0], 2, 1e-5);
+  ask(5, 27, {F(13), F(4000), F(80), F(0), F(40), F(NAN)});
+  ask(5, 27, {F(14), F(2000), F(20), F(5), F(20), F(1)});
+  EXPECT_THAT(hub.panel_channels(5, 1000), testing::Pointwise(testing::FloatNear(1e-4F), {5.0F, 0.0F, 10.0F, 0.0F}));
+  EXPECT_NEAR(hub.panel_channels(33171007, 2000)[0], 20, 1e-4);
 }
 
 struct ColourRunTest : testing::Test {

@@ -1,6 +1,7 @@
 // Where the device's absolute paths lie on this host. Host only.
 #pragma once
 
+#include <functional>
 #include <string>
 
 namespace host {
@@ -11,6 +12,10 @@ namespace host {
 void set_device_root(const std::string& folder);
 
 std::string device_root();
+
+// Called on the asking thread before every answer of device_path(): a simulated phone brings its device nodes up to
+// date there, since the caller is about to open one. Empty: nobody. Not to be changed while other threads open files.
+void on_device_path(std::function<void()> before_open);
 
 }  // namespace host
 

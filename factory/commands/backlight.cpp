@@ -1,0 +1,46 @@
+// `sensorcal backlight`: the panel's brightness.
+#include <iostream>
+#include <memory>
+#include <optional>
+
+#include "commands/commands.h"
+#include "json_text.h"
+#include "panel.h"
+#include "session.h"
+
+namespace factory {
+namespace {
+
+int run(const Options& options, std::optional<int> level) {
+  Session session(options);
+  if (level && !set_panel_brightness(session, *level)) {
+    const int now = panel_brightness(session);
+    throw AppError(now < 0 ? kUnreachable : kFailed,
+                   "the panel did not take brightness " + std::to_string(*level) +
+                       (now < 0 ? ": its node cannot be read" : "; it shows " + std::to_string(now)) +
+                       (*level < 0 || *level > 8191 ? " (0 to 8191 can be set)" : ""));
+  }
+  const int brightness = panel_brightness(session);
+  const int maximum = panel_maximum(session);
+  if (brightness < 0) throw AppError(kUnreachable, "the panel's brightness node cannot be read");
+  if (options.json) {
+    Json::Value out;
+    out["brightness"] = brightness;
+    out["maximum"] = maximum < 0 ? Json::Value() : Json::Value(maximum);
+    std::cout << json_pretty(out) << "\n";
+  } else {
+    std::cout << "brightness " << brightness << " of " << (maximum < 0 ? "an unknown maximum" : std::to_string(maximum))
+              << "\n";
+  }
+  return kPassed;
+}
+
+}  // namespace
+
+Runner set_up_backlight(CLI::App& app) {
+  auto level = std::make_shared<std::optional<int>>();
+  app.add_option("LEVEL", *level, "brightness to set, 0 to 8191");
+  return [level](const Options& options) { return run(options, *level); };
+}
+
+}  // namespace factory

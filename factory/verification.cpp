@@ -1,0 +1,249 @@
+// Fresh samples after a calibration, held against the truth; and the verdict.
+#include <algorithm>
+#include <cmath>
+
+#include "calibration.h"
+#include "sampler.h"
+
+namespace factory {
+namespace {
+
+using ::android::hardware::sensors::V1_0::SensorInfo;
+
+constexpr int kFreshSkip = 3;
+constexpr int kFreshMotion = 50;
+constexpr int kFreshOthers = 10;
+constexpr int kThresholdStep = 2;
+
+// A run whose samples scatter more than this was not at rest, though the library's own limits let it pass.
+struct RestLimit {
+  const char* unit;
+  double deviation;
+};
+constexpr RestLimit kRestLimits[] = {{"m/s^2", 0.2}, {"rad/s", 0.02}, {"hPa", 0.2}};
+
+std::string axis_name(const Kind* kind, int axis) {
+  return kind != nullptr && axis >= 0 && axis < kind->values ? kind->axes[axis] : "axis " + std::to_string(axis);
+}
+
+std::string times(size_t count) { return count == 1 ? "once" : std::to_string(count) + " times"; }
+
+// The restart in words: "y: mean 6.57 m/s^2 is above the limit of 2 m/s^2".
+std::string describe(const Restart& restart, const Kind* kind) {
+  const std::string axis = axis_name(kind, restart.axis);
+  const std::string unit = kind == nullptr ? "" : kind->unit;
+  switch (restart.cause) {
+    case Restart::Cause::variance:
+      return axis + ": variance " + plain(restart.value) + " (" + unit + ")^2 is above the limit of " +
+             plain(restart.limit) + " (" + unit + ")^2";
+    case Restart::Cause::zero_variance:
+      return axis + ": all samples were equal (variance 0)";
+    case Restart::Cause::bias:
+      return axis + ": mean " + plain(restart.value) + " " + unit + " is above the limit of " + plain(restart.limit) +
+             " " + unit;
+  }
+  return axis;
+}
+
+const char* hint_for(Restart::Cause cause) {
+  switch (cause) {
+    case Restart::Cause::variance:
+      return "the phone moves or the source flickers: set it down still and try again";
+    case Restart::Cause::zero_variance:
+      return "the sensor repeats one value: it is stuck, or its driver does not update it";
+    case Restart::Cause::bias:
+      return "the phone does not lie as it should (flat for an accelerometer, still for a gyroscope, right lamp or "
+             "target), or the sensor is out of range";
+  }
+  return "";
+}
+
+// Where a line of the library says what is wrong, what a person can do about it.
+struct LineHint {
+  const char* part;
+  const char* hint;
+};
+constexpr LineHint kLineHints[] = {
+    {"lightsensor_calibrate getLuxScale fail",
+     "the hub holds no golden values for this sensor: collect them on a golden phone with --golden, then write them "
+     "here "
+     "with `sensorcal set TAG golden ...`"},
+    {"invalid coefficient", "the lamp is off, or the sensor is covered: it must see 200 lux"},
+    {"not in resonable arrange",
+     "a channel sees far too much or too little light: check the lamp and the golden values"},
+    {"offset_near invalid", "the target is missing, too far, or the crosstalk is too high: put it at 3 cm"},
+    {"failed when set offset to hub", "the hub refused the value: look at its log"},
+    {"open json file fail", "the light sensor's file is missing or cannot be read"},
+    {"Json file is null", "the light sensor's file has no \"als\" section"},
+    {"save delta failed", "the persist partition cannot be written"},
+};
+
+std::string telling_line(const RunLog& run) {
+  // The dispatch repeats a failure without saying more.
+  for (auto line = run.errors.rbegin(); line != run.errors.rend(); ++line) {
+    if (line->find("reporting_sensor_calibrate fail ret") == std::string::npos)
+      return line->substr(0, line->find('\n'));
+  }
+  return "";
+}
+
+// Why the library returned a failure, from what it logged.
+void explain(Session& session, Calibration* c) {
+  const RunLog& run = c->run;
+  const bool bound = c->kind == nullptr || record_of(session.cal(), *c->kind).present != 0;
+  if (c->interrupted) {
+    c->reasons.emplace_back("interrupted");
+  } else if (!bound && !c->in_hub) {
+    c->reasons.push_back("the phone lists no sensor that this calibration could sample");
+    c->hints.emplace_back("look at `sensorcal sensors`");
+  } else if (run.no_queue) {
+    c->reasons.emplace_back("the sensor service gave no event queue");
+  } else if (run.enable_failed) {
+    c->reasons.emplace_back("the sensor could not be enabled");
+  } else if (run.timed_out && run.events == 0) {
+    c->reasons.emplace_back("no event came from the sensor until the time was over");
+    c->hints.emplace_back("the sensor is silent: look at its connection and its driver");
+  } else if (run.timed_out && !run.restarts.empty()) {
+    const Restart& last = run.restarts.back();
+    c->reasons.push_back("no window of samples passed until the time was over; the run restarted " +
+                         times(run.restarts.size()) + ", last " + describe(last, c->kind));
+    c->hints.emplace_back(hint_for(last.cause));
+  } else if (run.timed_out) {
+    c->reasons.push_back("only " + std::to_string(run.events) + " events came until the time was over");
+    c->hints.emplace_back("the sensor is slow, or fell silent in the middle");
+  } else if (c->in_hub) {
+    c->reasons.push_back(c->result == 1098 ? "the hub's own colour run did not end in 4.5 s"
+                                           : "the hub's own colour run ended with error " + plain(c->result));
+  } else if (const std::string line = telling_line(run); !line.empty()) {
+    c->reasons.push_back("the library says: " + line);
+    for (const LineHint& row : kLineHints) {
+      if (line.find(row.part) != std::string::npos) c->hints.emplace_back(row.hint);
+    }
+  } else {
+    c->reasons.push_back("the hub answered " + plain(c->result));
+  }
+}
+
+// The sensor whose fresh samples are looked at: the one asked for, or the one that its record is bound to.
+const SensorInfo* verified_sensor(Session& session, const Kind& kind) {
+  const SensorInfo* sensor = session.sensor(kind.verified_type);
+  if (sensor != nullptr) return sensor;
+  const _sensor_info& record = record_of(session.cal(), kind);
+  return record.present != 0 ? &record.info : nullptr;
+}
+
+FreshSamples fresh_samples(Session& session, const Kind& kind, const SensorInfo& sensor) {
+  SampleRequest request;
+  request.handle = sensor.sensorHandle;
+  request.type = static_cast<int>(sensor.type);
+  request.values = kind.values;
+  request.first_word = kind.first_word;
+  request.period_ms = kind.period_ms;
+  request.skip = kFreshSkip;
+  request.count = kind.result == Result::offset ? kFreshMotion : kFreshOthers;
+  return take_samples(session.cal().sensor_manager, request, session.interrupted());
+}
+
+// What the sensor should report: channels their golden values, the barometer its reference, every other the truth.
+std::vector<float> expected(Session& session, const Calibration& c, int sensor_type) {
+  if (c.request.reference_hpa) return {static_cast<float>(*c.request.reference_hpa)};
+  if (c.kind->result != Result::channel_scale) return session.fixture().truth(sensor_type);
+  std::vector<float> golden(static_cast<size_t>(c.kind->values));
+  if (session.cal().cal_api->getLuxChannelRawGolden_api(c.request.type, golden.data(), c.kind->values) < 0)
+    golden.clear();
+  return golden;
+}
+
+// The type-8 sensor says near with a target and far without it.
+bool reports_near(Session& session, const SensorInfo& sensor, bool* answered) {
+  SampleRequest request;
+  request.handle = sensor.sensorHandle;
+  request.type = static_cast<int>(sensor.type);
+  request.period_ms = 100;
+  request.skip = 0;
+  request.count = 1;  // it reports its state when enabled, and then changes only
+  request.timeout_s = 2;
+  const FreshSamples state = take_samples(session.cal().sensor_manager, request, session.interrupted());
+  *answered = state.problem.empty();
+  return *answered && state.values[0].mean() < static_cast<double>(sensor.maxRange) / 2;
+}
+
+void verify_proximity(Session& session, Calibration* c) {
+  if (c->request.param != kThresholdStep) return;
+  const SensorInfo* sensor = session.sensor(sensor_type::proximity);
+  const std::string target = session.fixture().world()["target"];
+  if (sensor == nullptr || target.empty()) return;
+  const std::pair<const char*, bool> kStates[] = {{"3", true}, {"none", false}};
+  for (const auto& [distance, near] : kStates) {
+    if (!session.fixture().set_world("target", distance).empty()) return;
+    bool answered = false;
+    const bool seen = reports_near(session, *sensor, &answered);
+    const std::string where = near ? "with the target at 3 cm" : "without a target";
+    if (!answered) {
+      c->notes.push_back("not verified: the proximity sensor did not report " + where);
+    } else if (seen != near) {
+      c->reasons.push_back("the proximity sensor says " + std::string(seen ? "near " : "far ") + where);
+      c->hints.emplace_back("the thresholds do not fit: repeat step 0 without a target, then step 2 with it at 3 cm");
+    }
+  }
+  session.fixture().set_world("target", target);
+}
+
+void judge_axis(const Kind& kind, const Axis& axis, int fresh_count, Calibration* c) {
+  if (!std::isfinite(axis.found) || (axis.scale && !std::isfinite(*axis.scale))) {
+    c->reasons.push_back(axis.name + ": the value found is not a number");
+    c->hints.emplace_back("the sensor delivers values that are no numbers");
+  }
+  const std::optional<double> residual = axis.residual();
+  // Written so that not-a-number never passes.
+  if (residual && axis.limit > 0 && !(std::fabs(*residual) <= axis.limit)) {
+    const double error = axis.fresh_deviation / std::sqrt(std::max(1, fresh_count));
+    c->reasons.push_back(axis.name + ": fresh samples are off by " + plain(*residual) + " +/- " + plain(error) + " " +
+                         kind.unit + ", limit " + plain(axis.limit) + " " + kind.unit);
+    c->hints.emplace_back("the phone, the lamp or the target moved during the run: set it up again and repeat");
+  }
+  for (const RestLimit& limit : kRestLimits) {
+    if (std::string(kind.unit) == limit.unit && axis.standard_deviation > limit.deviation) {
+      c->notes.push_back(axis.name + ": the samples scatter by " + plain(axis.standard_deviation) + " " + kind.unit +
+                         ", far more than a sensor at rest (" + plain(limit.deviation) +
+                         "): the phone was moving, do not trust this offset");
+    }
+  }
+}
+
+}  // namespace
+
+void verify(Session& session, Calibration* c) {
+  const Kind& kind = *c->kind;
+  if (kind.result == Result::proximity) return verify_proximity(session, c);
+  const SensorInfo* sensor = verified_sensor(session, kind);
+  if (sensor == nullptr || c->golden) return;
+  const FreshSamples fresh = fresh_samples(session, kind, *sensor);
+  if (!fresh.problem.empty()) {
+    c->notes.push_back("no residual: " + fresh.problem);
+    return;
+  }
+  c->fresh_samples = fresh.taken;
+  const std::vector<float> truth = expected(session, *c, static_cast<int>(sensor->type));
+  for (size_t i = 0; i < c->axes.size() && i < fresh.values.size(); ++i) {
+    Axis& axis = c->axes[i];
+    axis.fresh = fresh.values[i].mean();
+    axis.fresh_deviation = fresh.values[i].standard_deviation();
+    if (i < truth.size()) axis.truth = static_cast<double>(truth[i]) + 0.0;  // no -0
+    axis.limit = kind.limit_is_relative ? kind.residual_limit * std::fabs(axis.truth.value_or(0)) : kind.residual_limit;
+  }
+  if (truth.empty()) c->notes.emplace_back("no residual: the truth is not known under a recording");
+}
+
+void judge(Session& session, Calibration* c) {
+  if (c->result != 0 || c->interrupted) {
+    explain(session, c);
+  } else if (c->kind != nullptr) {
+    for (const Axis& axis : c->axes) judge_axis(*c->kind, axis, c->fresh_samples, c);
+  }
+  std::sort(c->hints.begin(), c->hints.end());
+  c->hints.erase(std::unique(c->hints.begin(), c->hints.end()), c->hints.end());
+  c->passed = c->reasons.empty();
+}
+
+}  // namespace factory
