@@ -1,0 +1,97 @@
+// A phone, the library's calibration object on it, and everything that both of them say.
+#pragma once
+
+#include <SensorCalibration.h>
+#include <SensorType.h>
+#include <log_capture.h>
+
+#include <future>
+#include <memory>
+#include <mutex>
+#include <regex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "open_phone.h"
+
+namespace scenario {
+
+using phone_test::bits;
+using phone_test::Client;
+using phone_test::Folder;
+using phone_test::options;
+using test::Lines;
+
+// The inertial sensors, as the factory calibrates them.
+struct Inertial {
+  int type;
+  int event_type;  // of the events that a run takes
+  int set_code;
+  int get_code;
+  double residual;  // largest difference of fresh samples to the truth, per axis
+  double gravity;   // on z at rest
+};
+
+inline constexpr double kG = 9.80665;
+inline constexpr Inertial kAcc = {sensor_type::accelerometer, sensor_type::accelerometer, 0, 1, 0.02, kG};
+inline constexpr Inertial kAcc2 = {
+    sensor_type::accelerometer_second, sensor_type::accelerometer_second, 0, 1, 0.02, -kG};
+inline constexpr Inertial kGyr = {sensor_type::gyroscope, sensor_type::gyroscope_uncalibrated, 2, 3, 0.00035, 0};
+inline constexpr Inertial kGyr2 = {sensor_type::gyroscope_second, sensor_type::gyroscope_second, 2, 3, 0.00035, 0};
+inline constexpr Inertial kInertial[] = {kAcc, kAcc2, kGyr, kGyr2};
+
+using Axes = std::array<float, 3>;
+
+class WholePhone {
+ public:
+  explicit WholePhone(const phone::PhoneOptions& wanted = options()) : phone(phone::Phone::open(wanted)) {
+    phone->on_hub_message([this](const phone::HubExchange& exchange) {
+      const std::lock_guard<std::mutex> lock(mutex_);
+      messages_.push_back(exchange);
+    });
+    cal = std::make_unique<SensorCalibration>();
+  }
+  ~WholePhone() {
+    cal->sensor_cal_deinit();
+    cal.reset();
+    phone->on_hub_message({});
+  }
+
+  // The messages since the last call.
+  std::vector<phone::HubExchange> take_messages() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return std::exchange(messages_, {});
+  }
+
+  // What the hub holds.
+  Axes stored(const Inertial& kind) {
+    Axes out{};
+    const std::vector<int32_t> words = phone_test::ask_hub(kind.type, kind.get_code);
+    if (words.size() < out.size()) ADD_FAILURE() << "the hub does not answer";
+    for (size_t i = 0; i < out.size() && i < words.size(); ++i) memcpy(&out[i], &words[i], sizeof out[i]);
+    return out;
+  }
+
+  // Calibrates a sensor that never passes. At unlimited speed a sensor falls silent after a minute of its own time;
+  // then the wait is ended as an application would, and the five real seconds of the time-out are spared.
+  int calibrate_until_silent(int type, const test::LogCapture& log, size_t events = 60 * 50) {
+    auto result = std::async(std::launch::async, [&] { return cal->sensor_calibrate(type, 0); });
+    while (log.count(" data: {") < events &&
+           result.wait_for(std::chrono::milliseconds(5)) != std::future_status::ready) {
+    }
+    pthread_mutex_lock(&cal->cal_mutex);
+    pthread_cond_broadcast(&cal->cal_cond);
+    pthread_mutex_unlock(&cal->cal_mutex);
+    return result.get();
+  }
+
+  std::unique_ptr<phone::Phone> phone;
+  std::unique_ptr<SensorCalibration> cal;
+
+ private:
+  std::mutex mutex_;
+  std::vector<phone::HubExchange> messages_;  // guarded by mutex_
+};
+
+}  // namespace scenario
