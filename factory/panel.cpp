@@ -61,7 +61,7 @@ void judge_panel(Calibration* c) {
   if (std::fabs(difference) <= kPlainLimitLux) return;
   c->reasons.push_back("plain light still follows the panel: " + plain(difference) +
                        " lux between full and quarter brightness, limit " + plain(kPlainLimitLux) + " lux");
-  c->hints.emplace_back("run both levels, 13 and then 14, in the dark box");
+  c->hints.emplace_back("run 13 and then 14 of this sensor in the dark box, with no other sensor's 13 in between");
 }
 
 }  // namespace

@@ -54,6 +54,7 @@ std::string table(const std::vector<std::vector<std::string>>& rows) {
       line += r == 0 ? bold(rows[r][i]) : rows[r][i];
       if (i + 1 < rows[r].size()) line += std::string(widths[i] - width(rows[r][i]) + 2, ' ');
     }
+    line.erase(line.find_last_not_of(' ') + 1);
     out += line + "\n";
   }
   return out;

@@ -1,0 +1,30 @@
+// The calibration report, position by position: what the hub holds and why that counts as calibrated or not.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "session.h"
+
+namespace factory {
+
+struct Verdict {
+  int position = 0;
+  std::string sensor;
+  std::string holds;  // with unit
+  bool calibrated = false;
+  std::string why;
+};
+
+struct Report {
+  std::string text;  // as the library gives it: one character per enabled position
+  std::vector<Verdict> verdicts;
+  std::string warning;  // why the text must not be trusted; empty: nothing
+};
+
+Report make_report(Session& session);
+
+// Whether the hub answers at all: an empty text, or what is wrong.
+std::string hub_problem(Session& session);
+
+}  // namespace factory
