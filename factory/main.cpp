@@ -17,7 +17,7 @@ void add_common_options(CLI::App& app, Options* options) {
   std::string profiles;
   for (const std::string& name : known_profiles()) profiles += (profiles.empty() ? "" : ", ") + name;
   app.add_option("--profile", options->profile, "profile of a new phone: " + profiles + ", or a JSON file");
-  app.add_option("--seed", options->seed, "draws a new phone's sensor errors");
+  app.add_option("--seed", options->seed, "draws a new phone's sensor errors")->check(CLI::NonNegativeNumber);
   app.add_option("--speed", options->speed, "sensor time over real time: a number, or max")->capture_default_str();
   app.add_option("--world", options->world, "sets the fixture, KEY=VALUE; may be repeated")
       ->take_all()

@@ -59,7 +59,7 @@ int show_log(const std::string& path) {
     std::string problem;
     const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
     const bool parsed = reader->parse(line.data(), line.data() + line.size(), &message, &problem);
-    if (!parsed || !message.isObject() || !message["code"].isInt()) {
+    if (!parsed || !message.isObject() || !message["code"].isInt() || !message["tag"].isString()) {
       throw AppError(kUsage, path + ":" + std::to_string(number) + ": not a hub message");
     }
     std::cout << to_text(message) << "\n";
@@ -82,8 +82,9 @@ int32_t parse_word(const std::string& text) {
   if (!text.empty() && text.back() == 'f' && text != "inf" && text != "-inf") --end;
   float number = 0;
   const auto real = std::from_chars(text.data(), end, number);
-  if (real.ec != std::errc() || real.ptr != end) {
-    throw AppError(kUsage, "word " + text + ": give an integer (12), or a float (12.0, 12f)");
+  const bool too_large = whole.ec == std::errc::result_out_of_range && whole.ptr == text.data() + text.size();
+  if (too_large || real.ec != std::errc() || real.ptr != end) {
+    throw AppError(kUsage, "word " + text + ": give an integer of 32 bits (12), or a float (12.0, 12f)");
   }
   memcpy(&integer, &number, sizeof integer);
   return integer;
