@@ -73,6 +73,7 @@ Return<Result> FakeQueue::enableSensor(int32_t sensorHandle, int32_t samplingPer
 }
 
 Return<Result> FakeQueue::disableSensor(int32_t sensorHandle) {
+  if (on_disable) on_disable();
   const std::lock_guard<std::mutex> lock(mutex_);
   disabled_.push_back(sensorHandle);
   if (active_ == sensorHandle) active_ = -1;

@@ -5,6 +5,7 @@
 #include <host/service_registry.h>
 
 #include <condition_variable>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <string>
@@ -51,6 +52,8 @@ class FakeQueue : public IEventQueue {
 
   Result enable_result = Result::OK;
   bool enable_transport_fails = false;
+  // Called at the start of disableSensor, before the sensor stops.
+  std::function<void()> on_disable;
 
   ::android::hardware::Return<Result> enableSensor(int32_t sensorHandle, int32_t samplingPeriodUs,
                                                    int64_t maxBatchReportLatencyUs) override;

@@ -35,6 +35,8 @@ TEST(DispatchTest, RowsThatSendOneCommand) {
       {33171015, 4, 8, {}, {0}, 0, "I/libsensor_cal: sensor_calibrate: SENSOR_SELFTEST type=33171015 ret = 0"},
       {1, 12, 15, {12}, {0, 5}, 5, "I/libsensor_cal: sensor_calibrate: setAlsHighLuxCali_api type=1 ret = 5"},
       {5, 15, 15, {15}, {9, 0}, 0, "I/libsensor_cal: sensor_calibrate: setAlsHighLuxCali_api type=5 ret = 0"},
+      {5, 16, 15, {16}, {0, 1}, 1, "I/libsensor_cal: sensor_calibrate: setAlsHighLuxCali_api type=5 ret = 1"},
+      {8, 17, 15, {17}, {0, 2}, 2, "I/libsensor_cal: sensor_calibrate: setAlsHighLuxCali_api type=8 ret = 2"},
       {5, 18, 15, {18}, {0, -2}, -2, "I/libsensor_cal: sensor_calibrate: setAlsHighLuxCali_api type=5 ret = -2"},
       {33171016,
        -1,
@@ -70,9 +72,14 @@ TEST(DispatchTest, TimeOfFlightStepsAskTheChip) {
   EXPECT_EQ(phone.hub->sent().size(), 0U);
 
   phone.sensors->list = {test::sensor(8, 1, "vl53l0_tof"), test::sensor(33171040, 2, "other")};
-  phone.hub->reply(14, {6});
-  EXPECT_EQ(phone.cal->sensor_calibrate(8, 7), 6);
-  EXPECT_EQ(own_lines(log).back(), "I/libsensor_cal: sensor_calibrate: tof proxmity calibration para=7, ret = 6");
+  for (const auto& [param, code] : {std::pair(5, 12), {6, 13}, {7, 14}}) {
+    phone.hub->reply(code, {param - 1});
+    phone.hub->forget();
+    EXPECT_EQ(phone.cal->sensor_calibrate(8, param), param - 1);
+    EXPECT_THAT(phone.hub->sent(), ElementsAre(message(8, code)));
+    EXPECT_EQ(own_lines(log).back(), "I/libsensor_cal: sensor_calibrate: tof proxmity calibration para=" +
+                                         std::to_string(param) + ", ret = " + std::to_string(param - 1));
+  }
   EXPECT_EQ(phone.cal->sensor_calibrate(33171040, 5), -1);
   EXPECT_EQ(own_lines(log).back(),
             "I/libsensor_cal: sensor_calibrate: tof sensor not support for this phone para = 5 ret = -1");
@@ -99,11 +106,30 @@ TEST(DispatchTest, FlowsAreReachedWithTheirOwnResults) {
   EXPECT_EQ(phone.cal->sensor_calibrate(8, 0), -1);
   EXPECT_EQ(own_lines(log).back(), "E/libsensor_cal: onchange_reporting_sensor_calibrate fail ret=-1");
   EXPECT_EQ(phone.cal->env_info[0].hw_cali, 1);  // no default sensor: the failed probe is non-zero
-  EXPECT_EQ(phone.cal->sensor_calibrate(33171007, 13), -1);
-  EXPECT_EQ(own_lines(log).back(),
-            "I/libsensor_cal: sensor_calibrate: lcdbacklight_lux_calibrate type=33171007 ret = -1");
+  for (const int param : {13, 14}) {
+    log.clear();
+    EXPECT_EQ(phone.cal->sensor_calibrate(33171007, param), -1);
+    EXPECT_EQ(own_lines(log).back(),
+              "I/libsensor_cal: sensor_calibrate: lcdbacklight_lux_calibrate type=33171007 ret = -1");
+  }
   EXPECT_EQ(phone.cal->sensor_calibrate(8, 10), -1);
   EXPECT_EQ(own_lines(log).back(), "I/libsensor_cal: sensor_calibrate: qvx AMBIENT_UNDER_OLED_WHITE type=8 ret = -1");
+}
+
+TEST(DispatchTest, TheChipsNameChoosesTheProximityProcedureAnewEachTime) {
+  BenchPhone phone;
+  phone.queue->script(108, test::swinging(33171005, 20, {200}, 1));
+  const test::SensorInfo stream = test::sensor(33171005, 108, "prox stream");
+  for (const auto& [name, hardware] : {std::pair("tmd2725", 1), {"prox", 0}, {"tmd2725 rev b", 1}}) {
+    phone.sensors->list = {stream, test::sensor(8, 120, name)};
+    LogCapture log;
+    EXPECT_EQ(phone.cal->sensor_calibrate(8, 1), 0);
+    EXPECT_EQ(phone.cal->env_info[0].hw_cali, hardware) << name;
+    EXPECT_EQ(own_lines(log).back(), hardware != 0
+                                         ? "D/libsensor_cal: using hw calibration procedure for psensor!"
+                                         : "D/libsensor_cal: onchange_reporting_sensor_calibrate, using normal "
+                                           "calibration procedure for psensor! para=1");
+  }
 }
 
 TEST(DispatchTest, LightChannelsTakeTwoTypes) {

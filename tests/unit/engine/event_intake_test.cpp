@@ -1,6 +1,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
+
 #include "bench_phone.h"
 #include "engine/run.h"
 #include "log_capture.h"
@@ -158,6 +161,12 @@ TEST_F(EventIntakeTest, TheFirstLightModeSetDecides) {
     EXPECT_TRUE(log.contains(kLines[i])) << i;
     record.*kFlags[i] = 0;
   }
+  for (const auto& [type, number] : {std::pair(33171089, 12), {33171057, 13}}) {
+    _sensor_info& colour = arm(number, 1);
+    colour.in_calibrate = colour.in_raw_calibrate = 1;
+    phone_.cal->processEvent(event(type, {0, 0, 8}));
+    EXPECT_EQ(colour.mean[0], 4) << type;  // divided by its scale
+  }
 }
 
 TEST_F(EventIntakeTest, IdleForeignAndIgnoredEventsAreOnlyLogged) {
@@ -187,13 +196,18 @@ TEST_F(EventIntakeTest, IdleForeignAndIgnoredEventsAreOnlyLogged) {
 }
 
 TEST_F(EventIntakeTest, FirstEventsSettleExceptOnTheGyroscope) {
-  for (const auto& [type, number, taken] : {std::tuple(16, 3, 1), std::tuple(4, 1, 3)}) {
-    _sensor_info& record = arm(number, 3);
+  const std::pair<int, int> kTypes[] = {
+      {1, 0},         {4, 1},         {16, 3},        {268369921, 4}, {268369924, 7}, {33171005, 8},
+      {5, 9},         {33171007, 9},  {33171054, 10}, {33171055, 11}, {33171085, 11}, {33171089, 12},
+      {33171057, 13}, {33171081, 14}, {33171082, 14}, {33171080, 15}, {33171084, 15}, {6, 17},
+  };
+  for (const auto& [type, number] : kTypes) {
+    _sensor_info& record = arm(number, 1);
     record.sample_num = 10;
     record.in_calibrate = 1;
     record.skip_num = 2;
     for (int i = 0; i < 3; ++i) phone_.cal->processEvent(event(type, {1, 2, 3}));
-    EXPECT_EQ(record.sample_count, taken) << type;
+    EXPECT_EQ(record.sample_count, type == 4 ? 3 : 1) << type;
     EXPECT_EQ(record.event_count, 3) << type;
   }
 }
@@ -211,32 +225,49 @@ TEST_F(EventIntakeTest, ARestartDoesNotSettleAgain) {
   EXPECT_EQ(record.event_count, 4);
 }
 
+// Waits on the object's condition for `ms` at most; true when a signal came.
+bool wait_for_signal(SensorCalibration* cal, int64_t ms) {
+  timespec deadline;
+  clock_gettime(CLOCK_REALTIME, &deadline);
+  const int64_t end_ns = deadline.tv_nsec + ms * 1000000;
+  deadline.tv_sec += end_ns / 1000000000;
+  deadline.tv_nsec = end_ns % 1000000000;
+  return pthread_cond_timedwait(&cal->cal_cond, &cal->cal_mutex, &deadline) == 0;
+}
+
 TEST_F(EventIntakeTest, ASteppedPanelRunIsAnnouncedOnlyInsideTheRangeOrAtItsLastAttempt) {
   struct Case {
+    uint8_t _sensor_info::*mode;
+    uint8_t retry;
     float value;
     int retry_count;
     bool announced;
   };
-  for (const Case& c : {Case{0, 1, false}, Case{10, 1, false}, Case{0.5F, 1, true}, Case{9.5F, 0, true},
-                        Case{10, 2, true}, Case{-1, 2, true}}) {
+  const auto kPanel = &_sensor_info::in_backlight_calibrate;
+  const Case kCases[] = {
+      {kPanel, 1, 0, 1, false},   {kPanel, 1, 10, 1, false},
+      {kPanel, 1, 0.5F, 1, true}, {kPanel, 1, 9.5F, 0, true},
+      {kPanel, 1, 10, 2, true},   {kPanel, 1, -1, 2, true},
+      {kPanel, 0, 50, 0, true},   {&_sensor_info::in_calibrate, 1, 50, 0, true},  // no panel run
+  };
+  for (const Case& c : kCases) {
     _sensor_info& record = arm(9, 1);
-    record.in_backlight_calibrate = record.backlight_retry = 1;
+    record.*c.mode = 1;
+    record.backlight_retry = c.retry;
     record.retry_count = c.retry_count;
-    // A waiter that only a signal wakes.
+    std::atomic<bool> woken{false};
+    bool woken_before_disable = false;
+    phone_.queue->on_disable = [&] {  // the waiter is woken first
+      for (int i = 0; i < 2000 && c.announced && !woken; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+      woken_before_disable = woken;
+    };
     pthread_mutex_lock(&phone_.cal->cal_mutex);
     std::thread deliver([&] { phone_.queue->deliver(event(5, {c.value})); });
-    timespec deadline;
-    clock_gettime(CLOCK_REALTIME, &deadline);
-    deadline.tv_nsec += c.announced ? 0 : 50000000;
-    deadline.tv_sec += c.announced ? 5 : 0;
-    if (deadline.tv_nsec >= 1000000000) {
-      deadline.tv_nsec -= 1000000000;
-      ++deadline.tv_sec;
-    }
-    const int woken = pthread_cond_timedwait(&phone_.cal->cal_cond, &phone_.cal->cal_mutex, &deadline);
+    woken = wait_for_signal(phone_.cal.get(), c.announced ? 5000 : 50);
     pthread_mutex_unlock(&phone_.cal->cal_mutex);
     deliver.join();
-    EXPECT_EQ(woken == 0, c.announced) << c.value << " " << c.retry_count;
+    EXPECT_EQ(woken, c.announced) << c.value << " " << c.retry_count;
+    EXPECT_EQ(woken_before_disable, c.announced) << c.value << " " << c.retry_count;
     EXPECT_EQ(record.status, 2);
     EXPECT_EQ(phone_.queue->disabled().back(), 109);
   }

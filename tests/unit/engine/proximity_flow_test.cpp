@@ -52,6 +52,10 @@ class ProximityFlowTest : public ::testing::Test {
     LogCapture log;
     const int result = phone_.cal->onchange_reporting_sensor_calibrate(8, param);
     lines_ = flow_lines(log);
+    pushes_.clear();
+    for (const std::string& line : log.mine()) {
+      if (line.find("enter setPrxOffset_api offset=") != std::string::npos) pushes_.push_back(line);
+    }
     return result;
   }
   Lines last_lines(int count) const { return {lines_.end() - count, lines_.end()}; }
@@ -60,6 +64,7 @@ class ProximityFlowTest : public ::testing::Test {
   std::string root_;
   BenchPhone phone_;
   Lines lines_;
+  Lines pushes_;  // the command API's own line of each offset pushed
 };
 
 TEST_F(ProximityFlowTest, CommonPart) {
@@ -70,13 +75,13 @@ TEST_F(ProximityFlowTest, CommonPart) {
                                   "procedure for psensor! para=1"));
   EXPECT_THAT(phone_.queue->enabled(), ElementsAre(test::Enabling{108, 100000, 0}));
   EXPECT_EQ(phone_.hub->sent().size(), 0U);
-  EXPECT_EQ(calibrate(7, 200, true), 0);
-  EXPECT_EQ(lines_.back(), "D/libsensor_cal: using hw calibration procedure for psensor!");
+  for (const int param : {1, 7, 19}) {
+    EXPECT_EQ(calibrate(param, 200, true), 0);
+    EXPECT_EQ(lines_.back(), "D/libsensor_cal: using hw calibration procedure for psensor!");
+    EXPECT_EQ(phone_.hub->sent().size(), 0U) << param;  // no crosstalk measured either
+  }
 
   EXPECT_EQ(phone_.cal->onchange_reporting_sensor_calibrate(5, 0), 0);
-  phone_.queue->enable_result = test::Result::NO_INIT;
-  EXPECT_EQ(calibrate(0, 200, false), -1);
-  EXPECT_EQ(lines_.back(), "E/libsensor_cal: lightsensor calibrate fail: state=0");
   phone_.cal->env_info[0].present = 0;
   EXPECT_EQ(calibrate(0, 200, false), -1);
   EXPECT_EQ(lines_.back(), "E/libsensor_cal: onchange_reporting_sensor_calibrate: sensor not exist. type = 8");
@@ -97,6 +102,8 @@ TEST_F(ProximityFlowTest, HardwareCrosstalkStepKeepsBothValuesInFiles) {
   phone_.hub->reply(7, {0x34, 0x12});
   EXPECT_EQ(calibrate(0, 150.6F, true), 0);
   EXPECT_THAT(phone_.hub->sent(), ElementsAre(message(8, 7)));
+  EXPECT_THAT(pushes_, ElementsAre("D/libsensor_calapi: enter setPrxOffset_api offset=52, para=3, supporthwcal=1",
+                                   "D/libsensor_calapi: enter setPrxOffset_api offset=150, para=0, supporthwcal=1"));
   EXPECT_EQ(read("PSensor_ct2.txt"), "offset=52\n");
   EXPECT_EQ(read("PSensor_ct1.txt"), "offset=150\n");
   EXPECT_EQ(lines_[1], "D/libsensor_cal: first do crosstalk calibration before getting Psensor raw data!");
@@ -197,13 +204,10 @@ TEST_F(ProximityFlowTest, NormalThresholdStep) {
     bool refused;
   };
   const Case kCases[] = {
-      {"", 100, 327, 327, 200, false},
-      {"", 100, 149.9F, 149, 0, true},
-      {"", 100, 150, 150, 122, false},
-      {"", 300, 200, 200, 0, true},
-      {"dov", 100, 149.9F, 149, 0, true},
-      {"dov", 100, 327, 327, 200, false},
-      {"dov", -60000, 15000, 15000, -26960, false},
+      {"", 100, 327, 327, 200, false},    {"", 100, 5000, 5000, 2258, false},
+      {"", 100, 149.9F, 149, 0, true},    {"", 100, 150, 150, 122, false},
+      {"", 300, 200, 200, 0, true},       {"dov", 100, 149.9F, 149, 0, true},
+      {"dov", 100, 327, 327, 200, false}, {"dov", -60000, 15000, 15000, -26960, false},
   };
   for (const Case& c : kCases) {
     SCOPED_TRACE(c.raw);

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <atomic>
 #include <chrono>
 
@@ -17,6 +18,67 @@ using test::LogCapture;
 using test::Result;
 using test::swinging;
 using ::testing::ElementsAre;
+
+// The last but one line of the library's own: the flow's, before the dispatch's.
+std::string flow_line(const LogCapture& log) {
+  test::Lines lines;
+  for (const std::string& line : log.mine()) {
+    if (line.find("/libsensor_cal:") != std::string::npos) lines.push_back(line);
+  }
+  return lines[lines.size() - 2];
+}
+
+TEST(RunTest, EachKindOfCalibrationHasItsSettingsAndItsLineWhenTheSensorCannotBeEnabled) {
+  //                                      period axes timeout samples variance zero bias skip
+  constexpr RunSettings kAccelerometer = {20, 3, 5, 50, 10, 1, 2, 3};
+  constexpr RunSettings kGyroscope = {20, 3, 5, 50, 10, 1, 0.5F, 3};
+  constexpr RunSettings kBarometer = {50, 1, 5, 10, 10000, 1, 100, 3};
+  constexpr RunSettings kLight = {100, 1, 8, 5, 10000, 0, 10000, 5};
+  constexpr RunSettings kScales = {100, 5, 5, 5, 10000, 0, 20000, 5};
+  constexpr RunSettings kGolden = {100, 7, 5, 5, 10000, 0, 20000, 5};
+  constexpr RunSettings kProximity = {100, 1, 5, 10, 2000, 0, 10000, 10};
+  struct Case {
+    int type, param, record;
+    const RunSettings& settings;
+    size_t reads;  // commands sent before the run
+    const char* line;
+  };
+  const Case kCases[] = {
+      {1, 0, 0, kAccelerometer, 1, "sensor(type=1) calibrate fail: state=0"},
+      {268369921, 0, 4, kAccelerometer, 1, "sensor(type=268369921) calibrate fail: state=0"},
+      {4, 0, 3, kGyroscope, 1, "sensor(type=4) calibrate fail: state=0"},
+      {268369924, 0, 7, kGyroscope, 1, "sensor(type=268369924) calibrate fail: state=0"},
+      {6, 0, 17, kBarometer, 1, "sensor(type=6) calibrate fail: state=0"},
+      {5, 0, 9, kLight, 1, "lightsensor calibrate fail: state=0"},
+      {33171084, 0, 15, kLight, 1, "lightsensor calibrate fail: state=0"},
+      {33171007, 0, 9, kScales, 2, "lightsensor calibrate fail: state=0"},
+      {33171057, 2, 13, kScales, 2, "lightsensor calibrate fail: state=0"},
+      {33171089, 1, 12, kScales, 2, "lightsensor calibrate fail: state=0"},
+      {33171089, -1, 12, kGolden, 0, "set golden channel data fail: state=0"},
+      {8, 1, 8, kProximity, 0, "lightsensor calibrate fail: state=0"},
+  };
+  for (const Case& c : kCases) {
+    SCOPED_TRACE(c.type);
+    const RunSettings& s = c.settings;
+    BenchPhone phone;
+    _sensor_info& r = record_at(*phone.cal, c.record);
+    r.period_ms = r.axis_num = r.timeout_s = r.sample_num = r.skip_num = r.event_count = r.zero_variance_check = 7;
+    phone.queue->enable_result = Result::NO_INIT;
+    LogCapture log;
+    EXPECT_EQ(phone.cal->sensor_calibrate(c.type, c.param), -1);
+    EXPECT_EQ(flow_line(log), std::string("E/libsensor_cal: ") + c.line);
+    EXPECT_TRUE(log.contains("_reporting_sensor_calibrate fail ret=-1"));
+    EXPECT_EQ(phone.hub->sent().size(), c.reads);
+    EXPECT_THAT(phone.queue->enabled(), ElementsAre(Enabling{100 + c.record, s.period_ms * 1000, 0}));
+    EXPECT_THAT((std::array{r.period_ms, r.axis_num, r.timeout_s, r.sample_num, r.skip_num, r.event_count}),
+                ElementsAre(s.period_ms, s.axis_num, s.timeout_s, s.sample_num, s.skip_num, 0));
+    EXPECT_EQ(r.zero_variance_check, s.zero_variance_check);
+    EXPECT_EQ(r.variance_threshold, s.variance_threshold);
+    EXPECT_EQ(std::vector<float>(r.bias_threshold, r.bias_threshold + s.axis_num),
+              std::vector<float>(static_cast<size_t>(s.axis_num), s.bias_threshold));
+    EXPECT_EQ(r.in_calibrate + r.in_raw_calibrate, 0);
+  }
+}
 
 constexpr RunSettings kShort = {20, 3, 1, 4, 10.0F, 1, 2.0F, 1};
 
@@ -111,8 +173,39 @@ TEST(RunTest, TenThousandRunsBackToBackAllFinish) {
     write_settings(*phone.cal, record, {20, 3, 20, 4, 10.0F, 1, 2.0F, 1});
     if (run_in_mode(*phone.cal, record, &_sensor_info::in_calibrate) == 2) ++finished;
   }
-  __android_log_set_minimum_priority(quiet);
   EXPECT_EQ(finished, 10000);
+
+  // The same with the wait alone and a queue that is slow to disable now and then: a run returns when its tail is over.
+  std::atomic<int> over{0};
+  phone.queue->on_disable = [&] {
+    if (over % 4 == 0) std::this_thread::sleep_for(std::chrono::microseconds(over % 64 == 0 ? 1000 : 5));
+    ++over;
+  };
+  record.in_calibrate = 1;
+  int runs = 0;
+  while (runs < 10000 && phone.cal->cal_wait_finish(&record) == 2 && over == runs + 1) ++runs;
+  EXPECT_EQ(runs, 10000);
+  __android_log_set_minimum_priority(quiet);
+}
+
+// A finish that nobody waited for is still at its disable when the next run begins: it must not stop that run's sensor.
+TEST(RunTest, ARunArmsAfterALateDisable) {
+  BenchPhone phone;
+  _sensor_info& record = phone.cal->motion_info[0];
+  const std::vector<test::Event> events = swinging(1, 5, {0.5F, 0, 10.0F}, 0.25F);
+  phone.queue->script(100, events);
+  write_settings(*phone.cal, record, {20, 3, 5, 4, 10.0F, 1, 2.0F, 1});
+  record.in_calibrate = 1;
+  std::atomic<bool> late{false};
+  phone.queue->on_disable = [&] {
+    if (!late.exchange(true)) std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  };
+  std::thread deliver([&] {
+    for (const test::Event& e : events) phone.queue->deliver(e);
+  });
+  while (!late) std::this_thread::yield();
+  EXPECT_EQ(phone.cal->cal_wait_finish(&record), 2);
+  deliver.join();
 }
 
 // Events that nobody asked for arrive while flows change the record.

@@ -1,8 +1,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cmath>
 #include <limits>
+#include <thread>
+#include <tuple>
 #include <vector>
 
 #include "engine/run.h"
@@ -59,8 +62,8 @@ TEST(SampleWindowTest, RestartsAxisByAxisInTheOrderVarianceZeroBias) {
        3,
        "E/libsensor_cal: cal_process_sample: Variance exceeded, restarting algorithm. index: 0; variance:    4.4100; "
        "variance threshold:    4.0000"},
-      {{1, 0},
-       {1, 0},
+      {{3, 0},  // its bias is too high as well
+       {3, 0},
        4,
        "E/libsensor_cal: cal_process_sample: Zero variance found, restarting algorithm. index: 0; variance:    0.0000"},
       {{-2, 0},
@@ -109,6 +112,53 @@ TEST(SampleWindowTest, LimitsAreInclusive) {
   info = window(1, 1);
   info.zero_variance_check = 1;
   EXPECT_EQ(feed(&info, {1}), 4);
+  // Each axis has a bias limit of its own.
+  for (const auto& [first, second, result] : {std::tuple(1.0F, 0.5F, 5), {0.5F, 1.0F, 2}}) {
+    info = window(2, 1);
+    info.bias_threshold[0] = first;
+    info.bias_threshold[1] = second;
+    EXPECT_EQ(feed(&info, {0.5F, 1}), result);
+  }
+  // Rounding can bring a variance below zero: it is not zero, and passes.
+  info = window(1, 5);
+  info.zero_variance_check = 1;
+  info.bias_threshold[0] = 1e3F;
+  for (int i = 1; i < 5; ++i) EXPECT_EQ(feed(&info, {289.875F}), 1);
+  EXPECT_EQ(feed(&info, {289.875F}), 2);
+  EXPECT_LT(info.variance[0], 0);
+}
+
+// The waiting side may declare a time-out while the last sample is judged: exactly one of the two ends the run.
+TEST(SampleWindowTest, ARunThatTimedOutIsNotFinishedAndKeepsItsMean) {
+  constexpr int kRuns = 20000;
+  _sensor_info info = window(10, 1);
+  info.status = 2;
+  std::atomic<bool> stop{false};
+  int timed_out = 0;
+  std::thread clock([&] {
+    while (!stop) {
+      int32_t running = 0;
+      if (__atomic_compare_exchange_n(&info.status, &running, 1, false, __ATOMIC_ACQ_REL, __ATOMIC_ACQUIRE)) {
+        ++timed_out;
+      }
+    }
+  });
+  int finished = 0;
+  int wrong_means = 0;
+  for (int i = 0; i < kRuns; ++i) {
+    info.sample_count = 0;
+    info.mean[0] = 7;
+    __atomic_store_n(&info.status, 0, __ATOMIC_RELEASE);
+    const int result = feed(&info, std::vector<float>(10, 1.0F));
+    while (__atomic_load_n(&info.status, __ATOMIC_ACQUIRE) == 0) {
+    }
+    if (result == 2) ++finished;
+    if (info.mean[0] != (result == 2 ? 1.0F : 7.0F)) ++wrong_means;
+  }
+  stop = true;
+  clock.join();
+  EXPECT_EQ(finished + timed_out, kRuns);
+  EXPECT_EQ(wrong_means, 0);
 }
 
 TEST(SampleWindowTest, SumsAndVarianceAreSinglePrecision) {
