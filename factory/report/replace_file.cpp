@@ -1,0 +1,86 @@
+#include "report/replace_file.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+
+#include "options.h"
+
+namespace factory {
+namespace {
+
+// An open file that closes itself.
+class Descriptor {
+ public:
+  explicit Descriptor(int fd) : fd_(fd) {}
+  ~Descriptor() { close_now(); }
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+
+  int get() const { return fd_; }
+  // False when the system only now says that it could not keep what was written.
+  bool close_now() {
+    const int fd = fd_;
+    fd_ = -1;
+    return fd < 0 || close(fd) == 0;
+  }
+
+ private:
+  int fd_;
+};
+
+[[noreturn]] void fail(const std::string& file) {
+  throw AppError(kUsage, file + ": cannot be written: " + strerror(errno));
+}
+
+bool write_all(int fd, const std::string& content) {
+  size_t done = 0;
+  while (done < content.size()) {
+    const ssize_t written = write(fd, content.data() + done, content.size() - done);
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0) return false;
+    done += static_cast<size_t>(written);
+  }
+  return true;
+}
+
+void write_in_place(const std::string& file, const std::string& content) {
+  Descriptor out(open(file.c_str(), O_WRONLY | O_CLOEXEC));
+  if (out.get() < 0 || !write_all(out.get(), content) || !out.close_now()) fail(file);
+}
+
+// The mode that a new file would get; mkostemp() makes it private to the user.
+mode_t usual_mode() {
+  const mode_t mask = umask(0);
+  umask(mask);
+  return 0666 & ~mask;
+}
+
+}  // namespace
+
+void replace_file(const std::string& file, const std::string& content) {
+  std::error_code ignored;
+  const std::filesystem::file_status status = std::filesystem::status(file, ignored);
+  if (exists(status) && !is_regular_file(status)) return write_in_place(file, content);
+  // A link goes on pointing at the file, which is what gets replaced.
+  const std::string target = exists(status) ? std::filesystem::canonical(file, ignored).string() : file;
+
+  std::string temporary = target + ".XXXXXX";
+  Descriptor out(mkostemp(temporary.data(), O_CLOEXEC));
+  if (out.get() < 0) fail(file);
+  const bool whole = write_all(out.get(), content) && fchmod(out.get(), usual_mode()) == 0 && fsync(out.get()) == 0 &&
+                     out.close_now() && rename(temporary.c_str(), target.c_str()) == 0;
+  if (whole) return;
+  const int why = errno;
+  unlink(temporary.c_str());
+  errno = why;
+  fail(file);
+}
+
+}  // namespace factory

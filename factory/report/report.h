@@ -1,0 +1,21 @@
+// What people and programs get to see of a run. The record that goes in is described in docs/formats/run-record.md.
+#pragma once
+
+#include <json/json.h>
+
+#include <string>
+
+namespace factory {
+
+// All three throw AppError with the file's name when it cannot be written; a file that was there is then unchanged.
+
+// One page that needs no other file and no network.
+void write_html_report(const Json::Value& record, const std::string& file);
+
+// JUnit's XML form: one test case a step.
+void write_junit(const Json::Value& record, const std::string& file);
+
+// `folder` is made when it is missing: measurements.csv, and one file for each attempt's sample window.
+void write_csv(const Json::Value& record, const std::string& folder);
+
+}  // namespace factory

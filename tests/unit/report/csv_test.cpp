@@ -1,0 +1,52 @@
+#include <gtest/gtest.h>
+
+#include "folder.h"
+#include "options.h"
+#include "records.h"
+#include "report/report.h"
+
+namespace {
+
+TEST(Csv, OneFileForEveryWindowAndOneForTheMeasurements) {
+  Folder folder;
+  factory::write_csv(records::passed(), folder.file("made/here"));
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.file("made/here")), {}), 5);
+  const std::string samples = content(folder.file("made/here/02-Accelerometer-offset-attempt-2.csv"));
+  EXPECT_EQ(samples.substr(0, samples.find("\r\n")), "event,state,x [m/s^2],y [m/s^2],z [m/s^2]");
+  EXPECT_EQ(occurrences(samples, "\r\n"), 1U + 53U);
+  EXPECT_EQ(occurrences(samples, ",accepted,"), 50U);
+
+  const std::string measurements = content(folder.file("made/here/measurements.csv"));
+  EXPECT_NE(
+      measurements.find("\r\nK7-2026-000481,\"line 3, station 2\",2026-03-02T08:15:00.120Z,2,at rest,Accelerometer "
+                        "offset,calibrate,Acc,0,1,residual,y,nan,,m/s^2,-0.02,0.02,failed,"
+                        "02-Accelerometer-offset-attempt-1.csv\r\n"),
+      std::string::npos)
+      << measurements;
+  // No low limit: an empty cell.
+  EXPECT_NE(measurements.find(",noise,x,0.0052,0.000183333333,m/s^2,,0.05,passed,"), std::string::npos) << measurements;
+}
+
+TEST(Csv, HostileNamesStayInTheirCellsAndTheirFolder) {
+  Folder folder;
+  Json::Value record = records::with_text_everywhere("../a\"b,\r\nc");
+  record["steps"][1]["index"] = "../../x";
+  factory::write_csv(record, folder.file("out"));
+  EXPECT_EQ(folder.count(), 1U);
+  const std::string cell = "\"../a\"\"b,\r\nc\"";
+  const std::string samples = content(folder.file("out/x-a-b-c-attempt-2.csv"));
+  EXPECT_EQ(samples.find("event,state,\"../a\"\"b,\r\nc [../a\"\"b,\r\nc]\",\"y ["), 0U) << samples.substr(0, 200);
+  EXPECT_NE(content(folder.file("out/measurements.csv")).find("\r\n" + cell + "," + cell), std::string::npos);
+}
+
+TEST(Csv, FolderThatCannotBeMadeIsNamed) {
+  try {
+    factory::write_csv(records::passed(), "/dev/null/out");
+    FAIL() << "no error";
+  } catch (const factory::AppError& error) {
+    EXPECT_NE(std::string(error.what()).find("/dev/null/out: "), std::string::npos);
+    EXPECT_EQ(error.code, factory::kUsage);
+  }
+}
+
+}  // namespace

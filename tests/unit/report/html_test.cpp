@@ -1,0 +1,98 @@
+#include <gtest/gtest.h>
+
+#include "folder.h"
+#include "records.h"
+#include "report/markup.h"
+#include "report/report.h"
+
+namespace {
+
+using factory::Markup;
+
+std::string page(const Json::Value& record) {
+  Folder folder;
+  factory::write_html_report(record, folder.file("page.html"));
+  return content(folder.file("page.html"));
+}
+
+struct Escaped {
+  std::string text, markup;
+};
+
+TEST(MarkupText, AnyBytesBecomeWellFormed) {
+  const std::string gone = "\uFFFD";
+  const Escaped kCases[] = {
+      {"<a href=\"x\">'&amp;", "&lt;a href=&quot;x&quot;&gt;&#39;&amp;amp;"},
+      {"\u00E4 \u20AC \U0001F4F1", "\u00E4 \u20AC \U0001F4F1"},
+      {"tab\tand\nline", "tab\tand\nline"},
+      {std::string("\0\x01\x1B\x7F\r", 5), gone + gone + gone + gone + gone},
+      {"\xC2\x85", gone + gone},                        // a control character of two bytes
+      {"\xFF\xC3", gone + gone},                        // no lead byte; a cut one
+      {"\xC0\xAF", gone + gone},                        // longer than it need be
+      {"\xED\xA0\x80", gone + gone + gone},             // half a surrogate pair
+      {"\xEF\xBF\xBF", gone + gone + gone},             // U+FFFF
+      {"\xF4\x90\x80\x80", gone + gone + gone + gone},  // beyond the last character
+      {"\xE2\x82<", gone + gone + "&lt;"},              // the cut character does not swallow the next
+  };
+  for (const Escaped& row : kCases) EXPECT_EQ(Markup::text(row.text).str(), row.markup) << row.text;
+}
+
+TEST(MarkupText, AttributesKeepLineFeedsAndQuotes) {
+  EXPECT_EQ(Markup::element("a", {{"b", "\"1\n<2>"}}, Markup::text("<")).str(),
+            "<a b=\"&quot;1&#10;&lt;2&gt;\">&lt;</a>");
+}
+
+TEST(HtmlReport, VerdictComesFirstThenWhy) {
+  const std::string text = page(records::failed());
+  const std::string body = text.substr(text.find("<body>"));
+  const size_t verdict = body.find("<span id=\"verdict\">FAILED</span>");
+  const size_t why = body.find("<h2>Why</h2>");
+  const size_t reason = body.find("Bar: no event came from the sensor until the time was over");
+  const size_t steps = body.find("<h2>Steps</h2>");
+  ASSERT_NE(steps, std::string::npos);
+  EXPECT_LT(verdict, why);
+  EXPECT_LT(why, reason);
+  EXPECT_LT(reason, steps);
+  EXPECT_EQ(page(records::passed()).find("<h2>Why</h2>"), std::string::npos);
+}
+
+TEST(HtmlReport, ShowsMeasurementsLimitsAndWhatBecameOfTheValues) {
+  const std::string text = page(records::failed());
+  for (const char* part :
+       {"0.48 \u00B1 0.016 m/s^2", "at most 0.05 m/s^2", "-0.02 to 0.02 m/s^2", "not a number<", "Not run.",
+        "The old values were put back and read back.", "This step cannot be undone: what it wrote is still there.",
+        "started anew: 2 for variance, 1 for bias.", "at event 103: mean of x 0.231, limit 2",
+        "150 discarded by a restart", "1 with values that are no numbers", "no answer (the hub is silent)"}) {
+    EXPECT_NE(text.find(part), std::string::npos) << part;
+  }
+}
+
+TEST(HtmlReport, HostileTextNeitherEndsTheScriptsNorOpensElements) {
+  const std::string good = page(records::failed());
+  const std::string bad = page(records::with_text_everywhere(records::hostile_text()));
+  for (const char* part : {"<script", "</script", "<!--", "</body>", "</main>"})
+    EXPECT_EQ(occurrences(bad, part), occurrences(good, part)) << part;
+  EXPECT_EQ(bad.find("\xE2\x80\xA8", bad.find("id=\"windows\"")), std::string::npos);
+  EXPECT_GT(occurrences(bad, "&lt;/script&gt;&lt;script&gt;alert(&#39;x&#39;)"), 20U);
+}
+
+// What an aborted run, or one of a later version, may lack or hold otherwise.
+TEST(HtmlReport, OddRecordsStillGiveAPage) {
+  const char* const kRecords[] = {
+      "{}",
+      "[]",
+      R"({"verdict": "aborted", "steps": [{}]})",
+      R"({"steps": {"a": 1}, "plan": 7, "phone": []})",
+      R"({"steps": [7, {"attempts": [{"measurements": [[]], "window": {"samples": [{}]}, "restarts": 1}]}]})",
+      R"({"steps": [{"attempts": [3, {"hub": [1], "log": [null], "before": [2], "kept": "x"}]}]})"};
+  for (const char* text : kRecords) {
+    Json::Value record;
+    ASSERT_TRUE(Json::Reader().parse(text, record));
+    EXPECT_NE(page(record).find("</html>"), std::string::npos) << text;
+    Folder folder;
+    factory::write_junit(record, folder.file("a.xml"));
+    factory::write_csv(record, folder.file("csv"));
+  }
+}
+
+}  // namespace

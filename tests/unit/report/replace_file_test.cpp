@@ -1,0 +1,45 @@
+#include "report/replace_file.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "folder.h"
+#include "options.h"
+
+namespace {
+
+TEST(ReplaceFile, ReplacesWhatALinkPointsToAndLeavesNothingBeside) {
+  Folder folder;
+  std::ofstream(folder.file("old")) << "a longer text than the new one";
+  std::filesystem::create_symlink("old", folder.file("link"));
+  factory::replace_file(folder.file("link"), "new");
+  EXPECT_EQ(content(folder.file("old")), "new");
+  EXPECT_TRUE(std::filesystem::is_symlink(folder.file("link")));
+  EXPECT_EQ(folder.count(), 2U);
+  struct stat status {};
+  ASSERT_EQ(stat(folder.file("old").c_str(), &status), 0);
+  const mode_t mask = umask(0);
+  umask(mask);
+  EXPECT_EQ(status.st_mode & 0777, 0666 & ~mask);
+}
+
+TEST(ReplaceFile, WritesToWhatIsNoFile) {
+  factory::replace_file("/dev/null", "text");
+  EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
+}
+
+TEST(ReplaceFile, AFailureNamesTheFileAndLeavesTheOldOne) {
+  Folder folder;
+  std::filesystem::create_directory(folder.file("folder"));
+  for (const std::string& file : {folder.file("missing/file"), folder.file("folder"), std::string("/dev/full")}) {
+    try {
+      factory::replace_file(file, "text");
+      ADD_FAILURE() << file << ": no error";
+    } catch (const factory::AppError& error) {
+      EXPECT_EQ(std::string(error.what()).find(file + ": cannot be written: "), 0U) << error.what();
+    }
+  }
+  EXPECT_EQ(folder.count(), 1U);
+}
+
+}  // namespace
