@@ -1,0 +1,43 @@
+#!/usr/bin/env bash
+# `get` and `set` reach every stored value, and refuse what does not fit by its name.
+source "$(dirname "$0")/lib.sh"
+
+while read -r tag name values; do
+  # shellcheck disable=SC2086
+  run 0 set $tag $name $values
+  has out 'written and read back$'
+  run 0 get "$tag" "$name" --count "$(wc -w <<<"$values")"
+  has out "^$tag +$name +${values// /  } "
+done <<'ROWS'
+Acc offset 0.01 -0.02 0.005
+Gyr2 offset 0.001 0 -0.002
+Bar offset -1.5
+Lux_B scale 0.75
+CCT_F_strm channel-scales 1.5 2.5 3.5 4.5 5.5
+CCT_B_strm golden 10 20 30 40 50 60 70
+Prx near 327
+Prx crosstalk-file-1 41
+Prx delta-file 12
+ROWS
+
+run 0 get Acc
+has out '^Acc +offset +0\.01  -0\.02  0\.005 +m/s\^2 ' '^Acc +version '
+
+while IFS='|' read -r arguments names; do
+  # shellcheck disable=SC2086
+  run 2 $arguments
+  has err "$names"
+  [ ! -s out ] || fail "sensorcal $arguments: something on stdout"
+done <<'ROWS'
+set Acc offset 1 2|offset takes 3 numbers, not 2
+set Acc offset 1 2 x|x is no number
+set Acc offset 1 2 nan|nan is no number
+set Acc offset 1 2 1e99|1e99 is no number
+set Prx near 4.5|4\.5 is no whole number
+set Acc near 4|Acc has no value near; it has offset
+set Acc version 1|version can be read only
+get 33171015 register|register can be written only
+ROWS
+# Nothing was written on the way.
+run 0 get Acc offset --json
+json out 'd[0]["values"] == [0.01, -0.02, 0.005]'

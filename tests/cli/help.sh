@@ -1,0 +1,17 @@
+#!/usr/bin/env bash
+# Help of every command, and the version.
+source "$(dirname "$0")/lib.sh"
+
+run 0 --version
+has out '^[0-9]+\.[0-9]+\.[0-9]+$'
+run 0 --help
+has out '--phone' 'Exit codes: 0 passed, 1 a check failed, 2 usage, 3 '
+commands=$(sed -n '/^Subcommands:/,/^$/s/^  \([a-z-][a-z-]*\) .*/\1/p' out)
+[ "$(wc -w <<<"$commands")" -ge 7 ] || fail "not the commands: $commands"
+for command in $commands; do
+  run 0 "$command" --help
+  has out "^Usage: sensorcal $command" '^Examples:' "^  sensorcal $command"
+done
+run 0 sensors --fault help
+has out '^silent:\[SENSOR\]  the sensor delivers nothing$'
+[ ! -e phone ] || fail "help made a phone"

@@ -1,0 +1,41 @@
+#!/usr/bin/env bash
+# Ctrl-C ends a run at once with 130, says so, and leaves the hub's old offset in place.
+source "$(dirname "$0")/lib.sh"
+
+run 0 set Acc offset 0.25 -0.5 0.125
+called='calibrate Acc, interrupted'
+python3 - "$sensorcal" >took <<'PYTHON' || fail "not as wanted"
+import json
+import os
+import signal
+import subprocess
+import sys
+import time
+
+def started():
+    return os.path.exists('run.log') and 'sensor_calibrate]' in open('run.log').read()
+
+
+took = []
+for ending, wait in ((signal.SIGINT, 0.1), (signal.SIGINT, 0.7), (signal.SIGTERM, 0.4)):
+    # In real time: a run takes more than a second.
+    if os.path.exists('run.log'):
+        os.remove('run.log')
+    run = subprocess.Popen([sys.argv[1], 'calibrate', 'Acc', 'Gyr', '--json', '--log', 'run.log'], stdout=subprocess.PIPE)
+    while run.poll() is None and not started():
+        time.sleep(0.005)
+    time.sleep(wait)
+    start = time.monotonic()
+    run.send_signal(ending)
+    out = run.communicate()[0]
+    took.append(time.monotonic() - start)
+    result = json.loads(out)['results']
+    if run.returncode != 130 or len(result) != 1 or not result[0]['interrupted'] or result[0]['passed']:
+        sys.exit(f'{ending.name}: exit code {run.returncode}, {result}')
+print(f'slowest end {max(took) * 1000:.0f} ms; the aim is 200')
+if max(took) > 1:
+    sys.exit(f'{took} s')
+PYTHON
+cat took
+run 0 get Acc offset --json
+json out 'd[0]["values"] == [0.25, -0.5, 0.125]'

@@ -1,0 +1,54 @@
+# Sourced by every script here, which ctest runs as `bash SCRIPT SENSORCAL DATA`: a folder of its own with a new phone,
+# and checks that say what they saw.
+set -euo pipefail
+
+sensorcal=$1
+recordings=$2/recordings
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+cd "$work"
+export SENSORCAL_PHONE=$work/phone
+unset NO_COLOR
+
+fail() {
+  echo "$(basename "$0"): $*" >&2
+  echo "-- stdout" >&2
+  cat out >&2
+  echo "-- stderr" >&2
+  cat err >&2
+  exit 1
+}
+
+# run CODE ARGUMENTS...: runs sensorcal, keeps its output in the files out and err, and checks its exit code.
+run() {
+  local wanted=$1 code=0
+  shift
+  called=$*
+  "$sensorcal" "$@" >out 2>err </dev/null || code=$?
+  [ "$code" = "$wanted" ] || fail "sensorcal $called: exit code $code, not $wanted"
+}
+
+# has FILE PATTERN..., lacks FILE PATTERN...: extended regular expressions, each on a line of its own or part of one.
+has() {
+  local file=$1 pattern
+  shift
+  for pattern; do grep -Eq -- "$pattern" "$file" || fail "sensorcal $called: no /$pattern/ in $file"; done
+}
+lacks() {
+  local file=$1 pattern
+  shift
+  for pattern; do ! grep -Eq -- "$pattern" "$file" || fail "sensorcal $called: /$pattern/ in $file"; done
+}
+
+# json FILE EXPRESSION...: the file is JSON, and the Python expressions about it (as `d`) hold.
+json() {
+  python3 - "$@" <<'PYTHON' || fail "sensorcal $called: not the JSON that was wanted"
+import json
+import sys
+
+d = json.load(open(sys.argv[1]), parse_constant=lambda name: sys.exit(f'{name} is no JSON'))
+for expression in sys.argv[2:]:
+    if not eval(f'({expression})'):
+        sys.exit(f'does not hold: {expression}')
+PYTHON
+}

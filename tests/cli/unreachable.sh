@@ -1,0 +1,21 @@
+#!/usr/bin/env bash
+# A phone or a service that cannot be reached ends with 3.
+source "$(dirname "$0")/lib.sh"
+
+run 3 calibrate Acc --fault sensors-absent
+has err '^sensorcal: the sensor service does not answer'
+run 3 calibrate Acc --fault hub-absent
+has err '^sensorcal: the sensor test service does not answer'
+run 3 hub send Acc get-acc-offset --fault hub-absent
+run 3 sensors --fault sensors-absent
+[ ! -s out ] || fail "something on stdout"
+
+# One process at a time holds a phone.
+"$sensorcal" calibrate Acc --fault silent:Acc >first.out 2>&1 &
+holder=$!
+until grep -qs " $holder\$\|^$holder" phone/.lock || ! kill -0 $holder 2>/dev/null; do sleep 0.02; done
+run 3 sensors
+has err "^sensorcal: the phone $work/phone is held by process $holder\$"
+kill -INT $holder
+wait $holder || true
+run 0 sensors
