@@ -156,8 +156,8 @@
     button.addEventListener('click', () => draw(place, !withLimits));
   }
 
-  // A chart inside a closed fold has no size: it waits until the fold opens.
-  const is_shown = (place) => place.offsetWidth > 0;
+  // A chart inside a closed fold may have no size: it waits until the fold opens.
+  const is_shown = (place) => !place.closest('details:not([open])');
   function draw_new() {
     for (const place of document.querySelectorAll('[data-window]')) {
       if (is_shown(place) && !drawn.has(place)) draw(place);
