@@ -1,0 +1,323 @@
+// Every kind of sensor of every shipped phone, calibrated in the order a factory would take: fresh samples then agree
+// with the truth, the report says so and outlives a reboot, and doing it all again changes nothing.
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <cmath>
+#include <ostream>
+#include <set>
+
+#include "whole_phone.h"
+
+namespace scenario {
+namespace {
+
+using namespace sensor_type;  // NOLINT(google-build-using-namespace): the tables below are nothing but these names
+
+constexpr char kBrightness[] = "/sys/class/leds/lcd-backlight/brightness";
+constexpr int kChannels = 5;  // that a calibration sets
+
+// What fresh samples of a sensor must agree with: the truth of its type.
+struct Fresh {
+  int type;
+  int period_ms;
+  size_t first_word;
+  size_t values;
+  double limit;  // in the sensor's unit, or a fraction of the truth
+  bool relative = false;
+};
+
+constexpr Fresh kAccFresh = {accelerometer, 20, 0, 3, 0.02};
+constexpr Fresh kAcc2Fresh = {accelerometer_second, 20, 0, 3, 0.02};
+constexpr Fresh kGyrFresh = {gyroscope_uncalibrated, 20, 0, 3, 0.00035};
+constexpr Fresh kGyr2Fresh = {gyroscope_second, 20, 0, 3, 0.00035};
+constexpr Fresh kBarFresh = {pressure, 50, 0, 1, 0.12};
+constexpr Fresh kTofFresh = {tof, 50, 0, 1, 1};
+constexpr Fresh light_fresh(int type) { return {type, 100, 0, 1, 0.05, true}; }
+constexpr Fresh channels_fresh(int type) { return {type, 100, type == light_stream ? 1U : 2U, kChannels, 0.01, true}; }
+constexpr Fresh sar_fresh(int type) { return {type, 100, 0, 3, 5}; }
+
+constexpr int kLights[] = {light, lux_f, lux_b, lux_b_stream, lux_sec, lux_sec_stream, lux_pri2, lux_pri2_stream};
+constexpr int kStreams[] = {cct_f_stream, cct_b_stream, light_stream};
+
+// What differs between the shipped phones.
+struct Model {
+  const char* profile;
+  bool colour_panel = false;      // panel levels are colour channels, and plain lux is computed from channels
+  bool normal_proximity = false;  // thresholds from the delta file
+  bool proximity_is_tof = false;
+  size_t verdicts = 11;
+  float factor = 1.89F;  // of the far threshold
+};
+
+void PrintTo(const Model& model, std::ostream* out) { *out << model.profile; }
+
+constexpr Model kModels[] = {
+    {"reference"},
+    {.profile = "normal-proximity", .normal_proximity = true, .factor = 2.27F},
+    {.profile = "dov", .normal_proximity = true, .factor = 2.27F},
+    {.profile = "tof", .normal_proximity = true, .proximity_is_tof = true, .factor = 2.27F},
+    {.profile = "hub-colour", .verdicts = 12},
+    {.profile = "colour-backlight", .colour_panel = true, .verdicts = 12},
+    {"raz"},
+    {"pok"},
+    {.profile = "tessak", .factor = 2.6F},
+    {"velra"},
+};
+
+// All numbers of the hub's store, by path: "Acc/offset/0".
+using Numbers = std::map<std::string, double>;
+
+void flatten(const Json::Value& value, const std::string& path, Numbers* out) {
+  if (value.isNumeric()) (*out)[path] = value.asDouble();
+  for (Json::ArrayIndex i = 0; value.isArray() && i < value.size(); ++i) {
+    flatten(value[i], path + "/" + std::to_string(i), out);
+  }
+  if (!value.isObject()) return;
+  for (const std::string& name : value.getMemberNames()) flatten(value[name], path + "/" + name, out);
+}
+
+class Factory {
+ public:
+  explicit Factory(const Model& model, const std::string& directory)
+      : model_(model), whole_(make_options(model, directory)) {}
+
+  WholePhone& whole() { return whole_; }
+  SensorCalibration& cal() { return *whole_.cal; }
+
+  Numbers held() {
+    Numbers out;
+    const Json::Value state = whole_.phone->hub_state();
+    for (const std::string& sensor : state.getMemberNames()) {
+      for (const std::string& name : state[sensor].getMemberNames()) {
+        flatten(state[sensor][name]["value"], sensor + "/" + name, &out);
+      }
+    }
+    return out;
+  }
+
+  void calibrate_everything() {
+    set_panel(0);
+    for (const Inertial& kind : kInertial) EXPECT_EQ(cal().sensor_calibrate(kind.type, 0), 0) << kind.type;
+    for (const Fresh& fresh : {kAccFresh, kAcc2Fresh, kGyrFresh, kGyr2Fresh}) expect_right(fresh);
+    EXPECT_EQ(cal().sensor_setconfig(pressure, 0, 1013.25F), 0.0);
+    expect_right(kBarFresh);
+    // Lux that is computed from channels can be scaled once these are right.
+    if (model_.colour_panel) calibrate_channels();
+    for (const int type : kLights) EXPECT_EQ(cal().sensor_calibrate(type, 0), 0) << type;
+    if (!model_.colour_panel) calibrate_channels();
+    for (const int type : kLights) expect_right(light_fresh(type));
+    measure_in_the_dark();
+    for (const int type : {light, lux_pri2}) {
+      for (const int level : {13, 14}) EXPECT_EQ(cal().sensor_calibrate(type, level), 0) << type << " " << level;
+    }
+    set_panel(0);
+    world("dark-box", "off");
+    calibrate_proximity();
+    for (const int type : {sar, sar_second}) {
+      EXPECT_EQ(cal().sensor_calibrate(type, 0), 0);
+      expect_right(sar_fresh(type));
+    }
+    calibrate_tof(tof, 6);
+    if (model_.proximity_is_tof) calibrate_tof(proximity, 7);
+    EXPECT_EQ(cal().GetCalibrated(), std::string(model_.verdicts, '1'));
+  }
+
+  // Another near threshold, which must still be above the crosstalk and within reach of the target.
+  void restore_from_delta() {
+    EXPECT_EQ(cal().sensor_calibrate(proximity, 19), 0);
+    EXPECT_EQ(held().at("Prx/near"), delta());
+    expect_near_and_far();
+  }
+
+  int delta() {
+    int value = 0;
+    EXPECT_EQ(cal().cal_api->load_prox_delta(&value), 0);
+    return value;
+  }
+
+ private:
+  static phone::PhoneOptions make_options(const Model& model, const std::string& directory) {
+    phone::PhoneOptions out = options({}, model.profile);
+    out.directory = directory;
+    return out;
+  }
+
+  void world(const std::string& key, const std::string& value) {
+    phone::World changed = whole_.phone->world();
+    ASSERT_EQ(phone::set_world(&changed, key, value), "");
+    whole_.phone->set_world(changed);
+  }
+
+  void set_panel(int level) { ASSERT_EQ(cal().lcdbacklight_calibrate_write_backlight(kBrightness, level), 0); }
+
+  void expect_right(const Fresh& fresh) {
+    const std::vector<float> truth = whole_.phone->truth(fresh.type);
+    ASSERT_GE(truth.size(), fresh.first_word + fresh.values);
+    const auto events = client_.collect(fresh.type, fresh.period_ms * 1000, 100);
+    for (size_t word = fresh.first_word; word < fresh.first_word + fresh.values; ++word) {
+      const double wanted = static_cast<double>(truth[word]);
+      EXPECT_NEAR(phone_test::mean(events, word), wanted, fresh.limit * (fresh.relative ? wanted : 1))
+          << "type " << fresh.type << ", word " << word;
+    }
+  }
+
+  // A golden phone shows the truth under the lamp.
+  void calibrate_channels() {
+    for (const int type : kStreams) {
+      std::vector<float> golden = whole_.phone->truth(type);
+      golden.erase(golden.begin(), golden.begin() + static_cast<long>(channels_fresh(type).first_word));
+      ASSERT_EQ(golden.size(), 7U);
+      EXPECT_EQ(cal().cal_api->setLuxChannelRawGolden_api(type, golden.data(), 7), 0);
+      EXPECT_EQ(cal().sensor_calibrate(type, 0), 0) << type;
+    }
+    for (const int type : kStreams) expect_right(channels_fresh(type));
+  }
+
+  void measure_in_the_dark() {
+    world("dark-box", "on");
+    for (int k = 1; k <= 6; ++k) {
+      float value = 0;
+      EXPECT_EQ(cal().cal_api->getLuxDark_api(&value, k), 0);
+      EXPECT_NE(value, 0.0F);
+    }
+  }
+
+  void calibrate_proximity() {
+    world("target", "none");
+    EXPECT_EQ(cal().sensor_calibrate(proximity, 0), 0);
+    world("target", "3");
+    EXPECT_EQ(cal().sensor_calibrate(proximity, 2), 0);
+    expect_thresholds();
+    expect_near_and_far();
+  }
+
+  // The far threshold lies between the crosstalk and the near one. Chips that measure their own crosstalk have it in
+  // files, whole, in however many parts they told it; the others have it in the hub, and the distance in a file.
+  void expect_thresholds() {
+    const Numbers hub = held();
+    int crosstalk = -1;
+    EXPECT_EQ(cal().cal_api->getPrxOffset_api(&crosstalk, 0, model_.normal_proximity ? 0 : 1), 0);
+    const int near = static_cast<int>(hub.at("Prx/near"));
+    const auto distance = static_cast<float>(near - crosstalk);
+    EXPECT_GE(distance, 50);
+    EXPECT_EQ(hub.at("Prx/far"), static_cast<int>(distance / model_.factor + static_cast<float>(crosstalk)));
+    if (model_.normal_proximity) {
+      EXPECT_EQ(delta(), near - crosstalk);
+    } else {
+      int measured = -1;
+      EXPECT_EQ(cal().cal_api->getPrxOffset_api(&measured, 3, 1), 0);
+      EXPECT_EQ(measured, static_cast<int>(hub.at("Prx/hardware_crosstalk")));
+    }
+  }
+
+  void expect_near_and_far() {
+    EXPECT_EQ(proximity_at("3"), 0.0F);
+    EXPECT_EQ(proximity_at("none"), whole_.phone->truth(proximity)[0]);
+  }
+
+  // The last state reported within two seconds: right at the threshold noise decides when it turns near.
+  float proximity_at(const std::string& target) {
+    world("target", target);
+    client_.listener->forget();
+    client_.listener->on_each = [this, left = 20](const phone_test::Event& event) mutable {
+      if (static_cast<int>(event.sensorType) == proximity_stream && --left == 0) client_.disable(proximity_stream);
+    };
+    client_.enable(proximity, 100000);
+    client_.enable(proximity_stream, 100000);
+    float state = -1;
+    for (const auto& event : client_.listener->wait_for(21)) {
+      if (static_cast<int>(event.sensorType) == proximity) state = event.u.data[0];
+    }
+    client_.disable(proximity);
+    world("target", "none");
+    return state;
+  }
+
+  // The reference and the offset are taken at 10 cm; what has a third step takes it without a target.
+  void calibrate_tof(int type, int last_step) {
+    for (int step = 5; step <= last_step; ++step) {
+      world("target", step == 7 ? "none" : "10");
+      EXPECT_EQ(cal().sensor_calibrate(type, step), 0) << type << " step " << step;
+    }
+    world("target", "10");
+    expect_right(kTofFresh);
+    world("target", "none");
+  }
+
+  const Model& model_;
+  WholePhone whole_;
+  Client client_;
+};
+
+// How far a value may wander between two calibrations: twice what fresh samples may be off, or one rounding.
+double noise(const std::string& path, double value) {
+  const struct {
+    const char* part;
+    double limit;
+  } rows[] = {{"Acc", 0.02}, {"Gyr", 0.00035}, {"Bar/", 0.12}, {"backlight", 1.01}, {"Prx/", 4}};
+  for (const auto& row : rows) {
+    if (path.find(row.part) != std::string::npos) return row.limit + 0.003 * std::fabs(value);
+  }
+  return 0.01 * std::fabs(value);
+}
+
+void expect_same(const Numbers& before, const Numbers& after) {
+  ASSERT_EQ(before.size(), after.size());
+  for (const auto& [path, value] : before) {
+    ASSERT_EQ(after.count(path), 1U) << path;
+    EXPECT_NEAR(after.at(path), value, noise(path, value)) << path;
+  }
+}
+
+std::string model_name(const ::testing::TestParamInfo<Model>& info) {
+  std::string name = info.param.profile;
+  std::replace(name.begin(), name.end(), '-', '_');
+  return name;
+}
+
+class WholePhoneTest : public ::testing::TestWithParam<Model> {};
+
+TEST_P(WholePhoneTest, CalibratedOnceAndForAll) {
+  const Model& model = GetParam();
+  const Folder folder;
+  const std::string directory = folder.path() + "/phone";
+  Numbers as_made, found;
+  {
+    Factory factory(model, directory);
+    ASSERT_EQ(factory.cal().initCheck(), 0);
+    EXPECT_EQ(factory.cal().GetCalibrated(), std::string(model.verdicts, '0'));
+    as_made = factory.held();
+    factory.calibrate_everything();
+    found = factory.held();
+    if (HasFatalFailure()) return;
+    factory.calibrate_everything();
+    expect_same(found, factory.held());
+    if (model.normal_proximity) factory.restore_from_delta();
+    found = factory.held();
+  }
+  Factory factory(model, directory);  // a later process
+  EXPECT_EQ(factory.held(), found);
+  EXPECT_EQ(factory.cal().GetCalibrated(), std::string(model.verdicts, '1'));
+  factory.whole().phone->reboot();
+  EXPECT_EQ(factory.held(), found);
+  EXPECT_EQ(factory.cal().GetCalibrated(), std::string(model.verdicts, '1'));
+
+  factory.whole().phone->factory_reset();
+  EXPECT_EQ(factory.held(), as_made);
+  EXPECT_EQ(factory.cal().GetCalibrated(), std::string(model.verdicts, '0'));
+  int nothing = 0;
+  EXPECT_EQ(factory.cal().cal_api->load_prox_delta(&nothing), -5);
+}
+
+INSTANTIATE_TEST_SUITE_P(Profiles, WholePhoneTest, ::testing::ValuesIn(kModels), model_name);
+
+TEST(WholePhoneTest, EveryShippedProfileIsAmongThem) {
+  std::set<std::string> tested;
+  for (const Model& model : kModels) tested.insert(model.profile);
+  const std::vector<std::string> shipped = phone::shipped_profiles();
+  EXPECT_EQ(tested, std::set<std::string>(shipped.begin(), shipped.end()));
+}
+
+}  // namespace
+}  // namespace scenario
