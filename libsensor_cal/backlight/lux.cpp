@@ -25,13 +25,18 @@ constexpr RunSettings kSteppedRun = {
     /*skip_num=*/5,
 };
 
-// Runs the record in backlight mode and rounds its mean. Returns the run's status.
-int measure(SensorCalibration& cal, _sensor_info& record) {
+// Runs the record in backlight mode. Returns the run's status.
+int run_backlight(SensorCalibration& cal, _sensor_info& record) {
   {
     const EventHold hold(cal);
     record.in_calibrate = 0;
   }
-  const int status = run_in_mode(cal, record, &_sensor_info::in_backlight_calibrate);
+  return run_in_mode(cal, record, &_sensor_info::in_backlight_calibrate);
+}
+
+// The low runs round whatever the status: the old mean that a failed run leaves is judged too.
+int measure_low(SensorCalibration& cal, _sensor_info& record) {
+  const int status = run_backlight(cal, record);
   record.mean[0] = half_up(record.mean[0]);
   return status;
 }
@@ -64,7 +69,7 @@ int low_stepped(SensorCalibration& cal, _sensor_info& record, int type, int maxi
       const EventHold hold(cal);
       ++record.retry_count;
     }
-    const int status = measure(cal, record);
+    const int status = measure_low(cal, record);
     const int lux = to_int(record.mean[0]);
     if (status != 2 || lux < 0) return -1;
     if (lux >= 1 && lux < kTargetEnd) break;
@@ -102,7 +107,7 @@ int low_single(SensorCalibration& cal, _sensor_info& record, int type, int maxim
   set_retry(cal, record, 0);
   const Step brightness = set_and_verify(cal, low_brightness(maximum), true);
   if (brightness.leave) return brightness.value;
-  const int status = measure(cal, record);
+  const int status = measure_low(cal, record);
   if (equals_high_above_limit(high, record.mean[0])) return -1;
   keep_below_high(record, high);
   if (record.mean[0] != 0) {
@@ -124,7 +129,8 @@ int SensorCalibration::lcdbacklight_high_calibrate(int type) {
   const Step brightness = set_and_verify(*this, maximum.value, false);
   if (brightness.leave) return brightness.value;
   set_retry(*this, *record, 0);
-  if (measure(*this, *record) != 2) return -1;
+  if (run_backlight(*this, *record) != 2) return -1;
+  record->mean[0] = half_up(record->mean[0]);
   publish(kLuxProperty, "sys_back_lux_1", record->mean[0]);
   return send_or_log(*this, type, kHighLevel, brightness.value, to_int(record->mean[0]));
 }

@@ -18,11 +18,11 @@ constexpr char kLuxFailed[] = "E setAlsBacklightLuxCali_api failed\n";
 
 const test::Message kScales = message(33171089, 31, {bits(5)});
 
-// Channels as the sensor gives them; the hub's scales are all 2.
+// Channels as the sensor gives them; the hub's scales are all 2. Its result for them may be positive.
 struct ColourPhone : test::LitPhone {
-  ColourPhone() {
-    host::force_property(kWanted, "1");
-    phone.hub->reply(31, {0, bits(2), bits(2), bits(2), bits(2), bits(2)});
+  explicit ColourPhone(int result = 0) {
+    host::force_property(kWanted, "0");  // any text asks for the colour runs
+    phone.hub->reply(31, {result, bits(2), bits(2), bits(2), bits(2), bits(2)});
   }
 };
 
@@ -33,8 +33,8 @@ test::Message channels(int type, int level, int brightness, std::array<float, 4>
 }
 
 TEST(BacklightColour, HighRun) {
-  for (const int hub : {0, 9}) {
-    ColourPhone lit;
+  for (const int hub : {0, 3, -9}) {
+    ColourPhone lit(hub > 0 ? hub : 0);
     lit.phone.hub->reply(27, {hub});
     lit.see(33171080, {0, 10, 20, 31, 41, 50});
     _sensor_info& record = lit.light_pri2();
@@ -71,7 +71,9 @@ TEST(BacklightColour, NeedsScalesAndARun) {
   }
   ColourPhone lit;
   lit.refuse_runs();
+  lit.light().mean[0] = lit.light().mean[3] = 7.4F;
   EXPECT_EQ(lit.phone.cal->lcdbacklight_lux_calibrate(5, 13), -1);
+  EXPECT_EQ((std::vector{lit.light().mean[0], lit.light().mean[3]}), (std::vector{7.4F, 7.4F}));  // not rounded
   EXPECT_EQ(lit.light().in_lcd_cct_calibrate, 1);
   EXPECT_EQ(host::all_properties().count(kChannel), 0U);
 }
@@ -105,10 +107,12 @@ TEST(BacklightColour, LowRun) {
       {"30", 6, -1, "R"},
       {"30", 5, 0, "R0"},
       {"30", 20, -1, "f", 7},
+      {"30", 20, -1, "f", -7},
+      {"30", 1, -1, "0!", 5},
       {"30", 1, -1, "0!", -7},
   };
   for (const auto& c : cases) {
-    ColourPhone lit;
+    ColourPhone lit(c.hub > 0 ? c.hub : 0);
     const std::string outcome = c.outcome;
     const auto expects = [&](char mark) { return outcome.find(mark) != std::string::npos; };
     lit.phone.hub->reply(27, {c.hub});

@@ -1,6 +1,8 @@
 // A bench phone with a panel: its nodes are plain files, and its light sensors see what a script says.
 #pragma once
 
+#include <tuple>
+
 #include "bench_phone.h"
 #include "device_dir.h"
 
@@ -24,12 +26,17 @@ struct LitPhone {
     phone.queue->script(type == 5 ? 109 : 115, swinging(type, 15, data, 0));
   }
   void refuse_runs() { phone.queue->enable_result = Result::BAD_VALUE; }
-  // What the last brightness written was.
-  int brightness() const { return atoi(device.read(kBrightness).c_str()); }
 
   DeviceDir device;
   BenchPhone phone;
 };
+
+// What a run is prepared with, and how many events it has seen: period, axes, time-out, samples, variance threshold,
+// zero check, bias threshold, events to skip, events seen.
+inline auto settings(const _sensor_info& r) {
+  return std::tuple(r.period_ms, r.axis_num, r.timeout_s, r.sample_num, r.variance_threshold, +r.zero_variance_check,
+                    r.bias_threshold[0], r.skip_num, r.event_count);
+}
 
 // The lines of a step at the panel that went well.
 inline Lines maximum_lines(int maximum = 4095) {

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cmath>
 
+#include "backlight/steps.h"
 #include "lit_phone.h"
 
 namespace {
@@ -32,7 +33,7 @@ TEST(BacklightLux, HighRun) {
                {33171080, 119.5F, "120.000000", 120, -4},
                {33171084, -0.7F, "0.000000", 0, 0},
                {5, -1.6F, "-1.000000", -1, 0},
-               {5, NAN, "0.000000", 0, 0}};
+               {5, NAN, "0.000000", 0, 5}};
   for (const auto& c : cases) {
     test::LitPhone lit;
     lit.see(c.type, {c.lux});
@@ -50,17 +51,19 @@ TEST(BacklightLux, HighRun) {
     EXPECT_EQ(lit.phone.hub->sent(), Messages{message(c.type, 26, {13, 4095, c.sent})});
     EXPECT_EQ(host::all_properties().at(kLux), lux);
     EXPECT_EQ(lit.phone.queue->enabled(), (std::vector<test::Enabling>{{c.type == 5 ? 109 : 115, 200000, 0}}));
-    EXPECT_EQ(record.timeout_s, 10);
     EXPECT_EQ(record.event_count, 15);
     EXPECT_EQ(record.mean[0], static_cast<float>(c.sent));
-    EXPECT_EQ((std::vector{record.bias_threshold[0], record.bias_threshold[1]}), (std::vector{10000.0F, 3.0F}));
+    EXPECT_EQ(record.bias_threshold[1], 3.0F);
     EXPECT_EQ(record.in_calibrate + record.backlight_retry + record.in_backlight_calibrate, 0);
   }
   test::LitPhone lit;
   lit.refuse_runs();
+  lit.light().mean[0] = 7.4F;
   EXPECT_EQ(lit.phone.cal->lcdbacklight_lux_calibrate(5, 13), -1);
+  EXPECT_EQ(lit.light().mean[0], 7.4F);  // not rounded
   EXPECT_EQ(host::all_properties().count(kLux), 0U);
   EXPECT_TRUE(lit.phone.hub->sent().empty());
+  EXPECT_EQ(half_up(0.49999997F), 0.0F);  // a sum in single precision would be 1
 }
 
 TEST(BacklightLux, TypesAndLevels) {
@@ -72,8 +75,9 @@ TEST(BacklightLux, TypesAndLevels) {
     EXPECT_EQ(lit.phone.cal->lcdbacklight_lux_calibrate(type, 13), -1);
     EXPECT_TRUE(log.all().empty());
   }
-  EXPECT_EQ(lit.phone.cal->lcdbacklight_lux_calibrate(5, 12), -1);
-  EXPECT_EQ(lit.light().sample_num, 10);  // prepared all the same
+  lit.light().event_count = lit.light().zero_variance_check = 1;
+  EXPECT_EQ(lit.phone.cal->lcdbacklight_lux_calibrate(5, 12), -1);  // prepared all the same
+  EXPECT_EQ(test::settings(lit.light()), std::tuple(200, 1, 10, 10, 10000.0F, 0, 10000.0F, 5, 0));
   EXPECT_EQ(lit.device.read(test::kBrightness), "1");
   for (const int level : {13, 14}) EXPECT_EQ(lost.lcdbacklight_lux_calibrate(5, level), -1);
   // Called directly, a level takes every type that has a record, and runs it as it stands.
@@ -96,13 +100,15 @@ TEST(BacklightLux, SingleLowRun) {
     int max_equal;
     int sent;
     int result;
-    const char* outcome;  // lines that follow: = equal, > higher, 0 forced to zero, ! hub failed; R: refused run
+    const char* outcome;  // lines that follow: = equal, > higher, 0 forced to zero, ! hub failed, as + with a positive
+                          // result; R: refused run
     int type = 5;
   } cases[] = {
       {"20", 20, 12, "", "0.000000", 5, 12, 0, ""},
-      {"29.999", 29.999F, 10, "", "0.000000", 5, 10, 0, ""},
+      {"29.9999", 29.9999F, 10, "", "0.000000", 5, 10, 0, ""},
       {"-5", -5, 7, "", "0.000000", 5, 7, 0, ""},
       {"20", 20, 12, "", "0.000000", 5, 12, -4, "!"},
+      {"20", 20, 12, "", "0.000000", 5, 12, 5, "+"},
       // Equal above the limit; up to the limit the low value goes one below the high one.
       {"20", 20, 20, "", "0.000000", 5, kNothing, -1, "="},
       {"6.9", 6.9F, 6, "", "0.000000", 5, kNothing, -1, "="},
@@ -117,7 +123,11 @@ TEST(BacklightLux, SingleLowRun) {
       {"text", 0, 3, "", "0.000000", 5, 0, 0, ">0"},
       {"nan", NAN, 3, "", "0.000000", 5, 0, 0, ">0"},
       {"1", 1, 1, "", "0.000000", 5, 0, 0, ">0"},
+      {"-0.5", -0.5F, 3, "", "0.000000", 5, 0, 0, ">0", 33171080},
+      // Not forced: 0.5 is sent as 0.
+      {"1.5", 1.5F, 2, "", "0.000000", 5, 0, 0, ">", 33171080},
       {"20", 20, 0, "", "0.000000", 5, 0, -1, "0!"},
+      {"20", 20, 0, "", "0.000000", 5, 0, -1, "0+"},
       // A run that failed leaves the record's old mean, which is judged.
       {"20", 20, 7, "", "0.000000", 5, kNothing, -1, "R"},
       {"20", 20, 0, "", "0.000000", 5, 0, 0, "R0"},
@@ -128,7 +138,7 @@ TEST(BacklightLux, SingleLowRun) {
     const auto expects = [&](char mark) { return outcome.find(mark) != std::string::npos; };
     host::force_property(kLux, c.high);
     host::force_property("sys.backlight.max_equal_spec", c.limit);
-    lit.phone.hub->reply(26, {0, expects('!') ? -4 : 0});
+    lit.phone.hub->reply(26, {0, expects('!') ? -4 : expects('+') ? 5 : 0});
     lit.see(c.type, {c.lux});
     if (expects('R')) lit.refuse_runs();
     lit.record(c.type).mean[0] = c.lux;
@@ -145,13 +155,14 @@ TEST(BacklightLux, SingleLowRun) {
     if (expects('=')) lines.push_back(low + "high equal low and than default_equal_spec(" + limit + ") lux: " + values);
     if (expects('>')) lines.push_back(low + "low is higher than high: " + values);
     if (expects('0')) lines.push_back(low + "set low force to 0\n");
-    if (expects('!')) lines.push_back(kHubFailed);
+    if (expects('!') || expects('+')) lines.push_back(kHubFailed);
 
     const test::LogCapture log;
     EXPECT_EQ(lit.phone.cal->lcdbacklight_lux_calibrate(c.type, 14), c.result) << c.high << " " << c.limit;
     EXPECT_EQ(test::library_lines(log), lines);
-    const Messages sent = {message(5, 26, {14, 3072, c.sent})};
+    const Messages sent = {message(expects('0') ? 5 : c.type, 26, {14, 3072, c.sent})};
     EXPECT_EQ(lit.phone.hub->sent(), c.sent == kNothing ? Messages() : sent) << c.high;
+    EXPECT_EQ(lit.record(c.type).mean[0], expects('0') ? 0 : expects('>') ? c.high_value - 1 : c.lux);
     EXPECT_EQ(lit.record(c.type).backlight_retry + lit.record(c.type).in_backlight_calibrate, 0);
   }
 }
@@ -168,7 +179,7 @@ TEST(BacklightLux, SteppedLowRun) {
       {"30", 9.4F, 9, {2047}, 0},
       {"1e30", 0.6F, 1, {2047}, -4},
       // Announced by the event side but outside the target once rounded: one more measurement, whatever it finds.
-      {"inf", 0.3F, 0, {2047, 2559}, 0},
+      {"inf", 0.3F, 0, {2047, 2559}, 5},
       {"40", 9.6F, 10, {2047, 1535}, 0},
   };
   for (const auto& c : cases) {
@@ -183,9 +194,16 @@ TEST(BacklightLux, SteppedLowRun) {
     EXPECT_EQ(test::library_lines(log), lines + (c.result == 0 ? Lines() : Lines{kHubFailed}));
     EXPECT_EQ(lit.phone.hub->sent(), Messages{message(5, 26, {14, c.levels.back(), c.sent})});
     EXPECT_EQ(lit.light().retry_count, static_cast<int>(c.levels.size()));
-    EXPECT_EQ(lit.light().event_count, 10);  // counted anew in each measurement of 5 samples
+    // Events are counted anew in each measurement.
+    EXPECT_EQ(test::settings(lit.light()), std::tuple(200, 1, 10, 5, 10000.0F, 0, 10000.0F, 5, 10));
     EXPECT_EQ(lit.light().backlight_retry + lit.light().in_backlight_calibrate, 0);
   }
+  test::LitPhone lit;
+  host::force_property(kLux, "40");
+  lit.refuse_runs();
+  lit.light().mean[0] = 3;
+  EXPECT_EQ(lit.phone.cal->lcdbacklight_low_calibrate(5), -1);
+  EXPECT_TRUE(lit.phone.hub->sent().empty());
 }
 
 // The event side keeps a first mean outside (0, 10) to itself, so that the flow waits its time out.
@@ -261,7 +279,7 @@ TEST(BacklightPanel, Failures) {
   const std::string write_failed = "E lcdbacklight_calibrate_write_backlight failed\n";
   const Lines not_opened = {write_line, "D write_int open fd=-1\n", write_failed};
   const struct {
-    const char* node;
+    std::string node;
     const char* like;  // the file it is like; null: it is missing
     int result;
     Lines lines;
@@ -287,7 +305,10 @@ TEST(BacklightPanel, Failures) {
       EXPECT_EQ(lit.phone.cal->lcdbacklight_lux_calibrate(5, 13), c.result);
       EXPECT_EQ(test::library_lines(log), c.lines);
       EXPECT_TRUE(lit.phone.hub->sent().empty());
+      lit.light().backlight_retry = 1;
       EXPECT_EQ(lit.phone.cal->lcdbacklight_lux_calibrate(5, 14), c.result);
+      // The lux run clears it before it sets the panel.
+      EXPECT_EQ(lit.light().backlight_retry, *colour == '\0' && c.node == test::kBrightness ? 0 : 1);
       EXPECT_TRUE(lit.phone.queue->enabled().empty());
     }
   }
