@@ -1,4 +1,6 @@
 // The link to the maker's test service, and the one call that everything goes through.
+#include <errno.h>
+
 #include "hubapi/command.h"
 
 using ::vendor::corvane::sensor::kestsensorservice::V1_1::IKestSensorService;
@@ -46,8 +48,9 @@ int SensorCalibrationAPI::send_ssc_oem_test_msg(_ssc_oem_test_msg* msg) {
   ssc_oem_test_msg reply;
   memset(&reply, 0, sizeof reply);
   // One captured pointer: std::function keeps it in place and allocates nothing.
-  current->send_ssc_oem_test_msg(sent, [out = &reply](const ssc_oem_test_msg& answer) { *out = answer; });
-  // Deliberate: the transport's status is not looked at, and a call that never answered leaves all 72 bytes zero.
+  const auto call =
+      current->send_ssc_oem_test_msg(sent, [out = &reply](const ssc_oem_test_msg& answer) { *out = answer; });
+  (void)call.isOk();  // deliberately no error: a call that never answered leaves all 72 bytes zero
   memcpy(msg, &reply, sizeof reply);
   log_reply(*msg);
   return 0;

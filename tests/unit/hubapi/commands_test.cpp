@@ -29,6 +29,8 @@ constexpr int kLuxSec = 33171081;
 constexpr int kCct = 33171088;
 constexpr int kTof = 33171040;
 
+int row_type;  // of the row that a table's call is made for
+
 class Commands : public test::HubTest {
  protected:
   using Words = std::vector<int32_t>;
@@ -65,34 +67,40 @@ const std::vector<float> kRead = {1.5f, -2.5f, 3.5f};
 const std::vector<int32_t> kOffset = {bits(0.25f), bits(1.25f), bits(2.25f)};
 
 TEST_F(Commands, Inertial) {
-  const std::string enter_get = "D getAMGOffset_api: enter getAMGOffset_api type=";
-  const std::string exit_get = "E getAMGOffset_api: exit getAMGOffset_api type=";
-  const std::string enter_set = "D enter setAMGOffset_api type=";
-  const std::string exit_set = "E setAMGOffset_api: exit setAMGOffset_api type=";
-  const std::string before = ", offset= 0.250000,1.250000,2.250000";
-  const std::string read = " ret = 0, offset = {1.500000, -2.500000, 3.500000}";
-  const std::string kept = " ret = 0, offset = {0.250000, 1.250000, 2.250000}";
-  check(CALL(getAMGOffset_api(1, b.f)), message(1, 1), kAxes, 0,
-        {enter_get + "1" + before, "<sent>", exit_get + "1" + read}, kRead);
-  check(CALL(getAMGOffset_api(kAcc2, b.f)), message(kAcc2, 1), kAxes, 0,
-        {enter_get + "268369921" + before, "<sent>", exit_get + "268369921" + read}, kRead);
-  check(CALL(getAMGOffset_api(4, b.f)), message(4, 3), kAxes, 0,
-        {enter_get + "4" + before, "<sent>", exit_get + "4" + read}, kRead);
-  check(CALL(getAMGOffset_api(kGyr2, b.f)), message(kGyr2, 3), kAxes, 0,
-        {enter_get + "268369924" + before, "<sent>", exit_get + "268369924" + read}, kRead);
-  unsent(CALL(getAMGOffset_api(2, b.f)), -1, {enter_get + "2" + before});
-  check(CALL(setAMGOffset_api(1, b.f)), message(1, 0, kOffset), {0, 9}, 0,
-        {enter_set + "1" + before, "<sent>", exit_set + "1" + kept});
-  check(CALL(setAMGOffset_api(kAcc2, b.f)), message(kAcc2, 0, kOffset), {0}, 0,
-        {enter_set + "268369921" + before, "<sent>", exit_set + "268369921" + kept});
-  check(CALL(setAMGOffset_api(4, b.f)), message(4, 2, kOffset), {7, 9}, 7,
-        {enter_set + "4" + before, "<sent>", "E setAMGOffset_api fail ret=7", exit_set + "4" + kept});
-  check(CALL(setAMGOffset_api(kGyr2, b.f)), message(kGyr2, 2, kOffset), {0}, 0,
-        {enter_set + "268369924" + before, "<sent>", exit_set + "268369924" + kept});
-  unsent(CALL(setAMGOffset_api(16, b.f)), -1, {enter_set + "16" + before});
-  check(CALL(reset_gyro_cal_api(4)), message(4, 33), {-7}, 0, {"<sent>"});
-  check(CALL(reset_gyro_cal_api(kGyr2)), message(kGyr2, 33), {-7}, 0, {"<sent>"});
-  unsent(CALL(reset_gyro_cal_api(1)), 0, {});
+  const struct {
+    int type;
+    int32_t set;  // codes; -1: refused
+    int32_t get;
+    int32_t set_result;
+    bool resets;
+  } rows[] = {{1, 0, 1, 0, false},     {kAcc2, 0, 1, -5, false}, {4, 2, 3, 7, true},
+              {kGyr2, 2, 3, -5, true}, {2, -1, -1, -1, false},   {16, -1, -1, -1, false}};
+  for (const auto& row : rows) {
+    row_type = row.type;
+    const std::string shown = "type=" + std::to_string(row_type);
+    const std::string before = shown + ", offset= 0.250000,1.250000,2.250000";
+    const std::string enter_get = "D getAMGOffset_api: enter getAMGOffset_api " + before;
+    const std::string enter_set = "D enter setAMGOffset_api " + before;
+    const Call get = CALL(getAMGOffset_api(row_type, b.f)), set = CALL(setAMGOffset_api(row_type, b.f));
+    const Call reset = CALL(reset_gyro_cal_api(row_type));
+    if (row.set < 0) {
+      unsent(get, -1, {enter_get});
+      unsent(set, -1, {enter_set});
+    } else {
+      const std::string exit = "AMGOffset_api " + shown + " ret = 0, offset = {";
+      check(get, message(row_type, row.get), kAxes, 0,
+            {enter_get, "<sent>", "E getAMGOffset_api: exit get" + exit + "1.500000, -2.500000, 3.500000}"}, kRead);
+      Lines written = {enter_set, "<sent>"};
+      if (row.set_result != 0) written.push_back("E setAMGOffset_api fail ret=" + std::to_string(row.set_result));
+      written.push_back("E setAMGOffset_api: exit set" + exit + "0.250000, 1.250000, 2.250000}");
+      check(set, message(row_type, row.set, kOffset), {row.set_result, 9}, row.set_result, written);
+    }
+    if (row.resets) {
+      check(reset, message(row_type, 33), {-7}, 0, {"<sent>"});
+    } else {
+      unsent(reset, 0, {});
+    }
+  }
 }
 
 TEST_F(Commands, Version) {
@@ -253,6 +261,8 @@ TEST_F(Commands, Sar) {
          "D getSAROffset_api scale[1]=6.500000"},
         {5.5f, 6.5f});
   unsent(CALL(getSAROffset_api(33171017, b.f, 2)), -1, {"E enter getSAROffset_api sensor_type=33171017, length: 2"});
+  check(CALL(setSarCal_api(kSar)), message(kSar, 11), {-5}, -5,
+        {"<sent>", "E setSarCal_api fail ret=-5", "I setSarCal_api: setSarCal_api sensor_type=33171015 ret = -5"});
   check(CALL(setSarCal_api(kSar)), message(kSar, 11), {0}, 0,
         {"<sent>", "I setSarCal_api: setSarCal_api sensor_type=33171015 ret = 0"});
   check(CALL(setSarSoftCal_api(9)), message(9, 11, {bits(-1.0f)}), {5}, 5,
@@ -267,8 +277,10 @@ TEST_F(Commands, TimeOfFlight) {
   const std::string done = "I setTofPrxCal_api: tof proxmity type ";
   unsent(CALL(setTofPrxCal_api(kTof, 4)), -1, {});
   unsent(CALL(setTofPrxCal_api(kTof, 8)), -1, {});
-  check(CALL(setTofPrxCal_api(kTof, 5)), message(kTof, 12), {0}, 0,
-        {"<sent>", done + "33171040 calibration para=12 ret = 0"});
+  check(CALL(setTofPrxCal_api(kTof, 5)), message(kTof, 12), {-5}, -5,
+        {"<sent>", "E setTofPrxCal_api fail ret=-5", done + "33171040 calibration para=12 ret = 0"});
+  check(CALL(setTofPrxCal_api(kTof, 6)), message(kTof, 13), {0}, 0,
+        {"<sent>", done + "33171040 calibration para=13 ret = 0"});
   check(CALL(setTofPrxCal_api(8, 7)), message(8, 14), {3}, 3,
         {"<sent>", "E setTofPrxCal_api fail ret=3", done + "8 calibration para=14 ret = 0"});
   check(CALL(getTofOffset_api(b.i, 0)), message(kTof, 6, {-1, -1, 0}), {7, 8, -9}, 0,

@@ -1,11 +1,8 @@
-#include <host/device_root.h>
 #include <limits.h>
 
-#include <filesystem>
-#include <fstream>
 #include <functional>
-#include <sstream>
 
+#include "device_dir.h"
 #include "hub_test.h"
 
 namespace {
@@ -14,28 +11,17 @@ namespace fs = std::filesystem;
 using Api = SensorCalibrationAPI;
 using test::Lines;
 
+constexpr char kFolder[] = "/mnt/vendor/persist/sensors/";
+
 class CrosstalkFiles : public test::HubTest {
  protected:
-  CrosstalkFiles() {
-    char folder[] = "/tmp/crosstalk_files.XXXXXX";
-    root_ = mkdtemp(folder);
-    host::set_device_root(root_);
-    fs::create_directories(file("").parent_path());
-  }
-  ~CrosstalkFiles() override {
-    host::set_device_root("");
-    fs::remove_all(root_);
-  }
+  CrosstalkFiles() { fs::create_directories(file("").parent_path()); }
 
-  fs::path file(const std::string& name) const { return root_ + "/mnt/vendor/persist/sensors/" + name; }
-  void write(const std::string& name, const std::string& text) const { std::ofstream(file(name)) << text; }
-  std::string read(const std::string& name) const {
-    std::ostringstream text;
-    text << std::ifstream(file(name)).rdbuf();
-    return text.str();
-  }
+  fs::path file(const std::string& name) const { return device.host_path(kFolder + name); }
+  void write(const std::string& name, const std::string& text) const { device.write(kFolder + name, text); }
+  std::string read(const std::string& name) const { return device.read(kFolder + name); }
 
-  std::string root_;
+  const test::DeviceDir device;
 };
 
 constexpr char kCt1[] = "PSensor_ct1.txt";
