@@ -1,13 +1,8 @@
 #include <gtest/gtest.h>
-#include <host/device_root.h>
 #include <math.h>
 #include <persistCalibrate.h>
 
-#include <filesystem>
-#include <fstream>
-#include <sstream>
-
-#include "log_capture.h"
+#include "device_dir.h"
 
 namespace {
 
@@ -15,25 +10,17 @@ namespace fs = std::filesystem;
 using test::Lines;
 using Rows = std::vector<std::vector<double>>;
 
+constexpr char kFolder[] = "/mnt/vendor/persist/sensors/";
 constexpr double kFixedChannel = 48942.45245;
 
 class PersistCalibrate : public ::testing::Test {
  protected:
-  PersistCalibrate() {
-    char folder[] = "/tmp/persist_calibrate.XXXXXX";
-    root_ = mkdtemp(folder);
-    host::set_device_root(root_);
-    fs::create_directories(file("").parent_path());
-  }
-  ~PersistCalibrate() override {
-    host::set_device_root("");
-    fs::remove_all(root_);
-  }
+  PersistCalibrate() { fs::create_directories(file("").parent_path()); }
 
-  fs::path file(const std::string& name) const { return root_ + "/mnt/vendor/persist/sensors/" + name; }
-  void write(const std::string& name, const std::string& text) const { std::ofstream(file(name)) << text; }
+  fs::path file(const std::string& name) const { return device.host_path(kFolder + name); }
+  void write(const std::string& name, const std::string& text) const { device.write(kFolder + name, text); }
 
-  std::string root_;
+  const test::DeviceDir device;
   test::LogCapture log;
   persistCalibrate persist;
 };
@@ -62,11 +49,7 @@ TEST_F(PersistCalibrate, ScaleIsTheConstantWhateverTheFileHolds) {
 }
 
 TEST_F(PersistCalibrate, SetScaleWritesTwelveDigits) {
-  const auto text = [this] {
-    std::ostringstream out;
-    out << std::ifstream(file("scale.txt")).rdbuf();
-    return out.str();
-  };
+  const auto text = [this] { return device.read(std::string(kFolder) + "scale.txt"); };
   persist.setScale(1.0 / 3);
   EXPECT_EQ(text(), "0.333333333333");
   persist.setScale(1e20);

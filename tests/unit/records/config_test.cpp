@@ -26,6 +26,8 @@ TEST(Config, ReadsOneValue) {
     bool answered;  // whether the value is logged
   } cases[] = {
       {1, 0, 0.5, 1, nullptr, true},
+      {268369921, 0, 0.5, 1, nullptr, true},
+      {4, 1, -1.5, 3, nullptr, true},
       {268369924, 2, 2.5, 3, nullptr, true},
       {2, 0, 0, -1, "E getAMGOffset_api fail type=2, ret=-1", false},
       {6, 0, 0.5, 22, nullptr, true},
@@ -34,6 +36,7 @@ TEST(Config, ReadsOneValue) {
       {8, 1, 40, 6, nullptr, true},
       {8, 2, 30, 6, nullptr, true},
       {33171015, 1, -1.5, 4, nullptr, true},
+      {33171016, 2, 2.5, 4, nullptr, true},
       {33171040, 0, 50, 6, nullptr, true},
       {33171040, 1, 0, -1, "E getTofOffset_api fail ret=-1", false},
       {33171053, 1, 0, -1, "E getconfig fail type=33171053, ret=1", true},
@@ -63,18 +66,33 @@ TEST(Config, ReadsOneValue) {
 TEST(Config, DependsOnTheDefaultSensors) {
   const test::DeviceDir device;
   device.write("/mnt/vendor/persist/sensors/PSensor_ct2.txt", "offset=22\n");
-  for (const bool listed : {true, false}) {
-    // A part that calibrates its own crosstalk keeps component 0 in its second file; a probe that fails counts as one.
-    const test::BenchPhone prox({test::sensor(listed ? 8 : 1, 1, "tmd2725_prox")});
-    EXPECT_EQ(prox.cal->sensor_getconfig(8, 0), 22.0);
-    EXPECT_EQ(prox.cal->sensor_getconfig(8, 1), 0.0);  // the hub's
-    const test::BenchPhone light({test::sensor(listed ? 5 : 1, 1, "BH1745 BH1745 ALS DEVICE")});
-    light.hub->reply(10, {bits(1.25F)});
-    const test::LogCapture log;
-    for (const int type : {5, 33171054, 33171055, 33171080, 33171081, 33171082, 33171084, 33171085}) {
-      EXPECT_EQ(light.cal->sensor_getconfig(type, 0), listed ? 1.25 : 0.0) << type;
+  const struct {
+    std::string prox, light;  // the chips; empty: not listed, so that the probe fails
+    double crosstalk;         // component 0 of the proximity sensor
+    const char* supports;     // what the probes found
+    const char* rgb;
+  } cases[] = {
+      // A part that calibrates its own crosstalk keeps component 0 in its second file.
+      {"tmd2725_prox", "BH1745 BH1745 ALS DEVICE", 22, "1", "1"},
+      {"other_prox", "other_light", 50, "0", "0"},
+      {"", "", 22, "-3", ""},  // a probe that fails counts as such a part
+  };
+  for (const auto& c : cases) {
+    const test::BenchPhone phone({test::sensor(c.prox.empty() ? 1 : 8, 1, c.prox.c_str()),
+                                  test::sensor(c.light.empty() ? 1 : 5, 2, c.light.c_str())});
+    phone.hub->reply(6, {30, 40, 50});
+    phone.hub->reply(10, {bits(1.25F)});
+    test::LogCapture log;
+    for (const int axis : {0, 1}) {
+      log.clear();
+      EXPECT_EQ(phone.cal->sensor_getconfig(8, axis), axis == 0 ? c.crosstalk : 40.0);
+      EXPECT_EQ(log.count(std::string("supporthwcal ") + c.supports), 1U);
+      EXPECT_EQ(log.count(c.prox.empty() ? "Sensor not found!" : "Sensor: "), axis == 0 ? 2U : 1U);  // probes
     }
-    EXPECT_EQ(log.count("getLuxScale_api scale, scale = 1.000000, is_rgb = 1"), listed ? 8U : 0U);
+    for (const int type : {5, 33171054, 33171055, 33171080, 33171081, 33171082, 33171084, 33171085}) {
+      EXPECT_EQ(phone.cal->sensor_getconfig(type, 0), c.light.empty() ? 0.0 : 1.25) << type;
+    }
+    EXPECT_EQ(log.count(std::string("scale = 1.000000, is_rgb = ") + c.rgb), c.light.empty() ? 0U : 8U);
   }
 }
 
@@ -91,10 +109,12 @@ TEST(Config, ReadsAnArray) {
     const char* line;
   } cases[] = {
       {33171089, 3, "", 31, 7, "E ams_cct_sensor getconfig \n"},
-      {33171089, 3, "1", -1, 0, "E goodix_cct_sensor do not getconfig \n"},
+      {33171089, -1, "", 31, 7, "E ams_cct_sensor getconfig \n"},
+      {33171089, 3, "0", -1, 0, "E goodix_cct_sensor do not getconfig \n"},
       {33171057, 10, "1", 31, 7, "E ams_cct_sensor getconfig \n"},
       {33171007, 3, "1", 31, 7, "E ams_cct_sensor getconfig \n"},
       {33171016, 3, "", 4, 0, nullptr},
+      {33171015, -1, "", 4, 0, nullptr},
       {33171016, 11, "", -1, -1, "E sensor_getconfig fail length too long!"},
       {1, 3, "", -1, 0, nullptr},
   };
@@ -107,7 +127,7 @@ TEST(Config, ReadsAnArray) {
     EXPECT_EQ(phone.cal->sensor_getconfig(c.type, values, c.length), c.result) << type;
     const test::Message request = message(c.type, c.code, {bits(static_cast<float>(c.length))});
     EXPECT_EQ(phone.hub->sent(), c.code < 0 ? std::vector<test::Message>() : std::vector{request});
-    EXPECT_EQ(values[1], c.code < 0 ? -1.0F : 2.5F);
+    EXPECT_EQ(values[1], c.code < 0 || c.length < 0 ? -1.0F : 2.5F);
     Lines expected = {"I sensor_getconfig: sensor_getconfig enter type=" + type +
                       ", length=" + std::to_string(c.length)};
     if (c.line != nullptr) expected.push_back(c.line);

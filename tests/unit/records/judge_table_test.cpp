@@ -5,6 +5,7 @@
 
 namespace {
 
+using namespace std::string_literals;
 using test::Lines;
 using Row = std::vector<std::string>;
 using Rows = std::vector<Row>;
@@ -20,10 +21,10 @@ TEST(JudgeTable, KeepsTheLinesWhoseChipIsPresent) {
   EXPECT_EQ(test::library_lines(log), test::operator+(start, {"I open file fail !!\n"}));
 
   // Dropped: another chip, another case, a carriage return that is no part of a name, more than the name holds.
-  // Kept: a chip named by the last field alone, wherever it lies; a line whose last field is empty.
+  // Kept: a chip named by the last field alone, wherever it lies, and up to a NUL; a line whose last field is empty.
   device.write("/vendor/etc/sensors/judge_calibrated.json",
                "Acc a.b /x.json 0 lsm\nGyr a.b /x 0 bmi\nAcc a.b /x 0 LSM\nAcc a /x 0 lsm\r\nLux a /y 1 tcs\r\n"
-               "Acc\ta /x 0 lsm\nAcc  b \n\nlsm6dso Acc2\nAcc c /x 2 lsm6dso");
+               "Acc\ta /x 0 lsm\nAcc  b \n\nlsm6dso Acc2\nAcc n /x 0 lsm\0bmi\nAcc c /x 2 lsm6dso"s);
   log.clear();
   phone.cal->get_judge_calibrated();
   const Rows kept = {{"Acc", "a.b", "/x.json", "0", "lsm"},
@@ -31,9 +32,10 @@ TEST(JudgeTable, KeepsTheLinesWhoseChipIsPresent) {
                      {"Acc\ta", "/x", "0", "lsm"},
                      {"Acc", "", "b", ""},
                      {""},
+                     {"Acc", "n", "/x", "0", "lsm\0bmi"s},
                      {"Acc", "c", "/x", "2", "lsm6dso"}};
   EXPECT_EQ(judge_calibrated, kept);
-  const Lines each(10, "I open anajson file success!!\n");
+  const Lines each(11, "I open anajson file success!!\n");
   const Lines end = {"I close file success,judge_calibrated json struct has been got !\n"};
   EXPECT_EQ(test::library_lines(log), test::operator+(test::operator+(start, each), end));
 }
@@ -60,6 +62,7 @@ TEST(JudgeTable, ParseStrChoosesTheRow) {
       // In any other mode the first row of the tag decides.
       {1, 0, 0, {}},
       {1, 7, 8, {}},
+      {4, 3, 0, {}},
       {5, 0, 0, {"", "", "a", ""}},
       {5, ~0U, 0, {"", "", "a", ""}},
       {77, 0, 0, {"n"}},

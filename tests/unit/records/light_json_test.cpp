@@ -34,6 +34,7 @@ TEST_F(LightJson, EditsInPlace) {
       {als(R"({"ver":" 41 x","a":[1]})"), als(R"({"a":[1],)" + (kScales + std::string("42\"}")))},
       {als(R"({"ver":"text"})"), with("1")},
       {als(R"({"ver":8.9})"), with("9")},
+      {als(R"({"ver":"-5"})"), with("-4")},
       {als(R"({"ver":"99999999999999999999"})"), with("2147483647")},
       {"{\"als\":\n{\"channel_scale\":{\"ver\":\"1\n2\"}}\r\n}\n", with("13")},  // lines are joined, in a text too
       {R"({"als":{"x":1},"b":[null,"é"]})",

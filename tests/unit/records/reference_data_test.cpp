@@ -32,6 +32,7 @@ TEST(ReferenceData, TakesTheTextsOfTheSection) {
       {"ver : \"-\"\n", {}, {}, {}},
       // "ver" inside words too; its quote is looked for one character later.
       {"k {\novertly : \"x\"  server\"y\"z\nver\"a\"b\"c", {"k"}, {"x", "z", "b"}, {}},
+      {"k {\nver:\"1\" data\"\"x\"", {"k"}, {"1"}, {"x"}},
       // A text without end runs to the end of its line; without a quote there is none.
       {"k {\ndata : \"-\"\n\"data\":\"\"\n\"data\" : \"open\r\n\"data\" 5\nver 6\nver", {"k"}, {}, {"", "open\r"}},
       {"k {\n\"ver\" : \"a\0b\"\n\0}\nver : \"-\""s, {"k"}, {"a\0b"s}, {}},
@@ -56,7 +57,8 @@ TEST(ReferenceData, ChoosesTheFile) {
   const test::BenchPhone phone;
   for (const char* name : {"0", "1", "2"}) device.write("/"s + name, "ver  \""s + name + "\"");
   judge_calibrated = {{"Lux", "k", "/0", "1"},      {"Lux", "k", "/1", "1", "c"}, {"Lux", "k", "/9", "1", "c"},
-                      {"Lux", "k", "/2", "2", "c"}, {"Acc", "k", "/0", "0", "c"}, {"Acc", "k", "/none", "1", "c"}};
+                      {"Lux", "k", "/2", "2", "c"}, {"Acc", "k", "/0", "0", "c"}, {"Acc", "k", "/none", "1", "c"},
+                      {"Gyr", "k", "/1", "1", "c"}};
   const char* const invalid = "I GetSensorJsonData judge_calibrated struct is invalid!\n";
   const char* const missing = "I open file fail!\n";
   const char* const opened = "I open config/sensor.json file success!\n";
@@ -67,7 +69,7 @@ TEST(ReferenceData, ChoosesTheFile) {
     Lists expected;
   } cases[] = {{5, 1, opened, {{"1"}, {}}}, {5, 2, opened, {{"2"}, {}}}, {1, 0, opened, {{"0"}, {}}},
                {1, 3, opened, {{"0"}, {}}}, {5, 0, invalid, {}},         {1, 1, missing, {}},
-               {1, 2, missing, {}},         {4, 0, missing, {}}};
+               {1, 2, missing, {}},         {6, 0, missing, {}},         {4, 3, invalid, {}}};
   for (const auto& c : cases) {
     const test::LogCapture log;
     EXPECT_EQ(phone.cal->GetSensorJsonData({""}, c.type, c.mode), c.expected) << c.type << " " << c.mode;

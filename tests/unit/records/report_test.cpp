@@ -38,6 +38,7 @@ TEST(Report, JudgesEachPosition) {
       {1, 3, {{}}, {words({0, 0.01F})}},
       {2, 10, {words({1}), words({kBelowOne})}, {words({kAboveOne}), words({NAN})}},
       {3, 6, {{300, 400}, {}}, {{400, 300}, {0, 400}}},  // the near threshold lies in word 0
+      {4, 38, {{}}, {words({1e-8F}), words({-1})}},
       {5, 10, {words({1})}, {words({0.5F})}},
       {6, 4, {words({0, 0, 0, 9, 9, 9})}, {words({0, 0, 0.5F})}},
       {7, 4, {{}}, {words({0, 0.5F})}},
@@ -63,8 +64,9 @@ TEST(Report, FlagsComeOneCharacterEach) {
     const char* flags;
     const char* under_display;
     const char* verdicts;  // the fake hub answers zeros: calibrated are the scales alone
-  } cases[] = {{"", "", "0010"},  {"0x0", "", "00"},          {"0000000000000000", "1", ""},
-               {"9", "", "0010"}, {"000000000001", "1", "1"}, {"0000100000010000111", "1", "01"}};
+  } cases[] = {
+      {"", "", "0010"},         {"0x0", "", "00"},          {"0000000000000000", "1", ""},     {"900009", "", "01"},
+      {"/:+ /:+ ", "", "0010"}, {"000000000001", "0", "1"}, {"0000100000010000111", "1", "01"}};
   for (const auto& c : cases) {
     for (const char* property : {kGoodix, kUnderDisplay}) {
       host::open_properties("");
@@ -82,8 +84,9 @@ TEST(Report, AsksInOrderAndLogsItsVerdict) {
   phone.hub->on(38, [](const test::Message& request, test::Message* reply) {
     (*reply)[2] = request[2] == bits(3) ? 0 : request[2];  // the third dark value is missing
   });
+  phone.hub->reply(4, {0, 0, bits(0.5F)});  // the pressure after it is judged on one value alone
   test::LogCapture log;
-  EXPECT_EQ(phone.cal->GetCalibrated(), "001001000111");
+  EXPECT_EQ(phone.cal->GetCalibrated(), "001001110111");
   const std::vector<test::Message> sent = {
       message(1, 1),
       message(4, 3),
@@ -104,7 +107,7 @@ TEST(Report, AsksInOrderAndLogsItsVerdict) {
   EXPECT_EQ(phone.hub->sent(), sent);
   EXPECT_EQ(test::library_lines(log),
             (Lines{"I GetCalibrated: enter sensor_GetCalibrated", "E GetCalibrated:  dark cali data miss =3",
-                   "E anajson als_strm add 1\n", "I GetCalibrated calibrated result out string = 001001000111\n"}));
+                   "E anajson als_strm add 1\n", "I GetCalibrated calibrated result out string = 001001110111\n"}));
 
   // Without a service a read gives back its own request: the dark values then look measured, and an element count reads
   // as a failure. The failure lines name types that are not always those asked for.
