@@ -49,7 +49,7 @@ struct LegendRow {
 };
 constexpr LegendRow kLegend[] = {
     {"accepted", "<circle cx='8' cy='8' r='3.5'/>", "accepted"},
-    {"discarded", "<path d='M4 4 12 12M12 4 4 12'/>", "discarded by a restart"},
+    {"discarded", "<path d='M4 4 12 12M12 4 4 12'/>", "discarded"},
     {"settling", "<path d='M8 3.5 13 12H3Z'/>", "settling"},
 };
 constexpr char kRestartSign[] = "<path d='M8 0V16' stroke-dasharray='3 2'/>";

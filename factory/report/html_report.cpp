@@ -65,9 +65,10 @@ Markup banner(const Json::Value& record) {
   if (text_of(record, "marginal") == "true")
     word += Markup::element("span", {{"class", "marginal-tag"}}, Markup::text("\u2248 marginal"));
   Markup content = Markup::element("h1", word);
-  content += Markup::element("p", {{"class", "what"}},
-                             Markup::text(serial.empty() ? "Phone without a serial number" : "Phone " + serial) +
-                                 Markup::text(plan.empty() ? "" : " \u00B7 " + plan));
+  Markup what = serial.empty() ? Markup::text("Phone without a serial number")
+                               : Markup::text("Phone ") + Markup::element("bdi", Markup::text(serial));
+  if (!plan.empty()) what += Markup::text(" \u00B7 ") + Markup::element("bdi", Markup::text(plan));
+  content += Markup::element("p", {{"class", "what"}}, what);
   content += Markup::element("p", Markup::text(tally(record) + " \u00B7 " + duration(member(record, "seconds"))));
   return Markup::element("header", {{"class", std::string("banner ") + sign_of(verdict).verdict}},
                          Markup::element("div", content));
