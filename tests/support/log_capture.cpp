@@ -50,6 +50,12 @@ size_t LogCapture::count(const std::string& text) const {
       std::count_if(lines.begin(), lines.end(), [&](const auto& l) { return l.find(text) != std::string::npos; }));
 }
 
+Lines LogCapture::mine_under(const std::string& tag) const {
+  Lines lines = mine();
+  std::erase_if(lines, [&](const std::string& line) { return line.compare(1, tag.size() + 2, "/" + tag + ":") != 0; });
+  return lines;
+}
+
 bool LogCapture::contains(const std::string& text) const { return count(text) > 0; }
 
 void LogCapture::clear() {

@@ -26,6 +26,8 @@ class LogCapture {
   // The lines of the thread that calls, or of all the others.
   Lines mine() const;
   Lines others() const;
+  // Those of the calling thread under one tag: "libsensor_cal" leaves out the lines of the hub commands.
+  Lines mine_under(const std::string& tag) const;
   // Whether any line contains the text.
   bool contains(const std::string& text) const;
   size_t count(const std::string& text) const;

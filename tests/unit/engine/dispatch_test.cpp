@@ -13,15 +13,6 @@ using test::LogCapture;
 using test::message;
 using ::testing::ElementsAre;
 
-// The lines of the dispatch and its flows alone.
-Lines own_lines(const LogCapture& log) {
-  Lines out;
-  for (const std::string& line : log.mine()) {
-    if (line.find("/libsensor_cal:") != std::string::npos) out.push_back(line);
-  }
-  return out;
-}
-
 TEST(DispatchTest, RowsThatSendOneCommand) {
   struct Case {
     int type, param, code;
@@ -56,7 +47,7 @@ TEST(DispatchTest, RowsThatSendOneCommand) {
     LogCapture log;
     EXPECT_EQ(phone.cal->sensor_calibrate(c.type, c.param), c.result) << c.line;
     EXPECT_THAT(phone.hub->sent(), ElementsAre(message(c.type, c.code, c.request))) << c.line;
-    const Lines lines = own_lines(log);
+    const Lines lines = log.mine_under("libsensor_cal");
     EXPECT_EQ(lines.front(), "I/libsensor_cal: [sensor_calibrate] type = " + std::to_string(c.type) +
                                  ", param = " + std::to_string(c.param));
     EXPECT_EQ(lines.back(), c.line);
@@ -67,7 +58,7 @@ TEST(DispatchTest, TimeOfFlightStepsAskTheChip) {
   BenchPhone phone;
   LogCapture log;
   EXPECT_EQ(phone.cal->sensor_calibrate(8, 7), -1);  // "prox" is no time-of-flight part
-  EXPECT_EQ(own_lines(log).back(),
+  EXPECT_EQ(log.mine_under("libsensor_cal").back(),
             "I/libsensor_cal: sensor_calibrate: tof sensor not support for this phone para = 7 ret = -1");
   EXPECT_EQ(phone.hub->sent().size(), 0U);
 
@@ -77,11 +68,12 @@ TEST(DispatchTest, TimeOfFlightStepsAskTheChip) {
     phone.hub->forget();
     EXPECT_EQ(phone.cal->sensor_calibrate(8, param), param - 1);
     EXPECT_THAT(phone.hub->sent(), ElementsAre(message(8, code)));
-    EXPECT_EQ(own_lines(log).back(), "I/libsensor_cal: sensor_calibrate: tof proxmity calibration para=" +
-                                         std::to_string(param) + ", ret = " + std::to_string(param - 1));
+    EXPECT_EQ(log.mine_under("libsensor_cal").back(),
+              "I/libsensor_cal: sensor_calibrate: tof proxmity calibration para=" + std::to_string(param) +
+                  ", ret = " + std::to_string(param - 1));
   }
   EXPECT_EQ(phone.cal->sensor_calibrate(33171040, 5), -1);
-  EXPECT_EQ(own_lines(log).back(),
+  EXPECT_EQ(log.mine_under("libsensor_cal").back(),
             "I/libsensor_cal: sensor_calibrate: tof sensor not support for this phone para = 5 ret = -1");
 
   // A probe that fails counts as a match.
@@ -90,30 +82,32 @@ TEST(DispatchTest, TimeOfFlightStepsAskTheChip) {
 
   log.clear();
   EXPECT_EQ(phone.cal->sensor_calibrate(33171040, 7), -1);
-  EXPECT_THAT(own_lines(log), ElementsAre("I/libsensor_cal: [sensor_calibrate] type = 33171040, param = 7"));
+  EXPECT_THAT(log.mine_under("libsensor_cal"),
+              ElementsAre("I/libsensor_cal: [sensor_calibrate] type = 33171040, param = 7"));
 }
 
 TEST(DispatchTest, FlowsAreReachedWithTheirOwnResults) {
   BenchPhone phone(std::vector<test::SensorInfo>{});
   LogCapture log;
   EXPECT_EQ(phone.cal->sensor_calibrate(1, 0), -1);
-  EXPECT_EQ(own_lines(log).back(), "E/libsensor_cal: continue_reporting_sensor_calibrate fail ret=-1");
+  EXPECT_EQ(log.mine_under("libsensor_cal").back(), "E/libsensor_cal: continue_reporting_sensor_calibrate fail ret=-1");
   log.clear();
   EXPECT_EQ(phone.cal->sensor_calibrate(2, 0), 0);  // no flow of its own
-  EXPECT_THAT(own_lines(log),
+  EXPECT_THAT(log.mine_under("libsensor_cal"),
               ElementsAre("I/libsensor_cal: [sensor_calibrate] type = 2, param = 0",
                           "I/libsensor_cal: continue_reporting_sensor_calibrate: enter type=2, param = 0"));
   EXPECT_EQ(phone.cal->sensor_calibrate(8, 0), -1);
-  EXPECT_EQ(own_lines(log).back(), "E/libsensor_cal: onchange_reporting_sensor_calibrate fail ret=-1");
+  EXPECT_EQ(log.mine_under("libsensor_cal").back(), "E/libsensor_cal: onchange_reporting_sensor_calibrate fail ret=-1");
   EXPECT_EQ(phone.cal->env_info[0].hw_cali, 1);  // no default sensor: the failed probe is non-zero
   for (const int param : {13, 14}) {
     log.clear();
     EXPECT_EQ(phone.cal->sensor_calibrate(33171007, param), -1);
-    EXPECT_EQ(own_lines(log).back(),
+    EXPECT_EQ(log.mine_under("libsensor_cal").back(),
               "I/libsensor_cal: sensor_calibrate: lcdbacklight_lux_calibrate type=33171007 ret = -1");
   }
   EXPECT_EQ(phone.cal->sensor_calibrate(8, 10), -1);
-  EXPECT_EQ(own_lines(log).back(), "I/libsensor_cal: sensor_calibrate: qvx AMBIENT_UNDER_OLED_WHITE type=8 ret = -1");
+  EXPECT_EQ(log.mine_under("libsensor_cal").back(),
+            "I/libsensor_cal: sensor_calibrate: qvx AMBIENT_UNDER_OLED_WHITE type=8 ret = -1");
 }
 
 TEST(DispatchTest, TheChipsNameChoosesTheProximityProcedureAnewEachTime) {
@@ -125,10 +119,10 @@ TEST(DispatchTest, TheChipsNameChoosesTheProximityProcedureAnewEachTime) {
     LogCapture log;
     EXPECT_EQ(phone.cal->sensor_calibrate(8, 1), 0);
     EXPECT_EQ(phone.cal->env_info[0].hw_cali, hardware) << name;
-    EXPECT_EQ(own_lines(log).back(), hardware != 0
-                                         ? "D/libsensor_cal: using hw calibration procedure for psensor!"
-                                         : "D/libsensor_cal: onchange_reporting_sensor_calibrate, using normal "
-                                           "calibration procedure for psensor! para=1");
+    EXPECT_EQ(log.mine_under("libsensor_cal").back(),
+              hardware != 0 ? "D/libsensor_cal: using hw calibration procedure for psensor!"
+                            : "D/libsensor_cal: onchange_reporting_sensor_calibrate, using normal "
+                              "calibration procedure for psensor! para=1");
   }
 }
 
@@ -137,12 +131,12 @@ TEST(DispatchTest, LightChannelsTakeTwoTypes) {
   phone.hub->reply(23, {0, 0, bits(2.9F)});
   LogCapture log;
   EXPECT_EQ(phone.cal->sensor_calibrate(2, 0, 1.0F), -1);
-  EXPECT_THAT(own_lines(log),
+  EXPECT_THAT(log.mine_under("libsensor_cal"),
               ElementsAre("E/libsensor_cal: enter sensor_calibrate, type=2, channel=0, target=1.000000"));
   for (const int type : {5, 33171055}) EXPECT_EQ(phone.cal->sensor_calibrate(type, 3, 1.5F), 2);
   EXPECT_THAT(phone.hub->sent(),
               ElementsAre(message(5, 23, {bits(3.0F), bits(1.5F)}), message(33171055, 23, {bits(3.0F), bits(1.5F)})));
-  EXPECT_EQ(own_lines(log).back(),
+  EXPECT_EQ(log.mine_under("libsensor_cal").back(),
             "E/libsensor_cal: sensor_calibrate: setAlsChannelDataCali_api type=33171055 ret = 2");
 }
 
@@ -152,7 +146,7 @@ TEST(DispatchTest, ReferencePressure) {
     LogCapture log;
     EXPECT_EQ(phone.cal->sensor_setconfig(6, 0, 1000.0F), -1.0);
     EXPECT_EQ(phone.cal->env_info[9].reference, 0);
-    EXPECT_EQ(own_lines(log), Lines{});
+    EXPECT_EQ(log.mine_under("libsensor_cal"), Lines{});
   }
   BenchPhone phone;
   EXPECT_EQ(phone.cal->sensor_setconfig(5, 0, 1000.0F), -1.0);
@@ -163,7 +157,7 @@ TEST(DispatchTest, ReferencePressure) {
   phone.queue->enable_result = test::Result::NO_INIT;
   LogCapture log;
   EXPECT_EQ(phone.cal->sensor_setconfig(6, 0, 1001.0F), -1.0);
-  EXPECT_EQ(own_lines(log).back(), "E/libsensor_cal: continue_reporting_sensor_calibrate fail ret=-1");
+  EXPECT_EQ(log.mine_under("libsensor_cal").back(), "E/libsensor_cal: continue_reporting_sensor_calibrate fail ret=-1");
 }
 
 TEST(DispatchTest, SarRegisters) {
@@ -175,8 +169,9 @@ TEST(DispatchTest, SarRegisters) {
   EXPECT_EQ(phone.cal->sensor_set_sar_reg(33171015, adr), 1);
   EXPECT_EQ(phone.cal->sensor_set_sarsec_reg(33171016, adr), 2);
   EXPECT_THAT(phone.hub->sent(), ElementsAre(message(33171015, 43, {16, -3}), message(33171016, 44, {16, -3})));
-  EXPECT_THAT(own_lines(log), ElementsAre("E/libsensor_cal: sensor_set_sar_reg adr[0]=16, adr[1]=-3",
-                                          "E/libsensor_cal: sensor_set_sarsec_reg adr[0]=16, adr[1]=-3"));
+  EXPECT_THAT(log.mine_under("libsensor_cal"),
+              ElementsAre("E/libsensor_cal: sensor_set_sar_reg adr[0]=16, adr[1]=-3",
+                          "E/libsensor_cal: sensor_set_sarsec_reg adr[0]=16, adr[1]=-3"));
 }
 
 }  // namespace

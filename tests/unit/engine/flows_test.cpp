@@ -21,15 +21,6 @@ using test::message;
 using test::swinging;
 using ::testing::ElementsAre;
 
-// The flow's own lines, without those of the hub commands.
-Lines flow_lines(const LogCapture& log) {
-  Lines out;
-  for (const std::string& line : log.mine()) {
-    if (line.find("/libsensor_cal:") != std::string::npos) out.push_back(line);
-  }
-  return out;
-}
-
 struct InertialCase {
   int type;
   int event_type;
@@ -109,7 +100,7 @@ TEST(InertialFlowTest, FromRequestToHub) {
     expected.insert(expected.end(), c.entry.begin(), c.entry.end());
     if (c.get == 3) expected.push_back("E/libsensor_cal: hwversion=\n");
     expected.push_back(success);
-    EXPECT_EQ(flow_lines(log), expected);
+    EXPECT_EQ(log.mine_under("libsensor_cal"), expected);
   }
 }
 
@@ -120,7 +111,7 @@ TEST(InertialFlowTest, EachFailureHasItsLineAndLeavesTheHubAlone) {
       BenchPhone phone({test::sensor(4, 101, "gyro")});  // the calibrated gyroscope alone does not do
       LogCapture log;
       EXPECT_EQ(phone.cal->sensor_calibrate(c.type, 0), -1);
-      const Lines lines = flow_lines(log);
+      const Lines lines = log.mine_under("libsensor_cal");
       EXPECT_EQ(lines[lines.size() - 2], "E/libsensor_cal: continue_reporting_sensor_calibrate: " + c.absent);
       EXPECT_EQ(phone.hub->sent().size(), 0U);
     }
@@ -130,7 +121,7 @@ TEST(InertialFlowTest, EachFailureHasItsLineAndLeavesTheHubAlone) {
       phone.hub->reply(c.set, {5});
       LogCapture log;
       EXPECT_EQ(phone.cal->sensor_calibrate(c.type, 0), -1);
-      const Lines lines = flow_lines(log);
+      const Lines lines = log.mine_under("libsensor_cal");
       EXPECT_EQ(lines[lines.size() - 2],
                 "E/libsensor_cal: calibrate sensor(type=" + std::to_string(c.type) + ") failed when set offset to hub");
     }
@@ -178,7 +169,7 @@ TEST(BarometerFlowTest, FromRequestToHub) {
   EXPECT_EQ(phone.cal->continue_reporting_sensor_calibrate(6, 3), 0);
   EXPECT_THAT(phone.hub->sent(), ElementsAre(message(6, 22), message(6, 21, {bits(13.0F)})));
   EXPECT_THAT(phone.queue->enabled(), ElementsAre(test::Enabling{117, 50000, 0}));
-  EXPECT_THAT(flow_lines(log),
+  EXPECT_THAT(log.mine_under("libsensor_cal"),
               ElementsAre("I/libsensor_cal: continue_reporting_sensor_calibrate: enter type=6, param = 3",
                           "I/libsensor_cal: continue_reporting_sensor_calibrate: enter line=2261",
                           "I/libsensor_cal: calibrate sensor(type=6) successfully, offset=13.000000"));
@@ -202,7 +193,8 @@ TEST(SingleLightFlowTest, EveryTypeScalesTo200Lux) {
     EXPECT_THAT(phone.queue->enabled(), ElementsAre(test::Enabling{handle, 100000, 0}));
     EXPECT_EQ(record.coefficient, 4.0F);
     EXPECT_TRUE(log.contains("D/libsensor_calapi: setLuxScale_api scale:4.000000, is_rgb = 1"));
-    EXPECT_EQ(flow_lines(log).back(), "I/libsensor_cal: lightsensor sensor calibrate success: coefficient = 4.000000");
+    EXPECT_EQ(log.mine_under("libsensor_cal").back(),
+              "I/libsensor_cal: lightsensor sensor calibrate success: coefficient = 4.000000");
   }
 }
 
@@ -213,7 +205,9 @@ TEST(SingleLightFlowTest, CoefficientLimitsAreInclusive) {
     phone.queue->script(109, swinging(5, 10, {lux}, 0));
     LogCapture log;
     EXPECT_EQ(phone.cal->continue_reporting_sensor_calibrate(5, 0), result) << lux;
-    EXPECT_EQ(flow_lines(log).back() == "E/libsensor_cal: fatal error: invalid coefficient", result != 0) << lux;
+    EXPECT_EQ(log.mine_under("libsensor_cal").back() == "E/libsensor_cal: fatal error: invalid coefficient",
+              result != 0)
+        << lux;
   }
 }
 
@@ -261,7 +255,7 @@ TEST_F(StreamFlowTest, ScalesComeFromGoldenOverRaw) {
                 ElementsAre(message(type, 29, five), message(type, 31, five),
                             message(type, 30, {bits(5.0F), bits(4), bits(2), bits(4), bits(1), bits(2)})));
     EXPECT_THAT(phone.queue->enabled(), ElementsAre(test::Enabling{handle, 100000, 0}));
-    Lines lines = flow_lines(log);
+    Lines lines = log.mine_under("libsensor_cal");
     ASSERT_GT(lines.size(), 5U);
     EXPECT_EQ(lines[1] == "E/libsensor_cal: surpport ams_cct_sensor \n", type == 33171089);
     lines.erase(lines.begin(), lines.end() - 5);
@@ -300,7 +294,7 @@ TEST_F(StreamFlowTest, ScaleLimitsAreInclusiveAndComparedInDoublePrecision) {
     LogCapture log;
     EXPECT_EQ(phone.cal->continue_reporting_sensor_calibrate(33171089, 0), c.refused == nullptr ? 0 : -1) << c.golden;
     if (c.refused == nullptr) continue;
-    EXPECT_EQ(flow_lines(log).back(),
+    EXPECT_EQ(log.mine_under("libsensor_cal").back(),
               std::string("E/libsensor_cal: cct channel_scale not in resonable arrange channel_scale") + c.refused);
   }
 }
@@ -330,7 +324,7 @@ TEST_F(StreamFlowTest, HubAndFileFailures) {
     if (c.code != 0) phone.hub->reply(c.code, c.reply);
     LogCapture log;
     EXPECT_EQ(phone.cal->sensor_calibrate(33171089, 0), c.result) << c.last;
-    const Lines lines = flow_lines(log);
+    const Lines lines = log.mine_under("libsensor_cal");
     EXPECT_EQ(lines[lines.size() - 2], c.last);
     EXPECT_EQ(lines.back(),
               "E/libsensor_cal: continue_reporting_sensor_calibrate fail ret=" + std::to_string(c.result));
@@ -348,7 +342,7 @@ TEST_F(StreamFlowTest, GoldenDataAreSevenUnscaledChannels) {
   EXPECT_THAT(phone.hub->sent(),
               ElementsAre(message(33171057, 28,
                                   {bits(7.0F), bits(10), bits(20), bits(30), bits(40), bits(50), bits(60), bits(70)})));
-  const Lines lines = flow_lines(log);
+  const Lines lines = log.mine_under("libsensor_cal");
   ASSERT_EQ(lines.size(), 8U);
   EXPECT_EQ(lines[1], "I/libsensor_cal: golden channel data: channel 1 = 10.000000");
   EXPECT_EQ(lines[7], "I/libsensor_cal: golden channel data: channel 7 = 70.000000");
@@ -356,7 +350,8 @@ TEST_F(StreamFlowTest, GoldenDataAreSevenUnscaledChannels) {
 
   phone.hub->reply(28, {1});
   EXPECT_EQ(phone.cal->continue_reporting_sensor_calibrate(33171057, -1), -1);
-  EXPECT_EQ(flow_lines(log).back(), "E/libsensor_cal: sensor(type=33171057) failed to set golden channel data");
+  EXPECT_EQ(log.mine_under("libsensor_cal").back(),
+            "E/libsensor_cal: sensor(type=33171057) failed to set golden channel data");
 }
 
 TEST_F(StreamFlowTest, TheHubsOwnRunIsPolledThirtyTimesAtMost) {
@@ -371,7 +366,7 @@ TEST_F(StreamFlowTest, TheHubsOwnRunIsPolledThirtyTimesAtMost) {
   ASSERT_EQ(sent.size(), 31U);
   EXPECT_EQ(sent[0], message(33171089, 39, {bits(-1.0F)}));
   EXPECT_EQ(sent[30], message(33171089, 40, {bits(-1.0F), bits(92.0F)}));
-  const Lines lines = flow_lines(log);
+  const Lines lines = log.mine_under("libsensor_cal");
   EXPECT_EQ(lines[2], "E/libsensor_cal: surpport goodix_cct_sensor \n");
   EXPECT_EQ(lines[3], "D/libsensor_cal: calibrate cct sensor(type=33171089) wait to be finished, countdown_times=30");
   EXPECT_EQ(lines[lines.size() - 2],
@@ -382,7 +377,7 @@ TEST_F(StreamFlowTest, TheHubsOwnRunIsPolledThirtyTimesAtMost) {
   EXPECT_EQ(phone.cal->continue_reporting_sensor_calibrate(33171089, 0), 17);
   phone.hub->reply(39, {2});
   EXPECT_EQ(phone.cal->continue_reporting_sensor_calibrate(33171089, 0), -1);
-  EXPECT_EQ(flow_lines(log).back(),
+  EXPECT_EQ(log.mine_under("libsensor_cal").back(),
             "E/libsensor_cal: calibrate cct sensor(type=33171089) failed when set offset to hub");
 }
 

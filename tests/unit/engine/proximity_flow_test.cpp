@@ -18,14 +18,6 @@ using test::message;
 using test::swinging;
 using ::testing::ElementsAre;
 
-Lines flow_lines(const LogCapture& log) {
-  Lines out;
-  for (const std::string& line : log.mine()) {
-    if (line.find("/libsensor_cal:") != std::string::npos) out.push_back(line);
-  }
-  return out;
-}
-
 class ProximityFlowTest : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -51,7 +43,7 @@ class ProximityFlowTest : public ::testing::Test {
     phone_.hub->forget();
     LogCapture log;
     const int result = phone_.cal->onchange_reporting_sensor_calibrate(8, param);
-    lines_ = flow_lines(log);
+    lines_ = log.mine_under("libsensor_cal");
     pushes_.clear();
     for (const std::string& line : log.mine()) {
       if (line.find("enter setPrxOffset_api offset=") != std::string::npos) pushes_.push_back(line);

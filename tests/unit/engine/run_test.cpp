@@ -21,10 +21,7 @@ using ::testing::ElementsAre;
 
 // The last but one line of the library's own: the flow's, before the dispatch's.
 std::string flow_line(const LogCapture& log) {
-  test::Lines lines;
-  for (const std::string& line : log.mine()) {
-    if (line.find("/libsensor_cal:") != std::string::npos) lines.push_back(line);
-  }
+  const test::Lines lines = log.mine_under("libsensor_cal");
   return lines[lines.size() - 2];
 }
 
