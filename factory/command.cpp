@@ -31,6 +31,11 @@ const std::vector<Command>& commands() {
        set_up_backlight},
       {"hub", "show, log and send messages of the sensor hub",
        "  sensorcal hub state\n  sensorcal hub log hub.jsonl\n  sensorcal hub send Acc get-acc-offset", set_up_hub},
+      {"call", "call any operation of the library by its name",
+       "  sensorcal call\n"
+       "  sensorcal call getLuxChannelScale_api CCT_F_strm 0 5\n"
+       "  sensorcal call get_judge_calibrated + ParseStr Acc 0 0",
+       set_up_call},
       {"reboot", "reboot the phone: what a real reboot drops is dropped", "  sensorcal reboot", set_up_reboot},
       {"factory-reset", "restore the hub's defaults and remove the calibration files", "  sensorcal factory-reset",
        set_up_factory_reset},

@@ -23,6 +23,7 @@ Runner set_up_tof(CLI::App& app);
 Runner set_up_channel(CLI::App& app);
 Runner set_up_collect(CLI::App& app);
 Runner set_up_hub(CLI::App& app);
+Runner set_up_call(CLI::App& app);
 Runner set_up_reboot(CLI::App& app);
 Runner set_up_factory_reset(CLI::App& app);
 
