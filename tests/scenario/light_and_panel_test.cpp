@@ -112,22 +112,15 @@ std::string last_line(const test::LogCapture& log) {
 // A plain light sensor's scale is 200 lux over its own mean, under its own type.
 TEST(LightPush, ScaleOfEveryType) {
   WholePhone whole;
-  const struct {
-    int type;
-    int record;  // of env_info
-  } rows[] = {{kLux, 1},
-              {sensor_type::lux_f, 2},
-              {sensor_type::lux_b, 3},
-              {33171085, 3},
-              {33171081, 6},
-              {33171082, 6},
-              {kPri2, 7},
-              {sensor_type::lux_pri2_stream, 7}};
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.type);
-    EXPECT_EQ(whole.cal->sensor_calibrate(row.type, 0), 0);
-    const float coefficient = 200.0F / whole.cal->env_info[row.record].mean[0];
-    EXPECT_THAT(sent(whole, 9), ElementsAre(row.type, bits(coefficient)));
+  using namespace sensor_type;  // NOLINT(google-build-using-namespace)
+  // Type, and which of env_info it runs on.
+  constexpr std::pair<int, int> kRows[] = {{light, 1},   {lux_f, 2},          {lux_b, 3},    {lux_b_stream, 3},
+                                           {lux_sec, 6}, {lux_sec_stream, 6}, {lux_pri2, 7}, {lux_pri2_stream, 7}};
+  for (const auto& [type, record] : kRows) {
+    SCOPED_TRACE(type);
+    EXPECT_EQ(whole.cal->sensor_calibrate(type, 0), 0);
+    const float coefficient = 200.0F / whole.cal->env_info[record].mean[0];
+    EXPECT_THAT(sent(whole, 9), ElementsAre(type, bits(coefficient)));
   }
 }
 
@@ -180,65 +173,52 @@ TEST(LightPush, TheHubsOwnColourRun) {
   EXPECT_TRUE(held["golden_channels"]["set"].asBool());
 }
 
-// One panel run after the other, with what happens between them.
+// A low run after a high one, with what happens between them.
 struct PanelRow {
   const char* profile;
   int type;
-  std::vector<std::string> faults;
-  const char* scene;  // lux beside the panel's light in the low run; the high run has none
-  bool high_first;
-  int low_result;
-  std::vector<int32_t> low_words;  // of code 26: type, level, brightness, lux; of lux -1 as measured
-  const char* line;                // of the low run
+  const char* max_equal;  // the application's property; empty: not set
+  const char* scene;  // lux beside the panel's light in the low run; the high run has none, or "first": there is none
+  int result;
+  std::vector<int32_t> words;  // of code 26: type, level, brightness, lux; of lux -1 as measured
+  const char* line;            // of the low run
 };
 
 TEST(PanelRuns, LuxLevels) {
-  const std::string equal_spec = "property:sys.backlight.max_equal_spec=";
+  constexpr int kPri2Stream = sensor_type::lux_pri2_stream;
   const PanelRow rows[] = {
-      {"reference", kLux, {}, "0", true, 0, {kLux, 14, 3072, -1}, "D/libsensor_cal: setbrightness = 3072\n"},
-      {"reference", kPri2, {}, "0", true, 0, {kPri2, 14, 3072, -1}, "D/libsensor_cal: setbrightness = 3072\n"},
-      {"reference", sensor_type::lux_pri2_stream, {}, "0", true, 0, {33171084, 14, 3072, -1}, "max_equal_spec_float"},
+      {"reference", kLux, "", "0", 0, {kLux, 14, 3072, -1}, "setbrightness = 3072"},
+      {"reference", kPri2, "", "0", 0, {kPri2, 14, 3072, -1}, "setbrightness = 3072"},
+      {"reference", kPri2Stream, "", "0", 0, {kPri2Stream, 14, 3072, -1}, "setbrightness = 3072"},
       // Without a high run before it: nothing the panel could add.
-      {"reference", kPri2, {}, "0", false, 0, {kLux, 14, 3072}, "E/libsensor_cal: lcdbacklight_low_calibrate set low"},
+      {"reference", kPri2, "", "first", 0, {kLux, 14, 3072}, "lcdbacklight_low_calibrate set low force to 0"},
       // A lamp that came on in between.
-      {"reference", kLux, {}, "20", true, 0, {kLux, 14, 3072, 17}, "low is higher than high: (18.000000, "},
-      {"reference",
-       kLux,
-       {},
-       "4.5",
-       true,
-       -1,
-       {},
-       "high equal low and than default_equal_spec(5) lux: (18.000000, 18."},
-      {"reference", kLux, {equal_spec + "18"}, "4.5", true, 0, {kLux, 14, 3072, 17}, "default_equal_spec = 18"},
-      {"reference",
-       kLux,
-       {equal_spec + "nan"},
-       "4.5",
-       true,
-       -1,
-       {},
-       "max_equal_spec_float = nan,default_equal_spec = 5"},
-      {"reference", kLux, {equal_spec + "1e30"}, "4.5", true, 0, {kLux, 14, 3072, 17}, "equal_spec = 2147483647"},
+      {"reference", kLux, "", "20", 0, {kLux, 14, 3072, 17}, "low is higher than high: (18.000000, "},
+      {"reference", kLux, "", "4.5", -1, {}, "high equal low and than default_equal_spec(5) lux: (18."},
+      {"reference", kLux, "18", "4.5", 0, {kLux, 14, 3072, 17}, "default_equal_spec = 18"},
+      {"reference", kLux, "nan", "4.5", -1, {}, "max_equal_spec_float = nan,default_equal_spec = 5"},
+      {"reference", kLux, "1e30", "4.5", 0, {kLux, 14, 3072, 17}, "default_equal_spec = 2147483647"},
       // Bright panels look for their level.
-      {"normal-proximity", kLux, {}, "0", true, 0, {kLux, 14, 2047, -1}, "D/libsensor_cal: setbrightness = 2047\n"},
-      {"dov", kPri2, {}, "0", true, 0, {kPri2, 14, 2047, -1}, "D/libsensor_cal: setbrightness = 2047\n"},
+      {"normal-proximity", kLux, "", "0", 0, {kLux, 14, 2047, -1}, "setbrightness = 2047"},
+      {"dov", kPri2, "", "0", 0, {kPri2, 14, 2047, -1}, "setbrightness = 2047"},
   };
   for (const PanelRow& row : rows) {
     SCOPED_TRACE(std::string(row.profile) + " " + std::to_string(row.type) + ": " + row.line);
-    WholePhone whole(options(row.faults, row.profile));
+    WholePhone whole(options({}, row.profile));
+    const std::string scene = row.scene;
+    if (row.max_equal[0] != '\0') property_set("sys.backlight.max_equal_spec", row.max_equal);
     prepare(whole, row.type);
     const float& mean = record(whole, row.type).mean[0];
-    if (row.high_first) {
+    if (scene != "first") {
       EXPECT_EQ(whole.cal->sensor_calibrate(row.type, 13), 0);
       EXPECT_THAT(sent(whole, 26), ElementsAre(row.type, 13, 4095, static_cast<int>(mean)));
       EXPECT_EQ(property("sys.backlight.lux"), std::to_string(mean));
+      world(whole, "dark-box", "off");
+      world(whole, "lux", scene);
     }
-    world(whole, "dark-box", row.scene == std::string("0") ? "on" : "off");
-    world(whole, "lux", row.scene);
     const test::LogCapture log;
-    EXPECT_EQ(whole.cal->sensor_calibrate(row.type, 14), row.low_result);
-    std::vector<int32_t> wanted = row.low_words;
+    EXPECT_EQ(whole.cal->sensor_calibrate(row.type, 14), row.result);
+    std::vector<int32_t> wanted = row.words;
     if (!wanted.empty() && wanted.back() == -1) wanted.back() = static_cast<int>(mean);
     EXPECT_EQ(sent(whole, 26), wanted);
     EXPECT_TRUE(log.contains(row.line));
