@@ -132,9 +132,10 @@ Markup held_values(const Json::Value& attempt) {
     table.add({Markup::text(name), Markup::text(text_of(row, "before")), Markup::text(text_of(row, "after")),
                Markup::text(text_of(row, "unit"))});
   }
-  const std::string words = fate(attempt);
-  return heading("Values before and after") + table.markup() +
-         (words.empty() ? Markup() : Markup::element("p", {{"class", "fate"}}, Markup::text(words)));
+  Markup out = heading("Values before and after") + table.markup();
+  if (const std::string words = fate(attempt); !words.empty())
+    out += Markup::element("p", {{"class", "fate"}}, Markup::text(words));
+  return out;
 }
 
 Markup fold(const std::string& title, const Markup& content) {
@@ -183,7 +184,10 @@ Markup log_lines(const Json::Value& attempt) {
                             Markup::text(priority + " " + text_of(line, "tag") + ":" + place + words)) +
             Markup::own("\n");
   }
-  return fold(counted(lines.size(), "log line", "log lines"),
+  std::string title = counted(lines.size(), "log line", "log lines");
+  if (const std::string dropped = text_of(attempt, "log_dropped"); !dropped.empty())
+    title += ", and " + dropped + " more that were not kept";
+  return fold(title,
               Markup::element("p", Markup::text("Lines behind a bar (\u2502) come from the thread of the events.")) +
                   Markup::element("pre", text));
 }
@@ -193,7 +197,8 @@ Markup log_lines(const Json::Value& attempt) {
 Markup attempt_markup(const Json::Value& step, const Json::Value& attempt) {
   return titled_list(attempt, "reasons", "Why") + titled_list(attempt, "hints", "What to try") +
          titled_list(attempt, "notes", "Notes") + measurements(attempt) + sample_window(step, attempt) +
-         held_values(attempt) + hub_messages(attempt) + log_lines(attempt);
+         held_values(attempt) + titled_list(attempt, "not_undoable", "What cannot be undone") + hub_messages(attempt) +
+         log_lines(attempt);
 }
 
 }  // namespace factory

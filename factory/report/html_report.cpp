@@ -134,8 +134,11 @@ Markup facts(const Json::Value& record) {
   run.add("Plan file", text_of(plan, "file"));
   run.add("Plan hash (SHA-256)", text_of(plan, "hash"), "code wide");
   const Json::Value& application = member(record, "application");
-  run.add("Version", text_of(application, "version"));
-  run.add("Build", text_of(application, "build_id"), "code");
+  run.add("Application", text_of(application, "version"));
+  run.add("Its build", text_of(application, "build_id"), "code");
+  const Json::Value& library = member(record, "library");
+  run.add("Library", text_of(library, "version"));
+  run.add("Its build", text_of(library, "build_id"), "code");
   const Json::Value& phone = member(record, "phone");
   run.add("Profile", text_of(phone, "profile"));
   run.add("Seed", text_of(phone, "seed"));

@@ -84,13 +84,17 @@ const Json::Value& last_attempt(const Json::Value& step) {
 std::string value_with_error(const Json::Value& measurement) {
   const Json::Value& value = member(measurement, "value");
   if (!finite(value)) return number_for_people(value);
-  std::string out = number_for_people(value);
-  if (const Json::Value& error = member(measurement, "standard_error"); finite(error)) {
-    char text[40];
-    snprintf(text, sizeof text, " \u00B1 %.2g", error.asDouble());
-    out += text;
+  const double error = finite(member(measurement, "standard_error")).value_or(0);
+  if (!(error > 0)) return with_unit(number_for_people(value), measurement);
+  // Three digits of the error, and the value to the same place: what lies beyond is noise.
+  const int decimals = 2 - static_cast<int>(std::floor(std::log10(error)));
+  char text[80];
+  if (decimals >= 0 && decimals <= 9 && std::fabs(value.asDouble()) < 1e9) {
+    snprintf(text, sizeof text, "%.*f \u00B1 %.*f", decimals, value.asDouble(), decimals, error);
+  } else {
+    snprintf(text, sizeof text, "%.6g \u00B1 %.3g", value.asDouble(), error);
   }
-  return with_unit(out, measurement);
+  return with_unit(text, measurement);
 }
 
 std::string limits(const Json::Value& measurement) {

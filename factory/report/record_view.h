@@ -33,7 +33,7 @@ std::string step_name(const Json::Value& step);
 // The attempt that decided, or null.
 const Json::Value& last_attempt(const Json::Value& step);
 
-// "0.012 +/- 0.001 m/s^2" and "-0.02 to 0.02 m/s^2", "at most 0.2 m/s^2"; empty without a limit.
+// "0.01200 +/- 0.00100 m/s^2" and "-0.02 to 0.02 m/s^2", "at most 0.2 m/s^2"; empty without a limit.
 std::string value_with_error(const Json::Value& measurement);
 std::string limits(const Json::Value& measurement);
 

@@ -132,6 +132,7 @@
     const title = element('p', plot, name);
     const hidden = view.limit !== null && view.limit > view.range.max && -view.limit < view.range.min;
     if (hidden) element('small', title, 'limit \u00b1' + short(view.limit) + ' ' + view.unit + ' lies outside');
+    if (!view.points.length) element('small', title, 'no sample has a number here');
     const frame = element('div', plot);
     frame.className = 'canvas';
     const canvas = element('canvas', frame);

@@ -186,6 +186,7 @@ Json::Value moving_attempt(int number, const char* tag, const Signal& signal, do
   values("offset", signal.unit, {0.01, -0.15, -0.2}, {0.01, -0.15, -0.2}, &out);
   out["kept"] = false;
   out["put_back"] = true;
+  out["log_dropped"] = 12;
   traffic(tag, &out);
   return out;
 }
@@ -216,6 +217,7 @@ Json::Value light_attempt(double scale_limit, const char* verdict) {
   add_samples(far, 9, "accepted", 0, &out["window"]);
   values("scale", "", {1}, {0.943}, &out);
   out["undoable"] = false;
+  out["not_undoable"].append("the light scale, which the hub does not give back");
   out["kept"] = std::string(verdict) != "failed";
   return out;
 }
@@ -236,6 +238,8 @@ Json::Value header(const char* verdict) {
   out["plan"]["hash"] = "9f86d081884c7d659a2feaa0c55ad015a3bf4f1b2b0b822cd15d6c15b0f00a08";
   out["application"]["version"] = "0.1.0";
   out["application"]["build_id"] = "a35c0de1f04b7719";
+  out["library"]["version"] = "0.1.0";
+  out["library"]["build_id"] = "77b1e0c2d4a35f60";
   out["phone"]["directory"] = "/srv/stations/3-2/phone";
   out["phone"]["profile"] = "reference";
   out["phone"]["seed"] = 7;
