@@ -42,6 +42,17 @@ TEST(Stress, BackToBackRunsAllFinish) {
   EXPECT_EQ(whole.cal->motion_info[0].status, 2);
 }
 
+// Without the hub's messages between them: the tail of one run meets the start of the next.
+TEST(Stress, RunsOfOneRecordAllFinish) {
+  const QuietLog quiet;
+  WholePhone whole;
+  ASSERT_EQ(whole.cal->sensor_calibrate(kAcc.type, 0), 0);
+  _sensor_info& record = whole.cal->motion_info[0];
+  record.in_calibrate = 1;
+  record.sample_num = 2;
+  for (int i = 0; i < kRuns; ++i) ASSERT_EQ(whole.cal->cal_wait_finish(&record), 2) << "run " << i;
+}
+
 // An object goes while its sensors deliver; the next one calibrates at once.
 TEST(Stress, ObjectsUnderLiveEvents) {
   const QuietLog quiet;
