@@ -13,6 +13,15 @@ const std::vector<Command>& commands() {
        "  sensorcal calibrate Acc --replay Acc=rest.csv,columns=t,x,y,z,time=ms --speed max\n"
        "  sensorcal calibrate Gyr --world rotation=0.1,0,0 --log run.log --hub-log hub.jsonl",
        set_up_calibrate},
+      {"check", "hold sensors against the limits that Android publishes (Compatibility Definition 7.3)",
+       "  sensorcal check\n"
+       "  sensorcal check Acc Gyr --json\n"
+       "  sensorcal check Bar --reference 1013.4\n"
+       "  sensorcal check Acc --replay Acc=rest.csv --speed max",
+       set_up_check},
+      {"watch", "show a sensor's values live, their scatter, its rate and whether it has settled",
+       "  sensorcal watch Acc\n  sensorcal watch Gyr --seconds 5 --json\n  sensorcal watch Lux --period 200",
+       set_up_watch},
       {"report", "which sensors are calibrated, what the hub holds for each, and why", "  sensorcal report --json",
        set_up_report},
       {"judge", "the verdict table: lines kept and dropped, key paths, reference values", "  sensorcal judge",
@@ -39,6 +48,9 @@ const std::vector<Command>& commands() {
       {"reboot", "reboot the phone: what a real reboot drops is dropped", "  sensorcal reboot", set_up_reboot},
       {"factory-reset", "restore the hub's defaults and remove the calibration files", "  sensorcal factory-reset",
        set_up_factory_reset},
+      {"man", "print the man page", "  sensorcal man | man -l -\n  sensorcal man > sensorcal.1", set_up_man},
+      {"completion", "print the completions of a shell",
+       "  source <(sensorcal completion bash)\n  sensorcal completion zsh > ~/.zfunc/_sensorcal", set_up_completion},
   };
   return kCommands;
 }

@@ -1,8 +1,8 @@
 #include "terminal.h"
 
+#include <sys/ioctl.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 
@@ -11,19 +11,6 @@ namespace {
 
 std::string coloured(const char* code, const std::string& text) {
   return colour_wanted() ? std::string("\033[") + code + "m" + text + "\033[0m" : text;
-}
-
-// Printed width: without colour codes, and a UTF-8 character counts once.
-size_t width(const std::string& text) {
-  size_t count = 0;
-  for (size_t i = 0; i < text.size(); ++i) {
-    if (text[i] == '\033') {
-      while (i < text.size() && text[i] != 'm') ++i;
-    } else if ((static_cast<unsigned char>(text[i]) & 0xC0U) != 0x80U) {
-      ++count;
-    }
-  }
-  return count;
 }
 
 }  // namespace
@@ -41,23 +28,13 @@ std::string good(const std::string& text) { return coloured("32", text); }
 std::string bad(const std::string& text) { return coloured("31", text); }
 std::string faint(const std::string& text) { return coloured("2", text); }
 
-std::string table(const std::vector<std::vector<std::string>>& rows) {
-  std::vector<size_t> widths;
-  for (const auto& row : rows) {
-    widths.resize(std::max(widths.size(), row.size()));
-    for (size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], width(row[i]));
-  }
-  std::string out;
-  for (size_t r = 0; r < rows.size(); ++r) {
-    std::string line;
-    for (size_t i = 0; i < rows[r].size(); ++i) {
-      line += r == 0 ? bold(rows[r][i]) : rows[r][i];
-      if (i + 1 < rows[r].size()) line += std::string(widths[i] - width(rows[r][i]) + 2, ' ');
-    }
-    line.erase(line.find_last_not_of(' ') + 1);
-    out += line + "\n";
-  }
-  return out;
+size_t terminal_columns(int fd) {
+  if (isatty(fd) == 0) return 0;
+  const char* wished = std::getenv("COLUMNS");
+  const int columns = wished != nullptr ? std::atoi(wished) : 0;
+  if (columns > 0) return static_cast<size_t>(columns);
+  winsize size{};
+  return ioctl(fd, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
 }
 
 std::string fixed(double value, int digits) {

@@ -1,6 +1,7 @@
 // Text for people: tables, colour and progress, the last two on a terminal only.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -14,8 +15,13 @@ std::string good(const std::string& text);
 std::string bad(const std::string& text);
 std::string faint(const std::string& text);
 
-// Columns as wide as they need to be, two blanks between them. The first row is the header.
+// How wide the terminal is: COLUMNS, else what it says itself. 0: no terminal, so any width will do.
+size_t terminal_columns(int fd = 1);
+
+// Columns as wide as they need to be, two blanks between them. The first row is the header. Fits the terminal, or the
+// columns that are given; 0 is any.
 std::string table(const std::vector<std::vector<std::string>>& rows);
+std::string table(const std::vector<std::vector<std::string>>& rows, size_t columns);
 
 // A number with `digits` after the point; "nan" and "inf" as they are.
 std::string fixed(double value, int digits);

@@ -24,6 +24,10 @@ Runner set_up_channel(CLI::App& app);
 Runner set_up_collect(CLI::App& app);
 Runner set_up_hub(CLI::App& app);
 Runner set_up_call(CLI::App& app);
+Runner set_up_check(CLI::App& app);
+Runner set_up_watch(CLI::App& app);
+Runner set_up_man(CLI::App& app);
+Runner set_up_completion(CLI::App& app);
 Runner set_up_reboot(CLI::App& app);
 Runner set_up_factory_reset(CLI::App& app);
 

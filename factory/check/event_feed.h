@@ -1,0 +1,43 @@
+// The events of one sensor, as they come through an event queue of the application's own.
+#pragma once
+
+#include <SensorCalibration.h>
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+#include "check/sample.h"
+
+namespace factory {
+
+class EventFeed {
+ public:
+  using Manager = ::android::sp<::android::frameworks::sensorservice::V1_0::ISensorManager>;
+
+  // Enables the sensor; problem() says why it could not.
+  EventFeed(const Manager& manager, int handle, int type, int period_us);
+  ~EventFeed();
+  EventFeed(const EventFeed&) = delete;
+  EventFeed& operator=(const EventFeed&) = delete;
+
+  const std::string& problem() const { return problem_; }
+  std::chrono::steady_clock::time_point enabled_at() const { return enabled_at_; }
+  // What came since the last call; waits for the first of it, but no longer than `at_most`.
+  std::vector<Sample> take(std::chrono::milliseconds at_most);
+  // The sensor is off afterwards; what came before can still be taken.
+  void stop();
+  // Events that came but named another sensor.
+  int strangers() const;
+
+ private:
+  class Inbox;
+
+  const int handle_;
+  std::string problem_;
+  std::chrono::steady_clock::time_point enabled_at_;
+  ::android::sp<Inbox> inbox_;
+  ::android::sp<::android::frameworks::sensorservice::V1_0::IEventQueue> queue_;
+};
+
+}  // namespace factory

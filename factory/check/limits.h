@@ -1,0 +1,66 @@
+// The limits that Android publishes for a phone's sensors, one row each, and what a sensor measures against them.
+#pragma once
+
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "check/observation.h"
+
+namespace factory {
+
+// Which sensors a limit is for; the rows combine them.
+enum Applies : unsigned {
+  kContinuous = 1U << 0,
+  kOnChange = 1U << 1,
+  kAccelerometer = 1U << 2,
+  kGyroscope = 1U << 3,  // both the calibrated and the uncalibrated one
+  kCalibratedGyroscope = 1U << 4,
+  kBarometer = 1U << 5,
+  kMagnetometer = 1U << 6,
+};
+
+// The groups that a sensor belongs to.
+unsigned groups_of(int sensor_type, bool continuous);
+
+struct Measured {
+  std::vector<double> values;  // one for each axis, or one for the sensor
+  std::string unknown;         // why there is none
+};
+
+struct Limit {
+  static constexpr double kNone = std::numeric_limits<double>::infinity();
+
+  const char* key;   // in JSON
+  const char* name;  // for people
+  const char* section;
+  const char* unit;
+  double least;         // what is less does not pass; -kNone: anything goes
+  double most;          // what is more does not pass; kNone: anything goes
+  double sample_times;  // of the sensor's period, to be added to `most`
+  bool strict;          // the limit itself does not pass
+  unsigned applies;
+  Measured (*measure)(const Observation& seen);
+  const char* hint;  // what to try when it is missed
+};
+
+const std::vector<Limit>& limits();
+
+enum class Status { passed, failed, not_checked };
+
+// One limit, held against one sensor.
+struct Finding {
+  const Limit* limit = nullptr;
+  double most = 0;  // with the sample times
+  Measured measured;
+  size_t worst = 0;  // of the values
+  Status status = Status::not_checked;
+};
+
+// All limits that apply to the sensor. Not-a-number never passes.
+std::vector<Finding> judge_sensor(const Observation& seen);
+
+// The largest standard deviation of a sensor at rest, in its unit; kNone where none is published.
+double noise_limit(int sensor_type, double rate_hz);
+
+}  // namespace factory

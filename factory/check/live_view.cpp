@@ -1,0 +1,170 @@
+#include "check/live_view.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "calibration.h"
+#include "check/limits.h"
+#include "json_text.h"
+#include "terminal.h"
+
+namespace factory {
+namespace {
+
+constexpr double kNsPerS = 1e9;
+constexpr double kRecentSeconds = 2;
+constexpr size_t kLeastRecent = 10;
+
+std::string number(double value) { return std::isfinite(value) ? plain(value) : fixed(value, 0); }
+
+bool within(double value, double limit) { return value <= limit; }
+
+std::string settling(const LiveState& state) {
+  if (!state.settled_since) return "not settled";
+  return "settled for " + fixed(state.seconds - *state.settled_since, 1) + " s";
+}
+
+}  // namespace
+
+LiveView::LiveView(int sensor_type, Quantity quantity)
+    : type_(sensor_type), quantity_(std::move(quantity)), all_(quantity_.axes.size()) {}
+
+double LiveView::seconds_at(const Sample& sample) const {
+  return static_cast<double>(sample.timestamp_ns - first_ns_) / kNsPerS;
+}
+
+double LiveView::seconds() const { return recent_.empty() ? 0 : seconds_at(recent_.back()); }
+
+void LiveView::add(const Sample& sample) {
+  if (events_++ == 0) first_ns_ = sample.timestamp_ns;
+  for (size_t i = 0; i < all_.size(); ++i) {
+    all_[i].add(static_cast<double>(sample.words[static_cast<size_t>(quantity_.first_word) + i]));
+  }
+  recent_.push_back(sample);
+  const double oldest = seconds_at(sample) - kRecentSeconds;
+  while (recent_.size() > kLeastRecent && seconds_at(recent_[1]) <= oldest) recent_.pop_front();
+}
+
+LiveView::PerAxis LiveView::statistics(size_t begin, size_t end) const {
+  PerAxis out(quantity_.axes.size());
+  for (size_t i = begin; i < end; ++i) {
+    for (size_t axis = 0; axis < out.size(); ++axis) {
+      out[axis].add(static_cast<double>(recent_[i].words[static_cast<size_t>(quantity_.first_word) + axis]));
+    }
+  }
+  return out;
+}
+
+// Both halves of what is recent scatter within the limit and have the same mean. Without a limit a hundredth of the
+// mean is the same, and so is what chance alone makes of the scatter.
+bool LiveView::at_rest(double limit) const {
+  if (seconds_at(recent_.back()) - seconds_at(recent_.front()) < kRecentSeconds) return false;
+  const size_t half = recent_.size() / 2;
+  const PerAxis before = statistics(0, half);
+  const PerAxis after = statistics(half, recent_.size());
+  for (size_t i = 0; i < before.size(); ++i) {
+    const double scatter = std::max(before[i].standard_deviation(), after[i].standard_deviation());
+    constexpr double kChance = 3;
+    const double by_chance = kChance * scatter * std::sqrt(2 / static_cast<double>(half));
+    const double same = limit < Limit::kNone ? limit : std::max(std::fabs(after[i].mean()) / 100, by_chance);
+    if (!within(scatter, limit) || !within(std::fabs(after[i].mean() - before[i].mean()), same)) return false;
+  }
+  return true;
+}
+
+LiveState LiveView::now() {
+  LiveState out;
+  out.seconds = seconds();
+  out.events = events_;
+  if (recent_.empty()) return out;
+  const double span = seconds_at(recent_.back()) - seconds_at(recent_.front());
+  if (span > 0) out.rate_hz = static_cast<double>(recent_.size() - 1) / span;
+  out.noise_limit = noise_limit(type_, out.rate_hz);
+  size_t begin = 0;
+  while (recent_.size() - begin > kLeastRecent && seconds_at(recent_[begin]) < out.seconds - 1) ++begin;
+  const PerAxis last_second = statistics(begin, recent_.size());
+  for (size_t i = 0; i < last_second.size(); ++i) {
+    const float newest = recent_.back().words[static_cast<size_t>(quantity_.first_word) + i];
+    out.axes.push_back(
+        {quantity_.axes[i], static_cast<double>(newest), last_second[i].mean(), last_second[i].standard_deviation()});
+  }
+  if (!at_rest(out.noise_limit)) {
+    settled_since_.reset();
+  } else if (!settled_since_) {
+    settled_since_ = std::max(0.0, out.seconds - kRecentSeconds);
+  }
+  out.settled_since = settled_since_;
+  return out;
+}
+
+LiveState LiveView::summary() const {
+  LiveState out;
+  out.seconds = seconds();
+  out.events = events_;
+  out.settled_since = settled_since_;
+  if (recent_.empty()) return out;
+  if (out.seconds > 0) out.rate_hz = static_cast<double>(events_ - 1) / out.seconds;
+  out.noise_limit = noise_limit(type_, out.rate_hz);
+  for (size_t i = 0; i < all_.size(); ++i) {
+    const float newest = recent_.back().words[static_cast<size_t>(quantity_.first_word) + i];
+    out.axes.push_back({quantity_.axes[i], static_cast<double>(newest), all_[i].mean(), all_[i].standard_deviation()});
+  }
+  return out;
+}
+
+std::string live_line(const LiveState& state, const Quantity& quantity) {
+  std::string out = fixed(state.seconds, 1) + " s ";
+  for (const LiveAxis& axis : state.axes) {
+    out += " " + axis.name + " " + number(axis.value) + " (mean " + number(axis.mean) + ", sd " +
+           number(axis.standard_deviation) + (within(axis.standard_deviation, state.noise_limit) ? "" : " HIGH") + ")";
+  }
+  if (!quantity.unit.empty()) out += " " + quantity.unit;
+  if (state.noise_limit < Limit::kNone) out += "  sd limit " + number(state.noise_limit);
+  return out + "  " + fixed(state.rate_hz, 1) + " Hz  " + settling(state);
+}
+
+Json::Value live_json(const LiveState& state, const Quantity& quantity, const std::string& tag, bool summary) {
+  Json::Value out;
+  out["schema"] = "sensorcal.watch/1";
+  out["tag"] = tag;
+  out["summary"] = summary;
+  out["seconds"] = json_number(state.seconds);
+  out["events"] = static_cast<Json::UInt64>(state.events);
+  out["rate_hz"] = json_number(state.rate_hz);
+  out["unit"] = quantity.unit;
+  out["settled"] = state.settled_since.has_value();
+  if (state.settled_since) out["settled_since"] = json_number(*state.settled_since);
+  Json::Value& axes = out["axes"] = Json::Value(Json::arrayValue);
+  for (const LiveAxis& axis : state.axes) {
+    Json::Value entry;
+    entry["name"] = axis.name;
+    entry["value"] = json_number(static_cast<float>(axis.value));
+    entry["mean"] = json_number(axis.mean);
+    entry["standard_deviation"] = json_number(axis.standard_deviation);
+    if (state.noise_limit < Limit::kNone) {
+      entry["limit"] = json_number(state.noise_limit);
+      entry["within"] = within(axis.standard_deviation, state.noise_limit);
+    }
+    axes.append(entry);
+  }
+  return out;
+}
+
+std::string live_block(const LiveState& state, const Quantity& quantity, const std::string& title) {
+  std::vector<std::vector<std::string>> rows = {{title, "value", "mean", "std. dev.", "limit", "unit"}};
+  for (const LiveAxis& axis : state.axes) {
+    const std::string scatter = number(axis.standard_deviation);
+    const bool limited = state.noise_limit < Limit::kNone;
+    rows.push_back({axis.name, number(axis.value), number(axis.mean),
+                    !limited                                             ? scatter
+                    : within(axis.standard_deviation, state.noise_limit) ? good(scatter)
+                                                                         : bad(scatter),
+                    limited ? number(state.noise_limit) : "-", quantity.unit.empty() ? "-" : quantity.unit});
+  }
+  const std::string settled = state.settled_since ? good(settling(state)) : bad(settling(state));
+  return table(rows) + fixed(state.seconds, 1) + " s, " + std::to_string(state.events) + " events, " +
+         fixed(state.rate_hz, 1) + " Hz, " + settled + "\n";
+}
+
+}  // namespace factory

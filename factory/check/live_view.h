@@ -1,0 +1,68 @@
+// What a person who watches a sensor wants to see: its values now, how they scatter, its rate, and whether it is at
+// rest.
+#pragma once
+
+#include <json/json.h>
+
+#include <deque>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "check/quantity.h"
+#include "check/sample.h"
+#include "statistics.h"
+
+namespace factory {
+
+struct LiveAxis {
+  std::string name;
+  double value = 0;  // the newest
+  double mean = 0;   // of the last second, or of all in a summary
+  double standard_deviation = 0;
+};
+
+struct LiveState {
+  double seconds = 0;  // since the first event, in the phone's time
+  size_t events = 0;
+  double rate_hz = 0;
+  double noise_limit = 0;  // of the standard deviation; infinity: none
+  std::vector<LiveAxis> axes;
+  // Since when, in seconds after the first event, the last two seconds agree and scatter no more than the limit.
+  std::optional<double> settled_since;
+};
+
+class LiveView {
+ public:
+  LiveView(int sensor_type, Quantity quantity);
+
+  void add(const Sample& sample);
+  size_t events() const { return events_; }
+  double seconds() const;
+  const Quantity& quantity() const { return quantity_; }
+
+  LiveState now();
+  LiveState summary() const;
+
+ private:
+  using PerAxis = std::vector<Statistics>;
+  double seconds_at(const Sample& sample) const;
+  PerAxis statistics(size_t begin, size_t end) const;
+  bool at_rest(double limit) const;
+
+  const int type_;
+  const Quantity quantity_;
+  std::deque<Sample> recent_;  // two seconds, and a few samples at least
+  PerAxis all_;
+  size_t events_ = 0;
+  int64_t first_ns_ = 0;
+  std::optional<double> settled_since_;
+};
+
+// One line each, without a line feed.
+std::string live_line(const LiveState& state, const Quantity& quantity);
+Json::Value live_json(const LiveState& state, const Quantity& quantity, const std::string& tag, bool summary);
+// A table and a line below it.
+std::string live_block(const LiveState& state, const Quantity& quantity, const std::string& title);
+
+}  // namespace factory

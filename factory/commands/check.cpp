@@ -1,0 +1,104 @@
+// `sensorcal check`: the phone's sensors against the limits that Android publishes.
+#include <algorithm>
+#include <iostream>
+#include <memory>
+#include <optional>
+
+#include "check/sensor_check.h"
+#include "check/status_line.h"
+#include "commands/commands.h"
+#include "json_text.h"
+#include "kinds.h"
+#include "session.h"
+#include "terminal.h"
+
+namespace factory {
+namespace {
+
+constexpr double kLeastSeconds = 3;
+constexpr double kMostSeconds = 50;
+
+struct Arguments {
+  std::vector<std::string> tags;
+  double seconds = kLeastSeconds;
+  std::optional<double> period_ms;
+  std::optional<double> reference_hpa;
+};
+
+void print_json(Session& session, const std::vector<SensorCheck>& done, bool passed) {
+  Json::Value out;
+  out["schema"] = "sensorcal.check/1";
+  for (const auto& [name, value] : session.fixture().facts()) out["phone"][name] = value;
+  Json::Value& remarks = out["remarks"] = Json::Value(Json::arrayValue);
+  for (const std::string& remark : session.fixture().remarks()) remarks.append(remark);
+  Json::Value& sensors = out["sensors"] = Json::Value(Json::arrayValue);
+  for (const SensorCheck& check : done) sensors.append(to_json(check));
+  out["passed"] = passed;
+  std::cout << json_pretty(out) << "\n";
+}
+
+void print_text(Session& session, const std::vector<SensorCheck>& done, bool passed) {
+  for (const std::string& remark : session.fixture().remarks()) std::cout << "note: " << remark << "\n";
+  std::vector<std::vector<std::string>> rows = {{"sensor", "limit", "measured", "allowed", "section", "result"}};
+  for (const SensorCheck& check : done) {
+    for (auto& row : table_rows(check)) rows.push_back(std::move(row));
+  }
+  std::cout << table(rows) << "\n";
+  for (const SensorCheck& check : done) {
+    for (const std::string& line : failures(check)) std::cout << line << "\n";
+  }
+  std::cout << (session.interrupted() ? bad("interrupted")
+                : passed              ? good("all sensors keep within the limits")
+                                      : bad("not all sensors keep within the limits"))
+            << "\n";
+}
+
+int run(const Options& options, const Arguments& arguments) {
+  std::vector<int> types;
+  for (const std::string& tag : arguments.tags) types.push_back(parse_tag(tag));
+  Session session(options);
+  session.require_ready();
+  if (types.empty()) types = checked_types(session);
+  if (types.empty()) throw AppError(kFailed, "the phone lists no sensor that a limit is published for");
+  std::vector<SensorCheck> done;
+  {
+    StatusLine status(!options.json);
+    for (size_t i = 0; i < types.size() && !session.interrupted(); ++i) {
+      const auto progress = [&](double seconds) {
+        const double left = arguments.seconds * static_cast<double>(types.size() - i) - seconds;
+        status.show("[" + std::to_string(i + 1) + "/" + std::to_string(types.size()) + "] " + tag_of(types[i]) + "  " +
+                    fixed(seconds, 1) + " of " + fixed(arguments.seconds, 1) + " s, " + fixed(std::max(0.0, left), 0) +
+                    " s left");
+      };
+      done.push_back(
+          check_sensor(session, {types[i], arguments.seconds, arguments.period_ms, arguments.reference_hpa}, progress));
+    }
+  }
+  const bool passed = !session.interrupted() &&
+                      std::all_of(done.begin(), done.end(), [](const SensorCheck& check) { return check.passed(); });
+  if (options.json) {
+    print_json(session, done, passed);
+  } else {
+    print_text(session, done, passed);
+  }
+  return session.interrupted() ? kInterrupted : passed ? kPassed : kFailed;
+}
+
+}  // namespace
+
+Runner set_up_check(CLI::App& app) {
+  auto arguments = std::make_shared<Arguments>();
+  app.add_option("TAG", arguments->tags,
+                 "sensors by tag or type number; accelerometers, gyroscopes, barometer and magnetometers where none "
+                 "is named");
+  app.add_option("--seconds", arguments->seconds, "how long each is sampled, 3 to 50")
+      ->check(CLI::Range(kLeastSeconds, kMostSeconds))
+      ->capture_default_str();
+  app.add_option("--period", arguments->period_ms, "sampling period in ms (default: the sensor's shortest)")
+      ->check(CLI::Range(0.5, 1000.0));
+  app.add_option("--reference", arguments->reference_hpa, "pressure of the reference barometer, hPa (Bar)")
+      ->check(CLI::Range(300.0, 1100.0));
+  return [arguments](const Options& options) { return run(options, *arguments); };
+}
+
+}  // namespace factory

@@ -1,0 +1,165 @@
+// `sensorcal watch`: one sensor, live.
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <iostream>
+#include <memory>
+#include <optional>
+
+#include <unistd.h>
+
+#include "check/event_feed.h"
+#include "check/live_view.h"
+#include "commands/commands.h"
+#include "json_text.h"
+#include "kinds.h"
+#include "session.h"
+#include "terminal.h"
+
+namespace factory {
+namespace {
+
+using Steady = std::chrono::steady_clock;
+using Seconds = std::chrono::duration<double>;
+
+constexpr double kLineSeconds = 0.2;    // of the phone's time, between two lines
+constexpr double kRedrawSeconds = 0.1;  // of real time, on a terminal
+constexpr double kQuietSeconds = 1;
+constexpr auto kLook = std::chrono::milliseconds(20);
+
+struct Arguments {
+  std::string tag;
+  std::optional<double> seconds;
+  std::optional<double> period_ms;
+};
+
+// Where the values go: a block that is drawn over and over, lines, or JSON lines.
+class Display {
+ public:
+  Display(LiveView& view, std::string tag, bool json) : view_(view), tag_(std::move(tag)), json_(json) {
+    const char* term = std::getenv("TERM");
+    redraws_ = !json && isatty(STDOUT_FILENO) != 0 && term != nullptr && std::strcmp(term, "dumb") != 0;
+  }
+
+  // After every sample.
+  void sampled() {
+    if (redraws_ || view_.seconds() < next_line_s_) return;
+    next_line_s_ = std::max(next_line_s_ + kLineSeconds, view_.seconds());
+    print(view_.now());
+  }
+
+  // Every few milliseconds; `quiet` is how long no sample came, in seconds.
+  void looked(double quiet) {
+    const auto now = Steady::now();
+    if (redraws_ && Seconds(now - drawn_).count() >= kRedrawSeconds) {
+      drawn_ = now;
+      draw(quiet);
+    } else if (!redraws_ && !json_ && quiet >= next_quiet_s_) {
+      next_quiet_s_ += kQuietSeconds;
+      std::cout << "no event for " << fixed(quiet, 0) << " s" << std::endl;
+    }
+    if (quiet < kQuietSeconds) next_quiet_s_ = kQuietSeconds;
+  }
+
+  void summary() {
+    const LiveState all = view_.summary();
+    if (json_) {
+      std::cout << json_line(live_json(all, view_.quantity(), tag_, true)) << std::endl;
+      return;
+    }
+    take_back();
+    std::cout << live_block(all, view_.quantity(), tag_ + ", all") << std::flush;
+  }
+
+ private:
+  void print(const LiveState& state) {
+    std::cout << (json_ ? json_line(live_json(state, view_.quantity(), tag_, false))
+                        : live_line(state, view_.quantity()))
+              << std::endl;
+  }
+
+  void draw(double quiet) {
+    std::string text = view_.events() == 0 ? "" : live_block(view_.now(), view_.quantity(), tag_);
+    if (view_.events() == 0 || quiet >= kQuietSeconds) text += bad("no event for " + fixed(quiet, 1) + " s") + "\n";
+    take_back();
+    std::cout << text << faint("Ctrl-C ends") << "\n" << std::flush;
+    lines_ = std::count(text.begin(), text.end(), '\n') + 1;
+  }
+
+  void take_back() {
+    if (lines_ > 0) std::cout << "\033[" << lines_ << "A\033[J";
+    lines_ = 0;
+  }
+
+  LiveView& view_;
+  const std::string tag_;
+  const bool json_;
+  bool redraws_ = false;
+  double next_line_s_ = 0;
+  double next_quiet_s_ = kQuietSeconds;
+  Steady::time_point drawn_;
+  std::ptrdiff_t lines_ = 0;
+};
+
+// Until the time is over, or somebody interrupts.
+void follow(Session& session, EventFeed& feed, std::optional<double> seconds, LiveView& view, Display& display) {
+  const double speed = session.options().speed == "max" ? 1 : std::strtod(session.options().speed.c_str(), nullptr);
+  const double slowness = 1 / std::min(1.0, speed);
+  const auto begin = Steady::now();
+  auto last = begin;
+  while (!session.interrupted()) {
+    for (const Sample& sample : feed.take(kLook)) {
+      view.add(sample);
+      display.sampled();
+      last = Steady::now();
+      if (seconds && view.seconds() >= *seconds) return;
+    }
+    const auto now = Steady::now();
+    display.looked(Seconds(now - last).count());
+    constexpr double kGrace = 1;  // for the first event to come
+    if (seconds && Seconds(now - begin).count() >= *seconds * slowness + kGrace) return;
+  }
+}
+
+int run(const Options& options, const Arguments& arguments) {
+  const int type = parse_tag(arguments.tag);
+  Session session(options);
+  session.require_ready();
+  const std::string tag = tag_of(type);
+  const auto* sensor = session.sensor(type);
+  if (sensor == nullptr) throw AppError(kFailed, tag + ": the phone lists no such sensor");
+  const Quantity quantity = quantity_of(type);
+  LiveView view(type, quantity);
+  Display display(view, tag, options.json);
+  if (!options.json) {
+    for (const std::string& remark : session.fixture().remarks()) std::cout << "note: " << remark << "\n";
+  }
+  constexpr double kUsPerMs = 1000;
+  {
+    EventFeed feed(session.cal().sensor_manager, sensor->sensorHandle, type,
+                   static_cast<int>(arguments.period_ms.value_or(quantity.usual_period_ms) * kUsPerMs));
+    if (!feed.problem().empty()) throw AppError(kFailed, tag + ": " + feed.problem());
+    follow(session, feed, arguments.seconds, view, display);
+  }
+  display.summary();
+  if (session.interrupted() || view.events() > 0) return kPassed;
+  std::cerr << "sensorcal: " << tag << ": no event came: the sensor is silent; look at its connection and its driver\n";
+  return kFailed;
+}
+
+}  // namespace
+
+Runner set_up_watch(CLI::App& app) {
+  auto arguments = std::make_shared<Arguments>();
+  constexpr double kMostSeconds = 1e6;
+  constexpr double kMostPeriod = 10000;
+  app.add_option("TAG", arguments->tag, "sensor by tag or type number")->required();
+  app.add_option("--seconds", arguments->seconds, "how long (default: until Ctrl-C)")
+      ->check(CLI::Range(0.1, kMostSeconds));
+  app.add_option("--period", arguments->period_ms, "sampling period in ms (default: as calibrations have it)")
+      ->check(CLI::Range(0.5, kMostPeriod));
+  return [arguments](const Options& options) { return run(options, *arguments); };
+}
+
+}  // namespace factory

@@ -1,0 +1,41 @@
+// The command line as it stands in the parser, for the man page and the completions: what the parser does not know,
+// they cannot tell, and what it knows, they cannot forget.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <string>
+#include <vector>
+
+namespace factory {
+
+// What a value names, so that a shell can offer some.
+enum class ValueKind { anything, tag, file, directory, profile, fault, speed, shell };
+
+struct ArgumentText {
+  std::vector<std::string> names;  // "-h", "--help"; one name for a positional
+  std::string value;               // what stands for the value, "TAG"; empty for a flag
+  std::string description;
+  std::string by_default;
+  ValueKind kind = ValueKind::anything;
+  bool required = false;
+  bool many = false;  // may be repeated
+};
+
+struct CommandText {
+  std::string name;
+  std::string summary;
+  std::string footer;
+  std::vector<ArgumentText> options;
+  std::vector<ArgumentText> positionals;
+  std::vector<CommandText> parts;
+};
+
+CommandText describe(const CLI::App& app);
+
+// What a shell may offer for a kind; empty for files, directories and anything.
+std::vector<std::string> values_of(ValueKind kind);
+
+// "TAG...", "[FILE]".
+std::string synopsis(const ArgumentText& positional);
+
+}  // namespace factory
