@@ -171,16 +171,24 @@ Markup hub_messages(const Json::Value& attempt) {
   return fold(counted(messages.size(), "hub message", "hub messages"), table.markup());
 }
 
+// As logcat writes a priority, which a record has as Android's number.
+std::string priority_letter(const Json::Value& line) {
+  constexpr std::string_view kLetters = "??VDIWEF";
+  const std::string text = text_of(line, "priority");
+  const bool number = text.size() == 1 && text[0] >= '2' && text[0] <= '7';
+  return number ? std::string(1, kLetters[static_cast<size_t>(text[0] - '0')]) : text.substr(0, 1);
+}
+
 Markup log_lines(const Json::Value& attempt) {
   const Json::Value& lines = list(attempt, "log");
   if (lines.empty()) return {};
   Markup text;
   for (const Json::Value& line : lines) {
-    const std::string priority = text_of(line, "priority");
+    const std::string priority = priority_letter(line);
     std::string words = text_of(line, "text");
     while (!words.empty() && words.back() == '\n') words.pop_back();
     const std::string place = text_of(line, "thread") == "events" ? " \u2502 " : " ";
-    text += Markup::element("span", {{"class", "priority-" + priority.substr(0, 1)}},
+    text += Markup::element("span", {{"class", "priority-" + priority}},
                             Markup::text(priority + " " + text_of(line, "tag") + ":" + place + words)) +
             Markup::own("\n");
   }

@@ -18,7 +18,7 @@ struct Sign {
   const char* sign;
 };
 constexpr Sign kSigns[] = {
-    {"passed", "\u2713"}, {"marginal", "\u2248"}, {"failed", "\u2717"}, {"skipped", "\u2013"}, {"aborted", "\u25A0"}};
+    {"passed", "\u2713"}, {"marginal", "\u2248"}, {"failed", "\u2717"}, {"skipped", "\u2013"}, {"aborted", "\u25AA"}};
 
 // A verdict may become a CSS class only when it is a known one.
 const Sign& sign_of(const std::string& verdict) {

@@ -137,10 +137,12 @@ void traffic(const char* tag, Json::Value* to) {
   message["answered"] = false;
   message["note"] = "the hub is silent";
   (*to)["hub"].append(message);
-  const char* const kLines[][4] = {
-      {"D", "libsensor_calapi", "set offset enter", "caller"},
-      {"E", "libsensor_cal", "Variance exceeded, restarting algorithm. index: 0", "events"},
-      {"I", "libsensor_cal", "calibration done\n", "caller"}};
+  constexpr struct {
+    int priority;
+    const char *name, *text, *thread;
+  } kLines[] = {{3, "libsensor_calapi", "set offset enter", "caller"},
+                {6, "libsensor_cal", "Variance exceeded, restarting algorithm. index: 0", "events"},
+                {4, "libsensor_cal", "calibration done\n", "caller"}};
   for (const auto& [priority, name, text, thread] : kLines) {
     Json::Value line;
     line["priority"] = priority;
