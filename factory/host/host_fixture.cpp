@@ -80,6 +80,8 @@ std::unique_ptr<Fixture> open_fixture(const Options& options) {
   std::unique_ptr<phone::Phone> opened;
   try {
     opened = phone::Phone::open(wanted);
+  } catch (const phone::OptionError& error) {
+    throw AppError(kUsage, error.what());
   } catch (const phone::PhoneError& error) {
     throw AppError(kUnreachable, error.what());
   }

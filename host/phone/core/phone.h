@@ -21,6 +21,12 @@ class PhoneError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+// Of these the options are to blame: an unknown fault or profile, a recording that cannot be read.
+class OptionError : public PhoneError {
+ public:
+  using PhoneError::PhoneError;
+};
+
 // One message to the hub and its answer, as they crossed the test service.
 struct HubExchange {
   int64_t time_ns = 0;       // CLOCK_REALTIME

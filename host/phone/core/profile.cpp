@@ -46,7 +46,7 @@ Source find_source(const std::string& name, const std::string& beside) {
   if (!stream || std::filesystem::is_directory(file)) {
     std::string known;
     for (const std::string& shipped : shipped_profiles()) known += " " + shipped;
-    throw PhoneError("no profile and no file " + file.string() + "; shipped profiles:" + known);
+    throw OptionError("no profile and no file " + file.string() + "; shipped profiles:" + known);
   }
   std::ostringstream text;
   text << stream.rdbuf();

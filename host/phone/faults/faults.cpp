@@ -13,7 +13,7 @@ namespace {
 
 // The result that Android gives an application without the permission.
 constexpr int kPermissionDenied = 4;
-constexpr int kMaxResult = 7;
+constexpr int kMaxResult = 255;  // Android names 0 to 7
 constexpr double kMaxBurst = 32;
 
 // How a fault's arguments are read. Numbers are the defaults; a fault without a default wants its argument.
@@ -57,7 +57,7 @@ constexpr Row kRows[] = {
      Shape::sensor_result,
      kPermissionDenied},
     {{FaultId::silent, "silent", "[SENSOR]", "the sensor delivers nothing"}, Shape::sensor, {}},
-    {{FaultId::stuck, "stuck", "[SENSOR]", "the sensor repeats its first raw value for ever"}, Shape::sensor, {}},
+    {{FaultId::stuck, "stuck", "[SENSOR]", "the sensor repeats the raw value 0 for ever"}, Shape::sensor, {}},
     {{FaultId::motion, "motion", "[SENSOR[,RMS]]",
       "the phone is in motion: a random part of this size in the sensor's unit"},
      Shape::sensor_amount,
@@ -105,7 +105,7 @@ std::string usage(const FaultInfo& info) {
 }
 
 [[noreturn]] void fail(const Row& row, const std::string& text) {
-  throw PhoneError("fault '" + text + "': wants " + usage(row.info));
+  throw OptionError("fault '" + text + "': wants " + usage(row.info));
 }
 
 std::optional<double> parse_number(std::string_view text) {
@@ -206,7 +206,7 @@ Fault parse_fault(const std::string& text) {
   }
   std::string known;
   for (const FaultInfo& info : fault_list()) known += "\n  " + usage(info);
-  throw PhoneError("no fault is called '" + name + "'; there are:" + known);
+  throw OptionError("no fault is called '" + name + "'; there are:" + known);
 }
 
 }  // namespace

@@ -61,7 +61,6 @@ void Sensor::enable(int64_t now_ns) {
   ++enablings_;
   samples_ = 0;
   near_told_ = false;
-  stuck_at_.reset();
   enabled_ns_ = now_ns;
   silent_after_ns_ = config_.falls_silent ? now_ns + kSilentAfterNs : kNever;
   next_raw_.reset();
@@ -174,9 +173,9 @@ void Sensor::spoil(int64_t since_enabling_ns, const Draws& draws, Values* raw) {
     }
     if (faults_.out_of_range != nullptr) value += static_cast<float>(faults_.out_of_range->amount);
   }
-  if (faults_.stuck == nullptr) return;
-  if (!stuck_at_) stuck_at_ = *raw;
-  *raw = *stuck_at_;
+  // At zero, as a chip that no longer answers reads: sums of it are exact, so its variance is zero however it is
+  // summed.
+  if (faults_.stuck != nullptr) *raw = {};
 }
 
 // A bias estimate of the sensor service's own, on top of the offset.

@@ -101,7 +101,6 @@ class Sensor {
   std::vector<SensorEvent> kept_;  // made at the first enabling
   uint64_t produced_ = 0;
 
-  std::optional<Values> stuck_at_;
   std::array<float, 3> runtime_bias_{};
   int runtime_samples_ = 0;
   Hub::BiasEpoch bias_epoch_;

@@ -48,7 +48,7 @@ TEST(FaultNames, ArgumentsAreChecked) {
     EXPECT_EQ(parse_problem(good), "") << good;
   }
   for (const char* bad :
-       {"silent:Axx", "motion:Acc,much", "hub-word:0,16,1", "hub-word:0,0", "hub-slow", "hub-slow:-1", "list-refused:8",
+       {"silent:Axx", "motion:Acc,much", "hub-word:0,16,1", "hub-word:0,0", "hub-slow", "hub-slow:-1", "list-refused:256",
         "burst:Acc,1000", "property:=x", "garbled:a/b", "garbled:/../b", "hub-absent:1"}) {
     EXPECT_NE(parse_problem(bad).find(bad), std::string::npos) << bad;
   }
