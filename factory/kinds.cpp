@@ -123,6 +123,11 @@ const Kind* find_kind(int type, int param) {
 
 bool is_panel_run(int param) { return param == 13 || param == 14; }
 
+bool can_calibrate(int type, int param) {
+  const bool hub_alone = type == sar || type == sar_second;
+  return find_kind(type, param) != nullptr || is_hub_command(param) || hub_alone;
+}
+
 const _sensor_info& record_of(const SensorCalibration& cal, const Kind& kind) {
   constexpr int kMotion = 8;
   return kind.record < kMotion ? cal.motion_info[kind.record] : cal.env_info[kind.record - kMotion];

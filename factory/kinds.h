@@ -36,6 +36,9 @@ const Kind* find_kind(int type, int param);
 // Whether the step measures the panel's own light: 13 at full brightness, 14 at a reduced one.
 bool is_panel_run(int param);
 
+// Whether the library does anything for this step of this sensor.
+bool can_calibrate(int type, int param);
+
 const _sensor_info& record_of(const SensorCalibration& cal, const Kind& kind);
 
 // The record that a listed sensor type is bound to, or -1.

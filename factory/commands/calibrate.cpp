@@ -37,7 +37,13 @@ int run(const Options& options, const Arguments& arguments) {
   constexpr int kGoldenParam = -1;
   const int param = arguments.golden ? kGoldenParam : arguments.param;
   std::vector<int> types;
-  for (const std::string& tag : arguments.tags) types.push_back(parse_tag(tag));
+  for (const std::string& tag : arguments.tags) {
+    types.push_back(parse_tag(tag));
+    if (!can_calibrate(types.back(), param)) {
+      throw AppError(kUsage,
+                     tag + ": there is no calibration with --param " + std::to_string(param) + " for this sensor");
+    }
+  }
   Session session(options);
   session.require_ready();
   if (!options.json) {

@@ -2,6 +2,9 @@
 #include <OemTestMsg.h>
 #include <errno.h>
 #include <string.h>
+#include <time.h>
+
+#include <algorithm>
 
 #include <charconv>
 #include <fstream>
@@ -20,6 +23,8 @@ namespace {
 
 std::string values_text(const Json::Value& value) {
   if (value.isNull()) return "-";
+  if (value.isDouble())
+    return number_text(json_number(static_cast<float>(value.asDouble())));  // the hub's words are floats
   if (!value.isArray() && !value.isObject()) return number_text(value);
   std::string out;
   for (auto entry = value.begin(); entry != value.end(); ++entry) {
@@ -62,7 +67,11 @@ int show_log(const std::string& path) {
     if (!parsed || !message.isObject() || !message["code"].isInt() || !message["tag"].isString()) {
       throw AppError(kUsage, path + ":" + std::to_string(number) + ": not a hub message");
     }
-    std::cout << to_text(message) << "\n";
+    try {
+      std::cout << to_text(message) << "\n";
+    } catch (const Json::Exception&) {
+      throw AppError(kUsage, path + ":" + std::to_string(number) + ": not a hub message");
+    }
   }
   return kPassed;
 }
@@ -101,14 +110,18 @@ int send(const Options& options, const Message& arguments) {
   session.require_ready();
   HubMessage shown;
   memcpy(shown.request, &message, sizeof message);
-  shown.time_ns = static_cast<int64_t>(time(nullptr)) * 1000000000;
-  session.fixture().on_hub_message({});
+  timespec now{};
+  clock_gettime(CLOCK_REALTIME, &now);
+  shown.time_ns = static_cast<int64_t>(now.tv_sec) * 1000000000 + now.tv_nsec;
   session.cal().cal_api->send_ssc_oem_test_msg(&message);
   memcpy(shown.reply, &message, sizeof message);
-  shown.answered = true;
+  // A call that never answers leaves all zeros behind, its own type and code included.
+  const bool zeros =
+      std::all_of(std::begin(shown.reply), std::end(shown.reply), [](int32_t word) { return word == 0; });
+  shown.answered = !zeros || (shown.request[0] == 0 && shown.request[1] == 0);
   const Json::Value out = to_json(shown);
   std::cout << (options.json ? json_pretty(out) : to_text(out)) << "\n";
-  return kPassed;
+  return shown.answered ? kPassed : kUnreachable;
 }
 
 }  // namespace
