@@ -56,14 +56,7 @@ void put_back_offset(Session& session, float* before, Calibration* c) {
   c->put_back = true;
 }
 
-void switch_off(Session& session) {
-  if (session.cal().event_queue == nullptr) return;
-  for (const SensorInfo& info : session.cal().sensor_list) {
-    (void)session.cal().event_queue->disableSensor(info.sensorHandle).isOk();
-  }
-}
-
-double run_library(Session& session, const CalibrationRequest& request) {
+double ask_library(Session& session, const CalibrationRequest& request) {
   SensorCalibration& cal = session.cal();
   if (!request.reference_hpa) return cal.sensor_calibrate(request.type, request.param);
   return cal.sensor_setconfig(request.type, request.param, static_cast<float>(*request.reference_hpa));
@@ -91,31 +84,46 @@ std::string plain(double value) {
   return text;
 }
 
-Calibration calibrate(Session& session, const CalibrationRequest& request) {
+void switch_off(Session& session) {
+  if (session.cal().event_queue == nullptr) return;
+  for (const SensorInfo& info : session.cal().sensor_list) {
+    (void)session.cal().event_queue->disableSensor(info.sensorHandle).isOk();
+  }
+}
+
+Calibration prepare(const CalibrationRequest& request) {
   Calibration c;
   c.request = request;
   c.kind = find_kind(request.type, request.param);
   c.in_hub = c.kind != nullptr && hub_runs_colour(request.type);
   c.golden = c.kind != nullptr && c.kind->result == Result::channel_scale && request.param == kGoldenParam;
+  return c;
+}
+
+void run_library(Session& session, Calibration* c) {
+  session.log().start_run();
+  const auto start = std::chrono::steady_clock::now();
+  c->result = is_panel_run(c->request.param) ? run_at_panel(session, c) : ask_library(session, c->request);
+  c->seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  if (!c->panel) c->run = session.log().run();
+  c->interrupted = session.interrupted();
+  if (c->interrupted || c->result != 0 || c->kind == nullptr) return;
+  if (!c->in_hub && record_of(session.cal(), *c->kind).status == kFinished) read_record(session, c);
+  if (c->kind->result == Result::channel_scale && !c->golden) read_channel_scales(session, c);
+}
+
+Calibration calibrate(Session& session, const CalibrationRequest& request) {
+  Calibration c = prepare(request);
   c.fixture = set_up_fixture(session, request.type, request.param);
   choose_reference(session, &c);
   const bool inertial = c.kind != nullptr && c.kind->result == Result::offset && c.kind->values == 3;
   float before[3] = {};
   if (inertial) session.cal().cal_api->getAMGOffset_api(request.type, before);
-
-  session.log().start_run();
-  const auto start = std::chrono::steady_clock::now();
-  c.result = is_panel_run(request.param) ? run_at_panel(session, &c) : run_library(session, c.request);
-  c.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-  if (!c.panel) c.run = session.log().run();
-  c.interrupted = session.interrupted();
-
+  run_library(session, &c);
   if (c.interrupted) {
     switch_off(session);
     if (inertial) put_back_offset(session, before, &c);
   } else if (c.result == 0 && c.kind != nullptr) {
-    if (!c.in_hub && record_of(session.cal(), *c.kind).status == kFinished) read_record(session, &c);
-    if (c.kind->result == Result::channel_scale && !c.golden) read_channel_scales(session, &c);
     verify(session, &c);
   }
   judge(session, &c);

@@ -69,7 +69,18 @@ struct Calibration {
 // Sets the fixture, runs the library's calibration and judges it.
 Calibration calibrate(Session& session, const CalibrationRequest& request);
 
-// Parts of it. Fresh samples of the sensor, against the truth or, for channels, the golden values.
+// Parts of it. What kind of run it is, nothing set and nothing run yet.
+Calibration prepare(const CalibrationRequest& request);
+// The library's run and what its record then holds.
+void run_library(Session& session, Calibration* calibration);
+// Switches off every sensor that the library may have left on.
+void switch_off(Session& session);
+// The listed sensor whose fresh samples show whether the calibration is right; null without one.
+const ::android::hardware::sensors::V1_0::SensorInfo* verified_sensor(Session& session, const Kind& kind);
+// Whether the proximity sensor says near; nothing when it does not answer. Where it does not say what is wanted at once
+// it gets a moment to change: a target at its very threshold is found by one of the next samples.
+std::optional<bool> reports_near(Session& session, bool wanted);
+// Fresh samples of the sensor, against the truth or, for channels, the golden values.
 void verify(Session& session, Calibration* calibration);
 // Runs the library at a lit panel and puts the brightness back; then looks whether plain light still depends on it.
 double run_at_panel(Session& session, Calibration* calibration);

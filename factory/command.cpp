@@ -22,6 +22,11 @@ const std::vector<Command>& commands() {
       {"watch", "show a sensor's values live, their scatter, its rate and whether it has settled",
        "  sensorcal watch Acc\n  sensorcal watch Gyr --seconds 5 --json\n  sensorcal watch Lux --period 200",
        set_up_watch},
+      {"run", "run a factory plan: set up, calibrate, verify and check, and keep the record",
+       "  sensorcal run plans/reference.json --serial A1234 --html report.html\n"
+       "  sensorcal run plans/inertial.json --json > record.json\n"
+       "  sensorcal run plans/inertial.json --speed max --fault motion:Acc",
+       set_up_run},
       {"report", "which sensors are calibrated, what the hub holds for each, and why", "  sensorcal report --json",
        set_up_report},
       {"judge", "the verdict table: lines kept and dropped, key paths, reference values", "  sensorcal judge",

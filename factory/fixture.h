@@ -37,7 +37,8 @@ class Fixture {
   virtual std::vector<std::string> remarks() const = 0;
 
   virtual std::map<std::string, std::string> world() const = 0;
-  // Returns an empty text, or what is wrong with the key or the value.
+  // Returns an empty text, or what is wrong with the key or the value. On a station it asks the operator and comes back
+  // when it is done, so that a caller need not know the difference.
   virtual std::string set_world(const std::string& key, const std::string& value) = 0;
 
   // What a perfect sensor would report now. Empty where that is not known.

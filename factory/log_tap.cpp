@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 
 #include "options.h"
 
@@ -36,6 +37,20 @@ bool parse_restart(const char* text, Restart* restart) {
     return false;
   }
   return true;
+}
+
+// The numbers between the braces of an event's line.
+std::vector<double> parse_values(const char* text) {
+  std::vector<double> out;
+  const char* at = strchr(text, '{');
+  while (at != nullptr && *at != '\0' && *at != '}') {
+    char* end = nullptr;
+    const double value = strtod(++at, &end);
+    if (end == at) break;
+    out.push_back(value);
+    at = end;
+  }
+  return out;
 }
 
 void write_threadtime(std::FILE* file, const __android_log_message& message) {
@@ -83,6 +98,18 @@ LogTap::~LogTap() {
 void LogTap::start_run() {
   const std::lock_guard<std::mutex> lock(mutex_);
   run_ = RunLog();
+  caller_ = std::this_thread::get_id();
+}
+
+void LogTap::keep_all() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  keep_all_ = true;
+}
+
+LogTap::Counts LogTap::counts() const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  const int restarted = run_.restarts.empty() ? 0 : run_.restarts.back().event;
+  return {run_.events, run_.events - restarted, static_cast<int>(run_.restarts.size())};
 }
 
 RunLog LogTap::run() const {
@@ -92,14 +119,30 @@ RunLog LogTap::run() const {
 
 void LogTap::take(const __android_log_message* message) { g_tap->note(*message); }
 
+// A sensor that never passes logs some thousand events: the first of them tell the story, and so does the end.
+void LogTap::keep(const __android_log_message& message) {
+  constexpr size_t kMost = 4000;
+  if (run_.lines.size() >= kMost) {
+    run_.lines.erase(run_.lines.begin() + kMost / 2);
+    ++run_.lines_dropped;
+  }
+  std::string text = message.message;
+  while (!text.empty() && text.back() == '\n') text.pop_back();
+  run_.lines.push_back(
+      {message.priority, message.tag == nullptr ? "" : message.tag, text, std::this_thread::get_id() != caller_});
+  if (has(message.message, "[writeStr] write ")) run_.parts.push_back(run_.events);
+}
+
 void LogTap::note(const __android_log_message& message) {
   const std::lock_guard<std::mutex> lock(mutex_);
   if (file_ != nullptr) write_threadtime(file_, message);
   const char* text = message.message;
+  if (keep_all_) keep(message);
   // Every event that a run takes is logged with its data.
   if (message.priority == ANDROID_LOG_INFO &&
       (has(text, " data: {") || has(text, " cali: {") || has(text, "_CALI: {"))) {
     ++run_.events;
+    if (keep_all_) run_.values.push_back(parse_values(text));
     return;
   }
   if (message.priority != ANDROID_LOG_ERROR) return;

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace factory {
@@ -22,6 +23,14 @@ struct Restart {
   int event = 0;  // number of the event that filled the window, counted from 1
 };
 
+// A log line as it came.
+struct LogLine {
+  int priority = 0;
+  std::string tag;
+  std::string text;
+  bool event_thread = false;  // of the event queue's thread, not of the one that called start_run()
+};
+
 // What one run did so far.
 struct RunLog {
   int events = 0;
@@ -30,6 +39,12 @@ struct RunLog {
   bool timed_out = false;
   bool enable_failed = false;
   bool no_queue = false;
+
+  // Filled once keep_all() was asked for.
+  std::vector<std::vector<double>> values;  // of each event, as its line tells them
+  std::vector<int> parts;                   // events seen when the panel's brightness was written: a new run begins
+  std::vector<LogLine> lines;
+  int lines_dropped = 0;
 
   int count(Restart::Cause cause) const;
 };
@@ -43,16 +58,30 @@ class LogTap {
   LogTap(const LogTap&) = delete;
   LogTap& operator=(const LogTap&) = delete;
 
+  // Begins a run; the thread that calls is the calling side of its lines.
   void start_run();
   RunLog run() const;
+
+  // Keeps every line and every event's values from now on.
+  void keep_all();
+  struct Counts {
+    int events = 0;
+    int since_restart = 0;
+    int restarts = 0;
+  };
+  // Of the run so far, without copying it.
+  Counts counts() const;
 
  private:
   static void take(const __android_log_message* message);
   void note(const __android_log_message& message);
+  void keep(const __android_log_message& message);
 
   mutable std::mutex mutex_;
   std::FILE* file_ = nullptr;  // guarded by mutex_
   RunLog run_;                 // guarded by mutex_
+  bool keep_all_ = false;      // guarded by mutex_
+  std::thread::id caller_;     // guarded by mutex_
 };
 
 }  // namespace factory

@@ -24,8 +24,10 @@ class Collector : public IEventQueueCallback {
     const std::lock_guard<std::mutex> lock(mutex_);
     if (event.sensorHandle != request_.handle || static_cast<int>(event.sensorType) != request_.type) return Void();
     if (seen_++ < request_.skip || taken_ >= request_.count) return Void();
+    std::vector<double>& row = rows_.emplace_back();
     for (size_t i = 0; i < values_.size(); ++i) {
-      values_[i].add(static_cast<double>(event.u.data[static_cast<size_t>(request_.first_word) + i]));
+      row.push_back(static_cast<double>(event.u.data[static_cast<size_t>(request_.first_word) + i]));
+      values_[i].add(row.back());
     }
     if (++taken_ == request_.count) enough_.notify_all();
     return Void();
@@ -34,7 +36,7 @@ class Collector : public IEventQueueCallback {
   // True when enough samples are in.
   bool wait(const std::atomic<bool>& interrupted) {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(request_.timeout_s);
-    constexpr auto kLook = std::chrono::milliseconds(50);
+    constexpr auto kLook = std::chrono::milliseconds(20);
     std::unique_lock<std::mutex> lock(mutex_);
     while (taken_ < request_.count && !interrupted && std::chrono::steady_clock::now() < deadline) {
       enough_.wait_for(lock, kLook);
@@ -46,6 +48,7 @@ class Collector : public IEventQueueCallback {
     const std::lock_guard<std::mutex> lock(mutex_);
     FreshSamples out;
     out.values = values_;
+    out.rows = rows_;
     out.wanted = request_.count;
     out.taken = taken_;
     return out;
@@ -56,6 +59,7 @@ class Collector : public IEventQueueCallback {
   mutable std::mutex mutex_;
   std::condition_variable enough_;
   std::vector<Statistics> values_;  // guarded by mutex_, and so are the following
+  std::vector<std::vector<double>> rows_;
   int seen_ = 0;
   int taken_ = 0;
 };

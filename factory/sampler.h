@@ -12,7 +12,8 @@
 namespace factory {
 
 struct FreshSamples {
-  std::vector<Statistics> values;  // per value
+  std::vector<Statistics> values;         // per value
+  std::vector<std::vector<double>> rows;  // every sample taken
   int wanted = 0;
   int taken = 0;
   std::string problem;  // empty when all wanted samples came

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <utility>
 
 #include "hub_message.h"
 #include "json_text.h"
@@ -53,8 +54,8 @@ Session::Session(const Options& options)
   if (!options_.hub_log.empty()) {
     hub_log_ = fopen(options_.hub_log.c_str(), "we");
     if (hub_log_ == nullptr) throw AppError(kUsage, "--hub-log " + options_.hub_log + ": " + strerror(errno));
-    fixture_->on_hub_message([this](const HubMessage& message) { keep(message); });
   }
+  fixture_->on_hub_message([this](const HubMessage& message) { take(message); });
   for (const std::string& setting : options_.world) {
     const size_t equals = setting.find('=');
     if (equals == std::string::npos) throw AppError(kUsage, "--world " + setting + ": give KEY=VALUE");
@@ -96,8 +97,20 @@ const SensorInfo* Session::sensor(int type) const {
   return nullptr;
 }
 
-void Session::keep(const HubMessage& message) {
+void Session::on_hub_message(std::function<void(const HubMessage&)> listener) {
   const std::lock_guard<std::mutex> lock(hub_mutex_);
+  on_hub_message_ = std::move(listener);
+}
+
+void Session::set_last_will(std::function<void()> last_will) {
+  const std::lock_guard<std::mutex> lock(will_mutex_);
+  last_will_ = std::move(last_will);
+}
+
+void Session::take(const HubMessage& message) {
+  const std::lock_guard<std::mutex> lock(hub_mutex_);
+  if (on_hub_message_) on_hub_message_(message);
+  if (hub_log_ == nullptr) return;
   fprintf(hub_log_, "%s\n", json_line(to_json(message)).c_str());
   fflush(hub_log_);
 }
@@ -117,17 +130,29 @@ void Session::watch_interrupts() {
 // Any wake-up ends a run's wait. What does not end within the time a person notices is left where it stands: the
 // process goes, with its sensors off.
 void Session::end_at_once() {
-  constexpr int kWakeUps = 15;
-  for (int i = 0; i < kWakeUps && !closing_; ++i) {
+  constexpr int kWakeUps = 10;
+  for (int i = 0; i < kWakeUps && !closing_ && !end_claimed_; ++i) {
     pthread_mutex_lock(&cal_->cal_mutex);
     pthread_cond_broadcast(&cal_->cal_cond);
     pthread_mutex_unlock(&cal_->cal_mutex);
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
-  if (closing_) return;
+  // A second Ctrl-C finds the end claimed, but maybe stuck.
+  const bool again = ++interruptions_ > 1;
+  if (closing_ || (!claim_end() && !again)) return;
+  leave();
+}
+
+void Session::leave() {
   if (cal_->event_queue != nullptr) {
     for (const SensorInfo& info : cal_->sensor_list) (void)cal_->event_queue->disableSensor(info.sensorHandle).isOk();
   }
+  std::function<void()> last_will;
+  {
+    const std::lock_guard<std::mutex> lock(will_mutex_);
+    last_will = std::exchange(last_will_, {});
+  }
+  if (last_will) last_will();
   constexpr char kText[] = "\ninterrupted\n";
   if (write(STDERR_FILENO, kText, sizeof kText - 1) < 0) _exit(kInterrupted);
   _exit(kInterrupted);

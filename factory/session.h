@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <cstdio>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -37,22 +38,37 @@ class Session {
   // The listed sensor of a type, null when there is none.
   const ::android::hardware::sensors::V1_0::SensorInfo* sensor(int type) const;
 
+  // Is told of every hub message too, on the thread that sent it. Set while nothing is sent.
+  void on_hub_message(std::function<void(const HubMessage&)> listener);
+
   // Set once Ctrl-C came: the run under way was woken, and the command is to come to its end.
   const std::atomic<bool>& interrupted() const { return interrupted_; }
+
+  // Whoever claims the end brings the command to it. After Ctrl-C the command claims it as soon as the run under way
+  // is over; where that takes longer than a person waits, the watcher claims it, runs the last will on its own thread
+  // and ends the process. False: the other one has it, and the caller must touch nothing any more.
+  bool claim_end() { return !end_claimed_.exchange(true); }
+  void set_last_will(std::function<void()> last_will);
 
  private:
   void watch_interrupts();
   void end_at_once();
-  void keep(const HubMessage& message);
+  void take(const HubMessage& message);
+  void leave();
 
   const Options options_;
   LogTap log_;
   std::unique_ptr<Fixture> fixture_;
   std::mutex hub_mutex_;
-  std::FILE* hub_log_ = nullptr;  // guarded by hub_mutex_
+  std::FILE* hub_log_ = nullptr;                           // guarded by hub_mutex_
+  std::function<void(const HubMessage&)> on_hub_message_;  // guarded by hub_mutex_
+  std::mutex will_mutex_;
+  std::function<void()> last_will_;  // guarded by will_mutex_
   std::unique_ptr<SensorCalibration> cal_;
   std::atomic<bool> interrupted_{false};
   std::atomic<bool> closing_{false};
+  std::atomic<bool> end_claimed_{false};
+  int interruptions_ = 0;  // the watcher's
   std::thread watcher_;
 };
 

@@ -130,6 +130,12 @@ std::string hub_problem(Session& session) {
   return message.sensor_type == 0 && message.msg_type == 0 ? "the sensor hub does not answer" : "";
 }
 
+std::vector<std::string> report_sensors() {
+  std::vector<std::string> out;
+  for (const Position& position : kPositions) out.emplace_back(position.sensor);
+  return out;
+}
+
 Report make_report(Session& session) {
   Report report;
   report.warning = hub_problem(session);

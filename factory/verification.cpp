@@ -124,14 +124,6 @@ void explain(Session& session, Calibration* c) {
   }
 }
 
-// The sensor whose fresh samples are looked at: the one asked for, or the one that its record is bound to.
-const SensorInfo* verified_sensor(Session& session, const Kind& kind) {
-  const SensorInfo* sensor = session.sensor(kind.verified_type);
-  if (sensor != nullptr) return sensor;
-  const _sensor_info& record = record_of(session.cal(), kind);
-  return record.present != 0 ? &record.info : nullptr;
-}
-
 FreshSamples fresh_samples(Session& session, const Kind& kind, const SensorInfo& sensor) {
   SampleRequest request;
   request.handle = sensor.sensorHandle;
@@ -154,20 +146,6 @@ std::vector<float> expected(Session& session, const Calibration& c, int sensor_t
   return golden;
 }
 
-// The type-8 sensor says near with a target and far without it.
-bool reports_near(Session& session, const SensorInfo& sensor, bool* answered) {
-  SampleRequest request;
-  request.handle = sensor.sensorHandle;
-  request.type = static_cast<int>(sensor.type);
-  request.period_ms = 100;
-  request.skip = 0;
-  request.count = 1;  // it reports its state when enabled, and then changes only
-  request.timeout_s = 2;
-  const FreshSamples state = take_samples(session.cal().sensor_manager, request, session.interrupted());
-  *answered = state.problem.empty();
-  return *answered && state.values[0].mean() < static_cast<double>(sensor.maxRange) / 2;
-}
-
 void verify_proximity(Session& session, Calibration* c) {
   if (c->request.param != kThresholdStep) return;
   const SensorInfo* sensor = session.sensor(sensor_type::proximity);
@@ -176,13 +154,12 @@ void verify_proximity(Session& session, Calibration* c) {
   const std::pair<const char*, bool> kStates[] = {{"3", true}, {"none", false}};
   for (const auto& [distance, near] : kStates) {
     if (!session.fixture().set_world("target", distance).empty()) return;
-    bool answered = false;
-    const bool seen = reports_near(session, *sensor, &answered);
+    const std::optional<bool> seen = reports_near(session, near);
     const std::string where = near ? "with the target at 3 cm" : "without a target";
-    if (!answered) {
+    if (!seen) {
       c->notes.push_back("not verified: the proximity sensor did not report " + where);
-    } else if (seen != near) {
-      c->reasons.push_back("the proximity sensor says " + std::string(seen ? "near " : "far ") + where);
+    } else if (*seen != near) {
+      c->reasons.push_back("the proximity sensor says " + std::string(*seen ? "near " : "far ") + where);
       c->hints.emplace_back("the thresholds do not fit: repeat step 0 without a target, then step 2 with it at 3 cm");
     }
   }
@@ -212,6 +189,35 @@ void judge_axis(const Kind& kind, const Axis& axis, int fresh_count, Calibration
 }
 
 }  // namespace
+
+// The one asked for, or the one that its record is bound to.
+const SensorInfo* verified_sensor(Session& session, const Kind& kind) {
+  const SensorInfo* sensor = session.sensor(kind.verified_type);
+  if (sensor != nullptr) return sensor;
+  const _sensor_info& record = record_of(session.cal(), kind);
+  return record.present != 0 ? &record.info : nullptr;
+}
+
+// The type-8 sensor reports its state when it is enabled, and changes only after that: so each look enables it anew.
+std::optional<bool> reports_near(Session& session, bool wanted) {
+  const SensorInfo* sensor = session.sensor(sensor_type::proximity);
+  if (sensor == nullptr) return std::nullopt;
+  SampleRequest request;
+  request.handle = sensor->sensorHandle;
+  request.type = static_cast<int>(sensor->type);
+  request.period_ms = 100;
+  request.skip = 0;
+  request.timeout_s = 2;
+  request.count = 1;
+  constexpr int kLooks = 10;
+  std::optional<bool> near;
+  for (int look = 0; look < kLooks && near != wanted && !session.interrupted(); ++look) {
+    const FreshSamples states = take_samples(session.cal().sensor_manager, request, session.interrupted());
+    if (states.rows.empty()) return std::nullopt;
+    near = states.rows.back()[0] < static_cast<double>(sensor->maxRange) / 2;
+  }
+  return near;
+}
 
 void verify(Session& session, Calibration* c) {
   const Kind& kind = *c->kind;

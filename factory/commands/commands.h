@@ -15,6 +15,7 @@ Runner set_up_calibrate(CLI::App& app);
 Runner set_up_get(CLI::App& app);
 Runner set_up_set(CLI::App& app);
 Runner set_up_backlight(CLI::App& app);
+Runner set_up_run(CLI::App& app);
 Runner set_up_report(CLI::App& app);
 Runner set_up_judge(CLI::App& app);
 Runner set_up_selftest(CLI::App& app);

@@ -1,0 +1,157 @@
+// An attempt at a calibration: note what is held, calibrate, take fresh samples, judge, and keep or put back.
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "plan/step_run.h"
+#include "plan/window.h"
+#include "stored_values.h"
+
+namespace factory::plan {
+namespace {
+
+constexpr int kFreshMotion = 50;
+constexpr int kFreshOthers = 10;
+constexpr int kThresholdStep = 2;
+
+}  // namespace
+
+bool UnderWay::stops(Session& session) {
+  if (!session.interrupted()) return false;
+  if (end_claimed || session.claim_end()) return end_claimed = true;
+  for (;;) pause();
+}
+
+// Golden values are part of the step: they are noted, and put back, with the scales.
+bool StepRun::write_golden() {
+  if (step_.golden.empty()) return true;
+  std::vector<float> golden(step_.golden.begin(), step_.golden.end());
+  const int count = static_cast<int>(golden.size());
+  golden.resize(16);
+  SensorCalibrationAPI& api = *session_.cal().cal_api;
+  if (api.setLuxChannelRawGolden_api(step_.type, golden.data(), count) == 0) return true;
+  attempt_.fail("the hub refused the golden values", "look at the hub's log");
+  return false;
+}
+
+bool StepRun::choose_reference(CalibrationRequest* request) {
+  if (step_.type != sensor_type::pressure || find_kind(step_.type, step_.param) == nullptr) return true;
+  request->reference_hpa = step_.reference_hpa;
+  if (request->reference_hpa) return true;
+  const std::string known = session_.fixture().world()["pressure"];
+  if (known.empty()) {
+    attempt_.fail("the pressure of the reference barometer is not known", "give the step a \"reference\"");
+    return false;
+  }
+  request->reference_hpa = std::strtod(known.c_str(), nullptr);
+  return true;
+}
+
+void StepRun::measure_run(const Calibration& c) {
+  const Limits& limits = step_.limits;
+  for (const Restart& restart : c.run.restarts) ++attempt_.restarts[static_cast<int>(restart.cause)];
+  if (limits.restarts) {
+    std::string causes;
+    for (const auto cause : {Restart::Cause::variance, Restart::Cause::zero_variance, Restart::Cause::bias}) {
+      if (c.run.count(cause) > 0)
+        causes += " " + std::string(cause_name(cause)) + " " + std::to_string(c.run.count(cause));
+    }
+    measure("restarts", "", static_cast<double>(c.run.restarts.size()), "", std::nullopt, std::nullopt,
+            static_cast<double>(*limits.restarts), "the sample window had to start anew too often, by cause:" + causes);
+  }
+  if (limits.seconds) {
+    measure("duration", "", c.seconds, "s", std::nullopt, std::nullopt, limits.seconds,
+            "the sensor is slow, or its window started anew");
+  }
+  if (c.kind == nullptr) return;
+  const std::string unit = found_unit(*c.kind, c.golden);
+  if (c.axes.empty() && attempt_.reasons.empty() && (limits.low || limits.high))
+    attempt_.fail("the run left no value to judge");
+  for (size_t i = 0; i < c.axes.size(); ++i) {
+    const Axis& axis = c.axes[i];
+    if (axis.name.empty()) continue;
+    measure(
+        axis.scale && unit == "factor" ? "scale"
+        : c.golden                     ? "golden"
+                                       : "offset",
+        axis.name, axis.scale && unit == "factor" ? *axis.scale : axis.found, unit,
+        axis.scale ? std::nullopt : std::optional<double>(axis.standard_deviation / std::sqrt(std::max(1, c.samples))),
+        limits.low ? std::optional<double>(limits.low->at(i)) : std::nullopt,
+        limits.high ? std::optional<double>(limits.high->at(i)) : std::nullopt,
+        "the sensor is far from what it should be, or the fixture is not set as the step needs it");
+  }
+}
+
+void StepRun::verify_calibration(const Calibration& c) {
+  if (c.kind == nullptr || c.golden) return;
+  if (c.kind->result == Result::proximity) {
+    if (step_.param == kThresholdStep) verify_near(true);  // the target is still where the step needs it
+    return;
+  }
+  Subject subject = *subject_of(step_.type);
+  subject.type = c.kind->verified_type;
+  const FreshSamples fresh = take_fresh(subject, subject.motion ? kFreshMotion : kFreshOthers);
+  if (session_.interrupted()) return;
+  if (!fresh.problem.empty()) {
+    return attempt_.fail("not verified: " + fresh.problem,
+                         "the sensor is silent: look at its connection and its driver");
+  }
+  measure_fresh(subject, fresh, expected_of(subject, c.request.reference_hpa));
+}
+
+// Nothing that is not known to be good stays in the hub.
+void StepRun::settle_what_stays(HeldValues& held) {
+  const bool good = attempt_.outcome == Outcome::passed || attempt_.outcome == Outcome::marginal;
+  attempt_.kept = good;
+  if (!good) {
+    const HeldValues::PutBack back = held.put_back(session_);
+    attempt_.put_back = back.done;
+    attempt_.kept = !back.done && (back.needed || !back.problems.empty());
+    if (back.done) attempt_.notes.emplace_back("the old values were put back and read back");
+    for (const std::string& problem : back.problems) {
+      attempt_.fail("the old values are not all back: " + problem, "calibrate again, or write them by hand");
+    }
+    for (const std::string& what : held.irreversible()) attempt_.notes.push_back("not undone: " + what);
+  }
+  attempt_.after = held.now(session_);
+}
+
+void StepRun::run_calibrate(const std::function<void(const std::string&)>& warn) {
+  HeldValues held(step_.type, step_.param, !step_.golden.empty());
+  attempt_.changes_hub = true;
+  const std::string silent = held.note(session_);
+  attempt_.before = held.before();
+  attempt_.irreversible = held.irreversible();
+  for (const std::string& what : held.irreversible()) warn("cannot be undone: " + what);
+  CalibrationRequest request{step_.type, step_.param, std::nullopt};
+  if (!silent.empty()) {
+    attempt_.unreachable = true;
+    attempt_.fail(silent + "; nothing was changed", "look whether the phone's sensor stack runs, then repeat");
+  } else if (choose_reference(&request)) {
+    {
+      const std::lock_guard<std::mutex> lock(under_way_.mutex);
+      under_way_.held = &held;
+    }
+    Calibration c = prepare(request);
+    if (write_golden()) {
+      run_library(session_, &c);
+      if (!session_.interrupted()) judge(session_, &c);
+      if (c.passed && !session_.interrupted()) verify_calibration(c);
+    }
+    const bool stopped = under_way_.stops(session_);
+    attempt_.reasons.insert(attempt_.reasons.begin(), c.reasons.begin(), c.reasons.end());
+    attempt_.hints.insert(attempt_.hints.begin(), c.hints.begin(), c.hints.end());
+    attempt_.notes.insert(attempt_.notes.end(), c.notes.begin(), c.notes.end());
+    if (c.panel && c.panel->restored < 0) attempt_.fail("the panel's brightness could not be put back");
+    if (!c.run.values.empty()) attempt_.window = window_of(session_, c, attempt_.before);
+    measure_run(c);
+    if (stopped) switch_off(session_);
+  }
+  const std::lock_guard<std::mutex> lock(under_way_.mutex);
+  conclude();
+  if (silent.empty()) settle_what_stays(held);
+  under_way_.held = nullptr;
+}
+
+}  // namespace factory::plan

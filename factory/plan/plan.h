@@ -1,0 +1,86 @@
+// A factory plan: what to set up, calibrate, verify and check, in which order and within which limits.
+#pragma once
+
+#include <json/json.h>
+
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace factory::plan {
+
+// A limit for each axis, or one for all of them.
+struct Bound {
+  std::vector<double> values;
+  bool relative = false;  // shares of what is expected
+  double at(size_t axis) const { return values[axis < values.size() ? axis : values.size() - 1]; }
+};
+
+struct Limits {
+  std::optional<Bound> residual;  // fresh mean minus what is expected, either way
+  std::optional<Bound> noise;     // standard deviation of fresh samples
+  std::optional<Bound> low;       // of the value itself
+  std::optional<Bound> high;
+  std::optional<int> restarts;  // of a calibration's sample window
+  std::optional<double> seconds;
+  double marginal = 0;  // share of a limit next to it that passes, but is reported
+};
+
+enum class StepKind { fixture, calibrate, verify, check, probe };
+
+const char* kind_name(StepKind kind);
+
+struct Step {
+  StepKind kind = StepKind::fixture;
+  std::string name;
+  bool stop_on_failure = true;
+  int repeat = 1;  // attempts at most
+  Limits limits;
+
+  std::vector<std::pair<std::string, std::string>> world;  // fixture: as Fixture::set_world() takes them
+
+  int type = 0;  // calibrate, verify, check
+  int param = 0;
+  std::optional<double> reference_hpa;
+  std::vector<double> golden;  // calibrate: written to the hub beforehand
+  int samples = 0;             // verify
+  int settle = 3;
+  std::optional<double> period_s;
+  std::vector<double> expected;
+  std::optional<bool> near;  // verify of the proximity sensor
+
+  bool report = false;                 // check: the calibration report
+  std::vector<std::string> positions;  // sensors of the report; empty: all that it holds
+  std::string value;                   // check: name of the stored value
+  int count = 1;
+
+  std::string probe;
+  int answer = 1;
+};
+
+// A group, or a step that stands alone.
+struct Block {
+  std::string group;  // empty: a step that stands alone
+  int repeat = 1;
+  bool stop_on_failure = true;
+  std::vector<Step> steps;
+};
+
+struct Plan {
+  std::string name;
+  std::string file;
+  std::string bytes;  // of the file
+  std::vector<Block> blocks;
+
+  int step_count() const;
+};
+
+// Reads and checks a plan as a whole. `problems` holds a line for each thing that is wrong, with its place in the file;
+// the plan is good when there is none.
+Plan parse_plan(const std::string& file, const std::string& bytes, std::vector<std::string>* problems);
+
+// Reads the file and throws AppError(kUsage) with all problems.
+Plan load_plan(const std::string& file);
+
+}  // namespace factory::plan

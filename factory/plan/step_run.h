@@ -1,0 +1,62 @@
+// Runs one attempt at a step on an opened phone.
+#pragma once
+
+#include <functional>
+#include <mutex>
+
+#include "calibration.h"
+#include "plan/attempt.h"
+#include "plan/subject.h"
+#include "sampler.h"
+
+namespace factory::plan {
+
+// What a calibration under way would have to put back; the watcher of interruptions looks at it too.
+struct UnderWay {
+  std::mutex mutex;
+  const HeldValues* held = nullptr;  // guarded by mutex, which is held while values are put back
+  bool end_claimed = false;          // the running thread's
+
+  // After Ctrl-C: true where this thread brings the run to its end. Does not come back where the watcher does that.
+  bool stops(Session& session);
+};
+
+class StepRun {
+ public:
+  StepRun(Session& session, UnderWay& under_way, const Step& step, Attempt* attempt)
+      : session_(session), under_way_(under_way), step_(step), attempt_(*attempt) {}
+
+  // `warn` is told, before anything is changed, what cannot be undone.
+  void run(const std::function<void(const std::string&)>& warn);
+
+ private:
+  void run_fixture();
+  void run_calibrate(const std::function<void(const std::string&)>& warn);
+  void run_verify();
+  void run_check();
+  void run_report_check();
+  void run_probe();
+
+  // Parts of a calibration.
+  bool write_golden();
+  bool choose_reference(CalibrationRequest* request);
+  void measure_run(const Calibration& calibration);
+  void verify_calibration(const Calibration& calibration);
+  void verify_near(bool near);
+  void settle_what_stays(HeldValues& held);
+
+  void measure_fresh(const Subject& subject, const FreshSamples& fresh, const std::vector<double>& expected);
+  std::vector<double> expected_of(const Subject& subject, std::optional<double> reference_hpa);
+  FreshSamples take_fresh(const Subject& subject, int count);
+  void measure(const std::string& name, const std::string& axis, double value, const std::string& unit,
+               std::optional<double> error, std::optional<double> low, std::optional<double> high,
+               const std::string& hint);
+  void conclude();
+
+  Session& session_;
+  UnderWay& under_way_;
+  const Step& step_;
+  Attempt& attempt_;
+};
+
+}  // namespace factory::plan

@@ -1,0 +1,88 @@
+// Numbers with units, and values against limits.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+#include "plan/measurement.h"
+#include "plan/units.h"
+
+namespace factory::plan {
+namespace {
+
+TEST(Amounts, AreConvertedToTheUnitAskedFor) {
+  const struct {
+    const char* text;
+    const char* unit;
+    double value;
+  } kRows[] = {
+      {"0.02 m/s^2", "m/s^2", 0.02},
+      {"2 mg", "m/s^2", 0.0196133},
+      {"0.35 mrad/s", "rad/s", 0.00035},
+      {"180 deg/s", "rad/s", M_PI},
+      {"12 Pa", "hPa", 0.12},
+      {"101.3 kPa", "hPa", 1013},
+      {"400 ms", "s", 0.4},
+      {"3 cm", "mm", 30},
+      {"30 mm", "cm", 3},
+      {"-5", "factor", -5},
+      {"1e-3 rad/s", "rad/s", 1e-3},
+  };
+  for (const auto& row : kRows) {
+    Amount amount;
+    EXPECT_EQ(read_amount(row.text, row.unit, false, &amount), "") << row.text;
+    EXPECT_NEAR(amount.value, row.value, 1e-9) << row.text;
+    EXPECT_FALSE(amount.relative);
+  }
+}
+
+TEST(Amounts, ThatDoNotFitAreRefused) {
+  const struct {
+    const char* text;
+    const char* unit;
+  } kRows[] = {{"0.02 rad/s", "m/s^2"}, {"0.02", "m/s^2"},    {"5 %", "m/s^2"}, {"nan m/s^2", "m/s^2"},
+               {"inf hPa", "hPa"},      {"x m/s^2", "m/s^2"}, {"", "s"},        {"1 m/s^2 or so", "m/s^2"},
+               {"1 HPA", "hPa"},        {"1e999 lux", "lux"}};
+  for (const auto& row : kRows) {
+    Amount amount;
+    EXPECT_NE(read_amount(row.text, row.unit, false, &amount), "") << row.text;
+  }
+}
+
+TEST(Limits, HoldAtTheLimitAndNeverForWhatIsNoNumber) {
+  constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
+  constexpr double kInf = std::numeric_limits<double>::infinity();
+  const struct {
+    double value;
+    std::optional<double> low, high;
+    double band;
+    Outcome outcome;
+  } kRows[] = {
+      {0.02, -0.02, 0.02, 0, Outcome::passed},
+      {0.0200001, -0.02, 0.02, 0, Outcome::failed},
+      {-0.0201, -0.02, 0.02, 0, Outcome::failed},
+      {kNan, -1.0, 1.0, 0, Outcome::failed},
+      {kNan, std::nullopt, 1.0, 0, Outcome::failed},
+      {kNan, std::nullopt, std::nullopt, 0, Outcome::failed},
+      {-kInf, std::nullopt, 1.0, 0, Outcome::failed},
+      {kInf, 1.0, std::nullopt, 0, Outcome::failed},
+      {0.0185, -0.02, 0.02, 0.1, Outcome::marginal},
+      {0.0175, -0.02, 0.02, 0.1, Outcome::passed},
+      {-0.0185, -0.02, 0.02, 0.1, Outcome::marginal},
+      {9.5, std::nullopt, 10.0, 0.1, Outcome::marginal},
+      {0.55, 0.5, 2.0, 0.1, Outcome::marginal},
+      {0.7, 0.5, 2.0, 0.1, Outcome::passed},
+      {5, std::nullopt, std::nullopt, 0.1, Outcome::passed},
+  };
+  for (const auto& row : kRows) {
+    Measurement m;
+    m.value = row.value;
+    m.low = row.low;
+    m.high = row.high;
+    judge(&m, row.band);
+    EXPECT_EQ(m.outcome, row.outcome) << row.value;
+  }
+}
+
+}  // namespace
+}  // namespace factory::plan

@@ -1,0 +1,86 @@
+// Ctrl-C ends a run at once, with the old values in the hub and a record.
+#include <signal.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <thread>
+
+#include "station.h"
+
+namespace plan_test {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+// Interrupts so long after a step begins.
+struct Interrupter : factory::plan::Observer {
+  Interrupter(int step, milliseconds delay) : step_(step), delay_(delay) {}
+  ~Interrupter() override {
+    if (thread_.joinable()) thread_.join();
+  }
+  void begins(const StepResult& step, int) override {
+    if (step.index != step_) return;
+    thread_ = std::thread([this] {
+      std::this_thread::sleep_for(delay_);
+      at = steady_clock::now();
+      kill(getpid(), SIGINT);
+    });
+  }
+  steady_clock::time_point at;
+
+ private:
+  const int step_;
+  const milliseconds delay_;
+  std::thread thread_;
+};
+
+TEST(Interruption, EndsAtOnceAndLeavesTheOldValues) {
+  Station station;
+  ASSERT_EQ(station.run(R"({"calibrate": "Acc"}, {"calibrate": "Gyr"})").verdict, Outcome::passed);
+  const std::vector<float> acc = station.offset(sensor_type::accelerometer);
+  const std::vector<float> gyr = station.offset(sensor_type::gyroscope);
+  station.options.speed = "1";
+  // In the run, and between the run's push to the hub (after 1.06 s) and the end of the fresh samples.
+  for (const int delay : {300, 1400}) {
+    Interrupter interrupter(2, milliseconds(delay));
+    const Station::Ran ran =
+        station.run(R"({"probe": "tof", "expect": true}, {"calibrate": "Acc"}, {"calibrate": "Gyr"})", &interrupter);
+    EXPECT_LT(steady_clock::now() - interrupter.at, milliseconds(400)) << delay;
+    EXPECT_EQ(ran.verdict, Outcome::aborted);
+    EXPECT_EQ(ran.record["verdict"], "aborted");
+    EXPECT_EQ(ran.record["steps"][1]["verdict"], "aborted");
+    EXPECT_EQ(ran.record["steps"][2]["verdict"], "skipped");
+    EXPECT_EQ(ran.record["steps"][1]["attempts"][0]["put_back"].asBool(), delay > 1000);
+    EXPECT_EQ(station.offset(sensor_type::accelerometer), acc);
+    EXPECT_EQ(station.offset(sensor_type::gyroscope), gyr);
+  }
+}
+
+// The hub's own colour run cannot be woken: the watcher ends the process, after it put back and wrote the record.
+TEST(InterruptionDeathTest, WhatCannotBeWokenIsLeftWithARecord) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(
+      {
+        Station station("hub-colour");
+        station.options.fault = {"hub-word:40,0,-1"};
+        std::vector<std::string> problems;
+        const auto plan = factory::plan::parse_plan("p", R"({"format": "sensorcal.plan/1", "name": "n", "steps": [
+            {"calibrate": "CCT_F_strm", "golden": [800, 1200, 600, 2000, 400, 300, 200]}]})",
+                                                    &problems);
+        Session session(station.options);
+        Interrupter interrupter(1, milliseconds(200));
+        PlanRun run(session, plan, {}, interrupter);
+        session.set_last_will([&] {
+          const Json::Value record = run.abort();
+          fprintf(stderr, "record: %s, step %s\n", record["verdict"].asCString(),
+                  record["steps"][0]["verdict"].asCString());
+        });
+        run.run();
+        _exit(0);
+      },
+      ::testing::ExitedWithCode(factory::kInterrupted), "record: aborted, step aborted");
+}
+
+}  // namespace
+}  // namespace plan_test

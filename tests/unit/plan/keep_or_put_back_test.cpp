@@ -1,0 +1,122 @@
+// A calibration's values stay only when fresh samples prove them right.
+#include "station.h"
+
+namespace plan_test {
+namespace {
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+
+constexpr int kAcc = sensor_type::accelerometer;
+const char* const kCalibrateAcc = R"({"calibrate": "Acc"})";
+
+TEST(KeepOrPutBack, AGoodCalibrationStays) {
+  Station station;
+  const Station::Ran ran = station.run(kCalibrateAcc);
+  ASSERT_EQ(ran.verdict, Outcome::passed);
+  EXPECT_TRUE(ran.attempt(0).kept);
+  EXPECT_FALSE(ran.attempt(0).put_back);
+  EXPECT_THAT(ran.attempt(0).before[0].values, ElementsAre(0, 0, 0));
+  const std::vector<float> held = station.offset(kAcc);
+  ASSERT_NE(held, std::vector<float>(3));
+  EXPECT_THAT(ran.attempt(0).after[0].values, ElementsAre(held[0], held[1], held[2]));
+}
+
+TEST(KeepOrPutBack, WhatVerificationRefusesIsPutBack) {
+  const struct {
+    std::vector<std::string> fault;
+    std::vector<std::string> replay;
+    const char* reason;
+  } kRows[] = {
+      // The library's own limits let a walk pass.
+      {{}, {std::string("Acc=") + TEST_DATA_DIR + "/recordings/walk_level_accelerometer.csv"}, "noise"},
+      {{"motion:Acc,1"}, {}, "noise"},
+      {{"nan:Acc"}, {}, "not a number"},
+      {{"drift:Acc,0.5"}, {}, "noise"},
+      {{"hub-word:0,0,-5"}, {}, "failed when set offset to hub"},
+  };
+  for (const auto& row : kRows) {
+    Station station;
+    ASSERT_EQ(station.run(kCalibrateAcc).verdict, Outcome::passed);
+    const std::vector<float> before = station.offset(kAcc);
+    station.options.fault = row.fault;
+    station.options.replay = row.replay;
+    const Station::Ran ran = station.run(kCalibrateAcc);
+    SCOPED_TRACE(row.reason);
+    EXPECT_EQ(ran.verdict, Outcome::failed);
+    EXPECT_THAT(ran.attempt(0).reasons, Contains(HasSubstr(row.reason)));
+    EXPECT_THAT(ran.attempt(0).hints, Not(IsEmpty()));
+    EXPECT_FALSE(ran.attempt(0).kept);
+    EXPECT_TRUE(ran.attempt(0).put_back);
+    EXPECT_EQ(station.offset(kAcc), before);
+  }
+}
+
+TEST(KeepOrPutBack, AReasonNamesAxisValueErrorUnitAndLimit) {
+  Station station;
+  station.options.fault = {"motion:Acc,1"};
+  const Station::Ran ran = station.run(R"({"calibrate": "Acc", "limits": {"noise": "100 mm/s^2"}})");
+  EXPECT_THAT(ran.attempt(0).reasons,
+              Contains(::testing::MatchesRegex(R"(x: noise .* \+/- .* m/s\^2 is above the limit of 0\.1 m/s\^2)")));
+}
+
+TEST(KeepOrPutBack, ASilentHubIsNotedBeforeAnythingChanges) {
+  Station station;
+  station.options.fault = {"hub-vanish:4"};
+  const Station::Ran ran = station.run(R"({"calibrate": "Acc", "on_failure": "go on"}, {"calibrate": "Acc2"})");
+  EXPECT_TRUE(ran.steps[1].attempts[0].unreachable);
+  EXPECT_THAT(ran.attempt(1).reasons, ElementsAre(HasSubstr("nothing was changed")));
+  EXPECT_THAT(ran.attempt(1).before, IsEmpty());
+}
+
+TEST(KeepOrPutBack, ScalesFilesAndGoldenValuesReturn) {
+  Station station;
+  const std::string first = R"({"calibrate": "CCT_F_strm", "golden": [800, 1200, 600, 2000, 400, 300, 200]})";
+  const Station::Ran fresh = station.run(first);
+  ASSERT_EQ(fresh.verdict, Outcome::passed);
+  EXPECT_THAT(fresh.attempt(0).irreversible, ElementsAre(HasSubstr("never set")));
+  const std::string file = station.options.phone + "/mnt/vendor/nvcfg/sensor/lightSensorCali.json";
+  const auto size = std::filesystem::file_size(file);
+
+  // Other golden values, and a limit that no scale can pass.
+  const Station::Ran ran = station.run(
+      R"({"calibrate": "CCT_F_strm", "golden": [400, 600, 300, 1000, 200, 150, 100], "limits": {"low": "5"}})");
+  ASSERT_EQ(ran.verdict, Outcome::failed);
+  EXPECT_TRUE(ran.attempt(0).put_back);
+  EXPECT_THAT(ran.attempt(0).irreversible, IsEmpty());
+  ASSERT_EQ(ran.attempt(0).after.size(), 2U);
+  for (size_t i = 0; i < 2; ++i) EXPECT_EQ(ran.attempt(0).after[i].values, fresh.attempt(0).after[i].values) << i;
+  EXPECT_EQ(std::filesystem::file_size(file), size);
+}
+
+TEST(KeepOrPutBack, WhatCannotBeUndoneIsSaidBeforehandAndInTheRecord) {
+  struct Listener : factory::plan::Observer {
+    void warns(const StepResult&, const std::string& text) override { told.push_back(text); }
+    std::vector<std::string> told;
+  } listener;
+  Station station;
+  station.options.fault = {"hub-word:11,0,-3"};  // the SAR chip refuses
+  const Station::Ran ran = station.run(R"({"calibrate": "33171015"})", &listener);
+  EXPECT_THAT(listener.told, ElementsAre("cannot be undone: the SAR calibration in the chip"));
+  EXPECT_THAT(ran.attempt(0).notes, Contains("not undone: the SAR calibration in the chip"));
+  const Json::Value& attempt = ran.record["steps"][0]["attempts"][0];
+  EXPECT_FALSE(attempt["undoable"].asBool());
+  EXPECT_FALSE(attempt["put_back"].asBool());
+}
+
+TEST(KeepOrPutBack, AFileThatWasMissingIsTakenAwayAgain) {
+  Station station("normal-proximity");
+  const std::string delta = station.options.phone + "/mnt/vendor/persist/sensors/PSensor3cm_ct.txt";
+  ASSERT_EQ(station.run(R"({"fixture": {"target": "none"}}, {"calibrate": "Prx"})").verdict, Outcome::passed);
+  station.options.fault = {"silent:Prx"};  // its stream is not: the run finishes, the verification does not
+  const Station::Ran ran = station.run(R"({"fixture": {"target": "3 cm"}}, {"calibrate": "Prx", "param": 2})");
+  ASSERT_EQ(ran.verdict, Outcome::failed);
+  EXPECT_TRUE(ran.attempt(1).put_back);
+  EXPECT_FALSE(std::filesystem::exists(delta));
+}
+
+}  // namespace
+}  // namespace plan_test

@@ -1,0 +1,209 @@
+// Order, attempts, groups, and the record of it all.
+#include "plan/identity.h"
+#include "station.h"
+
+namespace plan_test {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+
+std::vector<std::string> verdicts(const Station::Ran& ran) {
+  std::vector<std::string> out;
+  for (const Json::Value& step : ran.record["steps"]) {
+    out.push_back(step["verdict"].asString() + " " + std::to_string(step["attempts"].size()));
+  }
+  return out;
+}
+
+constexpr char kPasses[] = R"({"probe": "tof", "expect": true})";
+constexpr char kFails[] = R"({"probe": "tof", "expect": false})";
+
+TEST(PlanFlow, StopsOrGoesOnAsThePlanSays) {
+  const std::string passes = kPasses;
+  const std::string fails = kFails;
+  const std::string fails_on = R"({"probe": "tof", "expect": false, "on_failure": "go on"})";
+  const struct {
+    std::string steps;
+    std::vector<std::string> verdicts;
+  } kRows[] = {
+      {passes + "," + passes, {"passed 1", "passed 1"}},
+      {fails + "," + passes, {"failed 1", "skipped 0"}},
+      {fails_on + "," + passes, {"failed 1", "passed 1"}},
+      // A group is tried as a whole, and every attempt is kept.
+      {R"({"group": "g", "repeat": 3, "steps": [)" + passes + "," + fails + "," + passes + "]}," + passes,
+       {"passed 3", "failed 3", "skipped 0", "skipped 0"}},
+      {R"({"group": "g", "repeat": 2, "on_failure": "go on", "steps": [)" + fails_on + "," + passes + "]}," + passes,
+       {"failed 2", "passed 2", "passed 1"}},
+      {R"({"probe": "tof", "expect": false, "repeat": 4, "on_failure": "go on"})", {"failed 4"}},
+  };
+  for (const auto& row : kRows) {
+    Station station;
+    EXPECT_EQ(verdicts(station.run(row.steps)), row.verdicts) << row.steps;
+  }
+}
+
+TEST(PlanFlow, ASecondAttemptMayPass) {
+  Station station;
+  // Tilted first, set down by the step before the group's second attempt.
+  const Station::Ran tilted = station.run(
+      R"({"fixture": {"up": "tilted:40"}},
+         {"group": "g", "repeat": 2, "steps": [
+           {"verify": "Acc", "expect": ["0 g", "0 g", "1 g"], "limits": {"residual": "0.2 g"}, "on_failure": "go on"},
+           {"fixture": {"up": "flat"}}]})");
+  EXPECT_EQ(tilted.verdict, Outcome::passed);
+  EXPECT_EQ(verdicts(tilted), (std::vector<std::string>{"passed 1", "passed 2", "passed 2"}));
+  EXPECT_EQ(tilted.attempt(1, 0).outcome, Outcome::failed);
+  EXPECT_THAT(tilted.attempt(1, 0).reasons[0], HasSubstr("x: residual"));
+}
+
+TEST(PlanFlow, AMarginalValueIsReportedAndPasses) {
+  Station station;
+  const Station::Ran ran = station.run(
+      R"({"fixture": {"lux": "190 lux"}}, {"verify": "Lux_F", "expect": "200 lux",
+          "limits": {"low": "1 lux", "high": "1000 lux", "marginal": "40 %"}})");
+  ASSERT_EQ(ran.verdict, Outcome::passed);
+  EXPECT_EQ(ran.steps[1].outcome, Outcome::marginal);
+  EXPECT_TRUE(ran.record["marginal"].asBool());
+}
+
+TEST(PlanFlow, AStuckSensorIsFoundByItsVerification) {
+  Station station;
+  station.options.fault = {"stuck:Gyr"};
+  const Station::Ran ran = station.run(R"({"verify": "Gyr", "limits": {"noise": "10 mrad/s"}})");
+  ASSERT_EQ(ran.verdict, Outcome::failed);
+  EXPECT_THAT(ran.attempt(0).hints, ElementsAre(HasSubstr("stuck")));
+}
+
+// What the record must hold: name and type, null where any type is fine.
+struct Field {
+  const char* name;
+  Json::ValueType type;
+};
+
+void expect_fields(const Json::Value& object, const std::vector<Field>& fields, const std::string& what) {
+  for (const Field& field : fields) {
+    ASSERT_TRUE(object.isMember(field.name)) << what << "." << field.name;
+    EXPECT_EQ(object[field.name].type(), field.type) << what << "." << field.name;
+  }
+}
+
+void expect_window(const Json::Value& window) {
+  expect_fields(window,
+                {{"unit", Json::stringValue},
+                 {"axes", Json::arrayValue},
+                 {"period_ms", Json::intValue},
+                 {"bias_limit", Json::arrayValue},
+                 {"samples", Json::arrayValue},
+                 {"restarts", Json::arrayValue}},
+                "window");
+  for (const Json::Value& sample : window["samples"]) {
+    ASSERT_EQ(sample["values"].size(), window["axes"].size());
+    ASSERT_THAT(sample["state"].asString(), ::testing::AnyOf("settling", "discarded", "accepted"));
+  }
+}
+
+void expect_attempt(const Json::Value& attempt) {
+  expect_fields(attempt,
+                {{"number", Json::intValue},
+                 {"started", Json::stringValue},
+                 {"seconds", Json::realValue},
+                 {"verdict", Json::stringValue},
+                 {"reasons", Json::arrayValue},
+                 {"hints", Json::arrayValue},
+                 {"notes", Json::arrayValue},
+                 {"measurements", Json::arrayValue},
+                 {"restarts", Json::objectValue},
+                 {"before", Json::arrayValue},
+                 {"after", Json::arrayValue},
+                 {"kept", Json::booleanValue},
+                 {"put_back", Json::booleanValue},
+                 {"undoable", Json::booleanValue},
+                 {"hub", Json::arrayValue},
+                 {"log", Json::arrayValue}},
+                "attempt");
+  for (const Json::Value& m : attempt["measurements"]) {
+    expect_fields(m,
+                  {{"name", Json::stringValue},
+                   {"axis", Json::stringValue},
+                   {"unit", Json::stringValue},
+                   {"verdict", Json::stringValue}},
+                  "measurement");
+    for (const char* key : {"value", "standard_error", "low", "high"}) EXPECT_TRUE(m.isMember(key)) << key;
+  }
+  for (const Json::Value& line : attempt["log"])
+    ASSERT_THAT(line["thread"].asString(), ::testing::AnyOf("caller", "events"));
+  if (attempt.isMember("window")) expect_window(attempt["window"]);
+}
+
+TEST(PlanRecord, HoldsWhatItsFormSays) {
+  Station station;
+  station.options.fault = {"motion:Acc2,3"};
+  const Station::Ran ran = station.run(
+      R"({"fixture": {"up": "flat"}}, {"calibrate": "Acc"}, {"calibrate": "Acc2", "on_failure": "go on"},
+         {"verify": "Bar", "limits": {"noise": "1 hPa"}}, {"check": "Acc", "value": "offset", "limits": {"low": "-1 g"}},
+         {"fixture": {"dark-box": "on"}}, {"calibrate": "Lux", "param": 13}, {"probe": "tof", "expect": true})");
+  const Json::Value& record = ran.record;
+  expect_fields(record,
+                {{"schema", Json::stringValue},
+                 {"verdict", Json::stringValue},
+                 {"marginal", Json::booleanValue},
+                 {"serial", Json::stringValue},
+                 {"station", Json::stringValue},
+                 {"operator", Json::stringValue},
+                 {"started", Json::stringValue},
+                 {"ended", Json::stringValue},
+                 {"seconds", Json::realValue},
+                 {"plan", Json::objectValue},
+                 {"application", Json::objectValue},
+                 {"phone", Json::objectValue},
+                 {"remarks", Json::arrayValue},
+                 {"steps", Json::arrayValue}},
+                "record");
+  EXPECT_EQ(record["schema"], "sensorcal.run/1");
+  EXPECT_EQ(record["serial"], "S1");
+  EXPECT_EQ(record["phone"]["seed"], "7");
+  EXPECT_EQ(record["phone"]["properties"]["ro.build.product"], "reference");
+  ASSERT_EQ(record["steps"].size(), 8U);
+  for (const Json::Value& step : record["steps"]) {
+    for (const Json::Value& attempt : step["attempts"]) expect_attempt(attempt);
+  }
+}
+
+TEST(PlanRecord, TheWindowTellsWhatBecameOfEachSample) {
+  Station station;
+  const Station::Ran ran = station.run(R"({"calibrate": "Acc"})");
+  const Json::Value& attempt = ran.record["steps"][0]["attempts"][0];
+  const Json::Value& samples = attempt["window"]["samples"];
+  int count[3] = {};
+  double sum = 0;
+  for (const Json::Value& sample : samples) {
+    const std::string state = sample["state"].asString();
+    ++count[state == "settling" ? 0 : state == "accepted" ? 1 : 2];
+    if (state == "accepted") sum += sample["values"][2].asDouble();
+  }
+  EXPECT_THAT(count, ElementsAre(3, 50, 0));
+  // The mean of what was accepted is what the hub got.
+  EXPECT_NEAR(sum / count[1], attempt["after"][0]["values"][2].asDouble(), 1e-4);
+  EXPECT_THAT(attempt["hub"].size(), ::testing::Ge(2U));
+}
+
+TEST(PlanRecord, ARestartDiscardsWhatWasGathered) {
+  Station station;
+  const Station::Ran ran =
+      station.run(R"({"fixture": {"up": "tilted:40"}}, {"calibrate": "Acc", "limits": {"restarts": 3}})");
+  const Json::Value& attempt = ran.record["steps"][1]["attempts"][0];
+  EXPECT_GT(attempt["restarts"]["bias"].asInt(), 3);
+  const Json::Value& restart = attempt["window"]["restarts"][0];
+  EXPECT_EQ(restart["event"], 53);
+  EXPECT_EQ(restart["cause"], "bias");
+  EXPECT_EQ(restart["axis"], "x");
+  for (const Json::Value& sample : attempt["window"]["samples"]) ASSERT_NE(sample["state"], "accepted");
+}
+
+TEST(PlanRecord, TheHashIsSha256) {
+  EXPECT_EQ(factory::plan::sha256("abc"), "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
+}
+
+}  // namespace
+}  // namespace plan_test

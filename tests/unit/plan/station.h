@@ -1,0 +1,87 @@
+// A phone on a simulated station, and plans that run on it.
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "plan/plan_run.h"
+
+namespace plan_test {
+
+using factory::Options;
+using factory::Session;
+using factory::plan::Attempt;
+using factory::plan::Outcome;
+using factory::plan::PlanRun;
+using factory::plan::StepResult;
+
+class Folder {
+ public:
+  Folder() : path_((std::filesystem::temp_directory_path() / "plan-test-XXXXXX").string()) {
+    if (mkdtemp(path_.data()) == nullptr) abort();
+  }
+  ~Folder() { std::filesystem::remove_all(path_); }
+  Folder(const Folder&) = delete;
+  Folder& operator=(const Folder&) = delete;
+  const std::string& path() const { return path_; }
+
+ private:
+  std::string path_;
+};
+
+// Every plan of a test runs in a session of its own on the same phone, as commands do.
+class Station {
+ public:
+  explicit Station(const std::string& profile = "reference") {
+    options.phone = folder_.path() + "/phone";
+    options.profile = profile;
+    options.speed = "max";
+    options.seed = 7;
+  }
+
+  struct Ran {
+    Json::Value record;
+    std::vector<StepResult> steps;
+    Outcome verdict = Outcome::failed;
+    const Attempt& attempt(size_t step, size_t number = 0) const { return steps.at(step).attempts.at(number); }
+  };
+
+  // Runs the steps as a plan; `steps` is what stands between the brackets.
+  Ran run(const std::string& steps, factory::plan::Observer* observer = nullptr) {
+    const std::string text = R"({"format": "sensorcal.plan/1", "name": "test", "steps": [)" + steps + "]}";
+    std::vector<std::string> problems;
+    plan_ = factory::plan::parse_plan("test.json", text, &problems);
+    EXPECT_THAT(problems, ::testing::IsEmpty());
+    Session session(options);
+    session.require_ready();
+    factory::plan::Observer silent;
+    PlanRun plan_run(session, plan_, {"S1", "station 4", "me", {}}, observer == nullptr ? silent : *observer);
+    plan_run.run();
+    return {plan_run.record(), plan_run.steps(), plan_run.verdict()};
+  }
+
+  // What the hub holds of an inertial sensor.
+  std::vector<float> offset(int type) {
+    Options plain = options;
+    plain.fault.clear();
+    plain.replay.clear();
+    Session session(plain);
+    std::vector<float> out(3);
+    session.cal().cal_api->getAMGOffset_api(type, out.data());
+    return out;
+  }
+
+  Options options;
+
+ private:
+  const Folder folder_;
+  factory::plan::Plan plan_;  // the results of a run point into it
+};
+
+}  // namespace plan_test
