@@ -86,6 +86,7 @@ PhoneImpl::~PhoneImpl() {
   stage_->close();
   if (faulty_link_ != nullptr) faulty_link_->on_lost(nullptr);
   test_service_->disconnect();
+  hub_.shut_down();
   hub_.on_change(nullptr);
 }
 
