@@ -63,6 +63,18 @@ Row wrap(const std::string& cell, size_t columns) {
   return lines;
 }
 
+// The longest word, which is not to be broken unless it is longer than anybody should expect.
+size_t longest_word(const std::string& cell) {
+  constexpr size_t kLongest = 24;
+  size_t longest = 0;
+  for (size_t begin = 0; begin < cell.size();) {
+    const size_t end = std::min(cell.find(' ', begin), cell.size());
+    longest = std::max(longest, width(cell.substr(begin, end - begin)));
+    begin = end + 1;
+  }
+  return std::min(longest, kLongest);
+}
+
 size_t total(const std::vector<size_t>& widths) {
   size_t sum = widths.empty() ? 0 : kGap * (widths.size() - 1);
   for (const size_t one : widths) sum += one;
@@ -111,14 +123,22 @@ std::string table(const std::vector<Row>& rows) { return table(rows, terminal_co
 
 std::string table(const std::vector<Row>& rows, size_t columns) {
   std::vector<size_t> widths;
+  std::vector<size_t> least;
   for (const Row& row : rows) {
     widths.resize(std::max(widths.size(), row.size()));
-    for (size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], width(row[i]));
+    least.resize(widths.size());
+    for (size_t i = 0; i < row.size(); ++i) {
+      widths[i] = std::max(widths[i], width(row[i]));
+      least[i] = std::max(least[i], longest_word(row[i]));
+    }
   }
   while (columns > 0 && total(widths) > columns) {
-    const auto widest = std::max_element(widths.begin(), widths.end());
-    if (*widest <= kLeastWidth) return blocks(rows, columns);
-    --*widest;
+    size_t widest = widths.size();
+    for (size_t i = 0; i < widths.size(); ++i) {
+      if (widths[i] > least[i] && (widest == widths.size() || widths[i] > widths[widest])) widest = i;
+    }
+    if (widest == widths.size()) return blocks(rows, columns);
+    --widths[widest];
   }
   std::string out;
   for (size_t r = 0; r < rows.size(); ++r) {

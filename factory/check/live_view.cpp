@@ -13,7 +13,7 @@ namespace factory {
 namespace {
 
 constexpr double kNsPerS = 1e9;
-constexpr double kRecentSeconds = 2;
+constexpr double kRecentSeconds = 1;
 constexpr size_t kLeastRecent = 10;
 
 std::string number(double value) { return std::isfinite(value) ? plain(value) : fixed(value, 0); }
@@ -81,9 +81,7 @@ LiveState LiveView::now() {
   const double span = seconds_at(recent_.back()) - seconds_at(recent_.front());
   if (span > 0) out.rate_hz = static_cast<double>(recent_.size() - 1) / span;
   out.noise_limit = noise_limit(type_, out.rate_hz);
-  size_t begin = 0;
-  while (recent_.size() - begin > kLeastRecent && seconds_at(recent_[begin]) < out.seconds - 1) ++begin;
-  const PerAxis last_second = statistics(begin, recent_.size());
+  const PerAxis last_second = statistics(0, recent_.size());
   for (size_t i = 0; i < last_second.size(); ++i) {
     const float newest = recent_.back().words[static_cast<size_t>(quantity_.first_word) + i];
     out.axes.push_back(
@@ -152,19 +150,22 @@ Json::Value live_json(const LiveState& state, const Quantity& quantity, const st
 }
 
 std::string live_block(const LiveState& state, const Quantity& quantity, const std::string& title) {
-  std::vector<std::vector<std::string>> rows = {{title, "value", "mean", "std. dev.", "limit", "unit"}};
+  const bool limited = state.noise_limit < Limit::kNone;
+  std::vector<std::vector<std::string>> rows = {{title, "value", "mean", "std dev"}};
   for (const LiveAxis& axis : state.axes) {
     const std::string scatter = number(axis.standard_deviation);
-    const bool limited = state.noise_limit < Limit::kNone;
+    const bool fits = within(axis.standard_deviation, state.noise_limit);
     rows.push_back({axis.name, number(axis.value), number(axis.mean),
-                    !limited                                             ? scatter
-                    : within(axis.standard_deviation, state.noise_limit) ? good(scatter)
-                                                                         : bad(scatter),
-                    limited ? number(state.noise_limit) : "-", quantity.unit.empty() ? "-" : quantity.unit});
+                    !limited ? scatter
+                    : fits   ? good(scatter)
+                             : bad(scatter)});
   }
-  const std::string settled = state.settled_since ? good(settling(state)) : bad(settling(state));
-  return table(rows) + fixed(state.seconds, 1) + " s, " + std::to_string(state.events) + " events, " +
-         fixed(state.rate_hz, 1) + " Hz, " + settled + "\n";
+  std::string out = table(rows);
+  if (!quantity.unit.empty()) out += "in " + quantity.unit;
+  if (limited) out += ", limit of the std dev " + number(state.noise_limit);
+  if (out.back() != '\n') out += "\n";
+  return out + fixed(state.seconds, 1) + " s, " + std::to_string(state.events) + " events, " + fixed(state.rate_hz, 1) +
+         " Hz, " + (state.settled_since ? good(settling(state)) : bad(settling(state))) + "\n";
 }
 
 }  // namespace factory

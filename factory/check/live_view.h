@@ -28,7 +28,7 @@ struct LiveState {
   double rate_hz = 0;
   double noise_limit = 0;  // of the standard deviation; infinity: none
   std::vector<LiveAxis> axes;
-  // Since when, in seconds after the first event, the last two seconds agree and scatter no more than the limit.
+  // Since when, in seconds after the first event, both halves of every second agree and scatter no more than the limit.
   std::optional<double> settled_since;
 };
 
@@ -52,7 +52,7 @@ class LiveView {
 
   const int type_;
   const Quantity quantity_;
-  std::deque<Sample> recent_;  // two seconds, and a few samples at least
+  std::deque<Sample> recent_;  // a second, and a few samples at least
   PerAxis all_;
   size_t events_ = 0;
   int64_t first_ns_ = 0;

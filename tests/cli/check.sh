@@ -1,0 +1,52 @@
+#!/usr/bin/env bash
+# `sensorcal check` passes a good phone, names what a faulty sensor misses, and reads recordings.
+source "$(dirname "$0")/lib.sh"
+
+# A barometer is as far off as its phone's seed draws; within a hectopascal once it is calibrated.
+run 1 check --seed 1 --speed max
+has out '^Bar +absolute accuracy +1\.9[0-9]* hPa +at most 1 hPa +7\.3\.5 Barometer +FAILED$' \
+  '^Bar: absolute accuracy: .* hPa, allowed at most 1 hPa \(section 7\.3\.5 Barometer\)$' '^  try: calibrate it'
+lacks out $'\033'
+run 0 calibrate Bar --speed max
+run 0 check --speed max --json
+json out 'd["schema"] == "sensorcal.check/1"' 'd["passed"]' \
+  '{s["tag"] for s in d["sensors"]} == {"Acc", "Acc2", "Gyr", "Gyr2", "16", "MagCal", "Mag", "Bar"}' \
+  'all(l["section"] and l["name"] for s in d["sensors"] for l in s["limits"])' \
+  '[l for l in d["sensors"][0]["limits"] if l["key"] == "noise"][0]["most"] == 0.05'
+[ -s err ] && fail "progress without a terminal"
+
+# misses FAULT KEY OPTION...: the accelerometer misses the limit, and JSON says with which value.
+misses() {
+  run 1 check Acc --json --fault "$1" "${@:3}"
+  json out "any(l['key'] == '$2' and l['status'] == 'failed' and 'worst' in l and l['try'] for l in d['sensors'][0]['limits'])" \
+    'not d["passed"]'
+}
+misses late first_sample --speed max
+misses late first_sample
+misses silent:Acc first_sample --speed max
+misses duplicate jitter --speed max
+misses stuck live --speed max
+misses motion:Acc noise --speed max
+misses nan noise --speed max
+misses nan not_finite --speed max
+misses out-of-range out_of_range --speed max
+misses burst:Acc,32 delay --period 10
+
+# Five at a time is within the published delay, and told.
+run 0 check Acc --fault burst
+has out 'Acc: note: events come about 5 at a time'
+run 1 check Acc --fault wrong-handle
+has out 'note: [0-9]+ events named another sensor'
+run 1 check Acc --speed max --fault enable-refused
+has out '^Acc: the sensor could not be enabled'
+run 3 check Acc --fault sensors-absent
+run 2 check Acc --seconds 2
+
+cp "$recordings"/*.csv .
+run 1 check Acc --speed max --replay Acc=walk_level_accelerometer.csv --json
+json out '[l["status"] for l in d["sensors"][0]["limits"] if l["key"] == "noise"] == ["failed"]' \
+  '[l["status"] for l in d["sensors"][0]["limits"] if l["key"] == "rate"] == ["not_checked"]'
+run 1 check Acc --speed max --period 20 --replay Acc=rest_accelerometer.csv --json
+json out '[l["status"] for l in d["sensors"][0]["limits"] if l["key"] == "noise"] == ["passed"]' \
+  '[l["status"] for l in d["sensors"][0]["limits"] if l["key"] == "jitter"] == ["failed"]'
+run 0 check Bar --speed max --fault drift:Acc --reference 1013.25

@@ -1,0 +1,166 @@
+// The published limits: what just keeps them, and what just does not.
+#include "check/limits.h"
+
+#include <SensorType.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <functional>
+
+#include "samples.h"
+
+namespace factory {
+namespace {
+
+constexpr double kPeriodMs = 10;
+constexpr int kSamples = 301;
+
+// A sensor that keeps every limit.
+Observation sound(int type) {
+  Observation seen;
+  seen.type = type;
+  seen.quantity = quantity_of(type);
+  seen.max_range = 2000;
+  seen.period_ms = kPeriodMs;
+  seen.first_sample_ms = kPeriodMs;
+  seen.main.samples = swinging(kSamples, kPeriodMs, 0, 1e-4F);
+  if (type == sensor_type::pressure) seen.main.truth = {0};
+  return seen;
+}
+
+Status status_of(const Observation& seen, const std::string& key) {
+  for (const Finding& finding : judge_sensor(seen)) {
+    if (finding.limit->key == key) return finding.status;
+  }
+  ADD_FAILURE() << key << " does not apply to type " << seen.type;
+  return Status::not_checked;
+}
+
+// Moves the time stamps from a sample on.
+void shift(Observation* seen, size_t from, double by_ms) {
+  for (size_t i = from; i < seen->main.samples.size(); ++i) {
+    seen->main.samples[i].timestamp_ns += static_cast<int64_t>(by_ms * 1e6);
+  }
+}
+
+using Change = std::function<void(Observation*)>;
+
+Change values(float mean, float swing) {
+  return [=](Observation* seen) { seen->main.samples = swinging(kSamples, kPeriodMs, mean, swing); };
+}
+Change period(double ms, int count = kSamples) {
+  return [=](Observation* seen) { seen->main.samples = swinging(count, ms, 0, 1e-4F); };
+}
+Change first_after(double ms) {
+  return [=](Observation* seen) { seen->first_sample_ms = ms; };
+}
+Change gaps(int count) {
+  return [=](Observation* seen) {
+    for (int i = 1; i <= count; ++i) shift(seen, static_cast<size_t>(i) * 50, 8.1);
+  };
+}
+// Every other interval longer, the one after it shorter: the deviation is `by_ms`.
+Change jitter(double by_ms) {
+  return [=](Observation* seen) {
+    for (size_t i = 1; i < seen->main.samples.size(); i += 2) {
+      seen->main.samples[i].timestamp_ns += static_cast<int64_t>(by_ms * 1e6);
+    }
+  };
+}
+// As many samples come later than the others.
+Change held_up(int count, int by_ms) {
+  return [=](Observation* seen) {
+    for (int i = 1; i <= count; ++i)
+      seen->main.samples[static_cast<size_t>(i) * 20].arrival += std::chrono::milliseconds(by_ms);
+  };
+}
+// The barometer's error at another pressure.
+Change elsewhere(float error) {
+  return [=](Observation* seen) { seen->elsewhere = {swinging(101, kPeriodMs, -20 + error, 1e-4F), {-20}}; };
+}
+
+TEST(Limits, EachIsKeptUpToItsValue) {
+  constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+  using namespace sensor_type;  // NOLINT(google-build-using-namespace)
+  const struct {
+    const char* key;
+    int type;
+    Change keeps, misses;
+  } kRows[] = {
+      {"first_sample", accelerometer, first_after(420), first_after(420.1)},
+      {"first_sample", accelerometer, first_after(0), first_after(std::nan(""))},
+      {"duration", accelerometer, period(10, 301), period(10, 300)},
+      {"rate", accelerometer, period(11.1), period(11.2)},
+      {"rate", accelerometer, period(4.55, 800), period(4.5, 800)},
+      {"gaps", accelerometer, gaps(3), gaps(4)},
+      {"jitter", accelerometer, jitter(0.29), jitter(0.31)},
+      {"delay", accelerometer, held_up(3, 500), held_up(4, 500)},
+      {"delay", accelerometer, held_up(14, 119), held_up(14, 121)},
+      {"noise", accelerometer, values(9.8F, 0.0499F), values(9.8F, 0.0501F)},
+      {"noise", accelerometer_second, values(-9.8F, 0), values(kNan, 0)},
+      {"variance", gyroscope, values(0, 0.00315F), values(0, 0.00318F)},
+      {"variance", gyroscope_uncalibrated, values(0.5F, 0.003F), values(0, kNan)},
+      {"stationary_error", gyroscope_second, values(-0.0099F, 0), values(-0.0101F, 0)},
+      {"stationary_error", gyroscope, values(0, 0), values(kNan, 0)},
+      {"absolute", pressure, values(0.99F, 0), values(-1.01F, 0)},
+      {"relative", pressure, elsewhere(0.119F), elsewhere(-0.121F)},
+      {"relative", pressure, elsewhere(0), elsewhere(kNan)},
+      {"live", accelerometer, values(0, 1e-6F), values(0.1F, 0)},
+      {"not_finite", magnetic_field, values(1, 0), values(kNan, 0)},
+      {"out_of_range", accelerometer, values(-2000, 0), values(-2005, 0)},
+  };
+  for (const auto& row : kRows) {
+    Observation seen = sound(row.type);
+    row.keeps(&seen);
+    EXPECT_EQ(status_of(seen, row.key), Status::passed) << row.key << " of type " << row.type;
+    seen = sound(row.type);
+    row.misses(&seen);
+    EXPECT_EQ(status_of(seen, row.key), Status::failed) << row.key << " of type " << row.type;
+  }
+}
+
+TEST(Limits, WhatIsNotKnownIsNotJudged) {
+  Observation seen = sound(sensor_type::pressure);
+  seen.main.truth.clear();
+  seen.period_asked = false;
+  seen.real_time = false;
+  EXPECT_EQ(status_of(seen, "absolute"), Status::not_checked);
+  EXPECT_EQ(status_of(seen, "rate"), Status::not_checked);
+  EXPECT_EQ(status_of(seen, "delay"), Status::not_checked);
+  EXPECT_EQ(status_of(seen, "relative"), Status::passed);
+}
+
+// A drift shows while the pressure stays; an error that is always the same does not.
+TEST(Limits, RelativePressureIsOfSecondsAgainstEachOther) {
+  Observation seen = sound(sensor_type::pressure);
+  for (size_t i = 0; i < seen.main.samples.size(); ++i)
+    seen.main.samples[i].words[0] = 5 + 0.0005F * static_cast<float>(i);
+  EXPECT_EQ(status_of(seen, "relative"), Status::passed);
+  for (size_t i = 0; i < seen.main.samples.size(); ++i)
+    seen.main.samples[i].words[0] = 5 + 0.0007F * static_cast<float>(i);
+  EXPECT_EQ(status_of(seen, "relative"), Status::failed);
+}
+
+TEST(Limits, SilenceFailsOnceAndIsOtherwiseNotJudged) {
+  Observation seen = sound(sensor_type::accelerometer);
+  seen.main.samples.clear();
+  seen.first_sample_ms = std::nan("");
+  EXPECT_EQ(status_of(seen, "first_sample"), Status::failed);
+  EXPECT_EQ(status_of(seen, "duration"), Status::failed);
+  EXPECT_EQ(status_of(seen, "noise"), Status::not_checked);
+}
+
+// A repeated event has the time stamp of the one before; time stamps that stand still altogether pass nothing.
+TEST(Limits, RepeatedTimeStampsAreJitter) {
+  Observation seen = sound(sensor_type::accelerometer);
+  for (size_t i = 1; i < seen.main.samples.size(); i += 2) {
+    seen.main.samples[i].timestamp_ns = seen.main.samples[i - 1].timestamp_ns;
+  }
+  EXPECT_EQ(status_of(seen, "jitter"), Status::failed);
+  for (Sample& sample : seen.main.samples) sample.timestamp_ns = 0;
+  EXPECT_EQ(status_of(seen, "jitter"), Status::failed);
+  EXPECT_EQ(status_of(seen, "rate"), Status::failed);
+}
+
+}  // namespace
+}  // namespace factory
