@@ -101,7 +101,7 @@ void StepRun::verify_calibration(const Calibration& c) {
 }
 
 // Nothing that is not known to be good stays in the hub.
-void StepRun::settle_what_stays(HeldValues& held) {
+void StepRun::settle_what_stays(HeldValues& held, bool went_through) {
   const bool good = attempt_.outcome == Outcome::passed || attempt_.outcome == Outcome::marginal;
   attempt_.kept = good;
   if (!good) {
@@ -112,6 +112,8 @@ void StepRun::settle_what_stays(HeldValues& held) {
     for (const std::string& problem : back.problems) {
       attempt_.fail("the old values are not all back: " + problem, "calibrate again, or write them by hand");
     }
+    // A step of which nothing can be read or written leaves its result behind once it went through.
+    if (went_through && held.before().empty() && !held.irreversible().empty()) attempt_.kept = true;
     for (const std::string& what : held.irreversible()) attempt_.notes.push_back("not undone: " + what);
   }
   attempt_.after = held.now(session_);
@@ -125,6 +127,7 @@ void StepRun::run_calibrate(const std::function<void(const std::string&)>& warn)
   attempt_.irreversible = held.irreversible();
   for (const std::string& what : held.irreversible()) warn("cannot be undone: " + what);
   CalibrationRequest request{step_.type, step_.param, std::nullopt};
+  bool went_through = false;
   if (!silent.empty()) {
     attempt_.unreachable = true;
     attempt_.fail(silent + "; nothing was changed", "look whether the phone's sensor stack runs, then repeat");
@@ -136,6 +139,7 @@ void StepRun::run_calibrate(const std::function<void(const std::string&)>& warn)
     Calibration c = prepare(request);
     if (write_golden()) {
       run_library(session_, &c);
+      went_through = c.result == 0;
       if (!session_.interrupted()) judge(session_, &c);
       if (c.passed && !session_.interrupted()) verify_calibration(c);
     }
@@ -150,7 +154,7 @@ void StepRun::run_calibrate(const std::function<void(const std::string&)>& warn)
   }
   const std::lock_guard<std::mutex> lock(under_way_.mutex);
   conclude();
-  if (silent.empty()) settle_what_stays(held);
+  if (silent.empty()) settle_what_stays(held, went_through);
   under_way_.held = nullptr;
 }
 

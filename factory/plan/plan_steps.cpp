@@ -75,7 +75,7 @@ Limits read_limits(PlanJson& json, const Json::Value& step, const std::string& s
     }
   }
   if (units.restarts && limits.isMember("restarts")) out.restarts = json.whole(limits, where, "restarts", 0, 10000, 0);
-  out.seconds = json.amount(limits, where, "seconds", "s", 0.001, kLongestRun);
+  out.seconds = json.amount(limits, where, "seconds", "s", 1e-6, kLongestRun);
   out.marginal = json.amount(limits, where, "marginal", "%", 0, 0.9).value_or(0);
   return out;
 }

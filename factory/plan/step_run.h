@@ -43,7 +43,7 @@ class StepRun {
   void measure_run(const Calibration& calibration);
   void verify_calibration(const Calibration& calibration);
   void verify_near(bool near);
-  void settle_what_stays(HeldValues& held);
+  void settle_what_stays(HeldValues& held, bool went_through);
 
   void measure_fresh(const Subject& subject, const FreshSamples& fresh, const std::vector<double>& expected);
   std::vector<double> expected_of(const Subject& subject, std::optional<double> reference_hpa);

@@ -107,6 +107,15 @@ TEST(KeepOrPutBack, WhatCannotBeUndoneIsSaidBeforehandAndInTheRecord) {
   EXPECT_FALSE(attempt["put_back"].asBool());
 }
 
+TEST(KeepOrPutBack, APanelLevelThatFailsItsLimitsStaysAndIsSaidToStay) {
+  Station station;
+  const Station::Ran ran = station.run(
+      R"({"fixture": {"dark-box": "on"}}, {"calibrate": "Lux", "param": 13, "limits": {"seconds": "0.001 ms"}})");
+  ASSERT_EQ(ran.verdict, Outcome::failed);
+  EXPECT_TRUE(ran.attempt(1).kept);
+  EXPECT_FALSE(ran.attempt(1).put_back);
+}
+
 TEST(KeepOrPutBack, AFileThatWasMissingIsTakenAwayAgain) {
   Station station("normal-proximity");
   const std::string delta = station.options.phone + "/mnt/vendor/persist/sensors/PSensor3cm_ct.txt";
