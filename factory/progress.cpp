@@ -7,6 +7,8 @@
 #include <cstdio>
 #include <utility>
 
+#include "terminal.h"
+
 namespace factory {
 
 Progress::Progress(std::string label, const LogTap& tap, int events, bool wanted)
@@ -32,16 +34,22 @@ void Progress::show(double seconds) const {
   const RunLog run = tap_.run();
   // After a restart the window is filled anew.
   const int since = run.restarts.empty() ? run.events : run.events - run.restarts.back().event;
-  constexpr int kWidth = 24;
-  const int filled = events_ == 0 ? 0 : std::min(kWidth, since * kWidth / events_);
+  // A line that wraps could not be taken back: on a narrow terminal the bar goes first, then the line is cut.
+  const size_t columns = terminal_columns(STDERR_FILENO);
+  constexpr size_t kWide = 70;
+  const int width = columns == 0 || columns >= kWide ? 24 : 6;
+  const int filled = events_ == 0 ? 0 : std::min(width, since * width / events_);
   std::string bar(static_cast<size_t>(filled), '#');
-  bar.resize(kWidth, '.');
+  bar.resize(static_cast<size_t>(width), '.');
   std::string restarts;
   if (!run.restarts.empty()) {
     restarts = "  restarts: " + std::to_string(run.restarts.size());
   }
-  fprintf(stderr, "\r\033[K%-10s [%s] %3d events  %4.1f s%s", label_.c_str(), bar.c_str(), run.events, seconds,
-          restarts.c_str());
+  char line[160];
+  snprintf(line, sizeof line, "%-10s [%s] %3d events  %4.1f s%s", label_.c_str(), bar.c_str(), run.events, seconds,
+           restarts.c_str());
+  const int cut = columns > 1 ? static_cast<int>(columns) - 1 : static_cast<int>(sizeof line);
+  fprintf(stderr, "\r\033[K%.*s", cut, line);
   fflush(stderr);
 }
 
