@@ -7,6 +7,8 @@
 #include <cmath>
 
 #include "fixture_needs.h"
+#include "panel.h"
+#include "plan/held_values.h"
 
 namespace factory {
 namespace {
@@ -22,6 +24,9 @@ bool hub_runs_colour(int type) {
   return type == sensor_type::cct_f_stream && property_get("persist.vendor.goodix.cct_support", value, "") > 0;
 }
 
+// Rounding may leave a variance just below zero; what is not a number stays so.
+double deviation_of(float variance) { return variance < 0 ? 0 : std::sqrt(static_cast<double>(variance)); }
+
 void read_record(Session& session, Calibration* c) {
   const _sensor_info& record = record_of(session.cal(), *c->kind);
   c->samples = record.sample_count;
@@ -30,7 +35,7 @@ void read_record(Session& session, Calibration* c) {
     Axis axis;
     axis.name = c->kind->axes[i];
     axis.found = static_cast<double>(record.mean[i]);
-    axis.standard_deviation = std::sqrt(std::max(0.0, static_cast<double>(record.variance[i])));
+    axis.standard_deviation = deviation_of(record.variance[i]);
     c->axes.push_back(axis);
   }
   if (c->kind->result == Result::lux_scale) c->axes[0].scale = static_cast<double>(record.coefficient);
@@ -46,14 +51,20 @@ void read_channel_scales(Session& session, Calibration* c) {
   for (int i = 0; i < c->kind->values; ++i) c->axes[static_cast<size_t>(i)].scale = static_cast<double>(scales[i]);
 }
 
-// An interrupted run leaves the hub's old offset in place: where the new one got in before the interruption, the old
-// one is written back.
-void put_back_offset(Session& session, float* before, Calibration* c) {
-  float now[3] = {};
-  session.cal().cal_api->getAMGOffset_api(c->request.type, now);
-  if (std::equal(now, now + 3, before)) return;
-  session.cal().cal_api->setAMGOffset_api(c->request.type, before);
-  c->put_back = true;
+// What did not pass does not stay: the hub's old values are written back and read again.
+void put_back(Session& session, const plan::HeldValues& held, Calibration* c) {
+  const plan::HeldValues::PutBack back = held.put_back(session);
+  c->put_back = back.needed && back.done;
+  for (const std::string& problem : back.problems) c->notes.push_back("not put back: " + problem);
+  if (!back.needed) return;
+  for (const std::string& what : held.irreversible()) c->notes.push_back("cannot be put back: " + what);
+}
+
+// A lamp run sees the panel's light too.
+void darken_for_lamp(Session& session, Calibration* c) {
+  const bool lamp =
+      c->kind != nullptr && (c->kind->result == Result::lux_scale || c->kind->result == Result::channel_scale);
+  if (lamp && darken_panel(session)) c->fixture.emplace_back("panel dark");
 }
 
 double ask_library(Session& session, const CalibrationRequest& request) {
@@ -101,6 +112,7 @@ Calibration prepare(const CalibrationRequest& request) {
 }
 
 void run_library(Session& session, Calibration* c) {
+  darken_for_lamp(session, c);
   session.log().start_run();
   const auto start = std::chrono::steady_clock::now();
   c->result = is_panel_run(c->request.param) ? run_at_panel(session, c) : ask_library(session, c->request);
@@ -116,17 +128,17 @@ Calibration calibrate(Session& session, const CalibrationRequest& request) {
   Calibration c = prepare(request);
   c.fixture = set_up_fixture(session, request.type, request.param);
   choose_reference(session, &c);
-  const bool inertial = c.kind != nullptr && c.kind->result == Result::offset && c.kind->values == 3;
-  float before[3] = {};
-  if (inertial) session.cal().cal_api->getAMGOffset_api(request.type, before);
+  plan::HeldValues held(request.type, request.param, c.golden);
+  const std::string problem = held.note(session);
+  if (!problem.empty()) c.notes.push_back("the old values could not be read: " + problem);
   run_library(session, &c);
   if (c.interrupted) {
     switch_off(session);
-    if (inertial) put_back_offset(session, before, &c);
   } else if (c.result == 0 && c.kind != nullptr) {
     verify(session, &c);
   }
   judge(session, &c);
+  if (!c.passed && problem.empty()) put_back(session, held, &c);
   return c;
 }
 

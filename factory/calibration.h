@@ -58,7 +58,7 @@ struct Calibration {
   int fresh_samples = 0;
   std::optional<Panel> panel;  // a run at a lit panel
   bool interrupted = false;
-  bool put_back = false;  // the hub's old value was written back after an interruption
+  bool put_back = false;  // the hub's old values were written back, since the new ones did not pass
 
   bool passed = false;
   std::vector<std::string> reasons;  // why it did not pass, for a person

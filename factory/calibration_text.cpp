@@ -169,7 +169,7 @@ std::string to_text(const Calibration& c) {
   for (const std::string& reason : c.reasons) out += "  " + bad("why: ") + reason + "\n";
   for (const std::string& hint : c.hints) out += "  try: " + hint + "\n";
   for (const std::string& note : c.notes) out += "  note: " + note + "\n";
-  if (c.put_back) out += "  the hub's old offset was written back\n";
+  if (c.put_back) out += "  the hub's old values were written back\n";
   return out;
 }
 

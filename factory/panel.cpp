@@ -74,6 +74,13 @@ bool set_panel_brightness(Session& session, int brightness) {
   return session.cal().SetBrightness(brightness) == 0 && panel_brightness(session) == brightness;
 }
 
+bool darken_panel(Session& session) {
+  const int before = panel_brightness(session);
+  if (before <= 0 || !set_panel_brightness(session, 0)) return false;
+  session.restore_brightness_at_end(before);
+  return true;
+}
+
 double run_at_panel(Session& session, Calibration* c) {
   SensorCalibration& cal = session.cal();
   const int before = panel_brightness(session);

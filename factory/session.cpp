@@ -74,6 +74,7 @@ Session::~Session() {
   closing_ = true;
   pthread_kill(watcher_.native_handle(), kStopWatching);
   watcher_.join();
+  restore_brightness();
   cal_->sensor_cal_deinit();
   cal_.reset();
   fixture_->on_hub_message({});
@@ -115,6 +116,12 @@ void Session::take(const HubMessage& message) {
   fflush(hub_log_);
 }
 
+void Session::restore_brightness_at_end(int brightness) { brightness_at_end_ = brightness; }
+
+void Session::restore_brightness() {
+  if (brightness_at_end_ >= 0) (void)cal_->SetBrightness(brightness_at_end_);
+}
+
 void Session::watch_interrupts() {
   const sigset_t set = watched_signals();
   for (;;) {
@@ -153,6 +160,7 @@ void Session::leave() {
     last_will = std::exchange(last_will_, {});
   }
   if (last_will) last_will();
+  restore_brightness();
   constexpr char kText[] = "\ninterrupted\n";
   if (write(STDERR_FILENO, kText, sizeof kText - 1) < 0) _exit(kInterrupted);
   _exit(kInterrupted);

@@ -41,6 +41,9 @@ class Session {
   // Is told of every hub message too, on the thread that sent it. Set while nothing is sent.
   void on_hub_message(std::function<void(const HubMessage&)> listener);
 
+  // The brightness that the panel is left with when the session ends.
+  void restore_brightness_at_end(int brightness);
+
   // Set once Ctrl-C came: the run under way was woken, and the command is to come to its end.
   const std::atomic<bool>& interrupted() const { return interrupted_; }
 
@@ -51,6 +54,7 @@ class Session {
   void set_last_will(std::function<void()> last_will);
 
  private:
+  void restore_brightness();
   void watch_interrupts();
   void end_at_once();
   void take(const HubMessage& message);
@@ -65,6 +69,7 @@ class Session {
   std::mutex will_mutex_;
   std::function<void()> last_will_;  // guarded by will_mutex_
   std::unique_ptr<SensorCalibration> cal_;
+  std::atomic<int> brightness_at_end_{-1};  // -1: as it is
   std::atomic<bool> interrupted_{false};
   std::atomic<bool> closing_{false};
   std::atomic<bool> end_claimed_{false};

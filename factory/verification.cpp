@@ -170,6 +170,7 @@ void judge_axis(const Kind& kind, const Axis& axis, int fresh_count, Calibration
   if (!std::isfinite(axis.found) || (axis.scale && !std::isfinite(*axis.scale))) {
     c->reasons.push_back(axis.name + ": the value found is not a number");
     c->hints.emplace_back("the sensor delivers values that are no numbers");
+    return;
   }
   const std::optional<double> residual = axis.residual();
   // Written so that not-a-number never passes.
