@@ -48,8 +48,8 @@ TEST(FaultNames, ArgumentsAreChecked) {
     EXPECT_EQ(parse_problem(good), "") << good;
   }
   for (const char* bad :
-       {"silent:Axx", "motion:Acc,much", "hub-word:0,16,1", "hub-word:0,0", "hub-slow", "hub-slow:-1", "list-refused:256",
-        "burst:Acc,1000", "property:=x", "garbled:a/b", "garbled:/../b", "hub-absent:1"}) {
+       {"silent:Axx", "motion:Acc,much", "hub-word:0,16,1", "hub-word:0,0", "hub-slow", "hub-slow:-1",
+        "list-refused:256", "burst:Acc,1000", "property:=x", "garbled:a/b", "garbled:/../b", "hub-absent:1"}) {
     EXPECT_NE(parse_problem(bad).find(bad), std::string::npos) << bad;
   }
   const std::string unknown = parse_problem("slient");
