@@ -136,6 +136,7 @@ Calibration calibrate(Session& session, const CalibrationRequest& request) {
     switch_off(session);
   } else if (c.result == 0 && c.kind != nullptr) {
     verify(session, &c);
+    c.interrupted = session.interrupted();  // the new values are in the hub by now, but not known to be good
   }
   judge(session, &c);
   if (!c.passed && problem.empty()) put_back(session, held, &c);
