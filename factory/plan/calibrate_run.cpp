@@ -143,14 +143,13 @@ void StepRun::run_calibrate(const std::function<void(const std::string&)>& warn)
       if (!session_.interrupted()) judge(session_, &c);
       if (c.passed && !session_.interrupted()) verify_calibration(c);
     }
-    const bool stopped = under_way_.stops(session_);
+    if (under_way_.stops(session_)) switch_off(session_);  // a run that was woken leaves its sensor on
     attempt_.reasons.insert(attempt_.reasons.begin(), c.reasons.begin(), c.reasons.end());
     attempt_.hints.insert(attempt_.hints.begin(), c.hints.begin(), c.hints.end());
     attempt_.notes.insert(attempt_.notes.end(), c.notes.begin(), c.notes.end());
     if (c.panel && c.panel->restored < 0) attempt_.fail("the panel's brightness could not be put back");
     if (!c.run.values.empty()) attempt_.window = window_of(session_, c, attempt_.before);
     measure_run(c);
-    if (stopped) switch_off(session_);
   }
   const std::lock_guard<std::mutex> lock(under_way_.mutex);
   conclude();

@@ -16,20 +16,23 @@ using std::chrono::steady_clock;
 // Interrupts so long after a step begins.
 struct Interrupter : factory::plan::Observer {
   Interrupter(int step, milliseconds delay) : step_(step), delay_(delay) {}
-  ~Interrupter() override {
+  ~Interrupter() override { since(); }
+  // Since the interruption, once it came.
+  steady_clock::duration since() {
     if (thread_.joinable()) thread_.join();
+    return steady_clock::now() - at_;
   }
   void begins(const StepResult& step, int) override {
     if (step.index != step_) return;
     thread_ = std::thread([this] {
       std::this_thread::sleep_for(delay_);
-      at = steady_clock::now();
+      at_ = steady_clock::now();
       kill(getpid(), SIGINT);
     });
   }
-  steady_clock::time_point at;
 
  private:
+  steady_clock::time_point at_;
   const int step_;
   const milliseconds delay_;
   std::thread thread_;
@@ -46,7 +49,7 @@ TEST(Interruption, EndsAtOnceAndLeavesTheOldValues) {
     Interrupter interrupter(2, milliseconds(delay));
     const Station::Ran ran =
         station.run(R"({"probe": "tof", "expect": true}, {"calibrate": "Acc"}, {"calibrate": "Gyr"})", &interrupter);
-    EXPECT_LT(steady_clock::now() - interrupter.at, milliseconds(400)) << delay;
+    EXPECT_LT(interrupter.since(), milliseconds(400)) << delay;
     EXPECT_EQ(ran.verdict, Outcome::aborted);
     EXPECT_EQ(ran.record["verdict"], "aborted");
     EXPECT_EQ(ran.record["steps"][1]["verdict"], "aborted");
