@@ -71,8 +71,7 @@ TEST(RunTest, EachKindOfCalibrationHasItsSettingsAndItsLineWhenTheSensorCannotBe
                 ElementsAre(s.period_ms, s.axis_num, s.timeout_s, s.sample_num, s.skip_num, 0));
     EXPECT_EQ(r.zero_variance_check, s.zero_variance_check);
     EXPECT_EQ(r.variance_threshold, s.variance_threshold);
-    EXPECT_EQ(std::vector<float>(r.bias_threshold, r.bias_threshold + s.axis_num),
-              std::vector<float>(static_cast<size_t>(s.axis_num), s.bias_threshold));
+    for (int i = 0; i < s.axis_num; ++i) EXPECT_EQ(r.bias_threshold[i], s.bias_threshold) << i;
     EXPECT_EQ(r.in_calibrate + r.in_raw_calibrate, 0);
   }
 }
