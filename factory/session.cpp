@@ -83,12 +83,14 @@ Session::~Session() {
 }
 
 void Session::require_ready() const {
-  if (cal_->initCheck() == 0) return;
-  const std::string missing = cal_->sensor_manager == nullptr ? "the sensor service does not answer"
-                              : cal_->kest_service == nullptr
-                                  ? "the sensor test service does not answer, so the hub cannot be reached"
-                                  : "the sensor list could not be read";
-  throw AppError(kUnreachable, missing + "; is the phone's sensor stack running?");
+  // A list that could not be read does not show in initCheck(): the command API alone decides there.
+  const char* missing = cal_->sensor_manager == nullptr ? "the sensor service does not answer"
+                        : cal_->initCheck() != 0
+                            ? "the sensor test service does not answer, so the hub cannot be reached"
+                        : cal_->sensor_list.size() == 0 ? "the sensor list could not be read"
+                                                        : nullptr;
+  if (missing == nullptr) return;
+  throw AppError(kUnreachable, std::string(missing) + "; is the phone's sensor stack running?");
 }
 
 const SensorInfo* Session::sensor(int type) const {

@@ -7,6 +7,8 @@ has err '^sensorcal: the sensor service does not answer'
 run 3 calibrate Acc --fault hub-absent
 has err '^sensorcal: the sensor test service does not answer'
 run 3 hub send Acc get-acc-offset --fault hub-absent
+run 3 sensors --fault list-refused
+has err '^sensorcal: the sensor list could not be read'
 run 3 sensors --fault sensors-absent
 [ ! -s out ] || fail "something on stdout"
 
