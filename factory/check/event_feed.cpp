@@ -20,7 +20,13 @@ using Steady = std::chrono::steady_clock;
 // Events come on the queue's thread and leave on the command's.
 class EventFeed::Inbox : public IEventQueueCallback {
  public:
-  Inbox(int handle, int type) : handle_(handle), type_(type) {}
+  Inbox(int handle, int type, int64_t span_ns) : handle_(handle), type_(type), span_ns_(span_ns) {}
+
+  // The queue to end the feed on; null: no more. Not owned.
+  void set_queue(IEventQueue* queue) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    queue_ = queue;
+  }
 
   Return<void> onEvent(const Event& event) override {
     Sample sample;
@@ -34,6 +40,11 @@ class EventFeed::Inbox : public IEventQueueCallback {
     }
     samples_.push_back(sample);
     came_.notify_all();
+    if (first_ns_ == 0) first_ns_ = sample.timestamp_ns;
+    // Off from within the delivery: at full speed a recording would be over before the command's thread looked.
+    if (span_ns_ >= 0 && sample.timestamp_ns - first_ns_ >= span_ns_ && queue_ != nullptr) {
+      (void)std::exchange(queue_, nullptr)->disableSensor(handle_).isOk();
+    }
     return Void();
   }
 
@@ -51,14 +62,17 @@ class EventFeed::Inbox : public IEventQueueCallback {
  private:
   const int handle_;
   const int type_;
+  const int64_t span_ns_;  // negative: no end
   mutable std::mutex mutex_;
   std::condition_variable came_;
-  std::vector<Sample> samples_;  // guarded by mutex_
-  int strangers_ = 0;            // guarded by mutex_
+  std::vector<Sample> samples_;   // guarded by mutex_
+  int strangers_ = 0;             // guarded by mutex_
+  int64_t first_ns_ = 0;          // guarded by mutex_
+  IEventQueue* queue_ = nullptr;  // guarded by mutex_
 };
 
-EventFeed::EventFeed(const Manager& manager, int handle, int type, int period_us)
-    : handle_(handle), inbox_(new Inbox(handle, type)) {
+EventFeed::EventFeed(const Manager& manager, int handle, int type, int period_us, double span_s)
+    : handle_(handle), inbox_(new Inbox(handle, type, static_cast<int64_t>(span_s * 1e9))) {
   ::android::sp<IEventQueue> queue;
   const auto created =
       manager->createEventQueue(inbox_, [&](const ::android::sp<IEventQueue>& made, QueueResult result) {
@@ -68,10 +82,12 @@ EventFeed::EventFeed(const Manager& manager, int handle, int type, int period_us
     problem_ = "the sensor service gave no event queue";
     return;
   }
+  inbox_->set_queue(queue.get());
   enabled_at_ = Steady::now();
   const auto enabled = queue->enableSensor(handle, period_us, 0);
   if (!enabled.isOk() || enabled != QueueResult::OK) {
     problem_ = "the sensor could not be enabled";
+    inbox_->set_queue(nullptr);
     return;
   }
   queue_ = queue;
@@ -81,6 +97,7 @@ EventFeed::~EventFeed() { stop(); }
 
 void EventFeed::stop() {
   if (queue_ == nullptr) return;
+  inbox_->set_queue(nullptr);
   (void)queue_->disableSensor(handle_).isOk();
   queue_ = nullptr;  // waits for a delivery under way
 }

@@ -15,8 +15,9 @@ class EventFeed {
  public:
   using Manager = ::android::sp<::android::frameworks::sensorservice::V1_0::ISensorManager>;
 
-  // Enables the sensor; problem() says why it could not.
-  EventFeed(const Manager& manager, int handle, int type, int period_us);
+  // Enables the sensor; problem() says why it could not. Once time stamps span `span_s` the sensor goes off by itself;
+  // negative: it stays on until stop().
+  EventFeed(const Manager& manager, int handle, int type, int period_us, double span_s = -1);
   ~EventFeed();
   EventFeed(const EventFeed&) = delete;
   EventFeed& operator=(const EventFeed&) = delete;
