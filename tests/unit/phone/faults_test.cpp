@@ -177,7 +177,9 @@ TEST(Faults, OfTiming) {
     }
     client.listener->wait_for(100);
     client.queue = nullptr;
-    EXPECT_NEAR(others_at_first, others_before, 1) << fault;
+    // The first one's event may be under way while the second is enabled, and both may fall due at one time.
+    EXPECT_GE(others_at_first, others_before - 1) << fault;
+    EXPECT_LE(others_at_first, others_before + 2) << fault;
   }
 }
 
