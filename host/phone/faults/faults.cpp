@@ -29,11 +29,12 @@ struct Row {
 
 constexpr Row kRows[] = {
     {{FaultId::sensors_absent, "sensors-absent", "", "there is no sensor service"}, Shape::none, {}},
-    {{FaultId::sensors_vanish, "sensors-vanish", "CALLS", "the sensor service dies after so many calls"},
+    {{FaultId::sensors_vanish, "sensors-vanish", "CALLS",
+      "the sensor service dies after so many calls, those of its event queues included"},
      Shape::count,
      {}},
     {{FaultId::sensors_fail, "sensors-fail", "[CALLS]",
-      "calls of the sensor service fail in transport, from the first or after so many"},
+      "calls of the sensor service and its event queues fail in transport, from the first or after so many"},
      Shape::count,
      0},
     {{FaultId::hub_absent, "hub-absent", "", "there is no test service"}, Shape::none, {}},

@@ -1,7 +1,5 @@
 #include "phone/sensors/sensor_manager.h"
 
-#include <host/service_registry.h>
-
 #include <algorithm>
 
 #include "phone/sensors/event_queue.h"
@@ -36,22 +34,13 @@ SensorInfo info_of(const SensorEntry& entry) {
 }  // namespace
 
 SensorManager::SensorManager(ProfilePtr profile, std::shared_ptr<const Faults> faults, std::shared_ptr<Stage> stage)
-    : profile_(std::move(profile)), faults_(std::move(faults)), stage_(std::move(stage)) {}
-
-bool SensorManager::reachable() {
-  const int calls_before = calls_++;
-  const Fault* const vanish = faults_->find(FaultId::sensors_vanish);
-  if (vanish != nullptr && calls_before >= static_cast<int>(vanish->amount)) {
-    if (host::find_service(descriptor, "default") == this) host::remove_service(descriptor, "default");
-    return false;
-  }
-  const Fault* const fail = faults_->find(FaultId::sensors_fail);
-  return connected_ && (fail == nullptr || calls_before < static_cast<int>(fail->amount));
+    : profile_(std::move(profile)), link_(std::make_shared<ServiceLink>(std::move(faults), std::move(stage))) {
+  link_->serve(static_cast<::android::hidl::base::V1_0::IBase*>(this));
 }
 
 Return<void> SensorManager::getSensorList(getSensorList_cb _hidl_cb) {
-  if (!reachable()) return Status::fromStatusT(::android::DEAD_OBJECT);
-  if (const Fault* const refused = faults_->find(FaultId::list_refused)) {
+  if (!link_->take_call()) return Status::fromStatusT(::android::DEAD_OBJECT);
+  if (const Fault* const refused = link_->faults().find(FaultId::list_refused)) {
     _hidl_cb({}, static_cast<ServiceResult>(refused->code));
     return Void();
   }
@@ -62,7 +51,7 @@ Return<void> SensorManager::getSensorList(getSensorList_cb _hidl_cb) {
 }
 
 Return<void> SensorManager::getDefaultSensor(SensorType type, getDefaultSensor_cb _hidl_cb) {
-  if (!reachable()) return Status::fromStatusT(::android::DEAD_OBJECT);
+  if (!link_->take_call()) return Status::fromStatusT(::android::DEAD_OBJECT);
   const auto found = std::find_if(profile_->sensors.begin(), profile_->sensors.end(),
                                   [type](const SensorEntry& entry) { return entry.type == static_cast<int>(type); });
   if (found == profile_->sensors.end()) {
@@ -75,9 +64,9 @@ Return<void> SensorManager::getDefaultSensor(SensorType type, getDefaultSensor_c
 
 Return<void> SensorManager::createEventQueue(const ::android::sp<IEventQueueCallback>& callback,
                                              createEventQueue_cb _hidl_cb) {
-  if (!reachable()) return Status::fromStatusT(::android::DEAD_OBJECT);
-  if (faults_->find(FaultId::queue_never) != nullptr) return Void();
-  if (const Fault* const refused = faults_->find(FaultId::queue_refused)) {
+  if (!link_->take_call()) return Status::fromStatusT(::android::DEAD_OBJECT);
+  if (link_->faults().find(FaultId::queue_never) != nullptr) return Void();
+  if (const Fault* const refused = link_->faults().find(FaultId::queue_refused)) {
     _hidl_cb(nullptr, static_cast<ServiceResult>(refused->code));
     return Void();
   }
@@ -85,7 +74,7 @@ Return<void> SensorManager::createEventQueue(const ::android::sp<IEventQueueCall
     _hidl_cb(nullptr, ServiceResult::BAD_VALUE);
     return Void();
   }
-  const ::android::sp<::android::frameworks::sensorservice::V1_0::IEventQueue> queue = new EventQueue(stage_, callback);
+  const ::android::sp<::android::frameworks::sensorservice::V1_0::IEventQueue> queue = new EventQueue(link_, callback);
   _hidl_cb(queue, ServiceResult::OK);
   return Void();
 }

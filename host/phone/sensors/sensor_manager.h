@@ -3,11 +3,11 @@
 
 #include <android/frameworks/sensorservice/1.0/ISensorManager.h>
 
-#include <atomic>
 #include <memory>
 
 #include "phone/core/profile.h"
 #include "phone/faults/faults.h"
+#include "phone/sensors/service_link.h"
 #include "phone/sensors/stage.h"
 
 namespace phone {
@@ -19,7 +19,7 @@ class SensorManager : public ::android::frameworks::sensorservice::V1_0::ISensor
 
   SensorManager(ProfilePtr profile, std::shared_ptr<const Faults> faults, std::shared_ptr<Stage> stage);
 
-  void disconnect() { connected_ = false; }
+  void disconnect() { link_->disconnect(); }
 
   ::android::hardware::Return<void> getSensorList(getSensorList_cb _hidl_cb) override;
   ::android::hardware::Return<void> getDefaultSensor(SensorType type, getDefaultSensor_cb _hidl_cb) override;
@@ -27,13 +27,8 @@ class SensorManager : public ::android::frameworks::sensorservice::V1_0::ISensor
                                                      createEventQueue_cb _hidl_cb) override;
 
  private:
-  bool reachable();
-
   const ProfilePtr profile_;
-  const std::shared_ptr<const Faults> faults_;
-  const std::shared_ptr<Stage> stage_;
-  std::atomic<bool> connected_{true};
-  std::atomic<int> calls_{0};
+  const std::shared_ptr<ServiceLink> link_;
 };
 
 }  // namespace phone

@@ -60,6 +60,16 @@ void Stage::leave(const std::shared_ptr<Delivery>& delivery) {
   end_thread(&thread);
 }
 
+void Stage::die() {
+  const Lock lock(mutex_);
+  closed_ = true;
+  for (Delivery* delivery : deliveries_) {
+    delivery->stop = true;
+    for (const Watcher& watcher : std::exchange(delivery->watchers, {})) watcher.sensor->disable();
+  }
+  wake_all();
+}
+
 void Stage::close() {
   std::vector<std::thread> threads;
   {

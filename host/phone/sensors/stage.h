@@ -58,6 +58,8 @@ class Stage : public std::enable_shared_from_this<Stage> {
   std::shared_ptr<Delivery> join(const ::android::sp<IEventQueueCallback>& callback);
   // The queue is gone: ends its thread, or lets go of it when called from it.
   void leave(const std::shared_ptr<Delivery>& delivery);
+  // The service is dead: nothing is delivered any more, and nothing waited for.
+  void die();
   // The phone is gone: ends all deliveries. Queues that still live are dead from now on.
   void close();
 

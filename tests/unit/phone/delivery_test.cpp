@@ -236,7 +236,7 @@ TEST(Delivery, ThePhoneGoesFirst) {
   client.listener->wait_for(1);
   phone.reset();
   EXPECT_EQ(ISensorManager::getService("default"), nullptr);
-  EXPECT_EQ(client.enable(kAcc, 2500), Result::NO_INIT);
+  EXPECT_FALSE(client.queue->enableSensor(client.handles.at(kAcc), 2500, 0).isOk());
   EXPECT_FALSE(client.manager->getSensorList([](const auto&, Result) {}).isOk());
 }
 

@@ -93,6 +93,26 @@ TEST(Faults, OfTheSensorService) {
   }
 }
 
+// A service that dies takes its queues along; one whose calls get lost keeps what is on, on.
+TEST(Faults, OfAnEventQueueThatIsThereAlready) {
+  for (const auto& [fault, goes_on] : {std::pair{"sensors-vanish:3", false}, {"sensors-fail:3", true}}) {
+    SCOPED_TRACE(fault);
+    phone::PhoneOptions slow = options({fault});
+    slow.speed = 10;
+    const auto phone = phone::Phone::open(slow);
+    Client client;
+    ASSERT_EQ(client.enable(kAcc, 20000), Result::OK);
+    ASSERT_GE(client.listener->wait_for(5).size(), 5U);
+    EXPECT_FALSE(client.queue->disableSensor(client.handles.at(kAcc)).isOk());
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));  // one may have been under way
+    client.listener->forget();
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_EQ(!client.listener->events().empty(), goes_on);
+    EXPECT_FALSE(client.queue->enableSensor(client.handles.at(kAcc), 20000, 0).isOk());
+    EXPECT_EQ(ISensorManager::getService("default") != nullptr, goes_on);
+  }
+}
+
 TEST(Faults, OfTheTestService) {
   {
     const auto phone = phone::Phone::open(options({"hub-absent"}));
