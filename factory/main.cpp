@@ -7,6 +7,7 @@
 #include "command.h"
 #include "fixture.h"
 #include "options.h"
+#include "plan/identity.h"
 
 namespace {
 
@@ -36,9 +37,14 @@ void add_common_options(CLI::App& app, Options* options) {
   app.add_flag("--json", options->json, "prints JSON instead of text");
 }
 
+std::string version_text() {
+  return "sensorcal " SENSORCAL_VERSION ", build " + plan::build_id("") + "\nlibsensor_cal " SENSORCAL_VERSION
+         ", build " + plan::build_id("libsensor_cal");
+}
+
 int run(int argc, char** argv) {
   CLI::App app("Calibrates and checks the sensors of a phone.", "sensorcal");
-  app.set_version_flag("--version", SENSORCAL_VERSION);
+  app.set_version_flag("--version", version_text);
   app.require_subcommand(1);
   app.fallthrough();
   Options options;

@@ -1,7 +1,7 @@
 // Requests that go to the test service itself, past the command API.
 #pragma once
 
-#include <utils/StrongPointer.h>
+#include <utils/RefBase.h>
 #include <vendor/corvane/sensor/kestsensorservice/1.1/IKestSensorService.h>
 
 // Sends sensor_type 0, msg_type 0 and the words {1, `command`, `argument`}, and returns the first word of the answer;

@@ -3,7 +3,7 @@
 source "$(dirname "$0")/lib.sh"
 
 run 0 --version
-has out '^[0-9]+\.[0-9]+\.[0-9]+$'
+has out '^sensorcal [0-9]+\.[0-9]+\.[0-9]+, build [0-9a-f]{40}$' '^libsensor_cal [0-9.]+, build [0-9a-f]{40}$'
 run 0 --help
 has out '--phone' 'Exit codes: 0 passed, 1 a check failed, 2 usage, 3 '
 commands=$(sed -n '/^Subcommands:/,/^$/s/^  \([a-z-][a-z-]*\) .*/\1/p' out)
