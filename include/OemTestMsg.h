@@ -1,29 +1,31 @@
-// The command and reply record exchanged with the sensor hub, and the codes it carries. Layout:
-// docs/formats/hub-record.md.
+/// @file
+/// The command and reply record exchanged with the sensor hub, and the codes it carries. Layout:
+/// docs/formats/hub-record.md.
 #pragma once
 
 #include <stdint.h>
 
-// 72 bytes, little-endian, no padding. Each data word is a float or an int32, as the command says; a word that a
-// command does not fill is sent as 0. A reply may carry a float where the request had an integer and the other way
-// round. `offset_ct` and `threshold` are names for the integer view, `offset` for the float view; code that changes the
-// view of a word copies its bytes.
+/// 72 bytes, little-endian, no padding. Each data word is a float or an int32, as the command says; a word that a
+/// command does not fill is sent as 0. A reply may carry a float where the request had an integer and the other way
+/// round. Code that changes the view of a word copies its bytes.
 struct _ssc_oem_test_msg {
-  int32_t sensor_type;
-  int32_t msg_type;
+  int32_t sensor_type;  ///< sensor type number
+  int32_t msg_type;     ///< a oem_test_msg::Code
   union {
-    float offset[16];
-    int32_t offset_ct[16];
-    int32_t threshold[16];
+    float offset[16];       ///< the words as floats
+    int32_t offset_ct[16];  ///< the words as integers
+    int32_t threshold[16];  ///< the same
   };
 };
 
 static_assert(sizeof(_ssc_oem_test_msg) == 72, "the hub's record has 72 bytes and no padding");
 
+/// The codes of the record.
 namespace oem_test_msg {
 
-inline constexpr int kWords = 16;
+inline constexpr int kWords = 16;  ///< data words of a record
 
+/// What a record asks for; kCodes has the words of each.
 enum Code : int32_t {
   set_accelerometer_offset = 0,
   get_accelerometer_offset = 1,
@@ -62,14 +64,16 @@ enum Code : int32_t {
   screen_channel = 200,
 };
 
+/// How a code's words are read.
 struct CodeRow {
-  int32_t code;
-  const char* name;           // short name, as `sensorcal hub` prints it
-  const char* request_words;  // from word 0 on: f float, i int32, - unused; * repeats the one before it
-  const char* reply_words;
-  const char* meaning;  // of the request's words, then of the reply's
+  int32_t code;               ///< Code
+  const char* name;           ///< short name, as `sensorcal hub` prints it
+  const char* request_words;  ///< from word 0 on: f float, i int32, - unused; * repeats the one before it
+  const char* reply_words;    ///< in the same letters
+  const char* meaning;        ///< of the request's words, then of the reply's
 };
 
+/// Every code, in the order of its number.
 inline constexpr CodeRow kCodes[] = {
     {set_accelerometer_offset, "set-acc-offset", "fff", "i", "offset x y z, m/s^2 -> result"},
     {get_accelerometer_offset, "get-acc-offset", "", "fff", "-> offset x y z, m/s^2"},

@@ -1,8 +1,14 @@
-// Sensor type numbers and the tags that factory commands and the verdict table use for them.
+/// @file
+/// Sensor type numbers and the tags that factory commands and the verdict table use for them.
 #pragma once
 
+/// Type numbers and tags.
 namespace sensor_type {
 
+/// @name Android's own types
+/// @{
+
+/// Type number.
 inline constexpr int accelerometer = 1;
 inline constexpr int magnetic_field = 2;
 inline constexpr int gyroscope = 4;
@@ -11,7 +17,12 @@ inline constexpr int pressure = 6;
 inline constexpr int proximity = 8;
 inline constexpr int gyroscope_uncalibrated = 16;
 
-// Vendor types: the tag is given where the table below has one.
+/// @}
+/// @name Vendor types
+/// kTags has the tag of each that has one.
+/// @{
+
+/// Type number.
 inline constexpr int proximity_stream = 33171005;
 inline constexpr int light_stream = 33171007;
 inline constexpr int sar = 33171015;
@@ -33,12 +44,15 @@ inline constexpr int cct_f_stream = 33171089;
 inline constexpr int accelerometer_second = 268369921;
 inline constexpr int gyroscope_second = 268369924;
 
+/// @}
+
+/// A tag and its number.
 struct TagRow {
-  const char* tag;
-  int type;
+  const char* tag;  ///< as factory commands and the verdict table spell it
+  int type;         ///< type number
 };
 
-// Every tag with its number. "MagCal" is the calibrated magnetic field and "Mag" the uncalibrated one: intended.
+/// Every tag with its number. "MagCal" is the calibrated magnetic field and "Mag" the uncalibrated one: intended.
 inline constexpr TagRow kTags[] = {
     {"Acc", accelerometer},
     {"Acc2", accelerometer_second},
@@ -74,10 +88,13 @@ inline constexpr TagRow kTags[] = {
 
 }  // namespace sensor_type
 
-// Returns the type number of a tag (case-sensitive, whole text). A text that is no tag but begins with a digit gives
-// atoi() of it; any other gives -1. `name` must not be null. Any thread.
+/// The type number of a tag. Any thread; does not block.
+/// @param name case-sensitive, the whole text; not null
+/// @return the number; for a text that is no tag but begins with a digit atoi() of it; for any other -1
 __attribute__((visibility("default"))) int getSensorType(char const* name);
 
-// Returns the tag of a type number. A number without a tag gives its decimal text in one buffer of the library, shared
-// by all callers and overwritten by the next unknown number: copy it at once. Known numbers: any thread.
+/// The tag of a type number. Any thread for a number that has one; does not block.
+/// @param type sensor type number
+/// @return the tag, for ever; for a number without one its decimal text in the library's only buffer for it, which the
+/// next unknown number overwrites: copy it at once
 __attribute__((visibility("default"))) char const* getSensorName(int type);
