@@ -1,5 +1,6 @@
 #include "phone/core/json_reader.h"
 
+#include <cmath>
 #include <memory>
 
 #include "phone/core/phone.h"
@@ -13,7 +14,13 @@ Json::Value parse_json(const std::string& text, const std::string& source) {
   const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
   Json::Value value;
   std::string errors;
-  if (!reader->parse(text.data(), text.data() + text.size(), &value, &errors)) {
+  bool good = false;
+  try {
+    good = reader->parse(text.data(), text.data() + text.size(), &value, &errors);
+  } catch (const Json::Exception& error) {
+    errors = error.what();  // nested too deep
+  }
+  if (!good) {
     throw PhoneError(source + ": not JSON: " + errors.substr(0, errors.find_last_not_of('\n') + 1));
   }
   return value;
@@ -76,7 +83,9 @@ void JsonReader::read(const char* key, std::vector<float>* out) {
   out->clear();
   for (const Json::Value& item : value) {
     if (!item.isNumeric()) fail(key, "wants a list of numbers");
-    out->push_back(item.asFloat());
+    const double number = item.asDouble();
+    if (!(std::fabs(number) <= kLargest)) fail(key, "out of range: " + item.asString());
+    out->push_back(static_cast<float>(number));
   }
 }
 

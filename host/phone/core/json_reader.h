@@ -25,7 +25,8 @@ class JsonReader {
   // Null when there is no such key.
   const Json::Value& take(const char* key);
   // These leave *out alone when there is no such key. Numbers outside the limits are errors.
-  void read(const char* key, float* out, double low = -1e9, double high = 1e9);
+  static constexpr double kLargest = 1e9;  // of every number, either way
+  void read(const char* key, float* out, double low = -kLargest, double high = kLargest);
   void read(const char* key, int* out, int64_t low, int64_t high);
   void read(const char* key, bool* out);
   void read(const char* key, std::string* out);

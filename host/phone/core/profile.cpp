@@ -73,7 +73,8 @@ void read_part(JsonReader* reader, const char* key, Part* out) {
   if (value.isNull()) return;
   Part part;
   if (value.isNumeric()) {
-    part.fixed = {value.asFloat()};
+    part.fixed.resize(1);
+    reader->read(key, part.fixed.data());
   } else if (value.isArray()) {
     reader->read(key, &part.fixed);
     if (part.fixed.empty()) reader->fail(key, "wants at least one number");

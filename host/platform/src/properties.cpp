@@ -90,6 +90,13 @@ bool save(const Store& store) {
   return rename(temporary.c_str(), path.c_str()) == 0;
 }
 
+// Android's rule for names. A state file could not tell others from its own signs.
+bool is_legal_name(const std::string& key) {
+  if (key.empty() || key.front() == '.' || key.back() == '.' || key.find("..") != std::string::npos) return false;
+  return key.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789._-@:") ==
+         std::string::npos;
+}
+
 bool set(const std::string& key, const std::string& value) {
   Store& s = store();
   const std::lock_guard<std::mutex> lock(s.mutex);
@@ -154,7 +161,7 @@ int property_get(const char* key, char* value, const char* default_value) {
     host::Store& s = host::store();
     const std::lock_guard<std::mutex> lock(s.mutex);
     const auto entry = s.values.find(key);
-    if (entry != s.values.end()) found = entry->second;
+    if (entry != s.values.end()) found = entry->second.c_str();  // a NUL that a file holds ends it
   }
   // As on a phone an empty value counts as unset, and a longer one (build.prop may hold it) is cut.
   if (found.empty() && default_value != nullptr) found = default_value;
@@ -176,7 +183,7 @@ int8_t property_get_bool(const char* key, int8_t default_value) {
 }
 
 int property_set(const char* key, const char* value) {
-  if (key == nullptr || key[0] == '\0') return -1;
+  if (key == nullptr || !host::is_legal_name(key)) return -1;
   const std::string text = value == nullptr ? "" : value;
   if (text.size() >= PROPERTY_VALUE_MAX) return -1;
   return host::set(key, text) ? 0 : -1;

@@ -99,6 +99,21 @@ TEST(PhoneDirectory, ATemporaryOneGoesWithThePhone) {
   EXPECT_TRUE(fs::is_empty(folder.path()));
 }
 
+TEST(PhoneDirectory, PropertiesKeepAndroidsNamesAndTexts) {
+  const Folder folder;
+  write(folder.path() + "/build.prop", std::string("ro.made=by\0us\n", 14));
+  host::open_properties(folder.path());
+  for (const char* name : {"", "a=b", "a\nb", "#a", "a b", ".a", "a.", "a..b"}) {
+    EXPECT_EQ(property_set(name, "1"), -1) << name;
+  }
+  EXPECT_EQ(property_set("persist.a-b_c:d@e", "1"), 0);
+  host::open_properties(folder.path());
+  char value[PROPERTY_VALUE_MAX];
+  EXPECT_EQ(property_get("ro.made", value, ""), 2) << "a text ends at its first NUL";
+  EXPECT_EQ(host::all_properties().size(), 2U);
+  host::open_properties("");
+}
+
 TEST(PhoneDirectory, RebootDropsWhatARealOneDrops) {
   const auto phone = phone::Phone::open(options());
   const std::string node = phone->directory() + "/sys/class/leds/lcd-backlight/brightness";
@@ -186,12 +201,16 @@ TEST(Profiles, EveryShippedOneOpens) {
 
 TEST(Profiles, ErrorsNameFileAndKey) {
   const Folder folder;
+  const std::string deep(2000, '[');
   const struct {
     const char* text;
     const char* key;
   } rows[] = {
       {"[]", ""},
       {"{", "not JSON"},
+      {deep.c_str(), "not JSON"},
+      {R"({"extends": "reference", "chips": {"barometer": {"bias": 1e30}}})", ".bias: out of range"},
+      {R"({"extends": "reference", "chips": {"barometer": {"bias": [1, -1e300]}}})", ".bias: out of range"},
       {R"({"name": "x"})", ".chips"},
       {R"({"extends": "reference", "nmae": "x"})", ".nmae: unknown key"},
       {R"({"extends": "reference", "sensors": {"Axx": {"handle": 90}}})", ".sensors.Axx: unknown sensor"},
