@@ -1,0 +1,80 @@
+// The proximity crosstalk files: read as scanf would, untouched outputs on failure, and what is saved is read back.
+#include <SensorCalibrationAPI.h>
+
+#include <cstdio>
+
+#include "support/checks.h"
+#include "support/device_files.h"
+
+namespace {
+
+constexpr int kUntouched = 0x5a5a5a5a;
+
+struct Access {
+  const char* path;
+  int (SensorCalibrationAPI::*load)(int*);
+  int (SensorCalibrationAPI::*save)(int);
+  fuzz::DeviceFile* file;
+};
+
+Access* accesses() {
+  static Access all[] = {
+      {"/mnt/vendor/persist/sensors/PSensor_ct1.txt", &SensorCalibrationAPI::load_prox_ct1,
+       &SensorCalibrationAPI::save_prox_ct1, nullptr},
+      {"/mnt/vendor/persist/sensors/PSensor_ct2.txt", &SensorCalibrationAPI::load_prox_ct2,
+       &SensorCalibrationAPI::save_prox_ct2, nullptr},
+      {"/mnt/vendor/persist/sensors/PSensor3cm_ct.txt", &SensorCalibrationAPI::load_prox_delta,
+       &SensorCalibrationAPI::save_prox_delta, nullptr},
+  };
+  for (Access& access : all) {
+    if (access.file == nullptr) access.file = new fuzz::DeviceFile(access.path);
+  }
+  return all;
+}
+
+// What scanf takes; a number beyond an int saturates, as glibc's long long does beyond its own.
+bool scan(const std::string& text, int* value) {
+  long long wide = 0;
+  if (sscanf(text.c_str(), "offset=%lld", &wide) != 1) return false;
+  *value = wide > INT32_MAX ? INT32_MAX : wide < INT32_MIN ? INT32_MIN : static_cast<int>(wide);
+  return true;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  static Access* const all = accesses();
+  static SensorCalibrationAPI* const api = new SensorCalibrationAPI;
+  fuzz::quiet_log(size);
+  FuzzedDataProvider in(data, size);
+  const int which = in.ConsumeIntegralInRange<int>(0, 2);
+  const Access& access = all[which];
+  const int saved = fuzz::any_int(&in);
+  const std::string text = in.ConsumeRemainingBytesAsString();
+
+  access.file->set(text);
+  int value = kUntouched;
+  int expected = kUntouched;
+  const bool good = scan(text, &expected);
+  HOLDS((api->*access.load)(&value) == (good ? 0 : -5));
+  HOLDS(value == expected);
+  if (which == 2) {
+    value = kUntouched;
+    HOLDS(api->getProDelta_api(&value, 19, 0) == (good ? 0 : -5));
+    HOLDS(value == expected);
+  } else {
+    // A file that cannot be read is 0 here, and no failure.
+    value = kUntouched;
+    HOLDS(api->getPrxOffset_api(&value, which == 0 ? 0 : 3, 1) == 0);
+    HOLDS(value == (good ? expected : 0));
+  }
+  HOLDS((api->*access.save)(saved) == 0);
+  HOLDS(access.file->get() == "offset=" + std::to_string(saved) + "\n");
+  HOLDS((api->*access.load)(&value) == 0 && value == saved);
+  if (size % 64 == 0) {
+    access.file->remove();
+    HOLDS((api->*access.load)(&value) == -5 && value == saved);
+    HOLDS(which != 2 || api->remove_prox_delta() == 0);
+  }
+  return 0;
+}
