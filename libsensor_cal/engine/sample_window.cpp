@@ -5,7 +5,6 @@
 #include <algorithm>
 
 #include "base/log.h"
-#include "base/numbers.h"
 #include "engine/run.h"
 
 namespace {
@@ -47,21 +46,17 @@ Outcome judge_axis(_sensor_info* info, int i) {
   return kDone;
 }
 
-}  // namespace
+void clear_sums(_sensor_info* info, int axes) {
+  for (int i = 0; i < axes; ++i) info->variance[i] = info->sum_sq[i] = info->sum[i] = 0;
+}
 
-int cal_process_sample(_sensor_info* info, float* sample) {
-  if (__atomic_load_n(&info->status, __ATOMIC_ACQUIRE) != kRunning) return kTaken;
-  const int axes = std::min<int>(info->axis_num, kAxes);
-  if (info->sample_count == 0) {
-    for (int i = 0; i < axes; ++i) info->variance[i] = info->sum_sq[i] = info->sum[i] = 0;
-  }
-  info->sample_count = saturating_add(info->sample_count, 1);
-  for (int i = 0; i < axes; ++i) {
-    info->sum[i] += sample[i];
-    info->sum_sq[i] += sample[i] * sample[i];
-  }
-  if (info->sample_count != info->sample_num) return kTaken;
+void add(_sensor_info* info, int i, float value) {
+  info->sum[i] += value;
+  info->sum_sq[i] += value * value;
+}
 
+// A full window finishes the run or restarts it. A call: inlined, its registers would cost every sample.
+__attribute__((noinline)) Outcome judge_window(_sensor_info* info, int axes) {
   for (int i = 0; i < axes; ++i) {
     const Outcome outcome = judge_axis(info, i);
     if (outcome == kDone) continue;
@@ -71,4 +66,19 @@ int cal_process_sample(_sensor_info* info, float* sample) {
   if (!claim_finish(info)) return kTaken;
   for (int i = 0; i < axes; ++i) info->mean[i] = info->sum[i] / static_cast<float>(info->sample_num);
   return kDone;
+}
+
+}  // namespace
+
+int cal_process_sample(_sensor_info* info, float* sample) {
+  if (__atomic_load_n(&info->status, __ATOMIC_ACQUIRE) != kRunning) return kTaken;
+  const int axes = std::min<int>(info->axis_num, kAxes);
+  const int32_t before = info->sample_count;
+  const int32_t count = before < INT32_MAX ? before + 1 : before;
+  info->sample_count = count;
+  if (before == 0) clear_sums(info, axes);
+    // Unrolled, for the axes are few: preparing a vector loop costs more than it saves.
+#pragma GCC unroll 10
+  for (int i = 0; i < axes; ++i) add(info, i, sample[i]);
+  return count == info->sample_num ? judge_window(info, axes) : kTaken;
 }

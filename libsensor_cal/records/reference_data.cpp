@@ -2,6 +2,7 @@
 // text, line by line; each line is passed over once, however long it is.
 #define LOG_TAG "libsensor_cal"
 #include <SensorCalibration.h>
+#include <string.h>
 
 #include <fstream>
 #include <utility>
@@ -17,6 +18,9 @@ constexpr char kData[] = "data\"";
 // How far after a match's start the search for the opening quote of its text begins.
 constexpr size_t kVersionReach = 4;
 constexpr size_t kDataReach = 5;
+
+// What counts, and what begins a word that does: most of a line is neither, and files are long.
+constexpr char kStarts[] = {'{', '}', kVersion[0], kData[0], '\0'};
 
 // Finds quotes from positions that never go back, so that a line is searched once and not once a match.
 class QuoteCursor {
@@ -40,13 +44,26 @@ class Section {
   void scan(const std::string& line) {
     QuoteCursor opening(line);
     QuoteCursor closing(line);
-    for (size_t i = 0; i < line.size(); ++i) {
-      if (line[i] == '{') ++opened_;
-      if (line[i] == '}') ++closed_;
-      if (line.compare(i, sizeof kVersion - 1, kVersion) == 0) {
-        take_text(line, &opening, &closing, i + kVersionReach, &versions_);
-      } else if (line.compare(i, sizeof kData - 1, kData) == 0) {
-        take_text(line, &opening, &closing, i + kDataReach, &data_);
+    // A NUL in the file stops the search too, and is passed over like all that does not matter.
+    const auto next = [&](size_t from) { return from + strcspn(line.c_str() + from, kStarts); };
+    for (size_t i = next(0); i < line.size(); i = next(i + 1)) {
+      switch (line[i]) {
+        case '{':
+          ++opened_;
+          break;
+        case '}':
+          ++closed_;
+          break;
+        case kVersion[0]:
+          if (line.compare(i, sizeof kVersion - 1, kVersion) != 0) break;
+          take_text(line, &opening, &closing, i + kVersionReach, &versions_);
+          break;
+        case kData[0]:
+          if (line.compare(i, sizeof kData - 1, kData) != 0) break;
+          take_text(line, &opening, &closing, i + kDataReach, &data_);
+          break;
+        default:
+          break;
       }
     }
   }

@@ -16,7 +16,6 @@ namespace {
 constexpr size_t kLineBytes = 1024;
 
 std::atomic<__android_logger_function> g_logger{&__android_log_stderr_logger};
-std::atomic<int32_t> g_minimum_priority{ANDROID_LOG_DEFAULT};
 
 char priority_letter(int32_t priority) {
   constexpr char kLetters[] = "??VDIWEFS";
@@ -25,8 +24,10 @@ char priority_letter(int32_t priority) {
 
 }  // namespace
 
-int __android_log_print(int prio, const char* tag, const char* fmt, ...) {
-  if (prio < g_minimum_priority.load(std::memory_order_relaxed)) return 0;
+int32_t host_log_minimum_priority = ANDROID_LOG_DEFAULT;
+
+int(__android_log_print)(int prio, const char* tag, const char* fmt, ...) {
+  if (prio < __android_log_get_minimum_priority()) return 0;
   char line[kLineBytes];
   va_list args;
   va_start(args, fmt);
@@ -66,11 +67,15 @@ void __android_log_stderr_logger(const struct __android_log_message* log_message
   if (write(STDERR_FILENO, out.data(), out.size()) < 0) return;
 }
 
-int32_t __android_log_set_minimum_priority(int32_t priority) { return g_minimum_priority.exchange(priority); }
+int32_t __android_log_set_minimum_priority(int32_t priority) {
+  return __atomic_exchange_n(&host_log_minimum_priority, priority, __ATOMIC_RELAXED);
+}
 
-int32_t __android_log_get_minimum_priority(void) { return g_minimum_priority.load(std::memory_order_relaxed); }
+int32_t __android_log_get_minimum_priority(void) {
+  return __atomic_load_n(&host_log_minimum_priority, __ATOMIC_RELAXED);
+}
 
 int __android_log_is_loggable(int prio, const char* /*tag*/, int default_prio) {
-  const int32_t minimum = g_minimum_priority.load(std::memory_order_relaxed);
+  const int32_t minimum = __android_log_get_minimum_priority();
   return prio >= (minimum == ANDROID_LOG_DEFAULT ? default_prio : minimum) ? 1 : 0;
 }

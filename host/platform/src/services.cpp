@@ -2,18 +2,23 @@
 #include <host/service_registry.h>
 #include <vendor/corvane/sensor/kestsensorservice/1.1/IKestSensorService.h>
 
-#include <map>
+#include <algorithm>
 #include <mutex>
 #include <utility>
+#include <vector>
 
 namespace host {
 namespace {
 
-using Key = std::pair<std::string, std::string>;
+struct Entry {
+  std::string descriptor;
+  std::string instance;
+  Service service;
+};
 
 struct Registry {
   std::mutex mutex;
-  std::map<Key, Service> services;  // guarded by mutex
+  std::vector<Entry> entries;  // guarded by mutex; a handful at most
 };
 
 // Never destroyed: a phone may still take its services out while the process ends.
@@ -22,35 +27,59 @@ Registry& registry() {
   return *instance;
 }
 
+// With the registry's mutex held.
+auto find_entry(std::string_view descriptor, std::string_view instance) {
+  std::vector<Entry>& entries = registry().entries;
+  return std::find_if(entries.begin(), entries.end(),
+                      [&](const Entry& entry) { return entry.descriptor == descriptor && entry.instance == instance; });
+}
+
+Finder& finder() {
+  static Finder* const instance = new Finder;
+  return *instance;
+}
+
+// Every service is put in by its interface's own registerAsService(): what lies under a descriptor is of that kind.
 template <typename Interface>
 ::android::sp<Interface> get_service(const std::string& instance) {
-  const Service service = find_service(Interface::descriptor, instance);
-  return dynamic_cast<Interface*>(service.get());
+  if (finder()) return static_cast<Interface*>(find_service(Interface::descriptor, instance).get());
+  const std::lock_guard<std::mutex> lock(registry().mutex);
+  const auto found = find_entry(Interface::descriptor, instance);
+  return found == registry().entries.end() ? nullptr : static_cast<Interface*>(found->service.get());
 }
 
 }  // namespace
 
-void add_service(const std::string& descriptor, const std::string& instance, const Service& service) {
+void add_service(std::string_view descriptor, std::string_view instance, const Service& service) {
   Service old;  // goes after the lock
   const std::lock_guard<std::mutex> lock(registry().mutex);
-  Service& slot = registry().services[{descriptor, instance}];
-  old = std::move(slot);
-  slot = service;
+  const auto found = find_entry(descriptor, instance);
+  if (found == registry().entries.end()) {
+    registry().entries.push_back({std::string(descriptor), std::string(instance), service});
+  } else {
+    old = std::exchange(found->service, service);
+  }
 }
 
-Service find_service(const std::string& descriptor, const std::string& instance) {
-  const std::lock_guard<std::mutex> lock(registry().mutex);
-  const auto found = registry().services.find({descriptor, instance});
-  return found == registry().services.end() ? Service() : found->second;
+Service find_service(std::string_view descriptor, std::string_view instance) {
+  Service service;
+  {
+    const std::lock_guard<std::mutex> lock(registry().mutex);
+    const auto found = find_entry(descriptor, instance);
+    if (found != registry().entries.end()) service = found->service;
+  }
+  return finder() ? finder()(std::string(descriptor), service) : service;
 }
 
-bool remove_service(const std::string& descriptor, const std::string& instance) {
+void on_find_service(Finder between) { finder() = std::move(between); }
+
+bool remove_service(std::string_view descriptor, std::string_view instance) {
   Service old;  // goes after the lock
   const std::lock_guard<std::mutex> lock(registry().mutex);
-  const auto found = registry().services.find({descriptor, instance});
-  if (found == registry().services.end()) return false;
-  old = std::move(found->second);
-  registry().services.erase(found);
+  const auto found = find_entry(descriptor, instance);
+  if (found == registry().entries.end()) return false;
+  old = std::move(found->service);
+  registry().entries.erase(found);
   return true;
 }
 

@@ -2,7 +2,9 @@
 // manager for this. Any thread may call; a service taken out lives on as long as somebody holds it.
 #pragma once
 
+#include <functional>
 #include <string>
+#include <string_view>
 
 #include <android/hidl/base/1.0/IBase.h>
 #include <utils/StrongPointer.h>
@@ -11,13 +13,19 @@ namespace host {
 
 using Service = ::android::sp<::android::hidl::base::V1_0::IBase>;
 
-// Makes `service` known as `descriptor`/`instance`; replaces what was there.
-void add_service(const std::string& descriptor, const std::string& instance, const Service& service);
+// Makes `service`, which is one of the interface that `descriptor` names, known as `descriptor`/`instance`; replaces what
+// was there.
+void add_service(std::string_view descriptor, std::string_view instance, const Service& service);
 
 // Null when there is none.
-Service find_service(const std::string& descriptor, const std::string& instance);
+Service find_service(std::string_view descriptor, std::string_view instance);
+
+// Stands between every look-up and its answer: is given what is there, and what it returns is found. Empty: nobody. Not
+// to be changed while other threads look up.
+using Finder = std::function<Service(const std::string& descriptor, const Service& found)>;
+void on_find_service(Finder finder);
 
 // Returns whether there was one.
-bool remove_service(const std::string& descriptor, const std::string& instance);
+bool remove_service(std::string_view descriptor, std::string_view instance);
 
 }  // namespace host
