@@ -30,16 +30,18 @@ struct Row {
 constexpr Row kRows[] = {
     {{FaultId::sensors_absent, "sensors-absent", "", "there is no sensor service"}, Shape::none, {}},
     {{FaultId::sensors_vanish, "sensors-vanish", "CALLS",
-      "the sensor service dies after so many calls, those of its event queues included"},
+      "the sensor service dies after so many calls, those of its event queues included: what was on falls silent"},
      Shape::count,
      {}},
     {{FaultId::sensors_fail, "sensors-fail", "[CALLS]",
-      "calls of the sensor service and its event queues fail in transport, from the first or after so many"},
+      "calls of the sensor service and its event queues fail in transport, from the first or after so many: what is on "
+      "stays on"},
      Shape::count,
      0},
     {{FaultId::hub_absent, "hub-absent", "", "there is no test service"}, Shape::none, {}},
     {{FaultId::hub_vanish, "hub-vanish", "MESSAGES", "the test service dies after so many messages"}, Shape::count, {}},
-    {{FaultId::hub_fail, "hub-fail", "[CODE]", "messages fail in transport: those of one code, or all"},
+    {{FaultId::hub_fail, "hub-fail", "[CODE]",
+      "messages fail in transport, those of one code or all, and never reach the hub"},
      Shape::code,
      -1},
     {{FaultId::hub_slow, "hub-slow", "MS", "the hub takes so long to answer"}, Shape::count, {}, 0, 60000},
@@ -60,22 +62,29 @@ constexpr Row kRows[] = {
     {{FaultId::silent, "silent", "[SENSOR]", "the sensor delivers nothing"}, Shape::sensor, {}},
     {{FaultId::stuck, "stuck", "[SENSOR]", "the sensor repeats the raw value 0 for ever"}, Shape::sensor, {}},
     {{FaultId::motion, "motion", "[SENSOR[,RMS]]",
-      "the phone is in motion: a random part of this size in the sensor's unit"},
+      "the phone is in motion: a random part of this size in the sensor's unit, 5"},
      Shape::sensor_amount,
      5},
-    {{FaultId::drift, "drift", "[SENSOR[,PER_SECOND]]", "the raw value creeps"}, Shape::sensor_amount, 0.5, -1e9},
-    {{FaultId::out_of_range, "out-of-range", "[SENSOR[,AMOUNT]]", "the raw value is off by this much"},
+    {{FaultId::drift, "drift", "[SENSOR[,PER_SECOND]]", "the raw value creeps from the enabling on, by 0.5 a second"},
+     Shape::sensor_amount,
+     0.5,
+     -1e9},
+    {{FaultId::out_of_range, "out-of-range", "[SENSOR[,AMOUNT]]", "the raw value is off by this much, 30000"},
      Shape::sensor_amount,
      30000,
      -1e9},
     {{FaultId::not_a_number, "nan", "[SENSOR]", "the sensor delivers what is not a number"}, Shape::sensor, {}},
     {{FaultId::duplicate, "duplicate", "[SENSOR]", "every event comes twice"}, Shape::sensor, {}},
-    {{FaultId::late, "late", "[SENSOR[,MS]]", "events come so much later than their time"},
+    {{FaultId::late, "late", "[SENSOR[,MS]]", "events come so much later than their time stamp, 500 ms"},
      Shape::sensor_amount,
      500,
      0,
      60000},
-    {{FaultId::burst, "burst", "[SENSOR[,COUNT]]", "events come in bursts"}, Shape::sensor_amount, 5, 1, kMaxBurst},
+    {{FaultId::burst, "burst", "[SENSOR[,COUNT]]", "events come so many at a time, 5, when the last one is due"},
+     Shape::sensor_amount,
+     5,
+     1,
+     kMaxBurst},
     {{FaultId::straggler, "straggler", "[SENSOR]", "one more event comes after the sensor was disabled"},
      Shape::sensor,
      {}},
@@ -90,13 +99,26 @@ constexpr Row kRows[] = {
      {},
      0,
      65535},
-    {{FaultId::persist_full, "persist-full", "", "the persist partition is full"}, Shape::none, {}},
-    {{FaultId::persist_read_only, "persist-read-only", "", "the persist partition refuses writes"}, Shape::none, {}},
+    {{FaultId::persist_full, "persist-full", "",
+      "the files on the persist partition that the library writes take nothing more"},
+     Shape::none,
+     {}},
+    {{FaultId::persist_read_only, "persist-read-only", "",
+      "the files on the persist partition that the library writes refuse it"},
+     Shape::none,
+     {}},
     {{FaultId::persist_absent, "persist-absent", "", "the persist partition is not there"}, Shape::none, {}},
-    {{FaultId::truncated, "truncated", "PATH", "a file of the device ends in its middle"}, Shape::path, {}},
-    {{FaultId::garbled, "garbled", "PATH", "a file of the device holds garbage"}, Shape::path, {}},
-    {{FaultId::no_property, "no-property", "NAME", "a property is missing"}, Shape::key, {}},
-    {{FaultId::property, "property", "NAME=VALUE", "a property has another value, whatever it is"},
+    {{FaultId::truncated, "truncated", "PATH", "a file of the device loses its second half, for good"},
+     Shape::path,
+     {}},
+    {{FaultId::garbled, "garbled", "PATH", "a file of the device is replaced by noise of the same length, for good"},
+     Shape::path,
+     {}},
+    {{FaultId::no_property, "no-property", "NAME", "a property is missing, after a reboot of the open phone too"},
+     Shape::key,
+     {}},
+    {{FaultId::property, "property", "NAME=VALUE",
+      "a property has another value, also one that no build would set; it survives a reboot of the open phone"},
      Shape::key_value,
      {}},
 };
@@ -105,8 +127,20 @@ std::string usage(const FaultInfo& info) {
   return std::string(info.name) + (*info.arguments != '\0' ? std::string(":") + info.arguments : "");
 }
 
+std::string short_text(double number) {
+  char text[32];
+  return {text, std::to_chars(text, text + sizeof text, number).ptr};
+}
+
 [[noreturn]] void fail(const Row& row, const std::string& text) {
-  throw OptionError("fault '" + text + "': wants " + usage(row.info));
+  constexpr double kNoLimit = Row{}.high;
+  std::string range;
+  if (row.shape == Shape::count || row.shape == Shape::sensor_amount) {
+    range = row.high < kNoLimit ? ", a number from " + short_text(row.low) + " to " + short_text(row.high)
+            : row.low == 0      ? ", a number of 0 or more"
+                                : "";
+  }
+  throw OptionError("fault '" + text + "': wants " + usage(row.info) + range);
 }
 
 std::optional<double> parse_number(std::string_view text) {

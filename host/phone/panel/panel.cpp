@@ -46,7 +46,8 @@ Panel::Panel(const std::string& device_root, int max_brightness, int start_brigh
       node_(folder_ + "/brightness"),
       max_(max_brightness),
       start_(start_brightness),
-      clamp_(max_brightness) {}
+      clamp_(max_brightness),
+      last_(start_brightness) {}
 
 void Panel::lay_out() const {
   std::filesystem::create_directories(folder_);
@@ -60,10 +61,15 @@ void Panel::settle() const {
 }
 
 void Panel::reset() const {
+  last_ = start_;
   if (file_exists(node_)) write_node(start_);
 }
 
-int Panel::brightness() const { return std::clamp(read_node(node_).value_or(start_), 0, std::min(max_, clamp_)); }
+int Panel::brightness() const {
+  const std::optional<int> node = read_node(node_);
+  if (node) last_ = *node;
+  return std::clamp(node.value_or(last_), 0, std::min(max_, clamp_));
+}
 
 // Into the file that is there: somebody may have it open.
 void Panel::write_node(int value) const {

@@ -1,6 +1,7 @@
 // The panel: its brightness nodes under the device root, and how bright it is.
 #pragma once
 
+#include <atomic>
 #include <string>
 
 namespace phone {
@@ -21,7 +22,7 @@ class Panel {
   // The panel takes nothing above this.
   void clamp(int level) { clamp_ = level; }
 
-  // What the panel shows now: what the node says, within what the panel can do.
+  // What the panel shows now: what the node says, within what the panel can do. Without a node it stays as it was.
   int brightness() const;
   int max_brightness() const { return max_; }
   const std::string& node() const { return node_; }
@@ -33,7 +34,8 @@ class Panel {
   const std::string node_;
   const int max_;
   const int start_;
-  int clamp_;  // set before the sensors run
+  int clamp_;                      // set before the sensors run
+  mutable std::atomic<int> last_;  // what the node said
 };
 
 }  // namespace phone

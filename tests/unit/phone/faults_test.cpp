@@ -205,8 +205,18 @@ TEST(Faults, OfTiming) {
 
 TEST(Faults, OfThePanel) {
   {
-    const auto phone = phone::Phone::open(options({"brightness-missing"}));
+    const Folder folder;
+    phone::PhoneOptions kept = options();
+    kept.directory = folder.path() + "/phone";
+    EXPECT_TRUE(write_file((phone::Phone::open(kept)->directory() + kBrightness), "0\n"));
+    kept.faults = {"brightness-missing"};
+    const auto phone = phone::Phone::open(kept);
     EXPECT_EQ(fopen((phone->directory() + kBrightness).c_str(), "r+"), nullptr);
+    constexpr int kLightStream = 33171007;
+    phone::World dark = phone->world();
+    dark.dark_box = true;
+    phone->set_world(dark);
+    EXPECT_LT(mean(Client().collect(kLightStream, 100000, 5), 0), 0.5) << "the panel stays as it was";
   }
   {
     const auto phone = phone::Phone::open(options({"brightness-read-only"}));
