@@ -1,0 +1,91 @@
+#include "store/database.h"
+
+#include <soci/sqlite3/soci-sqlite3.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <iterator>
+
+namespace factory::store {
+namespace {
+
+// As an address, in which no blank or quotation mark of the file's name has a meaning.
+std::string address_of_file(const std::string& file, Database::Access access) {
+  constexpr char kDigits[] = "0123456789ABCDEF";
+  constexpr std::string_view kPlain = "/._-";
+  std::string out = "db=file:";
+  for (const char c : file) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (isalnum(byte) != 0 || kPlain.find(c) != std::string_view::npos) {
+      out += c;
+    } else {
+      out += {'%', kDigits[byte >> 4U], kDigits[byte & 15U]};
+    }
+  }
+  return out + (access == Database::Access::create ? "?mode=rwc" : "?mode=rw");
+}
+
+}  // namespace
+
+std::string in_words(const soci::soci_error& error, const Uri& uri) {
+  std::string text = uri.shown + ": " + error.get_error_message();
+  while (isspace(static_cast<unsigned char>(text.back())) != 0) text.pop_back();
+  std::replace(text.begin(), text.end(), '\n', ' ');
+  return text;
+}
+
+void rethrow(const Uri& uri) {
+  try {
+    throw;
+  } catch (const soci::soci_error& error) {
+    if (uri.postgresql && went_away(error)) throw AwayError(in_words(error, uri));
+    throw StoreError(in_words(error, uri));
+  }
+}
+
+Database::Database(const Uri& uri, Access access) : uri_(uri) {
+  try {
+    if (uri.postgresql) {
+      session_ = connect_to_server(uri_);
+    } else {
+      open_file(access);
+    }
+  } catch (const soci::soci_error&) {
+    rethrow(uri_);
+  }
+}
+
+void Database::open_file(Access access) {
+  namespace fs = std::filesystem;
+  std::error_code ignored;
+  const fs::path file = uri_.place;
+  if (!fs::is_directory(file.parent_path(), ignored))
+    throw StoreError(uri_.shown + ": there is no folder " + file.parent_path().string());
+  if (access == Access::existing && !fs::exists(file, ignored))
+    throw StoreError(uri_.shown + ": there is no such file");
+  session_ = std::make_unique<soci::session>(soci::sqlite3, address_of_file(uri_.place, access));
+  for (const char* pragma : {"PRAGMA busy_timeout = 20000", "PRAGMA foreign_keys = ON", "PRAGMA synchronous = FULL",
+                             "PRAGMA cache_size = -65536", "PRAGMA temp_store = MEMORY"})
+    run(pragma);
+  std::string mode;
+  *session_ << "PRAGMA journal_mode = WAL", soci::into(mode);
+}
+
+Transaction::Transaction(Database* database) : database_(*database) {
+  database_.run(database_.postgresql() ? "BEGIN" : "BEGIN IMMEDIATE");
+}
+
+Transaction::~Transaction() {
+  if (!open_) return;
+  try {
+    database_.run("ROLLBACK");
+  } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch): the connection is gone, and so is the transaction
+  }
+}
+
+void Transaction::commit() {
+  database_.run("COMMIT");
+  open_ = false;
+}
+
+}  // namespace factory::store

@@ -1,0 +1,60 @@
+// One connection to a store's database, and its transactions.
+#pragma once
+
+#include <soci/soci.h>
+
+#include <memory>
+#include <string>
+
+#include "store/error.h"
+#include "store/uri.h"
+
+namespace factory::store {
+
+// What only a server has; a build without its library has them in another file, which refuses.
+std::unique_ptr<soci::session> connect_to_server(const Uri& uri);
+int socket_of_server(soci::session& session);
+bool went_away(const soci::soci_error& error);
+
+std::string in_words(const soci::soci_error& error, const Uri& uri);
+
+class Database {
+ public:
+  enum class Access { create, existing };  // a file that is missing: made, or refused
+
+  // Throws StoreError, AwayError.
+  Database(const Uri& uri, Access access);
+
+  soci::session& sql() { return *session_; }
+  bool postgresql() const { return uri_.postgresql; }
+  const Uri& uri() const { return uri_; }
+  int socket() const { return uri_.postgresql ? socket_of_server(*session_) : -1; }
+
+  void run(const std::string& statement) { *session_ << statement; }
+
+ private:
+  void open_file(Access access);
+
+  const Uri uri_;
+  std::unique_ptr<soci::session> session_;
+};
+
+// What the database library throws becomes a StoreError, or an AwayError where the server went away.
+[[noreturn]] void rethrow(const Uri& uri);
+
+// Takes the right to write at once: two that read first and write later would end each other.
+class Transaction {
+ public:
+  explicit Transaction(Database* database);
+  ~Transaction();
+  Transaction(const Transaction&) = delete;
+  Transaction& operator=(const Transaction&) = delete;
+
+  void commit();
+
+ private:
+  Database& database_;
+  bool open_ = true;
+};
+
+}  // namespace factory::store

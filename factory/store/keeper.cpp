@@ -1,0 +1,58 @@
+#include "store/keeper.h"
+
+#include <iostream>
+
+#include "options.h"
+#include "store/sync.h"
+
+namespace factory::store {
+namespace {
+
+// What a station waits for one run, at most: the next phone is there.
+constexpr double kPatienceSeconds = 10;
+
+}  // namespace
+
+Keeper::Keeper(const std::string& uri, const std::string& spool, bool samples)
+    : uri_(parse_uri(uri)), samples_(samples) {
+  if (!uri_.postgresql && !spool.empty())
+    throw AppError(kUsage, "--spool goes with a server; " + uri_.shown + " is a file and needs none");
+  try {
+    if (uri_.postgresql) {
+      spool_.emplace(spool.empty() ? default_spool() : spool);
+    } else {
+      store_.emplace(uri_);
+    }
+  } catch (const StoreError& error) {
+    throw AppError(kUsage, error.what());
+  }
+}
+
+void Keeper::keep(const Json::Value& record) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  if (spool_) {
+    spool_->keep(record, samples_);
+  } else {
+    store_->put(rows_of(record, samples_));
+  }
+}
+
+void Keeper::bring_up() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  if (!spool_) return;
+  try {
+    const Brought brought = store::bring_up(&*spool_, uri_, kPatienceSeconds);
+    for (const std::string& refused : brought.refused) std::cerr << "sensorcal: not stored: " << refused << "\n";
+    if (!brought.away.empty()) std::cerr << "sensorcal: " << brought.away << "\n";
+    if (brought.waiting > 0) {
+      std::cerr << "sensorcal: " << count_of_runs(brought.waiting) << (brought.waiting == 1 ? " waits" : " wait")
+                << " in " << spool_->file() << " for the next run or `sensorcal sync`\n";
+    }
+  } catch (const StoreError& error) {
+    std::cerr << "sensorcal: " << error.what() << "\n";
+  }
+}
+
+std::string count_of_runs(int count) { return std::to_string(count) + (count == 1 ? " run" : " runs"); }
+
+}  // namespace factory::store

@@ -1,0 +1,39 @@
+// Keeps the runs of `sensorcal run`: at once in a file, or by way of the spool on a server.
+#pragma once
+
+#include <json/json.h>
+
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "store/spool.h"
+#include "store/store.h"
+
+namespace factory::store {
+
+class Keeper {
+ public:
+  // Opens what lies at the station. Throws AppError(kUsage) where that cannot be done: before the run, not after it.
+  // `spool`: empty for the usual place.
+  Keeper(const std::string& uri, const std::string& spool, bool samples);
+
+  // The run is on this station's disk when this returns. Throws StoreError. Any thread.
+  void keep(const Json::Value& record);
+
+  // To the server, where there is one. Tells on standard error what could not be done; never throws for it.
+  void bring_up();
+
+ private:
+  const Uri uri_;
+  const bool samples_;
+  std::mutex mutex_;
+  std::optional<Store> store_;  // used with mutex_ held, and so is the following
+  std::optional<Spool> spool_;
+};
+
+// "2 runs".
+std::string count_of_runs(int count);
+
+}  // namespace factory::store

@@ -1,0 +1,34 @@
+// Where runs are kept for good: an embedded file or a server. docs/formats/store.md has the tables.
+#pragma once
+
+#include <memory>
+
+#include "store/database.h"
+#include "store/run_rows.h"
+
+namespace factory::store {
+
+class Dictionary;
+class RunWriter;
+
+class Store {
+ public:
+  // Makes the tables where there are none, and brings an older store up to date. Throws StoreError, AwayError.
+  explicit Store(const Uri& uri);
+  ~Store();
+  Store(const Store&) = delete;
+  Store& operator=(const Store&) = delete;
+
+  // The whole run in one transaction, on the disk when this returns. False: it was there already, by its id.
+  bool put(const RunRows& run);
+
+  Database& database() { return database_; }
+
+ private:
+  Database database_;
+  std::unique_ptr<Dictionary> dictionary_;
+  std::unique_ptr<RunWriter> writer_;
+  int month_seen_of_day_ = -1;
+};
+
+}  // namespace factory::store

@@ -1,0 +1,20 @@
+// Where a store is.
+#pragma once
+
+#include <string>
+
+namespace factory::store {
+
+struct Uri {
+  bool postgresql = false;
+  std::string place;  // the file, absolute; or what the server's client library connects to
+  std::string shown;  // for people: without a password
+};
+
+// "sqlite:FILE", "postgresql://..." or a file's name. Throws AppError.
+Uri parse_uri(const std::string& text);
+
+// The file that keeps runs until the server has them: below $XDG_STATE_HOME, else ~/.local/state. Its folder is made.
+std::string default_spool();
+
+}  // namespace factory::store

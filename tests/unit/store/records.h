@@ -1,0 +1,63 @@
+// Made-up runs and places to keep them.
+#pragma once
+
+#include <json/json.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "store/store.h"
+#include "store/uri.h"
+
+namespace factory::store {
+
+struct MadeValue {
+  std::string name;
+  double value;
+  double low, high;
+};
+
+struct MadeRun {
+  std::string serial = "A1";
+  std::string station = "north";
+  std::string plan = "inertial";
+  long long started_ms = 1764000000000;  // 2025-11-24T16:00:00Z
+  std::string verdict = "passed";
+  std::string version = "0.1.0";
+  std::string profile = "reference";
+  // Each attempt of the plan's only step has these.
+  std::vector<std::vector<MadeValue>> attempts = {{{"residual", 0.001, -0.02, 0.02}}};
+  int samples = 0;
+};
+
+// A record as `sensorcal run` writes it, with a new id.
+Json::Value record_of(const MadeRun& run);
+
+// A folder that goes with the object.
+class Folder {
+ public:
+  Folder();
+  ~Folder();
+  Folder(const Folder&) = delete;
+  Folder& operator=(const Folder&) = delete;
+  std::string file(const std::string& name) const { return (path_ / name).string(); }
+
+ private:
+  std::filesystem::path path_;
+};
+
+// An empty database of the kind: "sqlite" in the folder, or "postgresql" on a server that this program started.
+Uri fresh_place(const std::string& kind, const Folder& folder);
+
+// The kinds that this run of the program is about.
+std::vector<std::string> kinds();
+
+// Stops the server and starts it again; `mode` as pg_ctl has it.
+void stop_server(const std::string& mode);
+void start_server();
+
+// One number that the database answers.
+long long number_from(Database* database, const std::string& sql);
+
+}  // namespace factory::store

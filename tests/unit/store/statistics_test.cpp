@@ -1,0 +1,257 @@
+// Every statistic against one that is worked out here, from the values themselves.
+#include "store/statistics.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+
+#include "records.h"
+#include "store/control_chart.h"
+
+namespace factory::store {
+namespace {
+
+constexpr long long kDayMs = 86400000;
+constexpr long long kMidnight = 20000 * kDayMs;
+
+// In long double and in two passes.
+struct Expected {
+  explicit Expected(const std::vector<double>& values) {
+    long double sum = 0;
+    for (const double v : values) sum += v;
+    const long double m = sum / static_cast<long double>(values.size());
+    long double squares = 0;
+    for (const double v : values) squares += (v - m) * (v - m);
+    mean = static_cast<double>(m);
+    sigma = static_cast<double>(std::sqrt(squares / static_cast<long double>(values.size() - 1)));
+  }
+  double mean, sigma;
+};
+
+class StatisticsTest : public testing::TestWithParam<std::string> {
+ protected:
+  void SetUp() override { store_ = std::make_unique<Store>(fresh_place(GetParam(), folder_)); }
+  void put(const MadeRun& run) { ASSERT_TRUE(store_->put(rows_of(record_of(run), false))); }
+  Statistics ask(const Filter& filter = {}) { return statistics(&store_->database(), filter); }
+
+  Folder folder_;
+  std::unique_ptr<Store> store_;
+};
+INSTANTIATE_TEST_SUITE_P(, StatisticsTest, testing::ValuesIn(kinds()), [](const auto& kind) { return kind.param; });
+
+TEST_P(StatisticsTest, CapabilityKeepsItsDigits) {
+  struct Case {
+    const char* name;
+    double centre, sigma, first;
+    double low, high;
+  };
+  // The first value is what the sums are taken about: also when it lies far off, or a million sigmas.
+  const Case cases[] = {{"usual", 0.5, 0.1, 0.5, 0, 1},
+                        {"far from zero", 1013.25, 1e-5, 1013.25, 1013.249, 1013.251},
+                        {"first far off", 5e6, 1e-3, 0, 4999999, 5000001},
+                        {"first an outlier", 1, 1e-4, 1e9, 0.999, 1.001}};
+  std::mt19937 random(7);
+  for (const Case& c : cases) {
+    std::vector<double> values;
+    std::normal_distribution<double> spread(c.centre, c.sigma);
+    for (int i = 0; i < 60; ++i) {
+      MadeRun run;
+      // The stray first value lies on a day of its own, which the second pass is for.
+      run.started_ms = kMidnight + (i == 0 ? 0 : kDayMs * (1 + i % 3)) + i;
+      const double value = i == 0 ? c.first : spread(random);
+      run.attempts = {{{c.name, value, c.low, c.high}}};
+      put(run);
+      values.push_back(value);
+    }
+    Filter filter;
+    filter.measurement = c.name;
+    filter.since_ms = kMidnight + (c.first == c.centre ? 0 : kDayMs);
+    if (c.first != c.centre) values.erase(values.begin());
+    const std::vector<Characteristic> found = ask(filter).characteristics;
+    ASSERT_EQ(found.size(), 1U) << c.name;
+    const Expected wanted(values);
+    const Moments& m = found[0].all;
+    EXPECT_EQ(m.count, static_cast<long long>(values.size()));
+    EXPECT_NEAR(m.mean, wanted.mean, 1e-12 * std::abs(wanted.mean)) << c.name;
+    EXPECT_NEAR(*m.sigma(), wanted.sigma, 1e-7 * wanted.sigma) << c.name;
+    EXPECT_EQ(m.least, *std::min_element(values.begin(), values.end())) << c.name;
+    EXPECT_EQ(m.most, *std::max_element(values.begin(), values.end())) << c.name;
+    const double nearer = std::min(c.high - wanted.mean, wanted.mean - c.low);
+    EXPECT_NEAR(*cp(m, found[0].low, found[0].high) * 6 * wanted.sigma / (c.high - c.low), 1, 1e-6) << c.name;
+    EXPECT_NEAR(*cpk(m, found[0].low, found[0].high) * 3 * wanted.sigma / nearer, 1, 1e-6) << c.name;
+  }
+}
+
+TEST_P(StatisticsTest, YieldsCountPhones) {
+  struct Row {
+    const char* serial;
+    const char* station;
+    std::vector<const char*> verdicts;  // in the order of time
+  };
+  const Row rows[] = {
+      {"A", "north", {"passed"}},           {"B", "north", {"failed", "passed"}},  {"C", "south", {"passed", "failed"}},
+      {"D", "south", {"failed", "failed"}}, {"E", "south", {"aborted", "passed"}}, {"F", "south", {"aborted"}},
+      {"", "north", {"passed", "failed"}}};
+  long long ms = kMidnight;
+  std::vector<MadeRun> runs;
+  for (const Row& row : rows) {
+    for (const char* verdict : row.verdicts) {
+      MadeRun run;
+      run.serial = row.serial;
+      run.station = row.station;
+      run.verdict = verdict;
+      run.started_ms = ++ms;
+      runs.push_back(run);
+    }
+  }
+  // Runs come up in any order.
+  std::shuffle(runs.begin(), runs.end(), std::mt19937(1));
+  for (const MadeRun& run : runs) put(run);
+  const Statistics stats = ask();
+  EXPECT_EQ(stats.runs.passed, 5);
+  EXPECT_EQ(stats.runs.failed, 5);
+  EXPECT_EQ(stats.runs.aborted, 2);
+  EXPECT_EQ(stats.yield.units, 7);  // A to E, and two without a number
+  EXPECT_EQ(stats.yield.passed, 4);
+  EXPECT_EQ(stats.yield.first_passed, 4);
+  EXPECT_EQ(stats.by_station.at("north").units, 4);
+  EXPECT_EQ(stats.by_station.at("south").passed, 1);
+  EXPECT_EQ(stats.by_plan.at("inertial").runs, 10);
+}
+
+TEST_P(StatisticsTest, ParetoCountsFirstFailures) {
+  const std::pair<const char*, int> failing[] = {{"noise", 3}, {"residual", 5}, {"", 1}};
+  for (const auto& [name, count] : failing) {
+    for (int i = 0; i < count; ++i) {
+      MadeRun run;
+      run.verdict = "failed";
+      run.attempts = {
+          {{"fine", 0, -1, 1}, {*name == 0 ? "fine" : name, *name == 0 ? 0.0 : 9.0, -1, 1}, {"later", 9, 0, 1}}};
+      if (*name == 0) run.attempts[0].pop_back();
+      put(run);
+    }
+  }
+  const std::vector<Failure> failures = ask().failures;
+  ASSERT_EQ(failures.size(), 3U);
+  EXPECT_EQ(failures[0].measurement, "residual x");
+  EXPECT_EQ(failures[0].runs, 5);
+  EXPECT_EQ(failures[1].measurement, "noise x");
+  EXPECT_EQ(failures[2].measurement, "");
+  EXPECT_EQ(failures[2].step, "Acc");
+}
+
+TEST_P(StatisticsTest, OnlyTheDecidingAttemptCounts) {
+  MadeRun run;
+  run.attempts = {{{"residual", 100, -1, 1}}, {{"residual", 0.5, -1, 1}}};
+  put(run);
+  const Characteristic c = ask().characteristics.at(0);
+  EXPECT_EQ(c.all.count, 1);
+  EXPECT_EQ(c.all.mean, 0.5);
+  EXPECT_EQ(c.failed, 0);
+  EXPECT_EQ(ask().runs.retried, 1);
+  EXPECT_FALSE(cpk(c.all, c.low, c.high));
+}
+
+TEST_P(StatisticsTest, FiltersChoose) {
+  const char* stations[] = {"north", "south"};
+  const char* plans[] = {"inertial", "light"};
+  for (int i = 0; i < 16; ++i) {
+    MadeRun run;
+    run.station = stations[i % 2];
+    run.plan = plans[i / 2 % 2];
+    run.profile = i / 4 % 2 == 0 ? "reference" : "other";
+    run.version = i / 8 == 0 ? "1" : "2";
+    run.started_ms = kMidnight + i * kDayMs / 8;  // eight a day
+    put(run);
+  }
+  struct Case {
+    Filter filter;
+    int runs;
+  };
+  const Case cases[] = {
+      {{}, 16},
+      {{{}, {}, "north", "", "", "", ""}, 8},
+      {{{}, {}, "north", "light", "", "", ""}, 4},
+      {{{}, {}, "", "", "other", "2", ""}, 4},
+      {{{}, {}, "nowhere", "", "", "", ""}, 0},
+      {{kMidnight + kDayMs, {}, "", "", "", "", ""}, 8},
+      {{{}, kMidnight + kDayMs, "", "", "", "", ""}, 8},
+      {{kMidnight + kDayMs / 4, kMidnight + kDayMs + kDayMs / 4, "", "", "", "", ""}, 8},
+      {{kMidnight + kDayMs / 4 + 1, kMidnight + kDayMs / 2, "north", "", "", "", ""}, 0},
+      {{kMidnight + kDayMs / 4, kMidnight + kDayMs / 2, "north", "", "", "", ""}, 1},
+  };
+  for (const Case& c : cases) {
+    const Statistics stats = ask(c.filter);
+    EXPECT_EQ(stats.runs.passed, c.runs);
+    EXPECT_EQ(stats.yield.runs, c.runs);
+    long long values = 0;
+    for (const Characteristic& each : stats.characteristics) values += each.all.count;
+    EXPECT_EQ(values, c.runs) << &c - cases;
+  }
+}
+
+TEST_P(StatisticsTest, OutliersPointToTheirRuns) {
+  std::mt19937 random(3);
+  std::normal_distribution<double> spread(0, 1);
+  std::vector<double> values;
+  for (int i = 0; i < 200; ++i) {
+    MadeRun run;
+    run.serial = "S" + std::to_string(i);
+    run.started_ms = kMidnight + i % 5 * kDayMs + i;
+    const double value = i == 17 ? 20 : i == 60 ? -15 : std::max(-3.0, std::min(3.0, spread(random)));
+    run.attempts = {{{"residual", value, -100, 100}}};
+    put(run);
+    values.push_back(value);
+  }
+  const Expected wanted(values);
+  const std::vector<Outlier> outliers = ask().characteristics.at(0).outliers;
+  ASSERT_EQ(outliers.size(), 2U);
+  EXPECT_EQ(outliers[0].serial, "S17");
+  EXPECT_NEAR(outliers[0].distance, (20 - wanted.mean) / wanted.sigma, 1e-9);
+  EXPECT_EQ(outliers[1].serial, "S60");
+  EXPECT_EQ(outliers[1].run_id.size(), 36U);
+}
+
+std::map<int, Moments> days_of(const std::vector<double>& means) {
+  std::map<int, Moments> out;
+  // Four values a day with a scatter of one within the day: a mean has half of it.
+  for (size_t i = 0; i < means.size(); ++i) out[static_cast<int>(i)] = {4, means[i], 3, means[i] - 1, means[i] + 1};
+  return out;
+}
+
+TEST(ControlChartTest, RulesSoundWhenTheyAreMet) {
+  struct Case {
+    const char* what;
+    std::vector<double> means;  // about zero; in half units a sigma of a mean
+    std::vector<int> rules;     // by day
+  };
+  const Case cases[] = {
+      {"in order", {0.3, -0.3, 0.2, -0.2}, {0, 0, 0, 0}},
+      {"beyond three sigma", {1.6, -0.4, -0.4, -0.4, -0.4}, {1, 0, 0, 0, 0}},
+      {"two of three beyond two", {1.1, 0, 1.1, -0.55, -0.55, 0, -1.1}, {0, 0, 2, 0, 0, 0, 0}},
+      {"opposite sides", {1.1, -1.1, 0, 1.1, -1.1}, {0, 0, 0, 0, 0}},
+      {"four of five beyond one", {0.6, 0.6, 0, 0.6, 0.6, -0.6, -0.9, -0.9}, {0, 0, 0, 0, 3, 0, 0, 0}},
+      {"eight on one side", {0.1, 0.1, 0.1, 0.1, 0.1, 0.1, 0.1, 0.1, -0.4, -0.4}, {0, 0, 0, 0, 0, 0, 0, 4, 0, 0}},
+      {"exactly on the line", {1.5, -1.5}, {0, 0}},
+  };
+  for (const Case& c : cases) {
+    const ControlChart chart = control_chart(days_of(c.means));
+    EXPECT_NEAR(chart.sigma, 1, 1e-12) << c.what;
+    EXPECT_NEAR(chart.centre, 0, 0.051) << c.what;
+    std::vector<int> rules;
+    for (const ChartPoint& point : chart.points) rules.push_back(point.rule);
+    EXPECT_EQ(rules, c.rules) << c.what;
+  }
+}
+
+TEST(ControlChartTest, SingleValuesScatterByTheirSteps) {
+  std::map<int, Moments> days;
+  const double values[] = {1, 3, 2, 4};
+  for (int i = 0; i < 4; ++i) days[i] = {1, values[i], 0, values[i], values[i]};
+  EXPECT_NEAR(control_chart(days).sigma, (2 + 1 + 2) / 3.0 / 1.128, 1e-3);
+  EXPECT_EQ(control_chart({}).points.size(), 0U);
+}
+
+}  // namespace
+}  // namespace factory::store

@@ -1,0 +1,237 @@
+// What is stored, and that it is stored once.
+#include "store/store.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <fstream>
+#include <limits>
+#include <thread>
+
+#include "records.h"
+#include "store/history.h"
+#include "store/schema.h"
+#include "store/statistics.h"
+#include "store/stored_text.h"
+
+namespace factory::store {
+namespace {
+
+class StoreTest : public testing::TestWithParam<std::string> {
+ protected:
+  Uri place() { return fresh_place(GetParam(), folder_); }
+  Folder folder_;
+};
+INSTANTIATE_TEST_SUITE_P(, StoreTest, testing::ValuesIn(kinds()), [](const auto& kind) { return kind.param; });
+
+const Json::Value& measurement(const Json::Value& history, int run, int attempt, int which) {
+  return history["runs"][run]["steps"][0]["attempts"][attempt]["measurements"][which];
+}
+
+TEST_P(StoreTest, GivesBackWhatWasStored) {
+  Store store(place());
+  MadeRun run;
+  run.verdict = "failed";
+  run.attempts = {{{"residual", 0.5, -0.02, 0.02}, {"noise", 0.1 + 0.2, 0, 1}}, {{"residual", -1.0 / 3, -0.02, 0.02}}};
+  run.samples = 3;
+  ASSERT_TRUE(store.put(rows_of(record_of(run), true)));
+  const Json::Value found = history(&store.database(), "A1", 0, true);
+  ASSERT_EQ(found["runs"].size(), 1U);
+  EXPECT_EQ(found["runs"][0]["started"], "2025-11-24T16:00:00.000Z");
+  EXPECT_EQ(found["runs"][0]["failed_step"], "Acc");
+  EXPECT_EQ(found["runs"][0]["failed_measurement"], "residual x");
+  EXPECT_EQ(found["runs"][0]["steps"][0]["attempts"][0]["reasons"][0], "out of limits");
+  EXPECT_EQ(measurement(found, 0, 0, 1)["value"].asDouble(), 0.1 + 0.2);
+  EXPECT_EQ(measurement(found, 0, 1, 0)["value"].asDouble(), -1.0 / 3);
+  EXPECT_EQ(measurement(found, 0, 1, 0)["low"].asDouble(), -0.02);
+  EXPECT_EQ(measurement(found, 0, 1, 0)["unit"], "m/s^2");
+  EXPECT_EQ(measurement(found, 0, 1, 0)["standard_error"].asDouble(), 0.0001);
+  EXPECT_EQ(number_from(&store.database(), "SELECT COUNT(*) FROM sample WHERE value = 0.5 AND event = 3 AND state = 2"),
+            2);
+  EXPECT_EQ(number_from(&store.database(), "SELECT COUNT(*) FROM sample"), 12);
+}
+
+TEST_P(StoreTest, StoresARunOnce) {
+  const Uri uri = place();
+  Store here(uri);
+  const Json::Value record = record_of({});
+  EXPECT_TRUE(here.put(rows_of(record, false)));
+  EXPECT_FALSE(here.put(rows_of(record, false)));
+  Store there(uri);
+  EXPECT_FALSE(there.put(rows_of(record, false)));
+  EXPECT_EQ(number_from(&here.database(), "SELECT COUNT(*) FROM measurement"), 1);
+}
+
+TEST_P(StoreTest, StationsOfOneNameWriteAtOnce) {
+  constexpr int kStations = 4;
+  constexpr int kRuns = 10;
+  const Uri uri = place();
+  const Json::Value shared = record_of({});
+  std::vector<std::thread> stations;
+  for (int i = 0; i < kStations; ++i) {
+    // Also the tables are made by all at once.
+    stations.emplace_back([&uri, &shared] {
+      Store store(uri);
+      for (int run = 0; run < kRuns; ++run) EXPECT_TRUE(store.put(rows_of(record_of({}), false)));
+      store.put(rows_of(shared, false));
+    });
+  }
+  for (std::thread& station : stations) station.join();
+  Store store(uri);
+  EXPECT_EQ(number_from(&store.database(), "SELECT COUNT(*) FROM run"), kStations * kRuns + 1);
+  EXPECT_EQ(number_from(&store.database(), "SELECT COUNT(*) FROM setup"), 1);
+  EXPECT_EQ(number_from(&store.database(), "SELECT COUNT(*) FROM series"), 1);
+}
+
+TEST_P(StoreTest, TakesAnyName) {
+  using namespace std::string_literals;
+  const std::string names[] = {"'; DROP TABLE run; --",
+                               "\"quoted\" \\ :day $1 ?1",
+                               "\xF0\x9F\x93\xB1 \xE2\x9C\x93",
+                               "\xff\xfe\x80 not UTF-8 \xed\xa0\x80",
+                               "zero\0byte"s,
+                               std::string(10000, 'x'),
+                               to_stored("\xff"),
+                               "%s%n",
+                               "line\nfeed\ttab"};
+  Store store(place());
+  for (const std::string& name : names) {
+    MadeRun run;
+    run.serial = run.station = run.plan = run.profile = name;
+    run.attempts[0][0].name = name;
+    ASSERT_TRUE(store.put(rows_of(record_of(run), false)));
+  }
+  for (const std::string& name : names) {
+    const Json::Value found = history(&store.database(), name, 0, true);
+    ASSERT_EQ(found["runs"].size(), 1U) << name;
+    EXPECT_EQ(found["runs"][0]["serial"].asString(), name);
+    EXPECT_EQ(measurement(found, 0, 0, 0)["name"].asString(), name);
+    Filter filter;
+    filter.station = filter.plan = filter.profile = filter.measurement = name;
+    const Statistics stats = statistics(&store.database(), filter);
+    EXPECT_EQ(stats.runs.passed, 1) << name;
+    ASSERT_EQ(stats.characteristics.size(), 1U) << name;
+    EXPECT_EQ(stats.characteristics[0].plan, name);
+  }
+}
+
+TEST_P(StoreTest, KeepsWhatCannotBeAddedUp) {
+  constexpr double kInfinity = std::numeric_limits<double>::infinity();
+  Store store(place());
+  MadeRun run;
+  for (const double value : {std::nan(""), kInfinity, -kInfinity, 1e300, 1e-200, 1.0, 3.0}) {
+    run.attempts = {{{"residual", value, -kInfinity, 10}}};
+    ASSERT_TRUE(store.put(rows_of(record_of(run), false)));
+    ++run.started_ms;
+  }
+  const Json::Value found = history(&store.database(), "A1", 0, true);
+  const Json::Value wanted[] = {3.0, 1.0, "1e-200", "1e+300", "-inf", "inf", "nan"};
+  for (int i = 0; i < 7; ++i) EXPECT_EQ(measurement(found, i, 0, 0)["value"], wanted[i]);
+  const std::vector<Characteristic> c = characteristics(&store.database(), {}, 4);
+  ASSERT_EQ(c.size(), 1U);
+  EXPECT_EQ(c[0].unusable, 4);
+  EXPECT_EQ(c[0].all.count, 3);
+  EXPECT_DOUBLE_EQ(c[0].all.mean, 4.0 / 3);
+}
+
+TEST_P(StoreTest, TakesAnyClock) {
+  Store store(place());
+  const long long times[] = {0, -5, 1, 1764000000000, 1763000000000, 4102444800000, 7258118400000};
+  for (const long long ms : times) {
+    MadeRun run;
+    run.started_ms = ms;
+    EXPECT_TRUE(store.put(rows_of(record_of(run), false))) << ms;
+  }
+  const Json::Value found = history(&store.database(), "A1", 2, false);
+  ASSERT_EQ(found["runs"].size(), 2U);
+  EXPECT_EQ(found["runs"][0]["started"], "2200-01-01T00:00:00.000Z");
+  EXPECT_EQ(found["runs"][1]["started"], "2100-01-01T00:00:00.000Z");
+  EXPECT_EQ(statistics(&store.database(), {}).runs.passed, 7);
+}
+
+TEST_P(StoreTest, BringsAnOlderStoreUpToDate) {
+  const Uri uri = place();
+  {
+    Database old(uri, Database::Access::create);
+    migrate(&old, 1);
+    EXPECT_THROW(old.run("SELECT COUNT(*) FROM sample"), soci::soci_error);
+  }
+  MadeRun run;
+  run.samples = 1;
+  Store store(uri);
+  EXPECT_TRUE(store.put(rows_of(record_of(run), true)));
+  EXPECT_EQ(number_from(&store.database(), "SELECT COUNT(*) FROM sample"), 2);
+}
+
+TEST_P(StoreTest, RefusesANewerStore) {
+  const Uri uri = place();
+  Store(uri).database().run("INSERT INTO schema_version (version) VALUES (99)");
+  try {
+    Store store(uri);
+    FAIL() << "opened";
+  } catch (const StoreError& error) {
+    EXPECT_NE(std::string(error.what()).find("version 99, this program knows versions up to 2"), std::string::npos)
+        << error.what();
+  }
+}
+
+TEST(StoreFileTest, MigratesAStoreOfVersion1) {
+  Folder folder;
+  const Uri uri = parse_uri(folder.file("it's an \"old\" store?.db"));
+  {
+    Database old(uri, Database::Access::create);
+    std::ifstream file(TEST_DATA_DIR "/store/version1.sql");
+    std::string statement;
+    while (std::getline(file, statement, ';')) {
+      if (statement.find_first_not_of(" \n") != std::string::npos) old.run(statement);
+    }
+  }
+  Store store(uri);
+  EXPECT_TRUE(store.put(rows_of(record_of({}), false)));
+  EXPECT_EQ(number_from(&store.database(), "SELECT MAX(version) FROM schema_version"), newest_schema());
+  const Json::Value found = history(&store.database(), "OLD1", 0, true);
+  ASSERT_EQ(found["runs"].size(), 1U);
+  EXPECT_EQ(measurement(found, 0, 0, 0)["value"].asDouble(), 0.25);
+  EXPECT_EQ(statistics(&store.database(), {}).yield.units, 2);
+}
+
+TEST(StoreFileTest, SaysWhatIsWrongWithAFile) {
+  Folder folder;
+  std::ofstream(folder.file("text")) << std::string(5000, 'x');
+  const std::pair<std::string, const char*> cases[] = {{folder.file("no/such/store.db"), "there is no folder"},
+                                                       {folder.file("text"), "not a database"}};
+  for (const auto& [file, wanted] : cases) {
+    try {
+      Store store(parse_uri(file));
+      FAIL() << file;
+    } catch (const StoreError& error) {
+      EXPECT_NE(std::string(error.what()).find(wanted), std::string::npos) << error.what();
+    }
+  }
+}
+
+TEST(StoreFileTest, ForeignKeysHold) {
+  Folder folder;
+  Store store(parse_uri(folder.file("store.db")));
+  EXPECT_THROW(store.database().run("INSERT INTO step VALUES (1, 77, 1, 1, 0, 1)"), soci::soci_error);
+}
+
+TEST(StoredTextTest, KeepsTextsApart) {
+  using namespace std::string_literals;
+  const std::string texts[] = {"",
+                               "plain",
+                               "\xff",
+                               "\xc3\xbf",
+                               "a\0b"s,
+                               to_stored("\xff"),
+                               to_stored(to_stored("\xff")),
+                               "\xf4\x8f\xbc",
+                               "\xed\xa0\x80",
+                               "\xc0\x80"};
+  for (const std::string& text : texts) EXPECT_EQ(from_stored(to_stored(text)), text);
+  EXPECT_EQ(to_stored("plain \xE2\x9C\x93"), "plain \xE2\x9C\x93");
+  EXPECT_NE(to_stored("\xff"), to_stored(to_stored("\xff")));
+}
+
+}  // namespace
+}  // namespace factory::store

@@ -1,0 +1,204 @@
+// Runs wait at the station and come up once, whatever ends in between.
+#include "store/sync.h"
+
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <random>
+#include <set>
+#include <thread>
+
+#include "json_text.h"
+#include "options.h"
+#include "records.h"
+#include "store/run_id.h"
+#include "store/spool.h"
+
+namespace factory::store {
+namespace {
+
+class SyncTest : public testing::TestWithParam<std::string> {
+ protected:
+  Uri place() { return fresh_place(GetParam(), folder_); }
+  // A number of the run stands in its serial number.
+  static Json::Value numbered(int i) {
+    MadeRun run;
+    run.serial = "S" + std::to_string(i);
+    return record_of(run);
+  }
+  static void expect_each_once(const Uri& uri, int count) {
+    Store store(uri);
+    EXPECT_EQ(number_from(&store.database(), "SELECT COUNT(*) FROM run"), count);
+    EXPECT_EQ(number_from(&store.database(), "SELECT COUNT(DISTINCT serial) FROM run"), count);
+    for (const char* table : {"step", "attempt", "measurement"})
+      EXPECT_EQ(number_from(&store.database(), std::string("SELECT COUNT(*) FROM ") + table), count) << table;
+  }
+  Folder folder_;
+};
+INSTANTIATE_TEST_SUITE_P(, SyncTest, testing::ValuesIn(kinds()), [](const auto& kind) { return kind.param; });
+
+TEST_P(SyncTest, BringsWhatWaits) {
+  const Uri uri = place();
+  Spool spool(folder_.file("spool.db"));
+  for (int i = 0; i < 5; ++i) spool.keep(numbered(i), false);
+  // The answer to this one was lost: the store has it.
+  Store(uri).put(rows_of(Json::Value(numbered(5)), false));
+  const Json::Value twice = numbered(6);
+  Store(uri).put(rows_of(twice, false));
+  spool.keep(twice, false);
+  const Brought brought = bring_up(&spool, uri, 60);
+  EXPECT_EQ(brought.stored, 5);
+  EXPECT_EQ(brought.were_there, 1);
+  EXPECT_EQ(brought.waiting, 0);
+  EXPECT_EQ(brought.away, "");
+  expect_each_once(uri, 7);
+}
+
+TEST_P(SyncTest, OneThatIsRefusedHoldsNoOtherUp) {
+  const Uri uri = place();
+  Spool spool(folder_.file("spool.db"));
+  Json::Value bad = numbered(0);
+  bad["id"] = "00000000-no-run";
+  spool.keep(bad, false);
+  spool.keep(numbered(1), false);
+  const Brought brought = bring_up(&spool, uri, 60);
+  EXPECT_EQ(brought.stored, 1);
+  EXPECT_EQ(brought.waiting, 1);
+  ASSERT_EQ(brought.refused.size(), 1U);
+  EXPECT_NE(brought.refused[0].find("which is none"), std::string::npos) << brought.refused[0];
+}
+
+TEST_P(SyncTest, KilledAtAnyMomentLosesAndDoublesNothing) {
+  constexpr int kRounds = 25;
+  const Uri uri = place();
+  const std::string spool_file = folder_.file("spool.db");
+  { const Store made(uri); }
+  std::mt19937 random(4711);
+  int kept[2];
+  ASSERT_EQ(pipe(kept), 0);
+  for (int round = 0; round < kRounds; ++round) {
+    const pid_t station = fork();
+    if (station == 0) {
+      close(kept[0]);
+      Spool spool(spool_file);
+      for (int i = round * 1000;; ++i) {
+        spool.keep(numbered(i), false);
+        // From here on the station has promised it.
+        if (write(kept[1], &i, sizeof i) != sizeof i) _exit(1);
+        bring_up(&spool, uri, 60);
+      }
+    }
+    // From before the first promise until after some.
+    usleep(static_cast<useconds_t>(random() % 120000));
+    kill(station, SIGKILL);
+    waitpid(station, nullptr, 0);
+  }
+  close(kept[1]);
+  std::set<std::string> promised;
+  for (int i = 0; read(kept[0], &i, sizeof i) == sizeof i;) promised.insert("S" + std::to_string(i));
+  close(kept[0]);
+
+  Spool spool(spool_file);
+  const Brought last = bring_up(&spool, uri, 60);
+  EXPECT_EQ(last.waiting, 0);
+  EXPECT_EQ(last.away, "");
+  Store store(uri);
+  const long long runs = number_from(&store.database(), "SELECT COUNT(*) FROM run");
+  // Of each round one run may have been kept without the promise having been told.
+  EXPECT_GE(runs, static_cast<long long>(promised.size()));
+  EXPECT_LE(runs, static_cast<long long>(promised.size()) + kRounds);
+  EXPECT_GT(promised.size(), 5U);
+  expect_each_once(uri, static_cast<int>(runs));
+  for (const std::string& serial : promised) {
+    int found = 0;
+    store.database().sql() << "SELECT COUNT(*) FROM run WHERE serial = :serial", soci::use(serial), soci::into(found);
+    ASSERT_EQ(found, 1) << serial;
+  }
+}
+
+TEST_P(SyncTest, ServerThatStopsMeanwhile) {
+  if (GetParam() == "sqlite") GTEST_SKIP() << "a file does not stop";
+  const Uri uri = place();
+  { const Store made(uri); }
+  std::atomic<bool> over = false;
+  std::atomic<int> runs = 0;
+  std::atomic<int> away = 0;
+  std::thread station([&] {
+    Spool spool(folder_.file("spool.db"));
+    while (!over) {
+      spool.keep(numbered(runs++), false);
+      if (!bring_up(&spool, uri, 5).away.empty()) ++away;
+    }
+  });
+  for (const char* mode : {"immediate", "fast", "immediate"}) {
+    usleep(300000);
+    stop_server(mode);
+    usleep(100000);
+    start_server();
+  }
+  usleep(200000);
+  over = true;
+  station.join();
+  Spool spool(folder_.file("spool.db"));
+  EXPECT_EQ(bring_up(&spool, uri, 60).waiting, 0);
+  EXPECT_GT(away, 0);
+  expect_each_once(uri, runs);
+}
+
+TEST_P(SyncTest, GivesUpOnASilentServer) {
+  if (GetParam() == "sqlite") GTEST_SKIP() << "a file does not fall silent";
+  const Uri uri = place();
+  Store other(uri);
+  Spool spool(folder_.file("spool.db"));
+  spool.keep(numbered(0), false);
+  Transaction holding(&other.database());
+  other.database().run("LOCK TABLE run IN ACCESS EXCLUSIVE MODE");
+  const auto start = std::chrono::steady_clock::now();
+  const Brought brought = bring_up(&spool, uri, 0.5);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+  EXPECT_NE(brought.away, "");
+  EXPECT_EQ(brought.waiting, 1);
+}
+
+TEST(SpoolTest, NoServerThere) {
+  Folder folder;
+  Spool spool(folder.file("spool.db"));
+  spool.keep(record_of({}), false);
+  const Uri uri = parse_uri("postgresql://station:s3cret@/line?host=" + folder.file("nowhere"));
+  const Brought brought = bring_up(&spool, uri, 1);
+  EXPECT_EQ(brought.waiting, 1);
+  EXPECT_NE(brought.away, "");
+  EXPECT_EQ(brought.away.find("s3cret"), std::string::npos) << brought.away;
+}
+
+TEST(RunIdTest, IsUniqueAndInTheOrderOfTime) {
+  using std::chrono::milliseconds;
+  std::set<std::string> ids;
+  std::string before;
+  for (int i = 0; i < 2000; ++i) {
+    const std::chrono::system_clock::time_point time{milliseconds(1764000000000 + i / 1000)};
+    const std::string id = make_run_id(time);
+    EXPECT_EQ(time_of_id_ms(id), 1764000000000 + i / 1000);
+    ids.insert(id);
+  }
+  EXPECT_EQ(ids.size(), 2000U);
+  EXPECT_LT(make_run_id(std::chrono::system_clock::time_point(milliseconds(1))),
+            make_run_id(std::chrono::system_clock::time_point(milliseconds(2))));
+  for (const char* bad : {"", "x", "0199f5a3-1c00-4abc-8123-0123456789ab", "0199F5A3-1c00-7abc-8123-0123456789ab",
+                          "0199f5a3-1c00-7abc-8123-0123456789ab0"})
+    EXPECT_THROW(time_of_id_ms(bad), StoreError) << bad;
+}
+
+TEST(UriTest, TellsKindsApart) {
+  EXPECT_EQ(parse_uri("sqlite:/a/../b.db").place, "/b.db");
+  EXPECT_FALSE(parse_uri("some file.db").postgresql);
+  EXPECT_EQ(parse_uri("postgresql://u:p@w@h/db").shown, "postgresql://u@h/db");
+  EXPECT_EQ(parse_uri("postgresql://h/db?password=x&a=b").shown, "postgresql://h/db?password=...&a=b");
+  for (const char* bad : {"sqlite:", "", "mysql://h/db"}) EXPECT_THROW(parse_uri(bad), AppError) << bad;
+}
+
+}  // namespace
+}  // namespace factory::store
