@@ -20,7 +20,12 @@ bool parse_json(const std::string& file, const std::string& bytes, Json::Value* 
   Json::CharReaderBuilder::strictMode(&builder.settings_);
   std::istringstream in(bytes);
   std::string errors;
-  if (Json::parseFromStream(builder, in, root, &errors)) return true;
+  try {
+    if (Json::parseFromStream(builder, in, root, &errors)) return true;
+  } catch (const Json::Exception& error) {
+    problems->push_back(file + ":1:1: no valid JSON: " + error.what());  // nested too deep
+    return false;
+  }
   // "* Line 3, Column 5\n  what\n", once or more.
   std::istringstream lines(errors);
   std::string line;
@@ -30,8 +35,9 @@ bool parse_json(const std::string& file, const std::string& bytes, Json::Value* 
     int column = 0;
     if (sscanf(line.c_str(), "* Line %d, Column %d", &row, &column) == 2) {
       place = std::to_string(row) + ":" + std::to_string(column);
-    } else if (line.rfind("See Line", 2) != 2) {
-      problems->push_back(file + ":" + place + ": no valid JSON: " + line.substr(line.find_first_not_of(' ')));
+    } else if (const size_t text = line.find_first_not_of(' ');
+               text != std::string::npos && line.rfind("See Line", 2) != 2) {
+      problems->push_back(file + ":" + place + ": no valid JSON: " + line.substr(text));
     }
   }
   return false;

@@ -174,7 +174,7 @@ void read_expected(PlanJson& json, const Json::Value& value, const std::string& 
 void read_verify(PlanJson& json, const Json::Value& value, const std::string& where, Step* step) {
   const std::optional<int> type = read_tag(json, value, where, "verify");
   if (type) step->type = *type;
-  if (step->name.empty()) step->name = "verify " + value["verify"].asString();
+  if (type && step->name.empty()) step->name = "verify " + value["verify"].asString();
   if (type == sensor_type::proximity) {
     json.only_keys(value, where, with_common({"verify", "expect", "limits"}));
     if (value["expect"] != "near" && value["expect"] != "far") {
@@ -230,8 +230,8 @@ void read_check(PlanJson& json, const Json::Value& value, const std::string& whe
   step->count = json.whole(value, where, "count", 1, kMostElements, 5);
   step->value = json.text(value, where, "value", "");
   const std::optional<int> type = read_tag(json, value, where, "check");
-  if (step->name.empty()) step->name = "check " + value["check"].asString() + " " + step->value;
   if (!type) return;
+  if (step->name.empty()) step->name = "check " + value["check"].asString() + " " + step->value;
   step->type = *type;
   const StoredValue* stored = readable_value(*type, step->value);
   if (stored == nullptr) {

@@ -70,6 +70,7 @@ std::string read_amount(const std::string& text, const std::string& unit, bool p
   }
   for (const Unit& row : kUnits) {
     if (name != row.name || unit != row.base) continue;
+    if (!std::isfinite(number * row.factor)) return "'" + text + "' is no number that can be used";
     *amount = {number * row.factor, false};
     return "";
   }

@@ -32,6 +32,9 @@ TEST(PlanErrors, EachIsNamedWithItsPath) {
       {R"({"calibrate": "acc"})", "steps[0].calibrate: ", "did you mean Acc"},
       {R"({"calibrate": "Foo"})", "steps[0].calibrate: ", "unknown sensor tag"},
       {R"({"calibrate": 1})", "steps[0].calibrate: ", "as a text"},
+      {R"({"verify": {}, "limits": {"noise": "1 g"}})", "steps[0].verify: ", "as a text"},
+      {R"({"check": [], "value": "offset"})", "steps[0].check: ", "as a text"},
+      {R"({"calibrate": "Bar", "limits": {"low": "1e308 kPa"}})", "steps[0].limits.low: ", "no number"},
       {R"({"calibrate": "Tmp"})", "steps[0].calibrate: ", "no step 0 for Tmp"},
       {R"({"calibrate": "Acc", "param": 99})", "steps[0].calibrate: ", "no step 99"},
       {R"({"calibrate": "Acc", "param": "0"})", "steps[0].param: ", "whole number"},
@@ -94,7 +97,9 @@ TEST(PlanErrors, AllAreListedWithLineAndColumn) {
 }
 
 TEST(PlanErrors, TheFormIsStrict) {
-  for (const char* text : {"", "[]", "{}", "{\"name\": \"a\", \"name\": \"b\"}", "// c\n{}", "{} x", "{'name': 1}"}) {
+  const std::string deep(2000, '[');
+  for (const char* text : {"", "[]", "{}", "{\"name\": \"a\", \"name\": \"b\"}", "// c\n{}", "{} x", "{'name': 1}",
+                           "{\"a\n\n\": 1, \"a\n\n\": 2}", deep.c_str()}) {
     EXPECT_THAT(problems_of(text), ::testing::Not(IsEmpty())) << text;
   }
   EXPECT_THAT(
