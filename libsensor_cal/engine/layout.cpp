@@ -42,7 +42,10 @@ static_assert(sizeof(_sensor_info) - offsetof(_sensor_info, ct_aux) <= 8, "nothi
 
 FOLLOWS(SensorCalibration, motion_info, 8 * sizeof(_sensor_info), env_info);
 FOLLOWS(SensorCalibration, env_info, 10 * sizeof(_sensor_info), cal_mutex);
-FOLLOWS(SensorCalibration, cal_mutex, sizeof(pthread_mutex_t), cal_cond);
+// On 32 bits the condition may start on a boundary of its own.
+static_assert(offsetof(SensorCalibration, cal_cond) - offsetof(SensorCalibration, cal_mutex) - sizeof(pthread_mutex_t) <
+                  alignof(pthread_cond_t),
+              "order changed");
 FOLLOWS(SensorCalibration, event_queue, sizeof(void*), sensor_manager);
 FOLLOWS(SensorCalibration, sensor_manager, sizeof(void*), cal_api);
 static_assert(offsetof(SensorCalibration, event_queue) == 0, "no virtual functions");

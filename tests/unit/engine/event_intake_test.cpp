@@ -230,8 +230,8 @@ bool wait_for_signal(SensorCalibration* cal, int64_t ms) {
   timespec deadline;
   clock_gettime(CLOCK_REALTIME, &deadline);
   const int64_t end_ns = deadline.tv_nsec + ms * 1000000;
-  deadline.tv_sec += end_ns / 1000000000;
-  deadline.tv_nsec = end_ns % 1000000000;
+  deadline.tv_sec += static_cast<time_t>(end_ns / 1000000000);
+  deadline.tv_nsec = static_cast<long>(end_ns % 1000000000);
   return pthread_cond_timedwait(&cal->cal_cond, &cal->cal_mutex, &deadline) == 0;
 }
 
