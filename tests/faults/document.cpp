@@ -181,7 +181,8 @@ std::vector<std::string> rows_of(const FaultRow& fault, const std::vector<std::p
   std::vector<std::pair<Line, Kinds>> rows;
   Kinds plain;
   for (const auto& [kind, line] : lines) {
-    const auto found = std::find_if(rows.begin(), rows.end(), [&](const auto& row) { return row.first == line; });
+    const auto found =
+        std::find_if(rows.begin(), rows.end(), [&wanted = line](const auto& row) { return row.first == wanted; });
     if (line.plain) {
       plain.push_back(kind);
     } else if (found == rows.end()) {

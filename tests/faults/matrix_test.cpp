@@ -47,12 +47,13 @@ TEST(FaultMatrix, ADeviationIsSeen) {
       {{"hub-fail:{set}", FaultClass::harmless}, "Acc2", "nothing was sent to the hub"},
       {{"hub-fail:{set}", FaultClass::harmless}, "Prx 0, by the chip", "files: a wrong value"},
       {{"enable-refused:{sensor}", FaultClass::no_queue}, "Bar", "never said: "},
-      {{"hub-slow:1500", FaultClass::harmless}, "Tof 5", "back after "},
+      {{"hub-slow:500", FaultClass::harmless}, "Tof 5", "back after "},
       {{"property:persist.vendor.sensor.cali_sensor=0", FaultClass::harmless}, "report", "report \"111\" instead"},
       {{"sensors-vanish:{calls}", FaultClass::stays_on}, "Gyr", "the sensor went off"},
   };
   for (const auto& row : rows) {
-    const std::vector<Outcome> outcomes = run_cells({{find_kind(row.kind), &row.fault}}, kBesideOthers);
+    const Limits strict = {.working = 1, .waiting = 1, .grace_ms = 300};
+    const std::vector<Outcome> outcomes = run_cells({{find_kind(row.kind), &row.fault}}, strict);
     std::string all;
     for (const std::string& text : outcomes.at(0).deviations) all += text + "\n";
     EXPECT_THAT(all, HasSubstr(row.complaint)) << row.fault.text;
