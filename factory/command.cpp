@@ -25,8 +25,22 @@ const std::vector<Command>& commands() {
       {"run", "run a factory plan: set up, calibrate, verify and check, and keep the record",
        "  sensorcal run plans/reference.json --serial A1234 --html report.html\n"
        "  sensorcal run plans/inertial.json --json > record.json\n"
-       "  sensorcal run plans/inertial.json --speed max --fault motion:Acc",
+       "  sensorcal run plans/inertial.json --speed max --fault motion:Acc\n"
+       "  sensorcal run plans/inertial.json --serial A1234 --station north --store runs.db",
        set_up_run},
+      {"stats", "yield, failures, capability, drift and outliers of the runs in a store",
+       "  sensorcal stats --store runs.db\n"
+       "  sensorcal stats --store postgresql://line@db/line --since 2026-11-01 --plan inertial --html stats.html\n"
+       "  sensorcal stats --store runs.db --station north --json",
+       set_up_stats},
+      {"history", "all that happened to one phone, newest first",
+       "  sensorcal history A1234 --store runs.db\n"
+       "  sensorcal history --run 019ab69d-cc00-7000-8000-000000000001 --store runs.db",
+       set_up_history},
+      {"sync", "bring runs that wait at the station up to the server",
+       "  sensorcal sync --store postgresql://line@db/line\n"
+       "  sensorcal sync --store postgresql://line@db/line --spool waiting.db",
+       set_up_sync},
       {"report", "which sensors are calibrated, what the hub holds for each, and why", "  sensorcal report --json",
        set_up_report},
       {"judge", "the verdict table: lines kept and dropped, key paths, reference values", "  sensorcal judge",

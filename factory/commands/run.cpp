@@ -13,6 +13,8 @@
 #include "plan/run_progress.h"
 #include "report/report.h"
 #include "session.h"
+#include "store/keeper.h"
+#include "store/run_id.h"
 
 namespace factory {
 namespace {
@@ -23,6 +25,11 @@ struct Arguments {
   std::string html;
   std::string junit;
   std::string csv;
+  std::string store;
+  std::string spool;
+  bool store_samples = false;
+  std::shared_ptr<store::Keeper> keeper;  // null: nothing is stored
+  std::string id;                         // of the run, in the store
 };
 
 class Teller : public plan::Observer {
@@ -71,8 +78,21 @@ std::string absolute(const std::string& file) {
   return file.empty() ? "" : std::filesystem::absolute(file).lexically_normal().string();
 }
 
+// A run that could not be stored keeps its verdict.
+Json::Value kept(Json::Value record, const Arguments& arguments) {
+  if (!arguments.keeper) return record;
+  record["id"] = arguments.id;
+  try {
+    arguments.keeper->keep(record);
+  } catch (const std::exception& error) {
+    std::cerr << "sensorcal: the run was not stored: " << error.what() << "\n";
+  }
+  return record;
+}
+
 // The record on standard output comes first: it is not lost where a file cannot be written.
-void hand_on(const Json::Value& record, const Options& options, const Arguments& arguments) {
+void hand_on(const Json::Value& made, const Options& options, const Arguments& arguments) {
+  const Json::Value record = kept(made, arguments);
   if (options.json) std::cout << json_pretty(record) << std::endl;
   if (!arguments.html.empty()) write_html_report(record, arguments.html);
   if (!arguments.junit.empty()) write_junit(record, arguments.junit);
@@ -101,6 +121,7 @@ int run(const Options& options, Arguments arguments) {
     for (const std::string& remark : session.fixture().remarks()) std::cout << "note: " << remark << "\n";
   }
   arguments.info.started = plan::Clock::now();
+  arguments.id = store::make_run_id(arguments.info.started);
   Teller teller(plan, session, !options.json, speed_of(options));
   plan::PlanRun plan_run(session, plan, arguments.info, teller);
   const LastWill will(session, [&] {
@@ -117,6 +138,15 @@ int run(const Options& options, Arguments arguments) {
   return exit_code(plan_run);
 }
 
+// The store is opened before the phone is touched; the server has its turn when the run is over and its verdict told.
+int stored_run(const Options& options, Arguments arguments) {
+  if (!arguments.store.empty())
+    arguments.keeper = std::make_shared<store::Keeper>(arguments.store, arguments.spool, arguments.store_samples);
+  const int code = run(options, arguments);
+  if (arguments.keeper) arguments.keeper->bring_up();
+  return code;
+}
+
 }  // namespace
 
 Runner set_up_run(CLI::App& app) {
@@ -125,10 +155,15 @@ Runner set_up_run(CLI::App& app) {
   app.add_option("--serial", arguments->info.serial, "the phone's serial number, for the record");
   app.add_option("--station", arguments->info.station, "name of the station, for the record");
   app.add_option("--operator", arguments->info.operator_name, "who runs it, for the record");
+  app.add_option("--store", arguments->store, "keeps the run in a file, sqlite:FILE, or on a server, postgresql://...")
+      ->envname("SENSORCAL_STORE");
+  app.add_option("--spool", arguments->spool,
+                 "with a server: the file in which runs wait for it (default: in the user's state folder)");
+  app.add_flag("--store-samples", arguments->store_samples, "stores the sample windows, too");
   app.add_option("--html", arguments->html, "writes the report page to a file");
   app.add_option("--junit", arguments->junit, "writes the result as JUnit's XML to a file");
   app.add_option("--csv", arguments->csv, "writes measurements and samples as CSV files to a folder");
-  return [arguments](const Options& options) { return run(options, *arguments); };
+  return [arguments](const Options& options) { return stored_run(options, *arguments); };
 }
 
 }  // namespace factory

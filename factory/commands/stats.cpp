@@ -1,0 +1,178 @@
+// `sensorcal stats`, `history` and `sync`: what the store holds, and what still waits for it.
+#include <iostream>
+#include <memory>
+
+#include "commands/commands.h"
+#include "json_text.h"
+#include "store/history.h"
+#include "store/keeper.h"
+#include "store/schema.h"
+#include "store/stats_view.h"
+#include "store/sync.h"
+#include "terminal.h"
+
+namespace factory {
+namespace {
+
+constexpr const char* kStoreHelp = "the store: a file, sqlite:FILE or postgresql://...";
+
+struct Arguments {
+  std::string uri, spool, since, until, html, serial, run;
+  store::Filter filter;
+  double outlier_sigmas = store::kOutlierSigmas;
+  int limit = 0;
+  bool full = false;
+};
+
+// What goes wrong with the store ends the command: the server as a service that is away, the rest as a wrong argument.
+template <typename Work>
+int guarded(Work work) {
+  try {
+    return work();
+  } catch (const store::AwayError& error) {
+    throw AppError(kUnreachable, error.what());
+  } catch (const store::StoreError& error) {
+    throw AppError(kUsage, error.what());
+  }
+}
+
+std::unique_ptr<store::Database> opened(const std::string& uri) {
+  auto database = std::make_unique<store::Database>(store::parse_uri(uri), store::Database::Access::existing);
+  require_schema(database.get());
+  return database;
+}
+
+std::string question_of(const Arguments& a) {
+  std::string out = "Runs";
+  const std::pair<const char*, const std::string*> parts[] = {{" of plan ", &a.filter.plan},
+                                                              {" at station ", &a.filter.station},
+                                                              {" of profile ", &a.filter.profile},
+                                                              {" by version ", &a.filter.version},
+                                                              {" from ", &a.since},
+                                                              {" until ", &a.until}};
+  for (const auto& [word, value] : parts) {
+    if (!value->empty()) out += word + store::shown(*value);
+  }
+  return out;
+}
+
+int stats(const Options& options, Arguments a) {
+  if (!a.since.empty()) a.filter.since_ms = store::parse_time_ms(a.since);
+  if (!a.until.empty()) a.filter.until_ms = store::parse_time_ms(a.until);
+  a.filter.profile = options.profile;
+  return guarded([&] {
+    const auto database = opened(a.uri);
+    const store::Statistics found = statistics(database.get(), a.filter, a.outlier_sigmas);
+    if (options.json) {
+      std::cout << json_pretty(to_json(found)) << std::endl;
+    } else {
+      std::cout << to_text(found, question_of(a)) << std::flush;
+    }
+    if (!a.html.empty()) write_page(found, question_of(a), a.html);
+    return kPassed;
+  });
+}
+
+std::string text_of(const Json::Value& value) { return store::shown(value.asString(), 200); }
+
+std::string run_text(const Json::Value& run, bool full) {
+  const std::string verdict = run["verdict"].asString();
+  std::string out = text_of(run["started"]) + "  " + (verdict == "passed" ? good("PASSED") : bad(verdict)) +
+                    (run["marginal"].asBool() ? " marginal" : "") + "  " + text_of(run["plan"]["name"]) + "  station " +
+                    text_of(run["station"]) + "  " + run["id"].asString() + "\n";
+  for (const Json::Value& step : run["steps"]) {
+    const std::string how = step["verdict"].asString();
+    if (!full && how == "passed" && step["attempts"].size() < 2) continue;
+    out += "  " + std::to_string(step["index"].asInt()) + ". " + text_of(step["name"]) + ": " + how;
+    if (step["attempts"].size() > 1) out += ", " + std::to_string(step["attempts"].size()) + " attempts";
+    out += "\n";
+    for (const Json::Value& attempt : step["attempts"]) {
+      for (const Json::Value& reason : attempt["reasons"]) out += "     " + text_of(reason) + "\n";
+      for (const Json::Value& m : attempt["measurements"]) {
+        out += "     " + text_of(m["name"]) + (m["axis"] == "" ? "" : " " + text_of(m["axis"])) + " " +
+               number_text(m["value"]) + " " + text_of(m["unit"]) + ", " + m["verdict"].asString() + "\n";
+      }
+    }
+  }
+  return out;
+}
+
+int history(const Options& options, const Arguments& a) {
+  if (a.serial.empty() == a.run.empty()) throw AppError(kUsage, "wanted: a serial number, or --run and the run's id");
+  return guarded([&] {
+    const auto database = opened(a.uri);
+    const Json::Value found = a.run.empty() ? store::history(database.get(), a.serial, a.limit, a.full || options.json)
+                                            : store::history_of_run(database.get(), a.run);
+    if (options.json) {
+      std::cout << json_pretty(store::valid(found)) << std::endl;
+    } else {
+      for (const Json::Value& run : found["runs"]) std::cout << run_text(run, a.full || !a.run.empty());
+      if (found["runs"].empty()) std::cout << "no run\n";
+    }
+    return found["runs"].empty() ? kFailed : kPassed;
+  });
+}
+
+int sync(const Options& options, const Arguments& a) {
+  constexpr double kPatienceSeconds = 60;
+  return guarded([&] {
+    const store::Uri uri = store::parse_uri(a.uri);
+    store::Spool spool(a.spool.empty() ? store::default_spool() : store::parse_uri("sqlite:" + a.spool).place);
+    const store::Brought brought = bring_up(&spool, uri, kPatienceSeconds);
+    for (const std::string& refused : brought.refused) std::cerr << "sensorcal: not stored: " << refused << "\n";
+    if (!brought.away.empty()) std::cerr << "sensorcal: " << brought.away << "\n";
+    if (options.json) {
+      Json::Value out;
+      out["schema"] = "sensorcal.sync/1";
+      out["stored"] = brought.stored;
+      out["were_there"] = brought.were_there;
+      out["waiting"] = brought.waiting;
+      std::cout << json_pretty(out) << std::endl;
+    } else {
+      std::cout << store::count_of_runs(brought.stored + brought.were_there) << " brought up, " << brought.waiting
+                << " still waiting\n";
+    }
+    return !brought.away.empty() ? kUnreachable : brought.waiting > 0 ? kFailed : kPassed;
+  });
+}
+
+void add_store(CLI::App& app, Arguments* arguments) {
+  app.add_option("--store", arguments->uri, kStoreHelp)->required()->envname("SENSORCAL_STORE");
+}
+
+}  // namespace
+
+Runner set_up_stats(CLI::App& app) {
+  auto arguments = std::make_shared<Arguments>();
+  add_store(app, arguments.get());
+  app.add_option("--since", arguments->since, "runs from this time on: YYYY-MM-DD or YYYY-MM-DDTHH:MM[:SS], UTC");
+  app.add_option("--until", arguments->until, "runs before this time");
+  app.add_option("--station", arguments->filter.station, "runs of one station");
+  app.add_option("--plan", arguments->filter.plan, "runs of the plan of this name");
+  app.add_option("--app-version", arguments->filter.version, "runs by one version of sensorcal");
+  app.add_option("--measurement", arguments->filter.measurement, "measurements of this name only");
+  app.add_option("--outliers", arguments->outlier_sigmas, "sigmas from the mean at which a value is an outlier")
+      ->check(CLI::PositiveNumber)
+      ->capture_default_str();
+  app.add_option("--html", arguments->html, "writes the page with charts to a file");
+  return [arguments](const Options& options) { return stats(options, *arguments); };
+}
+
+Runner set_up_history(CLI::App& app) {
+  auto arguments = std::make_shared<Arguments>();
+  app.add_option("SERIAL", arguments->serial, "the phone's serial number");
+  add_store(app, arguments.get());
+  app.add_option("--run", arguments->run, "one run instead, by its id");
+  app.add_option("--limit", arguments->limit, "at most so many runs, the newest")->check(CLI::NonNegativeNumber);
+  app.add_flag("--full", arguments->full, "every step and measurement");
+  return [arguments](const Options& options) { return history(options, *arguments); };
+}
+
+Runner set_up_sync(CLI::App& app) {
+  auto arguments = std::make_shared<Arguments>();
+  add_store(app, arguments.get());
+  app.add_option("--spool", arguments->spool, "the file in which runs wait (default: in the user's state folder)");
+  return [arguments](const Options& options) { return sync(options, *arguments); };
+}
+
+}  // namespace factory

@@ -1,0 +1,82 @@
+'use strict';
+// Draws the charts of the statistics page. The tables are complete without it.
+(() => {
+  const charts = JSON.parse(document.getElementById('charts').textContent);
+  const colour = (name) => getComputedStyle(document.documentElement).getPropertyValue('--' + name).trim();
+  const short = (number) => String(Number(number.toPrecision(6)));
+
+  const line = (label, data, name, dash, more) => ({
+    type: 'line', label, data, borderColor: colour(name), backgroundColor: colour(name), borderWidth: 1.5,
+    borderDash: dash, pointRadius: 0, pointHitRadius: 0, ...more,
+  });
+  const bars = (label, data, name) => ({type: 'bar', label, data, backgroundColor: colour(name), stack: 'runs', maxBarThickness: 60, order: 1});
+
+  // A limit that is far off would flatten the chart: it is drawn where it is near.
+  function near(limit, points) {
+    if (limit === undefined) return false;
+    const values = points.flatMap(({mean, upper, lower}) => [mean, upper, lower]);
+    const low = Math.min(...values), high = Math.max(...values), span = high - low || Math.abs(high) || 1;
+    return limit > low - span && limit < high + span;
+  }
+
+  const kinds = {
+    days: ({points}) => ({
+      labels: points.map(({day}) => day),
+      datasets: ['passed', 'failed', 'aborted'].map((name) => bars(name, points.map((point) => point[name]), name)),
+    }),
+    pareto: ({points}) => ({
+      labels: points.map(({rank}) => '#' + rank),
+      datasets: [bars('runs', points.map(({runs}) => runs), 'failed'),
+                 line('together, %', points.map(({together}) => together), 'accepted', [], {yAxisID: 'share', pointRadius: 3})],
+    }),
+    drift: ({points, centre, low, high}) => {
+      const same = (value) => points.map(() => value);
+      const datasets = [
+        line('mean', points.map(({mean}) => mean), 'accepted', [], {
+          pointRadius: points.map(({rule}) => rule ? 6 : 3), pointHitRadius: 6,
+          pointStyle: points.map(({rule}) => rule ? 'triangle' : 'circle'),
+          pointBackgroundColor: points.map(({rule}) => colour(rule ? 'failed' : 'accepted')),
+        }),
+        line('centre', same(centre), 'muted', []),
+        line('+3 sigma', points.map(({upper}) => upper), 'restart', [4, 3], {stepped: 'middle'}),
+        line('-3 sigma', points.map(({lower}) => lower), 'restart', [4, 3], {stepped: 'middle'}),
+      ];
+      for (const limit of [low, high]) if (near(limit, points)) datasets.push(line('limit', same(limit), 'limit', [8, 3]));
+      return {labels: points.map(({day}) => day), datasets};
+    },
+  };
+
+  function options({kind, points}) {
+    const axis = (more) => ({ticks: {color: colour('muted')}, grid: {color: colour('soft')}, ...more});
+    const scales = {x: axis({stacked: kind === 'days'}), y: axis({stacked: kind === 'days', beginAtZero: kind !== 'drift'})};
+    if (kind === 'pareto') scales.share = axis({position: 'right', min: 0, max: 100, grid: {display: false}});
+    return {
+      animation: false, maintainAspectRatio: false, scales,
+      plugins: {
+        legend: {labels: {color: colour('muted')}, display: kind !== 'drift'},
+        tooltip: {callbacks: kind !== 'drift' ? {} : {
+          label: ({dataIndex}) => {
+            const {mean, count, rule} = points[dataIndex];
+            return short(mean) + ', ' + count + (count === 1 ? ' value' : ' values') + (rule ? ': ' + rule : '');
+          },
+        }},
+      },
+    };
+  }
+
+  const drawn = new Map();
+  function draw_new() {
+    for (const canvas of document.querySelectorAll('[data-chart]')) {
+      if (drawn.has(canvas) || canvas.closest('details:not([open])')) continue;
+      const chart = charts[canvas.dataset.chart];
+      drawn.set(canvas, new Chart(canvas, {data: kinds[chart.kind](chart), options: options(chart)}));
+    }
+  }
+  for (const fold of document.querySelectorAll('details')) fold.addEventListener('toggle', draw_new);
+  matchMedia('(prefers-color-scheme: dark)').addEventListener('change', () => {
+    drawn.forEach((chart) => chart.destroy());
+    drawn.clear();
+    draw_new();
+  });
+  draw_new();
+})();

@@ -1,0 +1,53 @@
+#!/usr/bin/env bash
+# Runs are kept in a file, or wait for a server that is away; what is asked of them is answered.
+source "$(dirname "$0")/lib.sh"
+
+cat >plan.json <<'END'
+{"format": "sensorcal.plan/1", "name": "it's a \"plan\"",
+ "steps": [{"calibrate": "Acc", "limits": {"residual": "0.02 m/s^2", "noise": "0.05 m/s^2"}}]}
+END
+nasty="A'); DROP TABLE run; --"
+run 0 run plan.json --speed max --serial "$nasty" --station north --store runs.db --store-samples --json
+json out 'len(d["id"]) == 36'
+run 0 run plan.json --speed max --serial B2 --station south --store sqlite:runs.db
+[ -d phone/runs.db ] || [ -e phone/runs.db ] && fail "the store is in the phone's folder"
+
+run 0 stats --store runs.db --json
+json out 'd["schema"] == "sensorcal.stats/1"' 'd["yield"]["units"] == 2 and d["yield"]["first_pass_yield"] == 1' \
+  'all(m["count"] == 2 and m["plan"] == "it'"'"'s a \"plan\"" for m in d["measurements"])' \
+  'any(m["name"] == "residual" and m["low"] == -0.02 and m["cpk"] > 0 for m in d["measurements"])'
+run 0 stats --store runs.db --station south --since 2020-01-01 --html page.html
+has out 'all +1 +100.00 %' 'residual x'
+has page.html '100.00 % yield' 'data-chart' 'Runs at station south'
+lacks page.html 'https?://[a-z]+\.[a-z]+/[a-z]+\.js'
+run 0 stats --store runs.db --until 2020-01-01T10:30
+has out '0 passed'
+run 0 history "$nasty" --store runs.db
+has out 'PASSED' 'station north'
+run 0 history B2 --store runs.db --json
+json out 'len(d["runs"]) == 1 and d["runs"][0]["steps"][0]["attempts"][0]["measurements"]'
+id=$(python3 -c 'import json; print(json.load(open("out"))["runs"][0]["id"])')
+run 0 history --run "$id" --store runs.db
+has out "$id" 'noise x'
+run 1 history nobody --store runs.db
+run 2 history --run no-id --store runs.db
+run 2 stats --store missing.db
+has err 'missing.db: there is no such file'
+run 2 stats --store runs.db --since yesterday
+run 2 stats
+
+# The server is away: the run ends as it would, and waits. A place that cannot be opened is told beforehand.
+away="postgresql:///line?host=$work/nowhere"
+run 0 run plan.json --speed max --serial C3 --store "$away" --spool spool.db
+has out 'passed in'
+has err '1 run waits in .*spool.db for the next run'
+run 1 run plan.json --speed max --serial C4 --store "$away" --spool spool.db --fault motion:Acc
+has err '2 runs wait'
+run 3 sync --store "$away" --spool spool.db
+has out '0 runs brought up, 2 still waiting'
+run 0 sync --store runs.db --spool spool.db
+has out '2 runs brought up, 0 still waiting'
+run 0 stats --store runs.db --json
+json out 'd["yield"]["units"] == 4 and d["yield"]["passed"] == 3 and d["failures"][0]["runs"] == 1'
+run 2 run plan.json --speed max --store no/such/folder/runs.db
+run 2 run plan.json --speed max --store mysql://host/db
