@@ -55,6 +55,13 @@ void write_in_place(const std::string& file, const std::string& content) {
   if (out.get() < 0 || !write_all(out.get(), content) || !out.close_now()) fail(file);
 }
 
+// The rename itself outlives a power cut only with its folder. What cannot be synced is written all the same.
+void sync_folder_of(const std::string& file) {
+  const std::string folder = std::filesystem::path(file).parent_path().string();
+  const Descriptor opened(open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (opened.get() >= 0) fsync(opened.get());
+}
+
 // The mode that a new file would get; mkostemp() makes it private to the user.
 mode_t usual_mode() {
   const mode_t mask = umask(0);
@@ -76,7 +83,7 @@ void replace_file(const std::string& file, const std::string& content) {
   if (out.get() < 0) fail(file);
   const bool whole = write_all(out.get(), content) && fchmod(out.get(), usual_mode()) == 0 && fsync(out.get()) == 0 &&
                      out.close_now() && rename(temporary.c_str(), target.c_str()) == 0;
-  if (whole) return;
+  if (whole) return sync_folder_of(target);
   const int why = errno;
   unlink(temporary.c_str());
   errno = why;

@@ -1,7 +1,6 @@
 #include "phone/core/files.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -55,13 +54,12 @@ std::string read_file(const std::string& path, std::string* content) {
 }
 
 std::string replace_file(const std::string& path, const std::string& content, bool durable) {
-  std::string temporary = path + ".XXXXXX";
-  const int fd = ::mkostemp(temporary.data(), O_CLOEXEC);
+  // One name, since one process holds a phone: what a killed one left is written over.
+  const std::string temporary = path + ".new";
+  const int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0644);
   if (fd < 0) return failure(path, "cannot be written");
   std::string error;
-  if (::fchmod(fd, 0644) != 0 || !write_all(fd, content) || (durable && ::fsync(fd) != 0)) {
-    error = failure(path, "cannot be written");
-  }
+  if (!write_all(fd, content) || (durable && ::fsync(fd) != 0)) error = failure(path, "cannot be written");
   if (::close(fd) != 0 && error.empty()) error = failure(path, "cannot be written");
   if (error.empty() && ::rename(temporary.c_str(), path.c_str()) != 0) error = failure(path, "cannot be replaced");
   if (!error.empty()) {

@@ -10,7 +10,7 @@ std::string read_file(const std::string& path, std::string* content);
 
 // A reader finds the old content or the new, never a part: writes a temporary file beside `path`, then renames it over.
 // `durable` also waits until the disk has it. A failure leaves the old file as it was.
-std::string replace_file(const std::string& path, const std::string& content, bool durable = false);
+std::string replace_file(const std::string& path, const std::string& content, bool durable = true);
 
 bool file_exists(const std::string& path);
 

@@ -58,7 +58,7 @@ PhoneImpl::PhoneImpl(const PhoneOptions& options)
       panel_(folder_.path(), folder_.profile()->max_brightness, folder_.profile()->brightness),
       remarks_(folder_.remarks()),
       hub_(this, folder_.profile()->hub),
-      registry_(&hub_, folder_.path()) {
+      registry_(&hub_, folder_.path(), folder_.durable()) {
   if (!process_.problem().empty()) remark(process_.problem());
   if (const Fault* const clamped = faults_->find(FaultId::brightness_clamped)) {
     panel_.clamp(static_cast<int>(clamped->amount));

@@ -25,11 +25,6 @@ constexpr char kProperties[] = "build.prop";
 constexpr char kPersistSensors[] = "/mnt/vendor/persist/sensors";
 constexpr const char* kFolders[] = {kPersistSensors, "/mnt/vendor/nvcfg/sensor", "/vendor/etc/sensors"};
 
-void write_or_throw(const std::string& path, const std::string& content) {
-  const std::string problem = replace_file(path, content);
-  if (!problem.empty()) throw PhoneError(problem);
-}
-
 std::string read_or_throw(const std::string& path) {
   std::string content;
   const std::string problem = read_file(path, &content);
@@ -48,16 +43,6 @@ fs::path temporary_folder() {
   constexpr char kInMemory[] = "/dev/shm";
   const bool usable = getenv("TMPDIR") == nullptr && access(kInMemory, W_OK | X_OK) == 0;
   return usable ? fs::path(kInMemory) : fs::temp_directory_path();
-}
-
-// Over the old text, which is only longer when a person wrote it: one write, and no new file at every opening.
-void overwrite_or_throw(const std::string& path, const std::string& content) {
-  const int fd = open(path.c_str(), O_WRONLY | O_CLOEXEC);
-  const auto length = static_cast<ssize_t>(content.size());
-  const bool written = fd >= 0 && pwrite(fd, content.data(), content.size(), 0) == length && ftruncate(fd, length) == 0;
-  const int error = errno;
-  if (fd >= 0) close(fd);
-  if (!written) throw PhoneError(path + ": " + strerror(error));
 }
 
 uint64_t random_seed() {
@@ -134,20 +119,27 @@ void PhoneDirectory::make(const PhoneOptions& options) {
   profile_ = load_profile(options.profile);
   seed_ = options.seed.value_or(0);
   if (!options.seed) seed_ = random_seed();
-  write_or_throw(file(kProfile), profile_->text);
-  write_or_throw(file(kProperties), properties_text(*profile_));
+  write(file(kProfile), profile_->text);
+  write(file(kProperties), properties_text(*profile_));
   restore_files();
 }
 
+void PhoneDirectory::write(const std::string& path, const std::string& content) const {
+  const std::string problem = replace_file(path, content, durable());
+  if (!problem.empty()) throw PhoneError(problem);
+}
+
+// A file that the profile lays down is replaced, not removed first: whenever this is cut short, it is there.
 void PhoneDirectory::restore_files() const {
   std::error_code ignored;
   for (const auto& entry : fs::directory_iterator(path_ + kPersistSensors, ignored)) {
-    fs::remove_all(entry.path(), ignored);
+    const bool laid_down = profile_->files.count(entry.path().string().substr(path_.size())) != 0;
+    if (!laid_down || !entry.is_regular_file(ignored)) fs::remove_all(entry.path(), ignored);
   }
   for (const char* folder : kFolders) fs::create_directories(path_ + folder);
   for (const auto& [path, content] : profile_->files) {
     fs::create_directories(fs::path(path_ + path).parent_path());
-    write_or_throw(path_ + path, content);
+    write(path_ + path, content);
   }
 }
 
@@ -167,11 +159,7 @@ void PhoneDirectory::write_state() const {
   Json::Value state(Json::objectValue);
   state["seed"] = Json::UInt64{seed_};
   state["openings"] = opening_;
-  if (opening_ == 1) {
-    write_or_throw(file(kState), json_text(state));
-  } else {
-    overwrite_or_throw(file(kState), json_text(state));
-  }
+  write(file(kState), json_text(state));
 }
 
 }  // namespace phone

@@ -23,6 +23,7 @@ class PhoneDirectory {
   uint64_t seed() const { return seed_; }
   uint32_t opening() const { return opening_; }  // 1 at the first use
   const std::vector<std::string>& remarks() const { return remarks_; }
+  bool durable() const { return !temporary_; }  // whether a write waits for the disk
 
   // The device's files as the profile lays them down; those that calibrations write go or come back.
   void restore_files() const;
@@ -34,6 +35,7 @@ class PhoneDirectory {
   void make(const PhoneOptions& options);
   void read();
   void write_state() const;
+  void write(const std::string& path, const std::string& content) const;
   std::string file(const char* name) const { return path_ + "/" + name; }
 
   std::string path_;

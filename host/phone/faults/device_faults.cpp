@@ -63,10 +63,13 @@ void FileFaults::put_back() const {
     fs::remove_all(root_ + kPersist, ignored);
     fs::rename(root_ + kPersistAway, root_ + kPersist, ignored);
   }
+  // In one step where there is a real file: a phone cut short in the middle of this finds its file the next time.
   const auto restore = [&](const std::string& path) {
-    if (!fs::is_symlink(path, ignored)) return;
-    fs::remove(path, ignored);
-    fs::rename(path + kKept, path, ignored);
+    if (fs::exists(path + kKept, ignored)) {
+      fs::rename(path + kKept, path, ignored);
+    } else if (fs::is_symlink(path, ignored)) {
+      fs::remove(path, ignored);
+    }
   };
   restore(root_ + kBrightness);
   for (const char* path : kPersistFiles) restore(root_ + path);

@@ -1,8 +1,10 @@
 #include <cutils/properties.h>
 #include <host/property_store.h>
 
+#include <fcntl.h>
 #include <stdio.h>
 #include <string.h>
+#include <unistd.h>
 
 #include <fstream>
 #include <mutex>
@@ -73,7 +75,17 @@ std::string read_file(const std::string& path, bool escapes, std::map<std::strin
   return problem;
 }
 
-// Replaces the whole file, so that a reader finds the old or the new values. Called with the mutex held.
+// Waits until the disk has the file or the folder.
+bool sync(const std::string& path) {
+  const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0) return false;
+  const bool synced = fsync(fd) == 0;
+  close(fd);
+  return synced;
+}
+
+// Replaces the whole file, so that a reader finds the old or the new values whenever the power goes: the data is on the
+// disk before the name is. Called with the mutex held.
 bool save(const Store& store) {
   if (store.folder.empty()) return true;
   const std::string path = store.folder + kStateFile;
@@ -87,7 +99,7 @@ bool save(const Store& store) {
     }
     if (!file.flush()) return false;
   }
-  return rename(temporary.c_str(), path.c_str()) == 0;
+  return sync(temporary) && rename(temporary.c_str(), path.c_str()) == 0 && sync(store.folder);
 }
 
 // Android's rule for names. A state file could not tell others from its own signs.
