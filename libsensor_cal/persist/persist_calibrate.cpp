@@ -3,10 +3,10 @@
 
 #include <stdlib.h>
 
-#include <fstream>
 #include <sstream>
 
 #include "base/device_path.h"
+#include "base/file_stream.h"
 
 #define LOG_TAG nullptr
 #include "base/log.h"
@@ -30,7 +30,7 @@ void parse_row(const std::string& line, std::vector<double>* row) {
 
 // Deliberate: the rows of earlier calls, of either file, stay.
 void append_rows(const char* path, persistCalibrate* table) {
-  std::ifstream file(device_path(path));
+  InputFile file(device_path(path));
   // Deliberate: the line names the first file for both.
   if (!file.is_open()) log_open_failure(kChannelPath);
   std::string line;
@@ -50,7 +50,7 @@ void append_rows(const char* path, persistCalibrate* table) {
 double stringToDouble(std::string const& s) { return strtod(s.c_str(), nullptr); }
 
 double persistCalibrate::getScale() {
-  std::ifstream file(device_path(kScalePath));
+  InputFile file(device_path(kScalePath));
   if (!file.is_open()) log_open_failure(kScalePath);
   while (!file.fail()) {
     char text[128 + 1] = {};
@@ -65,7 +65,7 @@ double persistCalibrate::getScale() {
 }
 
 void persistCalibrate::setScale(double value) {
-  std::ofstream file(device_path(kScalePath));
+  OutputFile file(device_path(kScalePath));
   if (!file.good()) {
     LOGE("write failed");
     return;

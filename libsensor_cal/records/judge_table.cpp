@@ -4,9 +4,9 @@
 #include <string.h>
 
 #include <algorithm>
-#include <fstream>
 
 #include "base/device_path.h"
+#include "base/file_stream.h"
 #include "base/log.h"
 #include "records/table_row.h"
 
@@ -22,6 +22,7 @@ constexpr char kTablePath[] = "/vendor/etc/sensors/judge_calibrated.json";
 // Every separator ends a field, so there is always one more field than separators.
 std::vector<std::string> split(const std::string& text, char separator) {
   std::vector<std::string> fields;
+  fields.reserve(static_cast<size_t>(std::count(text.begin(), text.end(), separator)) + 1);
   size_t begin = 0;
   for (size_t end = text.find(separator); end != std::string::npos; end = text.find(separator, begin)) {
     fields.push_back(text.substr(begin, end - begin));
@@ -62,7 +63,7 @@ bool row_has_mode(const std::vector<std::string>& row, unsigned mode) {
 void SensorCalibration::get_judge_calibrated() {
   judge_calibrated.clear();
   LOGE("%s: start matching anajson with found sensor", "get_judge_calibrated");
-  std::ifstream file(device_path(kTablePath));
+  InputFile file(device_path(kTablePath));
   if (!file.is_open()) {
     LOGI("open file fail !!\n");
     return;
@@ -71,9 +72,10 @@ void SensorCalibration::get_judge_calibrated() {
   while (std::getline(file, line)) {
     LOGI("open anajson file success!!\n");  // once a line, deliberately
     std::vector<std::string> fields = split(line, ' ');
-    const std::string& chip = fields.back();
+    const char* const chip = fields.back().c_str();
+    const size_t length = strlen(chip);
     const bool on_phone = std::any_of(sensor_list.begin(), sensor_list.end(), [&](const SensorInfo& sensor) {
-      return strncmp(sensor.name.c_str(), chip.c_str(), strlen(chip.c_str())) == 0;
+      return strncmp(sensor.name.c_str(), chip, length) == 0;
     });
     if (on_phone) judge_calibrated.push_back(std::move(fields));
   }

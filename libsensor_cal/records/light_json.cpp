@@ -6,11 +6,11 @@
 #include <stdlib.h>
 
 #include <exception>
-#include <fstream>
 #include <memory>
 #include <sstream>
 
 #include "base/device_path.h"
+#include "base/file_stream.h"
 #include "base/log.h"
 #include "base/numbers.h"
 
@@ -73,7 +73,7 @@ int edit(const std::string& text, const float* scale, std::string* document) {
 
 int SensorCalibration::WirteScaleToFileJson(float* scale, std::string const& path) {
   const std::string host_path = device_path(path.c_str());
-  std::ifstream input(host_path);
+  InputFile input(host_path);
   if (!input.is_open()) {
     LOGE("open json file fail!");
     return 1;
@@ -87,7 +87,7 @@ int SensorCalibration::WirteScaleToFileJson(float* scale, std::string const& pat
     return 1;
   }
   input.close();
-  std::ofstream output(host_path, std::ios::trunc);
+  OutputFile output(host_path);
   if (output.is_open()) {
     output << document;
   } else {

@@ -4,10 +4,10 @@
 #include <SensorCalibration.h>
 #include <string.h>
 
-#include <fstream>
 #include <utility>
 
 #include "base/device_path.h"
+#include "base/file_stream.h"
 #include "base/log.h"
 #include "records/table_row.h"
 
@@ -119,7 +119,7 @@ std::vector<std::vector<std::string>> SensorCalibration::GetSensorJsonData(std::
   const std::string tag = getSensorName(type);  // copied: the text of an unknown number lies in a shared buffer
   std::string path;
   if (!choose_file(tag, mode, &path)) return {};
-  std::ifstream file;
+  InputFile file;
   if (!path.empty()) file.open(device_path(path.c_str()));
   if (!file.is_open()) {
     LOGI("open file fail!\n");
