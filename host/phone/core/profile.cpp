@@ -289,9 +289,8 @@ ProfilePtr parse_profile(const std::string& text, const std::string& source) {
   const Json::Value value = resolve({text, source}, kMaxExtends);
   const auto profile = std::make_shared<Profile>();
   read_profile(value, source, profile.get());
-  profile->text = json_text(value);
+  profile->text = whole ? text : json_text(value);
   cache().keep(profile->text, profile);
-  if (whole) cache().keep(text, profile);
   return profile;
 }
 

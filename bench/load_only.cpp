@@ -1,0 +1,2 @@
+// Loads the shared libraries that `sensorcal` loads, and ends.
+int main() { return 0; }

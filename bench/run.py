@@ -1,0 +1,152 @@
+"""Runs the measurements of a built tree and prints them as one table, or as JSON: scripts/bench calls it."""
+import argparse
+import json
+import os
+import re
+import shutil
+import statistics
+import subprocess
+import sys
+import tempfile
+
+TARGETS = {"1": 0.5, "2": 2.5, "3a": 1.2, "3b": 1.0, "4": 2.5, "5": 1.02, "6": 0.001, "7": 1.05, "7 memory": 1.05,
+           "8": 2.0, "9a": 1.5, "9b": 3.0}
+WHAT = {
+    "1": "sample window / Boost.Accumulators, ns",
+    "2": "one event / mutex and window, ns",
+    "3a": "printed line / vsnprintf, ns",
+    "3b": "disabled line / spdlog's, ns",
+    "4": "hub command / bare form, ns",
+    "5": "run in real time / its samples' time, s",
+    "6": "whole phone, wall / sensor time, s",
+    "7": "processor time per phone, many / few, s",
+    "7 memory": "peak memory, many / few phones, MiB",
+    "8": "sensorcal report / loading only, s",
+    "9a": "verdict table / getline and vectors, ms",
+    "9b": "reference file / getline, ms",
+}
+
+
+class Bench:
+    def __init__(self, folder, smoke, phones):
+        self.bin = os.path.join(folder, "bin")
+        self.lib = os.path.join(folder, "lib")
+        self.smoke = smoke
+        self.phones = phones
+        self.rows = {}
+        self.shown = {}
+
+    def program(self, name, *arguments):
+        command = [os.path.join(self.bin, name), *map(str, arguments)]
+        done = subprocess.run(command, capture_output=True, text=True)
+        if done.returncode != 0:
+            sys.exit(done.stderr + f"bench: {name} failed")
+        return done.stdout
+
+    def add(self, row, ours, theirs, ratio=None):
+        self.rows[row] = {"row": row, "ours": ours, "theirs": theirs,
+                          "ratio": ours / theirs if ratio is None else ratio, "target": TARGETS[row]}
+
+    # Rows 1 to 4 and 9. Of the two reference files the slower one counts.
+    def small_rows(self):
+        large = "^([1-4]|3a|3b)/|^9a/100000/|^9b/100000000/"
+        small = "^([1-4]|3a|3b)/|^9a/100/|^9b/100000/"
+        with tempfile.NamedTemporaryFile() as out:
+            self.program("bench_rows", "--benchmark_filter=" + (small if self.smoke else large),
+                         f"--benchmark_min_time={0.001 if self.smoke else 2}", "--benchmark_out_format=json",
+                         "--benchmark_out=" + out.name)
+            found = json.load(open(out.name))["benchmarks"]
+        for entry in found:
+            row = entry["name"].split("/")[0]
+            unit = 1e-6 if row.startswith("9") else 1
+            if row in self.rows and self.rows[row]["ratio"] > entry["ratio"]:
+                continue
+            self.add(row, entry["ours"] * unit, entry["theirs"] * unit, entry["ratio"])
+
+    def real_time(self):
+        out = json.loads(self.program("bench_real_time", *(["Lux"] if self.smoke else [])))
+        worst = max(out["kinds"], key=lambda kind: kind["ours"] / kind["theirs"])
+        self.add("5", worst["ours"], worst["theirs"])
+        self.shown["context switches per event, real time"] = out["switches_per_event"]
+
+    # Few phones, many, few again: what the machine does meanwhile shows in neither alone.
+    def whole_phones(self):
+        few, many = (2, 4) if self.smoke else (100, self.phones)
+        runs = [json.loads(self.program("bench_phones", count)) for count in (few, few, many, few, few)]
+        large, small = runs.pop(2), runs
+        middle = {key: statistics.median(run[key] for run in small) for key in small[0]}
+        self.add("6", middle["wall_s"], middle["sensor_s"])
+        self.add("7", large["cpu_s"], middle["cpu_s"])
+        self.add("7 memory", large["peak_kb"] / 1024, middle["peak_kb"] / 1024)
+        self.shown["phones per second"] = 1 / middle["wall_s"]
+
+    def report(self):
+        def libraries(name):
+            out = subprocess.run(["ldd", os.path.join(self.bin, name)], check=True, stdout=subprocess.PIPE, text=True)
+            return set(re.findall(r"(\S+\.so\S*) =>", out.stdout))
+        if libraries("sensorcal") != libraries("bench_load_only"):
+            sys.exit("bench: bench_load_only does not load the libraries of sensorcal")
+        folder = tempfile.mkdtemp(prefix="sensor-cal-bench-")
+        try:
+            phone = os.path.join(folder, "phone")
+            app = os.path.join(self.bin, "sensorcal")
+            subprocess.run([app, "calibrate", "Acc", "Gyr", "--phone", phone, "--seed", "7", "--speed", "max"],
+                           check=True, stdout=subprocess.DEVNULL)
+            out = json.loads(self.program("bench_processes", 3 if self.smoke else 201, app, "report", "--phone", phone,
+                                          "--", os.path.join(self.bin, "bench_load_only")))
+        finally:
+            shutil.rmtree(folder)
+        self.add("8", out["ours"], out["theirs"], out["ratio"])
+        self.shown["row 8 in processor time, ratio"] = out["cpu_ratio"]
+
+    def figures(self):
+        out = json.loads(self.program("bench_allocations"))
+        self.shown["heap allocations per event"] = out["event"]
+        self.shown["heap allocations per message"] = out["message"]
+        with tempfile.NamedTemporaryFile() as stripped:
+            subprocess.run(["strip", "-o", stripped.name, os.path.join(self.lib, "libsensor_cal.so")], check=True)
+            self.shown["stripped library, bytes"] = os.path.getsize(stripped.name)
+
+    def run(self, wanted):
+        parts = [("1234", self.small_rows), ("5", self.real_time), ("67", self.whole_phones), ("8", self.report)]
+        for rows, part in parts:
+            if wanted is None or any(row[0] in rows or row[0] == "9" and rows == "1234" for row in wanted):
+                part()
+        self.figures()
+
+
+def table(bench):
+    lines = [f"{'row':<9} {'ours':>12} {'theirs':>12} {'ratio':>9} {'target':>9}"]
+    for row in TARGETS:
+        if row not in bench.rows:
+            continue
+        r = bench.rows[row]
+        missed = "" if r["ratio"] <= r["target"] else "  MISSED"
+        lines.append(f"{row:<9} {r['ours']:>12.6g} {r['theirs']:>12.6g} {r['ratio']:>9.4g} {r['target']:>9g}"
+                     f"  {WHAT[row]}{missed}")
+    lines.append("")
+    lines += [f"{name}: {value:g}" if isinstance(value, float) else f"{name}: {value}"
+              for name, value in bench.shown.items()]
+    return "\n".join(lines)
+
+
+def main():
+    parser = argparse.ArgumentParser(prog="scripts/bench")
+    parser.add_argument("folder", help=argparse.SUPPRESS)
+    parser.add_argument("--json", action="store_true", help="print a list of {row, ours, theirs, ratio, target}")
+    parser.add_argument("--smoke", action="store_true", help="every row for a moment: does it still run?")
+    parser.add_argument("--rows", help="these rows only, for example 1,2,9b (rows of one program come together)")
+    parser.add_argument("--phones", type=int, default=10000, help="of row 7's long run (default: %(default)s)")
+    parser.add_argument("--build-times", help=argparse.SUPPRESS)
+    arguments = parser.parse_args()
+    bench = Bench(arguments.folder, arguments.smoke, arguments.phones)
+    bench.run(arguments.rows.split(",") if arguments.rows else None)
+    if arguments.build_times:
+        bench.shown.update(json.loads(arguments.build_times))
+    print(json.dumps(list(bench.rows.values()), indent=1) if arguments.json else table(bench))
+    if arguments.smoke and set(bench.rows) != set(TARGETS):
+        sys.exit("bench: rows are missing: " + ", ".join(sorted(set(TARGETS) - set(bench.rows))))
+
+
+if __name__ == "__main__":
+    main()
