@@ -15,7 +15,8 @@ using ::android::hardware::Return;
 using ::android::hardware::Void;
 using ::android::hardware::sensors::V1_0::Event;
 
-// Collects until it has enough; what comes after that is dropped.
+// Collects until it has enough, and switches the sensor off with the last sample: nothing comes after it, so that what
+// a run sees next does not depend on how soon the waiting thread wakes.
 class Collector : public IEventQueueCallback {
  public:
   explicit Collector(const SampleRequest& request) : request_(request), values_(static_cast<size_t>(request.values)) {}
@@ -29,8 +30,16 @@ class Collector : public IEventQueueCallback {
       row.push_back(static_cast<double>(event.u.data[static_cast<size_t>(request_.first_word) + i]));
       values_[i].add(row.back());
     }
-    if (++taken_ == request_.count) enough_.notify_all();
+    if (++taken_ < request_.count) return Void();
+    enough_.notify_all();
+    if (queue_ != nullptr) (void)queue_->disableSensor(request_.handle).isOk();
     return Void();
+  }
+
+  // The queue holds this object: null breaks the ring.
+  void use(::android::sp<IEventQueue> queue) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    std::swap(queue_, queue);
   }
 
   // True when enough samples are in.
@@ -58,7 +67,8 @@ class Collector : public IEventQueueCallback {
   const SampleRequest request_;
   mutable std::mutex mutex_;
   std::condition_variable enough_;
-  std::vector<Statistics> values_;  // guarded by mutex_, and so are the following
+  ::android::sp<IEventQueue> queue_;  // guarded by mutex_, and so are the following
+  std::vector<Statistics> values_;
   std::vector<std::vector<double>> rows_;
   int seen_ = 0;
   int taken_ = 0;
@@ -83,10 +93,15 @@ FreshSamples take_samples(const ::android::sp<ISensorManager>& manager, const Sa
       });
   if (!created.isOk() || queue == nullptr) return failed(request, "the sensor service gave no event queue");
   constexpr int kMicroseconds = 1000;
+  collector->use(queue);
   const auto enabled = queue->enableSensor(request.handle, request.period_ms * kMicroseconds, 0);
-  if (!enabled.isOk() || enabled != QueueResult::OK) return failed(request, "the sensor could not be enabled");
+  if (!enabled.isOk() || enabled != QueueResult::OK) {
+    collector->use(nullptr);
+    return failed(request, "the sensor could not be enabled");
+  }
   const bool complete = collector->wait(interrupted);
-  (void)queue->disableSensor(request.handle).isOk();
+  collector->use(nullptr);
+  if (!complete) (void)queue->disableSensor(request.handle).isOk();
   FreshSamples out = collector->result();
   if (!complete) {
     out.problem =

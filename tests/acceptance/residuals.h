@@ -1,0 +1,22 @@
+// What a phone's hub holds after a plan, and how far fresh samples of each sensor are from the truth then. Looks at the
+// phone alone: neither the library nor the application has a part in it.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace acceptance {
+
+struct Residual {
+  std::string sensor;   // tag as plans have it, or "panel"
+  bool stored = false;  // the hub holds a value that a calibration found
+  double value = 0;     // of the worst axis, in the unit of the limit
+  double limit = 0;
+  std::string unit;
+  bool exceeds() const { return !(value <= limit); }
+};
+
+// Opens the phone in `directory` anew, at rest under the factory's lamp.
+std::vector<Residual> measure_residuals(const std::string& directory);
+
+}  // namespace acceptance
