@@ -200,7 +200,7 @@ std::vector<Cell> every_cell() {
 }
 
 std::vector<Cell> cross_section() {
-  constexpr size_t kOneOf = 5;
+  constexpr size_t kOneOf = 8;
   std::vector<Cell> quick;
   for (const Cell& cell : every_cell()) {
     if (expected_of(*cell.fault, *cell.kind).wait_s == 0) quick.push_back(cell);
