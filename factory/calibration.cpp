@@ -114,9 +114,9 @@ Calibration prepare(const CalibrationRequest& request) {
 void run_library(Session& session, Calibration* c) {
   darken_for_lamp(session, c);
   session.log().start_run();
-  const auto start = std::chrono::steady_clock::now();
+  const auto start = session.since_start();
   c->result = is_panel_run(c->request.param) ? run_at_panel(session, c) : ask_library(session, c->request);
-  c->seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  c->seconds = (session.since_start() - start).count();
   if (!c->panel) c->run = session.log().run();
   c->interrupted = session.interrupted();
   if (c->interrupted || c->result != 0 || c->kind == nullptr) return;

@@ -9,8 +9,10 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "chronicle.h"
 #include "options.h"
 
 namespace factory {
@@ -26,7 +28,16 @@ struct HubMessage {
 
 class Fixture {
  public:
+  using Settings = std::vector<std::pair<std::string, std::string>>;  // as set_world() takes them
+  struct Arranged {
+    std::vector<std::string> problems;
+    std::vector<std::string> notes;  // for the record
+  };
+
   virtual ~Fixture() = default;
+
+  // Whether the run goes straight through, is recorded or replayed.
+  virtual Chronicle& chronicle() { return Chronicle::live(); }
 
   // The folder that stands for the phone's "/".
   virtual std::string device_root() const = 0;
@@ -40,6 +51,15 @@ class Fixture {
   // Returns an empty text, or what is wrong with the key or the value. On a station it asks the operator and comes back
   // when it is done, so that a caller need not know the difference.
   virtual std::string set_world(const std::string& key, const std::string& value) = 0;
+  // Sets what belongs together; an operator is asked once.
+  virtual Arranged arrange(const Settings& settings) {
+    Arranged out;
+    for (const auto& [key, value] : settings) {
+      std::string problem = set_world(key, value);
+      if (!problem.empty()) out.problems.push_back(std::move(problem));
+    }
+    return out;
+  }
 
   // What a perfect sensor would report now. Empty where that is not known.
   virtual std::vector<float> truth(int sensor_type) const = 0;

@@ -1,5 +1,6 @@
 #include "log_tap.h"
 
+#include <ctype.h>
 #include <errno.h>
 #include <string.h>
 #include <sys/syscall.h>
@@ -53,6 +54,36 @@ std::vector<double> parse_values(const char* text) {
   return out;
 }
 
+// Numbers that are others in every process would make two records of one run differ: addresses, and descriptors that
+// were opened. What the library prints in hex besides is shorter than an address.
+std::string without_process_numbers(std::string text) {
+  constexpr struct {
+    const char* before;
+    size_t shortest;
+    int (*digit)(int);
+  } kRows[] = {{"0x", 9, isxdigit}, {"open fd=", 1, isdigit}};
+  for (const auto& row : kRows) {
+    const size_t length = strlen(row.before);
+    for (size_t at = text.find(row.before); at != std::string::npos; at = text.find(row.before, at + length)) {
+      size_t end = at + length;
+      while (end < text.size() && row.digit(static_cast<unsigned char>(text[end])) != 0) ++end;
+      if (end - at - length >= row.shortest) text.replace(at + length, end - at - length, "...");
+    }
+  }
+  return text;
+}
+
+class InOrder {
+ public:
+  explicit InOrder(Chronicle& chronicle) : chronicle_(chronicle) { chronicle_.line_begins(); }
+  ~InOrder() { chronicle_.line_ends(); }
+  InOrder(const InOrder&) = delete;
+  InOrder& operator=(const InOrder&) = delete;
+
+ private:
+  Chronicle& chronicle_;
+};
+
 void write_threadtime(std::FILE* file, const __android_log_message& message) {
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
@@ -96,6 +127,7 @@ LogTap::~LogTap() {
 }
 
 void LogTap::start_run() {
+  const InOrder in_order(*chronicle_);
   const std::lock_guard<std::mutex> lock(mutex_);
   run_ = RunLog();
   caller_ = std::this_thread::get_id();
@@ -113,6 +145,7 @@ LogTap::Counts LogTap::counts() const {
 }
 
 RunLog LogTap::run() const {
+  const InOrder in_order(*chronicle_);
   const std::lock_guard<std::mutex> lock(mutex_);
   return run_;
 }
@@ -126,7 +159,7 @@ void LogTap::keep(const __android_log_message& message) {
     run_.lines.erase(run_.lines.begin() + kMost / 2);
     ++run_.lines_dropped;
   }
-  std::string text = message.message;
+  std::string text = without_process_numbers(message.message);
   while (!text.empty() && text.back() == '\n') text.pop_back();
   run_.lines.push_back(
       {message.priority, message.tag == nullptr ? "" : message.tag, text, std::this_thread::get_id() != caller_});
@@ -134,6 +167,7 @@ void LogTap::keep(const __android_log_message& message) {
 }
 
 void LogTap::note(const __android_log_message& message) {
+  const InOrder in_order(*chronicle_);
   const std::lock_guard<std::mutex> lock(mutex_);
   if (file_ != nullptr) write_threadtime(file_, message);
   const char* text = message.message;

@@ -4,12 +4,15 @@
 
 #include <android/log.h>
 
+#include <atomic>
 #include <cstdint>
 #include <cstdio>
 #include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
+
+#include "chronicle.h"
 
 namespace factory {
 
@@ -58,6 +61,9 @@ class LogTap {
   LogTap(const LogTap&) = delete;
   LogTap& operator=(const LogTap&) = delete;
 
+  // Whoever keeps the order of lines and looks at them. Outlives the lines.
+  void keep_order(Chronicle* chronicle) { chronicle_ = chronicle; }
+
   // Begins a run; the thread that calls is the calling side of its lines.
   void start_run();
   RunLog run() const;
@@ -77,6 +83,7 @@ class LogTap {
   void note(const __android_log_message& message);
   void keep(const __android_log_message& message);
 
+  std::atomic<Chronicle*> chronicle_{&Chronicle::live()};
   mutable std::mutex mutex_;
   std::FILE* file_ = nullptr;  // guarded by mutex_
   RunLog run_;                 // guarded by mutex_

@@ -38,8 +38,8 @@ void add_common_options(CLI::App& app, Options* options) {
 }
 
 std::string version_text() {
-  return "sensorcal " SENSORCAL_VERSION ", build " + plan::build_id("") + "\nlibsensor_cal " SENSORCAL_VERSION
-         ", build " + plan::build_id("libsensor_cal");
+  return "sensorcal " SENSORCAL_VERSION ", build " + plan::build_id("") +
+         "\nlibsensor_cal " SENSORCAL_VERSION ", build " + plan::build_id("libsensor_cal");
 }
 
 int run(int argc, char** argv) {
@@ -51,6 +51,7 @@ int run(int argc, char** argv) {
   add_common_options(app, &options);
   app.footer(
       "Exit codes: 0 passed, 1 a check failed, 2 usage, 3 the phone or a service could not be reached, "
+      "4 a replay differs from its recording, "
       "130 interrupted.");
   std::map<const CLI::App*, std::function<int(const Options&)>> runners;
   for (const Command& command : commands()) {

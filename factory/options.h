@@ -14,6 +14,7 @@ enum ExitCode : int {
   kFailed = 1,         // a check failed
   kUsage = 2,          // the command line, a file or a value named on it
   kUnreachable = 3,    // the phone or one of its services
+  kDiffers = 4,        // a replay left its recording, or its record differs
   kInterrupted = 130,  // ended by Ctrl-C, as shells have it
 };
 
@@ -35,6 +36,8 @@ struct Options {
   std::string log;                  // file of the log lines
   std::string hub_log;              // file of the hub messages
   std::string max_equal;            // lux above which both panel levels must differ
+  std::string record;               // folder for a recording of the run; begun
+  std::string recording;            // folder of one to replay
   bool json = false;
 };
 

@@ -14,6 +14,7 @@ using QueueResult = ::android::frameworks::sensorservice::V1_0::Result;
 using ::android::hardware::Return;
 using ::android::hardware::Void;
 using ::android::hardware::sensors::V1_0::Event;
+using WaitEnd = Chronicle::WaitEnd;
 
 // Collects until it has enough, and switches the sensor off with the last sample: nothing comes after it, so that what
 // a run sees next does not depend on how soon the waiting thread wakes.
@@ -24,7 +25,7 @@ class Collector : public IEventQueueCallback {
   Return<void> onEvent(const Event& event) override {
     const std::lock_guard<std::mutex> lock(mutex_);
     if (event.sensorHandle != request_.handle || static_cast<int>(event.sensorType) != request_.type) return Void();
-    if (seen_++ < request_.skip || taken_ >= request_.count) return Void();
+    if (closed_ || seen_++ < request_.skip || taken_ >= request_.count) return Void();
     std::vector<double>& row = rows_.emplace_back();
     for (size_t i = 0; i < values_.size(); ++i) {
       row.push_back(static_cast<double>(event.u.data[static_cast<size_t>(request_.first_word) + i]));
@@ -42,15 +43,17 @@ class Collector : public IEventQueueCallback {
     std::swap(queue_, queue);
   }
 
-  // True when enough samples are in.
-  bool wait(const std::atomic<bool>& interrupted) {
+  // Until enough samples are in, the time is over, or somebody interrupts.
+  WaitEnd wait(const Interruption& interrupted) {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(request_.timeout_s);
-    constexpr auto kLook = std::chrono::milliseconds(20);
-    std::unique_lock<std::mutex> lock(mutex_);
-    while (taken_ < request_.count && !interrupted && std::chrono::steady_clock::now() < deadline) {
-      enough_.wait_for(lock, kLook);
+    for (;;) {
+      const WaitEnd seen = look(interrupted, deadline);
+      const WaitEnd end = interrupted.chronicle().end_wait(seen, [this] {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        closed_ = true;
+      });
+      if (end != WaitEnd::going_on) return end;
     }
-    return taken_ >= request_.count;
   }
 
   FreshSamples result() const {
@@ -64,6 +67,16 @@ class Collector : public IEventQueueCallback {
   }
 
  private:
+  WaitEnd look(const Interruption& interrupted, std::chrono::steady_clock::time_point deadline) {
+    constexpr auto kLook = std::chrono::milliseconds(20);
+    std::unique_lock<std::mutex> lock(mutex_);
+    if (taken_ < request_.count && !interrupted.came()) enough_.wait_for(lock, kLook);
+    return taken_ >= request_.count                       ? WaitEnd::complete
+           : interrupted.came()                           ? WaitEnd::interrupted
+           : std::chrono::steady_clock::now() >= deadline ? WaitEnd::timed_out
+                                                          : WaitEnd::going_on;
+  }
+
   const SampleRequest request_;
   mutable std::mutex mutex_;
   std::condition_variable enough_;
@@ -72,6 +85,7 @@ class Collector : public IEventQueueCallback {
   std::vector<std::vector<double>> rows_;
   int seen_ = 0;
   int taken_ = 0;
+  bool closed_ = false;
 };
 
 FreshSamples failed(const SampleRequest& request, const std::string& problem) {
@@ -84,7 +98,7 @@ FreshSamples failed(const SampleRequest& request, const std::string& problem) {
 }  // namespace
 
 FreshSamples take_samples(const ::android::sp<ISensorManager>& manager, const SampleRequest& request,
-                          const std::atomic<bool>& interrupted) {
+                          const Interruption& interrupted) {
   const ::android::sp<Collector> collector = new Collector(request);
   ::android::sp<IEventQueue> queue;
   const auto created =
@@ -99,14 +113,15 @@ FreshSamples take_samples(const ::android::sp<ISensorManager>& manager, const Sa
     collector->use(nullptr);
     return failed(request, "the sensor could not be enabled");
   }
-  const bool complete = collector->wait(interrupted);
+  const WaitEnd end = collector->wait(interrupted);
+  const bool complete = end == WaitEnd::complete;
   collector->use(nullptr);
   if (!complete) (void)queue->disableSensor(request.handle).isOk();
   FreshSamples out = collector->result();
   if (!complete) {
-    out.problem =
-        interrupted ? "interrupted"
-                    : "only " + std::to_string(out.taken) + " of " + std::to_string(out.wanted) + " fresh samples came";
+    out.problem = end == WaitEnd::interrupted ? "interrupted"
+                                              : "only " + std::to_string(out.taken) + " of " +
+                                                    std::to_string(out.wanted) + " fresh samples came";
   }
   return out;
 }

@@ -12,6 +12,7 @@
 
 #include "hub_message.h"
 #include "json_text.h"
+#include "recording.h"
 
 namespace factory {
 namespace {
@@ -55,7 +56,6 @@ Session::Session(const Options& options)
     hub_log_ = fopen(options_.hub_log.c_str(), "we");
     if (hub_log_ == nullptr) throw AppError(kUsage, "--hub-log " + options_.hub_log + ": " + strerror(errno));
   }
-  fixture_->on_hub_message([this](const HubMessage& message) { take(message); });
   for (const std::string& setting : options_.world) {
     const size_t equals = setting.find('=');
     if (equals == std::string::npos) throw AppError(kUsage, "--world " + setting + ": give KEY=VALUE");
@@ -63,6 +63,10 @@ Session::Session(const Options& options)
     if (!problem.empty()) throw AppError(kUsage, "--world " + setting + ": " + problem);
   }
   if (!options_.max_equal.empty()) set_max_equal(options_.max_equal);
+  if (!options_.record.empty()) fixture_ = record_fixture(std::move(fixture_), options_.record);
+  fixture_->on_hub_message([this](const HubMessage& message) { take(message); });
+  interruption_.keep(&chronicle());
+  log_.keep_order(&chronicle());
   // A process on the phone stands in "/": relative paths of the library are meant from there.
   const std::string root = fixture_->device_root();
   if (chdir(root.c_str()) != 0) throw AppError(kUnreachable, root + ": " + strerror(errno));
@@ -78,6 +82,7 @@ Session::~Session() {
   cal_->sensor_cal_deinit();
   cal_.reset();
   fixture_->on_hub_message({});
+  log_.keep_order(&Chronicle::live());
   fixture_.reset();
   if (hub_log_ != nullptr) fclose(hub_log_);
 }
@@ -124,6 +129,19 @@ void Session::restore_brightness() {
   if (brightness_at_end_ >= 0) (void)cal_->SetBrightness(brightness_at_end_);
 }
 
+std::chrono::system_clock::time_point Session::now() {
+  using Clock = std::chrono::system_clock;
+  using std::chrono::nanoseconds;
+  const auto now = std::chrono::duration_cast<nanoseconds>(Clock::now().time_since_epoch());
+  return Clock::time_point(std::chrono::duration_cast<Clock::duration>(nanoseconds(chronicle().time_ns(now.count()))));
+}
+
+std::chrono::duration<double> Session::since_start() {
+  using std::chrono::nanoseconds;
+  const auto now = std::chrono::duration_cast<nanoseconds>(std::chrono::steady_clock::now().time_since_epoch());
+  return nanoseconds(chronicle().time_ns(now.count()));
+}
+
 void Session::watch_interrupts() {
   const sigset_t set = watched_signals();
   for (;;) {
@@ -131,6 +149,7 @@ void Session::watch_interrupts() {
     sigwait(&set, &signal);
     if (closing_) return;
     if (signal == kStopWatching) continue;
+    if (!chronicle().interrupt()) continue;
     interrupted_ = true;
     end_at_once();
   }
@@ -141,9 +160,7 @@ void Session::watch_interrupts() {
 void Session::end_at_once() {
   constexpr int kWakeUps = 10;
   for (int i = 0; i < kWakeUps && !closing_ && !end_claimed_; ++i) {
-    pthread_mutex_lock(&cal_->cal_mutex);
-    pthread_cond_broadcast(&cal_->cal_cond);
-    pthread_mutex_unlock(&cal_->cal_mutex);
+    chronicle().wake(&cal_->cal_mutex, &cal_->cal_cond);
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
   // A second Ctrl-C finds the end claimed, but maybe stuck.

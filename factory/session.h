@@ -4,6 +4,7 @@
 #include <SensorCalibration.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdio>
 #include <functional>
 #include <memory>
@@ -32,6 +33,10 @@ class Session {
   void require_ready() const;
 
   Fixture& fixture() { return *fixture_; }
+  Chronicle& chronicle() { return fixture_->chronicle(); }
+  // What a run tells or judges of the time.
+  std::chrono::system_clock::time_point now();
+  std::chrono::duration<double> since_start();
   LogTap& log() { return log_; }
   const Options& options() const { return options_; }
 
@@ -45,12 +50,12 @@ class Session {
   void restore_brightness_at_end(int brightness);
 
   // Set once Ctrl-C came: the run under way was woken, and the command is to come to its end.
-  const std::atomic<bool>& interrupted() const { return interrupted_; }
+  const Interruption& interrupted() const { return interruption_; }
 
   // Whoever claims the end brings the command to it. After Ctrl-C the command claims it as soon as the run under way
   // is over; where that takes longer than a person waits, the watcher claims it, runs the last will on its own thread
   // and ends the process. False: the other one has it, and the caller must touch nothing any more.
-  bool claim_end() { return !end_claimed_.exchange(true); }
+  bool claim_end() { return chronicle().claim(&end_claimed_); }
   void set_last_will(std::function<void()> last_will);
 
  private:
@@ -71,6 +76,7 @@ class Session {
   std::unique_ptr<SensorCalibration> cal_;
   std::atomic<int> brightness_at_end_{-1};  // -1: as it is
   std::atomic<bool> interrupted_{false};
+  Interruption interruption_{interrupted_};
   std::atomic<bool> closing_{false};
   std::atomic<bool> end_claimed_{false};
   int interruptions_ = 0;  // the watcher's

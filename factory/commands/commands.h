@@ -16,6 +16,7 @@ Runner set_up_get(CLI::App& app);
 Runner set_up_set(CLI::App& app);
 Runner set_up_backlight(CLI::App& app);
 Runner set_up_run(CLI::App& app);
+Runner set_up_replay(CLI::App& app);
 Runner set_up_stats(CLI::App& app);
 Runner set_up_history(CLI::App& app);
 Runner set_up_sync(CLI::App& app);

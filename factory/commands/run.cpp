@@ -1,5 +1,7 @@
-// `sensorcal run`: runs a plan and hands its record on.
-#include <chrono>
+// `sensorcal run` and `sensorcal replay`: run a plan, on a phone or over a recording, and hand its record on.
+#include <unistd.h>
+
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
@@ -11,6 +13,7 @@
 #include "plan/attempt_text.h"
 #include "plan/plan_run.h"
 #include "plan/run_progress.h"
+#include "recording.h"
 #include "report/report.h"
 #include "session.h"
 #include "store/keeper.h"
@@ -30,6 +33,8 @@ struct Arguments {
   bool store_samples = false;
   std::shared_ptr<store::Keeper> keeper;  // null: nothing is stored
   std::string id;                         // of the run, in the store
+  std::string record;                     // folder for a recording
+  std::string recording;                  // folder of the one that is replayed
 };
 
 class Teller : public plan::Observer {
@@ -78,6 +83,38 @@ std::string absolute(const std::string& file) {
   return file.empty() ? "" : std::filesystem::absolute(file).lexically_normal().string();
 }
 
+// Which program recorded, where it is another one; empty where it is not.
+std::string other_program(const Json::Value& recorded, const Json::Value& record) {
+  if (recorded["application"] == record["application"] && recorded["library"] == record["library"]) return "";
+  return "recorded with another build, version " + recorded["application"]["version"].asString();
+}
+
+// What a replay's page says of it.
+Json::Value about_replay(const Arguments& arguments, const std::vector<std::string>& different,
+                         const std::string& other) {
+  Json::Value out(Json::arrayValue);
+  out.append("This run is a replay of the recording " + arguments.recording + ": no phone was there.");
+  out.append(different.empty() ? "Its record is the recorded one." : "Its record differs from the recorded one:");
+  for (const std::string& line : different) out.append(line);
+  if (!other.empty()) out.append(other);
+  return out;
+}
+
+// False: a replay's record is not the recorded one.
+bool tell_replay(const std::vector<std::string>& different, const std::string& other, const Options& options) {
+  constexpr size_t kMost = 20;
+  if (!options.json && !other.empty()) std::cout << "note: " << other << "\n";
+  if (different.empty()) {
+    if (!options.json) std::cout << "replay: the same record as the recorded one" << std::endl;
+    return true;
+  }
+  std::cerr << "sensorcal: the replay's record differs from the recorded one in " << different.size()
+            << (different.size() == 1 ? " place:\n" : " places:\n");
+  for (size_t i = 0; i < std::min(kMost, different.size()); ++i) std::cerr << "  " << different[i] << "\n";
+  if (different.size() > kMost) std::cerr << "  ...\n";
+  return false;
+}
+
 // A run that could not be stored keeps its verdict.
 Json::Value kept(Json::Value record, const Arguments& arguments) {
   if (!arguments.keeper) return record;
@@ -90,13 +127,25 @@ Json::Value kept(Json::Value record, const Arguments& arguments) {
   return record;
 }
 
-// The record on standard output comes first: it is not lost where a file cannot be written.
-void hand_on(const Json::Value& made, const Options& options, const Arguments& arguments) {
+// The recording's end, and the record on standard output, come first: they are not lost where a file cannot be written.
+// False: see tell_replay().
+bool hand_on(Session& session, const Json::Value& made, const Options& options, const Arguments& arguments) {
+  session.chronicle().end(made);
   const Json::Value record = kept(made, arguments);
   if (options.json) std::cout << json_pretty(record) << std::endl;
-  if (!arguments.html.empty()) write_html_report(record, arguments.html);
+  Json::Value page = record;
+  std::vector<std::string> different;
+  std::string other;
+  if (!arguments.recording.empty()) {
+    const Json::Value recorded = recorded_record(arguments.recording);
+    different = differences(recorded, record);
+    other = other_program(recorded, record);
+    page["replay"] = about_replay(arguments, different, other);
+  }
+  if (!arguments.html.empty()) write_html_report(page, arguments.html);
   if (!arguments.junit.empty()) write_junit(record, arguments.junit);
   if (!arguments.csv.empty()) write_csv(record, arguments.csv);
+  return arguments.recording.empty() || tell_replay(different, other, options);
 }
 
 int exit_code(plan::PlanRun& run) {
@@ -110,23 +159,20 @@ int exit_code(plan::PlanRun& run) {
   }
 }
 
-int run(const Options& options, Arguments arguments) {
-  arguments.html = absolute(arguments.html);
-  arguments.junit = absolute(arguments.junit);
-  arguments.csv = absolute(arguments.csv);
-  const plan::Plan plan = plan::load_plan(arguments.plan);
+int run_plan(const Options& options, const plan::Plan& plan, Arguments arguments) {
   Session session(options);
   session.require_ready();
-  if (!options.json) {
-    for (const std::string& remark : session.fixture().remarks()) std::cout << "note: " << remark << "\n";
+  const std::vector<std::string> remarks = session.fixture().remarks();
+  for (const std::string& remark : remarks) {
+    if (!options.json) std::cout << "note: " << remark << "\n";
   }
-  arguments.info.started = plan::Clock::now();
+  arguments.info.started = session.now();
   arguments.id = store::make_run_id(arguments.info.started);
   Teller teller(plan, session, !options.json, speed_of(options));
   plan::PlanRun plan_run(session, plan, arguments.info, teller);
   const LastWill will(session, [&] {
     try {
-      hand_on(plan_run.abort(), options, arguments);
+      if (!hand_on(session, plan_run.abort(), options, arguments)) _exit(kDiffers);
     } catch (const std::exception& error) {
       std::cerr << "sensorcal: " << error.what() << "\n";
     }
@@ -134,8 +180,61 @@ int run(const Options& options, Arguments arguments) {
   plan_run.run();
   const Json::Value record = plan_run.record();
   if (!options.json) std::cout << summary_text(plan_run.steps(), plan_run.verdict(), record["seconds"].asDouble());
-  hand_on(record, options, arguments);
-  return exit_code(plan_run);
+  const int code = exit_code(plan_run);
+  return hand_on(session, record, options, arguments) ? code : kDiffers;
+}
+
+Json::Value for_people(const Options& options) {
+  Json::Value out;
+  out["speed"] = options.speed;
+  const std::pair<const char*, const std::vector<std::string>*> kLists[] = {
+      {"world", &options.world}, {"replay", &options.replay}, {"fault", &options.fault}};
+  for (const auto& [name, values] : kLists) {
+    for (const std::string& value : *values) out[name].append(value);
+  }
+  return out;
+}
+
+void make_absolute(Arguments* arguments) {
+  for (std::string* file : {&arguments->html, &arguments->junit, &arguments->csv, &arguments->record}) {
+    *file = absolute(*file);
+  }
+}
+
+int run(const Options& options, Arguments arguments) {
+  make_absolute(&arguments);
+  const plan::Plan plan = plan::load_plan(arguments.plan);
+  Options wanted = options;
+  wanted.record = arguments.record;
+  if (!arguments.record.empty()) {
+    begin_recording(arguments.record, {plan.file, plan.bytes, arguments.info.serial, arguments.info.station,
+                                       arguments.info.operator_name, for_people(options)});
+  }
+  return run_plan(wanted, plan, arguments);
+}
+
+int replay(const Options& options, Arguments arguments) {
+  if (!options.profile.empty() || options.seed || !options.world.empty() || !options.replay.empty() ||
+      !options.fault.empty() || !options.max_equal.empty())
+    throw AppError(kUsage, "replay: phone, world and faults are the recorded ones and cannot be chosen");
+  make_absolute(&arguments);
+  arguments.recording = absolute(arguments.recording);
+  const RecordedRun recorded = read_recording(arguments.recording);
+  std::vector<std::string> problems;
+  const plan::Plan plan = plan::parse_plan(recorded.plan_file, recorded.plan_bytes, &problems);
+  if (!problems.empty()) throw AppError(kUsage, "the recorded plan: " + problems.front());
+  arguments.info.serial = recorded.serial;
+  arguments.info.station = recorded.station;
+  arguments.info.operator_name = recorded.operator_name;
+  Options wanted = options;
+  wanted.recording = arguments.recording;
+  return run_plan(wanted, plan, arguments);
+}
+
+void add_outputs(CLI::App& app, Arguments* arguments) {
+  app.add_option("--html", arguments->html, "writes the report page to a file");
+  app.add_option("--junit", arguments->junit, "writes the result as JUnit's XML to a file");
+  app.add_option("--csv", arguments->csv, "writes measurements and samples as CSV files to a folder");
 }
 
 // The store is opened before the phone is touched; the server has its turn when the run is over and its verdict told.
@@ -160,10 +259,16 @@ Runner set_up_run(CLI::App& app) {
   app.add_option("--spool", arguments->spool,
                  "with a server: the file in which runs wait for it (default: in the user's state folder)");
   app.add_flag("--store-samples", arguments->store_samples, "stores the sample windows, too");
-  app.add_option("--html", arguments->html, "writes the report page to a file");
-  app.add_option("--junit", arguments->junit, "writes the result as JUnit's XML to a file");
-  app.add_option("--csv", arguments->csv, "writes measurements and samples as CSV files to a folder");
+  add_outputs(app, arguments.get());
+  app.add_option("--record", arguments->record, "records the run in a new folder, for `sensorcal replay`");
   return [arguments](const Options& options) { return stored_run(options, *arguments); };
+}
+
+Runner set_up_replay(CLI::App& app) {
+  auto arguments = std::make_shared<Arguments>();
+  app.add_option("DIR", arguments->recording, "folder of a recorded run")->required();
+  add_outputs(app, arguments.get());
+  return [arguments](const Options& options) { return replay(options, *arguments); };
 }
 
 }  // namespace factory

@@ -8,6 +8,7 @@
 #include "fixture.h"
 #include "phone/core/phone.h"
 #include "phone/faults/faults.h"
+#include "recording.h"
 
 namespace factory {
 namespace {
@@ -69,6 +70,7 @@ class HostFixture : public Fixture {
 }  // namespace
 
 std::unique_ptr<Fixture> open_fixture(const Options& options) {
+  if (!options.recording.empty()) return replay_fixture(options.recording);
   phone::PhoneOptions wanted;
   wanted.directory = std::filesystem::absolute(phone_directory(options)).lexically_normal();
   if (!options.profile.empty()) wanted.profile = options.profile;

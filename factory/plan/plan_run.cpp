@@ -34,6 +34,7 @@ bool PlanRun::run_step(StepResult* result) {
   for (int i = 0; i < result->step->repeat; ++i) {
     Attempt attempt;
     attempt.number = static_cast<int>(result->attempts.size()) + 1;
+    attempt.started = session_.now();
     {
       const std::lock_guard<std::mutex> lock(mutex_);
       current_ = result;
@@ -109,7 +110,7 @@ Json::Value PlanRun::abort() {
     Attempt attempt;
     attempt.number = static_cast<int>(current_->attempts.size()) + 1;
     attempt.started = current_started_;
-    attempt.seconds = std::chrono::duration<double>(Clock::now() - attempt.started).count();
+    attempt.seconds = std::chrono::duration<double>(session_.now() - attempt.started).count();
     attempt.outcome = Outcome::aborted;
     attempt.reasons.emplace_back("interrupted");
     if (under_way_.held != nullptr) {

@@ -136,7 +136,7 @@ Json::Value make_record(Session& session, const Plan& plan, const RunInfo& info,
   out["serial"] = info.serial;
   out["station"] = info.station;
   out["operator"] = info.operator_name;
-  const Clock::time_point ended = Clock::now();
+  const Clock::time_point ended = session.now();
   out["started"] = iso_time(info.started);
   out["ended"] = iso_time(ended);
   out["seconds"] = json_number(milliseconds(std::chrono::duration<double>(ended - info.started).count()));

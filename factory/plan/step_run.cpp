@@ -59,7 +59,7 @@ void StepRun::run(const std::function<void(const std::string&)>& warn) {
       run_probe();
       break;
   }
-  attempt_.seconds = std::chrono::duration<double>(Clock::now() - attempt_.started).count();
+  attempt_.seconds = std::chrono::duration<double>(session_.now() - attempt_.started).count();
   if (step_.kind != StepKind::calibrate) {
     if (step_.limits.seconds)
       measure("duration", "", attempt_.seconds, "s", std::nullopt, std::nullopt, step_.limits.seconds, "");

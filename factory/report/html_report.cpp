@@ -252,6 +252,7 @@ void write_html_report(const Json::Value& record, const std::string& file) {
   Markup steps;
   for (const Json::Value& step : list(record, "steps")) steps += step_in_full(step);
   Markup body = why(record);
+  body += card("Replay", text_list(list(record, "replay"), "remarks"));
   body += card("Remarks", text_list(list(record, "remarks"), "remarks"));
   body += card("Steps", summary(record));
   body += card("Run", facts(record));

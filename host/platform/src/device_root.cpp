@@ -27,7 +27,9 @@ void set_device_root(const std::string& folder) { root() = folder; }
 
 std::string device_root() { return root(); }
 
-void on_device_path(std::function<void()> before_open) { before_open_hook() = std::move(before_open); }
+std::function<void()> on_device_path(std::function<void()> before_open) {
+  return std::exchange(before_open_hook(), std::move(before_open));
+}
 
 }  // namespace host
 

@@ -14,8 +14,9 @@ void set_device_root(const std::string& folder);
 std::string device_root();
 
 // Called on the asking thread before every answer of device_path(): a simulated phone brings its device nodes up to
-// date there, since the caller is about to open one. Empty: nobody. Not to be changed while other threads open files.
-void on_device_path(std::function<void()> before_open);
+// date there, since the caller is about to open one. Empty: nobody. Returns who was called before. Not to be changed
+// while other threads open files.
+std::function<void()> on_device_path(std::function<void()> before_open);
 
 }  // namespace host
 

@@ -1,0 +1,56 @@
+// The files below the device root that a run's phone holds: copied into a recording, and followed through the run.
+#pragma once
+
+#include <json/json.h>
+
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace factory::tape {
+
+class DeviceFiles {
+ public:
+  explicit DeviceFiles(std::string root) : root_(std::move(root)) {}
+
+  // Copies folders, files and links to `folder`. Files that cannot be written, which lie in memory behind a link,
+  // become plain ones; their paths are returned. Throws std::filesystem::filesystem_error.
+  std::vector<std::string> copy_to(const std::string& folder);
+  // Notes which files are others than at first. To be called before and after the phone may have changed some: what it
+  // makes of a file that was written need not differ from what was there before.
+  void look();
+  // The files that were ever noted, as they are at the last look: path to content in hex, null for one that is not
+  // there. An object, maybe empty.
+  Json::Value changed() const;
+  void apply(const Json::Value& changes) const;
+
+ private:
+  std::map<std::string, std::string> read_all() const;
+
+  const std::string root_;
+  std::map<std::string, std::string> first_;
+  std::map<std::string, std::string> seen_;
+  std::set<std::string> noted_;
+};
+
+// A copy of a recorded device root to work on, gone at the end.
+class ScratchRoot {
+ public:
+  // `unwritable`: paths of files that no program may write. Throws AppError.
+  ScratchRoot(const std::string& recorded, const std::vector<std::string>& unwritable);
+  ~ScratchRoot() { remove(); }
+  ScratchRoot(const ScratchRoot&) = delete;
+  ScratchRoot& operator=(const ScratchRoot&) = delete;
+
+  const std::string& path() const { return path_; }
+  void remove();
+
+ private:
+  void make_unwritable(const std::string& path);
+
+  std::string path_;
+  std::vector<int> descriptors_;
+};
+
+}  // namespace factory::tape

@@ -1,0 +1,89 @@
+// Records a run on a simulated phone and replays it, in this process.
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "json_text.h"
+#include "plan/plan_run.h"
+#include "recording.h"
+
+namespace recording_test {
+
+using factory::Options;
+
+inline std::string read(const std::string& file) {
+  std::ifstream in(file, std::ios::binary);
+  std::stringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+inline void write(const std::string& file, const std::string& text) { std::ofstream(file, std::ios::binary) << text; }
+
+class RecordedRun {
+ public:
+  explicit RecordedRun(const std::string& profile = "reference") {
+    path_ = (std::filesystem::temp_directory_path() / "recording-test-XXXXXX").string();
+    if (mkdtemp(path_.data()) == nullptr) abort();
+    options.phone = path_ + "/phone";
+    options.profile = profile;
+    options.speed = "max";
+    options.seed = 7;
+  }
+  ~RecordedRun() { std::filesystem::remove_all(path_); }
+  RecordedRun(const RecordedRun&) = delete;
+  RecordedRun& operator=(const RecordedRun&) = delete;
+
+  std::string folder() const { return path_ + "/recording"; }
+  std::string tape() const { return folder() + "/tape.jsonl"; }
+
+  // `steps` is what stands between the brackets. Returns the record.
+  Json::Value record(const std::string& steps, factory::plan::Observer* observer = nullptr) {
+    const std::string text = R"({"format": "sensorcal.plan/1", "name": "test", "steps": [)" + steps + "]}";
+    factory::begin_recording(folder(), {"test.json", text, "S1", "station 4", "me", {}});
+    Options recorded = options;
+    recorded.record = folder();
+    return run(recorded, observer);
+  }
+
+  Json::Value replay() {
+    Options replayed;
+    replayed.recording = folder();
+    return run(replayed, nullptr);
+  }
+
+  Options options;
+
+ private:
+  Json::Value run(const Options& wanted, factory::plan::Observer* observer) {
+    const factory::RecordedRun recorded = factory::read_recording(folder());
+    std::vector<std::string> problems;
+    const auto plan = factory::plan::parse_plan(recorded.plan_file, recorded.plan_bytes, &problems);
+    EXPECT_THAT(problems, ::testing::IsEmpty());
+    factory::Session session(wanted);
+    factory::plan::Observer silent;
+    factory::plan::PlanRun plan_run(session, plan,
+                                    {recorded.serial, recorded.station, recorded.operator_name, session.now()},
+                                    observer == nullptr ? silent : *observer);
+    plan_run.run();
+    const Json::Value record = plan_run.record();
+    session.chronicle().end(record);
+    return record;
+  }
+
+  std::string path_;
+};
+
+}  // namespace recording_test
