@@ -2,5 +2,9 @@
 # Runs the store's tests on a PostgreSQL server. Where none is installed that is a failure on CI, and a skip elsewhere.
 set -euo pipefail
 if ! "$2" available; then [ -n "${CI:-}" ] && exit 1 || exit 77; fi
-export SENSORCAL_TEST_POSTGRESQL=1
-exec "$1" --gtest_filter='*/postgresql'
+SENSORCAL_TEST_POSTGRESQL=$(mktemp -d /tmp/sensorcal-test-XXXXXX)
+export SENSORCAL_TEST_POSTGRESQL
+# Whatever ends the tests ends the server.
+trap '"$2" stop "$SENSORCAL_TEST_POSTGRESQL" immediate || true; rm -rf "$SENSORCAL_TEST_POSTGRESQL"' EXIT
+trap 'exit 1' INT TERM
+"$1" --gtest_filter='*/postgresql'

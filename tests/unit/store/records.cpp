@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <cmath>
@@ -20,32 +19,18 @@ int control(const std::string& what) {
   return system(("\"" SERVER_CONTROL "\" " + what).c_str());  // NOLINT(concurrency-mt-unsafe)
 }
 
-// One server for all tests of this process.
-class Server {
- public:
-  static Server& get() {
-    static Server server;
-    return server;
-  }
-  std::string folder;
-
- private:
-  Server() {
-    char name[] = "/tmp/sensorcal-test-XXXXXX";
-    folder = mkdtemp(name);
-    owner_ = getpid();
+// Where on_postgresql.sh wants the server, which it also stops. One for all tests of this process.
+std::string server_folder() {
+  static const std::string kFolder = [] {
+    std::string folder = getenv("SENSORCAL_TEST_POSTGRESQL");  // NOLINT(concurrency-mt-unsafe)
     if (control("start " + folder) != 0) throw std::runtime_error("the server did not start");
-  }
-  ~Server() {
-    if (getpid() != owner_) return;
-    control("stop " + folder + " immediate");
-    std::filesystem::remove_all(folder);
-  }
-  pid_t owner_;
-};
+    return folder;
+  }();
+  return kFolder;
+}
 
 std::string server_uri(const std::string& name) {
-  return "postgresql:///" + name + "?host=" + Server::get().folder + "&user=tester";
+  return "postgresql:///" + name + "?host=" + server_folder() + "&user=tester";
 }
 
 const char* verdict_of(const MadeValue& v) { return v.value >= v.low && v.value <= v.high ? "passed" : "failed"; }
@@ -134,8 +119,8 @@ Uri fresh_place(const std::string& kind, const Folder& folder) {
   return parse_uri(server_uri(name));
 }
 
-void stop_server(const std::string& mode) { ASSERT_EQ(control("stop " + Server::get().folder + " " + mode), 0); }
-void start_server() { ASSERT_EQ(control("start " + Server::get().folder), 0); }
+void stop_server(const std::string& mode) { ASSERT_EQ(control("stop " + server_folder() + " " + mode), 0); }
+void start_server() { ASSERT_EQ(control("start " + server_folder()), 0); }
 
 long long number_from(Database* database, const std::string& sql) {
   long long number = 0;
