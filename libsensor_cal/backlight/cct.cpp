@@ -70,9 +70,7 @@ int finish_low(SensorCalibration& cal, _sensor_info& record, int brightness, int
   }
   if (low > kSmall) return -1;
   LOGE("lcdbacklight_low_calibrate set low force to 0\n");  // nothing is forced: the means go as measured
-  if (send_channels(cal, sensor_type::light, kLowLevel, brightness, record) == 0) return 0;
-  LOGE("setAlsBacklightLuxCali_api failed\n");
-  return -1;
+  return logged_push(send_channels(cal, sensor_type::light, kLowLevel, brightness, record)) == 0 ? 0 : -1;
 }
 
 }  // namespace
@@ -94,10 +92,9 @@ int SensorCalibration::lcdbacklightcct_high_calibrate(int type) {
   }
   if (status != 2) return -1;
   for (int i = 0; i < kLightChannels; ++i) record->mean[i] = half_up(record->mean[i]);
-  publish(kChannelProperty, "sys_back_cct_check", record->mean[kJudgedChannel]);
-  const int ret = send_channels(*this, type, kHighLevel, brightness.value, *record);
-  if (ret != 0) LOGE("setAlsBacklightLuxCali_api failed\n");  // deliberately the other command's name
-  return ret;
+  const Property published = publish(kChannelProperty, record->mean[kJudgedChannel]);
+  LOGD("test_nusensor_backlight get sys_back_cct_check = %s", published.text);
+  return logged_push(send_channels(*this, type, kHighLevel, brightness.value, *record));
 }
 
 int SensorCalibration::lcdbacklightcct_low_calibrate(int type) {

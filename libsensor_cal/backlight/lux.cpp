@@ -41,10 +41,9 @@ int measure_low(SensorCalibration& cal, _sensor_info& record) {
   return status;
 }
 
-int send_or_log(SensorCalibration& cal, int type, int level, int brightness, int lux) {
-  const int ret = cal.cal_api == nullptr ? -1 : cal.cal_api->setAlsBacklightLuxCali_api(type, level, brightness, lux);
-  if (ret != 0) LOGE("setAlsBacklightLuxCali_api failed\n");
-  return ret;
+int send_lux(SensorCalibration& cal, int type, int level, int brightness, int lux) {
+  return logged_push(cal.cal_api == nullptr ? -1
+                                            : cal.cal_api->setAlsBacklightLuxCali_api(type, level, brightness, lux));
 }
 
 void set_retry(SensorCalibration& cal, _sensor_info& record, uint8_t retry) {
@@ -76,7 +75,7 @@ int low_stepped(SensorCalibration& cal, _sensor_info& record, int type, int maxi
     eighths += lux >= kTargetEnd ? -1 : 1;
   } while (record.retry_count < kMeasurements);
   set_retry(cal, record, 0);
-  return send_or_log(cal, type, kLowLevel, brightness.value, to_int(record.mean[0]));
+  return send_lux(cal, type, kLowLevel, brightness.value, to_int(record.mean[0]));
 }
 
 // Above the limit that the application may set, the two levels must differ.
@@ -112,11 +111,11 @@ int low_single(SensorCalibration& cal, _sensor_info& record, int type, int maxim
   keep_below_high(record, high);
   if (record.mean[0] != 0) {
     if (status != 2) return -1;
-    return send_or_log(cal, type, kLowLevel, brightness.value, to_int(record.mean[0]));
+    return send_lux(cal, type, kLowLevel, brightness.value, to_int(record.mean[0]));
   }
   // Sent whatever the status, and always for type 5: deliberately.
   LOGE("lcdbacklight_low_calibrate set low force to 0\n");
-  return send_or_log(cal, sensor_type::light, kLowLevel, brightness.value, 0) == 0 ? 0 : -1;
+  return send_lux(cal, sensor_type::light, kLowLevel, brightness.value, 0) == 0 ? 0 : -1;
 }
 
 }  // namespace
@@ -131,8 +130,9 @@ int SensorCalibration::lcdbacklight_high_calibrate(int type) {
   set_retry(*this, *record, 0);
   if (run_backlight(*this, *record) != 2) return -1;
   record->mean[0] = half_up(record->mean[0]);
-  publish(kLuxProperty, "sys_back_lux_1", record->mean[0]);
-  return send_or_log(*this, type, kHighLevel, brightness.value, to_int(record->mean[0]));
+  const Property published = publish(kLuxProperty, record->mean[0]);
+  LOGD("test_nusensor_backlight get sys_back_lux_1 = %s", published.text);
+  return send_lux(*this, type, kHighLevel, brightness.value, to_int(record->mean[0]));
 }
 
 int SensorCalibration::lcdbacklight_low_calibrate(int type) {

@@ -76,13 +76,17 @@ Property read_property(const char* name) {
   return property;
 }
 
-void publish(const char* name, const char* logged_name, float finding) {
+Property publish(const char* name, float finding) {
   char text[PROPERTY_VALUE_MAX] = {};
   LOGD("test_nusensor_backlight in CAL_STATE_SUCCESS %s\n", text);  // still empty, deliberately
   snprintf(text, sizeof text, "%f", static_cast<double>(finding));
   LOGD("test_nusensor_backlight %s", text);
   property_set(name, text);
   LOGD("test_nusensor_backlight set ok");
-  property_get(name, text, "");
-  LOGD("test_nusensor_backlight get %s = %s", logged_name, text);
+  return read_property(name);
+}
+
+int logged_push(int ret) {
+  if (ret != 0) LOGE("setAlsBacklightLuxCali_api failed\n");
+  return ret;
 }

@@ -35,5 +35,8 @@ struct Property {
 };
 Property read_property(const char* name);
 
-// Publishes the high run's finding for the low run, and logs it as property `logged_name`.
-void publish(const char* name, const char* logged_name, float finding);
+// Publishes the high run's finding for the low run. Returns what the property then holds, for the caller to log.
+Property publish(const char* name, float finding);
+
+// The result of a push to the hub, logged where it failed: as the light command's, also for colours, deliberately.
+int logged_push(int ret);

@@ -188,7 +188,11 @@ std::string SensorCalibration::GetCalibrated() {
   if (under_display_sensor() && flags.on[kUnderDisplayFlag]) {
     const bool calibrated = report.calibrated(kUnderDisplay);
     verdicts += calibrated ? '1' : '0';
-    LOGE("anajson als_strm add %d\n", calibrated ? 1 : 0);
+    if (calibrated) {
+      LOGE("anajson als_strm add 1\n");
+    } else {
+      LOGE("anajson als_strm add 0\n");
+    }
   }
   LOGI("%s calibrated result out string = %s\n", kName, verdicts.c_str());
   return verdicts;
