@@ -18,6 +18,7 @@
 #include <string>
 #include <vector>
 
+#include "folder.h"
 #include "phone/core/phone.h"
 
 namespace phone_test {
@@ -30,23 +31,9 @@ using ::android::frameworks::sensorservice::V1_0::Result;
 using ::android::hardware::sensors::V1_0::Event;
 using ::android::hardware::sensors::V1_0::SensorInfo;
 using ::android::hardware::sensors::V1_0::SensorType;
+using test::Folder;
 
 inline constexpr double kMax = std::numeric_limits<double>::infinity();
-
-// A directory for one test.
-class Folder {
- public:
-  Folder() : path_((std::filesystem::temp_directory_path() / "phone-test-XXXXXX").string()) {
-    if (mkdtemp(path_.data()) == nullptr) abort();
-  }
-  ~Folder() { std::filesystem::remove_all(path_); }
-  Folder(const Folder&) = delete;
-  Folder& operator=(const Folder&) = delete;
-  const std::string& path() const { return path_; }
-
- private:
-  std::string path_;
-};
 
 inline phone::PhoneOptions options(std::vector<std::string> faults = {}, const std::string& profile = "reference") {
   phone::PhoneOptions out;

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "folder.h"
 #include "plan/plan_run.h"
 
 namespace plan_test {
@@ -20,20 +21,7 @@ using factory::plan::Attempt;
 using factory::plan::Outcome;
 using factory::plan::PlanRun;
 using factory::plan::StepResult;
-
-class Folder {
- public:
-  Folder() : path_((std::filesystem::temp_directory_path() / "plan-test-XXXXXX").string()) {
-    if (mkdtemp(path_.data()) == nullptr) abort();
-  }
-  ~Folder() { std::filesystem::remove_all(path_); }
-  Folder(const Folder&) = delete;
-  Folder& operator=(const Folder&) = delete;
-  const std::string& path() const { return path_; }
-
- private:
-  std::string path_;
-};
+using test::Folder;
 
 // Every plan of a test runs in a session of its own on the same phone, as commands do.
 class Station {
