@@ -87,6 +87,9 @@ double run_at_panel(Session& session, Calibration* calibration);
 // Fills reasons, hints, notes and `passed`.
 void judge(Session& session, Calibration* calibration);
 
+// What to try where fresh samples are not what they should be, by their unit.
+const char* residual_hint(const std::string& unit);
+
 Json::Value to_json(const Calibration& calibration);
 std::string to_text(const Calibration& calibration);
 

@@ -166,9 +166,9 @@ std::string to_text(const Calibration& c) {
   out += ", " + fixed(c.seconds, 2) + " s\n";
   if (!c.axes.empty()) out += axes_table(c);
   if (c.panel) out += panel_text(*c.panel);
-  for (const std::string& reason : c.reasons) out += "  " + bad("why: ") + reason + "\n";
-  for (const std::string& hint : c.hints) out += "  try: " + hint + "\n";
-  for (const std::string& note : c.notes) out += "  note: " + note + "\n";
+  for (const std::string& reason : c.reasons) out += remark(bad("why: "), reason);
+  for (const std::string& hint : c.hints) out += remark("try: ", hint);
+  for (const std::string& note : c.notes) out += remark("note: ", note);
   if (c.put_back) out += "  the hub's old values were written back\n";
   return out;
 }

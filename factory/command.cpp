@@ -29,7 +29,6 @@ const std::vector<Command>& commands() {
        "  sensorcal run plans/inertial.json --serial A1234 --station north --store runs.db",
        set_up_run},
       {"replay", "run a recorded run's plan over its recording, without a phone, and compare the records",
-       "  sensorcal run plans/inertial.json --record a1234\n"
        "  sensorcal replay a1234\n"
        "  sensorcal replay a1234 --html report.html --log run.log",
        set_up_replay},

@@ -74,6 +74,9 @@ class Fixture {
 // Opens the fixture that the options ask for; the services are reachable while it lives. Throws AppError.
 std::unique_ptr<Fixture> open_fixture(const Options& options);
 
+// Returns an empty text, or what is wrong with a setting of the world; needs no phone.
+std::string world_problem(const std::string& key, const std::string& value);
+
 // Names of the profiles that a new phone can be made from, and the faults that can be asked for ("NAME  what").
 std::vector<std::string> known_profiles();
 std::vector<std::string> known_faults();

@@ -1,13 +1,17 @@
 // `sensorcal`, the factory test application.
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <exception>
 #include <iostream>
 #include <map>
+#include <sstream>
 
 #include "command.h"
+#include "command_line.h"
 #include "fixture.h"
 #include "options.h"
 #include "plan/identity.h"
+#include "terminal.h"
 
 namespace {
 
@@ -20,6 +24,10 @@ void add_common_options(CLI::App& app, Options* options) {
   app.add_option("--profile", options->profile, "profile of a new phone: " + profiles + ", or a JSON file");
   app.add_option("--seed", options->seed, "draws a new phone's sensor errors")->check(CLI::NonNegativeNumber);
   app.add_option("--speed", options->speed, "sensor time over real time: a number, or max")->capture_default_str();
+  app.add_option("--fixture", options->fixture,
+                 "who sets the fixture: simulated, or operator, who is asked on the terminal and confirms")
+      ->check(CLI::IsMember({"simulated", "operator"}))
+      ->capture_default_str();
   app.add_option("--world", options->world, "sets the fixture, KEY=VALUE; may be repeated")
       ->take_all()
       ->allow_extra_args(false);
@@ -42,6 +50,19 @@ std::string version_text() {
          "\nlibsensor_cal " SENSORCAL_VERSION ", build " + plan::build_id("libsensor_cal");
 }
 
+constexpr size_t kPipedColumns = 80;
+
+size_t columns_or(size_t fallback) {
+  const size_t columns = terminal_columns();
+  return columns > 0 ? columns : fallback;
+}
+
+std::string fault_help() {
+  std::string out;
+  for (const std::string& line : known_faults()) out += line + "\n";
+  return fit_help(out, columns_or(kPipedColumns));
+}
+
 int run(int argc, char** argv) {
   CLI::App app("Calibrates and checks the sensors of a phone.", "sensorcal");
   app.set_version_flag("--version", version_text);
@@ -60,15 +81,20 @@ int run(int argc, char** argv) {
     sub->footer(std::string("Examples:\n") + command.examples);
     runners[sub] = command.set_up(*sub);
   }
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? kPassed : kUsage;
-  }
-  for (const std::string& fault : options.fault) {
-    if (fault != "help") continue;
-    for (const std::string& line : known_faults()) std::cout << line << "\n";
+  show_numbers(app);
+  std::vector<std::string> arguments = hide_numbers(argc, argv);
+  if (asks_for_faults(arguments)) {
+    std::cout << fault_help();
     return kPassed;
+  }
+  try {
+    std::reverse(arguments.begin(), arguments.end());  // as the parser takes them
+    app.parse(arguments);
+  } catch (const CLI::ParseError& error) {
+    std::ostringstream help;
+    const bool good = app.exit(error, help, std::cerr) == 0;
+    std::cout << fit_help(help.str(), columns_or(kPipedColumns));
+    return good ? kPassed : kUsage;
   }
   return runners.at(app.get_subcommands().front())(options);
 }

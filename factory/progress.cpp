@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <mutex>
 #include <utility>
 
 #include "terminal.h"
@@ -31,6 +32,8 @@ Progress::~Progress() {
 }
 
 void Progress::show(double seconds) const {
+  const std::unique_lock<std::mutex> own(status_line(), std::try_to_lock);
+  if (!own) return;  // a question waits there
   const RunLog run = tap_.run();
   // After a restart the window is filled anew.
   const int since = run.restarts.empty() ? run.events : run.events - run.restarts.back().event;

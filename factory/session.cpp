@@ -12,6 +12,7 @@
 
 #include "hub_message.h"
 #include "json_text.h"
+#include "operator_fixture.h"
 #include "recording.h"
 
 namespace factory {
@@ -41,8 +42,20 @@ void set_max_equal(const std::string& lux) {
   }
 }
 
+// What can be known to be wrong before a phone is made.
+void check_options(const Options& options) {
+  if (options.fixture == "operator") require_terminal();
+  for (const std::string& setting : options.world) {
+    const size_t equals = setting.find('=');
+    if (equals == std::string::npos) throw AppError(kUsage, "--world " + setting + ": give KEY=VALUE");
+    const std::string problem = world_problem(setting.substr(0, equals), setting.substr(equals + 1));
+    if (!problem.empty()) throw AppError(kUsage, "--world " + setting + ": " + problem);
+  }
+}
+
 // Ctrl-C and its kin go to the watcher alone: no thread that is started from here on takes them.
-const Options& block_interrupts(const Options& options) {
+const Options& begin(const Options& options) {
+  check_options(options);
   const sigset_t set = watched_signals();
   pthread_sigmask(SIG_BLOCK, &set, nullptr);
   return options;
@@ -51,17 +64,17 @@ const Options& block_interrupts(const Options& options) {
 }  // namespace
 
 Session::Session(const Options& options)
-    : options_(block_interrupts(options)), log_(options.log), fixture_(open_fixture(options)) {
+    : options_(begin(options)), log_(options.log), fixture_(open_fixture(options)) {
   if (!options_.hub_log.empty()) {
     hub_log_ = fopen(options_.hub_log.c_str(), "we");
     if (hub_log_ == nullptr) throw AppError(kUsage, "--hub-log " + options_.hub_log + ": " + strerror(errno));
   }
   for (const std::string& setting : options_.world) {
     const size_t equals = setting.find('=');
-    if (equals == std::string::npos) throw AppError(kUsage, "--world " + setting + ": give KEY=VALUE");
     const std::string problem = fixture_->set_world(setting.substr(0, equals), setting.substr(equals + 1));
     if (!problem.empty()) throw AppError(kUsage, "--world " + setting + ": " + problem);
   }
+  if (options_.fixture == "operator") fixture_ = ask_operator(std::move(fixture_), interrupted_);
   if (!options_.max_equal.empty()) set_max_equal(options_.max_equal);
   if (!options_.record.empty()) fixture_ = record_fixture(std::move(fixture_), options_.record);
   fixture_->on_hub_message([this](const HubMessage& message) { take(message); });
@@ -87,15 +100,18 @@ Session::~Session() {
   if (hub_log_ != nullptr) fclose(hub_log_);
 }
 
-void Session::require_ready() const {
+std::string Session::missing() const {
   // A list that could not be read does not show in initCheck(): the command API alone decides there.
-  const char* missing = cal_->sensor_manager == nullptr ? "the sensor service does not answer"
-                        : cal_->initCheck() != 0
-                            ? "the sensor test service does not answer, so the hub cannot be reached"
-                        : cal_->sensor_list.size() == 0 ? "the sensor list could not be read"
-                                                        : nullptr;
-  if (missing == nullptr) return;
-  throw AppError(kUnreachable, std::string(missing) + "; is the phone's sensor stack running?");
+  return cal_->sensor_manager == nullptr ? "the sensor service does not answer"
+         : cal_->initCheck() != 0        ? "the sensor test service does not answer, so the hub cannot be reached"
+         : cal_->sensor_list.size() == 0 ? "the sensor list could not be read"
+                                         : "";
+}
+
+void Session::require_ready() const {
+  const std::string what = missing();
+  if (what.empty()) return;
+  throw AppError(kUnreachable, what + "; is the phone's sensor stack running? " + kTryAgain);
 }
 
 const SensorInfo* Session::sensor(int type) const {

@@ -19,6 +19,9 @@
 
 namespace factory {
 
+// What helps where a service is missing.
+inline constexpr char kTryAgain[] = "Start it or reboot the phone, then repeat";
+
 class Session {
  public:
   // Opens the phone, listens to its log and hub, sets the world. Throws AppError.
@@ -29,6 +32,8 @@ class Session {
 
   // The calibration object; ready or not.
   SensorCalibration& cal() { return *cal_; }
+  // What the object lacks to be ready; empty when it is.
+  std::string missing() const;
   // Throws AppError(kUnreachable) where the object is not ready, saying what is missing.
   void require_ready() const;
 

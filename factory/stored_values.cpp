@@ -1,7 +1,11 @@
 #include "stored_values.h"
 
+#include <errno.h>
+#include <persistCalibrate.h>
+
 #include <algorithm>
 #include <array>
+#include <fstream>
 
 namespace factory {
 namespace {
@@ -108,16 +112,41 @@ Reading read_dark(SensorCalibrationAPI& api, int /*type*/, int /*count*/) {
   return out;
 }
 
-// The proximity values go by number: 0 crosstalk, 1 far, 2 near, 3 second crosstalk.
-template <int kPara, int kHardware>
+// The proximity values in the hub go by number: 0 crosstalk, 1 far, 2 near.
+template <int kPara>
 Reading read_proximity(SensorCalibrationAPI& api, int /*type*/, int /*count*/) {
   int v = 0;
-  const int result = api.getPrxOffset_api(&v, kPara, kHardware);
+  const int result = api.getPrxOffset_api(&v, kPara, 0);
   return {result, {static_cast<double>(v)}};
 }
-template <int kPara, int kHardware>
+template <int kPara>
 int write_proximity(SensorCalibrationAPI& api, int /*type*/, const std::vector<double>& values) {
-  return api.setPrxOffset_api(static_cast<int>(values[0]), kPara, kHardware);
+  return api.setPrxOffset_api(static_cast<int>(values[0]), kPara, 0);
+}
+
+// The API's way by number reads a missing file as 0 and says nothing of a failed write: a station must know.
+template <int (SensorCalibrationAPI::*kLoad)(int*)>
+Reading read_crosstalk_file(SensorCalibrationAPI& api, int /*type*/, int /*count*/) {
+  int v = 0;
+  const int result = (api.*kLoad)(&v);
+  return {result, {static_cast<double>(v)}};
+}
+template <int (SensorCalibrationAPI::*kSave)(int)>
+int write_crosstalk_file(SensorCalibrationAPI& api, int /*type*/, const std::vector<double>& values) {
+  return (api.*kSave)(static_cast<int>(values[0]));
+}
+
+// The library returns a fixed scale whatever the file holds: what was written can only be read from the file itself.
+constexpr char kScaleFile[] = "mnt/vendor/persist/sensors/scale.txt";
+Reading read_scale_file(SensorCalibrationAPI& /*api*/, int /*type*/, int /*count*/) {
+  std::ifstream in(kScaleFile);
+  double value = 0;
+  const bool there = static_cast<bool>(in >> value);
+  return {there ? 0 : -EIO, {value}};
+}
+int write_scale_file(SensorCalibrationAPI& /*api*/, int /*type*/, const std::vector<double>& values) {
+  persistCalibrate().setScale(values[0]);
+  return 0;
 }
 
 Reading read_delta(SensorCalibrationAPI& api, int /*type*/, int /*count*/) {
@@ -171,16 +200,21 @@ const std::vector<StoredValue>& stored_values() {
       {"golden", "golden channel values", is_stream, counts, 0, read_golden, write_golden, false},
       {"dark", "dark values 1 to 6; measured when read in the dark box", is_plain_light, counts, 6, read_dark, nullptr,
        false},
-      {"near", "threshold above which a target is near", is_proximity, counts, 1, read_proximity<2, 0>,
-       write_proximity<2, 0>, true},
-      {"far", "threshold below which a target is far", is_proximity, counts, 1, read_proximity<1, 0>,
-       write_proximity<1, 0>, true},
-      {"crosstalk", "crosstalk in the hub", is_proximity, counts, 1, read_proximity<0, 0>, write_proximity<0, 0>, true},
-      {"crosstalk-file-1", "crosstalk 1 in its file", is_proximity, counts, 1, read_proximity<0, 1>,
-       write_proximity<0, 1>, true},
-      {"crosstalk-file-2", "crosstalk 2 in its file", is_proximity, counts, 1, read_proximity<3, 1>,
-       write_proximity<3, 1>, true},
-      {"delta-file", "3 cm delta in its file", is_proximity, counts, 1, read_delta, write_delta, true},
+      {"near", "threshold above which a target is near", is_proximity, counts, 1, read_proximity<2>, write_proximity<2>,
+       true},
+      {"far", "threshold below which a target is far", is_proximity, counts, 1, read_proximity<1>, write_proximity<1>,
+       true},
+      {"crosstalk", "crosstalk in the hub", is_proximity, counts, 1, read_proximity<0>, write_proximity<0>, true},
+      {"crosstalk-file-1", "crosstalk 1 in its file", is_proximity, counts, 1,
+       read_crosstalk_file<&SensorCalibrationAPI::load_prox_ct1>,
+       write_crosstalk_file<&SensorCalibrationAPI::save_prox_ct1>, true, "mnt/vendor/persist/sensors/PSensor_ct1.txt"},
+      {"crosstalk-file-2", "crosstalk 2 in its file", is_proximity, counts, 1,
+       read_crosstalk_file<&SensorCalibrationAPI::load_prox_ct2>,
+       write_crosstalk_file<&SensorCalibrationAPI::save_prox_ct2>, true, "mnt/vendor/persist/sensors/PSensor_ct2.txt"},
+      {"delta-file", "3 cm delta in its file", is_proximity, counts, 1, read_delta, write_delta, true,
+       "mnt/vendor/persist/sensors/PSensor3cm_ct.txt"},
+      {"scale-file", "scale in its file", is_plain_light, factor, 1, read_scale_file, write_scale_file, false,
+       kScaleFile},
       {"register", "a register of the SAR chip: number and value", is_sar, no_unit, 2, nullptr, write_register, true},
       {"version", "version of the stored calibration", any, no_unit, 1, read_version, nullptr, false},
       {"version-high", "version of the stored panel level 13", has_lcd_version, no_unit, 1, read_lcd_version<true>,
@@ -189,6 +223,13 @@ const std::vector<StoredValue>& stored_values() {
        nullptr, false},
   };
   return kValues;
+}
+
+const StoredValue* stored_value(int type, const std::string& name) {
+  for (const StoredValue& value : stored_values()) {
+    if (value.applies(type) && name == value.name) return &value;
+  }
+  return nullptr;
 }
 
 }  // namespace factory

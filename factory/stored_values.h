@@ -27,8 +27,12 @@ struct StoredValue {
   // Null for a value that only the hub itself writes. Returns the API's result.
   int (*write)(SensorCalibrationAPI& api, int type, const std::vector<double>& values);
   bool whole_numbers;
+  const char* file = nullptr;  // that holds it, from "/", where the process stands; null: the hub does
 };
 
 const std::vector<StoredValue>& stored_values();
+
+// The one of this name that a sensor type has; null without one.
+const StoredValue* stored_value(int type, const std::string& name);
 
 }  // namespace factory

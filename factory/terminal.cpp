@@ -28,6 +28,11 @@ std::string good(const std::string& text) { return coloured("32", text); }
 std::string bad(const std::string& text) { return coloured("31", text); }
 std::string faint(const std::string& text) { return coloured("2", text); }
 
+std::mutex& status_line() {
+  static std::mutex mutex;
+  return mutex;
+}
+
 size_t terminal_columns(int fd) {
   if (isatty(fd) == 0) return 0;
   const char* wished = std::getenv("COLUMNS");

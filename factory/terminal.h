@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -14,6 +15,16 @@ std::string bold(const std::string& text);
 std::string good(const std::string& text);
 std::string bad(const std::string& text);
 std::string faint(const std::string& text);
+
+// Held by whoever writes a line that is written over and over, and by a question for as long as it waits.
+std::mutex& status_line();
+
+// `text` in lines of at most `columns` (0: one line), broken at blanks; the lines after the first begin with `indent`,
+// and the first one stands behind `used` columns.
+std::string wrapped(const std::string& text, size_t columns, const std::string& indent = "", size_t used = 0);
+
+// A line below a result, "  why: ..." and the like, with its line feed; broken where it does not fit the terminal.
+std::string remark(const std::string& label, const std::string& text);
 
 // How wide the terminal is: COLUMNS, else what it says itself. 0: no terminal, so any width will do.
 size_t terminal_columns(int fd = 1);

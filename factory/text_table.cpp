@@ -1,6 +1,7 @@
 // Tables that fit the terminal: columns wrap at blanks, and where even that leaves too little, each row becomes a
 // block.
 #include <algorithm>
+#include <sstream>
 
 #include "terminal.h"
 
@@ -118,6 +119,27 @@ std::string blocks(const std::vector<Row>& rows, size_t columns) {
 }
 
 }  // namespace
+
+std::string wrapped(const std::string& text, size_t columns, const std::string& indent, size_t used) {
+  std::string out;
+  std::istringstream words(text);
+  for (std::string word; words >> word;) {
+    if (!out.empty() && columns > 0 && used + 1 + width(word) > columns) {
+      out += "\n" + indent;
+      used = indent.size();
+    } else if (!out.empty()) {
+      out += ' ';
+      ++used;
+    }
+    out += word;
+    used += width(word);
+  }
+  return out;
+}
+
+std::string remark(const std::string& label, const std::string& text) {
+  return "  " + label + wrapped(text, terminal_columns(), "    ", 2 + width(label)) + "\n";
+}
 
 std::string table(const std::vector<Row>& rows) { return table(rows, terminal_columns()); }
 

@@ -65,13 +65,6 @@ std::vector<int> enabled_positions() {
   return out;
 }
 
-const StoredValue* stored(int type, const std::string& name) {
-  for (const StoredValue& value : stored_values()) {
-    if (value.applies(type) && name == value.name) return &value;
-  }
-  return nullptr;
-}
-
 std::string numbers(const std::vector<double>& values) {
   std::string out;
   for (const double value : values) {
@@ -100,7 +93,7 @@ std::string reason(const Position& position, bool calibrated, const std::vector<
 Verdict look_at(Session& session, int number, bool calibrated) {
   const Position& position = kPositions[number];
   SensorCalibrationAPI& api = *session.cal().cal_api;
-  const StoredValue* value = stored(position.type, position.value);
+  const StoredValue* value = stored_value(position.type, position.value);
   const int count = value->count == 0 ? kChannels : value->count;
   const Reading reading = value->read(api, position.type, count);
   Verdict verdict;
@@ -108,7 +101,7 @@ Verdict look_at(Session& session, int number, bool calibrated) {
   verdict.sensor = position.sensor;
   verdict.holds = position.value + std::string(" ") + numbers(reading.values) + " " + value->unit(position.type);
   if (position.rule == Rule::proximity) {
-    const Reading far = stored(position.type, "far")->read(api, position.type, 1);
+    const Reading far = stored_value(position.type, "far")->read(api, position.type, 1);
     verdict.holds = "near " + numbers(reading.values) + ", far " + numbers(far.values) + " counts";
   }
   verdict.calibrated = calibrated;

@@ -4,6 +4,7 @@
 
 #include "calibration.h"
 #include "sampler.h"
+#include "stored_values.h"
 
 namespace factory {
 namespace {
@@ -65,9 +66,8 @@ struct LineHint {
 };
 constexpr LineHint kLineHints[] = {
     {"lightsensor_calibrate getLuxScale fail",
-     "the hub holds no golden values for this sensor: collect them on a golden phone with --golden, then write them "
-     "here "
-     "with `sensorcal set TAG golden ...`"},
+     "the hub holds no golden values for this sensor: collect them on a golden phone with `sensorcal calibrate TAG "
+     "--golden`, then write them here with `sensorcal set TAG golden ...`"},
     {"invalid coefficient", "the lamp is off, or the sensor is covered: it must see 200 lux"},
     {"not in resonable arrange",
      "a channel sees far too much or too little light: check the lamp and the golden values"},
@@ -75,7 +75,7 @@ constexpr LineHint kLineHints[] = {
     {"failed when set offset to hub", "the hub refused the value: look at its log"},
     {"open json file fail", "the light sensor's file is missing or cannot be read"},
     {"Json file is null", "the light sensor's file has no \"als\" section"},
-    {"save delta failed", "the persist partition cannot be written"},
+    {"save delta failed", "look whether the persist partition is mounted, may be written and has room"},
 };
 
 std::string telling_line(const RunLog& run) {
@@ -178,7 +178,7 @@ void judge_axis(const Kind& kind, const Axis& axis, int fresh_count, Calibration
     const double error = axis.fresh_deviation / std::sqrt(std::max(1, fresh_count));
     c->reasons.push_back(axis.name + ": fresh samples are off by " + plain(*residual) + " +/- " + plain(error) + " " +
                          kind.unit + ", limit " + plain(axis.limit) + " " + kind.unit);
-    c->hints.emplace_back("the phone, the lamp or the target moved during the run: set it up again and repeat");
+    c->hints.emplace_back(residual_hint(kind.unit));
   }
   for (const RestLimit& limit : kRestLimits) {
     if (std::string(kind.unit) == limit.unit && axis.standard_deviation > limit.deviation) {
@@ -189,7 +189,32 @@ void judge_axis(const Kind& kind, const Axis& axis, int fresh_count, Calibration
   }
 }
 
+// The library goes on where a file could not be written: whether it holds what was found shows in the file alone.
+void judge_crosstalk_files(Session& session, Calibration* c) {
+  constexpr int kCrosstalkStep = 0;
+  const _sensor_info& record = record_of(session.cal(), *c->kind);
+  if (c->request.param != kCrosstalkStep || record.hw_cali == 0) return;
+  const std::pair<const char*, double> kFiles[] = {
+      {"crosstalk-file-1", std::trunc(static_cast<double>(record.mean[0]))},
+      {"crosstalk-file-2", static_cast<double>(record.ct_value)}};
+  for (const auto& [name, found] : kFiles) {
+    const StoredValue* value = stored_value(c->request.type, name);
+    const Reading reading = value->read(*session.cal().cal_api, c->request.type, 1);
+    if (reading.result == 0 && reading.values[0] == found) continue;
+    c->reasons.push_back("the crosstalk found, " + plain(found) + " counts, is not in /" + value->file + ", which " +
+                         (reading.result == 0 ? "holds " + plain(reading.values[0]) : "cannot be read"));
+    c->hints.emplace_back("look whether the persist partition is mounted, may be written and has room");
+  }
+}
+
 }  // namespace
+
+const char* residual_hint(const std::string& unit) {
+  if (unit == "lux" || unit == "counts")
+    return "lamp or target are not where they were, or not as bright: look at both";
+  if (unit == "hPa") return "compare the reference barometer, and wait until the pressure has settled";
+  return "the phone was moved, or does not lie flat and still: set it up again and repeat";
+}
 
 // The one asked for, or the one that its record is bound to.
 const SensorInfo* verified_sensor(Session& session, const Kind& kind) {
@@ -239,7 +264,7 @@ void verify(Session& session, Calibration* c) {
     if (i < truth.size()) axis.truth = static_cast<double>(truth[i]) + 0.0;  // no -0
     axis.limit = kind.limit_is_relative ? kind.residual_limit * std::fabs(axis.truth.value_or(0)) : kind.residual_limit;
   }
-  if (truth.empty()) c->notes.emplace_back("no residual: the truth is not known under a recording");
+  if (truth.empty()) c->notes.emplace_back("no residual: the truth is not known under a recording or on a station");
 }
 
 void judge(Session& session, Calibration* c) {
@@ -247,6 +272,7 @@ void judge(Session& session, Calibration* c) {
     explain(session, c);
   } else if (c->kind != nullptr) {
     for (const Axis& axis : c->axes) judge_axis(*c->kind, axis, c->fresh_samples, c);
+    if (c->kind->result == Result::proximity) judge_crosstalk_files(session, c);
   }
   std::sort(c->hints.begin(), c->hints.end());
   c->hints.erase(std::unique(c->hints.begin(), c->hints.end()), c->hints.end());

@@ -160,12 +160,15 @@ std::string live_block(const LiveState& state, const Quantity& quantity, const s
                     : fits   ? good(scatter)
                              : bad(scatter)});
   }
-  std::string out = table(rows);
-  if (!quantity.unit.empty()) out += "in " + quantity.unit;
-  if (limited) out += ", limit of the std dev " + number(state.noise_limit);
-  if (out.back() != '\n') out += "\n";
-  return out + fixed(state.seconds, 1) + " s, " + std::to_string(state.events) + " events, " + fixed(state.rate_hz, 1) +
-         " Hz, " + (state.settled_since ? good(settling(state)) : bad(settling(state))) + "\n";
+  // A line that the terminal broke by itself would be counted as one, and left behind when the block is drawn anew.
+  const auto line = [columns = terminal_columns()](const std::string& text) {
+    return text.empty() ? "" : wrapped(text, columns) + "\n";
+  };
+  std::string about = quantity.unit.empty() ? "" : "in " + quantity.unit;
+  if (limited) about += (about.empty() ? "" : ", ") + ("limit of the std dev " + number(state.noise_limit));
+  return table(rows) + line(about) +
+         line(fixed(state.seconds, 1) + " s, " + std::to_string(state.events) + " events, " + fixed(state.rate_hz, 1) +
+              " Hz, " + (state.settled_since ? good(settling(state)) : bad(settling(state))));
 }
 
 }  // namespace factory

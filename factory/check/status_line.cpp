@@ -14,6 +14,8 @@ StatusLine::~StatusLine() { clear(); }
 
 void StatusLine::show(const std::string& text) {
   if (!shown_) return;
+  const std::unique_lock<std::mutex> own(status_line(), std::try_to_lock);
+  if (!own) return;  // a question waits there
   // A line that wraps could not be taken back.
   const size_t columns = terminal_columns(STDERR_FILENO);
   fprintf(stderr, "\r\033[K%s", (columns > 1 ? text.substr(0, columns - 1) : text).c_str());

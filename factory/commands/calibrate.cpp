@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "calibration.h"
+#include "command_line.h"
 #include "commands/commands.h"
 #include "json_text.h"
 #include "progress.h"
@@ -75,7 +76,8 @@ Runner set_up_calibrate(CLI::App& app) {
       ->capture_default_str();
   app.add_flag("--golden", arguments->golden, "collect golden channel values on a golden phone (streams)")
       ->excludes("--param");
-  app.add_option("--reference", arguments->reference_hpa, "pressure of the reference barometer, hPa (Bar)");
+  app.add_option("--reference", arguments->reference_hpa, "pressure of the reference barometer, hPa (Bar)")
+      ->check(in_range(300, 1100));
   return [arguments](const Options& options) { return run(options, *arguments); };
 }
 

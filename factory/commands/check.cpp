@@ -6,6 +6,7 @@
 
 #include "check/sensor_check.h"
 #include "check/status_line.h"
+#include "command_line.h"
 #include "commands/commands.h"
 #include "json_text.h"
 #include "kinds.h"
@@ -92,12 +93,12 @@ Runner set_up_check(CLI::App& app) {
                  "sensors by tag or type number; accelerometers, gyroscopes, barometer and magnetometers where none "
                  "is named");
   app.add_option("--seconds", arguments->seconds, "how long each is sampled, 3 to 50")
-      ->check(CLI::Range(kLeastSeconds, kMostSeconds))
+      ->check(in_range(kLeastSeconds, kMostSeconds))
       ->capture_default_str();
   app.add_option("--period", arguments->period_ms, "sampling period in ms (default: the sensor's shortest)")
-      ->check(CLI::Range(0.5, 1000.0));
+      ->check(in_range(0.5, 1000));
   app.add_option("--reference", arguments->reference_hpa, "pressure of the reference barometer, hPa (Bar)")
-      ->check(CLI::Range(300.0, 1100.0));
+      ->check(in_range(300, 1100));
   return [arguments](const Options& options) { return run(options, *arguments); };
 }
 

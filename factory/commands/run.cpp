@@ -18,6 +18,7 @@
 #include "session.h"
 #include "store/keeper.h"
 #include "store/run_id.h"
+#include "terminal.h"
 
 namespace factory {
 namespace {
@@ -47,7 +48,7 @@ class Teller : public plan::Observer {
   }
   void warns(const plan::StepResult& step, const std::string& text) override {
     progress_.pause();
-    if (text_) std::cout << step.step->name << ": " << text << std::endl;
+    if (text_) std::cout << wrapped(step.step->name + ": " + text, terminal_columns(), "    ") << std::endl;
     progress_.begin(step.index, step.step->name);
   }
   void ended(const plan::StepResult& step, const plan::Attempt& attempt) override {
@@ -161,7 +162,6 @@ int exit_code(plan::PlanRun& run) {
 
 int run_plan(const Options& options, const plan::Plan& plan, Arguments arguments) {
   Session session(options);
-  session.require_ready();
   const std::vector<std::string> remarks = session.fixture().remarks();
   for (const std::string& remark : remarks) {
     if (!options.json) std::cout << "note: " << remark << "\n";
@@ -227,6 +227,7 @@ int replay(const Options& options, Arguments arguments) {
   arguments.info.station = recorded.station;
   arguments.info.operator_name = recorded.operator_name;
   Options wanted = options;
+  wanted.fixture = "simulated";
   wanted.recording = arguments.recording;
   return run_plan(wanted, plan, arguments);
 }

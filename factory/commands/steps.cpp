@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "calibration.h"
+#include "command_line.h"
 #include "commands/commands.h"
 #include "fixture_needs.h"
 #include "json_text.h"
@@ -135,7 +136,7 @@ Runner set_up_channel(CLI::App& app) {
   auto screen = std::make_shared<bool>(false);
   app.add_option("TAG", *tag, "Lux or Lux_B")->required();
   app.add_option("CHANNEL", *number, "channel")->required();
-  app.add_option("TARGET", *target, "value that the channel is to show")->required();
+  app.add_option("TARGET", *target, "value that the channel is to show")->check(in_range(0, 1e9))->required();
   app.add_flag("--screen", *screen, "the screen's channel");
   return [=](const Options& options) { return channel(options, *tag, *number, *target, *screen); };
 }

@@ -11,6 +11,7 @@
 
 #include "check/event_feed.h"
 #include "check/live_view.h"
+#include "command_line.h"
 #include "commands/commands.h"
 #include "json_text.h"
 #include "kinds.h"
@@ -156,9 +157,9 @@ Runner set_up_watch(CLI::App& app) {
   constexpr double kMostPeriod = 10000;
   app.add_option("TAG", arguments->tag, "sensor by tag or type number")->required();
   app.add_option("--seconds", arguments->seconds, "how long (default: until Ctrl-C)")
-      ->check(CLI::Range(0.1, kMostSeconds));
+      ->check(in_range(0.1, kMostSeconds));
   app.add_option("--period", arguments->period_ms, "sampling period in ms (default: as calibrations have it)")
-      ->check(CLI::Range(0.5, kMostPeriod));
+      ->check(in_range(0.5, kMostPeriod));
   return [arguments](const Options& options) { return run(options, *arguments); };
 }
 

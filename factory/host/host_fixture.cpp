@@ -100,6 +100,11 @@ std::unique_ptr<Fixture> open_fixture(const Options& options) {
   return std::make_unique<HostFixture>(std::move(opened));
 }
 
+std::string world_problem(const std::string& key, const std::string& value) {
+  phone::World world;
+  return phone::set_world(&world, key, value);
+}
+
 std::vector<std::string> known_profiles() { return phone::shipped_profiles(); }
 
 std::vector<std::string> known_faults() {

@@ -56,15 +56,15 @@ std::string attempt_text(const StepResult& step, int steps, const Attempt& attem
                     outcome_text(attempt.outcome) + "  " + step.step->name;
   if (attempt.number > 1) out += ", attempt " + std::to_string(attempt.number);
   out += "  " + fixed(attempt.seconds, 2) + " s\n";
-  for (const std::string& reason : attempt.reasons) out += "  " + bad("why: ") + reason + "\n";
+  for (const std::string& reason : attempt.reasons) out += remark(bad("why: "), reason);
   const int restarts = attempt.restarts[0] + attempt.restarts[1] + attempt.restarts[2];
   if (!attempt.reasons.empty() && restarts > 0) {
     out += "  restarts: " + std::to_string(attempt.restarts[0]) + " for variance, " +
            std::to_string(attempt.restarts[2]) + " for bias, " + std::to_string(attempt.restarts[1]) +
            " for no variance at all\n";
   }
-  for (const std::string& hint : attempt.hints) out += "  try: " + hint + "\n";
-  for (const std::string& note : attempt.notes) out += "  note: " + note + "\n";
+  for (const std::string& hint : attempt.hints) out += remark("try: ", hint);
+  for (const std::string& note : attempt.notes) out += remark("note: ", note);
   return out + what_happened_to_the_values(attempt);
 }
 

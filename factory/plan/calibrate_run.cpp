@@ -15,6 +15,10 @@ constexpr int kFreshMotion = 50;
 constexpr int kFreshOthers = 10;
 constexpr int kThresholdStep = 2;
 
+std::string channel_name(const Step& step) {
+  return std::string(step.screen ? "screen's " : "") + "scale of channel " + std::to_string(*step.channel);
+}
+
 }  // namespace
 
 bool UnderWay::stops(Session& session) {
@@ -48,6 +52,31 @@ bool StepRun::choose_reference(CalibrationRequest* request) {
   return true;
 }
 
+// One command to the hub, which takes the sample itself.
+void StepRun::run_channel(Calibration* c) {
+  c->kind = nullptr;
+  session_.log().start_run();
+  const auto start = session_.since_start();
+  const auto target = static_cast<float>(step_.target);
+  c->result = step_.screen ? session_.cal().cal_api->postScreenChannelData_api(step_.type, *step_.channel, target)
+                           : session_.cal().sensor_calibrate(step_.type, *step_.channel, target);
+  c->seconds = (session_.since_start() - start).count();
+  c->run = session_.log().run();
+  c->interrupted = session_.interrupted();
+}
+
+void StepRun::begin_changes(const HeldValues& held) {
+  const std::lock_guard<std::mutex> lock(under_way_.mutex);
+  under_way_.held = &held;
+}
+
+void StepRun::end_changes(HeldValues& held, bool went_through) {
+  const std::lock_guard<std::mutex> lock(under_way_.mutex);
+  conclude();
+  if (!attempt_.unreachable) settle_what_stays(held, went_through);
+  under_way_.held = nullptr;
+}
+
 void StepRun::measure_run(const Calibration& c) {
   const Limits& limits = step_.limits;
   for (const Restart& restart : c.run.restarts) ++attempt_.restarts[static_cast<int>(restart.cause)];
@@ -66,7 +95,7 @@ void StepRun::measure_run(const Calibration& c) {
   }
   if (c.kind == nullptr) return;
   const std::string unit = found_unit(*c.kind, c.golden);
-  if (c.axes.empty() && attempt_.reasons.empty() && (limits.low || limits.high))
+  if (c.axes.empty() && attempt_.reasons.empty() && !session_.interrupted() && (limits.low || limits.high))
     attempt_.fail("the run left no value to judge");
   for (size_t i = 0; i < c.axes.size(); ++i) {
     const Axis& axis = c.axes[i];
@@ -120,7 +149,8 @@ void StepRun::settle_what_stays(HeldValues& held, bool went_through) {
 }
 
 void StepRun::run_calibrate(const std::function<void(const std::string&)>& warn) {
-  HeldValues held(step_.type, step_.param, !step_.golden.empty());
+  HeldValues held = step_.channel ? HeldValues(step_.type, channel_name(step_), 1)
+                                  : HeldValues(step_.type, step_.param, !step_.golden.empty());
   attempt_.changes_hub = true;
   const std::string silent = held.note(session_);
   attempt_.before = held.before();
@@ -132,13 +162,10 @@ void StepRun::run_calibrate(const std::function<void(const std::string&)>& warn)
     attempt_.unreachable = true;
     attempt_.fail(silent + "; nothing was changed", "look whether the phone's sensor stack runs, then repeat");
   } else if (choose_reference(&request)) {
-    {
-      const std::lock_guard<std::mutex> lock(under_way_.mutex);
-      under_way_.held = &held;
-    }
+    begin_changes(held);
     Calibration c = prepare(request);
     if (write_golden()) {
-      run_library(session_, &c);
+      step_.channel ? run_channel(&c) : run_library(session_, &c);
       went_through = c.result == 0;
       if (!session_.interrupted()) judge(session_, &c);
       if (c.passed && !session_.interrupted()) verify_calibration(c);
@@ -151,10 +178,7 @@ void StepRun::run_calibrate(const std::function<void(const std::string&)>& warn)
     if (!c.run.values.empty()) attempt_.window = window_of(session_, c, attempt_.before);
     measure_run(c);
   }
-  const std::lock_guard<std::mutex> lock(under_way_.mutex);
-  conclude();
-  if (silent.empty()) settle_what_stays(held, went_through);
-  under_way_.held = nullptr;
+  end_changes(held, went_through);
 }
 
 }  // namespace factory::plan

@@ -21,31 +21,6 @@ constexpr int kGolden = 7;
 
 // From "/", where the process stands.
 constexpr char kLightFile[] = "mnt/vendor/nvcfg/sensor/lightSensorCali.json";
-struct FileValue {
-  const char* value;
-  const char* path;
-};
-// Stored values that lie in files: a file that was missing is taken away again.
-constexpr FileValue kFileValues[] = {
-    {"crosstalk-file-1", "mnt/vendor/persist/sensors/PSensor_ct1.txt"},
-    {"crosstalk-file-2", "mnt/vendor/persist/sensors/PSensor_ct2.txt"},
-    {"delta-file", "mnt/vendor/persist/sensors/PSensor3cm_ct.txt"},
-};
-
-const char* file_of(const std::string& value) {
-  for (const FileValue& row : kFileValues) {
-    if (value == row.value) return row.path;
-  }
-  return nullptr;
-}
-
-const StoredValue* stored(int type, const std::string& name) {
-  for (const StoredValue& value : stored_values()) {
-    if (value.applies(type) && name == value.name) return &value;
-  }
-  return nullptr;
-}
-
 std::optional<std::string> bytes_of(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
   if (!in) return std::nullopt;
@@ -112,10 +87,19 @@ HeldValues::HeldValues(int type, int param, bool writes_golden) : type_(type) {
   }
 }
 
+HeldValues::HeldValues(int type, const std::string& value, int count) : type_(type) {
+  const StoredValue* stored = stored_value(type, value);
+  if (stored != nullptr && stored->read != nullptr) {
+    wanted_ = {{value, count}};
+  } else {
+    irreversible_.push_back("the " + value + " of " + tag_of(type));
+  }
+}
+
 std::vector<HeldValue> HeldValues::now(Session& session) const {
   std::vector<HeldValue> out;
   for (const Wanted& wanted : wanted_) {
-    const StoredValue* value = stored(type_, wanted.name);
+    const StoredValue* value = stored_value(type_, wanted.name);
     if (value == nullptr || value->read == nullptr) continue;
     const int count = value->count == 0 ? wanted.count : value->count;
     const Reading reading = value->read(*session.cal().cal_api, type_, count);
@@ -139,11 +123,10 @@ std::string HeldValues::note(Session& session) {
 }
 
 std::string HeldValues::put_back_value(Session& session, const HeldValue& before) const {
-  const StoredValue* value = stored(type_, before.name);
+  const StoredValue* value = stored_value(type_, before.name);
   if (before.values.empty()) {
-    const char* file = file_of(before.name);
-    if (file == nullptr) return before.name + " was not set before, and the hub cannot forget it";
-    return unlink(file) == 0 ? "" : before.name + ": the new file cannot be taken away";
+    if (value->file == nullptr) return before.name + " was not set before, and the hub cannot forget it";
+    return unlink(value->file) == 0 ? "" : before.name + ": the new file cannot be taken away";
   }
   if (value->write == nullptr) return before.name + " can only be read";
   const int result = value->write(*session.cal().cal_api, type_, before.values);

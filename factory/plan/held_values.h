@@ -20,6 +20,8 @@ class HeldValues {
  public:
   // Which values a calibration may change. Nothing is read yet.
   HeldValues(int type, int param, bool writes_golden);
+  // One stored value; a name that no stored value has is something that nobody can read back.
+  HeldValues(int type, const std::string& value, int count);
 
   // What the API has no way to put back; empty: everything can be.
   const std::vector<std::string>& irreversible() const { return irreversible_; }

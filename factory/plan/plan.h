@@ -27,7 +27,7 @@ struct Limits {
   double marginal = 0;  // share of a limit next to it that passes, but is reported
 };
 
-enum class StepKind { fixture, calibrate, verify, check, probe };
+enum class StepKind { fixture, calibrate, verify, check, probe, write };
 
 const char* kind_name(StepKind kind);
 
@@ -44,7 +44,10 @@ struct Step {
   int param = 0;
   std::optional<double> reference_hpa;
   std::vector<double> golden;  // calibrate: written to the hub beforehand
-  int samples = 0;             // verify
+  std::optional<int> channel;  // calibrate: one channel, to a target
+  double target = 0;
+  bool screen = false;  // calibrate: the screen's channel
+  int samples = 0;      // verify
   int settle = 3;
   std::optional<double> period_s;
   std::vector<double> expected;
@@ -52,8 +55,9 @@ struct Step {
 
   bool report = false;                 // check: the calibration report
   std::vector<std::string> positions;  // sensors of the report; empty: all that it holds
-  std::string value;                   // check: name of the stored value
+  std::string value;                   // check, write: name of the stored value
   int count = 1;
+  std::vector<double> numbers;  // write
 
   std::string probe;
   int answer = 1;

@@ -75,7 +75,7 @@ Block read_single(PlanJson& json, const Json::Value& value, const std::string& w
 }  // namespace
 
 const char* kind_name(StepKind kind) {
-  constexpr const char* kNames[] = {"fixture", "calibrate", "verify", "check", "probe"};
+  constexpr const char* kNames[] = {"fixture", "calibrate", "verify", "check", "probe", "write"};
   return kNames[static_cast<int>(kind)];
 }
 

@@ -77,7 +77,27 @@ bool PlanRun::run_block(const Block& block, size_t first) {
   return false;
 }
 
+// The record says why, and which steps did not run.
+void PlanRun::refuse(const std::string& missing) {
+  StepResult& first = steps_.front();
+  Attempt attempt;
+  attempt.started = session_.now();
+  attempt.fail(missing + "; nothing was run",
+               "look whether the phone's sensor stack runs: start it or reboot the phone");
+  attempt.unreachable = true;
+  attempt.outcome = Outcome::failed;
+  observer_.begins(first, attempt.number);
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    first.outcome = attempt.outcome;
+    first.attempts.push_back(std::move(attempt));
+  }
+  observer_.ended(first, first.attempts.back());
+}
+
 void PlanRun::run() {
+  const std::string missing = session_.missing();
+  if (!missing.empty()) return refuse(missing);
   size_t first = 0;
   for (const Block& block : plan_.blocks) {
     const bool passed = run_block(block, first);

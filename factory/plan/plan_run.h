@@ -33,6 +33,7 @@ class PlanRun {
   Json::Value abort();
 
  private:
+  void refuse(const std::string& missing);
   bool run_block(const Block& block, size_t first);
   bool run_round(const Block& block, size_t first);
   bool run_step(StepResult* result);

@@ -17,6 +17,7 @@ constexpr int kMostAttempts = 20;
 constexpr int kMostSamples = 100000;
 constexpr int kMostElements = 15;
 constexpr double kLongestRun = 3600;
+constexpr int kHighLux = 12;
 
 using Keys = std::set<std::string>;
 
@@ -133,13 +134,38 @@ void read_golden(PlanJson& json, const Json::Value& value, const std::string& wh
   }
 }
 
+// One light channel to a target, as the library offers it beside the steps that go by number.
+void read_channel(PlanJson& json, const Json::Value& value, const std::string& where, Step* step) {
+  constexpr double kMostCounts = 1e6;
+  step->channel = json.whole(value, where, "channel", 0, kMostElements, 0);
+  step->screen = json.truth(value, where, "screen", false);
+  step->target = json.amount(value, where, "target", "counts", 0, kMostCounts).value_or(0);
+  if (!value.isMember("target"))
+    json.problem(value["channel"], where + ".target", "a channel needs a target in counts");
+  if (!value.isMember("name")) step->name += " channel " + std::to_string(*step->channel);
+  const bool light = step->type == sensor_type::light || step->type == sensor_type::lux_b;
+  if (step->screen ? !can_calibrate(step->type, kHighLux) : !light) {
+    json.problem(value["calibrate"], where + ".calibrate",
+                 "only Lux and Lux_B have channels, lights one of the screen");
+  }
+  for (const char* key : {"param", "reference", "golden"}) {
+    if (value.isMember(key)) json.problem(value[key], where + "." + key, "does not go with a channel");
+  }
+  step->limits = read_limits(json, value, where, {});
+}
+
 void read_calibrate(PlanJson& json, const Json::Value& value, const std::string& where, Step* step) {
-  json.only_keys(value, where, with_common({"calibrate", "param", "reference", "golden", "limits"}));
+  json.only_keys(value, where,
+                 with_common({"calibrate", "param", "reference", "golden", "channel", "target", "screen", "limits"}));
   step->param = json.whole(value, where, "param", -1, 1000, 0);
   const std::optional<int> type = read_tag(json, value, where, "calibrate");
   if (!type) return;
   step->type = *type;
   if (step->name.empty()) step->name = "calibrate " + value["calibrate"].asString();
+  if (value.isMember("channel")) return read_channel(json, value, where, step);
+  for (const char* key : {"target", "screen"}) {
+    if (value.isMember(key)) json.problem(value[key], where + "." + key, "goes with a channel only");
+  }
   if (!value.isMember("name") && step->param != 0) step->name += " (" + std::to_string(step->param) + ")";
   if (!can_calibrate(step->type, step->param)) {
     json.problem(value["calibrate"], where + ".calibrate",
@@ -217,10 +243,21 @@ void read_report_check(PlanJson& json, const Json::Value& value, const std::stri
   }
 }
 
-const StoredValue* readable_value(int type, const std::string& name) {
-  for (const StoredValue& value : stored_values()) {
-    if (value.applies(type) && value.read != nullptr && name == value.name) return &value;
+// The stored value that the step names, which must be one that can be read, or written.
+const StoredValue* read_stored(PlanJson& json, const Json::Value& value, const std::string& where, Step* step) {
+  const bool writes = step->kind == StepKind::write;
+  const auto fits = [&](const StoredValue& row) {
+    return row.applies(step->type) && (writes ? row.write != nullptr : row.read != nullptr);
+  };
+  std::string names;
+  for (const StoredValue& row : stored_values()) {
+    if (!fits(row)) continue;
+    if (step->value == row.name) return &row;
+    names += (names.empty() ? "" : ", ") + std::string(row.name);
   }
+  json.problem(value.isMember("value") ? value["value"] : value, where + ".value",
+               std::string("no stored value of this sensor that can be ") + (writes ? "written" : "read") +
+                   (names.empty() ? "" : "; it has " + names));
   return nullptr;
 }
 
@@ -233,21 +270,42 @@ void read_check(PlanJson& json, const Json::Value& value, const std::string& whe
   if (!type) return;
   if (step->name.empty()) step->name = "check " + value["check"].asString() + " " + step->value;
   step->type = *type;
-  const StoredValue* stored = readable_value(*type, step->value);
-  if (stored == nullptr) {
-    std::string names;
-    for (const StoredValue& row : stored_values()) {
-      if (row.applies(*type) && row.read != nullptr) names += (names.empty() ? "" : ", ") + std::string(row.name);
-    }
-    return json.problem(value.isMember("value") ? value["value"] : value, where + ".value",
-                        "no stored value of this sensor; it has " + names);
-  }
+  const StoredValue* stored = read_stored(json, value, where, step);
+  if (stored == nullptr) return;
   if (stored->count != 0) step->count = stored->count;
   LimitUnits units;
   units.value = stored->unit(*type);
   units.axes = static_cast<size_t>(step->count);
   step->limits = read_limits(json, value, where, units);
   if (!step->limits.low && !step->limits.high) json.problem(value, where, "a check needs a limit: low, high, or both");
+}
+
+void read_write(PlanJson& json, const Json::Value& value, const std::string& where, Step* step) {
+  json.only_keys(value, where, with_common({"write", "value", "to"}));
+  step->value = json.text(value, where, "value", "");
+  const std::optional<int> type = read_tag(json, value, where, "write");
+  if (!type) return;
+  if (step->name.empty()) step->name = "write " + value["write"].asString() + " " + step->value;
+  step->type = *type;
+  const StoredValue* stored = read_stored(json, value, where, step);
+  if (stored == nullptr) return;
+  const Json::Value& to = value["to"];
+  step->count = stored->count != 0 ? stored->count : to.isArray() ? static_cast<int>(to.size()) : 1;
+  if (!value.isMember("to")) return json.problem(value, where + ".to", "give the values to write");
+  if (step->count < 1 || step->count > kMostElements) {
+    return json.problem(to, where + ".to", "give 1 to " + std::to_string(kMostElements) + " values");
+  }
+  const std::optional<Bound> numbers =
+      json.bound(value, where, "to", stored->unit(*type), static_cast<size_t>(step->count), false);
+  for (size_t i = 0; numbers && i < static_cast<size_t>(step->count); ++i) {
+    const double number = numbers->at(i);
+    if (!std::isfinite(static_cast<float>(number)) ||
+        (stored->whole_numbers && (std::trunc(number) != number || std::fabs(number) > INT32_MAX))) {
+      json.problem(to, where + ".to",
+                   plain(number) + " is no " + (stored->whole_numbers ? "whole " : "") + "number of 32 bits");
+    }
+    step->numbers.push_back(number);
+  }
 }
 
 void read_probe(PlanJson& json, const Json::Value& value, const std::string& where, Step* step) {
@@ -276,7 +334,7 @@ struct KindRow {
 };
 constexpr KindRow kKinds[] = {
     {StepKind::fixture, read_fixture}, {StepKind::calibrate, read_calibrate}, {StepKind::verify, read_verify},
-    {StepKind::check, read_check},     {StepKind::probe, read_probe},
+    {StepKind::check, read_check},     {StepKind::probe, read_probe},         {StepKind::write, read_write},
 };
 
 }  // namespace
@@ -300,7 +358,7 @@ Step read_step(PlanJson& json, const Json::Value& value, const std::string& wher
     found = &row;
   }
   if (found == nullptr) {
-    json.problem(value, where, "is no step: give one of group, fixture, calibrate, verify, check, probe");
+    json.problem(value, where, "is no step: give one of group, fixture, calibrate, verify, check, probe, write");
     return step;
   }
   step.kind = found->kind;

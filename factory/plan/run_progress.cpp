@@ -1,6 +1,5 @@
 #include "plan/run_progress.h"
 
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -8,6 +7,7 @@
 #include <cstdio>
 
 #include "plan/subject.h"
+#include "terminal.h"
 
 namespace factory::plan {
 namespace {
@@ -78,14 +78,15 @@ double RunProgress::left() const {
 
 void RunProgress::show() {
   const std::lock_guard<std::mutex> lock(mutex_);
-  if (index_ == 0) return;
+  const std::unique_lock<std::mutex> own(status_line(), std::try_to_lock);
+  if (index_ == 0 || !own) return;  // a question waits there
   const LogTap::Counts counts = tap_.counts();
-  std::string line = "[" + std::to_string(index_) + "/" + std::to_string(seconds_.size()) + "] " + name_ + "  about " +
-                     std::to_string(static_cast<int>(std::ceil(left()))) + " s left  " + std::to_string(counts.events) +
-                     " events";
+  // What is cut on a narrow terminal is the end.
+  std::string line = "[" + std::to_string(index_) + "/" + std::to_string(seconds_.size()) + "] about " +
+                     std::to_string(static_cast<int>(std::ceil(left()))) + " s left  " + name_ + "  " +
+                     std::to_string(counts.events) + " events";
   if (counts.restarts > 0) line += ", restarts: " + std::to_string(counts.restarts);
-  winsize size{};
-  const size_t columns = ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
+  const size_t columns = terminal_columns(STDERR_FILENO);
   if (columns > 1) line.resize(std::min(line.size(), columns - 1));
   fprintf(stderr, "\r\033[K%s", line.c_str());
   fflush(stderr);

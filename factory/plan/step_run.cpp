@@ -20,13 +20,6 @@ const char* noise_hint(const std::string& unit) {
   return "the phone moves: set it down still, away from what shakes it, and repeat";
 }
 
-const char* residual_hint(const std::string& unit) {
-  if (unit == "lux" || unit == "counts")
-    return "lamp or target are not where they were, or not as bright: look at both";
-  if (unit == "hPa") return "compare the reference barometer, and wait until the pressure has settled";
-  return "the phone was moved, or does not lie flat and still: set it up again and repeat";
-}
-
 std::vector<double> read_golden(Session& session, int type, size_t values) {
   std::vector<float> golden(values);
   if (session.cal().cal_api->getLuxChannelRawGolden_api(type, golden.data(), static_cast<int>(values)) < 0) return {};
@@ -58,9 +51,12 @@ void StepRun::run(const std::function<void(const std::string&)>& warn) {
     case StepKind::probe:
       run_probe();
       break;
+    case StepKind::write:
+      run_write(warn);
+      break;
   }
   attempt_.seconds = std::chrono::duration<double>(session_.now() - attempt_.started).count();
-  if (step_.kind != StepKind::calibrate) {
+  if (step_.kind != StepKind::calibrate && step_.kind != StepKind::write) {
     if (step_.limits.seconds)
       measure("duration", "", attempt_.seconds, "s", std::nullopt, std::nullopt, step_.limits.seconds, "");
     conclude();
@@ -93,11 +89,9 @@ void StepRun::measure(const std::string& name, const std::string& axis, double v
 }
 
 void StepRun::run_fixture() {
-  for (const auto& [key, value] : step_.world) {
-    const std::string problem = session_.fixture().set_world(key, value);
-    if (!problem.empty()) attempt_.fail(problem);
-    if (session_.interrupted()) return;
-  }
+  const Fixture::Arranged arranged = session_.fixture().arrange(step_.world);
+  for (const std::string& problem : arranged.problems) attempt_.fail(problem);
+  attempt_.notes.insert(attempt_.notes.end(), arranged.notes.begin(), arranged.notes.end());
 }
 
 FreshSamples StepRun::take_fresh(const Subject& subject, int count) {
@@ -212,9 +206,7 @@ void StepRun::run_verify() {
 
 void StepRun::run_check() {
   const std::string silent = hub_problem(session_);
-  const auto value = std::find_if(stored_values().begin(), stored_values().end(), [&](const StoredValue& row) {
-    return row.applies(step_.type) && step_.value == row.name;
-  });
+  const StoredValue* value = stored_value(step_.type, step_.value);
   const Reading reading = value->read(*session_.cal().cal_api, step_.type, step_.count);
   if (!silent.empty() || !hub_problem(session_).empty()) {
     attempt_.unreachable = true;
@@ -222,8 +214,10 @@ void StepRun::run_check() {
                          "look whether the phone's sensor stack runs, then repeat");
   }
   if (reading.result < 0) {
-    return attempt_.fail("the value cannot be read: the answer was " + std::to_string(reading.result),
-                         "calibrate this sensor first");
+    const std::string answer = ": the answer was " + std::to_string(reading.result);
+    return value->file != nullptr
+               ? attempt_.fail("/" + std::string(value->file) + " cannot be read" + answer, kFileHint)
+               : attempt_.fail("the value cannot be read" + answer, "calibrate this sensor first");
   }
   const Kind* kind = find_kind(step_.type, 0);
   for (size_t i = 0; i < reading.values.size(); ++i) {

@@ -21,6 +21,10 @@ struct UnderWay {
   bool stops(Session& session);
 };
 
+// What to try where a file of the device is not as it should be.
+inline constexpr char kFileHint[] =
+    "look whether the partition is mounted, may be written and has room, then calibrate this sensor again";
+
 class StepRun {
  public:
   StepRun(Session& session, UnderWay& under_way, const Step& step, Attempt* attempt)
@@ -36,13 +40,17 @@ class StepRun {
   void run_check();
   void run_report_check();
   void run_probe();
+  void run_write(const std::function<void(const std::string&)>& warn);
 
   // Parts of a calibration.
   bool write_golden();
+  void run_channel(Calibration* calibration);
   bool choose_reference(CalibrationRequest* request);
   void measure_run(const Calibration& calibration);
   void verify_calibration(const Calibration& calibration);
   void verify_near(bool near);
+  void begin_changes(const HeldValues& held);  // from here on the watcher would put back
+  void end_changes(HeldValues& held, bool went_through);
   void settle_what_stays(HeldValues& held, bool went_through);
 
   void measure_fresh(const Subject& subject, const FreshSamples& fresh, const std::vector<double>& expected);

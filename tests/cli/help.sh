@@ -11,7 +11,11 @@ commands=$(sed -n '/^Subcommands:/,/^$/s/^  \([a-z-][a-z-]*\) .*/\1/p' out)
 for command in $commands; do
   run 0 "$command" --help
   has out "^Usage: sensorcal $command" '^Examples:' "^  sensorcal $command"
+  wide=$(grep -v '^  sensorcal ' out | grep -E '^.{81}' || true) # examples stay whole, to be copied
+  [ -z "$wide" ] || fail "$command --help is wider than 80 columns: $wide"
 done
+run 0 --fault help
+has out '^silent:'
 run 0 sensors --fault help
 has out '^silent:\[SENSOR\]  the sensor delivers nothing$'
 [ ! -e phone ] || fail "help made a phone"

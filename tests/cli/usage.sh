@@ -27,7 +27,21 @@ calibrate Mag|Mag: there is no calibration
 calibrate Acc --world lux|--world lux: give KEY=VALUE
 calibrate Acc --world mood=1|the world has no 'mood'
 calibrate Acc --world up=sideways|the world's 'up' cannot be 'sideways'
+calibrate Acc --fault burst:Acc,99|wants burst:\[SENSOR\[,COUNT\]\], a number from 1 to 32
+set Acc offset -inf 0 0|-inf is no number
+set Acc offset 0 -nan 0|-nan is no number
+calibrate Bar --reference -inf|--reference: -inf is no number from 300 to 1100
+calibrate Bar --reference nan|nan is no number from 300 to 1100
+watch Acc --seconds -NaN|-NaN is no number from
+channel Lux 0 -inf|-inf is no number from
+sensors --fixture robot|robot not in
 ROWS
+
+# What is mistaken makes no phone.
+for mistake in --world=mood=1 --fault=no-such --fault=burst:Acc,99; do
+  run 2 sensors --phone none "$mistake"
+  [ ! -e none ] || fail "$mistake made a phone"
+done
 
 # A phone keeps what it was made with.
 run 0 sensors --phone kept --seed 1

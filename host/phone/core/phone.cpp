@@ -25,6 +25,7 @@ std::shared_ptr<const Faults> parse_faults(const PhoneOptions& options, const Pr
 
 void check(const PhoneOptions& options) {
   if (!(options.speed > 0)) throw PhoneError("the speed must be above 0");
+  (void)Faults::parse(options.faults);  // a mistake in them is found before a directory is made
 }
 
 }  // namespace

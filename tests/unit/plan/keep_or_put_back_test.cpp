@@ -55,6 +55,22 @@ TEST(KeepOrPutBack, WhatVerificationRefusesIsPutBack) {
   }
 }
 
+TEST(KeepOrPutBack, AWriteStaysOnlyWhereItWasTaken) {
+  Station station;
+  const Station::Ran good =
+      station.run(R"({"write": "Acc", "value": "offset", "to": ["0.25 m/s^2", "-0.5 m/s^2", "0.125 m/s^2"]})");
+  ASSERT_EQ(good.verdict, Outcome::passed);
+  EXPECT_TRUE(good.attempt(0).kept);
+  const std::vector<float> held = station.offset(kAcc);
+  EXPECT_THAT(held, ElementsAre(0.25F, -0.5F, 0.125F));
+  station.options.fault = {"hub-word:0,0,-5"};
+  const Station::Ran refused = station.run(R"({"write": "Acc", "value": "offset", "to": "1 m/s^2"})");
+  EXPECT_EQ(refused.verdict, Outcome::failed);
+  EXPECT_THAT(refused.attempt(0).reasons, Contains(HasSubstr("the hub was not written: the answer was -5")));
+  EXPECT_TRUE(refused.attempt(0).put_back);
+  EXPECT_EQ(station.offset(kAcc), held);
+}
+
 TEST(KeepOrPutBack, AReasonNamesAxisValueErrorUnitAndLimit) {
   Station station;
   station.options.fault = {"motion:Acc,1"};

@@ -1,0 +1,33 @@
+#!/usr/bin/env bash
+# A run that cannot begin, and one whose files cannot be written, leave a record that says why and what to try.
+source "$(dirname "$0")/lib.sh"
+
+cat >plan.json <<'PLAN'
+{"format": "sensorcal.plan/1", "name": "files", "steps": [
+  {"group": "proximity", "on_failure": "go on", "steps": [
+    {"fixture": {"target": "none"}},
+    {"calibrate": "Prx"},
+    {"check": "Prx", "value": "crosstalk-file-1", "limits": {"low": "0 counts"}}]},
+  {"write": "Lux", "value": "scale-file", "to": 46453.5512}
+]}
+PLAN
+
+run 0 run plan.json --speed max
+for fault in sensors-absent hub-absent list-refused; do
+  run 3 run plan.json --speed max --fault $fault --json --html page.html --junit result.xml
+  json out 'd["verdict"] == "failed"' '[s["verdict"] for s in d["steps"]] == ["failed"] + ["skipped"] * 3' \
+    '"; nothing was run" in d["steps"][0]["attempts"][0]["reasons"][0]' \
+    '"reboot the phone" in d["steps"][0]["attempts"][0]["hints"][0]'
+  has page.html 'nothing was run'
+  has result.xml 'nothing was run'
+  rm page.html result.xml
+done
+
+for fault in persist-read-only persist-full persist-absent; do
+  rm -rf phone
+  run 1 run plan.json --speed max --fault $fault --json
+  json out '[s["verdict"] for s in d["steps"]] == ["passed", "failed", "skipped", "failed"]' \
+    '"PSensor_ct1.txt" in str(d["steps"][1]["attempts"][0]["reasons"])' \
+    '"scale.txt" in str(d["steps"][3]["attempts"][0]["reasons"])' \
+    'all("mounted" in str(s["attempts"][0]["hints"]) for s in (d["steps"][1], d["steps"][3]))'
+done
