@@ -357,8 +357,10 @@ void Player::rouse(Lock* lock) {
       changed_.wait_until(*lock, until);
       continue;
     }
+    pthread_mutex_t* const mutex = library_mutex_;
+    pthread_cond_t* const condition = library_condition_;
     lock->unlock();
-    Chronicle::wake(library_mutex_, library_condition_);
+    Chronicle::wake(mutex, condition);
     std::this_thread::sleep_for(milliseconds(1));
     lock->lock();
   }

@@ -42,7 +42,9 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"straggler", {"straggler:Acc", "straggler:Gyr"}, "passed"}, Case{"duplicate", {"duplicate:Acc"}, "passed"},
         Case{"burst", {"burst:Acc,8"}, "passed"}, Case{"wrong_handle", {"wrong-handle:Acc"}, "failed"},
         Case{"queue_refused", {"queue-refused:4"}, "failed"}, Case{"queue_never", {"queue-never"}, "failed"},
-        Case{"enable_refused", {"enable-refused:Acc,3"}, "failed"}, Case{"hub_vanish", {"hub-vanish:5"}, "failed"},
+        Case{"enable_refused", {"enable-refused:Acc,3"}, "failed"},
+        Case{"sensors_vanish", {"sensors-vanish:4"}, "failed"}, Case{"sensors_absent", {"sensors-absent"}, "failed"},
+        Case{"hub_vanish", {"hub-vanish:5"}, "failed"}, Case{"hub_absent", {"hub-absent"}, "failed"},
         Case{"hub_fail", {"hub-fail"}, "failed"}),
     [](const auto& test) { return test.param.name; });
 
