@@ -87,6 +87,8 @@ double run_at_panel(Session& session, Calibration* calibration);
 // Fills reasons, hints, notes and `passed`.
 void judge(Session& session, Calibration* calibration);
 
+// What to try where no samples came, by the sampler's words for it.
+const char* sampling_hint(const std::string& problem);
 // What to try where fresh samples are not what they should be, by their unit.
 const char* residual_hint(const std::string& unit);
 

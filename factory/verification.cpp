@@ -60,6 +60,9 @@ const char* hint_for(Restart::Cause cause) {
 }
 
 // Where a line of the library says what is wrong, what a person can do about it.
+constexpr char kServiceHint[] =
+    "the sensor service refuses, or is gone: look at its log, restart it or reboot the phone, then repeat";
+
 struct LineHint {
   const char* part;
   const char* hint;
@@ -74,6 +77,15 @@ constexpr LineHint kLineHints[] = {
     {"offset_near invalid", "the target is missing, too far, or the crosstalk is too high: put it at 3 cm"},
     {"failed when set offset to hub", "the hub refused the value: look at its log"},
     {"open json file fail", "the light sensor's file is missing or cannot be read"},
+    {"parse json error",
+     "the light sensor's file /mnt/vendor/nvcfg/sensor/lightSensorCali.json is damaged: put a good one in its place"},
+    {"collectCRGB return is", "the hub refused the step under the panel: look at its log"},
+    {"setAlsBacklightLuxCali_api failed", "the hub refused the panel's light: look at its log"},
+    {"setCctChannelBacklight_api failed", "the hub refused the panel's light: look at its log"},
+    {"lcdbacklight_calibrate_write_backlight failed",
+     "the panel's brightness cannot be set: look at /sys/class/leds/lcd-backlight/brightness and its rights"},
+    {"lcdbacklight_calibrate_read_backlight failed",
+     "the panel's brightness cannot be read: look at /sys/class/leds/lcd-backlight"},
     {"Json file is null", "the light sensor's file has no \"als\" section"},
     {"save delta failed", "look whether the persist partition is mounted, may be written and has room"},
 };
@@ -98,8 +110,10 @@ void explain(Session& session, Calibration* c) {
     c->hints.emplace_back("look at `sensorcal sensors`");
   } else if (run.no_queue) {
     c->reasons.emplace_back("the sensor service gave no event queue");
+    c->hints.emplace_back(kServiceHint);
   } else if (run.enable_failed) {
     c->reasons.emplace_back("the sensor could not be enabled");
+    c->hints.emplace_back(kServiceHint);
   } else if (run.timed_out && run.events == 0) {
     c->reasons.emplace_back("no event came from the sensor until the time was over");
     c->hints.emplace_back("the sensor is silent: look at its connection and its driver");
@@ -121,6 +135,7 @@ void explain(Session& session, Calibration* c) {
     }
   } else {
     c->reasons.push_back("the hub answered " + plain(c->result));
+    c->hints.emplace_back("the hub refused the step: look at its log, and whether the chip is there");
   }
 }
 
@@ -208,6 +223,11 @@ void judge_crosstalk_files(Session& session, Calibration* c) {
 }
 
 }  // namespace
+
+const char* sampling_hint(const std::string& problem) {
+  const bool service = problem.find("queue") != std::string::npos || problem.find("enabled") != std::string::npos;
+  return service ? kServiceHint : "the sensor is silent: look at its connection and its driver";
+}
 
 const char* residual_hint(const std::string& unit) {
   if (unit == "lux" || unit == "counts")

@@ -123,8 +123,7 @@ void StepRun::verify_calibration(const Calibration& c) {
   const FreshSamples fresh = take_fresh(subject, subject.motion ? kFreshMotion : kFreshOthers);
   if (session_.interrupted()) return;
   if (!fresh.problem.empty()) {
-    return attempt_.fail("not verified: " + fresh.problem,
-                         "the sensor is silent: look at its connection and its driver");
+    return attempt_.fail("not verified: " + fresh.problem, sampling_hint(fresh.problem));
   }
   measure_fresh(subject, fresh, expected_of(subject, c.request.reference_hpa));
 }
@@ -174,7 +173,8 @@ void StepRun::run_calibrate(const std::function<void(const std::string&)>& warn)
     attempt_.reasons.insert(attempt_.reasons.begin(), c.reasons.begin(), c.reasons.end());
     attempt_.hints.insert(attempt_.hints.begin(), c.hints.begin(), c.hints.end());
     attempt_.notes.insert(attempt_.notes.end(), c.notes.begin(), c.notes.end());
-    if (c.panel && c.panel->restored < 0) attempt_.fail("the panel's brightness could not be put back");
+    if (c.panel && c.panel->restored < 0)
+      attempt_.fail("the panel's brightness could not be put back", "set the panel's brightness by hand");
     if (!c.run.values.empty()) attempt_.window = window_of(session_, c, attempt_.before);
     measure_run(c);
   }

@@ -186,7 +186,7 @@ void StepRun::run_verify() {
   const FreshSamples fresh = take_fresh(subject, step_.samples > 0 ? step_.samples : kVerifySamples);
   if (session_.interrupted()) return;
   if (!fresh.problem.empty()) {
-    return attempt_.fail(fresh.problem, "the sensor is silent: look at its connection and its driver");
+    return attempt_.fail(fresh.problem, sampling_hint(fresh.problem));
   }
   Json::Value& window = attempt_.window;
   window["unit"] = subject.unit;
