@@ -33,7 +33,8 @@ std::string fit_line(const std::string& line, size_t columns) {
   if (line.size() <= columns || line.rfind(kExample, 0) == 0) return line;
   const size_t begin = explanation(line);
   if (begin == 0) {
-    const std::string indent(line.find_first_not_of(' '), ' ');
+    const size_t own = line.find_first_not_of(' ');
+    const std::string indent(columns >= own + kLeastRoom ? own : kNarrowIndent, ' ');
     return indent + wrapped(line, columns, indent, indent.size());
   }
   const bool room = columns >= begin + kLeastRoom;
