@@ -43,13 +43,13 @@ TEST(ReferenceData, TakesTheTextsOfTheSection) {
     EXPECT_EQ(phone.cal->GetSensorJsonData(c.keys, 1, 0), (Lists{c.ver, c.data})) << c.text;
     EXPECT_EQ(test::library_lines(log), test::Lines{"I open config/sensor.json file success!\n"});
   }
-  // A line with many matches is searched once, not once a match.
+  // A line with many matches is searched once, not once a match, which would take hours.
   std::string line;
   for (int i = 0; i < 1 << 20; ++i) line += "ver ";
   device.write(kFile, "k {\n" + line);
   const auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(phone.cal->GetSensorJsonData({"k"}, 1, 0), (Lists{{}, {}}));
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30));
 }
 
 TEST(ReferenceData, ChoosesTheFile) {
