@@ -8,6 +8,8 @@
 #include <sstream>
 
 #include "kinds.h"
+#include "options.h"
+#include "report/replace_file.h"
 #include "stored_values.h"
 #include "verdict.h"
 
@@ -29,8 +31,13 @@ std::optional<std::string> bytes_of(const std::string& path) {
   return bytes.str();
 }
 
-// In place, so that owner and mode stay.
+// As a whole; in place only where the folder takes no new file.
 bool write_bytes(const std::string& path, const std::string& bytes) {
+  try {
+    replace_file(path, bytes);
+    return true;
+  } catch (const AppError&) {
+  }
   std::ofstream out(path, std::ios::binary | std::ios::trunc);
   out << bytes;
   out.close();

@@ -69,6 +69,14 @@ mode_t usual_mode() {
   return 0666 & ~mask;
 }
 
+// Owner and mode of the file that is replaced, where there is one and the system lets them be given.
+bool take_rights(int fd, const std::string& target) {
+  struct stat old {};
+  if (stat(target.c_str(), &old) != 0) return fchmod(fd, usual_mode()) == 0;
+  const bool given = (old.st_uid == geteuid() && old.st_gid == getegid()) || fchown(fd, old.st_uid, old.st_gid) == 0;
+  return fchmod(fd, old.st_mode & (given ? 07777 : 0777)) == 0;
+}
+
 }  // namespace
 
 void replace_file(const std::string& file, const std::string& content) {
@@ -81,7 +89,7 @@ void replace_file(const std::string& file, const std::string& content) {
   std::string temporary = target + ".XXXXXX";
   Descriptor out(mkostemp(temporary.data(), O_CLOEXEC));
   if (out.get() < 0) fail(file);
-  const bool whole = write_all(out.get(), content) && fchmod(out.get(), usual_mode()) == 0 && fsync(out.get()) == 0 &&
+  const bool whole = write_all(out.get(), content) && take_rights(out.get(), target) && fsync(out.get()) == 0 &&
                      out.close_now() && rename(temporary.c_str(), target.c_str()) == 0;
   if (whole) return sync_folder_of(target);
   const int why = errno;

@@ -5,7 +5,8 @@
 
 namespace factory {
 
-// Throws AppError with the file's name. What is no regular file (a pipe, /dev/stdout) is written to as it stands.
+// Owner and mode stay. Throws AppError with the file's name. What is no regular file (a pipe, /dev/stdout) is written
+// to as it stands.
 void replace_file(const std::string& file, const std::string& content);
 
 }  // namespace factory

@@ -44,9 +44,16 @@ const std::vector<Command> kStory = {
     {"property", {"report", "--max-equal", "30"}},
     {"plan", {"run", "PLAN", "--html", "FOLDER/run.html", "--junit", "FOLDER/run.xml", "--csv", "FOLDER/csv"}},
     {"plan again", {"run", "PLAN", "--html", "FOLDER/run.html", "--junit", "FOLDER/run.xml", "--csv", "FOLDER/csv"}},
+    {"put back", {"run", "FOLDER/../put_back.json"}},
     {"reboot", {"reboot"}},
     {"factory reset", {"factory-reset"}},
 };
+
+// Its calibration cannot pass, so the light sensor's file returns to what it held.
+constexpr char kPutBackPlan[] = R"({"format": "sensorcal.plan/1", "name": "put back", "steps": [
+  {"fixture": {"lux": "200 lux", "cct": "4000 K"}},
+  {"calibrate": "CCT_F_strm", "golden": [800, 1200, 600, 2000, 400, 300, 200],
+   "limits": {"residual": "0.000001 %"}}]})";
 
 // Written by the library as it must write them, or no stored value at all.
 const std::string kPersist = "/phone/mnt/vendor/persist/sensors/";
@@ -192,7 +199,8 @@ void PowerCuts::check_file(const std::string& path, const Files& before, const F
 void PowerCuts::check_phone(const FileHistory& history) {
   int exit_code = -1;
   answer("report", &exit_code);
-  if (exit_code != 0 && exit_code != 1) return fault("the phone does not open and report: exit code " + std::to_string(exit_code));
+  if (exit_code != 0 && exit_code != 1)
+    return fault("the phone does not open and report: exit code " + std::to_string(exit_code));
   const Files left = files_of(now_);
   std::string reads;
   for (const auto& [path, operation] : kCrosstalkFiles) reads += std::string(operation) + " 17 + ";
@@ -232,6 +240,7 @@ void PowerCuts::cut(const Command& command, int point) {
 
 void PowerCuts::tell(int points) {
   fs::create_directories(now_);
+  std::ofstream(folder_ + "/put_back.json") << kPutBackPlan;
   std::vector<FileHistory> whole;
   // First without a cut: every command must do its work, and the disk must hear of everything in time.
   int all_points = 0;
@@ -243,6 +252,9 @@ void PowerCuts::tell(int points) {
     whole.push_back(trace(command, 0, &exit_code));
     if (exit_code != 0 && exit_code != 1) fault("ended with " + std::to_string(exit_code));
     for (const std::string& problem : whole.back().problems) fault(problem);
+    if (std::string(command.name) == "put back" && whole.back().whole.count(now_ + kLightJson) == 0) {
+      fault(kLightJson + " is put back in place, or not at all");
+    }
     all_points += whole.back().points;
   }
   const int step = points <= 0 || points >= all_points ? 1 : (all_points + points - 1) / points;

@@ -21,6 +21,10 @@ TEST(ReplaceFile, ReplacesWhatALinkPointsToAndLeavesNothingBeside) {
   const mode_t mask = umask(0);
   umask(mask);
   EXPECT_EQ(status.st_mode & 0777, 0666 & ~mask);
+  ASSERT_EQ(chmod(folder.file("old").c_str(), 0604), 0);
+  factory::replace_file(folder.file("old"), "newer");
+  ASSERT_EQ(stat(folder.file("old").c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777, 0604U);
 }
 
 TEST(ReplaceFile, WritesToWhatIsNoFile) {
