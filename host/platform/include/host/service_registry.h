@@ -13,8 +13,8 @@ namespace host {
 
 using Service = ::android::sp<::android::hidl::base::V1_0::IBase>;
 
-// Makes `service`, which is one of the interface that `descriptor` names, known as `descriptor`/`instance`; replaces what
-// was there.
+// Makes `service`, which is one of the interface that `descriptor` names, known as `descriptor`/`instance`; replaces
+// what was there.
 void add_service(std::string_view descriptor, std::string_view instance, const Service& service);
 
 // Null when there is none.
