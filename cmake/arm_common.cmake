@@ -12,8 +12,10 @@ set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE BOTH)
 if(ARM_TRIPLE STREQUAL arm-linux-gnueabihf)
   set(CMAKE_CXX_FLAGS_INIT -Wno-psabi)
 endif()
-# Libraries that other libraries need are looked for here too, when linking and when running.
+# Headers that differ by architecture, which a compiler looks for by itself only where it is at home.
 get_filename_component(ARM_SYSROOT ${ARM_SYSROOT} ABSOLUTE)
+string(APPEND CMAKE_CXX_FLAGS_INIT " -isystem ${ARM_SYSROOT}/usr/include/${ARM_TRIPLE}")
+# Libraries that other libraries need are looked for here too, when linking and when running.
 set(ARM_LIBRARIES ${ARM_SYSROOT}/usr/lib/${ARM_TRIPLE}:${ARM_SYSROOT}/lib/${ARM_TRIPLE})
 set(CMAKE_EXE_LINKER_FLAGS_INIT -Wl,-rpath-link,${ARM_LIBRARIES})
 set(CMAKE_SHARED_LINKER_FLAGS_INIT -Wl,-rpath-link,${ARM_LIBRARIES})
