@@ -1,6 +1,8 @@
 #include "sampler.h"
 
+#include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <condition_variable>
 #include <mutex>
 
@@ -96,6 +98,20 @@ FreshSamples failed(const SampleRequest& request, const std::string& problem) {
 }
 
 }  // namespace
+
+void FreshSamples::append(const FreshSamples& more) {
+  wanted += more.wanted;
+  taken += more.taken;
+  if (problem.empty()) problem = more.problem;
+  for (const std::vector<double>& row : more.rows) {
+    rows.push_back(row);
+    for (size_t i = 0; i < row.size(); ++i) values[i].add(row[i]);
+  }
+}
+
+double FreshSamples::error(size_t value) const {
+  return values[value].standard_deviation() / std::sqrt(std::max(1, taken));
+}
 
 FreshSamples take_samples(const ::android::sp<ISensorManager>& manager, const SampleRequest& request,
                           const Interruption& interrupted) {

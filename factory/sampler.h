@@ -17,6 +17,9 @@ struct FreshSamples {
   int wanted = 0;
   int taken = 0;
   std::string problem;  // empty when all wanted samples came
+
+  void append(const FreshSamples& more);
+  double error(size_t value) const;  // of its mean
 };
 
 struct SampleRequest {

@@ -126,8 +126,15 @@ std::vector<double> StepRun::expected_of(const Subject& subject, std::optional<d
   return nominal(step_.type);
 }
 
-void StepRun::measure_fresh(const Subject& subject, const FreshSamples& fresh, const std::vector<double>& expected) {
+std::optional<double> StepRun::residual_limit(size_t axis, double expected) const {
   const Kind* kind = find_kind(step_.type, 0);
+  const Limits& limits = step_.limits;
+  if (limits.residual) return limits.residual->at(axis) * (limits.residual->relative ? std::fabs(expected) : 1);
+  if (step_.kind != StepKind::calibrate || kind == nullptr || kind->residual_limit <= 0) return std::nullopt;
+  return kind->residual_limit * (kind->limit_is_relative ? std::fabs(expected) : 1);
+}
+
+void StepRun::measure_fresh(const Subject& subject, const FreshSamples& fresh, const std::vector<double>& expected) {
   for (size_t i = 0; i < subject.axes.size() && i < fresh.values.size(); ++i) {
     const std::string& axis = subject.axes[i];
     const double mean = fresh.values[i].mean();
@@ -135,12 +142,7 @@ void StepRun::measure_fresh(const Subject& subject, const FreshSamples& fresh, c
     const double error = noise / std::sqrt(std::max(1, fresh.taken));
     const Limits& limits = step_.limits;
     if (i < expected.size()) {
-      std::optional<double> limit;
-      if (limits.residual) {
-        limit = limits.residual->at(i) * (limits.residual->relative ? std::fabs(expected[i]) : 1);
-      } else if (step_.kind == StepKind::calibrate && kind != nullptr && kind->residual_limit > 0) {
-        limit = kind->residual_limit * (kind->limit_is_relative ? std::fabs(expected[i]) : 1);
-      }
+      const std::optional<double> limit = residual_limit(i, expected[i]);
       const std::optional<double> low = limit ? std::optional<double>(-*limit) : std::nullopt;
       measure("residual", axis, mean - expected[i], subject.unit, error, low, limit, residual_hint(subject.unit));
     } else if (limits.residual) {

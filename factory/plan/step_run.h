@@ -56,6 +56,11 @@ class StepRun {
   void measure_fresh(const Subject& subject, const FreshSamples& fresh, const std::vector<double>& expected);
   std::vector<double> expected_of(const Subject& subject, std::optional<double> reference_hpa);
   FreshSamples take_fresh(const Subject& subject, int count);
+  std::optional<double> residual_limit(size_t axis, double expected) const;
+  // Axes whose residuals are within their limits, but not surely so. None where one is outside: that is sure enough.
+  std::vector<size_t> unsure_axes(const FreshSamples& fresh, const std::vector<double>& expected) const;
+  void look_again(const Subject& subject, std::optional<double> reference_hpa);
+  void fail_unsure(const Subject& subject, const FreshSamples& fresh, const std::vector<double>& expected);
   void measure(const std::string& name, const std::string& axis, double value, const std::string& unit,
                std::optional<double> error, std::optional<double> low, std::optional<double> high,
                const std::string& hint);

@@ -1,8 +1,10 @@
 // Calibrates many simulated phones and looks for one that passed, failed or kept a value where it should not.
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
@@ -23,6 +25,7 @@ struct Arguments {
   unsigned processes = 2;
   bool json = false;
   bool quiet = false;
+  bool each = false;
 };
 
 // In memory where there is such a file system: a phone writes its hub's store at every change, and waits for the disk.
@@ -36,10 +39,11 @@ std::filesystem::path working_folder() {
   return name;
 }
 
-// A process has one phone at a time: several of them share the work. Ends the process.
-[[noreturn]] void work(const Arguments& arguments, unsigned part, const std::string& folder, int out) {
+// A process has one phone at a time: several of them share the work, each taking the next number. Ends the process.
+[[noreturn]] void work(const Arguments& arguments, unsigned part, const std::string& folder, int out,
+                       std::atomic<uint64_t>* next) {
   std::FILE* const pipe = fdopen(out, "w");
-  for (uint64_t i = part; i < arguments.phones; i += arguments.processes) {
+  for (uint64_t i = (*next)++; i < arguments.phones; i = (*next)++) {
     const Verdict verdict = try_phone(make_case(arguments.seed, i), folder + "/" + std::to_string(part));
     fprintf(pipe, "%s\n", factory::json_line(to_json(verdict)).c_str());
     fflush(pipe);
@@ -59,13 +63,17 @@ class Run {
 
   // All processes start before the first thread does.
   const Tally& go() {
+    void* const shared =
+        mmap(nullptr, sizeof(std::atomic<uint64_t>), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    if (shared == MAP_FAILED) throw std::runtime_error("no shared memory");
+    auto* const next = new (shared) std::atomic<uint64_t>(0);
     std::vector<std::FILE*> pipes;
     for (unsigned part = 0; part < arguments_.processes; ++part) {
       int ends[2];
       if (pipe(ends) != 0) throw std::runtime_error("no pipe");
       const pid_t child = fork();
       if (child < 0) throw std::runtime_error("no process");
-      if (child == 0) work(arguments_, part, folder_, ends[1]);
+      if (child == 0) work(arguments_, part, folder_, ends[1], next);
       close(ends[1]);
       children_.push_back(child);
       pipes.push_back(fdopen(ends[0], "r"));
@@ -95,6 +103,9 @@ class Run {
     const Case phone = make_case(arguments_.seed, verdict.number);
     tally_.add(phone, verdict);
     missing_.erase(verdict.number);
+    if (arguments_.each) {
+      fprintf(stderr, "%6.2f s  %s  %s\n", verdict.seconds, verdict.passed ? "passed" : "failed", phone.text().c_str());
+    }
     if (arguments_.quiet) return;
     for (const std::string& miss : verdict.misses) std::cerr << phone.text() << ": " << miss << "\n";
     if (tally_.phones() % 500 == 0) std::cerr << tally_.phones() << " phones, " << tally_.misses() << " misses\n";
@@ -138,6 +149,7 @@ int main(int argc, char** argv) {
       ->capture_default_str();
   app.add_flag("--json", arguments.json, "the result as JSON");
   app.add_flag("--quiet", arguments.quiet, "no progress");
+  app.add_flag("--each", arguments.each, "a line for each phone");
   CLI11_PARSE(app, argc, argv);
   try {
     return acceptance::run(arguments);

@@ -71,6 +71,32 @@ TEST(KeepOrPutBack, AWriteStaysOnlyWhereItWasTaken) {
   EXPECT_EQ(station.offset(kAcc), held);
 }
 
+// A mean of 50 samples is known to 0.0008 m/s^2: three times that leaves doubt at both limits, more samples end it at
+// one.
+TEST(KeepOrPutBack, MoreSamplesWhereTheFirstLeaveDoubt) {
+  const struct {
+    const char* limit;
+    uint64_t seed;
+    bool passes;
+  } kRows[] = {{"0.0026 m/s^2", 7, true}, {"0.0017 m/s^2", 11, false}};
+  for (const auto& row : kRows) {
+    SCOPED_TRACE(row.limit);
+    Station station;
+    station.options.seed = row.seed;
+    const Station::Ran ran =
+        station.run(std::string(R"({"calibrate": "Acc", "limits": {"residual": ")") + row.limit + R"("}})");
+    EXPECT_EQ(ran.verdict == Outcome::passed, row.passes);
+    const Attempt& attempt = ran.attempt(0);
+    const auto residual = std::find_if(attempt.measurements.begin(), attempt.measurements.end(),
+                                       [](const auto& m) { return m.name == "residual"; });
+    ASSERT_NE(residual, attempt.measurements.end());
+    EXPECT_LT(*residual->standard_error, 0.0007);
+    if (row.passes) continue;
+    EXPECT_THAT(attempt.reasons, Contains(HasSubstr("is too near to the limit of 0.0017 m/s^2 to be sure of it")));
+    EXPECT_TRUE(attempt.put_back);
+  }
+}
+
 TEST(KeepOrPutBack, AReasonNamesAxisValueErrorUnitAndLimit) {
   Station station;
   station.options.fault = {"motion:Acc,1"};
