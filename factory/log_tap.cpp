@@ -57,11 +57,12 @@ std::vector<double> parse_values(const char* text) {
 // Numbers that are others in every process would make two records of one run differ: addresses, and descriptors that
 // were opened. What the library prints in hex besides is shorter than an address.
 std::string without_process_numbers(std::string text) {
+  constexpr size_t kShortestAddress = sizeof(void*) == 4 ? 7 : 9;
   constexpr struct {
     const char* before;
     size_t shortest;
     int (*digit)(int);
-  } kRows[] = {{"0x", 9, isxdigit}, {"open fd=", 1, isdigit}};
+  } kRows[] = {{"0x", kShortestAddress, isxdigit}, {"open fd=", 1, isdigit}};
   for (const auto& row : kRows) {
     const size_t length = strlen(row.before);
     for (size_t at = text.find(row.before); at != std::string::npos; at = text.find(row.before, at + length)) {
