@@ -39,10 +39,11 @@ void judge_run(const Case& phone, const RunResult& run, std::vector<std::string>
 
 void judge_residuals(const Case& phone, const RunResult& run, std::vector<Residual>* residuals,
                      std::vector<std::string>* misses) {
-  const bool must_be_complete = run.passed;
-  for (const Residual& residual : *residuals) {
+  for (Residual& residual : *residuals) {
+    // A scale may be found to be exactly the one that the hub comes with: on a phone that passed, that is a result.
+    residual.stored = residual.stored || (run.passed && residual.set);
     const bool flawed = phone.flaw && residual.sensor == phone.flaw->sensor;
-    if (!residual.stored && must_be_complete) misses->push_back("passed, but nothing is stored: " + residual.sensor);
+    if (!residual.stored && run.passed) misses->push_back("passed, but nothing is stored: " + residual.sensor);
     if (residual.stored && flawed) misses->push_back("kept in spite of its flaw: " + residual.sensor);
     if (residual.stored && residual.exceeds()) {
       misses->push_back("kept with a residual of " + std::to_string(residual.value) + " " + residual.unit + " over " +
@@ -98,8 +99,8 @@ Verdict from_json(const Json::Value& json) {
   out.seconds = json["seconds"].asDouble();
   for (const Json::Value& miss : json["misses"]) out.misses.push_back(miss.asString());
   for (const Json::Value& entry : json["residuals"]) {
-    out.residuals.push_back({entry["sensor"].asString(), true, entry["value"].asDouble(), entry["limit"].asDouble(),
-                             entry["unit"].asString()});
+    out.residuals.push_back({entry["sensor"].asString(), true, true, entry["value"].asDouble(),
+                             entry["limit"].asDouble(), entry["unit"].asString()});
   }
   return out;
 }

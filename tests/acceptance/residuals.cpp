@@ -144,7 +144,7 @@ class Bench {
   std::vector<SensorInfo> sensors_;
 };
 
-// Whether the hub holds something else than what it comes with: values that were put back count as never found.
+// Whether the hub holds something else than what it comes with.
 bool holds(const Json::Value& entry, double untouched) {
   if (!entry["set"].asBool()) return false;
   const Json::Value& value = entry["value"];
@@ -153,9 +153,10 @@ bool holds(const Json::Value& entry, double untouched) {
 }
 
 Residual measure(Bench& bench, const Json::Value& hub, const Row& row) {
-  Residual out{row.sensor, holds(hub[row.holder][row.value], std::string(row.value) == "offset" ? 0 : 1), 0, row.limit,
+  const Json::Value& held = hub[row.holder][row.value];
+  Residual out{row.sensor, held["set"].asBool(), holds(held, std::string(row.value) == "offset" ? 0 : 1), 0, row.limit,
                row.unit};
-  if (!out.stored) return out;
+  if (!out.set) return out;
   const std::vector<float> truth = bench.phone->truth(row.type);
   const std::vector<Event> events = bench.take(row.type, row.period_ms, kSettling + row.samples);
   for (int axis = 0; axis < row.axes; ++axis) {
@@ -176,7 +177,8 @@ Residual measure_panel(Bench& bench, const Json::Value& hub, const char* sensor,
     const Json::Value& levels = hub[sensor][value]["value"];
     return levels.isMember("13") && levels.isMember("14");
   };
-  Residual out{std::string("panel, ") + sensor, stored("backlight") || stored("colour_backlight"), 0, 1, "lux"};
+  const bool both = stored("backlight") || stored("colour_backlight");
+  Residual out{std::string("panel, ") + sensor, both, both, 0, 1, "lux"};
   if (!out.stored) return out;
   double lowest = std::numeric_limits<double>::infinity();
   double highest = -lowest;
@@ -194,8 +196,9 @@ Residual measure_panel(Bench& bench, const Json::Value& hub, const char* sensor,
 // 0 where the proximity sensor says near at the target and far without it, else 1.
 Residual measure_proximity(Bench& bench, const Json::Value& hub) {
   constexpr int kFirstNear = 300;
-  Residual out{"Prx", holds(hub["Prx"]["near"], kFirstNear), 0, 0.5, "wrong state"};
-  if (!out.stored) return out;
+  const Json::Value& near_threshold = hub["Prx"]["near"];
+  Residual out{"Prx", near_threshold["set"].asBool(), holds(near_threshold, kFirstNear), 0, 0.5, "wrong state"};
+  if (!out.set) return out;
   for (const bool near : {true, false}) {
     bench.world("target", near ? "3" : "none");
     // The near threshold lies at the target's own counts: within some seconds a sample reaches it.

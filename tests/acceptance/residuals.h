@@ -9,7 +9,8 @@ namespace acceptance {
 
 struct Residual {
   std::string sensor;   // tag as plans have it, or "panel"
-  bool stored = false;  // the hub holds a value that a calibration found
+  bool set = false;     // the hub holds a value
+  bool stored = false;  // and it is not what the hub comes with, which may have been put back
   double value = 0;     // of the worst axis, in the unit of the limit
   double limit = 0;
   std::string unit;
