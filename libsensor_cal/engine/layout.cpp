@@ -57,6 +57,7 @@ static_assert(offsetof(_ssc_oem_test_msg, offset_ct) == 8 && offsetof(_ssc_oem_t
 
 static_assert(offsetof(persistCalibrate, count) == 0 && offsetof(persistCalibrate, scale) == 8, "padding after count");
 FOLLOWS(persistCalibrate, scale, 8, rows);
-FOLLOWS(persistCalibrate, rows, sizeof(std::vector<double>), row);
+// The vector itself is meant, not what it holds.
+FOLLOWS(persistCalibrate, rows, sizeof(std::vector<double>), row);  // NOLINT(bugprone-sizeof-container)
 
 }  // namespace
