@@ -1,3 +1,5 @@
+find_package(Python3 REQUIRED COMPONENTS Interpreter)
+
 # embed_files(TARGET name=FILE...): puts each file's bytes into TARGET as `extern const std::string_view name` of namespace
 # factory::assets. The file is read when the target is built, so that a change or an update of its package is picked up.
 function(embed_files target)
@@ -8,7 +10,7 @@ function(embed_files target)
     set(source ${CMAKE_CURRENT_BINARY_DIR}/embedded_${name}.cpp)
     add_custom_command(
       OUTPUT ${source}
-      COMMAND ${CMAKE_COMMAND} -D NAME=${name} -D FILE=${file} -D SOURCE=${source} -P ${EMBED_FILES_SCRIPT}
+      COMMAND Python3::Interpreter ${EMBED_FILES_SCRIPT} ${name} ${file} ${source}
       DEPENDS ${file} ${EMBED_FILES_SCRIPT}
       COMMENT "Embedding ${name}"
       VERBATIM)
@@ -17,4 +19,4 @@ function(embed_files target)
     target_sources(${target} PRIVATE ${source})
   endforeach()
 endfunction()
-set(EMBED_FILES_SCRIPT ${CMAKE_CURRENT_LIST_DIR}/EmbedFile.cmake)
+set(EMBED_FILES_SCRIPT ${CMAKE_CURRENT_LIST_DIR}/embed_file.py)

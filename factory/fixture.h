@@ -71,6 +71,12 @@ class Fixture {
   virtual void factory_reset() = 0;
 };
 
+// What a build's phones are: simulated ones, with a world to set and options that make them, or the one real phone that
+// it runs on, whose fixture people set.
+bool phones_are_simulated();
+// Throws AppError, naming the option, where the options ask for what this build's phones have not; needs no phone.
+void require_understood(const Options& options);
+
 // Opens the fixture that the options ask for; the services are reachable while it lives. Throws AppError.
 std::unique_ptr<Fixture> open_fixture(const Options& options);
 

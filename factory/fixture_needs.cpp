@@ -61,8 +61,9 @@ std::vector<std::string> set_up_fixture(Session& session, int type, int param) {
     if (!is(need.of, type, param) || (need.param != kAnyParam && need.param != param)) continue;
     if (set_by_operator(session.options(), need.key)) continue;
     const std::string before = session.fixture().world()[need.key];
-    if (!session.fixture().set_world(need.key, need.value).empty()) continue;
-    if (session.fixture().world()[need.key] != before) set.push_back(std::string(need.key) + "=" + need.value);
+    if (before == need.value) continue;
+    const std::string problem = session.fixture().set_world(need.key, need.value);
+    set.push_back(problem.empty() ? std::string(need.key) + "=" + need.value : problem);
   }
   return set;
 }

@@ -1,5 +1,6 @@
 #include "log_tap.h"
 
+#include <android/log.h>
 #include <ctype.h>
 #include <errno.h>
 #include <string.h>

@@ -2,8 +2,6 @@
 // started anew.
 #pragma once
 
-#include <android/log.h>
-
 #include <atomic>
 #include <cstdint>
 #include <cstdio>
@@ -13,6 +11,8 @@
 #include <vector>
 
 #include "chronicle.h"
+
+struct __android_log_message;  // of <android/log.h>
 
 namespace factory {
 

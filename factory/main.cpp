@@ -18,6 +18,7 @@ namespace {
 using namespace factory;  // NOLINT(google-build-using-namespace)
 
 void add_common_options(CLI::App& app, Options* options) {
+  const bool simulated = phones_are_simulated();
   app.add_option("--phone", options->phone, "phone directory (default: $SENSORCAL_PHONE, else ./phone)");
   std::string profiles;
   for (const std::string& name : known_profiles()) profiles += (profiles.empty() ? "" : ", ") + name;
@@ -27,8 +28,10 @@ void add_common_options(CLI::App& app, Options* options) {
   app.add_option("--fixture", options->fixture,
                  "who sets the fixture: simulated, or operator, who is asked on the terminal and confirms")
       ->check(CLI::IsMember({"simulated", "operator"}))
-      ->capture_default_str();
-  app.add_option("--world", options->world, "sets the fixture, KEY=VALUE; may be repeated")
+      ->default_str(simulated ? "simulated" : "operator");
+  app.add_option("--world", options->world,
+                 simulated ? "sets the fixture, KEY=VALUE; may be repeated"
+                           : "how the fixture stands, KEY=VALUE: nobody is asked to set it; may be repeated")
       ->take_all()
       ->allow_extra_args(false);
   app.add_option("--replay", options->replay,
@@ -43,6 +46,11 @@ void add_common_options(CLI::App& app, Options* options) {
   app.add_option("--hub-log", options->hub_log, "writes the hub messages to a file, one JSON object a line");
   app.add_option("--max-equal", options->max_equal, "lux above which the panel's two levels must differ (property)");
   app.add_flag("--json", options->json, "prints JSON instead of text");
+  if (simulated) return;
+  // They are still taken, so that what refuses them can say why.
+  for (const char* name :
+       {"--phone", "--profile", "--seed", "--speed", "--fixture", "--replay", "--fault", "--hub-log"})
+    app.get_option(name)->group("");
 }
 
 std::string version_text() {
@@ -83,7 +91,7 @@ int run(int argc, char** argv) {
   }
   show_numbers(app);
   std::vector<std::string> arguments = hide_numbers(argc, argv);
-  if (asks_for_faults(arguments)) {
+  if (phones_are_simulated() && asks_for_faults(arguments)) {
     std::cout << fault_help();
     return kPassed;
   }

@@ -69,7 +69,10 @@ class Terminal {
 class OperatorFixture : public Fixture {
  public:
   OperatorFixture(std::unique_ptr<Fixture> phone, const std::atomic<bool>& interrupted)
-      : phone_(std::move(phone)), interrupted_(interrupted) {}
+      : phone_(std::move(phone)), interrupted_(interrupted) {
+    // Of a real phone's world the command line tells what nobody needs to be asked.
+    if (!phones_are_simulated()) confirmed_ = phone_->world();
+  }
 
   std::string device_root() const override { return phone_->device_root(); }
   std::vector<std::pair<std::string, std::string>> facts() const override {
@@ -96,6 +99,10 @@ class OperatorFixture : public Fixture {
     Arranged out;
     std::string asked;
     for (const auto& [key, value] : settings) asked += (asked.empty() ? "" : "; ") + instruction(key, value);
+    if (!terminal_.is_open()) {
+      out.problems.push_back("there is no terminal to ask an operator on: " + asked);
+      return out;
+    }
     switch (ask(settings)) {
       case Answer::done:
         for (const auto& [key, value] : settings) {
@@ -153,7 +160,8 @@ class OperatorFixture : public Fixture {
 void require_terminal() {
   if (Terminal().is_open()) return;
   throw AppError(kUsage, std::string("--fixture operator: there is no terminal to ask on (") + kTerminal + ": " +
-                             strerror(errno) + "); run it on a terminal, or with --fixture simulated");
+                             strerror(errno) + "); run it on a terminal" +
+                             (phones_are_simulated() ? ", or with --fixture simulated" : ""));
 }
 
 std::unique_ptr<Fixture> ask_operator(std::unique_ptr<Fixture> phone, const std::atomic<bool>& interrupted) {

@@ -14,7 +14,8 @@ namespace factory {
 // Throws AppError(kUsage) where there is no terminal to ask on.
 void require_terminal();
 
-// `interrupted` ends a wait for the operator, who can set it too: by Ctrl-C, or by the answer that aborts.
+// Without a terminal everything that is asked for is a problem, and the phone works all the same. `interrupted` ends a
+// wait for the operator, who can set it too: by Ctrl-C, or by the answer that aborts.
 std::unique_ptr<Fixture> ask_operator(std::unique_ptr<Fixture> phone, const std::atomic<bool>& interrupted);
 
 }  // namespace factory

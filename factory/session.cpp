@@ -42,8 +42,13 @@ void set_max_equal(const std::string& lux) {
   }
 }
 
+bool operator_sets(const Options& options) {
+  return options.fixture.empty() ? !phones_are_simulated() : options.fixture == "operator";
+}
+
 // What can be known to be wrong before a phone is made.
 void check_options(const Options& options) {
+  require_understood(options);
   if (options.fixture == "operator") require_terminal();
   for (const std::string& setting : options.world) {
     const size_t equals = setting.find('=');
@@ -74,7 +79,7 @@ Session::Session(const Options& options)
     const std::string problem = fixture_->set_world(setting.substr(0, equals), setting.substr(equals + 1));
     if (!problem.empty()) throw AppError(kUsage, "--world " + setting + ": " + problem);
   }
-  if (options_.fixture == "operator") fixture_ = ask_operator(std::move(fixture_), interrupted_);
+  if (operator_sets(options_)) fixture_ = ask_operator(std::move(fixture_), interrupted_);
   if (!options_.max_equal.empty()) set_max_equal(options_.max_equal);
   if (!options_.record.empty()) fixture_ = record_fixture(std::move(fixture_), options_.record);
   fixture_->on_hub_message([this](const HubMessage& message) { take(message); });

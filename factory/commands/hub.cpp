@@ -38,6 +38,7 @@ std::string values_text(const Json::Value& value) {
 int show_state(const Options& options) {
   Session session(options);
   const Json::Value state = session.fixture().hub_state();
+  if (state.isNull()) throw AppError(kUsage, "this phone's hub does not show what it holds; `report` and `get` ask it");
   if (options.json) {
     std::cout << json_pretty(state) << "\n";
     return kPassed;

@@ -207,6 +207,7 @@ int run(const Options& options, Arguments arguments) {
   Options wanted = options;
   wanted.record = arguments.record;
   if (!arguments.record.empty()) {
+    require_understood(wanted);
     begin_recording(arguments.record, {plan.file, plan.bytes, arguments.info.serial, arguments.info.station,
                                        arguments.info.operator_name, for_people(options)});
   }

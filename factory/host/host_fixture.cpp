@@ -69,6 +69,9 @@ class HostFixture : public Fixture {
 
 }  // namespace
 
+bool phones_are_simulated() { return true; }
+void require_understood(const Options& /*options*/) {}
+
 std::unique_ptr<Fixture> open_fixture(const Options& options) {
   if (!options.recording.empty()) return replay_fixture(options.recording);
   phone::PhoneOptions wanted;

@@ -1,0 +1,114 @@
+// The fixture of a real phone, on which the application runs: the phone's own services, and people around it. What a
+// program cannot learn there it does not tell: no truth, nothing of the hub's store, no message that it did not send.
+#include <cutils/properties.h>
+#include <hidl/HidlTransportSupport.h>
+
+#include <mutex>
+
+#include "fixture.h"
+#include "fixture_settings.h"
+#include "recording.h"
+
+namespace factory {
+namespace {
+
+// What a record tells of the phone; a property that it has not is left out.
+constexpr struct {
+  const char* fact;
+  const char* property;
+} kFacts[] = {
+    {"serial", "ro.serialno"},   {"manufacturer", "ro.product.manufacturer"}, {"model", "ro.product.model"},
+    {"hardware", "ro.hardware"}, {"build", "ro.build.fingerprint"},
+};
+
+constexpr char kOnlySimulated[] = "only a simulated phone has that, and this sensorcal is built for a real one";
+
+class DeviceFixture : public Fixture {
+ public:
+  std::string device_root() const override { return "/"; }
+
+  std::vector<std::pair<std::string, std::string>> facts() const override {
+    std::vector<std::pair<std::string, std::string>> out;
+    for (const auto& [fact, property] : kFacts) {
+      char value[PROPERTY_VALUE_MAX];
+      if (property_get(property, value, "") > 0) out.emplace_back(fact, value);
+    }
+    return out;
+  }
+
+  std::vector<std::string> remarks() const override {
+    return {"the messages to the sensor hub are not recorded: on a phone nobody can listen to them"};
+  }
+
+  std::map<std::string, std::string> world() const override {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return told_;
+  }
+
+  std::string set_world(const std::string& key, const std::string& value) override {
+    std::string problem = setting_problem(key, value);
+    if (!problem.empty()) return problem;
+    const std::lock_guard<std::mutex> lock(mutex_);
+    told_[key] = value;
+    return "";
+  }
+
+  std::vector<float> truth(int /*sensor_type*/) const override { return {}; }
+  Json::Value hub_state() const override { return Json::nullValue; }
+  void on_hub_message(std::function<void(const HubMessage&)> /*listener*/) override {}
+
+  void reboot() override {
+    throw AppError(kUsage, "reboot: sensorcal does not reboot a real phone; `adb reboot` does");
+  }
+  void factory_reset() override {
+    throw AppError(kUsage, "factory-reset: sensorcal does not take a real phone's calibration away");
+  }
+
+ private:
+  mutable std::mutex mutex_;
+  std::map<std::string, std::string> told_;  // as people say it is; guarded by mutex_
+};
+
+}  // namespace
+
+bool phones_are_simulated() { return false; }
+
+void require_understood(const Options& options) {
+  const std::pair<const char*, bool> kGiven[] = {
+      {"replay", !options.recording.empty()},
+      {"--record", !options.record.empty()},
+      {"--phone", !options.phone.empty()},
+      {"--profile", !options.profile.empty()},
+      {"--seed", options.seed.has_value()},
+      {"--speed", options.speed != Options().speed},
+      {"--fixture simulated", options.fixture == "simulated"},
+      {"--replay", !options.replay.empty()},
+      {"--fault", !options.fault.empty()},
+      {"--hub-log", !options.hub_log.empty()},
+  };
+  for (const auto& [name, given] : kGiven) {
+    if (given) throw AppError(kUsage, std::string(name) + ": " + kOnlySimulated);
+  }
+}
+
+std::unique_ptr<Fixture> open_fixture(const Options& options) {
+  require_understood(options);
+  // Without threads of its own the process gets no events.
+  ::android::hardware::configureRpcThreadpool(1, false);
+  return std::make_unique<DeviceFixture>();
+}
+
+std::unique_ptr<Fixture> record_fixture(std::unique_ptr<Fixture> /*phone*/, const std::string& /*folder*/) {
+  throw AppError(kUsage, std::string("--record: ") + kOnlySimulated);
+}
+
+std::unique_ptr<Fixture> replay_fixture(const std::string& /*folder*/) {
+  throw AppError(kUsage, std::string("replay: ") + kOnlySimulated);
+}
+
+std::string world_problem(const std::string& key, const std::string& value) { return setting_problem(key, value); }
+
+std::vector<std::string> known_profiles() { return {}; }
+std::vector<std::string> known_faults() { return {}; }
+
+}  // namespace factory

@@ -1,0 +1,182 @@
+// A real phone's fixture, over the services that a simulated phone has in this process. The application knows nothing
+// of that phone.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <host/property_store.h>
+#include <host/rpc_threadpool.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <limits>
+#include <thread>
+
+#include "calibration.h"
+#include "fixture_settings.h"
+#include "folder.h"
+#include "phone/core/phone.h"
+#include "plan/plan_run.h"
+
+namespace {
+
+using factory::AppError;
+using factory::Calibration;
+using factory::Options;
+using factory::Session;
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+class DeviceTest : public ::testing::Test {
+ protected:
+  // Threads do not outlive a fork: the phone is made where it is used.
+  void make_phone() {
+    phone::PhoneOptions wanted;
+    wanted.directory = folder_.path() + "/phone";
+    wanted.seed = 7;
+    wanted.speed = std::numeric_limits<double>::infinity();
+    phone_ = phone::Phone::open(wanted);
+    host::force_property("ro.serialno", "A1234");
+  }
+
+  Json::Value run(const std::string& steps) {
+    std::vector<std::string> problems;
+    const factory::plan::Plan plan = factory::plan::parse_plan(
+        "test.json", R"({"format": "sensorcal.plan/1", "name": "test", "steps": [)" + steps + "]}", &problems);
+    EXPECT_THAT(problems, IsEmpty());
+    Session session(Options{});
+    session.require_ready();
+    factory::plan::Observer silent;
+    factory::plan::PlanRun plan_run(session, plan, {"S1", "station 4", "me", {}}, silent);
+    plan_run.run();
+    return plan_run.record();
+  }
+
+ private:
+  const test::Folder folder_;
+  std::unique_ptr<phone::Phone> phone_;
+};
+
+// In a process of its own, so that it can have another terminal, or none. Ends it.
+[[noreturn]] void end_child() { _exit(testing::Test::HasFailure() ? 1 : 0); }
+void leave_terminal() { ASSERT_GE(setsid(), 0); }
+
+// An operator who gives each question the next answer.
+class Operator {
+ public:
+  explicit Operator(std::vector<std::string> answers) : answers_(std::move(answers)) {
+    leave_terminal();
+    master_ = posix_openpt(O_RDWR | O_NOCTTY);
+    EXPECT_EQ(0, grantpt(master_) | unlockpt(master_));
+    slave_ = open(ptsname(master_), O_RDWR);  // becomes the terminal of the process
+    reader_ = std::thread([this] { answer(); });
+  }
+  ~Operator() { reader_.detach(); }
+  Operator(const Operator&) = delete;
+  Operator& operator=(const Operator&) = delete;
+
+ private:
+  void answer() {
+    std::string shown;
+    size_t given = 0;
+    for (char c = 0; given < answers_.size() && read(master_, &c, 1) == 1;) {
+      shown += c;
+      if (c != '>') continue;
+      EXPECT_THAT(shown, HasSubstr("Lay the phone flat, screen up."));
+      if (write(master_, answers_[given].data(), answers_[given].size()) > 0) ++given;
+      shown.clear();
+    }
+  }
+
+  const std::vector<std::string> answers_;
+  int master_ = -1;
+  int slave_ = -1;
+  std::thread reader_;
+};
+
+constexpr char kPlan[] = R"({"fixture": {"up": "flat"}}, {"calibrate": "Acc"})";
+
+TEST_F(DeviceTest, TellsWhatAPhoneTellsAndNothingElse) {
+  make_phone();
+  Options options;
+  options.world = {"up=flat"};
+  Session session(options);
+  EXPECT_EQ("", session.missing());
+  EXPECT_NE(nullptr, session.sensor(1));
+  EXPECT_EQ("/", session.fixture().device_root());
+  EXPECT_THAT(session.fixture().facts(), Contains(std::make_pair("serial", "A1234")));
+  EXPECT_THAT(session.fixture().world(), ElementsAre(std::make_pair("up", "flat")));
+  EXPECT_THAT(session.fixture().truth(1), IsEmpty());
+  EXPECT_TRUE(session.fixture().hub_state().isNull());
+  EXPECT_THROW(session.fixture().reboot(), AppError);
+  EXPECT_THROW(session.fixture().factory_reset(), AppError);
+  EXPECT_EQ(1U, host::rpc_threads()) << "no event would arrive";
+
+  const Calibration done = factory::calibrate(session, {1, 0, std::nullopt});
+  EXPECT_TRUE(done.passed);
+  EXPECT_THAT(done.fixture, IsEmpty()) << "the command line said so";
+}
+
+TEST_F(DeviceTest, RunsAPlanOnTheOperatorsWord) {
+  const auto body = [this] {
+    make_phone();
+    const Operator person({"\n"});
+    const Json::Value record = run(kPlan);
+    EXPECT_EQ("passed", record["verdict"].asString()) << record;
+    EXPECT_EQ("A1234", record["phone"]["serial"].asString()) << record["phone"];
+    EXPECT_THAT(record["remarks"][0].asString(), HasSubstr("the sensor hub are not recorded"));
+    EXPECT_THAT(record["steps"][0]["attempts"][0]["notes"][0].asString(), HasSubstr("the operator confirmed"));
+    EXPECT_TRUE(record["steps"][1]["attempts"][0]["hub"].empty());
+    end_child();
+  };
+  EXPECT_EXIT(body(), ::testing::ExitedWithCode(0), "");
+}
+
+TEST_F(DeviceTest, AsksNobodyWithoutATerminal) {
+  const auto body = [this] {
+    make_phone();
+    leave_terminal();
+    const Json::Value record = run(kPlan);
+    EXPECT_EQ("failed", record["verdict"].asString());
+    EXPECT_THAT(record["steps"][0]["attempts"][0]["reasons"][0].asString(), HasSubstr("no terminal"));
+    Session session(Options{});
+    const Calibration done = factory::calibrate(session, {1, 0, std::nullopt});
+    EXPECT_THAT(done.fixture, ElementsAre(HasSubstr("no terminal to ask an operator on: Lay the phone flat")));
+    end_child();
+  };
+  EXPECT_EXIT(body(), ::testing::ExitedWithCode(0), "");
+}
+
+TEST(FixtureSettings, AreTheSimulatedWorldsAndItsNumbers) {
+  const struct {
+    const char* key;
+    const char* value;
+    const char* problem;  // empty: none
+  } kRows[] = {
+      {"up", "tilted:30", ""},
+      {"up", "0,0,-1", ""},
+      {"up", "tilted:", "give flat"},
+      {"up", "nan,0,1", "give flat"},
+      {"rotation", "0.1,0,0", ""},
+      {"rotation", "0.1,0", "give x,y,z"},
+      {"rotation", "0.1,0,0 ", "give x,y,z"},
+      {"dark-box", "maybe", "\"on\" or \"off\""},
+      {"lux", "dark", ""},
+      {"lux", "200", ""},
+      {"lux", "200 lux", "a number of lux, or \"dark\""},
+      {"lux", "200001", "must lie between 0 and 200000 lux"},
+      {"lux", "inf", "a number of lux"},
+      {"target", "-1", "must lie between"},
+      {"pressure", "none", "a number of hPa"},
+      {"temperature", "", "a number of degC"},
+      {"smell", "1", "no such setting; it has up, rotation, dark-box, vibration, pressure, lux"},
+  };
+  for (const auto& row : kRows) {
+    const std::string problem = factory::setting_problem(row.key, row.value);
+    EXPECT_EQ(*row.problem == '\0', problem.empty()) << row.key << "=" << row.value << ": " << problem;
+    EXPECT_THAT(problem, HasSubstr(row.problem)) << row.key << "=" << row.value;
+  }
+}
+
+}  // namespace
