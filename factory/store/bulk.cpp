@@ -1,74 +1,96 @@
 #include "store/bulk.h"
 
-#include <algorithm>
+#include <charconv>
 
 namespace factory::store {
 
 namespace {
 
-// The server's limit is 65535 parameters of one statement.
-constexpr size_t kMostParameters = 60000;
+// As the server reads an element of an array.
+std::string element(long long value) { return std::to_string(value); }
+std::string element(double value) {
+  char digits[40];
+  return {digits, std::to_chars(digits, digits + sizeof digits, value).ptr};
+}
+std::string element(const std::string& value) {
+  std::string out = "\"";
+  for (const char c : value) {
+    if (c == '"' || c == '\\') out += '\\';
+    out += c;
+  }
+  return out + '"';
+}
+
+template <typename T>
+void write_array(const std::vector<T>& values, const std::vector<soci::indicator>& given, std::string* out) {
+  *out = "{";
+  for (size_t i = 0; i < values.size(); ++i) {
+    if (i > 0) *out += ',';
+    *out += given[i] == soci::i_ok ? element(values[i]) : "NULL";
+  }
+  *out += '}';
+}
 
 }  // namespace
 
 Bulk::Bulk(Database* database, const std::string& table, const std::vector<std::string>& columns)
     : database_(*database), statement_(database->sql()) {
   for (const std::string& column : columns)
-    columns_.push_back({column.substr(0, column.size() - 2), column.back(), {}, {}, {}, {}});
+    columns_.push_back({column.substr(0, column.size() - 2), column.back(), {}, {}, {}, {}, {}});
   for (const Column& c : columns_) insert_ += (insert_.empty() ? "INSERT INTO " + table + " (" : ", ") + c.name;
-  insert_ += ") VALUES ";
+  insert_ += ")";
 }
 
 // In a file each row costs one step of a prepared statement.
-void Bulk::write_to_file() {
-  if (!prepared_) {
-    std::string values;
-    for (Column& c : columns_) {
-      values += (values.empty() ? "(:" : ", :") + c.name;
-      switch (c.type) {
-        case 'i':
-          statement_.exchange(soci::use(c.whole, c.given, c.name));
-          break;
-        case 'd':
-          statement_.exchange(soci::use(c.number, c.given, c.name));
-          break;
-        default:
-          statement_.exchange(soci::use(c.text, c.given, c.name));
-      }
+void Bulk::prepare_for_file() {
+  std::string values;
+  for (Column& c : columns_) {
+    values += (values.empty() ? "(:" : ", :") + c.name;
+    switch (c.type) {
+      case 'i':
+        statement_.exchange(soci::use(c.whole, c.given, c.name));
+        break;
+      case 'd':
+        statement_.exchange(soci::use(c.number, c.given, c.name));
+        break;
+      default:
+        statement_.exchange(soci::use(c.text, c.given, c.name));
     }
-    statement_.alloc();
-    statement_.prepare(insert_ + values + ")");
-    statement_.define_and_bind();
-    prepared_ = true;
   }
-  statement_.execute(true);
+  prepare(insert_ + " VALUES " + values + ")");
 }
 
-// To a server a statement is a journey: all rows go in one.
-void Bulk::write_to_server(size_t first, size_t last) {
-  soci::statement statement(database_.sql());
-  std::string values;
-  int number = 0;
-  for (size_t row = first; row < last; ++row) {
-    for (Column& c : columns_) {
-      const std::string name = "v" + std::to_string(++number);
-      values += (&c != &columns_.front() ? ", :" : row == first ? "(:" : "), (:") + name;
-      switch (c.type) {
-        case 'i':
-          statement.exchange(soci::use(c.whole[row], c.given[row], name));
-          break;
-        case 'd':
-          statement.exchange(soci::use(c.number[row], c.given[row], name));
-          break;
-        default:
-          statement.exchange(soci::use(c.text[row], c.given[row], name));
-      }
+// To a server a statement is a journey: all rows go in one, each column as an array.
+void Bulk::prepare_for_server() {
+  std::string arrays;
+  for (Column& c : columns_) {
+    const char* type = c.type == 'i' ? "BIGINT" : c.type == 'd' ? "DOUBLE PRECISION" : "TEXT";
+    arrays += (arrays.empty() ? "CAST(:" : ", CAST(:") + c.name + " AS " + type + "[])";
+    statement_.exchange(soci::use(c.array, c.name));
+  }
+  prepare(insert_ + " SELECT * FROM unnest(" + arrays + ")");
+}
+
+void Bulk::prepare(const std::string& sql) {
+  statement_.alloc();
+  statement_.prepare(sql);
+  statement_.define_and_bind();
+  prepared_ = true;
+}
+
+void Bulk::fill_arrays() {
+  for (Column& c : columns_) {
+    switch (c.type) {
+      case 'i':
+        write_array(c.whole, c.given, &c.array);
+        break;
+      case 'd':
+        write_array(c.number, c.given, &c.array);
+        break;
+      default:
+        write_array(c.text, c.given, &c.array);
     }
   }
-  statement.alloc();
-  statement.prepare(insert_ + values + ")");
-  statement.define_and_bind();
-  statement.execute(true);
 }
 
 Bulk::Column& Bulk::next(bool given) {
@@ -94,12 +116,10 @@ Bulk& Bulk::add(const std::optional<std::string>& value) {
 }
 
 void Bulk::write() {
-  const size_t rows = columns_.front().given.size();
-  if (database_.postgresql()) {
-    const size_t most = kMostParameters / columns_.size();
-    for (size_t first = 0; first < rows; first += most) write_to_server(first, std::min(rows, first + most));
-  } else if (rows > 0) {
-    write_to_file();
+  if (!columns_.front().given.empty()) {
+    if (!prepared_) database_.postgresql() ? prepare_for_server() : prepare_for_file();
+    if (database_.postgresql()) fill_arrays();
+    statement_.execute(true);
   }
   clear();
 }

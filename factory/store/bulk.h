@@ -38,10 +38,13 @@ class Bulk {
     std::vector<double> number;
     std::vector<std::string> text;
     std::vector<soci::indicator> given;
+    std::string array;  // all of them, for a server
   };
   Column& next(bool given);
-  void write_to_file();
-  void write_to_server(size_t first, size_t last);
+  void prepare_for_file();
+  void prepare_for_server();
+  void prepare(const std::string& sql);
+  void fill_arrays();
 
   Database& database_;
   std::string insert_;

@@ -1,6 +1,7 @@
 #include "store/dictionary.h"
 
 #include "json_text.h"
+#include "store/query.h"
 #include "store/stored_text.h"
 
 namespace factory::store {
@@ -28,6 +29,35 @@ class Content {
   Json::Value list_{Json::arrayValue};
 };
 
+// The content as it is, which costs less than its digest. Fields come in one order, numbers before texts, and no text
+// holds a zero byte: no two contents give the same key.
+class Key {
+ public:
+  Key& add(const std::string& text) {
+    text_.append(text) += '\0';
+    return *this;
+  }
+  template <typename T>
+  Key& add(T number) {
+    text_.append(reinterpret_cast<const char*>(&number), sizeof number);
+    return *this;
+  }
+  template <typename T>
+  Key& add(std::optional<T> number) {
+    return add(number.has_value()).add(number.value_or(T()));
+  }
+  const std::string& text() const { return text_; }
+
+ private:
+  std::string text_;
+};
+
+template <typename Find>
+int once(std::unordered_map<std::string, int>* known, const Key& key, Find find) {
+  const auto found = known->find(key.text());
+  return found != known->end() ? found->second : (*known)[key.text()] = find();
+}
+
 // A number that may be missing, as the database library takes it.
 struct Nullable {
   explicit Nullable(std::optional<double> n) : number(n.value_or(0)), given(n ? soci::i_ok : soci::i_null) {}
@@ -40,7 +70,7 @@ struct Nullable {
 // Two may make the same entry at once: the second finds the first one's.
 template <typename Insert>
 int Dictionary::id_of(const char* table, long long digest, Insert insert) {
-  if (const auto found = known_.find(digest); found != known_.end()) return found->second;
+  if (const auto found = read_.find(digest); found != read_.end()) return found->second;
   const std::string question = std::string("SELECT id FROM ") + table + " WHERE digest = :digest";
   int id = 0;
   database_.sql() << question, use(digest), soci::into(id);
@@ -48,7 +78,20 @@ int Dictionary::id_of(const char* table, long long digest, Insert insert) {
     insert();
     database_.sql() << question, use(digest), soci::into(id);
   }
-  return known_[digest] = id;
+  return id;
+}
+
+// What runs of a set-up have had so far, in two questions: a new process would ask for each by itself.
+void Dictionary::read_entries(int setup) {
+  for (const char* question : {"SELECT s.digest, s.id FROM series s WHERE s.setup = :setup",
+                               "SELECT t.digest, t.id FROM plan_step t WHERE t.id IN "
+                               "(SELECT s.plan_step FROM series s WHERE s.setup = :setup)"}) {
+    long long digest = 0;
+    int id = 0;
+    Query query(&database_);
+    query.with("setup", setup).whole(&digest).whole(&id).ask(question);
+    while (query.next()) read_[digest] = id;
+  }
 }
 
 int Dictionary::setup_id(const Setup& s) {
@@ -99,10 +142,27 @@ int Dictionary::series_id(const MeasurementRow& m, int setup, int plan_step) {
 
 Dictionary::Ids Dictionary::ids_of(const RunRows& run) {
   Ids ids;
-  ids.setup = setup_id(run.setup);
-  for (const StepRow& step : run.steps) ids.plan_steps.push_back(plan_step_id(step.plan_step));
-  for (const MeasurementRow& m : run.measurements)
-    ids.series.push_back(series_id(m, ids.setup, ids.plan_steps[m.step]));
+  const Setup& s = run.setup;
+  Key setup;
+  setup.add(s.station).add(s.operator_name).add(s.plan).add(s.plan_file).add(s.plan_hash).add(s.profile);
+  setup.add(s.application).add(s.application_build).add(s.library).add(s.library_build);
+  ids.setup = once(&setups_, setup, [&] {
+    const int id = setup_id(s);
+    read_entries(id);
+    return id;
+  });
+  for (const StepRow& row : run.steps) {
+    const PlanStep& step = row.plan_step;
+    Key key;
+    key.add(step.param).add(step.name).add(step.kind).add(step.group).add(step.tag);
+    ids.plan_steps.push_back(once(&plan_steps_, key, [&] { return plan_step_id(step); }));
+  }
+  for (const MeasurementRow& m : run.measurements) {
+    const int plan_step = ids.plan_steps[m.step];
+    Key key;
+    key.add(ids.setup).add(plan_step).add(m.low).add(m.high).add(m.name).add(m.axis).add(m.unit);
+    ids.series.push_back(once(&series_, key, [&] { return series_id(m, ids.setup, plan_step); }));
+  }
   return ids;
 }
 

@@ -2,7 +2,8 @@
 // number made from its content, so that stations need not agree on anything beforehand.
 #pragma once
 
-#include <map>
+#include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "store/database.h"
@@ -23,6 +24,7 @@ class Dictionary {
   Ids ids_of(const RunRows& run);
 
  private:
+  void read_entries(int setup);
   int setup_id(const Setup& setup);
   int plan_step_id(const PlanStep& step);
   int series_id(const MeasurementRow& measurement, int setup, int plan_step);
@@ -30,7 +32,8 @@ class Dictionary {
   int id_of(const char* table, long long digest, Insert insert);
 
   Database& database_;
-  std::map<long long, int> known_;
+  std::unordered_map<std::string, int> setups_, plan_steps_, series_;  // by their content
+  std::unordered_map<long long, int> read_;                            // by their digest
 };
 
 }  // namespace factory::store

@@ -149,7 +149,11 @@ Month month_of(int day) {
 void add_part(Database* database, const std::string& table, const Month& month) {
   const std::string name = table + "_" + month.name;
   int there = 0;
-  database->sql() << "SELECT COUNT(*) FROM pg_class WHERE oid = to_regclass(:name)", soci::use(name), soci::into(there);
+  // Also one that was moved to another schema and still belongs to the table, or one that was detached and is kept
+  // here.
+  database->sql() << "SELECT COUNT(*) FROM pg_class WHERE oid = to_regclass(:name) OR (relname = :name AND oid IN "
+                     "(SELECT inhrelid FROM pg_inherits WHERE inhparent = to_regclass(:parent)))",
+      soci::use(name, "name"), soci::use(table, "parent"), soci::into(there);
   if (there > 0) return;
   const std::string other = table + "_other";
   int rows = 0;

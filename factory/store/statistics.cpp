@@ -38,8 +38,7 @@ class Answer {
     read_series();
     read_cells();
     for (Cell& cell : cells_) add(cell);
-    for (const Cell& cell : cells_) find_outliers(cell);
-    for (Characteristic& c : out_) keep_farthest(&c.outliers);
+    find_outliers();
     std::erase_if(out_, [](const Characteristic& c) { return c.all.count == 0 && c.unusable == 0; });
     std::stable_sort(out_.begin(), out_.end(),
                      [](const Characteristic& a, const Characteristic& b) { return a.plan < b.plan; });
@@ -143,17 +142,31 @@ class Answer {
     c.stations[series.station][cell.day].add(cell.values);
   }
 
-  void find_outliers(const Cell& cell) {
-    Characteristic& c = out_[series_.at(cell.series).characteristic];
-    const double sigma = c.all.sigma().value_or(0);
-    const double low = c.all.mean - outlier_sigmas_ * sigma;
-    const double high = c.all.mean + outlier_sigmas_ * sigma;
-    if (sigma <= 0 || cell.values.count == 0 || (cell.values.least >= low && cell.values.most <= high)) return;
-    read_outliers(cell, low, high, &c);
-    if (c.outliers.size() > 100 * kOutliersEach) keep_farthest(&c.outliers);
+  // A cell's least and greatest value say how far one of it lies: those farthest off are looked into first, until no
+  // other can have one to show.
+  void find_outliers() {
+    std::vector<std::pair<double, const Cell*>> far;
+    for (const Cell& cell : cells_) {
+      const Moments& all = out_[series_.at(cell.series).characteristic].all;
+      const double sigma = all.sigma().value_or(0);
+      if (sigma <= 0 || cell.values.count == 0) continue;
+      const double distance = std::max(all.mean - cell.values.least, cell.values.most - all.mean) / sigma;
+      if (distance > outlier_sigmas_) far.emplace_back(distance, &cell);
+    }
+    std::stable_sort(far.begin(), far.end(), [](const auto& a, const auto& b) { return a.first > b.first; });
+    for (const auto& [distance, cell] : far) {
+      Characteristic& c = out_[series_.at(cell->series).characteristic];
+      if (c.outliers.size() == kOutliersEach && distance < std::abs(c.outliers.back().distance)) continue;
+      read_outliers(*cell, &c);
+      keep_farthest(&c.outliers);
+    }
   }
 
-  void read_outliers(const Cell& cell, double low, double high, Characteristic* c) {
+  void read_outliers(const Cell& cell, Characteristic* c) {
+    const double mean = c->all.mean;
+    const double sigma = *c->all.sigma();
+    const double low = mean - outlier_sigmas_ * sigma;
+    const double high = mean + outlier_sigmas_ * sigma;
     Condition condition(filter_);
     const std::string sql =
         "SELECT m.value, r.id, r.serial, r.started_ms FROM measurement m "
@@ -162,13 +175,12 @@ class Answer {
         condition.on_runs() + " ORDER BY ABS(m.value - :mean) DESC, r.id LIMIT 10";
     Outlier outlier;
     outlier.station = series_.at(cell.series).station;
-    const double mean = c->all.mean;
     Query query(&database_);
     query.with(&condition, sql).with("series", cell.series).with("day", cell.day).with("low", low).with("high", high);
     query.with("mean", mean);
     query.number(&outlier.value).text(&outlier.run_id).text(&outlier.serial).whole(&outlier.started_ms).ask(sql);
     while (query.next()) {
-      outlier.distance = (outlier.value - mean) / *c->all.sigma();
+      outlier.distance = (outlier.value - mean) / sigma;
       c->outliers.push_back(outlier);
     }
   }

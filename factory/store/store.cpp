@@ -1,5 +1,7 @@
 #include "store/store.h"
 
+#include <utility>
+
 #include "store/bulk.h"
 #include "store/dictionary.h"
 #include "store/schema.h"
@@ -14,7 +16,7 @@ using soci::use;
 class RunWriter {
  public:
   explicit RunWriter(Database* database)
-      : sql_(database->sql()),
+      : run_(database->sql()),
         steps_(database, "step", {"day:i", "run:i", "step_index:i", "plan_step:i", "verdict:i", "attempts:i"}),
         attempts_(database, "attempt",
                   {"day:i", "run:i", "step_index:i", "number:i", "started_ms:i", "seconds:d", "verdict:i", "kept:i",
@@ -27,7 +29,9 @@ class RunWriter {
                  {"day:i", "run:i", "step_index:i", "attempt:i", "unit:t", "axes:t", "period_ms:d"}),
         samples_(
             database, "sample",
-            {"day:i", "run:i", "step_index:i", "attempt:i", "event:i", "axis:i", "value:d", "exact:t", "state:i"}) {}
+            {"day:i", "run:i", "step_index:i", "attempt:i", "event:i", "axis:i", "value:d", "exact:t", "state:i"}) {
+    prepare_run();
+  }
 
   // False when a run of this id is there.
   bool write(const RunRows& run, const Dictionary::Ids& ids) {
@@ -42,27 +46,67 @@ class RunWriter {
   }
 
  private:
+  // What the statement reads: the values of one run.
+  struct RunValues {
+    long long no, day, setup, serial_key, started_ms, verdict, marginal, retried;
+    double seconds;
+    std::string id, serial, failed_step, failed_measurement, remarks;
+    soci::indicator step_given, measurement_given, remarks_given;
+  };
+
+  void prepare_run() {
+    RunValues& v = values_;
+    for (const auto& [name, value] : {std::pair{"day", &v.day},
+                                      {"setup", &v.setup},
+                                      {"serial_key", &v.serial_key},
+                                      {"started_ms", &v.started_ms},
+                                      {"verdict", &v.verdict},
+                                      {"marginal", &v.marginal},
+                                      {"retried", &v.retried}})
+      run_.exchange(use(*value, name));
+    run_.exchange(use(v.seconds, "seconds"));
+    run_.exchange(use(v.id, "id"));
+    run_.exchange(use(v.serial, "serial"));
+    run_.exchange(use(v.failed_step, v.step_given, "failed_step"));
+    run_.exchange(use(v.failed_measurement, v.measurement_given, "failed_measurement"));
+    run_.exchange(use(v.remarks, v.remarks_given, "remarks"));
+    run_.exchange(into(v.no));
+    run_.alloc();
+    run_.prepare(
+        "INSERT INTO run (day, id, setup, serial, serial_key, started_ms, seconds, verdict, marginal, retried, "
+        "failed_step, failed_measurement, remarks) VALUES (:day, :id, :setup, :serial, :serial_key, :started_ms, "
+        ":seconds, :verdict, :marginal, :retried, :failed_step, :failed_measurement, :remarks) "
+        "ON CONFLICT (day, id) DO NOTHING RETURNING no");
+    run_.define_and_bind();
+  }
+
+  // The run's number, or 0 when a run of this id is there.
   long long write_run(const RunRows& run, int setup) {
+    const auto set = [](const std::optional<std::string>& from, std::string* to, soci::indicator* given) {
+      *to = from.value_or("");
+      *given = from ? soci::i_ok : soci::i_null;
+    };
+    RunValues& v = values_;
+    v.day = run.day;
+    v.setup = setup;
     // Phones without a serial number are different phones.
-    const long long serial_key = key_of(run.serial.empty() ? run.id : run.serial);
-    const auto given = [](const std::optional<std::string>& text) { return text ? soci::i_ok : soci::i_null; };
-    std::string failed_step = run.failed_step.value_or("");
-    std::string failed_measurement = run.failed_measurement.value_or("");
-    std::string remarks = run.remarks.value_or("");
-    soci::indicator step_given = given(run.failed_step);
-    soci::indicator measurement_given = given(run.failed_measurement);
-    soci::indicator remarks_given = given(run.remarks);
-    const int marginal = run.marginal ? 1 : 0;
-    const int retried = run.retried ? 1 : 0;
-    long long no = 0;
-    sql_ << "INSERT INTO run (day, id, setup, serial, serial_key, started_ms, seconds, verdict, marginal, retried, "
-            "failed_step, failed_measurement, remarks) VALUES (:day, :id, :setup, :serial, :serial_key, :started_ms, "
-            ":seconds, :verdict, :marginal, :retried, :failed_step, :failed_measurement, :remarks) "
-            "ON CONFLICT (day, id) DO NOTHING RETURNING no",
-        use(run.day), use(run.id), use(setup), use(run.serial), use(serial_key), use(run.started_ms), use(run.seconds),
-        use(run.verdict), use(marginal), use(retried), use(failed_step, step_given),
-        use(failed_measurement, measurement_given), use(remarks, remarks_given), into(no);
-    return sql_.got_data() ? no : 0;
+    v.serial_key = key_of(run.serial.empty() ? run.id : run.serial);
+    v.started_ms = run.started_ms;
+    v.verdict = run.verdict;
+    v.marginal = run.marginal ? 1 : 0;
+    v.retried = run.retried ? 1 : 0;
+    v.seconds = run.seconds;
+    v.id = run.id;
+    v.serial = run.serial;
+    set(run.failed_step, &v.failed_step, &v.step_given);
+    set(run.failed_measurement, &v.failed_measurement, &v.measurement_given);
+    set(run.remarks, &v.remarks, &v.remarks_given);
+    const bool is_new = run_.execute(true);
+    const long long no = is_new ? v.no : 0;
+    // To its end, or it would stand in the way of the commit.
+    while (is_new && run_.fetch()) {
+    }
+    return no;
   }
 
   void add_steps(const RunRows& run, const Dictionary::Ids& ids, long long no) {
@@ -98,7 +142,8 @@ class RunWriter {
     }
   }
 
-  soci::session& sql_;
+  RunValues values_{};
+  soci::statement run_;
   Bulk steps_;
   Bulk attempts_;
   Bulk measurements_;
@@ -106,13 +151,13 @@ class RunWriter {
   Bulk samples_;
 };
 
-Store::Store(const Uri& uri) : database_(uri, Database::Access::create) {
+Store::Store(Database database) : database_(std::move(database)) {
   migrate(&database_);
   try {
     dictionary_ = std::make_unique<Dictionary>(&database_);
     writer_ = std::make_unique<RunWriter>(&database_);
   } catch (const soci::soci_error&) {
-    rethrow(uri);
+    rethrow(database_.uri());
   }
 }
 

@@ -14,7 +14,8 @@ class RunWriter;
 class Store {
  public:
   // Makes the tables where there are none, and brings an older store up to date. Throws StoreError, AwayError.
-  explicit Store(const Uri& uri);
+  explicit Store(const Uri& uri) : Store(Database(uri, Database::Access::create)) {}
+  explicit Store(Database database);
   ~Store();
   Store(const Store&) = delete;
   Store& operator=(const Store&) = delete;
@@ -23,6 +24,7 @@ class Store {
   bool put(const RunRows& run);
 
   Database& database() { return database_; }
+  Dictionary& dictionary() { return *dictionary_; }
 
  private:
   Database database_;

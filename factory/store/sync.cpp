@@ -7,7 +7,9 @@
 #include <condition_variable>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <thread>
+#include <utility>
 
 #include "store/run_rows.h"
 #include "store/store.h"
@@ -65,13 +67,16 @@ Json::Value parsed(const Spool::Entry& entry) {
 }
 
 void bring(Spool* spool, const Uri& uri, double patience_s, Brought* brought) {
-  Store store(uri);
-  Patience patience(store.database().socket(), patience_s);
+  Database database(uri, Database::Access::create);
+  std::optional<Store> store;
+  // Begins before the first question and ends before the connection.
+  Patience patience(database.socket(), patience_s);
+  store.emplace(std::move(database));
   std::string last;
   while (const auto entry = spool->next(last)) {
     last = entry->id;
     try {
-      ++(store.put(rows_of(parsed(*entry), entry->samples)) ? brought->stored : brought->were_there);
+      ++(store->put(rows_of(parsed(*entry), entry->samples)) ? brought->stored : brought->were_there);
     } catch (const AwayError&) {
       throw;
     } catch (const std::exception& error) {

@@ -15,26 +15,48 @@ void add(const Yield& more, Yield* yield) {
   yield->runs += more.runs;
 }
 
-// Ids are in the order of time: the first and the last run of a phone have the least and the greatest.
-std::map<std::string, Yield> yields(Database* database, const Filter& filter, const std::string& by) {
+// Phones of which `again` has more than one run, each with its first and last: ids are in the order of time.
+std::string units_sql(const std::string& columns, const std::string& label, const std::string& conditions) {
+  return "SELECT " + columns +
+         ", COUNT(*), SUM(CASE WHEN last = last_passed THEN 1 ELSE 0 END), "
+         "SUM(CASE WHEN first = first_passed THEN 1 ELSE 0 END), SUM(runs) FROM (SELECT p." +
+         label +
+         ", MIN(r.id) AS first, "
+         "MAX(r.id) AS last, MIN(CASE WHEN r.verdict = 0 THEN r.id END) AS first_passed, "
+         "MAX(CASE WHEN r.verdict = 0 THEN r.id END) AS last_passed, COUNT(*) AS runs FROM again a "
+         "JOIN run r ON r.serial_key = a.serial_key JOIN setup p ON p.id = r.setup WHERE r.verdict <> 4" +
+         conditions + " GROUP BY r.serial_key, p." + label + (label == "plan" ? "" : ", p.plan") + ") units GROUP BY " +
+         label;
+}
+
+// Most phones have one run: these are counted as they lie, and only the others are put together phone by phone, which
+// takes sorting. Without conditions the index of the serial numbers alone tells them apart.
+std::string yields_sql(const std::string& conditions) {
+  return "WITH again AS (SELECT r.serial_key FROM run r" +
+         (conditions.empty() ? "" : " JOIN setup p ON p.id = r.setup WHERE 1 = 1" + conditions) +
+         " GROUP BY r.serial_key HAVING COUNT(*) > 1) "
+         "SELECT 0, p.plan, p.station, units, passed, passed, units FROM (SELECT r.setup, COUNT(*) AS units, "
+         "SUM(CASE WHEN r.verdict = 0 THEN 1 ELSE 0 END) AS passed FROM run r JOIN setup p ON p.id = r.setup "
+         "LEFT JOIN again a ON a.serial_key = r.serial_key WHERE a.serial_key IS NULL AND r.verdict <> 4" +
+         conditions + " GROUP BY r.setup) once JOIN setup p ON p.id = once.setup UNION ALL " +
+         units_sql("1, plan, ''", "plan", conditions) + " UNION ALL " +
+         units_sql("2, '', station", "station", conditions);
+}
+
+void count_units(Database* database, const Filter& filter, Statistics* out) {
   Condition condition(filter);
-  const std::string group = by == "plan" ? "p.plan, r.serial_key" : "p." + by + ", p.plan, r.serial_key";
-  const std::string sql =
-      "SELECT label, COUNT(*), SUM(CASE WHEN last = last_passed THEN 1 ELSE 0 END), "
-      "SUM(CASE WHEN first = first_passed THEN 1 ELSE 0 END), SUM(runs) FROM (SELECT p." +
-      by +
-      " AS label, MIN(r.id) AS first, MAX(r.id) AS last, MIN(CASE WHEN r.verdict = 0 THEN r.id END) AS first_passed, "
-      "MAX(CASE WHEN r.verdict = 0 THEN r.id END) AS last_passed, COUNT(*) AS runs "
-      "FROM run r JOIN setup p ON p.id = r.setup WHERE r.verdict <> 4" +
-      condition.on_runs() + " GROUP BY " + group + ") units GROUP BY label";
-  std::map<std::string, Yield> out;
-  std::string label;
+  const std::string sql = yields_sql(condition.on_runs());
+  int about = 0;  // 1: a plan, 2: a station, 0: a set-up, which is of one and at the other
+  std::string plan;
+  std::string station;
   Yield yield;
   Query query(database);
-  query.with(&condition, sql).text(&label).whole(&yield.units).whole(&yield.passed);
-  query.whole(&yield.first_passed).whole(&yield.runs).ask(sql);
-  while (query.next()) out[label] = yield;
-  return out;
+  query.with(&condition, sql).whole(&about).text(&plan).text(&station).whole(&yield.units);
+  query.whole(&yield.passed).whole(&yield.first_passed).whole(&yield.runs).ask(sql);
+  while (query.next()) {
+    if (about != 2) add(yield, &out->by_plan[plan]);
+    if (about != 1) add(yield, &out->by_station[station]);
+  }
 }
 
 void add_counts(int verdict, long long runs, long long marginal, long long retried, RunCounts* counts) {
@@ -88,8 +110,7 @@ void count_failures(Database* database, const Filter& filter, Statistics* out) {
 void count_runs(Database* database, const Filter& filter, Statistics* out) {
   count_by_day(database, filter, out);
   count_failures(database, filter, out);
-  out->by_plan = yields(database, filter, "plan");
-  out->by_station = yields(database, filter, "station");
+  count_units(database, filter, out);
   for (const auto& [plan, yield] : out->by_plan) add(yield, &out->yield);
 }
 
