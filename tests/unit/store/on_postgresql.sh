@@ -7,4 +7,4 @@ export SENSORCAL_TEST_POSTGRESQL
 # Whatever ends the tests ends the server.
 trap '"$2" stop "$SENSORCAL_TEST_POSTGRESQL" immediate || true; rm -rf "$SENSORCAL_TEST_POSTGRESQL"' EXIT
 trap 'exit 1' INT TERM
-"$1" --gtest_filter='*/postgresql'
+"$1" --gtest_filter='*/postgresql*'

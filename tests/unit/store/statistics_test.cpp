@@ -3,11 +3,14 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
+#include <functional>
 #include <random>
 
 #include "records.h"
 #include "store/control_chart.h"
+#include "store/run_id.h"
 
 namespace factory::store {
 namespace {
@@ -118,6 +121,70 @@ TEST_P(StatisticsTest, YieldsCountPhones) {
   EXPECT_EQ(stats.by_station.at("north").units, 4);
   EXPECT_EQ(stats.by_station.at("south").passed, 1);
   EXPECT_EQ(stats.by_plan.at("inertial").runs, 10);
+}
+
+// Of runs in the order of their ids.
+Yield counted(const std::vector<Json::Value>& runs, const std::function<bool(const Json::Value&)>& wanted) {
+  std::map<std::string, std::vector<bool>> phones;
+  Yield out;
+  for (const Json::Value& run : runs) {
+    if (run["verdict"] == "aborted" || !wanted(run)) continue;
+    const std::string serial = run["serial"].asString();
+    phones[run["plan"]["name"].asString() + "/" + (serial.empty() ? run["id"].asString() : serial)].push_back(
+        run["verdict"] == "passed");
+    ++out.runs;
+  }
+  for (const auto& [phone, passed] : phones) {
+    ++out.units;
+    out.passed += passed.back() ? 1 : 0;
+    out.first_passed += passed.front() ? 1 : 0;
+  }
+  return out;
+}
+
+void expect_same(const Yield& found, const Yield& wanted) {
+  EXPECT_EQ(found.units, wanted.units);
+  EXPECT_EQ(found.passed, wanted.passed);
+  EXPECT_EQ(found.first_passed, wanted.first_passed);
+  EXPECT_EQ(found.runs, wanted.runs);
+}
+
+TEST_P(StatisticsTest, YieldsAreThoseOfACount) {
+  std::mt19937 random(5);
+  std::vector<Json::Value> runs;
+  for (int i = 0; i < 250; ++i) {
+    MadeRun run;
+    // Half of the phones come once; the others come again, also to another station and in another plan.
+    const int phone = i % 2 == 0 ? 1000 + i : static_cast<int>(random() % 40);
+    run.serial = phone == 0 ? "" : std::to_string(phone);
+    run.started_ms = kMidnight + static_cast<long long>(random() % 400) * 3600000 + i;
+    run.plan = random() % 3 == 0 ? "final" : "first";
+    run.station = std::string(1, static_cast<char>('a' + random() % 3));
+    run.verdict = std::array{"passed", "passed", "failed", "aborted"}[random() % 4];
+    runs.push_back(record_of(run));
+    ASSERT_TRUE(store_->put(rows_of(runs.back(), false)));
+  }
+  std::sort(runs.begin(), runs.end(), [](const auto& a, const auto& b) { return a["id"] < b["id"]; });
+  const std::string middle = runs[120]["id"].asString();
+  Filter filters[4];
+  filters[1].station = "b";
+  filters[2].plan = "final";
+  filters[3].since_ms = time_of_id_ms(middle);
+  for (const Filter& filter : filters) {
+    SCOPED_TRACE(&filter - filters);
+    const auto passes = [&](const Json::Value& run) {
+      return (filter.station.empty() || run["station"] == filter.station) &&
+             (filter.plan.empty() || run["plan"]["name"] == filter.plan) &&
+             (!filter.since_ms || run["id"].asString() >= middle);
+    };
+    const Statistics found = ask(filter);
+    expect_same(found.yield, counted(runs, passes));
+    for (const auto& [plan, yield] : found.by_plan)
+      expect_same(yield, counted(runs, [&](const auto& run) { return passes(run) && run["plan"]["name"] == plan; }));
+    for (const auto& [station, yield] : found.by_station)
+      expect_same(yield, counted(runs, [&](const auto& run) { return passes(run) && run["station"] == station; }));
+    EXPECT_EQ(found.by_station.size(), filter.station.empty() ? 3U : 1U);
+  }
 }
 
 TEST_P(StatisticsTest, ParetoCountsFirstFailures) {

@@ -154,13 +154,16 @@ TEST_P(SyncTest, GivesUpOnASilentServer) {
   Store other(uri);
   Spool spool(folder_.file("spool.db"));
   spool.keep(numbered(0), false);
-  Transaction holding(&other.database());
-  other.database().run("LOCK TABLE run IN ACCESS EXCLUSIVE MODE");
-  const auto start = std::chrono::steady_clock::now();
-  const Brought brought = bring_up(&spool, uri, 0.5);
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
-  EXPECT_NE(brought.away, "");
-  EXPECT_EQ(brought.waiting, 1);
+  // While it opens the store, and while it writes the run.
+  for (const char* table : {"schema_version", "measurement"}) {
+    Transaction holding(&other.database());
+    other.database().run(std::string("LOCK TABLE ") + table + " IN ACCESS EXCLUSIVE MODE");
+    const auto start = std::chrono::steady_clock::now();
+    const Brought brought = bring_up(&spool, uri, 0.5);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5)) << table;
+    EXPECT_NE(brought.away, "") << table;
+    EXPECT_EQ(brought.waiting, 1) << table;
+  }
 }
 
 TEST(SpoolTest, NoServerThere) {
