@@ -34,6 +34,7 @@ struct Options {
   std::vector<std::string> world;   // KEY=VALUE
   std::vector<std::string> replay;  // TAG=FILE[,key=value]...
   std::vector<std::string> fault;   // NAME[:ARGUMENTS]
+  std::optional<uint64_t> station;  // a simulated fixture's own errors are drawn from it; without it there are none
   std::string log;                  // file of the log lines
   std::string hub_log;              // file of the hub messages
   std::string max_equal;            // lux above which both panel levels must differ

@@ -4,8 +4,10 @@
 #include <cstdlib>
 #include <filesystem>
 #include <limits>
+#include <mutex>
 
 #include "fixture.h"
+#include "host/station_error.h"
 #include "phone/core/phone.h"
 #include "phone/faults/faults.h"
 #include "recording.h"
@@ -31,7 +33,10 @@ std::string phone_directory(const Options& options) {
 
 class HostFixture : public Fixture {
  public:
-  explicit HostFixture(std::unique_ptr<phone::Phone> phone) : phone_(std::move(phone)) {}
+  HostFixture(std::unique_ptr<phone::Phone> phone, std::optional<uint64_t> station)
+      : phone_(std::move(phone)), station_(station), meant_(phone_->world()) {
+    if (station_) phone_->set_world(as_built(meant_, *station_));
+  }
 
   std::string device_root() const override { return phone_->directory(); }
   std::vector<std::pair<std::string, std::string>> facts() const override {
@@ -39,14 +44,14 @@ class HostFixture : public Fixture {
         {"phone", phone_->directory()}, {"profile", phone_->profile_name()}, {"seed", std::to_string(phone_->seed())}};
   }
   std::vector<std::string> remarks() const override { return phone_->remarks(); }
-  std::map<std::string, std::string> world() const override { return phone::describe(phone_->world()); }
+  std::map<std::string, std::string> world() const override { return phone::describe(meant_world()); }
   std::string set_world(const std::string& key, const std::string& value) override {
-    phone::World world = phone_->world();
+    phone::World world = meant_world();
     const std::string problem = phone::set_world(&world, key, value);
-    if (problem.empty()) phone_->set_world(world);
+    if (problem.empty()) mean(world);
     return problem;
   }
-  std::vector<float> truth(int sensor_type) const override { return phone_->truth(sensor_type); }
+  std::vector<float> truth(int sensor_type) const override { return phone_->truth(sensor_type, meant_world()); }
   Json::Value hub_state() const override { return phone_->hub_state(); }
   void on_hub_message(std::function<void(const HubMessage&)> listener) override {
     if (!listener) return phone_->on_hub_message({});
@@ -64,7 +69,22 @@ class HostFixture : public Fixture {
   void factory_reset() override { phone_->factory_reset(); }
 
  private:
-  std::unique_ptr<phone::Phone> phone_;
+  phone::World meant_world() const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return meant_;
+  }
+  void mean(const phone::World& world) {
+    {
+      const std::lock_guard<std::mutex> lock(mutex_);
+      meant_ = world;
+    }
+    phone_->set_world(station_ ? as_built(world, *station_) : world);
+  }
+
+  const std::unique_ptr<phone::Phone> phone_;
+  const std::optional<uint64_t> station_;
+  mutable std::mutex mutex_;
+  phone::World meant_;  // what the fixture says; guarded by mutex_
 };
 
 }  // namespace
@@ -100,7 +120,7 @@ std::unique_ptr<Fixture> open_fixture(const Options& options) {
     throw AppError(kUsage, "--profile " + options.profile + ": " + wanted.directory + " was made from " +
                                opened->profile_name() + "; give another --phone for a new one");
   }
-  return std::make_unique<HostFixture>(std::move(opened));
+  return std::make_unique<HostFixture>(std::move(opened), options.station);
 }
 
 std::string world_problem(const std::string& key, const std::string& value) {

@@ -6,19 +6,14 @@
 #include <string>
 #include <vector>
 
+#include "host/flaw.h"
+
 namespace acceptance {
 
 enum class Population { good, beyond, moved };
 inline constexpr Population kPopulations[] = {Population::good, Population::beyond, Population::moved};
 
 const char* name_of(Population population);
-
-// An error of one part that lies a tenth beyond what the plan or the library allows.
-struct Flaw {
-  std::string sensor;  // tag as plans have it
-  std::string what;    // for people
-  std::string chips;   // of the phone's profile, as JSON
-};
 
 // The world changes for a while: from the delivery of one event to that of another, counted from the plan's start.
 struct Movement {
@@ -34,7 +29,7 @@ struct Case {
   uint64_t seed = 0;  // the phone's, and of everything else that is drawn here
   Population population = Population::good;
   std::string profile;
-  std::optional<Flaw> flaw;
+  std::optional<factory::Flaw> flaw;  // an error of one part that lies a tenth beyond what is allowed
   std::vector<Movement> movements;
 
   std::string text() const;  // "seed 4711, dov, beyond: Acc bias y 1.1 m/s^2"

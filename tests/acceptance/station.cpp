@@ -1,6 +1,5 @@
 #include "station.h"
 
-#include <fstream>
 #include <map>
 
 #include "mover.h"
@@ -18,9 +17,7 @@ using factory::plan::StepResult;
 std::string write_profile(const Case& phone, const std::string& directory) {
   if (!phone.flaw) return phone.profile;
   const std::string path = directory + "-profile.json";
-  std::ofstream out(path);
-  out << R"({"extends": ")" << phone.profile << R"(", "name": ")" << phone.profile << R"(", "chips": {)"
-      << phone.flaw->chips << "}}\n";
+  factory::write_flawed_profile(path, phone.profile, *phone.flaw);
   return path;
 }
 

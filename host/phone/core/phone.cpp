@@ -160,10 +160,10 @@ void PhoneImpl::set_world(const World& world) {
   world_ = world;
 }
 
-std::vector<float> PhoneImpl::truth(int sensor_type) const {
+std::vector<float> PhoneImpl::truth(int sensor_type, const World& world) const {
   const Sensor* const sensor = stage_->find_type(sensor_type);
   if (sensor == nullptr || sensor->has_source()) return {};
-  const Values values = phone::truth(sensor->entry(), {.world = world()});
+  const Values values = phone::truth(sensor->entry(), {.world = world});
   return {values.begin(), values.begin() + sensor->entry().values};
 }
 

@@ -66,6 +66,8 @@ class Phone {
   // What a perfect sensor of this type would report now, one number per value (three for an accelerometer). Empty where
   // the phone has no such sensor or, under a recording, no truth is known.
   virtual std::vector<float> truth(int sensor_type) const = 0;
+  // The same in another world.
+  virtual std::vector<float> truth(int sensor_type, const World& world) const = 0;
 
   // The hub's store, by name, for people and tests; see docs/formats/hub-registry.md.
   virtual Json::Value hub_state() const = 0;

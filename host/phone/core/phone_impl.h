@@ -56,7 +56,8 @@ class PhoneImpl : public Phone, private Surroundings, private RawSource {
   std::vector<std::string> remarks() const override;
   World world() const override;
   void set_world(const World& world) override;
-  std::vector<float> truth(int sensor_type) const override;
+  std::vector<float> truth(int sensor_type) const override { return truth(sensor_type, world()); }
+  std::vector<float> truth(int sensor_type, const World& world) const override;
   Json::Value hub_state() const override { return hub_.describe(); }
   void on_hub_message(std::function<void(const HubExchange&)> listener) override;
   void reboot() override;
