@@ -45,6 +45,16 @@ const std::vector<Command>& commands() {
        "  sensorcal sync --store postgresql://line@db/line\n"
        "  sensorcal sync --store postgresql://line@db/line --spool waiting.db",
        set_up_sync},
+      {"grr", "gauge repeatability and reproducibility: what of the scatter is the stations'",
+       "  sensorcal grr readings.csv --low -0.1 --high 0.1\n"
+       "  sensorcal grr --store runs.db --plan inertial --measurement offset --full\n"
+       "  sensorcal grr --run plans/inertial.json --phones 10 --stations 3 --trials 3 --seed 7",
+       set_up_grr},
+      {"line", "simulate a production line: stations as processes, phones drawn from a seed, runs into a store",
+       "  sensorcal line --phones 1000 --stations 4 --seed 1 --store runs.db\n"
+       "  sensorcal line --phones 1000 --seed 1 --fault-rate 0.05 --plan plans/reference.json --store runs.db\n"
+       "  sensorcal line --phones 10000 --stations 8 --store postgresql://line@db/line --json",
+       set_up_line},
       {"report", "which sensors are calibrated, what the hub holds for each, and why", "  sensorcal report --json",
        set_up_report},
       {"judge", "the verdict table: lines kept and dropped, key paths, reference values", "  sensorcal judge",

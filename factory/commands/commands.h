@@ -20,6 +20,8 @@ Runner set_up_replay(CLI::App& app);
 Runner set_up_stats(CLI::App& app);
 Runner set_up_history(CLI::App& app);
 Runner set_up_sync(CLI::App& app);
+Runner set_up_grr(CLI::App& app);
+Runner set_up_line(CLI::App& app);
 Runner set_up_report(CLI::App& app);
 Runner set_up_judge(CLI::App& app);
 Runner set_up_selftest(CLI::App& app);

@@ -65,6 +65,7 @@ CommandText describe(const CLI::App& app) {
   out.summary = app.get_description();
   out.footer = app.get_footer();
   for (const CLI::Option* option : app.get_options({})) {
+    if (option->get_group().empty()) continue;  // not for people
     (option->get_positional() ? out.positionals : out.options).push_back(describe(*option));
   }
   for (const CLI::App* part : app.get_subcommands([](const CLI::App*) { return true; })) {
