@@ -180,9 +180,13 @@ TEST_P(StatisticsTest, YieldsAreThoseOfACount) {
     const Statistics found = ask(filter);
     expect_same(found.yield, counted(runs, passes));
     for (const auto& [plan, yield] : found.by_plan)
-      expect_same(yield, counted(runs, [&](const auto& run) { return passes(run) && run["plan"]["name"] == plan; }));
+      expect_same(yield, counted(runs, [&, &name = plan](const auto& run) {
+                    return passes(run) && run["plan"]["name"] == name;
+                  }));
     for (const auto& [station, yield] : found.by_station)
-      expect_same(yield, counted(runs, [&](const auto& run) { return passes(run) && run["station"] == station; }));
+      expect_same(yield, counted(runs, [&, &name = station](const auto& run) {
+                    return passes(run) && run["station"] == name;
+                  }));
     EXPECT_EQ(found.by_station.size(), filter.station.empty() ? 3U : 1U);
   }
 }
