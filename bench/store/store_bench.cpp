@@ -136,8 +136,9 @@ int stats(const std::string& file, int rounds) {
       [&] {
         for (const char* question : kQuestions) {
           BareStatement statement(bare.get(), question);
-          double sum = 0;
-          while (statement.step()) sum += sqlite3_column_double(statement.get(), 2);
+          int rows = 0;
+          while (statement.step()) rows += sqlite3_column_double(statement.get(), 2) >= 0 ? 1 : 0;
+          if (rows == 0) throw std::runtime_error("the store is empty");
         }
       });
   return 0;
