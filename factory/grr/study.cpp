@@ -32,6 +32,11 @@ size_t usual_trials(const Cells& cells) {
   return usual;
 }
 
+std::string odd_cell(const std::string& phone, const std::string& station, size_t have, size_t wanted) {
+  return "phone " + phone + " has " + count(have, "trial") + " at station " + station + ", not " +
+         std::to_string(wanted);
+}
+
 // A phone that was at one station only is the usual case in a store: naming two of them is enough.
 std::string unbalanced(const Cells& cells, const Study& study, size_t trials) {
   constexpr int kNamed = 2;
@@ -43,8 +48,8 @@ std::string unbalanced(const Cells& cells, const Study& study, size_t trials) {
       const auto cell = there.find(station);
       const size_t have = cell == there.end() ? 0 : cell->second.size();
       if (have == trials || ++odd > kNamed) continue;
-      out += (out.empty() ? "" : "; ") + ("phone " + phone) + " has " + count(have, "trial") + " at station " +
-             station + ", not " + std::to_string(trials);
+      if (!out.empty()) out += "; ";
+      out += odd_cell(phone, station, have, trials);
     }
   }
   if (odd > kNamed) out += "; and " + std::to_string(odd - kNamed) + " more";

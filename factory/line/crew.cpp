@@ -19,8 +19,6 @@
 #include "options.h"
 #include "store/run_id.h"
 
-extern char** environ;
-
 namespace factory::line {
 namespace {
 
