@@ -129,7 +129,7 @@ Markup measurements(const Statistics& s) {
                text(short_number(cpk(c.all, c.low, c.high))), text(std::to_string(c.failed)),
                text(std::to_string(c.unusable)), text(steady(c) ? "steady" : "out of control")});
   }
-  return table.markup();
+  return Markup::element("div", {{"class", "scrolls"}}, table.markup());
 }
 
 Markup outliers(const Characteristic& c) {
@@ -140,7 +140,7 @@ Markup outliers(const Characteristic& c) {
                Markup::element("bdi", text(o.station)), text(time_text(o.started_ms)),
                Markup::element("code", text("sensorcal history --run " + o.run_id))});
   }
-  return Markup::element("h4", text("Outliers")) + table.markup();
+  return Markup::element("h4", text("Outliers")) + Markup::element("div", {{"class", "scrolls"}}, table.markup());
 }
 
 Markup alarms(const std::map<int, Moments>& days) {

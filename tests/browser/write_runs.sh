@@ -6,8 +6,10 @@ rm -rf "$folder"
 mkdir -p "$folder"
 run() { # run CODE PAGE OPTIONS...
   local code=0
-  "$sensorcal" run "$plan" --phone "$folder/phone" --seed 7 --speed max --html "$folder/$2.html" "${@:3}" || code=$?
+  "$sensorcal" run "$plan" --phone "$folder/phone" --seed 7 --speed max --html "$folder/$2.html" \
+    --store "$folder/runs.db" "${@:3}" || code=$?
   [ "$code" = "$1" ] || { echo "$2: exit code $code, not $1" >&2; exit 1; }
 }
 run 0 run_passed
 run 1 run_failed --fault motion:Acc,0.3
+"$sensorcal" stats --store "$folder/runs.db" --html "$folder/stats.html"
