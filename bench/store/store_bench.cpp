@@ -134,12 +134,12 @@ int stats(const std::string& file, int rounds) {
   compare(
       rounds, [&] { fs::statistics(&database, {}); },
       [&] {
+        int rows = 0;
         for (const char* question : kQuestions) {
           BareStatement statement(bare.get(), question);
-          int rows = 0;
           while (statement.step()) rows += sqlite3_column_double(statement.get(), 2) >= 0 ? 1 : 0;
-          if (rows == 0) throw std::runtime_error("the store is empty");
         }
+        if (rows == 0) throw std::runtime_error("the store is empty");
       });
   return 0;
 }
