@@ -7,8 +7,8 @@
 #include <cmath>
 
 #include "fixture_needs.h"
+#include "held_values.h"
 #include "panel.h"
-#include "plan/held_values.h"
 
 namespace factory {
 namespace {
@@ -52,8 +52,8 @@ void read_channel_scales(Session& session, Calibration* c) {
 }
 
 // What did not pass does not stay: the hub's old values are written back and read again.
-void put_back(Session& session, const plan::HeldValues& held, Calibration* c) {
-  const plan::HeldValues::PutBack back = held.put_back(session);
+void put_back(Session& session, const HeldValues& held, Calibration* c) {
+  const HeldValues::PutBack back = held.put_back(session);
   c->put_back = back.needed && back.done;
   for (const std::string& problem : back.problems) c->notes.push_back("not put back: " + problem);
   if (!back.needed) return;
@@ -91,7 +91,8 @@ std::optional<double> Axis::residual() const {
 
 std::string plain(double value) {
   char text[40];
-  snprintf(text, sizeof text, "%.4g", value);
+  constexpr double kWholeFrom = 1e4;
+  snprintf(text, sizeof text, std::fabs(value) < kWholeFrom ? "%.4g" : "%.6g", value);
   return text;
 }
 
@@ -126,11 +127,20 @@ void run_library(Session& session, Calibration* c) {
 
 Calibration calibrate(Session& session, const CalibrationRequest& request) {
   Calibration c = prepare(request);
-  c.fixture = set_up_fixture(session, request.type, request.param);
+  const FixtureSetUp fixture = set_up_fixture(session, request.type, request.param);
+  c.fixture = fixture.set;
+  c.reasons = fixture.problems;
+  c.interrupted = session.interrupted();
+  if (c.interrupted || !c.reasons.empty()) return c;
   choose_reference(session, &c);
-  plan::HeldValues held(request.type, request.param, c.golden);
+  HeldValues held(request.type, request.param, c.golden);
   const std::string problem = held.note(session);
-  if (!problem.empty()) c.notes.push_back("the old values could not be read: " + problem);
+  if (!problem.empty()) {
+    c.unreachable = true;
+    c.reasons.push_back(problem + "; nothing was changed");
+    c.hints.emplace_back(kLookAtServices);
+    return c;
+  }
   run_library(session, &c);
   if (c.interrupted) {
     switch_off(session);
@@ -139,7 +149,8 @@ Calibration calibrate(Session& session, const CalibrationRequest& request) {
     c.interrupted = session.interrupted();  // the new values are in the hub by now, but not known to be good
   }
   judge(session, &c);
-  if (!c.passed && problem.empty()) put_back(session, held, &c);
+  if (!c.passed) put_back(session, held, &c);
+  c.unreachable = !c.passed && !c.interrupted && !session.sensor_service_answers();
   return c;
 }
 

@@ -58,7 +58,8 @@ struct Calibration {
   int fresh_samples = 0;
   std::optional<Panel> panel;  // a run at a lit panel
   bool interrupted = false;
-  bool put_back = false;  // the hub's old values were written back, since the new ones did not pass
+  bool unreachable = false;  // a service is gone
+  bool put_back = false;     // the hub's old values were written back, since the new ones did not pass
 
   bool passed = false;
   std::vector<std::string> reasons;  // why it did not pass, for a person
@@ -87,6 +88,8 @@ double run_at_panel(Session& session, Calibration* calibration);
 // Fills reasons, hints, notes and `passed`.
 void judge(Session& session, Calibration* calibration);
 
+// What to try where the sample window started anew.
+const char* restart_hint(Restart::Cause cause);
 // What to try where no samples came, by the sampler's words for it.
 const char* sampling_hint(const std::string& problem);
 // What to try where fresh samples are not what they should be, by their unit.
@@ -95,7 +98,7 @@ const char* residual_hint(const std::string& unit);
 Json::Value to_json(const Calibration& calibration);
 std::string to_text(const Calibration& calibration);
 
-// A number in four significant digits.
+// A number in four significant digits, in six from 10000 on.
 std::string plain(double value);
 
 }  // namespace factory

@@ -51,6 +51,8 @@ class Fixture {
   // Returns an empty text, or what is wrong with the key or the value. On a station it asks the operator and comes back
   // when it is done, so that a caller need not know the difference.
   virtual std::string set_world(const std::string& key, const std::string& value) = 0;
+  // Whether a person sets what is wanted.
+  virtual bool asks_operator() const { return false; }
   // Sets what belongs together; an operator is asked once.
   virtual Arranged arrange(const Settings& settings) {
     Arranged out;

@@ -1,6 +1,7 @@
 #include "fixture_needs.h"
 
 #include <algorithm>
+#include <map>
 
 #include "kinds.h"
 
@@ -55,17 +56,22 @@ bool set_by_operator(const Options& options, const std::string& key) {
 
 }  // namespace
 
-std::vector<std::string> set_up_fixture(Session& session, int type, int param) {
-  std::vector<std::string> set;
+FixtureSetUp set_up_fixture(Session& session, int type, int param) {
+  std::map<std::string, std::string> before = session.fixture().world();
+  Fixture::Settings settings;
   for (const Need& need : kNeeds) {
     if (!is(need.of, type, param) || (need.param != kAnyParam && need.param != param)) continue;
-    if (set_by_operator(session.options(), need.key)) continue;
-    const std::string before = session.fixture().world()[need.key];
-    if (before == need.value) continue;
-    const std::string problem = session.fixture().set_world(need.key, need.value);
-    set.push_back(problem.empty() ? std::string(need.key) + "=" + need.value : problem);
+    if (set_by_operator(session.options(), need.key) || before[need.key] == need.value) continue;
+    settings.emplace_back(need.key, need.value);
   }
-  return set;
+  FixtureSetUp out;
+  if (settings.empty()) return out;
+  out.problems = session.fixture().arrange(settings).problems;
+  std::map<std::string, std::string> after = session.fixture().world();
+  for (const auto& [key, value] : settings) {
+    if (after[key] != before[key]) out.set.push_back(key + "=" + value);
+  }
+  return out;
 }
 
 }  // namespace factory

@@ -9,8 +9,12 @@
 
 namespace factory {
 
-// Sets what the step needs and returns it as "key=value" texts, or why it could not be set; empty when all was so
-// already.
-std::vector<std::string> set_up_fixture(Session& session, int type, int param);
+struct FixtureSetUp {
+  std::vector<std::string> set;       // "key=value", what was not so already
+  std::vector<std::string> problems;  // what could not be set, or an operator skipped
+};
+
+// Sets what the step needs; an operator is asked once.
+FixtureSetUp set_up_fixture(Session& session, int type, int param);
 
 }  // namespace factory

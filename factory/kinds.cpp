@@ -10,6 +10,7 @@ namespace {
 using namespace sensor_type;  // NOLINT(google-build-using-namespace): the table below is nothing but these names
 
 constexpr double kLightResidual = 0.05;
+constexpr double kLampLux = 200;
 
 constexpr Kind kKinds[] = {
     {accelerometer, accelerometer, 0, 3, 0, 20, 53, "m/s^2", {"x", "y", "z"}, Result::offset, 0.02, false},
@@ -138,6 +139,16 @@ int record_number(int sensor_type) {
     if (row.type == sensor_type) return row.record;
   }
   return -1;
+}
+
+std::vector<double> nominal(int type) {
+  const Kind* kind = find_kind(type, 0);
+  if (kind == nullptr) return {};
+  if (type == accelerometer) return {0, 0, kGravity};
+  if (type == accelerometer_second) return {0, 0, -kGravity};
+  if (kind->result == Result::offset && kind->values == 3) return {0, 0, 0};
+  if (kind->result == Result::lux_scale) return {kLampLux};
+  return {};
 }
 
 int parse_tag(const std::string& text) {

@@ -5,6 +5,7 @@
 #include <SensorCalibration.h>
 
 #include <string>
+#include <vector>
 
 namespace factory {
 
@@ -43,6 +44,12 @@ const _sensor_info& record_of(const SensorCalibration& cal, const Kind& kind);
 
 // The record that a listed sensor type is bound to, or -1.
 int record_number(int sensor_type);
+
+inline constexpr double kGravity = 9.80665;  // m/s^2
+
+// What a calibrated sensor reports at the factory's fixture: at rest, lying flat, under the 200 lux lamp. Empty where
+// that depends on the station.
+std::vector<double> nominal(int type);
 
 // The type number of a tag or a number; throws AppError with the tags that come near.
 int parse_tag(const std::string& text);

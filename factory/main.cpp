@@ -1,4 +1,7 @@
 // `sensorcal`, the factory test application.
+#include <signal.h>
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <exception>
@@ -107,11 +110,32 @@ int run(int argc, char** argv) {
   return runners.at(app.get_subcommands().front())(options);
 }
 
+// Where no session watches for them, Ctrl-C and its kin end the program at once. A reader of the output that goes away
+// ends nothing: what else the run leaves is still to come.
+void catch_early_signals() {
+  signal(SIGPIPE, SIG_IGN);
+  for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+    struct sigaction action = {};
+    sigaction(number, nullptr, &action);
+    if (action.sa_handler == SIG_IGN) continue;
+    action.sa_handler = [](int /*number*/) {
+      constexpr char kText[] = "\ninterrupted\n";
+      if (write(STDERR_FILENO, kText, sizeof kText - 1) < 0) _exit(kInterrupted);
+      _exit(kInterrupted);
+    };
+    sigaction(number, &action, nullptr);
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
+  catch_early_signals();
   try {
-    return run(argc, argv);
+    const int code = run(argc, argv);
+    if (std::cout.flush()) return code;
+    std::cerr << "sensorcal: standard output cannot be written\n";
+    return code == kPassed ? kFailed : code;
   } catch (const AppError& error) {
     std::cerr << "sensorcal: " << error.what() << "\n";
     return error.code;

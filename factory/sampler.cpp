@@ -26,7 +26,10 @@ class Collector : public IEventQueueCallback {
 
   Return<void> onEvent(const Event& event) override {
     const std::lock_guard<std::mutex> lock(mutex_);
-    if (event.sensorHandle != request_.handle || static_cast<int>(event.sensorType) != request_.type) return Void();
+    if (event.sensorHandle != request_.handle || static_cast<int>(event.sensorType) != request_.type) {
+      ++strangers_;
+      return Void();
+    }
     if (closed_ || seen_++ < request_.skip || taken_ >= request_.count) return Void();
     std::vector<double>& row = rows_.emplace_back();
     for (size_t i = 0; i < values_.size(); ++i) {
@@ -65,6 +68,7 @@ class Collector : public IEventQueueCallback {
     out.rows = rows_;
     out.wanted = request_.count;
     out.taken = taken_;
+    out.strangers = strangers_;
     return out;
   }
 
@@ -87,6 +91,7 @@ class Collector : public IEventQueueCallback {
   std::vector<std::vector<double>> rows_;
   int seen_ = 0;
   int taken_ = 0;
+  int strangers_ = 0;
   bool closed_ = false;
 };
 
@@ -135,9 +140,10 @@ FreshSamples take_samples(const ::android::sp<ISensorManager>& manager, const Sa
   if (!complete) (void)queue->disableSensor(request.handle).isOk();
   FreshSamples out = collector->result();
   if (!complete) {
-    out.problem = end == WaitEnd::interrupted ? "interrupted"
-                                              : "only " + std::to_string(out.taken) + " of " +
-                                                    std::to_string(out.wanted) + " fresh samples came";
+    out.problem = end == WaitEnd::interrupted
+                      ? "interrupted"
+                      : "only " + std::to_string(out.taken) + " of " + std::to_string(out.wanted) +
+                            " fresh samples came" + (out.strangers > 0 ? ", and events of other sensors" : "");
   }
   return out;
 }

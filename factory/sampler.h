@@ -16,6 +16,7 @@ struct FreshSamples {
   std::vector<std::vector<double>> rows;  // every sample taken
   int wanted = 0;
   int taken = 0;
+  int strangers = 0;    // events under another handle or type
   std::string problem;  // empty when all wanted samples came
 
   void append(const FreshSamples& more);

@@ -18,6 +18,7 @@
 namespace factory {
 namespace {
 
+using ::android::frameworks::sensorservice::V1_0::ISensorManager;
 using ::android::hardware::sensors::V1_0::SensorInfo;
 
 constexpr int kStopWatching = SIGUSR2;
@@ -59,17 +60,17 @@ void check_options(const Options& options) {
 }
 
 // Ctrl-C and its kin go to the watcher alone: no thread that is started from here on takes them.
-const Options& begin(const Options& options) {
+const Options& begin(const Options& options, sigset_t* before) {
   check_options(options);
   const sigset_t set = watched_signals();
-  pthread_sigmask(SIG_BLOCK, &set, nullptr);
+  pthread_sigmask(SIG_BLOCK, &set, before);
   return options;
 }
 
 }  // namespace
 
 Session::Session(const Options& options)
-    : options_(begin(options)), log_(options.log), fixture_(open_fixture(options)) {
+    : options_(begin(options, &old_signals_)), log_(options.log), fixture_(open_fixture(options)) {
   if (!options_.hub_log.empty()) {
     hub_log_ = fopen(options_.hub_log.c_str(), "we");
     if (hub_log_ == nullptr) throw AppError(kUsage, "--hub-log " + options_.hub_log + ": " + strerror(errno));
@@ -103,6 +104,7 @@ Session::~Session() {
   log_.keep_order(&Chronicle::live());
   fixture_.reset();
   if (hub_log_ != nullptr) fclose(hub_log_);
+  pthread_sigmask(SIG_SETMASK, &old_signals_, nullptr);
 }
 
 std::string Session::missing() const {
@@ -118,6 +120,8 @@ void Session::require_ready() const {
   if (what.empty()) return;
   throw AppError(kUnreachable, what + "; is the phone's sensor stack running? " + kTryAgain);
 }
+
+bool Session::sensor_service_answers() { return ISensorManager::getService("default") != nullptr; }
 
 const SensorInfo* Session::sensor(int type) const {
   for (const SensorInfo& info : cal_->sensor_list) {

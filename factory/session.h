@@ -2,6 +2,7 @@
 #pragma once
 
 #include <SensorCalibration.h>
+#include <signal.h>
 
 #include <atomic>
 #include <chrono>
@@ -21,6 +22,7 @@ namespace factory {
 
 // What helps where a service is missing.
 inline constexpr char kTryAgain[] = "Start it or reboot the phone, then repeat";
+inline constexpr char kLookAtServices[] = "look whether the phone's sensor stack runs, then repeat";
 
 class Session {
  public:
@@ -36,6 +38,8 @@ class Session {
   std::string missing() const;
   // Throws AppError(kUnreachable) where the object is not ready, saying what is missing.
   void require_ready() const;
+  // Whether the sensor service is there now; it may go at any time.
+  static bool sensor_service_answers();
 
   Fixture& fixture() { return *fixture_; }
   Chronicle& chronicle() { return fixture_->chronicle(); }
@@ -70,6 +74,7 @@ class Session {
   void take(const HubMessage& message);
   void leave();
 
+  sigset_t old_signals_;  // blocked before the session
   const Options options_;
   LogTap log_;
   std::unique_ptr<Fixture> fixture_;

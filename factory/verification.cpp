@@ -46,20 +46,6 @@ std::string describe(const Restart& restart, const Kind* kind) {
   return axis;
 }
 
-const char* hint_for(Restart::Cause cause) {
-  switch (cause) {
-    case Restart::Cause::variance:
-      return "the phone moves or the source flickers: set it down still and try again";
-    case Restart::Cause::zero_variance:
-      return "the sensor repeats one value: it is stuck, or its driver does not update it";
-    case Restart::Cause::bias:
-      return "the phone does not lie as it should (flat for an accelerometer, still for a gyroscope, right lamp or "
-             "target), or the sensor is out of range";
-  }
-  return "";
-}
-
-// Where a line of the library says what is wrong, what a person can do about it.
 constexpr char kServiceHint[] =
     "the sensor service refuses, or is gone: look at its log, restart it or reboot the phone, then repeat";
 
@@ -121,7 +107,7 @@ void explain(Session& session, Calibration* c) {
     const Restart& last = run.restarts.back();
     c->reasons.push_back("no window of samples passed until the time was over; the run restarted " +
                          times(run.restarts.size()) + ", last " + describe(last, c->kind));
-    c->hints.emplace_back(hint_for(last.cause));
+    c->hints.emplace_back(restart_hint(last.cause));
   } else if (run.timed_out) {
     c->reasons.push_back("only " + std::to_string(run.events) + " events came until the time was over");
     c->hints.emplace_back("the sensor is slow, or fell silent in the middle");
@@ -151,10 +137,16 @@ FreshSamples fresh_samples(Session& session, const Kind& kind, const SensorInfo&
   return take_samples(session.cal().sensor_manager, request, session.interrupted());
 }
 
-// What the sensor should report: channels their golden values, the barometer its reference, every other the truth.
+// What the sensor should report: channels their golden values, the barometer its reference, every other the truth, or
+// what a phone shows on a fixture that an operator has set up.
 std::vector<float> expected(Session& session, const Calibration& c, int sensor_type) {
   if (c.request.reference_hpa) return {static_cast<float>(*c.request.reference_hpa)};
-  if (c.kind->result != Result::channel_scale) return session.fixture().truth(sensor_type);
+  if (c.kind->result != Result::channel_scale) {
+    const std::vector<float> truth = session.fixture().truth(sensor_type);
+    if (!truth.empty() || !session.fixture().asks_operator()) return truth;
+    const std::vector<double> values = nominal(c.request.type);
+    return {values.begin(), values.end()};
+  }
   std::vector<float> golden(static_cast<size_t>(c.kind->values));
   if (session.cal().cal_api->getLuxChannelRawGolden_api(c.request.type, golden.data(), c.kind->values) < 0)
     golden.clear();
@@ -167,18 +159,26 @@ void verify_proximity(Session& session, Calibration* c) {
   const std::string target = session.fixture().world()["target"];
   if (sensor == nullptr || target.empty()) return;
   const std::pair<const char*, bool> kStates[] = {{"3", true}, {"none", false}};
+  std::string set = target;
   for (const auto& [distance, near] : kStates) {
-    if (!session.fixture().set_world("target", distance).empty()) return;
+    // An operator is not asked for what is so already.
+    const std::string problem = set == distance ? "" : session.fixture().set_world("target", distance);
+    if (!problem.empty()) {
+      c->reasons.push_back("not verified: " + problem);
+      return;
+    }
+    set = distance;
     const std::optional<bool> seen = reports_near(session, near);
     const std::string where = near ? "with the target at 3 cm" : "without a target";
     if (!seen) {
-      c->notes.push_back("not verified: the proximity sensor did not report " + where);
+      c->reasons.push_back("not verified: the proximity sensor did not report " + where);
+      c->hints.emplace_back(sampling_hint(""));
     } else if (*seen != near) {
       c->reasons.push_back("the proximity sensor says " + std::string(*seen ? "near " : "far ") + where);
       c->hints.emplace_back("the thresholds do not fit: repeat step 0 without a target, then step 2 with it at 3 cm");
     }
   }
-  session.fixture().set_world("target", target);
+  if (!session.fixture().asks_operator()) session.fixture().set_world("target", target);
 }
 
 void judge_axis(const Kind& kind, const Axis& axis, int fresh_count, Calibration* c) {
@@ -195,11 +195,17 @@ void judge_axis(const Kind& kind, const Axis& axis, int fresh_count, Calibration
                          kind.unit + ", limit " + plain(axis.limit) + " " + kind.unit);
     c->hints.emplace_back(residual_hint(kind.unit));
   }
-  for (const RestLimit& limit : kRestLimits) {
-    if (std::string(kind.unit) == limit.unit && axis.standard_deviation > limit.deviation) {
-      c->notes.push_back(axis.name + ": the samples scatter by " + plain(axis.standard_deviation) + " " + kind.unit +
-                         ", far more than a sensor at rest (" + plain(limit.deviation) +
-                         "): the phone was moving, do not trust this offset");
+}
+
+void judge_rest(const Kind& kind, Calibration* c) {
+  for (const Axis& axis : c->axes) {
+    for (const RestLimit& limit : kRestLimits) {
+      if (std::string(kind.unit) == limit.unit && axis.standard_deviation > limit.deviation) {
+        c->reasons.push_back(axis.name + ": the samples scatter by " + plain(axis.standard_deviation) + " " +
+                             kind.unit + ", far more than a sensor at rest (" + plain(limit.deviation) + " " +
+                             kind.unit + ")");
+        c->hints.emplace_back(residual_hint(kind.unit));
+      }
     }
   }
 }
@@ -224,7 +230,24 @@ void judge_crosstalk_files(Session& session, Calibration* c) {
 
 }  // namespace
 
+const char* restart_hint(Restart::Cause cause) {
+  switch (cause) {
+    case Restart::Cause::variance:
+      return "the phone moves or the source flickers: set it down still and try again";
+    case Restart::Cause::zero_variance:
+      return "the sensor repeats one value: it is stuck, or its driver does not update it";
+    case Restart::Cause::bias:
+      return "the phone does not lie as it should (flat for an accelerometer, still for a gyroscope, right lamp or "
+             "target), or the sensor is out of range";
+  }
+  return "";
+}
+
+// Where a line of the library says what is wrong, what a person can do about it.
+
 const char* sampling_hint(const std::string& problem) {
+  if (problem.find("other sensors") != std::string::npos)
+    return "the sensor service mixes its sensors up: restart it or reboot the phone, then repeat";
   const bool service = problem.find("queue") != std::string::npos || problem.find("enabled") != std::string::npos;
   return service ? kServiceHint : "the sensor is silent: look at its connection and its driver";
 }
@@ -269,10 +292,18 @@ void verify(Session& session, Calibration* c) {
   const Kind& kind = *c->kind;
   if (kind.result == Result::proximity) return verify_proximity(session, c);
   const SensorInfo* sensor = verified_sensor(session, kind);
-  if (sensor == nullptr || c->golden) return;
+  if (c->golden) return;
+  judge_rest(kind, c);
+  if (sensor == nullptr) {
+    c->reasons.emplace_back("not verified: the phone lists no sensor that shows the result");
+    c->hints.emplace_back("look at `sensorcal sensors`");
+    return;
+  }
   const FreshSamples fresh = fresh_samples(session, kind, *sensor);
+  if (session.interrupted()) return;
   if (!fresh.problem.empty()) {
-    c->notes.push_back("no residual: " + fresh.problem);
+    c->reasons.push_back("not verified: " + fresh.problem);
+    c->hints.emplace_back(sampling_hint(fresh.problem));
     return;
   }
   c->fresh_samples = fresh.taken;
@@ -284,7 +315,11 @@ void verify(Session& session, Calibration* c) {
     if (i < truth.size()) axis.truth = static_cast<double>(truth[i]) + 0.0;  // no -0
     axis.limit = kind.limit_is_relative ? kind.residual_limit * std::fabs(axis.truth.value_or(0)) : kind.residual_limit;
   }
-  if (truth.empty()) c->notes.emplace_back("no residual: the truth is not known under a recording or on a station");
+  if (truth.empty() && kind.result == Result::channel_scale) {
+    c->reasons.emplace_back("not verified: the hub's golden values cannot be read");
+  } else if (truth.empty()) {
+    c->notes.emplace_back("no residual: the truth is not known under a recording or on a station");
+  }
 }
 
 void judge(Session& session, Calibration* c) {

@@ -52,6 +52,7 @@ int run(const Options& options, const Arguments& arguments) {
   }
   std::vector<Calibration> done;
   bool passed = true;
+  bool unreachable = false;
   for (const int type : types) {
     {
       const Kind* kind = find_kind(type, param);
@@ -60,11 +61,12 @@ int run(const Options& options, const Arguments& arguments) {
           calibrate(session, {type, param, type == sensor_type::pressure ? arguments.reference_hpa : std::nullopt}));
     }
     passed = passed && done.back().passed;
+    unreachable = unreachable || done.back().unreachable;
     if (!options.json) std::cout << to_text(done.back()) << std::flush;
     if (session.interrupted()) break;
   }
   if (options.json) std::cout << json_pretty(summary(session, done, passed)) << "\n";
-  return session.interrupted() ? kInterrupted : passed ? kPassed : kFailed;
+  return session.interrupted() ? kInterrupted : passed ? kPassed : unreachable ? kUnreachable : kFailed;
 }
 
 }  // namespace

@@ -128,9 +128,22 @@ Json::Value kept(Json::Value record, const Arguments& arguments) {
   return record;
 }
 
+// False: it could not be written, which is told. Others are written all the same.
+bool write_output(const std::string& file, const Json::Value& record,
+                  void (*write)(const Json::Value& record, const std::string& file)) {
+  if (file.empty()) return true;
+  try {
+    write(record, file);
+    return true;
+  } catch (const std::exception& error) {
+    std::cerr << "sensorcal: " << error.what() << "\n";
+    return false;
+  }
+}
+
 // The recording's end, and the record on standard output, come first: they are not lost where a file cannot be written.
-// False: see tell_replay().
-bool hand_on(Session& session, const Json::Value& made, const Options& options, const Arguments& arguments) {
+// Returns the exit code: the run's own, unless a replay differs or a passed run left a file unwritten.
+int hand_on(Session& session, const Json::Value& made, const Options& options, const Arguments& arguments, int code) {
   session.chronicle().end(made);
   const Json::Value record = kept(made, arguments);
   if (options.json) std::cout << json_pretty(record) << std::endl;
@@ -143,10 +156,12 @@ bool hand_on(Session& session, const Json::Value& made, const Options& options, 
     other = other_program(recorded, record);
     page["replay"] = about_replay(arguments, different, other);
   }
-  if (!arguments.html.empty()) write_html_report(page, arguments.html);
-  if (!arguments.junit.empty()) write_junit(record, arguments.junit);
-  if (!arguments.csv.empty()) write_csv(record, arguments.csv);
-  return arguments.recording.empty() || tell_replay(different, other, options);
+  const bool written[] = {write_output(arguments.html, page, write_html_report),
+                          write_output(arguments.junit, record, write_junit),
+                          write_output(arguments.csv, record, write_csv)};
+  const bool all = std::all_of(std::begin(written), std::end(written), [](bool good) { return good; });
+  if (!arguments.recording.empty() && !tell_replay(different, other, options)) return kDiffers;
+  return code == kPassed && !all ? kUsage : code;
 }
 
 int exit_code(plan::PlanRun& run) {
@@ -172,7 +187,8 @@ int run_plan(const Options& options, const plan::Plan& plan, Arguments arguments
   plan::PlanRun plan_run(session, plan, arguments.info, teller);
   const LastWill will(session, [&] {
     try {
-      if (!hand_on(session, plan_run.abort(), options, arguments)) _exit(kDiffers);
+      const int code = hand_on(session, plan_run.abort(), options, arguments, kInterrupted);
+      if (code != kInterrupted) _exit(code);
     } catch (const std::exception& error) {
       std::cerr << "sensorcal: " << error.what() << "\n";
     }
@@ -180,8 +196,7 @@ int run_plan(const Options& options, const plan::Plan& plan, Arguments arguments
   plan_run.run();
   const Json::Value record = plan_run.record();
   if (!options.json) std::cout << summary_text(plan_run.steps(), plan_run.verdict(), record["seconds"].asDouble());
-  const int code = exit_code(plan_run);
-  return hand_on(session, record, options, arguments) ? code : kDiffers;
+  return hand_on(session, record, options, arguments, exit_code(plan_run));
 }
 
 Json::Value for_people(const Options& options) {
@@ -201,8 +216,25 @@ void make_absolute(Arguments* arguments) {
   }
 }
 
+// What can be known before the phone is touched.
+void require_places(const Arguments& arguments) {
+  namespace fs = std::filesystem;
+  const std::pair<const char*, const std::string*> kFiles[] = {{"--html", &arguments.html},
+                                                               {"--junit", &arguments.junit}};
+  for (const auto& [option, file] : kFiles) {
+    if (file->empty()) continue;
+    const std::string named = std::string(option) + " " + *file + ": ";
+    if (fs::is_directory(*file)) throw AppError(kUsage, named + "is a folder");
+    const fs::path folder = fs::path(*file).parent_path();
+    if (!fs::is_directory(folder)) throw AppError(kUsage, named + folder.string() + " is no folder");
+  }
+  if (!arguments.csv.empty() && fs::exists(arguments.csv) && !fs::is_directory(arguments.csv))
+    throw AppError(kUsage, "--csv " + arguments.csv + ": is no folder");
+}
+
 int run(const Options& options, Arguments arguments) {
   make_absolute(&arguments);
+  require_places(arguments);
   const plan::Plan plan = plan::load_plan(arguments.plan);
   Options wanted = options;
   wanted.record = arguments.record;
@@ -219,6 +251,7 @@ int replay(const Options& options, Arguments arguments) {
       !options.fault.empty() || !options.max_equal.empty())
     throw AppError(kUsage, "replay: phone, world and faults are the recorded ones and cannot be chosen");
   make_absolute(&arguments);
+  require_places(arguments);
   arguments.recording = absolute(arguments.recording);
   const RecordedRun recorded = read_recording(arguments.recording);
   std::vector<std::string> problems;

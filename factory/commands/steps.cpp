@@ -37,9 +37,12 @@ bool show(const Options& options, const std::string& what, const std::string& se
 int calibrate_step(const Options& options, int type, int param, const std::string& what) {
   Session session(options);
   session.require_ready();
-  for (const std::string& setting : set_up_fixture(session, type, param)) {
+  const FixtureSetUp fixture = set_up_fixture(session, type, param);
+  for (const std::string& setting : fixture.set) {
     if (!options.json) std::cout << "fixture: " << setting << "\n";
   }
+  if (session.interrupted()) return kInterrupted;
+  if (!fixture.problems.empty()) throw AppError(kFailed, tag_of(type) + " " + what + ": " + fixture.problems.front());
   const int result = session.cal().sensor_calibrate(type, param);
   return show(options, what, tag_of(type), result, result == 0) ? kPassed : kFailed;
 }

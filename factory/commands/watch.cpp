@@ -9,6 +9,7 @@
 
 #include <unistd.h>
 
+#include "calibration.h"
 #include "check/event_feed.h"
 #include "check/live_view.h"
 #include "command_line.h"
@@ -140,7 +141,10 @@ int run(const Options& options, const Arguments& arguments) {
   {
     EventFeed feed(session.cal().sensor_manager, sensor->sensorHandle, type,
                    static_cast<int>(arguments.period_ms.value_or(quantity.usual_period_ms) * kUsPerMs));
-    if (!feed.problem().empty()) throw AppError(kFailed, tag + ": " + feed.problem());
+    if (!feed.problem().empty()) {
+      throw AppError(Session::sensor_service_answers() ? kFailed : kUnreachable,
+                     tag + ": " + feed.problem() + "; " + sampling_hint(feed.problem()));
+    }
     follow(session, feed, arguments.seconds, view, display);
   }
   display.summary();

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "fixture.h"
-#include "plan/held_values.h"
+#include "held_values.h"
 #include "plan/measurement.h"
 #include "plan/plan.h"
 

@@ -85,16 +85,21 @@ void StepRun::measure_run(const Calibration& c) {
   for (const Restart& restart : c.run.restarts) ++attempt_.restarts[static_cast<int>(restart.cause)];
   if (limits.restarts) {
     std::string causes;
+    auto commonest = Restart::Cause::variance;
     for (const auto cause : {Restart::Cause::variance, Restart::Cause::zero_variance, Restart::Cause::bias}) {
-      if (c.run.count(cause) > 0)
-        causes += " " + std::string(cause_name(cause)) + " " + std::to_string(c.run.count(cause));
+      if (c.run.count(cause) == 0) continue;
+      if (c.run.count(cause) > c.run.count(commonest)) commonest = cause;
+      causes += (causes.empty() ? ": " : ", ") + std::to_string(c.run.count(cause)) + " by " + cause_name(cause);
     }
+    const size_t reasons = attempt_.reasons.size();
     measure("restarts", "", static_cast<double>(c.run.restarts.size()), "", std::nullopt, std::nullopt,
-            static_cast<double>(*limits.restarts), "the sample window had to start anew too often, by cause:" + causes);
+            static_cast<double>(*limits.restarts), restart_hint(commonest));
+    if (attempt_.reasons.size() > reasons) attempt_.reasons.back() += causes;
   }
   if (limits.seconds) {
     measure("duration", "", c.seconds, "s", std::nullopt, std::nullopt, limits.seconds,
-            "the sensor is slow, or its window started anew");
+            c.run.restarts.empty() ? "the sensor delivers slowly: look at its driver and its rate"
+                                   : restart_hint(c.run.restarts.back().cause));
   }
   if (c.kind == nullptr) return;
   const std::string unit = found_unit(*c.kind, c.golden);
@@ -211,7 +216,7 @@ void StepRun::run_calibrate(const std::function<void(const std::string&)>& warn)
   bool went_through = false;
   if (!silent.empty()) {
     attempt_.unreachable = true;
-    attempt_.fail(silent + "; nothing was changed", "look whether the phone's sensor stack runs, then repeat");
+    attempt_.fail(silent + "; nothing was changed", kLookAtServices);
   } else if (choose_reference(&request)) {
     begin_changes(held);
     Calibration c = prepare(request);

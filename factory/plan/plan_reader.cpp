@@ -122,6 +122,8 @@ Plan load_plan(const std::string& file) {
   if (!in) throw AppError(kUsage, file + ": " + strerror(errno));
   std::stringstream bytes;
   bytes << in.rdbuf();
+  // A folder opens, but does not read.
+  if (in.bad()) throw AppError(kUsage, file + ": cannot be read; is it a folder?");
   std::vector<std::string> problems;
   Plan plan = parse_plan(file, bytes.str(), &problems);
   if (problems.empty()) return plan;

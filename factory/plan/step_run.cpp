@@ -61,6 +61,8 @@ void StepRun::run(const std::function<void(const std::string&)>& warn) {
       measure("duration", "", attempt_.seconds, "s", std::nullopt, std::nullopt, step_.limits.seconds, "");
     conclude();
   }
+  // Said last: what the hub holds is put back all the same.
+  if (attempt_.outcome == Outcome::failed && !Session::sensor_service_answers()) attempt_.unreachable = true;
   RunLog log = session_.log().run();
   attempt_.log = std::move(log.lines);
   attempt_.log_dropped = log.lines_dropped;
@@ -212,8 +214,7 @@ void StepRun::run_check() {
   const Reading reading = value->read(*session_.cal().cal_api, step_.type, step_.count);
   if (!silent.empty() || !hub_problem(session_).empty()) {
     attempt_.unreachable = true;
-    return attempt_.fail(silent.empty() ? "the sensor hub does not answer" : silent,
-                         "look whether the phone's sensor stack runs, then repeat");
+    return attempt_.fail(silent.empty() ? "the sensor hub does not answer" : silent, kLookAtServices);
   }
   if (reading.result < 0) {
     const std::string answer = ": the answer was " + std::to_string(reading.result);
@@ -236,7 +237,7 @@ void StepRun::run_report_check() {
   const Report report = make_report(session_);
   if (!report.warning.empty()) {
     attempt_.unreachable = true;
-    return attempt_.fail(report.warning, "look whether the phone's sensor stack runs, then repeat");
+    return attempt_.fail(report.warning, kLookAtServices);
   }
   for (const Verdict& verdict : report.verdicts) {
     const bool wanted =

@@ -7,8 +7,6 @@ namespace {
 
 using namespace sensor_type;  // NOLINT(google-build-using-namespace): the tables below are nothing but these names
 
-constexpr double kGravity = 9.80665;
-constexpr double kLampLux = 200;
 constexpr int kMotionPeriodMs = 20;
 
 // Sensors without a run of their own.
@@ -105,16 +103,6 @@ double usual_noise(const std::string& unit) {
     if (unit == row.unit) return row.noise;
   }
   return 0;
-}
-
-std::vector<double> nominal(int type) {
-  const Kind* kind = find_kind(type, 0);
-  if (kind == nullptr) return {};
-  if (type == accelerometer) return {0, 0, kGravity};
-  if (type == accelerometer_second) return {0, 0, -kGravity};
-  if (kind->result == Result::offset && kind->values == 3) return {0, 0, 0};
-  if (kind->result == Result::lux_scale) return {kLampLux};
-  return {};
 }
 
 }  // namespace factory::plan

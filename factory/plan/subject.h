@@ -30,8 +30,4 @@ std::string found_unit(const Kind& kind, bool golden);
 // How far fresh samples of a calibrated sensor may scatter where a plan says nothing; 0: no limit of its own.
 double usual_noise(const std::string& unit);
 
-// What a calibrated sensor reports at the factory's fixture: at rest, lying flat, under the 200 lux lamp. Empty where
-// that depends on the station.
-std::vector<double> nominal(int type);
-
 }  // namespace factory::plan

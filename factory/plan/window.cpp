@@ -7,7 +7,6 @@
 namespace factory::plan {
 namespace {
 
-constexpr double kGravity = 9.80665;
 constexpr int kFinished = 2;
 
 enum State { settling, discarded, accepted };

@@ -4,7 +4,7 @@
 #include <json/json.h>
 
 #include "calibration.h"
-#include "plan/held_values.h"
+#include "held_values.h"
 
 namespace factory::plan {
 

@@ -13,7 +13,7 @@ void StepRun::run_write(const std::function<void(const std::string&)>& warn) {
   for (const std::string& what : held.irreversible()) warn("cannot be undone: " + what);
   if (!silent.empty()) {
     attempt_.unreachable = true;
-    attempt_.fail(silent + "; nothing was changed", "look whether the phone's sensor stack runs, then repeat");
+    attempt_.fail(silent + "; nothing was changed", kLookAtServices);
     return end_changes(held, false);
   }
   begin_changes(held);

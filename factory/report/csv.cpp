@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "options.h"
+#include "replace_file.h"
 #include "report/chart_data.h"
 #include "report/record_view.h"
-#include "report/replace_file.h"
 #include "report/report.h"
 
 namespace factory {

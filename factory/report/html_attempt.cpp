@@ -103,7 +103,10 @@ Markup sample_window(const Json::Value& step, const Json::Value& attempt) {
   const std::string causes = restarts_by_cause(attempt);
   if (causes.empty() && restarts.empty()) return out;
   out += Markup::element("p", Markup::text("The sample window started anew: " + causes + "."));
-  return out += Markup::element("ul", {{"class", "restarts"}}, restarts);
+  const Markup causes_in_order = Markup::element("ul", {{"class", "restarts"}}, restarts);
+  constexpr Json::ArrayIndex kMostAtOnce = 8;
+  if (list(window, "restarts").size() <= kMostAtOnce) return out += causes_in_order;
+  return out += Markup::element("details", Markup::element("summary", Markup::text("Each restart")) + causes_in_order);
 }
 
 // What became of the values that the hub holds.

@@ -3,11 +3,11 @@
 #include <cctype>
 #include <vector>
 
+#include "replace_file.h"
 #include "report/assets.h"
 #include "report/chart_data.h"
 #include "report/html.h"
 #include "report/record_view.h"
-#include "report/replace_file.h"
 #include "report/report.h"
 
 namespace factory {

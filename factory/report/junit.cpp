@@ -2,9 +2,9 @@
 #include <algorithm>
 
 #include "json_text.h"
+#include "replace_file.h"
 #include "report/markup.h"
 #include "report/record_view.h"
-#include "report/replace_file.h"
 #include "report/report.h"
 
 namespace factory {

@@ -1,9 +1,9 @@
 // The page of `sensorcal stats`: looks and chart library are those of a run's page.
 #include <algorithm>
 
+#include "replace_file.h"
 #include "report/assets.h"
 #include "report/html.h"
-#include "report/replace_file.h"
 #include "store/control_chart.h"
 #include "store/stats_view.h"
 

@@ -17,7 +17,7 @@ run 3 sensors --fault sensors-absent
 holder=$!
 until grep -qs " $holder\$\|^$holder" phone/.lock || ! kill -0 $holder 2>/dev/null; do sleep 0.02; done
 run 3 sensors
-has err "^sensorcal: the phone $work/phone is held by process $holder\$"
+has err "^sensorcal: the phone $work/phone is held by process $holder; wait until it ends"
 kill -INT $holder
 wait $holder || true
 run 0 sensors

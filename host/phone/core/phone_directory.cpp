@@ -104,7 +104,8 @@ void PhoneDirectory::lock() {
     const int error = errno;
     char holder[16] = {};
     const bool held = error == EWOULDBLOCK && pread(lock_fd_, holder, sizeof holder - 1, 0) > 0;
-    throw PhoneError(held ? "the phone " + path_ + " is held by process " + holder
+    throw PhoneError(held ? "the phone " + path_ + " is held by process " + holder +
+                                "; wait until it ends, end it, or choose another phone"
                           : "the phone " + path_ + " cannot be locked: " + strerror(error));
   }
   const std::string pid = std::to_string(getpid());

@@ -1,4 +1,4 @@
-#include "report/replace_file.h"
+#include "replace_file.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>

@@ -1,4 +1,4 @@
-#include "report/replace_file.h"
+#include "replace_file.h"
 
 #include <errno.h>
 #include <fcntl.h>

@@ -8,7 +8,7 @@
 
 #include "session.h"
 
-namespace factory::plan {
+namespace factory {
 
 struct HeldValue {
   std::string name;
@@ -56,4 +56,4 @@ class HeldValues {
   std::map<std::string, std::optional<std::string>> file_bytes_;
 };
 
-}  // namespace factory::plan
+}  // namespace factory

@@ -1,4 +1,4 @@
-#include "plan/held_values.h"
+#include "held_values.h"
 
 #include <cutils/properties.h>
 #include <unistd.h>
@@ -9,11 +9,11 @@
 
 #include "kinds.h"
 #include "options.h"
-#include "report/replace_file.h"
+#include "replace_file.h"
 #include "stored_values.h"
 #include "verdict.h"
 
-namespace factory::plan {
+namespace factory {
 namespace {
 
 constexpr int kSelfTest = 4;
@@ -169,4 +169,4 @@ HeldValues::PutBack HeldValues::put_back(Session& session) const {
   return out;
 }
 
-}  // namespace factory::plan
+}  // namespace factory
