@@ -69,10 +69,9 @@ class Operator {
     leave_terminal();
     master_ = posix_openpt(O_RDWR | O_NOCTTY);
     EXPECT_EQ(0, grantpt(master_) | unlockpt(master_));
-    slave_ = open(ptsname(master_), O_RDWR);  // becomes the terminal of the process
-    reader_ = std::thread([this] { answer(); });
+    slave_ = open(ptsname(master_), O_RDWR);     // becomes the terminal of the process
+    std::thread([this] { answer(); }).detach();  // the process ends before this object does
   }
-  ~Operator() { reader_.detach(); }
   Operator(const Operator&) = delete;
   Operator& operator=(const Operator&) = delete;
 
@@ -92,7 +91,6 @@ class Operator {
   const std::vector<std::string> answers_;
   int master_ = -1;
   int slave_ = -1;
-  std::thread reader_;
 };
 
 constexpr char kPlan[] = R"({"fixture": {"up": "flat"}}, {"calibrate": "Acc"})";
