@@ -66,8 +66,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   HOLDS(parse(text, &before));
   Json::Value written;
   if (!parse(after, &written)) {
-    // The JSON library may write a comment where it does not read it.
-    HOLDS(text.find("//") != std::string::npos || text.find("/*") != std::string::npos);
+    // The JSON library may write a comment where it does not read it, also one whose two characters lie in two lines.
+    std::string joined = text;
+    std::erase_if(joined, [](char c) { return c == '\n' || c == '\r'; });
+    HOLDS(joined.find("//") != std::string::npos || joined.find("/*") != std::string::npos);
     return 0;
   }
   Json::Value& section = written["als"]["channel_scale"];
