@@ -2,7 +2,7 @@
 #include <SensorCalibration.h>
 
 #include "base/log.h"
-#include "engine/run.h"
+#include "base/record.h"
 
 using ::android::frameworks::sensorservice::V1_0::Result;
 using ::android::hardware::hidl_vec;

@@ -62,11 +62,6 @@ int32_t arm_and_wait(SensorCalibration& cal, _sensor_info* info) {
 
 }  // namespace
 
-_sensor_info& record_at(SensorCalibration& cal, int index) {
-  constexpr int kMotion = 8;
-  return index < kMotion ? cal.motion_info[index] : cal.env_info[index - kMotion];
-}
-
 EventHold::EventHold(SensorCalibration& cal) {
   // The callback of an object that was replaced is detached: nothing is delivered to it any more.
   if (msensorEventCallback == nullptr) return;

@@ -5,8 +5,8 @@
 
 #include <string>
 
+#include "base/record.h"
 #include "catalogue/product.h"
-#include "engine/run.h"
 #include "fake_hub.h"
 #include "fake_sensors.h"
 #include "log_capture.h"
