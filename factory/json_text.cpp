@@ -3,6 +3,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
+#include <memory>
 
 namespace factory {
 namespace {
@@ -35,6 +36,8 @@ Json::Value json_number(double value) {
   return value;
 }
 
+Json::Value optional_number(const std::optional<double>& value) { return value ? json_number(*value) : Json::Value(); }
+
 std::string number_text(const Json::Value& value) {
   if (!value.isDouble()) return value.asString();
   char text[40];
@@ -45,5 +48,18 @@ std::string number_text(const Json::Value& value) {
 std::string json_pretty(const Json::Value& value) { return write(value, "  "); }
 
 std::string json_line(const Json::Value& value) { return write(value, ""); }
+
+bool parse_json(const std::string& text, Json::Value* out, std::string* problem) {
+  std::string why;
+  bool good = false;
+  try {
+    const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
+    good = reader->parse(text.data(), text.data() + text.size(), out, &why);
+  } catch (const Json::Exception& error) {
+    why = error.what();
+  }
+  if (problem != nullptr) *problem = why;
+  return good;
+}
 
 }  // namespace factory

@@ -3,6 +3,7 @@
 
 #include <json/json.h>
 
+#include <optional>
 #include <string>
 
 namespace factory {
@@ -11,11 +12,16 @@ namespace factory {
 Json::Value json_number(float value);
 Json::Value json_number(double value);
 
+Json::Value optional_number(const std::optional<double>& value);  // null where there is none
+
 // A number, or one of the texts above, for a person.
 std::string number_text(const Json::Value& value);
 
 // Many lines, or all in one line; without a line feed at the end.
 std::string json_pretty(const Json::Value& value);
 std::string json_line(const Json::Value& value);
+
+// False where the text is no JSON, or is nested deeper than the library reads; why is in `problem`.
+bool parse_json(const std::string& text, Json::Value* out, std::string* problem = nullptr);
 
 }  // namespace factory

@@ -15,6 +15,7 @@
 
 #include "fixture_words.h"
 #include "terminal.h"
+#include "write_all.h"
 
 namespace factory {
 namespace {
@@ -37,13 +38,7 @@ class Terminal {
   bool is_open() const { return fd_ >= 0; }
   // What was typed before the question answers nothing.
   void forget_typed() const { tcflush(fd_, TCIFLUSH); }
-  void print(const std::string& text) const {
-    for (size_t done = 0; done < text.size();) {
-      const ssize_t count = write(fd_, text.data() + done, text.size() - done);
-      if (count < 0 && errno != EINTR) return;
-      if (count > 0) done += static_cast<size_t>(count);
-    }
-  }
+  void print(const std::string& text) const { (void)write_all(fd_, text); }
   size_t columns() const { return terminal_columns(fd_); }
 
   // False: interrupted, or the terminal is gone or at its end.

@@ -38,10 +38,7 @@ void write(const std::string& file, const std::string& bytes) {
 
 Json::Value parse(const std::string& file, const std::string& bytes) {
   Json::Value out;
-  std::string errors;
-  const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
-  if (!reader->parse(bytes.data(), bytes.data() + bytes.size(), &out, &errors) || !out.isObject())
-    throw AppError(kUsage, file + ": not JSON as a recording has it");
+  if (!parse_json(bytes, &out) || !out.isObject()) throw AppError(kUsage, file + ": not JSON as a recording has it");
   return out;
 }
 

@@ -11,6 +11,7 @@
 #include <filesystem>
 
 #include "options.h"
+#include "write_all.h"
 
 namespace factory {
 namespace {
@@ -37,17 +38,6 @@ class Descriptor {
 
 [[noreturn]] void fail(const std::string& file) {
   throw AppError(kUsage, file + ": cannot be written: " + strerror(errno));
-}
-
-bool write_all(int fd, const std::string& content) {
-  size_t done = 0;
-  while (done < content.size()) {
-    const ssize_t written = write(fd, content.data() + done, content.size() - done);
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) return false;
-    done += static_cast<size_t>(written);
-  }
-  return true;
 }
 
 void write_in_place(const std::string& file, const std::string& content) {

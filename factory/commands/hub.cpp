@@ -62,10 +62,7 @@ int show_log(const std::string& path) {
   for (int number = 1; std::getline(file, line); ++number) {
     if (line.empty()) continue;
     Json::Value message;
-    std::string problem;
-    const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
-    const bool parsed = reader->parse(line.data(), line.data() + line.size(), &message, &problem);
-    if (!parsed || !message.isObject() || !message["code"].isInt() || !message["tag"].isString()) {
+    if (!parse_json(line, &message) || !message.isObject() || !message["code"].isInt() || !message["tag"].isString()) {
       throw AppError(kUsage, path + ":" + std::to_string(number) + ": not a hub message");
     }
     try {

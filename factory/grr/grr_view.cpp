@@ -17,7 +17,6 @@ using Rows = std::vector<std::vector<std::string>>;
 constexpr int kWantedCategories = 5;
 
 Json::Value list() { return {Json::arrayValue}; }
-Json::Value optional_number(const std::optional<double>& value) { return value ? json_number(*value) : Json::Value(); }
 Json::Value per_cent(const std::optional<double>& share) { return share ? json_number(100 * *share) : Json::Value(); }
 
 Json::Value table_json(const std::vector<AnovaRow>& rows) {

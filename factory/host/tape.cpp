@@ -10,11 +10,7 @@
 namespace factory::tape {
 namespace {
 
-bool parse(const std::string& line, Json::Value* out) {
-  const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
-  std::string errors;
-  return reader->parse(line.data(), line.data() + line.size(), out, &errors) && out->isObject();
-}
+bool parse(const std::string& line, Json::Value* out) { return parse_json(line, out) && out->isObject(); }
 
 }  // namespace
 

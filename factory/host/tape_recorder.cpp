@@ -15,6 +15,7 @@
 #include "host/tape_words.h"
 #include "json_text.h"
 #include "recording.h"
+#include "write_all.h"
 
 namespace factory {
 namespace tape {
@@ -29,15 +30,6 @@ constexpr milliseconds kLongPatience(200);  // of a client that holds nothing
 thread_local int t_queue = 0;  // whose delivery this thread is in
 thread_local bool t_calls = false;
 thread_local bool t_acts = false;  // in an event's delivery: something was called
-
-bool write_all(int fd, const std::string& text) {
-  for (size_t done = 0; done < text.size();) {
-    const ssize_t count = ::write(fd, text.data() + done, text.size() - done);
-    if (count < 0 && errno != EINTR) return false;
-    if (count > 0) done += static_cast<size_t>(count);
-  }
-  return true;
-}
 
 }  // namespace
 

@@ -18,6 +18,7 @@
 #include "line/phone_run.h"
 #include "options.h"
 #include "store/run_id.h"
+#include "write_all.h"
 
 namespace factory::line {
 namespace {
@@ -30,17 +31,6 @@ constexpr int kMostSilentDeaths = 3;
 constexpr int kTellMs = 200;
 // What stations have, after Ctrl-C, to keep the run under way.
 constexpr std::chrono::milliseconds kLastWords{150};
-
-bool write_all(int fd, const std::string& text) {
-  size_t done = 0;
-  while (done < text.size()) {
-    const ssize_t count = write(fd, text.data() + done, text.size() - done);
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) return false;
-    done += static_cast<size_t>(count);
-  }
-  return true;
-}
 
 // A process of this very program. In a process group of its own: Ctrl-C on the terminal is for the line alone, which
 // tells its stations.
@@ -139,9 +129,7 @@ void Crew::feed(Process* process) {
 
 void Crew::take(Process* process, const std::string& line) {
   Json::Value said;
-  std::string errors;
-  const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
-  if (!reader->parse(line.data(), line.data() + line.size(), &said, &errors) || !said.isObject()) return;
+  if (!parse_json(line, &said) || !said.isObject()) return;
   process->has_spoken = true;
   silent_deaths_ = 0;
   if (said.isMember("waiting")) {

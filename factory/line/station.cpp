@@ -17,10 +17,7 @@ namespace {
 
 Json::Value parsed(const std::string& line) {
   Json::Value out;
-  std::string errors;
-  const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
-  if (!reader->parse(line.data(), line.data() + line.size(), &out, &errors) || !out.isObject())
-    throw AppError(kUsage, "a station is started by the line");
+  if (!parse_json(line, &out) || !out.isObject()) throw AppError(kUsage, "a station is started by the line");
   return out;
 }
 

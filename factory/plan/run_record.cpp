@@ -31,8 +31,6 @@ Json::Value texts(const std::vector<std::string>& lines) {
   return out;
 }
 
-Json::Value optional_number(const std::optional<double>& value) { return value ? json_number(*value) : Json::Value(); }
-
 double milliseconds(double seconds) { return std::round(seconds * 1000) / 1000; }
 
 Json::Value to_json(const Measurement& m) {

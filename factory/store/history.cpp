@@ -17,8 +17,7 @@ constexpr const char* kRunColumns =
 
 Json::Value json_list(const std::string& text) {
   Json::Value out(Json::arrayValue);
-  const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
-  if (!text.empty()) reader->parse(text.data(), text.data() + text.size(), &out, nullptr);
+  if (!text.empty()) parse_json(text, &out);
   return out;
 }
 

@@ -12,8 +12,6 @@ namespace {
 
 Json::Value list() { return Json::Value(Json::arrayValue); }
 
-Json::Value optional_number(std::optional<double> value) { return value ? json_number(*value) : Json::Value(); }
-
 Json::Value whole(long long value) { return Json::Value(static_cast<Json::Int64>(value)); }
 
 Json::Value ratio(long long part, long long of) {

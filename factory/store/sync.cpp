@@ -11,6 +11,7 @@
 #include <thread>
 #include <utility>
 
+#include "json_text.h"
 #include "store/run_rows.h"
 #include "store/store.h"
 
@@ -59,10 +60,8 @@ class Patience {
 
 Json::Value parsed(const Spool::Entry& entry) {
   Json::Value record;
-  std::string errors;
-  const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
-  if (!reader->parse(entry.record.data(), entry.record.data() + entry.record.size(), &record, &errors))
-    throw StoreError("the spool's record cannot be read: " + errors);
+  std::string problem;
+  if (!parse_json(entry.record, &record, &problem)) throw StoreError("the spool's record cannot be read: " + problem);
   return record;
 }
 

@@ -11,28 +11,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-void flatten(const Json::Value& value, const std::string& path, Numbers* out) {
-  if (value.isNumeric()) (*out)[path] = value.asDouble();
-  for (Json::ArrayIndex i = 0; value.isArray() && i < value.size(); ++i) {
-    flatten(value[i], path + "/" + std::to_string(i), out);
-  }
-  if (!value.isObject()) return;
-  for (const std::string& name : value.getMemberNames()) flatten(value[name], path + "/" + name, out);
-}
-
 bool identical(double a, double b) { return a == b || (std::isnan(a) && std::isnan(b)); }
-
-// How far two good calibrations may lie apart: twice what fresh samples may be off, or one rounding.
-double noise(const std::string& path, double value) {
-  const struct {
-    const char* part;
-    double limit;
-  } rows[] = {{"Acc", 0.02}, {"Gyr", 0.00035}, {"Bar/", 0.12}, {"backlight", 1.01}, {"Prx/", 4}, {"Tof/", 2}};
-  for (const auto& row : rows) {
-    if (path.find(row.part) != std::string::npos) return row.limit + 0.003 * std::fabs(value);
-  }
-  return 0.01 * std::fabs(value);
-}
 
 bool begins_with_one_of(const std::string& text, const char* beginnings) {
   const std::vector<std::string> parts = split(beginnings);
@@ -71,7 +50,7 @@ Numbers hub_numbers(const Json::Value& hub_state) {
   Numbers out;
   for (const std::string& sensor : hub_state.getMemberNames()) {
     for (const std::string& name : hub_state[sensor].getMemberNames()) {
-      flatten(hub_state[sensor][name]["value"], sensor + "/" + name, &out);
+      test::flatten(hub_state[sensor][name]["value"], sensor + "/" + name, &out);
     }
   }
   return out;
@@ -100,7 +79,7 @@ State compare_hub(const Kind& kind, const Numbers& before, const Numbers& after,
     const bool both = was != before.end() && is != after.end();
     if (both && identical(was->second, is->second)) continue;
     if (!begins_with_one_of(path, kind.owns)) *strangers += " " + path;
-    const bool near = both && std::fabs(was->second - is->second) <= noise(path, was->second);
+    const bool near = both && std::fabs(was->second - is->second) <= test::wander(path, was->second);
     state = std::max(state, near ? State::good : State::wrong);
   }
   return state;

@@ -4,12 +4,13 @@
 #include <map>
 #include <string>
 
+#include "hub_numbers.h"
 #include "phone/core/phone.h"
 #include "rules.h"
 
 namespace fault_matrix {
 
-using Numbers = std::map<std::string, double>;  // "Acc/offset/0"
+using test::Numbers;
 using Files = std::map<std::string, std::string>;
 
 Numbers hub_numbers(const Json::Value& hub_state);

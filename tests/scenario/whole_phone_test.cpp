@@ -7,6 +7,7 @@
 #include <ostream>
 #include <set>
 
+#include "hub_numbers.h"
 #include "whole_phone.h"
 
 namespace scenario {
@@ -65,17 +66,7 @@ constexpr Model kModels[] = {
     {"velra"},
 };
 
-// All numbers of the hub's store, by path: "Acc/offset/0".
-using Numbers = std::map<std::string, double>;
-
-void flatten(const Json::Value& value, const std::string& path, Numbers* out) {
-  if (value.isNumeric()) (*out)[path] = value.asDouble();
-  for (Json::ArrayIndex i = 0; value.isArray() && i < value.size(); ++i) {
-    flatten(value[i], path + "/" + std::to_string(i), out);
-  }
-  if (!value.isObject()) return;
-  for (const std::string& name : value.getMemberNames()) flatten(value[name], path + "/" + name, out);
-}
+using test::Numbers;
 
 class Factory {
  public:
@@ -90,7 +81,7 @@ class Factory {
     const Json::Value state = whole_.phone->hub_state();
     for (const std::string& sensor : state.getMemberNames()) {
       for (const std::string& name : state[sensor].getMemberNames()) {
-        flatten(state[sensor][name]["value"], sensor + "/" + name, &out);
+        test::flatten(state[sensor][name]["value"], sensor + "/" + name, &out);
       }
     }
     return out;
@@ -250,23 +241,11 @@ class Factory {
   Client client_;
 };
 
-// How far a value may wander between two calibrations: twice what fresh samples may be off, or one rounding.
-double noise(const std::string& path, double value) {
-  const struct {
-    const char* part;
-    double limit;
-  } rows[] = {{"Acc", 0.02}, {"Gyr", 0.00035}, {"Bar/", 0.12}, {"backlight", 1.01}, {"Prx/", 4}};
-  for (const auto& row : rows) {
-    if (path.find(row.part) != std::string::npos) return row.limit + 0.003 * std::fabs(value);
-  }
-  return 0.01 * std::fabs(value);
-}
-
 void expect_same(const Numbers& before, const Numbers& after) {
   ASSERT_EQ(before.size(), after.size());
   for (const auto& [path, value] : before) {
     ASSERT_EQ(after.count(path), 1U) << path;
-    EXPECT_NEAR(after.at(path), value, noise(path, value)) << path;
+    EXPECT_NEAR(after.at(path), value, test::wander(path, value)) << path;
   }
 }
 
