@@ -2,6 +2,7 @@
 #include <errno.h>
 #include <string.h>
 
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 
@@ -120,10 +121,9 @@ Plan parse_plan(const std::string& file, const std::string& bytes, std::vector<s
 Plan load_plan(const std::string& file) {
   std::ifstream in(file, std::ios::binary);
   if (!in) throw AppError(kUsage, file + ": " + strerror(errno));
+  if (std::filesystem::is_directory(file)) throw AppError(kUsage, file + ": is a folder");  // which opens, but is empty
   std::stringstream bytes;
   bytes << in.rdbuf();
-  // A folder opens, but does not read.
-  if (in.bad()) throw AppError(kUsage, file + ": cannot be read; is it a folder?");
   std::vector<std::string> problems;
   Plan plan = parse_plan(file, bytes.str(), &problems);
   if (problems.empty()) return plan;

@@ -32,13 +32,14 @@ import sys
 import time
 
 
-def ask(answers):
-    """Runs the plan on a terminal, types one answer at each question; the exit code, the record, what was shown."""
+def ask(answers, *command):
+    """Runs the plan, or the command, on a terminal, and types one answer at each question; the exit code, the record, what
+    was shown, the time after the last answer."""
     child, terminal = pty.fork()
     if child == 0:
         signal.signal(signal.SIGINT, signal.SIG_DFL)
         os.dup2(os.open('record.json', os.O_WRONLY | os.O_CREAT | os.O_TRUNC), 1)
-        os.execv(sys.argv[1], [sys.argv[1], 'run', 'plan.json', '--fixture', 'operator', '--speed', 'max', '--json'])
+        os.execv(sys.argv[1], [sys.argv[1], *(command or ('run', 'plan.json')), '--fixture', 'operator', '--speed', 'max', '--json'])
     shown, seen, typed = b'', 0, time.monotonic()
     while True:
         if not select.select([terminal], [], [], 30)[0]:
@@ -77,4 +78,12 @@ for answer in (b'a\n', b'\x03', b'\x04'):  # abort, Ctrl-C, Ctrl-D
     code, record, shown, took = ask([answer])
     assert code == 130 and verdicts(record) == ['aborted', 'skipped', 'skipped'], (answer, code, verdicts(record))
     assert took < 1, f'{answer}: ended after {took} s'
+
+# A calibration asks once for what belongs together, takes no for an answer, and does not trust a phone that moves.
+code, record, shown, _ = ask([b's\n'], 'calibrate', 'Lux')
+assert code == 1 and 'the operator skipped: ' in record['results'][0]['reasons'][0], (code, record)
+code, record, shown, _ = ask([b'\n'], 'calibrate', 'Acc', '--fault', 'motion:Acc,1')
+assert code == 1 and 'the samples scatter' in record['results'][0]['reasons'][0], (code, record)
+code, record, shown, _ = ask([b'\n'] * 3, 'calibrate', 'Prx', '--param', '2')
+assert code == 0 and shown.count('abort > ') == 2, (code, shown)
 PYTHON

@@ -1,0 +1,81 @@
+#!/usr/bin/env bash
+# What a run leaves behind is left whatever becomes of its output, and an output that is lost does not go unnoticed.
+source "$(dirname "$0")/lib.sh"
+
+cat >plan.json <<'PLAN'
+{"format": "sensorcal.plan/1", "name": "short", "steps": [{"calibrate": "Acc"}, {"calibrate": "Gyr"}]}
+PLAN
+
+called='run, its output full'
+code=0
+"$sensorcal" run plan.json --speed max --json >/dev/full 2>err || code=$?
+touch out
+[ "$code" = 1 ] || fail "exit code $code"
+has err '^sensorcal: standard output cannot be written$'
+
+# A reader that has gone before the first line is written.
+called='run, its reader gone'
+mkfifo pipe
+exec 3<>pipe
+exec 4>pipe 3<&-
+"$sensorcal" run plan.json --speed max --json --record tape --junit result.xml >&4 2>err 4>&- || code=$?
+exec 4>&-
+[ -s result.xml ] && [ -e tape ] || fail 'the run left nothing'
+run 0 replay tape
+
+# What can be known is told before the phone is touched; each file is written even where another one cannot be.
+rm -rf phone
+run 2 run plan.json --html nowhere/run.html
+has err '^sensorcal: --html .*/nowhere/run\.html: .*/nowhere is no folder$'
+run 2 run plan.json --csv plan.json
+has err '^sensorcal: --csv .*/plan\.json: is no folder$'
+run 2 run .
+has err '^sensorcal: \.: is a folder$'
+[ ! -e phone ] || fail 'a phone was made all the same'
+run 2 run plan.json --speed max --html /dev/full --junit after.xml
+has err '^sensorcal: /dev/full: cannot be written'
+[ -s after.xml ] || fail 'the files after it are missing'
+
+# Ctrl-C before a phone is open: a plan that never comes.
+called='run, interrupted while it reads its plan'
+mkfifo plan.pipe
+python3 - "$sensorcal" <<'PYTHON' || fail 'not ended as an interrupted program'
+import signal
+import subprocess
+import sys
+import time
+
+run = subprocess.Popen([sys.argv[1], 'run', 'plan.pipe'], stderr=subprocess.PIPE,
+                       preexec_fn=lambda: signal.signal(signal.SIGINT, signal.SIG_DFL))
+time.sleep(0.3)
+run.send_signal(signal.SIGINT)
+said = run.communicate(timeout=10)[1]
+assert run.returncode == 130 and said == b'\ninterrupted\n', (run.returncode, said)
+PYTHON
+
+# Ctrl-C while a server is waited for, when the run is over and told.
+called='run, interrupted while it waits for its server'
+python3 - "$sensorcal" <<'PYTHON' || fail 'it waited on'
+import json
+import signal
+import socket
+import subprocess
+import sys
+import time
+
+server = socket.create_server(('127.0.0.1', 0))  # answers nobody
+store = f'postgresql://nobody@127.0.0.1:{server.getsockname()[1]}/none'
+run = subprocess.Popen([sys.argv[1], 'run', 'plan.json', '--speed', 'max', '--json', '--store', store, '--spool', 'spool.db'],
+                       stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                       preexec_fn=lambda: signal.signal(signal.SIGINT, signal.SIG_DFL))
+record = b''
+while not record.endswith(b'\n}\n'):
+    record += run.stdout.readline()
+connection = server.accept()  # and stays silent
+time.sleep(0.1)
+sent = time.monotonic()
+run.send_signal(signal.SIGINT)
+run.communicate(timeout=20)
+took = time.monotonic() - sent
+assert json.loads(record)['verdict'] == 'passed' and run.returncode == 130 and took < 1, (run.returncode, took)
+PYTHON
