@@ -225,6 +225,7 @@ void read_profile(const Json::Value& value, const std::string& source, Profile* 
   if (reader.has("panel")) {
     JsonReader panel(reader.take("panel"), reader.path("panel"));
     panel.read("max_brightness", &profile->max_brightness, 1, kMostBrightness);
+    profile->brightness = std::min(profile->brightness, profile->max_brightness);  // where the profile is silent
     panel.read("brightness", &profile->brightness, 0, profile->max_brightness);
     panel.finish();
   }
