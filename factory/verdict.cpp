@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cmath>
+#include <iterator>
 
 #include "json_text.h"
 #include "stored_values.h"
@@ -41,7 +42,8 @@ constexpr Position kPositions[] = {
     {"CCT_B_strm", sensor_type::cct_b_stream, "channel-scales", Rule::unit_scale, 3},
     {"33171007", sensor_type::light_stream, "channel-scales", Rule::unit_scale, 3},
 };
-constexpr int kLast = 11;
+constexpr int kLast = 11;  // judged when the phone has the sensor under its display
+static_assert(std::size(kPositions) == kLast + 1, "the report has these positions, with the same numbers");
 
 bool is_set(const char* property) {
   char value[PROPERTY_VALUE_MAX];

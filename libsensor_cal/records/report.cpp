@@ -40,6 +40,7 @@ constexpr Position kPositions[] = {
     {Kind::kChannels, sensor_type::cct_f_stream, sensor_type::cct_f},
     {Kind::kChannels, sensor_type::cct_b_stream, sensor_type::cct_b},
 };
+static_assert(std::size(kPositions) == kUnderDisplayFlag, "every position has a flag of its own");
 constexpr Position kUnderDisplay = {Kind::kChannels, sensor_type::light_stream, sensor_type::light_stream};
 
 // One pass over the positions. Its buffers are shared by all of them and never cleared in between: a command that

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Builds the Debian packages, installs them into a folder by dpkg, and runs what was installed.
-#   debian_packages.sh BUILD_DIR
+#   debian_packages.sh BUILD_DIR MAJOR_VERSION
 set -euo pipefail
-build=$1
+build=$1 library=libsensor-cal$2
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 fail() { echo "debian_packages: $*" >&2; exit 1; }
@@ -15,9 +15,9 @@ touch "$work/root/var/lib/dpkg/status"
 dpkg --root="$work/root" --force-not-root --force-depends --force-script-chrootless -i "$work"/packages/*.deb >"$work/dpkg.log" 2>&1 ||
   { cat "$work/dpkg.log"; fail "dpkg -i"; }
 names=$(dpkg-query --admindir="$work/root/var/lib/dpkg" -W -f='${Package} ')
-[ "$names" = "libsensor-cal-dev libsensor-cal0 sensor-cal-platform sensorcal " ] || fail "packages: $names"
-depends=$(dpkg-query --admindir="$work/root/var/lib/dpkg" -W -f='${Depends}\n' sensorcal libsensor-cal0)
-for needed in libc6 libjsoncpp libstdc++6 sensor-cal-platform libsensor-cal0; do
+[ "$names" = "libsensor-cal-dev $library sensor-cal-platform sensorcal " ] || fail "packages: $names"
+depends=$(dpkg-query --admindir="$work/root/var/lib/dpkg" -W -f='${Depends}\n' sensorcal $library)
+for needed in libc6 libjsoncpp libstdc++6 sensor-cal-platform $library; do
   grep -q "$needed" <<<"$depends" || fail "no package depends on $needed: $depends"
 done
 cd "$work"

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Installs the build into a prefix and uses it from there as a stranger would: by CMake, by pkg-config, and the program.
-#   installed_copy.sh BUILD_DIR SOURCE_DIR
+#   installed_copy.sh BUILD_DIR SOURCE_DIR VERSION
 set -euo pipefail
-build=$1 source=$2
+build=$1 source=$2 version=$3
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 prefix=$work/prefix
@@ -15,7 +15,7 @@ compiler=$(sed -n 's/^CMAKE_CXX_COMPILER:[^=]*=//p' "$build/CMakeCache.txt")
 sanitize=$(sed -n 's/^SENSOR_CAL_SANITIZE:[^=]*=//p' "$build/CMakeCache.txt")
 flags=${sanitize:+-fsanitize=$sanitize}
 
-cmake -S "$source/tests/package/consumer" -B "$work/consumer" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" \
+cmake -S "$source/tests/package/consumer" -B "$work/consumer" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" -DWANTED_VERSION="$version" \
   -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_CXX_FLAGS="$flags" --log-level=WARNING >"$work/consumer.log" &&
   cmake --build "$work/consumer" >>"$work/consumer.log" || { cat "$work/consumer.log"; fail "the CMake package"; }
 "$work/consumer/consumer" 2>/dev/null | grep -q '^Acc 72 bytes, 2.5, initCheck -19$' || fail "the consumer by CMake"
@@ -27,7 +27,7 @@ export PKG_CONFIG_PATH=$libdir/pkgconfig
 
 # Without the platform component the package says which one is missing.
 mv "$libdir/cmake/sensor_cal/sensor_platform-targets.cmake" "$work/"
-cmake -S "$source/tests/package/consumer" -B "$work/without" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" >"$work/without.log" 2>&1 &&
+cmake -S "$source/tests/package/consumer" -B "$work/without" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" -DWANTED_VERSION="$version" >"$work/without.log" 2>&1 &&
   fail "a copy without its platform was taken"
 grep -q 'component platform' "$work/without.log" || fail "the missing component is not named"
 

@@ -1,4 +1,6 @@
 // Every message code, word by word: floats and integers are told apart by their bits.
+#include <OemTestMsg.h>
+
 #include <cmath>
 
 #include "hub_fixture.h"
@@ -236,6 +238,19 @@ TEST_F(HubTest, UnusedWordsAreRemarkedAndNothingElse) {
     std::string note = "left over";
     hub.handle(row.request, &note);
     EXPECT_EQ(note, row.remark);
+  }
+}
+
+// The library's table and the hub's are written apart from each other, from one page.
+TEST(HubCommands, ServeEveryCodeOfTheLibraryWithTheWordsThatItFills) {
+  for (const oem_test_msg::CodeRow& row : oem_test_msg::kCodes) {
+    const Command* command = find_command(row.code);
+    ASSERT_NE(command, nullptr) << "the hub does not know " << row.name;
+    const std::string letters = row.request_words;
+    const bool counted = letters.find('*') != std::string::npos;
+    EXPECT_EQ(command->counted, counted) << row.name;
+    const size_t fixed = counted ? 1 : letters.size();
+    EXPECT_EQ(command->words, (1U << fixed) - 1) << row.name;
   }
 }
 
