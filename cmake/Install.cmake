@@ -54,3 +54,10 @@ install(FILES ${manual}/_sensorcal DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vend
 install(DIRECTORY plans DESTINATION ${CMAKE_INSTALL_DATADIR}/sensorcal COMPONENT application)
 
 include(${CMAKE_CURRENT_LIST_DIR}/Packages.cmake)
+
+# Each package brings its licence, under the name that Debian gives it.
+foreach(component library development platform application)
+  string(TOUPPER ${component} upper)
+  install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_${upper}_PACKAGE_NAME} RENAME copyright
+    COMPONENT ${component})
+endforeach()

@@ -25,7 +25,7 @@ def contains(text, part):
 
 
 def main():
-    sensorcal, source, page = sys.argv[1:]
+    sensorcal, source, page = (os.path.abspath(path) for path in sys.argv[1:])
     text = pathlib.Path(page).read_text()
     ran = 0
     with tempfile.TemporaryDirectory() as folder:

@@ -16,7 +16,9 @@ Asked for when a phone is opened (`PhoneOptions::faults`, or `faults` in a profi
 last as long as the phone is open. SENSOR is a tag (`Acc`) or a type number; without one the fault is every sensor's, and
 one of a sensor outranks it. RESULT is a number of the sensor service's results, 4 (permission denied) where it is left
 out, and a number at the end of a description counts where the argument is left out. An unknown name is an error that
-lists the valid ones; `fault_list()` in host/phone/faults/faults.h is this table.
+lists the valid ones; `fault_list()` in host/phone/faults/faults.h is this table. A fault of one sensor does not touch the
+other types that its chip is listed under: a calibration of `Gyr` samples type 16, so `silent:16` stops it and `silent:Gyr` does
+not (`sensorcal check` looks at type 4).
 
 This page is written by `scripts/fault_matrix --write`, which tries them all.
 

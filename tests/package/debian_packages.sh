@@ -20,5 +20,8 @@ depends=$(dpkg-query --admindir="$work/root/var/lib/dpkg" -W -f='${Depends}\n' s
 for needed in libc6 libjsoncpp libstdc++6 sensor-cal-platform $library; do
   grep -q "$needed" <<<"$depends" || fail "no package depends on $needed: $depends"
 done
+for package in $names; do
+  [ -s "$work/root/usr/share/doc/$package/copyright" ] || fail "$package comes without its licence"
+done
 cd "$work"
 "$work/root/usr/bin/sensorcal" calibrate Acc --phone "$work/phone" --speed max >run.log || { cat run.log; fail "sensorcal"; }
