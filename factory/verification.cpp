@@ -256,7 +256,8 @@ const char* residual_hint(const std::string& unit) {
   if (unit == "lux" || unit == "counts")
     return "lamp or target are not where they were, or not as bright: look at both";
   if (unit == "hPa") return "compare the reference barometer, and wait until the pressure has settled";
-  return "the phone was moved or does not lie flat and still, or the hub does not apply what it stores: set it up again "
+  return "the phone was moved or does not lie flat and still, or the hub does not apply what it stores: set it up "
+         "again "
          "and repeat";
 }
 

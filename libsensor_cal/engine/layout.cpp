@@ -10,17 +10,21 @@
 
 namespace {
 
-// Where something of that alignment comes to lie behind `end`.
 constexpr size_t aligned(size_t end, size_t alignment) { return (end + alignment - 1) / alignment * alignment; }
+
+// Where a `Next` comes to lie behind a `Field` at `offset`.
+template <class Field, class Next>
+constexpr size_t behind(size_t offset) {
+  return aligned(offset + sizeof(Field), alignof(Next));  // NOLINT(bugprone-sizeof-expression): a pointer as well
+}
 
 #define IS_A(Type, field, ...) \
   static_assert(std::is_same_v<decltype(Type::field), __VA_ARGS__>, "the type of " #field " of " #Type " changed")
 
 // `next` comes directly behind `field`.
-#define FOLLOWS(Type, field, next)                                                                                 \
-  static_assert(                                                                                                   \
-      offsetof(Type, next) == aligned(offsetof(Type, field) + sizeof(Type::field), alignof(decltype(Type::next))), \
-      #next " of " #Type " is no longer directly behind " #field)
+#define FOLLOWS(Type, field, next)                                                                                  \
+  static_assert(offsetof(Type, next) == behind<decltype(Type::field), decltype(Type::next)>(offsetof(Type, field)), \
+                #next " of " #Type " is no longer directly behind " #field)
 
 // Both, in the order in which the fields stand.
 #define RECORD_FIELD(field, next, ...)    \
