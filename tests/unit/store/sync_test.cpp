@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <chrono>
 #include <random>
 #include <set>
 #include <thread>
@@ -79,6 +80,8 @@ TEST_P(SyncTest, KilledAtAnyMomentLosesAndDoublesNothing) {
   std::mt19937 random(4711);
   int kept[2];
   ASSERT_EQ(pipe(kept), 0);
+  std::set<std::string> promised;
+  std::chrono::microseconds first_promise{};  // what a machine takes, as the rounds' measure
   for (int round = 0; round < kRounds; ++round) {
     const pid_t station = fork();
     if (station == 0) {
@@ -91,13 +94,19 @@ TEST_P(SyncTest, KilledAtAnyMomentLosesAndDoublesNothing) {
         bring_up(&spool, uri, 60);
       }
     }
-    // From before the first promise until after some.
-    usleep(static_cast<useconds_t>(random() % 120000));
+    if (round == 0) {
+      const auto begin = std::chrono::steady_clock::now();
+      int serial = 0;
+      EXPECT_EQ(read(kept[0], &serial, sizeof serial), static_cast<ssize_t>(sizeof serial));
+      first_promise = std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - begin);
+      promised.insert("S" + std::to_string(serial));
+    } else {  // from before the first promise until after some
+      usleep(static_cast<useconds_t>(random() % (4 * first_promise.count() + 1)));
+    }
     kill(station, SIGKILL);
     waitpid(station, nullptr, 0);
   }
   close(kept[1]);
-  std::set<std::string> promised;
   for (int i = 0; read(kept[0], &i, sizeof i) == sizeof i;) promised.insert("S" + std::to_string(i));
   close(kept[0]);
 
