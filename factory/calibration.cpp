@@ -8,6 +8,7 @@
 
 #include "fixture_needs.h"
 #include "held_values.h"
+#include "hub_watch.h"
 #include "panel.h"
 
 namespace factory {
@@ -112,15 +113,25 @@ Calibration prepare(const CalibrationRequest& request) {
   return c;
 }
 
+void believe(HubWatch& hub, Calibration* c) {
+  const std::string problem = hub.problem();
+  if (problem.empty()) return;
+  c->reasons.push_back(problem + ", so that the result does not count");
+  c->hints.emplace_back(kLookAtServices);
+}
+
 void run_library(Session& session, Calibration* c) {
   darken_for_lamp(session, c);
+  HubWatch hub(session);
   session.log().start_run();
   const auto start = session.since_start();
   c->result = is_panel_run(c->request.param) ? run_at_panel(session, c) : ask_library(session, c->request);
   c->seconds = (session.since_start() - start).count();
   if (!c->panel) c->run = session.log().run();
   c->interrupted = session.interrupted();
-  if (c->interrupted || c->result != 0 || c->kind == nullptr) return;
+  if (c->interrupted || c->result != 0) return;
+  believe(hub, c);
+  if (c->kind == nullptr) return;
   if (!c->in_hub && record_of(session.cal(), *c->kind).status == kFinished) read_record(session, c);
   if (c->kind->result == Result::channel_scale && !c->golden) read_channel_scales(session, c);
 }

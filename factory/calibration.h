@@ -13,6 +13,8 @@
 
 namespace factory {
 
+class HubWatch;
+
 struct CalibrationRequest {
   int type = 0;
   int param = 0;
@@ -72,6 +74,8 @@ Calibration calibrate(Session& session, const CalibrationRequest& request);
 
 // Parts of it. What kind of run it is, nothing set and nothing run yet.
 Calibration prepare(const CalibrationRequest& request);
+// Fails it where the hub did not answer since `hub` was made.
+void believe(HubWatch& hub, Calibration* calibration);
 // The library's run and what its record then holds.
 void run_library(Session& session, Calibration* calibration);
 // Switches off every sensor that the library may have left on.

@@ -7,11 +7,11 @@
 #include <fstream>
 #include <sstream>
 
+#include "hub_watch.h"
 #include "kinds.h"
 #include "options.h"
 #include "replace_file.h"
 #include "stored_values.h"
-#include "verdict.h"
 
 namespace factory {
 namespace {
@@ -116,17 +116,20 @@ std::vector<HeldValue> HeldValues::now(Session& session) const {
   return out;
 }
 
-// A hub that does not answer reads as zeros: what was read counts only when it answers before and after.
 std::string HeldValues::note(Session& session) {
-  std::string problem = wanted_.empty() ? "" : hub_problem(session);
-  if (!problem.empty()) return problem;
+  HubWatch hub(session);
   before_ = now(session);
+  std::string problem = hub.problem();
+  if (!problem.empty()) {
+    before_.clear();  // zeros that nobody sent
+    return problem;
+  }
   for (const HeldValue& value : before_) {
     if (value.name == "golden" && value.values.empty())
       irreversible_.emplace_back("golden values, which were never set");
   }
   for (const std::string& file : files_) file_bytes_[file] = bytes_of(file);
-  return wanted_.empty() ? "" : hub_problem(session);
+  return "";
 }
 
 std::string HeldValues::put_back_value(Session& session, const HeldValue& before) const {
@@ -143,6 +146,7 @@ std::string HeldValues::put_back_value(Session& session, const HeldValue& before
 // What counts is what reads back, not what the hub answers to a write.
 HeldValues::PutBack HeldValues::put_back(Session& session) const {
   PutBack out;
+  HubWatch hub(session);
   std::map<std::string, std::string> refusals;
   const std::vector<HeldValue> held = now(session);
   for (size_t i = 0; i < before_.size() && i < held.size(); ++i) {
@@ -163,7 +167,7 @@ HeldValues::PutBack HeldValues::put_back(Session& session) const {
     out.problems.push_back(refusal.empty() ? before_[i].name + " does not read as it was before" : refusal);
   }
   // Without an answer the reads above are worth nothing.
-  const std::string problem = wanted_.empty() ? "" : hub_problem(session);
+  const std::string problem = hub.problem();
   if (!problem.empty()) out.problems.push_back(problem);
   out.done = out.needed && out.problems.empty();
   return out;

@@ -142,6 +142,7 @@ void Session::set_last_will(std::function<void()> last_will) {
 
 void Session::take(const HubMessage& message) {
   const std::lock_guard<std::mutex> lock(hub_mutex_);
+  if (!message.answered) ++lost_messages_;
   if (on_hub_message_) on_hub_message_(message);
   if (hub_log_ == nullptr) return;
   fprintf(hub_log_, "%s\n", json_line(to_json(message)).c_str());

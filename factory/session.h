@@ -55,6 +55,9 @@ class Session {
   // Is told of every hub message too, on the thread that sent it. Set while nothing is sent.
   void on_hub_message(std::function<void(const HubMessage&)> listener);
 
+  // How many messages of this session the hub left without an answer, where the fixture lets us listen. Any thread.
+  int lost_messages() const { return lost_messages_; }
+
   // The brightness that the panel is left with when the session ends.
   void restore_brightness_at_end(int brightness);
 
@@ -81,6 +84,7 @@ class Session {
   std::mutex hub_mutex_;
   std::FILE* hub_log_ = nullptr;                           // guarded by hub_mutex_
   std::function<void(const HubMessage&)> on_hub_message_;  // guarded by hub_mutex_
+  std::atomic<int> lost_messages_{0};
   std::mutex will_mutex_;
   std::function<void()> last_will_;  // guarded by will_mutex_
   std::unique_ptr<SensorCalibration> cal_;

@@ -7,13 +7,12 @@
 #include <cmath>
 #include <iterator>
 
+#include "hub_watch.h"
 #include "json_text.h"
 #include "stored_values.h"
 
 namespace factory {
 namespace {
-
-using ::vendor::corvane::sensor::kestsensorservice::V1_1::IKestSensorService;
 
 constexpr int kChannels = 5;
 
@@ -115,16 +114,6 @@ Verdict look_at(Session& session, int number, bool calibrated) {
 
 }  // namespace
 
-std::string hub_problem(Session& session) {
-  if (IKestSensorService::getService("default") == nullptr) return "the sensor test service is gone";
-  // A call that never answers leaves all zeros behind, its own type and code included.
-  _ssc_oem_test_msg message{};
-  message.sensor_type = sensor_type::accelerometer;
-  message.msg_type = oem_test_msg::get_accelerometer_offset;
-  session.cal().cal_api->send_ssc_oem_test_msg(&message);
-  return message.sensor_type == 0 && message.msg_type == 0 ? "the sensor hub does not answer" : "";
-}
-
 std::vector<std::string> report_sensors() {
   std::vector<std::string> out;
   for (const Position& position : kPositions) out.emplace_back(position.sensor);
@@ -133,13 +122,13 @@ std::vector<std::string> report_sensors() {
 
 Report make_report(Session& session) {
   Report report;
-  report.warning = hub_problem(session);
+  HubWatch hub(session);
   report.text = session.cal().GetCalibrated();
   const std::vector<int> positions = enabled_positions();
   for (size_t i = 0; i < positions.size() && i < report.text.size(); ++i) {
     report.verdicts.push_back(look_at(session, positions[i], report.text[i] == '1'));
   }
-  if (report.warning.empty()) report.warning = hub_problem(session);
+  report.warning = hub.problem();
   return report;
 }
 

@@ -27,7 +27,4 @@ Report make_report(Session& session);
 // Every sensor that a report can speak of, by the names of its verdicts.
 std::vector<std::string> report_sensors();
 
-// Whether the hub answers at all: an empty text, or what is wrong.
-std::string hub_problem(Session& session);
-
 }  // namespace factory

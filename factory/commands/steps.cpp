@@ -7,6 +7,7 @@
 #include "command_line.h"
 #include "commands/commands.h"
 #include "fixture_needs.h"
+#include "hub_watch.h"
 #include "json_text.h"
 #include "kinds.h"
 #include "session.h"
@@ -17,6 +18,7 @@ namespace {
 
 constexpr int kSelfTest = 4;
 constexpr int kSoftSar = -1;
+constexpr char kNothingKnown[] = "what it did is not known";
 
 // Prints one step's result and says whether it passed.
 bool show(const Options& options, const std::string& what, const std::string& sensor, double result, bool passed) {
@@ -43,7 +45,9 @@ int calibrate_step(const Options& options, int type, int param, const std::strin
   }
   if (session.interrupted()) return kInterrupted;
   if (!fixture.problems.empty()) throw AppError(kFailed, tag_of(type) + " " + what + ": " + fixture.problems.front());
+  HubWatch hub(session);
   const int result = session.cal().sensor_calibrate(type, param);
+  hub.require(kNothingKnown);
   return show(options, what, tag_of(type), result, result == 0) ? kPassed : kFailed;
 }
 
@@ -54,7 +58,9 @@ int self_test(const Options& options, const std::vector<std::string>& tags) {
   Session session(options);
   session.require_ready();
   for (const int type : types) {
+    HubWatch hub(session);
     const int result = session.cal().sensor_calibrate(type, kSelfTest);
+    hub.require(kNothingKnown);
     if (!show(options, "self-test", tag_of(type), result, result == 0)) worst = kFailed;
   }
   return worst;
@@ -63,9 +69,11 @@ int self_test(const Options& options, const std::vector<std::string>& tags) {
 int sar_register(const Options& options, int type, const std::vector<int>& adr) {
   Session session(options);
   session.require_ready();
+  HubWatch hub(session);
   int words[2] = {adr[0], adr[1]};
   const int result = type == sensor_type::sar ? session.cal().sensor_set_sar_reg(type, words)
                                               : session.cal().sensor_set_sarsec_reg(type, words);
+  hub.require(kNothingKnown);
   return show(options, "register " + std::to_string(words[0]) + " = " + std::to_string(words[1]), tag_of(type), result,
               result == 0)
              ? kPassed
@@ -76,8 +84,10 @@ int channel(const Options& options, const std::string& tag, int number, float ta
   const int type = parse_tag(tag);
   Session session(options);
   session.require_ready();
+  HubWatch hub(session);
   const int result = screen ? session.cal().cal_api->postScreenChannelData_api(type, number, target)
                             : session.cal().sensor_calibrate(type, number, target);
+  hub.require(kNothingKnown);
   return show(options, (screen ? "screen channel " : "channel ") + std::to_string(number), tag_of(type), result,
               result == 0)
              ? kPassed
@@ -87,7 +97,9 @@ int channel(const Options& options, const std::string& tag, int number, float ta
 int collect(const Options& options) {
   Session session(options);
   session.require_ready();
+  HubWatch hub(session);
   const int value = session.cal().collectData();
+  hub.require("the sample is not known");
   if (options.json) {
     Json::Value out;
     out["value"] = value;

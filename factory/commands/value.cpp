@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "commands/commands.h"
+#include "hub_watch.h"
 #include "json_text.h"
 #include "kinds.h"
 #include "session.h"
@@ -77,8 +78,11 @@ int get(const Options& options, const Arguments& arguments) {
   Json::Value out(Json::arrayValue);
   std::vector<std::vector<std::string>> rows = {{"sensor", "value", "holds", "unit", "meaning"}};
   bool failed = false;
+  bool from_hub = false;
+  HubWatch hub(session);
   for (const StoredValue* value : wanted) {
     if (value->read == nullptr) continue;
+    from_hub = from_hub || value->file == nullptr;
     const int count = value->count == 0 ? arguments.count : value->count;
     const Reading reading = value->read(*session.cal().cal_api, type, count);
     failed = failed || reading.result != 0;
@@ -87,6 +91,7 @@ int get(const Options& options, const Arguments& arguments) {
                                                   : bad("not there (result " + std::to_string(reading.result) + ")");
     rows.push_back({tag_of(type), value->name, holds, value->unit(type), value->what});
   }
+  if (from_hub) hub.require("what it holds is not known");
   std::cout << (options.json ? json_pretty(out) + "\n" : table(rows));
   // In a list of all values one that is not there is no failure of the command.
   return failed && !arguments.name.empty() ? kFailed : kPassed;
@@ -134,8 +139,10 @@ int set(const Options& options, const Arguments& arguments) {
   const std::vector<double> numbers = parse_numbers(value, arguments.values);
   Session session(options);
   session.require_ready();
+  HubWatch hub(session);
   const int result = value.write(*session.cal().cal_api, type, numbers);
   const std::optional<bool> holds = read_back(session, value, type, numbers);
+  if (value.file == nullptr) hub.require("what it holds now is not known");
   const bool passed = result == 0 && holds.value_or(true);
   if (options.json) {
     Json::Value out = to_json(value, type, {result, numbers});

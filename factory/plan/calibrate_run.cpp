@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "hub_watch.h"
 #include "plan/step_run.h"
 #include "plan/window.h"
 #include "stored_values.h"
@@ -58,6 +59,7 @@ bool StepRun::choose_reference(CalibrationRequest* request) {
 // One command to the hub, which takes the sample itself.
 void StepRun::run_channel(Calibration* c) {
   c->kind = nullptr;
+  HubWatch hub(session_);
   session_.log().start_run();
   const auto start = session_.since_start();
   const auto target = static_cast<float>(step_.target);
@@ -66,6 +68,7 @@ void StepRun::run_channel(Calibration* c) {
   c->seconds = (session_.since_start() - start).count();
   c->run = session_.log().run();
   c->interrupted = session_.interrupted();
+  if (c->result == 0 && !c->interrupted) believe(hub, c);
 }
 
 void StepRun::begin_changes(const HeldValues& held) {

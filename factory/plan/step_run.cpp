@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "hub_watch.h"
 #include "json_text.h"
 #include "stored_values.h"
 #include "verdict.h"
@@ -209,12 +210,13 @@ void StepRun::run_verify() {
 }
 
 void StepRun::run_check() {
-  const std::string silent = hub_problem(session_);
+  HubWatch hub(session_);
   const StoredValue* value = stored_value(step_.type, step_.value);
   const Reading reading = value->read(*session_.cal().cal_api, step_.type, step_.count);
-  if (!silent.empty() || !hub_problem(session_).empty()) {
+  const std::string silent = hub.problem();
+  if (!silent.empty()) {
     attempt_.unreachable = true;
-    return attempt_.fail(silent.empty() ? "the sensor hub does not answer" : silent, kLookAtServices);
+    return attempt_.fail(silent, kLookAtServices);
   }
   if (reading.result < 0) {
     const std::string answer = ": the answer was " + std::to_string(reading.result);

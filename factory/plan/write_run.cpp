@@ -1,4 +1,5 @@
 // An attempt at a write: note what is held, write, read back, and keep or put back.
+#include "hub_watch.h"
 #include "plan/step_run.h"
 #include "stored_values.h"
 
@@ -17,6 +18,7 @@ void StepRun::run_write(const std::function<void(const std::string&)>& warn) {
     return end_changes(held, false);
   }
   begin_changes(held);
+  HubWatch hub(session_);
   const StoredValue& value = *stored_value(step_.type, step_.value);
   const int result = value.write(*session_.cal().cal_api, step_.type, step_.numbers);
   const std::string where = value.file != nullptr ? "/" + std::string(value.file) : "the hub";
@@ -33,6 +35,9 @@ void StepRun::run_write(const std::function<void(const std::string&)>& warn) {
                     hint);
     }
   }
+  const std::string lost = hub.problem();
+  if (attempt_.reasons.empty() && !lost.empty())
+    attempt_.fail(lost + ", so that the write does not count", kLookAtServices);
   under_way_.stops(session_);
   end_changes(held, result == 0);
 }

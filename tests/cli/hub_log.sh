@@ -3,7 +3,7 @@
 source "$(dirname "$0")/lib.sh"
 
 run 0 calibrate Gyr --speed max --hub-log hub.jsonl
-tail -n 1 hub.jsonl >last.json
+grep set-gyr-offset hub.jsonl | tail -n 1 >last.json
 json last.json 'd["code"] == 2 and d["command"] == "set-gyr-offset" and d["tag"] == "Gyr" and d["sensor_type"] == 4' \
   '[(w["word"], type(w["float"])) for w in d["request"]] == [(0, float), (1, float), (2, float)]' \
   'd["answered"] and d["reply"] == [{"word": 0, "int": 0}]' 'd["time"].endswith("Z")'

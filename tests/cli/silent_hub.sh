@@ -1,0 +1,53 @@
+#!/usr/bin/env bash
+# What a hub that does not answer gave is believed nowhere: zeros are a good result, and a good value.
+source "$(dirname "$0")/lib.sh"
+export SENSORCAL_PHONE=$work/phone
+
+# not_known FAULT CODE... -- ARGUMENTS...: ends with 3 and says that nothing is known.
+not_known() {
+  local fault=$1
+  shift
+  run 3 "$@" --speed max --fault "$fault"
+  has err 'the sensor hub (does not answer|did not answer 1 message): .* not known|the sensor test service is gone: .* not known'
+  lacks out passed 'written'
+}
+
+run 0 calibrate Acc Gyr --speed max --seed 7
+run 0 get Acc offset --json --phone "$SENSORCAL_PHONE"
+cp out acc.json
+for fault in hub-fail hub-vanish:0; do
+  not_known $fault selftest Acc
+  not_known $fault sar
+  not_known $fault sar --soft
+  not_known $fault sar --register 3 4
+  not_known $fault tof 5
+  not_known $fault channel Lux 0 100
+  not_known $fault collect
+  not_known $fault get Acc offset
+  not_known $fault set Acc offset 0 0 0
+  run 3 calibrate Acc --param 4 --speed max --fault $fault
+  run 3 calibrate Lux --param 12 --speed max --fault $fault
+done
+not_known hub-fail:8 selftest Acc
+not_known hub-fail:11 sar
+not_known hub-fail:1 get Acc offset
+not_known hub-fail:0 set Acc offset 0 0 0
+run 0 get Acc offset --json
+cmp -s out acc.json || fail 'the offset changed'
+
+# A code that is lost when the old values are read: nothing is changed, and no zeros are taken for them.
+run 0 get Gyr offset --json
+cp out gyr.json
+run 3 calibrate Gyr --speed max --fault hub-fail:3
+has out 'did not answer 1 message; nothing was changed'
+run 0 get Gyr offset --json
+cmp -s out gyr.json || fail 'the offset changed'
+
+# In a plan.
+for step in '{"calibrate": "Acc", "param": 4}' '{"calibrate": "33171015", "param": 0}' '{"calibrate": "Tof", "param": 5}' \
+  '{"write": "33171015", "value": "register", "to": ["3", "4"]}' \
+  '{"calibrate": "Lux", "channel": 0, "target": "100 counts"}'; do
+  echo "{\"format\": \"sensorcal.plan/1\", \"name\": \"p\", \"steps\": [$step]}" >plan.json
+  run 3 run plan.json --speed max --fault hub-fail
+  has out 'the sensor hub does not answer'
+done
