@@ -57,7 +57,9 @@ void put_back(Session& session, const HeldValues& held, Calibration* c) {
   const HeldValues::PutBack back = held.put_back(session);
   c->put_back = back.needed && back.done;
   for (const std::string& problem : back.problems) c->notes.push_back("not put back: " + problem);
-  if (!back.needed) return;
+  // A level of the panel cannot be read: what the hub took of it has changed.
+  const bool level_sent = c->panel && c->result == 0 && !c->panel->refused;
+  if (!back.needed && !level_sent) return;
   for (const std::string& what : held.irreversible()) c->notes.push_back("cannot be put back: " + what);
 }
 

@@ -41,6 +41,8 @@ struct Panel {
   int restored = -1;          // brightness put back afterwards; -1: could not be
   std::vector<double> found;  // lux, or the channels
   bool colour = false;
+  bool refused = false;   // the panel did not take the brightness: nothing was measured, and nothing sent
+  bool finished = false;  // the library's run came to its end; it may send a level all the same
   // Plain light at full and at a quarter of the brightness, once both levels are stored.
   std::optional<double> plain_bright;
   std::optional<double> plain_dim;

@@ -178,7 +178,10 @@ void LogTap::note(const __android_log_message& message) {
   if (message.priority == ANDROID_LOG_INFO &&
       (has(text, " data: {") || has(text, " cali: {") || has(text, "_CALI: {"))) {
     ++run_.events;
-    if (keep_all_) run_.values.push_back(parse_values(text));
+    std::vector<double> values = parse_values(text);
+    if (!std::all_of(values.begin(), values.end(), [](double value) { return std::isfinite(value); }))
+      ++run_.events_of_no_number;
+    if (keep_all_) run_.values.push_back(std::move(values));
     return;
   }
   if (message.priority != ANDROID_LOG_ERROR) return;

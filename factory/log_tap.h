@@ -37,6 +37,7 @@ struct LogLine {
 // What one run did so far.
 struct RunLog {
   int events = 0;
+  int events_of_no_number = 0;  // with a value that is infinite or not a number
   std::vector<Restart> restarts;
   std::vector<std::string> errors;  // error lines of the calling side, in order
   bool timed_out = false;

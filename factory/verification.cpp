@@ -325,7 +325,8 @@ void verify(Session& session, Calibration* c) {
 }
 
 void judge(Session& session, Calibration* c) {
-  if (c->result != 0 || c->interrupted) {
+  const bool unfinished = c->panel && !c->panel->refused && !c->panel->finished;
+  if (c->result != 0 || c->interrupted || unfinished) {
     explain(session, c);
   } else if (c->kind != nullptr) {
     for (const Axis& axis : c->axes) judge_axis(*c->kind, axis, c->fresh_samples, c);
