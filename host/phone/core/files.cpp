@@ -1,6 +1,7 @@
 #include "phone/core/files.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -12,6 +13,12 @@ namespace {
 
 // Takes errno, so it comes first after what failed.
 std::string failure(const std::string& path, const char* what) { return path + ": " + what + ": " + strerror(errno); }
+
+// A pipe or a device would be waited for, or never end.
+bool is_regular(int fd) {
+  struct stat status;
+  return ::fstat(fd, &status) == 0 && S_ISREG(status.st_mode);
+}
 
 bool write_all(int fd, const std::string& content) {
   size_t done = 0;
@@ -38,8 +45,12 @@ void sync_folder_of(const std::string& path) {
 
 std::string read_file(const std::string& path, std::string* content) {
   content->clear();
-  const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  const int fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   if (fd < 0) return failure(path, "cannot be opened");
+  if (!is_regular(fd)) {
+    ::close(fd);
+    return path + ": not a regular file";
+  }
   std::string error;
   char buffer[16384];
   for (;;) {
@@ -56,7 +67,8 @@ std::string read_file(const std::string& path, std::string* content) {
 std::string replace_file(const std::string& path, const std::string& content, bool durable) {
   // One name, since one process holds a phone: what a killed one left is written over.
   const std::string temporary = path + ".new";
-  const int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0644);
+  constexpr int kFlags = O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+  const int fd = ::open(temporary.c_str(), kFlags, 0644);
   if (fd < 0) return failure(path, "cannot be written");
   std::string error;
   if (!write_all(fd, content) || (durable && ::fsync(fd) != 0)) error = failure(path, "cannot be written");
@@ -70,6 +82,9 @@ std::string replace_file(const std::string& path, const std::string& content, bo
   return "";
 }
 
-bool file_exists(const std::string& path) { return ::access(path.c_str(), F_OK) == 0; }
+bool file_exists(const std::string& path) {
+  struct stat status;
+  return ::lstat(path.c_str(), &status) == 0 || errno != ENOENT;
+}
 
 }  // namespace phone

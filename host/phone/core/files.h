@@ -12,6 +12,7 @@ std::string read_file(const std::string& path, std::string* content);
 // `durable` also waits until the disk has it. A failure leaves the old file as it was.
 std::string replace_file(const std::string& path, const std::string& content, bool durable = true);
 
+// Only what is surely not there is missing: a link to nowhere, or a file that cannot be reached, fails when it is read.
 bool file_exists(const std::string& path);
 
 }  // namespace phone

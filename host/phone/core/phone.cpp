@@ -37,7 +37,12 @@ ProcessSlot::ProcessSlot() {
 ProcessSlot::~ProcessSlot() { g_slot_taken = false; }
 
 ProcessState::ProcessState(const std::string& directory) : root_before_(host::device_root()) {
-  problem_ = host::open_properties(directory);
+  bool readable = false;
+  problem_ = host::open_properties(directory, &readable);
+  if (!readable) {
+    host::open_properties("");
+    throw PhoneError(problem_);
+  }
   host::set_device_root(directory);
 }
 

@@ -98,7 +98,7 @@ void PhoneDirectory::make_folder(const std::string& wanted) {
 
 void PhoneDirectory::lock() {
   const std::string path = file(kLock);
-  lock_fd_ = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+  lock_fd_ = open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0644);
   if (lock_fd_ < 0) throw PhoneError(path + ": " + strerror(errno));
   if (flock(lock_fd_, LOCK_EX | LOCK_NB) != 0) {
     const int error = errno;

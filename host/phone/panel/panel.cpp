@@ -32,7 +32,7 @@ std::optional<int> parse(std::string_view text) {
 
 std::optional<int> read_node(const std::string& path) {
   char text[16];
-  const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  const int fd = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   if (fd < 0) return std::nullopt;
   const ssize_t length = read(fd, text, sizeof text);
   close(fd);
@@ -75,7 +75,7 @@ int Panel::brightness() const {
 void Panel::write_node(int value) const {
   char text[16];
   const int length = snprintf(text, sizeof text, kNodeFormat, value);
-  const int fd = open(node_.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
+  const int fd = open(node_.c_str(), O_WRONLY | O_CREAT | O_NONBLOCK | O_CLOEXEC, 0644);
   if (fd < 0) return;
   if (pwrite(fd, text, static_cast<size_t>(length), 0) == length && ftruncate(fd, length) != 0) {
     // A node that refuses writes (a fault) stays as it is.

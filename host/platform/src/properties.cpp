@@ -4,10 +4,13 @@
 #include <fcntl.h>
 #include <stdio.h>
 #include <string.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <fstream>
 #include <mutex>
+#include <sstream>
 
 namespace host {
 namespace {
@@ -57,10 +60,36 @@ std::string unescaped(const std::string& text) {
   return out;
 }
 
-// Returns what was wrong, or an empty text. A missing file holds nothing.
-std::string read_file(const std::string& path, bool escapes, std::map<std::string, std::string>* values) {
-  std::ifstream file(path);
+// Returns why not, or an empty text. A missing file holds nothing; a pipe is not waited for.
+std::string read_text(const std::string& path, std::string* text) {
+  struct stat status;
+  if (lstat(path.c_str(), &status) != 0 && errno == ENOENT) return "";
+  const int fd = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  if (fd < 0) return path + ": cannot be opened: " + strerror(errno);
   std::string problem;
+  if (fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) problem = path + ": not a regular file";
+  char buffer[4096];
+  while (problem.empty()) {
+    const ssize_t n = read(fd, buffer, sizeof buffer);
+    if (n < 0 && errno == EINTR) continue;
+    if (n < 0) problem = path + ": cannot be read: " + strerror(errno);
+    if (n <= 0) break;
+    text->append(buffer, static_cast<size_t>(n));
+  }
+  close(fd);
+  return problem;
+}
+
+// Returns what was wrong, or an empty text.
+std::string read_file(const std::string& path, bool escapes, std::map<std::string, std::string>* values,
+                      bool* readable) {
+  std::string text;
+  std::string problem = read_text(path, &text);
+  if (!problem.empty()) {
+    *readable = false;
+    return problem;
+  }
+  std::istringstream file(text);
   std::string line;
   for (int number = 1; std::getline(file, line); ++number) {
     if (line.empty() || line[0] == '#') continue;
@@ -90,6 +119,7 @@ bool save(const Store& store) {
   if (store.folder.empty()) return true;
   const std::string path = store.folder + kStateFile;
   const std::string temporary = path + ".new";
+  unlink(temporary.c_str());  // what a killed process left, or somebody else: a pipe there would be waited for
   {
     std::ofstream file(temporary, std::ios::trunc);
     for (const auto& [key, value] : store.values) {
@@ -121,17 +151,27 @@ bool set(const std::string& key, const std::string& value) {
 
 }  // namespace
 
-std::string open_properties(const std::string& folder) {
+std::string open_properties(const std::string& folder, bool* readable) {
   Store& s = store();
   const std::lock_guard<std::mutex> lock(s.mutex);
   s.folder = folder;
   s.build.clear();
   s.values.clear();
+  if (readable != nullptr) *readable = true;
   if (folder.empty()) return "";
-  std::string problem = read_file(folder + kBuildFile, false, &s.build);
-  s.values = s.build;
-  const std::string state_problem = read_file(folder + kStateFile, true, &s.values);
-  return problem.empty() ? state_problem : problem;
+  bool all_read = true;
+  std::string problem = read_file(folder + kBuildFile, false, &s.build, &all_read);
+  if (all_read) {
+    s.values = s.build;
+    const std::string state_problem = read_file(folder + kStateFile, true, &s.values, &all_read);
+    if (problem.empty() || !all_read) problem = state_problem;
+  }
+  if (all_read) return problem;
+  if (readable != nullptr) *readable = false;
+  s.folder.clear();
+  s.build.clear();
+  s.values.clear();
+  return problem;
 }
 
 void reboot_properties() {
