@@ -186,9 +186,9 @@ void PhoneImpl::reboot() {
 }
 
 void PhoneImpl::factory_reset() {
+  folder_.restore_files();  // first, since it may refuse
   hub_.factory_reset();
   save_registry();
-  folder_.restore_files();
 }
 
 Scene PhoneImpl::scene(bool with_panel) {

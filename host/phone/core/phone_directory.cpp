@@ -130,8 +130,22 @@ void PhoneDirectory::write(const std::string& path, const std::string& content) 
   if (!problem.empty()) throw PhoneError(problem);
 }
 
+// What a link leads to is not the phone's.
+void PhoneDirectory::refuse_linked_folders() const {
+  const auto refuse = [this](const fs::path& folder) {
+    fs::path at = path_;
+    for (const fs::path& part : folder.relative_path()) {
+      at /= part;
+      if (fs::is_symlink(fs::symlink_status(at))) throw PhoneError(at.string() + ": a link in the place of a folder");
+    }
+  };
+  for (const char* folder : kFolders) refuse(folder);
+  for (const auto& [path, content] : profile_->files) refuse(fs::path(path).parent_path());
+}
+
 // A file that the profile lays down is replaced, not removed first: whenever this is cut short, it is there.
 void PhoneDirectory::restore_files() const {
+  refuse_linked_folders();
   std::error_code ignored;
   for (const auto& entry : fs::directory_iterator(path_ + kPersistSensors, ignored)) {
     const bool laid_down = profile_->files.count(entry.path().string().substr(path_.size())) != 0;

@@ -29,6 +29,7 @@ class PhoneDirectory {
   void restore_files() const;
 
  private:
+  void refuse_linked_folders() const;
   void release();
   void make_folder(const std::string& wanted);
   void lock();
