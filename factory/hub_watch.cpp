@@ -1,6 +1,5 @@
 #include "hub_watch.h"
 
-
 #include "options.h"
 
 namespace factory {
@@ -20,7 +19,8 @@ std::string hub_problem(Session& session) {
 
 }  // namespace
 
-HubWatch::HubWatch(Session& session) : session_(session), lost_(session.lost_messages()), first_(hub_problem(session)) {}
+HubWatch::HubWatch(Session& session)
+    : session_(session), lost_(session.lost_messages()), first_(hub_problem(session)) {}
 
 std::string HubWatch::problem() {
   if (!first_.empty()) return first_;

@@ -7,8 +7,8 @@
 
 namespace factory {
 
-// A lost reply reads as zeros, and zero is a good result and a good value: what the hub gave counts only when it answers
-// before and after, and each message between. On a phone the messages between cannot be listened to.
+// A lost reply reads as zeros, and zero is a good result and a good value: what the hub gave counts only when it
+// answers before and after, and each message between. On a phone the messages between cannot be listened to.
 class HubWatch {
  public:
   // Asks the hub for the first time.

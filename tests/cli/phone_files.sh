@@ -28,3 +28,43 @@ done
 run 0 get Bar offset --json --speed max
 json out 'd[0]["values"] == [1.0]'
 has "$persist/PSensor_ct1.txt" 11
+
+# Faults laid one over the other, in any order, leave the calibration files as they were.
+run 0 set Prx delta-file 77 --speed max
+run 0 set Prx crosstalk-file-2 12 --speed max
+cp -r "$persist" before
+same() { diff -r before "$persist" >out 2>err || fail "the calibration files changed: $*"; }
+for first in persist-full persist-read-only persist-absent; do
+  for second in persist-full persist-read-only persist-absent; do
+    timeout 20 "$sensorcal" get Prx --speed max --fault $first --fault $second >out 2>err </dev/null ||
+      [ $? -lt 124 ] || fail "$first, $second: hangs"
+    same "$first, $second"
+    run 0 get Prx --speed max
+    same "$first, $second, and opened again"
+  done
+done
+for first in persist-full persist-read-only; do
+  run 0 get Prx --speed max --fault $first --fault truncated:/mnt/vendor/persist/sensors/PSensor3cm_ct.txt
+  [ -s "$persist/PSensor3cm_ct.txt" ] || fail "$first, truncated: nothing is left"
+  cmp -s "$persist/PSensor_ct1.txt" before/PSensor_ct1.txt || fail "$first, truncated: another file changed"
+  cp before/* "$persist"
+done
+
+# A user's own links: kept at an opening, and never followed out of the phone by a reset.
+cp before/PSensor_ct1.txt mine
+ln -sf "$work/mine" "$persist/PSensor_ct1.txt"
+run 0 get Prx --speed max
+[ -L "$persist/PSensor_ct1.txt" ] || fail "a user's own link was removed"
+mkdir victim
+echo x >victim/keep.txt
+for at in "$persist" "$(dirname "$persist")"; do
+  mv "$at" away
+  ln -s "$work/victim" "$at"
+  run 3 factory-reset --speed max
+  has err "$at: a link in the place of a folder"
+  [ "$(find victim)" = $'victim\nvictim/keep.txt' ] || fail "a reset changed what a link led to"
+  rm "$at"
+  mv away "$at"
+done
+run 0 get Bar offset --json --speed max
+json out 'd[0]["values"] == [1.0]'

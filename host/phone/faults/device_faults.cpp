@@ -5,6 +5,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <filesystem>
 
 #include "phone/core/files.h"
@@ -41,6 +42,22 @@ void set_property(const std::string& name, const std::optional<std::string>& val
   }
 }
 
+// The targets that faults give their links; a user's own link has another one.
+bool is_stand_in(const std::string& path) {
+  std::error_code none;
+  const std::string target = fs::read_symlink(path, none).string();
+  if (none) return false;
+  int pid = 0;
+  int fd = 0;
+  int length = 0;
+  const bool copy = sscanf(target.c_str(), "/proc/%d/fd/%d%n", &pid, &fd, &length) == 2 &&
+                    static_cast<size_t>(length) == target.size();
+  return copy || target == kFull || target == kNowhere;
+}
+
+// Where the real file is while the faults are laid on, one over the other.
+std::string real_file(const std::string& path) { return is_stand_in(path) ? path + kKept : path; }
+
 std::string garbage(size_t length, uint64_t seed) {
   const Draws draws = Draws(seed).of("garbage");
   std::string out(length, '\0');
@@ -65,9 +82,9 @@ void FileFaults::put_back() const {
   }
   // In one step where there is a real file: a phone cut short in the middle of this finds its file the next time.
   const auto restore = [&](const std::string& path) {
-    if (fs::exists(path + kKept, ignored)) {
+    if (file_exists(path + kKept)) {
       fs::rename(path + kKept, path, ignored);
-    } else if (fs::is_symlink(path, ignored)) {
+    } else if (is_stand_in(path)) {
       fs::remove(path, ignored);
     }
   };
@@ -77,7 +94,11 @@ void FileFaults::put_back() const {
 
 void FileFaults::replace_by_link(const std::string& path, const std::string& target) const {
   std::error_code error;
-  if (fs::exists(path)) fs::rename(path, path + kKept, error);
+  if (is_stand_in(path)) {
+    fs::remove(path, error);  // of another fault: the real file is kept already
+  } else if (file_exists(path)) {
+    fs::rename(path, path + kKept, error);
+  }
   if (!error) fs::create_symlink(target, path, error);
   if (error) throw PhoneError(path + ": " + error.message());
 }
@@ -97,7 +118,7 @@ std::string FileFaults::unwritable_copy(const std::string& path) {
 }
 
 void FileFaults::spoil_file(const Fault& fault, uint64_t seed) const {
-  const std::string path = root_ + fault.text;
+  const std::string path = real_file(root_ + fault.text);
   std::string content;
   const std::string problem = read_file(path, &content);
   if (!problem.empty()) throw PhoneError(problem);
@@ -111,14 +132,18 @@ void FileFaults::apply(const Faults& faults, uint64_t seed) {
     if (fault.id == FaultId::truncated || fault.id == FaultId::garbled) spoil_file(fault, seed);
     if (fault.id == FaultId::brightness_missing) replace_by_link(root_ + kBrightness, kNowhere);
     if (fault.id == FaultId::brightness_read_only) {
-      replace_by_link(root_ + kBrightness, unwritable_copy(root_ + kBrightness));
+      replace_by_link(root_ + kBrightness, unwritable_copy(real_file(root_ + kBrightness)));
     }
-    if (fault.id == FaultId::persist_absent) fs::rename(root_ + kPersist, root_ + kPersistAway);
+    if (fault.id == FaultId::persist_absent && file_exists(root_ + kPersist)) {
+      fs::rename(root_ + kPersist, root_ + kPersistAway);
+    }
+    if (!file_exists(root_ + kPersist)) continue;
     for (const char* file : kPersistFiles) {
       const std::string path = root_ + file;
+      const std::string real = real_file(path);
       if (fault.id == FaultId::persist_full) replace_by_link(path, kFull);
       if (fault.id == FaultId::persist_read_only) {
-        replace_by_link(path, file_exists(path) ? unwritable_copy(path) : kNowhere);
+        replace_by_link(path, file_exists(real) ? unwritable_copy(real) : kNowhere);
       }
     }
   }

@@ -9,8 +9,8 @@ namespace host {
 // Forgets all properties and takes those of a phone directory: first `folder`/build.prop (KEY=VALUE lines, # comments),
 // then `folder`/properties, where every later change is kept (the whole file is replaced at each change, so a reader
 // finds the old or the new values). An empty folder gives an empty store that lives in memory only.
-// Returns an empty text, or what was wrong, naming file and line; the malformed lines are skipped. A file that is there and cannot be
-// read clears `readable`: then the store is empty, and the folder stays as it is.
+// Returns an empty text, or what was wrong, naming file and line; the malformed lines are skipped. A file that is there
+// and cannot be read clears `readable`: then the store is empty, and the folder stays as it is.
 std::string open_properties(const std::string& folder, bool* readable = nullptr);
 
 // What a reboot does: drops every property that is neither from build.prop nor "persist.".
