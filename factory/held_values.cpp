@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cmath>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 
@@ -37,6 +38,8 @@ bool write_bytes(const std::string& path, const std::string& bytes) {
     replace_file(path, bytes);
     return true;
   } catch (const AppError&) {
+    // Written over only where the folder takes no new file: where there is no room the old one would be lost too.
+    if (access(std::filesystem::absolute(path).parent_path().c_str(), W_OK) == 0) return false;
   }
   std::ofstream out(path, std::ios::binary | std::ios::trunc);
   out << bytes;

@@ -70,7 +70,8 @@ std::vector<Row> read_rows(SensorCalibration& cal, bool* readable) {
   cal.get_judge_calibrated();
   // The process stands in the device's "/".
   std::ifstream file(kTable + 1);
-  *readable = static_cast<bool>(file);
+  *readable = file && (file.peek(), !file.bad());  // a folder opens, and cannot be read
+  file.clear();
   std::vector<Row> rows;
   size_t kept = 0;
   std::string line;

@@ -101,7 +101,8 @@ std::unique_ptr<Fixture> open_fixture(const Options& options) {
   wanted.speed = parse_speed(options.speed);
   wanted.replays = options.replay;
   wanted.faults = options.fault;
-  const bool existed = std::filesystem::exists(wanted.directory + "/profile.json");
+  std::error_code unreachable;  // is the phone's to tell
+  const bool existed = std::filesystem::exists(wanted.directory + "/profile.json", unreachable);
   std::unique_ptr<phone::Phone> opened;
   try {
     opened = phone::Phone::open(wanted);

@@ -225,7 +225,7 @@ void StepRun::run_calibrate(const std::function<void(const std::string&)>& warn)
     Calibration c = prepare(request);
     if (write_golden()) {
       step_.channel ? run_channel(&c) : run_library(session_, &c);
-      went_through = c.result == 0;
+      went_through = c.result == 0 && !(c.panel && c.panel->refused);
       if (!session_.interrupted()) judge(session_, &c);
       if (c.passed && !session_.interrupted()) verify_calibration(c);
     }

@@ -68,3 +68,22 @@ for at in "$persist" "$(dirname "$persist")"; do
 done
 run 0 get Bar offset --json --speed max
 json out 'd[0]["values"] == [1.0]'
+
+# The hub's store cannot be kept: nothing passes, and the old values stay.
+export SENSORCAL_PHONE=$work/full
+run 0 calibrate Acc Bar Lux --speed max --seed 7
+run 0 hub state --json
+cp out kept.json
+mkdir "$SENSORCAL_PHONE/hub_registry.json.new"
+run 1 set Bar offset 1
+run 1 calibrate Acc --speed max
+has out 'failed when set offset to hub'
+run 1 calibrate Lux --param 13 --speed max
+run 0 hub state --json
+cmp -s out kept.json || fail 'the store changed'
+
+# A folder in the place of the verdict table is no empty table.
+rm "$SENSORCAL_PHONE/vendor/etc/sensors/judge_calibrated.json"
+mkdir "$SENSORCAL_PHONE/vendor/etc/sensors/judge_calibrated.json"
+run 1 judge
+has err 'the verdict table .* cannot be read'

@@ -76,7 +76,7 @@ PhoneImpl::PhoneImpl(const PhoneOptions& options)
   set_first_world();
   const std::string problem = registry_.load();
   if (!problem.empty()) throw PhoneError(problem);
-  hub_.on_change([this] { save_registry(); });
+  hub_.on_change([this] { return save_registry(); });
   set_service_faults(*faults_, &service_faults_);
   stage_ = std::make_shared<Stage>(options.speed, faults_, folder_.profile(), make_sensors(options));
   register_services();
@@ -139,9 +139,10 @@ void PhoneImpl::register_services() {
   }
 }
 
-void PhoneImpl::save_registry() {
+bool PhoneImpl::save_registry() {
   const std::string problem = registry_.save();
   if (!problem.empty()) remark(problem);
+  return problem.empty();
 }
 
 void PhoneImpl::remark(const std::string& text) {

@@ -72,7 +72,7 @@ class PhoneImpl : public Phone, private Surroundings, private RawSource {
   std::vector<std::unique_ptr<Sensor>> make_sensors(const PhoneOptions& options);
   void set_first_world();
   void register_services();
-  void save_registry();
+  bool save_registry();  // false: it could not be kept, as a remark says
   void remark(const std::string& text);
 
   const ProcessSlot slot_;

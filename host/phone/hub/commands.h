@@ -32,6 +32,7 @@ struct ColourRunState {
   static constexpr int32_t kNoGolden = 1;
   static constexpr int32_t kBadScale = 2;
   static constexpr int32_t kNoRun = 3;
+  static constexpr int32_t kRunNotStored = 4;
 
   int chip_type = 0;  // plain type
   int32_t command = 0;

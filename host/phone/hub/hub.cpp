@@ -1,5 +1,6 @@
 #include "phone/hub/hub.h"
 
+#include <bit>
 #include <cmath>
 #include <utility>
 
@@ -10,6 +11,7 @@ namespace phone {
 namespace {
 
 constexpr int32_t kUnknown = -1;
+constexpr int32_t kNotStored = -1;
 constexpr double kLevelRounding = 0.5;  // levels are whole lux or counts
 
 // How a lux level reads through today's scale. A scale that scales nothing leaves it as it was stored.
@@ -62,8 +64,10 @@ void Hub::run(const Command& command, const HubRecord& request, HubRecord* reply
   }
   const Measured measured = known ? measure(command.measure, request) : Measured{};
   bool changed = false;
+  Store before;
   {
     const std::lock_guard<std::mutex> lock(mutex_);
+    before = store_;
     const uint32_t run_before = runtime_.colour_run.number;
     CommandContext context{.request = request,
                            .reply = *reply,
@@ -79,7 +83,14 @@ void Hub::run(const Command& command, const HubRecord& request, HubRecord* reply
       colour_deadline_.start(std::chrono::milliseconds(chips_.colour_run_ms));
     }
   }
-  if (changed) tell_change();
+  if (!changed || tell_change()) return;
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    store_ = std::move(before);
+  }
+  add_note(note, std::string(command.name) + ": not stored");
+  // Commands tell their result in the first, the second or the third word.
+  reply->words = {kNotStored, kNotStored, std::bit_cast<int32_t>(static_cast<float>(kNotStored))};
 }
 
 Measured Hub::measure(Measure what, const HubRecord& request) const {
@@ -130,14 +141,19 @@ void Hub::end_colour_run() {
   const LightChip* chip = light_chip(run.chip_type);
   if (run.result != ColourRunState::kRunning || chip == nullptr) return;  // a reboot came between
   const Channels raw = measure_channels(chip->stream);
+  Store before;
   {
     const std::lock_guard<std::mutex> lock(mutex_);
+    before = store_;
     ColourRunState& current = runtime_.colour_run;
     if (current.number != run.number || current.result != ColourRunState::kRunning) return;
     phone::end_colour_run(raw, &current, &store_.lights[chip->type]);
     if (current.result != ColourRunState::kDone) return;
   }
-  tell_change();
+  if (tell_change()) return;
+  const std::lock_guard<std::mutex> lock(mutex_);
+  store_ = std::move(before);
+  runtime_.colour_run.result = ColourRunState::kRunNotStored;
 }
 
 std::array<float, 3> Hub::offset(int sensor_type) const {
@@ -259,18 +275,18 @@ void Hub::forget_runtime() {
   for (const int type : kGyroscopes) ++runtime_.bias_epochs[type].relearn;
 }
 
-void Hub::on_change(std::function<void()> changed) {
+void Hub::on_change(std::function<bool()> changed) {
   const std::lock_guard<std::mutex> lock(mutex_);
   changed_ = std::move(changed);
 }
 
-void Hub::tell_change() {
-  std::function<void()> changed;
+bool Hub::tell_change() {
+  std::function<bool()> changed;
   {
     const std::lock_guard<std::mutex> lock(mutex_);
     changed = changed_;
   }
-  if (changed) changed();
+  return !changed || changed();
 }
 
 }  // namespace phone

@@ -75,8 +75,9 @@ class Hub {
   void reboot();  // drops what does not outlive a reboot
 
   // Called after every change of the store, with the hub's lock not held: on the thread that changed it, or on the
-  // hub's own after a colour run. Empty: nobody is told.
-  void on_change(std::function<void()> changed);
+  // hub's own after a colour run. Empty: nobody is told. False: the store could not be kept; a message's change is then
+  // undone, and its reply says so.
+  void on_change(std::function<bool()> changed);
   // The hub's own thread makes no call any more when it returns: before the source or what on_change() uses goes.
   void shut_down() { colour_deadline_.stop(); }
 
@@ -86,7 +87,7 @@ class Hub {
   void run(const Command& command, const HubRecord& request, HubRecord* reply, std::string* note);
   void end_colour_run();
   void forget_runtime();  // with mutex_ held
-  void tell_change();
+  bool tell_change();
 
   RawSource* const source_;
   const Chips chips_;
@@ -94,7 +95,7 @@ class Hub {
   mutable std::mutex mutex_;
   Store store_;                    // guarded by mutex_
   HubRuntime runtime_;             // guarded by mutex_
-  std::function<void()> changed_;  // guarded by mutex_
+  std::function<bool()> changed_;  // guarded by mutex_
   Deadline colour_deadline_;       // last: its thread goes before what it uses
 };
 

@@ -142,7 +142,10 @@ TEST_F(RegistryTest, AFailedSaveNamesTheFileAndLeavesNoRest) {
 // a part.
 TEST_F(RegistryTest, ConcurrentChangesEndInTheNewestFile) {
   HubRegistry registry(&hub, folder, true);
-  hub.on_change([&] { EXPECT_EQ(registry.save(), ""); });
+  hub.on_change([&] {
+    EXPECT_EQ(registry.save(), "");
+    return true;
+  });
   std::atomic<bool> done = false;
   ask(6, 21, {F(0)});
   std::thread reader([&] {
@@ -164,11 +167,26 @@ TEST_F(RegistryTest, ConcurrentChangesEndInTheNewestFile) {
   EXPECT_EQ(other.lux_scale(5), 39);
 }
 
+// A full disk: the old values stay, and whichever word the library takes for the result tells of it.
+TEST_F(RegistryTest, WhatCannotBeKeptIsUndoneAndRefused) {
+  ask(6, 21, {F(7)});
+  hub.on_change([] { return false; });
+  const Json::Value before = hub.save();
+  const std::pair<int32_t, std::vector<int32_t>> changes[] = {{21, {F(1)}}, {26, {13, 4095, 35}}, {9, {F(2)}}};
+  for (const auto& [code, words] : changes) {
+    const HubRecord reply = ask(code == 21 ? 6 : 5, code, words);
+    EXPECT_EQ(reply.words[0], -1) << code;
+    EXPECT_EQ(reply.words[1], -1) << code;
+    EXPECT_EQ(reply.words[2], F(-1)) << code;
+    EXPECT_EQ(hub.save(), before) << code;
+  }
+}
+
 TEST_F(RegistryTest, ResetAndReboot) {
   ask(1, 0, {F(1), F(1), F(1)});
   ask(33171015, 43, {1, 2});
   int changes = 0;
-  hub.on_change([&] { ++changes; });
+  hub.on_change([&] { return ++changes > 0; });
   const uint32_t epoch = hub.gyroscope_bias_epoch(4).relearn;
   hub.reboot();
   EXPECT_EQ(hub.offset(1)[0], 1);
