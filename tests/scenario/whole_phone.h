@@ -8,7 +8,6 @@
 #include <future>
 #include <memory>
 #include <mutex>
-#include <regex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -17,28 +16,23 @@
 
 namespace scenario {
 
-using phone_test::bits;
 using phone_test::Client;
 using phone_test::Folder;
 using phone_test::options;
-using test::Lines;
 
 // The inertial sensors, as the factory calibrates them.
 struct Inertial {
   int type;
   int event_type;  // of the events that a run takes
-  int set_code;
   int get_code;
-  double residual;  // largest difference of fresh samples to the truth, per axis
-  double gravity;   // on z at rest
+  double gravity;  // on z at rest
 };
 
 inline constexpr double kG = 9.80665;
-inline constexpr Inertial kAcc = {sensor_type::accelerometer, sensor_type::accelerometer, 0, 1, 0.02, kG};
-inline constexpr Inertial kAcc2 = {
-    sensor_type::accelerometer_second, sensor_type::accelerometer_second, 0, 1, 0.02, -kG};
-inline constexpr Inertial kGyr = {sensor_type::gyroscope, sensor_type::gyroscope_uncalibrated, 2, 3, 0.00035, 0};
-inline constexpr Inertial kGyr2 = {sensor_type::gyroscope_second, sensor_type::gyroscope_second, 2, 3, 0.00035, 0};
+inline constexpr Inertial kAcc = {sensor_type::accelerometer, sensor_type::accelerometer, 1, kG};
+inline constexpr Inertial kAcc2 = {sensor_type::accelerometer_second, sensor_type::accelerometer_second, 1, -kG};
+inline constexpr Inertial kGyr = {sensor_type::gyroscope, sensor_type::gyroscope_uncalibrated, 3, 0};
+inline constexpr Inertial kGyr2 = {sensor_type::gyroscope_second, sensor_type::gyroscope_second, 3, 0};
 inline constexpr Inertial kInertial[] = {kAcc, kAcc2, kGyr, kGyr2};
 
 using Axes = std::array<float, 3>;

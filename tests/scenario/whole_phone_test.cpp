@@ -102,8 +102,8 @@ class Factory {
     for (const int type : {light, lux_pri2}) {
       for (const int level : {13, 14}) EXPECT_EQ(cal().sensor_calibrate(type, level), 0) << type << " " << level;
     }
-    set_panel(0);
     world("dark-box", "off");
+    expect_lux_without_the_panels();
     calibrate_proximity();
     for (const int type : {sar, sar_second}) {
       EXPECT_EQ(cal().sensor_calibrate(type, 0), 0);
@@ -174,6 +174,21 @@ class Factory {
     }
   }
 
+  // Once both levels are stored, plain light is the scene's, whatever the panel shows.
+  void expect_lux_without_the_panels() {
+    for (const int type : {light, lux_pri2}) {
+      std::vector<double> seen;
+      for (const int brightness : {0, 512, 1024, 2500, 4095}) {
+        set_panel(brightness);
+        expect_right(light_fresh(type));
+        seen.push_back(phone_test::mean(client_.collect(type, 100000, 40), 0));
+      }
+      const auto [least, most] = std::minmax_element(seen.begin(), seen.end());
+      EXPECT_LE(*most - *least, 1.0) << type;
+    }
+    set_panel(0);
+  }
+
   void calibrate_proximity() {
     world("target", "none");
     EXPECT_EQ(cal().sensor_calibrate(proximity, 0), 0);
@@ -231,8 +246,10 @@ class Factory {
       world("target", step == 7 ? "none" : "10");
       EXPECT_EQ(cal().sensor_calibrate(type, step), 0) << type << " step " << step;
     }
-    world("target", "10");
-    expect_right(kTofFresh);
+    for (const char* target : {"10", "30"}) {
+      world("target", target);
+      expect_right(kTofFresh);
+    }
     world("target", "none");
   }
 
