@@ -128,18 +128,6 @@ TEST(Delivery, QueuesGoOnInPhoneTimeOrderAndSeeTheSameSamples) {
   EXPECT_GE(shared, 400U);
 }
 
-// Two queues with different periods: the sensor runs at the faster one, and the slower gets every fifth.
-TEST(Delivery, SlowerQueueGetsEveryNthSample) {
-  const auto phone = phone::Phone::open(options());
-  Client fast;
-  Client slow;
-  fast.enable(kAcc, 20000);
-  slow.enable(kAcc, 100000);
-  const std::vector<Event> events = slow.listener->wait_for(20);
-  ASSERT_GE(events.size(), 20U);
-  for (size_t i = 1; i < 20; ++i) EXPECT_EQ(events[i].timestamp - events[i - 1].timestamp, 100 * kMs);
-}
-
 TEST(Delivery, EnablingAndDisablingInsideTheCallback) {
   const auto phone = phone::Phone::open(options());
   Client client;

@@ -10,29 +10,6 @@ namespace {
 
 using std::chrono::milliseconds;
 
-TEST_F(HubTest, AppliesWhatItWasSent) {
-  raw.values = {{{33171015, 0}, 40}, {{33171015, 7}, 47}, {{33171040, 0}, 130}, {{8, 0}, 55.5F}};
-  ask(4, 2, {F(1), F(2), F(3)});
-  ask(6, 21, {F(-0.5F)});
-  ask(33171015, 11);
-  ask(8, 12);
-  ask(8, 13);
-  ask(8, 7);
-  ask(8, 5, {700, -1, -1});
-  EXPECT_THAT(hub.offset(16), testing::ElementsAre(1, 2, 3));
-  EXPECT_THAT(hub.offset(1), testing::ElementsAre(0, 0, 0));
-  EXPECT_EQ(hub.pressure_offset(), -0.5F);
-  EXPECT_EQ(hub.sar_offset(33171015, 0), 40);
-  EXPECT_EQ(hub.sar_offset(33171015, 7), 47);
-  EXPECT_EQ(hub.sar_offset(33171015, 8), 0);
-  EXPECT_EQ(hub.sar_offset(33171016, 0), 0);
-  EXPECT_EQ(hub.tof_offset(), 30);
-  const Hub::Proximity proximity = hub.proximity();
-  EXPECT_EQ(proximity.near_threshold, 700);
-  EXPECT_EQ(proximity.far_threshold, 400);
-  EXPECT_EQ(proximity.hardware_crosstalk, 55.5F);
-}
-
 TEST_F(HubTest, ASoftSarCalibrationComesOnTopAndGoesWithAReboot) {
   raw.values = {{{33171015, 0}, 40}};
   ask(33171015, 11);
@@ -45,15 +22,6 @@ TEST_F(HubTest, ASoftSarCalibrationComesOnTopAndGoesWithAReboot) {
   ask(33171015, 11, {F(-1)});
   ask(33171015, 11);
   EXPECT_EQ(hub.sar_offset(33171015, 0), 43) << "a full calibration leaves no baseline";
-}
-
-TEST_F(HubTest, CountsWhatRestartsTheGyroscopeBias) {
-  ask(16, 33);
-  ask(4, 2);
-  ask(4, 2);
-  EXPECT_EQ(hub.gyroscope_bias_epoch(4).relearn, 2U);
-  EXPECT_EQ(hub.gyroscope_bias_epoch(16).clear, 1U);
-  EXPECT_EQ(hub.gyroscope_bias_epoch(268369924).relearn, 0U);
 }
 
 TEST_F(HubTest, PanelCurveRunsThroughBothLevels) {
