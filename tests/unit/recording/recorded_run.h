@@ -30,8 +30,6 @@ inline std::string read(const std::string& file) {
   return text.str();
 }
 
-inline void write(const std::string& file, const std::string& text) { std::ofstream(file, std::ios::binary) << text; }
-
 class RecordedRun {
  public:
   explicit RecordedRun(const std::string& profile = "reference") {

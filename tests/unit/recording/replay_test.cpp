@@ -87,5 +87,21 @@ TEST(ReplayOfAnInterruption, EndsWhereTheRunDid) {
   }
 }
 
+TEST(Differences, AreTold) {
+  Json::Value a;
+  a["verdict"] = "passed";
+  a["steps"].append(1);
+  a["application"] = "1.0";
+  Json::Value b = a;
+  b["application"] = "2.0";
+  EXPECT_THAT(factory::differences(a, b), ::testing::IsEmpty());
+  b["verdict"] = "failed";
+  b["steps"].append(2);
+  b["more"] = true;
+  EXPECT_THAT(factory::differences(a, b),
+              ::testing::ElementsAre("more: recorded null, now true", "steps: 1 entries recorded, now 2",
+                                     R"(verdict: recorded "passed", now "failed")"));
+}
+
 }  // namespace
 }  // namespace recording_test
