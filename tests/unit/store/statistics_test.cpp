@@ -86,43 +86,6 @@ TEST_P(StatisticsTest, CapabilityKeepsItsDigits) {
   }
 }
 
-TEST_P(StatisticsTest, YieldsCountPhones) {
-  struct Row {
-    const char* serial;
-    const char* station;
-    std::vector<const char*> verdicts;  // in the order of time
-  };
-  const Row rows[] = {
-      {"A", "north", {"passed"}},           {"B", "north", {"failed", "passed"}},  {"C", "south", {"passed", "failed"}},
-      {"D", "south", {"failed", "failed"}}, {"E", "south", {"aborted", "passed"}}, {"F", "south", {"aborted"}},
-      {"", "north", {"passed", "failed"}}};
-  long long ms = kMidnight;
-  std::vector<MadeRun> runs;
-  for (const Row& row : rows) {
-    for (const char* verdict : row.verdicts) {
-      MadeRun run;
-      run.serial = row.serial;
-      run.station = row.station;
-      run.verdict = verdict;
-      run.started_ms = ++ms;
-      runs.push_back(run);
-    }
-  }
-  // Runs come up in any order.
-  std::shuffle(runs.begin(), runs.end(), std::mt19937(1));
-  for (const MadeRun& run : runs) put(run);
-  const Statistics stats = ask();
-  EXPECT_EQ(stats.runs.passed, 5);
-  EXPECT_EQ(stats.runs.failed, 5);
-  EXPECT_EQ(stats.runs.aborted, 2);
-  EXPECT_EQ(stats.yield.units, 7);  // A to E, and two without a number
-  EXPECT_EQ(stats.yield.passed, 4);
-  EXPECT_EQ(stats.yield.first_passed, 4);
-  EXPECT_EQ(stats.by_station.at("north").units, 4);
-  EXPECT_EQ(stats.by_station.at("south").passed, 1);
-  EXPECT_EQ(stats.by_plan.at("inertial").runs, 10);
-}
-
 // Of runs in the order of their ids.
 Yield counted(const std::vector<Json::Value>& runs, const std::function<bool(const Json::Value&)>& wanted) {
   std::map<std::string, std::vector<bool>> phones;
@@ -158,27 +121,48 @@ TEST_P(StatisticsTest, YieldsAreThoseOfACount) {
     const int phone = i % 2 == 0 ? 1000 + i : static_cast<int>(random() % 40);
     run.serial = phone == 0 ? "" : std::to_string(phone);
     run.started_ms = kMidnight + static_cast<long long>(random() % 400) * 3600000 + i;
+    if (i % 50 == 0) run.started_ms = kMidnight + i / 10 * kDayMs;  // exactly where a day begins
     run.plan = random() % 3 == 0 ? "final" : "first";
     run.station = std::string(1, static_cast<char>('a' + random() % 3));
     run.verdict = std::array{"passed", "passed", "failed", "aborted"}[random() % 4];
+    run.profile = random() % 2 == 0 ? "other" : "reference";
+    run.version = random() % 2 == 0 ? "1" : "2";
     runs.push_back(record_of(run));
     ASSERT_TRUE(store_->put(rows_of(runs.back(), false)));
   }
   std::sort(runs.begin(), runs.end(), [](const auto& a, const auto& b) { return a["id"] < b["id"]; });
-  const std::string middle = runs[120]["id"].asString();
-  Filter filters[4];
-  filters[1].station = "b";
-  filters[2].plan = "final";
-  filters[3].since_ms = time_of_id_ms(middle);
+  const auto time_of = [](const Json::Value& run) { return time_of_id_ms(run["id"].asString()); };
+  Filter filters[8];
+  filters[1].station = filters[5].station = "b";
+  filters[2].plan = filters[5].plan = "final";
+  filters[3].since_ms = filters[6].since_ms = time_of(runs[70]);
+  filters[4].until_ms = filters[6].until_ms = time_of(runs[150]);
+  filters[5].profile = "other";
+  filters[6].version = "2";
+  filters[7].since_ms = kMidnight + 5 * kDayMs;
+  filters[7].until_ms = kMidnight + 10 * kDayMs;
   for (const Filter& filter : filters) {
     SCOPED_TRACE(&filter - filters);
     const auto passes = [&](const Json::Value& run) {
       return (filter.station.empty() || run["station"] == filter.station) &&
              (filter.plan.empty() || run["plan"]["name"] == filter.plan) &&
-             (!filter.since_ms || run["id"].asString() >= middle);
+             (filter.profile.empty() || run["phone"]["profile"] == filter.profile) &&
+             (filter.version.empty() || run["application"]["version"] == filter.version) &&
+             (!filter.since_ms || time_of(run) >= *filter.since_ms) &&
+             (!filter.until_ms || time_of(run) < *filter.until_ms);
     };
     const Statistics found = ask(filter);
     expect_same(found.yield, counted(runs, passes));
+    const auto those = [&](const char* verdict) {
+      return std::count_if(runs.begin(), runs.end(),
+                           [&](const auto& run) { return passes(run) && run["verdict"] == verdict; });
+    };
+    EXPECT_EQ(found.runs.passed, those("passed"));
+    EXPECT_EQ(found.runs.failed, those("failed"));
+    EXPECT_EQ(found.runs.aborted, those("aborted"));
+    long long values = 0;
+    for (const Characteristic& each : found.characteristics) values += each.all.count;
+    EXPECT_EQ(values, std::count_if(runs.begin(), runs.end(), passes));
     for (const auto& [plan, yield] : found.by_plan)
       expect_same(yield, counted(runs, [&, &name = plan](const auto& run) {
                     return passes(run) && run["plan"]["name"] == name;
@@ -222,44 +206,6 @@ TEST_P(StatisticsTest, OnlyTheDecidingAttemptCounts) {
   EXPECT_EQ(c.failed, 0);
   EXPECT_EQ(ask().runs.retried, 1);
   EXPECT_FALSE(cpk(c.all, c.low, c.high));
-}
-
-TEST_P(StatisticsTest, FiltersChoose) {
-  const char* stations[] = {"north", "south"};
-  const char* plans[] = {"inertial", "light"};
-  for (int i = 0; i < 16; ++i) {
-    MadeRun run;
-    run.station = stations[i % 2];
-    run.plan = plans[i / 2 % 2];
-    run.profile = i / 4 % 2 == 0 ? "reference" : "other";
-    run.version = i / 8 == 0 ? "1" : "2";
-    run.started_ms = kMidnight + i * kDayMs / 8;  // eight a day
-    put(run);
-  }
-  struct Case {
-    Filter filter;
-    int runs;
-  };
-  const Case cases[] = {
-      {{}, 16},
-      {{{}, {}, "north", "", "", "", ""}, 8},
-      {{{}, {}, "north", "light", "", "", ""}, 4},
-      {{{}, {}, "", "", "other", "2", ""}, 4},
-      {{{}, {}, "nowhere", "", "", "", ""}, 0},
-      {{kMidnight + kDayMs, {}, "", "", "", "", ""}, 8},
-      {{{}, kMidnight + kDayMs, "", "", "", "", ""}, 8},
-      {{kMidnight + kDayMs / 4, kMidnight + kDayMs + kDayMs / 4, "", "", "", "", ""}, 8},
-      {{kMidnight + kDayMs / 4 + 1, kMidnight + kDayMs / 2, "north", "", "", "", ""}, 0},
-      {{kMidnight + kDayMs / 4, kMidnight + kDayMs / 2, "north", "", "", "", ""}, 1},
-  };
-  for (const Case& c : cases) {
-    const Statistics stats = ask(c.filter);
-    EXPECT_EQ(stats.runs.passed, c.runs);
-    EXPECT_EQ(stats.yield.runs, c.runs);
-    long long values = 0;
-    for (const Characteristic& each : stats.characteristics) values += each.all.count;
-    EXPECT_EQ(values, c.runs) << &c - cases;
-  }
 }
 
 TEST_P(StatisticsTest, OutliersPointToTheirRuns) {
