@@ -35,15 +35,11 @@ class EventCounter {
     const std::lock_guard<std::mutex> lock(mutex_);
     resting_ = true;
   }
-  int events() const {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    return events_;
-  }
 
  private:
   factory::Session& session_;
   const std::vector<Movement> movements_;
-  mutable std::mutex mutex_;
+  std::mutex mutex_;
   int events_ = 0;        // guarded by mutex_
   bool resting_ = false;  // guarded by mutex_
 };
@@ -96,7 +92,5 @@ Mover::Mover(factory::Session& session, const std::vector<Movement>& movements)
 Mover::~Mover() { rest(); }
 
 void Mover::rest() { counter_->rest(); }
-
-int Mover::events() const { return counter_->events(); }
 
 }  // namespace acceptance

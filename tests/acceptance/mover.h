@@ -24,7 +24,6 @@ class Mover {
 
   // Ends all movements.
   void rest();
-  int events() const;
 
  private:
   const std::shared_ptr<EventCounter> counter_;

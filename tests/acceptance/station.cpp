@@ -47,7 +47,6 @@ RunResult run_plan(const Case& phone, const std::string& directory) {
 
   RunResult out;
   out.passed = run.verdict() == Outcome::passed;
-  out.events = mover.events();
   for (const StepResult& step : run.steps()) {
     if (step.attempts.empty() || step.outcome == Outcome::passed || step.outcome == Outcome::marginal) continue;
     const bool calibration = step.step->kind == StepKind::calibrate;

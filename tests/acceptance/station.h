@@ -17,7 +17,6 @@ struct Failure {
 struct RunResult {
   bool passed = false;
   std::vector<Failure> failures;  // last attempts that did not pass
-  int events = 0;                 // delivered while the plan ran
 };
 
 // Runs the plan of the phone's profile on the phone in `directory`, which is made at its first use.

@@ -229,7 +229,6 @@ void run_and_look(const Kind& kind, const FaultRow& fault, const Expected& expec
   out->hub = compare_hub(kind, hub_before, hub_numbers(bench.phone().hub_state()), &strangers);
   out->files = compare_files(kind, prepared, files_before, device_files(wanted.directory), &strangers);
   if (!strangers.empty()) out->deviations.push_back("touched what is not its own:" + strangers);
-  out->wait_s = expected.wait_s;
   judge(fault, expected, bench, seen, log, out);
   judge_time(expected, bench.messages, static_cast<int>(log.count("countdown_times=")), fault, seen.took_ms, grace_ms,
              out);
@@ -243,7 +242,6 @@ Json::Value Outcome::json() const {
   out["verdict"] = verdict;
   out["hub"] = static_cast<int>(hub);
   out["files"] = static_cast<int>(files);
-  out["wait_s"] = wait_s;
   out["timely"] = timely;
   out["skipped"] = skipped;
   out["deviations"] = Json::arrayValue;
@@ -257,7 +255,6 @@ Outcome Outcome::of(const Json::Value& json) {
   out.verdict = json["verdict"].asString();
   out.hub = static_cast<State>(json["hub"].asInt());
   out.files = static_cast<State>(json["files"].asInt());
-  out.wait_s = json["wait_s"].asDouble();
   out.timely = json["timely"].asBool();
   out.skipped = json["skipped"].asString();
   for (const Json::Value& text : json["deviations"]) out.deviations.push_back(text.asString());

@@ -15,7 +15,6 @@ struct Outcome {
   std::string verdict;
   State hub = State::same;
   State files = State::same;
-  double wait_s = 0;  // as expected, where it was in time
   bool timely = true;
   std::string skipped;  // why it could not be tried here
   std::vector<std::string> deviations;

@@ -120,13 +120,6 @@ bool mentions(const FaultRow& fault, const char* key) {
 
 std::span<const FaultRow> fault_rows() { return kFaults; }
 
-const FaultRow* find_fault(const std::string& text) {
-  for (const FaultRow& fault : kFaults) {
-    if (text == fault.text) return &fault;
-  }
-  return nullptr;
-}
-
 bool applies(const FaultRow& fault, const Kind& kind) {
   if ((fault.groups & kind.group) == 0) return false;
   if (*fault.only != '\0' && std::string(fault.only) != kind.name) return false;

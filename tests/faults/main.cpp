@@ -1,5 +1,5 @@
 // Tries every fault of the simulated phone with every kind of calibration, and prints what does not end as it must.
-//   fault_matrix [--cross-section] [--kind NAME] [--fault TEXT] [--jobs N] [--grace MS] [--doc FILE [--write]]
+//   fault_matrix [--kind NAME] [--fault TEXT] [--jobs N] [--doc FILE [--write]]
 // Exit code: 0 all as it must be, 1 not, 2 usage.
 #include <stdio.h>
 #include <stdlib.h>
@@ -16,16 +16,13 @@ namespace {
 using namespace fault_matrix;  // NOLINT(google-build-using-namespace): this is its program
 
 struct Options {
-  bool part = false;
   std::string kind, fault, doc;
   bool write = false;
   Limits limits;
 };
 
 int usage() {
-  fprintf(stderr,
-          "usage: fault_matrix [--cross-section] [--kind NAME] [--fault TEXT] [--jobs N] [--grace MS]\n"
-          "                    [--doc FILE [--write]]\n");
+  fprintf(stderr, "usage: fault_matrix [--kind NAME] [--fault TEXT] [--jobs N] [--doc FILE [--write]]\n");
   return 2;
 }
 
@@ -33,8 +30,8 @@ bool read_options(int argc, char** argv, Options* out) {
   out->limits.working = std::max(1U, std::thread::hardware_concurrency());
   for (int i = 1; i < argc; ++i) {
     const std::string name = argv[i];
-    if (name == "--cross-section" || name == "--write") {
-      (name == "--write" ? out->write : out->part) = true;
+    if (name == "--write") {
+      out->write = true;
       continue;
     }
     if (++i == argc) return false;
@@ -47,8 +44,6 @@ bool read_options(int argc, char** argv, Options* out) {
       out->doc = value;
     } else if (name == "--jobs") {
       out->limits.working = std::max(1U, static_cast<unsigned>(atoi(value.c_str())));
-    } else if (name == "--grace") {
-      out->limits.grace_ms = atof(value.c_str());
     } else {
       return false;
     }
@@ -98,7 +93,7 @@ int main(int argc, char** argv) {
   Options options;
   if (!read_options(argc, argv, &options)) return usage();
   std::vector<Cell> cells;
-  for (const Cell& cell : options.part ? cross_section() : every_cell()) {
+  for (const Cell& cell : every_cell()) {
     if (!options.kind.empty() && options.kind != cell.kind->name) continue;
     if (!options.fault.empty() && options.fault != cell.fault->text) continue;
     cells.push_back(cell);

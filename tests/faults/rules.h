@@ -69,7 +69,6 @@ struct FaultRow {
   const char* only = "";  // applies to this kind alone
 };
 std::span<const FaultRow> fault_rows();
-const FaultRow* find_fault(const std::string& text);
 
 // Whether the kind has what the fault spoils.
 bool applies(const FaultRow& fault, const Kind& kind);

@@ -9,19 +9,6 @@ using scenario::kAcc;
 using scenario::kInertial;
 using scenario::WholePhone;
 
-TEST(Stress, BackToBackRunsAllFinish) {
-  const QuietLog quiet;
-  WholePhone whole;
-  const size_t runs = load(100000);
-  size_t finished = 0;
-  for (size_t i = 0; i < runs; ++i) {
-    finished += whole.cal->sensor_calibrate(kAcc.type, 0) == 0 ? 1 : 0;
-    if (i % 100 == 0) whole.take_messages();
-  }
-  EXPECT_EQ(finished, runs);
-  EXPECT_EQ(whole.cal->motion_info[0].status, 2);
-}
-
 // Without the hub's messages between them: the tail of one run meets the start of the next.
 TEST(Stress, RunsOfOneRecordAllFinish) {
   const QuietLog quiet;

@@ -148,20 +148,5 @@ TEST(StressQueues, NothingComesLate) {
   }
 }
 
-// Off from within its own delivery: not one more.
-TEST(StressQueues, NothingComesAfterDisablingInside) {
-  const QuietLog quiet;
-  const auto phone = phone::Phone::open(options());
-  Client beside;
-  Client client;
-  for (size_t round = 0; round < load(20000); ++round) {
-    if (round % 500 == 0) beside.enable(kAcc, kFastUs);
-    const size_t count = 1 + round % 5;
-    client.collect(kAcc, kFastUs, count);
-    beside.listener->forget();
-    ASSERT_EQ(client.listener->events().size(), count);
-  }
-}
-
 }  // namespace
 }  // namespace stress
