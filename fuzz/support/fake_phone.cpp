@@ -38,7 +38,6 @@ Return<void> ScriptedHub::send_ssc_oem_test_msg(const ssc_oem_test_msg& msg, sen
 
 Return<Result> ScriptedQueue::enableSensor(int32_t sensorHandle, int32_t samplingPeriodUs, int64_t latency_us) {
   HOLDS(latency_us == 0);
-  ++enablings;
   const Return<Result> result = on_enable(sensorHandle, samplingPeriodUs);
   if (result.isOk() && result == Result::OK) enabled.insert(sensorHandle);
   return result;

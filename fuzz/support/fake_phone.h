@@ -39,7 +39,6 @@ struct ScriptedQueue : IEventQueue {
   // What enabling answers; a transport failure where it throws no result.
   std::function<Return<Result>(int handle, int period_us)> on_enable;
   std::set<int> enabled;
-  int enablings = 0;
   int disablings = 0;
 
   Return<Result> enableSensor(int32_t sensorHandle, int32_t samplingPeriodUs, int64_t latency_us) override;

@@ -78,21 +78,6 @@ TEST(RunTest, EachKindOfCalibrationHasItsSettingsAndItsLineWhenTheSensorCannotBe
 
 constexpr RunSettings kShort = {20, 3, 1, 4, 10.0F, 1, 2.0F, 1};
 
-TEST(RunTest, AFinishedRunReturnsItsMeanAndDisablesTheSensor) {
-  BenchPhone phone;
-  _sensor_info& record = phone.cal->motion_info[0];
-  phone.queue->script(100, swinging(1, 20, {0.5F, 0, 10.0F}, 0.25F));
-  write_settings(*phone.cal, record, kShort);
-  record.status = 1;
-  record.sample_count = 3;
-  EXPECT_EQ(run_in_mode(*phone.cal, record, &_sensor_info::in_calibrate), 2);
-  EXPECT_FLOAT_EQ(record.mean[0], 0.5F);
-  EXPECT_EQ(record.in_calibrate, 0);
-  EXPECT_EQ(record.event_count, 5);
-  EXPECT_THAT(phone.queue->enabled(), ElementsAre(Enabling{100, 20000, 0}));
-  EXPECT_THAT(phone.queue->disabled(), ElementsAre(100));
-}
-
 TEST(RunTest, ASilentSensorTimesOutAndIsDisabled) {
   BenchPhone phone;
   _sensor_info& record = phone.cal->motion_info[0];
@@ -163,15 +148,9 @@ TEST(RunTest, TenThousandRunsBackToBackAllFinish) {
   BenchPhone phone;
   _sensor_info& record = phone.cal->motion_info[0];
   phone.queue->script(100, swinging(1, 5, {0.5F, 0, 10.0F}, 0.25F));
+  write_settings(*phone.cal, record, {20, 3, 20, 4, 10.0F, 1, 2.0F, 1});
   const int32_t quiet = __android_log_set_minimum_priority(ANDROID_LOG_SILENT);
-  int finished = 0;
-  for (int i = 0; i < 10000; ++i) {
-    write_settings(*phone.cal, record, {20, 3, 20, 4, 10.0F, 1, 2.0F, 1});
-    if (run_in_mode(*phone.cal, record, &_sensor_info::in_calibrate) == 2) ++finished;
-  }
-  EXPECT_EQ(finished, 10000);
-
-  // The same with the wait alone and a queue that is slow to disable now and then: a run returns when its tail is over.
+  // The queue is slow to disable now and then: a run returns when its tail is over.
   std::atomic<int> over{0};
   phone.queue->on_disable = [&] {
     if (over % 4 == 0) std::this_thread::sleep_for(std::chrono::microseconds(over % 64 == 0 ? 1000 : 5));

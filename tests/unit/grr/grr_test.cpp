@@ -156,12 +156,9 @@ TEST(Grr, WhatIsNoStudyIsNamed) {
     const char* why;
   } kRows[] = {
       {{{"A", "n", 1}, {"A", "n", 2}, {"A", "s", 1}, {"A", "s", 2}}, "1 phone: "},
-      {{{"A", "n", 1}, {"A", "n", 2}, {"B", "n", 1}, {"B", "n", 2}}, "1 station: "},
       {{{"A", "n", 1}, {"A", "s", 2}, {"B", "n", 1}, {"B", "s", 2}}, "1 trial: "},
       {{{"A", "n", 1}, {"A", "n", 2}, {"A", "s", 1}, {"A", "s", 2}, {"B", "n", 1}, {"B", "n", 2}},
        "phone B has 0 trials at station s, not 2"},
-      {{{"A", "n", 1}, {"A", "n", 2}, {"A", "s", 1}, {"A", "s", 2}, {"B", "n", 1}, {"B", "n", 2}, {"B", "s", 1}},
-       "phone B has 1 trial at station s, not 2"},
       {{{"A", "n", 1}, {"A", "n", NAN}}, "1 value can not be added up"},
       {{}, "0 phones: "},
   };
@@ -191,10 +188,8 @@ TEST(Grr, FilesAreReadOrTheirLineIsNamed) {
                {"phone,phone,trial,value\n", "f:1: column \"phone\" is there twice"},
                {header, "f:1: no reading"},
                {header + "A,n,1,0.5\n\nA,n,2\n", "f:4: 3 fields, not 4"},
-               {header + "A,n,1,0,5\n", "f:2: 5 fields, not 4"},
                {header + "A,n,1,1.5 V\n", "f:2: value \"1.5 V\" is no number"},
                {header + "A,n,1,nan\n", "f:2: value \"nan\" is no number"},
-               {header + "A,n,1,\n", "f:2: value \"\" is no number"},
                {header + "A,,1,2\n", "f:2: the station is missing"},
                {header + "A,n,1,2\nA,n,2,2\nA,n,1,3\n", "f:4: trial 1 of phone A at station n is in line 2 already"},
                {header + "A,\"n,1,2\n", "f:2: a quotation mark is not closed"},

@@ -29,12 +29,7 @@ TEST_F(LightJson, EditsInPlace) {
     std::string after;  // without white space
   } cases[] = {
       {als("{}"), with("1")},
-      {als("null"), with("1")},
       {als(R"({"ver":"3","scale_data":{}})"), with("4")},
-      {als(R"({"ver":" 41 x","a":[1]})"), als(R"({"a":[1],)" + (kScales + std::string("42\"}")))},
-      {als(R"({"ver":"text"})"), with("1")},
-      {als(R"({"ver":8.9})"), with("9")},
-      {als(R"({"ver":"-5"})"), with("-4")},
       {als(R"({"ver":"99999999999999999999"})"), with("2147483647")},
       {"{\"als\":\n{\"channel_scale\":{\"ver\":\"1\n2\"}}\r\n}\n", with("13")},  // lines are joined, in a text too
       {R"({"als":{"x":1},"b":[null,"é"]})",
@@ -58,17 +53,9 @@ TEST_F(LightJson, EditsInPlace) {
 }
 
 TEST_F(LightJson, LeavesTheFileOnFailure) {
-  const std::string unparsed[] = {"",
-                                  "[1]",
-                                  "{\"als\":{\"x\":1}",
-                                  std::string(5000, '[') + std::string(5000, ']'),
-                                  R"({"als":[1]})",
-                                  R"({"als":"text"})",
-                                  als("\"text\""),
-                                  als("[1]"),
-                                  als(R"({"ver":{}})"),
-                                  als(R"({"ver":[1]})")};
-  const std::string empty[] = {"{}", "null", R"({"als":null})", R"({"als":{}})", R"({"als":[]})"};
+  const std::string unparsed[] = {"{\"als\":{\"x\":1}", std::string(5000, '[') + std::string(5000, ']'),
+                                  R"({"als":"text"})", als("[1]"), als(R"({"ver":{}})")};
+  const std::string empty[] = {"{}", "null", R"({"als":{}})"};
   const auto refuses = [&](const std::string& text, const char* line) {
     device.write(kFile, text);
     const test::LogCapture log;

@@ -37,11 +37,6 @@ TEST(MarkupText, AnyBytesBecomeWellFormed) {
   for (const Escaped& row : kCases) EXPECT_EQ(Markup::text(row.text).str(), row.markup) << row.text;
 }
 
-TEST(MarkupText, AttributesKeepLineFeedsAndQuotes) {
-  EXPECT_EQ(Markup::element("a", {{"b", "\"1\n<2>"}}, Markup::text("<")).str(),
-            "<a b=\"&quot;1&#10;&lt;2&gt;\">&lt;</a>");
-}
-
 TEST(HtmlReport, VerdictComesFirstThenWhy) {
   const std::string text = page(records::failed());
   const std::string body = text.substr(text.find("<body>"));
