@@ -3,11 +3,15 @@
 #include <soci/sqlite3/soci-sqlite3.h>
 
 #include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <iterator>
+#include <thread>
 
 namespace factory::store {
 namespace {
+
+constexpr int kBusyMs = 20000;  // that a writer waits for another
 
 // As an address, in which no blank or quotation mark of the file's name has a meaning.
 std::string address_of_file(const std::string& file, Database::Access access) {
@@ -23,6 +27,21 @@ std::string address_of_file(const std::string& file, Database::Access access) {
     }
   }
   return out + (access == Database::Access::create ? "?mode=rwc" : "?mode=rw");
+}
+
+// The change to the write-ahead log is refused at once, whatever the busy time-out, while another connection makes it.
+void write_ahead(soci::session* session) {
+  const auto last = std::chrono::steady_clock::now() + std::chrono::milliseconds(kBusyMs);
+  for (;;) {
+    try {
+      std::string mode;
+      *session << "PRAGMA journal_mode = WAL", soci::into(mode);
+      return;
+    } catch (const soci::sqlite3_soci_error& error) {
+      if ((error.result() & 0xff) != SQLITE_BUSY || std::chrono::steady_clock::now() > last) throw;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
 }
 
 }  // namespace
@@ -64,11 +83,11 @@ void Database::open_file(Access access) {
   if (access == Access::existing && !fs::exists(file, ignored))
     throw StoreError(uri_.shown + ": there is no such file");
   session_ = std::make_unique<soci::session>(soci::sqlite3, address_of_file(uri_.place, access));
-  for (const char* pragma : {"PRAGMA busy_timeout = 20000", "PRAGMA foreign_keys = ON", "PRAGMA synchronous = FULL",
-                             "PRAGMA cache_size = -65536", "PRAGMA temp_store = MEMORY"})
+  run("PRAGMA busy_timeout = " + std::to_string(kBusyMs));
+  for (const char* pragma : {"PRAGMA foreign_keys = ON", "PRAGMA synchronous = FULL", "PRAGMA cache_size = -65536",
+                             "PRAGMA temp_store = MEMORY"})
     run(pragma);
-  std::string mode;
-  *session_ << "PRAGMA journal_mode = WAL", soci::into(mode);
+  write_ahead(session_.get());
 }
 
 Transaction::Transaction(Database* database) : database_(*database) {
