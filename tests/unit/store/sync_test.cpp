@@ -101,7 +101,7 @@ TEST_P(SyncTest, KilledAtAnyMomentLosesAndDoublesNothing) {
       first_promise = std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - begin);
       promised.insert("S" + std::to_string(serial));
     } else {  // from before the first promise until after some
-      usleep(static_cast<useconds_t>(random() % (4 * first_promise.count() + 1)));
+      usleep(static_cast<useconds_t>(random() % static_cast<uint64_t>(4 * first_promise.count() + 1)));
     }
     kill(station, SIGKILL);
     waitpid(station, nullptr, 0);
