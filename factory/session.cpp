@@ -67,7 +67,26 @@ const Options& begin(const Options& options, sigset_t* before) {
   return options;
 }
 
+[[noreturn]] void say_interrupted_and_exit() {
+  constexpr char kText[] = "\ninterrupted\n";
+  if (write(STDERR_FILENO, kText, sizeof kText - 1) < 0) _exit(kInterrupted);
+  _exit(kInterrupted);
+}
+
 }  // namespace
+
+Session::OpeningWatch::OpeningWatch()
+    : thread_([] {
+        const sigset_t set = watched_signals();
+        int signal = 0;
+        sigwait(&set, &signal);
+        if (signal != kStopWatching) say_interrupted_and_exit();
+      }) {}
+
+Session::OpeningWatch::~OpeningWatch() {
+  pthread_kill(thread_.native_handle(), kStopWatching);
+  thread_.join();
+}
 
 Session::Session(const Options& options)
     : options_(begin(options, &old_signals_)), log_(options.log), fixture_(open_fixture(options)) {
@@ -90,6 +109,7 @@ Session::Session(const Options& options)
   const std::string root = fixture_->device_root();
   if (chdir(root.c_str()) != 0) throw AppError(kUnreachable, root + ": " + strerror(errno));
   cal_ = std::make_unique<SensorCalibration>();
+  opening_.reset();
   watcher_ = std::thread([this] { watch_interrupts(); });
 }
 
@@ -206,9 +226,7 @@ void Session::leave() {
   }
   if (last_will) last_will();
   restore_brightness();
-  constexpr char kText[] = "\ninterrupted\n";
-  if (write(STDERR_FILENO, kText, sizeof kText - 1) < 0) _exit(kInterrupted);
-  _exit(kInterrupted);
+  say_interrupted_and_exit();
 }
 
 }  // namespace factory

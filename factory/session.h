@@ -10,6 +10,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -77,8 +78,19 @@ class Session {
   void take(const HubMessage& message);
   void leave();
 
+  // Until the session watches: Ctrl-C and its kin end the program at once, whatever the opening waits for.
+  class OpeningWatch {
+   public:
+    OpeningWatch();
+    ~OpeningWatch();
+
+   private:
+    std::thread thread_;
+  };
+
   sigset_t old_signals_;  // blocked before the session
   const Options options_;
+  std::optional<OpeningWatch> opening_{std::in_place};
   LogTap log_;
   std::unique_ptr<Fixture> fixture_;
   std::mutex hub_mutex_;

@@ -39,3 +39,13 @@ PYTHON
 cat took
 run 0 get Acc offset --json
 json out 'd[0]["values"] == [0.25, -0.5, 0.125]'
+
+# So does it while the phone is still to be opened, here with files that are pipes which nobody writes or reads.
+mkfifo pipe.json
+for option in --profile --log --hub-log; do
+  called="sensors $option, a pipe"
+  code=0
+  timeout --preserve-status --signal=INT --kill-after=20 0.5 "$sensorcal" --phone other sensors $option pipe.json >out 2>err || code=$?
+  [ "$code" = 130 ] || fail "$called: exit code $code"
+  has err '^interrupted$'
+done
