@@ -1,7 +1,6 @@
 // The commands of `sensorcal`: one table that the parser, the help and the dispatch share.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <functional>
 #include <string>
 #include <vector>
@@ -10,12 +9,14 @@
 
 namespace factory {
 
+class ArgumentParser;
+
 struct Command {
   const char* name;
   const char* summary;
   const char* examples;  // for --help
   // Adds the command's own arguments, which live as long as the parser, and returns what runs it.
-  std::function<int(const Options& options)> (*set_up)(CLI::App& app);
+  std::function<int(const Options& options)> (*set_up)(ArgumentParser parser);
 };
 
 // In the order in which --help lists them.

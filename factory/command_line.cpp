@@ -1,8 +1,7 @@
 #include "command_line.h"
 
-#include <algorithm>
+#include <CLI/CLI.hpp>
 #include <cctype>
-#include <charconv>
 #include <sstream>
 
 #include "terminal.h"
@@ -75,22 +74,6 @@ void show_numbers(CLI::App& app) {
     if (option->get_items_expected_max() > 0) option->transform(show);
   }
   for (CLI::App* part : app.get_subcommands({})) show_numbers(*part);
-}
-
-CLI::Validator in_range(double low, double high) {
-  const auto plain = [](double value) {
-    char text[32];
-    return std::string(text, std::to_chars(text, text + sizeof text, value).ptr);
-  };
-  const std::string range = plain(low) + " to " + plain(high);
-  return {[low, high, range](const std::string& text) {
-            double value = 0;
-            const char* const end = text.data() + text.size();
-            const auto [stop, error] = std::from_chars(text.data(), end, value);
-            const bool fits = error == std::errc() && stop == end && value >= low && value <= high;
-            return fits ? "" : text + " is no number from " + range;
-          },
-          range};
 }
 
 bool asks_for_faults(const std::vector<std::string>& arguments) {

@@ -1,9 +1,12 @@
 // What the parser of the command line lacks: help that fits the terminal, and numbers that look like options.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <string>
 #include <vector>
+
+namespace CLI {
+class App;
+}
 
 namespace factory {
 
@@ -14,9 +17,6 @@ std::string fit_help(const std::string& help, size_t columns);
 std::vector<std::string> hide_numbers(int argc, char** argv);
 // Makes every option and argument of the tree take hidden numbers as they were typed.
 void show_numbers(CLI::App& app);
-
-// A number of the range; not-a-number is in no range.
-CLI::Validator in_range(double low, double high);
 
 // Whether `--fault help` is among the arguments.
 bool asks_for_faults(const std::vector<std::string>& arguments);

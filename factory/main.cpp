@@ -9,6 +9,7 @@
 #include <map>
 #include <sstream>
 
+#include "argument_parser.h"
 #include "command.h"
 #include "command_line.h"
 #include "fixture.h"
@@ -90,7 +91,7 @@ int run(int argc, char** argv) {
     CLI::App* sub = app.add_subcommand(command.name, command.summary);
     sub->fallthrough();
     sub->footer(std::string("Examples:\n") + command.examples);
-    runners[sub] = command.set_up(*sub);
+    runners[sub] = command.set_up(ArgumentParser(*sub));
   }
   show_numbers(app);
   std::vector<std::string> arguments = hide_numbers(argc, argv);

@@ -37,9 +37,9 @@ int run(const Options& options, std::optional<int> level) {
 
 }  // namespace
 
-Runner set_up_backlight(CLI::App& app) {
+Runner set_up_backlight(ArgumentParser parser) {
   auto level = std::make_shared<std::optional<int>>();
-  app.add_option("LEVEL", *level, "brightness to set, 0 to 8191");
+  parser.add_option("LEVEL", *level, "brightness to set, 0 to 8191");
   return [level](const Options& options) { return run(options, *level); };
 }
 

@@ -4,7 +4,6 @@
 #include <optional>
 
 #include "calibration.h"
-#include "command_line.h"
 #include "commands/commands.h"
 #include "json_text.h"
 #include "progress.h"
@@ -71,15 +70,15 @@ int run(const Options& options, const Arguments& arguments) {
 
 }  // namespace
 
-Runner set_up_calibrate(CLI::App& app) {
+Runner set_up_calibrate(ArgumentParser parser) {
   auto arguments = std::make_shared<Arguments>();
-  app.add_option("TAG", arguments->tags, "sensors by tag (Acc, Gyr, ...) or type number, in this order")->required();
-  app.add_option("--param", arguments->param, "step of the calibration, as the library takes it")
-      ->capture_default_str();
-  app.add_flag("--golden", arguments->golden, "collect golden channel values on a golden phone (streams)")
-      ->excludes("--param");
-  app.add_option("--reference", arguments->reference_hpa, "pressure of the reference barometer, hPa (Bar)")
-      ->check(in_range(300, 1100));
+  parser.add_option("TAG", arguments->tags, "sensors by tag (Acc, Gyr, ...) or type number, in this order").required();
+  parser.add_option("--param", arguments->param, "step of the calibration, as the library takes it")
+      .capture_default_str();
+  parser.add_flag("--golden", arguments->golden, "collect golden channel values on a golden phone (streams)")
+      .excludes("--param");
+  parser.add_option("--reference", arguments->reference_hpa, "pressure of the reference barometer, hPa (Bar)")
+      .in_range(300, 1100);
   return [arguments](const Options& options) { return run(options, *arguments); };
 }
 

@@ -192,11 +192,12 @@ int run(const Options& options, const std::vector<std::string>& words) {
 
 }  // namespace
 
-Runner set_up_call(CLI::App& app) {
+Runner set_up_call(ArgumentParser parser) {
   auto words = std::make_shared<std::vector<std::string>>();
-  app.add_option("OPERATION", *words,
-                 "name and arguments; TYPE is a tag or a number, lists have commas and come back as the operation left "
-                 "them; + begins another call on the same object; without an operation all are listed");
+  parser.add_option(
+      "OPERATION", *words,
+      "name and arguments; TYPE is a tag or a number, lists have commas and come back as the operation left "
+      "them; + begins another call on the same object; without an operation all are listed");
   return [words](const Options& options) { return run(options, *words); };
 }
 

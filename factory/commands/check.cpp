@@ -3,10 +3,10 @@
 #include <iostream>
 #include <memory>
 #include <optional>
+#include <utility>
 
 #include "check/sensor_check.h"
 #include "check/status_line.h"
-#include "command_line.h"
 #include "commands/commands.h"
 #include "json_text.h"
 #include "kinds.h"
@@ -87,18 +87,18 @@ int run(const Options& options, const Arguments& arguments) {
 
 }  // namespace
 
-Runner set_up_check(CLI::App& app) {
+Runner set_up_check(ArgumentParser parser) {
   auto arguments = std::make_shared<Arguments>();
-  app.add_option("TAG", arguments->tags,
-                 "sensors by tag or type number; accelerometers, gyroscopes, barometer and magnetometers where none "
-                 "is named");
-  app.add_option("--seconds", arguments->seconds, "how long each is sampled, 3 to 50")
-      ->check(in_range(kLeastSeconds, kMostSeconds))
-      ->capture_default_str();
-  app.add_option("--period", arguments->period_ms, "sampling period in ms (default: the sensor's shortest)")
-      ->check(in_range(0.5, 1000));
-  app.add_option("--reference", arguments->reference_hpa, "pressure of the reference barometer, hPa (Bar)")
-      ->check(in_range(300, 1100));
+  parser.add_option("TAG", arguments->tags,
+                    "sensors by tag or type number; accelerometers, gyroscopes, barometer and magnetometers where none "
+                    "is named");
+  parser.add_option("--seconds", arguments->seconds, "how long each is sampled, 3 to 50")
+      .in_range(kLeastSeconds, kMostSeconds)
+      .capture_default_str();
+  parser.add_option("--period", arguments->period_ms, "sampling period in ms (default: the sensor's shortest)")
+      .in_range(0.5, 1000);
+  parser.add_option("--reference", arguments->reference_hpa, "pressure of the reference barometer, hPa (Bar)")
+      .in_range(300, 1100);
   return [arguments](const Options& options) { return run(options, *arguments); };
 }
 

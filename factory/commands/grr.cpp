@@ -1,4 +1,5 @@
 // `sensorcal grr`: how well stations repeat themselves and each other, from a file, a store or runs made for it.
+#include <chrono>
 #include <filesystem>
 #include <iostream>
 #include <memory>
@@ -172,33 +173,32 @@ int run_grr(const Options& options, const Arguments& a) {
 
 }  // namespace
 
-Runner set_up_grr(CLI::App& app) {
+Runner set_up_grr(ArgumentParser parser) {
   auto arguments = std::make_shared<Arguments>();
   Arguments& a = *arguments;
-  app.add_option("FILE", a.file, "readings as comma-separated values: columns phone, station, trial, value");
-  app.add_option("--low", a.low, "the value's lower limit, with a file");
-  app.add_option("--high", a.high, "the value's upper limit, with a file");
-  app.add_option("--unit", a.unit, "the value's unit, with a file");
-  app.add_option("--store", a.uri, "runs of a store instead of a file; with --run: where the runs go, too")
-      ->envname("SENSORCAL_STORE");
-  app.add_option("--since", a.since, "runs from this time on: YYYY-MM-DD or YYYY-MM-DDTHH:MM[:SS], UTC");
-  app.add_option("--until", a.until, "runs before this time");
-  app.add_option("--station", a.filter.station, "runs of one station");
-  app.add_option("--plan", a.filter.plan, "runs of the plan of this name");
-  app.add_option("--app-version", a.filter.version, "runs by one version of sensorcal");
-  app.add_option("--measurement", a.filter.measurement, "measurements of this name only");
-  app.add_option("--run", a.run,
-                 "runs this plan file on simulated phones, drawn from --seed and the following numbers");
-  const CLI::Range two_or_more(2, 1000);
-  app.add_option("--phones", a.phones, "with --run: how many phones")->check(two_or_more)->capture_default_str();
-  app.add_option("--stations", a.stations, "with --run: how many stations")->check(two_or_more)->capture_default_str();
-  app.add_option("--trials", a.trials, "with --run: how often each phone is at each station")
-      ->check(two_or_more)
-      ->capture_default_str();
-  app.add_option("--alpha", a.alpha, "an interaction whose p is above this counts as repeatability")
-      ->check(CLI::Range(0.0, 1.0))
-      ->capture_default_str();
-  app.add_flag("--full", a.full, "the whole analysis of each measurement");
+  parser.add_option("FILE", a.file, "readings as comma-separated values: columns phone, station, trial, value");
+  parser.add_option("--low", a.low, "the value's lower limit, with a file");
+  parser.add_option("--high", a.high, "the value's upper limit, with a file");
+  parser.add_option("--unit", a.unit, "the value's unit, with a file");
+  parser.add_option("--store", a.uri, "runs of a store instead of a file; with --run: where the runs go, too")
+      .envname("SENSORCAL_STORE");
+  parser.add_option("--since", a.since, "runs from this time on: YYYY-MM-DD or YYYY-MM-DDTHH:MM[:SS], UTC");
+  parser.add_option("--until", a.until, "runs before this time");
+  parser.add_option("--station", a.filter.station, "runs of one station");
+  parser.add_option("--plan", a.filter.plan, "runs of the plan of this name");
+  parser.add_option("--app-version", a.filter.version, "runs by one version of sensorcal");
+  parser.add_option("--measurement", a.filter.measurement, "measurements of this name only");
+  parser.add_option("--run", a.run,
+                    "runs this plan file on simulated phones, drawn from --seed and the following numbers");
+  parser.add_option("--phones", a.phones, "with --run: how many phones").range(2, 1000).capture_default_str();
+  parser.add_option("--stations", a.stations, "with --run: how many stations").range(2, 1000).capture_default_str();
+  parser.add_option("--trials", a.trials, "with --run: how often each phone is at each station")
+      .range(2, 1000)
+      .capture_default_str();
+  parser.add_option("--alpha", a.alpha, "an interaction whose p is above this counts as repeatability")
+      .range(0.0, 1.0)
+      .capture_default_str();
+  parser.add_flag("--full", a.full, "the whole analysis of each measurement");
   return [arguments](const Options& options) { return run_grr(options, *arguments); };
 }
 

@@ -124,26 +124,24 @@ int send(const Options& options, const Message& arguments) {
 
 }  // namespace
 
-Runner set_up_hub(CLI::App& app) {
+Runner set_up_hub(ArgumentParser parser) {
   auto runner = std::make_shared<Runner>();
-  app.require_subcommand(1);
+  parser.add_subcommand("state", "what the hub holds, with units", [runner] { *runner = show_state; });
 
-  CLI::App* state = app.add_subcommand("state", "what the hub holds, with units");
-  state->callback([runner] { *runner = show_state; });
-
-  CLI::App* log = app.add_subcommand("log", "print a file that --hub-log wrote");
   auto path = std::make_shared<std::string>();
-  log->add_option("FILE", *path, "the file")->required();
-  log->callback([runner, path] { *runner = [path](const Options&) { return show_log(*path); }; });
+  parser
+      .add_subcommand("log", "print a file that --hub-log wrote",
+                      [runner, path] { *runner = [path](const Options&) { return show_log(*path); }; })
+      .add_option("FILE", *path, "the file")
+      .required();
 
-  CLI::App* by_hand = app.add_subcommand("send", "send one message and show the reply");
   auto message = std::make_shared<Message>();
-  by_hand->add_option("SENSOR", message->sensor, "tag or type number")->required();
-  by_hand->add_option("COMMAND", message->command, "short name or code")->required();
-  by_hand->add_option("WORDS", message->words, "data words from word 0 on: 12 an integer, 12.0 or 12f a float");
-  by_hand->callback(
-      [runner, message] { *runner = [message](const Options& options) { return send(options, *message); }; });
-  for (CLI::App* part : {state, log, by_hand}) part->fallthrough();
+  ArgumentParser by_hand = parser.add_subcommand("send", "send one message and show the reply", [runner, message] {
+    *runner = [message](const Options& options) { return send(options, *message); };
+  });
+  by_hand.add_option("SENSOR", message->sensor, "tag or type number").required();
+  by_hand.add_option("COMMAND", message->command, "short name or code").required();
+  by_hand.add_option("WORDS", message->words, "data words from word 0 on: 12 an integer, 12.0 or 12f a float");
   return [runner](const Options& options) { return (*runner)(options); };
 }
 

@@ -137,6 +137,6 @@ int run(const Options& options) {
 
 }  // namespace
 
-Runner set_up_judge(CLI::App& /*app*/) { return run; }
+Runner set_up_judge(ArgumentParser /*parser*/) { return run; }
 
 }  // namespace factory

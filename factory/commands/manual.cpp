@@ -8,18 +8,18 @@
 
 namespace factory {
 
-Runner set_up_man(CLI::App& app) {
-  return [&app](const Options& /*options*/) {
-    std::cout << man_page(describe(*app.get_parent()), SENSORCAL_VERSION);
+Runner set_up_man(ArgumentParser parser) {
+  return [parser](const Options& /*options*/) {
+    std::cout << man_page(describe(parser.parent()), SENSORCAL_VERSION);
     return kPassed;
   };
 }
 
-Runner set_up_completion(CLI::App& app) {
+Runner set_up_completion(ArgumentParser parser) {
   auto shell = std::make_shared<std::string>();
-  app.add_option("SHELL", *shell, "bash or zsh")->required()->check(CLI::IsMember({"bash", "zsh"}));
-  return [&app, shell](const Options& /*options*/) {
-    const CommandText program = describe(*app.get_parent());
+  parser.add_option("SHELL", *shell, "bash or zsh").required().one_of({"bash", "zsh"});
+  return [parser, shell](const Options& /*options*/) {
+    const CommandText program = describe(parser.parent());
     std::cout << (*shell == "bash" ? bash_completion(program) : zsh_completion(program));
     return kPassed;
   };

@@ -23,7 +23,7 @@ int factory_reset(const Options& options) {
 
 }  // namespace
 
-Runner set_up_reboot(CLI::App& /*app*/) { return reboot; }
-Runner set_up_factory_reset(CLI::App& /*app*/) { return factory_reset; }
+Runner set_up_reboot(ArgumentParser /*parser*/) { return reboot; }
+Runner set_up_factory_reset(ArgumentParser /*parser*/) { return factory_reset; }
 
 }  // namespace factory

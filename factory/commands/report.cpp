@@ -58,6 +58,6 @@ int run(const Options& options) {
 
 }  // namespace
 
-Runner set_up_report(CLI::App& /*app*/) { return run; }
+Runner set_up_report(ArgumentParser /*parser*/) { return run; }
 
 }  // namespace factory

@@ -7,6 +7,7 @@
 #include <iostream>
 #include <limits>
 #include <memory>
+#include <utility>
 
 #include "commands/commands.h"
 #include "json_text.h"
@@ -266,10 +267,10 @@ int replay(const Options& options, Arguments arguments) {
   return run_plan(wanted, plan, arguments);
 }
 
-void add_outputs(CLI::App& app, Arguments* arguments) {
-  app.add_option("--html", arguments->html, "writes the report page to a file");
-  app.add_option("--junit", arguments->junit, "writes the result as JUnit's XML to a file");
-  app.add_option("--csv", arguments->csv, "writes measurements and samples as CSV files to a folder");
+void add_outputs(ArgumentParser parser, Arguments* arguments) {
+  parser.add_option("--html", arguments->html, "writes the report page to a file");
+  parser.add_option("--junit", arguments->junit, "writes the result as JUnit's XML to a file");
+  parser.add_option("--csv", arguments->csv, "writes measurements and samples as CSV files to a folder");
 }
 
 // The store is opened before the phone is touched; the server has its turn when the run is over and its verdict told.
@@ -283,26 +284,27 @@ int stored_run(const Options& options, Arguments arguments) {
 
 }  // namespace
 
-Runner set_up_run(CLI::App& app) {
+Runner set_up_run(ArgumentParser parser) {
   auto arguments = std::make_shared<Arguments>();
-  app.add_option("PLAN", arguments->plan, "plan file (JSON)")->required();
-  app.add_option("--serial", arguments->info.serial, "the phone's serial number, for the record");
-  app.add_option("--station", arguments->info.station, "name of the station, for the record");
-  app.add_option("--operator", arguments->info.operator_name, "who runs it, for the record");
-  app.add_option("--store", arguments->store, "keeps the run in a file, sqlite:FILE, or on a server, postgresql://...")
-      ->envname("SENSORCAL_STORE");
-  app.add_option("--spool", arguments->spool,
-                 "with a server: the file in which runs wait for it (default: in the user's state folder)");
-  app.add_flag("--store-samples", arguments->store_samples, "stores the sample windows, too");
-  add_outputs(app, arguments.get());
-  app.add_option("--record", arguments->record, "records the run in a new folder, for `sensorcal replay`");
+  parser.add_option("PLAN", arguments->plan, "plan file (JSON)").required();
+  parser.add_option("--serial", arguments->info.serial, "the phone's serial number, for the record");
+  parser.add_option("--station", arguments->info.station, "name of the station, for the record");
+  parser.add_option("--operator", arguments->info.operator_name, "who runs it, for the record");
+  parser
+      .add_option("--store", arguments->store, "keeps the run in a file, sqlite:FILE, or on a server, postgresql://...")
+      .envname("SENSORCAL_STORE");
+  parser.add_option("--spool", arguments->spool,
+                    "with a server: the file in which runs wait for it (default: in the user's state folder)");
+  parser.add_flag("--store-samples", arguments->store_samples, "stores the sample windows, too");
+  add_outputs(parser, arguments.get());
+  parser.add_option("--record", arguments->record, "records the run in a new folder, for `sensorcal replay`");
   return [arguments](const Options& options) { return stored_run(options, *arguments); };
 }
 
-Runner set_up_replay(CLI::App& app) {
+Runner set_up_replay(ArgumentParser parser) {
   auto arguments = std::make_shared<Arguments>();
-  app.add_option("DIR", arguments->recording, "folder of a recorded run")->required();
-  add_outputs(app, arguments.get());
+  parser.add_option("DIR", arguments->recording, "folder of a recorded run").required();
+  add_outputs(parser, arguments.get());
   return [arguments](const Options& options) { return replay(options, *arguments); };
 }
 

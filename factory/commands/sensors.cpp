@@ -95,6 +95,6 @@ int run(const Options& options) {
 
 }  // namespace
 
-Runner set_up_sensors(CLI::App& /*app*/) { return run; }
+Runner set_up_sensors(ArgumentParser /*parser*/) { return run; }
 
 }  // namespace factory

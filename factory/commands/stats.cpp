@@ -1,6 +1,7 @@
 // `sensorcal stats`, `history` and `sync`: what the store holds, and what still waits for it.
 #include <iostream>
 #include <memory>
+#include <utility>
 
 #include "commands/commands.h"
 #include "json_text.h"
@@ -136,42 +137,42 @@ int sync(const Options& options, const Arguments& a) {
   });
 }
 
-void add_store(CLI::App& app, Arguments* arguments) {
-  app.add_option("--store", arguments->uri, kStoreHelp)->required()->envname("SENSORCAL_STORE");
+void add_store(ArgumentParser parser, Arguments* arguments) {
+  parser.add_option("--store", arguments->uri, kStoreHelp).required().envname("SENSORCAL_STORE");
 }
 
 }  // namespace
 
-Runner set_up_stats(CLI::App& app) {
+Runner set_up_stats(ArgumentParser parser) {
   auto arguments = std::make_shared<Arguments>();
-  add_store(app, arguments.get());
-  app.add_option("--since", arguments->since, "runs from this time on: YYYY-MM-DD or YYYY-MM-DDTHH:MM[:SS], UTC");
-  app.add_option("--until", arguments->until, "runs before this time");
-  app.add_option("--station", arguments->filter.station, "runs of one station");
-  app.add_option("--plan", arguments->filter.plan, "runs of the plan of this name");
-  app.add_option("--app-version", arguments->filter.version, "runs by one version of sensorcal");
-  app.add_option("--measurement", arguments->filter.measurement, "measurements of this name only");
-  app.add_option("--outliers", arguments->outlier_sigmas, "sigmas from the mean at which a value is an outlier")
-      ->check(CLI::PositiveNumber)
-      ->capture_default_str();
-  app.add_option("--html", arguments->html, "writes the page with charts to a file");
+  add_store(parser, arguments.get());
+  parser.add_option("--since", arguments->since, "runs from this time on: YYYY-MM-DD or YYYY-MM-DDTHH:MM[:SS], UTC");
+  parser.add_option("--until", arguments->until, "runs before this time");
+  parser.add_option("--station", arguments->filter.station, "runs of one station");
+  parser.add_option("--plan", arguments->filter.plan, "runs of the plan of this name");
+  parser.add_option("--app-version", arguments->filter.version, "runs by one version of sensorcal");
+  parser.add_option("--measurement", arguments->filter.measurement, "measurements of this name only");
+  parser.add_option("--outliers", arguments->outlier_sigmas, "sigmas from the mean at which a value is an outlier")
+      .positive()
+      .capture_default_str();
+  parser.add_option("--html", arguments->html, "writes the page with charts to a file");
   return [arguments](const Options& options) { return stats(options, *arguments); };
 }
 
-Runner set_up_history(CLI::App& app) {
+Runner set_up_history(ArgumentParser parser) {
   auto arguments = std::make_shared<Arguments>();
-  app.add_option("SERIAL", arguments->serial, "the phone's serial number");
-  add_store(app, arguments.get());
-  app.add_option("--run", arguments->run, "one run instead, by its id");
-  app.add_option("--limit", arguments->limit, "at most so many runs, the newest")->check(CLI::NonNegativeNumber);
-  app.add_flag("--full", arguments->full, "every step and measurement");
+  parser.add_option("SERIAL", arguments->serial, "the phone's serial number");
+  add_store(parser, arguments.get());
+  parser.add_option("--run", arguments->run, "one run instead, by its id");
+  parser.add_option("--limit", arguments->limit, "at most so many runs, the newest").non_negative();
+  parser.add_flag("--full", arguments->full, "every step and measurement");
   return [arguments](const Options& options) { return history(options, *arguments); };
 }
 
-Runner set_up_sync(CLI::App& app) {
+Runner set_up_sync(ArgumentParser parser) {
   auto arguments = std::make_shared<Arguments>();
-  add_store(app, arguments.get());
-  app.add_option("--spool", arguments->spool, "the file in which runs wait (default: in the user's state folder)");
+  add_store(parser, arguments.get());
+  parser.add_option("--spool", arguments->spool, "the file in which runs wait (default: in the user's state folder)");
   return [arguments](const Options& options) { return sync(options, *arguments); };
 }
 

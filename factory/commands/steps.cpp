@@ -4,7 +4,6 @@
 #include <optional>
 
 #include "calibration.h"
-#include "command_line.h"
 #include "commands/commands.h"
 #include "fixture_needs.h"
 #include "hub_watch.h"
@@ -112,19 +111,19 @@ int collect(const Options& options) {
 
 }  // namespace
 
-Runner set_up_selftest(CLI::App& app) {
+Runner set_up_selftest(ArgumentParser parser) {
   auto tags = std::make_shared<std::vector<std::string>>();
-  app.add_option("TAG", *tags, "sensors by tag or type number")->required();
+  parser.add_option("TAG", *tags, "sensors by tag or type number").required();
   return [tags](const Options& options) { return self_test(options, *tags); };
 }
 
-Runner set_up_sar(CLI::App& app) {
+Runner set_up_sar(ArgumentParser parser) {
   auto chip = std::make_shared<int>(1);
   auto soft = std::make_shared<bool>(false);
   auto adr = std::make_shared<std::vector<int>>();
-  app.add_option("CHIP", *chip, "SAR chip 1 or 2")->check(CLI::Range(1, 2))->capture_default_str();
-  auto* soft_flag = app.add_flag("--soft", *soft, "the soft calibration, which keeps a baseline of its own");
-  app.add_option("--register", *adr, "write a register instead: number and value")->expected(2)->excludes(soft_flag);
+  parser.add_option("CHIP", *chip, "SAR chip 1 or 2").range(1, 2).capture_default_str();
+  parser.add_flag("--soft", *soft, "the soft calibration, which keeps a baseline of its own");
+  parser.add_option("--register", *adr, "write a register instead: number and value").values(2).excludes("--soft");
   return [=](const Options& options) {
     const int type = *chip == 1 ? sensor_type::sar : sensor_type::sar_second;
     if (!adr->empty()) return sar_register(options, type, *adr);
@@ -132,30 +131,30 @@ Runner set_up_sar(CLI::App& app) {
   };
 }
 
-Runner set_up_tof(CLI::App& app) {
+Runner set_up_tof(ArgumentParser parser) {
   auto step = std::make_shared<int>(5);
   auto sensor = std::make_shared<std::string>("Tof");
-  app.add_option("STEP", *step, "5 reference, 6 offset, 7 crosstalk (Prx only), in this order")
-      ->check(CLI::Range(5, 7))
-      ->required();
-  app.add_option("--sensor", *sensor, "Tof, or Prx where it is a time-of-flight part")->capture_default_str();
+  parser.add_option("STEP", *step, "5 reference, 6 offset, 7 crosstalk (Prx only), in this order")
+      .range(5, 7)
+      .required();
+  parser.add_option("--sensor", *sensor, "Tof, or Prx where it is a time-of-flight part").capture_default_str();
   return [=](const Options& options) {
     return calibrate_step(options, parse_tag(*sensor), *step, "time-of-flight step " + std::to_string(*step));
   };
 }
 
-Runner set_up_channel(CLI::App& app) {
+Runner set_up_channel(ArgumentParser parser) {
   auto tag = std::make_shared<std::string>();
   auto number = std::make_shared<int>(0);
   auto target = std::make_shared<float>(0);
   auto screen = std::make_shared<bool>(false);
-  app.add_option("TAG", *tag, "Lux or Lux_B")->required();
-  app.add_option("CHANNEL", *number, "channel")->required();
-  app.add_option("TARGET", *target, "value that the channel is to show")->check(in_range(0, 1e9))->required();
-  app.add_flag("--screen", *screen, "the screen's channel");
+  parser.add_option("TAG", *tag, "Lux or Lux_B").required();
+  parser.add_option("CHANNEL", *number, "channel").required();
+  parser.add_option("TARGET", *target, "value that the channel is to show").in_range(0, 1e9).required();
+  parser.add_flag("--screen", *screen, "the screen's channel");
   return [=](const Options& options) { return channel(options, *tag, *number, *target, *screen); };
 }
 
-Runner set_up_collect(CLI::App& /*app*/) { return collect; }
+Runner set_up_collect(ArgumentParser /*parser*/) { return collect; }
 
 }  // namespace factory

@@ -170,19 +170,19 @@ std::string names_help() {
 
 }  // namespace
 
-Runner set_up_get(CLI::App& app) {
+Runner set_up_get(ArgumentParser parser) {
   auto arguments = std::make_shared<Arguments>();
-  app.add_option("TAG", arguments->tag, "sensor by tag or type number")->required();
-  app.add_option("NAME", arguments->name, names_help() + "; without one all of the sensor");
-  app.add_option("--count", arguments->count, "how many channels")->check(CLI::Range(1, 15))->capture_default_str();
+  parser.add_option("TAG", arguments->tag, "sensor by tag or type number").required();
+  parser.add_option("NAME", arguments->name, names_help() + "; without one all of the sensor");
+  parser.add_option("--count", arguments->count, "how many channels").range(1, 15).capture_default_str();
   return [arguments](const Options& options) { return get(options, *arguments); };
 }
 
-Runner set_up_set(CLI::App& app) {
+Runner set_up_set(ArgumentParser parser) {
   auto arguments = std::make_shared<Arguments>();
-  app.add_option("TAG", arguments->tag, "sensor by tag or type number")->required();
-  app.add_option("NAME", arguments->name, names_help())->required();
-  app.add_option("VALUES", arguments->values, "numbers in the value's unit")->required();
+  parser.add_option("TAG", arguments->tag, "sensor by tag or type number").required();
+  parser.add_option("NAME", arguments->name, names_help()).required();
+  parser.add_option("VALUES", arguments->values, "numbers in the value's unit").required();
   return [arguments](const Options& options) { return set(options, *arguments); };
 }
 

@@ -6,13 +6,13 @@
 #include <iostream>
 #include <memory>
 #include <optional>
+#include <utility>
 
 #include <unistd.h>
 
 #include "calibration.h"
 #include "check/event_feed.h"
 #include "check/live_view.h"
-#include "command_line.h"
 #include "commands/commands.h"
 #include "json_text.h"
 #include "kinds.h"
@@ -155,15 +155,14 @@ int run(const Options& options, const Arguments& arguments) {
 
 }  // namespace
 
-Runner set_up_watch(CLI::App& app) {
+Runner set_up_watch(ArgumentParser parser) {
   auto arguments = std::make_shared<Arguments>();
   constexpr double kMostSeconds = 1e6;
   constexpr double kMostPeriod = 10000;
-  app.add_option("TAG", arguments->tag, "sensor by tag or type number")->required();
-  app.add_option("--seconds", arguments->seconds, "how long (default: until Ctrl-C)")
-      ->check(in_range(0.1, kMostSeconds));
-  app.add_option("--period", arguments->period_ms, "sampling period in ms (default: as calibrations have it)")
-      ->check(in_range(0.5, kMostPeriod));
+  parser.add_option("TAG", arguments->tag, "sensor by tag or type number").required();
+  parser.add_option("--seconds", arguments->seconds, "how long (default: until Ctrl-C)").in_range(0.1, kMostSeconds);
+  parser.add_option("--period", arguments->period_ms, "sampling period in ms (default: as calibrations have it)")
+      .in_range(0.5, kMostPeriod);
   return [arguments](const Options& options) { return run(options, *arguments); };
 }
 

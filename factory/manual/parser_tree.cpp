@@ -2,7 +2,8 @@
 
 #include <SensorType.h>
 
-#include <algorithm>
+#include <CLI/CLI.hpp>
+#include <cctype>
 
 #include "fixture.h"
 

@@ -2,9 +2,12 @@
 // they cannot tell, and what it knows, they cannot forget.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <string>
 #include <vector>
+
+namespace CLI {
+class App;
+}
 
 namespace factory {
 
