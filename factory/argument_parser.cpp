@@ -22,9 +22,6 @@ CommandArgument CommandArgument::capture_default_str() { return CommandArgument(
 CommandArgument CommandArgument::range(int low, int high) {
   return CommandArgument(option_->check(CLI::Range(low, high)));
 }
-CommandArgument CommandArgument::range(double low, double high) {
-  return CommandArgument(option_->check(CLI::Range(low, high)));
-}
 
 CommandArgument CommandArgument::in_range(double low, double high) {
   const auto plain = [](double value) {

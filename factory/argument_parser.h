@@ -25,8 +25,7 @@ class CommandArgument {
   CommandArgument capture_default_str();                 // for the help
 
   CommandArgument range(int low, int high);
-  CommandArgument range(double low, double high);
-  CommandArgument in_range(double low, double high);  // not-a-number is in no such range
+  CommandArgument in_range(double low, double high);  // not-a-number is in no range
   CommandArgument positive();
   CommandArgument non_negative();
   CommandArgument one_of(const std::vector<std::string>& words);

@@ -196,7 +196,7 @@ Runner set_up_grr(ArgumentParser parser) {
       .range(2, 1000)
       .capture_default_str();
   parser.add_option("--alpha", a.alpha, "an interaction whose p is above this counts as repeatability")
-      .range(0.0, 1.0)
+      .in_range(0, 1)
       .capture_default_str();
   parser.add_flag("--full", a.full, "the whole analysis of each measurement");
   return [arguments](const Options& options) { return run_grr(options, *arguments); };

@@ -32,6 +32,7 @@ set Acc offset -inf 0 0|-inf is no number
 set Acc offset 0 -nan 0|-nan is no number
 calibrate Bar --reference -inf|--reference: -inf is no number from 300 to 1100
 calibrate Bar --reference nan|nan is no number from 300 to 1100
+grr --alpha nan|nan is no number from 0 to 1
 watch Acc --seconds -NaN|-NaN is no number from
 channel Lux 0 -inf|-inf is no number from
 sensors --fixture robot|robot not in
