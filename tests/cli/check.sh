@@ -32,9 +32,9 @@ misses nan not_finite --speed max
 misses out-of-range out_of_range --speed max
 misses burst:Acc,32 delay --period 10
 
-# Five at a time is within the published delay, and told.
+# Five at a time is within the published delay, and told. A machine that stalls, or an emulator, parts and joins bursts.
 run 0 check Acc --fault burst
-has out 'Acc: note: events come about 5 at a time'
+has out 'Acc: note: events come about [3-8] at a time'
 run 1 check Acc --fault wrong-handle
 has out 'note: [0-9]+ events named another sensor'
 run 1 check Acc --speed max --fault enable-refused
