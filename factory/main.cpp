@@ -9,13 +9,13 @@
 #include <map>
 #include <sstream>
 
-#include "argument_parser.h"
-#include "command.h"
-#include "command_line.h"
-#include "fixture.h"
-#include "options.h"
-#include "plan/identity.h"
-#include "terminal.h"
+#include "cli/argument_parser.h"
+#include "cli/command_line.h"
+#include "cli/terminal.h"
+#include "commands/command.h"
+#include "phone/fixture.h"
+#include "phone/options.h"
+#include "run/identity.h"
 
 namespace {
 
@@ -87,11 +87,13 @@ int run(int argc, char** argv) {
       "4 a replay differs from its recording, "
       "130 interrupted.");
   std::map<const CLI::App*, std::function<int(const Options&)>> runners;
-  for (const Command& command : commands()) {
-    CLI::App* sub = app.add_subcommand(command.name, command.summary);
-    sub->fallthrough();
-    sub->footer(std::string("Examples:\n") + command.examples);
-    runners[sub] = command.set_up(ArgumentParser(*sub));
+  for (const std::vector<Command>* table : {&commands(), &fixture_commands()}) {
+    for (const Command& command : *table) {
+      CLI::App* sub = app.add_subcommand(command.name, command.summary);
+      sub->fallthrough();
+      sub->footer(std::string("Examples:\n") + command.examples);
+      runners[sub] = command.set_up(ArgumentParser(*sub));
+    }
   }
   show_numbers(app);
   std::vector<std::string> arguments = hide_numbers(argc, argv);

@@ -14,9 +14,9 @@
 #include <memory>
 #include <vector>
 
+#include "quality/statistics.h"
 #include "store/bare_sqlite.h"
 #include "store/made_runs.h"
-#include "store/statistics.h"
 #include "store/store.h"
 #include "store/stored_text.h"
 

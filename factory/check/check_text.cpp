@@ -1,11 +1,11 @@
 // A check as JSON and as text.
 #include <cmath>
 
-#include "calibration.h"
 #include "check/sensor_check.h"
-#include "json_text.h"
-#include "kinds.h"
-#include "terminal.h"
+#include "cli/terminal.h"
+#include "files/json_text.h"
+#include "files/numbers.h"
+#include "sensors/kinds.h"
 
 namespace factory {
 namespace {

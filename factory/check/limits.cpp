@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "statistics.h"
+#include "sensors/statistics.h"
 
 namespace factory {
 namespace {

@@ -4,10 +4,10 @@
 #include <cmath>
 #include <utility>
 
-#include "calibration.h"
 #include "check/limits.h"
-#include "json_text.h"
-#include "terminal.h"
+#include "cli/terminal.h"
+#include "files/json_text.h"
+#include "files/numbers.h"
 
 namespace factory {
 namespace {

@@ -9,9 +9,9 @@
 #include <string>
 #include <vector>
 
-#include "check/quantity.h"
 #include "check/sample.h"
-#include "statistics.h"
+#include "sensors/quantity.h"
+#include "sensors/statistics.h"
 
 namespace factory {
 

@@ -5,8 +5,8 @@
 #include <span>
 #include <vector>
 
-#include "check/quantity.h"
 #include "check/sample.h"
+#include "sensors/quantity.h"
 
 namespace factory {
 

@@ -7,7 +7,7 @@
 #include <cmath>
 
 #include "check/event_feed.h"
-#include "kinds.h"
+#include "sensors/kinds.h"
 
 namespace factory {
 namespace {

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "check/limits.h"
-#include "session.h"
+#include "phone/session.h"
 
 namespace factory {
 

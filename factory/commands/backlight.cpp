@@ -4,9 +4,9 @@
 #include <optional>
 
 #include "commands/commands.h"
-#include "json_text.h"
-#include "panel.h"
-#include "session.h"
+#include "files/json_text.h"
+#include "phone/session.h"
+#include "run/panel.h"
 
 namespace factory {
 namespace {

@@ -3,12 +3,12 @@
 #include <memory>
 #include <optional>
 
-#include "calibration.h"
+#include "cli/terminal.h"
 #include "commands/commands.h"
-#include "json_text.h"
-#include "progress.h"
-#include "session.h"
-#include "terminal.h"
+#include "files/json_text.h"
+#include "phone/session.h"
+#include "run/calibration.h"
+#include "run/progress.h"
 
 namespace factory {
 namespace {

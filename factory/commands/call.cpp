@@ -2,11 +2,11 @@
 #include <iostream>
 #include <memory>
 
+#include "cli/terminal.h"
 #include "commands/commands.h"
-#include "json_text.h"
-#include "operation.h"
-#include "session.h"
-#include "terminal.h"
+#include "commands/operation.h"
+#include "files/json_text.h"
+#include "phone/session.h"
 
 namespace factory {
 namespace {

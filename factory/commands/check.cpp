@@ -6,12 +6,12 @@
 #include <utility>
 
 #include "check/sensor_check.h"
-#include "check/status_line.h"
+#include "cli/status_line.h"
+#include "cli/terminal.h"
 #include "commands/commands.h"
-#include "json_text.h"
-#include "kinds.h"
-#include "session.h"
-#include "terminal.h"
+#include "files/json_text.h"
+#include "phone/session.h"
+#include "sensors/kinds.h"
 
 namespace factory {
 namespace {

@@ -3,8 +3,8 @@
 
 #include <functional>
 
-#include "argument_parser.h"
-#include "options.h"
+#include "cli/argument_parser.h"
+#include "phone/options.h"
 
 namespace factory {
 
@@ -20,8 +20,6 @@ Runner set_up_replay(ArgumentParser parser);
 Runner set_up_stats(ArgumentParser parser);
 Runner set_up_history(ArgumentParser parser);
 Runner set_up_sync(ArgumentParser parser);
-Runner set_up_grr(ArgumentParser parser);
-Runner set_up_line(ArgumentParser parser);
 Runner set_up_report(ArgumentParser parser);
 Runner set_up_judge(ArgumentParser parser);
 Runner set_up_selftest(ArgumentParser parser);
@@ -35,7 +33,5 @@ Runner set_up_check(ArgumentParser parser);
 Runner set_up_watch(ArgumentParser parser);
 Runner set_up_man(ArgumentParser parser);
 Runner set_up_completion(ArgumentParser parser);
-Runner set_up_reboot(ArgumentParser parser);
-Runner set_up_factory_reset(ArgumentParser parser);
 
 }  // namespace factory

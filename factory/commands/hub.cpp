@@ -11,12 +11,12 @@
 #include <iostream>
 #include <memory>
 
+#include "cli/terminal.h"
 #include "commands/commands.h"
-#include "hub_message.h"
-#include "json_text.h"
-#include "kinds.h"
-#include "session.h"
-#include "terminal.h"
+#include "files/json_text.h"
+#include "phone/hub_message.h"
+#include "phone/session.h"
+#include "sensors/kinds.h"
 
 namespace factory {
 namespace {

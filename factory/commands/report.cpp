@@ -2,11 +2,11 @@
 #include <algorithm>
 #include <iostream>
 
+#include "cli/terminal.h"
 #include "commands/commands.h"
-#include "json_text.h"
-#include "session.h"
-#include "terminal.h"
-#include "verdict.h"
+#include "files/json_text.h"
+#include "phone/session.h"
+#include "phone/verdict.h"
 
 namespace factory {
 namespace {

@@ -9,17 +9,17 @@
 #include <memory>
 #include <utility>
 
+#include "cli/terminal.h"
 #include "commands/commands.h"
-#include "json_text.h"
-#include "plan/attempt_text.h"
-#include "plan/plan_run.h"
-#include "plan/run_progress.h"
-#include "recording.h"
+#include "files/json_text.h"
+#include "phone/recording.h"
+#include "phone/session.h"
 #include "report/report.h"
-#include "session.h"
+#include "run/attempt_text.h"
+#include "run/plan_run.h"
+#include "run/run_progress.h"
 #include "store/keeper.h"
 #include "store/run_id.h"
-#include "terminal.h"
 
 namespace factory {
 namespace {

@@ -1,11 +1,11 @@
 // `sensorcal sensors`
 #include <iostream>
 
+#include "cli/terminal.h"
 #include "commands/commands.h"
-#include "json_text.h"
-#include "kinds.h"
-#include "session.h"
-#include "terminal.h"
+#include "files/json_text.h"
+#include "phone/session.h"
+#include "sensors/kinds.h"
 
 namespace factory {
 namespace {

@@ -3,14 +3,14 @@
 #include <memory>
 #include <utility>
 
+#include "cli/terminal.h"
 #include "commands/commands.h"
-#include "json_text.h"
-#include "store/history.h"
+#include "files/json_text.h"
+#include "quality/history.h"
+#include "quality/stats_view.h"
 #include "store/keeper.h"
 #include "store/schema.h"
-#include "store/stats_view.h"
 #include "store/sync.h"
-#include "terminal.h"
 
 namespace factory {
 namespace {

@@ -3,14 +3,14 @@
 #include <memory>
 #include <optional>
 
-#include "calibration.h"
+#include "cli/terminal.h"
 #include "commands/commands.h"
-#include "fixture_needs.h"
-#include "hub_watch.h"
-#include "json_text.h"
-#include "kinds.h"
-#include "session.h"
-#include "terminal.h"
+#include "files/json_text.h"
+#include "phone/fixture_needs.h"
+#include "phone/hub_watch.h"
+#include "phone/session.h"
+#include "run/calibration.h"
+#include "sensors/kinds.h"
 
 namespace factory {
 namespace {

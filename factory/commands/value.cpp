@@ -5,13 +5,13 @@
 #include <memory>
 #include <optional>
 
+#include "cli/terminal.h"
 #include "commands/commands.h"
-#include "hub_watch.h"
-#include "json_text.h"
-#include "kinds.h"
-#include "session.h"
-#include "stored_values.h"
-#include "terminal.h"
+#include "files/json_text.h"
+#include "phone/hub_watch.h"
+#include "phone/session.h"
+#include "sensors/kinds.h"
+#include "sensors/stored_values.h"
 
 namespace factory {
 namespace {

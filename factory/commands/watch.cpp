@@ -10,14 +10,14 @@
 
 #include <unistd.h>
 
-#include "calibration.h"
 #include "check/event_feed.h"
 #include "check/live_view.h"
+#include "cli/terminal.h"
 #include "commands/commands.h"
-#include "json_text.h"
-#include "kinds.h"
-#include "session.h"
-#include "terminal.h"
+#include "files/json_text.h"
+#include "phone/session.h"
+#include "run/calibration.h"
+#include "sensors/kinds.h"
 
 namespace factory {
 namespace {

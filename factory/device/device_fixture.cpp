@@ -5,9 +5,9 @@
 
 #include <mutex>
 
-#include "fixture.h"
-#include "fixture_settings.h"
-#include "recording.h"
+#include "phone/fixture.h"
+#include "phone/fixture_settings.h"
+#include "phone/recording.h"
 
 namespace factory {
 namespace {

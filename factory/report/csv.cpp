@@ -6,8 +6,8 @@
 #include <filesystem>
 #include <vector>
 
-#include "options.h"
-#include "replace_file.h"
+#include "files/app_error.h"
+#include "files/replace_file.h"
 #include "report/chart_data.h"
 #include "report/record_view.h"
 #include "report/report.h"

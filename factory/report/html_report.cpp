@@ -3,7 +3,7 @@
 #include <cctype>
 #include <vector>
 
-#include "replace_file.h"
+#include "files/replace_file.h"
 #include "report/assets.h"
 #include "report/chart_data.h"
 #include "report/html.h"

@@ -1,8 +1,8 @@
 // JUnit's XML: a step is a test case. Why it failed is in <failure>, every attempt in <system-out>.
 #include <algorithm>
 
-#include "json_text.h"
-#include "replace_file.h"
+#include "files/json_text.h"
+#include "files/replace_file.h"
 #include "report/markup.h"
 #include "report/record_view.h"
 #include "report/report.h"

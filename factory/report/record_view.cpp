@@ -3,7 +3,7 @@
 #include <cmath>
 #include <cstdio>
 
-#include "json_text.h"
+#include "files/json_text.h"
 
 namespace factory {
 namespace {

@@ -1,6 +1,6 @@
 #include "store/dictionary.h"
 
-#include "json_text.h"
+#include "files/json_text.h"
 #include "store/query.h"
 #include "store/stored_text.h"
 

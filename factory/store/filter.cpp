@@ -3,7 +3,7 @@
 #include <chrono>
 #include <cstdio>
 
-#include "options.h"
+#include "files/app_error.h"
 #include "store/stored_text.h"
 
 namespace factory::store {

@@ -2,7 +2,7 @@
 
 #include <iostream>
 
-#include "options.h"
+#include "files/app_error.h"
 #include "store/sync.h"
 
 namespace factory::store {

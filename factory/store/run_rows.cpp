@@ -5,7 +5,7 @@
 #include <cmath>
 #include <iterator>
 
-#include "json_text.h"
+#include "files/json_text.h"
 #include "store/error.h"
 #include "store/run_id.h"
 #include "store/stored_text.h"

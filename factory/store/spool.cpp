@@ -1,6 +1,6 @@
 #include "store/spool.h"
 
-#include "json_text.h"
+#include "files/json_text.h"
 #include "store/run_rows.h"
 #include "store/stored_text.h"
 

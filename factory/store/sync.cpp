@@ -11,7 +11,7 @@
 #include <thread>
 #include <utility>
 
-#include "json_text.h"
+#include "files/json_text.h"
 #include "store/run_rows.h"
 #include "store/store.h"
 

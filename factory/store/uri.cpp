@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <regex>
 
-#include "options.h"
+#include "files/app_error.h"
 
 namespace factory::store {
 namespace {

@@ -1,5 +1,5 @@
 // A plan is good with every number finite and in its range, or refused with problems that name the place.
-#include "plan/plan.h"
+#include "run/plan.h"
 
 #include <cmath>
 #include <cstdio>

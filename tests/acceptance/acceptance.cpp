@@ -13,7 +13,7 @@
 #include <set>
 #include <thread>
 
-#include "json_text.h"
+#include "files/json_text.h"
 #include "tally.h"
 
 namespace acceptance {

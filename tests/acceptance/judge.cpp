@@ -4,7 +4,7 @@
 #include <chrono>
 #include <filesystem>
 
-#include "kinds.h"
+#include "sensors/kinds.h"
 #include "station.h"
 
 namespace acceptance {

@@ -7,8 +7,8 @@
 #include <memory>
 #include <vector>
 
+#include "phone/session.h"
 #include "population.h"
-#include "session.h"
 
 namespace acceptance {
 

@@ -4,8 +4,8 @@
 #include <cstdio>
 #include <iterator>
 
-#include "host/flaw.h"
 #include "phone/core/random.h"
+#include "simulator/flaw.h"
 
 namespace acceptance {
 namespace {

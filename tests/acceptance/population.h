@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "host/flaw.h"
+#include "simulator/flaw.h"
 
 namespace acceptance {
 

@@ -13,7 +13,7 @@
 #include <stdexcept>
 
 #include "phone/core/phone.h"
-#include "statistics.h"
+#include "sensors/statistics.h"
 
 namespace acceptance {
 namespace {

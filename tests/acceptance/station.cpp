@@ -3,8 +3,8 @@
 #include <map>
 
 #include "mover.h"
-#include "plan/attempt_text.h"
-#include "plan/plan_run.h"
+#include "run/attempt_text.h"
+#include "run/plan_run.h"
 
 namespace acceptance {
 namespace {

@@ -10,7 +10,7 @@
 #include <iostream>
 #include <map>
 
-#include "plan/plan_run.h"
+#include "run/plan_run.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 
 #include <sstream>
 
-#include "terminal.h"
+#include "cli/terminal.h"
 
 namespace factory {
 namespace {

@@ -11,11 +11,11 @@
 #include <limits>
 #include <thread>
 
-#include "calibration.h"
-#include "fixture_settings.h"
 #include "folder.h"
 #include "phone/core/phone.h"
-#include "plan/plan_run.h"
+#include "phone/fixture_settings.h"
+#include "run/calibration.h"
+#include "run/plan_run.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 
 #include <cmath>
 
-#include "grr/anova.h"
-#include "options.h"
+#include "files/app_error.h"
+#include "quality/anova.h"
 
 namespace factory::grr {
 namespace {

@@ -4,8 +4,8 @@
 #include <cmath>
 #include <limits>
 
-#include "plan/measurement.h"
-#include "plan/units.h"
+#include "files/units.h"
+#include "run/measurement.h"
 
 namespace factory::plan {
 namespace {

@@ -2,7 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "plan/plan.h"
+#include "run/plan.h"
 
 namespace factory::plan {
 namespace {

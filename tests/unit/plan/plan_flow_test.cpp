@@ -1,5 +1,5 @@
 // Order, attempts, groups, and the record of it all.
-#include "plan/identity.h"
+#include "run/identity.h"
 #include "station.h"
 
 namespace plan_test {

@@ -1,5 +1,5 @@
 // Every plan that is shipped passes on a good phone of the profile it is named after.
-#include "calibration.h"
+#include "run/calibration.h"
 #include "station.h"
 
 namespace plan_test {

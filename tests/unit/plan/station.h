@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "folder.h"
-#include "plan/plan_run.h"
+#include "run/plan_run.h"
 
 namespace plan_test {
 

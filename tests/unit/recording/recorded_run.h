@@ -15,9 +15,9 @@
 #include <thread>
 #include <vector>
 
-#include "json_text.h"
-#include "plan/plan_run.h"
-#include "recording.h"
+#include "files/json_text.h"
+#include "phone/recording.h"
+#include "run/plan_run.h"
 
 namespace recording_test {
 

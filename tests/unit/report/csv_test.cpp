@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
+#include "files/app_error.h"
 #include "folder.h"
-#include "options.h"
 #include "records.h"
 #include "report/report.h"
 

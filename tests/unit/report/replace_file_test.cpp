@@ -1,10 +1,10 @@
-#include "replace_file.h"
+#include "files/replace_file.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include "files/app_error.h"
 #include "folder.h"
-#include "options.h"
 
 namespace {
 

@@ -4,9 +4,9 @@
 #include <atomic>
 #include <thread>
 
+#include "quality/history.h"
+#include "quality/statistics.h"
 #include "records.h"
-#include "store/history.h"
-#include "store/statistics.h"
 #include "store/store.h"
 
 namespace factory::store {

@@ -7,7 +7,7 @@
 #include <cmath>
 #include <memory>
 
-#include "json_text.h"
+#include "files/json_text.h"
 #include "store/run_id.h"
 
 namespace factory::store {

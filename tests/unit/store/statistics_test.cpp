@@ -1,5 +1,5 @@
 // Every statistic against one that is worked out here, from the values themselves.
-#include "store/statistics.h"
+#include "quality/statistics.h"
 
 #include <gtest/gtest.h>
 
@@ -8,8 +8,8 @@
 #include <functional>
 #include <random>
 
+#include "quality/control_chart.h"
 #include "records.h"
-#include "store/control_chart.h"
 #include "store/run_id.h"
 
 namespace factory::store {

@@ -8,10 +8,10 @@
 #include <limits>
 #include <thread>
 
+#include "quality/history.h"
+#include "quality/statistics.h"
 #include "records.h"
-#include "store/history.h"
 #include "store/schema.h"
-#include "store/statistics.h"
 #include "store/stored_text.h"
 
 namespace factory::store {

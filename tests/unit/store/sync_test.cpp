@@ -12,8 +12,8 @@
 #include <set>
 #include <thread>
 
-#include "json_text.h"
-#include "options.h"
+#include "files/app_error.h"
+#include "files/json_text.h"
 #include "records.h"
 #include "store/run_id.h"
 #include "store/spool.h"

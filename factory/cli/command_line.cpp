@@ -1,0 +1,87 @@
+#include "cli/command_line.h"
+
+#include <CLI/CLI.hpp>
+#include <cctype>
+#include <sstream>
+
+#include "cli/terminal.h"
+
+namespace factory {
+namespace {
+
+constexpr char kHidden = '\x01';
+constexpr char kExample[] = "  sensorcal ";
+
+bool is_number_word(const std::string& text) {
+  std::string lower = text;
+  for (char& c : lower) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return lower == "-inf" || lower == "-infinity" || lower == "-nan";
+}
+
+// Where the explanation of a line begins: behind the first gap of its text; 0 without one.
+size_t explanation(const std::string& line) {
+  const size_t text = line.find_first_not_of(' ');
+  const size_t gap = text == std::string::npos ? text : line.find("  ", text);
+  const size_t begin = gap == std::string::npos ? gap : line.find_first_not_of(' ', gap);
+  return begin == std::string::npos ? 0 : begin;
+}
+
+std::string fit_line(const std::string& line, size_t columns) {
+  constexpr size_t kLeastRoom = 30;
+  constexpr size_t kNarrowIndent = 6;
+  if (line.size() <= columns || line.rfind(kExample, 0) == 0) return line;
+  const size_t begin = explanation(line);
+  if (begin == 0) {
+    const size_t own = line.find_first_not_of(' ');
+    const std::string indent(columns >= own + kLeastRoom ? own : kNarrowIndent, ' ');
+    return indent + wrapped(line, columns, indent, indent.size());
+  }
+  const bool room = columns >= begin + kLeastRoom;
+  const std::string indent(room ? begin : kNarrowIndent, ' ');
+  std::string name = line.substr(0, begin);
+  if (!room) {
+    name.erase(name.find_last_not_of(' ') + 1);
+    name += "\n" + indent;
+  }
+  return name + wrapped(line.substr(begin), columns, indent, indent.size());
+}
+
+}  // namespace
+
+std::string fit_help(const std::string& help, size_t columns) {
+  std::string out;
+  std::istringstream lines(help);
+  for (std::string line; std::getline(lines, line);) out += fit_line(line, columns) + "\n";
+  return out;
+}
+
+std::vector<std::string> hide_numbers(int argc, char** argv) {
+  std::vector<std::string> out(argv + 1, argv + argc);
+  for (std::string& argument : out) {
+    if (is_number_word(argument)) argument.insert(argument.begin(), kHidden);
+  }
+  return out;
+}
+
+void show_numbers(CLI::App& app) {
+  const CLI::Validator show(
+      [](std::string& text) {
+        if (!text.empty() && text[0] == kHidden) text.erase(0, 1);
+        return std::string();
+      },
+      "");
+  for (CLI::Option* option : app.get_options({})) {
+    if (option->get_items_expected_max() > 0) option->transform(show);
+  }
+  for (CLI::App* part : app.get_subcommands({})) show_numbers(*part);
+}
+
+bool asks_for_faults(const std::vector<std::string>& arguments) {
+  for (size_t i = 0; i < arguments.size(); ++i) {
+    if (arguments[i] == "--fault=help") return true;
+    if (arguments[i] == "--fault" && i + 1 < arguments.size() && arguments[i + 1] == "help") return true;
+  }
+  return false;
+}
+
+}  // namespace factory

@@ -1,0 +1,51 @@
+#include "cli/terminal.h"
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace factory {
+namespace {
+
+std::string coloured(const char* code, const std::string& text) {
+  return colour_wanted() ? std::string("\033[") + code + "m" + text + "\033[0m" : text;
+}
+
+}  // namespace
+
+bool colour_wanted() {
+  static const bool wanted = [] {
+    const char* no_color = std::getenv("NO_COLOR");
+    return isatty(STDOUT_FILENO) != 0 && (no_color == nullptr || *no_color == '\0');
+  }();
+  return wanted;
+}
+
+std::string bold(const std::string& text) { return coloured("1", text); }
+std::string good(const std::string& text) { return coloured("32", text); }
+std::string bad(const std::string& text) { return coloured("31", text); }
+std::string faint(const std::string& text) { return coloured("2", text); }
+
+std::mutex& status_line() {
+  static std::mutex mutex;
+  return mutex;
+}
+
+size_t terminal_columns(int fd) {
+  if (isatty(fd) == 0) return 0;
+  const char* wished = std::getenv("COLUMNS");
+  const int columns = wished != nullptr ? std::atoi(wished) : 0;
+  if (columns > 0) return static_cast<size_t>(columns);
+  winsize size{};
+  return ioctl(fd, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
+}
+
+std::string fixed(double value, int digits) {
+  char text[64];
+  snprintf(text, sizeof text, "%.*f", digits, value);
+  return text;
+}
+
+}  // namespace factory

@@ -1,0 +1,65 @@
+#include "files/json_text.h"
+
+#include <charconv>
+#include <cmath>
+#include <cstdlib>
+#include <memory>
+
+namespace factory {
+namespace {
+
+template <typename Number>
+std::string shortest(Number value) {
+  char text[64];
+  const auto end = std::to_chars(text, text + sizeof text, value).ptr;
+  return {text, end};
+}
+
+std::string write(const Json::Value& value, const char* indentation) {
+  Json::StreamWriterBuilder builder;
+  builder["indentation"] = indentation;
+  builder["precision"] = 9;
+  builder["emitUTF8"] = true;
+  return Json::writeString(builder, value);
+}
+
+}  // namespace
+
+Json::Value json_number(float value) {
+  if (!std::isfinite(value)) return json_number(static_cast<double>(value));
+  return std::strtod(shortest(value).c_str(), nullptr);
+}
+
+Json::Value json_number(double value) {
+  if (std::isnan(value)) return "nan";
+  if (std::isinf(value)) return value > 0 ? "inf" : "-inf";
+  return value;
+}
+
+Json::Value optional_number(const std::optional<double>& value) { return value ? json_number(*value) : Json::Value(); }
+
+std::string number_text(const Json::Value& value) {
+  if (!value.isDouble()) return value.asString();
+  char text[40];
+  snprintf(text, sizeof text, "%.9g", value.asDouble());
+  return text;
+}
+
+std::string json_pretty(const Json::Value& value) { return write(value, "  "); }
+
+std::string json_line(const Json::Value& value) { return write(value, ""); }
+
+bool parse_json(const std::string& text, Json::Value* out, std::string* problem) {
+  std::string why;
+  bool good = false;
+  try {
+    const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
+    good = reader->parse(text.data(), text.data() + text.size(), out, &why);
+  } catch (const Json::Exception& error) {
+    why = error.what();
+  }
+  if (problem != nullptr) *problem = why;
+  return good;
+}
+
+}  // namespace factory

@@ -1,0 +1,11 @@
+// Numbers as a person reads them.
+#pragma once
+
+#include <string>
+
+namespace factory {
+
+// In four significant digits, in six from 10000 on.
+std::string plain(double value);
+
+}  // namespace factory

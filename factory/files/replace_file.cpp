@@ -1,0 +1,91 @@
+#include "files/replace_file.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+
+#include "files/app_error.h"
+#include "files/write_all.h"
+
+namespace factory {
+namespace {
+
+// An open file that closes itself.
+class Descriptor {
+ public:
+  explicit Descriptor(int fd) : fd_(fd) {}
+  ~Descriptor() { close_now(); }
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+
+  int get() const { return fd_; }
+  // False when the system only now says that it could not keep what was written.
+  bool close_now() {
+    const int fd = fd_;
+    fd_ = -1;
+    return fd < 0 || close(fd) == 0;
+  }
+
+ private:
+  int fd_;
+};
+
+[[noreturn]] void fail(const std::string& file) {
+  throw AppError(kUsage, file + ": cannot be written: " + strerror(errno));
+}
+
+void write_in_place(const std::string& file, const std::string& content) {
+  Descriptor out(open(file.c_str(), O_WRONLY | O_CLOEXEC));
+  if (out.get() < 0 || !write_all(out.get(), content) || !out.close_now()) fail(file);
+}
+
+// The rename itself outlives a power cut only with its folder. What cannot be synced is written all the same.
+void sync_folder_of(const std::string& file) {
+  const std::string folder = std::filesystem::path(file).parent_path().string();
+  const Descriptor opened(open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (opened.get() >= 0) fsync(opened.get());
+}
+
+// The mode that a new file would get; mkostemp() makes it private to the user.
+mode_t usual_mode() {
+  const mode_t mask = umask(0);
+  umask(mask);
+  return 0666 & ~mask;
+}
+
+// Owner and mode of the file that is replaced, where there is one and the system lets them be given.
+bool take_rights(int fd, const std::string& target) {
+  struct stat old {};
+  if (stat(target.c_str(), &old) != 0) return fchmod(fd, usual_mode()) == 0;
+  const bool given = (old.st_uid == geteuid() && old.st_gid == getegid()) || fchown(fd, old.st_uid, old.st_gid) == 0;
+  return fchmod(fd, old.st_mode & (given ? 07777 : 0777)) == 0;
+}
+
+}  // namespace
+
+void replace_file(const std::string& file, const std::string& content) {
+  std::error_code ignored;
+  const std::filesystem::file_status status = std::filesystem::status(file, ignored);
+  if (exists(status) && !is_regular_file(status)) return write_in_place(file, content);
+  // A link goes on pointing at the file, which is what gets replaced.
+  const std::string target = exists(status) ? std::filesystem::canonical(file, ignored).string() : file;
+
+  std::string temporary = target + ".XXXXXX";
+  Descriptor out(mkostemp(temporary.data(), O_CLOEXEC));
+  if (out.get() < 0) fail(file);
+  const bool whole = write_all(out.get(), content) && take_rights(out.get(), target) && fsync(out.get()) == 0 &&
+                     out.close_now() && rename(temporary.c_str(), target.c_str()) == 0;
+  if (whole) return sync_folder_of(target);
+  const int why = errno;
+  unlink(temporary.c_str());
+  errno = why;
+  fail(file);
+}
+
+}  // namespace factory

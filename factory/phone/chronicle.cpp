@@ -1,0 +1,10 @@
+#include "phone/chronicle.h"
+
+namespace factory {
+
+Chronicle& Chronicle::live() {
+  static Chronicle chronicle;
+  return chronicle;
+}
+
+}  // namespace factory

@@ -1,0 +1,92 @@
+// What stands around the phone: on a real station nothing that a program could ask, on a simulated phone its world,
+// its truth and its hub's store. The only door between the application and a simulated phone.
+#pragma once
+
+#include <json/json.h>
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "phone/chronicle.h"
+#include "phone/options.h"
+
+namespace factory {
+
+// One message to the hub and its answer: sensor_type, msg_type and 16 data words each.
+struct HubMessage {
+  int64_t time_ns = 0;  // CLOCK_REALTIME
+  int32_t request[18] = {};
+  int32_t reply[18] = {};
+  bool answered = false;  // false: the call failed on its way
+  std::string note;       // what the hub remarks
+};
+
+class Fixture {
+ public:
+  using Settings = std::vector<std::pair<std::string, std::string>>;  // as set_world() takes them
+  struct Arranged {
+    std::vector<std::string> problems;
+    std::vector<std::string> notes;  // for the record
+  };
+
+  virtual ~Fixture() = default;
+
+  // Whether the run goes straight through, is recorded or replayed.
+  virtual Chronicle& chronicle() { return Chronicle::live(); }
+
+  // The folder that stands for the phone's "/".
+  virtual std::string device_root() const = 0;
+
+  // Facts about the phone, in the order in which people read them: directory, profile, seed ...
+  virtual std::vector<std::pair<std::string, std::string>> facts() const = 0;
+  // What an operator should know before trusting a result: gaps and unit slips of a recording ...
+  virtual std::vector<std::string> remarks() const = 0;
+
+  virtual std::map<std::string, std::string> world() const = 0;
+  // Returns an empty text, or what is wrong with the key or the value. On a station it asks the operator and comes back
+  // when it is done, so that a caller need not know the difference.
+  virtual std::string set_world(const std::string& key, const std::string& value) = 0;
+  // Whether a person sets what is wanted.
+  virtual bool asks_operator() const { return false; }
+  // Sets what belongs together; an operator is asked once.
+  virtual Arranged arrange(const Settings& settings) {
+    Arranged out;
+    for (const auto& [key, value] : settings) {
+      std::string problem = set_world(key, value);
+      if (!problem.empty()) out.problems.push_back(std::move(problem));
+    }
+    return out;
+  }
+
+  // What a perfect sensor would report now. Empty where that is not known.
+  virtual std::vector<float> truth(int sensor_type) const = 0;
+
+  virtual Json::Value hub_state() const = 0;
+  virtual void on_hub_message(std::function<void(const HubMessage&)> listener) = 0;
+
+  virtual void reboot() = 0;
+  virtual void factory_reset() = 0;
+};
+
+// What a build's phones are: simulated ones, with a world to set and options that make them, or the one real phone that
+// it runs on, whose fixture people set.
+bool phones_are_simulated();
+// Throws AppError, naming the option, where the options ask for what this build's phones have not; needs no phone.
+void require_understood(const Options& options);
+
+// Opens the fixture that the options ask for; the services are reachable while it lives. Throws AppError.
+std::unique_ptr<Fixture> open_fixture(const Options& options);
+
+// Returns an empty text, or what is wrong with a setting of the world; needs no phone.
+std::string world_problem(const std::string& key, const std::string& value);
+
+// Names of the profiles that a new phone can be made from, and the faults that can be asked for ("NAME  what").
+std::vector<std::string> known_profiles();
+std::vector<std::string> known_faults();
+
+}  // namespace factory

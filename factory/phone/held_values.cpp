@@ -1,0 +1,179 @@
+#include "phone/held_values.h"
+
+#include <cutils/properties.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "files/replace_file.h"
+#include "phone/hub_watch.h"
+#include "phone/options.h"
+#include "sensors/kinds.h"
+#include "sensors/stored_values.h"
+
+namespace factory {
+namespace {
+
+constexpr int kSelfTest = 4;
+constexpr int kGoldenParam = -1;
+constexpr int kScales = 5;
+constexpr int kGolden = 7;
+
+// From "/", where the process stands.
+constexpr char kLightFile[] = "mnt/vendor/nvcfg/sensor/lightSensorCali.json";
+std::optional<std::string> bytes_of(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) return std::nullopt;
+  std::stringstream bytes;
+  bytes << in.rdbuf();
+  return bytes.str();
+}
+
+// As a whole; in place only where the folder takes no new file.
+bool write_bytes(const std::string& path, const std::string& bytes) {
+  try {
+    replace_file(path, bytes);
+    return true;
+  } catch (const AppError&) {
+    // Written over only where the folder takes no new file: where there is no room the old one would be lost too.
+    if (access(std::filesystem::absolute(path).parent_path().c_str(), W_OK) == 0) return false;
+  }
+  std::ofstream out(path, std::ios::binary | std::ios::trunc);
+  out << bytes;
+  out.close();
+  return static_cast<bool>(out);
+}
+
+bool same(const std::vector<double>& a, const std::vector<double>& b) {
+  if (a.size() != b.size()) return false;
+  for (size_t i = 0; i < a.size(); ++i) {
+    if (a[i] != b[i] && !(std::isnan(a[i]) && std::isnan(b[i]))) return false;
+  }
+  return true;
+}
+
+bool has_property(const char* name) {
+  char value[PROPERTY_VALUE_MAX];
+  return property_get(name, value, "") > 0;
+}
+
+}  // namespace
+
+HeldValues::HeldValues(int type, int param, bool writes_golden) : type_(type) {
+  if (param == kSelfTest) return;
+  const Kind* kind = find_kind(type, param);
+  if (kind == nullptr) {
+    irreversible_.emplace_back(
+        is_panel_run(param)                                           ? "the panel level in the hub"
+        : type == sensor_type::tof || type == sensor_type::proximity  ? "the time-of-flight calibration in the chip"
+        : type == sensor_type::sar || type == sensor_type::sar_second ? "the SAR calibration in the chip"
+                                                                      : "what the hub itself measures and keeps");
+    return;
+  }
+  switch (kind->result) {
+    case Result::offset:
+      wanted_ = {{"offset", 0}};
+      if (type == sensor_type::gyroscope)
+        irreversible_.emplace_back("the hub's run-time bias, which it learns anew after an offset is written");
+      break;
+    case Result::lux_scale:
+      wanted_ = {{"scale", 0}};
+      break;
+    case Result::channel_scale:
+      if (param != kGoldenParam) wanted_.push_back({"channel-scales", kScales});
+      if (param == kGoldenParam || writes_golden) wanted_.push_back({"golden", kGolden});
+      files_ = {kLightFile};
+      if (param == kGoldenParam && has_property("persist.vendor.goodix.cct_support"))
+        irreversible_.emplace_back("what the hub's own colour run keeps besides scales and golden values");
+      break;
+    case Result::proximity:
+      wanted_ = {{"near", 0},      {"far", 0}, {"crosstalk", 0}, {"crosstalk-file-1", 0}, {"crosstalk-file-2", 0},
+                 {"delta-file", 0}};
+      if (param == 0) irreversible_.emplace_back("the crosstalk that the chip measures by itself, where it does");
+      break;
+  }
+}
+
+HeldValues::HeldValues(int type, const std::string& value, int count) : type_(type) {
+  const StoredValue* stored = stored_value(type, value);
+  if (stored != nullptr && stored->read != nullptr) {
+    wanted_ = {{value, count}};
+  } else {
+    irreversible_.push_back("the " + value + " of " + tag_of(type));
+  }
+}
+
+std::vector<HeldValue> HeldValues::now(Session& session) const {
+  std::vector<HeldValue> out;
+  for (const Wanted& wanted : wanted_) {
+    const StoredValue* value = stored_value(type_, wanted.name);
+    if (value == nullptr || value->read == nullptr) continue;
+    const int count = value->count == 0 ? wanted.count : value->count;
+    const Reading reading = value->read(*session.cal().cal_api, type_, count);
+    // A negative result: golden values that were never set, a file that is not there.
+    out.push_back({wanted.name, value->unit(type_), reading.result < 0 ? std::vector<double>() : reading.values});
+  }
+  return out;
+}
+
+std::string HeldValues::note(Session& session) {
+  HubWatch hub(session);
+  before_ = now(session);
+  std::string problem = hub.problem();
+  if (!problem.empty()) {
+    before_.clear();  // zeros that nobody sent
+    return problem;
+  }
+  for (const HeldValue& value : before_) {
+    if (value.name == "golden" && value.values.empty())
+      irreversible_.emplace_back("golden values, which were never set");
+  }
+  for (const std::string& file : files_) file_bytes_[file] = bytes_of(file);
+  return "";
+}
+
+std::string HeldValues::put_back_value(Session& session, const HeldValue& before) const {
+  const StoredValue* value = stored_value(type_, before.name);
+  if (before.values.empty()) {
+    if (value->file == nullptr) return before.name + " was not set before, and the hub cannot forget it";
+    return unlink(value->file) == 0 ? "" : before.name + ": the new file cannot be taken away";
+  }
+  if (value->write == nullptr) return before.name + " can only be read";
+  const int result = value->write(*session.cal().cal_api, type_, before.values);
+  return result < 0 ? before.name + " was refused with " + std::to_string(result) : "";
+}
+
+// What counts is what reads back, not what the hub answers to a write.
+HeldValues::PutBack HeldValues::put_back(Session& session) const {
+  PutBack out;
+  HubWatch hub(session);
+  std::map<std::string, std::string> refusals;
+  const std::vector<HeldValue> held = now(session);
+  for (size_t i = 0; i < before_.size() && i < held.size(); ++i) {
+    if (same(held[i].values, before_[i].values)) continue;
+    out.needed = true;
+    refusals[before_[i].name] = put_back_value(session, before_[i]);
+  }
+  for (const auto& [path, bytes] : file_bytes_) {
+    if (bytes_of(path) == bytes) continue;
+    out.needed = true;
+    const bool good = bytes ? write_bytes(path, *bytes) : unlink(path.c_str()) == 0;
+    if (!good || bytes_of(path) != bytes) out.problems.push_back("/" + path + " could not be put back");
+  }
+  const std::vector<HeldValue> again = now(session);
+  for (size_t i = 0; i < before_.size() && i < again.size(); ++i) {
+    if (same(again[i].values, before_[i].values)) continue;
+    const std::string& refusal = refusals[before_[i].name];
+    out.problems.push_back(refusal.empty() ? before_[i].name + " does not read as it was before" : refusal);
+  }
+  // Without an answer the reads above are worth nothing.
+  const std::string problem = hub.problem();
+  if (!problem.empty()) out.problems.push_back(problem);
+  out.done = out.needed && out.problems.empty();
+  return out;
+}
+
+}  // namespace factory

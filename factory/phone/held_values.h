@@ -1,0 +1,59 @@
+// What the hub and the device's files hold of a sensor before a calibration changes it, and the way back.
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "phone/session.h"
+
+namespace factory {
+
+struct HeldValue {
+  std::string name;
+  std::string unit;
+  std::vector<double> values;  // empty: not set, or the file is missing
+};
+
+class HeldValues {
+ public:
+  // Which values a calibration may change. Nothing is read yet.
+  HeldValues(int type, int param, bool writes_golden);
+  // One stored value; a name that no stored value has is something that nobody can read back.
+  HeldValues(int type, const std::string& value, int count);
+
+  // What the API has no way to put back; empty: everything can be.
+  const std::vector<std::string>& irreversible() const { return irreversible_; }
+
+  // Reads everything. Returns an empty text, or why it could not be read.
+  std::string note(Session& session);
+
+  const std::vector<HeldValue>& before() const { return before_; }
+  // What is held now.
+  std::vector<HeldValue> now(Session& session) const;
+
+  struct PutBack {
+    bool needed = false;  // something had changed
+    bool done = false;    // all of it was written back and reads as before
+    std::vector<std::string> problems;
+  };
+  // Writes back what has changed and reads it again.
+  PutBack put_back(Session& session) const;
+
+ private:
+  struct Wanted {
+    std::string name;
+    int count;
+  };
+  std::string put_back_value(Session& session, const HeldValue& before) const;
+
+  const int type_;
+  std::vector<Wanted> wanted_;
+  std::vector<std::string> irreversible_;
+  std::vector<std::string> files_;  // kept byte by byte
+  std::vector<HeldValue> before_;
+  std::map<std::string, std::optional<std::string>> file_bytes_;
+};
+
+}  // namespace factory

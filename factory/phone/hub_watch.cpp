@@ -1,0 +1,38 @@
+#include "phone/hub_watch.h"
+
+#include "phone/options.h"
+
+namespace factory {
+namespace {
+
+using ::vendor::corvane::sensor::kestsensorservice::V1_1::IKestSensorService;
+
+std::string hub_problem(Session& session) {
+  if (IKestSensorService::getService("default") == nullptr) return "the sensor test service is gone";
+  // A call that never answers leaves all zeros behind, its own type and code included.
+  _ssc_oem_test_msg message{};
+  message.sensor_type = sensor_type::accelerometer;
+  message.msg_type = oem_test_msg::get_accelerometer_offset;
+  session.cal().cal_api->send_ssc_oem_test_msg(&message);
+  return message.sensor_type == 0 && message.msg_type == 0 ? "the sensor hub does not answer" : "";
+}
+
+}  // namespace
+
+HubWatch::HubWatch(Session& session)
+    : session_(session), lost_(session.lost_messages()), first_(hub_problem(session)) {}
+
+std::string HubWatch::problem() {
+  if (!first_.empty()) return first_;
+  const int lost = session_.lost_messages() - lost_;
+  const std::string now = hub_problem(session_);
+  if (!now.empty() || lost == 0) return now;
+  return "the sensor hub did not answer " + std::to_string(lost) + (lost == 1 ? " message" : " messages");
+}
+
+void HubWatch::require(const std::string& unknown) {
+  const std::string what = problem();
+  if (!what.empty()) throw AppError(kUnreachable, what + ": " + unknown + "; " + kLookAtServices);
+}
+
+}  // namespace factory

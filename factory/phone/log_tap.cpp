@@ -1,0 +1,201 @@
+#include "phone/log_tap.h"
+
+#include <android/log.h>
+#include <ctype.h>
+#include <errno.h>
+#include <string.h>
+#include <sys/syscall.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+
+#include "phone/options.h"
+
+namespace factory {
+namespace {
+
+LogTap* g_tap = nullptr;
+
+bool has(const char* text, const char* part) { return strstr(text, part) != nullptr; }
+
+// Reads the numbers of a restart line of the sample window.
+bool parse_restart(const char* text, Restart* restart) {
+  double sum = 0;
+  int samples = 0;
+  const char* index = strstr(text, "index: ");
+  if (index == nullptr || !has(text, "restarting algorithm.")) return false;
+  if (sscanf(index, "index: %d; variance: %lf; variance threshold: %lf", &restart->axis, &restart->value,
+             &restart->limit) == 3) {
+    restart->cause = Restart::Cause::variance;
+  } else if (sscanf(index, "index: %d; sum %lf, numsamples %d, bias: %lf, threshold: %lf", &restart->axis, &sum,
+                    &samples, &restart->value, &restart->limit) == 5) {
+    restart->cause = Restart::Cause::bias;
+  } else if (sscanf(index, "index: %d; variance: %lf", &restart->axis, &restart->value) == 2) {
+    restart->cause = Restart::Cause::zero_variance;
+  } else {
+    return false;
+  }
+  return true;
+}
+
+// The numbers between the braces of an event's line.
+std::vector<double> parse_values(const char* text) {
+  std::vector<double> out;
+  const char* at = strchr(text, '{');
+  while (at != nullptr && *at != '\0' && *at != '}') {
+    char* end = nullptr;
+    const double value = strtod(++at, &end);
+    if (end == at) break;
+    out.push_back(value);
+    at = end;
+  }
+  return out;
+}
+
+// Numbers that are others in every process would make two records of one run differ: addresses, and descriptors that
+// were opened. What the library prints in hex besides is shorter than an address.
+std::string without_process_numbers(std::string text) {
+  constexpr size_t kShortestAddress = sizeof(void*) == 4 ? 7 : 9;
+  constexpr struct {
+    const char* before;
+    size_t shortest;
+    int (*digit)(int);
+  } kRows[] = {{"0x", kShortestAddress, isxdigit}, {"open fd=", 1, isdigit}};
+  for (const auto& row : kRows) {
+    const size_t length = strlen(row.before);
+    for (size_t at = text.find(row.before); at != std::string::npos; at = text.find(row.before, at + length)) {
+      size_t end = at + length;
+      while (end < text.size() && row.digit(static_cast<unsigned char>(text[end])) != 0) ++end;
+      if (end - at - length >= row.shortest) text.replace(at + length, end - at - length, "...");
+    }
+  }
+  return text;
+}
+
+class InOrder {
+ public:
+  explicit InOrder(Chronicle& chronicle) : chronicle_(chronicle) { chronicle_.line_begins(); }
+  ~InOrder() { chronicle_.line_ends(); }
+  InOrder(const InOrder&) = delete;
+  InOrder& operator=(const InOrder&) = delete;
+
+ private:
+  Chronicle& chronicle_;
+};
+
+void write_threadtime(std::FILE* file, const __android_log_message& message) {
+  timespec now{};
+  clock_gettime(CLOCK_REALTIME, &now);
+  tm local{};
+  localtime_r(&now.tv_sec, &local);
+  char stamp[64];
+  strftime(stamp, sizeof stamp, "%m-%d %H:%M:%S", &local);
+  constexpr char kLetters[] = "??VDIWEFS";
+  const char letter =
+      message.priority >= 0 && message.priority <= ANDROID_LOG_SILENT ? kLetters[message.priority] : '?';
+  const char* text = message.message;
+  do {
+    const int length = static_cast<int>(strcspn(text, "\n"));
+    fprintf(file, "%s.%03ld %5d %5ld %c %-8s: %.*s\n", stamp, now.tv_nsec / 1000000, getpid(), syscall(SYS_gettid),
+            letter, message.tag == nullptr ? "" : message.tag, length, text);
+    text += length;
+    if (*text == '\n') ++text;
+  } while (*text != '\0');
+}
+
+}  // namespace
+
+int RunLog::count(Restart::Cause cause) const {
+  return static_cast<int>(
+      std::count_if(restarts.begin(), restarts.end(), [&](const Restart& r) { return r.cause == cause; }));
+}
+
+LogTap::LogTap(const std::string& path) {
+  if (!path.empty()) {
+    file_ = fopen(path.c_str(), "we");
+    if (file_ == nullptr) throw AppError(kUsage, "--log " + path + ": " + strerror(errno));
+  }
+  g_tap = this;
+  __android_log_set_logger(&LogTap::take);
+}
+
+LogTap::~LogTap() {
+  __android_log_set_logger(&__android_log_stderr_logger);
+  g_tap = nullptr;
+  if (file_ != nullptr) fclose(file_);
+}
+
+void LogTap::start_run() {
+  const InOrder in_order(*chronicle_);
+  const std::lock_guard<std::mutex> lock(mutex_);
+  run_ = RunLog();
+  caller_ = std::this_thread::get_id();
+}
+
+void LogTap::keep_all() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  keep_all_ = true;
+}
+
+LogTap::Counts LogTap::counts() const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  const int restarted = run_.restarts.empty() ? 0 : run_.restarts.back().event;
+  return {run_.events, run_.events - restarted, static_cast<int>(run_.restarts.size())};
+}
+
+RunLog LogTap::run() const {
+  const InOrder in_order(*chronicle_);
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return run_;
+}
+
+void LogTap::take(const __android_log_message* message) { g_tap->note(*message); }
+
+// A sensor that never passes logs some thousand events: the first of them tell the story, and so does the end.
+void LogTap::keep(const __android_log_message& message) {
+  constexpr size_t kMost = 4000;
+  if (run_.lines.size() >= kMost) {
+    run_.lines.erase(run_.lines.begin() + kMost / 2);
+    ++run_.lines_dropped;
+  }
+  std::string text = without_process_numbers(message.message);
+  while (!text.empty() && text.back() == '\n') text.pop_back();
+  run_.lines.push_back(
+      {message.priority, message.tag == nullptr ? "" : message.tag, text, std::this_thread::get_id() != caller_});
+  if (has(message.message, "[writeStr] write ")) run_.parts.push_back(run_.events);
+}
+
+void LogTap::note(const __android_log_message& message) {
+  const InOrder in_order(*chronicle_);
+  const std::lock_guard<std::mutex> lock(mutex_);
+  if (file_ != nullptr) write_threadtime(file_, message);
+  const char* text = message.message;
+  if (keep_all_) keep(message);
+  // Every event that a run takes is logged with its data.
+  if (message.priority == ANDROID_LOG_INFO &&
+      (has(text, " data: {") || has(text, " cali: {") || has(text, "_CALI: {"))) {
+    ++run_.events;
+    std::vector<double> values = parse_values(text);
+    if (!std::all_of(values.begin(), values.end(), [](double value) { return std::isfinite(value); }))
+      ++run_.events_of_no_number;
+    if (keep_all_) run_.values.push_back(std::move(values));
+    return;
+  }
+  if (message.priority != ANDROID_LOG_ERROR) return;
+  Restart restart;
+  if (parse_restart(text, &restart)) {
+    restart.event = run_.events;
+    run_.restarts.push_back(restart);
+    return;
+  }
+  if (has(text, "Sensor Calibration timeout error")) run_.timed_out = true;
+  if (has(text, "Fail to enable sensor")) run_.enable_failed = true;
+  if (has(text, " event_queue is nullptr")) run_.no_queue = true;
+  constexpr size_t kKeep = 100;
+  if (run_.errors.size() < kKeep) run_.errors.emplace_back(text);
+}
+
+}  // namespace factory

@@ -1,0 +1,95 @@
+// Listens to the log lines of the whole process: keeps them in a file, counts what a run does, and remembers why it
+// started anew.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <cstdio>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "phone/chronicle.h"
+
+struct __android_log_message;  // of <android/log.h>
+
+namespace factory {
+
+// Why a run's sample window started anew.
+struct Restart {
+  enum class Cause { variance, zero_variance, bias };
+  Cause cause = Cause::variance;
+  int axis = 0;
+  double value = 0;  // variance, or mean
+  double limit = 0;
+  int event = 0;  // number of the event that filled the window, counted from 1
+};
+
+// A log line as it came.
+struct LogLine {
+  int priority = 0;
+  std::string tag;
+  std::string text;
+  bool event_thread = false;  // of the event queue's thread, not of the one that called start_run()
+};
+
+// What one run did so far.
+struct RunLog {
+  int events = 0;
+  int events_of_no_number = 0;  // with a value that is infinite or not a number
+  std::vector<Restart> restarts;
+  std::vector<std::string> errors;  // error lines of the calling side, in order
+  bool timed_out = false;
+  bool enable_failed = false;
+  bool no_queue = false;
+
+  // Filled once keep_all() was asked for.
+  std::vector<std::vector<double>> values;  // of each event, as its line tells them
+  std::vector<int> parts;                   // events seen when the panel's brightness was written: a new run begins
+  std::vector<LogLine> lines;
+  int lines_dropped = 0;
+
+  int count(Restart::Cause cause) const;
+};
+
+// One at a time lives in a process. Lines come from any thread.
+class LogTap {
+ public:
+  // `path`: file for the lines in logcat's threadtime form; empty for none. Throws AppError when it cannot be written.
+  explicit LogTap(const std::string& path);
+  ~LogTap();
+  LogTap(const LogTap&) = delete;
+  LogTap& operator=(const LogTap&) = delete;
+
+  // Whoever keeps the order of lines and looks at them. Outlives the lines.
+  void keep_order(Chronicle* chronicle) { chronicle_ = chronicle; }
+
+  // Begins a run; the thread that calls is the calling side of its lines.
+  void start_run();
+  RunLog run() const;
+
+  // Keeps every line and every event's values from now on.
+  void keep_all();
+  struct Counts {
+    int events = 0;
+    int since_restart = 0;
+    int restarts = 0;
+  };
+  // Of the run so far, without copying it.
+  Counts counts() const;
+
+ private:
+  static void take(const __android_log_message* message);
+  void note(const __android_log_message& message);
+  void keep(const __android_log_message& message);
+
+  std::atomic<Chronicle*> chronicle_{&Chronicle::live()};
+  mutable std::mutex mutex_;
+  std::FILE* file_ = nullptr;  // guarded by mutex_
+  RunLog run_;                 // guarded by mutex_
+  bool keep_all_ = false;      // guarded by mutex_
+  std::thread::id caller_;     // guarded by mutex_
+};
+
+}  // namespace factory

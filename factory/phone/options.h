@@ -1,0 +1,31 @@
+// How a phone is opened.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "files/app_error.h"
+
+namespace factory {
+
+struct Options {
+  std::string phone;  // empty: $SENSORCAL_PHONE, else ./phone
+  std::string profile;
+  std::optional<uint64_t> seed;
+  std::string speed = "1";
+  std::string fixture;              // "simulated" or "operator"; empty: as this build's phones have it
+  std::vector<std::string> world;   // KEY=VALUE
+  std::vector<std::string> replay;  // TAG=FILE[,key=value]...
+  std::vector<std::string> fault;   // NAME[:ARGUMENTS]
+  std::optional<uint64_t> station;  // a simulated fixture's own errors are drawn from it; without it there are none
+  std::string log;                  // file of the log lines
+  std::string hub_log;              // file of the hub messages
+  std::string max_equal;            // lux above which both panel levels must differ
+  std::string record;               // folder for a recording of the run; begun
+  std::string recording;            // folder of one to replay
+  bool json = false;
+};
+
+}  // namespace factory

@@ -1,0 +1,151 @@
+#include "phone/sampler.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <condition_variable>
+#include <mutex>
+
+namespace factory {
+namespace {
+
+using ::android::frameworks::sensorservice::V1_0::IEventQueue;
+using ::android::frameworks::sensorservice::V1_0::IEventQueueCallback;
+using ::android::frameworks::sensorservice::V1_0::ISensorManager;
+using QueueResult = ::android::frameworks::sensorservice::V1_0::Result;
+using ::android::hardware::Return;
+using ::android::hardware::Void;
+using ::android::hardware::sensors::V1_0::Event;
+using WaitEnd = Chronicle::WaitEnd;
+
+// Collects until it has enough, and switches the sensor off with the last sample: nothing comes after it, so that what
+// a run sees next does not depend on how soon the waiting thread wakes.
+class Collector : public IEventQueueCallback {
+ public:
+  explicit Collector(const SampleRequest& request) : request_(request), values_(static_cast<size_t>(request.values)) {}
+
+  Return<void> onEvent(const Event& event) override {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (event.sensorHandle != request_.handle || static_cast<int>(event.sensorType) != request_.type) {
+      ++strangers_;
+      return Void();
+    }
+    if (closed_ || seen_++ < request_.skip || taken_ >= request_.count) return Void();
+    std::vector<double>& row = rows_.emplace_back();
+    for (size_t i = 0; i < values_.size(); ++i) {
+      row.push_back(static_cast<double>(event.u.data[static_cast<size_t>(request_.first_word) + i]));
+      values_[i].add(row.back());
+    }
+    if (++taken_ < request_.count) return Void();
+    enough_.notify_all();
+    if (queue_ != nullptr) (void)queue_->disableSensor(request_.handle).isOk();
+    return Void();
+  }
+
+  // The queue holds this object: null breaks the ring.
+  void use(::android::sp<IEventQueue> queue) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    std::swap(queue_, queue);
+  }
+
+  // Until enough samples are in, the time is over, or somebody interrupts.
+  WaitEnd wait(const Interruption& interrupted) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(request_.timeout_s);
+    for (;;) {
+      const WaitEnd seen = look(interrupted, deadline);
+      const WaitEnd end = interrupted.chronicle().end_wait(seen, [this] {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        closed_ = true;
+      });
+      if (end != WaitEnd::going_on) return end;
+    }
+  }
+
+  FreshSamples result() const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    FreshSamples out;
+    out.values = values_;
+    out.rows = rows_;
+    out.wanted = request_.count;
+    out.taken = taken_;
+    out.strangers = strangers_;
+    return out;
+  }
+
+ private:
+  WaitEnd look(const Interruption& interrupted, std::chrono::steady_clock::time_point deadline) {
+    constexpr auto kLook = std::chrono::milliseconds(20);
+    std::unique_lock<std::mutex> lock(mutex_);
+    if (taken_ < request_.count && !interrupted.came()) enough_.wait_for(lock, kLook);
+    return taken_ >= request_.count                       ? WaitEnd::complete
+           : interrupted.came()                           ? WaitEnd::interrupted
+           : std::chrono::steady_clock::now() >= deadline ? WaitEnd::timed_out
+                                                          : WaitEnd::going_on;
+  }
+
+  const SampleRequest request_;
+  mutable std::mutex mutex_;
+  std::condition_variable enough_;
+  ::android::sp<IEventQueue> queue_;  // guarded by mutex_, and so are the following
+  std::vector<Statistics> values_;
+  std::vector<std::vector<double>> rows_;
+  int seen_ = 0;
+  int taken_ = 0;
+  int strangers_ = 0;
+  bool closed_ = false;
+};
+
+FreshSamples failed(const SampleRequest& request, const std::string& problem) {
+  FreshSamples out;
+  out.wanted = request.count;
+  out.problem = problem;
+  return out;
+}
+
+}  // namespace
+
+void FreshSamples::append(const FreshSamples& more) {
+  wanted += more.wanted;
+  taken += more.taken;
+  if (problem.empty()) problem = more.problem;
+  for (const std::vector<double>& row : more.rows) {
+    rows.push_back(row);
+    for (size_t i = 0; i < row.size(); ++i) values[i].add(row[i]);
+  }
+}
+
+double FreshSamples::error(size_t value) const {
+  return values[value].standard_deviation() / std::sqrt(std::max(1, taken));
+}
+
+FreshSamples take_samples(const ::android::sp<ISensorManager>& manager, const SampleRequest& request,
+                          const Interruption& interrupted) {
+  const ::android::sp<Collector> collector = new Collector(request);
+  ::android::sp<IEventQueue> queue;
+  const auto created =
+      manager->createEventQueue(collector, [&](const ::android::sp<IEventQueue>& made, QueueResult result) {
+        if (result == QueueResult::OK) queue = made;
+      });
+  if (!created.isOk() || queue == nullptr) return failed(request, "the sensor service gave no event queue");
+  constexpr int kMicroseconds = 1000;
+  collector->use(queue);
+  const auto enabled = queue->enableSensor(request.handle, request.period_ms * kMicroseconds, 0);
+  if (!enabled.isOk() || enabled != QueueResult::OK) {
+    collector->use(nullptr);
+    return failed(request, "the sensor could not be enabled");
+  }
+  const WaitEnd end = collector->wait(interrupted);
+  const bool complete = end == WaitEnd::complete;
+  collector->use(nullptr);
+  if (!complete) (void)queue->disableSensor(request.handle).isOk();
+  FreshSamples out = collector->result();
+  if (!complete) {
+    out.problem = end == WaitEnd::interrupted
+                      ? "interrupted"
+                      : "only " + std::to_string(out.taken) + " of " + std::to_string(out.wanted) +
+                            " fresh samples came" + (out.strangers > 0 ? ", and events of other sensors" : "");
+  }
+  return out;
+}
+
+}  // namespace factory

@@ -1,0 +1,41 @@
+// Takes fresh samples of one sensor through an event queue of the application's own.
+#pragma once
+
+#include <SensorCalibration.h>
+
+#include <string>
+#include <vector>
+
+#include "phone/chronicle.h"
+#include "sensors/statistics.h"
+
+namespace factory {
+
+struct FreshSamples {
+  std::vector<Statistics> values;         // per value
+  std::vector<std::vector<double>> rows;  // every sample taken
+  int wanted = 0;
+  int taken = 0;
+  int strangers = 0;    // events under another handle or type
+  std::string problem;  // empty when all wanted samples came
+
+  void append(const FreshSamples& more);
+  double error(size_t value) const;  // of its mean
+};
+
+struct SampleRequest {
+  int handle = 0;
+  int type = 0;
+  int values = 1;
+  int first_word = 0;
+  int period_ms = 20;
+  int skip = 3;
+  int count = 50;
+  int timeout_s = 5;
+};
+
+// Blocks until the samples are in, the time is over, or `interrupted` is set. The sensor is off afterwards.
+FreshSamples take_samples(const ::android::sp<::android::frameworks::sensorservice::V1_0::ISensorManager>& manager,
+                          const SampleRequest& request, const Interruption& interrupted);
+
+}  // namespace factory

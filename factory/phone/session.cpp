@@ -1,0 +1,232 @@
+#include "phone/session.h"
+
+#include <cutils/properties.h>
+#include <errno.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <string.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <utility>
+
+#include "files/json_text.h"
+#include "phone/hub_message.h"
+#include "phone/operator_fixture.h"
+#include "phone/recording.h"
+
+namespace factory {
+namespace {
+
+using ::android::frameworks::sensorservice::V1_0::ISensorManager;
+using ::android::hardware::sensors::V1_0::SensorInfo;
+
+constexpr int kStopWatching = SIGUSR2;
+
+sigset_t watched_signals() {
+  sigset_t set;
+  sigemptyset(&set);
+  sigaddset(&set, SIGINT);
+  sigaddset(&set, SIGTERM);
+  sigaddset(&set, SIGHUP);
+  sigaddset(&set, kStopWatching);
+  return set;
+}
+
+void set_max_equal(const std::string& lux) {
+  char* end = nullptr;
+  const double value = strtod(lux.c_str(), &end);
+  if (*end != '\0' || !(value >= 0 && value <= 1e6))
+    throw AppError(kUsage, "--max-equal " + lux + ": give a number of lux");
+  if (property_set("sys.backlight.max_equal_spec", lux.c_str()) != 0) {
+    throw AppError(kUnreachable, "--max-equal " + lux + ": the property cannot be set");
+  }
+}
+
+bool operator_sets(const Options& options) {
+  return options.fixture.empty() ? !phones_are_simulated() : options.fixture == "operator";
+}
+
+// What can be known to be wrong before a phone is made.
+void check_options(const Options& options) {
+  require_understood(options);
+  if (options.fixture == "operator") require_terminal();
+  for (const std::string& setting : options.world) {
+    const size_t equals = setting.find('=');
+    if (equals == std::string::npos) throw AppError(kUsage, "--world " + setting + ": give KEY=VALUE");
+    const std::string problem = world_problem(setting.substr(0, equals), setting.substr(equals + 1));
+    if (!problem.empty()) throw AppError(kUsage, "--world " + setting + ": " + problem);
+  }
+}
+
+// Ctrl-C and its kin go to the watcher alone: no thread that is started from here on takes them.
+const Options& begin(const Options& options, sigset_t* before) {
+  check_options(options);
+  const sigset_t set = watched_signals();
+  pthread_sigmask(SIG_BLOCK, &set, before);
+  return options;
+}
+
+[[noreturn]] void say_interrupted_and_exit() {
+  constexpr char kText[] = "\ninterrupted\n";
+  if (write(STDERR_FILENO, kText, sizeof kText - 1) < 0) _exit(kInterrupted);
+  _exit(kInterrupted);
+}
+
+}  // namespace
+
+Session::OpeningWatch::OpeningWatch()
+    : thread_([] {
+        const sigset_t set = watched_signals();
+        int signal = 0;
+        sigwait(&set, &signal);
+        if (signal != kStopWatching) say_interrupted_and_exit();
+      }) {}
+
+Session::OpeningWatch::~OpeningWatch() {
+  pthread_kill(thread_.native_handle(), kStopWatching);
+  thread_.join();
+}
+
+Session::Session(const Options& options)
+    : options_(begin(options, &old_signals_)), log_(options.log), fixture_(open_fixture(options)) {
+  if (!options_.hub_log.empty()) {
+    hub_log_ = fopen(options_.hub_log.c_str(), "we");
+    if (hub_log_ == nullptr) throw AppError(kUsage, "--hub-log " + options_.hub_log + ": " + strerror(errno));
+  }
+  for (const std::string& setting : options_.world) {
+    const size_t equals = setting.find('=');
+    const std::string problem = fixture_->set_world(setting.substr(0, equals), setting.substr(equals + 1));
+    if (!problem.empty()) throw AppError(kUsage, "--world " + setting + ": " + problem);
+  }
+  if (operator_sets(options_)) fixture_ = ask_operator(std::move(fixture_), interrupted_);
+  if (!options_.max_equal.empty()) set_max_equal(options_.max_equal);
+  if (!options_.record.empty()) fixture_ = record_fixture(std::move(fixture_), options_.record);
+  fixture_->on_hub_message([this](const HubMessage& message) { take(message); });
+  interruption_.keep(&chronicle());
+  log_.keep_order(&chronicle());
+  // A process on the phone stands in "/": relative paths of the library are meant from there.
+  const std::string root = fixture_->device_root();
+  if (chdir(root.c_str()) != 0) throw AppError(kUnreachable, root + ": " + strerror(errno));
+  cal_ = std::make_unique<SensorCalibration>();
+  opening_.reset();
+  watcher_ = std::thread([this] { watch_interrupts(); });
+}
+
+Session::~Session() {
+  closing_ = true;
+  pthread_kill(watcher_.native_handle(), kStopWatching);
+  watcher_.join();
+  restore_brightness();
+  cal_->sensor_cal_deinit();
+  cal_.reset();
+  fixture_->on_hub_message({});
+  log_.keep_order(&Chronicle::live());
+  fixture_.reset();
+  if (hub_log_ != nullptr) fclose(hub_log_);
+  pthread_sigmask(SIG_SETMASK, &old_signals_, nullptr);
+}
+
+std::string Session::missing() const {
+  // A list that could not be read does not show in initCheck(): the command API alone decides there.
+  return cal_->sensor_manager == nullptr ? "the sensor service does not answer"
+         : cal_->initCheck() != 0        ? "the sensor test service does not answer, so the hub cannot be reached"
+         : cal_->sensor_list.size() == 0 ? "the sensor list could not be read"
+                                         : "";
+}
+
+void Session::require_ready() const {
+  const std::string what = missing();
+  if (what.empty()) return;
+  throw AppError(kUnreachable, what + "; is the phone's sensor stack running? " + kTryAgain);
+}
+
+bool Session::sensor_service_answers() { return ISensorManager::getService("default") != nullptr; }
+
+const SensorInfo* Session::sensor(int type) const {
+  for (const SensorInfo& info : cal_->sensor_list) {
+    if (static_cast<int>(info.type) == type) return &info;
+  }
+  return nullptr;
+}
+
+void Session::on_hub_message(std::function<void(const HubMessage&)> listener) {
+  const std::lock_guard<std::mutex> lock(hub_mutex_);
+  on_hub_message_ = std::move(listener);
+}
+
+void Session::set_last_will(std::function<void()> last_will) {
+  const std::lock_guard<std::mutex> lock(will_mutex_);
+  last_will_ = std::move(last_will);
+}
+
+void Session::take(const HubMessage& message) {
+  const std::lock_guard<std::mutex> lock(hub_mutex_);
+  if (!message.answered) ++lost_messages_;
+  if (on_hub_message_) on_hub_message_(message);
+  if (hub_log_ == nullptr) return;
+  fprintf(hub_log_, "%s\n", json_line(to_json(message)).c_str());
+  fflush(hub_log_);
+}
+
+void Session::restore_brightness_at_end(int brightness) { brightness_at_end_ = brightness; }
+
+void Session::restore_brightness() {
+  if (brightness_at_end_ >= 0) (void)cal_->SetBrightness(brightness_at_end_);
+}
+
+std::chrono::system_clock::time_point Session::now() {
+  using Clock = std::chrono::system_clock;
+  using std::chrono::nanoseconds;
+  const auto now = std::chrono::duration_cast<nanoseconds>(Clock::now().time_since_epoch());
+  return Clock::time_point(std::chrono::duration_cast<Clock::duration>(nanoseconds(chronicle().time_ns(now.count()))));
+}
+
+std::chrono::duration<double> Session::since_start() {
+  using std::chrono::nanoseconds;
+  const auto now = std::chrono::duration_cast<nanoseconds>(std::chrono::steady_clock::now().time_since_epoch());
+  return nanoseconds(chronicle().time_ns(now.count()));
+}
+
+void Session::watch_interrupts() {
+  const sigset_t set = watched_signals();
+  for (;;) {
+    int signal = 0;
+    sigwait(&set, &signal);
+    if (closing_) return;
+    if (signal == kStopWatching) continue;
+    if (!chronicle().interrupt()) continue;
+    interrupted_ = true;
+    end_at_once();
+  }
+}
+
+// Any wake-up ends a run's wait. What does not end within the time a person notices is left where it stands: the
+// process goes, with its sensors off.
+void Session::end_at_once() {
+  constexpr int kWakeUps = 10;
+  for (int i = 0; i < kWakeUps && !closing_ && !end_claimed_; ++i) {
+    chronicle().wake(&cal_->cal_mutex, &cal_->cal_cond);
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  // A second Ctrl-C finds the end claimed, but maybe stuck.
+  const bool again = ++interruptions_ > 1;
+  if (closing_ || (!claim_end() && !again)) return;
+  leave();
+}
+
+void Session::leave() {
+  if (cal_->event_queue != nullptr) {
+    for (const SensorInfo& info : cal_->sensor_list) (void)cal_->event_queue->disableSensor(info.sensorHandle).isOk();
+  }
+  std::function<void()> last_will;
+  {
+    const std::lock_guard<std::mutex> lock(will_mutex_);
+    last_will = std::exchange(last_will_, {});
+  }
+  if (last_will) last_will();
+  restore_brightness();
+  say_interrupted_and_exit();
+}
+
+}  // namespace factory

@@ -1,0 +1,112 @@
+// An opened phone with the calibration object on it: what every command that needs a phone works with.
+#pragma once
+
+#include <SensorCalibration.h>
+#include <signal.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "phone/fixture.h"
+#include "phone/log_tap.h"
+#include "phone/options.h"
+
+namespace factory {
+
+// What helps where a service is missing.
+inline constexpr char kTryAgain[] = "Start it or reboot the phone, then repeat";
+inline constexpr char kLookAtServices[] = "look whether the phone's sensor stack runs, then repeat";
+
+class Session {
+ public:
+  // Opens the phone, listens to its log and hub, sets the world. Throws AppError.
+  explicit Session(const Options& options);
+  ~Session();
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
+
+  // The calibration object; ready or not.
+  SensorCalibration& cal() { return *cal_; }
+  // What the object lacks to be ready; empty when it is.
+  std::string missing() const;
+  // Throws AppError(kUnreachable) where the object is not ready, saying what is missing.
+  void require_ready() const;
+  // Whether the sensor service is there now; it may go at any time.
+  static bool sensor_service_answers();
+
+  Fixture& fixture() { return *fixture_; }
+  Chronicle& chronicle() { return fixture_->chronicle(); }
+  // What a run tells or judges of the time.
+  std::chrono::system_clock::time_point now();
+  std::chrono::duration<double> since_start();
+  LogTap& log() { return log_; }
+  const Options& options() const { return options_; }
+
+  // The listed sensor of a type, null when there is none.
+  const ::android::hardware::sensors::V1_0::SensorInfo* sensor(int type) const;
+
+  // Is told of every hub message too, on the thread that sent it. Set while nothing is sent.
+  void on_hub_message(std::function<void(const HubMessage&)> listener);
+
+  // How many messages of this session the hub left without an answer, where the fixture lets us listen. Any thread.
+  int lost_messages() const { return lost_messages_; }
+
+  // The brightness that the panel is left with when the session ends.
+  void restore_brightness_at_end(int brightness);
+
+  // Set once Ctrl-C came: the run under way was woken, and the command is to come to its end.
+  const Interruption& interrupted() const { return interruption_; }
+
+  // Whoever claims the end brings the command to it. After Ctrl-C the command claims it as soon as the run under way
+  // is over; where that takes longer than a person waits, the watcher claims it, runs the last will on its own thread
+  // and ends the process. False: the other one has it, and the caller must touch nothing any more.
+  bool claim_end() { return chronicle().claim(&end_claimed_); }
+  void set_last_will(std::function<void()> last_will);
+
+ private:
+  void restore_brightness();
+  void watch_interrupts();
+  void end_at_once();
+  void take(const HubMessage& message);
+  void leave();
+
+  // Until the session watches: Ctrl-C and its kin end the program at once, whatever the opening waits for.
+  class OpeningWatch {
+   public:
+    OpeningWatch();
+    ~OpeningWatch();
+
+   private:
+    std::thread thread_;
+  };
+
+  sigset_t old_signals_;  // blocked before the session
+  const Options options_;
+  std::optional<OpeningWatch> opening_{std::in_place};
+  LogTap log_;
+  std::unique_ptr<Fixture> fixture_;
+  std::mutex hub_mutex_;
+  std::FILE* hub_log_ = nullptr;                           // guarded by hub_mutex_
+  std::function<void(const HubMessage&)> on_hub_message_;  // guarded by hub_mutex_
+  std::atomic<int> lost_messages_{0};
+  std::mutex will_mutex_;
+  std::function<void()> last_will_;  // guarded by will_mutex_
+  std::unique_ptr<SensorCalibration> cal_;
+  std::atomic<int> brightness_at_end_{-1};  // -1: as it is
+  std::atomic<bool> interrupted_{false};
+  Interruption interruption_{interrupted_};
+  std::atomic<bool> closing_{false};
+  std::atomic<bool> end_claimed_{false};
+  int interruptions_ = 0;  // the watcher's
+  std::thread watcher_;
+};
+
+}  // namespace factory

@@ -1,0 +1,181 @@
+#include "quality/grr_view.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "cli/terminal.h"
+#include "files/json_text.h"
+#include "quality/stats_view.h"
+
+namespace factory::grr {
+namespace {
+
+using store::short_number;
+using store::shown;
+using Rows = std::vector<std::vector<std::string>>;
+
+constexpr int kWantedCategories = 5;
+
+Json::Value list() { return {Json::arrayValue}; }
+Json::Value per_cent(const std::optional<double>& share) { return share ? json_number(100 * *share) : Json::Value(); }
+
+Json::Value table_json(const std::vector<AnovaRow>& rows) {
+  Json::Value out = list();
+  for (const AnovaRow& row : rows) {
+    Json::Value& entry = out.append(Json::Value());
+    entry["source"] = row.source;
+    entry["degrees_of_freedom"] = row.degrees;
+    entry["sum_of_squares"] = json_number(row.squares);
+    entry["mean_square"] = json_number(row.mean_square);
+    entry["f"] = optional_number(row.f);
+    entry["p"] = optional_number(row.p);
+  }
+  return out;
+}
+
+Json::Value names_json(const std::vector<std::string>& names) {
+  Json::Value out = list();
+  for (const std::string& name : names) out.append(name);
+  return out;
+}
+
+Json::Value study_json(const Study& study, const Analysis& a) {
+  Json::Value out;
+  out["name"] = study.subject.name;
+  out["unit"] = study.subject.unit;
+  out["low"] = optional_number(study.subject.low);
+  out["high"] = optional_number(study.subject.high);
+  out["phones"] = names_json(study.phones);
+  out["stations"] = names_json(study.stations);
+  out["trials"] = study.trials;
+  out["mean"] = json_number(a.mean);
+  out["anova"] = table_json(a.full);
+  out["pooled"] = !a.pooled.empty();
+  out["anova_pooled"] = table_json(a.pooled);
+  out["components"] = list();
+  for (const Component* c : a.components()) {
+    Json::Value& entry = out["components"].append(Json::Value());
+    entry["source"] = c->source;
+    entry["variance"] = json_number(c->variance);
+    entry["contribution_percent"] = per_cent(c->contribution);
+    entry["sigma"] = json_number(c->sigma);
+    entry["study_variation"] = json_number(6 * c->sigma);
+    entry["study_percent"] = per_cent(c->study);
+    entry["tolerance_percent"] = per_cent(c->tolerance);
+    entry["was_negative"] = std::count(a.negative.begin(), a.negative.end(), c->source) > 0;
+  }
+  out["distinct_categories"] = a.categories ? Json::Value(*a.categories) : Json::Value();
+  out["judged_by"] = a.by_tolerance ? "tolerance" : "study variation";
+  out["judgement"] = judgement_name(a.judgement);
+  return out;
+}
+
+std::string percent_text(const std::optional<double>& share) { return share ? fixed(100 * *share, 2) : "-"; }
+
+std::string p_text(const AnovaRow& row) {
+  if (!row.p) return "-";
+  return *row.p < 0.0005 ? "< 0.001" : fixed(*row.p, 3);
+}
+
+std::string anova_text(const std::vector<AnovaRow>& rows, const char* repeatability) {
+  Rows out = {{"source", "df", "sum of squares", "mean square", "F", "p"}};
+  for (const AnovaRow& row : rows) {
+    const bool total = &row == &rows.back();
+    const bool error = &row == &rows[rows.size() - 2];
+    out.push_back({error ? repeatability : row.source, std::to_string(row.degrees), short_number(row.squares),
+                   total ? "" : short_number(row.mean_square), total || error ? "" : short_number(row.f),
+                   total || error ? "" : p_text(row)});
+  }
+  return table(out);
+}
+
+std::string components_text(const Study& study, const Analysis& a) {
+  Rows out = {{"component", "variance", "% contribution", "sigma", "6 sigma", "% study", "% tolerance"}};
+  for (const Component* c : a.components()) {
+    out.push_back({c->source, short_number(c->variance), percent_text(c->contribution), short_number(c->sigma),
+                   short_number(6 * c->sigma), percent_text(c->study), percent_text(c->tolerance)});
+  }
+  const bool limits = study.subject.low || study.subject.high;
+  if (!limits) {
+    for (auto& row : out) row.pop_back();
+  }
+  return table(out);
+}
+
+std::string judged(Judgement judgement) {
+  const std::string name = judgement_name(judgement);
+  return judgement == Judgement::accepted ? good(name) : judgement == Judgement::rejected ? bad(name) : name;
+}
+
+std::string verdict_text(const Analysis& a) {
+  if (a.total.variance <= 0) return "All values are alike: nothing to judge.\n";
+  std::string out = "distinct categories: " + (a.categories ? std::to_string(*a.categories) : "any number");
+  if (a.categories && *a.categories < kWantedCategories) out += " (5 or more are wanted)";
+  const Component& grr = a.grr;
+  return out + "\n" + judged(a.judgement) + ": " + percent_text(a.by_tolerance ? grr.tolerance : grr.study) +
+         " % of the " + (a.by_tolerance ? "tolerance" : "study variation") +
+         "; below 10 % is accepted, above 30 % rejected\n";
+}
+
+std::string whole_text(const Findings& findings, const Study& study, const Analysis& a) {
+  std::string out = bold(shown(study.subject.name, 120)) + ": " + std::to_string(study.phones.size()) + " phones, " +
+                    std::to_string(study.stations.size()) + " stations, " + std::to_string(study.trials) +
+                    " trials, mean " + short_number(a.mean) + " " + shown(study.subject.unit) + "\n\n";
+  out += anova_text(a.full, "repeatability");
+  if (!a.pooled.empty()) {
+    out += "\nThe interaction's p is above " + short_number(findings.alpha) + ": it counts as repeatability.\n" +
+           anova_text(a.pooled, "repeatability, pooled");
+  }
+  out += "\n" + components_text(study, a);
+  for (const char* source : a.negative)
+    out += "The estimate for " + std::string(source) + " came out below 0 and counts as 0.\n";
+  return out + verdict_text(a);
+}
+
+std::string lines_text(const Findings& findings) {
+  Rows out = {{"measurement", "% study", "% tolerance", "categories", "repeats", "stations", "phones", ""}};
+  for (const auto& [study, a] : findings.studies) {
+    out.push_back({shown(study.subject.name, 80), percent_text(a.grr.study), percent_text(a.grr.tolerance),
+                   a.categories ? std::to_string(*a.categories) : "-", short_number(a.repeatability.sigma),
+                   short_number(a.reproducibility.sigma), short_number(a.phones.sigma), judged(a.judgement)});
+  }
+  return table(out) + "repeats, stations, phones: sigma of repeatability, reproducibility and phone to phone\n";
+}
+
+}  // namespace
+
+bool Findings::any_rejected() const {
+  return std::any_of(studies.begin(), studies.end(),
+                     [](const auto& found) { return found.second.judgement == Judgement::rejected; });
+}
+
+Json::Value to_json(const Findings& findings) {
+  Json::Value out;
+  out["schema"] = "sensorcal.grr/1";
+  out["alpha"] = findings.alpha;
+  out["studies"] = list();
+  for (const auto& [study, analysis] : findings.studies) out["studies"].append(study_json(study, analysis));
+  out["skipped"] = list();
+  for (const Skipped& skipped : findings.skipped) {
+    Json::Value& entry = out["skipped"].append(Json::Value());
+    entry["name"] = skipped.name;
+    entry["why"] = skipped.why;
+  }
+  return store::valid(out);
+}
+
+std::string to_text(const Findings& findings, bool full) {
+  std::string out;
+  const bool whole = full || findings.studies.size() == 1;
+  if (!whole && !findings.studies.empty()) out = lines_text(findings);
+  for (const auto& [study, analysis] : findings.studies) {
+    if (whole) out += (out.empty() ? "" : "\n") + whole_text(findings, study, analysis);
+  }
+  for (const Skipped& skipped : findings.skipped) {
+    const std::string line = shown(skipped.name, 120) + ": no study: " + shown(skipped.why, 300);
+    out += wrapped(line, terminal_columns(), "    ") + "\n";
+  }
+  return out;
+}
+
+}  // namespace factory::grr

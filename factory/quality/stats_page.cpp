@@ -1,0 +1,207 @@
+// The page of `sensorcal stats`: looks and chart library are those of a run's page.
+#include <algorithm>
+
+#include "files/replace_file.h"
+#include "quality/control_chart.h"
+#include "quality/stats_view.h"
+#include "report/assets.h"
+#include "report/html.h"
+
+namespace factory::assets {
+extern const std::string_view stats_js;
+}
+
+namespace factory::store {
+namespace {
+
+Markup text(const std::string& text) { return Markup::text(text); }
+
+Markup card(const char* title, const Markup& content) {
+  return Markup::element("section", {{"class", "card"}}, Markup::element("h2", text(title)) + content);
+}
+
+// The charts' data by their number, and the places where they go.
+class Charts {
+ public:
+  Markup place(const Json::Value& data, const std::string& label) {
+    data_.append(data);
+    const std::string number = std::to_string(data_.size() - 1);
+    return Markup::element(
+        "div", {{"class", "canvas"}},
+        Markup::element("canvas", {{"data-chart", number}, {"role", "img"}, {"aria-label", label}}, {}));
+  }
+  // Nothing in it can end the script element: it holds numbers and this program's own words.
+  std::string json() const {
+    Json::StreamWriterBuilder builder;
+    builder["indentation"] = "";
+    builder["precision"] = 9;
+    return Json::writeString(builder, data_);
+  }
+
+ private:
+  Json::Value data_{Json::arrayValue};
+};
+
+Json::Value chart_of(const Characteristic& c, const std::map<int, Moments>& days) {
+  const ControlChart chart = control_chart(days);
+  Json::Value out;
+  out["kind"] = "drift";
+  out["centre"] = chart.centre;
+  if (c.low) out["low"] = *c.low;
+  if (c.high) out["high"] = *c.high;
+  out["points"] = Json::Value(Json::arrayValue);
+  for (const ChartPoint& point : chart.points) {
+    Json::Value& p = out["points"].append(Json::Value());
+    p["day"] = date_text(point.day);
+    p["mean"] = point.values.mean;
+    p["count"] = static_cast<Json::Int64>(point.values.count);
+    p["upper"] = chart.line(3, point.values.count);
+    p["lower"] = chart.line(-3, point.values.count);
+    p["rule"] = rule_in_words(point.rule);
+  }
+  return out;
+}
+
+Json::Value days_chart(const Statistics& s) {
+  Json::Value out;
+  out["kind"] = "days";
+  out["points"] = Json::Value(Json::arrayValue);
+  for (const auto& [day, runs] : s.by_day) {
+    Json::Value& p = out["points"].append(Json::Value());
+    p["day"] = date_text(day);
+    p["passed"] = static_cast<Json::Int64>(runs.passed);
+    p["failed"] = static_cast<Json::Int64>(runs.failed);
+    p["aborted"] = static_cast<Json::Int64>(runs.aborted);
+  }
+  return out;
+}
+
+Markup yields(const Statistics& s, Charts* charts) {
+  HtmlTable table("yields", {"Of", "Phones", "Yield", "First-pass yield", "Runs"});
+  const auto add = [&](const Markup& name, const Yield& y) {
+    table.add({name, text(std::to_string(y.units)), text(percent(y.passed, y.units)),
+               text(percent(y.first_passed, y.units)), text(std::to_string(y.runs))});
+  };
+  add(text("all"), s.yield);
+  for (const auto& [plan, yield] : s.by_plan) add(text("plan ") + Markup::element("bdi", text(plan)), yield);
+  for (const auto& [station, yield] : s.by_station)
+    add(text("station ") + Markup::element("bdi", text(station)), yield);
+  return table.markup() + charts->place(days_chart(s), "runs by day");
+}
+
+Markup failures(const Statistics& s, Charts* charts) {
+  if (s.failures.empty()) return Markup::element("p", text("No run failed."));
+  constexpr size_t kMost = 20;
+  HtmlTable table("failures", {"Rank", "Failed on", "Runs", "Share", "Together"});
+  Json::Value chart;
+  chart["kind"] = "pareto";
+  long long together = 0;
+  int rank = 0;
+  for (const Failure& failure : s.failures) {
+    together += failure.runs;
+    table.add({text(std::to_string(++rank)), text(name_of(failure)), text(std::to_string(failure.runs)),
+               text(percent(failure.runs, s.runs.failed)), text(percent(together, s.runs.failed))});
+    if (chart["points"].size() >= kMost) continue;
+    Json::Value& p = chart["points"].append(Json::Value());
+    p["rank"] = rank;
+    p["runs"] = static_cast<Json::Int64>(failure.runs);
+    p["together"] = static_cast<double>(together) / static_cast<double>(std::max(1LL, s.runs.failed)) * 100;
+  }
+  return charts->place(chart, "what runs failed on, most frequent first") + table.markup();
+}
+
+std::string measurement_id(size_t i) { return "measurement-" + std::to_string(i + 1); }
+
+bool steady(const Characteristic& c) {
+  return control_chart(c.days).in_control() &&
+         std::all_of(c.stations.begin(), c.stations.end(),
+                     [](const auto& station) { return control_chart(station.second).in_control(); });
+}
+
+Markup measurements(const Statistics& s) {
+  HtmlTable table("measurements", {"Measurement", "Plan", "n", "Mean", "Sigma", "Limits", "Cp", "Cpk", "Failed",
+                                   "Not usable", "Drift"});
+  for (size_t i = 0; i < s.characteristics.size(); ++i) {
+    const Characteristic& c = s.characteristics[i];
+    table.add({Markup::element("a", {{"href", "#" + measurement_id(i)}}, text(name_of(c))), text(c.plan),
+               text(std::to_string(c.all.count)), text(c.all.count == 0 ? "-" : short_number(c.all.mean)),
+               text(short_number(c.all.sigma())), text(limits_of(c)), text(short_number(cp(c.all, c.low, c.high))),
+               text(short_number(cpk(c.all, c.low, c.high))), text(std::to_string(c.failed)),
+               text(std::to_string(c.unusable)), text(steady(c) ? "steady" : "out of control")});
+  }
+  return Markup::element("div", {{"class", "scrolls"}}, table.markup());
+}
+
+Markup outliers(const Characteristic& c) {
+  if (c.outliers.empty()) return {};
+  HtmlTable table("outliers", {"Value", "Sigmas", "Phone", "Station", "Time", "Run"});
+  for (const Outlier& o : c.outliers) {
+    table.add({text(short_number(o.value)), text(short_number(o.distance)), Markup::element("bdi", text(o.serial)),
+               Markup::element("bdi", text(o.station)), text(time_text(o.started_ms)),
+               Markup::element("code", text("sensorcal history --run " + o.run_id))});
+  }
+  return Markup::element("h4", text("Outliers")) + Markup::element("div", {{"class", "scrolls"}}, table.markup());
+}
+
+Markup alarms(const std::map<int, Moments>& days) {
+  Markup items;
+  for (const ChartPoint& point : control_chart(days).points) {
+    if (point.rule > 0) items += Markup::element("li", text(date_text(point.day) + ": " + rule_in_words(point.rule)));
+  }
+  return items.empty() ? items : Markup::element("ul", items);
+}
+
+Markup in_full(const Characteristic& c, size_t i, Charts* charts) {
+  const std::string about =
+      "plan " + c.plan + " \u00B7 " + std::to_string(c.all.count) + " values \u00B7 limits " + limits_of(c);
+  Markup content = Markup::element("h3", text(name_of(c))) + Markup::element("p", {{"class", "about"}}, text(about));
+  content += charts->place(chart_of(c, c.days), "daily means, all stations") + alarms(c.days);
+  if (c.stations.size() > 1) {
+    for (const auto& [station, days] : c.stations) {
+      Markup inner = Markup::element("summary", text("Station ") + Markup::element("bdi", text(station)) +
+                                                    text(control_chart(days).in_control() ? "" : ": out of control"));
+      inner += charts->place(chart_of(c, days), "daily means of one station") + alarms(days);
+      content += Markup::element("details", inner);
+    }
+  }
+  return Markup::element("article", {{"id", measurement_id(i)}, {"class", "card"}}, content + outliers(c));
+}
+
+Markup head() {
+  // The page itself forbids its reader's browser every connection.
+  return Markup::own(
+             "<head><meta charset=\"utf-8\">\n"
+             "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; img-src data:; "
+             "style-src 'unsafe-inline'; script-src 'unsafe-inline'\">\n"
+             "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
+             "<meta name=\"color-scheme\" content=\"light dark\">\n"
+             "<link rel=\"icon\" href=\"data:,\">\n<title>Statistics of runs</title>\n<style>\n") +
+         Markup::own(assets::report_css) +
+         Markup::own(
+             ".canvas { height: 240px; position: relative; }\n.measurements td { overflow-wrap: normal; "
+             "}\n</style></head>\n");
+}
+
+}  // namespace
+
+void write_page(const Statistics& s, const std::string& question, const std::string& file) {
+  Charts charts;
+  Markup banner = Markup::element("h1", text(percent(s.yield.passed, s.yield.units) + " yield"));
+  banner += Markup::element("p", {{"class", "what"}}, text(question));
+  banner += Markup::element("p", text(percent(s.yield.first_passed, s.yield.units) + " at the first run \u00B7 " +
+                                      std::to_string(s.yield.units) + " phones \u00B7 " +
+                                      std::to_string(s.runs.passed + s.runs.failed + s.runs.aborted) + " runs"));
+  Markup body = card("Yield", yields(s, &charts)) + card("Failures", failures(s, &charts));
+  if (!s.characteristics.empty()) body += card("Measurements", measurements(s));
+  for (size_t i = 0; i < s.characteristics.size(); ++i) body += in_full(s.characteristics[i], i, &charts);
+  const Markup scripts = Markup::own("\n<script type=\"application/json\" id=\"charts\">") +
+                         Markup::own(charts.json()) + Markup::own("</script>\n<script>") +
+                         Markup::own(assets::chart_js) + Markup::own("</script>\n<script>\n") +
+                         Markup::own(assets::stats_js) + Markup::own("</script>\n");
+  const Markup page = head() + Markup::element("body", Markup::element("header", {{"class", "banner skipped"}},
+                                                                       Markup::element("div", banner)) +
+                                                           Markup::element("main", body) + scripts);
+  replace_file(file, "<!DOCTYPE html>\n<html lang=\"en\">" + page.str() + "</html>\n");
+}
+
+}  // namespace factory::store

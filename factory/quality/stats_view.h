@@ -1,0 +1,33 @@
+// Statistics as JSON, for a terminal and as a page. docs/formats/store.md has the JSON.
+#pragma once
+
+#include <json/json.h>
+
+#include <string>
+
+#include "quality/statistics.h"
+
+namespace factory::store {
+
+Json::Value to_json(const Statistics& statistics);
+
+// `question`: what was asked, in words.
+std::string to_text(const Statistics& statistics, const std::string& question);
+void write_page(const Statistics& statistics, const std::string& question, const std::string& file);
+
+// Any text on one line of a terminal: without what a terminal obeys, and not longer than `most` characters.
+std::string shown(const std::string& text, size_t most = 48);
+
+// The texts of a document as a JSON file may hold them.
+Json::Value valid(const Json::Value& value);
+
+// 0.9731 as "97.31 %"; "-" of nothing.
+std::string percent(long long part, long long whole);
+
+// "Acc: residual x", and "-0.02 to 0.02 m/s^2".
+std::string name_of(const Characteristic& c);
+std::string limits_of(const Characteristic& c);
+std::string short_number(std::optional<double> value);
+std::string name_of(const Failure& failure);
+
+}  // namespace factory::store

@@ -1,0 +1,109 @@
+#include "quality/stored_study.h"
+
+#include <limits>
+#include <map>
+#include <tuple>
+
+#include "store/query.h"
+
+namespace factory::grr {
+namespace {
+
+using store::Condition;
+using store::Query;
+
+constexpr long long kMostRuns = 20000;
+
+// One value of a run, with what it is a value of.
+struct Row {
+  std::string plan, step, group, name, axis, unit, serial, station;
+  std::optional<double> low, high, value;
+};
+
+class Collector {
+ public:
+  void add(const Row& row) {
+    const auto [at, is_new] = places_.try_emplace(
+        {row.plan, row.group, row.step, row.name, row.axis, row.unit, row.low, row.high}, series_.size());
+    if (is_new) {
+      const std::string what = row.name + (row.axis.empty() ? "" : " " + row.axis);
+      series_.push_back({{row.plan + ", " + row.step + ": " + what, row.unit, row.low, row.high}, {}});
+    }
+    constexpr double kUnusable = std::numeric_limits<double>::quiet_NaN();
+    series_[at->second].readings.push_back({row.serial, row.station, row.value.value_or(kUnusable)});
+  }
+  std::vector<Series> take() { return std::move(series_); }
+
+ private:
+  using Identity = std::tuple<std::string, std::string, std::string, std::string, std::string, std::string,
+                              std::optional<double>, std::optional<double>>;
+  std::map<Identity, size_t> places_;
+  std::vector<Series> series_;
+};
+
+// Runs that may be part of a study.
+std::string runs_sql(const Condition& condition, const char* serial) {
+  return "SELECT COUNT(*) FROM run r JOIN setup p ON p.id = r.setup WHERE r.verdict <> 4 AND r.serial " +
+         std::string(serial) + " ''" + condition.on_runs();
+}
+
+long long count_runs(store::Database* database, const store::Filter& filter, const char* serial) {
+  Condition condition(filter);
+  const std::string sql = runs_sql(condition, serial);
+  long long count = 0;
+  Query query(database);
+  query.with(&condition, sql).whole(&count).ask(sql);
+  query.next();
+  return count;
+}
+
+void read(store::Database* database, const store::Filter& filter, Collector* out) {
+  Condition condition(filter);
+  const std::string sql =
+      "SELECT p.plan, t.name, t.step_group, s.name, s.axis, s.unit, s.low, s.high, r.serial, p.station, m.value "
+      "FROM measurement m JOIN series s ON s.id = m.series JOIN setup p ON p.id = s.setup "
+      "JOIN plan_step t ON t.id = s.plan_step JOIN run r ON r.day = m.day AND r.no = m.run "
+      "WHERE m.deciding = 1 AND r.verdict <> 4 AND r.serial <> ''" +
+      condition.on_measurements() + " ORDER BY r.started_ms, r.id, m.step_index, m.position";
+  Row row;
+  Query query(database);
+  query.with(&condition, sql).text(&row.plan).text(&row.step).text(&row.group).text(&row.name).text(&row.axis);
+  query.text(&row.unit).number(&row.low).number(&row.high).text(&row.serial).text(&row.station).number(&row.value);
+  query.ask(sql);
+  while (query.next()) out->add(row);
+}
+
+}  // namespace
+
+SeriesOfRuns stored_series(store::Database* database, const store::Filter& filter) {
+  try {
+    const long long runs = count_runs(database, filter, "<>");
+    if (runs > kMostRuns)
+      throw store::StoreError(std::to_string(runs) + " runs, and a study has no more than " +
+                              std::to_string(kMostRuns) +
+                              ": choose its runs by --plan, --station, --since and --until");
+    SeriesOfRuns out;
+    out.without_serial = count_runs(database, filter, "=");
+    Collector collector;
+    read(database, filter, &collector);
+    out.series = collector.take();
+    return out;
+  } catch (const soci::soci_error&) {
+    store::rethrow(database->uri());
+  }
+}
+
+SeriesOfRuns series_of(const std::vector<store::RunRows>& runs, const std::string& measurement) {
+  Collector collector;
+  for (const store::RunRows& run : runs) {
+    for (const store::MeasurementRow& m : run.measurements) {
+      if (!m.deciding || (!measurement.empty() && m.name != measurement)) continue;
+      const store::PlanStep& step = run.steps[m.step].plan_step;
+      collector.add({run.setup.plan, step.name, step.group, m.name, m.axis, m.unit, run.serial, run.setup.station,
+                     m.low, m.high, m.number.value});
+    }
+  }
+  return {collector.take(), 0};
+}
+
+}  // namespace factory::grr

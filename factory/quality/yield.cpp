@@ -1,0 +1,117 @@
+// Yield, first-pass yield and what runs failed on.
+#include <algorithm>
+
+#include "quality/statistics.h"
+#include "store/query.h"
+#include "store/run_rows.h"
+
+namespace factory::store {
+namespace {
+
+void add(const Yield& more, Yield* yield) {
+  yield->units += more.units;
+  yield->passed += more.passed;
+  yield->first_passed += more.first_passed;
+  yield->runs += more.runs;
+}
+
+// Phones of which `again` has more than one run, each with its first and last: ids are in the order of time.
+std::string units_sql(const std::string& columns, const std::string& label, const std::string& conditions) {
+  return "SELECT " + columns +
+         ", COUNT(*), SUM(CASE WHEN last = last_passed THEN 1 ELSE 0 END), "
+         "SUM(CASE WHEN first = first_passed THEN 1 ELSE 0 END), SUM(runs) FROM (SELECT p." +
+         label +
+         ", MIN(r.id) AS first, "
+         "MAX(r.id) AS last, MIN(CASE WHEN r.verdict = 0 THEN r.id END) AS first_passed, "
+         "MAX(CASE WHEN r.verdict = 0 THEN r.id END) AS last_passed, COUNT(*) AS runs FROM again a "
+         "JOIN run r ON r.serial_key = a.serial_key JOIN setup p ON p.id = r.setup WHERE r.verdict <> 4" +
+         conditions + " GROUP BY r.serial_key, p." + label + (label == "plan" ? "" : ", p.plan") + ") units GROUP BY " +
+         label;
+}
+
+// Most phones have one run: these are counted as they lie, and only the others are put together phone by phone, which
+// takes sorting. Without conditions the index of the serial numbers alone tells them apart.
+std::string yields_sql(const std::string& conditions) {
+  return "WITH again AS (SELECT r.serial_key FROM run r" +
+         (conditions.empty() ? "" : " JOIN setup p ON p.id = r.setup WHERE 1 = 1" + conditions) +
+         " GROUP BY r.serial_key HAVING COUNT(*) > 1) "
+         "SELECT 0, p.plan, p.station, units, passed, passed, units FROM (SELECT r.setup, COUNT(*) AS units, "
+         "SUM(CASE WHEN r.verdict = 0 THEN 1 ELSE 0 END) AS passed FROM run r JOIN setup p ON p.id = r.setup "
+         "LEFT JOIN again a ON a.serial_key = r.serial_key WHERE a.serial_key IS NULL AND r.verdict <> 4" +
+         conditions + " GROUP BY r.setup) once JOIN setup p ON p.id = once.setup UNION ALL " +
+         units_sql("1, plan, ''", "plan", conditions) + " UNION ALL " +
+         units_sql("2, '', station", "station", conditions);
+}
+
+void count_units(Database* database, const Filter& filter, Statistics* out) {
+  Condition condition(filter);
+  const std::string sql = yields_sql(condition.on_runs());
+  int about = 0;  // 1: a plan, 2: a station, 0: a set-up, which is of one and at the other
+  std::string plan;
+  std::string station;
+  Yield yield;
+  Query query(database);
+  query.with(&condition, sql).whole(&about).text(&plan).text(&station).whole(&yield.units);
+  query.whole(&yield.passed).whole(&yield.first_passed).whole(&yield.runs).ask(sql);
+  while (query.next()) {
+    if (about != 2) add(yield, &out->by_plan[plan]);
+    if (about != 1) add(yield, &out->by_station[station]);
+  }
+}
+
+void add_counts(int verdict, long long runs, long long marginal, long long retried, RunCounts* counts) {
+  switch (verdict) {
+    case kPassedCode:
+      counts->passed += runs;
+      counts->marginal += marginal;
+      counts->retried += retried;
+      break;
+    case kAbortedCode:
+      counts->aborted += runs;
+      break;
+    default:
+      counts->failed += runs;
+  }
+}
+
+void count_by_day(Database* database, const Filter& filter, Statistics* out) {
+  Condition condition(filter);
+  const std::string sql =
+      "SELECT r.day, r.verdict, COUNT(*), SUM(r.marginal), SUM(r.retried) FROM run r JOIN setup p ON p.id = r.setup "
+      "WHERE 1 = 1" +
+      condition.on_runs() + " GROUP BY r.day, r.verdict";
+  int day = 0;
+  int verdict = 0;
+  long long runs = 0;
+  long long marginal = 0;
+  long long retried = 0;
+  Query query(database);
+  query.with(&condition, sql).whole(&day).whole(&verdict).whole(&runs).whole(&marginal).whole(&retried).ask(sql);
+  while (query.next()) {
+    add_counts(verdict, runs, marginal, retried, &out->runs);
+    add_counts(verdict, runs, marginal, retried, &out->by_day[day]);
+  }
+}
+
+void count_failures(Database* database, const Filter& filter, Statistics* out) {
+  Condition condition(filter);
+  const std::string sql =
+      "SELECT COALESCE(r.failed_step, ''), COALESCE(r.failed_measurement, ''), COUNT(*) AS runs FROM run r "
+      "JOIN setup p ON p.id = r.setup WHERE r.verdict = 2" +
+      condition.on_runs() + " GROUP BY 1, 2 ORDER BY runs DESC, 1, 2";
+  Failure failure;
+  Query query(database);
+  query.with(&condition, sql).text(&failure.step).text(&failure.measurement).whole(&failure.runs).ask(sql);
+  while (query.next()) out->failures.push_back(failure);
+}
+
+}  // namespace
+
+void count_runs(Database* database, const Filter& filter, Statistics* out) {
+  count_by_day(database, filter, out);
+  count_failures(database, filter, out);
+  count_units(database, filter, out);
+  for (const auto& [plan, yield] : out->by_plan) add(yield, &out->yield);
+}
+
+}  // namespace factory::store

@@ -1,0 +1,244 @@
+// An attempt at a calibration: note what is held, calibrate, take fresh samples, judge, and keep or put back.
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "phone/hub_watch.h"
+#include "run/step_run.h"
+#include "run/window.h"
+#include "sensors/stored_values.h"
+
+namespace factory::plan {
+namespace {
+
+constexpr int kFreshMotion = 50;
+constexpr int kFreshOthers = 10;
+// A value is kept when its residual's limit is so many standard errors away. More samples make the error smaller.
+constexpr double kClearErrors = 3;
+constexpr int kMostBatches = 8;
+constexpr int kThresholdStep = 2;
+
+std::string channel_name(const Step& step) {
+  return std::string(step.screen ? "screen's " : "") + "scale of channel " + std::to_string(*step.channel);
+}
+
+}  // namespace
+
+bool UnderWay::stops(Session& session) {
+  if (!session.interrupted()) return false;
+  if (end_claimed || session.claim_end()) return end_claimed = true;
+  for (;;) pause();
+}
+
+// Golden values are part of the step: they are noted, and put back, with the scales.
+bool StepRun::write_golden() {
+  if (step_.golden.empty()) return true;
+  std::vector<float> golden(step_.golden.begin(), step_.golden.end());
+  const int count = static_cast<int>(golden.size());
+  golden.resize(16);
+  SensorCalibrationAPI& api = *session_.cal().cal_api;
+  if (api.setLuxChannelRawGolden_api(step_.type, golden.data(), count) == 0) return true;
+  attempt_.fail("the hub refused the golden values", "look at the hub's log");
+  return false;
+}
+
+bool StepRun::choose_reference(CalibrationRequest* request) {
+  if (step_.type != sensor_type::pressure || find_kind(step_.type, step_.param) == nullptr) return true;
+  request->reference_hpa = step_.reference_hpa;
+  if (request->reference_hpa) return true;
+  const std::string known = session_.fixture().world()["pressure"];
+  if (known.empty()) {
+    attempt_.fail("the pressure of the reference barometer is not known", "give the step a \"reference\"");
+    return false;
+  }
+  request->reference_hpa = std::strtod(known.c_str(), nullptr);
+  return true;
+}
+
+// One command to the hub, which takes the sample itself.
+void StepRun::run_channel(Calibration* c) {
+  c->kind = nullptr;
+  HubWatch hub(session_);
+  session_.log().start_run();
+  const auto start = session_.since_start();
+  const auto target = static_cast<float>(step_.target);
+  c->result = step_.screen ? session_.cal().cal_api->postScreenChannelData_api(step_.type, *step_.channel, target)
+                           : session_.cal().sensor_calibrate(step_.type, *step_.channel, target);
+  c->seconds = (session_.since_start() - start).count();
+  c->run = session_.log().run();
+  c->interrupted = session_.interrupted();
+  if (c->result == 0 && !c->interrupted) believe(hub, c);
+}
+
+void StepRun::begin_changes(const HeldValues& held) {
+  const std::lock_guard<std::mutex> lock(under_way_.mutex);
+  under_way_.held = &held;
+}
+
+void StepRun::end_changes(HeldValues& held, bool went_through) {
+  const std::lock_guard<std::mutex> lock(under_way_.mutex);
+  conclude();
+  if (!attempt_.unreachable) settle_what_stays(held, went_through);
+  under_way_.held = nullptr;
+}
+
+void StepRun::measure_run(const Calibration& c) {
+  const Limits& limits = step_.limits;
+  for (const Restart& restart : c.run.restarts) ++attempt_.restarts[static_cast<int>(restart.cause)];
+  if (limits.restarts) {
+    std::string causes;
+    auto commonest = Restart::Cause::variance;
+    for (const auto cause : {Restart::Cause::variance, Restart::Cause::zero_variance, Restart::Cause::bias}) {
+      if (c.run.count(cause) == 0) continue;
+      if (c.run.count(cause) > c.run.count(commonest)) commonest = cause;
+      causes += (causes.empty() ? ": " : ", ") + std::to_string(c.run.count(cause)) + " by " + cause_name(cause);
+    }
+    const size_t reasons = attempt_.reasons.size();
+    measure("restarts", "", static_cast<double>(c.run.restarts.size()), "", std::nullopt, std::nullopt,
+            static_cast<double>(*limits.restarts), restart_hint(commonest));
+    if (attempt_.reasons.size() > reasons) attempt_.reasons.back() += causes;
+  }
+  if (limits.seconds) {
+    measure("duration", "", c.seconds, "s", std::nullopt, std::nullopt, limits.seconds,
+            c.run.restarts.empty() ? "the sensor delivers slowly: look at its driver and its rate"
+                                   : restart_hint(c.run.restarts.back().cause));
+  }
+  if (c.kind == nullptr) return;
+  const std::string unit = found_unit(*c.kind, c.golden);
+  if (c.axes.empty() && attempt_.reasons.empty() && !session_.interrupted() && (limits.low || limits.high))
+    attempt_.fail("the run left no value to judge");
+  for (size_t i = 0; i < c.axes.size(); ++i) {
+    const Axis& axis = c.axes[i];
+    if (axis.name.empty()) continue;
+    measure(
+        axis.scale && unit == "factor" ? "scale"
+        : c.golden                     ? "golden"
+                                       : "offset",
+        axis.name, axis.scale && unit == "factor" ? *axis.scale : axis.found, unit,
+        axis.scale ? std::nullopt : std::optional<double>(axis.standard_deviation / std::sqrt(std::max(1, c.samples))),
+        limits.low ? std::optional<double>(limits.low->at(i)) : std::nullopt,
+        limits.high ? std::optional<double>(limits.high->at(i)) : std::nullopt,
+        "the sensor is far from what it should be, or the fixture is not set as the step needs it");
+  }
+}
+
+std::vector<size_t> StepRun::unsure_axes(const FreshSamples& fresh, const std::vector<double>& expected) const {
+  std::vector<size_t> out;
+  for (size_t i = 0; i < fresh.values.size() && i < expected.size(); ++i) {
+    const std::optional<double> limit = residual_limit(i, expected[i]);
+    if (!limit) continue;
+    const double residual = std::fabs(fresh.values[i].mean() - expected[i]);
+    if (!(residual <= *limit)) return {};
+    if (residual + kClearErrors * fresh.error(i) > *limit) out.push_back(i);
+  }
+  return out;
+}
+
+void StepRun::fail_unsure(const Subject& subject, const FreshSamples& fresh, const std::vector<double>& expected) {
+  if (!attempt_.reasons.empty()) return;
+  for (const size_t i : unsure_axes(fresh, expected)) {
+    attempt_.fail(subject.axes[i] + ": residual " + plain(fresh.values[i].mean() - expected[i]) + " +/- " +
+                      plain(fresh.error(i)) + " " + subject.unit + " is too near to the limit of " +
+                      plain(*residual_limit(i, expected[i])) + " " + subject.unit + " to be sure of it",
+                  "the fixture moved a little during the run: set it up again and repeat");
+  }
+}
+
+// A movement that spoilt the run and ended among the fresh samples may hide in their mean: what was at rest shows the
+// same once more.
+void StepRun::look_again(const Subject& subject, std::optional<double> reference_hpa) {
+  const FreshSamples fresh = take_fresh(subject, kFreshMotion);
+  if (session_.interrupted()) return;
+  if (!fresh.problem.empty()) return attempt_.fail("not verified twice: " + fresh.problem);
+  const std::vector<double> expected = expected_of(subject, reference_hpa);
+  for (size_t i = 0; i < fresh.values.size() && i < expected.size(); ++i) {
+    const std::optional<double> limit = residual_limit(i, expected[i]);
+    const double residual = fresh.values[i].mean() - expected[i];
+    if (!limit || std::fabs(residual) <= *limit) continue;
+    attempt_.fail(subject.axes[i] + ": residual " + plain(residual) + " +/- " + plain(fresh.error(i)) + " " +
+                      subject.unit + " at a second look is outside the limits of " + plain(-*limit) + " to " +
+                      plain(*limit) + " " + subject.unit,
+                  "the phone was moved during the run: set it up again and repeat");
+  }
+}
+
+void StepRun::verify_calibration(const Calibration& c) {
+  if (c.kind == nullptr || c.golden) return;
+  if (c.kind->result == Result::proximity) {
+    if (step_.param == kThresholdStep) verify_near(true);  // the target is still where the step needs it
+    return;
+  }
+  Subject subject = *subject_of(step_.type);
+  subject.type = c.kind->verified_type;
+  const int batch = subject.motion ? kFreshMotion : kFreshOthers;
+  FreshSamples fresh = take_fresh(subject, batch);
+  std::vector<double> expected = expected_of(subject, c.request.reference_hpa);
+  while (fresh.problem.empty() && !session_.interrupted() && !unsure_axes(fresh, expected).empty() &&
+         fresh.taken < kMostBatches * batch) {
+    fresh.append(take_fresh(subject, fresh.taken));
+    expected = expected_of(subject, c.request.reference_hpa);
+  }
+  if (session_.interrupted()) return;
+  if (!fresh.problem.empty()) {
+    return attempt_.fail("not verified: " + fresh.problem, sampling_hint(fresh.problem));
+  }
+  measure_fresh(subject, fresh, expected);
+  fail_unsure(subject, fresh, expected);
+  if (subject.motion && attempt_.reasons.empty()) look_again(subject, c.request.reference_hpa);
+}
+
+// Nothing that is not known to be good stays in the hub.
+void StepRun::settle_what_stays(HeldValues& held, bool went_through) {
+  const bool good = attempt_.outcome == Outcome::passed || attempt_.outcome == Outcome::marginal;
+  attempt_.kept = good;
+  if (!good) {
+    const HeldValues::PutBack back = held.put_back(session_);
+    attempt_.put_back = back.done;
+    attempt_.kept = !back.done && (back.needed || !back.problems.empty());
+    if (back.done) attempt_.notes.emplace_back("the old values were put back and read back");
+    for (const std::string& problem : back.problems) {
+      attempt_.fail("the old values are not all back: " + problem, "calibrate again, or write them by hand");
+    }
+    // A step of which nothing can be read or written leaves its result behind once it went through.
+    if (went_through && held.before().empty() && !held.irreversible().empty()) attempt_.kept = true;
+    for (const std::string& what : held.irreversible()) attempt_.notes.push_back("not undone: " + what);
+  }
+  attempt_.after = held.now(session_);
+}
+
+void StepRun::run_calibrate(const std::function<void(const std::string&)>& warn) {
+  HeldValues held = step_.channel ? HeldValues(step_.type, channel_name(step_), 1)
+                                  : HeldValues(step_.type, step_.param, !step_.golden.empty());
+  attempt_.changes_hub = true;
+  const std::string silent = held.note(session_);
+  attempt_.before = held.before();
+  attempt_.irreversible = held.irreversible();
+  for (const std::string& what : held.irreversible()) warn("cannot be undone: " + what);
+  CalibrationRequest request{step_.type, step_.param, std::nullopt};
+  bool went_through = false;
+  if (!silent.empty()) {
+    attempt_.unreachable = true;
+    attempt_.fail(silent + "; nothing was changed", kLookAtServices);
+  } else if (choose_reference(&request)) {
+    begin_changes(held);
+    Calibration c = prepare(request);
+    if (write_golden()) {
+      step_.channel ? run_channel(&c) : run_library(session_, &c);
+      went_through = c.result == 0 && !(c.panel && c.panel->refused);
+      if (!session_.interrupted()) judge(session_, &c);
+      if (c.passed && !session_.interrupted()) verify_calibration(c);
+    }
+    if (under_way_.stops(session_)) switch_off(session_);  // a run that was woken leaves its sensor on
+    attempt_.reasons.insert(attempt_.reasons.begin(), c.reasons.begin(), c.reasons.end());
+    attempt_.hints.insert(attempt_.hints.begin(), c.hints.begin(), c.hints.end());
+    attempt_.notes.insert(attempt_.notes.end(), c.notes.begin(), c.notes.end());
+    if (c.panel && c.panel->restored < 0)
+      attempt_.fail("the panel's brightness could not be put back", "set the panel's brightness by hand");
+    if (!c.run.values.empty()) attempt_.window = window_of(session_, c, attempt_.before);
+    measure_run(c);
+  }
+  end_changes(held, went_through);
+}
+
+}  // namespace factory::plan

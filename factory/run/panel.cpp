@@ -1,0 +1,164 @@
+#include "run/panel.h"
+
+#include <cutils/properties.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+
+#include "phone/sampler.h"
+#include "run/calibration.h"
+
+namespace factory {
+namespace {
+
+using ::android::hardware::sensors::V1_0::SensorInfo;
+
+constexpr int kLow = 14;
+constexpr int kFinished = 2;
+constexpr double kPlainLimitLux = 1;
+constexpr char kNoNumbersHint[] = "the sensor delivers values that are no numbers";
+
+int read_node(Session& session, const char* path) {
+  int value = -1;
+  return session.cal().lcdbacklight_calibrate_read_backlight(path, &value) == 0 ? value : -1;
+}
+
+bool is_colour_run() {
+  char value[PROPERTY_VALUE_MAX];
+  return property_get("persist.vendor.sensor.cct_need_lcdbacklight_cali", value, "") > 0;
+}
+
+// A panel of one lux at full has no lower level: the library makes it 0, and that is right.
+bool is_faint() {
+  char value[PROPERTY_VALUE_MAX];
+  property_get("sys.backlight.lux", value, "");
+  const double full = std::strtod(value, nullptr);
+  return full > 0 && full < 2;
+}
+
+void fail(Calibration* c, const std::string& reason, const std::string& hint) {
+  c->reasons.push_back(reason);
+  c->hints.push_back(hint);
+}
+
+// Mean of the plain light sensor at one brightness; nothing, and a reason, where it cannot be taken.
+std::optional<double> plain_light(Session& session, const SensorInfo& sensor, int brightness, const char* name,
+                                  Calibration* c) {
+  const std::string where = std::string("plain light at ") + name + " brightness";
+  if (!set_panel_brightness(session, brightness)) {
+    fail(c, "not verified: " + where + ": the panel did not take it",
+         "something else sets the panel's brightness, or limits it");
+    return std::nullopt;
+  }
+  SampleRequest request;
+  request.handle = sensor.sensorHandle;
+  request.type = static_cast<int>(sensor.type);
+  request.period_ms = 100;
+  request.count = 5;
+  const FreshSamples fresh = take_samples(session.cal().sensor_manager, request, session.interrupted());
+  if (session.interrupted()) return std::nullopt;
+  if (!fresh.problem.empty()) {
+    fail(c, "not verified: " + where + ": " + fresh.problem, sampling_hint(fresh.problem));
+    return std::nullopt;
+  }
+  const double mean = fresh.values[0].mean();
+  if (std::isfinite(mean)) return mean;
+  fail(c, "not verified: " + where + " is not a number", kNoNumbersHint);
+  return std::nullopt;
+}
+
+// Once both levels are stored the plain light value no longer depends on the panel.
+void look_at_plain_light(Session& session, Calibration* c) {
+  const int type = c->request.type;
+  const bool main_light = type == sensor_type::light || type == sensor_type::light_stream;
+  const SensorInfo* sensor = session.sensor(main_light ? sensor_type::light : sensor_type::lux_pri2);
+  const int maximum = panel_maximum(session);
+  if (sensor == nullptr)
+    return fail(c, "not verified: the phone lists no plain light sensor", "look at `sensorcal sensors`");
+  if (maximum < 0) {
+    return fail(c, "not verified: the panel's greatest brightness cannot be read",
+                "look at /sys/class/leds/lcd-backlight");
+  }
+  Panel& panel = *c->panel;
+  panel.plain_bright = plain_light(session, *sensor, maximum, "full", c);
+  if (!panel.plain_bright) return;  // the other one would fail alike
+  panel.plain_dim = plain_light(session, *sensor, maximum / 4, "quarter", c);
+  if (!panel.plain_dim) return;
+  const double difference = *panel.plain_bright - *panel.plain_dim;
+  if (std::fabs(difference) <= kPlainLimitLux) return;
+  fail(c,
+       "plain light still follows the panel: " + plain(difference) +
+           " lux between full and quarter brightness, limit " + plain(kPlainLimitLux) + " lux",
+       "run 13 and then 14 of this sensor in the dark box, with no other sensor's 13 in between");
+}
+
+// A run that came to its end: numbers, and light of the panel.
+void judge_level(Calibration* c) {
+  const Panel& panel = *c->panel;
+  const auto finite = [](double value) { return std::isfinite(value); };
+  if (c->run.events_of_no_number > 0) {
+    return fail(
+        c,
+        std::to_string(c->run.events_of_no_number) + " of " + std::to_string(c->run.events) + " events are not numbers",
+        kNoNumbersHint);
+  }
+  if (!std::all_of(panel.found.begin(), panel.found.end(), finite))
+    return fail(c, "the level found is not a number", kNoNumbersHint);
+  const bool lit = std::any_of(panel.found.begin(), panel.found.end(), [](double value) { return value > 0; });
+  if (lit || (panel.level == kLow && !panel.colour && is_faint())) return;
+  fail(c, "the sensor sees no light of the panel at brightness " + std::to_string(panel.brightness),
+       "the sensor is stuck or covered, the panel is dark, or 14 was run without 13 before it");
+}
+
+}  // namespace
+
+int panel_brightness(Session& session) { return read_node(session, "/sys/class/leds/lcd-backlight/brightness"); }
+
+int panel_maximum(Session& session) { return read_node(session, "/sys/class/leds/lcd-backlight/max_brightness"); }
+
+bool set_panel_brightness(Session& session, int brightness) {
+  return session.cal().SetBrightness(brightness) == 0 && panel_brightness(session) == brightness;
+}
+
+bool darken_panel(Session& session) {
+  const int before = panel_brightness(session);
+  if (before <= 0 || !set_panel_brightness(session, 0)) return false;
+  session.restore_brightness_at_end(before);
+  return true;
+}
+
+double run_at_panel(Session& session, Calibration* c) {
+  SensorCalibration& cal = session.cal();
+  const int before = panel_brightness(session);
+  session.log().start_run();
+  const int result = cal.sensor_calibrate(c->request.type, c->request.param);
+  c->run = session.log().run();
+
+  Panel panel;
+  panel.level = c->request.param;
+  panel.brightness = panel_brightness(session);
+  panel.colour = is_colour_run();
+  panel.refused = result == 0 && std::any_of(c->run.errors.begin(), c->run.errors.end(), [](const std::string& line) {
+                    return line.find("brightness matching check failed") != std::string::npos;
+                  });
+  const bool main_light = c->request.type == sensor_type::light || c->request.type == sensor_type::light_stream;
+  const _sensor_info& record = main_light ? cal.env_info[1] : cal.env_info[7];
+  panel.finished = !panel.refused && record.status == kFinished;
+  if (panel.finished) {
+    const int values = panel.colour ? 5 : 1;
+    panel.found.assign(record.mean, record.mean + values);
+  }
+  c->panel = panel;
+  if (panel.refused) {
+    fail(c, "the panel did not take the brightness that was set: nothing was sent to the hub",
+         "something else sets the panel's brightness, or limits it");
+  } else if (result == 0 && panel.finished && !session.interrupted()) {
+    judge_level(c);
+    if (panel.level == kLow && c->reasons.empty()) look_at_plain_light(session, c);
+  }
+  if (before >= 0 && set_panel_brightness(session, before)) c->panel->restored = before;
+  return result;
+}
+
+}  // namespace factory

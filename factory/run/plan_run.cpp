@@ -1,0 +1,156 @@
+#include "run/plan_run.h"
+
+#include <algorithm>
+
+namespace factory::plan {
+namespace {
+
+bool good(Outcome outcome) { return outcome == Outcome::passed || outcome == Outcome::marginal; }
+
+}  // namespace
+
+PlanRun::PlanRun(Session& session, const Plan& plan, const RunInfo& info, Observer& observer)
+    : session_(session), plan_(plan), info_(info), observer_(observer) {
+  int index = 0;
+  for (const Block& block : plan.blocks) {
+    for (const Step& step : block.steps) steps_.push_back({&step, block.group, ++index, Outcome::skipped, {}});
+  }
+  session_.log().keep_all();
+  session_.on_hub_message([this](const HubMessage& message) {
+    constexpr size_t kMost = 5000;
+    const std::lock_guard<std::mutex> lock(hub_mutex_);
+    if (messages_.size() < kMost) messages_.push_back(message);
+  });
+}
+
+PlanRun::~PlanRun() { session_.on_hub_message({}); }
+
+std::vector<HubMessage> PlanRun::take_messages() {
+  const std::lock_guard<std::mutex> lock(hub_mutex_);
+  return std::exchange(messages_, {});
+}
+
+bool PlanRun::run_step(StepResult* result) {
+  for (int i = 0; i < result->step->repeat; ++i) {
+    Attempt attempt;
+    attempt.number = static_cast<int>(result->attempts.size()) + 1;
+    attempt.started = session_.now();
+    {
+      const std::lock_guard<std::mutex> lock(mutex_);
+      current_ = result;
+      current_started_ = attempt.started;
+    }
+    observer_.begins(*result, attempt.number);
+    take_messages();
+    StepRun(session_, under_way_, *result->step, &attempt).run([&](const std::string& text) {
+      observer_.warns(*result, text);
+    });
+    under_way_.stops(session_);
+    attempt.hub = take_messages();
+    {
+      const std::lock_guard<std::mutex> lock(mutex_);
+      result->outcome = attempt.outcome;
+      result->attempts.push_back(std::move(attempt));
+      current_ = nullptr;
+    }
+    observer_.ended(*result, result->attempts.back());
+    if (good(result->outcome) || session_.interrupted()) break;
+  }
+  return good(result->outcome);
+}
+
+bool PlanRun::run_round(const Block& block, size_t first) {
+  bool passed = true;
+  for (size_t i = 0; i < block.steps.size(); ++i) {
+    if (run_step(&steps_[first + i])) continue;
+    passed = false;
+    if (session_.interrupted() || block.steps[i].stop_on_failure) break;
+  }
+  return passed;
+}
+
+bool PlanRun::run_block(const Block& block, size_t first) {
+  for (int round = 0; round < block.repeat; ++round) {
+    if (run_round(block, first)) return true;
+    if (session_.interrupted()) return false;
+  }
+  return false;
+}
+
+// The record says why, and which steps did not run.
+void PlanRun::refuse(const std::string& missing) {
+  StepResult& first = steps_.front();
+  Attempt attempt;
+  attempt.started = session_.now();
+  attempt.fail(missing + "; nothing was run",
+               "look whether the phone's sensor stack runs: start it or reboot the phone");
+  attempt.unreachable = true;
+  attempt.outcome = Outcome::failed;
+  observer_.begins(first, attempt.number);
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    first.outcome = attempt.outcome;
+    first.attempts.push_back(std::move(attempt));
+  }
+  observer_.ended(first, first.attempts.back());
+}
+
+void PlanRun::run() {
+  const std::string missing = session_.missing();
+  if (!missing.empty()) return refuse(missing);
+  size_t first = 0;
+  for (const Block& block : plan_.blocks) {
+    const bool passed = run_block(block, first);
+    if (session_.interrupted() || (!passed && block.stop_on_failure)) break;
+    first += block.steps.size();
+  }
+  // From here on Ctrl-C finds nothing to undo.
+  if (!under_way_.stops(session_) && !session_.claim_end()) under_way_.stops(session_);
+}
+
+Outcome PlanRun::verdict() {
+  const auto any = [this](Outcome outcome) {
+    return std::any_of(steps_.begin(), steps_.end(), [&](const StepResult& step) { return step.outcome == outcome; });
+  };
+  if (under_way_.end_claimed || any(Outcome::aborted)) return Outcome::aborted;
+  return any(Outcome::failed) || any(Outcome::skipped) ? Outcome::failed : Outcome::passed;
+}
+
+bool PlanRun::unreachable() const {
+  return std::any_of(steps_.begin(), steps_.end(),
+                     [](const StepResult& step) { return !step.attempts.empty() && step.attempts.back().unreachable; });
+}
+
+Json::Value PlanRun::record() { return make_record(session_, plan_, info_, steps_, verdict()); }
+
+Json::Value PlanRun::abort() {
+  const std::lock_guard<std::mutex> under_way(under_way_.mutex);
+  const std::lock_guard<std::mutex> lock(mutex_);
+  if (current_ != nullptr) {
+    Attempt attempt;
+    attempt.number = static_cast<int>(current_->attempts.size()) + 1;
+    attempt.started = current_started_;
+    attempt.seconds = std::chrono::duration<double>(session_.now() - attempt.started).count();
+    attempt.outcome = Outcome::aborted;
+    attempt.reasons.emplace_back("interrupted");
+    if (under_way_.held != nullptr) {
+      attempt.before = under_way_.held->before();
+      attempt.irreversible = under_way_.held->irreversible();
+      const HeldValues::PutBack back = under_way_.held->put_back(session_);
+      attempt.put_back = back.done;
+      attempt.kept = !back.done && (back.needed || !back.problems.empty());
+      attempt.notes.emplace_back("what the hub does by itself may still go on and change values once more");
+      attempt.reasons.insert(attempt.reasons.end(), back.problems.begin(), back.problems.end());
+      attempt.after = under_way_.held->now(session_);
+    }
+    attempt.hub = take_messages();
+    RunLog log = session_.log().run();
+    attempt.log = std::move(log.lines);
+    attempt.log_dropped = log.lines_dropped;
+    current_->outcome = attempt.outcome;
+    current_->attempts.push_back(std::move(attempt));
+  }
+  return make_record(session_, plan_, info_, steps_, Outcome::aborted);
+}
+
+}  // namespace factory::plan

@@ -1,0 +1,279 @@
+// Attempts at fixture, verify, check and probe steps, and what all steps share.
+#include "run/step_run.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "files/json_text.h"
+#include "phone/hub_watch.h"
+#include "phone/verdict.h"
+#include "sensors/stored_values.h"
+
+namespace factory::plan {
+namespace {
+
+constexpr int kVerifySamples = 50;
+constexpr double kSpareSeconds = 5;
+
+// What helps against a scatter, by the unit of what scatters.
+const char* noise_hint(const std::string& unit) {
+  if (unit == "lux" || unit == "counts") return "the lamp flickers or something moves before the sensor: look at both";
+  return "the phone moves: set it down still, away from what shakes it, and repeat";
+}
+
+std::vector<double> read_golden(Session& session, int type, size_t values) {
+  std::vector<float> golden(values);
+  if (session.cal().cal_api->getLuxChannelRawGolden_api(type, golden.data(), static_cast<int>(values)) < 0) return {};
+  return {golden.begin(), golden.end()};
+}
+
+}  // namespace
+
+void Attempt::fail(const std::string& reason, const std::string& hint) {
+  reasons.push_back(reason);
+  if (!hint.empty() && std::find(hints.begin(), hints.end(), hint) == hints.end()) hints.push_back(hint);
+}
+
+void StepRun::run(const std::function<void(const std::string&)>& warn) {
+  session_.log().start_run();
+  switch (step_.kind) {
+    case StepKind::fixture:
+      run_fixture();
+      break;
+    case StepKind::calibrate:
+      run_calibrate(warn);
+      break;
+    case StepKind::verify:
+      run_verify();
+      break;
+    case StepKind::check:
+      step_.report ? run_report_check() : run_check();
+      break;
+    case StepKind::probe:
+      run_probe();
+      break;
+    case StepKind::write:
+      run_write(warn);
+      break;
+  }
+  attempt_.seconds = std::chrono::duration<double>(session_.now() - attempt_.started).count();
+  if (step_.kind != StepKind::calibrate && step_.kind != StepKind::write) {
+    if (step_.limits.seconds)
+      measure("duration", "", attempt_.seconds, "s", std::nullopt, std::nullopt, step_.limits.seconds, "");
+    conclude();
+  }
+  // Said last: what the hub holds is put back all the same.
+  if (attempt_.outcome == Outcome::failed && !Session::sensor_service_answers()) attempt_.unreachable = true;
+  RunLog log = session_.log().run();
+  attempt_.log = std::move(log.lines);
+  attempt_.log_dropped = log.lines_dropped;
+}
+
+void StepRun::conclude() {
+  const auto worst = [&](Outcome outcome) {
+    return std::any_of(attempt_.measurements.begin(), attempt_.measurements.end(),
+                       [&](const Measurement& m) { return m.outcome == outcome; });
+  };
+  attempt_.outcome = session_.interrupted()      ? Outcome::aborted
+                     : !attempt_.reasons.empty() ? Outcome::failed
+                     : worst(Outcome::marginal)  ? Outcome::marginal
+                                                 : Outcome::passed;
+  if (session_.interrupted() && attempt_.reasons.empty()) attempt_.reasons.emplace_back("interrupted");
+}
+
+void StepRun::measure(const std::string& name, const std::string& axis, double value, const std::string& unit,
+                      std::optional<double> error, std::optional<double> low, std::optional<double> high,
+                      const std::string& hint) {
+  Measurement m{name, axis, value, unit, error, low, high, Outcome::passed};
+  judge(&m, step_.limits.marginal);
+  if (m.outcome == Outcome::failed) attempt_.fail(describe(m), hint);
+  if (m.outcome == Outcome::marginal) attempt_.notes.push_back("marginal: " + describe(m));
+  attempt_.measurements.push_back(m);
+}
+
+void StepRun::run_fixture() {
+  const Fixture::Arranged arranged = session_.fixture().arrange(step_.world);
+  for (const std::string& problem : arranged.problems) attempt_.fail(problem);
+  attempt_.notes.insert(attempt_.notes.end(), arranged.notes.begin(), arranged.notes.end());
+}
+
+FreshSamples StepRun::take_fresh(const Subject& subject, int count) {
+  const auto* sensor = session_.sensor(subject.type);
+  const Kind* kind = find_kind(step_.type, 0);
+  if (sensor == nullptr && kind != nullptr) sensor = verified_sensor(session_, *kind);
+  FreshSamples none;
+  none.problem = "the phone lists no such sensor";
+  if (sensor == nullptr) return none;
+  SampleRequest request;
+  request.handle = sensor->sensorHandle;
+  request.type = static_cast<int>(sensor->type);
+  request.values = static_cast<int>(subject.axes.size());
+  request.first_word = subject.first_word;
+  request.period_ms = step_.period_s ? static_cast<int>(std::lround(*step_.period_s * 1000)) : subject.period_ms;
+  request.skip = step_.settle;
+  request.count = count;
+  request.timeout_s = static_cast<int>(kSpareSeconds + (count + step_.settle) * request.period_ms / 1000.0);
+  return take_samples(session_.cal().sensor_manager, request, session_.interrupted());
+}
+
+// What the sensor should report: what the plan says, the reference, the golden values, else what the fixture knows or a
+// phone at rest on the factory's fixture has.
+std::vector<double> StepRun::expected_of(const Subject& subject, std::optional<double> reference_hpa) {
+  if (!step_.expected.empty()) return step_.expected;
+  if (reference_hpa) return {*reference_hpa};
+  const Kind* kind = find_kind(step_.type, 0);
+  if (kind != nullptr && kind->result == Result::channel_scale)
+    return read_golden(session_, step_.type, subject.axes.size());
+  const std::vector<float> truth = session_.fixture().truth(subject.type);
+  if (!truth.empty()) return {truth.begin(), truth.end()};
+  return nominal(step_.type);
+}
+
+std::optional<double> StepRun::residual_limit(size_t axis, double expected) const {
+  const Kind* kind = find_kind(step_.type, 0);
+  const Limits& limits = step_.limits;
+  if (limits.residual) return limits.residual->at(axis) * (limits.residual->relative ? std::fabs(expected) : 1);
+  if (step_.kind != StepKind::calibrate || kind == nullptr || kind->residual_limit <= 0) return std::nullopt;
+  return kind->residual_limit * (kind->limit_is_relative ? std::fabs(expected) : 1);
+}
+
+void StepRun::measure_fresh(const Subject& subject, const FreshSamples& fresh, const std::vector<double>& expected) {
+  for (size_t i = 0; i < subject.axes.size() && i < fresh.values.size(); ++i) {
+    const std::string& axis = subject.axes[i];
+    const double mean = fresh.values[i].mean();
+    const double noise = fresh.values[i].standard_deviation();
+    const double error = noise / std::sqrt(std::max(1, fresh.taken));
+    const Limits& limits = step_.limits;
+    if (i < expected.size()) {
+      const std::optional<double> limit = residual_limit(i, expected[i]);
+      const std::optional<double> low = limit ? std::optional<double>(-*limit) : std::nullopt;
+      measure("residual", axis, mean - expected[i], subject.unit, error, low, limit, residual_hint(subject.unit));
+    } else if (limits.residual) {
+      attempt_.fail(axis + ": what the sensor should report is not known",
+                    "say so with \"expect\", or write the golden values first");
+    }
+    std::optional<double> most;
+    const double usual = usual_noise(subject.unit);
+    if (limits.noise) {
+      most = limits.noise->at(i) * (limits.noise->relative ? std::fabs(mean) : 1);
+    } else if (step_.kind == StepKind::calibrate && usual > 0) {
+      most = usual;
+    }
+    measure("noise", axis, noise, subject.unit, noise / std::sqrt(2.0 * std::max(1, fresh.taken)), std::nullopt, most,
+            noise_hint(subject.unit));
+    if (subject.motion && noise == 0)
+      attempt_.fail(axis + ": all fresh samples are " + plain(mean) + " " + subject.unit,
+                    "the sensor repeats one value: it is stuck, or its driver does not update it");
+    if (step_.kind == StepKind::verify && (limits.low || limits.high)) {
+      measure("mean", axis, mean, subject.unit, error,
+              limits.low ? std::optional<double>(limits.low->at(i)) : std::nullopt,
+              limits.high ? std::optional<double>(limits.high->at(i)) : std::nullopt, residual_hint(subject.unit));
+    }
+  }
+}
+
+void StepRun::verify_near(bool near) {
+  const std::optional<bool> seen = reports_near(session_, near);
+  if (session_.interrupted()) return;
+  if (!seen) {
+    attempt_.fail("the proximity sensor does not report",
+                  "the sensor is silent: look at its connection and its driver");
+  } else if (*seen != near) {
+    attempt_.fail(std::string("the proximity sensor says ") + (*seen ? "near" : "far") + " and should say " +
+                      (near ? "near" : "far"),
+                  "look at the target's distance, then repeat step 0 without a target and step 2 with it at 3 cm");
+  }
+}
+
+void StepRun::run_verify() {
+  if (step_.near) return verify_near(*step_.near);
+  const Subject subject = *subject_of(step_.type);
+  const FreshSamples fresh = take_fresh(subject, step_.samples > 0 ? step_.samples : kVerifySamples);
+  if (session_.interrupted()) return;
+  if (!fresh.problem.empty()) {
+    return attempt_.fail(fresh.problem, sampling_hint(fresh.problem));
+  }
+  Json::Value& window = attempt_.window;
+  window["unit"] = subject.unit;
+  for (const std::string& axis : subject.axes) window["axes"].append(axis);
+  window["period_ms"] = step_.period_s ? static_cast<int>(std::lround(*step_.period_s * 1000)) : subject.period_ms;
+  window["bias_limit"] = window["restarts"] = window["samples"] = Json::Value(Json::arrayValue);
+  int event = step_.settle;
+  for (const std::vector<double>& row : fresh.rows) {
+    Json::Value sample;
+    sample["event"] = ++event;
+    for (const double value : row) sample["values"].append(json_number(value));
+    sample["state"] = "accepted";
+    window["samples"].append(sample);
+  }
+  measure_fresh(subject, fresh, expected_of(subject, std::nullopt));
+}
+
+void StepRun::run_check() {
+  HubWatch hub(session_);
+  const StoredValue* value = stored_value(step_.type, step_.value);
+  const Reading reading = value->read(*session_.cal().cal_api, step_.type, step_.count);
+  const std::string silent = hub.problem();
+  if (!silent.empty()) {
+    attempt_.unreachable = true;
+    return attempt_.fail(silent, kLookAtServices);
+  }
+  if (reading.result < 0) {
+    const std::string answer = ": the answer was " + std::to_string(reading.result);
+    return value->file != nullptr
+               ? attempt_.fail("/" + std::string(value->file) + " cannot be read" + answer, kFileHint)
+               : attempt_.fail("the value cannot be read" + answer, "calibrate this sensor first");
+  }
+  const Kind* kind = find_kind(step_.type, 0);
+  for (size_t i = 0; i < reading.values.size(); ++i) {
+    const bool named = kind != nullptr && reading.values.size() > 1 && i < static_cast<size_t>(kind->values);
+    const std::string axis = named ? kind->axes[i] : reading.values.size() > 1 ? std::to_string(i + 1) : "";
+    measure(step_.value, axis, reading.values[i], value->unit(step_.type), std::nullopt,
+            step_.limits.low ? std::optional<double>(step_.limits.low->at(i)) : std::nullopt,
+            step_.limits.high ? std::optional<double>(step_.limits.high->at(i)) : std::nullopt,
+            "calibrate this sensor first, or look why its value is unusual");
+  }
+}
+
+void StepRun::run_report_check() {
+  const Report report = make_report(session_);
+  if (!report.warning.empty()) {
+    attempt_.unreachable = true;
+    return attempt_.fail(report.warning, kLookAtServices);
+  }
+  for (const Verdict& verdict : report.verdicts) {
+    const bool wanted =
+        step_.positions.empty() || std::count(step_.positions.begin(), step_.positions.end(), verdict.sensor) != 0;
+    if (wanted && !verdict.calibrated) {
+      attempt_.fail(verdict.sensor + " is not calibrated: " + verdict.holds + "; " + verdict.why,
+                    "calibrate " + verdict.sensor);
+    }
+  }
+  for (const std::string& sensor : step_.positions) {
+    const bool there = std::any_of(report.verdicts.begin(), report.verdicts.end(),
+                                   [&](const Verdict& verdict) { return verdict.sensor == sensor; });
+    if (!there) attempt_.fail("this phone's report has no position for " + sensor);
+  }
+  attempt_.notes.push_back("the report is " + report.text);
+}
+
+void StepRun::run_probe() {
+  SensorCalibration& cal = session_.cal();
+  const int answer = step_.probe == "rgb"      ? cal.test_is_rgb_sensor()
+                     : step_.probe == "ps_tof" ? cal.test_is_ps_tof_sensor()
+                     : step_.probe == "tof"    ? cal.test_is_tof_sensor()
+                                               : cal.test_is_pshwcali_sensor();
+  const auto say = [](int value) -> std::string {
+    constexpr int kNoManager = -2;
+    constexpr int kNoSensor = -3;
+    if (value == kNoSensor) return "there is no such sensor";
+    if (value == kNoManager) return "there is no sensor service";
+    return value == 1 ? "yes" : value == 0 ? "no" : std::to_string(value);
+  };
+  if (answer == step_.answer) return;
+  attempt_.fail(
+      "the probe " + step_.probe + " says '" + say(answer) + "' where '" + say(step_.answer) + "' is expected",
+      "another chip is fitted than the plan is for, or its driver was not loaded");
+}
+
+}  // namespace factory::plan

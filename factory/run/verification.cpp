@@ -1,0 +1,340 @@
+// Fresh samples after a calibration, held against the truth; and the verdict.
+#include <algorithm>
+#include <cmath>
+
+#include "phone/sampler.h"
+#include "run/calibration.h"
+#include "sensors/stored_values.h"
+
+namespace factory {
+namespace {
+
+using ::android::hardware::sensors::V1_0::SensorInfo;
+
+constexpr int kFreshSkip = 3;
+constexpr int kFreshMotion = 50;
+constexpr int kFreshOthers = 10;
+constexpr int kThresholdStep = 2;
+
+// A run whose samples scatter more than this was not at rest, though the library's own limits let it pass.
+struct RestLimit {
+  const char* unit;
+  double deviation;
+};
+constexpr RestLimit kRestLimits[] = {{"m/s^2", 0.2}, {"rad/s", 0.02}, {"hPa", 0.2}};
+
+std::string axis_name(const Kind* kind, int axis) {
+  return kind != nullptr && axis >= 0 && axis < kind->values ? kind->axes[axis] : "axis " + std::to_string(axis);
+}
+
+std::string times(size_t count) { return count == 1 ? "once" : std::to_string(count) + " times"; }
+
+// The restart in words: "y: mean 6.57 m/s^2 is above the limit of 2 m/s^2".
+std::string describe(const Restart& restart, const Kind* kind) {
+  const std::string axis = axis_name(kind, restart.axis);
+  const std::string unit = kind == nullptr ? "" : kind->unit;
+  switch (restart.cause) {
+    case Restart::Cause::variance:
+      return axis + ": variance " + plain(restart.value) + " (" + unit + ")^2 is above the limit of " +
+             plain(restart.limit) + " (" + unit + ")^2";
+    case Restart::Cause::zero_variance:
+      return axis + ": all samples were equal (variance 0)";
+    case Restart::Cause::bias:
+      return axis + ": mean " + plain(restart.value) + " " + unit + " is above the limit of " + plain(restart.limit) +
+             " " + unit;
+  }
+  return axis;
+}
+
+constexpr char kServiceHint[] =
+    "the sensor service refuses, or is gone: look at its log, restart it or reboot the phone, then repeat";
+
+struct LineHint {
+  const char* part;
+  const char* hint;
+};
+constexpr LineHint kLineHints[] = {
+    {"lightsensor_calibrate getLuxScale fail",
+     "the hub holds no golden values for this sensor: collect them on a golden phone with `sensorcal calibrate TAG "
+     "--golden`, then write them here with `sensorcal set TAG golden ...`"},
+    {"invalid coefficient", "the lamp is off, or the sensor is covered: it must see 200 lux"},
+    {"not in resonable arrange",
+     "a channel sees far too much or too little light: check the lamp and the golden values"},
+    {"offset_near invalid", "the target is missing, too far, or the crosstalk is too high: put it at 3 cm"},
+    {"failed when set offset to hub", "the hub refused the value: look at its log"},
+    {"open json file fail", "the light sensor's file is missing or cannot be read"},
+    {"parse json error",
+     "the light sensor's file /mnt/vendor/nvcfg/sensor/lightSensorCali.json is damaged: put a good one in its place"},
+    {"collectCRGB return is", "the hub refused the step under the panel: look at its log"},
+    {"setAlsBacklightLuxCali_api failed", "the hub refused the panel's light: look at its log"},
+    {"setCctChannelBacklight_api failed", "the hub refused the panel's light: look at its log"},
+    {"lcdbacklight_calibrate_write_backlight failed",
+     "the panel's brightness cannot be set: look at /sys/class/leds/lcd-backlight/brightness and its rights"},
+    {"lcdbacklight_calibrate_read_backlight failed",
+     "the panel's brightness cannot be read: look at /sys/class/leds/lcd-backlight"},
+    {"Json file is null", "the light sensor's file has no \"als\" section"},
+    {"save delta failed", "look whether the persist partition is mounted, may be written and has room"},
+};
+
+std::string telling_line(const RunLog& run) {
+  // The dispatch repeats a failure without saying more.
+  for (auto line = run.errors.rbegin(); line != run.errors.rend(); ++line) {
+    if (line->find("reporting_sensor_calibrate fail ret") == std::string::npos)
+      return line->substr(0, line->find('\n'));
+  }
+  return "";
+}
+
+// Why the library returned a failure, from what it logged.
+void explain(Session& session, Calibration* c) {
+  const RunLog& run = c->run;
+  const bool bound = c->kind == nullptr || record_of(session.cal(), *c->kind).present != 0;
+  if (c->interrupted) {
+    c->reasons.emplace_back("interrupted");
+  } else if (!bound && !c->in_hub) {
+    c->reasons.push_back("the phone lists no sensor that this calibration could sample");
+    c->hints.emplace_back("look at `sensorcal sensors`");
+  } else if (run.no_queue) {
+    c->reasons.emplace_back("the sensor service gave no event queue");
+    c->hints.emplace_back(kServiceHint);
+  } else if (run.enable_failed) {
+    c->reasons.emplace_back("the sensor could not be enabled");
+    c->hints.emplace_back(kServiceHint);
+  } else if (run.timed_out && run.events == 0) {
+    c->reasons.emplace_back("no event came from the sensor until the time was over");
+    c->hints.emplace_back("the sensor is silent: look at its connection and its driver");
+  } else if (run.timed_out && !run.restarts.empty()) {
+    const Restart& last = run.restarts.back();
+    c->reasons.push_back("no window of samples passed until the time was over; the run restarted " +
+                         times(run.restarts.size()) + ", last " + describe(last, c->kind));
+    c->hints.emplace_back(restart_hint(last.cause));
+  } else if (run.timed_out) {
+    c->reasons.push_back("only " + std::to_string(run.events) + " events came until the time was over");
+    c->hints.emplace_back("the sensor is slow, or fell silent in the middle");
+  } else if (c->in_hub) {
+    c->reasons.push_back(c->result == 1098 ? "the hub's own colour run did not end in 4.5 s"
+                                           : "the hub's own colour run ended with error " + plain(c->result));
+  } else if (const std::string line = telling_line(run); !line.empty()) {
+    c->reasons.push_back("the library says: " + line);
+    for (const LineHint& row : kLineHints) {
+      if (line.find(row.part) != std::string::npos) c->hints.emplace_back(row.hint);
+    }
+  } else {
+    c->reasons.push_back("the hub answered " + plain(c->result));
+    c->hints.emplace_back("the hub refused the step: look at its log, and whether the chip is there");
+  }
+}
+
+FreshSamples fresh_samples(Session& session, const Kind& kind, const SensorInfo& sensor) {
+  SampleRequest request;
+  request.handle = sensor.sensorHandle;
+  request.type = static_cast<int>(sensor.type);
+  request.values = kind.values;
+  request.first_word = kind.first_word;
+  request.period_ms = kind.period_ms;
+  request.skip = kFreshSkip;
+  request.count = kind.result == Result::offset ? kFreshMotion : kFreshOthers;
+  return take_samples(session.cal().sensor_manager, request, session.interrupted());
+}
+
+// What the sensor should report: channels their golden values, the barometer its reference, every other the truth, or
+// what a phone shows on a fixture that an operator has set up.
+std::vector<float> expected(Session& session, const Calibration& c, int sensor_type) {
+  if (c.request.reference_hpa) return {static_cast<float>(*c.request.reference_hpa)};
+  if (c.kind->result != Result::channel_scale) {
+    const std::vector<float> truth = session.fixture().truth(sensor_type);
+    if (!truth.empty() || !session.fixture().asks_operator()) return truth;
+    const std::vector<double> values = nominal(c.request.type);
+    return {values.begin(), values.end()};
+  }
+  std::vector<float> golden(static_cast<size_t>(c.kind->values));
+  if (session.cal().cal_api->getLuxChannelRawGolden_api(c.request.type, golden.data(), c.kind->values) < 0)
+    golden.clear();
+  return golden;
+}
+
+void verify_proximity(Session& session, Calibration* c) {
+  if (c->request.param != kThresholdStep) return;
+  const SensorInfo* sensor = session.sensor(sensor_type::proximity);
+  const std::string target = session.fixture().world()["target"];
+  if (sensor == nullptr || target.empty()) return;
+  const std::pair<const char*, bool> kStates[] = {{"3", true}, {"none", false}};
+  std::string set = target;
+  for (const auto& [distance, near] : kStates) {
+    // An operator is not asked for what is so already.
+    const std::string problem = set == distance ? "" : session.fixture().set_world("target", distance);
+    if (!problem.empty()) {
+      c->reasons.push_back("not verified: " + problem);
+      return;
+    }
+    set = distance;
+    const std::optional<bool> seen = reports_near(session, near);
+    const std::string where = near ? "with the target at 3 cm" : "without a target";
+    if (!seen) {
+      c->reasons.push_back("not verified: the proximity sensor did not report " + where);
+      c->hints.emplace_back(sampling_hint(""));
+    } else if (*seen != near) {
+      c->reasons.push_back("the proximity sensor says " + std::string(*seen ? "near " : "far ") + where);
+      c->hints.emplace_back("the thresholds do not fit: repeat step 0 without a target, then step 2 with it at 3 cm");
+    }
+  }
+  if (!session.fixture().asks_operator()) session.fixture().set_world("target", target);
+}
+
+void judge_axis(const Kind& kind, const Axis& axis, int fresh_count, Calibration* c) {
+  if (!std::isfinite(axis.found) || (axis.scale && !std::isfinite(*axis.scale))) {
+    c->reasons.push_back(axis.name + ": the value found is not a number");
+    c->hints.emplace_back("the sensor delivers values that are no numbers");
+    return;
+  }
+  const std::optional<double> residual = axis.residual();
+  // Written so that not-a-number never passes.
+  if (residual && axis.limit > 0 && !(std::fabs(*residual) <= axis.limit)) {
+    const double error = axis.fresh_deviation / std::sqrt(std::max(1, fresh_count));
+    c->reasons.push_back(axis.name + ": fresh samples are off by " + plain(*residual) + " +/- " + plain(error) + " " +
+                         kind.unit + ", limit " + plain(axis.limit) + " " + kind.unit);
+    c->hints.emplace_back(residual_hint(kind.unit));
+  }
+}
+
+void judge_rest(const Kind& kind, Calibration* c) {
+  for (const Axis& axis : c->axes) {
+    for (const RestLimit& limit : kRestLimits) {
+      if (std::string(kind.unit) == limit.unit && axis.standard_deviation > limit.deviation) {
+        c->reasons.push_back(axis.name + ": the samples scatter by " + plain(axis.standard_deviation) + " " +
+                             kind.unit + ", far more than a sensor at rest (" + plain(limit.deviation) + " " +
+                             kind.unit + ")");
+        c->hints.emplace_back(residual_hint(kind.unit));
+      }
+    }
+  }
+}
+
+// The library goes on where a file could not be written: whether it holds what was found shows in the file alone.
+void judge_crosstalk_files(Session& session, Calibration* c) {
+  constexpr int kCrosstalkStep = 0;
+  const _sensor_info& record = record_of(session.cal(), *c->kind);
+  if (c->request.param != kCrosstalkStep || record.hw_cali == 0) return;
+  const std::pair<const char*, double> kFiles[] = {
+      {"crosstalk-file-1", std::trunc(static_cast<double>(record.mean[0]))},
+      {"crosstalk-file-2", static_cast<double>(record.ct_value)}};
+  for (const auto& [name, found] : kFiles) {
+    const StoredValue* value = stored_value(c->request.type, name);
+    const Reading reading = value->read(*session.cal().cal_api, c->request.type, 1);
+    if (reading.result == 0 && reading.values[0] == found) continue;
+    c->reasons.push_back("the crosstalk found, " + plain(found) + " counts, is not in /" + value->file + ", which " +
+                         (reading.result == 0 ? "holds " + plain(reading.values[0]) : "cannot be read"));
+    c->hints.emplace_back("look whether the persist partition is mounted, may be written and has room");
+  }
+}
+
+}  // namespace
+
+const char* restart_hint(Restart::Cause cause) {
+  switch (cause) {
+    case Restart::Cause::variance:
+      return "the phone moves or the source flickers: set it down still and try again";
+    case Restart::Cause::zero_variance:
+      return "the sensor repeats one value: it is stuck, or its driver does not update it";
+    case Restart::Cause::bias:
+      return "the phone does not lie as it should (flat for an accelerometer, still for a gyroscope, right lamp or "
+             "target), or the sensor is out of range";
+  }
+  return "";
+}
+
+// Where a line of the library says what is wrong, what a person can do about it.
+
+const char* sampling_hint(const std::string& problem) {
+  if (problem.find("other sensors") != std::string::npos)
+    return "the sensor service mixes its sensors up: restart it or reboot the phone, then repeat";
+  const bool service = problem.find("queue") != std::string::npos || problem.find("enabled") != std::string::npos;
+  return service ? kServiceHint : "the sensor is silent: look at its connection and its driver";
+}
+
+const char* residual_hint(const std::string& unit) {
+  if (unit == "lux" || unit == "counts")
+    return "lamp or target are not where they were, or not as bright: look at both";
+  if (unit == "hPa") return "compare the reference barometer, and wait until the pressure has settled";
+  return "the phone was moved or does not lie flat and still, or the hub does not apply what it stores: set it up "
+         "again "
+         "and repeat";
+}
+
+// The one asked for, or the one that its record is bound to.
+const SensorInfo* verified_sensor(Session& session, const Kind& kind) {
+  const SensorInfo* sensor = session.sensor(kind.verified_type);
+  if (sensor != nullptr) return sensor;
+  const _sensor_info& record = record_of(session.cal(), kind);
+  return record.present != 0 ? &record.info : nullptr;
+}
+
+// The type-8 sensor reports its state when it is enabled, and changes only after that: so each look enables it anew.
+std::optional<bool> reports_near(Session& session, bool wanted) {
+  const SensorInfo* sensor = session.sensor(sensor_type::proximity);
+  if (sensor == nullptr) return std::nullopt;
+  SampleRequest request;
+  request.handle = sensor->sensorHandle;
+  request.type = static_cast<int>(sensor->type);
+  request.period_ms = 100;
+  request.skip = 0;
+  request.timeout_s = 2;
+  request.count = 1;
+  constexpr int kLooks = 10;
+  std::optional<bool> near;
+  for (int look = 0; look < kLooks && near != wanted && !session.interrupted(); ++look) {
+    const FreshSamples states = take_samples(session.cal().sensor_manager, request, session.interrupted());
+    if (states.rows.empty()) return std::nullopt;
+    near = states.rows.back()[0] < static_cast<double>(sensor->maxRange) / 2;
+  }
+  return near;
+}
+
+void verify(Session& session, Calibration* c) {
+  const Kind& kind = *c->kind;
+  if (kind.result == Result::proximity) return verify_proximity(session, c);
+  const SensorInfo* sensor = verified_sensor(session, kind);
+  if (c->golden) return;
+  judge_rest(kind, c);
+  if (sensor == nullptr) {
+    c->reasons.emplace_back("not verified: the phone lists no sensor that shows the result");
+    c->hints.emplace_back("look at `sensorcal sensors`");
+    return;
+  }
+  const FreshSamples fresh = fresh_samples(session, kind, *sensor);
+  if (session.interrupted()) return;
+  if (!fresh.problem.empty()) {
+    c->reasons.push_back("not verified: " + fresh.problem);
+    c->hints.emplace_back(sampling_hint(fresh.problem));
+    return;
+  }
+  c->fresh_samples = fresh.taken;
+  const std::vector<float> truth = expected(session, *c, static_cast<int>(sensor->type));
+  for (size_t i = 0; i < c->axes.size() && i < fresh.values.size(); ++i) {
+    Axis& axis = c->axes[i];
+    axis.fresh = fresh.values[i].mean();
+    axis.fresh_deviation = fresh.values[i].standard_deviation();
+    if (i < truth.size()) axis.truth = static_cast<double>(truth[i]) + 0.0;  // no -0
+    axis.limit = kind.limit_is_relative ? kind.residual_limit * std::fabs(axis.truth.value_or(0)) : kind.residual_limit;
+  }
+  if (truth.empty() && kind.result == Result::channel_scale) {
+    c->reasons.emplace_back("not verified: the hub's golden values cannot be read");
+  } else if (truth.empty()) {
+    c->notes.emplace_back("no residual: the truth is not known under a recording or on a station");
+  }
+}
+
+void judge(Session& session, Calibration* c) {
+  const bool unfinished = c->panel && !c->panel->refused && !c->panel->finished;
+  if (c->result != 0 || c->interrupted || unfinished) {
+    explain(session, c);
+  } else if (c->kind != nullptr) {
+    for (const Axis& axis : c->axes) judge_axis(*c->kind, axis, c->fresh_samples, c);
+    if (c->kind->result == Result::proximity) judge_crosstalk_files(session, c);
+  }
+  std::sort(c->hints.begin(), c->hints.end());
+  c->hints.erase(std::unique(c->hints.begin(), c->hints.end()), c->hints.end());
+  c->passed = c->reasons.empty();
+}
+
+}  // namespace factory

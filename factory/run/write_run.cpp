@@ -1,0 +1,45 @@
+// An attempt at a write: note what is held, write, read back, and keep or put back.
+#include "phone/hub_watch.h"
+#include "run/step_run.h"
+#include "sensors/stored_values.h"
+
+namespace factory::plan {
+
+void StepRun::run_write(const std::function<void(const std::string&)>& warn) {
+  HeldValues held(step_.type, step_.value, step_.count);
+  attempt_.changes_hub = true;
+  const std::string silent = held.note(session_);
+  attempt_.before = held.before();
+  attempt_.irreversible = held.irreversible();
+  for (const std::string& what : held.irreversible()) warn("cannot be undone: " + what);
+  if (!silent.empty()) {
+    attempt_.unreachable = true;
+    attempt_.fail(silent + "; nothing was changed", kLookAtServices);
+    return end_changes(held, false);
+  }
+  begin_changes(held);
+  HubWatch hub(session_);
+  const StoredValue& value = *stored_value(step_.type, step_.value);
+  const int result = value.write(*session_.cal().cal_api, step_.type, step_.numbers);
+  const std::string where = value.file != nullptr ? "/" + std::string(value.file) : "the hub";
+  const std::string hint = value.file != nullptr ? kFileHint : "look at the hub's log";
+  if (result != 0) attempt_.fail(where + " was not written: the answer was " + std::to_string(result), hint);
+  if (result == 0 && value.read != nullptr) {
+    const Reading reading = value.read(*session_.cal().cal_api, step_.type, step_.count);
+    for (size_t i = 0; i < step_.numbers.size(); ++i) {
+      const bool same = reading.result == 0 && i < reading.values.size() &&
+                        static_cast<float>(reading.values[i]) == static_cast<float>(step_.numbers[i]);
+      if (same) continue;
+      attempt_.fail(step_.value + ": " + plain(step_.numbers[i]) + " was written, and " + where + " " +
+                        (reading.result == 0 ? "holds " + plain(reading.values.at(i)) : "cannot be read"),
+                    hint);
+    }
+  }
+  const std::string lost = hub.problem();
+  if (attempt_.reasons.empty() && !lost.empty())
+    attempt_.fail(lost + ", so that the write does not count", kLookAtServices);
+  under_way_.stops(session_);
+  end_changes(held, result == 0);
+}
+
+}  // namespace factory::plan

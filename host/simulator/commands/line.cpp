@@ -1,0 +1,199 @@
+// `sensorcal line`: a production line of simulated phones and stations.
+#include <signal.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cmath>
+#include <filesystem>
+#include <iostream>
+#include <memory>
+
+#include "cli/status_line.h"
+#include "cli/terminal.h"
+#include "commands/commands.h"
+#include "files/json_text.h"
+#include "line/crew.h"
+#include "line/phone_run.h"
+#include "simulator/drawn_phone.h"
+#include "store/store.h"
+#include "store/uri.h"
+
+namespace factory {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Arguments {
+  uint64_t phones = 0;
+  int stations = 2;
+  double fault_rate = 0;
+  std::string store, spool, plan;
+  double patience_s = 60;
+  bool station_process = false;
+};
+
+std::atomic<bool> interrupted{false};
+
+void on_interrupt(int /*signal*/) { interrupted = true; }
+
+void watch_for_interrupts() {
+  struct sigaction action = {};
+  action.sa_handler = on_interrupt;
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaction(signal, &action, nullptr);
+}
+
+// The folder of the phones, gone at the end.
+class PhonesFolder {
+ public:
+  PhonesFolder() : path_(new_phones_folder()) {}
+  ~PhonesFolder() {
+    std::error_code ignored;
+    fs::remove_all(path_, ignored);
+  }
+  PhonesFolder(const PhonesFolder&) = delete;
+  PhonesFolder& operator=(const PhonesFolder&) = delete;
+  const std::string& path() const { return path_; }
+
+ private:
+  const std::string path_;
+};
+
+// What is wrong with a store shows before a phone is run. A server may be away: then runs wait.
+void try_store(const store::Uri& uri) {
+  try {
+    const store::Store store(uri);
+  } catch (const store::AwayError& error) {
+    std::cerr << "sensorcal: " << error.what() << "\n";
+  } catch (const store::StoreError& error) {
+    throw AppError(kUsage, error.what());
+  }
+}
+
+std::string spools_folder(const store::Uri& uri, const std::string& given) {
+  if (!uri.postgresql) {
+    if (!given.empty())
+      throw AppError(kUsage, "--spool goes with a server; " + uri.shown + " is a file and needs none");
+    return "";
+  }
+  const fs::path folder = given.empty() ? fs::path(store::default_spool()).parent_path() / "line" : fs::absolute(given);
+  std::error_code error;
+  fs::create_directories(folder, error);
+  if (error) throw AppError(kUsage, folder.string() + ": cannot be made: " + error.message());
+  return folder.lexically_normal().string();
+}
+
+line::StationTask task_of(const Options& options, const Arguments& a, const store::Uri& uri) {
+  line::StationTask task;
+  const plan::Plan plan = a.plan.empty() ? line::usual_plan() : plan::load_plan(a.plan);
+  task.plan_file = plan.file;
+  task.plan_bytes = plan.bytes;
+  task.profile = line::absolute_profile(options.profile);
+  task.seed = options.seed.value_or(1);
+  task.fault_rate = a.fault_rate;
+  task.store = uri.postgresql ? a.store : "sqlite:" + uri.place;
+  task.patience_s = a.patience_s;
+  return task;
+}
+
+std::string percent_text(uint64_t part, uint64_t whole) {
+  return whole == 0 ? "-" : fixed(100.0 * static_cast<double>(part) / static_cast<double>(whole), 2) + " %";
+}
+
+double per_second(const line::LineResult& result) {
+  return result.seconds > 0 ? static_cast<double>(result.done()) / result.seconds : 0;
+}
+
+std::string progress_text(const line::LineResult& result) {
+  return std::to_string(result.done()) + " of " + std::to_string(result.phones) + " phones, " +
+         percent_text(result.passed, result.done()) + " passed, " + fixed(per_second(result), 0) + " a second" +
+         (result.restarts == 0 ? "" : ", " + std::to_string(result.restarts) + " restarts");
+}
+
+Json::Value to_json(const line::LineResult& result, const Arguments& a, uint64_t seed) {
+  Json::Value out;
+  out["schema"] = "sensorcal.line/1";
+  out["phones"] = Json::UInt64{result.phones};
+  out["stations"] = a.stations;
+  out["seed"] = Json::UInt64{seed};
+  out["fault_rate"] = a.fault_rate;
+  out["passed"] = Json::UInt64{result.passed};
+  out["failed"] = Json::UInt64{result.failed};
+  out["given_up"] = Json::UInt64{result.given_up};
+  out["restarts"] = result.restarts;
+  out["waiting"] = result.waiting;
+  out["seconds"] = json_number(std::round(result.seconds * 1000) / 1000);
+  out["runs_per_second"] = json_number(std::round(per_second(result) * 10) / 10);
+  out["interrupted"] = result.interrupted;
+  return out;
+}
+
+std::string to_text(const line::LineResult& result, const std::string& spools) {
+  std::string out = std::to_string(result.done()) + " phones in " + fixed(result.seconds, 1) + " s, " +
+                    fixed(per_second(result), 1) + " a second\n" + std::to_string(result.passed) + " passed, " +
+                    std::to_string(result.failed) + " failed: a yield of " +
+                    percent_text(result.passed, result.done()) + "\n";
+  if (result.restarts > 0) out += "stations restarted: " + std::to_string(result.restarts) + "\n";
+  if (result.given_up > 0) out += bad("phones given up: " + std::to_string(result.given_up)) + "\n";
+  if (result.waiting > 0)
+    out += bad("runs still waiting for the server: " + std::to_string(result.waiting)) + ", in " + spools +
+           "; the next line there brings them up, or `sensorcal sync --spool FILE` for each of its files\n";
+  return out;
+}
+
+int exit_code(const line::LineResult& result) {
+  return result.interrupted              ? kInterrupted
+         : result.waiting > 0            ? kUnreachable
+         : result.done() < result.phones ? kFailed
+                                         : kPassed;
+}
+
+int run_line(const Options& options, const Arguments& a) {
+  if (a.phones == 0) throw AppError(kUsage, "line: how many --phones?");
+  if (a.store.empty()) throw AppError(kUsage, "line: --store is missing");
+  line::require_drawn(options, "line");
+  const store::Uri uri = store::parse_uri(a.store);
+  line::StationTask task = task_of(options, a, uri);
+  const std::string spools = spools_folder(uri, a.spool);
+  try_store(uri);
+  watch_for_interrupts();
+  const PhonesFolder folder;
+  task.folder = folder.path();
+  line::LineResult result;
+  {
+    line::Crew crew(task, spools, a.stations, a.phones);
+    StatusLine progress(!options.json);
+    result = crew.run(interrupted, [&](const line::LineResult& now) { progress.show(progress_text(now)); });
+  }
+  if (options.json) {
+    std::cout << json_pretty(to_json(result, a, task.seed)) << std::endl;
+  } else {
+    std::cout << to_text(result, spools) << std::flush;
+  }
+  return exit_code(result);
+}
+
+}  // namespace
+
+Runner set_up_line(ArgumentParser parser) {
+  auto arguments = std::make_shared<Arguments>();
+  Arguments& a = *arguments;
+  parser.add_option("--phones", a.phones, "how many; each is drawn from its seed: --seed and the following numbers")
+      .range(1, 1000000000);
+  parser.add_option("--stations", a.stations, "how many, each a process of its own").range(1, 64).capture_default_str();
+  parser.add_option("--fault-rate", a.fault_rate, "share of the phones that have something wrong with them")
+      .in_range(0, 1)
+      .capture_default_str();
+  parser.add_option("--store", a.store, "where the runs go: a file, sqlite:FILE or postgresql://...")
+      .envname("SENSORCAL_STORE");
+  parser.add_option("--spool", a.spool, "with a server: folder of the files in which each station's runs wait for it");
+  parser.add_option("--plan", a.plan, "plan file (JSON; default: the inertial sensors)");
+  parser.add_option("--patience", a.patience_s, "seconds that stations wait at the end for a server that is away")
+      .in_range(0, 86400)
+      .capture_default_str();
+  parser.add_flag("--station-process", a.station_process).hidden();
+  return [arguments](const Options& options) {
+    return arguments->station_process ? line::run_station() : run_line(options, *arguments);
+  };
+}
+
+}  // namespace factory

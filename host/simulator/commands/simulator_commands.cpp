@@ -1,0 +1,30 @@
+#include "commands/command.h"
+#include "commands/commands.h"
+
+namespace factory {
+
+Runner set_up_grr(ArgumentParser parser);
+Runner set_up_line(ArgumentParser parser);
+Runner set_up_reboot(ArgumentParser parser);
+Runner set_up_factory_reset(ArgumentParser parser);
+
+const std::vector<Command>& fixture_commands() {
+  static const std::vector<Command> kCommands = {
+      {"grr", "gauge repeatability and reproducibility: what of the scatter is the stations'",
+       "  sensorcal grr readings.csv --low -0.1 --high 0.1\n"
+       "  sensorcal grr --store runs.db --plan inertial --measurement offset --full\n"
+       "  sensorcal grr --run plans/inertial.json --phones 10 --stations 3 --trials 3 --seed 7",
+       set_up_grr},
+      {"line", "simulate a production line: stations as processes, phones drawn from a seed, runs into a store",
+       "  sensorcal line --phones 1000 --stations 4 --seed 1 --store runs.db\n"
+       "  sensorcal line --phones 1000 --seed 1 --fault-rate 0.05 --plan plans/reference.json --store runs.db\n"
+       "  sensorcal line --phones 10000 --stations 8 --store postgresql://line@db/line --json",
+       set_up_line},
+      {"reboot", "reboot the phone: what a real reboot drops is dropped", "  sensorcal reboot", set_up_reboot},
+      {"factory-reset", "restore the hub's defaults and remove the calibration files", "  sensorcal factory-reset",
+       set_up_factory_reset},
+  };
+  return kCommands;
+}
+
+}  // namespace factory

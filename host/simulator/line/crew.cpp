@@ -1,0 +1,241 @@
+#include "line/crew.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <spawn.h>
+#include <string.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <iostream>
+#include <memory>
+
+#include "files/json_text.h"
+#include "files/write_all.h"
+#include "line/phone_run.h"
+#include "phone/options.h"
+#include "store/run_id.h"
+
+namespace factory::line {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// A phone that a station dies over so often is the station's death.
+constexpr int kMostTries = 3;
+constexpr int kMostSilentDeaths = 3;
+constexpr int kTellMs = 200;
+// What stations have, after Ctrl-C, to keep the run under way.
+constexpr std::chrono::milliseconds kLastWords{150};
+
+// A process of this very program. In a process group of its own: Ctrl-C on the terminal is for the line alone, which
+// tells its stations.
+pid_t spawn_station(int input, int output) {
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO);
+  posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
+  posix_spawnattr_t attributes;
+  posix_spawnattr_init(&attributes);
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGDEF);
+  sigset_t defaults;
+  sigemptyset(&defaults);
+  sigaddset(&defaults, SIGPIPE);
+  posix_spawnattr_setsigdefault(&attributes, &defaults);
+  std::string arguments[] = {"sensorcal", "line", "--station-process"};
+  char* argv[] = {arguments[0].data(), arguments[1].data(), arguments[2].data(), nullptr};
+  pid_t pid = -1;
+  const int error = posix_spawn(&pid, "/proc/self/exe", &actions, &attributes, argv, environ);
+  posix_spawn_file_actions_destroy(&actions);
+  posix_spawnattr_destroy(&attributes);
+  if (error != 0) throw AppError(kUnreachable, std::string("a station cannot be started: ") + strerror(error));
+  return pid;
+}
+
+std::string how_it_ended(int status) {
+  return WIFSIGNALED(status) ? "was ended by signal " + std::to_string(WTERMSIG(status))
+                             : "ended with code " + std::to_string(WEXITSTATUS(status));
+}
+
+}  // namespace
+
+std::string spool_of(const std::string& spools, int station) { return spools + "/" + station_name(station) + ".db"; }
+
+Crew::Crew(const StationTask& task, const std::string& spools, int stations, uint64_t phones)
+    : task_(task), spools_(spools), processes_(static_cast<size_t>(stations)) {
+  for (int i = 0; i < stations; ++i) processes_[static_cast<size_t>(i)].station = i;
+  result_.phones = phones;
+}
+
+Crew::~Crew() {
+  for (Process& process : processes_) {
+    close_pipes(&process);
+    if (process.pid < 0) continue;
+    kill(process.pid, SIGKILL);
+    waitpid(process.pid, nullptr, 0);
+  }
+}
+
+void Crew::close_pipes(Process* process) {
+  for (int* fd : {&process->to, &process->from}) {
+    if (*fd >= 0) close(*fd);
+    *fd = -1;
+  }
+}
+
+void Crew::start(Process* process) {
+  int to[2];
+  int from[2];
+  if (pipe2(to, O_CLOEXEC) != 0 || pipe2(from, O_CLOEXEC) != 0) throw AppError(kUnreachable, "no pipe");
+  process->to = to[1];
+  process->from = from[0];
+  process->unread.clear();
+  process->busy = process->has_spoken = process->finished = false;
+  process->pid = spawn_station(to[0], from[1]);
+  close(to[0]);
+  close(from[1]);
+  StationTask task = task_;
+  task.station = process->station;
+  task.spool = spool_of(spools_, process->station);
+  // A station that cannot take it has died, and is found to have when it is read.
+  (void)write_all(process->to, to_line(task) + "\n");
+}
+
+bool Crew::next_phone(Phone* phone) {
+  if (stopping_ || next_ >= result_.phones) return false;
+  *phone = {next_++, store::make_run_id(std::chrono::system_clock::now()), 0};
+  return true;
+}
+
+// Hands out the phone that the station has not finished, or the next one, or says that there are no more.
+void Crew::feed(Process* process) {
+  if (process->to < 0) return;
+  if (!process->busy && !next_phone(&process->phone)) {
+    close(process->to);
+    process->to = -1;
+    return;
+  }
+  process->busy = true;
+  ++process->phone.tries;
+  Json::Value phone;
+  phone["number"] = Json::UInt64{process->phone.number};
+  phone["id"] = process->phone.id;
+  (void)write_all(process->to, json_line(phone) + "\n");
+}
+
+void Crew::take(Process* process, const std::string& line) {
+  Json::Value said;
+  if (!parse_json(line, &said) || !said.isObject()) return;
+  process->has_spoken = true;
+  silent_deaths_ = 0;
+  if (said.isMember("waiting")) {
+    result_.waiting += said["waiting"].asInt();
+    process->finished = true;
+    return;
+  }
+  if (!process->busy || said["number"].asUInt64() != process->phone.number) return;
+  ++(said["verdict"].asString() == "passed" ? result_.passed : result_.failed);
+  process->busy = false;
+  feed(process);
+}
+
+void Crew::read(Process* process) {
+  char bytes[4096];
+  const ssize_t count = ::read(process->from, bytes, sizeof bytes);
+  if (count < 0 && errno == EINTR) return;
+  if (count <= 0) return died(process);
+  process->unread.append(bytes, static_cast<size_t>(count));
+  for (size_t end = process->unread.find('\n'); end != std::string::npos; end = process->unread.find('\n')) {
+    const std::string line = process->unread.substr(0, end);
+    process->unread.erase(0, end + 1);
+    take(process, line);
+  }
+}
+
+// The end of a station: that of its work, or one before it.
+void Crew::died(Process* process) {
+  int status = 0;
+  waitpid(process->pid, &status, 0);
+  process->pid = -1;
+  close_pipes(process);
+  if (process->finished || stopping_) return;
+  // What it lacks it would lack again; it has said so itself.
+  if (WIFEXITED(status) && WEXITSTATUS(status) == kUsage)
+    throw AppError(kUsage, "station " + station_name(process->station) + " " + how_it_ended(status));
+  if (!process->has_spoken && ++silent_deaths_ >= kMostSilentDeaths)
+    throw AppError(kUnreachable, "station " + station_name(process->station) + " " + how_it_ended(status) +
+                                     " as soon as it was started");
+  ++result_.restarts;
+  const bool was_busy = process->busy;
+  std::cerr << "sensorcal: station " << station_name(process->station) << " " << how_it_ended(status)
+            << " and is started again" << std::endl;
+  const Phone phone = process->phone;
+  start(process);
+  if (was_busy && phone.tries >= kMostTries) {
+    std::cerr << "sensorcal: phone " << serial_of(task_.seed + phone.number) << " is given up" << std::endl;
+    ++result_.given_up;
+  } else if (was_busy) {
+    process->busy = true;
+    process->phone = phone;
+  }
+  feed(process);
+}
+
+// False when no station is left.
+bool Crew::wait(int timeout_ms) {
+  std::vector<pollfd> polled;
+  std::vector<Process*> whose;
+  for (Process& process : processes_) {
+    if (process.from < 0) continue;
+    polled.push_back({process.from, POLLIN, 0});
+    whose.push_back(&process);
+  }
+  if (polled.empty()) return false;
+  if (poll(polled.data(), polled.size(), timeout_ms) <= 0) return true;
+  for (size_t i = 0; i < polled.size(); ++i) {
+    if (polled[i].revents != 0) read(whose[i]);
+  }
+  return true;
+}
+
+// No more phones; what is under way is kept where there is time for it.
+void Crew::end_all() {
+  stopping_ = true;
+  for (Process& process : processes_) {
+    if (process.to >= 0) close(process.to);
+    process.to = -1;
+  }
+  const Clock::time_point end = Clock::now() + kLastWords;
+  while (Clock::now() < end && wait(10)) {
+  }
+}
+
+LineResult Crew::run(const std::atomic<bool>& interrupted, const std::function<void(const LineResult&)>& tell) {
+  const Clock::time_point start_time = Clock::now();
+  // A station that dies while it is written to is found out when it is read.
+  struct sigaction ignore = {}, before = {};
+  ignore.sa_handler = SIG_IGN;
+  sigaction(SIGPIPE, &ignore, &before);
+  for (Process& process : processes_) {
+    start(&process);
+    feed(&process);
+  }
+  Clock::time_point told = start_time;
+  while (!interrupted && wait(kTellMs)) {
+    if (Clock::now() - told < std::chrono::milliseconds(kTellMs)) continue;
+    told = Clock::now();
+    result_.seconds = std::chrono::duration<double>(told - start_time).count();
+    tell(result_);
+  }
+  if (interrupted) end_all();
+  sigaction(SIGPIPE, &before, nullptr);
+  result_.interrupted = interrupted;
+  result_.seconds = std::chrono::duration<double>(Clock::now() - start_time).count();
+  return result_;
+}
+
+}  // namespace factory::line

@@ -1,0 +1,90 @@
+#include "line/phone_run.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <string_view>
+
+#include "phone/fixture.h"
+#include "phone/session.h"
+#include "run/plan_run.h"
+#include "sensors/kinds.h"
+
+namespace factory {
+namespace assets {
+extern const std::string_view usual_plan_json;
+}
+
+namespace line {
+
+PhoneRun run_phone(const plan::Plan& plan, const PhoneJob& job) {
+  Options options;
+  options.phone = job.directory;
+  options.profile = job.profile;
+  options.seed = job.seed;
+  options.speed = "max";
+  options.station = job.station_seed;
+  if (!job.fault.empty()) options.fault = {job.fault};
+  Session session(options);
+  plan::RunInfo info;
+  info.serial = job.serial;
+  info.station = job.station;
+  info.started = session.now();
+  plan::Observer silent;
+  plan::PlanRun run(session, plan, info, silent);
+  run.run();
+  return {run.record(), run.verdict() == plan::Outcome::aborted};
+}
+
+void require_drawn(const Options& options, const char* command) {
+  const bool chosen = !options.phone.empty() || !options.world.empty() || !options.replay.empty() ||
+                      !options.fault.empty() || !options.hub_log.empty() || !options.log.empty() ||
+                      !options.max_equal.empty();
+  if (chosen || options.fixture == "operator")
+    throw AppError(kUsage, std::string(command) +
+                               ": its phones and stations are simulated ones, drawn from --profile and --seed; nothing "
+                               "else of them can be chosen");
+  if (options.speed != "1" && options.speed != "max")
+    throw AppError(kUsage, std::string(command) + ": its phones run at --speed max");
+}
+
+std::string serial_of(uint64_t seed) {
+  char text[32];
+  snprintf(text, sizeof text, "P%010llu", static_cast<unsigned long long>(seed));
+  return text;
+}
+
+std::string station_name(int station) { return "line-" + std::to_string(station + 1); }
+
+// Far from the seeds of phones.
+uint64_t station_seed(uint64_t seed, int station) {
+  constexpr uint64_t kStations = uint64_t{1} << 40U;
+  return kStations + seed * 1000 + static_cast<uint64_t>(station);
+}
+
+std::vector<std::string> sensors_of(const plan::Plan& plan) {
+  std::vector<std::string> out;
+  for (const plan::Block& block : plan.blocks) {
+    for (const plan::Step& step : block.steps) {
+      if (step.kind != plan::StepKind::calibrate && step.kind != plan::StepKind::verify) continue;
+      const std::string tag = tag_of(step.type);
+      if (std::find(out.begin(), out.end(), tag) == out.end()) out.push_back(tag);
+    }
+  }
+  return out;
+}
+
+plan::Plan usual_plan() {
+  std::vector<std::string> problems;
+  return plan::parse_plan("inertial.json", std::string(assets::usual_plan_json), &problems);
+}
+
+std::string absolute_profile(const std::string& profile) {
+  const std::vector<std::string> known = known_profiles();
+  if (profile.empty()) return "reference";
+  if (std::find(known.begin(), known.end(), profile) != known.end()) return profile;
+  return std::filesystem::absolute(profile).lexically_normal().string();
+}
+
+}  // namespace line
+}  // namespace factory

@@ -1,0 +1,186 @@
+#include "simulator/tape_words.h"
+
+#include <string.h>
+
+#include <algorithm>
+
+namespace factory::tape {
+namespace {
+
+constexpr int kWords = 18;
+
+int digit(char c) { return c >= '0' && c <= '9' ? c - '0' : c >= 'a' && c <= 'f' ? c - 'a' + 10 : -1; }
+
+Json::Value words(const int32_t* values) {
+  Json::Value out(Json::arrayValue);
+  for (int i = 0; i < kWords; ++i) out.append(values[i]);
+  return out;
+}
+
+void words_from(const Json::Value& json, int32_t* out) {
+  for (int i = 0; i < kWords; ++i) out[i] = json.get(static_cast<Json::ArrayIndex>(i), 0).asInt();
+}
+
+}  // namespace
+
+std::string hex(const void* bytes, size_t size) {
+  constexpr char kDigits[] = "0123456789abcdef";
+  const auto* const at = static_cast<const unsigned char*>(bytes);
+  std::string out;
+  out.reserve(2 * size);
+  for (size_t i = 0; i < size; ++i) {
+    out += kDigits[at[i] >> 4U];
+    out += kDigits[at[i] & 15U];
+  }
+  return out;
+}
+
+bool from_hex(const std::string& text, void* bytes, size_t size) {
+  if (text.size() != 2 * size) return false;
+  auto* const out = static_cast<unsigned char*>(bytes);
+  for (size_t i = 0; i < size; ++i) {
+    const int high = digit(text[2 * i]);
+    const int low = digit(text[2 * i + 1]);
+    if (high < 0 || low < 0) return false;
+    out[i] = static_cast<unsigned char>(high * 16 + low);
+  }
+  return true;
+}
+
+std::string bytes_from_hex(const std::string& text) {
+  std::string out(text.size() / 2, '\0');
+  return from_hex(text, out.data(), out.size()) ? out : "";
+}
+
+Json::Value float_bits(float value) {
+  uint32_t bits = 0;
+  memcpy(&bits, &value, sizeof bits);
+  return bits;
+}
+
+float float_from_bits(const Json::Value& json) {
+  const uint32_t bits = json.asUInt();
+  float value = 0;
+  memcpy(&value, &bits, sizeof value);
+  return value;
+}
+
+Json::Value to_json(const SensorInfo& info) {
+  Json::Value out;
+  out["handle"] = info.sensorHandle;
+  out["name"] = info.name.c_str();
+  out["vendor"] = info.vendor.c_str();
+  out["version"] = info.version;
+  out["type"] = static_cast<int>(info.type);
+  out["type_text"] = info.typeAsString.c_str();
+  out["max_range"] = float_bits(info.maxRange);
+  out["resolution"] = float_bits(info.resolution);
+  out["power"] = float_bits(info.power);
+  out["min_delay"] = info.minDelay;
+  out["max_delay"] = info.maxDelay;
+  out["fifo_reserved"] = info.fifoReservedEventCount;
+  out["fifo_max"] = info.fifoMaxEventCount;
+  out["permission"] = info.requiredPermission.c_str();
+  out["flags"] = info.flags;
+  return out;
+}
+
+SensorInfo sensor_from(const Json::Value& json) {
+  SensorInfo info;
+  info.sensorHandle = json["handle"].asInt();
+  info.name = json["name"].asString();
+  info.vendor = json["vendor"].asString();
+  info.version = json["version"].asInt();
+  info.type = static_cast<decltype(info.type)>(json["type"].asInt());
+  info.typeAsString = json["type_text"].asString();
+  info.maxRange = float_from_bits(json["max_range"]);
+  info.resolution = float_from_bits(json["resolution"]);
+  info.power = float_from_bits(json["power"]);
+  info.minDelay = json["min_delay"].asInt();
+  info.maxDelay = json["max_delay"].asInt();
+  info.fifoReservedEventCount = json["fifo_reserved"].asUInt();
+  info.fifoMaxEventCount = json["fifo_max"].asUInt();
+  info.requiredPermission = json["permission"].asString();
+  info.flags = json["flags"].asUInt();
+  return info;
+}
+
+Json::Value to_json(const SensorEvent& event) {
+  Json::Value out;
+  out["time"] = static_cast<Json::Int64>(event.timestamp);
+  out["handle"] = event.sensorHandle;
+  out["type"] = static_cast<int>(event.sensorType);
+  out["data"] = hex(&event.u, sizeof event.u);
+  return out;
+}
+
+SensorEvent event_from(const Json::Value& json) {
+  SensorEvent event{};
+  event.timestamp = json["time"].asInt64();
+  event.sensorHandle = json["handle"].asInt();
+  event.sensorType = static_cast<decltype(event.sensorType)>(json["type"].asInt());
+  if (!from_hex(json["data"].asString(), &event.u, sizeof event.u))
+    throw Json::RuntimeError("an event's data are not " + std::to_string(sizeof event.u) + " bytes in hex");
+  return event;
+}
+
+Json::Value failure_of(const ::android::hardware::details::return_status& sent) {
+  if (sent.isOk()) return Json::nullValue;
+  Json::Value out;
+  out["dead"] = sent.isDeadObject();
+  out["why"] = sent.description();
+  return out;
+}
+
+Status status_from(const Json::Value& answer) {
+  if (answer.isNull()) return Status::fromStatusT(::android::DEAD_OBJECT);
+  const Json::Value& failed = answer["failed"];
+  if (failed.isNull()) return Status::ok();
+  if (failed["dead"].asBool()) return Status::fromStatusT(::android::DEAD_OBJECT);
+  return Status::fromExceptionCode(Status::EX_TRANSACTION_FAILED, failed["why"].asCString());
+}
+
+Json::Value to_json(const HubMessage& message) {
+  Json::Value out;
+  out["time"] = static_cast<Json::Int64>(message.time_ns);
+  out["request"] = words(message.request);
+  if (message.answered) out["reply"] = words(message.reply);
+  out["note"] = message.note;
+  return out;
+}
+
+HubMessage hub_message_from(const Json::Value& json) {
+  HubMessage out;
+  out.time_ns = json["time"].asInt64();
+  words_from(json["request"], out.request);
+  out.answered = json.isMember("reply");
+  if (out.answered) words_from(json["reply"], out.reply);
+  out.note = json["note"].asString();
+  return out;
+}
+
+Json::Value to_json(const std::vector<std::string>& texts) {
+  Json::Value out(Json::arrayValue);
+  for (const std::string& text : texts) out.append(text);
+  return out;
+}
+
+std::vector<std::string> texts_from(const Json::Value& json) {
+  std::vector<std::string> out;
+  for (const Json::Value& text : json) out.push_back(text.asString());
+  return out;
+}
+
+Json::Value to_json(const Fixture::Settings& settings) {
+  Json::Value out(Json::arrayValue);
+  for (const auto& [key, value] : settings) out.append(to_json(std::vector<std::string>{key, value}));
+  return out;
+}
+
+Fixture::Settings settings_from(const Json::Value& json) {
+  Fixture::Settings out;
+  for (const Json::Value& entry : json) out.emplace_back(entry[0].asString(), entry[1].asString());
+  return out;
+}
+
+}  // namespace factory::tape

@@ -1,0 +1,55 @@
+"""Holds the includes of the application's rooms to what each of them may know."""
+import pathlib
+import re
+import sys
+
+FOUNDATION = {'files', 'cli'}
+# A room may include itself, the foundation and these.
+MAY_KNOW = {
+    'factory/files': set(),
+    'factory/cli': set(),
+    'factory/sensors': set(),
+    'factory/phone': {'sensors'},
+    'factory/run': {'phone', 'sensors'},
+    'factory/check': {'phone', 'sensors'},
+    'factory/report': set(),
+    'factory/store': set(),
+    'factory/quality': {'store', 'report'},
+    'factory/commands': {'phone', 'sensors', 'run', 'check', 'report', 'store', 'quality'},
+    'factory/device': {'phone', 'sensors', 'commands'},
+    'host/simulator': {'phone', 'sensors'},
+    'host/simulator/line': {'phone', 'sensors', 'run', 'store', 'simulator'},
+    'host/simulator/commands': {'phone', 'sensors', 'run', 'check', 'report', 'store', 'quality', 'commands', 'line',
+                                'simulator'},
+}
+# Rooms that meet the exported headers and the platform.
+MEETS_LIBRARY = {'sensors', 'phone', 'run', 'check', 'commands', 'device', 'simulator', 'line'}
+LIBRARY = re.compile(r'<(?:android|cutils|hidl|utils|vendor)/|<(?:Sensor\w*|persistCalibrate|OemTestMsg)\.h>')
+
+
+def main(top):
+    problems = []
+    for room, may in MAY_KNOW.items():
+        name = pathlib.Path(room).name if room != 'host/simulator/commands' else 'simulator_commands'
+        allowed = may | FOUNDATION - ({'cli'} if name == 'files' else set()) | {name}
+        sources = [p for p in sorted((top / room).iterdir()) if p.suffix in ('.cpp', '.h')]
+        if not sources:
+            problems.append(f'{room}: no such room')
+        for source in sources:
+            for line in source.read_text().splitlines():
+                quoted = re.match(r'\s*#\s*include\s*"([^"]+)"', line)
+                here = source.relative_to(top)
+                if quoted and quoted[1].split('/')[0] not in allowed:
+                    problems.append(f'{here}: {name} may not know {quoted[1]}')
+                if LIBRARY.search(line) and '#' in line and name not in MEETS_LIBRARY | {'simulator_commands'}:
+                    problems.append(f'{here}: {line}: {name} knows no sensors')
+    loose = [p.name for p in (top / 'factory').iterdir() if p.suffix in ('.cpp', '.h') and p.name != 'main.cpp']
+    problems += [f'factory/{name}: is in no room' for name in loose]
+    rooms = {p.parent.relative_to(top).as_posix() for folder in ('factory', 'host/simulator')
+             for p in (top / folder).rglob('*.cpp')} - {'factory'}
+    problems += [f'{room}: nobody says what it may know' for room in sorted(rooms - set(MAY_KNOW))]
+    print('\n'.join(problems) or f'house: {len(MAY_KNOW)} rooms')
+    return 1 if problems else 0
+
+
+sys.exit(main(pathlib.Path(sys.argv[1])))
