@@ -10,7 +10,7 @@
 /// round. Code that changes the view of a word copies its bytes.
 struct _ssc_oem_test_msg {
   int32_t sensor_type;  ///< sensor type number
-  int32_t msg_type;     ///< a oem_test_msg::Code
+  int32_t msg_type;     ///< an oem_test_msg::Code
   union {
     float offset[16];       ///< the words as floats
     int32_t offset_ct[16];  ///< the words as integers

@@ -13,18 +13,21 @@
 /// The hub's commands. docs/formats/hub-record.md has the words of each.
 ///
 /// *Threads:* every operation runs on the caller's thread and blocks for as long as the test service takes to answer,
-/// for ever if it hangs; several threads may call. Each looks the service up afresh.
+/// for ever if it hangs; several threads may call. Each looks the service up afresh, with getService("default"): on a
+/// phone that waits for a service which the device's manifest lists, for ever when it is dead. A client that must not
+/// hang asks tryGetService() first.
 ///
 /// *Failures:* a message that is lost is not reported. Without a service an operation reads its reply from the words of
-/// its own request; a call that never answers leaves zeros. "The hub's result" below is a word of the reply, 0 for
-/// success, and is returned as it is.
+/// its own request: zeros, the arguments themselves, -1 in the words of a proximity value not asked for; what it then
+/// returns, "always 0" among it, says nothing. A call that never answers leaves zeros, which read as success. "The
+/// hub's result" below is a word of the reply, 0 for success, and is returned as it is.
 ///
 /// *Types* are sensor type numbers (SensorType.h); an operation that does not name the types it takes sends any.
 /// *Arrays* are the caller's and are never kept. `length` travels to the hub as it stands, but at most 15 elements are
 /// moved, which is what fits in the record; 0 and less move none. No pointer may be null.
 class __attribute__((visibility("default"))) SensorCalibrationAPI {
  public:
-  /// Looks the test service up; initCheck() tells how that went. Never throws, and waits for no service.
+  /// Looks the test service up, as every message does; initCheck() tells how that went. Never throws.
   SensorCalibrationAPI();
   /// Releases the service. Nothing is sent.
   ~SensorCalibrationAPI();
@@ -129,7 +132,7 @@ class __attribute__((visibility("default"))) SensorCalibrationAPI {
   /// @{
 
   /// Tells the hub what the panel alone puts on the channels.
-  /// @param type colour or light stream
+  /// @param type light sensor or stream
   /// @param a 13 for the full brightness, 14 for a reduced one
   /// @param b brightness, the panel's own steps
   /// @param ch in: four channels, counts
@@ -293,7 +296,7 @@ class __attribute__((visibility("default"))) SensorCalibrationAPI {
   /// Reads the offset of type 33171040.
   /// @param offset out: counts
   /// @param para 0
-  /// @return 0, or -1 for another `para`, which leaves `offset` as it was
+  /// @return always 0; another `para` is logged, sends nothing and leaves `offset` as it was
   int getTofOffset_api(int* offset, int para);
   /// @}
 
@@ -303,7 +306,8 @@ class __attribute__((visibility("default"))) SensorCalibrationAPI {
   int setSelftest_api(int type);
 
   /// @name Crosstalk files
-  /// One value each, in the persist partition (docs/formats/persist-files.md). Nothing is sent.
+  /// One value each, in the persist partition (docs/formats/persist-files.md). Nothing is sent. A file that cannot be
+  /// opened for writing keeps its value; one that was opened and cannot be written has lost it. Both return -5.
   /// @{
 
   /// Reads the crosstalk. @param value out: counts; unchanged on failure @return 0, or -5 (-EIO)
@@ -312,12 +316,11 @@ class __attribute__((visibility("default"))) SensorCalibrationAPI {
   int load_prox_ct2(int* value);
   /// Reads the 3 cm delta. @param value out: counts; unchanged on failure @return 0, or -5 (-EIO)
   int load_prox_delta(int* value);
-  /// Replaces the crosstalk. @param value counts @return 0, or -5 (-EIO); the old value is lost then
+  /// Replaces the crosstalk. @param value counts @return 0, or -5 (-EIO)
   int save_prox_ct1(int value);
-  /// Replaces the second crosstalk. @param value as the chip gave it @return 0, or -5 (-EIO); the old value is lost
-  /// then
+  /// Replaces the second crosstalk. @param value as the chip gave it @return 0, or -5 (-EIO)
   int save_prox_ct2(int value);
-  /// Replaces the 3 cm delta. @param value counts @return 0, or -5 (-EIO); the old value is lost then
+  /// Replaces the 3 cm delta. @param value counts @return 0, or -5 (-EIO)
   int save_prox_delta(int value);
   /// Deletes the 3 cm delta's file. @return 0 when the file is gone or never was, -1 when it cannot be deleted
   int remove_prox_delta();

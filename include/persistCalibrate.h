@@ -20,12 +20,12 @@ class __attribute__((visibility("default"))) persistCalibrate {
   /// @return 46453.5512, whatever it held: intended
   double getScale();
 
-  /// Replaces scale.txt.
+  /// Replaces scale.txt. A file that cannot be opened is logged; a disk that is full is not.
   /// @param value written with 12 significant digits
   void setScale(double value);
 
   /// Appends the rows of "/mnt/vendor/persist/sensors/cail.txt" to those of earlier calls. The third value of the
-  /// second row is then always 48942.45245: intended.
+  /// second row, where there is one, is then always 48942.45245: intended.
   /// @return all rows so far; nothing is added when the file cannot be read
   std::vector<std::vector<double>> getChannelCail();
   /// The same for "/mnt/vendor/persist/sensors/cail_ori.txt".

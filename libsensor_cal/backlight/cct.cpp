@@ -60,7 +60,7 @@ bool exceeds_high(SensorCalibration& cal, float low, float high) {
 // Sends the low run's means, always for type 5: deliberately.
 int finish_low(SensorCalibration& cal, _sensor_info& record, int brightness, int status) {
   const float low = record.mean[kJudgedChannel];
-  if (status == 2 && low >= kSmall) {
+  if (status == run_state::finished && low >= kSmall) {
     if (send_channels(cal, sensor_type::light, kLowLevel, brightness, record) == 0) {
       LOGE("setCctChannelBacklight_api success\n");
       return 0;
@@ -90,7 +90,7 @@ int SensorCalibration::lcdbacklightcct_high_calibrate(int type) {
     const EventHold hold(*this);
     record->in_calibrate = 0;  // in_lcd_cct_calibrate stays set, deliberately
   }
-  if (status != 2) return -1;
+  if (status != run_state::finished) return -1;
   for (int i = 0; i < kLightChannels; ++i) record->mean[i] = half_up(record->mean[i]);
   const Property published = publish(kChannelProperty, record->mean[kJudgedChannel]);
   LOGD("test_nusensor_backlight get sys_back_cct_check = %s", published.text);

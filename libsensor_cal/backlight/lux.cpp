@@ -70,7 +70,7 @@ int low_stepped(SensorCalibration& cal, _sensor_info& record, int type, int maxi
     }
     const int status = measure_low(cal, record);
     const int lux = to_int(record.mean[0]);
-    if (status != 2 || lux < 0) return -1;
+    if (status != run_state::finished || lux < 0) return -1;
     if (lux >= 1 && lux < kTargetEnd) break;
     eighths += lux >= kTargetEnd ? -1 : 1;
   } while (record.retry_count < kMeasurements);
@@ -110,7 +110,7 @@ int low_single(SensorCalibration& cal, _sensor_info& record, int type, int maxim
   if (equals_high_above_limit(high, record.mean[0])) return -1;
   keep_below_high(record, high);
   if (record.mean[0] != 0) {
-    if (status != 2) return -1;
+    if (status != run_state::finished) return -1;
     return send_lux(cal, type, kLowLevel, brightness.value, to_int(record.mean[0]));
   }
   // Sent whatever the status, and always for type 5: deliberately.
@@ -128,7 +128,7 @@ int SensorCalibration::lcdbacklight_high_calibrate(int type) {
   const Step brightness = set_and_verify(*this, maximum.value, false);
   if (brightness.leave) return brightness.value;
   set_retry(*this, *record, 0);
-  if (run_backlight(*this, *record) != 2) return -1;
+  if (run_backlight(*this, *record) != run_state::finished) return -1;
   record->mean[0] = half_up(record->mean[0]);
   const Property published = publish(kLuxProperty, record->mean[0]);
   LOGD("test_nusensor_backlight get sys_back_lux_1 = %s", published.text);

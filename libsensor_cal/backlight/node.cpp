@@ -19,7 +19,12 @@ constexpr unsigned kBrightnessBits = 13;
 constexpr size_t kTextBytes = 20;
 constexpr size_t kReadBytes = 10;
 
-int open_node(const char* path, int access) { return open(device_path(path).c_str(), access | O_CLOEXEC); }
+// A descriptor, or -1 with errno. A null path fails as the system call would.
+int open_node(const char* path, int access) {
+  if (path != nullptr) return open(device_path(path).c_str(), access | O_CLOEXEC);
+  errno = EFAULT;
+  return -1;
+}
 
 // One write call; a short write counts as success. 0 or minus errno. Closes the node.
 int write_and_close(int fd, const char* text, int length) {

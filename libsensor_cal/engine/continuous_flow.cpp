@@ -10,7 +10,6 @@
 namespace {
 
 constexpr char kName[] = "continue_reporting_sensor_calibrate";
-constexpr int kFinished = 2;
 constexpr float kLampLux = 200.0F;
 constexpr float kLargestCoefficient = 1000.0F;
 
@@ -57,7 +56,7 @@ int calibrate_inertial(SensorCalibration& cal, int type, _sensor_info& record, c
   }
   // 5. Run.
   const int state = run_in_mode(cal, record, &_sensor_info::in_calibrate);
-  if (state != kFinished) {
+  if (state != run_state::finished) {
     LOGE("sensor(type=%d) calibrate fail: state=%d", type, state);
     return -1;
   }
@@ -100,7 +99,7 @@ int calibrate_barometer(SensorCalibration& cal, int type, int /*param*/, _sensor
   }
   // 3. Run.
   const int state = run_in_mode(cal, record, &_sensor_info::in_calibrate);
-  if (state != kFinished) {
+  if (state != run_state::finished) {
     LOGE("sensor(type=%d) calibrate fail: state=%d", type, state);
     return -1;
   }
@@ -131,7 +130,7 @@ int calibrate_single_light(SensorCalibration& cal, int type, int /*param*/, _sen
     record.in_backlight_calibrate = 0;
   }
   const int state = run_in_mode(cal, record, &_sensor_info::in_calibrate);
-  if (state != kFinished) {
+  if (state != run_state::finished) {
     LOGE("lightsensor calibrate fail: state=%d", state);
     return -1;
   }

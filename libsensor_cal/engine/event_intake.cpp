@@ -14,7 +14,6 @@ using ::android::hardware::sensors::V1_0::Event;
 namespace {
 
 constexpr float kGravity = 9.80665F;
-constexpr int kFinished = 2;
 constexpr int kScaleChannels = 5;
 constexpr int kRetriesEnd = 2;
 
@@ -208,7 +207,7 @@ Return<void> SensorCalibration::processEvent(Event const& e) {
   const int32_t events_before = record.event_count;
   record.event_count = saturating_add(record.event_count, 1);
   if (route->settles && events_before < record.skip_num) return Void();
-  if (cal_process_sample(&record, sample.value) != kFinished) return Void();
+  if (cal_process_sample(&record, sample.value) != kDone) return Void();
 
   // The waiter is woken first and the sensor disabled second; the next run waits until this has returned.
   if (!stays_silent(*route, record)) cal_notify_finish(this);

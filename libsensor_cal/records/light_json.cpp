@@ -1,11 +1,13 @@
 // The light sensor's JSON calibration file, which other components read: edited in place, never created.
+//
+// The JSON library throws, or ends the process where it is built without exceptions, when a text is nested too deep and
+// when a member is taken from what has none. Both are looked at before it is asked.
 #define LOG_TAG "libsensor_cal"
 #include <SensorCalibration.h>
 #include <errno.h>
 #include <json/json.h>
 #include <stdlib.h>
 
-#include <exception>
 #include <memory>
 #include <sstream>
 
@@ -13,10 +15,12 @@
 #include "base/file_stream.h"
 #include "base/log.h"
 #include "base/numbers.h"
+#include "records/json_nesting.h"
 
 namespace {
 
 constexpr int kChannels = 4;
+constexpr size_t kLongest = (size_t{1} << 30) - 1;  // the JSON library has no room for a longer name
 
 std::string joined_lines(std::istream& file) {
   std::string text;
@@ -26,10 +30,15 @@ std::string joined_lines(std::istream& file) {
 }
 
 bool parse(const std::string& text, Json::Value* root) {
-  const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
+  const Json::CharReaderBuilder builder;
+  if (text.size() > kLongest || !json_nested_within(text, builder.settings_["stackLimit"].asUInt())) return false;
+  const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
   std::string errors;
   return reader->parse(text.data(), text.data() + text.size(), root, &errors);
 }
+
+// Whether members may be asked for.
+bool takes_members(const Json::Value& value) { return value.isObject() || value.isNull(); }
 
 // Every scale is followed by a comma, the last one too.
 std::string scale_text(const float* scale) {
@@ -51,22 +60,27 @@ std::string written(const Json::Value& root) {
   return out.str();
 }
 
-// Makes the new document. 0, or 1 when the text is no document of the expected form. May throw.
-int edit(const std::string& text, const float* scale, std::string* document) {
+bool refuse(const char* line) {
+  LOGE("%s", line);
+  return false;
+}
+
+// Makes the new document. False when the text is no document of the expected form.
+bool edit(const std::string& text, const float* scale, std::string* document) {
+  constexpr char kUnreadable[] = "parse json error";
   Json::Value root;
-  if (!parse(text, &root)) {
-    LOGE("parse json error");
-    return 1;
-  }
-  if (root["als"].empty()) {
-    LOGE("Json file is null!");
-    return 1;
-  }
-  Json::Value& section = root["als"]["channel_scale"];
+  if (!parse(text, &root) || !takes_members(root)) return refuse(kUnreadable);
+  Json::Value& light = root["als"];
+  if (light.empty()) return refuse("Json file is null!");
+  if (!light.isObject()) return refuse(kUnreadable);
+  Json::Value& section = light["channel_scale"];
+  if (!takes_members(section)) return refuse(kUnreadable);
+  Json::Value& version = section["ver"];
+  if (!version.isConvertibleTo(Json::stringValue)) return refuse(kUnreadable);
+  version = std::to_string(saturating_add(leading_number(version.asString()), 1));
   section["scale_data"] = scale_text(scale);
-  section["ver"] = std::to_string(saturating_add(leading_number(section["ver"].asString()), 1));
   *document = written(root);
-  return 0;
+  return true;
 }
 
 }  // namespace
@@ -78,14 +92,9 @@ int SensorCalibration::WirteScaleToFileJson(float* scale, std::string const& pat
     LOGE("open json file fail!");
     return 1;
   }
-  // The document is complete before the file is touched: whatever the JSON library throws leaves it as it was.
+  // The document is complete before the file is touched.
   std::string document;
-  try {
-    if (edit(joined_lines(input), scale, &document) != 0) return 1;
-  } catch (const std::exception&) {
-    LOGE("parse json error");  // nested too deep, or a member that is not what its name says
-    return 1;
-  }
+  if (!edit(joined_lines(input), scale, &document)) return 1;
   input.close();
   OutputFile output(host_path);
   if (output.is_open()) {

@@ -62,6 +62,19 @@ TEST(Node, Reads) {
             (Lines{"E read_int failed to open /none, error: 2\n", "E read_int success to open /sys\n"}));
 }
 
+TEST(Node, ANullPathFailsAsOneThatCannotBeOpened) {
+  test::LitPhone lit;
+  int value = 77;
+  const test::LogCapture log;
+  EXPECT_EQ(lit.phone.cal->lcdbacklight_calibrate_write_backlight(nullptr, 5), -14);
+  EXPECT_EQ(lit.phone.cal->lcdbacklight_calibrate_read_backlight(nullptr, &value), -14);
+  EXPECT_EQ(writeStr(nullptr, 6), -1);
+  EXPECT_EQ(value, 77);
+  EXPECT_EQ(test::library_lines(log),
+            (Lines{"D write 5 to (null)", "D write_int open fd=-1\n", "E read_int failed to open (null), error: 14\n",
+                   "I [writeStr] write 6 to (null)", "I [writeStr] open file faild!\n"}));
+}
+
 TEST(Node, SetBrightnessWritesBelowTheWorkingDirectory) {
   test::LitPhone lit;
   const std::string before = std::filesystem::current_path();

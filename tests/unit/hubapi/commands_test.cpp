@@ -286,7 +286,7 @@ TEST_F(Commands, TimeOfFlight) {
   check(CALL(getTofOffset_api(b.i, 0)), message(kTof, 6, {-1, -1, 0}), {7, 8, -9}, 0,
         {"D enter getTofOffset_api para=0, offset = 40", "<sent>", "D enter getTofOffset_api para=0, offset = -9"}, {},
         {-9});
-  unsent(CALL(getTofOffset_api(b.i, 2)), -1,
+  unsent(CALL(getTofOffset_api(b.i, 2)), 0,
          {"D enter getTofOffset_api para=2, offset = 40", "E getTofOffset_api para=2 not support"});
 }
 
