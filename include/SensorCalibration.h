@@ -48,8 +48,8 @@ enum State : int32_t {
 /// | panel, lux | lux; rounded, and in the single low run kept below the high run's, by the flow | unused | unused |
 /// | panel, colour | 5 channels without their scales, counts; rounded in the high run | unused | 5 factors |
 struct _sensor_info {
-  uint8_t present = 0;                                  ///< 1 when the sensor list holds a sensor for this record
-  ::android::hardware::sensors::V1_0::SensorInfo info;  ///< copy of its list entry
+  uint8_t present = 0;                                    ///< 1 when the sensor list holds a sensor for this record
+  ::android::hardware::sensors::V1_0::SensorInfo info{};  ///< copy of its list entry
 
   /// Modes: which samples a run takes from the sensor's events.
   uint8_t in_calibrate = 0;

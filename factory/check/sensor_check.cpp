@@ -190,7 +190,7 @@ SensorCheck check_sensor(Session& session, const CheckRequest& request, const Pr
   Observation& seen = out.seen;
   seen.type = request.type;
   constexpr uint32_t kReportingMode = 0xE;
-  seen.continuous = (sensor->flags & kReportingMode) == SensorFlagBits::CONTINUOUS_MODE;
+  seen.continuous = (sensor->flags & kReportingMode) == static_cast<uint32_t>(SensorFlagBits::CONTINUOUS_MODE);
   seen.quantity = quantity_of(request.type);
   seen.max_range = static_cast<double>(sensor->maxRange);
   seen.period_ms = out.requested_ms;

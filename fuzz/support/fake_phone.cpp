@@ -38,7 +38,7 @@ Return<void> ScriptedHub::send_ssc_oem_test_msg(const ssc_oem_test_msg& msg, sen
 
 Return<Result> ScriptedQueue::enableSensor(int32_t sensorHandle, int32_t samplingPeriodUs, int64_t latency_us) {
   HOLDS(latency_us == 0);
-  const Return<Result> result = on_enable(sensorHandle, samplingPeriodUs);
+  Return<Result> result = on_enable(sensorHandle, samplingPeriodUs);
   if (result.isOk() && result == Result::OK) enabled.insert(sensorHandle);
   return result;
 }
@@ -57,7 +57,7 @@ Return<void> ScriptedSensors::getSensorList(getSensorList_cb _hidl_cb) {
 Return<void> ScriptedSensors::getDefaultSensor(SensorType type, getDefaultSensor_cb _hidl_cb) {
   if (!answers) return Status::fromExceptionCode(Status::EX_TRANSACTION_FAILED);
   const auto found = std::find_if(list.begin(), list.end(), [&](const SensorInfo& s) { return s.type == type; });
-  _hidl_cb(found == list.end() ? SensorInfo() : *found, found == list.end() ? Result::NOT_EXIST : Result::OK);
+  _hidl_cb(found == list.end() ? SensorInfo{} : *found, found == list.end() ? Result::NOT_EXIST : Result::OK);
   return Void();
 }
 
@@ -96,7 +96,7 @@ const std::vector<SensorInfo>& all_sensors() {
     };
     auto* list = new std::vector<SensorInfo>;
     for (const Row& row : kRows) {
-      SensorInfo info;
+      SensorInfo info{};
       info.type = static_cast<SensorType>(row.type);
       info.sensorHandle = row.handle;
       info.name = row.name;

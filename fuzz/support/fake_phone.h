@@ -2,6 +2,7 @@
 #pragma once
 
 #include <SensorCalibration.h>
+#include <host/no_direct_channels.h>
 #include <host/service_registry.h>
 
 #include <array>
@@ -45,7 +46,7 @@ struct ScriptedQueue : IEventQueue {
   Return<Result> disableSensor(int32_t sensorHandle) override;
 };
 
-struct ScriptedSensors : ISensorManager {
+struct ScriptedSensors : host::NoDirectChannels {
   std::vector<SensorInfo> list;
   Result list_result = Result::OK;
   Result queue_result = Result::OK;

@@ -2,7 +2,7 @@
 // a real service behind them the answers are the recorded ones.
 #pragma once
 
-#include <android/frameworks/sensorservice/1.0/ISensorManager.h>
+#include <host/no_direct_channels.h>
 #include <vendor/corvane/sensor/kestsensorservice/1.1/IKestSensorService.h>
 
 #include <functional>
@@ -17,7 +17,7 @@ using ::android::frameworks::sensorservice::V1_0::IEventQueue;
 using ::android::frameworks::sensorservice::V1_0::ISensorManager;
 using ::vendor::corvane::sensor::kestsensorservice::V1_1::IKestSensorService;
 
-class ManagerStandIn : public ISensorManager {
+class ManagerStandIn : public host::NoDirectChannels {
  public:
   // `real` may be null. The deck must live until nobody calls any more.
   ManagerStandIn(Deck& deck, ::android::sp<ISensorManager> real) : deck_(deck), real_(std::move(real)) {}

@@ -86,7 +86,7 @@ Json::Value to_json(const SensorInfo& info) {
 }
 
 SensorInfo sensor_from(const Json::Value& json) {
-  SensorInfo info;
+  SensorInfo info{};
   info.sensorHandle = json["handle"].asInt();
   info.name = json["name"].asString();
   info.vendor = json["vendor"].asString();

@@ -60,7 +60,7 @@ class CountingCallback : public IEventQueueCallback {
   const sp<IEventQueueCallback> client_;
 };
 
-class CountingManager : public ISensorManager {
+class CountingManager : public host::NoDirectChannels {
  public:
   CountingManager(std::shared_ptr<EventCounter> counter, const sp<ISensorManager>& service)
       : counter_(std::move(counter)), service_(service) {}

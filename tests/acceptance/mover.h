@@ -2,7 +2,7 @@
 // so that a movement begins and ends with the same event in every run of the same phone.
 #pragma once
 
-#include <android/frameworks/sensorservice/1.0/ISensorManager.h>
+#include <host/no_direct_channels.h>
 
 #include <memory>
 #include <vector>

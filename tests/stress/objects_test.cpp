@@ -29,7 +29,7 @@ TEST(Stress, ObjectsUnderLiveEvents) {
   for (size_t i = 0; i < objects; ++i) {
     SensorCalibration object;
     for (const _sensor_info& info : object.motion_info) {
-      if (info.present != 0) object.event_queue->enableSensor(info.info.sensorHandle, 2500, 0);
+      if (info.present != 0) (void)object.event_queue->enableSensor(info.info.sensorHandle, 2500, 0).isOk();
     }
     if (i % 3 == 0) std::this_thread::yield();
     if (i % 2 == 0) {

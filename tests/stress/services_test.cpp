@@ -85,7 +85,7 @@ TEST(StressServices, PhonesGoUnderLiveEvents) {
     phone_test::Client client;
     client.enable(kAcc.type, 2500);
     for (const _sensor_info& info : object.motion_info) {
-      if (info.present != 0) object.event_queue->enableSensor(info.info.sensorHandle, 2500, 0);
+      if (info.present != 0) (void)object.event_queue->enableSensor(info.info.sensorHandle, 2500, 0).isOk();
     }
     if (i % 2 == 0) client.listener->wait_for(1);
     phone.reset();

@@ -9,7 +9,7 @@ using ::android::hardware::Status;
 using ::android::hardware::Void;
 
 SensorInfo sensor(int type, int handle, const std::string& name, const std::string& vendor) {
-  SensorInfo info;
+  SensorInfo info{};
   info.type = static_cast<SensorType>(type);
   info.sensorHandle = handle;
   info.name = name;
@@ -52,7 +52,7 @@ std::vector<int> FakeQueue::disabled() const {
   return disabled_;
 }
 
-void FakeQueue::deliver(const Event& event) { callback_->onEvent(event); }
+void FakeQueue::deliver(const Event& event) { (void)callback_->onEvent(event).isOk(); }
 
 void FakeQueue::drain() {
   std::unique_lock<std::mutex> lock(mutex_);
@@ -93,7 +93,7 @@ void FakeQueue::run() {
     for (const Event& e : events) {
       if (stop_ || active_ != handle || turn_ != turn) break;
       lock.unlock();
-      callback_->onEvent(e);
+      (void)callback_->onEvent(e).isOk();
       lock.lock();
     }
     delivering_ = false;
@@ -121,7 +121,7 @@ Return<void> FakeSensors::getDefaultSensor(SensorType type, getDefaultSensor_cb 
   if (default_never_answers) return Status::fromExceptionCode(Status::EX_TRANSACTION_FAILED);
   const auto found = std::find_if(list.begin(), list.end(), [&](const SensorInfo& s) { return s.type == type; });
   if (found == list.end()) {
-    _hidl_cb(SensorInfo(), Result::NOT_EXIST);
+    _hidl_cb(SensorInfo{}, Result::NOT_EXIST);
   } else {
     _hidl_cb(*found, Result::OK);
   }

@@ -1,7 +1,7 @@
 // A sensor manager whose events a test writes itself.
 #pragma once
 
-#include <android/frameworks/sensorservice/1.0/ISensorManager.h>
+#include <host/no_direct_channels.h>
 #include <host/service_registry.h>
 
 #include <condition_variable>
@@ -75,7 +75,7 @@ class FakeQueue : public IEventQueue {
   std::thread thread_;
 };
 
-class FakeSensors : public ISensorManager {
+class FakeSensors : public host::NoDirectChannels {
  public:
   static ::android::sp<FakeSensors> install(std::vector<SensorInfo> list);
   static void remove();

@@ -16,7 +16,7 @@ using ::android::hardware::sensors::V1_0::SensorInfo;
 
 SensorInfo info_of(const SensorEntry& entry) {
   const bool on_change = entry.kind == Kind::proximity;
-  SensorInfo info;
+  SensorInfo info{};
   info.sensorHandle = entry.handle;
   info.name = entry.name;
   info.vendor = entry.vendor;
@@ -27,7 +27,7 @@ SensorInfo info_of(const SensorEntry& entry) {
   info.power = entry.power_ma;
   info.minDelay = on_change ? 0 : entry.min_period_us;
   info.maxDelay = entry.max_period_us;
-  info.flags = on_change ? SensorFlagBits::ON_CHANGE_MODE : SensorFlagBits::CONTINUOUS_MODE;
+  info.flags = static_cast<uint32_t>(on_change ? SensorFlagBits::ON_CHANGE_MODE : SensorFlagBits::CONTINUOUS_MODE);
   return info;
 }
 
@@ -55,7 +55,7 @@ Return<void> SensorManager::getDefaultSensor(SensorType type, getDefaultSensor_c
   const auto found = std::find_if(profile_->sensors.begin(), profile_->sensors.end(),
                                   [type](const SensorEntry& entry) { return entry.type == static_cast<int>(type); });
   if (found == profile_->sensors.end()) {
-    _hidl_cb(SensorInfo(), ServiceResult::NOT_EXIST);
+    _hidl_cb(SensorInfo{}, ServiceResult::NOT_EXIST);
   } else {
     _hidl_cb(info_of(*found), ServiceResult::OK);
   }

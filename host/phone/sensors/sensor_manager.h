@@ -1,7 +1,7 @@
 // The sensor service of the simulated phone.
 #pragma once
 
-#include <android/frameworks/sensorservice/1.0/ISensorManager.h>
+#include <host/no_direct_channels.h>
 
 #include <memory>
 
@@ -13,7 +13,7 @@
 namespace phone {
 
 // Any thread may call. Clients may hold it longer than the phone lives: after disconnect() its calls fail in transport.
-class SensorManager : public ::android::frameworks::sensorservice::V1_0::ISensorManager {
+class SensorManager : public host::NoDirectChannels {
  public:
   using SensorType = ::android::hardware::sensors::V1_0::SensorType;
 

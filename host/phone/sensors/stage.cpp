@@ -160,7 +160,7 @@ void Stage::run(Delivery* delivery) {
   Lock lock(mutex_);
   while (take_event(&lock, delivery, &event, &times)) {
     lock.unlock();
-    for (int i = 0; i < times; ++i) delivery->callback->onEvent(event);
+    for (int i = 0; i < times; ++i) (void)delivery->callback->onEvent(event).isOk();
     lock.lock();
     delivery->delivering_ns = kNever;
     wake_first();

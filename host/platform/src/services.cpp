@@ -3,6 +3,7 @@
 #include <vendor/corvane/sensor/kestsensorservice/1.1/IKestSensorService.h>
 
 #include <algorithm>
+#include <condition_variable>
 #include <mutex>
 #include <utility>
 #include <vector>
@@ -13,15 +14,17 @@ namespace {
 struct Entry {
   std::string descriptor;
   std::string instance;
-  Service service;
+  Service service;  // null: declared, and not there
+  bool declared = false;
 };
 
 struct Registry {
   std::mutex mutex;
+  std::condition_variable changed;
   std::vector<Entry> entries;  // guarded by mutex; a handful at most
 };
 
-// Never destroyed: a phone may still take its services out while the process ends.
+// Never destroyed: a phone may still take its services out while the process ends, and a client may wait until then.
 Registry& registry() {
   static Registry* const instance = new Registry;
   return *instance;
@@ -34,18 +37,38 @@ auto find_entry(std::string_view descriptor, std::string_view instance) {
                       [&](const Entry& entry) { return entry.descriptor == descriptor && entry.instance == instance; });
 }
 
+// With the registry's mutex held.
+Entry& make_entry(std::string_view descriptor, std::string_view instance) {
+  const auto found = find_entry(descriptor, instance);
+  if (found != registry().entries.end()) return *found;
+  return registry().entries.emplace_back(Entry{std::string(descriptor), std::string(instance), nullptr});
+}
+
+// With the registry's mutex held.
+void drop_empty() {
+  std::vector<Entry>& entries = registry().entries;
+  entries.erase(std::remove_if(entries.begin(), entries.end(),
+                               [](const Entry& entry) { return entry.service == nullptr && !entry.declared; }),
+                entries.end());
+}
+
 Finder& finder() {
   static Finder* const instance = new Finder;
   return *instance;
 }
 
-// Every service is put in by its interface's own registerAsService(): what lies under a descriptor is of that kind.
-template <typename Interface>
-::android::sp<Interface> get_service(const std::string& instance) {
-  if (finder()) return static_cast<Interface*>(find_service(Interface::descriptor, instance).get());
-  const std::lock_guard<std::mutex> lock(registry().mutex);
-  const auto found = find_entry(Interface::descriptor, instance);
-  return found == registry().entries.end() ? nullptr : static_cast<Interface*>(found->service.get());
+Service look_up(std::string_view descriptor, std::string_view instance, bool waits) {
+  Service service;
+  {
+    std::unique_lock<std::mutex> lock(registry().mutex);
+    auto found = find_entry(descriptor, instance);
+    while (waits && found != registry().entries.end() && found->service == nullptr) {
+      registry().changed.wait(lock);
+      found = find_entry(descriptor, instance);
+    }
+    if (found != registry().entries.end()) service = found->service;
+  }
+  return finder() ? finder()(std::string(descriptor), service) : service;
 }
 
 }  // namespace
@@ -53,22 +76,23 @@ template <typename Interface>
 void add_service(std::string_view descriptor, std::string_view instance, const Service& service) {
   Service old;  // goes after the lock
   const std::lock_guard<std::mutex> lock(registry().mutex);
-  const auto found = find_entry(descriptor, instance);
-  if (found == registry().entries.end()) {
-    registry().entries.push_back({std::string(descriptor), std::string(instance), service});
-  } else {
-    old = std::exchange(found->service, service);
-  }
+  old = std::exchange(make_entry(descriptor, instance).service, service);
+  registry().changed.notify_all();
 }
 
 Service find_service(std::string_view descriptor, std::string_view instance) {
-  Service service;
-  {
-    const std::lock_guard<std::mutex> lock(registry().mutex);
-    const auto found = find_entry(descriptor, instance);
-    if (found != registry().entries.end()) service = found->service;
-  }
-  return finder() ? finder()(std::string(descriptor), service) : service;
+  return look_up(descriptor, instance, false);
+}
+
+Service await_service(std::string_view descriptor, std::string_view instance) {
+  return look_up(descriptor, instance, true);
+}
+
+void declare_service(std::string_view descriptor, std::string_view instance, bool declared) {
+  const std::lock_guard<std::mutex> lock(registry().mutex);
+  make_entry(descriptor, instance).declared = declared;
+  drop_empty();
+  registry().changed.notify_all();
 }
 
 void on_find_service(Finder between) { finder() = std::move(between); }
@@ -79,25 +103,31 @@ bool remove_service(std::string_view descriptor, std::string_view instance) {
   const auto found = find_entry(descriptor, instance);
   if (found == registry().entries.end()) return false;
   old = std::move(found->service);
-  registry().entries.erase(found);
-  return true;
+  drop_empty();
+  return old != nullptr;
 }
 
 }  // namespace host
 
 namespace android {
+namespace hidl {
+namespace base {
+namespace V1_0 {
+
+const char* IBase::descriptor = "android.hidl.base@1.0::IBase";
+
+}  // namespace V1_0
+}  // namespace base
+}  // namespace hidl
+
 namespace frameworks {
 namespace sensorservice {
 namespace V1_0 {
 
-::android::sp<ISensorManager> ISensorManager::getService(const std::string& serviceName, bool /*getStub*/) {
-  return host::get_service<ISensorManager>(serviceName);
-}
-
-::android::status_t ISensorManager::registerAsService(const std::string& serviceName) {
-  host::add_service(descriptor, serviceName, this);
-  return ::android::OK;
-}
+const char* IDirectReportChannel::descriptor = "android.frameworks.sensorservice@1.0::IDirectReportChannel";
+const char* IEventQueue::descriptor = "android.frameworks.sensorservice@1.0::IEventQueue";
+const char* IEventQueueCallback::descriptor = "android.frameworks.sensorservice@1.0::IEventQueueCallback";
+const char* ISensorManager::descriptor = "android.frameworks.sensorservice@1.0::ISensorManager";
 
 }  // namespace V1_0
 }  // namespace sensorservice
@@ -110,14 +140,7 @@ namespace sensor {
 namespace kestsensorservice {
 namespace V1_1 {
 
-::android::sp<IKestSensorService> IKestSensorService::getService(const std::string& serviceName, bool /*getStub*/) {
-  return host::get_service<IKestSensorService>(serviceName);
-}
-
-::android::status_t IKestSensorService::registerAsService(const std::string& serviceName) {
-  host::add_service(descriptor, serviceName, this);
-  return ::android::OK;
-}
+const char* IKestSensorService::descriptor = "vendor.corvane.sensor.kestsensorservice@1.1::IKestSensorService";
 
 }  // namespace V1_1
 }  // namespace kestsensorservice

@@ -5,11 +5,18 @@
 
 namespace android {
 namespace hardware {
+
+std::string Status::description() const {
+  if (isOk()) return "No error";
+  std::string text = "exception " + std::to_string(exception_);
+  if (exception_ == EX_TRANSACTION_FAILED) text += ", status " + std::to_string(error_);
+  return message_.empty() ? text : text + ": " + message_;
+}
+
 namespace details {
 
-void return_status::assertOk() const {
-  if (isOk()) return;
-  fprintf(stderr, "Attempted to retrieve value from failed HIDL call: %s\n", status_.exceptionMessage());
+void return_status::end(const char* why) const {
+  fprintf(stderr, "%s: %s\n", why, description().c_str());
   abort();
 }
 

@@ -134,8 +134,9 @@ inline std::vector<int32_t> ask_hub(int type, int code, const std::vector<int32_
   message.msg_type = code;
   std::copy(words.begin(), words.end(), message.data.data());
   std::vector<int32_t> answer;
-  service->send_ssc_oem_test_msg(
+  const auto sent = service->send_ssc_oem_test_msg(
       message, [&](const Message& reply) { answer.assign(reply.data.data(), reply.data.data() + reply.data.size()); });
+  (void)sent.isOk();  // told by the missing answer
   return answer;
 }
 

@@ -19,6 +19,11 @@ void add_service(std::string_view descriptor, std::string_view instance, const S
 
 // Null when there is none.
 Service find_service(std::string_view descriptor, std::string_view instance);
+// The same, but waits for one that is declared until it is there, or is declared no more.
+Service await_service(std::string_view descriptor, std::string_view instance);
+
+// Whether the phone's manifest lists the service: one that is listed is expected to come (again).
+void declare_service(std::string_view descriptor, std::string_view instance, bool declared);
 
 // Stands between every look-up and its answer: is given what is there, and what it returns is found. Empty: nobody. Not
 // to be changed while other threads look up.

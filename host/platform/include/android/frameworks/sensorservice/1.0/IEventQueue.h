@@ -4,15 +4,17 @@
 #include <stdint.h>
 
 #include <android/frameworks/sensorservice/1.0/types.h>
-#include <android/hidl/base/1.0/IBase.h>
 #include <hidl/Status.h>
+#include <host/interface.h>
 
 namespace android {
 namespace frameworks {
 namespace sensorservice {
 namespace V1_0 {
 
-struct IEventQueue : public ::android::hidl::base::V1_0::IBase {
+struct IEventQueue : public ::host::Extends<IEventQueue> {
+  static const char* descriptor;
+
   virtual ::android::hardware::Return<Result> enableSensor(int32_t sensorHandle, int32_t samplingPeriodUs,
                                                            int64_t maxBatchReportLatencyUs) = 0;
   virtual ::android::hardware::Return<Result> disableSensor(int32_t sensorHandle) = 0;

@@ -2,15 +2,17 @@
 #pragma once
 
 #include <android/hardware/sensors/1.0/types.h>
-#include <android/hidl/base/1.0/IBase.h>
 #include <hidl/Status.h>
+#include <host/interface.h>
 
 namespace android {
 namespace frameworks {
 namespace sensorservice {
 namespace V1_0 {
 
-struct IEventQueueCallback : public ::android::hidl::base::V1_0::IBase {
+struct IEventQueueCallback : public ::host::Extends<IEventQueueCallback> {
+  static const char* descriptor;
+
   virtual ::android::hardware::Return<void> onEvent(const ::android::hardware::sensors::V1_0::Event& event) = 0;
 };
 

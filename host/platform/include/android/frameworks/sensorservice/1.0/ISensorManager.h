@@ -1,17 +1,18 @@
 // Stand-in for the generated interface ISensorManager.
 #pragma once
 
-#include <functional>
-#include <string>
+#include <stdint.h>
 
+#include <functional>
+
+#include <android/frameworks/sensorservice/1.0/IDirectReportChannel.h>
 #include <android/frameworks/sensorservice/1.0/IEventQueue.h>
 #include <android/frameworks/sensorservice/1.0/IEventQueueCallback.h>
 #include <android/frameworks/sensorservice/1.0/types.h>
 #include <android/hardware/sensors/1.0/types.h>
-#include <android/hidl/base/1.0/IBase.h>
 #include <hidl/HidlSupport.h>
 #include <hidl/Status.h>
-#include <utils/Errors.h>
+#include <host/interface.h>
 #include <utils/StrongPointer.h>
 
 namespace android {
@@ -19,8 +20,8 @@ namespace frameworks {
 namespace sensorservice {
 namespace V1_0 {
 
-struct ISensorManager : public ::android::hidl::base::V1_0::IBase {
-  static constexpr const char* descriptor = "android.frameworks.sensorservice@1.0::ISensorManager";
+struct ISensorManager : public ::host::ExtendsService<ISensorManager> {
+  static const char* descriptor;
 
   using getSensorList_cb = std::function<void(
       const ::android::hardware::hidl_vec<::android::hardware::sensors::V1_0::SensorInfo>& sensorList, Result result)>;
@@ -31,12 +32,21 @@ struct ISensorManager : public ::android::hidl::base::V1_0::IBase {
   virtual ::android::hardware::Return<void> getDefaultSensor(::android::hardware::sensors::V1_0::SensorType type,
                                                              getDefaultSensor_cb _hidl_cb) = 0;
 
+  using createAshmemDirectChannel_cb =
+      std::function<void(const ::android::sp<IDirectReportChannel>& chan, Result result)>;
+  virtual ::android::hardware::Return<void> createAshmemDirectChannel(const ::android::hardware::hidl_memory& mem,
+                                                                      uint64_t size,
+                                                                      createAshmemDirectChannel_cb _hidl_cb) = 0;
+
+  using createGrallocDirectChannel_cb =
+      std::function<void(const ::android::sp<IDirectReportChannel>& chan, Result result)>;
+  virtual ::android::hardware::Return<void> createGrallocDirectChannel(const ::android::hardware::hidl_handle& buffer,
+                                                                       uint64_t size,
+                                                                       createGrallocDirectChannel_cb _hidl_cb) = 0;
+
   using createEventQueue_cb = std::function<void(const ::android::sp<IEventQueue>& eventQueue, Result result)>;
   virtual ::android::hardware::Return<void> createEventQueue(const ::android::sp<IEventQueueCallback>& callback,
                                                              createEventQueue_cb _hidl_cb) = 0;
-
-  static ::android::sp<ISensorManager> getService(const std::string& serviceName = "default", bool getStub = false);
-  ::android::status_t registerAsService(const std::string& serviceName = "default");
 };
 
 }  // namespace V1_0
