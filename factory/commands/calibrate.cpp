@@ -1,17 +1,17 @@
-// `sensorcal calibrate`
-#include <iostream>
+// `sensorcal calibrate`, `selftest`, `sar`, `tof` and `channel`: single steps of plans.
 #include <memory>
 #include <optional>
 
-#include "cli/terminal.h"
 #include "commands/commands.h"
-#include "files/json_text.h"
-#include "phone/session.h"
-#include "run/calibration.h"
-#include "run/progress.h"
+#include "run/request.h"
+#include "sensors/kinds.h"
 
 namespace factory {
 namespace {
+
+constexpr int kGolden = -1;
+constexpr int kSelfTest = 4;
+constexpr int kSoftSar = -1;
 
 struct Arguments {
   std::vector<std::string> tags;
@@ -20,52 +20,22 @@ struct Arguments {
   std::optional<double> reference_hpa;
 };
 
-Json::Value summary(Session& session, const std::vector<Calibration>& done, bool passed) {
-  Json::Value out;
-  out["schema"] = "sensorcal.calibrate/1";
-  for (const auto& [name, value] : session.fixture().facts()) out["phone"][name] = value;
-  for (const auto& [key, value] : session.fixture().world()) out["world"][key] = value;
-  Json::Value& remarks = out["remarks"] = Json::Value(Json::arrayValue);
-  for (const std::string& remark : session.fixture().remarks()) remarks.append(remark);
-  Json::Value& results = out["results"] = Json::Value(Json::arrayValue);
-  for (const Calibration& c : done) results.append(to_json(c));
-  out["passed"] = passed;
-  return out;
+int calibrate(const Options& options, const Arguments& arguments, const std::string& name) {
+  std::vector<plan::Request> requests;
+  for (const std::string& tag : arguments.tags) {
+    plan::Request request;
+    request.type = parse_tag(tag);
+    request.param = arguments.param;
+    if (request.type == sensor_type::pressure && request.param == 0) request.reference_hpa = arguments.reference_hpa;
+    requests.push_back(request);
+  }
+  return run_request(options, plan::plan_of(name, requests, options.world));
 }
 
-int run(const Options& options, const Arguments& arguments) {
-  constexpr int kGoldenParam = -1;
-  const int param = arguments.golden ? kGoldenParam : arguments.param;
-  std::vector<int> types;
-  for (const std::string& tag : arguments.tags) {
-    types.push_back(parse_tag(tag));
-    if (!can_calibrate(types.back(), param)) {
-      throw AppError(kUsage,
-                     tag + ": there is no calibration with --param " + std::to_string(param) + " for this sensor");
-    }
-  }
-  Session session(options);
-  session.require_ready();
-  if (!options.json) {
-    for (const std::string& remark : session.fixture().remarks()) std::cout << "note: " << remark << "\n";
-  }
-  std::vector<Calibration> done;
-  bool passed = true;
-  bool unreachable = false;
-  for (const int type : types) {
-    {
-      const Kind* kind = find_kind(type, param);
-      const Progress progress(tag_of(type), session.log(), kind == nullptr ? 0 : kind->events, !options.json);
-      done.push_back(
-          calibrate(session, {type, param, type == sensor_type::pressure ? arguments.reference_hpa : std::nullopt}));
-    }
-    passed = passed && done.back().passed;
-    unreachable = unreachable || done.back().unreachable;
-    if (!options.json) std::cout << to_text(done.back()) << std::flush;
-    if (session.interrupted()) break;
-  }
-  if (options.json) std::cout << json_pretty(summary(session, done, passed)) << "\n";
-  return session.interrupted() ? kInterrupted : passed ? kPassed : unreachable ? kUnreachable : kFailed;
+int sar(const Options& options, int chip, bool soft, const std::vector<int>& address) {
+  const int type = chip == 1 ? sensor_type::sar : sensor_type::sar_second;
+  if (!address.empty()) return run_request(options, plan::plan_of_register(type, address[0], address[1]));
+  return run_request(options, plan::plan_of("sar", {{type, soft ? kSoftSar : 0, {}, {}, 0, false}}, options.world));
 }
 
 }  // namespace
@@ -79,7 +49,55 @@ Runner set_up_calibrate(ArgumentParser parser) {
       .excludes("--param");
   parser.add_option("--reference", arguments->reference_hpa, "pressure of the reference barometer, hPa (Bar)")
       .in_range(300, 1100);
-  return [arguments](const Options& options) { return run(options, *arguments); };
+  return [arguments](const Options& options) {
+    if (arguments->golden) arguments->param = kGolden;
+    return calibrate(options, *arguments, "calibrate");
+  };
+}
+
+Runner set_up_selftest(ArgumentParser parser) {
+  auto arguments = std::make_shared<Arguments>();
+  arguments->param = kSelfTest;
+  parser.add_option("TAG", arguments->tags, "sensors by tag or type number").required();
+  return [arguments](const Options& options) { return calibrate(options, *arguments, "selftest"); };
+}
+
+Runner set_up_sar(ArgumentParser parser) {
+  auto chip = std::make_shared<int>(1);
+  auto soft = std::make_shared<bool>(false);
+  auto address = std::make_shared<std::vector<int>>();
+  parser.add_option("CHIP", *chip, "SAR chip 1 or 2").range(1, 2).capture_default_str();
+  parser.add_flag("--soft", *soft, "the soft calibration, which keeps a baseline of its own");
+  parser.add_option("--register", *address, "write a register instead: number and value").values(2).excludes("--soft");
+  return [=](const Options& options) { return sar(options, *chip, *soft, *address); };
+}
+
+Runner set_up_tof(ArgumentParser parser) {
+  auto arguments = std::make_shared<Arguments>();
+  arguments->tags = {"Tof"};
+  parser.add_option("STEP", arguments->param, "5 reference, 6 offset, 7 crosstalk (Prx only), in this order")
+      .range(5, 7)
+      .required();
+  parser.add_option("--sensor", arguments->tags[0], "Tof, or Prx where it is a time-of-flight part")
+      .capture_default_str();
+  return [arguments](const Options& options) { return calibrate(options, *arguments, "tof"); };
+}
+
+Runner set_up_channel(ArgumentParser parser) {
+  auto tag = std::make_shared<std::string>();
+  auto request = std::make_shared<plan::Request>();
+  auto number = std::make_shared<int>(0);
+  auto target = std::make_shared<float>(0);
+  parser.add_option("TAG", *tag, "Lux or Lux_B").required();
+  parser.add_option("CHANNEL", *number, "channel").required();
+  parser.add_option("TARGET", *target, "value that the channel is to show").in_range(0, 1e6).required();
+  parser.add_flag("--screen", request->screen, "the screen's channel");
+  return [=](const Options& options) {
+    request->type = parse_tag(*tag);
+    request->channel = *number;
+    request->target = static_cast<double>(*target);
+    return run_request(options, plan::plan_of("channel", {*request}, options.world));
+  };
 }
 
 }  // namespace factory

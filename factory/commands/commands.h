@@ -5,8 +5,12 @@
 
 #include "cli/argument_parser.h"
 #include "phone/options.h"
+#include "run/plan.h"
 
 namespace factory {
+
+// Runs a plan of single steps: its values are shown, and the record goes to standard output alone.
+int run_request(const Options& options, const plan::Plan& plan);
 
 using Runner = std::function<int(const Options& options)>;
 

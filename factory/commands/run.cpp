@@ -37,12 +37,13 @@ struct Arguments {
   std::string id;                         // of the run, in the store
   std::string record;                     // folder for a recording
   std::string recording;                  // folder of the one that is replayed
+  bool single = false;                    // steps asked for by name: their values are shown, and no summary
 };
 
 class Teller : public plan::Observer {
  public:
-  Teller(const plan::Plan& plan, Session& session, bool text, double speed)
-      : steps_(plan.step_count()), text_(text), progress_(plan, session.log(), speed, true) {}
+  Teller(const plan::Plan& plan, Session& session, bool text, bool values, double speed)
+      : steps_(plan.step_count()), text_(text), values_(values), progress_(plan, session.log(), speed, true) {}
 
   void begins(const plan::StepResult& step, int attempt) override {
     progress_.begin(step.index, step.step->name + (attempt > 1 ? ", attempt " + std::to_string(attempt) : ""));
@@ -54,12 +55,14 @@ class Teller : public plan::Observer {
   }
   void ended(const plan::StepResult& step, const plan::Attempt& attempt) override {
     progress_.pause();
-    if (text_) std::cout << attempt_text(step, steps_, attempt) << std::flush;
+    if (!text_) return;
+    std::cout << attempt_text(step, steps_, attempt) << (values_ ? values_text(attempt) : "") << std::flush;
   }
 
  private:
   const int steps_;
   const bool text_;
+  const bool values_;
   plan::RunProgress progress_;
 };
 
@@ -166,6 +169,7 @@ int hand_on(Session& session, const Json::Value& made, const Options& options, c
 }
 
 int exit_code(plan::PlanRun& run) {
+  if (run.refused()) return kUsage;
   switch (run.verdict()) {
     case plan::Outcome::aborted:
       return kInterrupted;
@@ -184,7 +188,7 @@ int run_plan(const Options& options, const plan::Plan& plan, Arguments arguments
   }
   arguments.info.started = session.now();
   arguments.id = store::make_run_id(arguments.info.started);
-  Teller teller(plan, session, !options.json, speed_of(options));
+  Teller teller(plan, session, !options.json, arguments.single, speed_of(options));
   plan::PlanRun plan_run(session, plan, arguments.info, teller);
   const LastWill will(session, [&] {
     try {
@@ -196,7 +200,8 @@ int run_plan(const Options& options, const plan::Plan& plan, Arguments arguments
   });
   plan_run.run();
   const Json::Value record = plan_run.record();
-  if (!options.json) std::cout << summary_text(plan_run.steps(), plan_run.verdict(), record["seconds"].asDouble());
+  if (!options.json && !arguments.single)
+    std::cout << summary_text(plan_run.steps(), plan_run.verdict(), record["seconds"].asDouble());
   return hand_on(session, record, options, arguments, exit_code(plan_run));
 }
 
@@ -283,6 +288,12 @@ int stored_run(const Options& options, Arguments arguments) {
 }
 
 }  // namespace
+
+int run_request(const Options& options, const plan::Plan& plan) {
+  Arguments arguments;
+  arguments.single = true;
+  return run_plan(options, plan, arguments);
+}
 
 Runner set_up_run(ArgumentParser parser) {
   auto arguments = std::make_shared<Arguments>();

@@ -34,7 +34,8 @@ struct Attempt {
   bool kept = false;
   bool put_back = false;
   std::vector<std::string> irreversible;  // told beforehand
-  bool unreachable = false;               // the hub or a service did not answer
+  bool unreachable = false;               // the hub or a service did not answer, or the fixture is not as it should be
+  bool refused = false;                   // the phone has no such step
 
   std::vector<HubMessage> hub;
   std::vector<LogLine> log;

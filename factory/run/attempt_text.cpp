@@ -68,6 +68,29 @@ std::string attempt_text(const StepResult& step, int steps, const Attempt& attem
   return out + what_happened_to_the_values(attempt);
 }
 
+std::string values_text(const Attempt& attempt) {
+  constexpr int kDigits = 5;
+  std::vector<std::vector<std::string>> rows = {{""}};
+  const auto place = [](std::vector<std::string>* line, const std::string& text) {
+    const auto found = std::find(line->begin(), line->end(), text);
+    if (found != line->end()) return found - line->begin();
+    line->push_back(text);
+    return static_cast<std::ptrdiff_t>(line->size()) - 1;
+  };
+  std::vector<std::string> axes = {""};  // beside `rows`
+  for (const Measurement& m : attempt.measurements) {
+    if (m.axis.empty()) continue;
+    const auto row = static_cast<size_t>(place(&axes, m.axis));
+    if (row == rows.size()) rows.push_back({"  " + m.axis});
+    const std::string unit = m.unit == "factor" || m.unit.empty() ? "" : " [" + m.unit + "]";
+    const auto column = static_cast<size_t>(place(&rows[0], m.name + unit));
+    rows[row].resize(std::max(rows[row].size(), column + 1));
+    rows[row][column] = fixed(m.value, kDigits);
+  }
+  for (std::vector<std::string>& row : rows) row.resize(rows[0].size());
+  return rows.size() > 1 ? table(rows) : "";
+}
+
 std::string summary_text(const std::vector<StepResult>& steps, Outcome verdict, double seconds) {
   std::vector<std::vector<std::string>> rows = {{"", "step", "verdict", "attempts", "nearest to a limit"}};
   for (const StepResult& step : steps) {

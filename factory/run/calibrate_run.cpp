@@ -17,7 +17,6 @@ constexpr int kFreshOthers = 10;
 // A value is kept when its residual's limit is so many standard errors away. More samples make the error smaller.
 constexpr double kClearErrors = 3;
 constexpr int kMostBatches = 8;
-constexpr int kThresholdStep = 2;
 
 std::string channel_name(const Step& step) {
   return std::string(step.screen ? "screen's " : "") + "scale of channel " + std::to_string(*step.channel);
@@ -49,26 +48,13 @@ bool StepRun::choose_reference(CalibrationRequest* request) {
   if (request->reference_hpa) return true;
   const std::string known = session_.fixture().world()["pressure"];
   if (known.empty()) {
-    attempt_.fail("the pressure of the reference barometer is not known", "give the step a \"reference\"");
+    attempt_.fail("the pressure of the reference barometer is not known",
+                  "give it: --reference HPA, or \"reference\" in a plan");
+    attempt_.unreachable = true;  // nothing is known of the phone
     return false;
   }
   request->reference_hpa = std::strtod(known.c_str(), nullptr);
   return true;
-}
-
-// One command to the hub, which takes the sample itself.
-void StepRun::run_channel(Calibration* c) {
-  c->kind = nullptr;
-  HubWatch hub(session_);
-  session_.log().start_run();
-  const auto start = session_.since_start();
-  const auto target = static_cast<float>(step_.target);
-  c->result = step_.screen ? session_.cal().cal_api->postScreenChannelData_api(step_.type, *step_.channel, target)
-                           : session_.cal().sensor_calibrate(step_.type, *step_.channel, target);
-  c->seconds = (session_.since_start() - start).count();
-  c->run = session_.log().run();
-  c->interrupted = session_.interrupted();
-  if (c->result == 0 && !c->interrupted) believe(hub, c);
 }
 
 void StepRun::begin_changes(const HeldValues& held) {
@@ -81,6 +67,19 @@ void StepRun::end_changes(HeldValues& held, bool went_through) {
   conclude();
   if (!attempt_.unreachable) settle_what_stays(held, went_through);
   under_way_.held = nullptr;
+}
+
+// What a run at a lit panel found, for the record; judged it was with the run.
+void StepRun::measure_panel(const Panel& panel) {
+  const auto note = [this](const std::string& name, const std::string& axis, double value, const char* unit) {
+    measure(name, axis, value, unit, std::nullopt, std::nullopt, std::nullopt, "");
+  };
+  for (size_t i = 0; i < panel.found.size(); ++i) {
+    note("panel light", panel.colour ? "c" + std::to_string(i + 1) : "light", panel.found[i],
+         panel.colour ? "counts" : "lux");
+  }
+  if (panel.plain_bright) note("plain light at full brightness", "light", *panel.plain_bright, "lux");
+  if (panel.plain_dim) note("plain light at a quarter of it", "light", *panel.plain_dim, "lux");
 }
 
 void StepRun::measure_run(const Calibration& c) {
@@ -104,6 +103,7 @@ void StepRun::measure_run(const Calibration& c) {
             c.run.restarts.empty() ? "the sensor delivers slowly: look at its driver and its rate"
                                    : restart_hint(c.run.restarts.back().cause));
   }
+  if (c.panel) measure_panel(*c.panel);
   if (c.kind == nullptr) return;
   const std::string unit = found_unit(*c.kind, c.golden);
   if (c.axes.empty() && attempt_.reasons.empty() && !session_.interrupted() && (limits.low || limits.high))
@@ -111,6 +111,11 @@ void StepRun::measure_run(const Calibration& c) {
   for (size_t i = 0; i < c.axes.size(); ++i) {
     const Axis& axis = c.axes[i];
     if (axis.name.empty()) continue;
+    const double rest = c.golden ? 0 : rest_noise(c.kind->unit);
+    if (rest > 0) {
+      measure("run noise", axis.name, axis.standard_deviation, c.kind->unit, std::nullopt, std::nullopt, rest,
+              noise_hint(c.kind->unit));
+    }
     measure(
         axis.scale && unit == "factor" ? "scale"
         : c.golden                     ? "golden"
@@ -163,10 +168,23 @@ void StepRun::look_again(const Subject& subject, std::optional<double> reference
   }
 }
 
+// The target is still where the step needs it. Without it the sensor is looked at where the step says so: a person is
+// not sent to and fro where a plan does it later.
+void StepRun::verify_thresholds() {
+  verify_near(true);
+  if (!step_.far || !attempt_.reasons.empty() || session_.interrupted()) return;
+  Fixture& fixture = session_.fixture();
+  const std::string target = fixture.world()["target"];
+  const std::string problem = fixture.set_world("target", "none");
+  if (!problem.empty()) return attempt_.fail("not verified: " + problem);
+  verify_near(false);
+  if (!fixture.asks_operator() && !target.empty()) fixture.set_world("target", target);
+}
+
 void StepRun::verify_calibration(const Calibration& c) {
   if (c.kind == nullptr || c.golden) return;
   if (c.kind->result == Result::proximity) {
-    if (step_.param == kThresholdStep) verify_near(true);  // the target is still where the step needs it
+    if (sets_thresholds(step_)) verify_thresholds();
     return;
   }
   Subject subject = *subject_of(step_.type);
@@ -202,12 +220,31 @@ void StepRun::settle_what_stays(HeldValues& held, bool went_through) {
     }
     // A step of which nothing can be read or written leaves its result behind once it went through.
     if (went_through && held.before().empty() && !held.irreversible().empty()) attempt_.kept = true;
-    for (const std::string& what : held.irreversible()) attempt_.notes.push_back("not undone: " + what);
+    if (!nothing_sent_)
+      for (const std::string& what : held.irreversible()) attempt_.notes.push_back("not undone: " + what);
   }
   attempt_.after = held.now(session_);
 }
 
+// Steps that only some chips have, which shows on the phone alone.
+std::string StepRun::chip_problem() {
+  constexpr int kFirst = 5;
+  constexpr int kLast = 7;
+  if (step_.channel || step_.param < kFirst || step_.param > kLast) return "";
+  const bool proximity = step_.type == sensor_type::proximity;
+  const int there = proximity ? session_.cal().test_is_ps_tof_sensor() : session_.cal().test_is_tof_sensor();
+  return there == 1 ? ""
+                    : std::string("this phone's ") + (proximity ? "proximity" : "distance") +
+                          " sensor is no time-of-flight part: it has no step " + std::to_string(step_.param);
+}
+
 void StepRun::run_calibrate(const std::function<void(const std::string&)>& warn) {
+  const std::string other_chip = chip_problem();
+  if (!other_chip.empty()) {
+    attempt_.refused = true;
+    attempt_.fail(other_chip + "; nothing was sent", "run the plan that is made for this phone");
+    return conclude();
+  }
   HeldValues held = step_.channel ? HeldValues(step_.type, channel_name(step_), 1)
                                   : HeldValues(step_.type, step_.param, !step_.golden.empty());
   attempt_.changes_hub = true;
@@ -217,6 +254,7 @@ void StepRun::run_calibrate(const std::function<void(const std::string&)>& warn)
   for (const std::string& what : held.irreversible()) warn("cannot be undone: " + what);
   CalibrationRequest request{step_.type, step_.param, std::nullopt};
   bool went_through = false;
+  bool unheard = false;
   if (!silent.empty()) {
     attempt_.unreachable = true;
     attempt_.fail(silent + "; nothing was changed", kLookAtServices);
@@ -224,21 +262,30 @@ void StepRun::run_calibrate(const std::function<void(const std::string&)>& warn)
     begin_changes(held);
     Calibration c = prepare(request);
     if (write_golden()) {
-      step_.channel ? run_channel(&c) : run_library(session_, &c);
+      if (step_.channel) {
+        c.kind = nullptr;
+        factory::run_channel(session_, *step_.channel, step_.target, step_.screen, &c);
+      } else {
+        run_library(session_, &c);
+      }
+      nothing_sent_ = c.panel && c.panel->refused;
       went_through = c.result == 0 && !(c.panel && c.panel->refused);
-      if (!session_.interrupted()) judge(session_, &c);
-      if (c.passed && !session_.interrupted()) verify_calibration(c);
+      if (!session_.interrupted()) judge_run(session_, &c);
+      if (c.reasons.empty() && !session_.interrupted()) verify_calibration(c);
     }
     if (under_way_.stops(session_)) switch_off(session_);  // a run that was woken leaves its sensor on
     attempt_.reasons.insert(attempt_.reasons.begin(), c.reasons.begin(), c.reasons.end());
-    attempt_.hints.insert(attempt_.hints.begin(), c.hints.begin(), c.hints.end());
-    attempt_.notes.insert(attempt_.notes.end(), c.notes.begin(), c.notes.end());
+    for (const std::string& hint : c.hints) {
+      if (std::count(attempt_.hints.begin(), attempt_.hints.end(), hint) == 0) attempt_.hints.push_back(hint);
+    }
     if (c.panel && c.panel->restored < 0)
       attempt_.fail("the panel's brightness could not be put back", "set the panel's brightness by hand");
     if (!c.run.values.empty()) attempt_.window = window_of(session_, c, attempt_.before);
     measure_run(c);
+    unheard = c.unheard;
   }
   end_changes(held, went_through);
+  attempt_.unreachable = attempt_.unreachable || unheard;  // said last: what was there is put back all the same
 }
 
 }  // namespace factory::plan

@@ -6,8 +6,6 @@
 #include <chrono>
 #include <cmath>
 
-#include "phone/fixture_needs.h"
-#include "phone/held_values.h"
 #include "phone/hub_watch.h"
 #include "run/panel.h"
 
@@ -52,22 +50,20 @@ void read_channel_scales(Session& session, Calibration* c) {
   for (int i = 0; i < c->kind->values; ++i) c->axes[static_cast<size_t>(i)].scale = static_cast<double>(scales[i]);
 }
 
-// What did not pass does not stay: the hub's old values are written back and read again.
-void put_back(Session& session, const HeldValues& held, Calibration* c) {
-  const HeldValues::PutBack back = held.put_back(session);
-  c->put_back = back.needed && back.done;
-  for (const std::string& problem : back.problems) c->notes.push_back("not put back: " + problem);
-  // A level of the panel cannot be read: what the hub took of it has changed.
-  const bool level_sent = c->panel && c->result == 0 && !c->panel->refused;
-  if (!back.needed && !level_sent) return;
-  for (const std::string& what : held.irreversible()) c->notes.push_back("cannot be put back: " + what);
+// A lamp run sees the panel's light too.
+void darken_for_lamp(Session& session, const Calibration& c) {
+  const bool lamp =
+      c.kind != nullptr && (c.kind->result == Result::lux_scale || c.kind->result == Result::channel_scale);
+  if (lamp) darken_panel(session);
 }
 
-// A lamp run sees the panel's light too.
-void darken_for_lamp(Session& session, Calibration* c) {
-  const bool lamp =
-      c->kind != nullptr && (c->kind->result == Result::lux_scale || c->kind->result == Result::channel_scale);
-  if (lamp && darken_panel(session)) c->fixture.emplace_back("panel dark");
+// Nothing counts where the hub did not answer since `hub` was made.
+void believe(HubWatch& hub, Calibration* c) {
+  const std::string problem = hub.problem();
+  if (problem.empty()) return;
+  c->unheard = true;
+  c->reasons.push_back(problem + ", so that the result does not count");
+  c->hints.emplace_back(kLookAtServices);
 }
 
 double ask_library(Session& session, const CalibrationRequest& request) {
@@ -76,21 +72,7 @@ double ask_library(Session& session, const CalibrationRequest& request) {
   return cal.sensor_setconfig(request.type, request.param, static_cast<float>(*request.reference_hpa));
 }
 
-// A barometer is calibrated against a reference: the one given, else the one that the fixture knows.
-void choose_reference(Session& session, Calibration* c) {
-  if (c->request.type != sensor_type::pressure || c->kind == nullptr || c->request.reference_hpa) return;
-  const std::string known = session.fixture().world()["pressure"];
-  if (known.empty()) throw AppError(kUsage, "Bar: give the pressure of the reference barometer with --reference HPA");
-  c->request.reference_hpa = std::strtod(known.c_str(), nullptr);
-  c->fixture.push_back("reference=" + known + " hPa");
-}
-
 }  // namespace
-
-std::optional<double> Axis::residual() const {
-  if (!fresh || !truth) return std::nullopt;
-  return *fresh - *truth;
-}
 
 void switch_off(Session& session) {
   if (session.cal().event_queue == nullptr) return;
@@ -108,15 +90,8 @@ Calibration prepare(const CalibrationRequest& request) {
   return c;
 }
 
-void believe(HubWatch& hub, Calibration* c) {
-  const std::string problem = hub.problem();
-  if (problem.empty()) return;
-  c->reasons.push_back(problem + ", so that the result does not count");
-  c->hints.emplace_back(kLookAtServices);
-}
-
 void run_library(Session& session, Calibration* c) {
-  darken_for_lamp(session, c);
+  darken_for_lamp(session, *c);
   HubWatch hub(session);
   session.log().start_run();
   const auto start = session.since_start();
@@ -131,33 +106,17 @@ void run_library(Session& session, Calibration* c) {
   if (c->kind->result == Result::channel_scale && !c->golden) read_channel_scales(session, c);
 }
 
-Calibration calibrate(Session& session, const CalibrationRequest& request) {
-  Calibration c = prepare(request);
-  const FixtureSetUp fixture = set_up_fixture(session, request.type, request.param);
-  c.fixture = fixture.set;
-  c.reasons = fixture.problems;
-  c.interrupted = session.interrupted();
-  if (c.interrupted || !c.reasons.empty()) return c;
-  choose_reference(session, &c);
-  HeldValues held(request.type, request.param, c.golden);
-  const std::string problem = held.note(session);
-  if (!problem.empty()) {
-    c.unreachable = true;
-    c.reasons.push_back(problem + "; nothing was changed");
-    c.hints.emplace_back(kLookAtServices);
-    return c;
-  }
-  run_library(session, &c);
-  if (c.interrupted) {
-    switch_off(session);
-  } else if (c.result == 0 && c.kind != nullptr) {
-    verify(session, &c);
-    c.interrupted = session.interrupted();  // the new values are in the hub by now, but not known to be good
-  }
-  judge(session, &c);
-  if (!c.passed) put_back(session, held, &c);
-  c.unreachable = !c.passed && !c.interrupted && !session.sensor_service_answers();
-  return c;
+void run_channel(Session& session, int channel, double target, bool screen, Calibration* c) {
+  HubWatch hub(session);
+  session.log().start_run();
+  const auto start = session.since_start();
+  const auto counts = static_cast<float>(target);
+  c->result = screen ? session.cal().cal_api->postScreenChannelData_api(c->request.type, channel, counts)
+                     : session.cal().sensor_calibrate(c->request.type, channel, counts);
+  c->seconds = (session.since_start() - start).count();
+  c->run = session.log().run();
+  c->interrupted = session.interrupted();
+  if (c->result == 0 && !c->interrupted) believe(hub, c);
 }
 
 }  // namespace factory

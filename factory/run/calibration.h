@@ -1,7 +1,5 @@
-// One calibration, from the request to a judged result.
+// The library's part of a calibration: what was asked of it, what it did, and why that cannot count where it cannot.
 #pragma once
-
-#include <json/json.h>
 
 #include <optional>
 #include <string>
@@ -22,17 +20,12 @@ struct CalibrationRequest {
   std::optional<double> reference_hpa;  // barometer only
 };
 
-// One value of a sample: what the run found and what fresh samples say.
+// One value of a sample, as the run found it.
 struct Axis {
   std::string name;
   double found = 0;               // mean of the run's samples
   double standard_deviation = 0;  // of the run's samples
   std::optional<double> scale;    // the new scale, where the run finds one
-  std::optional<double> fresh;    // mean of fresh samples afterwards
-  double fresh_deviation = 0;
-  std::optional<double> truth;
-  double limit = 0;                        // of the residual; 0: not judged
-  std::optional<double> residual() const;  // fresh minus truth
 };
 
 // A light or colour run at a lit panel.
@@ -51,36 +44,33 @@ struct Panel {
 
 struct Calibration {
   CalibrationRequest request;
-  const Kind* kind = nullptr;        // null: a hub command without a run of its own
-  bool golden = false;               // the means became the golden values
-  bool in_hub = false;               // the hub ran it by itself
-  std::vector<std::string> fixture;  // what the command set, "key=value"
-  double result = 0;                 // what the library returned
+  const Kind* kind = nullptr;  // null: a hub command without a run of its own
+  bool golden = false;         // the means became the golden values
+  bool in_hub = false;         // the hub ran it by itself
+  double result = 0;           // what the library returned
   RunLog run;
   int samples = 0;
   double seconds = 0;
   std::vector<Axis> axes;
-  int fresh_samples = 0;
   std::optional<Panel> panel;  // a run at a lit panel
   bool interrupted = false;
-  bool unreachable = false;  // a service is gone
-  bool put_back = false;     // the hub's old values were written back, since the new ones did not pass
+  bool unheard = false;  // the hub did not answer everything
 
-  bool passed = false;
-  std::vector<std::string> reasons;  // why it did not pass, for a person
+  std::vector<std::string> reasons;  // why it cannot count, for a person
   std::vector<std::string> hints;    // what to try
-  std::vector<std::string> notes;    // what to know about one that passed
 };
 
-// Sets the fixture, runs the library's calibration and judges it.
-Calibration calibrate(Session& session, const CalibrationRequest& request);
-
-// Parts of it. What kind of run it is, nothing set and nothing run yet.
+// What kind of run it is; nothing set and nothing run yet.
 Calibration prepare(const CalibrationRequest& request);
-// Fails it where the hub did not answer since `hub` was made.
-void believe(HubWatch& hub, Calibration* calibration);
 // The library's run and what its record then holds.
 void run_library(Session& session, Calibration* calibration);
+// One channel to a target: a command to the hub, which takes the sample itself.
+void run_channel(Session& session, int channel, double target, bool screen, Calibration* calibration);
+// Runs the library at a lit panel and puts the brightness back; then looks whether plain light still depends on it.
+double run_at_panel(Session& session, Calibration* calibration);
+// Fills reasons and hints: why the library failed, or why what it found cannot be right whatever fresh samples say.
+void judge_run(Session& session, Calibration* calibration);
+
 // Switches off every sensor that the library may have left on.
 void switch_off(Session& session);
 // The listed sensor whose fresh samples show whether the calibration is right; null without one.
@@ -88,12 +78,6 @@ const ::android::hardware::sensors::V1_0::SensorInfo* verified_sensor(Session& s
 // Whether the proximity sensor says near; nothing when it does not answer. Where it does not say what is wanted at once
 // it gets a moment to change: a target at its very threshold is found by one of the next samples.
 std::optional<bool> reports_near(Session& session, bool wanted);
-// Fresh samples of the sensor, against the truth or, for channels, the golden values.
-void verify(Session& session, Calibration* calibration);
-// Runs the library at a lit panel and puts the brightness back; then looks whether plain light still depends on it.
-double run_at_panel(Session& session, Calibration* calibration);
-// Fills reasons, hints, notes and `passed`.
-void judge(Session& session, Calibration* calibration);
 
 // What to try where the sample window started anew.
 const char* restart_hint(Restart::Cause cause);
@@ -101,8 +85,5 @@ const char* restart_hint(Restart::Cause cause);
 const char* sampling_hint(const std::string& problem);
 // What to try where fresh samples are not what they should be, by their unit.
 const char* residual_hint(const std::string& unit);
-
-Json::Value to_json(const Calibration& calibration);
-std::string to_text(const Calibration& calibration);
 
 }  // namespace factory

@@ -47,6 +47,7 @@ struct Step {
   std::optional<int> channel;  // calibrate: one channel, to a target
   double target = 0;
   bool screen = false;  // calibrate: the screen's channel
+  bool far = false;     // calibrate, proximity thresholds: looked at without the target, too
   int samples = 0;      // verify
   int settle = 3;
   std::optional<double> period_s;
@@ -62,6 +63,9 @@ struct Step {
   std::string probe;
   int answer = 1;
 };
+
+// Whether it is the step that finds the proximity sensor's near and far thresholds.
+bool sets_thresholds(const Step& step);
 
 // A group, or a step that stands alone.
 struct Block {

@@ -1,4 +1,6 @@
 // From the text of a plan to its blocks: the outline. What each kind of step takes is in plan_steps.cpp.
+#include <SensorType.h>
+
 #include <errno.h>
 #include <string.h>
 
@@ -78,6 +80,11 @@ Block read_single(PlanJson& json, const Json::Value& value, const std::string& w
 const char* kind_name(StepKind kind) {
   constexpr const char* kNames[] = {"fixture", "calibrate", "verify", "check", "probe", "write"};
   return kNames[static_cast<int>(kind)];
+}
+
+bool sets_thresholds(const Step& step) {
+  constexpr int kThresholds = 2;
+  return step.kind == StepKind::calibrate && step.type == sensor_type::proximity && step.param == kThresholds;
 }
 
 int Plan::step_count() const {

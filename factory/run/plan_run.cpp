@@ -121,6 +121,11 @@ bool PlanRun::unreachable() const {
                      [](const StepResult& step) { return !step.attempts.empty() && step.attempts.back().unreachable; });
 }
 
+bool PlanRun::refused() const {
+  return std::any_of(steps_.begin(), steps_.end(),
+                     [](const StepResult& step) { return !step.attempts.empty() && step.attempts.back().refused; });
+}
+
 Json::Value PlanRun::record() { return make_record(session_, plan_, info_, steps_, verdict()); }
 
 Json::Value PlanRun::abort() {

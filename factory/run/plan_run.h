@@ -26,6 +26,7 @@ class PlanRun {
   Outcome verdict();
   const std::vector<StepResult>& steps() const { return steps_; }  // once run() is over
   bool unreachable() const;
+  bool refused() const;  // the phone has no such step as was asked for
   Json::Value record();
 
   // For the watcher of interruptions, on its thread: puts back what the calibration under way may have changed, and

@@ -17,7 +17,6 @@ constexpr int kMostAttempts = 20;
 constexpr int kMostSamples = 100000;
 constexpr int kMostElements = 15;
 constexpr double kLongestRun = 3600;
-constexpr int kHighLux = 12;
 
 using Keys = std::set<std::string>;
 
@@ -143,20 +142,18 @@ void read_channel(PlanJson& json, const Json::Value& value, const std::string& w
   if (!value.isMember("target"))
     json.problem(value["channel"], where + ".target", "a channel needs a target in counts");
   if (!value.isMember("name")) step->name += " channel " + std::to_string(*step->channel);
-  const bool light = step->type == sensor_type::light || step->type == sensor_type::lux_b;
-  if (step->screen ? !can_calibrate(step->type, kHighLux) : !light) {
-    json.problem(value["calibrate"], where + ".calibrate",
-                 "only Lux and Lux_B have channels, lights one of the screen");
-  }
-  for (const char* key : {"param", "reference", "golden"}) {
+  const std::string problem = channel_problem(step->type, step->screen);
+  if (!problem.empty()) json.problem(value["calibrate"], where + ".calibrate", problem);
+  for (const char* key : {"param", "reference", "golden", "far"}) {
     if (value.isMember(key)) json.problem(value[key], where + "." + key, "does not go with a channel");
   }
   step->limits = read_limits(json, value, where, {});
 }
 
 void read_calibrate(PlanJson& json, const Json::Value& value, const std::string& where, Step* step) {
-  json.only_keys(value, where,
-                 with_common({"calibrate", "param", "reference", "golden", "channel", "target", "screen", "limits"}));
+  json.only_keys(
+      value, where,
+      with_common({"calibrate", "param", "reference", "golden", "channel", "target", "screen", "far", "limits"}));
   step->param = json.whole(value, where, "param", -1, 1000, 0);
   const std::optional<int> type = read_tag(json, value, where, "calibrate");
   if (!type) return;
@@ -167,10 +164,11 @@ void read_calibrate(PlanJson& json, const Json::Value& value, const std::string&
     if (value.isMember(key)) json.problem(value[key], where + "." + key, "goes with a channel only");
   }
   if (!value.isMember("name") && step->param != 0) step->name += " (" + std::to_string(step->param) + ")";
-  if (!can_calibrate(step->type, step->param)) {
-    json.problem(value["calibrate"], where + ".calibrate",
-                 "the library has no step " + std::to_string(step->param) + " for " + value["calibrate"].asString());
-    return;
+  const std::string unknown = step_problem(step->type, step->param);
+  if (!unknown.empty()) return json.problem(value["calibrate"], where + ".calibrate", unknown);
+  step->far = json.truth(value, where, "far", false);
+  if (step->far && !sets_thresholds(*step)) {
+    json.problem(value["far"], where + ".far", "only the proximity thresholds, step 2 of Prx, are looked at from afar");
   }
   if (value.isMember("reference") && step->type != sensor_type::pressure) {
     json.problem(value["reference"], where + ".reference", "only the barometer has a reference");

@@ -7,6 +7,7 @@
 #include "files/json_text.h"
 #include "phone/hub_watch.h"
 #include "phone/verdict.h"
+#include "sensors/expected.h"
 #include "sensors/stored_values.h"
 
 namespace factory::plan {
@@ -15,12 +16,6 @@ namespace {
 constexpr int kVerifySamples = 50;
 constexpr double kSpareSeconds = 5;
 
-// What helps against a scatter, by the unit of what scatters.
-const char* noise_hint(const std::string& unit) {
-  if (unit == "lux" || unit == "counts") return "the lamp flickers or something moves before the sensor: look at both";
-  return "the phone moves: set it down still, away from what shakes it, and repeat";
-}
-
 std::vector<double> read_golden(Session& session, int type, size_t values) {
   std::vector<float> golden(values);
   if (session.cal().cal_api->getLuxChannelRawGolden_api(type, golden.data(), static_cast<int>(values)) < 0) return {};
@@ -28,6 +23,11 @@ std::vector<double> read_golden(Session& session, int type, size_t values) {
 }
 
 }  // namespace
+
+const char* noise_hint(const std::string& unit) {
+  if (unit == "lux" || unit == "counts") return "the lamp flickers or something moves before the sensor: look at both";
+  return "the phone moves: set it down still, away from what shakes it, and repeat";
+}
 
 void Attempt::fail(const std::string& reason, const std::string& hint) {
   reasons.push_back(reason);
@@ -92,8 +92,21 @@ void StepRun::measure(const std::string& name, const std::string& axis, double v
 }
 
 void StepRun::run_fixture() {
-  const Fixture::Arranged arranged = session_.fixture().arrange(step_.world);
-  for (const std::string& problem : arranged.problems) attempt_.fail(problem);
+  const std::map<std::string, std::string> before = session_.fixture().world();
+  Fixture::Settings wanted = step_.world;
+  // Nobody is asked for what is so already; a second attempt is to set it up again.
+  if (attempt_.number == 1) {
+    std::erase_if(wanted, [&](const auto& setting) {
+      const auto found = before.find(setting.first);
+      return found != before.end() && found->second == setting.second;
+    });
+  }
+  if (wanted.empty()) return;
+  const Fixture::Arranged arranged = session_.fixture().arrange(wanted);
+  for (const std::string& problem : arranged.problems) {
+    attempt_.fail(problem);
+    attempt_.unreachable = true;  // nothing is known of the phone
+  }
   attempt_.notes.insert(attempt_.notes.end(), arranged.notes.begin(), arranged.notes.end());
 }
 
@@ -116,17 +129,14 @@ FreshSamples StepRun::take_fresh(const Subject& subject, int count) {
   return take_samples(session_.cal().sensor_manager, request, session_.interrupted());
 }
 
-// What the sensor should report: what the plan says, the reference, the golden values, else what the fixture knows or a
-// phone at rest on the factory's fixture has.
+// What the sensor should report: what the plan says, the reference, the golden values, else what the fixture is set to.
 std::vector<double> StepRun::expected_of(const Subject& subject, std::optional<double> reference_hpa) {
   if (!step_.expected.empty()) return step_.expected;
   if (reference_hpa) return {*reference_hpa};
   const Kind* kind = find_kind(step_.type, 0);
   if (kind != nullptr && kind->result == Result::channel_scale)
     return read_golden(session_, step_.type, subject.axes.size());
-  const std::vector<float> truth = session_.fixture().truth(subject.type);
-  if (!truth.empty()) return {truth.begin(), truth.end()};
-  return nominal(step_.type);
+  return expected_at(session_.fixture().world(), step_.type);
 }
 
 std::optional<double> StepRun::residual_limit(size_t axis, double expected) const {

@@ -25,6 +25,9 @@ struct UnderWay {
 inline constexpr char kFileHint[] =
     "look whether the partition is mounted, may be written and has room, then calibrate this sensor again";
 
+// What helps against a scatter, by the unit of what scatters.
+const char* noise_hint(const std::string& unit);
+
 class StepRun {
  public:
   StepRun(Session& session, UnderWay& under_way, const Step& step, Attempt* attempt)
@@ -43,12 +46,14 @@ class StepRun {
   void run_write(const std::function<void(const std::string&)>& warn);
 
   // Parts of a calibration.
+  std::string chip_problem();
   bool write_golden();
-  void run_channel(Calibration* calibration);
   bool choose_reference(CalibrationRequest* request);
   void measure_run(const Calibration& calibration);
+  void measure_panel(const Panel& panel);
   void verify_calibration(const Calibration& calibration);
   void verify_near(bool near);
+  void verify_thresholds();
   void begin_changes(const HeldValues& held);  // from here on the watcher would put back
   void end_changes(HeldValues& held, bool went_through);
   void settle_what_stays(HeldValues& held, bool went_through);
@@ -70,6 +75,7 @@ class StepRun {
   UnderWay& under_way_;
   const Step& step_;
   Attempt& attempt_;
+  bool nothing_sent_ = false;  // to the hub, by a run that is over
 };
 
 }  // namespace factory::plan

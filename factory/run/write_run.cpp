@@ -40,6 +40,7 @@ void StepRun::run_write(const std::function<void(const std::string&)>& warn) {
     attempt_.fail(lost + ", so that the write does not count", kLookAtServices);
   under_way_.stops(session_);
   end_changes(held, result == 0);
+  attempt_.unreachable = attempt_.unreachable || !lost.empty();
 }
 
 }  // namespace factory::plan

@@ -90,19 +90,46 @@ bool can_calibrate(int type, int param) {
                      [&](const StepRow& row) { return param >= row.first && param <= row.last && is(row.of, type); });
 }
 
+std::string step_problem(int type, int param) {
+  if (can_calibrate(type, param)) return "";
+  constexpr int kLeast = -1;
+  constexpr int kMost = 21;
+  std::string there;
+  for (int step = kLeast; step <= kMost; ++step) {
+    if (can_calibrate(type, step)) there += (there.empty() ? "" : ", ") + std::to_string(step);
+  }
+  return "the library has no step " + std::to_string(param) + " for " + tag_of(type) + "; it has " + there;
+}
+
+std::string channel_problem(int type, bool screen) {
+  constexpr int kHighLux = 12;
+  const bool there = screen ? can_calibrate(type, kHighLux) : type == light || type == lux_b;
+  return there ? "" : tag_of(type) + " has no such channel: only Lux and Lux_B have channels, lights one of the screen";
+}
+
 std::string found_unit(const Kind& kind, bool golden) {
   return golden || kind.result == Result::offset || kind.result == Result::proximity ? kind.unit : "factor";
 }
 
-double usual_noise(const std::string& unit) {
-  constexpr struct {
-    const char* unit;
-    double noise;
-  } kRows[] = {{"m/s^2", 0.05}, {"rad/s", 0.005}, {"hPa", 0.12}};
-  for (const auto& row : kRows) {
-    if (unit == row.unit) return row.noise;
+namespace {
+
+struct NoiseRow {
+  const char* unit;
+  double fresh;
+  double run;
+};
+constexpr NoiseRow kNoise[] = {{"m/s^2", 0.05, 0.2}, {"rad/s", 0.005, 0.02}, {"hPa", 0.12, 0.2}};
+
+double noise_of(const std::string& unit, double NoiseRow::*which) {
+  for (const NoiseRow& row : kNoise) {
+    if (unit == row.unit) return row.*which;
   }
   return 0;
 }
+
+}  // namespace
+
+double usual_noise(const std::string& unit) { return noise_of(unit, &NoiseRow::fresh); }
+double rest_noise(const std::string& unit) { return noise_of(unit, &NoiseRow::run); }
 
 }  // namespace factory::plan

@@ -2,31 +2,31 @@
 # `calibrate` makes fresh samples right, and a second process sees what the first one stored.
 source "$(dirname "$0")/lib.sh"
 
+# Python: the values of a calibration by the name of the measurement.
+values='(lambda step, name: [m["value"] for m in step["attempts"][-1]["measurements"] if m["name"] == name])'
+steps='[s for s in d["steps"] if s["kind"] == "calibrate"]'
+
 run 0 calibrate Acc Acc2 Gyr Gyr2 --speed max --seed 3
-has out '^Acc  passed  50 samples of 53 events, no restart, [0-9.]+ s$' '^Gyr2  passed ' 'm/s\^2$' 'rad/s$'
+has out '^\[2/6\] passed  calibrate Acc  [0-9.]+ s$' 'passed  calibrate Gyr2 ' 'residual \[m/s\^2\]' 'offset \[rad/s\]'
 [ ! -s err ] || fail "something on stderr"
 
 run 0 calibrate Acc Acc2 Gyr Gyr2 --speed max --json
 cp out first
-json first 'd["schema"] == "sensorcal.calibrate/1"' 'd["passed"] is True' 'd["phone"]["seed"] == "3"' 'd["remarks"] == []' \
-  '[r["tag"] for r in d["results"]] == ["Acc", "Acc2", "Gyr", "Gyr2"]' \
-  'all(r["passed"] and r["result"] == 0 and r["samples"] == 50 and r["events"] == 53 for r in d["results"])' \
-  'all(r["restarts"] == {"bias": 0, "variance": 0, "zero_variance": 0} for r in d["results"])' \
-  'all(r["unit"] == {"A": "m/s^2", "G": "rad/s"}[r["tag"][0]] for r in d["results"])' \
-  'all([a["axis"] for a in r["axes"]] == ["x", "y", "z"] for r in d["results"])' \
-  'all(abs(a["fresh_mean"] - a["truth"] - a["residual"]) < 1e-6 for r in d["results"] for a in r["axes"])' \
-  'all(abs(a["residual"]) < {"A": 0.02, "G": 0.00035}[r["tag"][0]] for r in d["results"] for a in r["axes"])' \
-  'all(0 < a["standard_deviation"] < 0.02 and 0 < a["fresh_standard_deviation"] < 0.02
-       for r in d["results"] for a in r["axes"])' \
-  'max(abs(a["mean"]) for a in d["results"][0]["axes"]) > 0.05'
+json first 'd["verdict"] == "passed"' 'd["phone"]["seed"] == "3"' 'd["remarks"] == []' \
+  "[s['tag'] for s in $steps] == ['Acc', 'Acc2', 'Gyr', 'Gyr2']" \
+  "all(len(s['attempts'][0]['window']['samples']) == 53 for s in $steps)" \
+  "all(s['attempts'][0]['restarts'] == {'bias': 0, 'variance': 0, 'zero_variance': 0} for s in $steps)" \
+  "all(s['attempts'][0]['window']['axes'] == ['x', 'y', 'z'] for s in $steps)" \
+  "all(abs(v) < {'A': 0.02, 'G': 0.00035}[s['tag'][0]] for s in $steps for v in $values(s, 'residual'))" \
+  "all(0 < v < 0.02 for s in $steps for v in $values(s, 'noise'))" \
+  "max(abs(v) for v in $values($steps[0], 'offset')) > 0.05"
 
+first_steps='[s for s in json.load(open("first"))["steps"] if s["kind"] == "calibrate"]'
 run 0 get Acc offset --json
-json out '[round(v, 6) for v in d[0]["values"]] ==
-          [round(a["mean"], 6) for a in json.load(open("first"))["results"][0]["axes"]]'
+json out "[round(v, 6) for v in d[0]['values']] == [round(v, 6) for v in $values($first_steps[0], 'offset')]"
 run 0 hub state --json
 json out 'd["Acc"]["offset"]["set"] and d["Acc"]["offset"]["unit"] == "m/s^2" and not d["Bar"]["offset"]["set"]' \
-  '[round(v, 7) for v in d["Gyr2"]["offset"]["value"]] ==
-   [round(a["mean"], 7) for a in json.load(open("first"))["results"][3]["axes"]]'
+  "[round(v, 7) for v in d['Gyr2']['offset']['value']] == [round(v, 7) for v in $values($first_steps[3], 'offset')]"
 run 0 hub state
 has out '^Acc +offset .* m/s\^2 +set$' '^Bar +offset +0 +hPa +default$'
 
@@ -37,3 +37,27 @@ json out 'd[0]["values"] != [0, 0, 0]'
 run 0 factory-reset
 run 0 get Acc offset --json
 json out 'd[0]["values"] == [0, 0, 0]'
+
+# A step that the library does not have: by the sensor nothing is opened, by the chip nothing is sent.
+rm -rf phone
+while IFS='|' read -r arguments names; do
+  # shellcheck disable=SC2086
+  run 2 $arguments
+  has err "$names"
+  [ ! -e phone ] || fail "$arguments made a phone"
+done <<'ROWS'
+calibrate Acc --param 5|the library has no step 5 for Acc; it has 0, 4$
+calibrate Gyr --param 12|no step 12 for Gyr; it has 0, 4$
+calibrate Prx --param 99|no step 99 for Prx; it has 0, 2, 4, 5, 6, 7, 19$
+calibrate Acc Prx --param 19|no step 19 for Acc
+tof 5 --sensor Acc|no step 5 for Acc
+tof 7|no step 7 for Tof; it has 4, 5, 6$
+channel Acc 0 200|Acc has no such channel: only Lux and Lux_B have channels
+ROWS
+run 2 calibrate Prx --param 6 --speed max --hub-log sent.jsonl
+has out "why: this phone's proximity sensor is no time-of-flight part: it has no step 6; nothing was sent"
+! grep -q '"msg_type": *1[234]' sent.jsonl || fail 'a step was sent all the same'
+
+# What a plan refuses, a single request does too.
+run 1 calibrate Acc --speed max --world vibration=0.06
+has out 'why: x: noise 0\.[0-9]+ .* is above the limit of 0\.05 m/s\^2' "the hub's old values were put back"

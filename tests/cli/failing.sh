@@ -3,10 +3,10 @@
 source "$(dirname "$0")/lib.sh"
 
 run 1 calibrate Acc Gyr --speed max --json --fault enable-refused:Acc
-json out 'd["passed"] is False' '[r["passed"] for r in d["results"]] == [False, True]' \
-  'd["results"][0]["result"] == -1 and "enabled" in d["results"][0]["reasons"][0] and d["results"][0]["axes"] == []'
+json out 'd["verdict"] == "failed"' '[s["verdict"] for s in d["steps"]] == ["passed", "failed", "passed"]' \
+  '"enabled" in d["steps"][1]["attempts"][0]["reasons"][0] and d["steps"][1]["attempts"][0]["measurements"] == []'
 run 1 calibrate Acc --fault queue-refused
-has out '^Acc  FAILED' '  why: the sensor service gave no event queue$'
+has out 'FAILED  calibrate Acc ' '  why: the sensor service gave no event queue$'
 
 # Real time-outs, side by side: a phone held tilted while walking, and a sensor that says nothing.
 tilted() { "$sensorcal" calibrate Acc --phone a --speed max --replay "Acc=$recordings/walk_tilted_accelerometer.csv,$1"; }
@@ -15,6 +15,6 @@ silent() { "$sensorcal" calibrate Acc --phone b --fault silent:Acc; }
 (code=0; silent >silent 2>&1 || code=$?; echo "exit code $code" >>silent) &
 wait
 called='calibrate Acc'
-has tilted '^Acc  FAILED  1000 events, 19 restarts: 19 for bias' '  try: ' '^exit code 1$' \
+has tilted 'FAILED  calibrate Acc ' 'restarts: 0 for variance, 19 for bias' '  try: ' '^exit code 1$' \
   '  why: .*last y: mean 6\.[0-9]+ m/s\^2 is above the limit of 2 m/s\^2$'
-has silent '^Acc  FAILED, no restart, 5\.[0-9]+ s$' '  why: ' '  try: ' '^exit code 1$'
+has silent 'FAILED  calibrate Acc  5\.[0-9]+ s$' '  why: ' '  try: ' '^exit code 1$'

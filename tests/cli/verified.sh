@@ -10,13 +10,13 @@ no_offset() {
 }
 
 run 1 calibrate Acc --speed max --fault wrong-handle:Acc
-has out '^Acc  FAILED' 'why: not verified: only 0 of 50 fresh samples came, and events of other sensors' \
-  'try: the sensor service mixes its sensors up' "the hub's old values were written back"
+has out 'FAILED  calibrate Acc ' 'why: not verified: only 0 of 50 fresh samples came, and events of other sensors' \
+  'try: the sensor service mixes its sensors up' "the hub's old values were put back"
 no_offset
 
 run 3 calibrate Acc Gyr --speed max --json --fault hub-vanish:2
-json out 'd["results"][0]["passed"] is False' 'any("nothing was changed" in r for r in d["results"][0]["reasons"])' \
-  'len(d["results"]) == 2'
+json out 'd["steps"][1]["verdict"] == "failed"' \
+  'any("nothing was changed" in r for r in d["steps"][1]["attempts"][0]["reasons"])' 'len(d["steps"]) == 3'
 no_offset
 
 # The sensor service goes in mid-run: the hub is still there, and gets its old values back.

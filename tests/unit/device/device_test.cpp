@@ -14,13 +14,12 @@
 #include "folder.h"
 #include "phone/core/phone.h"
 #include "phone/fixture_settings.h"
-#include "run/calibration.h"
 #include "run/plan_run.h"
+#include "run/request.h"
 
 namespace {
 
 using factory::AppError;
-using factory::Calibration;
 using factory::Options;
 using factory::Session;
 using ::testing::Contains;
@@ -105,15 +104,13 @@ TEST_F(DeviceTest, TellsWhatAPhoneTellsAndNothingElse) {
   EXPECT_EQ("/", session.fixture().device_root());
   EXPECT_THAT(session.fixture().facts(), Contains(std::make_pair("serial", "A1234")));
   EXPECT_THAT(session.fixture().world(), ElementsAre(std::make_pair("up", "flat")));
-  EXPECT_THAT(session.fixture().truth(1), IsEmpty());
   EXPECT_TRUE(session.fixture().hub_state().isNull());
   EXPECT_THROW(session.fixture().reboot(), AppError);
   EXPECT_THROW(session.fixture().factory_reset(), AppError);
   EXPECT_EQ(1U, host::rpc_threads()) << "no event would arrive";
 
-  const Calibration done = factory::calibrate(session, {1, 0, std::nullopt});
-  EXPECT_TRUE(done.passed);
-  EXPECT_THAT(done.fixture, IsEmpty()) << "the command line said so";
+  EXPECT_EQ(1, factory::plan::plan_of("calibrate", {{1, 0, {}, {}, 0, false}}, options.world).step_count())
+      << "flat, it was said";
 }
 
 TEST_F(DeviceTest, RunsAPlanOnTheOperatorsWord) {
@@ -138,10 +135,6 @@ TEST_F(DeviceTest, AsksNobodyWithoutATerminal) {
     const Json::Value record = run(kPlan);
     EXPECT_EQ("failed", record["verdict"].asString());
     EXPECT_THAT(record["steps"][0]["attempts"][0]["reasons"][0].asString(), HasSubstr("no terminal"));
-    Session session(Options{});
-    const Calibration done = factory::calibrate(session, {1, 0, std::nullopt});
-    EXPECT_FALSE(done.passed);
-    EXPECT_THAT(done.reasons, ElementsAre(HasSubstr("no terminal to ask an operator on: Lay the phone flat")));
     end_child();
   };
   EXPECT_EXIT(body(), ::testing::ExitedWithCode(0), "");

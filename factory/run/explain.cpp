@@ -1,5 +1,4 @@
-// Fresh samples after a calibration, held against the truth; and the verdict.
-#include <algorithm>
+// Why what the library did cannot count, and what a person can try.
 #include <cmath>
 
 #include "phone/sampler.h"
@@ -10,18 +9,6 @@ namespace factory {
 namespace {
 
 using ::android::hardware::sensors::V1_0::SensorInfo;
-
-constexpr int kFreshSkip = 3;
-constexpr int kFreshMotion = 50;
-constexpr int kFreshOthers = 10;
-constexpr int kThresholdStep = 2;
-
-// A run whose samples scatter more than this was not at rest, though the library's own limits let it pass.
-struct RestLimit {
-  const char* unit;
-  double deviation;
-};
-constexpr RestLimit kRestLimits[] = {{"m/s^2", 0.2}, {"rad/s", 0.02}, {"hPa", 0.2}};
 
 std::string axis_name(const Kind* kind, int axis) {
   return kind != nullptr && axis >= 0 && axis < kind->values ? kind->axes[axis] : "axis " + std::to_string(axis);
@@ -49,6 +36,7 @@ std::string describe(const Restart& restart, const Kind* kind) {
 constexpr char kServiceHint[] =
     "the sensor service refuses, or is gone: look at its log, restart it or reboot the phone, then repeat";
 
+// Where a line of the library says what is wrong, what a person can do about it.
 struct LineHint {
   const char* part;
   const char* hint;
@@ -125,89 +113,10 @@ void explain(Session& session, Calibration* c) {
   }
 }
 
-FreshSamples fresh_samples(Session& session, const Kind& kind, const SensorInfo& sensor) {
-  SampleRequest request;
-  request.handle = sensor.sensorHandle;
-  request.type = static_cast<int>(sensor.type);
-  request.values = kind.values;
-  request.first_word = kind.first_word;
-  request.period_ms = kind.period_ms;
-  request.skip = kFreshSkip;
-  request.count = kind.result == Result::offset ? kFreshMotion : kFreshOthers;
-  return take_samples(session.cal().sensor_manager, request, session.interrupted());
-}
-
-// What the sensor should report: channels their golden values, the barometer its reference, every other the truth, or
-// what a phone shows on a fixture that an operator has set up.
-std::vector<float> expected(Session& session, const Calibration& c, int sensor_type) {
-  if (c.request.reference_hpa) return {static_cast<float>(*c.request.reference_hpa)};
-  if (c.kind->result != Result::channel_scale) {
-    const std::vector<float> truth = session.fixture().truth(sensor_type);
-    if (!truth.empty() || !session.fixture().asks_operator()) return truth;
-    const std::vector<double> values = nominal(c.request.type);
-    return {values.begin(), values.end()};
-  }
-  std::vector<float> golden(static_cast<size_t>(c.kind->values));
-  if (session.cal().cal_api->getLuxChannelRawGolden_api(c.request.type, golden.data(), c.kind->values) < 0)
-    golden.clear();
-  return golden;
-}
-
-void verify_proximity(Session& session, Calibration* c) {
-  if (c->request.param != kThresholdStep) return;
-  const SensorInfo* sensor = session.sensor(sensor_type::proximity);
-  const std::string target = session.fixture().world()["target"];
-  if (sensor == nullptr || target.empty()) return;
-  const std::pair<const char*, bool> kStates[] = {{"3", true}, {"none", false}};
-  std::string set = target;
-  for (const auto& [distance, near] : kStates) {
-    // An operator is not asked for what is so already.
-    const std::string problem = set == distance ? "" : session.fixture().set_world("target", distance);
-    if (!problem.empty()) {
-      c->reasons.push_back("not verified: " + problem);
-      return;
-    }
-    set = distance;
-    const std::optional<bool> seen = reports_near(session, near);
-    const std::string where = near ? "with the target at 3 cm" : "without a target";
-    if (!seen) {
-      c->reasons.push_back("not verified: the proximity sensor did not report " + where);
-      c->hints.emplace_back(sampling_hint(""));
-    } else if (*seen != near) {
-      c->reasons.push_back("the proximity sensor says " + std::string(*seen ? "near " : "far ") + where);
-      c->hints.emplace_back("the thresholds do not fit: repeat step 0 without a target, then step 2 with it at 3 cm");
-    }
-  }
-  if (!session.fixture().asks_operator()) session.fixture().set_world("target", target);
-}
-
-void judge_axis(const Kind& kind, const Axis& axis, int fresh_count, Calibration* c) {
-  if (!std::isfinite(axis.found) || (axis.scale && !std::isfinite(*axis.scale))) {
-    c->reasons.push_back(axis.name + ": the value found is not a number");
-    c->hints.emplace_back("the sensor delivers values that are no numbers");
-    return;
-  }
-  const std::optional<double> residual = axis.residual();
-  // Written so that not-a-number never passes.
-  if (residual && axis.limit > 0 && !(std::fabs(*residual) <= axis.limit)) {
-    const double error = axis.fresh_deviation / std::sqrt(std::max(1, fresh_count));
-    c->reasons.push_back(axis.name + ": fresh samples are off by " + plain(*residual) + " +/- " + plain(error) + " " +
-                         kind.unit + ", limit " + plain(axis.limit) + " " + kind.unit);
-    c->hints.emplace_back(residual_hint(kind.unit));
-  }
-}
-
-void judge_rest(const Kind& kind, Calibration* c) {
-  for (const Axis& axis : c->axes) {
-    for (const RestLimit& limit : kRestLimits) {
-      if (std::string(kind.unit) == limit.unit && axis.standard_deviation > limit.deviation) {
-        c->reasons.push_back(axis.name + ": the samples scatter by " + plain(axis.standard_deviation) + " " +
-                             kind.unit + ", far more than a sensor at rest (" + plain(limit.deviation) + " " +
-                             kind.unit + ")");
-        c->hints.emplace_back(residual_hint(kind.unit));
-      }
-    }
-  }
+void judge_axis(const Axis& axis, Calibration* c) {
+  if (std::isfinite(axis.found) && (!axis.scale || std::isfinite(*axis.scale))) return;
+  c->reasons.push_back(axis.name + ": the value found is not a number");
+  c->hints.emplace_back("the sensor delivers values that are no numbers");
 }
 
 // The library goes on where a file could not be written: whether it holds what was found shows in the file alone.
@@ -243,8 +152,6 @@ const char* restart_hint(Restart::Cause cause) {
   return "";
 }
 
-// Where a line of the library says what is wrong, what a person can do about it.
-
 const char* sampling_hint(const std::string& problem) {
   if (problem.find("other sensors") != std::string::npos)
     return "the sensor service mixes its sensors up: restart it or reboot the phone, then repeat";
@@ -257,8 +164,7 @@ const char* residual_hint(const std::string& unit) {
     return "lamp or target are not where they were, or not as bright: look at both";
   if (unit == "hPa") return "compare the reference barometer, and wait until the pressure has settled";
   return "the phone was moved or does not lie flat and still, or the hub does not apply what it stores: set it up "
-         "again "
-         "and repeat";
+         "again and repeat";
 }
 
 // The one asked for, or the one that its record is bound to.
@@ -290,51 +196,14 @@ std::optional<bool> reports_near(Session& session, bool wanted) {
   return near;
 }
 
-void verify(Session& session, Calibration* c) {
-  const Kind& kind = *c->kind;
-  if (kind.result == Result::proximity) return verify_proximity(session, c);
-  const SensorInfo* sensor = verified_sensor(session, kind);
-  if (c->golden) return;
-  judge_rest(kind, c);
-  if (sensor == nullptr) {
-    c->reasons.emplace_back("not verified: the phone lists no sensor that shows the result");
-    c->hints.emplace_back("look at `sensorcal sensors`");
-    return;
-  }
-  const FreshSamples fresh = fresh_samples(session, kind, *sensor);
-  if (session.interrupted()) return;
-  if (!fresh.problem.empty()) {
-    c->reasons.push_back("not verified: " + fresh.problem);
-    c->hints.emplace_back(sampling_hint(fresh.problem));
-    return;
-  }
-  c->fresh_samples = fresh.taken;
-  const std::vector<float> truth = expected(session, *c, static_cast<int>(sensor->type));
-  for (size_t i = 0; i < c->axes.size() && i < fresh.values.size(); ++i) {
-    Axis& axis = c->axes[i];
-    axis.fresh = fresh.values[i].mean();
-    axis.fresh_deviation = fresh.values[i].standard_deviation();
-    if (i < truth.size()) axis.truth = static_cast<double>(truth[i]) + 0.0;  // no -0
-    axis.limit = kind.limit_is_relative ? kind.residual_limit * std::fabs(axis.truth.value_or(0)) : kind.residual_limit;
-  }
-  if (truth.empty() && kind.result == Result::channel_scale) {
-    c->reasons.emplace_back("not verified: the hub's golden values cannot be read");
-  } else if (truth.empty()) {
-    c->notes.emplace_back("no residual: the truth is not known under a recording or on a station");
-  }
-}
-
-void judge(Session& session, Calibration* c) {
+void judge_run(Session& session, Calibration* c) {
   const bool unfinished = c->panel && !c->panel->refused && !c->panel->finished;
   if (c->result != 0 || c->interrupted || unfinished) {
     explain(session, c);
   } else if (c->kind != nullptr) {
-    for (const Axis& axis : c->axes) judge_axis(*c->kind, axis, c->fresh_samples, c);
+    for (const Axis& axis : c->axes) judge_axis(axis, c);
     if (c->kind->result == Result::proximity) judge_crosstalk_files(session, c);
   }
-  std::sort(c->hints.begin(), c->hints.end());
-  c->hints.erase(std::unique(c->hints.begin(), c->hints.end()), c->hints.end());
-  c->passed = c->reasons.empty();
 }
 
 }  // namespace factory
