@@ -1,5 +1,17 @@
 /// @file
 /// Factory calibration of a phone's sensors: the object that the factory test application creates once.
+/// A client in short; examples/factory_app/factory_app.cpp is a whole one, which also says why something failed:
+/// @code
+/// ::android::hardware::configureRpcThreadpool(1, false);  // events come on its threads
+/// SensorCalibration cal;
+/// if (cal.initCheck() == 0 && cal.sensor_calibrate(getSensorType("Acc"), 0) == 0) {
+///   float offset[3];
+///   cal.cal_api->getAMGOffset_api(sensor_type::accelerometer, offset);  // a message that was lost shows here alone
+///   cal.get_judge_calibrated();
+///   std::string report = cal.GetCalibrated();  // "1000": a character per enabled sensor
+/// }
+/// cal.sensor_cal_deinit();
+/// @endcode
 #pragma once
 
 #include <pthread.h>
