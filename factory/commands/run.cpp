@@ -69,7 +69,9 @@ class Teller : public plan::Observer {
 // The last will speaks of the run: it goes before the run does, whatever is thrown.
 class LastWill {
  public:
-  LastWill(Session& session, std::function<void()> will) : session_(session) { session.set_last_will(std::move(will)); }
+  LastWill(Session& session, std::function<void(const std::string&)> will) : session_(session) {
+    session.set_last_will(std::move(will));
+  }
   ~LastWill() { session_.set_last_will({}); }
   LastWill(const LastWill&) = delete;
   LastWill& operator=(const LastWill&) = delete;
@@ -190,10 +192,11 @@ int run_plan(const Options& options, const plan::Plan& plan, Arguments arguments
   arguments.id = store::make_run_id(arguments.info.started);
   Teller teller(plan, session, !options.json, arguments.single, speed_of(options));
   plan::PlanRun plan_run(session, plan, arguments.info, teller);
-  const LastWill will(session, [&] {
+  const LastWill will(session, [&](const std::string& why) {
+    const int end = why.empty() ? kInterrupted : kUnreachable;
     try {
-      const int code = hand_on(session, plan_run.abort(), options, arguments, kInterrupted);
-      if (code != kInterrupted) _exit(code);
+      const int code = hand_on(session, plan_run.abort(why), options, arguments, end);
+      if (code != end) _exit(code);
     } catch (const std::exception& error) {
       std::cerr << "sensorcal: " << error.what() << "\n";
     }

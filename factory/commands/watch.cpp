@@ -142,7 +142,7 @@ int run(const Options& options, const Arguments& arguments) {
     EventFeed feed(session.cal().sensor_manager, sensor->sensorHandle, type,
                    static_cast<int>(arguments.period_ms.value_or(quantity.usual_period_ms) * kUsPerMs));
     if (!feed.problem().empty()) {
-      throw AppError(Session::sensor_service_answers() ? kFailed : kUnreachable,
+      throw AppError(session.sensor_service_there() ? kFailed : kUnreachable,
                      tag + ": " + feed.problem() + "; " + sampling_hint(feed.problem()));
     }
     follow(session, feed, arguments.seconds, view, display);

@@ -121,7 +121,7 @@ std::vector<HeldValue> HeldValues::now(Session& session) const {
 
 std::string HeldValues::note(Session& session) {
   HubWatch hub(session);
-  before_ = now(session);
+  if (hub.answered()) before_ = now(session);
   std::string problem = hub.problem();
   if (!problem.empty()) {
     before_.clear();  // zeros that nobody sent
@@ -151,7 +151,8 @@ HeldValues::PutBack HeldValues::put_back(Session& session) const {
   PutBack out;
   HubWatch hub(session);
   std::map<std::string, std::string> refusals;
-  const std::vector<HeldValue> held = now(session);
+  const bool reachable = hub.answered();
+  const std::vector<HeldValue> held = reachable ? now(session) : std::vector<HeldValue>();
   for (size_t i = 0; i < before_.size() && i < held.size(); ++i) {
     if (same(held[i].values, before_[i].values)) continue;
     out.needed = true;
@@ -163,7 +164,7 @@ HeldValues::PutBack HeldValues::put_back(Session& session) const {
     const bool good = bytes ? write_bytes(path, *bytes) : unlink(path.c_str()) == 0;
     if (!good || bytes_of(path) != bytes) out.problems.push_back("/" + path + " could not be put back");
   }
-  const std::vector<HeldValue> again = now(session);
+  const std::vector<HeldValue> again = reachable ? now(session) : std::vector<HeldValue>();
   for (size_t i = 0; i < before_.size() && i < again.size(); ++i) {
     if (same(again[i].values, before_[i].values)) continue;
     const std::string& refusal = refusals[before_[i].name];

@@ -5,10 +5,8 @@
 namespace factory {
 namespace {
 
-using ::vendor::corvane::sensor::kestsensorservice::V1_1::IKestSensorService;
-
 std::string hub_problem(Session& session) {
-  if (IKestSensorService::getService("default") == nullptr) return "the sensor test service is gone";
+  if (!session.test_service_there()) return "the sensor test service is gone";
   // A call that never answers leaves all zeros behind, its own type and code included.
   _ssc_oem_test_msg message{};
   message.sensor_type = sensor_type::accelerometer;
@@ -20,7 +18,7 @@ std::string hub_problem(Session& session) {
 }  // namespace
 
 HubWatch::HubWatch(Session& session)
-    : session_(session), lost_(session.lost_messages()), first_(hub_problem(session)) {}
+    : session_(session), operation_(session.watchdog()), lost_(session.lost_messages()), first_(hub_problem(session)) {}
 
 std::string HubWatch::problem() {
   if (!first_.empty()) return first_;

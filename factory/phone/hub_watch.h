@@ -14,6 +14,9 @@ class HubWatch {
   // Asks the hub for the first time.
   explicit HubWatch(Session& session);
 
+  // Whether the hub answered the first time: where it did not, no more is to be asked of it.
+  bool answered() const { return first_.empty(); }
+
   // Asks again. Empty, or why nothing that came since the construction counts.
   std::string problem();
 
@@ -22,6 +25,7 @@ class HubWatch {
 
  private:
   Session& session_;
+  const Watchdog::Operation operation_;
   int lost_;           // messages without an answer, at the beginning
   std::string first_;  // what was wrong then
 };

@@ -169,6 +169,7 @@ void LogTap::keep(const __android_log_message& message) {
 }
 
 void LogTap::note(const __android_log_message& message) {
+  ++lines_;
   const InOrder in_order(*chronicle_);
   const std::lock_guard<std::mutex> lock(mutex_);
   if (file_ != nullptr) write_threadtime(file_, message);

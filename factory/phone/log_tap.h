@@ -78,6 +78,8 @@ class LogTap {
   };
   // Of the run so far, without copying it.
   Counts counts() const;
+  // That came so far; any thread.
+  long lines() const { return lines_; }
 
  private:
   static void take(const __android_log_message* message);
@@ -85,6 +87,7 @@ class LogTap {
   void keep(const __android_log_message& message);
 
   std::atomic<Chronicle*> chronicle_{&Chronicle::live()};
+  std::atomic<long> lines_{0};
   mutable std::mutex mutex_;
   std::FILE* file_ = nullptr;  // guarded by mutex_
   RunLog run_;                 // guarded by mutex_

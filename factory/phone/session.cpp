@@ -18,7 +18,6 @@
 namespace factory {
 namespace {
 
-using ::android::frameworks::sensorservice::V1_0::ISensorManager;
 using ::android::hardware::sensors::V1_0::SensorInfo;
 
 constexpr int kStopWatching = SIGUSR2;
@@ -89,7 +88,10 @@ Session::OpeningWatch::~OpeningWatch() {
 }
 
 Session::Session(const Options& options)
-    : options_(begin(options, &old_signals_)), log_(options.log), fixture_(open_fixture(options)) {
+    : options_(begin(options, &old_signals_)),
+      log_(options.log),
+      fixture_(open_fixture(options)),
+      patience_(options.speed == "max" || !options.recording.empty() ? 0 : 2000) {
   if (!options_.hub_log.empty()) {
     hub_log_ = fopen(options_.hub_log.c_str(), "we");
     if (hub_log_ == nullptr) throw AppError(kUsage, "--hub-log " + options_.hub_log + ": " + strerror(errno));
@@ -108,17 +110,25 @@ Session::Session(const Options& options)
   // A process on the phone stands in "/": relative paths of the library are meant from there.
   const std::string root = fixture_->device_root();
   if (chdir(root.c_str()) != 0) throw AppError(kUnreachable, root + ": " + strerror(errno));
-  cal_ = std::make_unique<SensorCalibration>();
+  absent_ = !sensor_service_there() ? "the sensor service does not answer"
+            : !test_service_there() ? "the sensor test service does not answer, so the hub cannot be reached"
+                                    : "";
+  if (absent_.empty()) cal_ = std::make_unique<SensorCalibration>();
   opening_.reset();
   watcher_ = std::thread([this] { watch_interrupts(); });
+  watchdog_ = std::make_unique<Watchdog>([this] { return log_.lines() + messages_; },
+                                         [this](const std::string& why) {
+                                           if (claim_end()) leave(why);
+                                         });
 }
 
 Session::~Session() {
+  watchdog_.reset();
   closing_ = true;
   pthread_kill(watcher_.native_handle(), kStopWatching);
   watcher_.join();
   restore_brightness();
-  cal_->sensor_cal_deinit();
+  if (cal_) cal_->sensor_cal_deinit();
   cal_.reset();
   fixture_->on_hub_message({});
   log_.keep_order(&Chronicle::live());
@@ -129,10 +139,16 @@ Session::~Session() {
 
 std::string Session::missing() const {
   // A list that could not be read does not show in initCheck(): the command API alone decides there.
-  return cal_->sensor_manager == nullptr ? "the sensor service does not answer"
-         : cal_->initCheck() != 0        ? "the sensor test service does not answer, so the hub cannot be reached"
-         : cal_->sensor_list.size() == 0 ? "the sensor list could not be read"
-                                         : "";
+  return !absent_.empty()                  ? absent_
+         : cal_->sensor_manager == nullptr ? "the sensor service does not answer"
+         : cal_->initCheck() != 0          ? "the sensor test service does not answer, so the hub cannot be reached"
+         : cal_->sensor_list.size() == 0   ? "the sensor list could not be read"
+                                           : "";
+}
+
+SensorCalibration& Session::cal() {
+  if (!cal_) require_ready();
+  return *cal_;
 }
 
 void Session::require_ready() const {
@@ -141,9 +157,8 @@ void Session::require_ready() const {
   throw AppError(kUnreachable, what + "; is the phone's sensor stack running? " + kTryAgain);
 }
 
-bool Session::sensor_service_answers() { return ISensorManager::getService("default") != nullptr; }
-
 const SensorInfo* Session::sensor(int type) const {
+  if (!cal_) return nullptr;
   for (const SensorInfo& info : cal_->sensor_list) {
     if (static_cast<int>(info.type) == type) return &info;
   }
@@ -155,13 +170,14 @@ void Session::on_hub_message(std::function<void(const HubMessage&)> listener) {
   on_hub_message_ = std::move(listener);
 }
 
-void Session::set_last_will(std::function<void()> last_will) {
+void Session::set_last_will(std::function<void(const std::string&)> last_will) {
   const std::lock_guard<std::mutex> lock(will_mutex_);
   last_will_ = std::move(last_will);
 }
 
 void Session::take(const HubMessage& message) {
   const std::lock_guard<std::mutex> lock(hub_mutex_);
+  ++messages_;
   if (!message.answered) ++lost_messages_;
   if (on_hub_message_) on_hub_message_(message);
   if (hub_log_ == nullptr) return;
@@ -172,7 +188,7 @@ void Session::take(const HubMessage& message) {
 void Session::restore_brightness_at_end(int brightness) { brightness_at_end_ = brightness; }
 
 void Session::restore_brightness() {
-  if (brightness_at_end_ >= 0) (void)cal_->SetBrightness(brightness_at_end_);
+  if (cal_ && brightness_at_end_ >= 0) (void)cal_->SetBrightness(brightness_at_end_);
 }
 
 std::chrono::system_clock::time_point Session::now() {
@@ -205,28 +221,38 @@ void Session::watch_interrupts() {
 // process goes, with its sensors off.
 void Session::end_at_once() {
   constexpr int kWakeUps = 10;
-  for (int i = 0; i < kWakeUps && !closing_ && !end_claimed_; ++i) {
+  for (int i = 0; cal_ && i < kWakeUps && !closing_ && !end_claimed_; ++i) {
     chronicle().wake(&cal_->cal_mutex, &cal_->cal_cond);
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
   // A second Ctrl-C finds the end claimed, but maybe stuck.
   const bool again = ++interruptions_ > 1;
   if (closing_ || (!claim_end() && !again)) return;
-  leave();
+  leave("");
 }
 
-void Session::leave() {
-  if (cal_->event_queue != nullptr) {
+void Session::leave(const std::string& why) {
+  const int code = why.empty() ? kInterrupted : kUnreachable;
+  // What follows asks the phone once more: whatever comes of that, the process goes.
+  std::thread([code] {
+    constexpr std::chrono::seconds kLongest{20};
+    std::this_thread::sleep_for(kLongest);
+    _exit(code);
+  }).detach();
+  if (cal_ && cal_->event_queue != nullptr) {
     for (const SensorInfo& info : cal_->sensor_list) (void)cal_->event_queue->disableSensor(info.sensorHandle).isOk();
   }
-  std::function<void()> last_will;
+  std::function<void(const std::string&)> last_will;
   {
     const std::lock_guard<std::mutex> lock(will_mutex_);
     last_will = std::exchange(last_will_, {});
   }
-  if (last_will) last_will();
+  if (last_will) last_will(why);
   restore_brightness();
-  say_interrupted_and_exit();
+  if (why.empty()) say_interrupted_and_exit();
+  const std::string text = "sensorcal: " + why + "; " + kLookAtServices + "\n";
+  if (write(STDERR_FILENO, text.data(), text.size()) < 0) _exit(code);
+  _exit(code);
 }
 
 }  // namespace factory

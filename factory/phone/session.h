@@ -18,6 +18,8 @@
 #include "phone/fixture.h"
 #include "phone/log_tap.h"
 #include "phone/options.h"
+#include "phone/services.h"
+#include "phone/watchdog.h"
 
 namespace factory {
 
@@ -33,14 +35,16 @@ class Session {
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
 
-  // The calibration object; ready or not.
-  SensorCalibration& cal() { return *cal_; }
+  // The calibration object; throws AppError(kUnreachable) where there is none, since a service did not answer.
+  SensorCalibration& cal();
   // What the object lacks to be ready; empty when it is.
   std::string missing() const;
   // Throws AppError(kUnreachable) where the object is not ready, saying what is missing.
   void require_ready() const;
-  // Whether the sensor service is there now; it may go at any time.
-  static bool sensor_service_answers();
+  // Whether a service is there now; it may go at any time. Wait for one that is being started again.
+  bool sensor_service_there() const { return sensor_service_answers(patience_); }
+  bool test_service_there() const { return test_service_answers(patience_); }
+  Watchdog& watchdog() { return *watchdog_; }
 
   Fixture& fixture() { return *fixture_; }
   Chronicle& chronicle() { return fixture_->chronicle(); }
@@ -69,14 +73,15 @@ class Session {
   // is over; where that takes longer than a person waits, the watcher claims it, runs the last will on its own thread
   // and ends the process. False: the other one has it, and the caller must touch nothing any more.
   bool claim_end() { return chronicle().claim(&end_claimed_); }
-  void set_last_will(std::function<void()> last_will);
+  // Is told why the run ends; empty: a person wants it to.
+  void set_last_will(std::function<void(const std::string& why)> last_will);
 
  private:
   void restore_brightness();
   void watch_interrupts();
   void end_at_once();
   void take(const HubMessage& message);
-  void leave();
+  [[noreturn]] void leave(const std::string& why);
 
   // Until the session watches: Ctrl-C and its kin end the program at once, whatever the opening waits for.
   class OpeningWatch {
@@ -97,9 +102,13 @@ class Session {
   std::FILE* hub_log_ = nullptr;                           // guarded by hub_mutex_
   std::function<void(const HubMessage&)> on_hub_message_;  // guarded by hub_mutex_
   std::atomic<int> lost_messages_{0};
+  std::atomic<long> messages_{0};
   std::mutex will_mutex_;
-  std::function<void()> last_will_;  // guarded by will_mutex_
+  std::function<void(const std::string&)> last_will_;  // guarded by will_mutex_
+  const std::chrono::milliseconds patience_;           // with a service that does not answer
+  std::string absent_;                                 // why there is no calibration object
   std::unique_ptr<SensorCalibration> cal_;
+  std::unique_ptr<Watchdog> watchdog_;
   std::atomic<int> brightness_at_end_{-1};  // -1: as it is
   std::atomic<bool> interrupted_{false};
   Interruption interruption_{interrupted_};

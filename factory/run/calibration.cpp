@@ -94,6 +94,10 @@ void run_library(Session& session, Calibration* c) {
   darken_for_lamp(session, *c);
   HubWatch hub(session);
   session.log().start_run();
+  if (!hub.answered()) {
+    c->result = -1;
+    return believe(hub, c);
+  }
   const auto start = session.since_start();
   c->result = is_panel_run(c->request.param) ? run_at_panel(session, c) : ask_library(session, c->request);
   c->seconds = (session.since_start() - start).count();
@@ -109,6 +113,10 @@ void run_library(Session& session, Calibration* c) {
 void run_channel(Session& session, int channel, double target, bool screen, Calibration* c) {
   HubWatch hub(session);
   session.log().start_run();
+  if (!hub.answered()) {
+    c->result = -1;
+    return believe(hub, c);
+  }
   const auto start = session.since_start();
   const auto counts = static_cast<float>(target);
   c->result = screen ? session.cal().cal_api->postScreenChannelData_api(c->request.type, channel, counts)

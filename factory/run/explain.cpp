@@ -197,6 +197,7 @@ std::optional<bool> reports_near(Session& session, bool wanted) {
 }
 
 void judge_run(Session& session, Calibration* c) {
+  if (c->unheard && c->result != 0) return;  // nothing was asked of the library
   const bool unfinished = c->panel && !c->panel->refused && !c->panel->finished;
   if (c->result != 0 || c->interrupted || unfinished) {
     explain(session, c);

@@ -128,17 +128,23 @@ bool PlanRun::refused() const {
 
 Json::Value PlanRun::record() { return make_record(session_, plan_, info_, steps_, verdict()); }
 
-Json::Value PlanRun::abort() {
-  const std::lock_guard<std::mutex> under_way(under_way_.mutex);
+Json::Value PlanRun::abort(const std::string& why) {
+  // What hangs may hold it: nothing can be put back then.
+  std::unique_lock<std::mutex> under_way(under_way_.mutex, std::defer_lock);
+  const bool free = why.empty() ? (under_way.lock(), true) : under_way.try_lock();
+  const Outcome verdict = why.empty() ? Outcome::aborted : Outcome::failed;
   const std::lock_guard<std::mutex> lock(mutex_);
   if (current_ != nullptr) {
     Attempt attempt;
     attempt.number = static_cast<int>(current_->attempts.size()) + 1;
     attempt.started = current_started_;
     attempt.seconds = std::chrono::duration<double>(session_.now() - attempt.started).count();
-    attempt.outcome = Outcome::aborted;
-    attempt.reasons.emplace_back("interrupted");
-    if (under_way_.held != nullptr) {
+    attempt.outcome = verdict;
+    attempt.unreachable = !why.empty();
+    attempt.reasons.push_back(why.empty() ? "interrupted" : why);
+    if (!free)
+      attempt.reasons.emplace_back("whether the old values are back is not known: read them before the phone goes on");
+    if (free && under_way_.held != nullptr) {
       attempt.before = under_way_.held->before();
       attempt.irreversible = under_way_.held->irreversible();
       const HeldValues::PutBack back = under_way_.held->put_back(session_);
@@ -146,7 +152,7 @@ Json::Value PlanRun::abort() {
       attempt.kept = !back.done && (back.needed || !back.problems.empty());
       attempt.notes.emplace_back("what the hub does by itself may still go on and change values once more");
       attempt.reasons.insert(attempt.reasons.end(), back.problems.begin(), back.problems.end());
-      attempt.after = under_way_.held->now(session_);
+      if (attempt.reasons.size() == 1) attempt.after = under_way_.held->now(session_);
     }
     attempt.hub = take_messages();
     RunLog log = session_.log().run();
@@ -155,7 +161,7 @@ Json::Value PlanRun::abort() {
     current_->outcome = attempt.outcome;
     current_->attempts.push_back(std::move(attempt));
   }
-  return make_record(session_, plan_, info_, steps_, Outcome::aborted);
+  return make_record(session_, plan_, info_, steps_, verdict);
 }
 
 }  // namespace factory::plan

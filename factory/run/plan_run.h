@@ -30,8 +30,8 @@ class PlanRun {
   Json::Value record();
 
   // For the watcher of interruptions, on its thread: puts back what the calibration under way may have changed, and
-  // gives the record of an aborted run.
-  Json::Value abort();
+  // gives the record of an aborted run, or of one that could not go on where `why` says so.
+  Json::Value abort(const std::string& why);
 
  private:
   void refuse(const std::string& missing);

@@ -63,7 +63,7 @@ void StepRun::run(const std::function<void(const std::string&)>& warn) {
     conclude();
   }
   // Said last: what the hub holds is put back all the same.
-  if (attempt_.outcome == Outcome::failed && !Session::sensor_service_answers()) attempt_.unreachable = true;
+  if (attempt_.outcome == Outcome::failed && !session_.sensor_service_there()) attempt_.unreachable = true;
   RunLog log = session_.log().run();
   attempt_.log = std::move(log.lines);
   attempt_.log_dropped = log.lines_dropped;

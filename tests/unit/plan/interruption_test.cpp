@@ -78,8 +78,8 @@ TEST(InterruptionDeathTest, WhatCannotBeWokenIsLeftWithARecord) {
         Session session(station.options);
         Interrupter interrupter(1, milliseconds(200));
         PlanRun run(session, plan, {}, interrupter);
-        session.set_last_will([&] {
-          const Json::Value record = run.abort();
+        session.set_last_will([&](const std::string& why) {
+          const Json::Value record = run.abort(why);
           fprintf(stderr, "record: %s, step %s\n", record["verdict"].asCString(),
                   record["steps"][0]["verdict"].asCString());
         });
