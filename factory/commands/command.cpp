@@ -28,10 +28,6 @@ const std::vector<Command>& commands() {
        "  sensorcal run plans/inertial.json --speed max --fault motion:Acc\n"
        "  sensorcal run plans/inertial.json --serial A1234 --station north --store runs.db",
        set_up_run},
-      {"replay", "run a recorded run's plan over its recording, without a phone, and compare the records",
-       "  sensorcal replay a1234\n"
-       "  sensorcal replay a1234 --html report.html --log run.log",
-       set_up_replay},
       {"stats", "yield, failures, capability, drift and outliers of the runs in a store",
        "  sensorcal stats --store runs.db\n"
        "  sensorcal stats --store postgresql://line@db/line --since 2026-11-01 --plan inertial --html stats.html\n"

@@ -20,7 +20,6 @@ Runner set_up_get(ArgumentParser parser);
 Runner set_up_set(ArgumentParser parser);
 Runner set_up_backlight(ArgumentParser parser);
 Runner set_up_run(ArgumentParser parser);
-Runner set_up_replay(ArgumentParser parser);
 Runner set_up_stats(ArgumentParser parser);
 Runner set_up_history(ArgumentParser parser);
 Runner set_up_sync(ArgumentParser parser);

@@ -1,4 +1,6 @@
-// `sensorcal run` and `sensorcal replay`: run a plan, on a phone or over a recording, and hand its record on.
+// `sensorcal run`: runs a plan and hands its record on.
+#include "commands/run.h"
+
 #include <unistd.h>
 
 #include <algorithm>
@@ -12,7 +14,6 @@
 #include "cli/terminal.h"
 #include "commands/commands.h"
 #include "files/json_text.h"
-#include "phone/recording.h"
 #include "phone/session.h"
 #include "report/report.h"
 #include "run/attempt_text.h"
@@ -24,20 +25,17 @@
 namespace factory {
 namespace {
 
-struct Arguments {
+struct Arguments : RunOutputs {
   std::string plan;
   plan::RunInfo info;
-  std::string html;
-  std::string junit;
-  std::string csv;
   std::string store;
   std::string spool;
   bool store_samples = false;
   std::shared_ptr<store::Keeper> keeper;  // null: nothing is stored
   std::string id;                         // of the run, in the store
   std::string record;                     // folder for a recording
-  std::string recording;                  // folder of the one that is replayed
   bool single = false;                    // steps asked for by name: their values are shown, and no summary
+  Review review;
 };
 
 class Teller : public plan::Observer {
@@ -90,38 +88,6 @@ std::string absolute(const std::string& file) {
   return file.empty() ? "" : std::filesystem::absolute(file).lexically_normal().string();
 }
 
-// Which program recorded, where it is another one; empty where it is not.
-std::string other_program(const Json::Value& recorded, const Json::Value& record) {
-  if (recorded["application"] == record["application"] && recorded["library"] == record["library"]) return "";
-  return "recorded with another build, version " + recorded["application"]["version"].asString();
-}
-
-// What a replay's page says of it.
-Json::Value about_replay(const Arguments& arguments, const std::vector<std::string>& different,
-                         const std::string& other) {
-  Json::Value out(Json::arrayValue);
-  out.append("This run is a replay of the recording " + arguments.recording + ": no phone was there.");
-  out.append(different.empty() ? "Its record is the recorded one." : "Its record differs from the recorded one:");
-  for (const std::string& line : different) out.append(line);
-  if (!other.empty()) out.append(other);
-  return out;
-}
-
-// False: a replay's record is not the recorded one.
-bool tell_replay(const std::vector<std::string>& different, const std::string& other, const Options& options) {
-  constexpr size_t kMost = 20;
-  if (!options.json && !other.empty()) std::cout << "note: " << other << "\n";
-  if (different.empty()) {
-    if (!options.json) std::cout << "replay: the same record as the recorded one" << std::endl;
-    return true;
-  }
-  std::cerr << "sensorcal: the replay's record differs from the recorded one in " << different.size()
-            << (different.size() == 1 ? " place:\n" : " places:\n");
-  for (size_t i = 0; i < std::min(kMost, different.size()); ++i) std::cerr << "  " << different[i] << "\n";
-  if (different.size() > kMost) std::cerr << "  ...\n";
-  return false;
-}
-
 // A run that could not be stored keeps its verdict.
 Json::Value kept(Json::Value record, const Arguments& arguments) {
   if (!arguments.keeper) return record;
@@ -147,26 +113,18 @@ bool write_output(const std::string& file, const Json::Value& record,
   }
 }
 
-// The recording's end, and the record on standard output, come first: they are not lost where a file cannot be written.
-// Returns the exit code: the run's own, unless a replay differs or a passed run left a file unwritten.
+// The record on standard output comes first: it is not lost where a file cannot be written. Returns the exit code: the
+// run's own, unless its review has another or a passed run left a file unwritten.
 int hand_on(Session& session, const Json::Value& made, const Options& options, const Arguments& arguments, int code) {
-  session.chronicle().end(made);
+  session.fixture().run_ends(made);
   const Json::Value record = kept(made, arguments);
   if (options.json) std::cout << json_pretty(record) << std::endl;
   Json::Value page = record;
-  std::vector<std::string> different;
-  std::string other;
-  if (!arguments.recording.empty()) {
-    const Json::Value recorded = recorded_record(arguments.recording);
-    different = differences(recorded, record);
-    other = other_program(recorded, record);
-    page["replay"] = about_replay(arguments, different, other);
-  }
+  if (arguments.review) code = arguments.review(record, &page, code);
   const bool written[] = {write_output(arguments.html, page, write_html_report),
                           write_output(arguments.junit, record, write_junit),
                           write_output(arguments.csv, record, write_csv)};
   const bool all = std::all_of(std::begin(written), std::end(written), [](bool good) { return good; });
-  if (!arguments.recording.empty() && !tell_replay(different, other, options)) return kDiffers;
   return code == kPassed && !all ? kUsage : code;
 }
 
@@ -188,6 +146,8 @@ int run_plan(const Options& options, const plan::Plan& plan, Arguments arguments
   for (const std::string& remark : remarks) {
     if (!options.json) std::cout << "note: " << remark << "\n";
   }
+  const plan::RunInfo& info = arguments.info;
+  session.fixture().run_begins({plan.file, plan.bytes, info.serial, info.station, info.operator_name, options.speed});
   arguments.info.started = session.now();
   arguments.id = store::make_run_id(arguments.info.started);
   Teller teller(plan, session, !options.json, arguments.single, speed_of(options));
@@ -206,17 +166,6 @@ int run_plan(const Options& options, const plan::Plan& plan, Arguments arguments
   if (!options.json && !arguments.single)
     std::cout << summary_text(plan_run.steps(), plan_run.verdict(), record["seconds"].asDouble());
   return hand_on(session, record, options, arguments, exit_code(plan_run));
-}
-
-Json::Value for_people(const Options& options) {
-  Json::Value out;
-  out["speed"] = options.speed;
-  const std::pair<const char*, const std::vector<std::string>*> kLists[] = {
-      {"world", &options.world}, {"replay", &options.replay}, {"fault", &options.fault}};
-  for (const auto& [name, values] : kLists) {
-    for (const std::string& value : *values) out[name].append(value);
-  }
-  return out;
 }
 
 void make_absolute(Arguments* arguments) {
@@ -247,38 +196,7 @@ int run(const Options& options, Arguments arguments) {
   const plan::Plan plan = plan::load_plan(arguments.plan);
   Options wanted = options;
   wanted.record = arguments.record;
-  if (!arguments.record.empty()) {
-    require_understood(wanted);
-    begin_recording(arguments.record, {plan.file, plan.bytes, arguments.info.serial, arguments.info.station,
-                                       arguments.info.operator_name, for_people(options)});
-  }
   return run_plan(wanted, plan, arguments);
-}
-
-int replay(const Options& options, Arguments arguments) {
-  if (!options.profile.empty() || options.seed || !options.world.empty() || !options.replay.empty() ||
-      !options.fault.empty() || !options.max_equal.empty())
-    throw AppError(kUsage, "replay: phone, world and faults are the recorded ones and cannot be chosen");
-  make_absolute(&arguments);
-  require_places(arguments);
-  arguments.recording = absolute(arguments.recording);
-  const RecordedRun recorded = read_recording(arguments.recording);
-  std::vector<std::string> problems;
-  const plan::Plan plan = plan::parse_plan(recorded.plan_file, recorded.plan_bytes, &problems);
-  if (!problems.empty()) throw AppError(kUsage, "the recorded plan: " + problems.front());
-  arguments.info.serial = recorded.serial;
-  arguments.info.station = recorded.station;
-  arguments.info.operator_name = recorded.operator_name;
-  Options wanted = options;
-  wanted.fixture = "simulated";
-  wanted.recording = arguments.recording;
-  return run_plan(wanted, plan, arguments);
-}
-
-void add_outputs(ArgumentParser parser, Arguments* arguments) {
-  parser.add_option("--html", arguments->html, "writes the report page to a file");
-  parser.add_option("--junit", arguments->junit, "writes the result as JUnit's XML to a file");
-  parser.add_option("--csv", arguments->csv, "writes measurements and samples as CSV files to a folder");
 }
 
 // The store is opened before the phone is touched; the server has its turn when the run is over and its verdict told.
@@ -298,6 +216,23 @@ int run_request(const Options& options, const plan::Plan& plan) {
   return run_plan(options, plan, arguments);
 }
 
+void add_outputs(ArgumentParser parser, RunOutputs* outputs) {
+  parser.add_option("--html", outputs->html, "writes the report page to a file");
+  parser.add_option("--junit", outputs->junit, "writes the result as JUnit's XML to a file");
+  parser.add_option("--csv", outputs->csv, "writes measurements and samples as CSV files to a folder");
+}
+
+int run_plan(const Options& options, const plan::Plan& plan, const plan::RunInfo& info, const RunOutputs& outputs,
+             const Review& review) {
+  Arguments arguments;
+  static_cast<RunOutputs&>(arguments) = outputs;
+  arguments.info = info;
+  arguments.review = review;
+  make_absolute(&arguments);
+  require_places(arguments);
+  return run_plan(options, plan, arguments);
+}
+
 Runner set_up_run(ArgumentParser parser) {
   auto arguments = std::make_shared<Arguments>();
   parser.add_option("PLAN", arguments->plan, "plan file (JSON)").required();
@@ -313,13 +248,6 @@ Runner set_up_run(ArgumentParser parser) {
   add_outputs(parser, arguments.get());
   parser.add_option("--record", arguments->record, "records the run in a new folder, for `sensorcal replay`");
   return [arguments](const Options& options) { return stored_run(options, *arguments); };
-}
-
-Runner set_up_replay(ArgumentParser parser) {
-  auto arguments = std::make_shared<Arguments>();
-  parser.add_option("DIR", arguments->recording, "folder of a recorded run").required();
-  add_outputs(parser, arguments.get());
-  return [arguments](const Options& options) { return replay(options, *arguments); };
 }
 
 }  // namespace factory

@@ -7,7 +7,6 @@
 
 #include "phone/fixture.h"
 #include "phone/fixture_settings.h"
-#include "phone/recording.h"
 
 namespace factory {
 namespace {
@@ -75,15 +74,10 @@ bool phones_are_simulated() { return false; }
 
 void require_understood(const Options& options) {
   const std::pair<const char*, bool> kGiven[] = {
-      {"replay", !options.recording.empty()},
-      {"--record", !options.record.empty()},
-      {"--phone", !options.phone.empty()},
-      {"--profile", !options.profile.empty()},
-      {"--seed", options.seed.has_value()},
-      {"--speed", options.speed != Options().speed},
-      {"--fixture simulated", options.fixture == "simulated"},
-      {"--replay", !options.replay.empty()},
-      {"--fault", !options.fault.empty()},
+      {"--record", !options.record.empty()},         {"--phone", !options.phone.empty()},
+      {"--profile", !options.profile.empty()},       {"--seed", options.seed.has_value()},
+      {"--speed", options.speed != Options().speed}, {"--fixture simulated", options.fixture == "simulated"},
+      {"--replay", !options.replay.empty()},         {"--fault", !options.fault.empty()},
       {"--hub-log", !options.hub_log.empty()},
   };
   for (const auto& [name, given] : kGiven) {
@@ -98,12 +92,8 @@ std::unique_ptr<Fixture> open_fixture(const Options& options) {
   return std::make_unique<DeviceFixture>();
 }
 
-std::unique_ptr<Fixture> record_fixture(std::unique_ptr<Fixture> /*phone*/, const std::string& /*folder*/) {
+std::unique_ptr<Fixture> record_fixture(std::unique_ptr<Fixture> /*phone*/, const Options& /*options*/) {
   throw AppError(kUsage, std::string("--record: ") + kOnlySimulated);
-}
-
-std::unique_ptr<Fixture> replay_fixture(const std::string& /*folder*/) {
-  throw AppError(kUsage, std::string("replay: ") + kOnlySimulated);
 }
 
 std::string world_problem(const std::string& key, const std::string& value) { return setting_problem(key, value); }

@@ -12,7 +12,6 @@
 #include <utility>
 #include <vector>
 
-#include "phone/chronicle.h"
 #include "phone/options.h"
 
 namespace factory {
@@ -26,6 +25,16 @@ struct HubMessage {
   std::string note;       // what the hub remarks
 };
 
+// A run as it is asked for.
+struct RunHead {
+  std::string plan_file;  // as it was named
+  std::string plan_bytes;
+  std::string serial;
+  std::string station;
+  std::string operator_name;
+  std::string speed;  // of its simulated phone
+};
+
 class Fixture {
  public:
   using Settings = std::vector<std::pair<std::string, std::string>>;  // as set_world() takes them
@@ -35,9 +44,6 @@ class Fixture {
   };
 
   virtual ~Fixture() = default;
-
-  // Whether the run goes straight through, is recorded or replayed.
-  virtual Chronicle& chronicle() { return Chronicle::live(); }
 
   // The folder that stands for the phone's "/".
   virtual std::string device_root() const = 0;
@@ -71,6 +77,15 @@ class Fixture {
 
   virtual void reboot() = 0;
   virtual void factory_reset() = 0;
+
+  // How a run goes on, for a fixture that keeps account of it.
+  virtual void run_begins(const RunHead& /*head*/) {}
+  virtual void attempt_begins(int /*step*/, int /*attempt*/, const std::string& /*name*/) {}
+  virtual void run_ends(const Json::Value& /*record*/) {}
+  // A reading of a clock that the run tells or judges, and the one to use.
+  virtual int64_t time_ns(int64_t measured) { return measured; }
+  // Ctrl-C came. A fixture without anything to put back may end the program here.
+  virtual void interrupted() {}
 };
 
 // What a build's phones are: simulated ones, with a world to set and options that make them, or the one real phone that
@@ -81,6 +96,9 @@ void require_understood(const Options& options);
 
 // Opens the fixture that the options ask for; the services are reachable while it lives. Throws AppError.
 std::unique_ptr<Fixture> open_fixture(const Options& options);
+
+// Stands between a run and its phone and keeps what passes, in the folder options.record. Throws AppError.
+std::unique_ptr<Fixture> record_fixture(std::unique_ptr<Fixture> phone, const Options& options);
 
 // Returns an empty text, or what is wrong with a setting of the world; needs no phone.
 std::string world_problem(const std::string& key, const std::string& value);

@@ -75,17 +75,6 @@ std::string without_process_numbers(std::string text) {
   return text;
 }
 
-class InOrder {
- public:
-  explicit InOrder(Chronicle& chronicle) : chronicle_(chronicle) { chronicle_.line_begins(); }
-  ~InOrder() { chronicle_.line_ends(); }
-  InOrder(const InOrder&) = delete;
-  InOrder& operator=(const InOrder&) = delete;
-
- private:
-  Chronicle& chronicle_;
-};
-
 void write_threadtime(std::FILE* file, const __android_log_message& message) {
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
@@ -129,7 +118,6 @@ LogTap::~LogTap() {
 }
 
 void LogTap::start_run() {
-  const InOrder in_order(*chronicle_);
   const std::lock_guard<std::mutex> lock(mutex_);
   run_ = RunLog();
   caller_ = std::this_thread::get_id();
@@ -147,7 +135,6 @@ LogTap::Counts LogTap::counts() const {
 }
 
 RunLog LogTap::run() const {
-  const InOrder in_order(*chronicle_);
   const std::lock_guard<std::mutex> lock(mutex_);
   return run_;
 }
@@ -170,7 +157,6 @@ void LogTap::keep(const __android_log_message& message) {
 
 void LogTap::note(const __android_log_message& message) {
   ++lines_;
-  const InOrder in_order(*chronicle_);
   const std::lock_guard<std::mutex> lock(mutex_);
   if (file_ != nullptr) write_threadtime(file_, message);
   const char* text = message.message;

@@ -10,8 +10,6 @@
 #include <thread>
 #include <vector>
 
-#include "phone/chronicle.h"
-
 struct __android_log_message;  // of <android/log.h>
 
 namespace factory {
@@ -62,9 +60,6 @@ class LogTap {
   LogTap(const LogTap&) = delete;
   LogTap& operator=(const LogTap&) = delete;
 
-  // Whoever keeps the order of lines and looks at them. Outlives the lines.
-  void keep_order(Chronicle* chronicle) { chronicle_ = chronicle; }
-
   // Begins a run; the thread that calls is the calling side of its lines.
   void start_run();
   RunLog run() const;
@@ -86,7 +81,6 @@ class LogTap {
   void note(const __android_log_message& message);
   void keep(const __android_log_message& message);
 
-  std::atomic<Chronicle*> chronicle_{&Chronicle::live()};
   std::atomic<long> lines_{0};
   mutable std::mutex mutex_;
   std::FILE* file_ = nullptr;  // guarded by mutex_

@@ -23,7 +23,7 @@ struct Options {
   std::string log;                  // file of the log lines
   std::string hub_log;              // file of the hub messages
   std::string max_equal;            // lux above which both panel levels must differ
-  std::string record;               // folder for a recording of the run; begun
+  std::string record;               // folder for a recording of the run
   std::string recording;            // folder of one to replay
   bool json = false;
 };

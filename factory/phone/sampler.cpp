@@ -16,7 +16,6 @@ using QueueResult = ::android::frameworks::sensorservice::V1_0::Result;
 using ::android::hardware::Return;
 using ::android::hardware::Void;
 using ::android::hardware::sensors::V1_0::Event;
-using WaitEnd = Chronicle::WaitEnd;
 
 // Collects until it has enough, and switches the sensor off with the last sample: nothing comes after it, so that what
 // a run sees next does not depend on how soon the waiting thread wakes.
@@ -30,7 +29,7 @@ class Collector : public IEventQueueCallback {
       ++strangers_;
       return Void();
     }
-    if (closed_ || seen_++ < request_.skip || taken_ >= request_.count) return Void();
+    if (seen_++ < request_.skip || taken_ >= request_.count) return Void();
     std::vector<double>& row = rows_.emplace_back();
     for (size_t i = 0; i < values_.size(); ++i) {
       row.push_back(static_cast<double>(event.u.data[static_cast<size_t>(request_.first_word) + i]));
@@ -49,16 +48,12 @@ class Collector : public IEventQueueCallback {
   }
 
   // Until enough samples are in, the time is over, or somebody interrupts.
-  WaitEnd wait(const Interruption& interrupted) {
+  void wait(const std::atomic<bool>& interrupted) {
+    constexpr auto kLook = std::chrono::milliseconds(20);
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(request_.timeout_s);
-    for (;;) {
-      const WaitEnd seen = look(interrupted, deadline);
-      const WaitEnd end = interrupted.chronicle().end_wait(seen, [this] {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        closed_ = true;
-      });
-      if (end != WaitEnd::going_on) return end;
-    }
+    std::unique_lock<std::mutex> lock(mutex_);
+    while (taken_ < request_.count && !interrupted && std::chrono::steady_clock::now() < deadline)
+      enough_.wait_for(lock, kLook);
   }
 
   FreshSamples result() const {
@@ -73,16 +68,6 @@ class Collector : public IEventQueueCallback {
   }
 
  private:
-  WaitEnd look(const Interruption& interrupted, std::chrono::steady_clock::time_point deadline) {
-    constexpr auto kLook = std::chrono::milliseconds(20);
-    std::unique_lock<std::mutex> lock(mutex_);
-    if (taken_ < request_.count && !interrupted.came()) enough_.wait_for(lock, kLook);
-    return taken_ >= request_.count                       ? WaitEnd::complete
-           : interrupted.came()                           ? WaitEnd::interrupted
-           : std::chrono::steady_clock::now() >= deadline ? WaitEnd::timed_out
-                                                          : WaitEnd::going_on;
-  }
-
   const SampleRequest request_;
   mutable std::mutex mutex_;
   std::condition_variable enough_;
@@ -92,7 +77,6 @@ class Collector : public IEventQueueCallback {
   int seen_ = 0;
   int taken_ = 0;
   int strangers_ = 0;
-  bool closed_ = false;
 };
 
 FreshSamples failed(const SampleRequest& request, const std::string& problem) {
@@ -119,7 +103,7 @@ double FreshSamples::error(size_t value) const {
 }
 
 FreshSamples take_samples(const ::android::sp<ISensorManager>& manager, const SampleRequest& request,
-                          const Interruption& interrupted) {
+                          const std::atomic<bool>& interrupted) {
   const ::android::sp<Collector> collector = new Collector(request);
   ::android::sp<IEventQueue> queue;
   const auto created =
@@ -134,16 +118,14 @@ FreshSamples take_samples(const ::android::sp<ISensorManager>& manager, const Sa
     collector->use(nullptr);
     return failed(request, "the sensor could not be enabled");
   }
-  const WaitEnd end = collector->wait(interrupted);
-  const bool complete = end == WaitEnd::complete;
+  collector->wait(interrupted);
   collector->use(nullptr);
-  if (!complete) (void)queue->disableSensor(request.handle).isOk();
+  (void)queue->disableSensor(request.handle).isOk();  // off already where all samples came
   FreshSamples out = collector->result();
-  if (!complete) {
-    out.problem = end == WaitEnd::interrupted
-                      ? "interrupted"
-                      : "only " + std::to_string(out.taken) + " of " + std::to_string(out.wanted) +
-                            " fresh samples came" + (out.strangers > 0 ? ", and events of other sensors" : "");
+  if (out.taken < out.wanted) {
+    out.problem = interrupted ? "interrupted"
+                              : "only " + std::to_string(out.taken) + " of " + std::to_string(out.wanted) +
+                                    " fresh samples came" + (out.strangers > 0 ? ", and events of other sensors" : "");
   }
   return out;
 }

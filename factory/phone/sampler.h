@@ -3,10 +3,10 @@
 
 #include <SensorCalibration.h>
 
+#include <atomic>
 #include <string>
 #include <vector>
 
-#include "phone/chronicle.h"
 #include "sensors/statistics.h"
 
 namespace factory {
@@ -36,6 +36,6 @@ struct SampleRequest {
 
 // Blocks until the samples are in, the time is over, or `interrupted` is set. The sensor is off afterwards.
 FreshSamples take_samples(const ::android::sp<::android::frameworks::sensorservice::V1_0::ISensorManager>& manager,
-                          const SampleRequest& request, const Interruption& interrupted);
+                          const SampleRequest& request, const std::atomic<bool>& interrupted);
 
 }  // namespace factory

@@ -1,5 +1,5 @@
-// Whether the phone's services are there. Asked before the library is: on a phone its look-up of a service that is listed
-// but does not run waits for ever.
+// Whether the phone's services are there. Asked before the library is: on a phone its look-up of a service that is
+// listed but does not run waits for ever.
 #pragma once
 
 #include <chrono>

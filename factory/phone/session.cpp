@@ -13,7 +13,6 @@
 #include "files/json_text.h"
 #include "phone/hub_message.h"
 #include "phone/operator_fixture.h"
-#include "phone/recording.h"
 
 namespace factory {
 namespace {
@@ -91,7 +90,7 @@ Session::Session(const Options& options)
     : options_(begin(options, &old_signals_)),
       log_(options.log),
       fixture_(open_fixture(options)),
-      patience_(options.speed == "max" || !options.recording.empty() ? 0 : 2000) {
+      patience_(options.speed == "max" ? 0 : 2000) {
   if (!options_.hub_log.empty()) {
     hub_log_ = fopen(options_.hub_log.c_str(), "we");
     if (hub_log_ == nullptr) throw AppError(kUsage, "--hub-log " + options_.hub_log + ": " + strerror(errno));
@@ -103,10 +102,8 @@ Session::Session(const Options& options)
   }
   if (operator_sets(options_)) fixture_ = ask_operator(std::move(fixture_), interrupted_);
   if (!options_.max_equal.empty()) set_max_equal(options_.max_equal);
-  if (!options_.record.empty()) fixture_ = record_fixture(std::move(fixture_), options_.record);
+  if (!options_.record.empty()) fixture_ = record_fixture(std::move(fixture_), options_);
   fixture_->on_hub_message([this](const HubMessage& message) { take(message); });
-  interruption_.keep(&chronicle());
-  log_.keep_order(&chronicle());
   // A process on the phone stands in "/": relative paths of the library are meant from there.
   const std::string root = fixture_->device_root();
   if (chdir(root.c_str()) != 0) throw AppError(kUnreachable, root + ": " + strerror(errno));
@@ -128,13 +125,13 @@ Session::~Session() {
   pthread_kill(watcher_.native_handle(), kStopWatching);
   watcher_.join();
   restore_brightness();
+  // Whatever hangs from here on, Ctrl-C and its kin end the program.
+  pthread_sigmask(SIG_SETMASK, &old_signals_, nullptr);
   if (cal_) cal_->sensor_cal_deinit();
   cal_.reset();
   fixture_->on_hub_message({});
-  log_.keep_order(&Chronicle::live());
   fixture_.reset();
   if (hub_log_ != nullptr) fclose(hub_log_);
-  pthread_sigmask(SIG_SETMASK, &old_signals_, nullptr);
 }
 
 std::string Session::missing() const {
@@ -195,13 +192,13 @@ std::chrono::system_clock::time_point Session::now() {
   using Clock = std::chrono::system_clock;
   using std::chrono::nanoseconds;
   const auto now = std::chrono::duration_cast<nanoseconds>(Clock::now().time_since_epoch());
-  return Clock::time_point(std::chrono::duration_cast<Clock::duration>(nanoseconds(chronicle().time_ns(now.count()))));
+  return Clock::time_point(std::chrono::duration_cast<Clock::duration>(nanoseconds(fixture_->time_ns(now.count()))));
 }
 
 std::chrono::duration<double> Session::since_start() {
   using std::chrono::nanoseconds;
   const auto now = std::chrono::duration_cast<nanoseconds>(std::chrono::steady_clock::now().time_since_epoch());
-  return nanoseconds(chronicle().time_ns(now.count()));
+  return nanoseconds(fixture_->time_ns(now.count()));
 }
 
 void Session::watch_interrupts() {
@@ -211,8 +208,8 @@ void Session::watch_interrupts() {
     sigwait(&set, &signal);
     if (closing_) return;
     if (signal == kStopWatching) continue;
-    if (!chronicle().interrupt()) continue;
     interrupted_ = true;
+    fixture_->interrupted();
     end_at_once();
   }
 }
@@ -222,7 +219,8 @@ void Session::watch_interrupts() {
 void Session::end_at_once() {
   constexpr int kWakeUps = 10;
   for (int i = 0; cal_ && i < kWakeUps && !closing_ && !end_claimed_; ++i) {
-    chronicle().wake(&cal_->cal_mutex, &cal_->cal_cond);
+    // Without its mutex, which a call that hangs may hold: a wake-up that comes too early is followed by others.
+    pthread_cond_broadcast(&cal_->cal_cond);
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
   // A second Ctrl-C finds the end claimed, but maybe stuck.

@@ -47,7 +47,6 @@ class Session {
   Watchdog& watchdog() { return *watchdog_; }
 
   Fixture& fixture() { return *fixture_; }
-  Chronicle& chronicle() { return fixture_->chronicle(); }
   // What a run tells or judges of the time.
   std::chrono::system_clock::time_point now();
   std::chrono::duration<double> since_start();
@@ -67,12 +66,12 @@ class Session {
   void restore_brightness_at_end(int brightness);
 
   // Set once Ctrl-C came: the run under way was woken, and the command is to come to its end.
-  const Interruption& interrupted() const { return interruption_; }
+  const std::atomic<bool>& interrupted() const { return interrupted_; }
 
   // Whoever claims the end brings the command to it. After Ctrl-C the command claims it as soon as the run under way
   // is over; where that takes longer than a person waits, the watcher claims it, runs the last will on its own thread
   // and ends the process. False: the other one has it, and the caller must touch nothing any more.
-  bool claim_end() { return chronicle().claim(&end_claimed_); }
+  bool claim_end() { return !end_claimed_.exchange(true); }
   // Is told why the run ends; empty: a person wants it to.
   void set_last_will(std::function<void(const std::string& why)> last_will);
 
@@ -111,7 +110,6 @@ class Session {
   std::unique_ptr<Watchdog> watchdog_;
   std::atomic<int> brightness_at_end_{-1};  // -1: as it is
   std::atomic<bool> interrupted_{false};
-  Interruption interruption_{interrupted_};
   std::atomic<bool> closing_{false};
   std::atomic<bool> end_claimed_{false};
   int interruptions_ = 0;  // the watcher's

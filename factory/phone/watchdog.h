@@ -12,8 +12,8 @@ namespace factory {
 
 class Watchdog {
  public:
-  // `progress` changes with everything that the library does; `bark` is told why, on the watchdog's own thread, and need
-  // not come back.
+  // `progress` changes with everything that the library does; `bark` is told why, on the watchdog's own thread, and
+  // need not come back.
   Watchdog(std::function<long()> progress, std::function<void(const std::string& why)> bark);
   ~Watchdog();
   Watchdog(const Watchdog&) = delete;

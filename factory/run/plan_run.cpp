@@ -34,6 +34,7 @@ bool PlanRun::run_step(StepResult* result) {
   for (int i = 0; i < result->step->repeat; ++i) {
     Attempt attempt;
     attempt.number = static_cast<int>(result->attempts.size()) + 1;
+    session_.fixture().attempt_begins(result->index, attempt.number, result->step->name);
     attempt.started = session_.now();
     {
       const std::lock_guard<std::mutex> lock(mutex_);

@@ -5,14 +5,16 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 
+#include "files/json_text.h"
 #include "phone/options.h"
-#include "simulator/tape_words.h"
+#include "simulator/trace_words.h"
 
-namespace factory::tape {
+namespace factory::trace {
 namespace {
 
 namespace fs = std::filesystem;
@@ -44,9 +46,10 @@ void each(const std::string& root, const Visit& visit) {
 
 }  // namespace
 
-std::vector<std::string> DeviceFiles::copy_to(const std::string& folder) {
+std::vector<std::string> copy_device_files(const std::string& root, const std::string& folder) {
   std::vector<std::string> unwritable;
-  each(root_, [&](const fs::directory_entry& entry, const std::string& path) {
+  fs::create_directories(folder);
+  each(root, [&](const fs::directory_entry& entry, const std::string& path) {
     const std::string target = folder + path;
     if (entry.is_symlink() && !holds_bytes(entry)) {
       fs::copy_symlink(entry.path(), target);
@@ -58,9 +61,10 @@ std::vector<std::string> DeviceFiles::copy_to(const std::string& folder) {
       if (entry.is_symlink()) unwritable.push_back(path);
     }
   });
-  seen_ = first_ = read_all();
   return unwritable;
 }
+
+DeviceFiles::DeviceFiles(std::string root) : root_(std::move(root)), first_(read_all()), seen_(first_) {}
 
 std::map<std::string, std::string> DeviceFiles::read_all() const {
   std::map<std::string, std::string> out;
@@ -88,6 +92,15 @@ Json::Value DeviceFiles::changed() const {
     out[path] = now == seen_.end() ? Json::Value() : Json::Value(hex(now->second.data(), now->second.size()));
   }
   return out;
+}
+
+void DeviceFiles::check(const Json::Value& changes) {
+  for (const std::string& path : changes.getMemberNames()) {
+    const fs::path inside(path);
+    const bool climbs = std::find(inside.begin(), inside.end(), "..") != inside.end();
+    if (climbs || !inside.is_absolute()) throw Json::RuntimeError("a file of the device is " + json_line(path));
+    if (!changes[path].isNull()) (void)changes[path].asString();
+  }
 }
 
 void DeviceFiles::apply(const Json::Value& changes) const {
@@ -137,4 +150,4 @@ void ScratchRoot::remove() {
   path_.clear();
 }
 
-}  // namespace factory::tape
+}  // namespace factory::trace

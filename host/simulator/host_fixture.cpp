@@ -9,7 +9,7 @@
 #include "phone/core/phone.h"
 #include "phone/faults/faults.h"
 #include "phone/fixture.h"
-#include "phone/recording.h"
+#include "simulator/recording.h"
 #include "simulator/station_error.h"
 
 namespace factory {

@@ -18,10 +18,10 @@ called='run, its reader gone'
 mkfifo pipe
 exec 3<>pipe
 exec 4>pipe 3<&-
-"$sensorcal" run plan.json --speed max --json --record tape --junit result.xml >&4 2>err 4>&- || code=$?
+"$sensorcal" run plan.json --speed max --json --record recording --junit result.xml >&4 2>err 4>&- || code=$?
 exec 4>&-
-[ -s result.xml ] && [ -e tape ] || fail 'the run left nothing'
-run 0 replay tape
+[ -s result.xml ] && [ -e recording ] || fail 'the run left nothing'
+run 0 replay recording
 
 # What can be known is told before the phone is touched; each file is written even where another one cannot be.
 rm -rf phone

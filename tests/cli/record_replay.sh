@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# A run is recorded, and its replay gives the same record, page and exit code without the phone; a recording that was
+# A run is recorded, and its replay gives the same values, page and exit code without the phone; a recording that was
 # changed or cut does not pass for the run.
 source "$(dirname "$0")/lib.sh"
 export TMPDIR=$work/scratch
@@ -10,6 +10,9 @@ cat >plan.json <<'PLAN'
   {"fixture": {"up": "flat"}}, {"calibrate": "Acc", "on_failure": "go on"},
   {"verify": "Gyr", "limits": {"noise": "0.01 rad/s"}}]}
 PLAN
+cat >plan2.json <<'PLAN'
+{"format": "sensorcal.plan/1", "name": "one", "steps": [{"calibrate": "Acc"}]}
+PLAN
 run 0 run plan.json --speed max --seed 3 --serial A1 --record good --json
 cp out good.json
 run 1 run plan.json --speed max --fault motion:Gyr --record bad --json
@@ -17,12 +20,12 @@ cp out bad.json
 # A recording is never written over.
 run 2 run plan.json --record good
 has err 'not an empty folder'
-rm -r phone plan.json
+rm -r phone
 before=$(find good bad -type f -exec sha256sum {} + | sort)
 
 run 0 replay good --json --html good.html
-cmp out good.json || fail "another record"
-cmp out good/record.json || fail "not the kept record"
+cmp good.json good/record.json || fail "not the kept record"
+json out 'd["verdict"] == "passed"' 'len(d["steps"][1]["attempts"][0]["window"]["samples"]) > 20'
 has good.html 'replay of the recording' 'Its record is the recorded one'
 run 1 replay bad
 has out 'replay: the same record'
@@ -33,20 +36,41 @@ has out 'replay: the same record'
 run 2 replay good --fault silent
 
 # What the hub answered was another: the record says so.
-sed -i 's/"note":""/"note":"other"/' bad/tape.jsonl
+sed -i 's/"note":""/"note":"other"/' bad/trace.jsonl
 run 4 replay bad
 has err 'differs from the recorded one' 'hub\[[0-9]+\].note: recorded null, now "other"'
-# A message that the run does not send.
-sed -i '0,/"message":\[/s//"message":[77,/' bad/tape.jsonl
+# A message that was not recorded.
+sed -i '0,/"message":\[/s//"message":[77,/' bad/trace.jsonl
 run 4 replay bad
-has err 'leaves the recording at line [0-9]+' 'now came call'
+has err 'leaves its recording in step 2 \(calibrate Acc\), attempt 1: it asks for what was not recorded there, hub'
 # A run that was killed.
-head -c 20000 good/tape.jsonl >cut && mv cut good/tape.jsonl
-run 4 replay good
-has err 'the recording is cut off: its last line'
-sed -i 's,recording/1,recording/9,' good/run.json
+for size in 20000 40000; do
+  cp -r good cut
+  head -c $size good/trace.jsonl >cut/trace.jsonl
+  rm cut/record.json
+  run 4 replay cut
+  has err 'the recording is cut off: its last line'
+  rm -r cut
+done
+# A run that was interrupted cannot be the same again, but ends.
+"$sensorcal" run plan2.json --record stopped >out 2>err &
+sleep 1.5
+kill -INT $!
+code=0; wait $! || code=$?
+[ $code = 130 ] || fail "exit code $code after Ctrl-C"
+run 4 replay stopped
+# Ctrl-C ends a replay, SIGTERM too, whatever it waits for.
+run 1 run plan2.json --speed max --fault silent --record silent
+for signal in INT TERM; do
+  "$sensorcal" replay silent >out 2>err &
+  sleep 1
+  kill -$signal $!
+  code=0; wait $! || code=$?
+  [ $code = 130 ] || fail "exit code $code after $signal"
+done
+sed -i 's,recording/2,recording/1,' good/run.json
 run 2 replay good
-has err 'recording/9'
+has err 'recording/1"; this program replays "sensorcal.recording/2"' 'record the run again'
 run 2 replay .
 has err 'not a recording'
 [ -z "$(ls "$TMPDIR")" ] || fail "left behind: $(ls "$TMPDIR")"

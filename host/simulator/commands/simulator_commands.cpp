@@ -5,6 +5,7 @@ namespace factory {
 
 Runner set_up_grr(ArgumentParser parser);
 Runner set_up_line(ArgumentParser parser);
+Runner set_up_replay(ArgumentParser parser);
 Runner set_up_reboot(ArgumentParser parser);
 Runner set_up_factory_reset(ArgumentParser parser);
 
@@ -20,6 +21,10 @@ const std::vector<Command>& fixture_commands() {
        "  sensorcal line --phones 1000 --seed 1 --fault-rate 0.05 --plan plans/reference.json --store runs.db\n"
        "  sensorcal line --phones 10000 --stations 8 --store postgresql://line@db/line --json",
        set_up_line},
+      {"replay", "run a recorded run's plan over its recording, without a phone, and compare the records",
+       "  sensorcal replay a1234\n"
+       "  sensorcal replay a1234 --html report.html --log run.log",
+       set_up_replay},
       {"reboot", "reboot the phone: what a real reboot drops is dropped", "  sensorcal reboot", set_up_reboot},
       {"factory-reset", "restore the hub's defaults and remove the calibration files", "  sensorcal factory-reset",
        set_up_factory_reset},

@@ -16,8 +16,8 @@
 #include <vector>
 
 #include "files/json_text.h"
-#include "phone/recording.h"
 #include "run/plan_run.h"
+#include "simulator/recording.h"
 
 namespace recording_test {
 
@@ -45,39 +45,39 @@ class RecordedRun {
   RecordedRun& operator=(const RecordedRun&) = delete;
 
   std::string folder() const { return path_ + "/recording"; }
-  std::string tape() const { return folder() + "/tape.jsonl"; }
+  std::string trace() const { return folder() + factory::kTraceFile; }
 
   // `steps` is what stands between the brackets. Returns the record.
   Json::Value record(const std::string& steps, factory::plan::Observer* observer = nullptr) {
     const std::string text = R"({"format": "sensorcal.plan/1", "name": "test", "steps": [)" + steps + "]}";
-    factory::begin_recording(folder(), {"test.json", text, "S1", "station 4", "me", {}});
     Options recorded = options;
     recorded.record = folder();
-    return run(recorded, observer);
+    return run(recorded, {"test.json", text, "S1", "station 4", "me", options.speed}, observer);
   }
 
   Json::Value replay() {
     Options replayed;
     replayed.recording = folder();
-    return run(replayed, nullptr);
+    const factory::RunHead head = factory::read_head(folder());
+    replayed.speed = head.speed;
+    return run(replayed, head, nullptr);
   }
 
   Options options;
 
  private:
-  Json::Value run(const Options& wanted, factory::plan::Observer* observer) {
-    const factory::RecordedRun recorded = factory::read_recording(folder());
+  Json::Value run(const Options& wanted, const factory::RunHead& head, factory::plan::Observer* observer) {
     std::vector<std::string> problems;
-    const auto plan = factory::plan::parse_plan(recorded.plan_file, recorded.plan_bytes, &problems);
+    const auto plan = factory::plan::parse_plan(head.plan_file, head.plan_bytes, &problems);
     EXPECT_THAT(problems, ::testing::IsEmpty());
     factory::Session session(wanted);
+    session.fixture().run_begins(head);
     factory::plan::Observer silent;
-    factory::plan::PlanRun plan_run(session, plan,
-                                    {recorded.serial, recorded.station, recorded.operator_name, session.now()},
+    factory::plan::PlanRun plan_run(session, plan, {head.serial, head.station, head.operator_name, session.now()},
                                     observer == nullptr ? silent : *observer);
     plan_run.run();
     const Json::Value record = plan_run.record();
-    session.chronicle().end(record);
+    session.fixture().run_ends(record);
     return record;
   }
 

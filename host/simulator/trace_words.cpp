@@ -1,10 +1,13 @@
-#include "simulator/tape_words.h"
+#include "simulator/trace_words.h"
 
 #include <string.h>
 
 #include <algorithm>
 
-namespace factory::tape {
+#include "simulator/device_files.h"
+#include "simulator/trace.h"
+
+namespace factory::trace {
 namespace {
 
 constexpr int kWords = 18;
@@ -19,6 +22,19 @@ Json::Value words(const int32_t* values) {
 
 void words_from(const Json::Value& json, int32_t* out) {
   for (int i = 0; i < kWords; ++i) out[i] = json.get(static_cast<Json::ArrayIndex>(i), 0).asInt();
+}
+
+Json::Value float_bits(float value) {
+  uint32_t bits = 0;
+  memcpy(&bits, &value, sizeof bits);
+  return bits;
+}
+
+float float_from_bits(const Json::Value& json) {
+  const uint32_t bits = json.asUInt();
+  float value = 0;
+  memcpy(&value, &bits, sizeof value);
+  return value;
 }
 
 }  // namespace
@@ -52,17 +68,16 @@ std::string bytes_from_hex(const std::string& text) {
   return from_hex(text, out.data(), out.size()) ? out : "";
 }
 
-Json::Value float_bits(float value) {
-  uint32_t bits = 0;
-  memcpy(&bits, &value, sizeof bits);
-  return bits;
+Json::Value to_json(const std::vector<float>& values) {
+  Json::Value out(Json::arrayValue);
+  for (const float value : values) out.append(float_bits(value));
+  return out;
 }
 
-float float_from_bits(const Json::Value& json) {
-  const uint32_t bits = json.asUInt();
-  float value = 0;
-  memcpy(&value, &bits, sizeof value);
-  return value;
+std::vector<float> floats_from(const Json::Value& json) {
+  std::vector<float> out;
+  for (const Json::Value& bits : json) out.push_back(float_from_bits(bits));
+  return out;
 }
 
 Json::Value to_json(const SensorInfo& info) {
@@ -105,6 +120,12 @@ SensorInfo sensor_from(const Json::Value& json) {
   return info;
 }
 
+std::vector<SensorInfo> sensors_from(const Json::Value& json) {
+  std::vector<SensorInfo> out;
+  for (const Json::Value& info : json) out.push_back(sensor_from(info));
+  return out;
+}
+
 Json::Value to_json(const SensorEvent& event) {
   Json::Value out;
   out["time"] = static_cast<Json::Int64>(event.timestamp);
@@ -133,11 +154,10 @@ Json::Value failure_of(const ::android::hardware::details::return_status& sent) 
 }
 
 Status status_from(const Json::Value& answer) {
-  if (answer.isNull()) return Status::fromStatusT(::android::DEAD_OBJECT);
   const Json::Value& failed = answer["failed"];
   if (failed.isNull()) return Status::ok();
   if (failed["dead"].asBool()) return Status::fromStatusT(::android::DEAD_OBJECT);
-  return Status::fromExceptionCode(Status::EX_TRANSACTION_FAILED, failed["why"].asCString());
+  return Status::fromExceptionCode(Status::EX_TRANSACTION_FAILED, failed["why"].asString().c_str());
 }
 
 Json::Value to_json(const HubMessage& message) {
@@ -156,6 +176,12 @@ HubMessage hub_message_from(const Json::Value& json) {
   out.answered = json.isMember("reply");
   if (out.answered) words_from(json["reply"], out.reply);
   out.note = json["note"].asString();
+  return out;
+}
+
+std::vector<HubMessage> hub_messages_from(const Json::Value& json) {
+  std::vector<HubMessage> out;
+  for (const Json::Value& message : json) out.push_back(hub_message_from(message));
   return out;
 }
 
@@ -183,4 +209,60 @@ Fixture::Settings settings_from(const Json::Value& json) {
   return out;
 }
 
-}  // namespace factory::tape
+namespace {
+
+void check_reply(const Json::Value& reply) {
+  int32_t words_of_it[kWords];
+  if (!reply.isNull() && !from_hex(reply.asString(), words_of_it, sizeof words_of_it))
+    throw Json::RuntimeError("a reply is not " + std::to_string(kWords) + " words in hex");
+}
+
+}  // namespace
+
+void check_answer(const std::string& name, const Json::Value& answer) {
+  using J = const Json::Value&;
+  const auto nothing = [](J) {};
+  const auto truth_value = [](J a) { (void)a.asBool(); };
+  const auto text = [](J a) { (void)a.asString(); };
+  const auto texts = [](J a) { (void)texts_from(a); };
+  const auto settings = [](J a) { (void)settings_from(a); };
+  const struct {
+    const char* name;
+    const char* member;  // empty: the answer itself
+    void (*read)(J);
+  } kRows[] = {
+      {kFind, "", truth_value},
+      {"sensor-list", "sensors", [](J a) { (void)sensors_from(a); }},
+      {"default-sensor", "sensor", [](J a) { (void)sensor_from(a); }},
+      {"event-queue", "there", truth_value},
+      {kEnable, "enabling", [](J a) { (void)a.asInt(); }},
+      {kDisable, "", nothing},
+      {"hub", "told", [](J a) { (void)hub_messages_from(a); }},
+      {"hub", "reply", check_reply},
+      {"files", "", [](J a) { DeviceFiles::check(a); }},
+      {"time", "", [](J a) { (void)a.asInt64(); }},
+      {"facts", "", settings},
+      {"world", "", settings},
+      {"remarks", "", texts},
+      {"set-world", "", text},
+      {"asks-operator", "", truth_value},
+      {"arrange", "problems", texts},
+      {"arrange", "notes", texts},
+      {"truth", "", [](J a) { (void)floats_from(a); }},
+      {"hub-state", "", nothing},
+      {"reboot", "", nothing},
+      {"factory-reset", "", nothing},
+  };
+  bool known = false;
+  for (const auto& row : kRows) {
+    if (name != row.name) continue;
+    known = true;
+    row.read(*row.member == '\0' ? answer : answer[row.member]);
+  }
+  if (!known) throw Json::RuntimeError("nothing that is asked has the name " + name);
+  if (!answer.isObject() || name == "files" || name == "hub-state") return;
+  (void)status_from(answer);
+  (void)answer["result"].asInt();
+}
+
+}  // namespace factory::trace

@@ -1,4 +1,4 @@
-#include "phone/recording.h"
+#include "simulator/recording.h"
 
 #include <errno.h>
 #include <string.h>
@@ -42,9 +42,10 @@ Json::Value parse(const std::string& file, const std::string& bytes) {
   return out;
 }
 
-// Which program ran the plan is no property of the run.
-const std::set<std::string>& other_programs() {
-  static const std::set<std::string> kFields = {"application", "library"};
+// What may differ between two runs of one plan on one phone, wherever it stands in a record.
+const std::set<std::string>& not_promised() {
+  static const std::set<std::string> kFields = {"application", "library", "started", "ended",
+                                                "seconds",     "time",    "log",     "log_dropped"};
   return kFields;
 }
 
@@ -54,7 +55,7 @@ void compare(const std::string& place, const Json::Value& a, const Json::Value& 
     for (const std::string& name : a.getMemberNames()) names.insert(name);
     for (const std::string& name : b.getMemberNames()) names.insert(name);
     for (const std::string& name : names) {
-      if (place.empty() && other_programs().count(name) != 0) continue;
+      if (not_promised().count(name) != 0) continue;
       compare(place.empty() ? name : place + "." + name, a[name], b[name], out);
     }
   } else if (a.isArray() && b.isArray() && a.size() == b.size()) {
@@ -68,39 +69,52 @@ void compare(const std::string& place, const Json::Value& a, const Json::Value& 
 
 }  // namespace
 
-void begin_recording(const std::string& folder, const RecordedRun& run) {
+void make_recording(const std::string& folder) {
   std::error_code error;
   fs::create_directories(folder, error);
   if (error) throw AppError(kUsage, "--record " + folder + ": " + error.message());
   if (!fs::is_empty(folder, error) || error)
     throw AppError(kUsage, "--record " + folder + ": not an empty folder; each recording has one of its own");
-  Json::Value head;
-  head["format"] = kRecordingFormat;
-  head["application"] = SENSORCAL_VERSION;
-  head["plan"] = run.plan_file;
-  head["serial"] = run.serial;
-  head["station"] = run.station;
-  head["operator"] = run.operator_name;
-  head["options"] = run.options;
-  write(folder + kPlanFile, run.plan_bytes);
-  write(folder + kRunFile, json_pretty(head) + "\n");
 }
 
-RecordedRun read_recording(const std::string& folder) {
+void write_head(const std::string& folder, const RunHead& head, const Json::Value& options) {
+  Json::Value out;
+  out["format"] = kRecordingFormat;
+  out["application"] = SENSORCAL_VERSION;
+  out["plan"] = head.plan_file;
+  out["serial"] = head.serial;
+  out["station"] = head.station;
+  out["operator"] = head.operator_name;
+  out["speed"] = head.speed;
+  out["options"] = options;
+  write(folder + kPlanFile, head.plan_bytes);
+  write(folder + kRunFile, json_pretty(out) + "\n");
+}
+
+void write_record(const std::string& folder, const Json::Value& record) {
+  write(folder + kRecordFile, json_pretty(record) + "\n");
+}
+
+RunHead read_head(const std::string& folder) {
   const std::string file = folder + kRunFile;
   std::string bytes;
   if (!read(file, &bytes)) throw AppError(kUsage, folder + ": not a recording: " + file + " cannot be read");
   const Json::Value head = parse(file, bytes);
   if (head["format"] != kRecordingFormat)
     throw AppError(kUsage, file + ": its format is " + json_line(head["format"]) + "; this program replays \"" +
-                               kRecordingFormat + "\"");
-  RecordedRun run;
+                               kRecordingFormat +
+                               "\": replay it with the version that recorded it, or record the run again");
+  RunHead run;
   if (!read(folder + kPlanFile, &run.plan_bytes)) throw AppError(kUsage, folder + kPlanFile + ": cannot be read");
-  run.plan_file = head["plan"].asString();
-  run.serial = head["serial"].asString();
-  run.station = head["station"].asString();
-  run.operator_name = head["operator"].asString();
-  run.options = head["options"];
+  try {
+    run.plan_file = head["plan"].asString();
+    run.serial = head["serial"].asString();
+    run.station = head["station"].asString();
+    run.operator_name = head["operator"].asString();
+    run.speed = head["speed"].asString();
+  } catch (const Json::Exception& error) {
+    throw AppError(kUsage, file + ": the recording is damaged: " + error.what());
+  }
   return run;
 }
 

@@ -1,4 +1,4 @@
-// How what crosses to the phone is written on the tape. Floats keep their bits.
+// How what crosses to the phone is written in a trace. Floats keep their bits.
 #pragma once
 
 #include <android/hardware/sensors/1.0/types.h>
@@ -10,7 +10,7 @@
 
 #include "phone/fixture.h"
 
-namespace factory::tape {
+namespace factory::trace {
 
 using SensorInfo = ::android::hardware::sensors::V1_0::SensorInfo;
 using SensorEvent = ::android::hardware::sensors::V1_0::Event;
@@ -21,26 +21,30 @@ std::string hex(const void* bytes, size_t size);
 bool from_hex(const std::string& text, void* bytes, size_t size);
 std::string bytes_from_hex(const std::string& text);
 
-Json::Value float_bits(float value);
-float float_from_bits(const Json::Value& bits);
+Json::Value to_json(const std::vector<float>& values);
+std::vector<float> floats_from(const Json::Value& json);
 
 Json::Value to_json(const SensorInfo& info);
 SensorInfo sensor_from(const Json::Value& json);
+std::vector<SensorInfo> sensors_from(const Json::Value& json);
 
 Json::Value to_json(const SensorEvent& event);
 SensorEvent event_from(const Json::Value& json);
 
 // What became of a call on its way: null where it got through.
 Json::Value failure_of(const ::android::hardware::details::return_status& sent);
-// From an answer's "failed". An answer that is null, since the recording is over, comes from a dead service.
+// From an answer's "failed".
 Status status_from(const Json::Value& answer);
 
 Json::Value to_json(const HubMessage& message);
-HubMessage hub_message_from(const Json::Value& json);
+std::vector<HubMessage> hub_messages_from(const Json::Value& json);
 
 Json::Value to_json(const std::vector<std::string>& texts);
 std::vector<std::string> texts_from(const Json::Value& json);
 Json::Value to_json(const Fixture::Settings& settings);
 Fixture::Settings settings_from(const Json::Value& json);
 
-}  // namespace factory::tape
+// Throws Json::Exception where an answer is not as the interceptors write and read it.
+void check_answer(const std::string& name, const Json::Value& answer);
+
+}  // namespace factory::trace

@@ -1,0 +1,81 @@
+// `sensorcal replay`: runs a recorded run's plan over its recording and compares the records.
+#include <algorithm>
+#include <filesystem>
+#include <iostream>
+#include <memory>
+
+#include "commands/commands.h"
+#include "commands/run.h"
+#include "simulator/recording.h"
+
+namespace factory {
+namespace {
+
+struct Arguments : RunOutputs {
+  std::string recording;
+};
+
+// Which program recorded, where it is another one; empty where it is not.
+std::string other_program(const Json::Value& recorded, const Json::Value& record) {
+  if (recorded["application"] == record["application"] && recorded["library"] == record["library"]) return "";
+  return "recorded with another build, version " + recorded["application"]["version"].asString();
+}
+
+void tell(const std::vector<std::string>& different, const std::string& other, bool text) {
+  constexpr size_t kMax = 20;
+  if (text && !other.empty()) std::cout << "note: " << other << "\n";
+  if (different.empty()) {
+    if (text) std::cout << "replay: the same record as the recorded one" << std::endl;
+    return;
+  }
+  std::cerr << "sensorcal: the replay's record differs from the recorded one in " << different.size()
+            << (different.size() == 1 ? " place:\n" : " places:\n");
+  for (size_t i = 0; i < std::min(kMax, different.size()); ++i) std::cerr << "  " << different[i] << "\n";
+  if (different.size() > kMax) std::cerr << "  ...\n";
+}
+
+int compare(const Json::Value& recorded, const Json::Value& record, const std::string& folder, bool text,
+            Json::Value* page, int code) {
+  const std::vector<std::string> different = differences(recorded, record);
+  const std::string other = other_program(recorded, record);
+  Json::Value& about = (*page)["replay"];
+  about.append("This run is a replay of the recording " + folder + ": no phone was there.");
+  about.append(different.empty() ? "Its record is the recorded one." : "Its record differs from the recorded one:");
+  for (const std::string& line : different) about.append(line);
+  if (!other.empty()) about.append(other);
+  tell(different, other, text);
+  return different.empty() ? code : kDiffers;
+}
+
+int replay(const Options& options, const Arguments& arguments) {
+  if (!options.profile.empty() || options.seed || !options.world.empty() || !options.replay.empty() ||
+      !options.fault.empty() || !options.max_equal.empty())
+    throw AppError(kUsage, "replay: phone, world and faults are the recorded ones and cannot be chosen");
+  Options wanted = options;
+  wanted.fixture = "simulated";
+  wanted.recording = std::filesystem::absolute(arguments.recording).lexically_normal().string();
+  const RunHead head = read_head(wanted.recording);
+  wanted.speed = head.speed;
+  const Json::Value recorded = recorded_record(wanted.recording);
+  std::vector<std::string> problems;
+  const plan::Plan plan = plan::parse_plan(head.plan_file, head.plan_bytes, &problems);
+  if (!problems.empty()) throw AppError(kUsage, "the recorded plan: " + problems.front());
+  plan::RunInfo info;
+  info.serial = head.serial;
+  info.station = head.station;
+  info.operator_name = head.operator_name;
+  return run_plan(wanted, plan, info, arguments, [&](const Json::Value& record, Json::Value* page, int code) {
+    return compare(recorded, record, wanted.recording, !options.json, page, code);
+  });
+}
+
+}  // namespace
+
+Runner set_up_replay(ArgumentParser parser) {
+  auto arguments = std::make_shared<Arguments>();
+  parser.add_option("DIR", arguments->recording, "folder of a recorded run").required();
+  add_outputs(parser, arguments.get());
+  return [arguments](const Options& options) { return replay(options, *arguments); };
+}
+
+}  // namespace factory

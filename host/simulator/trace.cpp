@@ -1,0 +1,67 @@
+#include "simulator/trace.h"
+
+#include <fstream>
+
+#include "files/json_text.h"
+#include "simulator/recording.h"
+#include "simulator/trace_words.h"
+
+namespace factory::trace {
+namespace {
+
+void take_line(const Json::Value& line, Recorded* out) {
+  out->last_enabling = 0;
+  if (line.isMember("event")) {
+    out->last_enabling = line["enabling"].asInt();
+    out->events[out->last_enabling].push_back(event_from(line["event"]));
+    return;
+  }
+  const std::string name = line["ask"].asString();
+  const Json::Value& answer = line["answer"];
+  check_answer(name, answer);
+  if (name == kEnable) out->last_enabling = answer["enabling"].asInt();
+  out->answers[key(line["attempt"].asString(), name, line["of"])].push_back(answer);
+}
+
+void take_head(const Json::Value& line, Recorded* out) {
+  if (line["format"] != kRecordingFormat)
+    throw Json::RuntimeError("not of the format " + std::string(kRecordingFormat));
+  (void)texts_from(line["unwritable"]);
+  for (const std::string& name : line["properties"].getMemberNames()) (void)line["properties"][name].asString();
+  out->head = line;
+}
+
+}  // namespace
+
+std::string attempt_key(int step, int attempt) { return std::to_string(step) + "." + std::to_string(attempt); }
+
+std::string key(const std::string& attempt, const std::string& name, const Json::Value& of) {
+  return (name == kDisable ? "" : attempt) + " " + name + " " + json_line(of);
+}
+
+// A run that was killed leaves a last line without its end.
+Recorded read_trace(const std::string& file) {
+  std::ifstream in(file, std::ios::binary);
+  if (!in) throw AppError(kUsage, file + ": cannot be read");
+  Recorded out;
+  std::string text;
+  for (int number = 1; std::getline(in, text); ++number) {
+    std::string problem;
+    try {
+      Json::Value line;
+      if (!parse_json(text, &line, &problem) || !line.isObject()) throw Json::RuntimeError("no JSON object");
+      if (line["n"] != number) throw Json::RuntimeError("its number is " + json_line(line["n"]));
+      number == 1 ? take_head(line, &out) : take_line(line, &out);
+      continue;
+    } catch (const Json::Exception& error) {
+      problem = error.what();
+    }
+    if (!in.eof() || number == 1)
+      throw AppError(kUsage, file + ":" + std::to_string(number) + ": the recording is damaged: " + problem);
+    out.cut = "its last line, " + std::to_string(number) + ", is not complete";
+  }
+  if (out.head.isNull()) throw AppError(kUsage, file + ": empty");
+  return out;
+}
+
+}  // namespace factory::trace

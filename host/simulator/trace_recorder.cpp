@@ -1,0 +1,131 @@
+#include "simulator/trace_recorder.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <host/property_store.h>
+#include <string.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <iostream>
+
+#include "files/json_text.h"
+#include "files/write_all.h"
+#include "simulator/device_files.h"
+#include "simulator/interceptors.h"
+#include "simulator/recording.h"
+#include "simulator/trace_words.h"
+
+namespace factory {
+namespace trace {
+namespace {
+
+thread_local bool t_asks = false;
+
+struct Asking {
+  Asking() { t_asks = true; }
+  ~Asking() { t_asks = false; }
+  Asking(const Asking&) = delete;
+  Asking& operator=(const Asking&) = delete;
+};
+
+}  // namespace
+
+Recorder::Recorder(std::string folder, const std::string& device_root, Json::Value options)
+    : folder_(std::move(folder)), options_(std::move(options)), attempt_(attempt_key(0, 0)) {
+  make_recording(folder_);
+  Json::Value head;
+  head["format"] = kRecordingFormat;
+  try {
+    head["unwritable"] = to_json(copy_device_files(device_root, folder_ + "/root"));
+  } catch (const std::filesystem::filesystem_error& error) {
+    throw AppError(kUsage, std::string("--record: ") + error.what());
+  }
+  head["properties"] = Json::Value(Json::objectValue);
+  for (const auto& [name, value] : host::all_properties()) head["properties"][name] = value;
+  const std::string file = folder_ + kTraceFile;
+  fd_ = open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_APPEND | O_CLOEXEC, 0644);
+  if (fd_ < 0) throw AppError(kUsage, "--record " + file + ": " + strerror(errno));
+  write(std::move(head));
+}
+
+Recorder::~Recorder() {
+  if (fd_ >= 0) close(fd_);
+}
+
+void Recorder::run_begins(const RunHead& head) { write_head(folder_, head, options_); }
+
+// A recording that could not be written to its end has no record either.
+void Recorder::run_ends(const Json::Value& record) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  if (fd_ >= 0) write_record(folder_, record);
+}
+
+void Recorder::attempt_begins(int step, int attempt, const std::string& /*name*/) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  attempt_ = attempt_key(step, attempt);
+}
+
+// One write a line: a run that is killed leaves whole ones.
+void Recorder::write(Json::Value line) {
+  if (fd_ < 0) return;
+  line["n"] = ++lines_;
+  if (write_all(fd_, json_line(line) + "\n")) return;
+  std::cerr << "sensorcal: the recording " << folder_ << " ends here: " << strerror(errno) << "\n";
+  close(fd_);
+  fd_ = -1;
+}
+
+bool Recorder::asking() const { return t_asks; }
+
+// What the phone does meanwhile, its own questions too, is its own matter.
+Json::Value Recorder::ask(const std::string& name, const Json::Value& of, const std::function<Json::Value()>& real) {
+  if (t_asks) return real();
+  Json::Value line;
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    line["attempt"] = attempt_;
+  }
+  const Json::Value answer = [&] {
+    const Asking asking;
+    return real();
+  }();
+  line["ask"] = name;
+  if (!of.isNull()) line["of"] = of;
+  line["answer"] = answer;
+  const std::lock_guard<std::mutex> lock(mutex_);
+  write(std::move(line));
+  return answer;
+}
+
+void Recorder::note(int enabling, const SensorEvent& event) {
+  Json::Value line;
+  line["enabling"] = enabling;
+  line["event"] = to_json(event);
+  const std::lock_guard<std::mutex> lock(mutex_);
+  write(std::move(line));
+}
+
+}  // namespace trace
+
+namespace {
+
+Json::Value for_people(const Options& options) {
+  Json::Value out;
+  const std::pair<const char*, const std::vector<std::string>*> kLists[] = {
+      {"world", &options.world}, {"replay", &options.replay}, {"fault", &options.fault}};
+  for (const auto& [name, values] : kLists) {
+    for (const std::string& value : *values) out[name].append(value);
+  }
+  return out;
+}
+
+}  // namespace
+
+std::unique_ptr<Fixture> record_fixture(std::unique_ptr<Fixture> phone, const Options& options) {
+  auto recorder = std::make_unique<trace::Recorder>(options.record, phone->device_root(), for_people(options));
+  const std::string root = phone->device_root();
+  return std::make_unique<trace::TracedFixture>(std::move(recorder), std::move(phone), root);
+}
+
+}  // namespace factory
