@@ -38,7 +38,9 @@ killed. The brightness node is described in [phone-panel.md](phone-panel.md).
 Each kind of calibration on a phone that was calibrated before, in a world in which the kind succeeds, by a process of its
 own, at unlimited speed. "Its wait" is the kind's time limit. Whatever the fault, the caller is back within that wait, what
 the hub takes (`hub-slow`, and 150 ms for each look at a colour run of its own) and 100 ms; all sensors are off unless the
-table says so; nothing but the kind's own values and files has changed; and all objects go without a trace.
+table says so; nothing but the kind's own values and files has changed; and all objects go without a trace. Under `sensors-dead` and
+`hub-dead` the library does not come back, as on a phone whose manifest lists a service that never starts: these two are not
+tried here.
 
 | kinds | which | phone | wait |
 |---|---|---|---|

@@ -76,6 +76,7 @@ Return<Result> FakeQueue::disableSensor(int32_t sensorHandle) {
   if (on_disable) on_disable();
   const std::lock_guard<std::mutex> lock(mutex_);
   disabled_.push_back(sensorHandle);
+  if (disable_transport_fails) return Status::fromExceptionCode(Status::EX_TRANSACTION_FAILED);
   if (active_ == sensorHandle) active_ = -1;
   changed_.notify_all();
   return Result::OK;

@@ -52,6 +52,7 @@ class FakeQueue : public IEventQueue {
 
   Result enable_result = Result::OK;
   bool enable_transport_fails = false;
+  bool disable_transport_fails = false;
   // Called at the start of disableSensor, before the sensor stops.
   std::function<void()> on_disable;
 

@@ -86,8 +86,10 @@ PhoneImpl::PhoneImpl(const PhoneOptions& options)
 // First nobody can come in any more, then everybody leaves.
 PhoneImpl::~PhoneImpl() {
   host::on_device_path(nullptr);
-  host::remove_service(SensorManager::descriptor, kInstance);
-  host::remove_service(TestService::descriptor, kInstance);
+  for (const char* const descriptor : {SensorManager::descriptor, TestService::descriptor}) {
+    host::remove_service(descriptor, kInstance);
+    host::declare_service(descriptor, kInstance, false);  // who waits for it finds none
+  }
   sensor_manager_->disconnect();
   stage_->close();
   if (faulty_link_ != nullptr) faulty_link_->on_lost(nullptr);
@@ -129,8 +131,11 @@ std::vector<std::unique_ptr<Sensor>> PhoneImpl::make_sensors(const PhoneOptions&
 void PhoneImpl::register_services() {
   sensor_manager_ = new SensorManager(folder_.profile(), faults_, stage_);
   test_service_ = new TestService(&hub_, &service_faults_);
-  if (faults_->find(FaultId::sensors_absent) == nullptr) sensor_manager_->registerAsService(kInstance);
-  if (faults_->find(FaultId::hub_absent) != nullptr) return;
+  host::declare_service(SensorManager::descriptor, kInstance, faults_->find(FaultId::sensors_dead) != nullptr);
+  host::declare_service(TestService::descriptor, kInstance, faults_->find(FaultId::hub_dead) != nullptr);
+  const bool no_sensors = faults_->find(FaultId::sensors_absent) != nullptr;
+  if (!no_sensors && !faults_->is_over({FaultId::sensors_dead}, 0)) sensor_manager_->registerAsService(kInstance);
+  if (faults_->find(FaultId::hub_absent) != nullptr || faults_->is_over({FaultId::hub_dead}, 0)) return;
   if (needs_faulty_link(*faults_)) {
     faulty_link_ = new FaultyHubLink(test_service_, faults_);
     faulty_link_->registerAsService(kInstance);

@@ -1,5 +1,6 @@
 #include "phone/faults/faults.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstring>
 #include <optional>
@@ -38,8 +39,16 @@ constexpr Row kRows[] = {
       "stays on"},
      Shape::count,
      0},
+    {{FaultId::sensors_dead, "sensors-dead", "[CALLS]",
+      "the sensor service is declared and dead, from the start or after so many calls: who gets it waits for ever"},
+     Shape::count,
+     0},
     {{FaultId::hub_absent, "hub-absent", "", "there is no test service"}, Shape::none, {}},
     {{FaultId::hub_vanish, "hub-vanish", "MESSAGES", "the test service dies after so many messages"}, Shape::count, {}},
+    {{FaultId::hub_dead, "hub-dead", "[MESSAGES]",
+      "the test service is declared and dead, from the start or after so many messages: who gets it waits for ever"},
+     Shape::count,
+     0},
     {{FaultId::hub_fail, "hub-fail", "[CODE]",
       "messages fail in transport, those of one code or all, and never reach the hub"},
      Shape::code,
@@ -268,6 +277,13 @@ const Fault* Faults::find(FaultId id, int sensor_type) const {
     if (found == nullptr || found->sensor_type == 0) found = &fault;
   }
   return found;
+}
+
+bool Faults::is_over(std::initializer_list<FaultId> ids, int count) const {
+  return std::any_of(ids.begin(), ids.end(), [&](FaultId id) {
+    const Fault* const fault = find(id);
+    return fault != nullptr && count >= static_cast<int>(fault->amount);
+  });
 }
 
 std::vector<const Fault*> Faults::each(FaultId id) const {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -11,8 +12,10 @@ enum class FaultId {
   sensors_absent,
   sensors_vanish,
   sensors_fail,
+  sensors_dead,
   hub_absent,
   hub_vanish,
+  hub_dead,
   hub_fail,
   hub_slow,
   hub_word,
@@ -72,6 +75,8 @@ class Faults {
   const std::vector<Fault>& all() const { return faults_; }
   // Null when there is none; a fault of one sensor outranks one of every sensor.
   const Fault* find(FaultId id, int sensor_type = 0) const;
+  // Whether one of these faults ends what it is about after `count` calls.
+  bool is_over(std::initializer_list<FaultId> ids, int count) const;
   std::vector<const Fault*> each(FaultId id) const;
 
  private:

@@ -27,7 +27,8 @@ void set_service_faults(const Faults& faults, ServiceFaults* out) {
 }
 
 bool needs_faulty_link(const Faults& faults) {
-  return faults.find(FaultId::hub_vanish) != nullptr || faults.find(FaultId::hub_fail) != nullptr;
+  return faults.find(FaultId::hub_vanish) != nullptr || faults.find(FaultId::hub_dead) != nullptr ||
+         faults.find(FaultId::hub_fail) != nullptr;
 }
 
 void FaultyHubLink::on_lost(Listener listener) {
@@ -37,8 +38,7 @@ void FaultyHubLink::on_lost(Listener listener) {
 
 bool FaultyHubLink::loses(const Message& msg, Status* status) {
   const std::lock_guard<std::mutex> lock(mutex_);
-  const Fault* const vanish = faults_->find(FaultId::hub_vanish);
-  if (vanish != nullptr && messages_++ >= static_cast<int>(vanish->amount)) {
+  if (faults_->is_over({FaultId::hub_vanish, FaultId::hub_dead}, messages_++)) {
     if (host::find_service(descriptor, "default") == this) host::remove_service(descriptor, "default");
     *status = Status::fromStatusT(::android::DEAD_OBJECT);
     return true;

@@ -7,13 +7,11 @@ namespace phone {
 
 bool ServiceLink::take_call() {
   const int calls_before = calls_++;
-  const Fault* const vanish = faults_->find(FaultId::sensors_vanish);
-  if (vanish != nullptr && calls_before >= static_cast<int>(vanish->amount)) {
+  if (faults_->is_over({FaultId::sensors_vanish, FaultId::sensors_dead}, calls_before)) {
     die();
     return false;
   }
-  const Fault* const fail = faults_->find(FaultId::sensors_fail);
-  return connected_ && (fail == nullptr || calls_before < static_cast<int>(fail->amount));
+  return connected_ && !faults_->is_over({FaultId::sensors_fail}, calls_before);
 }
 
 // The process behind it is gone, and with it what its sensors had to say.

@@ -112,6 +112,22 @@ TEST(RunTest, ASensorThatCannotBeEnabledEndsTheRunAtOnce) {
   pthread_mutex_unlock(&phone.cal->cal_mutex);
 }
 
+// An unread failure would end the process.
+TEST(RunTest, ADisablingThatGetsLostChangesNoResult) {
+  BenchPhone phone;
+  _sensor_info& record = phone.cal->motion_info[0];
+  write_settings(*phone.cal, record, kShort);
+  phone.queue->disable_transport_fails = true;
+  record.timeout_s = 0;
+  EXPECT_EQ(run_in_mode(*phone.cal, record, &_sensor_info::in_calibrate), 1);
+  write_settings(*phone.cal, record, kShort);
+  record.timeout_s = 20;
+  phone.queue->script(100, swinging(1, 5, {0.5F, 0, 10.0F}, 0.25F));
+  EXPECT_EQ(run_in_mode(*phone.cal, record, &_sensor_info::in_calibrate), 2);
+  phone.queue->drain();
+  EXPECT_THAT(phone.queue->disabled(), ElementsAre(100, 100));
+}
+
 TEST(RunTest, AnyWakeUpEndsTheWait) {
   BenchPhone phone;
   _sensor_info& record = phone.cal->motion_info[0];

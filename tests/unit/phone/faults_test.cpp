@@ -7,6 +7,7 @@
 
 #include <cmath>
 #include <fstream>
+#include <future>
 #include <thread>
 
 #include "open_phone.h"
@@ -111,6 +112,32 @@ TEST(Faults, OfAnEventQueueThatIsThereAlready) {
     EXPECT_FALSE(client.queue->enableSensor(client.handles.at(kAcc), 20000, 0).isOk());
     EXPECT_EQ(ISensorManager::getService("default") != nullptr, goes_on);
   }
+}
+
+// A phone's manifest lists the service: who gets it waits until it comes or the phone goes.
+TEST(Faults, OfServicesThatAreDeclaredAndDead) {
+  for (const auto& [fault, calls] : {std::pair{"sensors-dead", 0}, {"sensors-dead:2", 2}, {"sensors-dead:0", 0}}) {
+    SCOPED_TRACE(fault);
+    auto phone = phone::Phone::open(options({fault}));
+    if (calls > 0) {
+      const Client client;  // both its calls
+      EXPECT_EQ(client.list_result, Result::OK);
+      EXPECT_FALSE(client.manager->getSensorList([](const auto&, Result) { FAIL(); }).isOk());
+    }
+    EXPECT_EQ(ISensorManager::tryGetService("default"), nullptr);
+    EXPECT_FALSE(ask_hub(1, 1).empty());
+    auto waits = std::async(std::launch::async, [] { return ISensorManager::getService("default"); });
+    EXPECT_EQ(waits.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
+    phone.reset();
+    EXPECT_EQ(waits.get(), nullptr);
+  }
+  auto phone = phone::Phone::open(options({"hub-dead:1"}));
+  EXPECT_FALSE(ask_hub(1, 1).empty());
+  EXPECT_TRUE(ask_hub(1, 1).empty());
+  auto waits = std::async(std::launch::async, [] { return ask_hub(1, 1); });
+  EXPECT_EQ(waits.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
+  phone.reset();
+  EXPECT_TRUE(waits.get().empty());
 }
 
 TEST(Faults, OfTheTestService) {
