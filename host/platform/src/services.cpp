@@ -57,8 +57,11 @@ Finder& finder() {
   return *instance;
 }
 
-Service look_up(std::string_view descriptor, std::string_view instance, bool waits) {
-  Service service;
+// What lies under an interface's descriptor was put in by its own registerAsService(), and is of that kind. One strong
+// reference is made, no text and no check: every hub command comes by here.
+template <typename Interface>
+::android::sp<Interface> look_up(std::string_view descriptor, std::string_view instance, bool waits) {
+  ::android::sp<Interface> service;
   {
     std::unique_lock<std::mutex> lock(registry().mutex);
     auto found = find_entry(descriptor, instance);
@@ -66,9 +69,10 @@ Service look_up(std::string_view descriptor, std::string_view instance, bool wai
       registry().changed.wait(lock);
       found = find_entry(descriptor, instance);
     }
-    if (found != registry().entries.end()) service = found->service;
+    if (found != registry().entries.end()) service = static_cast<Interface*>(found->service.get());
   }
-  return finder() ? finder()(std::string(descriptor), service) : service;
+  if (!finder()) return service;
+  return static_cast<Interface*>(finder()(std::string(descriptor), service).get());
 }
 
 }  // namespace
@@ -81,11 +85,7 @@ void add_service(std::string_view descriptor, std::string_view instance, const S
 }
 
 Service find_service(std::string_view descriptor, std::string_view instance) {
-  return look_up(descriptor, instance, false);
-}
-
-Service await_service(std::string_view descriptor, std::string_view instance) {
-  return look_up(descriptor, instance, true);
+  return look_up<::android::hidl::base::V1_0::IBase>(descriptor, instance, false);
 }
 
 void declare_service(std::string_view descriptor, std::string_view instance, bool declared) {
@@ -110,6 +110,31 @@ bool remove_service(std::string_view descriptor, std::string_view instance) {
 }  // namespace host
 
 namespace android {
+namespace hardware {
+namespace details {
+
+template <typename Interface>
+::android::sp<Interface> ExtendsService<Interface>::getService(const std::string& serviceName, bool /*getStub*/) {
+  return host::look_up<Interface>(Interface::descriptor, serviceName, true);
+}
+
+template <typename Interface>
+::android::sp<Interface> ExtendsService<Interface>::tryGetService(const std::string& serviceName, bool /*getStub*/) {
+  return host::look_up<Interface>(Interface::descriptor, serviceName, false);
+}
+
+template <typename Interface>
+::android::status_t ExtendsService<Interface>::registerAsService(const std::string& serviceName) {
+  host::add_service(Interface::descriptor, serviceName, this);
+  return ::android::OK;
+}
+
+template struct ExtendsService<::android::frameworks::sensorservice::V1_0::ISensorManager>;
+template struct ExtendsService<::vendor::corvane::sensor::kestsensorservice::V1_1::IKestSensorService>;
+
+}  // namespace details
+}  // namespace hardware
+
 namespace hidl {
 namespace base {
 namespace V1_0 {

@@ -17,12 +17,11 @@ using Service = ::android::sp<::android::hidl::base::V1_0::IBase>;
 // what was there.
 void add_service(std::string_view descriptor, std::string_view instance, const Service& service);
 
-// Null when there is none.
+// Null when there is none. Does not wait.
 Service find_service(std::string_view descriptor, std::string_view instance);
-// The same, but waits for one that is declared until it is there, or is declared no more.
-Service await_service(std::string_view descriptor, std::string_view instance);
 
-// Whether the phone's manifest lists the service: one that is listed is expected to come (again).
+// Whether the phone's manifest lists the service: getService() waits until one that is listed is there, or is listed no
+// more.
 void declare_service(std::string_view descriptor, std::string_view instance, bool declared);
 
 // Stands between every look-up and its answer: is given what is there, and what it returns is found. Empty: nobody. Not

@@ -15,7 +15,7 @@ namespace frameworks {
 namespace sensorservice {
 namespace V1_0 {
 
-struct IDirectReportChannel : public ::host::Extends<IDirectReportChannel> {
+struct IDirectReportChannel : public ::android::hardware::details::Extends<IDirectReportChannel> {
   static const char* descriptor;
 
   using configure_cb = std::function<void(int32_t token, Result result)>;

@@ -12,7 +12,7 @@ namespace frameworks {
 namespace sensorservice {
 namespace V1_0 {
 
-struct IEventQueue : public ::host::Extends<IEventQueue> {
+struct IEventQueue : public ::android::hardware::details::Extends<IEventQueue> {
   static const char* descriptor;
 
   virtual ::android::hardware::Return<Result> enableSensor(int32_t sensorHandle, int32_t samplingPeriodUs,

@@ -10,7 +10,7 @@ namespace frameworks {
 namespace sensorservice {
 namespace V1_0 {
 
-struct IEventQueueCallback : public ::host::Extends<IEventQueueCallback> {
+struct IEventQueueCallback : public ::android::hardware::details::Extends<IEventQueueCallback> {
   static const char* descriptor;
 
   virtual ::android::hardware::Return<void> onEvent(const ::android::hardware::sensors::V1_0::Event& event) = 0;

@@ -20,7 +20,7 @@ namespace frameworks {
 namespace sensorservice {
 namespace V1_0 {
 
-struct ISensorManager : public ::host::ExtendsService<ISensorManager> {
+struct ISensorManager : public ::android::hardware::details::ExtendsService<ISensorManager> {
   static const char* descriptor;
 
   using getSensorList_cb = std::function<void(

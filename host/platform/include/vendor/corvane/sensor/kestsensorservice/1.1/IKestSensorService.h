@@ -13,7 +13,7 @@ namespace sensor {
 namespace kestsensorservice {
 namespace V1_1 {
 
-struct IKestSensorService : public ::host::ExtendsService<IKestSensorService> {
+struct IKestSensorService : public ::android::hardware::details::ExtendsService<IKestSensorService> {
   static const char* descriptor;
 
   using send_ssc_oem_test_msg_cb = std::function<void(const ssc_oem_test_msg& msg)>;
