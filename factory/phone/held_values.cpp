@@ -107,6 +107,7 @@ HeldValues::HeldValues(int type, const std::string& value, int count) : type_(ty
 }
 
 std::vector<HeldValue> HeldValues::now(Session& session) const {
+  const Watchdog::Operation operation(session.watchdog());
   std::vector<HeldValue> out;
   for (const Wanted& wanted : wanted_) {
     const StoredValue* value = stored_value(type_, wanted.name);

@@ -131,8 +131,9 @@ Json::Value PlanRun::record() { return make_record(session_, plan_, info_, steps
 
 Json::Value PlanRun::abort(const std::string& why) {
   // What hangs may hold it: nothing can be put back then.
-  std::unique_lock<std::mutex> under_way(under_way_.mutex, std::defer_lock);
-  const bool free = why.empty() ? (under_way.lock(), true) : under_way.try_lock();
+  constexpr std::chrono::seconds kPutBack{2};
+  std::unique_lock<std::timed_mutex> under_way(under_way_.mutex, kPutBack);
+  const bool free = under_way.owns_lock();
   const Outcome verdict = why.empty() ? Outcome::aborted : Outcome::failed;
   const std::lock_guard<std::mutex> lock(mutex_);
   if (current_ != nullptr) {

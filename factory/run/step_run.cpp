@@ -17,6 +17,7 @@ constexpr int kVerifySamples = 50;
 constexpr double kSpareSeconds = 5;
 
 std::vector<double> read_golden(Session& session, int type, size_t values) {
+  const Watchdog::Operation operation(session.watchdog());
   std::vector<float> golden(values);
   if (session.cal().cal_api->getLuxChannelRawGolden_api(type, golden.data(), static_cast<int>(values)) < 0) return {};
   return {golden.begin(), golden.end()};

@@ -1,0 +1,35 @@
+#!/usr/bin/env bash
+# A service that is listed but does not run is waited for by whoever asks for it: the program does not ask, and where it
+# dies in the middle of a call the watchdog ends the program, with a record that says what is not known.
+source "$(dirname "$0")/lib.sh"
+
+run 0 set Acc offset 0.25 -0.5 0.125 --speed max
+for fault in sensors-dead hub-dead; do
+  run 3 calibrate Acc --speed max --fault $fault
+  has out 'why: the sensor (test )?service does not answer.*; nothing was run'
+  run 3 sensors --speed max --fault $fault
+  has err '^sensorcal: the sensor (test )?service does not answer'
+done
+
+# Side by side, since each waits out the watchdog's patience.
+dies() { "$sensorcal" "${@:3}" --phone "$1" --speed max --fault "$2" >"$1.out" 2>"$1.err" || echo "exit code $?" >>"$1.err"; }
+for name in one two three; do cp -r phone $name; done
+dies one hub-dead:1 get Acc offset &
+dies two hub-dead:3 calibrate Acc --json &
+dies three hub-dead:6 calibrate Acc --json &
+wait
+called='a service that dies'
+has one.err 'is gone|does not answer' '^exit code 3$'
+for name in two three; do
+  has $name.err '^exit code 3$'
+  json $name.out 'd["verdict"] != "passed"' 'any("does not come back" in r for r in d["steps"][1]["attempts"][0]["reasons"])' \
+    'any("not put back" in r or "not known" in r or "is gone" in r for r in d["steps"][1]["attempts"][0]["reasons"])'
+done
+
+# Ctrl-C works meanwhile.
+"$sensorcal" calibrate Acc --phone one --speed max --fault hub-dead:3 >out 2>err &
+sleep 1
+kill -INT $!
+code=0
+wait $! || code=$?
+[ $code = 130 ] || fail "Ctrl-C: exit code $code"
