@@ -5,7 +5,7 @@
 #include "cli/terminal.h"
 #include "files/json_text.h"
 #include "files/numbers.h"
-#include "sensors/kinds.h"
+#include "sensors/sensor.h"
 
 namespace factory {
 namespace {

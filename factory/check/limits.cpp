@@ -1,7 +1,5 @@
 #include "check/limits.h"
 
-#include <SensorType.h>
-
 #include <algorithm>
 #include <cmath>
 
@@ -25,20 +23,6 @@ constexpr char kBarometerSection[] = "7.3.5 Barometer";
 constexpr char kOwn[] = "not published";
 
 constexpr char kNothing[] = "no two events came";
-
-constexpr struct {
-  int type;
-  unsigned groups;
-} kGroups[] = {
-    {sensor_type::accelerometer, kAccelerometer},
-    {sensor_type::accelerometer_second, kAccelerometer},
-    {sensor_type::gyroscope, kGyroscope | kCalibratedGyroscope},
-    {sensor_type::gyroscope_second, kGyroscope | kCalibratedGyroscope},
-    {sensor_type::gyroscope_uncalibrated, kGyroscope},
-    {sensor_type::pressure, kBarometer},
-    {sensor_type::magnetic_field, kMagnetometer},
-    {14, kMagnetometer},  // uncalibrated
-};
 
 double mean_interval_ms(const Observation& seen) {
   const size_t count = seen.main.samples.size();
@@ -223,16 +207,13 @@ Finding hold(const Limit& limit, const Observation& seen) {
 }  // namespace
 
 unsigned groups_of(int sensor_type, bool continuous) {
-  unsigned groups = continuous ? kContinuous : kOnChange;
-  for (const auto& row : kGroups) {
-    if (row.type == sensor_type) groups |= row.groups;
-  }
-  return groups;
+  const Sensor* sensor = sensor_of(sensor_type);
+  return (continuous ? kContinuous : kOnChange) | (sensor == nullptr ? 0U : sensor->limits) |
+         (sensor != nullptr && sensor->scatters ? kScatters : 0U);
 }
 
 const std::vector<Limit>& limits() {
   constexpr unsigned kAny = kContinuous | kOnChange;
-  constexpr unsigned kAlwaysNoisy = kAccelerometer | kGyroscope | kBarometer | kMagnetometer;
   static const std::vector<Limit> kLimits = {
       {"first_sample", "first sample", kAllSections, "ms", -kNone, 400, 2, false, kAny, first_sample,
        "the sensor is silent or slow to start: look at its connection and its driver"},
@@ -246,17 +227,19 @@ const std::vector<Limit>& limits() {
        "time stamps are made when the event is read, or events come twice: look at the driver's clock"},
       {"delay", "delay of 99 % of the events", kAllSections, "ms", -kNone, 100, 2, false, kContinuous, delay,
        "events are held back and come in bursts, though no batching was asked for"},
-      {"noise", "noise", kAccelerometerSection, "m/s^2", -kNone, kAccelerometerNoise, 0, false, kAccelerometer, noise,
+      {"noise", "noise", kAccelerometerSection, "m/s^2", -kNone, kAccelerometerNoise, 0, false,
+       Published::accelerometer, noise,
        "the phone moves or the table shakes: set it down still; else the sensor is noisy"},
       {"variance", "variance per Hz", kGyroscopeSection, "(rad/s)^2/Hz", -kNone, kGyroscopeVariance, 0, false,
-       kGyroscope, variance_per_hz, "the phone moves or the table shakes: set it down still; else the sensor is noisy"},
-      {"stationary_error", "error at rest", kGyroscopeSection, "rad/s", -kNone, 0.01, 0, true, kCalibratedGyroscope,
-       stationary_error, "calibrate it: sensorcal calibrate Gyr, or Gyr2"},
-      {"absolute", "absolute accuracy", kBarometerSection, "hPa", -kNone, 1, 0, false, kBarometer, absolute_pressure,
-       "calibrate it: sensorcal calibrate Bar --reference HPA"},
-      {"relative", "relative accuracy", kBarometerSection, "hPa", -kNone, kRelativePressure, 0, false, kBarometer,
-       relative_pressure, "a door or a fan moved the air, or the sensor drifts"},
-      {"live", "changes between samples", kOwn, "", 1, kNone, 0, false, kAlwaysNoisy, changes,
+       Published::gyroscope, variance_per_hz,
+       "the phone moves or the table shakes: set it down still; else the sensor is noisy"},
+      {"stationary_error", "error at rest", kGyroscopeSection, "rad/s", -kNone, 0.01, 0, true,
+       Published::calibrated_gyroscope, stationary_error, "calibrate it: sensorcal calibrate Gyr, or Gyr2"},
+      {"absolute", "absolute accuracy", kBarometerSection, "hPa", -kNone, 1, 0, false, Published::barometer,
+       absolute_pressure, "calibrate it: sensorcal calibrate Bar --reference HPA"},
+      {"relative", "relative accuracy", kBarometerSection, "hPa", -kNone, kRelativePressure, 0, false,
+       Published::barometer, relative_pressure, "a door or a fan moved the air, or the sensor drifts"},
+      {"live", "changes between samples", kOwn, "", 1, kNone, 0, false, kScatters, changes,
        "the sensor repeats one value: it is stuck, or its driver does not update it"},
       {"not_finite", "values that are no numbers", kOwn, "", -kNone, 0, 0, false, kAny, not_finite,
        "the driver delivers not-a-number or infinity"},
@@ -277,9 +260,9 @@ std::vector<Finding> judge_sensor(const Observation& seen) {
 
 double noise_limit(int sensor_type, double rate_hz) {
   const unsigned groups = groups_of(sensor_type, true);
-  if ((groups & kAccelerometer) != 0) return kAccelerometerNoise;
-  if ((groups & kGyroscope) != 0) return std::sqrt(kGyroscopeVariance * rate_hz);
-  return (groups & kBarometer) != 0 ? kRelativePressure : kNone;
+  if ((groups & Published::accelerometer) != 0) return kAccelerometerNoise;
+  if ((groups & Published::gyroscope) != 0) return std::sqrt(kGyroscopeVariance * rate_hz);
+  return (groups & Published::barometer) != 0 ? kRelativePressure : kNone;
 }
 
 }  // namespace factory

@@ -9,15 +9,11 @@
 
 namespace factory {
 
-// Which sensors a limit is for; the rows combine them.
+// Which sensors a limit is for, beside the groups of Published; the rows combine them.
 enum Applies : unsigned {
-  kContinuous = 1U << 0,
-  kOnChange = 1U << 1,
-  kAccelerometer = 1U << 2,
-  kGyroscope = 1U << 3,  // both the calibrated and the uncalibrated one
-  kCalibratedGyroscope = 1U << 4,
-  kBarometer = 1U << 5,
-  kMagnetometer = 1U << 6,
+  kContinuous = 1U << 8,
+  kOnChange = 1U << 9,
+  kScatters = 1U << 10,
 };
 
 // The groups that a sensor belongs to.

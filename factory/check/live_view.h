@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "check/sample.h"
-#include "sensors/quantity.h"
+#include "sensors/sensor.h"
 #include "sensors/statistics.h"
 
 namespace factory {

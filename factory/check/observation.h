@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "check/sample.h"
-#include "sensors/quantity.h"
+#include "sensors/sensor.h"
 
 namespace factory {
 

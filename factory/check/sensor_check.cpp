@@ -8,7 +8,7 @@
 
 #include "check/event_feed.h"
 #include "sensors/expected.h"
-#include "sensors/kinds.h"
+#include "sensors/sensor.h"
 
 namespace factory {
 namespace {
@@ -217,8 +217,8 @@ std::vector<int> checked_types(Session& session) {
   std::vector<int> out;
   for (const SensorInfo& info : session.cal().sensor_list) {
     const int type = static_cast<int>(info.type);
-    constexpr unsigned kNamed = kAccelerometer | kGyroscope | kBarometer | kMagnetometer;
-    if ((groups_of(type, true) & kNamed) != 0 && std::find(out.begin(), out.end(), type) == out.end())
+    const Sensor* sensor = sensor_of(type);
+    if (sensor != nullptr && sensor->scatters && std::find(out.begin(), out.end(), type) == out.end())
       out.push_back(type);
   }
   return out;

@@ -16,7 +16,7 @@
 #include "files/json_text.h"
 #include "phone/hub_message.h"
 #include "phone/session.h"
-#include "sensors/kinds.h"
+#include "sensors/sensor.h"
 
 namespace factory {
 namespace {

@@ -6,7 +6,7 @@
 #include "commands/commands.h"
 #include "files/json_text.h"
 #include "phone/session.h"
-#include "sensors/kinds.h"
+#include "sensors/sensor.h"
 
 namespace factory {
 namespace {

@@ -19,7 +19,7 @@
 #include "files/json_text.h"
 #include "phone/options.h"
 #include "phone/session.h"
-#include "sensors/kinds.h"
+#include "sensors/sensor.h"
 
 namespace factory::operation {
 

@@ -5,7 +5,7 @@
 #include "commands/commands.h"
 #include "files/json_text.h"
 #include "phone/session.h"
-#include "sensors/kinds.h"
+#include "sensors/sensor.h"
 
 namespace factory {
 namespace {
@@ -37,7 +37,8 @@ std::string answer_text(int answer) {
 // The record that the sensor is bound to, or -1 when another sensor of its record came first or none has one.
 int bound_record(SensorCalibration& cal, const SensorInfo& info) {
   constexpr int kMotion = 8;
-  const int number = record_number(static_cast<int>(info.type));
+  const Sensor* sensor = sensor_of(static_cast<int>(info.type));
+  const int number = sensor == nullptr ? -1 : sensor->record;
   if (number < 0) return -1;
   const _sensor_info& record = number < kMotion ? cal.motion_info[number] : cal.env_info[number - kMotion];
   return record.present != 0 && record.info.sensorHandle == info.sensorHandle ? number : -1;

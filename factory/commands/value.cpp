@@ -10,7 +10,7 @@
 #include "files/json_text.h"
 #include "phone/hub_watch.h"
 #include "phone/session.h"
-#include "sensors/kinds.h"
+#include "sensors/sensor.h"
 #include "sensors/stored_values.h"
 
 namespace factory {

@@ -17,7 +17,7 @@
 #include "files/json_text.h"
 #include "phone/session.h"
 #include "run/calibration.h"
-#include "sensors/kinds.h"
+#include "sensors/sensor.h"
 
 namespace factory {
 namespace {
@@ -140,7 +140,7 @@ int run(const Options& options, const Arguments& arguments) {
   constexpr double kUsPerMs = 1000;
   {
     EventFeed feed(session.cal().sensor_manager, sensor->sensorHandle, type,
-                   static_cast<int>(arguments.period_ms.value_or(quantity.usual_period_ms) * kUsPerMs));
+                   static_cast<int>(arguments.period_ms.value_or(quantity.period_ms) * kUsPerMs));
     if (!feed.problem().empty()) {
       throw AppError(session.sensor_service_there() ? kFailed : kUnreachable,
                      tag + ": " + feed.problem() + "; " + sampling_hint(feed.problem()));

@@ -11,14 +11,11 @@
 #include "files/replace_file.h"
 #include "phone/hub_watch.h"
 #include "phone/options.h"
-#include "sensors/kinds.h"
 #include "sensors/stored_values.h"
 
 namespace factory {
 namespace {
 
-constexpr int kSelfTest = 4;
-constexpr int kGoldenParam = -1;
 constexpr int kScales = 5;
 constexpr int kGolden = 7;
 
@@ -63,38 +60,17 @@ bool has_property(const char* name) {
 }  // namespace
 
 HeldValues::HeldValues(int type, int param, bool writes_golden) : type_(type) {
-  if (param == kSelfTest) return;
-  const Kind* kind = find_kind(type, param);
-  if (kind == nullptr) {
-    irreversible_.emplace_back(
-        is_panel_run(param)                                           ? "the panel level in the hub"
-        : type == sensor_type::tof || type == sensor_type::proximity  ? "the time-of-flight calibration in the chip"
-        : type == sensor_type::sar || type == sensor_type::sar_second ? "the SAR calibration in the chip"
-                                                                      : "what the hub itself measures and keeps");
-    return;
+  const StepRow* step = step_of(type, param);
+  if (step == nullptr) return;
+  const unsigned changes = step->changes | (writes_golden ? Stored::golden : 0U);
+  for (const StoredValue& value : stored_values()) {
+    if (value.in != Stored::any && (value.in & changes) != 0)
+      wanted_.push_back({value.name, value.in == Stored::golden ? kGolden : kScales});
   }
-  switch (kind->result) {
-    case Result::offset:
-      wanted_ = {{"offset", 0}};
-      if (type == sensor_type::gyroscope)
-        irreversible_.emplace_back("the hub's run-time bias, which it learns anew after an offset is written");
-      break;
-    case Result::lux_scale:
-      wanted_ = {{"scale", 0}};
-      break;
-    case Result::channel_scale:
-      if (param != kGoldenParam) wanted_.push_back({"channel-scales", kScales});
-      if (param == kGoldenParam || writes_golden) wanted_.push_back({"golden", kGolden});
-      files_ = {kLightFile};
-      if (param == kGoldenParam && has_property("persist.vendor.goodix.cct_support"))
-        irreversible_.emplace_back("what the hub's own colour run keeps besides scales and golden values");
-      break;
-    case Result::proximity:
-      wanted_ = {{"near", 0},      {"far", 0}, {"crosstalk", 0}, {"crosstalk-file-1", 0}, {"crosstalk-file-2", 0},
-                 {"delta-file", 0}};
-      if (param == 0) irreversible_.emplace_back("the crosstalk that the chip measures by itself, where it does");
-      break;
-  }
+  if (step->leaves != nullptr) irreversible_.emplace_back(step->leaves);
+  if ((changes & (Stored::channel_scales | Stored::golden)) != 0) files_ = {kLightFile};
+  if (step->changes == Stored::golden && has_property("persist.vendor.goodix.cct_support"))
+    irreversible_.emplace_back("what the hub's own colour run keeps besides scales and golden values");
 }
 
 HeldValues::HeldValues(int type, const std::string& value, int count) : type_(type) {

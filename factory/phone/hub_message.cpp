@@ -7,7 +7,7 @@
 #include <cstdlib>
 
 #include "files/json_text.h"
-#include "sensors/kinds.h"
+#include "sensors/sensor.h"
 
 namespace factory {
 namespace {

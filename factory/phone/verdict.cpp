@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cctype>
 #include <cmath>
-#include <iterator>
 
 #include "files/json_text.h"
 #include "phone/hub_watch.h"
@@ -16,33 +15,38 @@ namespace {
 
 constexpr int kChannels = 5;
 
-// What the library looks at in each position of its report.
-enum class Rule { zero_offset, unit_scale, proximity, dark };
+constexpr int kPositions = 12;
+constexpr int kLast = 11;  // judged when the phone has the sensor under its display
 
 struct Position {
-  const char* sensor;
-  int type;
-  const char* value;  // name of the stored value
-  Rule rule;
-  int looked_at;  // how many values decide
+  const Sensor* sensor = nullptr;
+  bool dark = false;
+
+  std::string name() const { return label_of(*sensor) + (dark ? " dark values" : ""); }
+  // Name of the stored value that decides.
+  const char* value() const {
+    switch (sensor->result) {
+      case Result::lux_scale:
+        return dark ? "dark" : "scale";
+      case Result::channel_scale:
+        return "channel-scales";
+      case Result::proximity:
+        return "near";
+      case Result::offset:
+      case Result::none:
+        return "offset";
+    }
+    return "";
+  }
 };
 
-constexpr Position kPositions[] = {
-    {"Acc", sensor_type::accelerometer, "offset", Rule::zero_offset, 3},
-    {"Gyr", sensor_type::gyroscope, "offset", Rule::zero_offset, 3},
-    {"Lux", sensor_type::light, "scale", Rule::unit_scale, 1},
-    {"Prx", sensor_type::proximity, "near", Rule::proximity, 2},
-    {"Lux dark values", sensor_type::light, "dark", Rule::dark, 6},
-    {"Lux_B", sensor_type::lux_b, "scale", Rule::unit_scale, 1},
-    {"SAR 1", sensor_type::sar, "offset", Rule::zero_offset, 2},
-    {"SAR 2", sensor_type::sar_second, "offset", Rule::zero_offset, 2},
-    {"Bar", sensor_type::pressure, "offset", Rule::zero_offset, 1},
-    {"CCT_F_strm", sensor_type::cct_f_stream, "channel-scales", Rule::unit_scale, 3},
-    {"CCT_B_strm", sensor_type::cct_b_stream, "channel-scales", Rule::unit_scale, 3},
-    {"33171007", sensor_type::light_stream, "channel-scales", Rule::unit_scale, 3},
-};
-constexpr int kLast = 11;  // judged when the phone has the sensor under its display
-static_assert(std::size(kPositions) == kLast + 1, "the report has these positions, with the same numbers");
+Position position_of(int number) {
+  for (const Sensor& sensor : sensors()) {
+    if (sensor.position == number) return {&sensor, false};
+    if (sensor.dark_position == number) return {&sensor, true};
+  }
+  return {};
+}
 
 bool is_set(const char* property) {
   char value[PROPERTY_VALUE_MAX];
@@ -75,34 +79,37 @@ std::string numbers(const std::vector<double>& values) {
 }
 
 std::string reason(const Position& position, bool calibrated, const std::vector<double>& values) {
-  switch (position.rule) {
-    case Rule::zero_offset:
-      return calibrated ? "an offset is stored" : "the offset is zero, as it was made";
-    case Rule::unit_scale:
+  if (position.dark) {
+    const auto missing = std::find(values.begin(), values.end(), 0.0);
+    return calibrated ? "all six dark values are stored"
+                      : "dark value " + std::to_string(missing - values.begin() + 1) + " is missing";
+  }
+  switch (position.sensor->result) {
+    case Result::lux_scale:
+    case Result::channel_scale:
       return calibrated ? "a scale is stored" : "the scale is one, as it was made";
-    case Rule::proximity:
+    case Result::proximity:
       return calibrated ? "thresholds are stored" : "the thresholds are 300/400 or 0/0, as they were made";
-    case Rule::dark: {
-      const auto missing = std::find(values.begin(), values.end(), 0.0);
-      return calibrated ? "all six dark values are stored"
-                        : "dark value " + std::to_string(missing - values.begin() + 1) + " is missing";
-    }
+    case Result::offset:
+    case Result::none:
+      return calibrated ? "an offset is stored" : "the offset is zero, as it was made";
   }
   return "";
 }
 
 Verdict look_at(Session& session, int number, bool calibrated) {
-  const Position& position = kPositions[number];
+  const Position position = position_of(number);
+  const int type = position.sensor->type;
   SensorCalibrationAPI& api = *session.cal().cal_api;
-  const StoredValue* value = stored_value(position.type, position.value);
+  const StoredValue* value = stored_value(type, position.value());
   const int count = value->count == 0 ? kChannels : value->count;
-  const Reading reading = value->read(api, position.type, count);
+  const Reading reading = value->read(api, type, count);
   Verdict verdict;
   verdict.position = number;
-  verdict.sensor = position.sensor;
-  verdict.holds = position.value + std::string(" ") + numbers(reading.values) + " " + value->unit(position.type);
-  if (position.rule == Rule::proximity) {
-    const Reading far = stored_value(position.type, "far")->read(api, position.type, 1);
+  verdict.sensor = position.name();
+  verdict.holds = value->name + std::string(" ") + numbers(reading.values) + " " + value->unit(type);
+  if (position.sensor->result == Result::proximity) {
+    const Reading far = stored_value(type, "far")->read(api, type, 1);
     verdict.holds = "near " + numbers(reading.values) + ", far " + numbers(far.values) + " counts";
   }
   verdict.calibrated = calibrated;
@@ -116,7 +123,7 @@ Verdict look_at(Session& session, int number, bool calibrated) {
 
 std::vector<std::string> report_sensors() {
   std::vector<std::string> out;
-  for (const Position& position : kPositions) out.emplace_back(position.sensor);
+  for (int number = 0; number < kPositions; ++number) out.push_back(position_of(number).name());
   return out;
 }
 

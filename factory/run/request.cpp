@@ -10,48 +10,6 @@
 namespace factory::plan {
 namespace {
 
-constexpr int kAnyParam = -1000;
-
-enum class Of { accelerometer, gyroscope, lamp, panel, proximity, tof };
-
-// What a step needs of the fixture, as plans have it.
-struct Need {
-  Of of;
-  int param;
-  const char* key;
-  const char* value;
-};
-constexpr Need kNeeds[] = {
-    {Of::accelerometer, kAnyParam, "up", "flat"},
-    {Of::lamp, kAnyParam, "lux", "200 lux"},
-    {Of::lamp, kAnyParam, "dark-box", "off"},
-    {Of::panel, kAnyParam, "dark-box", "on"},  // no light but the panel's own
-    {Of::proximity, 0, "target", "none"},
-    {Of::proximity, 2, "target", "3 cm"},
-    {Of::proximity, 19, "target", "none"},
-    {Of::tof, 6, "target", "10 cm"},
-    {Of::tof, 7, "target", "none"},
-};
-
-bool is(Of of, const Request& request) {
-  const Kind* kind = request.channel ? nullptr : find_kind(request.type, request.param);
-  switch (of) {
-    case Of::accelerometer:
-      return kind != nullptr && std::string(kind->unit) == "m/s^2";
-    case Of::gyroscope:
-      return kind != nullptr && std::string(kind->unit) == "rad/s";
-    case Of::lamp:
-      return kind != nullptr && (kind->result == Result::lux_scale || kind->result == Result::channel_scale);
-    case Of::panel:
-      return !request.channel && is_panel_run(request.param);
-    case Of::proximity:
-      return !request.channel && request.type == sensor_type::proximity;
-    case Of::tof:
-      return !request.channel && (request.type == sensor_type::tof || request.type == sensor_type::proximity);
-  }
-  return false;
-}
-
 bool says(const std::vector<std::string>& world, const std::string& key) {
   return std::any_of(world.begin(), world.end(),
                      [&](const std::string& setting) { return setting.rfind(key + "=", 0) == 0; });
@@ -59,14 +17,14 @@ bool says(const std::vector<std::string>& world, const std::string& key) {
 
 Json::Value fixture_of(const Request& request, const std::vector<std::string>& world) {
   Json::Value out;
-  for (const Need& need : kNeeds) {
-    const bool wanted = is(need.of, request) && (need.param == kAnyParam || need.param == request.param);
-    if (wanted && !says(world, need.key)) out[need.key] = need.value;
+  if (request.channel) return out;
+  for (const Need& need : step_of(request.type, request.param)->needs) {
+    if (!says(world, need.key)) out[need.key] = need.value;
   }
   return out;
 }
 
-Json::Value step_of(const Request& request) {
+Json::Value calibration_of(const Request& request) {
   Json::Value out;
   out["calibrate"] = tag_of(request.type);
   if (request.channel) {
@@ -103,7 +61,7 @@ Plan plan_of(const std::string& name, const std::vector<Request>& requests, cons
     const std::string problem =
         request.channel ? channel_problem(request.type, request.screen) : step_problem(request.type, request.param);
     if (!problem.empty()) throw AppError(kUsage, problem);
-    Json::Value step = step_of(request);
+    Json::Value step = calibration_of(request);
     const Json::Value fixture = fixture_of(request, world);
     constexpr int kThresholds = 2;
     if (!request.channel && request.type == sensor_type::proximity && request.param == kThresholds) step["far"] = true;

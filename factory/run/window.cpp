@@ -37,8 +37,8 @@ std::vector<double> as_taken(const Calibration& c, const std::vector<HeldValue>&
     if (scaled && i < scale->size()) event[i] /= (*scale)[i];
   }
   if (c.request.reference_hpa && !event.empty()) event[0] -= *c.request.reference_hpa;
-  if (event.size() == 3 && c.request.type == sensor_type::accelerometer) event[2] -= kGravity;
-  if (event.size() == 3 && c.request.type == sensor_type::accelerometer_second) event[2] += kGravity;
+  const std::vector<double> rest = c.kind->result == Result::offset ? nominal(c.request.type) : std::vector<double>();
+  for (size_t i = 0; i < event.size() && i < rest.size(); ++i) event[i] -= rest[i];
   return event;
 }
 

@@ -44,13 +44,6 @@ std::vector<double> number_of(const std::string& text) {
   return text.empty() || *end != '\0' ? std::vector<double>() : std::vector<double>{value};
 }
 
-// The second sensors are mounted upside down, turned about x.
-std::vector<double> as_mounted(int type, std::vector<double> v) {
-  const bool second = type == sensor_type::accelerometer_second || type == sensor_type::gyroscope_second;
-  for (size_t i = 1; second && i < v.size(); ++i) v[i] = 0.0 - v[i];
-  return v;
-}
-
 }  // namespace
 
 std::vector<double> told_by(const std::map<std::string, std::string>& world, int type) {

@@ -10,39 +10,8 @@
 namespace factory {
 namespace {
 
-using namespace sensor_type;  // NOLINT(google-build-using-namespace): the predicates below are nothing but these names
-
 constexpr int kMostElements = 15;
 using Floats = std::array<float, 16>;
-
-template <size_t N>
-bool one_of(int type, const int (&types)[N]) {
-  return std::find(std::begin(types), std::end(types), type) != std::end(types);
-}
-
-bool is_accelerometer(int t) { return one_of(t, {accelerometer, accelerometer_second}); }
-bool is_inertial(int t) { return is_accelerometer(t) || one_of(t, {gyroscope, gyroscope_second}); }
-bool is_pressure(int t) { return t == pressure; }
-bool is_light(int t) {
-  return one_of(t,
-                {light, lux_f, lux_b, lux_b_stream, lux_sec, lux_sec_stream, lux_pri2, lux_pri2_stream, light_stream});
-}
-bool is_stream(int t) {
-  return one_of(t, {cct_f_stream, cct_b_stream, light_stream, lux_b_stream, lux_sec_stream, lux_pri2_stream});
-}
-bool is_plain_light(int t) { return t == light; }
-bool is_proximity(int t) { return t == proximity; }
-bool is_sar(int t) { return one_of(t, {sar, sar_second}); }
-bool is_tof(int t) { return t == tof; }
-bool has_lcd_version(int t) { return one_of(t, {light, lux_sec}); }
-bool any(int /*type*/) { return true; }
-
-const char* motion_unit(int t) { return is_accelerometer(t) ? "m/s^2" : "rad/s"; }
-const char* hpa(int /*type*/) { return "hPa"; }
-const char* factor(int /*type*/) { return "factor"; }
-const char* counts(int /*type*/) { return "counts"; }
-const char* millimetres(int /*type*/) { return "mm"; }
-const char* no_unit(int /*type*/) { return ""; }
 
 Reading from_floats(int result, const float* values, int count) { return {result, {values, values + count}}; }
 
@@ -166,7 +135,7 @@ Reading read_sar(SensorCalibrationAPI& api, int type, int /*count*/) {
 // Written only: the register's number and its value.
 int write_register(SensorCalibrationAPI& api, int type, const std::vector<double>& values) {
   int para[2] = {static_cast<int>(values[0]), static_cast<int>(values[1])};
-  return type == sar ? api.setSARreg(type, para) : api.setSARSECreg(type, para);
+  return type == sensor_type::sar ? api.setSARreg(type, para) : api.setSARSECreg(type, para);
 }
 
 Reading read_tof(SensorCalibrationAPI& api, int /*type*/, int /*count*/) {
@@ -191,38 +160,51 @@ Reading read_lcd_version(SensorCalibrationAPI& api, int type, int /*count*/) {
 
 const std::vector<StoredValue>& stored_values() {
   static const std::vector<StoredValue> kValues = {
-      {"offset", "offset per axis", is_inertial, motion_unit, 3, read_offset, write_offset, false},
-      {"offset", "pressure offset", is_pressure, hpa, 1, read_pressure, write_pressure, false},
-      {"offset", "offset per axis", is_sar, counts, 3, read_sar, nullptr, false},
-      {"offset", "distance offset", is_tof, millimetres, 1, read_tof, nullptr, true},
-      {"scale", "lux per raw lux", is_light, factor, 1, read_scale, write_scale, false},
-      {"channel-scales", "scale per channel", is_stream, factor, 0, read_channel_scales, write_channel_scales, false},
-      {"golden", "golden channel values", is_stream, counts, 0, read_golden, write_golden, false},
-      {"dark", "dark values 1 to 6; measured when read in the dark box", is_plain_light, counts, 6, read_dark, nullptr,
+      {"offset", "offset per axis", Stored::inertial_offset, nullptr, 3, read_offset, write_offset, false},
+      {"offset", "pressure offset", Stored::pressure_offset, nullptr, 1, read_pressure, write_pressure, false},
+      {"offset", "offset per axis", Stored::sar_offset, nullptr, 3, read_sar, nullptr, false},
+      {"offset", "distance offset", Stored::tof_offset, nullptr, 1, read_tof, nullptr, true},
+      {"scale", "lux per raw lux", Stored::scale, "factor", 1, read_scale, write_scale, false},
+      {"channel-scales", "scale per channel", Stored::channel_scales, "factor", 0, read_channel_scales,
+       write_channel_scales, false},
+      {"golden", "golden channel values", Stored::golden, "counts", 0, read_golden, write_golden, false},
+      {"dark", "dark values 1 to 6; measured when read in the dark box", Stored::dark, "counts", 6, read_dark, nullptr,
        false},
-      {"near", "threshold above which a target is near", is_proximity, counts, 1, read_proximity<2>, write_proximity<2>,
+      {"near", "threshold above which a target is near", Stored::thresholds, nullptr, 1, read_proximity<2>,
+       write_proximity<2>, true},
+      {"far", "threshold below which a target is far", Stored::thresholds, nullptr, 1, read_proximity<1>,
+       write_proximity<1>, true},
+      {"crosstalk", "crosstalk in the hub", Stored::thresholds, nullptr, 1, read_proximity<0>, write_proximity<0>,
        true},
-      {"far", "threshold below which a target is far", is_proximity, counts, 1, read_proximity<1>, write_proximity<1>,
-       true},
-      {"crosstalk", "crosstalk in the hub", is_proximity, counts, 1, read_proximity<0>, write_proximity<0>, true},
-      {"crosstalk-file-1", "crosstalk 1 in its file", is_proximity, counts, 1,
+      {"crosstalk-file-1", "crosstalk 1 in its file", Stored::thresholds, nullptr, 1,
        read_crosstalk_file<&SensorCalibrationAPI::load_prox_ct1>,
        write_crosstalk_file<&SensorCalibrationAPI::save_prox_ct1>, true, "mnt/vendor/persist/sensors/PSensor_ct1.txt"},
-      {"crosstalk-file-2", "crosstalk 2 in its file", is_proximity, counts, 1,
+      {"crosstalk-file-2", "crosstalk 2 in its file", Stored::thresholds, nullptr, 1,
        read_crosstalk_file<&SensorCalibrationAPI::load_prox_ct2>,
        write_crosstalk_file<&SensorCalibrationAPI::save_prox_ct2>, true, "mnt/vendor/persist/sensors/PSensor_ct2.txt"},
-      {"delta-file", "3 cm delta in its file", is_proximity, counts, 1, read_delta, write_delta, true,
+      {"delta-file", "3 cm delta in its file", Stored::thresholds, nullptr, 1, read_delta, write_delta, true,
        "mnt/vendor/persist/sensors/PSensor3cm_ct.txt"},
-      {"scale-file", "scale in its file", is_plain_light, factor, 1, read_scale_file, write_scale_file, false,
+      {"scale-file", "scale in its file", Stored::scale_file, "factor", 1, read_scale_file, write_scale_file, false,
        kScaleFile},
-      {"register", "a register of the SAR chip: number and value", is_sar, no_unit, 2, nullptr, write_register, true},
-      {"version", "version of the stored calibration", any, no_unit, 1, read_version, nullptr, false},
-      {"version-high", "version of the stored panel level 13", has_lcd_version, no_unit, 1, read_lcd_version<true>,
+      {"register", "a register of the SAR chip: number and value", Stored::chip_register, "", 2, nullptr,
+       write_register, true},
+      {"version", "version of the stored calibration", Stored::any, "", 1, read_version, nullptr, false},
+      {"version-high", "version of the stored panel level 13", Stored::panel_versions, "", 1, read_lcd_version<true>,
        nullptr, false},
-      {"version-low", "version of the stored panel level 14", has_lcd_version, no_unit, 1, read_lcd_version<false>,
+      {"version-low", "version of the stored panel level 14", Stored::panel_versions, "", 1, read_lcd_version<false>,
        nullptr, false},
   };
   return kValues;
+}
+
+bool StoredValue::applies(int type) const {
+  const Sensor* sensor = sensor_of(type);
+  return in == Stored::any || (sensor != nullptr && (sensor->stores & in) != 0);
+}
+
+const char* StoredValue::unit(int type) const {
+  const Sensor* sensor = sensor_of(type);
+  return own_unit != nullptr ? own_unit : sensor != nullptr ? sensor->unit : "";
 }
 
 const StoredValue* stored_value(int type, const std::string& name) {

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "sensors/sensor.h"
+
 namespace factory {
 
 // What a read gave: the API's result and the values.
@@ -16,10 +18,9 @@ struct Reading {
 
 struct StoredValue {
   const char* name;
-  const char* what;  // one line
-  bool (*applies)(int type);
-  // Unit by type.
-  const char* (*unit)(int type);
+  const char* what;      // one line
+  unsigned in;           // Stored: the sensors that have it
+  const char* own_unit;  // null: the sensor's
   // How many values; 0: as many as the caller asks for, 1 to 15.
   int count;
   // Null for a value that can only be written.
@@ -28,6 +29,9 @@ struct StoredValue {
   int (*write)(SensorCalibrationAPI& api, int type, const std::vector<double>& values);
   bool whole_numbers;
   const char* file = nullptr;  // that holds it, from "/", where the process stands; null: the hub does
+
+  bool applies(int type) const;
+  const char* unit(int type) const;
 };
 
 const std::vector<StoredValue>& stored_values();

@@ -3,41 +3,54 @@
 
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "sensors/kinds.h"
 
 namespace factory::plan {
 
-struct Subject {
-  int type = 0;  // whose events are taken
-  std::vector<std::string> axes;
-  int first_word = 0;
-  int period_ms = 100;
-  std::string unit;
-  bool motion = false;  // always carries noise: equal samples mean that it is stuck
-};
+using Subject = Quantity;
 
 // Nothing for a sensor whose events no verification knows to read.
-std::optional<Subject> subject_of(int type);
-
-// Whether the library calibrates the sensor in this step.
-bool can_calibrate(int type, int param);
+inline std::optional<Subject> subject_of(int type) {
+  const Sensor* sensor = sensor_of(type);
+  if (sensor == nullptr || sensor->shows != nullptr) return std::nullopt;
+  return quantity_of(type);
+}
 
 // Empty, or that the library has no such step for the sensor, with the steps that there are.
-std::string step_problem(int type, int param);
+inline std::string step_problem(int type, int param) {
+  if (step_of(type, param) != nullptr) return "";
+  return "the library has no step " + std::to_string(param) + " for " + tag_of(type) + "; " + steps_text(type);
+}
 
 // Empty, or that the sensor has no channels to be calibrated one by one.
-std::string channel_problem(int type, bool screen);
+inline std::string channel_problem(int type, bool screen) {
+  constexpr int kHighLux = 12;
+  const Sensor* sensor = sensor_of(type);
+  if (screen ? step_of(type, kHighLux) != nullptr : sensor != nullptr && sensor->has_channels) return "";
+  return tag_of(type) + " has no such channel: only Lux and Lux_B have channels, lights one of the screen";
+}
 
 // Unit of the value that a calibration finds and the hub stores: "factor" for scales.
-std::string found_unit(const Kind& kind, bool golden);
+inline std::string found_unit(const Kind& kind, bool golden) {
+  return golden || kind.result == Result::offset || kind.result == Result::proximity ? kind.unit : "factor";
+}
 
 // How far fresh samples of a calibrated sensor may scatter where a plan says nothing; 0: no limit of its own.
-double usual_noise(const std::string& unit);
+inline double usual_noise(const std::string& unit) {
+  for (const Sensor& sensor : sensors()) {
+    if (unit == sensor.unit && sensor.noise > 0) return sensor.noise;
+  }
+  return 0;
+}
 
 // How far the samples of a run may scatter: one whose samples scatter more was not at rest, though the library's own,
 // wide limits let it pass. 0: no limit.
-double rest_noise(const std::string& unit);
+inline double rest_noise(const std::string& unit) {
+  for (const Sensor& sensor : sensors()) {
+    if (unit == sensor.unit && sensor.rest_noise > 0) return sensor.rest_noise;
+  }
+  return 0;
+}
 
 }  // namespace factory::plan

@@ -4,7 +4,7 @@
 #include <chrono>
 #include <filesystem>
 
-#include "sensors/kinds.h"
+#include "sensors/sensor.h"
 #include "station.h"
 
 namespace acceptance {

@@ -8,7 +8,7 @@
 #include "phone/fixture.h"
 #include "phone/session.h"
 #include "run/plan_run.h"
-#include "sensors/kinds.h"
+#include "sensors/sensor.h"
 
 namespace factory {
 namespace assets {

@@ -1,0 +1,297 @@
+#include "sensors/sensor.h"
+
+#include <algorithm>
+#include <cctype>
+
+#include "files/app_error.h"
+
+namespace factory {
+namespace {
+
+using namespace sensor_type;  // NOLINT(google-build-using-namespace): the table below is nothing but these names
+
+constexpr double kFlat[] = {0, 0, kGravity};
+constexpr double kStill[] = {0, 0, 0};
+constexpr double kLamp[] = {200};
+
+// What sensors of one sort share.
+constexpr Sensor kAccelerometer = {.unit = "m/s^2",
+                                   .axes = {"x", "y", "z"},
+                                   .values = 3,
+                                   .period_ms = 20,
+                                   .scatters = true,
+                                   .limits = Published::accelerometer,
+                                   .result = Result::offset,
+                                   .events = 53,
+                                   .residual_limit = 0.02,
+                                   .noise = 0.05,
+                                   .rest_noise = 0.2,
+                                   .at_fixture = kFlat,
+                                   .steps = Steps::accelerometer,
+                                   .stores = Stored::inertial_offset};
+constexpr Sensor kGyroscope = {.unit = "rad/s",
+                               .axes = {"x", "y", "z"},
+                               .values = 3,
+                               .period_ms = 20,
+                               .scatters = true,
+                               .limits = Published::gyroscope | Published::calibrated_gyroscope,
+                               .result = Result::offset,
+                               .events = 53,
+                               .residual_limit = 0.00035,
+                               .noise = 0.005,
+                               .rest_noise = 0.02,
+                               .at_fixture = kStill,
+                               .steps = Steps::gyroscope,
+                               .stores = Stored::inertial_offset};
+constexpr Sensor kBarometer = {.unit = "hPa",
+                               .axes = {"pressure"},
+                               .period_ms = 50,
+                               .scatters = true,
+                               .limits = Published::barometer,
+                               .result = Result::offset,
+                               .events = 13,
+                               .residual_limit = 0.12,
+                               .noise = 0.12,
+                               .rest_noise = 0.2,
+                               .steps = Steps::pressure,
+                               .stores = Stored::pressure_offset};
+constexpr Sensor kLight = {.unit = "lux",
+                           .axes = {"light"},
+                           .result = Result::lux_scale,
+                           .events = 10,
+                           .residual_limit = 0.05,
+                           .limit_is_relative = true,
+                           .at_fixture = kLamp,
+                           .steps = Steps::lux_scale | Steps::light,
+                           .stores = Stored::scale};
+constexpr Sensor kColour = {.unit = "counts",
+                            .axes = {"c1", "c2", "c3", "c4", "c5", "c6", "c7"},
+                            .values = 5,
+                            .result = Result::channel_scale,
+                            .events = 10,
+                            .residual_limit = 0.05,
+                            .limit_is_relative = true,
+                            .steps = Steps::channels | Steps::light,
+                            .stores = Stored::channel_scales | Stored::golden};
+constexpr Sensor kRotation = {.unit = "rad/s", .axes = {"x", "y", "z"}, .values = 3, .period_ms = 20, .scatters = true};
+constexpr Sensor kMagnetometer = {
+    .unit = "uT", .axes = {"x", "y", "z"}, .values = 3, .period_ms = 20, .scatters = true};
+constexpr Sensor kProximity = {.unit = "counts",
+                               .axes = {"reflection"},
+                               .shows = "cm",
+                               .result = Result::proximity,
+                               .verified_type = proximity_stream,
+                               .events = 20,
+                               .steps = Steps::proximity | Steps::tof | Steps::tof_crosstalk,
+                               .stores = Stored::thresholds};
+constexpr Sensor kReflection = {.unit = "counts", .axes = {"reflection"}};
+constexpr Sensor kDistance = {.unit = "mm", .axes = {"distance"}, .steps = Steps::tof, .stores = Stored::tof_offset};
+constexpr Sensor kSar = {.unit = "counts",
+                         .axes = {"c1", "c2", "c3"},
+                         .values = 3,
+                         .steps = Steps::sar,
+                         .stores = Stored::sar_offset | Stored::chip_register};
+
+// What one of them has of its own replaces what they share, or adds to it.
+constexpr Sensor row(Sensor sensor, const Sensor& own) {
+  sensor.type = own.type;
+  sensor.words = own.words;
+  sensor.label = own.label;
+  sensor.record = own.record;
+  sensor.position = own.position;
+  sensor.dark_position = own.dark_position;
+  sensor.upside_down = own.upside_down;
+  sensor.first_word = own.first_word;
+  sensor.limits |= own.limits;
+  sensor.steps |= own.steps;
+  sensor.stores |= own.stores;
+  sensor.has_channels = own.has_channels;
+  if (own.verified_type != 0) sensor.verified_type = own.verified_type;
+  if (sensor.verified_type == 0) sensor.verified_type = sensor.type;
+  return sensor;
+}
+
+constexpr unsigned kColours = Stored::channel_scales | Stored::golden;
+constexpr unsigned kMainLight = Stored::dark | Stored::scale_file | Stored::panel_versions;
+
+constexpr Sensor kSensors[] = {
+    row(kAccelerometer, {.type = accelerometer, .words = "accelerometer", .record = 0, .position = 0}),
+    row(kAccelerometer, {.type = accelerometer_second, .words = "accelerometer 2", .record = 4, .upside_down = true}),
+    // Sampled ahead of the hub's run-time bias, which would hide an error.
+    row(kGyroscope,
+        {.type = gyroscope, .words = "gyroscope", .record = 1, .position = 1, .verified_type = gyroscope_uncalibrated}),
+    row(kGyroscope, {.type = gyroscope_second, .words = "gyroscope 2", .record = 7, .upside_down = true}),
+    row(kRotation,
+        {.type = gyroscope_uncalibrated, .words = "raw gyroscope", .record = 3, .limits = Published::gyroscope}),
+    row(kMagnetometer, {.type = magnetic_field, .words = "magnetometer"}),
+    row(kMagnetometer, {.type = 14, .words = "raw magnetometer"}),
+    row(kBarometer, {.type = pressure, .words = "barometer", .record = 17, .position = 8}),
+    row(kLight, {.type = light,
+                 .words = "light",
+                 .record = 9,
+                 .position = 2,
+                 .dark_position = 4,
+                 .steps = Steps::under_panel | Steps::panel_levels,
+                 .stores = kMainLight,
+                 .has_channels = true}),
+    row(kLight, {.type = lux_f, .words = "light F", .record = 10}),
+    row(kLight, {.type = lux_b, .words = "light B", .record = 11, .position = 5, .has_channels = true}),
+    row(kLight, {.type = lux_b_stream, .words = "light B stream", .record = 11, .stores = kColours}),
+    row(kLight, {.type = lux_sec, .words = "secondary light", .record = 14, .stores = Stored::panel_versions}),
+    row(kLight, {.type = lux_sec_stream, .words = "secondary light stream", .record = 14, .stores = kColours}),
+    row(kLight, {.type = lux_pri2, .words = "primary light 2", .record = 15, .steps = Steps::panel_levels}),
+    row(kLight, {.type = lux_pri2_stream,
+                 .words = "primary light 2 stream",
+                 .record = 15,
+                 .steps = Steps::panel_levels,
+                 .stores = kColours}),
+    row(kColour, {.type = cct_f_stream, .words = "colour F stream", .record = 12, .position = 9, .first_word = 2}),
+    row(kColour, {.type = cct_b_stream, .words = "colour B stream", .record = 13, .position = 10, .first_word = 2}),
+    row(kColour, {.type = light_stream,
+                  .words = "light stream",
+                  .record = 9,
+                  .position = 11,
+                  .first_word = 1,
+                  .stores = Stored::scale}),
+    row(kProximity, {.type = proximity, .words = "proximity", .position = 3}),
+    row(kReflection, {.type = proximity_stream, .words = "proximity stream", .record = 8}),
+    row(kDistance, {.type = tof, .words = "time of flight"}),
+    row(kSar, {.type = sar, .words = "SAR 1", .label = "SAR 1", .position = 6}),
+    row(kSar, {.type = sar_second, .words = "SAR 2", .label = "SAR 2", .position = 7}),
+};
+
+constexpr Need kLyingFlat[] = {{"up", "flat"}};
+constexpr Need kUnderLamp[] = {{"lux", "200 lux"}, {"dark-box", "off"}};
+constexpr Need kInDarkBox[] = {{"dark-box", "on"}};  // no light but the panel's own
+constexpr Need kNoTarget[] = {{"target", "none"}};
+constexpr Need kTargetAt3Cm[] = {{"target", "3 cm"}};
+constexpr Need kTargetAt10Cm[] = {{"target", "10 cm"}};
+
+constexpr char kRunTimeBias[] = "the hub's run-time bias, which it learns anew after an offset is written";
+constexpr char kChipCrosstalk[] = "the crosstalk that the chip measures by itself, where it does";
+constexpr char kSarInChip[] = "the SAR calibration in the chip";
+constexpr char kTofInChip[] = "the time-of-flight calibration in the chip";
+constexpr char kInHub[] = "what the hub itself measures and keeps";
+constexpr char kPanelLevel[] = "the panel level in the hub";
+
+// In the order of their numbers, which mean the same for every sensor that has the step.
+constexpr StepRow kSteps[] = {
+    {Steps::channels, -1, -1, "golden values", Stored::golden, nullptr, kUnderLamp},
+    {Steps::sar, -1, -1, "soft calibration", 0, kSarInChip},
+    {Steps::accelerometer, 0, 0, "offset", Stored::inertial_offset, nullptr, kLyingFlat},
+    {Steps::gyroscope, 0, 0, "offset", Stored::inertial_offset, kRunTimeBias},
+    {Steps::pressure, 0, 0, "offset", Stored::pressure_offset},
+    {Steps::lux_scale, 0, 0, "scale", Stored::scale, nullptr, kUnderLamp},
+    {Steps::channels, 0, 0, "channel scales", Stored::channel_scales, nullptr, kUnderLamp},
+    {Steps::sar, 0, 0, "calibration", 0, kSarInChip},
+    {Steps::proximity, 0, 0, "crosstalk", Stored::thresholds, kChipCrosstalk, kNoTarget},
+    {Steps::proximity, 2, 2, "thresholds", Stored::thresholds, nullptr, kTargetAt3Cm},
+    {Steps::any, 4, 4, "self-test"},
+    {Steps::tof, 5, 5, "time-of-flight reference", 0, kTofInChip, {}, Chip::time_of_flight},
+    {Steps::tof, 6, 6, "time-of-flight offset", 0, kTofInChip, kTargetAt10Cm, Chip::time_of_flight},
+    {Steps::tof_crosstalk, 7, 7, "time-of-flight crosstalk", 0, kTofInChip, kNoTarget, Chip::time_of_flight},
+    {Steps::under_panel, 8, 10, "light under OLED", 0, kInHub},
+    {Steps::light, 11, 11, "light under OLED", 0, kInHub},
+    {Steps::light, 12, 12, "high lux", 0, kInHub},
+    {Steps::panel_levels, 13, 13, "panel at full brightness", 0, kPanelLevel, kInDarkBox},
+    {Steps::panel_levels, 14, 14, "panel at a reduced brightness", 0, kPanelLevel, kInDarkBox},
+    {Steps::light, 15, 18, "high lux", 0, kInHub},
+    {Steps::proximity, 19, 19, "thresholds from the saved delta", Stored::thresholds, nullptr, kNoTarget,
+     Chip::no_hardware_crosstalk},
+};
+
+bool has(const Sensor* sensor, const StepRow& step) {
+  return step.of == Steps::any || (sensor != nullptr && (step.of & sensor->steps) != 0);
+}
+
+bool same_letters(const std::string& a, const std::string& b) {
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                    [](unsigned char x, unsigned char y) { return std::tolower(x) == std::tolower(y); });
+}
+
+}  // namespace
+
+std::span<const Sensor> sensors() { return kSensors; }
+
+const Sensor* sensor_of(int type) {
+  const auto* found =
+      std::find_if(std::begin(kSensors), std::end(kSensors), [&](const Sensor& row) { return row.type == type; });
+  return found == std::end(kSensors) ? nullptr : found;
+}
+
+const StepRow* step_of(int type, int param) {
+  const Sensor* sensor = sensor_of(type);
+  for (const StepRow& step : kSteps) {
+    if (param >= step.first && param <= step.last && has(sensor, step)) return &step;
+  }
+  return nullptr;
+}
+
+std::string steps_text(int type) {
+  const Sensor* sensor = sensor_of(type);
+  std::string out;
+  for (const StepRow& step : kSteps) {
+    if (!has(sensor, step)) continue;
+    out += (out.empty() ? " has: " : ", ") + std::to_string(step.first);
+    if (step.last > step.first) out += " to " + std::to_string(step.last);
+    out += std::string(" ") + step.words;
+  }
+  return tag_of(type) + (sensor == nullptr ? "" : std::string(" (") + sensor->words + ")") + out;
+}
+
+bool chip_has(SensorCalibration& cal, int type, const StepRow& step) {
+  switch (step.chip) {
+    case Chip::any:
+      return true;
+    case Chip::time_of_flight:
+      return (type == proximity ? cal.test_is_ps_tof_sensor() : cal.test_is_tof_sensor()) != 0;
+    case Chip::no_hardware_crosstalk:
+      return cal.test_is_pshwcali_sensor() == 0;
+  }
+  return false;
+}
+
+bool is_panel_run(int param) { return param == 13 || param == 14; }
+
+std::vector<double> nominal(int type) {
+  const Sensor* sensor = sensor_of(type);
+  if (sensor == nullptr) return {};
+  return as_mounted(type, {sensor->at_fixture.begin(), sensor->at_fixture.end()});
+}
+
+std::vector<double> as_mounted(int type, std::vector<double> values) {
+  const Sensor* sensor = sensor_of(type);
+  for (size_t i = 1; sensor != nullptr && sensor->upside_down && i < values.size(); ++i) values[i] = 0.0 - values[i];
+  return values;
+}
+
+Quantity quantity_of(int type) {
+  const Sensor* known = sensor_of(type);
+  const Sensor sensor = known != nullptr ? *known : Sensor();
+  if (sensor.shows != nullptr) return {type, sensor.shows, {"value"}, 0, sensor.period_ms, false};
+  return {type,           sensor.unit, {sensor.axes, sensor.axes + sensor.values}, sensor.first_word, sensor.period_ms,
+          sensor.scatters};
+}
+
+int parse_tag(const std::string& text) {
+  const int type = getSensorType(text.c_str());
+  if (type >= 0 && (type != 0 || text == "0")) {
+    // A number must be one to its end.
+    if (!std::isdigit(static_cast<unsigned char>(text[0])) ||
+        text.find_first_not_of("0123456789") == std::string::npos) {
+      return type;
+    }
+  }
+  std::string tags;
+  for (const TagRow& row : kTags) {
+    if (same_letters(text, row.tag)) throw AppError(kUsage, "sensor tag " + text + ": did you mean " + row.tag + "?");
+    tags += std::string(" ") + row.tag;
+  }
+  throw AppError(kUsage, "unknown sensor tag " + text + "; known are" + tags + ", or a type number");
+}
+
+std::string tag_of(int type) { return getSensorName(type); }
+
+std::string label_of(const Sensor& sensor) { return sensor.label != nullptr ? sensor.label : tag_of(sensor.type); }
+
+}  // namespace factory

@@ -1,0 +1,175 @@
+// All that the application knows of a sensor, a row of one table for each type: what its events carry, what a
+// calibration finds and what the hub keeps of it, how good it must be, and what it needs. A new kind of sensor is a new
+// row.
+#pragma once
+
+#include <SensorCalibration.h>
+
+#include <span>
+#include <string>
+#include <vector>
+
+namespace factory {
+
+inline constexpr double kGravity = 9.80665;  // m/s^2
+
+// What becomes of the samples of a run.
+enum class Result {
+  none,           // no run: the hub or the chip calibrates by itself, or nothing does
+  offset,         // means become the new offset
+  lux_scale,      // 200 lux over the mean becomes the new scale
+  channel_scale,  // golden over mean becomes the new channel scale; with --golden the means become golden
+  proximity,      // thresholds and crosstalk
+};
+
+// What is stored of a sensor, by the way it is read and written: the rows of stored_values.cpp.
+struct Stored {
+  enum : unsigned {
+    inertial_offset = 1U << 0,
+    pressure_offset = 1U << 1,
+    sar_offset = 1U << 2,
+    tof_offset = 1U << 3,
+    scale = 1U << 4,
+    channel_scales = 1U << 5,
+    golden = 1U << 6,
+    dark = 1U << 7,
+    thresholds = 1U << 8,  // of proximity, with the crosstalk and its files
+    scale_file = 1U << 9,
+    chip_register = 1U << 10,
+    panel_versions = 1U << 11,
+    any = ~0U,  // the version, which every type has
+  };
+};
+
+// Groups of sensors for which Android publishes limits.
+struct Published {
+  enum : unsigned {
+    accelerometer = 1U << 0,
+    gyroscope = 1U << 1,  // both the calibrated and the uncalibrated one
+    calibrated_gyroscope = 1U << 2,
+    barometer = 1U << 3,
+  };
+};
+
+// Sensors that share steps of the library: kSteps.
+struct Steps {
+  enum : unsigned {
+    accelerometer = 1U << 0,
+    gyroscope = 1U << 1,
+    pressure = 1U << 2,
+    lux_scale = 1U << 3,
+    channels = 1U << 4,
+    proximity = 1U << 5,
+    sar = 1U << 6,
+    tof = 1U << 7,
+    tof_crosstalk = 1U << 8,
+    light = 1U << 9,
+    under_panel = 1U << 10,
+    panel_levels = 1U << 11,
+    any = ~0U,
+  };
+};
+
+struct Sensor {
+  int type = 0;
+  const char* words = "";
+  const char* label = nullptr;  // in the calibration report, where that is not the tag
+  int record = -1;              // of the library's 18, that a listed sensor of this type is bound to
+  int position = -1;            // in the calibration report
+  int dark_position = -1;       // there, of its dark values
+  bool upside_down = false;     // mounted so, turned about x
+
+  // Samples of its calibration, and its events: `values` from `first_word` on; the axes beyond are golden values only.
+  const char* unit = "";
+  const char* axes[7] = {"value"};
+  int values = 1;
+  int first_word = 0;
+  int period_ms = 100;
+  bool scatters = false;        // on every axis, even at rest: equal samples mean that it is stuck
+  const char* shows = nullptr;  // unit of its own events, where its calibration samples another type
+  unsigned limits = 0;          // Published
+
+  Result result = Result::none;
+  int verified_type = 0;  // whose events a run samples, and whose fresh samples must agree with the truth afterwards
+  int events = 0;         // of a run without restart: settling and samples
+  double residual_limit = 0;  // in `unit`, or a fraction of the truth
+  bool limit_is_relative = false;
+  double noise = 0;                      // that fresh samples may have where a plan says nothing; 0: no limit
+  double rest_noise = 0;                 // above which a run was not at rest, though it passed; 0: no limit
+  std::span<const double> at_fixture{};  // what it reports flat, at rest, under the 200 lux lamp; empty: depends
+  unsigned steps = 0;                    // Steps
+  unsigned stores = 0;                   // Stored
+  bool has_channels = false;             // that are calibrated one by one to a target
+};
+
+std::span<const Sensor> sensors();
+
+// Null for a type that nothing is known of.
+const Sensor* sensor_of(int type);
+
+// Where only some chips have a step.
+enum class Chip {
+  any,
+  time_of_flight,
+  no_hardware_crosstalk,  // those that measure it by themselves end the step without doing anything
+};
+
+struct Need {
+  const char* key;
+  const char* value;  // as plans have it
+};
+
+// What the library does for a sensor when it is asked by number.
+struct StepRow {
+  unsigned of;  // Steps
+  int first;    // parameters, inclusive
+  int last;
+  const char* words;
+  unsigned changes = 0;           // Stored
+  const char* leaves = nullptr;   // what it changes that nobody can put back
+  std::span<const Need> needs{};  // of the fixture
+  Chip chip = Chip::any;
+};
+
+// Null where the library has no such step: where it does nothing, or does nothing with what it samples, or takes the
+// number for another, or sends a command that is not meant for this sensor.
+const StepRow* step_of(int type, int param);
+
+// "Acc (accelerometer) has: 0 offset, 4 self-test".
+std::string steps_text(int type);
+
+// Whether the chip in this phone has the step, as the library decides it: a probe that fails counts as a match.
+bool chip_has(SensorCalibration& cal, int type, const StepRow& step);
+
+// Whether the step measures the panel's own light: 13 at full brightness, 14 at a reduced one.
+bool is_panel_run(int param);
+
+// What a calibrated sensor reports at the factory's fixture. Empty where that depends on the station.
+std::vector<double> nominal(int type);
+
+// Values in the phone's frame as a sensor sees them that may be mounted upside down.
+std::vector<double> as_mounted(int type, std::vector<double> values);
+
+// What the events of a sensor carry.
+struct Quantity {
+  int type = 0;
+  std::string unit;
+  std::vector<std::string> axes;
+  int first_word = 0;
+  int period_ms = 100;
+  bool motion = false;  // always carries noise: equal samples mean that it is stuck
+};
+
+// A type that nothing is known of has one value without a unit.
+Quantity quantity_of(int type);
+
+// The type number of a tag or a number; throws AppError with the tags that come near.
+int parse_tag(const std::string& text);
+
+// The tag of a type number, or its decimal text.
+std::string tag_of(int type);
+
+// How the calibration report calls it.
+std::string label_of(const Sensor& sensor);
+
+}  // namespace factory
