@@ -229,14 +229,12 @@ void StepRun::settle_what_stays(HeldValues& held, bool went_through) {
 
 // Steps that only some chips have, which shows on the phone alone.
 std::string StepRun::chip_problem() {
-  constexpr int kFirst = 5;
-  constexpr int kLast = 7;
-  if (step_.channel || step_.param < kFirst || step_.param > kLast) return "";
-  const bool proximity = step_.type == sensor_type::proximity;
-  const int there = proximity ? session_.cal().test_is_ps_tof_sensor() : session_.cal().test_is_tof_sensor();
-  return there == 1 ? ""
-                    : std::string("this phone's ") + (proximity ? "proximity" : "distance") +
-                          " sensor is no time-of-flight part: it has no step " + std::to_string(step_.param);
+  const StepRow* step = step_.channel ? nullptr : step_of(step_.type, step_.param);
+  if (step == nullptr || chip_has(session_.cal(), step_.type, *step)) return "";
+  const std::string sensor = step_.type == sensor_type::proximity ? "proximity" : "distance";
+  return "this phone's " + sensor + " sensor " +
+         (step->chip == Chip::time_of_flight ? "is no time-of-flight part" : "measures its crosstalk by itself") +
+         ": it has no step " + std::to_string(step_.param);
 }
 
 void StepRun::run_calibrate(const std::function<void(const std::string&)>& warn) {

@@ -228,15 +228,14 @@ const StepRow* step_of(int type, int param) {
 }
 
 std::string steps_text(int type) {
-  const Sensor* sensor = sensor_of(type);
   std::string out;
   for (const StepRow& step : kSteps) {
-    if (!has(sensor, step)) continue;
-    out += (out.empty() ? " has: " : ", ") + std::to_string(step.first);
+    if (!has(sensor_of(type), step)) continue;
+    out += (out.empty() ? "" : ", ") + std::to_string(step.first);
     if (step.last > step.first) out += " to " + std::to_string(step.last);
     out += std::string(" ") + step.words;
   }
-  return tag_of(type) + (sensor == nullptr ? "" : std::string(" (") + sensor->words + ")") + out;
+  return out;
 }
 
 bool chip_has(SensorCalibration& cal, int type, const StepRow& step) {
@@ -244,7 +243,7 @@ bool chip_has(SensorCalibration& cal, int type, const StepRow& step) {
     case Chip::any:
       return true;
     case Chip::time_of_flight:
-      return (type == proximity ? cal.test_is_ps_tof_sensor() : cal.test_is_tof_sensor()) != 0;
+      return (type == proximity ? cal.test_is_ps_tof_sensor() : cal.test_is_tof_sensor()) == 1;
     case Chip::no_hardware_crosstalk:
       return cal.test_is_pshwcali_sensor() == 0;
   }

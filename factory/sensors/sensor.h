@@ -135,10 +135,10 @@ struct StepRow {
 // number for another, or sends a command that is not meant for this sensor.
 const StepRow* step_of(int type, int param);
 
-// "Acc (accelerometer) has: 0 offset, 4 self-test".
+// "0 offset, 4 self-test".
 std::string steps_text(int type);
 
-// Whether the chip in this phone has the step, as the library decides it: a probe that fails counts as a match.
+// Whether the chip in this phone is known to have the step. (The library takes a probe that fails for a match.)
 bool chip_has(SensorCalibration& cal, int type, const StepRow& step);
 
 // Whether the step measures the panel's own light: 13 at full brightness, 14 at a reduced one.

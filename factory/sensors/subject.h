@@ -20,7 +20,9 @@ inline std::optional<Subject> subject_of(int type) {
 // Empty, or that the library has no such step for the sensor, with the steps that there are.
 inline std::string step_problem(int type, int param) {
   if (step_of(type, param) != nullptr) return "";
-  return "the library has no step " + std::to_string(param) + " for " + tag_of(type) + "; " + steps_text(type);
+  const Sensor* sensor = sensor_of(type);
+  return "the library has no step " + std::to_string(param) + " for " + tag_of(type) +
+         (sensor == nullptr ? "" : std::string(" (") + sensor->words + ")") + "; it has " + steps_text(type);
 }
 
 // Empty, or that the sensor has no channels to be calibrated one by one.

@@ -46,12 +46,14 @@ while IFS='|' read -r arguments names; do
   has err "$names"
   [ ! -e phone ] || fail "$arguments made a phone"
 done <<'ROWS'
-calibrate Acc --param 5|the library has no step 5 for Acc; it has 0, 4$
-calibrate Gyr --param 12|no step 12 for Gyr; it has 0, 4$
-calibrate Prx --param 99|no step 99 for Prx; it has 0, 2, 4, 5, 6, 7, 19$
+calibrate Acc --param 5|the library has no step 5 for Acc \(accelerometer\); it has 0 offset, 4 self-test$
+calibrate Gyr --param 12|no step 12 for Gyr
+calibrate Prx --param 99|no step 99 for Prx \(proximity\); it has 0 crosstalk, 2 thresholds, 4 self-test, 5 time-of-flight reference
 calibrate Acc Prx --param 19|no step 19 for Acc
+calibrate Lux_B --param 8|no step 8 for Lux_B
+calibrate Prx --param 1|no step 1 for Prx
 tof 5 --sensor Acc|no step 5 for Acc
-tof 7|no step 7 for Tof; it has 4, 5, 6$
+tof 7|no step 7 for Tof \(time of flight\); it has 4 self-test, 5 time-of-flight reference, 6 time-of-flight offset$
 channel Acc 0 200|Acc has no such channel: only Lux and Lux_B have channels
 ROWS
 run 2 calibrate Prx --param 6 --speed max --hub-log sent.jsonl

@@ -170,10 +170,9 @@ TEST(SensorTest, AnEventGoesToTheRecordOfItsTypeFromItsFirstWordOn) {
 }
 
 TEST(SensorTest, TheStepsOfASensorCanBeTold) {
-  EXPECT_EQ(steps_text(sensor_type::accelerometer), "Acc (accelerometer) has: 0 offset, 4 self-test");
-  EXPECT_EQ(steps_text(sensor_type::tof),
-            "Tof (time of flight) has: 4 self-test, 5 time-of-flight reference, 6 time-of-flight offset");
-  EXPECT_EQ(steps_text(7), "Tmp has: 4 self-test");
+  EXPECT_EQ(steps_text(sensor_type::accelerometer), "0 offset, 4 self-test");
+  EXPECT_EQ(steps_text(sensor_type::tof), "4 self-test, 5 time-of-flight reference, 6 time-of-flight offset");
+  EXPECT_EQ(steps_text(7), "4 self-test");
 }
 
 }  // namespace
