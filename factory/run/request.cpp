@@ -5,6 +5,7 @@
 #include "files/app_error.h"
 #include "files/json_text.h"
 #include "files/numbers.h"
+#include "run/fixture_values.h"
 #include "sensors/subject.h"
 
 namespace factory::plan {
@@ -22,6 +23,22 @@ Json::Value fixture_of(const Request& request, const std::vector<std::string>& w
     if (!says(world, need.key)) out[need.key] = need.value;
   }
   return out;
+}
+
+// Channels are held against golden values, which say nothing of the lamp that they were taken under: only what the
+// fixture is said to be can show that it is another one.
+void require_lamp(const Request& request, const std::vector<std::string>& world) {
+  const Kind* kind = request.channel ? nullptr : find_kind(request.type, request.param);
+  if (kind == nullptr || kind->result != Result::channel_scale) return;
+  for (const Need& need : step_of(request.type, request.param)->needs) {
+    std::string wanted;
+    if (!read_fixture_value(need.key, need.value, &wanted).empty()) continue;
+    for (const std::string& setting : world) {
+      if (setting.rfind(std::string(need.key) + "=", 0) != 0 || setting == need.key + ("=" + wanted)) continue;
+      throw AppError(kUsage, tag_of(request.type) + " is calibrated with " + need.key + "=" + wanted +
+                                 ", not with --world " + setting);
+    }
+  }
 }
 
 Json::Value calibration_of(const Request& request) {
@@ -61,6 +78,7 @@ Plan plan_of(const std::string& name, const std::vector<Request>& requests, cons
     const std::string problem =
         request.channel ? channel_problem(request.type, request.screen) : step_problem(request.type, request.param);
     if (!problem.empty()) throw AppError(kUsage, problem);
+    require_lamp(request, world);
     Json::Value step = calibration_of(request);
     const Json::Value fixture = fixture_of(request, world);
     constexpr int kThresholds = 2;
