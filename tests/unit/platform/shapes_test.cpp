@@ -152,8 +152,8 @@ TEST(PlatformVector, KeepsItsOwnElementsAndOthersOnly) {
   vector[0] = 7;
   vector[2] = 8;
   EXPECT_EQ(borrowed[0], 6);
-  EXPECT_THAT(vector, ElementsAre(7, 5, 8));
-  vector = std::move(vector);
+  hidl_vec<int> moved = std::move(vector);
+  vector = std::move(moved);
   EXPECT_THAT(vector, ElementsAre(7, 5, 8));
   EXPECT_THAT(copy, ElementsAre(1, 2, 3));
   vector.setToExternal(new int[1]{9}, 1, true);
