@@ -59,12 +59,12 @@ bool StepRun::choose_reference(CalibrationRequest* request) {
 }
 
 void StepRun::begin_changes(const HeldValues& held) {
-  const std::lock_guard<std::timed_mutex> lock(under_way_.mutex);
+  const std::lock_guard<std::mutex> lock(under_way_.mutex);
   under_way_.held = &held;
 }
 
 void StepRun::end_changes(HeldValues& held, bool went_through) {
-  const std::lock_guard<std::timed_mutex> lock(under_way_.mutex);
+  const std::lock_guard<std::mutex> lock(under_way_.mutex);
   conclude();
   if (!attempt_.unreachable) settle_what_stays(held, went_through);
   under_way_.held = nullptr;

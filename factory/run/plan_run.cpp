@@ -1,6 +1,7 @@
 #include "run/plan_run.h"
 
 #include <algorithm>
+#include <thread>
 
 namespace factory::plan {
 namespace {
@@ -131,8 +132,13 @@ Json::Value PlanRun::record() { return make_record(session_, plan_, info_, steps
 
 Json::Value PlanRun::abort(const std::string& why) {
   // What hangs may hold it: nothing can be put back then.
-  constexpr std::chrono::seconds kPutBack{2};
-  std::unique_lock<std::timed_mutex> under_way(under_way_.mutex, kPutBack);
+  constexpr int kLooks = 200;
+  constexpr std::chrono::milliseconds kPause{10};
+  std::unique_lock<std::mutex> under_way(under_way_.mutex, std::try_to_lock);
+  for (int i = 0; i < kLooks && !under_way.owns_lock(); ++i) {
+    std::this_thread::sleep_for(kPause);
+    (void)under_way.try_lock();
+  }
   const bool free = under_way.owns_lock();
   const Outcome verdict = why.empty() ? Outcome::aborted : Outcome::failed;
   const std::lock_guard<std::mutex> lock(mutex_);

@@ -13,7 +13,7 @@ namespace factory::plan {
 
 // What a calibration under way would have to put back; the watcher of interruptions looks at it too.
 struct UnderWay {
-  std::timed_mutex mutex;
+  std::mutex mutex;
   const HeldValues* held = nullptr;  // guarded by mutex, which is held while values are put back
   bool end_claimed = false;          // the running thread's
 
