@@ -16,6 +16,7 @@
 #include "files/json_text.h"
 #include "phone/hub_message.h"
 #include "phone/session.h"
+#include "record/record_json.h"
 #include "sensors/sensor.h"
 
 namespace factory {
@@ -61,14 +62,10 @@ int show_log(const std::string& path) {
   std::string line;
   for (int number = 1; std::getline(file, line); ++number) {
     if (line.empty()) continue;
-    Json::Value message;
-    if (!parse_json(line, &message) || !message.isObject() || !message["code"].isInt() || !message["tag"].isString()) {
-      throw AppError(kUsage, path + ":" + std::to_string(number) + ": not a hub message");
-    }
     try {
-      std::cout << to_text(message) << "\n";
-    } catch (const Json::Exception&) {
-      throw AppError(kUsage, path + ":" + std::to_string(number) + ": not a hub message");
+      std::cout << to_text(record::read_hub_message(line)) << "\n";
+    } catch (const record::FormatError& error) {
+      throw AppError(kUsage, path + ":" + std::to_string(number) + ": not a hub message: " + error.what());
     }
   }
   return kPassed;
@@ -117,8 +114,8 @@ int send(const Options& options, const Message& arguments) {
   const bool zeros =
       std::all_of(std::begin(shown.reply), std::end(shown.reply), [](int32_t word) { return word == 0; });
   shown.answered = !zeros || (shown.request[0] == 0 && shown.request[1] == 0);
-  const Json::Value out = to_json(shown);
-  std::cout << (options.json ? json_pretty(out) : to_text(out)) << "\n";
+  const record::HubMessage out = decoded(shown);
+  std::cout << (options.json ? json_pretty(record::to_json(out)) : to_text(out)) << "\n";
   return shown.answered ? kPassed : kUnreachable;
 }
 

@@ -6,6 +6,7 @@
 #include "cli/terminal.h"
 #include "commands/commands.h"
 #include "files/json_text.h"
+#include "files/time_text.h"
 #include "quality/history.h"
 #include "quality/stats_view.h"
 #include "store/keeper.h"
@@ -74,24 +75,24 @@ int stats(const Options& options, Arguments a) {
   });
 }
 
-std::string text_of(const Json::Value& value) { return store::shown(value.asString(), 200); }
+std::string shown(const std::string& text) { return store::shown(text, 200); }
 
-std::string run_text(const Json::Value& run, bool full) {
-  const std::string verdict = run["verdict"].asString();
-  std::string out = text_of(run["started"]) + "  " + (verdict == "passed" ? good("PASSED") : bad(verdict)) +
-                    (run["marginal"].asBool() ? " marginal" : "") + "  " + text_of(run["plan"]["name"]) + "  station " +
-                    text_of(run["station"]) + "  " + run["id"].asString() + "\n";
-  for (const Json::Value& step : run["steps"]) {
-    const std::string how = step["verdict"].asString();
-    if (!full && how == "passed" && step["attempts"].size() < 2) continue;
-    out += "  " + std::to_string(step["index"].asInt()) + ". " + text_of(step["name"]) + ": " + how;
-    if (step["attempts"].size() > 1) out += ", " + std::to_string(step["attempts"].size()) + " attempts";
+std::string run_text(const record::Run& run, bool full) {
+  using record::Outcome;
+  std::string out = iso_time(run.started) + "  " +
+                    (run.outcome == Outcome::passed ? good("PASSED") : bad(outcome_name(run.outcome))) +
+                    (run.marginal() ? " marginal" : "") + "  " + shown(run.plan.name) + "  station " +
+                    shown(run.station) + "  " + run.id + "\n";
+  for (const record::Step& step : run.steps) {
+    if (!full && step.outcome == Outcome::passed && step.attempts.size() < 2) continue;
+    out += "  " + std::to_string(step.index) + ". " + shown(step.name) + ": " + outcome_name(step.outcome);
+    if (step.attempts.size() > 1) out += ", " + std::to_string(step.attempts.size()) + " attempts";
     out += "\n";
-    for (const Json::Value& attempt : step["attempts"]) {
-      for (const Json::Value& reason : attempt["reasons"]) out += "     " + text_of(reason) + "\n";
-      for (const Json::Value& m : attempt["measurements"]) {
-        out += "     " + text_of(m["name"]) + (m["axis"] == "" ? "" : " " + text_of(m["axis"])) + " " +
-               number_text(m["value"]) + " " + text_of(m["unit"]) + ", " + m["verdict"].asString() + "\n";
+    for (const record::Attempt& attempt : step.attempts) {
+      for (const record::Text& reason : attempt.reasons) out += "     " + shown(reason) + "\n";
+      for (const record::Measurement& m : attempt.measurements) {
+        out += "     " + shown(m.name) + (m.axis.empty() ? "" : " " + shown(m.axis)) + " " +
+               number_text(json_number(m.value)) + " " + shown(m.unit) + ", " + outcome_name(m.outcome) + "\n";
       }
     }
   }
@@ -102,15 +103,19 @@ int history(const Options& options, const Arguments& a) {
   if (a.serial.empty() == a.run.empty()) throw AppError(kUsage, "wanted: a serial number, or --run and the run's id");
   return guarded([&] {
     const auto database = opened(a.uri);
-    const Json::Value found = a.run.empty() ? store::history(database.get(), a.serial, a.limit, a.full || options.json)
-                                            : store::history_of_run(database.get(), a.run);
-    if (options.json) {
-      std::cout << json_pretty(store::valid(found)) << std::endl;
-    } else {
-      for (const Json::Value& run : found["runs"]) std::cout << run_text(run, a.full || !a.run.empty());
-      if (found["runs"].empty()) std::cout << "no run\n";
+    std::vector<store::StoredRun> found;
+    if (a.run.empty()) {
+      found = store::history(database.get(), a.serial, a.limit, a.full || options.json);
+    } else if (auto run = store::stored_run(database.get(), a.run)) {
+      found.push_back(std::move(*run));
     }
-    return found["runs"].empty() ? kFailed : kPassed;
+    if (options.json) {
+      std::cout << json_pretty(store::valid(to_json(found))) << std::endl;
+    } else {
+      for (const store::StoredRun& stored : found) std::cout << run_text(stored.run, a.full || !a.run.empty());
+      if (found.empty()) std::cout << "no run\n";
+    }
+    return found.empty() ? kFailed : kPassed;
   });
 }
 

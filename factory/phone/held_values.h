@@ -7,14 +7,11 @@
 #include <vector>
 
 #include "phone/session.h"
+#include "record/record.h"
 
 namespace factory {
 
-struct HeldValue {
-  std::string name;
-  std::string unit;
-  std::vector<double> values;  // empty: not set, or the file is missing
-};
+using record::HeldValue;
 
 class HeldValues {
  public:

@@ -2,11 +2,12 @@
 
 #include <OemTestMsg.h>
 #include <string.h>
-#include <time.h>
 
+#include <chrono>
 #include <cstdlib>
 
-#include "files/json_text.h"
+#include "files/app_error.h"
+#include "files/time_text.h"
 #include "sensors/sensor.h"
 
 namespace factory {
@@ -38,34 +39,23 @@ const char* reply_words(const HubMessage& message, const oem_test_msg::CodeRow* 
 }
 
 // The words that mean something, and any other that is not zero.
-Json::Value words_to_json(const int32_t* words, const char* letters, int count) {
-  Json::Value out(Json::arrayValue);
-  for (int i = 0; i < count; ++i) {
+std::vector<record::HubWord> decoded(const int32_t* words, const char* letters) {
+  std::vector<record::HubWord> out;
+  for (int i = 0; i < oem_test_msg::kWords; ++i) {
     const char letter = letter_at(letters, i);
     const bool repeats = i >= static_cast<int>(strlen(letters));
     if (words[i] == 0 && (letter == '-' || repeats)) continue;
-    Json::Value word;
-    word["word"] = i;
+    record::HubWord& word = out.emplace_back();
+    word.word = i;
+    float number = 0;
+    memcpy(&number, &words[i], sizeof number);
     if (letter == 'f') {
-      float value = 0;
-      memcpy(&value, &words[i], sizeof value);
-      word["float"] = json_number(value);
+      word.value = number;
     } else {
-      word["int"] = words[i];
+      word.value = words[i];
     }
-    out.append(word);
   }
   return out;
-}
-
-std::string words_to_text(const Json::Value& words) {
-  std::string out;
-  for (const Json::Value& word : words) {
-    out += out.empty() ? "" : " ";
-    out += "w" + std::to_string(word["word"].asInt()) + "=";
-    out += word.isMember("float") ? number_text(word["float"]) + "f" : std::to_string(word["int"].asInt());
-  }
-  return out.empty() ? "-" : out;
 }
 
 }  // namespace
@@ -87,41 +77,38 @@ int32_t parse_command(const std::string& text) {
   throw AppError(kUsage, "unknown hub command " + text + "; known are" + names + ", or a code");
 }
 
-Json::Value to_json(const HubMessage& message) {
+record::HubMessage decoded(const HubMessage& message) {
   const oem_test_msg::CodeRow* row = find_code(message.request[1]);
-  Json::Value out;
-  const time_t seconds = static_cast<time_t>(message.time_ns / 1000000000);
-  tm utc{};
-  gmtime_r(&seconds, &utc);
-  char stamp[40];
-  strftime(stamp, sizeof stamp, "%Y-%m-%dT%H:%M:%S", &utc);
-  char time[64];
-  snprintf(time, sizeof time, "%s.%06ldZ", stamp, static_cast<long>(message.time_ns % 1000000000 / 1000));
-  out["time"] = time;
-  out["sensor_type"] = message.request[0];
-  out["tag"] = tag_of(message.request[0]);
-  out["code"] = message.request[1];
-  out["command"] = command_name(message.request[1]);
-  out["request"] = words_to_json(message.request + 2, request_words(row), oem_test_msg::kWords);
-  out["answered"] = message.answered;
+  record::HubMessage out;
+  // With microseconds.
+  out.time = iso_time(std::chrono::system_clock::time_point(std::chrono::nanoseconds(message.time_ns)));
+  char micros[8];
+  snprintf(micros, sizeof micros, "%03dZ", static_cast<int>(message.time_ns / 1000 % 1000));
+  out.time.replace(out.time.size() - 1, 1, micros);
+  out.sensor_type = message.request[0];
+  out.tag = tag_of(message.request[0]);
+  out.code = message.request[1];
+  out.command = command_name(message.request[1]);
+  out.request = decoded(message.request + 2, request_words(row));
+  out.answered = message.answered;
   if (message.answered) {
-    out["reply"] = words_to_json(message.reply + 2, reply_words(message, row), oem_test_msg::kWords);
-    if (message.reply[0] != message.request[0]) out["reply_sensor_type"] = message.reply[0];
-    if (message.reply[1] != message.request[1]) out["reply_code"] = message.reply[1];
+    out.reply = decoded(message.reply + 2, reply_words(message, row));
+    if (message.reply[0] != message.request[0]) out.reply_sensor_type = message.reply[0];
+    if (message.reply[1] != message.request[1]) out.reply_code = message.reply[1];
   }
-  if (!message.note.empty()) out["note"] = message.note;
+  out.note = message.note;
   return out;
 }
 
-std::string to_text(const Json::Value& message) {
-  const std::string time = message["time"].asString();
+std::string to_text(const record::HubMessage& message) {
+  const std::string time = message.time.size() > 11 ? message.time.substr(11, 12) : message.time;
   char head[128];
-  snprintf(head, sizeof head, "%s  %-13s %3d %-24s", time.size() > 11 ? time.substr(11, 12).c_str() : time.c_str(),
-           message["tag"].asCString(), message["code"].asInt(), message["command"].asCString());
-  std::string out = std::string(head) + " " + words_to_text(message["request"]) + "  ->  ";
-  out += message["answered"].asBool() ? words_to_text(message["reply"]) : "no answer";
-  if (message.isMember("note")) out += "  (" + message["note"].asString() + ")";
-  return out;
+  snprintf(head, sizeof head, "%s  %-13s %3d %-24s", time.c_str(), message.tag.c_str(), message.code,
+           message.command.c_str());
+  const auto words = [](const std::vector<record::HubWord>& list) { return list.empty() ? "-" : record::words(list); };
+  return std::string(head) + " " + words(message.request) + "  ->  " +
+         (message.answered ? words(message.reply) : "no answer") +
+         (message.note.empty() ? "" : "  (" + message.note + ")");
 }
 
 }  // namespace factory

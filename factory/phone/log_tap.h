@@ -10,13 +10,15 @@
 #include <thread>
 #include <vector>
 
+#include "record/record.h"
+
 struct __android_log_message;  // of <android/log.h>
 
 namespace factory {
 
 // Why a run's sample window started anew.
 struct Restart {
-  enum class Cause { variance, zero_variance, bias };
+  using Cause = record::Cause;
   Cause cause = Cause::variance;
   int axis = 0;
   double value = 0;  // variance, or mean
@@ -24,13 +26,8 @@ struct Restart {
   int event = 0;  // number of the event that filled the window, counted from 1
 };
 
-// A log line as it came.
-struct LogLine {
-  int priority = 0;
-  std::string tag;
-  std::string text;
-  bool event_thread = false;  // of the event queue's thread, not of the one that called start_run()
-};
+// `event_thread`: of the event queue's thread, not of the one that called start_run().
+using record::LogLine;
 
 // What one run did so far.
 struct RunLog {

@@ -12,6 +12,7 @@
 
 #include "files/json_text.h"
 #include "phone/hub_message.h"
+#include "record/record_json.h"
 #include "phone/operator_fixture.h"
 
 namespace factory {
@@ -178,7 +179,7 @@ void Session::take(const HubMessage& message) {
   if (!message.answered) ++lost_messages_;
   if (on_hub_message_) on_hub_message_(message);
   if (hub_log_ == nullptr) return;
-  fprintf(hub_log_, "%s\n", json_line(to_json(message)).c_str());
+  fprintf(hub_log_, "%s\n", json_line(record::to_json(decoded(message))).c_str());
   fflush(hub_log_);
 }
 

@@ -1,175 +1,196 @@
 #include "quality/history.h"
 
-#include <memory>
+#include <cstdlib>
 
 #include "files/json_text.h"
+#include "record/record_json.h"
 #include "store/query.h"
 #include "store/run_id.h"
-#include "store/run_rows.h"
 
 namespace factory::store {
 namespace {
 
 constexpr const char* kRunColumns =
-    "SELECT r.day, r.no, r.setup, r.id, r.serial, r.started_ms, r.seconds, r.verdict, r.marginal, r.failed_step, "
-    "r.failed_measurement, r.remarks, p.station, p.operator, p.plan, p.plan_hash, p.profile, p.application "
-    "FROM run r JOIN setup p ON p.id = r.setup ";
+    "SELECT r.day, r.no, r.setup, r.id, r.serial, r.started_ms, r.seconds, r.verdict, r.failed_step, "
+    "r.failed_measurement, r.remarks, p.station, p.operator, p.plan, p.plan_file, p.plan_hash, p.profile, "
+    "p.application, p.application_build, p.library, p.library_build FROM run r JOIN setup p ON p.id = r.setup ";
 
-Json::Value json_list(const std::string& text) {
-  Json::Value out(Json::arrayValue);
-  if (!text.empty()) parse_json(text, &out);
+// Lists that the store keeps as JSON.
+std::vector<std::string> texts_of(const std::string& json) {
+  std::vector<std::string> out;
+  for (const record::Text& text : record::read_texts(json)) out.push_back(text);
   return out;
 }
 
-Json::Value number_json(std::optional<double> value, const std::string& exact) {
-  if (!exact.empty()) return exact;
-  return value ? json_number(*value) : Json::Value();
+double number_of(std::optional<double> value, const std::string& exact) {
+  return exact.empty() ? value.value_or(0) : std::strtod(exact.c_str(), nullptr);
 }
 
+record::Outcome outcome_of(int code) {
+  return code >= 0 && code < record::kOutcomes ? static_cast<record::Outcome>(code) : record::Outcome::failed;
+}
+
+record::Clock::time_point time_of(long long ms) { return record::Clock::time_point(std::chrono::milliseconds(ms)); }
+
 struct Key {
-  int day;
-  long long no;
-  int setup;
+  int day = 0;
+  long long no = 0;
+  int setup = 0;
 };
 
 class Reader {
  public:
   explicit Reader(Database* database) : database_(*database) {}
 
-  std::vector<std::pair<Key, Json::Value>> runs(const std::string& which, const char* name, const std::string& text,
-                                                long long serial_key) {
+  std::vector<std::pair<Key, StoredRun>> runs(const std::string& which, const char* name, const std::string& text,
+                                              long long key_of_serial_or_day) {
     const std::string sql = kRunColumns + which;
-    Key key{};
-    std::string id, serial, failed_step, failed_measurement, remarks, station, by, plan, hash, profile, version;
+    Key key;
+    StoredRun row;
+    record::Run& run = row.run;
+    std::string remarks, profile;
     long long started_ms = 0;
-    double seconds = 0;
     int verdict = 0;
-    int marginal = 0;
     Query query(&database_);
-    query.with(name, text);
-    if (sql.find(":key") != std::string::npos) query.with("key", serial_key);
-    query.whole(&key.day).whole(&key.no).whole(&key.setup).text(&id).text(&serial).whole(&started_ms);
-    query.number(&seconds).whole(&verdict).whole(&marginal).text(&failed_step).text(&failed_measurement);
-    query.text(&remarks).text(&station).text(&by).text(&plan).text(&hash).text(&profile).text(&version).ask(sql);
-    std::vector<std::pair<Key, Json::Value>> out;
+    query.with(name, text).with("key", key_of_serial_or_day);
+    query.whole(&key.day).whole(&key.no).whole(&key.setup).text(&run.id).text(&run.serial).whole(&started_ms);
+    query.number(&run.seconds).whole(&verdict).text(&row.failed_step).text(&row.failed_measurement).text(&remarks);
+    query.text(&run.station).text(&run.operator_name).text(&run.plan.name).text(&run.plan.file);
+    query.text(&run.plan.sha256).text(&profile).text(&run.application.version).text(&run.application.build_id);
+    query.text(&run.library.version).text(&run.library.build_id).ask(sql);
+    std::vector<std::pair<Key, StoredRun>> out;
     while (query.next()) {
-      Json::Value run;
-      run["id"] = id;
-      run["serial"] = serial;
-      run["started"] = time_text(started_ms);
-      run["seconds"] = json_number(seconds);
-      run["verdict"] = verdict_name(verdict);
-      run["marginal"] = marginal != 0;
-      run["station"] = station;
-      run["operator"] = by;
-      run["plan"]["name"] = plan;
-      run["plan"]["hash"] = hash;
-      run["profile"] = profile;
-      run["version"] = version;
-      run["failed_step"] = failed_step;
-      run["failed_measurement"] = failed_measurement;
-      run["remarks"] = json_list(remarks);
-      out.emplace_back(key, run);
+      run.started = time_of(started_ms);
+      run.outcome = outcome_of(verdict);
+      run.remarks = texts_of(remarks);
+      run.phone.facts = {{"profile", profile}};
+      out.emplace_back(key, row);
     }
     return out;
   }
 
-  void add_steps(const Key& key, Json::Value* run) {
-    const std::string sql =
-        "SELECT s.step_index, t.name, t.kind, t.step_group, t.tag, s.verdict FROM step s "
-        "JOIN plan_step t ON t.id = s.plan_step WHERE s.day = :day AND s.run = :run ORDER BY s.step_index";
-    int index = 0;
+  void add_steps(const Key& key, record::Run* run) {
+    record::Step step;
     int verdict = 0;
-    std::string name, kind, group, tag;
+    std::optional<double> param;
     Query query(&database_);
-    query.with("day", key.day).with("run", key.no).whole(&index).text(&name).text(&kind).text(&group).text(&tag);
-    query.whole(&verdict).ask(sql);
-    Json::Value& steps = (*run)["steps"] = Json::Value(Json::arrayValue);
+    query.with("day", key.day).with("run", key.no).whole(&step.index).text(&step.name).text(&step.kind);
+    query.text(&step.group).text(&step.tag).number(&param).whole(&verdict);
+    query.ask(
+        "SELECT s.step_index, t.name, t.kind, t.step_group, t.tag, CAST(t.param AS DOUBLE PRECISION), s.verdict "
+        "FROM step s JOIN plan_step t ON t.id = s.plan_step WHERE s.day = :day AND s.run = :run ORDER BY s.step_index");
     while (query.next()) {
-      Json::Value step;
-      step["index"] = index;
-      step["name"] = name;
-      step["kind"] = kind;
-      step["group"] = group;
-      step["tag"] = tag;
-      step["verdict"] = verdict_name(verdict);
-      step["attempts"] = Json::Value(Json::arrayValue);
-      steps.append(step);
+      step.param = param ? std::optional<int>(static_cast<int>(*param)) : std::nullopt;
+      step.outcome = outcome_of(verdict);
+      run->steps.push_back(step);
     }
-    add_attempts(key, &steps);
+    add_attempts(key, run);
   }
 
-  void add_measurements(const Key& key, Json::Value* steps) {
-    const std::string sql =
-        "SELECT m.step_index, m.attempt, s.name, s.axis, s.unit, s.low, s.high, m.value, COALESCE(m.exact, ''), "
-        "m.standard_error, m.verdict FROM series s JOIN measurement m ON m.series = s.id AND m.day = :day AND "
-        "m.run = :run WHERE s.setup = :setup ORDER BY m.step_index, m.attempt, m.position";
+  void add_measurements(const Key& key, record::Run* run) {
     int step_index = 0;
-    int attempt = 0;
+    int number = 0;
     int verdict = 0;
-    std::string name, axis, unit, exact;
-    std::optional<double> low, high, value, standard_error;
+    std::string exact;
+    std::optional<double> value;
+    record::Measurement m;
     Query query(&database_);
     query.with("day", key.day).with("run", key.no).with("setup", key.setup);
-    query.whole(&step_index).whole(&attempt).text(&name).text(&axis).text(&unit).number(&low).number(&high);
-    query.number(&value).text(&exact).number(&standard_error).whole(&verdict).ask(sql);
+    query.whole(&step_index).whole(&number).text(&m.name).text(&m.axis).text(&m.unit).number(&m.low).number(&m.high);
+    query.number(&value).text(&exact).number(&m.standard_error).whole(&verdict);
+    query.ask(
+        "SELECT m.step_index, m.attempt, s.name, s.axis, s.unit, s.low, s.high, m.value, COALESCE(m.exact, ''), "
+        "m.standard_error, m.verdict FROM series s JOIN measurement m ON m.series = s.id AND m.day = :day AND "
+        "m.run = :run WHERE s.setup = :setup ORDER BY m.step_index, m.attempt, m.position");
     while (query.next()) {
-      Json::Value* to = find_attempt(steps, step_index, attempt);
-      if (to == nullptr) continue;
-      Json::Value m;
-      m["name"] = name;
-      m["axis"] = axis;
-      m["value"] = number_json(value, exact);
-      m["unit"] = unit;
-      m["standard_error"] = number_json(standard_error, "");
-      m["low"] = number_json(low, "");
-      m["high"] = number_json(high, "");
-      m["verdict"] = verdict_name(verdict);
-      (*to)["measurements"].append(m);
+      record::Attempt* attempt = find_attempt(run, step_index, number);
+      if (attempt == nullptr) continue;
+      m.value = number_of(value, exact);
+      m.outcome = outcome_of(verdict);
+      attempt->measurements.push_back(m);
     }
+  }
+
+  void add_windows(const Key& key, record::Run* run) {
+    int step_index = 0;
+    int number = 0;
+    std::string unit, axes;
+    std::optional<double> period_ms;
+    Query query(&database_);
+    query.with("day", key.day).with("run", key.no).whole(&step_index).whole(&number).text(&unit).text(&axes);
+    query.number(&period_ms).ask(
+        "SELECT step_index, attempt, unit, axes, period_ms FROM sample_window WHERE day = :day AND run = :run");
+    while (query.next()) {
+      record::Attempt* attempt = find_attempt(run, step_index, number);
+      if (attempt != nullptr)
+        attempt->window = {unit, texts_of(axes), static_cast<int>(period_ms.value_or(0)), {}, {}, {}};
+    }
+    add_samples(key, run);
   }
 
  private:
-  void add_attempts(const Key& key, Json::Value* steps) {
-    const std::string sql =
-        "SELECT step_index, number, started_ms, seconds, verdict, kept, put_back, reasons, hints, notes FROM attempt "
-        "WHERE day = :day AND run = :run ORDER BY step_index, number";
+  void add_attempts(const Key& key, record::Run* run) {
     int step_index = 0;
-    int number = 0;
     int verdict = 0;
     int kept = 0;
     int put_back = 0;
     long long started_ms = 0;
-    double seconds = 0;
     std::string reasons, hints, notes;
+    record::Attempt attempt;
     Query query(&database_);
-    query.with("day", key.day).with("run", key.no).whole(&step_index).whole(&number).whole(&started_ms);
-    query.number(&seconds).whole(&verdict).whole(&kept).whole(&put_back).text(&reasons).text(&hints).text(&notes);
-    query.ask(sql);
+    query.with("day", key.day).with("run", key.no).whole(&step_index).whole(&attempt.number).whole(&started_ms);
+    query.number(&attempt.seconds).whole(&verdict).whole(&kept).whole(&put_back);
+    for (int& count : attempt.restarts) query.whole(&count);
+    query.text(&reasons).text(&hints).text(&notes).ask(
+        "SELECT step_index, number, started_ms, seconds, verdict, kept, put_back, variance_restarts, "
+        "zero_variance_restarts, bias_restarts, reasons, hints, notes FROM attempt WHERE day = :day AND run = :run "
+        "ORDER BY step_index, number");
     while (query.next()) {
-      for (Json::Value& step : *steps) {
-        if (step["index"].asInt() != step_index) continue;
-        Json::Value attempt;
-        attempt["number"] = number;
-        attempt["started"] = time_text(started_ms);
-        attempt["seconds"] = json_number(seconds);
-        attempt["verdict"] = verdict_name(verdict);
-        attempt["kept"] = kept != 0;
-        attempt["put_back"] = put_back != 0;
-        attempt["reasons"] = json_list(reasons);
-        attempt["hints"] = json_list(hints);
-        attempt["notes"] = json_list(notes);
-        step["attempts"].append(attempt);
-      }
+      attempt.started = time_of(started_ms);
+      attempt.outcome = outcome_of(verdict);
+      attempt.kept = kept != 0;
+      attempt.put_back = put_back != 0;
+      attempt.reasons = record::read_texts(reasons);
+      attempt.hints = record::read_texts(hints);
+      attempt.notes = texts_of(notes);
+      if (record::Step* step = find_step(run, step_index)) step->attempts.push_back(attempt);
     }
   }
 
-  static Json::Value* find_attempt(Json::Value* steps, int step_index, int number) {
-    for (Json::Value& step : *steps) {
-      if (step["index"].asInt() != step_index) continue;
-      for (Json::Value& attempt : step["attempts"]) {
-        if (attempt["number"].asInt() == number) return &attempt;
-      }
+  void add_samples(const Key& key, record::Run* run) {
+    int step_index = 0;
+    int number = 0;
+    int event = 0;
+    int state = 0;
+    std::optional<double> value;
+    std::string exact;
+    Query query(&database_);
+    query.with("day", key.day).with("run", key.no).whole(&step_index).whole(&number).whole(&event).number(&value);
+    query.text(&exact).whole(&state).ask(
+        "SELECT step_index, attempt, event, value, COALESCE(exact, ''), state FROM sample WHERE day = :day AND "
+        "run = :run ORDER BY step_index, attempt, event, axis");
+    while (query.next()) {
+      record::Attempt* attempt = find_attempt(run, step_index, number);
+      if (attempt == nullptr || !attempt->window) continue;
+      std::vector<record::Sample>& samples = attempt->window->samples;
+      if (samples.empty() || samples.back().event != event)
+        samples.push_back({event, {}, static_cast<record::SampleState>(state)});
+      samples.back().values.push_back(number_of(value, exact));
+    }
+  }
+
+  static record::Step* find_step(record::Run* run, int index) {
+    for (record::Step& step : run->steps) {
+      if (step.index == index) return &step;
+    }
+    return nullptr;
+  }
+
+  static record::Attempt* find_attempt(record::Run* run, int step_index, int number) {
+    record::Step* step = find_step(run, step_index);
+    if (step == nullptr) return nullptr;
+    for (record::Attempt& attempt : step->attempts) {
+      if (attempt.number == number) return &attempt;
     }
     return nullptr;
   }
@@ -177,44 +198,65 @@ class Reader {
   Database& database_;
 };
 
-Json::Value filled(Database* database, std::vector<std::pair<Key, Json::Value>> runs, bool full) {
-  Json::Value out;
-  out["schema"] = "sensorcal.history/1";
-  Json::Value& list = out["runs"] = Json::Value(Json::arrayValue);
-  for (auto& [key, run] : runs) {
-    Reader(database).add_steps(key, &run);
-    if (full) Reader(database).add_measurements(key, &run["steps"]);
-    list.append(run);
+std::vector<StoredRun> found(Database* database, const std::string& which, const char* name, const std::string& text,
+                             long long key, bool full) {
+  try {
+    Reader reader(database);
+    std::vector<StoredRun> out;
+    for (auto& [place, row] : reader.runs(which, name, text, key)) {
+      reader.add_steps(place, &row.run);
+      if (full) reader.add_measurements(place, &row.run);
+      if (full) reader.add_windows(place, &row.run);
+      out.push_back(std::move(row));
+    }
+    return out;
+  } catch (const soci::soci_error&) {
+    rethrow(database->uri());
+  } catch (const record::FormatError& error) {
+    throw StoreError(database->uri().shown + ": a list of texts in it is damaged: " + error.what());
   }
-  return out;
 }
 
 }  // namespace
 
-Json::Value history(Database* database, const std::string& serial, int limit, bool full) {
+std::vector<StoredRun> history(Database* database, const std::string& serial, int limit, bool full) {
   const std::string stored = to_stored(serial);
-  try {
-    auto runs = Reader(database).runs(
-        "WHERE r.serial_key = :key AND r.serial = :serial "
-        "ORDER BY r.started_ms DESC, r.id DESC" +
-            (limit > 0 ? " LIMIT " + std::to_string(limit) : std::string()),
-        "serial", stored, key_of(stored));
-    Json::Value out = filled(database, std::move(runs), full);
-    out["serial"] = serial;
-    return out;
-  } catch (const soci::soci_error&) {
-    rethrow(database->uri());
-  }
+  return found(database,
+               "WHERE r.serial_key = :key AND r.serial = :serial ORDER BY r.started_ms DESC, r.id DESC" +
+                   (limit > 0 ? " LIMIT " + std::to_string(limit) : std::string()),
+               "serial", stored, key_of(stored), full);
 }
 
-Json::Value history_of_run(Database* database, const std::string& id) {
-  try {
-    return filled(database,
-                  Reader(database).runs("WHERE r.day = :key AND r.id = :id", "id", id, time_of_id_ms(id) / 86400000),
-                  true);
-  } catch (const soci::soci_error&) {
-    rethrow(database->uri());
+std::optional<StoredRun> stored_run(Database* database, const std::string& id) {
+  std::vector<StoredRun> runs =
+      found(database, "WHERE r.day = :key AND r.id = :id", "id", id, time_of_id_ms(id) / 86400000, true);
+  if (runs.empty()) return {};
+  return std::move(runs.front());
+}
+
+Json::Value to_json(const std::vector<StoredRun>& runs) {
+  Json::Value out;
+  out["schema"] = "sensorcal.history/2";
+  Json::Value& list = out["runs"] = Json::Value(Json::arrayValue);
+  for (const StoredRun& stored : runs) {
+    Json::Value& run = list.append(to_json(stored.run));
+    run["failed_step"] = stored.failed_step;
+    run["failed_measurement"] = stored.failed_measurement;
   }
+  return out;
+}
+
+std::vector<std::string> not_kept(const record::Run& run) {
+  bool samples = false;
+  for (const record::Step& step : run.steps) {
+    for (const record::Attempt& attempt : step.attempts) samples |= attempt.window.has_value();
+  }
+  std::vector<std::string> out = {
+      "This page was made from a store, which keeps a part of a record.",
+      "Not kept: log lines, messages to the hub, its values before and after, what cannot be undone, restarts one by "
+      "one, the phone's properties and directory."};
+  if (!samples) out.emplace_back("Sample windows are kept where the run was stored with --store-samples.");
+  return out;
 }
 
 }  // namespace factory::store

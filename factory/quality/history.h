@@ -1,19 +1,33 @@
-// All that happened to one phone.
+// Runs as the store has them: all that happened to one phone, or one run.
 #pragma once
 
 #include <json/json.h>
 
+#include <optional>
 #include <string>
+#include <vector>
 
+#include "record/record.h"
 #include "store/database.h"
 
 namespace factory::store {
 
-// The runs of a serial number, the newest first, at most `limit` (0: all): docs/formats/store.md has the form. With
-// their steps and attempts, and with `full` their measurements.
-Json::Value history(Database* database, const std::string& serial, int limit, bool full);
+struct StoredRun {
+  record::Run run;  // without what the store does not keep: see not_kept()
+  std::string failed_step, failed_measurement;
+};
 
-// The one run of an id, in the same form, with everything.
-Json::Value history_of_run(Database* database, const std::string& id);
+// The runs of a serial number, the newest first, at most `limit` (0: all). With their steps and attempts, and with `full`
+// all that the store has. Throws StoreError, AwayError.
+std::vector<StoredRun> history(Database* database, const std::string& serial, int limit, bool full);
+
+// The one run of an id, in full.
+std::optional<StoredRun> stored_run(Database* database, const std::string& id);
+
+// docs/formats/store.md.
+Json::Value to_json(const std::vector<StoredRun>& runs);
+
+// What of its record the store did not keep, for a person.
+std::vector<std::string> not_kept(const record::Run& run);
 
 }  // namespace factory::store

@@ -12,8 +12,8 @@
 
 namespace factory::store {
 
-// Phones in a plan. A phone is known by its serial number; a run without one is a phone of its own. Aborted runs do not
-// count.
+// Phones in a plan. A phone is known by its serial number; a run without one is a phone of its own. Runs that judged none,
+// aborted or ended by an error, do not count.
 struct Yield {
   long long units = 0;
   long long passed = 0;        // those whose last run passed
@@ -22,7 +22,7 @@ struct Yield {
 };
 
 struct RunCounts {
-  long long passed = 0, failed = 0, aborted = 0;
+  long long passed = 0, failed = 0, errors = 0, aborted = 0;
   long long marginal = 0;  // of the passed ones
   long long retried = 0;   // of the passed ones: a step took more than one attempt
 };

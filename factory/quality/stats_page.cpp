@@ -71,6 +71,7 @@ Json::Value days_chart(const Statistics& s) {
     p["day"] = date_text(day);
     p["passed"] = static_cast<Json::Int64>(runs.passed);
     p["failed"] = static_cast<Json::Int64>(runs.failed);
+    p["error"] = static_cast<Json::Int64>(runs.errors);
     p["aborted"] = static_cast<Json::Int64>(runs.aborted);
   }
   return out;

@@ -43,7 +43,7 @@ class Collector {
 
 // Runs that may be part of a study.
 std::string runs_sql(const Condition& condition, const char* serial) {
-  return "SELECT COUNT(*) FROM run r JOIN setup p ON p.id = r.setup WHERE r.verdict <> 4 AND r.serial " +
+  return "SELECT COUNT(*) FROM run r JOIN setup p ON p.id = r.setup WHERE r.verdict NOT IN (4, 5) AND r.serial " +
          std::string(serial) + " ''" + condition.on_runs();
 }
 
@@ -63,7 +63,7 @@ void read(store::Database* database, const store::Filter& filter, Collector* out
       "SELECT p.plan, t.name, t.step_group, s.name, s.axis, s.unit, s.low, s.high, r.serial, p.station, m.value "
       "FROM measurement m JOIN series s ON s.id = m.series JOIN setup p ON p.id = s.setup "
       "JOIN plan_step t ON t.id = s.plan_step JOIN run r ON r.day = m.day AND r.no = m.run "
-      "WHERE m.deciding = 1 AND r.verdict <> 4 AND r.serial <> ''" +
+      "WHERE m.deciding = 1 AND r.verdict NOT IN (4, 5) AND r.serial <> ''" +
       condition.on_measurements() + " ORDER BY r.started_ms, r.id, m.step_index, m.position";
   Row row;
   Query query(database);

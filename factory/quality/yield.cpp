@@ -24,7 +24,7 @@ std::string units_sql(const std::string& columns, const std::string& label, cons
          ", MIN(r.id) AS first, "
          "MAX(r.id) AS last, MIN(CASE WHEN r.verdict = 0 THEN r.id END) AS first_passed, "
          "MAX(CASE WHEN r.verdict = 0 THEN r.id END) AS last_passed, COUNT(*) AS runs FROM again a "
-         "JOIN run r ON r.serial_key = a.serial_key JOIN setup p ON p.id = r.setup WHERE r.verdict <> 4" +
+         "JOIN run r ON r.serial_key = a.serial_key JOIN setup p ON p.id = r.setup WHERE r.verdict NOT IN (4, 5)" +
          conditions + " GROUP BY r.serial_key, p." + label + (label == "plan" ? "" : ", p.plan") + ") units GROUP BY " +
          label;
 }
@@ -37,7 +37,7 @@ std::string yields_sql(const std::string& conditions) {
          " GROUP BY r.serial_key HAVING COUNT(*) > 1) "
          "SELECT 0, p.plan, p.station, units, passed, passed, units FROM (SELECT r.setup, COUNT(*) AS units, "
          "SUM(CASE WHEN r.verdict = 0 THEN 1 ELSE 0 END) AS passed FROM run r JOIN setup p ON p.id = r.setup "
-         "LEFT JOIN again a ON a.serial_key = r.serial_key WHERE a.serial_key IS NULL AND r.verdict <> 4" +
+         "LEFT JOIN again a ON a.serial_key = r.serial_key WHERE a.serial_key IS NULL AND r.verdict NOT IN (4, 5)" +
          conditions + " GROUP BY r.setup) once JOIN setup p ON p.id = once.setup UNION ALL " +
          units_sql("1, plan, ''", "plan", conditions) + " UNION ALL " +
          units_sql("2, '', station", "station", conditions);
@@ -65,6 +65,9 @@ void add_counts(int verdict, long long runs, long long marginal, long long retri
       counts->passed += runs;
       counts->marginal += marginal;
       counts->retried += retried;
+      break;
+    case kErrorCode:
+      counts->errors += runs;
       break;
     case kAbortedCode:
       counts->aborted += runs;

@@ -1,20 +1,20 @@
 #include "report/chart_data.h"
 
-#include "report/record_view.h"
+#include "record/record_json.h"
 
 namespace factory {
 
-std::string window_id(const Json::Value& step, const Json::Value& attempt) {
-  return "window-" + text_of(step, "index") + "-" + text_of(attempt, "number");
+std::string window_id(const record::Step& step, const record::Attempt& attempt) {
+  return "window-" + std::to_string(step.index) + "-" + std::to_string(attempt.number);
 }
 
-bool has_samples(const Json::Value& attempt) { return !list(member(attempt, "window"), "samples").empty(); }
+bool has_samples(const record::Attempt& attempt) { return attempt.window && !attempt.window->samples.empty(); }
 
-std::string chart_data(const Json::Value& record) {
+std::string chart_data(const record::Run& run) {
   Json::Value windows(Json::objectValue);
-  for (const Json::Value& step : list(record, "steps")) {
-    for (const Json::Value& attempt : list(step, "attempts")) {
-      if (has_samples(attempt)) windows[window_id(step, attempt)] = attempt["window"];
+  for (const record::Step& step : run.steps) {
+    for (const record::Attempt& attempt : step.attempts) {
+      if (has_samples(attempt)) windows[window_id(step, attempt)] = to_json(*attempt.window);
     }
   }
   Json::StreamWriterBuilder builder;

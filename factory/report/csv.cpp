@@ -8,9 +8,10 @@
 
 #include "files/app_error.h"
 #include "files/replace_file.h"
+#include "files/time_text.h"
 #include "report/chart_data.h"
-#include "report/record_view.h"
 #include "report/report.h"
+#include "report/words.h"
 
 namespace factory {
 namespace {
@@ -45,52 +46,45 @@ std::string name_part(const std::string& text) {
   return out;
 }
 
-std::string samples_file(const Json::Value& step, const Json::Value& attempt) {
+std::string samples_file(const record::Step& step, const record::Attempt& attempt) {
   const std::string name = name_part(step_name(step));
-  std::string index = text_of(step, "index");
+  std::string index = std::to_string(step.index);
   if (index.size() == 1) index.insert(0, "0");  // so that the files sort as the steps ran
-  return name_part(index) + (name.empty() ? "" : "-" + name) + "-attempt-" + name_part(text_of(attempt, "number")) +
-         ".csv";
+  return index + (name.empty() ? "" : "-" + name) + "-attempt-" + std::to_string(attempt.number) + ".csv";
 }
 
-std::string samples(const Json::Value& window) {
-  const std::string unit = text_of(window, "unit");
+std::string samples(const record::Window& window) {
   std::vector<std::string> columns = {"event", "state"};
-  for (const Json::Value& axis : list(window, "axes"))
-    columns.push_back(text_of(axis) + (unit.empty() ? "" : " [" + unit + "]"));
+  for (const std::string& axis : window.axes)
+    columns.push_back(axis + (window.unit.empty() ? "" : " [" + window.unit + "]"));
   std::string out = line(columns);
-  for (const Json::Value& sample : list(window, "samples")) {
-    std::vector<std::string> cells = {text_of(sample, "event"), text_of(sample, "state")};
-    for (const Json::Value& value : list(sample, "values")) cells.push_back(text_of(value));
+  for (const record::Sample& sample : window.samples) {
+    std::vector<std::string> cells = {std::to_string(sample.event), state_name(sample.state)};
+    for (const double value : sample.values) cells.push_back(number_in_full(value));
     cells.resize(std::max(cells.size(), columns.size()));
     out += line(cells);
   }
   return out;
 }
 
-// One row a measurement, complete in itself: the files of many phones can be joined.
-constexpr const char* kRunColumns[] = {"serial", "station", "started"};
-constexpr const char* kStepColumns[] = {"index", "group", "name", "kind", "tag", "param"};
-constexpr const char* kMeasurementColumns[] = {"name", "axis", "value", "standard_error",
-                                               "unit", "low",  "high",  "verdict"};
+std::string number_or_nothing(std::optional<double> value) { return value ? number_in_full(*value) : ""; }
 
-std::string measurement_rows(const Json::Value& record, const Json::Value& step, const Json::Value& attempt) {
+// One row a measurement, complete in itself: the files of many phones can be joined.
+std::string measurement_rows(const record::Run& run, const record::Step& step, const record::Attempt& attempt) {
   std::string out;
-  for (const Json::Value& measurement : list(attempt, "measurements")) {
-    std::vector<std::string> cells;
-    for (const char* name : kRunColumns) cells.push_back(text_of(record, name));
-    for (const char* name : kStepColumns) cells.push_back(text_of(step, name));
-    cells.push_back(text_of(attempt, "number"));
-    for (const char* name : kMeasurementColumns) cells.push_back(text_of(measurement, name));
-    cells.push_back(has_samples(attempt) ? samples_file(step, attempt) : "");
-    out += line(cells);
+  for (const record::Measurement& m : attempt.measurements) {
+    out += line({run.serial, run.station, iso_time(run.started), std::to_string(step.index), step.group, step.name,
+                 step.kind, step.tag, step.param ? std::to_string(*step.param) : "", std::to_string(attempt.number),
+                 m.name, m.axis, number_in_full(m.value), number_or_nothing(m.standard_error), m.unit,
+                 number_or_nothing(m.low), number_or_nothing(m.high), outcome_name(m.outcome),
+                 has_samples(attempt) ? samples_file(step, attempt) : ""});
   }
   return out;
 }
 
 }  // namespace
 
-void write_csv(const Json::Value& record, const std::string& folder) {
+void write_csv(const record::Run& run, const std::string& folder) {
   std::error_code problem;
   std::filesystem::create_directories(folder, problem);
   if (problem) throw AppError(kUsage, folder + ": cannot be made: " + problem.message());
@@ -98,10 +92,10 @@ void write_csv(const Json::Value& record, const std::string& folder) {
   std::string measurements =
       line({"serial", "station", "started", "step", "group", "name", "kind", "tag", "param", "attempt", "measurement",
             "axis", "value", "standard_error", "unit", "low", "high", "verdict", "samples"});
-  for (const Json::Value& step : list(record, "steps")) {
-    for (const Json::Value& attempt : list(step, "attempts")) {
-      measurements += measurement_rows(record, step, attempt);
-      if (has_samples(attempt)) replace_file(root / samples_file(step, attempt), samples(attempt["window"]));
+  for (const record::Step& step : run.steps) {
+    for (const record::Attempt& attempt : step.attempts) {
+      measurements += measurement_rows(run, step, attempt);
+      if (has_samples(attempt)) replace_file(root / samples_file(step, attempt), samples(*attempt.window));
     }
   }
   replace_file(root / "measurements.csv", measurements);

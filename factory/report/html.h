@@ -1,16 +1,16 @@
 // Pieces of the page.
 #pragma once
 
-#include <json/json.h>
-
 #include <string>
+#include <vector>
 
+#include "record/record.h"
 #include "report/markup.h"
 
 namespace factory {
 
-// The word with its sign and colour: "passed", "marginal", "failed", "skipped", "aborted".
-Markup verdict_badge(const std::string& verdict);
+// The word with its sign and colour.
+Markup verdict_badge(record::Outcome verdict);
 
 // A table that a narrow screen shows as a list of cards: every cell carries its column's name.
 class HtmlTable {
@@ -27,9 +27,14 @@ class HtmlTable {
 };
 
 // "<ul>" of texts; empty for none.
-Markup text_list(const Json::Value& texts, const char* css_class);
+template <typename T>
+Markup text_list(const std::vector<T>& texts, const char* css_class) {
+  Markup items;
+  for (const std::string& text : texts) items += Markup::element("li", Markup::text(text));
+  return items.empty() ? items : Markup::element("ul", {{"class", css_class}}, items);
+}
 
 // Everything that is known of one attempt.
-Markup attempt_markup(const Json::Value& step, const Json::Value& attempt);
+Markup attempt_markup(const record::Step& step, const record::Attempt& attempt);
 
 }  // namespace factory

@@ -1,77 +1,68 @@
 // The page: verdict first, then why, the facts, the steps in short, the steps in full.
 #include <algorithm>
 #include <cctype>
+#include <map>
 #include <vector>
 
 #include "files/replace_file.h"
+#include "files/time_text.h"
 #include "report/assets.h"
 #include "report/chart_data.h"
 #include "report/html.h"
-#include "report/record_view.h"
 #include "report/report.h"
+#include "report/words.h"
 
 namespace factory {
 namespace {
 
-struct Sign {
-  const char* verdict;
-  const char* sign;
-};
-constexpr Sign kSigns[] = {
-    {"passed", "\u2713"}, {"marginal", "\u2248"}, {"failed", "\u2717"}, {"skipped", "\u2013"}, {"aborted", "\u25AA"}};
+using record::Outcome;
 
-// A verdict may become a CSS class only when it is a known one.
-const Sign& sign_of(const std::string& verdict) {
-  static constexpr Sign kUnknown = {"unknown", "?"};
-  const auto* row =
-      std::find_if(std::begin(kSigns), std::end(kSigns), [&](const Sign& s) { return verdict == s.verdict; });
-  return row == std::end(kSigns) ? kUnknown : *row;
-}
+// By Outcome. The words are CSS classes, too.
+constexpr const char* kSigns[record::kOutcomes] = {"\u2713", "\u2248", "\u2717", "\u2013", "\u25AA", "\u26A0\uFE0E"};
+
+const char* sign_of(Outcome outcome) { return kSigns[static_cast<int>(outcome)]; }
 
 std::string upper(std::string text) {
   for (char& c : text) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
   return text;
 }
 
-std::string step_id(const Json::Value& step) { return "step-" + text_of(step, "index"); }
+std::string step_id(const record::Step& step) { return "step-" + std::to_string(step.index); }
 
-Markup link_to(const Json::Value& step) {
+Markup link_to(const record::Step& step) {
   return Markup::element("a", {{"href", "#" + step_id(step)}}, Markup::text(step_name(step)));
 }
 
-bool went_wrong(const Json::Value& step) {
-  const std::string verdict = text_of(step, "verdict");
-  return verdict == "failed" || verdict == "aborted";
+bool went_wrong(const record::Step& step) {
+  return step.outcome == Outcome::failed || step.outcome == Outcome::aborted || step.outcome == Outcome::error;
 }
 
-std::string tally(const Json::Value& record) {
-  const Json::Value& steps = list(record, "steps");
-  std::string out = std::to_string(steps.size()) + (steps.size() == 1 ? " step" : " steps");
-  for (const Sign& row : kSigns) {
-    const auto count = std::count_if(steps.begin(), steps.end(),
-                                     [&](const Json::Value& step) { return text_of(step, "verdict") == row.verdict; });
-    if (count > 0) out += ", " + std::to_string(count) + " " + row.verdict;
+std::string tally(const record::Run& run) {
+  std::string out = std::to_string(run.steps.size()) + (run.steps.size() == 1 ? " step" : " steps");
+  for (int i = 0; i < record::kOutcomes; ++i) {
+    const auto outcome = static_cast<Outcome>(i);
+    const auto count = std::count_if(run.steps.begin(), run.steps.end(),
+                                     [&](const record::Step& step) { return step.outcome == outcome; });
+    if (count > 0) out += ", " + std::to_string(count) + " " + outcome_name(outcome);
   }
   return out;
 }
 
-Markup banner(const Json::Value& record) {
-  const std::string verdict = text_of(record, "verdict");
-  const std::string serial = text_of(record, "serial");
-  const std::string plan = text_of(member(record, "plan"), "name");
-  Markup word =
-      Markup::element("span", {{"class", "sign"}, {"aria-hidden", "true"}}, Markup::own(sign_of(verdict).sign));
+Markup banner(const record::Run& run) {
+  const std::string verdict = outcome_name(run.outcome);
+  Markup word = Markup::element("span", {{"class", "sign"}, {"aria-hidden", "true"}}, Markup::own(sign_of(run.outcome)));
   word += Markup::element("span", {{"id", "verdict"}}, Markup::text(upper(verdict)));
-  if (text_of(record, "marginal") == "true")
-    word += Markup::element("span", {{"class", "marginal-tag"}}, Markup::text("\u2248 marginal"));
+  if (run.marginal()) word += Markup::element("span", {{"class", "marginal-tag"}}, Markup::text("\u2248 marginal"));
   Markup content = Markup::element("h1", word);
-  Markup what = serial.empty() ? Markup::text("Phone without a serial number")
-                               : Markup::text("Phone ") + Markup::element("bdi", Markup::text(serial));
-  if (!plan.empty()) what += Markup::text(" \u00B7 ") + Markup::element("bdi", Markup::text(plan));
+  Markup what = run.serial.empty() ? Markup::text("Phone without a serial number")
+                                   : Markup::text("Phone ") + Markup::element("bdi", Markup::text(run.serial));
+  if (!run.plan.name.empty())
+    what += Markup::text(" \u00B7 ") + Markup::element("bdi", Markup::text(run.plan.name));
   content += Markup::element("p", {{"class", "what"}}, what);
-  content += Markup::element("p", Markup::text(tally(record) + " \u00B7 " + duration(member(record, "seconds"))));
-  return Markup::element("header", {{"class", std::string("banner ") + sign_of(verdict).verdict}},
-                         Markup::element("div", content));
+  if (run.outcome == Outcome::error)
+    content += Markup::element("p", Markup::text("The phone could not be judged: this says nothing about it."));
+  content += Markup::element("p", Markup::text(tally(run) + " \u00B7 " + duration(run.seconds)));
+  return Markup::element("header", {{"class", "banner " + verdict}}, Markup::element("div", content));
 }
 
 Markup card(const char* title, const Markup& content, const char* css_class = "") {
@@ -81,13 +72,15 @@ Markup card(const char* title, const Markup& content, const char* css_class = ""
 }
 
 // What the reader came for when the phone is not good.
-Markup why(const Json::Value& record) {
+Markup why(const record::Run& run) {
+  static const record::Attempt kNone;
   Markup items;
-  for (const Json::Value& step : list(record, "steps")) {
+  for (const record::Step& step : run.steps) {
     if (!went_wrong(step)) continue;
-    Markup item = Markup::element("h3", verdict_badge(text_of(step, "verdict")) + link_to(step));
-    item += text_list(list(last_attempt(step), "reasons"), "reasons");
-    if (const Markup hints = text_list(list(last_attempt(step), "hints"), "hints"); !hints.empty())
+    const record::Attempt& last = step.attempts.empty() ? kNone : step.attempts.back();
+    Markup item = Markup::element("h3", verdict_badge(step.outcome) + link_to(step));
+    item += text_list(last.reasons, "reasons");
+    if (const Markup hints = text_list(last.hints, "hints"); !hints.empty())
       item += Markup::element("p", {{"class", "try"}}, Markup::text("What to try")) + hints;
     items += Markup::element("li", item);
   }
@@ -101,13 +94,8 @@ class Facts {
     rows_ += Markup::element("div", {{"class", css_class}},
                              Markup::element("dt", Markup::text(name)) + Markup::element("dd", Markup::text(value)));
   }
-  // The members of an object that are no lists or objects themselves.
-  void add_all(const Json::Value& object) {
-    if (!object.isObject()) return;
-    for (const std::string& name : object.getMemberNames()) {
-      const std::string value = text_of(object, name.c_str());
-      add(name.c_str(), value, value.size() > 30 ? "code wide" : "code");
-    }
+  void add_all(const std::map<std::string, std::string>& texts) {
+    for (const auto& [name, value] : texts) add(name.c_str(), value, value.size() > 30 ? "code wide" : "code");
   }
   Markup markup() const { return rows_.empty() ? rows_ : Markup::element("dl", {{"class", "facts"}}, rows_); }
 
@@ -121,83 +109,76 @@ std::string time_for_people(std::string time) {
   return time;
 }
 
-Markup facts(const Json::Value& record) {
-  Facts run;
-  run.add("Serial number", text_of(record, "serial"));
-  run.add("Station", text_of(record, "station"));
-  run.add("Operator", text_of(record, "operator"));
-  run.add("Started", time_for_people(text_of(record, "started")));
-  run.add("Ended", time_for_people(text_of(record, "ended")));
-  run.add("Duration", duration(member(record, "seconds")));
-  const Json::Value& plan = member(record, "plan");
-  run.add("Plan", text_of(plan, "name"));
-  run.add("Plan file", text_of(plan, "file"));
-  run.add("Plan hash (SHA-256)", text_of(plan, "hash"), "code wide");
-  const Json::Value& application = member(record, "application");
-  run.add("Application", text_of(application, "version"));
-  run.add("Its build", text_of(application, "build_id"), "code");
-  const Json::Value& library = member(record, "library");
-  run.add("Library", text_of(library, "version"));
-  run.add("Its build", text_of(library, "build_id"), "code");
-  const Json::Value& phone = member(record, "phone");
-  run.add("Profile", text_of(phone, "profile"));
-  run.add("Seed", text_of(phone, "seed"));
-  run.add("Directory", text_of(phone, "directory"));
+Markup facts(const record::Run& run) {
+  Facts facts;
+  facts.add("Serial number", run.serial);
+  facts.add("Lot", run.lot);
+  facts.add("Repeats run", run.retest_of);
+  facts.add("Station", run.station);
+  facts.add("Operator", run.operator_name);
+  facts.add("Started", time_for_people(iso_time(run.started)));
+  facts.add("Ended", time_for_people(iso_time(run.ended())));
+  facts.add("Duration", duration(run.seconds));
+  facts.add("Plan", run.plan.name);
+  facts.add("Plan version", run.plan.version);
+  facts.add("Plan file", run.plan.file);
+  facts.add("Plan hash (SHA-256)", run.plan.sha256, "code wide");
+  facts.add("Application", run.application.version);
+  facts.add("Its build", run.application.build_id, "code");
+  facts.add("Library", run.library.version);
+  facts.add("Its build", run.library.build_id, "code");
+  facts.add("Profile", run.phone.fact("profile"));
+  facts.add("Seed", run.phone.fact("seed"));
+  facts.add("Directory", run.phone.fact("directory"));
   Facts properties;
-  properties.add_all(member(phone, "properties"));
-  return run.markup() + properties.markup();
+  properties.add_all(run.phone.properties);
+  return facts.markup() + properties.markup();
 }
 
-Markup summary(const Json::Value& record) {
+Markup summary(const record::Run& run) {
   HtmlTable table("steps", {"Step", "Verdict", "Kind", "Sensor", "Attempts", "Time"});
-  for (const Json::Value& step : list(record, "steps")) {
-    const std::string group = text_of(step, "group");
-    Markup name = Markup::text(text_of(step, "index") + ". ") + link_to(step);
-    if (!group.empty()) name += Markup::element("small", Markup::text(group));
-    double seconds = 0;
-    for (const Json::Value& attempt : list(step, "attempts")) seconds += finite(member(attempt, "seconds")).value_or(0);
-    const Json::ArrayIndex attempts = list(step, "attempts").size();
-    table.add({name, verdict_badge(text_of(step, "verdict")), Markup::text(text_of(step, "kind")),
-               Markup::text(text_of(step, "tag")), Markup::text(std::to_string(attempts)),
-               Markup::text(attempts == 0 ? "" : duration(seconds))});
+  for (const record::Step& step : run.steps) {
+    Markup name = Markup::text(std::to_string(step.index) + ". ") + link_to(step);
+    if (!step.group.empty()) name += Markup::element("small", Markup::text(step.group));
+    table.add({name, verdict_badge(step.outcome), Markup::text(step.kind), Markup::text(step.tag),
+               Markup::text(std::to_string(step.attempts.size())),
+               Markup::text(step.attempts.empty() ? "" : duration(seconds_of(step)))});
   }
   return table.empty() ? Markup() : table.markup();
 }
 
 // An attempt that another followed is folded: the last one decided.
-Markup earlier_attempt(const Json::Value& step, const Json::Value& attempt) {
-  const Json::Value& reasons = list(attempt, "reasons");
-  Markup line = Markup::text("Attempt " + text_of(attempt, "number")) + verdict_badge(text_of(attempt, "verdict"));
-  line += Markup::element("small", Markup::text(duration(member(attempt, "seconds"))));
-  if (!reasons.empty()) line += Markup::element("span", {{"class", "reason"}}, Markup::text(text_of(reasons[0])));
+Markup earlier_attempt(const record::Step& step, const record::Attempt& attempt) {
+  Markup line = Markup::text("Attempt " + std::to_string(attempt.number)) + verdict_badge(attempt.outcome);
+  line += Markup::element("small", Markup::text(duration(attempt.seconds)));
+  if (!attempt.reasons.empty())
+    line += Markup::element("span", {{"class", "reason"}}, Markup::text(attempt.reasons[0].text));
   return Markup::element("details", {{"class", "attempt"}},
                          Markup::element("summary", line) + attempt_markup(step, attempt));
 }
 
-Markup step_in_full(const Json::Value& step) {
-  Markup title =
-      Markup::text(text_of(step, "index") + ". " + step_name(step)) + verdict_badge(text_of(step, "verdict"));
-  std::string about = text_of(step, "kind");
-  if (const std::string tag = text_of(step, "tag"); !tag.empty()) about += " \u00B7 sensor " + tag;
-  if (const std::string param = text_of(step, "param"); !param.empty()) about += " \u00B7 parameter " + param;
-  if (const std::string group = text_of(step, "group"); !group.empty()) about += " \u00B7 group " + group;
+Markup step_in_full(const record::Step& step) {
+  Markup title = Markup::text(std::to_string(step.index) + ". " + step_name(step)) + verdict_badge(step.outcome);
+  std::string about = step.kind;
+  if (!step.tag.empty()) about += " \u00B7 sensor " + step.tag + (step.sensor.empty() ? "" : " (" + step.sensor + ")");
+  if (step.param) about += " \u00B7 parameter " + std::to_string(*step.param);
+  if (!step.group.empty()) about += " \u00B7 group " + step.group;
   Markup content = Markup::element("h3", title) + Markup::element("p", {{"class", "about"}}, Markup::text(about));
-  const Json::Value& attempts = list(step, "attempts");
-  for (Json::ArrayIndex i = 0; i + 1 < attempts.size(); ++i) content += earlier_attempt(step, attempts[i]);
+  const std::vector<record::Attempt>& attempts = step.attempts;
+  for (size_t i = 0; i + 1 < attempts.size(); ++i) content += earlier_attempt(step, attempts[i]);
   if (attempts.empty()) content += Markup::element("p", Markup::text("Not run."));
   if (attempts.size() > 1) {
     content += Markup::element("p", {{"class", "deciding"}},
-                               Markup::text("Attempt " + text_of(last_attempt(step), "number") + ", which decided:"));
+                               Markup::text("Attempt " + std::to_string(attempts.back().number) + ", which decided:"));
   }
-  if (!attempts.empty()) content += attempt_markup(step, last_attempt(step));
+  if (!attempts.empty()) content += attempt_markup(step, attempts.back());
   return Markup::element(
-      "article", {{"id", step_id(step)}, {"class", "card " + std::string(sign_of(text_of(step, "verdict")).verdict)}},
-      content);
+      "article", {{"id", step_id(step)}, {"class", std::string("card ") + outcome_name(step.outcome)}}, content);
 }
 
-Markup head(const Json::Value& record) {
-  std::string title = upper(text_of(record, "verdict"));
-  for (const std::string& part : {text_of(record, "serial"), text_of(member(record, "plan"), "name")})
+Markup head(const record::Run& run) {
+  std::string title = upper(outcome_name(run.outcome));
+  for (const std::string& part : {run.serial, run.plan.name})
     if (!part.empty()) title += " \u00B7 " + part;
   // The page itself forbids its reader's browser every connection.
   return Markup::own(
@@ -211,19 +192,17 @@ Markup head(const Json::Value& record) {
          Markup::own("</style></head>\n");
 }
 
-Markup scripts(const Json::Value& record) {
-  return Markup::own("\n<script type=\"application/json\" id=\"windows\">") + Markup::own(chart_data(record)) +
+Markup scripts(const record::Run& run) {
+  return Markup::own("\n<script type=\"application/json\" id=\"windows\">") + Markup::own(chart_data(run)) +
          Markup::own("</script>\n<script>") + Markup::own(assets::chart_js) + Markup::own("</script>\n<script>\n") +
          Markup::own(assets::report_js) + Markup::own("</script>\n");
 }
 
 }  // namespace
 
-Markup verdict_badge(const std::string& verdict) {
-  if (verdict.empty()) return {};
-  const Sign& sign = sign_of(verdict);
-  return Markup::element("span", {{"class", std::string("badge ") + sign.verdict}},
-                         Markup::text(std::string(sign.sign) + " " + verdict));
+Markup verdict_badge(Outcome outcome) {
+  const std::string word = outcome_name(outcome);
+  return Markup::element("span", {{"class", "badge " + word}}, Markup::text(sign_of(outcome) + (" " + word)));
 }
 
 HtmlTable::HtmlTable(std::string css_class, std::vector<std::string> columns)
@@ -242,20 +221,14 @@ Markup HtmlTable::markup() const {
                          Markup::element("thead", Markup::element("tr", names)) + Markup::element("tbody", rows_));
 }
 
-Markup text_list(const Json::Value& texts, const char* css_class) {
-  Markup items;
-  for (const Json::Value& text : texts) items += Markup::element("li", Markup::text(text_of(text)));
-  return items.empty() ? items : Markup::element("ul", {{"class", css_class}}, items);
-}
-
-void write_html_report(const Json::Value& record, const std::string& file) {
+void write_html_report(const record::Run& run, const std::string& file, const Aside& aside) {
   Markup steps;
-  for (const Json::Value& step : list(record, "steps")) steps += step_in_full(step);
-  Markup body = why(record);
-  body += card("Replay", text_list(list(record, "replay"), "remarks"));
-  body += card("Remarks", text_list(list(record, "remarks"), "remarks"));
-  body += card("Steps", summary(record));
-  body += card("Run", facts(record));
+  for (const record::Step& step : run.steps) steps += step_in_full(step);
+  Markup body = why(run);
+  body += card(aside.title.c_str(), text_list(aside.lines, "remarks"));
+  body += card("Remarks", text_list(run.remarks, "remarks"));
+  body += card("Steps", summary(run));
+  body += card("Run", facts(run));
   if (!steps.empty()) {
     body += Markup::own(
         "<div class=\"details-title\"><h2>Every step</h2><button type=\"button\" id=\"unfold\">Unfold "
@@ -263,7 +236,7 @@ void write_html_report(const Json::Value& record, const std::string& file) {
     body += steps;
   }
   const Markup page =
-      head(record) + Markup::element("body", banner(record) + Markup::element("main", body) + scripts(record));
+      head(run) + Markup::element("body", banner(run) + Markup::element("main", body) + scripts(run));
   replace_file(file, "<!DOCTYPE html>\n<html lang=\"en\">" + page.str() + "</html>\n");
 }
 

@@ -1,14 +1,17 @@
 // JUnit's XML: a step is a test case. Why it failed is in <failure>, every attempt in <system-out>.
 #include <algorithm>
+#include <cstdio>
 
-#include "files/json_text.h"
 #include "files/replace_file.h"
+#include "files/time_text.h"
 #include "report/markup.h"
-#include "report/record_view.h"
 #include "report/report.h"
+#include "report/words.h"
 
 namespace factory {
 namespace {
+
+using record::Outcome;
 
 std::string seconds_text(double seconds) {
   char text[40];
@@ -16,101 +19,109 @@ std::string seconds_text(double seconds) {
   return text;
 }
 
-double step_seconds(const Json::Value& step) {
-  double out = 0;
-  for (const Json::Value& attempt : list(step, "attempts")) out += finite(member(attempt, "seconds")).value_or(0);
-  return out;
+template <typename T>
+void append_lines(const std::vector<T>& texts, const char* before, std::string* out) {
+  for (const std::string& text : texts) *out += before + text + "\n";
 }
 
-void append_lines(const Json::Value& texts, const char* before, std::string* out) {
-  for (const Json::Value& text : texts) *out += before + text_of(text) + "\n";
-}
-
-std::string attempt_text(const Json::Value& attempt) {
-  std::string out = "attempt " + text_of(attempt, "number") + ": " + text_of(attempt, "verdict") + ", " +
-                    duration(member(attempt, "seconds")) + "\n";
-  append_lines(list(attempt, "reasons"), "  why: ", &out);
-  append_lines(list(attempt, "hints"), "  try: ", &out);
-  append_lines(list(attempt, "notes"), "  note: ", &out);
-  for (const Json::Value& measurement : list(attempt, "measurements")) {
-    const std::string allowed = limits(measurement);
-    const std::string axis = text_of(measurement, "axis");
-    out += "  " + text_of(measurement, "name") + (axis.empty() ? "" : " " + axis) + ": " +
-           value_with_error(measurement) + (allowed.empty() ? "" : " (" + allowed + ")") + " " +
-           text_of(measurement, "verdict") + "\n";
+std::string attempt_text(const record::Attempt& attempt) {
+  std::string out = "attempt " + std::to_string(attempt.number) + ": " + outcome_name(attempt.outcome) + ", " +
+                    duration(attempt.seconds) + "\n";
+  append_lines(attempt.reasons, "  why: ", &out);
+  append_lines(attempt.hints, "  try: ", &out);
+  append_lines(attempt.notes, "  note: ", &out);
+  for (const record::Measurement& m : attempt.measurements) {
+    const std::string allowed = limits(m);
+    out += "  " + m.name + (m.axis.empty() ? "" : " " + m.axis) + ": " + value_with_error(m) +
+           (allowed.empty() ? "" : " (" + allowed + ")") + " " + outcome_name(m.outcome) + "\n";
   }
   if (const std::string causes = restarts_by_cause(attempt); !causes.empty()) out += "  restarts: " + causes + "\n";
   return out;
 }
 
-// <failure>, <error>, <skipped> or nothing.
-Markup outcome(const Json::Value& step) {
-  const std::string verdict = text_of(step, "verdict");
-  const Json::Value& attempt = last_attempt(step);
-  const Json::Value& reasons = list(attempt, "reasons");
-  const std::string first = reasons.empty() ? verdict : text_of(reasons[0]);
-  if (verdict == "skipped") return Markup::element("skipped", {{"message", first}}, {});
-  if (verdict != "failed" && verdict != "aborted") return {};
+// <failure>, <error>, <skipped> or nothing. An error is whatever left the phone unjudged.
+Markup result(const record::Step& step) {
+  const std::string verdict = outcome_name(step.outcome);
+  static const record::Attempt kNone;
+  const record::Attempt& last = step.attempts.empty() ? kNone : step.attempts.back();
+  const std::string first = last.reasons.empty() ? verdict : last.reasons[0].text;
+  if (step.outcome == Outcome::skipped) return Markup::element("skipped", {{"message", first}}, {});
+  if (step.outcome == Outcome::passed || step.outcome == Outcome::marginal) return {};
   std::string all;
-  append_lines(reasons, "", &all);
-  append_lines(list(attempt, "hints"), "try: ", &all);
-  return Markup::element(verdict == "failed" ? "failure" : "error", {{"message", first}, {"type", verdict}},
+  append_lines(last.reasons, "", &all);
+  append_lines(last.hints, "try: ", &all);
+  return Markup::element(step.outcome == Outcome::failed ? "failure" : "error", {{"message", first}, {"type", verdict}},
                          Markup::text(all));
 }
 
-Markup test_case(const std::string& suite, const Json::Value& step) {
-  const std::string group = text_of(step, "group");
+Markup test_case(const std::string& suite, const record::Step& step) {
   std::string attempts;
-  for (const Json::Value& attempt : list(step, "attempts")) attempts += attempt_text(attempt);
-  Markup content = outcome(step);
+  for (const record::Attempt& attempt : step.attempts) attempts += attempt_text(attempt);
+  Markup content = result(step);
   if (!attempts.empty()) content += Markup::element("system-out", Markup::text(attempts));
   return Markup::element("testcase",
-                         {{"classname", group.empty() ? suite : suite + "." + group},
-                          {"name", text_of(step, "index") + " " + step_name(step)},
-                          {"time", seconds_text(step_seconds(step))}},
+                         {{"classname", step.group.empty() ? suite : suite + "." + step.group},
+                          {"name", std::to_string(step.index) + " " + step_name(step)},
+                          {"time", seconds_text(seconds_of(step))}},
                          content) +
          Markup::own("\n");
 }
 
-void add_properties(const std::string& prefix, const Json::Value& object, Markup* out) {
-  if (!object.isObject()) return;
-  for (const std::string& name : object.getMemberNames()) {
-    const Json::Value& value = object[name];
-    if (value.isObject()) {
-      add_properties(prefix + name + ".", value, out);
-    } else if (!value.isArray()) {
-      *out += Markup::element("property", {{"name", prefix + name}, {"value", text_of(value)}}, {}) + Markup::own("\n");
-    }
+// The serial number, the station, the phone: everything that is no list.
+std::map<std::string, std::string> properties_of(const record::Run& run) {
+  std::map<std::string, std::string> out = {
+      {"application.build_id", run.application.build_id},
+      {"application.version", run.application.version},
+      {"ended", iso_time(run.ended())},
+      {"library.build_id", run.library.build_id},
+      {"library.version", run.library.version},
+      {"marginal", run.marginal() ? "true" : "false"},
+      {"operator", run.operator_name},
+      {"plan.file", run.plan.file},
+      {"plan.hash", run.plan.sha256},
+      {"plan.name", run.plan.name},
+      {"seconds", number_in_full(run.seconds)},
+      {"serial", run.serial},
+      {"started", iso_time(run.started)},
+      {"station", run.station},
+      {"verdict", outcome_name(run.outcome)},
+  };
+  const std::pair<const char*, const std::string&> kRare[] = {
+      {"id", run.id}, {"lot", run.lot}, {"plan.version", run.plan.version}, {"retest_of", run.retest_of}};
+  for (const auto& [name, value] : kRare) {
+    if (!value.empty()) out[name] = value;
   }
+  for (const auto& [name, value] : run.phone.facts) out["phone." + name] = value;
+  for (const auto& [name, value] : run.phone.properties) out["phone.properties." + name] = value;
+  return out;
 }
 
-std::string count_of(const Json::Value& record, const char* verdict) {
-  const Json::Value& steps = list(record, "steps");
-  return std::to_string(std::count_if(steps.begin(), steps.end(),
-                                      [&](const Json::Value& step) { return text_of(step, "verdict") == verdict; }));
+std::string count_of(const record::Run& run, std::initializer_list<Outcome> outcomes) {
+  return std::to_string(std::count_if(run.steps.begin(), run.steps.end(), [&](const record::Step& step) {
+    return std::count(outcomes.begin(), outcomes.end(), step.outcome) != 0;
+  }));
 }
 
 }  // namespace
 
-void write_junit(const Json::Value& record, const std::string& file) {
-  const std::string plan = text_of(member(record, "plan"), "name");
-  const std::string suite = plan.empty() ? "sensorcal" : plan;
+void write_junit(const record::Run& run, const std::string& file) {
+  const std::string suite = run.plan.name.empty() ? "sensorcal" : run.plan.name;
   Markup properties;
-  // The serial number, the station, the phone: everything that is no list.
-  add_properties("", record, &properties);
+  for (const auto& [name, value] : properties_of(run))
+    properties += Markup::element("property", {{"name", name}, {"value", value}}, {}) + Markup::own("\n");
   Markup content = Markup::element("properties", properties) + Markup::own("\n");
-  for (const Json::Value& step : list(record, "steps")) content += test_case(suite, step);
-  std::string timestamp = text_of(record, "started").substr(0, 19);  // the form has no fraction and no zone
-  const Markup whole = Markup::element("testsuite",
-                                       {{"name", suite},
-                                        {"tests", std::to_string(list(record, "steps").size())},
-                                        {"failures", count_of(record, "failed")},
-                                        {"errors", count_of(record, "aborted")},
-                                        {"skipped", count_of(record, "skipped")},
-                                        {"time", seconds_text(finite(member(record, "seconds")).value_or(0))},
-                                        {"timestamp", timestamp},
-                                        {"hostname", text_of(record, "station")}},
-                                       content);
+  for (const record::Step& step : run.steps) content += test_case(suite, step);
+  const Markup whole = Markup::element(
+      "testsuite",
+      {{"name", suite},
+       {"tests", std::to_string(run.steps.size())},
+       {"failures", count_of(run, {Outcome::failed})},
+       {"errors", count_of(run, {Outcome::aborted, Outcome::error})},
+       {"skipped", count_of(run, {Outcome::skipped})},
+       {"time", seconds_text(run.seconds)},
+       {"timestamp", iso_time(run.started).substr(0, 19)},  // the form has no fraction and no zone
+       {"hostname", run.station}},
+      content);
   replace_file(file,
                "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n" + Markup::element("testsuites", whole).str() + "\n");
 }

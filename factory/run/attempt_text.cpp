@@ -21,6 +21,8 @@ std::string outcome_text(Outcome outcome) {
       return faint("skipped");
     case Outcome::aborted:
       return bad("aborted");
+    case Outcome::error:
+      return bad("ERROR");
   }
   return "";
 }

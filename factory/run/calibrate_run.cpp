@@ -97,7 +97,7 @@ void StepRun::measure_run(const Calibration& c) {
     const size_t reasons = attempt_.reasons.size();
     measure("restarts", "", static_cast<double>(c.run.restarts.size()), "", std::nullopt, std::nullopt,
             static_cast<double>(*limits.restarts), restart_hint(commonest));
-    if (attempt_.reasons.size() > reasons) attempt_.reasons.back() += causes;
+    if (attempt_.reasons.size() > reasons) attempt_.reasons.back().text += causes;
   }
   if (limits.seconds) {
     measure("duration", "", c.seconds, "s", std::nullopt, std::nullopt, limits.seconds,

@@ -1,9 +1,7 @@
 #include "run/identity.h"
 
 #include <link.h>
-#include <openssl/sha.h>
 #include <string.h>
-#include <time.h>
 
 namespace factory::plan {
 namespace {
@@ -59,29 +57,10 @@ int look(dl_phdr_info* info, size_t /*size*/, void* data) {
 
 }  // namespace
 
-std::string sha256(const std::string& bytes) {
-  unsigned char digest[SHA256_DIGEST_LENGTH];
-  SHA256(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), digest);
-  return hex(digest, sizeof digest);
-}
-
 std::string build_id(const std::string& part) {
   Search search{part, ""};
   dl_iterate_phdr(look, &search);
   return search.id;
-}
-
-std::string iso_time(std::chrono::system_clock::time_point time) {
-  using std::chrono::milliseconds;
-  const auto since = std::chrono::duration_cast<milliseconds>(time.time_since_epoch()).count();
-  const time_t seconds = static_cast<time_t>(since / 1000);
-  tm utc{};
-  gmtime_r(&seconds, &utc);
-  char stamp[32];
-  strftime(stamp, sizeof stamp, "%Y-%m-%dT%H:%M:%S", &utc);
-  char out[48];
-  snprintf(out, sizeof out, "%s.%03dZ", stamp, static_cast<int>(since % 1000));
-  return out;
 }
 
 }  // namespace factory::plan

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <thread>
 
+#include "phone/hub_message.h"
+
 namespace factory::plan {
 namespace {
 
@@ -26,9 +28,11 @@ PlanRun::PlanRun(Session& session, const Plan& plan, const RunInfo& info, Observ
 
 PlanRun::~PlanRun() { session_.on_hub_message({}); }
 
-std::vector<HubMessage> PlanRun::take_messages() {
+std::vector<record::HubMessage> PlanRun::take_messages() {
   const std::lock_guard<std::mutex> lock(hub_mutex_);
-  return std::exchange(messages_, {});
+  std::vector<record::HubMessage> out;
+  for (const HubMessage& message : std::exchange(messages_, {})) out.push_back(decoded(message));
+  return out;
 }
 
 bool PlanRun::run_step(StepResult* result) {
@@ -128,9 +132,9 @@ bool PlanRun::refused() const {
                      [](const StepResult& step) { return !step.attempts.empty() && step.attempts.back().refused; });
 }
 
-Json::Value PlanRun::record() { return make_record(session_, plan_, info_, steps_, verdict()); }
+record::Run PlanRun::record() { return make_record(session_, plan_, info_, steps_, verdict()); }
 
-Json::Value PlanRun::abort(const std::string& why) {
+record::Run PlanRun::abort(const std::string& why) {
   // What hangs may hold it: nothing can be put back then.
   constexpr int kLooks = 200;
   constexpr std::chrono::milliseconds kPause{10};

@@ -27,18 +27,18 @@ class PlanRun {
   const std::vector<StepResult>& steps() const { return steps_; }  // once run() is over
   bool unreachable() const;
   bool refused() const;  // the phone has no such step as was asked for
-  Json::Value record();
+  record::Run record();
 
   // For the watcher of interruptions, on its thread: puts back what the calibration under way may have changed, and
   // gives the record of an aborted run, or of one that could not go on where `why` says so.
-  Json::Value abort(const std::string& why);
+  record::Run abort(const std::string& why);
 
  private:
   void refuse(const std::string& missing);
   bool run_block(const Block& block, size_t first);
   bool run_round(const Block& block, size_t first);
   bool run_step(StepResult* result);
-  std::vector<HubMessage> take_messages();
+  std::vector<record::HubMessage> take_messages();
 
   Session& session_;
   const Plan& plan_;

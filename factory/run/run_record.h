@@ -1,7 +1,5 @@
-// The record of a run as JSON: docs/formats/run-record.md.
+// What a run knows, as its record.
 #pragma once
-
-#include <json/json.h>
 
 #include "phone/session.h"
 #include "run/attempt.h"
@@ -15,7 +13,7 @@ struct RunInfo {
   Clock::time_point started = Clock::now();
 };
 
-Json::Value make_record(Session& session, const Plan& plan, const RunInfo& info, const std::vector<StepResult>& steps,
+record::Run make_record(Session& session, const Plan& plan, const RunInfo& info, const std::vector<StepResult>& steps,
                         Outcome verdict);
 
 }  // namespace factory::plan

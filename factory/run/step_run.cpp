@@ -204,19 +204,13 @@ void StepRun::run_verify() {
   if (!fresh.problem.empty()) {
     return attempt_.fail(fresh.problem, sampling_hint(fresh.problem));
   }
-  Json::Value& window = attempt_.window;
-  window["unit"] = subject.unit;
-  for (const std::string& axis : subject.axes) window["axes"].append(axis);
-  window["period_ms"] = step_.period_s ? static_cast<int>(std::lround(*step_.period_s * 1000)) : subject.period_ms;
-  window["bias_limit"] = window["restarts"] = window["samples"] = Json::Value(Json::arrayValue);
+  record::Window& window = attempt_.window.emplace();
+  window.unit = subject.unit;
+  window.axes.assign(subject.axes.begin(), subject.axes.end());
+  window.period_ms = step_.period_s ? static_cast<int>(std::lround(*step_.period_s * 1000)) : subject.period_ms;
   int event = step_.settle;
-  for (const std::vector<double>& row : fresh.rows) {
-    Json::Value sample;
-    sample["event"] = ++event;
-    for (const double value : row) sample["values"].append(json_number(value));
-    sample["state"] = "accepted";
-    window["samples"].append(sample);
-  }
+  for (const std::vector<double>& row : fresh.rows)
+    window.samples.push_back({++event, row, record::SampleState::accepted});
   measure_fresh(subject, fresh, expected_of(subject, std::nullopt));
 }
 

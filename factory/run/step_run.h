@@ -5,6 +5,7 @@
 #include <mutex>
 
 #include "phone/sampler.h"
+#include "phone/held_values.h"
 #include "run/attempt.h"
 #include "run/calibration.h"
 #include "sensors/subject.h"

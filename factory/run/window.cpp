@@ -1,16 +1,12 @@
 #include "run/window.h"
 
 #include <algorithm>
-
-#include "files/json_text.h"
-
 namespace factory::plan {
 namespace {
 
 constexpr int kFinished = 2;
 
-enum State { settling, discarded, accepted };
-constexpr const char* kStates[] = {"settling", "discarded", "accepted"};
+using State = record::SampleState;
 
 const _sensor_info* record_of_run(Session& session, const Calibration& c) {
   if (c.kind != nullptr && !c.in_hub) return &record_of(session.cal(), *c.kind);
@@ -47,17 +43,17 @@ std::vector<double> as_taken(const Calibration& c, const std::vector<HeldValue>&
 void mark(const RunLog& run, int first, int last, const _sensor_info& record, bool finished, std::vector<State>* out) {
   const auto state = [&](int event) -> State& { return (*out)[static_cast<size_t>(event)]; };
   int start = std::min(last, first + record.skip_num);
-  std::fill(out->begin() + first, out->begin() + start, settling);
+  std::fill(out->begin() + first, out->begin() + start, State::settling);
   for (const Restart& restart : run.restarts) {
     if (restart.event > start && restart.event <= last) start = restart.event;
   }
   if (!finished) return;
-  for (int event = start; event < std::min(last, start + record.sample_num); ++event) state(event) = accepted;
+  for (int event = start; event < std::min(last, start + record.sample_num); ++event) state(event) = State::accepted;
 }
 
 std::vector<State> states(const Calibration& c, const _sensor_info& record) {
   const int events = static_cast<int>(c.run.values.size());
-  std::vector<State> out(static_cast<size_t>(events), discarded);
+  std::vector<State> out(static_cast<size_t>(events), State::discarded);
   std::vector<int> starts = {0};
   if (c.panel) starts.insert(starts.end(), c.run.parts.begin(), c.run.parts.end());
   for (size_t i = 0; i < starts.size(); ++i) {
@@ -68,50 +64,34 @@ std::vector<State> states(const Calibration& c, const _sensor_info& record) {
   return out;
 }
 
-Json::Value axis_names(const Calibration& c, size_t axes) {
-  Json::Value out(Json::arrayValue);
+std::vector<std::string> axis_names(const Calibration& c, size_t axes) {
+  std::vector<std::string> out;
   for (size_t i = 0; i < axes; ++i) {
     const bool named = c.kind != nullptr && i < static_cast<size_t>(c.kind->values);
-    out.append(named ? std::string(c.kind->axes[i]) : axes == 1 ? "light" : "c" + std::to_string(i + 1));
+    out.push_back(named ? std::string(c.kind->axes[i]) : axes == 1 ? "light" : "c" + std::to_string(i + 1));
   }
   return out;
 }
 
 }  // namespace
 
-const char* cause_name(Restart::Cause cause) {
-  constexpr const char* kNames[] = {"variance", "zero_variance", "bias"};
-  return kNames[static_cast<int>(cause)];
-}
-
-Json::Value window_of(Session& session, const Calibration& c, const std::vector<HeldValue>& before) {
+std::optional<record::Window> window_of(Session& session, const Calibration& c, const std::vector<HeldValue>& before) {
   const _sensor_info* record = record_of_run(session, c);
-  if (record == nullptr || c.run.values.empty()) return Json::nullValue;
-  Json::Value out;
-  out["unit"] = c.kind != nullptr ? c.kind->unit : c.panel->colour ? "counts" : "lux";
+  if (record == nullptr || c.run.values.empty()) return {};
+  record::Window out;
+  out.unit = c.kind != nullptr ? c.kind->unit : c.panel->colour ? "counts" : "lux";
   const size_t axes = as_taken(c, before, c.run.values[0]).size();
-  out["axes"] = axis_names(c, axes);
-  out["period_ms"] = record->period_ms;
+  out.axes = axis_names(c, axes);
+  out.period_ms = record->period_ms;
   for (size_t i = 0; i < axes; ++i)
-    out["bias_limit"].append(json_number(record->bias_threshold[std::min<size_t>(i, 9)]));
-  Json::Value& samples = out["samples"] = Json::Value(Json::arrayValue);
+    out.bias_limit.push_back(static_cast<double>(record->bias_threshold[std::min<size_t>(i, 9)]));
   const std::vector<State> state = states(c, *record);
-  for (size_t i = 0; i < c.run.values.size(); ++i) {
-    Json::Value sample;
-    sample["event"] = static_cast<int>(i) + 1;
-    for (const double value : as_taken(c, before, c.run.values[i])) sample["values"].append(json_number(value));
-    sample["state"] = kStates[state[i]];
-    samples.append(sample);
-  }
-  Json::Value& restarts = out["restarts"] = Json::Value(Json::arrayValue);
+  for (size_t i = 0; i < c.run.values.size(); ++i)
+    out.samples.push_back({static_cast<int>(i) + 1, as_taken(c, before, c.run.values[i]), state[i]});
   for (const Restart& restart : c.run.restarts) {
-    Json::Value entry;
-    entry["event"] = restart.event;
-    entry["cause"] = cause_name(restart.cause);
-    entry["axis"] = out["axes"].get(static_cast<Json::ArrayIndex>(restart.axis), std::to_string(restart.axis));
-    entry["value"] = json_number(restart.value);
-    entry["limit"] = json_number(restart.limit);
-    restarts.append(entry);
+    const auto axis = static_cast<size_t>(restart.axis);
+    out.restarts.push_back({restart.event, restart.cause,
+                            axis < axes ? out.axes[axis] : std::to_string(restart.axis), restart.value, restart.limit});
   }
   return out;
 }

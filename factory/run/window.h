@@ -1,16 +1,14 @@
 // A run's samples as the library took them, and what became of each.
 #pragma once
 
-#include <json/json.h>
+#include <optional>
 
 #include "phone/held_values.h"
 #include "run/calibration.h"
 
 namespace factory::plan {
 
-// The record's `window`; null where the calibration had no run of its own.
-Json::Value window_of(Session& session, const Calibration& calibration, const std::vector<HeldValue>& before);
-
-const char* cause_name(Restart::Cause cause);
+// Nothing where the calibration had no run of its own.
+std::optional<record::Window> window_of(Session& session, const Calibration& calibration, const std::vector<HeldValue>& before);
 
 }  // namespace factory::plan

@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "files/app_error.h"
+#include "files/time_text.h"
 #include "store/stored_text.h"
 
 namespace factory::store {
@@ -48,11 +49,7 @@ std::string date_text(int day) {
 }
 
 std::string time_text(long long ms) {
-  const long long of_day = ms - day_of(ms) * kDayMs;
-  char text[32];
-  snprintf(text, sizeof text, "T%02lld:%02lld:%02lld.%03lldZ", of_day / 3600000, of_day / 60000 % 60,
-           of_day / 1000 % 60, of_day % 1000);
-  return date_text(day_of(ms)) + text;
+  return iso_time(std::chrono::system_clock::time_point(std::chrono::milliseconds(ms)));
 }
 
 Condition::Condition(const Filter& filter)

@@ -28,12 +28,12 @@ Keeper::Keeper(const std::string& uri, const std::string& spool, bool samples)
   }
 }
 
-void Keeper::keep(const Json::Value& record) {
+void Keeper::keep(const record::Run& run) {
   const std::lock_guard<std::mutex> lock(mutex_);
   if (spool_) {
-    spool_->keep(record, samples_);
+    spool_->keep(run, samples_);
   } else {
-    store_->put(rows_of(record, samples_));
+    store_->put(rows_of(run, samples_));
   }
 }
 

@@ -1,8 +1,6 @@
 // Keeps the runs of `sensorcal run`: at once in a file, or by way of the spool on a server.
 #pragma once
 
-#include <json/json.h>
-
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -20,7 +18,7 @@ class Keeper {
   Keeper(const std::string& uri, const std::string& spool, bool samples);
 
   // The run is on this station's disk when this returns. Throws StoreError. Any thread.
-  void keep(const Json::Value& record);
+  void keep(const record::Run& run);
 
   // To the server, where there is one. Tells on standard error what could not be done; never throws for it.
   void bring_up();

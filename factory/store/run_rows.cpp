@@ -6,138 +6,123 @@
 #include <iterator>
 
 #include "files/json_text.h"
-#include "store/error.h"
+#include "record/record_json.h"
+#include "store/plan_hash.h"
 #include "store/run_id.h"
 #include "store/stored_text.h"
 
 namespace factory::store {
 namespace {
 
-constexpr const char* kVerdicts[] = {"passed", "marginal", "failed", "skipped", "aborted"};
-constexpr const char* kStates[] = {"settling", "discarded", "accepted"};
-constexpr const char* kRestarts[] = {"variance", "zero_variance", "bias"};
 constexpr int64_t kDayMs = 86400000;
 
 // Squares of these, and sums of the squares, stay within a double.
 constexpr double kMost = 1e100;
 constexpr double kLeast = 1e-100;
 
-template <size_t N>
-int code_of(const char* const (&names)[N], const Json::Value& value, int otherwise) {
-  const std::string name = value.isString() ? value.asString() : "";
-  const auto* found = std::find(std::begin(names), std::end(names), name);
-  return found == std::end(names) ? otherwise : static_cast<int>(found - std::begin(names));
-}
-
-int verdict_of(const Json::Value& object) { return code_of(kVerdicts, object["verdict"], kFailedCode); }
-
-std::string text(const Json::Value& value) { return value.isString() ? to_stored(value.asString()) : ""; }
-
-int whole(const Json::Value& value) { return value.isInt() ? value.asInt() : 0; }
-
-bool flag(const Json::Value& value) { return value.isBool() && value.asBool(); }
-
-double number_or_0(const Json::Value& value) { return to_number(value).value.value_or(0); }
+// The codes are those of the record's type, in its order.
+int code_of(record::Outcome outcome) { return static_cast<int>(outcome); }
+static_assert(static_cast<int>(record::Outcome::error) == kErrorCode && record::kOutcomes == kErrorCode + 1);
 
 std::optional<std::string> list_text(const Json::Value& value) {
-  if (!value.isArray() || value.empty()) return {};
+  if (value.empty()) return {};
   return to_stored(json_line(value));
 }
 
-// Null where the record has no such list.
-const Json::Value& list(const Json::Value& value) {
-  static const Json::Value kNone(Json::arrayValue);
-  return value.isArray() ? value : kNone;
+std::optional<std::string> list_text(const std::vector<record::Text>& texts) {
+  return list_text(record::to_json(texts));
 }
 
-// As the record writes it, "2026-11-24T22:04:05.123Z"; a time that cannot be read becomes the run's.
-long long milliseconds_of(const Json::Value& value, long long otherwise) {
-  int year, month, day, hour, minute, second, millisecond;
-  const std::string t = value.isString() ? value.asString() : "";
-  if (sscanf(t.c_str(), "%d-%d-%dT%d:%d:%d.%dZ", &year, &month, &day, &hour, &minute, &second, &millisecond) != 7)
-    return otherwise;
-  using namespace std::chrono;  // NOLINT(google-build-using-namespace): calendar arithmetic
-  const std::chrono::year_month_day date{std::chrono::year{year}, std::chrono::month{static_cast<unsigned>(month)},
-                                         std::chrono::day{static_cast<unsigned>(day)}};
-  if (!date.ok()) return otherwise;
-  return (sys_days{date}.time_since_epoch().count() * 86400LL + hour * 3600 + minute * 60 + second) * 1000 +
-         millisecond;
+std::string json_list(const std::vector<std::string>& texts) {
+  Json::Value out(Json::arrayValue);
+  for (const std::string& text : texts) out.append(text);
+  return to_stored(json_line(out));
 }
 
-MeasurementRow measurement_row(const Json::Value& m) {
+std::optional<std::string> list_text(const std::vector<std::string>& texts) {
+  if (texts.empty()) return {};
+  return json_list(texts);
+}
+
+// A limit that is no number limits nothing.
+std::optional<double> usable(std::optional<double> value) { return value ? to_number(*value).value : std::nullopt; }
+
+long long milliseconds_of(record::Clock::time_point time) {
+  return std::chrono::floor<std::chrono::milliseconds>(time.time_since_epoch()).count();
+}
+
+MeasurementRow measurement_row(const record::Measurement& m) {
   MeasurementRow row{};
-  row.name = text(m["name"]);
-  row.axis = text(m["axis"]);
-  row.unit = text(m["unit"]);
-  // A limit that is no number limits nothing.
-  row.low = to_number(m["low"]).value;
-  row.high = to_number(m["high"]).value;
-  row.number = to_number(m["value"]);
-  row.standard_error = to_number(m["standard_error"]).value;
-  row.verdict = verdict_of(m);
+  row.name = to_stored(m.name);
+  row.axis = to_stored(m.axis);
+  row.unit = to_stored(m.unit);
+  row.low = usable(m.low);
+  row.high = usable(m.high);
+  row.number = to_number(m.value);
+  row.standard_error = usable(m.standard_error);
+  row.verdict = code_of(m.outcome);
   return row;
 }
 
-AttemptRow attempt_row(const Json::Value& attempt, int step_index, long long run_started_ms) {
+AttemptRow attempt_row(const record::Attempt& attempt, int step_index) {
   AttemptRow row{};
   row.step_index = step_index;
-  row.number = whole(attempt["number"]);
-  row.started_ms = milliseconds_of(attempt["started"], run_started_ms);
-  row.seconds = number_or_0(attempt["seconds"]);
-  row.verdict = verdict_of(attempt);
-  row.kept = flag(attempt["kept"]) ? 1 : 0;
-  row.put_back = flag(attempt["put_back"]) ? 1 : 0;
-  for (int i = 0; i < 3; ++i) row.restarts[i] = whole(attempt["restarts"][kRestarts[i]]);
-  row.reasons = list_text(attempt["reasons"]);
-  row.hints = list_text(attempt["hints"]);
-  row.notes = list_text(attempt["notes"]);
+  row.number = attempt.number;
+  row.started_ms = milliseconds_of(attempt.started);
+  row.seconds = usable(attempt.seconds).value_or(0);
+  row.verdict = code_of(attempt.outcome);
+  row.kept = attempt.kept ? 1 : 0;
+  row.put_back = attempt.put_back ? 1 : 0;
+  std::copy(std::begin(attempt.restarts), std::end(attempt.restarts), row.restarts);
+  row.reasons = list_text(attempt.reasons);
+  row.hints = list_text(attempt.hints);
+  row.notes = list_text(attempt.notes);
   return row;
 }
 
-void add_samples(const Json::Value& window, int step_index, int attempt, RunRows* rows) {
-  if (!window.isObject()) return;
-  rows->windows.push_back({step_index, attempt, text(window["unit"]), to_stored(json_line(list(window["axes"]))),
-                           to_number(window["period_ms"]).value});
-  for (const Json::Value& sample : list(window["samples"])) {
+void add_samples(const record::Window& window, int step_index, int attempt, RunRows* rows) {
+  std::optional<double> period;
+  if (window.period_ms > 0) period = window.period_ms;
+  rows->windows.push_back({step_index, attempt, to_stored(window.unit), json_list(window.axes), period});
+  for (const record::Sample& sample : window.samples) {
     int axis = 0;
-    for (const Json::Value& value : list(sample["values"]))
-      rows->samples.push_back({step_index, attempt, whole(sample["event"]), axis++, to_number(value),
-                               code_of(kStates, sample["state"], 0)});
+    for (const double value : sample.values)
+      rows->samples.push_back(
+          {step_index, attempt, sample.event, axis++, to_number(value), static_cast<int>(sample.state)});
   }
 }
 
-void add_attempt(const Json::Value& attempt, bool deciding, bool samples, RunRows* rows) {
+void add_attempt(const record::Attempt& attempt, bool deciding, bool samples, RunRows* rows) {
   const int step_index = rows->steps.back().index;
-  const AttemptRow row = attempt_row(attempt, step_index, rows->started_ms);
-  rows->attempts.push_back(row);
+  rows->attempts.push_back(attempt_row(attempt, step_index));
   int position = 0;
-  for (const Json::Value& m : list(attempt["measurements"])) {
+  for (const record::Measurement& m : attempt.measurements) {
     MeasurementRow measurement = measurement_row(m);
     measurement.step = rows->steps.size() - 1;
     measurement.step_index = step_index;
-    measurement.attempt = row.number;
+    measurement.attempt = attempt.number;
     measurement.position = ++position;
     measurement.deciding = deciding;
     rows->measurements.push_back(std::move(measurement));
   }
-  if (samples) add_samples(attempt["window"], step_index, row.number, rows);
+  if (samples && attempt.window) add_samples(*attempt.window, step_index, attempt.number, rows);
 }
 
-void add_step(const Json::Value& step, bool samples, RunRows* rows) {
-  PlanStep plan_step{text(step["name"]), text(step["kind"]), text(step["group"]), text(step["tag"]), {}};
-  if (step["param"].isInt()) plan_step.param = step["param"].asInt();
-  const Json::Value& attempts = list(step["attempts"]);
-  rows->steps.push_back({whole(step["index"]), plan_step, verdict_of(step), static_cast<int>(attempts.size())});
-  rows->retried |= attempts.size() > 1;
-  for (Json::ArrayIndex i = 0; i < attempts.size(); ++i)
-    add_attempt(attempts[i], i + 1 == attempts.size(), samples, rows);
+void add_step(const record::Step& step, bool samples, RunRows* rows) {
+  PlanStep plan_step{to_stored(step.name), to_stored(step.kind), to_stored(step.group), to_stored(step.tag), {}};
+  if (step.param) plan_step.param = *step.param;
+  rows->steps.push_back({step.index, plan_step, code_of(step.outcome), static_cast<int>(step.attempts.size())});
+  rows->retried |= step.attempts.size() > 1;
+  for (const record::Attempt& attempt : step.attempts)
+    add_attempt(attempt, &attempt == &step.attempts.back(), samples, rows);
 }
 
-// What a failed run failed on: the first step that did, and of its last attempt the first value out of its limits.
+// What a run failed on, or ended with an error: the first step that did, and of its last attempt the first value out of
+// its limits.
 void find_failure(RunRows* rows) {
-  if (rows->verdict != kFailedCode) return;
+  if (rows->verdict != kFailedCode && rows->verdict != kErrorCode) return;
   const auto step = std::find_if(rows->steps.begin(), rows->steps.end(),
-                                 [](const StepRow& row) { return row.verdict == kFailedCode; });
+                                 [&](const StepRow& row) { return row.verdict == rows->verdict; });
   if (step == rows->steps.end()) return;
   rows->failed_step = step->plan_step.name;
   for (const MeasurementRow& m : rows->measurements) {
@@ -147,28 +132,26 @@ void find_failure(RunRows* rows) {
   }
 }
 
-Setup setup_of(const Json::Value& record) {
+Setup setup_of(const record::Run& run) {
   Setup setup;
-  setup.station = text(record["station"]);
-  setup.operator_name = text(record["operator"]);
-  setup.plan = text(record["plan"]["name"]);
-  setup.plan_file = text(record["plan"]["file"]);
-  setup.plan_hash = text(record["plan"]["hash"]);
-  setup.profile = text(record["phone"]["profile"]);
-  setup.application = text(record["application"]["version"]);
-  setup.application_build = text(record["application"]["build_id"]);
-  setup.library = text(record["library"]["version"]);
-  setup.library_build = text(record["library"]["build_id"]);
+  setup.station = to_stored(run.station);
+  setup.operator_name = to_stored(run.operator_name);
+  setup.plan = to_stored(run.plan.name);
+  setup.plan_file = to_stored(run.plan.file);
+  const bool hashed = !run.plan.sha256.empty() || run.plan.bytes.empty();
+  setup.plan_hash = to_stored(hashed ? run.plan.sha256 : sha256(run.plan.bytes));
+  setup.profile = to_stored(run.phone.fact("profile"));
+  setup.application = to_stored(run.application.version);
+  setup.application_build = to_stored(run.application.build_id);
+  setup.library = to_stored(run.library.version);
+  setup.library_build = to_stored(run.library.build_id);
   return setup;
 }
 
 }  // namespace
 
-Number to_number(const Json::Value& value) {
+Number to_number(double number) {
   Number out;
-  if (value.isString()) out.exact = to_stored(value.asString());
-  if (!value.isNumeric()) return out;
-  const double number = value.asDouble();
   const double size = std::abs(number);
   if (size < kMost) out.value = size < kLeast ? 0 : number;
   if (size < kMost && (number == 0 || size >= kLeast)) return out;
@@ -178,35 +161,38 @@ Number to_number(const Json::Value& value) {
 }
 
 const char* verdict_name(int code) {
-  return code >= 0 && code < static_cast<int>(std::size(kVerdicts)) ? kVerdicts[code] : "unknown";
+  return code >= 0 && code < record::kOutcomes ? outcome_name(static_cast<record::Outcome>(code)) : "unknown";
 }
 
-RunRows rows_of(const Json::Value& record, bool samples) {
-  if (!record.isObject() || record["schema"] != "sensorcal.run/1") throw StoreError("this is no record of a run");
+RunRows rows_of(const record::Run& run, bool samples) {
   RunRows rows{};
-  rows.id = record["id"].isString() ? record["id"].asString() : "";
+  rows.id = run.id;
   rows.started_ms = time_of_id_ms(rows.id);
   rows.day = static_cast<int>(rows.started_ms / kDayMs);
-  rows.serial = text(record["serial"]);
-  rows.seconds = number_or_0(record["seconds"]);
-  rows.verdict = verdict_of(record);
-  rows.marginal = flag(record["marginal"]);
-  rows.remarks = list_text(record["remarks"]);
-  rows.setup = setup_of(record);
-  for (const Json::Value& step : list(record["steps"])) add_step(step, samples, &rows);
+  rows.serial = to_stored(run.serial);
+  rows.seconds = usable(run.seconds).value_or(0);
+  rows.verdict = code_of(run.outcome);
+  rows.marginal = run.marginal();
+  rows.remarks = list_text(run.remarks);
+  rows.setup = setup_of(run);
+  for (const record::Step& step : run.steps) add_step(step, samples, &rows);
   find_failure(&rows);
   return rows;
 }
 
-Json::Value storable(const Json::Value& record, bool samples) {
-  Json::Value out = record;
-  for (Json::Value& step : out["steps"]) {
-    for (Json::Value& attempt : step["attempts"]) {
-      for (const char* name : {"hub", "log", "before", "after"}) attempt.removeMember(name);
-      if (!samples) attempt.removeMember("window");
+record::Run storable(record::Run run, bool samples) {
+  hash_plan(&run);
+  run.plan.bytes.clear();
+  for (record::Step& step : run.steps) {
+    for (record::Attempt& attempt : step.attempts) {
+      attempt.hub.clear();
+      attempt.log.clear();
+      attempt.before.clear();
+      attempt.after.clear();
+      if (!samples) attempt.window.reset();
     }
   }
-  return out;
+  return run;
 }
 
 }  // namespace factory::store

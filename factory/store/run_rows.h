@@ -1,12 +1,12 @@
 // A run as rows of the store's tables. Texts are as to_stored() makes them.
 #pragma once
 
-#include <json/json.h>
-
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
+
+#include "record/record.h"
 
 namespace factory::store {
 
@@ -15,7 +15,7 @@ struct Number {
   std::optional<double> value;
   std::optional<std::string> exact;
 };
-Number to_number(const Json::Value& value);
+Number to_number(double value);
 
 struct PlanStep {
   std::string name, kind, group, tag;
@@ -82,13 +82,14 @@ struct RunRows {
   std::vector<SampleRow> samples;
 };
 
-constexpr int kPassedCode = 0, kMarginalCode = 1, kFailedCode = 2, kSkippedCode = 3, kAbortedCode = 4;
+constexpr int kPassedCode = 0, kMarginalCode = 1, kFailedCode = 2, kSkippedCode = 3, kAbortedCode = 4,
+              kErrorCode = 5;
 const char* verdict_name(int code);
 
-// Throws StoreError for what is no record of a run.
-RunRows rows_of(const Json::Value& record, bool samples);
+// Throws StoreError where the run's id is none.
+RunRows rows_of(const record::Run& run, bool samples);
 
 // What of a record the store keeps, to be kept meanwhile: without logs, hub messages and, unless wanted, samples.
-Json::Value storable(const Json::Value& record, bool samples);
+record::Run storable(record::Run run, bool samples);
 
 }  // namespace factory::store

@@ -72,7 +72,10 @@ const Statements kVersion2 = {
     "state SMALLINT NOT NULL, PRIMARY KEY (day, run, step_index, attempt, event, axis) $of_run) $parts",
 };
 
-const Statements* const kVersions[] = {&kVersion1, &kVersion2};
+// Older programs would count an error as a failure: they are to refuse the store.
+const Statements kVersion3 = {"INSERT INTO verdict (code, name) VALUES (5, 'error')"};
+
+const Statements* const kVersions[] = {&kVersion1, &kVersion2, &kVersion3};
 
 // What each version added to the tables that the server keeps in parts.
 constexpr std::pair<int, const char*> kLarge[] = {{1, "run"},         {1, "step"},          {1, "attempt"},

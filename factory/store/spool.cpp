@@ -1,6 +1,7 @@
 #include "store/spool.h"
 
 #include "files/json_text.h"
+#include "record/record_json.h"
 #include "store/run_rows.h"
 #include "store/stored_text.h"
 
@@ -29,14 +30,13 @@ Spool::Spool(const std::string& file) : database_(parse_uri("sqlite:" + file), D
   }
 }
 
-void Spool::keep(const Json::Value& record, bool samples) {
-  const std::string id = record["id"].asString();
-  const std::string text = json_line(storable(record, samples));
+void Spool::keep(const record::Run& run, bool samples) {
+  const std::string text = json_line(to_json(storable(run, samples)));
   const int wanted = samples ? 1 : 0;
   try {
     database_.sql() << "INSERT INTO pending (id, record, samples) VALUES (:id, :record, :samples) "
                        "ON CONFLICT (id) DO NOTHING",
-        use(id), use(text), use(wanted);
+        use(run.id), use(text), use(wanted);
   } catch (const soci::soci_error&) {
     rethrow(database_.uri());
   }

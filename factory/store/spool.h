@@ -1,11 +1,10 @@
 // The station's own file: runs that the server does not have yet.
 #pragma once
 
-#include <json/json.h>
-
 #include <optional>
 #include <string>
 
+#include "record/record.h"
 #include "store/database.h"
 
 namespace factory::store {
@@ -16,7 +15,7 @@ class Spool {
   explicit Spool(const std::string& file);
 
   // On the disk when this returns.
-  void keep(const Json::Value& record, bool samples);
+  void keep(const record::Run& run, bool samples);
   int waiting();
 
   struct Entry {

@@ -1,6 +1,5 @@
 #include "store/sync.h"
 
-#include <json/json.h>
 #include <sys/socket.h>
 
 #include <chrono>
@@ -11,7 +10,7 @@
 #include <thread>
 #include <utility>
 
-#include "files/json_text.h"
+#include "record/record_json.h"
 #include "store/run_rows.h"
 #include "store/store.h"
 
@@ -58,13 +57,6 @@ class Patience {
   std::thread thread_;
 };
 
-Json::Value parsed(const Spool::Entry& entry) {
-  Json::Value record;
-  std::string problem;
-  if (!parse_json(entry.record, &record, &problem)) throw StoreError("the spool's record cannot be read: " + problem);
-  return record;
-}
-
 void bring(Spool* spool, const Uri& uri, double patience_s, Brought* brought) {
   Database database(uri, Database::Access::create);
   std::optional<Store> store;
@@ -75,7 +67,7 @@ void bring(Spool* spool, const Uri& uri, double patience_s, Brought* brought) {
   while (const auto entry = spool->next(last)) {
     last = entry->id;
     try {
-      ++(store->put(rows_of(parsed(*entry), entry->samples)) ? brought->stored : brought->were_there);
+      ++(store->put(rows_of(record::read_run(entry->record), entry->samples)) ? brought->stored : brought->were_there);
     } catch (const AwayError&) {
       throw;
     } catch (const std::exception& error) {

@@ -22,7 +22,7 @@
   const kinds = {
     days: ({points}) => ({
       labels: points.map(({day}) => day),
-      datasets: ['passed', 'failed', 'aborted'].map((name) => bars(name, points.map((point) => point[name]), name)),
+      datasets: ['passed', 'failed', 'error', 'aborted'].map((name) => bars(name, points.map((point) => point[name]), name)),
     }),
     pareto: ({points}) => ({
       labels: points.map(({rank}) => '#' + rank),

@@ -5,9 +5,11 @@
 #include <string>
 #include <vector>
 
-namespace factory::plan {
+namespace factory::record {
 
-enum class Outcome { passed, marginal, failed, skipped, aborted };
+// `error`: the phone could not be judged, since the fixture, a service or the station was not as it has to be.
+enum class Outcome { passed, marginal, failed, skipped, aborted, error };
+constexpr int kOutcomes = 6;
 
 const char* outcome_name(Outcome outcome);
 
@@ -29,4 +31,4 @@ void judge(Measurement* measurement, double band);
 // "y: residual -0.31 +/- 0.02 m/s^2 is outside the limits of -0.02 to 0.02 m/s^2".
 std::string describe(const Measurement& measurement);
 
-}  // namespace factory::plan
+}  // namespace factory::record

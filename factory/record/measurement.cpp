@@ -1,13 +1,13 @@
-#include "run/measurement.h"
+#include "record/measurement.h"
 
 #include <cmath>
 
-#include "run/calibration.h"
+#include "files/numbers.h"
 
-namespace factory::plan {
+namespace factory::record {
 
 const char* outcome_name(Outcome outcome) {
-  constexpr const char* kNames[] = {"passed", "marginal", "failed", "skipped", "aborted"};
+  constexpr const char* kNames[] = {"passed", "marginal", "failed", "skipped", "aborted", "error"};
   return kNames[static_cast<int>(outcome)];
 }
 
@@ -43,4 +43,4 @@ std::string describe(const Measurement& m) {
   return out + unit;
 }
 
-}  // namespace factory::plan
+}  // namespace factory::record

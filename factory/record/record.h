@@ -1,0 +1,185 @@
+// The record of a run as one value: what ran, what was measured, what came of it. docs/formats/run-record.md.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "record/measurement.h"
+
+namespace factory::record {
+
+using Clock = std::chrono::system_clock;
+
+// A reason, or what to try, in words for a person; for programs its code, which stays when the words change, and what
+// the words were made of. Words alone are a text without a code.
+struct Text {
+  Text() = default;
+  Text(std::string words) : text(std::move(words)) {}  // NOLINT(google-explicit-constructor)
+  Text(const char* words) : text(words) {}             // NOLINT(google-explicit-constructor)
+  Text(std::string stable_code, std::vector<std::string> with, std::string words)
+      : code(std::move(stable_code)), arguments(std::move(with)), text(std::move(words)) {}
+  operator const std::string&() const { return text; }  // NOLINT(google-explicit-constructor)
+  bool operator==(const Text&) const = default;
+
+  std::string code;  // empty: none
+  std::vector<std::string> arguments;
+  std::string text;
+};
+
+enum class SampleState { settling, discarded, accepted };
+const char* state_name(SampleState state);
+
+// Why a sample window started anew.
+enum class Cause { variance, zero_variance, bias };
+constexpr int kCauses = 3;
+const char* cause_name(Cause cause);
+
+struct Sample {
+  int event = 0;               // from 1
+  std::vector<double> values;  // per axis
+  SampleState state = SampleState::settling;
+};
+
+struct Restart {
+  int event = 0;
+  Cause cause = Cause::variance;
+  std::string axis;
+  double value = 0;
+  double limit = 0;
+};
+
+struct Window {
+  std::string unit;
+  std::vector<std::string> axes;
+  int period_ms = 0;
+  std::vector<double> bias_limit;  // per axis; empty: none
+  std::vector<Sample> samples;
+  std::vector<Restart> restarts;
+};
+
+// What the hub or a file holds.
+struct HeldValue {
+  std::string name;
+  std::string unit;
+  std::vector<double> values;  // empty: not set, or the file is missing
+};
+
+struct HubWord {
+  int word = 0;  // from 0, after sensor and code
+  std::variant<int32_t, float> value;
+};
+
+// "w0=0.0271f w1=3".
+std::string words(const std::vector<HubWord>& words);
+
+struct HubMessage {
+  std::string time;  // with microseconds
+  int sensor_type = 0;
+  std::string tag;
+  int code = 0;
+  std::string command;
+  std::vector<HubWord> request;
+  bool answered = false;
+  std::vector<HubWord> reply;
+  std::optional<int> reply_sensor_type;  // where they are not the request's
+  std::optional<int> reply_code;
+  std::string note;
+};
+
+struct LogLine {
+  int priority = 0;  // Android's number
+  std::string tag;
+  std::string text;
+  bool event_thread = false;
+};
+
+// What was under way, and for which sensor.
+struct Span {
+  std::string sensor;  // its tag
+  std::string what;
+  double from_s = 0;  // from the run's start
+  double to_s = 0;
+};
+
+struct Attempt {
+  int number = 1;
+  Clock::time_point started = Clock::now();
+  double seconds = 0;
+  Outcome outcome = Outcome::passed;
+  std::vector<Text> reasons;
+  std::vector<Text> hints;
+  std::vector<std::string> notes;
+  std::vector<Measurement> measurements;
+  int restarts[kCauses] = {};    // by Cause
+  std::optional<Window> window;  // with samples
+  std::vector<HeldValue> before;
+  std::vector<HeldValue> after;
+  bool kept = false;
+  bool put_back = false;
+  std::vector<std::string> irreversible;  // told beforehand
+  std::vector<Span> spans;
+  std::vector<HubMessage> hub;
+  std::vector<LogLine> log;
+  int log_dropped = 0;
+};
+
+struct Step {
+  int index = 1;
+  std::string name;
+  std::string kind;
+  std::string group;
+  std::string tag;     // of its sensor; empty: it has none
+  std::string sensor;  // the same in words
+  std::optional<int> param;
+  Outcome outcome = Outcome::skipped;  // of the last attempt
+  std::vector<Attempt> attempts;
+};
+
+struct Plan {
+  std::string name;
+  std::string version;
+  std::string file;
+  std::string sha256;  // of the bytes, in hex; a phone leaves it to the station
+  std::string bytes;
+};
+
+struct Build {
+  std::string version;
+  std::string build_id;  // the linker's, in hex
+};
+
+struct Phone {
+  std::map<std::string, std::string> facts;  // "directory", "profile", "seed", "fixture" ...
+  std::map<std::string, std::string> properties;
+  std::string fact(const std::string& name) const;  // empty: not known
+};
+
+struct Run {
+  std::string id;
+  std::string serial;
+  std::string station;
+  std::string operator_name;
+  std::string lot;
+  std::string retest_of;  // id of the run that this one repeats
+  Clock::time_point started;
+  double seconds = 0;
+  Outcome outcome = Outcome::failed;  // never marginal or skipped
+  Plan plan;
+  Build application;
+  Build library;
+  Phone phone;
+  std::map<std::string, std::string> world;  // what the fixture was set to
+  std::vector<std::string> remarks;
+  std::vector<Step> steps;
+
+  bool marginal() const;  // a measurement passed inside a marginal band only
+  Clock::time_point ended() const;
+};
+
+}  // namespace factory::record

@@ -1,0 +1,96 @@
+#include "report/words.h"
+
+#include <cmath>
+#include <cstdio>
+
+#include "files/json_text.h"
+
+namespace factory {
+namespace {
+
+std::string with_unit(const std::string& number, const record::Measurement& m) {
+  return m.unit.empty() ? number : number + " " + m.unit;
+}
+
+}  // namespace
+
+std::string number_in_full(double value) { return number_text(json_number(value)); }
+
+std::string number_for_people(double value) {
+  if (std::isnan(value)) return "not a number";
+  if (std::isinf(value)) return value > 0 ? "infinite" : "minus infinite";
+  char digits[40];
+  snprintf(digits, sizeof digits, "%.6g", value);
+  return digits;
+}
+
+std::string numbers_for_people(const std::vector<double>& values) {
+  std::string out;
+  for (const double value : values) out += (out.empty() ? "" : ", ") + number_for_people(value);
+  return out;
+}
+
+std::string duration(double seconds) {
+  if (!std::isfinite(seconds)) return "";
+  char text[64];
+  if (seconds < 120) {
+    snprintf(text, sizeof text, seconds < 10 ? "%.2f s" : "%.1f s", seconds);
+  } else {
+    snprintf(text, sizeof text, "%.0f min %.0f s", std::floor(seconds / 60), std::floor(std::fmod(seconds, 60)));
+  }
+  return text;
+}
+
+double seconds_of(const record::Step& step) {
+  double out = 0;
+  for (const record::Attempt& attempt : step.attempts) out += std::isfinite(attempt.seconds) ? attempt.seconds : 0;
+  return out;
+}
+
+std::string step_name(const record::Step& step) {
+  for (const std::string* name : {&step.name, &step.tag, &step.kind}) {
+    if (!name->empty()) return *name;
+  }
+  return "step " + std::to_string(step.index);
+}
+
+std::string value_with_error(const record::Measurement& m) {
+  if (!std::isfinite(m.value)) return number_for_people(m.value);
+  const double error = m.standard_error.value_or(0);
+  if (!(error > 0) || std::isinf(error)) return with_unit(number_for_people(m.value), m);
+  // Three digits of the error, and the value to the same place: what lies beyond is noise.
+  const int decimals = 2 - static_cast<int>(std::floor(std::log10(error)));
+  char text[80];
+  if (decimals >= 0 && decimals <= 9 && std::fabs(m.value) < 1e9) {
+    snprintf(text, sizeof text, "%.*f \u00B1 %.*f", decimals, m.value, decimals, error);
+  } else {
+    snprintf(text, sizeof text, "%.6g \u00B1 %.3g", m.value, error);
+  }
+  return with_unit(text, m);
+}
+
+std::string limits(const record::Measurement& m) {
+  if (!m.low && !m.high) return "";
+  if (!m.low) return with_unit("at most " + number_for_people(*m.high), m);
+  if (!m.high) return with_unit("at least " + number_for_people(*m.low), m);
+  return with_unit(number_for_people(*m.low) + " to " + number_for_people(*m.high), m);
+}
+
+std::string restarts_by_cause(const record::Attempt& attempt) {
+  constexpr const char* kWords[] = {"variance", "no variance at all", "bias"};
+  std::string out;
+  for (int i = 0; i < record::kCauses; ++i) {
+    if (attempt.restarts[i] <= 0) continue;
+    out += (out.empty() ? "" : ", ") + std::to_string(attempt.restarts[i]) + " for " + kWords[i];
+  }
+  return out;
+}
+
+std::string restart_in_words(const record::Restart& restart) {
+  if (restart.cause == record::Cause::zero_variance) return restart.axis + " never changed (variance 0)";
+  const std::string what = restart.cause == record::Cause::bias ? "mean" : cause_name(restart.cause);
+  return what + " of " + restart.axis + " " + number_for_people(restart.value) + ", limit " +
+         number_for_people(restart.limit);
+}
+
+}  // namespace factory
