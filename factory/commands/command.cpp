@@ -28,6 +28,11 @@ const std::vector<Command>& commands() {
        "  sensorcal run plans/inertial.json --speed max --fault motion:Acc\n"
        "  sensorcal run plans/inertial.json --serial A1234 --station north --store runs.db",
        set_up_run},
+      {"show", "a run's page and files from its record, or from the store that keeps the run",
+       "  sensorcal show record.json --html report.html\n"
+       "  sensorcal run plans/inertial.json --json | sensorcal show - --junit run.xml --csv values\n"
+       "  sensorcal show 019ab69d-cc00-7000-8000-000000000001 --store runs.db --html report.html",
+       set_up_show},
       {"stats", "yield, failures, capability, drift and outliers of the runs in a store",
        "  sensorcal stats --store runs.db\n"
        "  sensorcal stats --store postgresql://line@db/line --since 2026-11-01 --plan inertial --html stats.html\n"

@@ -20,6 +20,7 @@ Runner set_up_get(ArgumentParser parser);
 Runner set_up_set(ArgumentParser parser);
 Runner set_up_backlight(ArgumentParser parser);
 Runner set_up_run(ArgumentParser parser);
+Runner set_up_show(ArgumentParser parser);
 Runner set_up_stats(ArgumentParser parser);
 Runner set_up_history(ArgumentParser parser);
 Runner set_up_sync(ArgumentParser parser);

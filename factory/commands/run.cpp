@@ -3,9 +3,7 @@
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdlib>
-#include <filesystem>
 #include <iostream>
 #include <limits>
 #include <memory>
@@ -15,11 +13,12 @@
 #include "commands/commands.h"
 #include "files/json_text.h"
 #include "phone/session.h"
-#include "report/report.h"
+#include "record/record_json.h"
 #include "run/attempt_text.h"
 #include "run/plan_run.h"
 #include "run/run_progress.h"
 #include "store/keeper.h"
+#include "store/plan_hash.h"
 #include "store/run_id.h"
 
 namespace factory {
@@ -83,48 +82,28 @@ double speed_of(const Options& options) {
   return speed > 0 ? speed : std::numeric_limits<double>::infinity();
 }
 
-// The command leaves for the device root before it writes them.
-std::string absolute(const std::string& file) {
-  return file.empty() ? "" : std::filesystem::absolute(file).lexically_normal().string();
-}
-
 // A run that could not be stored keeps its verdict.
-Json::Value kept(Json::Value record, const Arguments& arguments) {
-  if (!arguments.keeper) return record;
-  record["id"] = arguments.id;
+record::Run kept(record::Run run, const Arguments& arguments) {
+  if (!arguments.keeper) return run;
+  run.id = arguments.id;
   try {
-    arguments.keeper->keep(record);
+    arguments.keeper->keep(run);
   } catch (const std::exception& error) {
     std::cerr << "sensorcal: the run was not stored: " << error.what() << "\n";
   }
-  return record;
-}
-
-// False: it could not be written, which is told. Others are written all the same.
-bool write_output(const std::string& file, const Json::Value& record,
-                  void (*write)(const Json::Value& record, const std::string& file)) {
-  if (file.empty()) return true;
-  try {
-    write(record, file);
-    return true;
-  } catch (const std::exception& error) {
-    std::cerr << "sensorcal: " << error.what() << "\n";
-    return false;
-  }
+  return run;
 }
 
 // The record on standard output comes first: it is not lost where a file cannot be written. Returns the exit code: the
 // run's own, unless its review has another or a passed run left a file unwritten.
-int hand_on(Session& session, const Json::Value& made, const Options& options, const Arguments& arguments, int code) {
+int hand_on(Session& session, record::Run made, const Options& options, const Arguments& arguments, int code) {
+  store::hash_plan(&made);
   session.fixture().run_ends(made);
-  const Json::Value record = kept(made, arguments);
-  if (options.json) std::cout << json_pretty(record) << std::endl;
-  Json::Value page = record;
-  if (arguments.review) code = arguments.review(record, &page, code);
-  const bool written[] = {write_output(arguments.html, page, write_html_report),
-                          write_output(arguments.junit, record, write_junit),
-                          write_output(arguments.csv, record, write_csv)};
-  const bool all = std::all_of(std::begin(written), std::end(written), [](bool good) { return good; });
+  const record::Run run = kept(std::move(made), arguments);
+  if (options.json) std::cout << json_pretty(to_json(run)) << std::endl;
+  Aside aside;
+  if (arguments.review) code = arguments.review(run, &aside, code);
+  const bool all = write_outputs(run, arguments, aside);
   return code == kPassed && !all ? kUsage : code;
 }
 
@@ -162,37 +141,15 @@ int run_plan(const Options& options, const plan::Plan& plan, Arguments arguments
     }
   });
   plan_run.run();
-  const Json::Value record = plan_run.record();
+  const record::Run record = plan_run.record();
   if (!options.json && !arguments.single)
-    std::cout << summary_text(plan_run.steps(), plan_run.verdict(), record["seconds"].asDouble());
+    std::cout << summary_text(plan_run.steps(), plan_run.verdict(), record.seconds);
   return hand_on(session, record, options, arguments, exit_code(plan_run));
 }
 
-void make_absolute(Arguments* arguments) {
-  for (std::string* file : {&arguments->html, &arguments->junit, &arguments->csv, &arguments->record}) {
-    *file = absolute(*file);
-  }
-}
-
-// What can be known before the phone is touched.
-void require_places(const Arguments& arguments) {
-  namespace fs = std::filesystem;
-  const std::pair<const char*, const std::string*> kFiles[] = {{"--html", &arguments.html},
-                                                               {"--junit", &arguments.junit}};
-  for (const auto& [option, file] : kFiles) {
-    if (file->empty()) continue;
-    const std::string named = std::string(option) + " " + *file + ": ";
-    if (fs::is_directory(*file)) throw AppError(kUsage, named + "is a folder");
-    const fs::path folder = fs::path(*file).parent_path();
-    if (!fs::is_directory(folder)) throw AppError(kUsage, named + folder.string() + " is no folder");
-  }
-  if (!arguments.csv.empty() && fs::exists(arguments.csv) && !fs::is_directory(arguments.csv))
-    throw AppError(kUsage, "--csv " + arguments.csv + ": is no folder");
-}
-
 int run(const Options& options, Arguments arguments) {
-  make_absolute(&arguments);
-  require_places(arguments);
+  require_places(&arguments);
+  arguments.record = absolute(arguments.record);
   const plan::Plan plan = plan::load_plan(arguments.plan);
   Options wanted = options;
   wanted.record = arguments.record;
@@ -216,20 +173,13 @@ int run_request(const Options& options, const plan::Plan& plan) {
   return run_plan(options, plan, arguments);
 }
 
-void add_outputs(ArgumentParser parser, RunOutputs* outputs) {
-  parser.add_option("--html", outputs->html, "writes the report page to a file");
-  parser.add_option("--junit", outputs->junit, "writes the result as JUnit's XML to a file");
-  parser.add_option("--csv", outputs->csv, "writes measurements and samples as CSV files to a folder");
-}
-
 int run_plan(const Options& options, const plan::Plan& plan, const plan::RunInfo& info, const RunOutputs& outputs,
              const Review& review) {
   Arguments arguments;
   static_cast<RunOutputs&>(arguments) = outputs;
   arguments.info = info;
   arguments.review = review;
-  make_absolute(&arguments);
-  require_places(arguments);
+  require_places(&arguments);
   return run_plan(options, plan, arguments);
 }
 

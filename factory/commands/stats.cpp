@@ -5,12 +5,10 @@
 
 #include "cli/terminal.h"
 #include "commands/commands.h"
+#include "commands/stored_runs.h"
 #include "files/json_text.h"
-#include "files/time_text.h"
-#include "quality/history.h"
 #include "quality/stats_view.h"
 #include "store/keeper.h"
-#include "store/schema.h"
 #include "store/sync.h"
 
 namespace factory {
@@ -25,24 +23,6 @@ struct Arguments {
   int limit = 0;
   bool full = false;
 };
-
-// What goes wrong with the store ends the command: the server as a service that is away, the rest as a wrong argument.
-template <typename Work>
-int guarded(Work work) {
-  try {
-    return work();
-  } catch (const store::AwayError& error) {
-    throw AppError(kUnreachable, error.what());
-  } catch (const store::StoreError& error) {
-    throw AppError(kUsage, error.what());
-  }
-}
-
-std::unique_ptr<store::Database> opened(const std::string& uri) {
-  auto database = std::make_unique<store::Database>(store::parse_uri(uri), store::Database::Access::existing);
-  require_schema(database.get());
-  return database;
-}
 
 std::string question_of(const Arguments& a) {
   std::string out = "Runs";
@@ -63,7 +43,7 @@ int stats(const Options& options, Arguments a) {
   if (!a.until.empty()) a.filter.until_ms = store::parse_time_ms(a.until);
   a.filter.profile = options.profile;
   return guarded([&] {
-    const auto database = opened(a.uri);
+    const auto database = opened_store(a.uri);
     const store::Statistics found = statistics(database.get(), a.filter, a.outlier_sigmas);
     if (options.json) {
       std::cout << json_pretty(to_json(found)) << std::endl;
@@ -75,34 +55,10 @@ int stats(const Options& options, Arguments a) {
   });
 }
 
-std::string shown(const std::string& text) { return store::shown(text, 200); }
-
-std::string run_text(const record::Run& run, bool full) {
-  using record::Outcome;
-  std::string out = iso_time(run.started) + "  " +
-                    (run.outcome == Outcome::passed ? good("PASSED") : bad(outcome_name(run.outcome))) +
-                    (run.marginal() ? " marginal" : "") + "  " + shown(run.plan.name) + "  station " +
-                    shown(run.station) + "  " + run.id + "\n";
-  for (const record::Step& step : run.steps) {
-    if (!full && step.outcome == Outcome::passed && step.attempts.size() < 2) continue;
-    out += "  " + std::to_string(step.index) + ". " + shown(step.name) + ": " + outcome_name(step.outcome);
-    if (step.attempts.size() > 1) out += ", " + std::to_string(step.attempts.size()) + " attempts";
-    out += "\n";
-    for (const record::Attempt& attempt : step.attempts) {
-      for (const record::Text& reason : attempt.reasons) out += "     " + shown(reason) + "\n";
-      for (const record::Measurement& m : attempt.measurements) {
-        out += "     " + shown(m.name) + (m.axis.empty() ? "" : " " + shown(m.axis)) + " " +
-               number_text(json_number(m.value)) + " " + shown(m.unit) + ", " + outcome_name(m.outcome) + "\n";
-      }
-    }
-  }
-  return out;
-}
-
 int history(const Options& options, const Arguments& a) {
   if (a.serial.empty() == a.run.empty()) throw AppError(kUsage, "wanted: a serial number, or --run and the run's id");
   return guarded([&] {
-    const auto database = opened(a.uri);
+    const auto database = opened_store(a.uri);
     std::vector<store::StoredRun> found;
     if (a.run.empty()) {
       found = store::history(database.get(), a.serial, a.limit, a.full || options.json);

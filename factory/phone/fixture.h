@@ -81,7 +81,7 @@ class Fixture {
   // How a run goes on, for a fixture that keeps account of it.
   virtual void run_begins(const RunHead& /*head*/) {}
   virtual void attempt_begins(int /*step*/, int /*attempt*/, const std::string& /*name*/) {}
-  virtual void run_ends(const Json::Value& /*record*/) {}
+  virtual void run_ends(const record::Run& /*run*/) {}
   // A reading of a clock that the run tells or judges, and the one to use.
   virtual int64_t time_ns(int64_t measured) { return measured; }
   // Ctrl-C came. A fixture without anything to put back may end the program here.

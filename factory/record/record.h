@@ -152,6 +152,7 @@ struct Plan {
 struct Build {
   std::string version;
   std::string build_id;  // the linker's, in hex
+  bool operator==(const Build&) const = default;
 };
 
 struct Phone {

@@ -155,6 +155,10 @@ Number to_number(double number) {
   const double size = std::abs(number);
   if (size < kMost) out.value = size < kLeast ? 0 : number;
   if (size < kMost && (number == 0 || size >= kLeast)) return out;
+  if (std::isnan(number)) {
+    out.exact = "nan";  // without a sign
+    return out;
+  }
   char digits[40];
   out.exact = std::string(digits, std::to_chars(digits, digits + sizeof digits, number).ptr);
   return out;

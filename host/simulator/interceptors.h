@@ -54,7 +54,7 @@ class TracedFixture : public Fixture {
   void attempt_begins(int step, int attempt, const std::string& name) override {
     trace_->attempt_begins(step, attempt, name);
   }
-  void run_ends(const Json::Value& record) override { trace_->run_ends(record); }
+  void run_ends(const record::Run& record) override { trace_->run_ends(record); }
   int64_t time_ns(int64_t measured) override;
   void interrupted() override { trace_->interrupted(); }
 

@@ -6,10 +6,10 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <set>
 #include <sstream>
 
 #include "files/json_text.h"
+#include "record/record_json.h"
 
 namespace factory {
 namespace {
@@ -42,31 +42,6 @@ Json::Value parse(const std::string& file, const std::string& bytes) {
   return out;
 }
 
-// What may differ between two runs of one plan on one phone, wherever it stands in a record.
-const std::set<std::string>& not_promised() {
-  static const std::set<std::string> kFields = {"application", "library", "started", "ended",
-                                                "seconds",     "time",    "log",     "log_dropped"};
-  return kFields;
-}
-
-void compare(const std::string& place, const Json::Value& a, const Json::Value& b, std::vector<std::string>* out) {
-  if (a.isObject() && b.isObject()) {
-    std::set<std::string> names;
-    for (const std::string& name : a.getMemberNames()) names.insert(name);
-    for (const std::string& name : b.getMemberNames()) names.insert(name);
-    for (const std::string& name : names) {
-      if (not_promised().count(name) != 0) continue;
-      compare(place.empty() ? name : place + "." + name, a[name], b[name], out);
-    }
-  } else if (a.isArray() && b.isArray() && a.size() == b.size()) {
-    for (Json::ArrayIndex i = 0; i < a.size(); ++i) compare(place + "[" + std::to_string(i) + "]", a[i], b[i], out);
-  } else if (a.isArray() && b.isArray()) {
-    out->push_back(place + ": " + std::to_string(a.size()) + " entries recorded, now " + std::to_string(b.size()));
-  } else if (json_line(a) != json_line(b)) {
-    out->push_back(place + ": recorded " + json_line(a) + ", now " + json_line(b));
-  }
-}
-
 }  // namespace
 
 void make_recording(const std::string& folder) {
@@ -91,8 +66,8 @@ void write_head(const std::string& folder, const RunHead& head, const Json::Valu
   write(folder + kRunFile, json_pretty(out) + "\n");
 }
 
-void write_record(const std::string& folder, const Json::Value& record) {
-  write(folder + kRecordFile, json_pretty(record) + "\n");
+void write_record(const std::string& folder, const record::Run& record) {
+  write(folder + kRecordFile, json_pretty(to_json(record)) + "\n");
 }
 
 RunHead read_head(const std::string& folder) {
@@ -118,16 +93,21 @@ RunHead read_head(const std::string& folder) {
   return run;
 }
 
-Json::Value recorded_record(const std::string& folder) {
+std::optional<record::Run> recorded_record(const std::string& folder) {
   std::string bytes;
-  if (!read(folder + kRecordFile, &bytes)) return Json::nullValue;
-  return parse(folder + kRecordFile, bytes);
+  if (!read(folder + kRecordFile, &bytes)) return {};
+  try {
+    return record::read_run(bytes);
+  } catch (const record::FormatError& error) {
+    throw AppError(kUsage, folder + kRecordFile + ": " + error.what());
+  }
 }
 
-std::vector<std::string> differences(const Json::Value& recorded, const Json::Value& replayed) {
-  std::vector<std::string> out;
-  compare("", recorded, replayed, &out);
-  return out;
+std::vector<std::string> differences(const record::Run& recorded, const record::Run& replayed) {
+  // The plan's hash says whether its bytes are the same.
+  return record::differences(recorded, replayed,
+                             {"application", "library", "started", "ended", "seconds", "from_s", "to_s", "time", "log",
+                              "log_dropped", "id", "bytes"});
 }
 
 }  // namespace factory

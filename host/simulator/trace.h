@@ -27,7 +27,7 @@ class Trace {
   // As the fixture is told them.
   virtual void run_begins(const RunHead& /*head*/) {}
   virtual void attempt_begins(int step, int attempt, const std::string& name) = 0;
-  virtual void run_ends(const Json::Value& /*record*/) {}
+  virtual void run_ends(const record::Run& /*record*/) {}
   virtual void interrupted() {}
 
   // Something is asked of the phone: `real` asks it, where there is one.

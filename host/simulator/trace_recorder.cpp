@@ -56,7 +56,7 @@ Recorder::~Recorder() {
 void Recorder::run_begins(const RunHead& head) { write_head(folder_, head, options_); }
 
 // A recording that could not be written to its end has no record either.
-void Recorder::run_ends(const Json::Value& record) {
+void Recorder::run_ends(const record::Run& record) {
   const std::lock_guard<std::mutex> lock(mutex_);
   if (fd_ >= 0) write_record(folder_, record);
 }

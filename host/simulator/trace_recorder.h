@@ -15,7 +15,7 @@ class Recorder : public Trace {
 
   void run_begins(const RunHead& head) override;
   void attempt_begins(int step, int attempt, const std::string& name) override;
-  void run_ends(const Json::Value& record) override;
+  void run_ends(const record::Run& record) override;
   Json::Value ask(const std::string& name, const Json::Value& of, const std::function<Json::Value()>& real) override;
   bool asking() const override;
   void note(int enabling, const SensorEvent& event) override;

@@ -4,7 +4,7 @@ source "$(dirname "$0")/lib.sh"
 
 run 1 calibrate Acc Gyr --speed max --json --fault enable-refused:Acc
 json out 'd["verdict"] == "failed"' '[s["verdict"] for s in d["steps"]] == ["passed", "failed", "passed"]' \
-  '"enabled" in d["steps"][1]["attempts"][0]["reasons"][0] and d["steps"][1]["attempts"][0]["measurements"] == []'
+  '"enabled" in d["steps"][1]["attempts"][0]["reasons"][0]["text"] and d["steps"][1]["attempts"][0]["measurements"] == []'
 run 1 calibrate Acc --fault queue-refused
 has out 'FAILED  calibrate Acc ' '  why: the sensor service gave no event queue$'
 

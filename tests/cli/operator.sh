@@ -72,7 +72,7 @@ assert 'Put the target 3 cm before the proximity sensor.' in shown and "'what' i
 
 code, record, shown, _ = ask([b'\n', b's\n'])
 assert code == 3 and verdicts(record) == ['passed', 'failed', 'passed'], (code, verdicts(record))
-assert 'the operator skipped: Put the target' in record['steps'][1]['attempts'][0]['reasons'][0]
+assert 'the operator skipped: Put the target' in record['steps'][1]['attempts'][0]['reasons'][0]['text']
 
 for answer in (b'a\n', b'\x03', b'\x04'):  # abort, Ctrl-C, Ctrl-D
     code, record, shown, took = ask([answer])
@@ -81,10 +81,10 @@ for answer in (b'a\n', b'\x03', b'\x04'):  # abort, Ctrl-C, Ctrl-D
 
 # A calibration asks once for what belongs together, takes no for an answer, and does not trust a phone that moves.
 code, record, shown, _ = ask([b's\n'], 'calibrate', 'Lux')
-assert code == 3 and 'the operator skipped: ' in record['steps'][0]['attempts'][0]['reasons'][0], (code, record)
+assert code == 3 and 'the operator skipped: ' in record['steps'][0]['attempts'][0]['reasons'][0]['text'], (code, record)
 assert verdicts(record) == ['failed', 'skipped'], record
 code, record, shown, _ = ask([b'\n'], 'calibrate', 'Acc', '--fault', 'motion:Acc,1')
-assert code == 1 and any(': run noise ' in r for r in record['steps'][1]['attempts'][0]['reasons']), (code, record)
+assert code == 1 and any(': run noise ' in r['text'] for r in record['steps'][1]['attempts'][0]['reasons']), (code, record)
 code, record, shown, _ = ask([b'\n'] * 3, 'calibrate', 'Prx', '--param', '2')
 assert code == 0 and shown.count('abort > ') == 2, (code, shown)
 PYTHON

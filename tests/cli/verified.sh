@@ -16,7 +16,7 @@ no_offset
 
 run 3 calibrate Acc Gyr --speed max --json --fault hub-vanish:2
 json out 'd["steps"][1]["verdict"] == "failed"' \
-  'any("nothing was changed" in r for r in d["steps"][1]["attempts"][0]["reasons"])' 'len(d["steps"]) == 3'
+  'any("nothing was changed" in r["text"] for r in d["steps"][1]["attempts"][0]["reasons"])' 'len(d["steps"]) == 3'
 no_offset
 
 # The sensor service goes in mid-run: the hub is still there, and gets its old values back.

@@ -118,10 +118,10 @@ class Soak {
     factory::plan::Observer silent;
     factory::plan::PlanRun run(session, plan->second, {}, silent);
     run.run();
-    const Json::Value record = run.record();  // as the command makes it; kept nowhere
+    const factory::record::Run record = run.record();  // as the command makes it; kept nowhere
     const bool passed = run.verdict() == Outcome::passed;
     failed_ += passed ? 0 : 1;
-    if (passed == turn.passes && !record.empty()) return true;
+    if (passed == turn.passes && !record.steps.empty()) return true;
     printf("plan %s on %s with %s %s\n", turn.plan, turn.profile, turn.fault == nullptr ? "no fault" : turn.fault,
            passed ? "passed" : "failed");
     return false;

@@ -119,7 +119,7 @@ class StudyRuns {
     job.station_seed = line::station_seed(seed_, station);
     line::PhoneRun done = run_phone(plan_, job);
     if (done.interrupted) return false;
-    done.record["id"] = store::make_run_id(std::chrono::system_clock::now());
+    done.record.id = store::make_run_id(std::chrono::system_clock::now());
     if (keeper_) keeper_->keep(done.record);
     runs_.push_back(store::rows_of(done.record, false));
     return true;

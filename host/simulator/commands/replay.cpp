@@ -16,9 +16,9 @@ struct Arguments : RunOutputs {
 };
 
 // Which program recorded, where it is another one; empty where it is not.
-std::string other_program(const Json::Value& recorded, const Json::Value& record) {
-  if (recorded["application"] == record["application"] && recorded["library"] == record["library"]) return "";
-  return "recorded with another build, version " + recorded["application"]["version"].asString();
+std::string other_program(const record::Run& recorded, const record::Run& run) {
+  if (recorded.application == run.application && recorded.library == run.library) return "";
+  return "recorded with another build, version " + recorded.application.version;
 }
 
 void tell(const std::vector<std::string>& different, const std::string& other, bool text) {
@@ -34,15 +34,16 @@ void tell(const std::vector<std::string>& different, const std::string& other, b
   if (different.size() > kMax) std::cerr << "  ...\n";
 }
 
-int compare(const Json::Value& recorded, const Json::Value& record, const std::string& folder, bool text,
-            Json::Value* page, int code) {
-  const std::vector<std::string> different = differences(recorded, record);
-  const std::string other = other_program(recorded, record);
-  Json::Value& about = (*page)["replay"];
-  about.append("This run is a replay of the recording " + folder + ": no phone was there.");
-  about.append(different.empty() ? "Its record is the recorded one." : "Its record differs from the recorded one:");
-  for (const std::string& line : different) about.append(line);
-  if (!other.empty()) about.append(other);
+int compare(const std::optional<record::Run>& recorded, const record::Run& run, const std::string& folder, bool text,
+            Aside* aside, int code) {
+  const std::vector<std::string> different =
+      recorded ? differences(*recorded, run) : std::vector<std::string>{"the recording was cut off: it has no record"};
+  const std::string other = recorded ? other_program(*recorded, run) : "";
+  *aside = {"Replay", {"This run is a replay of the recording " + folder + ": no phone was there."}};
+  aside->lines.emplace_back(different.empty() ? "Its record is the recorded one."
+                                              : "Its record differs from the recorded one:");
+  aside->lines.insert(aside->lines.end(), different.begin(), different.end());
+  if (!other.empty()) aside->lines.push_back(other);
   tell(different, other, text);
   return different.empty() ? code : kDiffers;
 }
@@ -56,7 +57,7 @@ int replay(const Options& options, const Arguments& arguments) {
   wanted.recording = std::filesystem::absolute(arguments.recording).lexically_normal().string();
   const RunHead head = read_head(wanted.recording);
   wanted.speed = head.speed;
-  const Json::Value recorded = recorded_record(wanted.recording);
+  const auto recorded = recorded_record(wanted.recording);
   std::vector<std::string> problems;
   const plan::Plan plan = plan::parse_plan(head.plan_file, head.plan_bytes, &problems);
   if (!problems.empty()) throw AppError(kUsage, "the recorded plan: " + problems.front());
@@ -64,8 +65,8 @@ int replay(const Options& options, const Arguments& arguments) {
   info.serial = head.serial;
   info.station = head.station;
   info.operator_name = head.operator_name;
-  return run_plan(wanted, plan, info, arguments, [&](const Json::Value& record, Json::Value* page, int code) {
-    return compare(recorded, record, wanted.recording, !options.json, page, code);
+  return run_plan(wanted, plan, info, arguments, [&](const record::Run& run, Aside* aside, int code) {
+    return compare(recorded, run, wanted.recording, !options.json, aside, code);
   });
 }
 

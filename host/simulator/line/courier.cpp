@@ -27,12 +27,12 @@ Courier::Courier(const store::Uri& uri, const std::string& spool) : uri_(uri) {
 
 Courier::~Courier() { stop(Clock::now()); }
 
-void Courier::keep(const Json::Value& record) {
+void Courier::keep(const record::Run& run) {
   if (store_) {
-    store_->put(store::rows_of(record, false));
+    store_->put(store::rows_of(run, false));
     return;
   }
-  spool_->keep(record, false);
+  spool_->keep(run, false);
   const std::lock_guard<std::mutex> lock(mutex_);
   more_ = true;
   changed_.notify_all();

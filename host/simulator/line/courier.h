@@ -1,8 +1,6 @@
 // Takes the runs of one station to the store, beside the station's work.
 #pragma once
 
-#include <json/json.h>
-
 #include <condition_variable>
 #include <memory>
 #include <mutex>
@@ -24,7 +22,7 @@ class Courier {
   Courier& operator=(const Courier&) = delete;
 
   // The run is on the disk when this returns, in the store or in the spool. Throws StoreError.
-  void keep(const Json::Value& record);
+  void keep(const record::Run& run);
 
   // Brings up what waits, for so long at most where the server is away. How many runs still wait; then it works no
   // more.

@@ -1,13 +1,12 @@
 // Runs a plan on one simulated phone at a simulated station, as fast as it goes.
 #pragma once
 
-#include <json/json.h>
-
 #include <cstdint>
 #include <string>
 #include <vector>
 
 #include "phone/options.h"
+#include "record/record.h"
 #include "run/plan.h"
 
 namespace factory::line {
@@ -23,7 +22,7 @@ struct PhoneJob {
 };
 
 struct PhoneRun {
-  Json::Value record;  // without the run's id
+  record::Run record;  // without the run's id
   bool interrupted = false;
 };
 

@@ -65,14 +65,13 @@ class Station {
       job.profile = fault->profile;
       job.fault = fault->fault;
     }
-    const PhoneRun run = run_phone(plan_, job);
+    PhoneRun run = run_phone(plan_, job);
     if (run.interrupted) throw AppError(kInterrupted, "interrupted");
-    Json::Value record = run.record;
     fs::current_path("/");  // the application stood in the phone
     fs::remove_all(directory);
-    record["id"] = id;
-    courier_.keep(record);
-    return record["verdict"].asString();
+    run.record.id = id;
+    courier_.keep(run.record);
+    return outcome_name(run.record.outcome);
   }
 
   int finish() { return courier_.finish(task_.patience_s); }

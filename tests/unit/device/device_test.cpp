@@ -14,6 +14,7 @@
 #include "folder.h"
 #include "phone/core/phone.h"
 #include "phone/fixture_settings.h"
+#include "record/record_json.h"
 #include "run/plan_run.h"
 #include "run/request.h"
 
@@ -49,7 +50,7 @@ class DeviceTest : public ::testing::Test {
     factory::plan::Observer silent;
     factory::plan::PlanRun plan_run(session, plan, {"S1", "station 4", "me", {}}, silent);
     plan_run.run();
-    return plan_run.record();
+    return to_json(plan_run.record());
   }
 
  private:
@@ -134,7 +135,7 @@ TEST_F(DeviceTest, AsksNobodyWithoutATerminal) {
     leave_terminal();
     const Json::Value record = run(kPlan);
     EXPECT_EQ("failed", record["verdict"].asString());
-    EXPECT_THAT(record["steps"][0]["attempts"][0]["reasons"][0].asString(), HasSubstr("no terminal"));
+    EXPECT_THAT(record["steps"][0]["attempts"][0]["reasons"][0]["text"].asString(), HasSubstr("no terminal"));
     end_child();
   };
   EXPECT_EXIT(body(), ::testing::ExitedWithCode(0), "");

@@ -5,7 +5,7 @@
 #include <limits>
 
 #include "files/units.h"
-#include "run/measurement.h"
+#include "record/measurement.h"
 
 namespace factory::plan {
 namespace {

@@ -79,7 +79,7 @@ TEST(InterruptionDeathTest, WhatCannotBeWokenIsLeftWithARecord) {
         Interrupter interrupter(1, milliseconds(200));
         PlanRun run(session, plan, {}, interrupter);
         session.set_last_will([&](const std::string& why) {
-          const Json::Value record = run.abort(why);
+          const Json::Value record = to_json(run.abort(why));
           fprintf(stderr, "record: %s, step %s\n", record["verdict"].asCString(),
                   record["steps"][0]["verdict"].asCString());
         });

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "folder.h"
+#include "record/record_json.h"
 #include "run/plan_run.h"
 
 namespace plan_test {
@@ -51,7 +52,7 @@ class Station {
     factory::plan::Observer silent;
     PlanRun plan_run(session, plan_, {"S1", "station 4", "me", {}}, observer == nullptr ? silent : *observer);
     plan_run.run();
-    return {plan_run.record(), plan_run.steps(), plan_run.verdict()};
+    return {to_json(plan_run.record()), plan_run.steps(), plan_run.verdict()};
   }
 
   // What the hub holds of an inertial sensor.

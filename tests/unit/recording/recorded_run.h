@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "files/json_text.h"
+#include "record/record_json.h"
 #include "run/plan_run.h"
 #include "simulator/recording.h"
 
@@ -76,9 +77,9 @@ class RecordedRun {
     factory::plan::PlanRun plan_run(session, plan, {head.serial, head.station, head.operator_name, session.now()},
                                     observer == nullptr ? silent : *observer);
     plan_run.run();
-    const Json::Value record = plan_run.record();
+    const factory::record::Run record = plan_run.record();
     session.fixture().run_ends(record);
-    return record;
+    return to_json(record);
   }
 
   std::string path_;

@@ -9,7 +9,7 @@ namespace {
 
 using factory::Markup;
 
-std::string page(const Json::Value& record) {
+std::string page(const factory::record::Run& record) {
   Folder folder;
   factory::write_html_report(record, folder.file("page.html"));
   return content(folder.file("page.html"));
@@ -73,23 +73,21 @@ TEST(HtmlReport, HostileTextNeitherEndsTheScriptsNorOpensElements) {
   EXPECT_GT(occurrences(bad, "&lt;/script&gt;&lt;script&gt;alert(&#39;x&#39;)"), 20U);
 }
 
-// What an aborted run, or one of a later version, may lack or hold otherwise.
-TEST(HtmlReport, OddRecordsStillGiveAPage) {
-  const char* const kRecords[] = {
-      "{}",
-      "[]",
-      R"({"verdict": "aborted", "steps": [{}]})",
-      R"({"steps": {"a": 1}, "plan": 7, "phone": []})",
-      R"({"steps": [7, {"attempts": [{"measurements": [[]], "window": {"samples": [{}]}, "restarts": 1}]}]})",
-      R"({"steps": [{"attempts": [3, {"hub": [1], "log": [null], "before": [2], "kept": "x"}]}]})"};
-  for (const char* text : kRecords) {
-    Json::Value record;
-    ASSERT_TRUE(Json::Reader().parse(text, record));
-    EXPECT_NE(page(record).find("</html>"), std::string::npos) << text;
-    Folder folder;
-    factory::write_junit(record, folder.file("a.xml"));
-    factory::write_csv(record, folder.file("csv"));
-  }
+// By word, sign and class, which has a colour of its own.
+TEST(HtmlReport, AnErrorIsNoFailure) {
+  const std::string text = page(records::error());
+  EXPECT_NE(text.find("<span id=\"verdict\">ERROR</span>"), std::string::npos);
+  EXPECT_NE(text.find("badge error\">\u26A0\uFE0E error</span>"), std::string::npos);
+  EXPECT_NE(text.find("1 passed, 1 skipped, 1 error"), std::string::npos);
+  EXPECT_NE(text.find(".banner.error {"), std::string::npos);
+  EXPECT_EQ(occurrences(text, "failed<"), 0U);
+}
+
+TEST(HtmlReport, SaysWhatIsToBeSaidBeside) {
+  Folder folder;
+  factory::write_html_report(records::passed(), folder.file("page.html"), {"Not kept", {"<log lines>"}});
+  const std::string text = content(folder.file("page.html"));
+  EXPECT_NE(text.find("<h2>Not kept</h2><ul class=\"remarks\"><li>&lt;log lines&gt;</li>"), std::string::npos);
 }
 
 }  // namespace

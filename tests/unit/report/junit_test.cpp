@@ -56,4 +56,16 @@ print(case.get('name').count('</script>'), '\n=1+1' in case.get('name'), '\x1b' 
   EXPECT_EQ(read, "2 True False\n");
 }
 
+TEST(JUnit, AnErrorIsNoFailure) {
+  Folder folder;
+  factory::write_junit(records::error(), folder.file("run.xml"));
+  EXPECT_EQ(read_with_python(folder.file("run.xml"), R"(
+suite = root.find('testsuite')
+print([suite.get(name) for name in ('tests', 'failures', 'errors', 'skipped')])
+print([(e.get('type'), e.get('message')) for e in suite.iter('error')], len(list(suite.iter('failure'))))
+)"),
+            "['3', '0', '1', '1']\n"
+            "[('error', \"the sensor hub's service did not answer, so that the result does not count\")] 0\n");
+}
+
 }  // namespace

@@ -9,7 +9,6 @@ int main(int argc, char** argv) {
   std::filesystem::create_directories(folder);
   factory::write_html_report(records::passed(), folder / "passed.html");
   factory::write_html_report(records::failed(), folder / "failed.html");
-  Json::Value hostile = records::with_text_everywhere(records::hostile_text());
-  hostile["verdict"] = "failed";
-  factory::write_html_report(hostile, folder / "hostile.html");
+  factory::write_html_report(records::error(), folder / "error.html");
+  factory::write_html_report(records::with_text_everywhere(records::hostile_text()), folder / "hostile.html");
 }

@@ -41,7 +41,7 @@ INSTANTIATE_TEST_SUITE_P(
             true}),
     [](const auto& way) { return std::string("postgresql_") + way.param.name; });
 
-Json::Value run_at(long long ms, const std::string& serial) {
+record::Run run_at(long long ms, const std::string& serial) {
   MadeRun run;
   run.started_ms = ms;
   run.serial = serial;

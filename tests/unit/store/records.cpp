@@ -7,7 +7,6 @@
 #include <cmath>
 #include <memory>
 
-#include "files/json_text.h"
 #include "store/run_id.h"
 
 namespace factory::store {
@@ -33,66 +32,51 @@ std::string server_uri(const std::string& name) {
   return "postgresql:///" + name + "?host=" + server_folder() + "&user=tester";
 }
 
-const char* verdict_of(const MadeValue& v) { return v.value >= v.low && v.value <= v.high ? "passed" : "failed"; }
-
-Json::Value attempt_of(const std::vector<MadeValue>& values, int number, int samples) {
-  Json::Value out;
-  out["number"] = number;
-  out["started"] = "2025-11-24T16:00:00.000Z";
-  out["seconds"] = 1.5;
-  out["verdict"] = "passed";
-  out["measurements"] = Json::Value(Json::arrayValue);
+record::Attempt attempt_of(const std::vector<MadeValue>& values, int number, int samples) {
+  using record::Outcome;
+  record::Attempt out;
+  out.number = number;
+  out.started = record::Clock::time_point(std::chrono::milliseconds(1764000000000));
+  out.seconds = 1.5;
   for (const MadeValue& v : values) {
-    Json::Value m;
-    m["name"] = v.name;
-    m["axis"] = "x";
-    m["value"] = json_number(v.value);
-    m["unit"] = "m/s^2";
-    m["standard_error"] = 0.0001;
-    m["low"] = json_number(v.low);
-    m["high"] = json_number(v.high);
-    m["verdict"] = verdict_of(v);
-    if (m["verdict"] == "failed") out["verdict"] = "failed";
-    out["measurements"].append(m);
+    const bool good = v.value >= v.low && v.value <= v.high;
+    out.measurements.push_back(
+        {v.name, "x", v.value, "m/s^2", 0.0001, v.low, v.high, good ? Outcome::passed : Outcome::failed});
+    if (!good) out.outcome = Outcome::failed;
   }
-  if (out["verdict"] == "failed") out["reasons"].append("out of limits");
+  if (out.outcome == Outcome::failed) out.reasons = {{"limits", {"x"}, "out of limits"}};
+  if (samples > 0) out.window = {"m/s^2", {"x", "y"}, 20, {}, {}, {}};
   for (int i = 0; i < samples; ++i) {
-    Json::Value& sample = out["window"]["samples"].append(Json::Value());
-    sample["event"] = i + 1;
-    sample["values"].append(0.25 * i);
-    sample["values"].append(-1);
-    sample["state"] = i == 0 ? "settling" : "accepted";
+    out.window->samples.push_back(
+        {i + 1, {0.25 * i, -1}, i == 0 ? record::SampleState::settling : record::SampleState::accepted});
   }
   return out;
 }
 
 }  // namespace
 
-Json::Value record_of(const MadeRun& run) {
-  Json::Value out;
-  out["schema"] = "sensorcal.run/1";
-  out["id"] = make_run_id(std::chrono::system_clock::time_point(std::chrono::milliseconds(run.started_ms)));
-  out["verdict"] = run.verdict;
-  out["marginal"] = false;
-  out["serial"] = run.serial;
-  out["station"] = run.station;
-  out["operator"] = "op";
-  out["seconds"] = 12.25;
-  out["plan"]["name"] = run.plan;
-  out["plan"]["hash"] = "abc";
-  out["application"]["version"] = run.version;
-  out["phone"]["profile"] = run.profile;
-  out["steps"] = Json::Value(Json::arrayValue);
-  Json::Value step;
-  step["index"] = 1;
-  step["name"] = "Acc";
-  step["kind"] = "calibrate";
-  step["tag"] = "Acc";
-  step["param"] = 1;
-  step["verdict"] = run.verdict == "passed" ? "passed" : "failed";
+record::Run record_of(const MadeRun& run) {
+  using record::Outcome;
+  record::Run out;
+  out.started = record::Clock::time_point(std::chrono::milliseconds(run.started_ms));
+  out.id = make_run_id(out.started);
+  out.outcome = run.verdict;
+  out.serial = run.serial;
+  out.station = run.station;
+  out.operator_name = "op";
+  out.seconds = 12.25;
+  out.plan.name = run.plan;
+  out.plan.bytes = "abc";
+  out.application.version = run.version;
+  out.phone.facts["profile"] = run.profile;
+  record::Step& step = out.steps.emplace_back();
+  step.name = "Acc";
+  step.kind = "calibrate";
+  step.tag = "Acc";
+  step.param = 1;
+  step.outcome = run.verdict == Outcome::passed || run.verdict == Outcome::error ? run.verdict : Outcome::failed;
   for (const auto& values : run.attempts)
-    step["attempts"].append(attempt_of(values, static_cast<int>(step["attempts"].size()) + 1, run.samples));
-  out["steps"].append(step);
+    step.attempts.push_back(attempt_of(values, static_cast<int>(step.attempts.size()) + 1, run.samples));
   return out;
 }
 

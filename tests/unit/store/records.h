@@ -1,8 +1,6 @@
 // Made-up runs and places to keep them.
 #pragma once
 
-#include <json/json.h>
-
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -23,7 +21,7 @@ struct MadeRun {
   std::string station = "north";
   std::string plan = "inertial";
   long long started_ms = 1764000000000;  // 2025-11-24T16:00:00Z
-  std::string verdict = "passed";
+  record::Outcome verdict = record::Outcome::passed;
   std::string version = "0.1.0";
   std::string profile = "reference";
   // Each attempt of the plan's only step has these.
@@ -32,7 +30,7 @@ struct MadeRun {
 };
 
 // A record as `sensorcal run` writes it, with a new id.
-Json::Value record_of(const MadeRun& run);
+record::Run record_of(const MadeRun& run);
 
 // A folder that goes with the object.
 class Folder {

@@ -15,6 +15,8 @@
 namespace factory::store {
 namespace {
 
+using record::Outcome;
+
 constexpr long long kDayMs = 86400000;
 constexpr long long kMidnight = 20000 * kDayMs;
 
@@ -87,14 +89,12 @@ TEST_P(StatisticsTest, CapabilityKeepsItsDigits) {
 }
 
 // Of runs in the order of their ids.
-Yield counted(const std::vector<Json::Value>& runs, const std::function<bool(const Json::Value&)>& wanted) {
+Yield counted(const std::vector<record::Run>& runs, const std::function<bool(const record::Run&)>& wanted) {
   std::map<std::string, std::vector<bool>> phones;
   Yield out;
-  for (const Json::Value& run : runs) {
-    if (run["verdict"] == "aborted" || !wanted(run)) continue;
-    const std::string serial = run["serial"].asString();
-    phones[run["plan"]["name"].asString() + "/" + (serial.empty() ? run["id"].asString() : serial)].push_back(
-        run["verdict"] == "passed");
+  for (const record::Run& run : runs) {
+    if (run.outcome == Outcome::aborted || run.outcome == Outcome::error || !wanted(run)) continue;
+    phones[run.plan.name + "/" + (run.serial.empty() ? run.id : run.serial)].push_back(run.outcome == Outcome::passed);
     ++out.runs;
   }
   for (const auto& [phone, passed] : phones) {
@@ -114,7 +114,7 @@ void expect_same(const Yield& found, const Yield& wanted) {
 
 TEST_P(StatisticsTest, YieldsAreThoseOfACount) {
   std::mt19937 random(5);
-  std::vector<Json::Value> runs;
+  std::vector<record::Run> runs;
   for (int i = 0; i < 250; ++i) {
     MadeRun run;
     // Half of the phones come once; the others come again, also to another station and in another plan.
@@ -124,14 +124,14 @@ TEST_P(StatisticsTest, YieldsAreThoseOfACount) {
     if (i % 50 == 0) run.started_ms = kMidnight + i / 10 * kDayMs;  // exactly where a day begins
     run.plan = random() % 3 == 0 ? "final" : "first";
     run.station = std::string(1, static_cast<char>('a' + random() % 3));
-    run.verdict = std::array{"passed", "passed", "failed", "aborted"}[random() % 4];
+    run.verdict = std::array{Outcome::passed, Outcome::passed, Outcome::failed, Outcome::aborted, Outcome::error}[random() % 5];
     run.profile = random() % 2 == 0 ? "other" : "reference";
     run.version = random() % 2 == 0 ? "1" : "2";
     runs.push_back(record_of(run));
     ASSERT_TRUE(store_->put(rows_of(runs.back(), false)));
   }
-  std::sort(runs.begin(), runs.end(), [](const auto& a, const auto& b) { return a["id"] < b["id"]; });
-  const auto time_of = [](const Json::Value& run) { return time_of_id_ms(run["id"].asString()); };
+  std::sort(runs.begin(), runs.end(), [](const auto& a, const auto& b) { return a.id < b.id; });
+  const auto time_of = [](const record::Run& run) { return time_of_id_ms(run.id); };
   Filter filters[8];
   filters[1].station = filters[5].station = "b";
   filters[2].plan = filters[5].plan = "final";
@@ -143,33 +143,34 @@ TEST_P(StatisticsTest, YieldsAreThoseOfACount) {
   filters[7].until_ms = kMidnight + 10 * kDayMs;
   for (const Filter& filter : filters) {
     SCOPED_TRACE(&filter - filters);
-    const auto passes = [&](const Json::Value& run) {
-      return (filter.station.empty() || run["station"] == filter.station) &&
-             (filter.plan.empty() || run["plan"]["name"] == filter.plan) &&
-             (filter.profile.empty() || run["phone"]["profile"] == filter.profile) &&
-             (filter.version.empty() || run["application"]["version"] == filter.version) &&
+    const auto passes = [&](const record::Run& run) {
+      return (filter.station.empty() || run.station == filter.station) &&
+             (filter.plan.empty() || run.plan.name == filter.plan) &&
+             (filter.profile.empty() || run.phone.fact("profile") == filter.profile) &&
+             (filter.version.empty() || run.application.version == filter.version) &&
              (!filter.since_ms || time_of(run) >= *filter.since_ms) &&
              (!filter.until_ms || time_of(run) < *filter.until_ms);
     };
     const Statistics found = ask(filter);
     expect_same(found.yield, counted(runs, passes));
-    const auto those = [&](const char* verdict) {
+    const auto those = [&](Outcome verdict) {
       return std::count_if(runs.begin(), runs.end(),
-                           [&](const auto& run) { return passes(run) && run["verdict"] == verdict; });
+                           [&](const auto& run) { return passes(run) && run.outcome == verdict; });
     };
-    EXPECT_EQ(found.runs.passed, those("passed"));
-    EXPECT_EQ(found.runs.failed, those("failed"));
-    EXPECT_EQ(found.runs.aborted, those("aborted"));
+    EXPECT_EQ(found.runs.passed, those(Outcome::passed));
+    EXPECT_EQ(found.runs.failed, those(Outcome::failed));
+    EXPECT_EQ(found.runs.errors, those(Outcome::error));
+    EXPECT_EQ(found.runs.aborted, those(Outcome::aborted));
     long long values = 0;
     for (const Characteristic& each : found.characteristics) values += each.all.count;
     EXPECT_EQ(values, std::count_if(runs.begin(), runs.end(), passes));
     for (const auto& [plan, yield] : found.by_plan)
       expect_same(yield, counted(runs, [&, &name = plan](const auto& run) {
-                    return passes(run) && run["plan"]["name"] == name;
+                    return passes(run) && run.plan.name == name;
                   }));
     for (const auto& [station, yield] : found.by_station)
       expect_same(yield, counted(runs, [&, &name = station](const auto& run) {
-                    return passes(run) && run["station"] == name;
+                    return passes(run) && run.station == name;
                   }));
     EXPECT_EQ(found.by_station.size(), filter.station.empty() ? 3U : 1U);
   }
@@ -180,7 +181,7 @@ TEST_P(StatisticsTest, ParetoCountsFirstFailures) {
   for (const auto& [name, count] : failing) {
     for (int i = 0; i < count; ++i) {
       MadeRun run;
-      run.verdict = "failed";
+      run.verdict = Outcome::failed;
       run.attempts = {
           {{"fine", 0, -1, 1}, {*name == 0 ? "fine" : name, *name == 0 ? 0.0 : 9.0, -1, 1}, {"later", 9, 0, 1}}};
       if (*name == 0) run.attempts[0].pop_back();

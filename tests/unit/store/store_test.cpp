@@ -8,8 +8,11 @@
 #include <limits>
 #include <thread>
 
+#include "files/json_text.h"
+#include "files/time_text.h"
 #include "quality/history.h"
 #include "quality/statistics.h"
+#include "record/record_json.h"
 #include "records.h"
 #include "store/schema.h"
 #include "store/stored_text.h"
@@ -24,28 +27,32 @@ class StoreTest : public testing::TestWithParam<std::string> {
 };
 INSTANTIATE_TEST_SUITE_P(, StoreTest, testing::ValuesIn(kinds()), [](const auto& kind) { return kind.param; });
 
-const Json::Value& measurement(const Json::Value& history, int run, int attempt, int which) {
-  return history["runs"][run]["steps"][0]["attempts"][attempt]["measurements"][which];
+using Found = std::vector<StoredRun>;
+
+const record::Measurement& measurement(const Found& found, size_t run, size_t attempt, size_t which) {
+  return found.at(run).run.steps.at(0).attempts.at(attempt).measurements.at(which);
 }
 
 TEST_P(StoreTest, GivesBackWhatWasStored) {
   Store store(place());
   MadeRun run;
-  run.verdict = "failed";
+  run.verdict = record::Outcome::failed;
   run.attempts = {{{"residual", 0.5, -0.02, 0.02}, {"noise", 0.1 + 0.2, 0, 1}}, {{"residual", -1.0 / 3, -0.02, 0.02}}};
   run.samples = 3;
-  ASSERT_TRUE(store.put(rows_of(record_of(run), true)));
-  const Json::Value found = history(&store.database(), "A1", 0, true);
-  ASSERT_EQ(found["runs"].size(), 1U);
-  EXPECT_EQ(found["runs"][0]["started"], "2025-11-24T16:00:00.000Z");
-  EXPECT_EQ(found["runs"][0]["failed_step"], "Acc");
-  EXPECT_EQ(found["runs"][0]["failed_measurement"], "residual x");
-  EXPECT_EQ(found["runs"][0]["steps"][0]["attempts"][0]["reasons"][0], "out of limits");
-  EXPECT_EQ(measurement(found, 0, 0, 1)["value"].asDouble(), 0.1 + 0.2);
-  EXPECT_EQ(measurement(found, 0, 1, 0)["value"].asDouble(), -1.0 / 3);
-  EXPECT_EQ(measurement(found, 0, 1, 0)["low"].asDouble(), -0.02);
-  EXPECT_EQ(measurement(found, 0, 1, 0)["unit"], "m/s^2");
-  EXPECT_EQ(measurement(found, 0, 1, 0)["standard_error"].asDouble(), 0.0001);
+  const record::Run record = record_of(run);
+  ASSERT_TRUE(store.put(rows_of(record, true)));
+  const Found found = history(&store.database(), "A1", 0, true);
+  ASSERT_EQ(found.size(), 1U);
+  record::Run kept = storable(record, true);
+  kept.phone.facts = {{"profile", "reference"}};
+  // All that the store keeps, as it was, but the limits of the mean.
+  EXPECT_EQ(json_pretty(to_json(found[0].run)), json_pretty(to_json(kept)));
+  EXPECT_EQ(found[0].run.plan.sha256, "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
+  EXPECT_EQ(found[0].failed_step, "Acc");
+  EXPECT_EQ(found[0].failed_measurement, "residual x");
+  EXPECT_EQ(found[0].run.steps[0].attempts[0].reasons[0].code, "limits");
+  EXPECT_EQ(measurement(found, 0, 0, 1).value, 0.1 + 0.2);
+  EXPECT_EQ(measurement(found, 0, 1, 0).value, -1.0 / 3);
   EXPECT_EQ(number_from(&store.database(), "SELECT COUNT(*) FROM sample WHERE value = 0.5 AND event = 3 AND state = 2"),
             2);
   EXPECT_EQ(number_from(&store.database(), "SELECT COUNT(*) FROM sample"), 12);
@@ -54,7 +61,7 @@ TEST_P(StoreTest, GivesBackWhatWasStored) {
 TEST_P(StoreTest, StoresARunOnce) {
   const Uri uri = place();
   Store here(uri);
-  const Json::Value record = record_of({});
+  const record::Run record = record_of({});
   EXPECT_TRUE(here.put(rows_of(record, false)));
   EXPECT_FALSE(here.put(rows_of(record, false)));
   Store there(uri);
@@ -66,7 +73,7 @@ TEST_P(StoreTest, StationsOfOneNameWriteAtOnce) {
   constexpr int kStations = 4;
   constexpr int kRuns = 10;
   const Uri uri = place();
-  const Json::Value shared = record_of({});
+  const record::Run shared = record_of({});
   std::vector<std::thread> stations;
   for (int i = 0; i < kStations; ++i) {
     // Also the tables are made by all at once.
@@ -104,10 +111,10 @@ TEST_P(StoreTest, TakesAnyName) {
     ASSERT_TRUE(store.put(rows_of(record_of(run), false)));
   }
   for (const std::string& name : names) {
-    const Json::Value found = history(&store.database(), name, 0, true);
-    ASSERT_EQ(found["runs"].size(), 1U) << name;
-    EXPECT_EQ(found["runs"][0]["serial"].asString(), name);
-    EXPECT_EQ(measurement(found, 0, 0, 0)["name"].asString(), name);
+    const Found found = history(&store.database(), name, 0, true);
+    ASSERT_EQ(found.size(), 1U) << name;
+    EXPECT_EQ(found[0].run.serial, name);
+    EXPECT_EQ(measurement(found, 0, 0, 0).name, name);
     Filter filter;
     filter.station = filter.plan = filter.profile = filter.measurement = name;
     const Statistics stats = statistics(&store.database(), filter);
@@ -126,9 +133,10 @@ TEST_P(StoreTest, KeepsWhatCannotBeAddedUp) {
     ASSERT_TRUE(store.put(rows_of(record_of(run), false)));
     ++run.started_ms;
   }
-  const Json::Value found = history(&store.database(), "A1", 0, true);
-  const Json::Value wanted[] = {3.0, 1.0, "1e-200", "1e+300", "-inf", "inf", "nan"};
-  for (int i = 0; i < 7; ++i) EXPECT_EQ(measurement(found, i, 0, 0)["value"], wanted[i]);
+  const Found found = history(&store.database(), "A1", 0, true);
+  const double wanted[] = {3.0, 1.0, 1e-200, 1e+300, -kInfinity, kInfinity};
+  for (size_t i = 0; i < 6; ++i) EXPECT_EQ(measurement(found, i, 0, 0).value, wanted[i]);
+  EXPECT_TRUE(std::isnan(measurement(found, 6, 0, 0).value));
   const std::vector<Characteristic> c = characteristics(&store.database(), {}, 4);
   ASSERT_EQ(c.size(), 1U);
   EXPECT_EQ(c[0].unusable, 4);
@@ -144,10 +152,10 @@ TEST_P(StoreTest, TakesAnyClock) {
     run.started_ms = ms;
     EXPECT_TRUE(store.put(rows_of(record_of(run), false))) << ms;
   }
-  const Json::Value found = history(&store.database(), "A1", 2, false);
-  ASSERT_EQ(found["runs"].size(), 2U);
-  EXPECT_EQ(found["runs"][0]["started"], "2200-01-01T00:00:00.000Z");
-  EXPECT_EQ(found["runs"][1]["started"], "2100-01-01T00:00:00.000Z");
+  const Found found = history(&store.database(), "A1", 2, false);
+  ASSERT_EQ(found.size(), 2U);
+  EXPECT_EQ(iso_time(found[0].run.started), "2200-01-01T00:00:00.000Z");
+  EXPECT_EQ(iso_time(found[1].run.started), "2100-01-01T00:00:00.000Z");
   EXPECT_EQ(statistics(&store.database(), {}).runs.passed, 7);
 }
 
@@ -172,7 +180,7 @@ TEST_P(StoreTest, RefusesANewerStore) {
     Store store(uri);
     FAIL() << "opened";
   } catch (const StoreError& error) {
-    EXPECT_NE(std::string(error.what()).find("version 99, this program knows versions up to 2"), std::string::npos)
+    EXPECT_NE(std::string(error.what()).find("version 99, this program knows versions up to 3"), std::string::npos)
         << error.what();
   }
 }
@@ -191,9 +199,9 @@ TEST(StoreFileTest, MigratesAStoreOfVersion1) {
   Store store(uri);
   EXPECT_TRUE(store.put(rows_of(record_of({}), false)));
   EXPECT_EQ(number_from(&store.database(), "SELECT MAX(version) FROM schema_version"), newest_schema());
-  const Json::Value found = history(&store.database(), "OLD1", 0, true);
-  ASSERT_EQ(found["runs"].size(), 1U);
-  EXPECT_EQ(measurement(found, 0, 0, 0)["value"].asDouble(), 0.25);
+  const Found found = history(&store.database(), "OLD1", 0, true);
+  ASSERT_EQ(found.size(), 1U);
+  EXPECT_EQ(measurement(found, 0, 0, 0).value, 0.25);
   EXPECT_EQ(statistics(&store.database(), {}).yield.units, 2);
 }
 
@@ -210,6 +218,32 @@ TEST(StoreFileTest, SaysWhatIsWrongWithAFile) {
       EXPECT_NE(std::string(error.what()).find(wanted), std::string::npos) << error.what();
     }
   }
+}
+
+// What older programs would count as a failure.
+TEST_P(StoreTest, AnErrorIsAVerdictOfItsOwn) {
+  const Uri uri = place();
+  {
+    Database old(uri, Database::Access::create);
+    migrate(&old, 2);
+  }
+  Store store(uri);
+  MadeRun run;
+  run.verdict = record::Outcome::error;
+  ASSERT_TRUE(store.put(rows_of(record_of(run), false)));
+  run.serial = "A2";
+  run.verdict = record::Outcome::passed;
+  ASSERT_TRUE(store.put(rows_of(record_of(run), false)));
+  EXPECT_EQ(number_from(&store.database(), "SELECT COUNT(*) FROM run r JOIN verdict v ON v.code = r.verdict WHERE "
+                                           "v.name = 'error' AND r.failed_step = 'Acc'"),
+            1);
+  const Statistics stats = statistics(&store.database(), {});
+  EXPECT_EQ(stats.runs.errors, 1);
+  EXPECT_EQ(stats.runs.failed, 0);
+  EXPECT_EQ(stats.yield.units, 1);
+  EXPECT_EQ(stats.yield.passed, 1);
+  EXPECT_TRUE(stats.failures.empty());
+  EXPECT_EQ(history(&store.database(), "A1", 0, false).at(0).run.outcome, record::Outcome::error);
 }
 
 TEST(StoreFileTest, ForeignKeysHold) {

@@ -25,7 +25,7 @@ class SyncTest : public testing::TestWithParam<std::string> {
  protected:
   Uri place() { return fresh_place(GetParam(), folder_); }
   // A number of the run stands in its serial number.
-  static Json::Value numbered(int i) {
+  static record::Run numbered(int i) {
     MadeRun run;
     run.serial = "S" + std::to_string(i);
     return record_of(run);
@@ -46,8 +46,8 @@ TEST_P(SyncTest, BringsWhatWaits) {
   Spool spool(folder_.file("spool.db"));
   for (int i = 0; i < 5; ++i) spool.keep(numbered(i), false);
   // The answer to this one was lost: the store has it.
-  Store(uri).put(rows_of(Json::Value(numbered(5)), false));
-  const Json::Value twice = numbered(6);
+  Store(uri).put(rows_of(numbered(5), false));
+  const record::Run twice = numbered(6);
   Store(uri).put(rows_of(twice, false));
   spool.keep(twice, false);
   const Brought brought = bring_up(&spool, uri, 60);
@@ -61,8 +61,8 @@ TEST_P(SyncTest, BringsWhatWaits) {
 TEST_P(SyncTest, OneThatIsRefusedHoldsNoOtherUp) {
   const Uri uri = place();
   Spool spool(folder_.file("spool.db"));
-  Json::Value bad = numbered(0);
-  bad["id"] = "00000000-no-run";
+  record::Run bad = numbered(0);
+  bad.id = "00000000-no-run";
   spool.keep(bad, false);
   spool.keep(numbered(1), false);
   const Brought brought = bring_up(&spool, uri, 60);

@@ -1,0 +1,87 @@
+// `sensorcal show`: a run's pages and files from its record, from a file, a pipe or a store.
+#include <errno.h>
+#include <string.h>
+
+#include <fstream>
+#include <iostream>
+#include <memory>
+#include <sstream>
+
+#include "commands/commands.h"
+#include "commands/outputs.h"
+#include "commands/stored_runs.h"
+#include "files/json_text.h"
+#include "quality/stats_view.h"
+#include "record/record_json.h"
+#include "store/plan_hash.h"
+
+namespace factory {
+namespace {
+
+struct Arguments : RunOutputs {
+  std::string what;
+  std::string store;
+};
+
+std::string all_of(std::istream& in, const std::string& name) {
+  std::stringstream text;
+  text << in.rdbuf();
+  if (in.bad() || text.fail()) throw AppError(kUsage, name + ": cannot be read");
+  return text.str();
+}
+
+record::Run read(const std::string& file) {
+  const bool piped = file == "-";
+  std::ifstream in;
+  if (!piped) {
+    in.open(file, std::ios::binary);
+    if (!in) throw AppError(kUsage, file + ": " + strerror(errno));
+  }
+  const std::string name = piped ? "standard input" : file;
+  try {
+    return record::read_run(all_of(piped ? std::cin : in, name));
+  } catch (const record::FormatError& error) {
+    throw AppError(kUsage, name + ": " + error.what());
+  }
+}
+
+record::Run from_store(const std::string& uri, const std::string& id) {
+  return guarded([&] {
+    const auto database = opened_store(uri);
+    auto found = store::stored_run(database.get(), id);
+    if (!found) throw AppError(kUsage, "the store has no run " + id);
+    return std::move(found->run);
+  });
+}
+
+int show(const Options& options, Arguments arguments) {
+  require_places(&arguments);
+  Aside aside;
+  record::Run run;
+  if (arguments.store.empty()) {
+    run = read(arguments.what);
+    store::hash_plan(&run);
+  } else {
+    run = from_store(arguments.store, arguments.what);
+    aside = {"Not kept", store::not_kept(run)};
+  }
+  if (options.json) {
+    std::cout << json_pretty(store::valid(to_json(run))) << std::endl;
+  } else {
+    std::cout << run_text(run, true) << std::flush;
+  }
+  return write_outputs(run, arguments, aside) ? kPassed : kUsage;
+}
+
+}  // namespace
+
+Runner set_up_show(ArgumentParser parser) {
+  auto arguments = std::make_shared<Arguments>();
+  parser.add_option("RECORD", arguments->what, "the record's file, - for standard input; with --store a run's id")
+      .required();
+  add_outputs(parser, arguments.get());
+  parser.add_option("--store", arguments->store, "the store that has the run: a file, sqlite:FILE or postgresql://...");
+  return [arguments](const Options& options) { return show(options, *arguments); };
+}
+
+}  // namespace factory
