@@ -67,7 +67,7 @@ TEST(RecordJson, ReadsTheFirstForm) {
   ASSERT_EQ(run.steps.size(), 4U);
   const Attempt& failed = run.steps[1].attempts[0];
   EXPECT_EQ(failed.outcome, Outcome::failed);
-  EXPECT_THAT(failed.reasons.at(0).text, HasSubstr("restart"));
+  EXPECT_THAT(failed.reasons.at(0).text, HasSubstr("x: residual"));
   EXPECT_EQ(failed.reasons.at(0).code, "");
   EXPECT_EQ(failed.window->samples.at(0).state, SampleState::settling);
   EXPECT_EQ(failed.hub.at(0).tag, "Acc");
