@@ -10,6 +10,9 @@
 namespace factory::plan {
 namespace {
 
+using record::Measurement;
+using record::Outcome;
+
 TEST(Amounts, AreConvertedToTheUnitAskedFor) {
   const struct {
     const char* text;
