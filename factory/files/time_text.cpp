@@ -13,9 +13,9 @@ std::string iso_time(system_clock::time_point time) {
   const hh_mm_ss clock{whole - day};
   char out[64];
   snprintf(out, sizeof out, "%04d-%02u-%02uT%02d:%02d:%02d.%03dZ", static_cast<int>(date.year()),
-           static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()), static_cast<int>(clock.hours().count()),
-           static_cast<int>(clock.minutes().count()), static_cast<int>(clock.seconds().count()),
-           static_cast<int>(clock.subseconds().count()));
+           static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
+           static_cast<int>(clock.hours().count()), static_cast<int>(clock.minutes().count()),
+           static_cast<int>(clock.seconds().count()), static_cast<int>(clock.subseconds().count()));
   return out;
 }
 

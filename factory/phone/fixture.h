@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "phone/options.h"
+#include "record/record.h"
 
 namespace factory {
 

@@ -12,8 +12,8 @@
 
 #include "files/json_text.h"
 #include "phone/hub_message.h"
-#include "record/record_json.h"
 #include "phone/operator_fixture.h"
+#include "record/record_json.h"
 
 namespace factory {
 namespace {

@@ -118,8 +118,8 @@ class Reader {
     std::optional<double> period_ms;
     Query query(&database_);
     query.with("day", key.day).with("run", key.no).whole(&step_index).whole(&number).text(&unit).text(&axes);
-    query.number(&period_ms).ask(
-        "SELECT step_index, attempt, unit, axes, period_ms FROM sample_window WHERE day = :day AND run = :run");
+    query.number(&period_ms)
+        .ask("SELECT step_index, attempt, unit, axes, period_ms FROM sample_window WHERE day = :day AND run = :run");
     while (query.next()) {
       record::Attempt* attempt = find_attempt(run, step_index, number);
       if (attempt != nullptr)

@@ -17,8 +17,8 @@ struct StoredRun {
   std::string failed_step, failed_measurement;
 };
 
-// The runs of a serial number, the newest first, at most `limit` (0: all). With their steps and attempts, and with `full`
-// all that the store has. Throws StoreError, AwayError.
+// The runs of a serial number, the newest first, at most `limit` (0: all). With their steps and attempts, and with
+// `full` all that the store has. Throws StoreError, AwayError.
 std::vector<StoredRun> history(Database* database, const std::string& serial, int limit, bool full);
 
 // The one run of an id, in full.

@@ -12,8 +12,8 @@
 
 namespace factory::store {
 
-// Phones in a plan. A phone is known by its serial number; a run without one is a phone of its own. Runs that judged none,
-// aborted or ended by an error, do not count.
+// Phones in a plan. A phone is known by its serial number; a run without one is a phone of its own. Runs that judged
+// none, aborted or ended by an error, do not count.
 struct Yield {
   long long units = 0;
   long long passed = 0;        // those whose last run passed

@@ -208,7 +208,8 @@ Json::Value to_json(const Statistics& statistics) {
 
 std::string to_text(const Statistics& s, const std::string& question) {
   std::string out = question + ": " + number(s.runs.passed) + " passed, " + number(s.runs.failed) + " failed, " +
-                    number(s.runs.errors) + (s.runs.errors == 1 ? " error, " : " errors, ") + number(s.runs.aborted) + " aborted runs\n\n";
+                    number(s.runs.errors) + (s.runs.errors == 1 ? " error, " : " errors, ") + number(s.runs.aborted) +
+                    " aborted runs\n\n";
   return out + yields_text(s) + failures_text(s) + measurements_text(s) + drift_text(s) + outliers_text(s);
 }
 

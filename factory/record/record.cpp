@@ -21,8 +21,9 @@ std::string words(const std::vector<HubWord>& words) {
   std::string out;
   for (const HubWord& word : words) {
     const auto* number = std::get_if<float>(&word.value);
-    out += (out.empty() ? "w" : " w") + std::to_string(word.word) + "=" +
-           (number != nullptr ? number_text(json_number(*number)) + "f" : std::to_string(std::get<int32_t>(word.value)));
+    out +=
+        (out.empty() ? "w" : " w") + std::to_string(word.word) + "=" +
+        (number != nullptr ? number_text(json_number(*number)) + "f" : std::to_string(std::get<int32_t>(word.value)));
   }
   return out;
 }

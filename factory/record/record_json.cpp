@@ -22,8 +22,8 @@ std::string quoted(const std::string& text) {
 }
 
 // The fields of each part are listed once, in a describe() below, for the writer and for the reader. The three ways a
-// field can be there: `must` is written always and has to be there, `field` is written always and may be missing, `some`
-// is written only where it is not empty.
+// field can be there: `must` is written always and has to be there, `field` is written always and may be missing,
+// `some` is written only where it is not empty.
 template <typename T, typename Part>
 concept Is = std::same_as<std::remove_const_t<T>, Part>;
 
@@ -108,7 +108,7 @@ class Writer {
     return out;
   }
   template <typename T>
-    requires std::is_class_v<T>
+  requires std::is_class_v<T>
   static Json::Value json_of(const T& part) {
     Json::Value out;
     Writer writer(&out);
@@ -232,7 +232,7 @@ class Reader {
       get(in[i], place + "[" + std::to_string(i) + "]", value.emplace_back());
   }
   template <typename T>
-    requires std::is_class_v<T>
+  requires std::is_class_v<T>
   void get(const Json::Value& in, const std::string& place, T& part) const {
     if constexpr (std::same_as<T, Text>) {
       if (in.isString()) return get(in, place, part.text);
@@ -466,8 +466,8 @@ Run read_run(const std::string& text) {
   const Json::Value schema = json.isObject() ? json["schema"] : Json::Value();
   if (schema != kForm1 && schema != kForm2) {
     throw FormatError(std::string("no record of a run, or one of a newer form: \"schema\" is ") +
-                      (schema.isString() ? quoted(schema.asString()) : "missing") + ", and this program reads " + kForm1 +
-                      " and " + kForm2);
+                      (schema.isString() ? quoted(schema.asString()) : "missing") + ", and this program reads " +
+                      kForm1 + " and " + kForm2);
   }
   Run run;
   Reader::read(json, "", &run, schema == kForm1);

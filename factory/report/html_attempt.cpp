@@ -70,8 +70,7 @@ Markup legend(const record::Window& window) {
   Markup items;
   for (const LegendRow& row : kLegend) {
     const std::string state = state_name(row.state);
-    if (counts[row.state] > 0)
-      items += legend_item(state, row.sign, std::to_string(counts[row.state]) + " " + state);
+    if (counts[row.state] > 0) items += legend_item(state, row.sign, std::to_string(counts[row.state]) + " " + state);
   }
   if (!window.restarts.empty()) items += legend_item("restart", kRestartSign, "restart, with its cause");
   if (!window.bias_limit.empty()) items += legend_item("limit", kLimitSign, "limit of the mean");

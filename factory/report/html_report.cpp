@@ -50,14 +50,14 @@ std::string tally(const record::Run& run) {
 
 Markup banner(const record::Run& run) {
   const std::string verdict = outcome_name(run.outcome);
-  Markup word = Markup::element("span", {{"class", "sign"}, {"aria-hidden", "true"}}, Markup::own(sign_of(run.outcome)));
+  Markup word =
+      Markup::element("span", {{"class", "sign"}, {"aria-hidden", "true"}}, Markup::own(sign_of(run.outcome)));
   word += Markup::element("span", {{"id", "verdict"}}, Markup::text(upper(verdict)));
   if (run.marginal()) word += Markup::element("span", {{"class", "marginal-tag"}}, Markup::text("\u2248 marginal"));
   Markup content = Markup::element("h1", word);
   Markup what = run.serial.empty() ? Markup::text("Phone without a serial number")
                                    : Markup::text("Phone ") + Markup::element("bdi", Markup::text(run.serial));
-  if (!run.plan.name.empty())
-    what += Markup::text(" \u00B7 ") + Markup::element("bdi", Markup::text(run.plan.name));
+  if (!run.plan.name.empty()) what += Markup::text(" \u00B7 ") + Markup::element("bdi", Markup::text(run.plan.name));
   content += Markup::element("p", {{"class", "what"}}, what);
   if (run.outcome == Outcome::error)
     content += Markup::element("p", Markup::text("The phone could not be judged: this says nothing about it."));
@@ -235,8 +235,7 @@ void write_html_report(const record::Run& run, const std::string& file, const As
         "all</button></div>");
     body += steps;
   }
-  const Markup page =
-      head(run) + Markup::element("body", banner(run) + Markup::element("main", body) + scripts(run));
+  const Markup page = head(run) + Markup::element("body", banner(run) + Markup::element("main", body) + scripts(run));
   replace_file(file, "<!DOCTYPE html>\n<html lang=\"en\">" + page.str() + "</html>\n");
 }
 

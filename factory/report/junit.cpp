@@ -111,17 +111,17 @@ void write_junit(const record::Run& run, const std::string& file) {
     properties += Markup::element("property", {{"name", name}, {"value", value}}, {}) + Markup::own("\n");
   Markup content = Markup::element("properties", properties) + Markup::own("\n");
   for (const record::Step& step : run.steps) content += test_case(suite, step);
-  const Markup whole = Markup::element(
-      "testsuite",
-      {{"name", suite},
-       {"tests", std::to_string(run.steps.size())},
-       {"failures", count_of(run, {Outcome::failed})},
-       {"errors", count_of(run, {Outcome::aborted, Outcome::error})},
-       {"skipped", count_of(run, {Outcome::skipped})},
-       {"time", seconds_text(run.seconds)},
-       {"timestamp", iso_time(run.started).substr(0, 19)},  // the form has no fraction and no zone
-       {"hostname", run.station}},
-      content);
+  const Markup whole =
+      Markup::element("testsuite",
+                      {{"name", suite},
+                       {"tests", std::to_string(run.steps.size())},
+                       {"failures", count_of(run, {Outcome::failed})},
+                       {"errors", count_of(run, {Outcome::aborted, Outcome::error})},
+                       {"skipped", count_of(run, {Outcome::skipped})},
+                       {"time", seconds_text(run.seconds)},
+                       {"timestamp", iso_time(run.started).substr(0, 19)},  // the form has no fraction and no zone
+                       {"hostname", run.station}},
+                      content);
   replace_file(file,
                "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n" + Markup::element("testsuites", whole).str() + "\n");
 }

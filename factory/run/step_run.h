@@ -4,8 +4,8 @@
 #include <functional>
 #include <mutex>
 
-#include "phone/sampler.h"
 #include "phone/held_values.h"
+#include "phone/sampler.h"
 #include "run/attempt.h"
 #include "run/calibration.h"
 #include "sensors/subject.h"

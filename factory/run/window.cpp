@@ -90,8 +90,8 @@ std::optional<record::Window> window_of(Session& session, const Calibration& c, 
     out.samples.push_back({static_cast<int>(i) + 1, as_taken(c, before, c.run.values[i]), state[i]});
   for (const Restart& restart : c.run.restarts) {
     const auto axis = static_cast<size_t>(restart.axis);
-    out.restarts.push_back({restart.event, restart.cause,
-                            axis < axes ? out.axes[axis] : std::to_string(restart.axis), restart.value, restart.limit});
+    out.restarts.push_back({restart.event, restart.cause, axis < axes ? out.axes[axis] : std::to_string(restart.axis),
+                            restart.value, restart.limit});
   }
   return out;
 }

@@ -9,6 +9,7 @@
 namespace factory::plan {
 
 // Nothing where the calibration had no run of its own.
-std::optional<record::Window> window_of(Session& session, const Calibration& calibration, const std::vector<HeldValue>& before);
+std::optional<record::Window> window_of(Session& session, const Calibration& calibration,
+                                        const std::vector<HeldValue>& before);
 
 }  // namespace factory::plan

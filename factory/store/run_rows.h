@@ -82,8 +82,7 @@ struct RunRows {
   std::vector<SampleRow> samples;
 };
 
-constexpr int kPassedCode = 0, kMarginalCode = 1, kFailedCode = 2, kSkippedCode = 3, kAbortedCode = 4,
-              kErrorCode = 5;
+constexpr int kPassedCode = 0, kMarginalCode = 1, kFailedCode = 2, kSkippedCode = 3, kAbortedCode = 4, kErrorCode = 5;
 const char* verdict_name(int code);
 
 // Throws StoreError where the run's id is none.

@@ -18,8 +18,8 @@ Player::Player(const std::string& folder)
       attempt_(attempt_key(0, 0)),
       where_("before its first step"),
       scratch_(folder + "/root", texts_from(recorded_.head["unwritable"])) {
-  const Json::Value record = recorded_record(folder);
-  if (record.isNull() && recorded_.cut.empty()) recorded_.cut = "it has no record: the run was killed, or is under way";
+  if (!recorded_record(folder) && recorded_.cut.empty())
+    recorded_.cut = "it has no record: the run was killed, or is under way";
   host::open_properties("");
   const Json::Value& properties = recorded_.head["properties"];
   for (const std::string& name : properties.getMemberNames()) host::force_property(name, properties[name].asString());

@@ -84,8 +84,7 @@ void expect_lists(const Json::Value& object, const std::vector<const char*>& nam
 }
 
 void expect_attempt(const Json::Value& attempt) {
-  expect_members(attempt, {"number", "started", "seconds", "verdict", "restarts", "kept", "put_back"},
-                 "attempt");
+  expect_members(attempt, {"number", "started", "seconds", "verdict", "restarts", "kept", "put_back"}, "attempt");
   expect_lists(attempt, {"reasons", "hints", "notes", "measurements"}, "attempt");
   for (const Json::Value& m : attempt["measurements"])
     expect_members(m, {"name", "axis", "unit", "verdict", "value", "standard_error", "low", "high"}, "measurement");

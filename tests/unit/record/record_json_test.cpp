@@ -5,8 +5,8 @@
 
 #include <cmath>
 #include <fstream>
-#include <limits>
 #include <functional>
+#include <limits>
 #include <sstream>
 
 #include "files/json_text.h"

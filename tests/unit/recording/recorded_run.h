@@ -16,7 +16,6 @@
 #include <vector>
 
 #include "files/json_text.h"
-#include "record/record_json.h"
 #include "run/plan_run.h"
 #include "simulator/recording.h"
 
@@ -49,14 +48,14 @@ class RecordedRun {
   std::string trace() const { return folder() + factory::kTraceFile; }
 
   // `steps` is what stands between the brackets. Returns the record.
-  Json::Value record(const std::string& steps, factory::plan::Observer* observer = nullptr) {
+  factory::record::Run record(const std::string& steps, factory::plan::Observer* observer = nullptr) {
     const std::string text = R"({"format": "sensorcal.plan/1", "name": "test", "steps": [)" + steps + "]}";
     Options recorded = options;
     recorded.record = folder();
     return run(recorded, {"test.json", text, "S1", "station 4", "me", options.speed}, observer);
   }
 
-  Json::Value replay() {
+  factory::record::Run replay() {
     Options replayed;
     replayed.recording = folder();
     const factory::RunHead head = factory::read_head(folder());
@@ -67,7 +66,7 @@ class RecordedRun {
   Options options;
 
  private:
-  Json::Value run(const Options& wanted, const factory::RunHead& head, factory::plan::Observer* observer) {
+  factory::record::Run run(const Options& wanted, const factory::RunHead& head, factory::plan::Observer* observer) {
     std::vector<std::string> problems;
     const auto plan = factory::plan::parse_plan(head.plan_file, head.plan_bytes, &problems);
     EXPECT_THAT(problems, ::testing::IsEmpty());
@@ -77,9 +76,9 @@ class RecordedRun {
     factory::plan::PlanRun plan_run(session, plan, {head.serial, head.station, head.operator_name, session.now()},
                                     observer == nullptr ? silent : *observer);
     plan_run.run();
-    const factory::record::Run record = plan_run.record();
+    factory::record::Run record = plan_run.record();
     session.fixture().run_ends(record);
-    return to_json(record);
+    return record;
   }
 
   std::string path_;

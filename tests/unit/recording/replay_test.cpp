@@ -1,4 +1,5 @@
 // A replay comes to the record of the run, whatever went wrong in it; a damaged recording comes to nothing.
+#include "record/record_json.h"
 #include "recorded_run.h"
 
 namespace recording_test {
@@ -26,11 +27,11 @@ TEST_P(Replay, GivesTheRecordedRecord) {
   RecordedRun run;
   run.options.fault = GetParam().faults;
   run.options.speed = GetParam().speed;
-  const Json::Value recorded = run.record(GetParam().steps);
-  EXPECT_EQ(recorded["verdict"], GetParam().verdict);
+  const factory::record::Run recorded = run.record(GetParam().steps);
+  EXPECT_STREQ(outcome_name(recorded.outcome), GetParam().verdict);
   const std::string trace = read(run.trace());
   EXPECT_THAT(factory::differences(recorded, run.replay()), ::testing::IsEmpty());
-  EXPECT_EQ(read(run.folder() + "/record.json"), factory::json_pretty(recorded) + "\n");
+  EXPECT_EQ(read(run.folder() + "/record.json"), factory::json_pretty(to_json(recorded)) + "\n");
   EXPECT_EQ(read(run.trace()), trace);
 }
 
@@ -54,7 +55,7 @@ TEST(ReplayOfFiles, FollowsTheDevicesFiles) {
   for (const std::string fault : {"", "persist-read-only", "brightness-clamped:300", "brightness-read-only"}) {
     RecordedRun run;
     if (!fault.empty()) run.options.fault = {fault};
-    const Json::Value recorded = run.record(
+    const factory::record::Run recorded = run.record(
         R"({"fixture": {"target": "none"}}, {"calibrate": "Prx", "param": 0, "on_failure": "go on"},
            {"fixture": {"dark-box": "on"}}, {"calibrate": "Lux", "param": 13, "on_failure": "go on"})");
     EXPECT_THAT(factory::differences(recorded, run.replay()), ::testing::IsEmpty()) << fault;
@@ -120,9 +121,8 @@ TEST(Differences, AreTold) {
   EXPECT_THAT(factory::differences(a, b), ::testing::IsEmpty());
   b.outcome = factory::record::Outcome::passed;
   b.steps.emplace_back();
-  EXPECT_THAT(factory::differences(a, b),
-              ::testing::ElementsAre("steps: 1 entries recorded, now 2",
-                                     R"(verdict: recorded "failed", now "passed")"));
+  EXPECT_THAT(factory::differences(a, b), ::testing::ElementsAre("steps: 1 entries recorded, now 2",
+                                                                 R"(verdict: recorded "failed", now "passed")"));
 }
 
 }  // namespace

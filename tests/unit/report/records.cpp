@@ -55,7 +55,8 @@ struct Signal {
 };
 
 Window window(const Signal& signal) {
-  return {signal.unit, signal.axes, signal.period_ms, std::vector<double>(signal.axes.size(), signal.bias_limit), {}, {}};
+  return {signal.unit, signal.axes, signal.period_ms, std::vector<double>(signal.axes.size(), signal.bias_limit),
+          {},          {}};
 }
 
 void add_samples(const Signal& signal, int count, SampleState state, double extra_noise, Window* to) {
@@ -192,19 +193,18 @@ Run header(Outcome outcome) {
 
 Run passed() {
   Run out = header(Outcome::passed);
-  out.steps = {
-      step(1, "Lay the phone flat", "fixture", "", Outcome::passed, {attempt(1, Outcome::passed, 0.02)}),
-      step(2, "Accelerometer offset", "calibrate", "Acc", Outcome::passed,
-           {moving_attempt(1, "Acc", kAcc, 0.4),
-            good_attempt(2, "Acc", kAcc,
-                         {measured("offset", "x", 0.0271, "m/s^2", -2, 2, Outcome::passed),
-                          measured("residual", "x", -0.0013, "m/s^2", -0.02, 0.02, Outcome::passed),
-                          measured("residual", "y", -0.00096, "m/s^2", -0.02, 0.02, Outcome::passed),
-                          measured("noise", "x", 0.0052, "m/s^2", kNone, 0.05, Outcome::passed)})}),
-      step(3, "Light scale", "calibrate", "Light", Outcome::marginal, {light_attempt(1.2, Outcome::passed)}),
-      step(4, "Rear colour", "verify", "cct-b-stream", Outcome::passed,
-           {good_attempt(1, "cct-b-stream", kColour,
-                         {measured("residual", "c1", 0.012, "", -0.05, 0.05, Outcome::passed)})})};
+  out.steps = {step(1, "Lay the phone flat", "fixture", "", Outcome::passed, {attempt(1, Outcome::passed, 0.02)}),
+               step(2, "Accelerometer offset", "calibrate", "Acc", Outcome::passed,
+                    {moving_attempt(1, "Acc", kAcc, 0.4),
+                     good_attempt(2, "Acc", kAcc,
+                                  {measured("offset", "x", 0.0271, "m/s^2", -2, 2, Outcome::passed),
+                                   measured("residual", "x", -0.0013, "m/s^2", -0.02, 0.02, Outcome::passed),
+                                   measured("residual", "y", -0.00096, "m/s^2", -0.02, 0.02, Outcome::passed),
+                                   measured("noise", "x", 0.0052, "m/s^2", kNone, 0.05, Outcome::passed)})}),
+               step(3, "Light scale", "calibrate", "Light", Outcome::marginal, {light_attempt(1.2, Outcome::passed)}),
+               step(4, "Rear colour", "verify", "cct-b-stream", Outcome::passed,
+                    {good_attempt(1, "cct-b-stream", kColour,
+                                  {measured("residual", "c1", 0.012, "", -0.05, 0.05, Outcome::passed)})})};
   return out;
 }
 

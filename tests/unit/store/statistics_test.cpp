@@ -124,7 +124,8 @@ TEST_P(StatisticsTest, YieldsAreThoseOfACount) {
     if (i % 50 == 0) run.started_ms = kMidnight + i / 10 * kDayMs;  // exactly where a day begins
     run.plan = random() % 3 == 0 ? "final" : "first";
     run.station = std::string(1, static_cast<char>('a' + random() % 3));
-    run.verdict = std::array{Outcome::passed, Outcome::passed, Outcome::failed, Outcome::aborted, Outcome::error}[random() % 5];
+    run.verdict =
+        std::array{Outcome::passed, Outcome::passed, Outcome::failed, Outcome::aborted, Outcome::error}[random() % 5];
     run.profile = random() % 2 == 0 ? "other" : "reference";
     run.version = random() % 2 == 0 ? "1" : "2";
     runs.push_back(record_of(run));
@@ -165,13 +166,11 @@ TEST_P(StatisticsTest, YieldsAreThoseOfACount) {
     for (const Characteristic& each : found.characteristics) values += each.all.count;
     EXPECT_EQ(values, std::count_if(runs.begin(), runs.end(), passes));
     for (const auto& [plan, yield] : found.by_plan)
-      expect_same(yield, counted(runs, [&, &name = plan](const auto& run) {
-                    return passes(run) && run.plan.name == name;
-                  }));
+      expect_same(yield,
+                  counted(runs, [&, &name = plan](const auto& run) { return passes(run) && run.plan.name == name; }));
     for (const auto& [station, yield] : found.by_station)
-      expect_same(yield, counted(runs, [&, &name = station](const auto& run) {
-                    return passes(run) && run.station == name;
-                  }));
+      expect_same(yield,
+                  counted(runs, [&, &name = station](const auto& run) { return passes(run) && run.station == name; }));
     EXPECT_EQ(found.by_station.size(), filter.station.empty() ? 3U : 1U);
   }
 }

@@ -234,8 +234,9 @@ TEST_P(StoreTest, AnErrorIsAVerdictOfItsOwn) {
   run.serial = "A2";
   run.verdict = record::Outcome::passed;
   ASSERT_TRUE(store.put(rows_of(record_of(run), false)));
-  EXPECT_EQ(number_from(&store.database(), "SELECT COUNT(*) FROM run r JOIN verdict v ON v.code = r.verdict WHERE "
-                                           "v.name = 'error' AND r.failed_step = 'Acc'"),
+  EXPECT_EQ(number_from(&store.database(),
+                        "SELECT COUNT(*) FROM run r JOIN verdict v ON v.code = r.verdict WHERE "
+                        "v.name = 'error' AND r.failed_step = 'Acc'"),
             1);
   const Statistics stats = statistics(&store.database(), {});
   EXPECT_EQ(stats.runs.errors, 1);
