@@ -22,8 +22,8 @@ called='a service that dies'
 has one.err 'is gone|does not answer' '^exit code 3$'
 for name in two three; do
   has $name.err '^exit code 3$'
-  json $name.out 'd["verdict"] != "passed"' 'any("does not come back" in r for r in d["steps"][1]["attempts"][0]["reasons"])' \
-    'any("not put back" in r or "not known" in r or "is gone" in r for r in d["steps"][1]["attempts"][0]["reasons"])'
+  json $name.out 'd["verdict"] != "passed"' 'any("does not come back" in r["text"] for r in d["steps"][1]["attempts"][0]["reasons"])' \
+    'any(any(w in r["text"] for w in ("not put back", "not known", "is gone")) for r in d["steps"][1]["attempts"][0]["reasons"])'
 done
 
 # Ctrl-C works meanwhile.
