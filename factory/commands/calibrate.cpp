@@ -4,7 +4,7 @@
 
 #include "commands/commands.h"
 #include "run/request.h"
-#include "sensors/kinds.h"
+#include "sensors/sensor.h"
 
 namespace factory {
 namespace {

@@ -112,7 +112,7 @@ void StepRun::measure_run(const Calibration& c) {
   for (size_t i = 0; i < c.axes.size(); ++i) {
     const Axis& axis = c.axes[i];
     if (axis.name.empty()) continue;
-    const double rest = c.golden ? 0 : rest_noise(c.kind->unit);
+    const double rest = c.golden ? 0 : c.kind->rest_noise;
     if (rest > 0) {
       measure("run noise", axis.name, axis.standard_deviation, c.kind->unit, std::nullopt, std::nullopt, rest,
               noise_hint(c.kind->unit));
@@ -141,7 +141,7 @@ std::vector<size_t> StepRun::unsure_axes(const FreshSamples& fresh, const std::v
   return out;
 }
 
-void StepRun::fail_unsure(const Subject& subject, const FreshSamples& fresh, const std::vector<double>& expected) {
+void StepRun::fail_unsure(const Quantity& subject, const FreshSamples& fresh, const std::vector<double>& expected) {
   if (!attempt_.reasons.empty()) return;
   for (const size_t i : unsure_axes(fresh, expected)) {
     attempt_.fail(subject.axes[i] + ": residual " + plain(fresh.values[i].mean() - expected[i]) + " +/- " +
@@ -153,7 +153,7 @@ void StepRun::fail_unsure(const Subject& subject, const FreshSamples& fresh, con
 
 // A movement that spoilt the run and ended among the fresh samples may hide in their mean: what was at rest shows the
 // same once more.
-void StepRun::look_again(const Subject& subject, std::optional<double> reference_hpa) {
+void StepRun::look_again(const Quantity& subject, std::optional<double> reference_hpa) {
   const FreshSamples fresh = take_fresh(subject, kFreshMotion);
   if (session_.interrupted()) return;
   if (!fresh.problem.empty()) return attempt_.fail("not verified twice: " + fresh.problem);
@@ -188,7 +188,7 @@ void StepRun::verify_calibration(const Calibration& c) {
     if (sets_thresholds(step_)) verify_thresholds();
     return;
   }
-  Subject subject = *subject_of(step_.type);
+  Quantity subject = *subject_of(step_.type);
   subject.type = c.kind->verified_type;
   const int batch = subject.motion ? kFreshMotion : kFreshOthers;
   FreshSamples fresh = take_fresh(subject, batch);

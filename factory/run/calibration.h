@@ -8,7 +8,7 @@
 #include "files/numbers.h"
 #include "phone/log_tap.h"
 #include "phone/session.h"
-#include "sensors/kinds.h"
+#include "sensors/sensor.h"
 
 namespace factory {
 
@@ -44,10 +44,10 @@ struct Panel {
 
 struct Calibration {
   CalibrationRequest request;
-  const Kind* kind = nullptr;  // null: a hub command without a run of its own
-  bool golden = false;         // the means became the golden values
-  bool in_hub = false;         // the hub ran it by itself
-  double result = 0;           // what the library returned
+  const Sensor* kind = nullptr;  // null: a hub command without a run of its own
+  bool golden = false;           // the means became the golden values
+  bool in_hub = false;           // the hub ran it by itself
+  double result = 0;             // what the library returned
   RunLog run;
   int samples = 0;
   double seconds = 0;
@@ -74,7 +74,7 @@ void judge_run(Session& session, Calibration* calibration);
 // Switches off every sensor that the library may have left on.
 void switch_off(Session& session);
 // The listed sensor whose fresh samples show whether the calibration is right; null without one.
-const ::android::hardware::sensors::V1_0::SensorInfo* verified_sensor(Session& session, const Kind& kind);
+const ::android::hardware::sensors::V1_0::SensorInfo* verified_sensor(Session& session, const Sensor& kind);
 // Whether the proximity sensor says near; nothing when it does not answer. Where it does not say what is wanted at once
 // it gets a moment to change: a target at its very threshold is found by one of the next samples.
 std::optional<bool> reports_near(Session& session, bool wanted);

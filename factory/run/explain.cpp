@@ -10,14 +10,14 @@ namespace {
 
 using ::android::hardware::sensors::V1_0::SensorInfo;
 
-std::string axis_name(const Kind* kind, int axis) {
+std::string axis_name(const Sensor* kind, int axis) {
   return kind != nullptr && axis >= 0 && axis < kind->values ? kind->axes[axis] : "axis " + std::to_string(axis);
 }
 
 std::string times(size_t count) { return count == 1 ? "once" : std::to_string(count) + " times"; }
 
 // The restart in words: "y: mean 6.57 m/s^2 is above the limit of 2 m/s^2".
-std::string describe(const Restart& restart, const Kind* kind) {
+std::string describe(const Restart& restart, const Sensor* kind) {
   const std::string axis = axis_name(kind, restart.axis);
   const std::string unit = kind == nullptr ? "" : kind->unit;
   switch (restart.cause) {
@@ -168,7 +168,7 @@ const char* residual_hint(const std::string& unit) {
 }
 
 // The one asked for, or the one that its record is bound to.
-const SensorInfo* verified_sensor(Session& session, const Kind& kind) {
+const SensorInfo* verified_sensor(Session& session, const Sensor& kind) {
   const SensorInfo* sensor = session.sensor(kind.verified_type);
   if (sensor != nullptr) return sensor;
   const _sensor_info& record = record_of(session.cal(), kind);

@@ -7,8 +7,8 @@
 #include "phone/verdict.h"
 #include "run/calibration.h"
 #include "run/fixture_values.h"
+#include "sensors/sensor.h"
 #include "sensors/stored_values.h"
-#include "sensors/subject.h"
 
 namespace factory::plan {
 namespace {
@@ -113,7 +113,7 @@ void read_fixture(PlanJson& json, const Json::Value& value, const std::string& w
   }
 }
 
-void read_golden(PlanJson& json, const Json::Value& value, const std::string& where, const Kind* kind, Step* step) {
+void read_golden(PlanJson& json, const Json::Value& value, const std::string& where, const Sensor* kind, Step* step) {
   if (!value.isMember("golden")) return;
   const size_t values = kind == nullptr ? 1 : static_cast<size_t>(kind->values);
   const std::string place = where + ".golden";
@@ -175,7 +175,7 @@ void read_calibrate(PlanJson& json, const Json::Value& value, const std::string&
   } else {
     step->reference_hpa = json.amount(value, where, "reference", "hPa", 300, 1100);
   }
-  const Kind* kind = find_kind(step->type, step->param);
+  const Sensor* kind = find_kind(step->type, step->param);
   read_golden(json, value, where, kind, step);
   LimitUnits units;
   if (kind != nullptr) {
@@ -188,7 +188,7 @@ void read_calibrate(PlanJson& json, const Json::Value& value, const std::string&
   step->limits = read_limits(json, value, where, units);
 }
 
-void read_expected(PlanJson& json, const Json::Value& value, const std::string& where, const Subject& subject,
+void read_expected(PlanJson& json, const Json::Value& value, const std::string& where, const Quantity& subject,
                    Step* step) {
   const std::optional<Bound> expected = json.bound(value, where, "expect", subject.unit, subject.axes.size(), false);
   if (!expected) return;
@@ -213,7 +213,7 @@ void read_verify(PlanJson& json, const Json::Value& value, const std::string& wh
   step->settle = json.whole(value, where, "settle", 0, kMostSamples, step->settle);
   step->period_s = json.amount(value, where, "period", "s", 0.001, 10);
   if (!type) return;
-  const std::optional<Subject> subject = subject_of(*type);
+  const std::optional<Quantity> subject = subject_of(*type);
   if (!subject) return json.problem(value["verify"], where + ".verify", "no verification reads this sensor's events");
   read_expected(json, value, where, *subject, step);
   step->limits = read_limits(json, value, where, {subject->unit, subject->unit, false, subject->axes.size()});

@@ -6,7 +6,7 @@
 #include "files/json_text.h"
 #include "files/numbers.h"
 #include "run/fixture_values.h"
-#include "sensors/subject.h"
+#include "sensors/sensor.h"
 
 namespace factory::plan {
 namespace {
@@ -28,7 +28,7 @@ Json::Value fixture_of(const Request& request, const std::vector<std::string>& w
 // Channels are held against golden values, which say nothing of the lamp that they were taken under: only what the
 // fixture is said to be can show that it is another one.
 void require_lamp(const Request& request, const std::vector<std::string>& world) {
-  const Kind* kind = request.channel ? nullptr : find_kind(request.type, request.param);
+  const Sensor* kind = request.channel ? nullptr : find_kind(request.type, request.param);
   if (kind == nullptr || kind->result != Result::channel_scale) return;
   for (const Need& need : step_of(request.type, request.param)->needs) {
     std::string wanted;

@@ -7,7 +7,7 @@
 #include <cstdio>
 
 #include "cli/terminal.h"
-#include "sensors/subject.h"
+#include "sensors/sensor.h"
 
 namespace factory::plan {
 namespace {
@@ -22,13 +22,13 @@ constexpr double kMilli = 1e-3;
 double expected_seconds(const Step& step) {
   if (step.kind == StepKind::calibrate) {
     if (is_panel_run(step.param)) return kPanelSeconds;
-    const Kind* kind = find_kind(step.type, step.param);
+    const Sensor* kind = find_kind(step.type, step.param);
     if (kind == nullptr) return kCommandSeconds;
     const int fresh = kind->result == Result::offset ? kFreshMotion : kFreshOthers;
     return (kind->events + fresh) * kind->period_ms * kMilli;
   }
   if (step.kind != StepKind::verify || step.near) return kCommandSeconds;
-  const std::optional<Subject> subject = subject_of(step.type);
+  const std::optional<Quantity> subject = subject_of(step.type);
   const int period_ms = subject ? subject->period_ms : 0;
   return (std::max(step.samples, kFreshMotion) + step.settle) * step.period_s.value_or(period_ms * kMilli);
 }

@@ -3,7 +3,7 @@
 #include <cutils/properties.h>
 
 #include "run/identity.h"
-#include "sensors/kinds.h"
+#include "sensors/sensor.h"
 
 namespace factory::plan {
 namespace {

@@ -111,9 +111,9 @@ void StepRun::run_fixture() {
   attempt_.notes.insert(attempt_.notes.end(), arranged.notes.begin(), arranged.notes.end());
 }
 
-FreshSamples StepRun::take_fresh(const Subject& subject, int count) {
+FreshSamples StepRun::take_fresh(const Quantity& subject, int count) {
   const auto* sensor = session_.sensor(subject.type);
-  const Kind* kind = find_kind(step_.type, 0);
+  const Sensor* kind = find_kind(step_.type, 0);
   if (sensor == nullptr && kind != nullptr) sensor = verified_sensor(session_, *kind);
   FreshSamples none;
   none.problem = "the phone lists no such sensor";
@@ -131,24 +131,24 @@ FreshSamples StepRun::take_fresh(const Subject& subject, int count) {
 }
 
 // What the sensor should report: what the plan says, the reference, the golden values, else what the fixture is set to.
-std::vector<double> StepRun::expected_of(const Subject& subject, std::optional<double> reference_hpa) {
+std::vector<double> StepRun::expected_of(const Quantity& subject, std::optional<double> reference_hpa) {
   if (!step_.expected.empty()) return step_.expected;
   if (reference_hpa) return {*reference_hpa};
-  const Kind* kind = find_kind(step_.type, 0);
+  const Sensor* kind = find_kind(step_.type, 0);
   if (kind != nullptr && kind->result == Result::channel_scale)
     return read_golden(session_, step_.type, subject.axes.size());
   return expected_at(session_.fixture().world(), step_.type);
 }
 
 std::optional<double> StepRun::residual_limit(size_t axis, double expected) const {
-  const Kind* kind = find_kind(step_.type, 0);
+  const Sensor* kind = find_kind(step_.type, 0);
   const Limits& limits = step_.limits;
   if (limits.residual) return limits.residual->at(axis) * (limits.residual->relative ? std::fabs(expected) : 1);
   if (step_.kind != StepKind::calibrate || kind == nullptr || kind->residual_limit <= 0) return std::nullopt;
   return kind->residual_limit * (kind->limit_is_relative ? std::fabs(expected) : 1);
 }
 
-void StepRun::measure_fresh(const Subject& subject, const FreshSamples& fresh, const std::vector<double>& expected) {
+void StepRun::measure_fresh(const Quantity& subject, const FreshSamples& fresh, const std::vector<double>& expected) {
   for (size_t i = 0; i < subject.axes.size() && i < fresh.values.size(); ++i) {
     const std::string& axis = subject.axes[i];
     const double mean = fresh.values[i].mean();
@@ -164,7 +164,7 @@ void StepRun::measure_fresh(const Subject& subject, const FreshSamples& fresh, c
                     "say so with \"expect\", or write the golden values first");
     }
     std::optional<double> most;
-    const double usual = usual_noise(subject.unit);
+    const double usual = sensor_of(step_.type)->noise;
     if (limits.noise) {
       most = limits.noise->at(i) * (limits.noise->relative ? std::fabs(mean) : 1);
     } else if (step_.kind == StepKind::calibrate && usual > 0) {
@@ -198,7 +198,7 @@ void StepRun::verify_near(bool near) {
 
 void StepRun::run_verify() {
   if (step_.near) return verify_near(*step_.near);
-  const Subject subject = *subject_of(step_.type);
+  const Quantity subject = *subject_of(step_.type);
   const FreshSamples fresh = take_fresh(subject, step_.samples > 0 ? step_.samples : kVerifySamples);
   if (session_.interrupted()) return;
   if (!fresh.problem.empty()) {
@@ -229,7 +229,7 @@ void StepRun::run_check() {
                ? attempt_.fail("/" + std::string(value->file) + " cannot be read" + answer, kFileHint)
                : attempt_.fail("the value cannot be read" + answer, "calibrate this sensor first");
   }
-  const Kind* kind = find_kind(step_.type, 0);
+  const Sensor* kind = find_kind(step_.type, 0);
   for (size_t i = 0; i < reading.values.size(); ++i) {
     const bool named = kind != nullptr && reading.values.size() > 1 && i < static_cast<size_t>(kind->values);
     const std::string axis = named ? kind->axes[i] : reading.values.size() > 1 ? std::to_string(i + 1) : "";

@@ -8,7 +8,7 @@
 #include "phone/sampler.h"
 #include "run/attempt.h"
 #include "run/calibration.h"
-#include "sensors/subject.h"
+#include "sensors/sensor.h"
 
 namespace factory::plan {
 
@@ -59,14 +59,14 @@ class StepRun {
   void end_changes(HeldValues& held, bool went_through);
   void settle_what_stays(HeldValues& held, bool went_through);
 
-  void measure_fresh(const Subject& subject, const FreshSamples& fresh, const std::vector<double>& expected);
-  std::vector<double> expected_of(const Subject& subject, std::optional<double> reference_hpa);
-  FreshSamples take_fresh(const Subject& subject, int count);
+  void measure_fresh(const Quantity& subject, const FreshSamples& fresh, const std::vector<double>& expected);
+  std::vector<double> expected_of(const Quantity& subject, std::optional<double> reference_hpa);
+  FreshSamples take_fresh(const Quantity& subject, int count);
   std::optional<double> residual_limit(size_t axis, double expected) const;
   // Axes whose residuals are within their limits, but not surely so. None where one is outside: that is sure enough.
   std::vector<size_t> unsure_axes(const FreshSamples& fresh, const std::vector<double>& expected) const;
-  void look_again(const Subject& subject, std::optional<double> reference_hpa);
-  void fail_unsure(const Subject& subject, const FreshSamples& fresh, const std::vector<double>& expected);
+  void look_again(const Quantity& subject, std::optional<double> reference_hpa);
+  void fail_unsure(const Quantity& subject, const FreshSamples& fresh, const std::vector<double>& expected);
   void measure(const std::string& name, const std::string& axis, double value, const std::string& unit,
                std::optional<double> error, std::optional<double> low, std::optional<double> high,
                const std::string& hint);

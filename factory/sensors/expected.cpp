@@ -5,8 +5,7 @@
 #include <cstdlib>
 #include <numbers>
 
-#include "sensors/kinds.h"
-#include "sensors/subject.h"
+#include "sensors/sensor.h"
 
 namespace factory {
 namespace {
@@ -47,7 +46,7 @@ std::vector<double> number_of(const std::string& text) {
 }  // namespace
 
 std::vector<double> told_by(const std::map<std::string, std::string>& world, int type) {
-  const std::optional<plan::Subject> subject = plan::subject_of(type);
+  const std::optional<Quantity> subject = subject_of(type);
   if (!subject) return {};
   if (subject->unit == "m/s^2") {
     std::vector<double> up = up_of(told(world, "up"));

@@ -238,6 +238,34 @@ std::string steps_text(int type) {
   return out;
 }
 
+std::string step_problem(int type, int param) {
+  if (step_of(type, param) != nullptr) return "";
+  const Sensor* sensor = sensor_of(type);
+  return "the library has no step " + std::to_string(param) + " for " + tag_of(type) +
+         (sensor == nullptr ? "" : std::string(" (") + sensor->words + ")") + "; it has " + steps_text(type);
+}
+
+std::string channel_problem(int type, bool screen) {
+  const Sensor* sensor = sensor_of(type);
+  if (sensor != nullptr && (screen ? (sensor->steps & Steps::light) != 0 : sensor->has_channels)) return "";
+  return tag_of(type) + " has no such channel: only Lux and Lux_B have channels, lights one of the screen";
+}
+
+const Sensor* find_kind(int type, int param) {
+  const StepRow* step = step_of(type, param);
+  return step != nullptr && step->changes != 0 ? sensor_of(type) : nullptr;
+}
+
+const _sensor_info& record_of(const SensorCalibration& cal, const Sensor& sensor) {
+  constexpr int kMotion = 8;
+  const int record = sensor_of(sensor.verified_type)->record;
+  return record < kMotion ? cal.motion_info[record] : cal.env_info[record - kMotion];
+}
+
+std::string found_unit(const Sensor& sensor, bool golden) {
+  return golden || sensor.result == Result::offset || sensor.result == Result::proximity ? sensor.unit : "factor";
+}
+
 bool chip_has(SensorCalibration& cal, int type, const StepRow& step) {
   switch (step.chip) {
     case Chip::any:
@@ -270,6 +298,12 @@ Quantity quantity_of(int type) {
   if (sensor.shows != nullptr) return {type, sensor.shows, {"value"}, 0, sensor.period_ms, false};
   return {type,           sensor.unit, {sensor.axes, sensor.axes + sensor.values}, sensor.first_word, sensor.period_ms,
           sensor.scatters};
+}
+
+std::optional<Quantity> subject_of(int type) {
+  const Sensor* sensor = sensor_of(type);
+  if (sensor == nullptr || sensor->shows != nullptr) return std::nullopt;
+  return quantity_of(type);
 }
 
 int parse_tag(const std::string& text) {

@@ -5,6 +5,7 @@
 
 #include <SensorCalibration.h>
 
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -138,6 +139,21 @@ const StepRow* step_of(int type, int param);
 // "0 offset, 4 self-test".
 std::string steps_text(int type);
 
+// Empty, or that the library has no such step for the sensor, with the steps that there are.
+std::string step_problem(int type, int param);
+
+// Empty, or that the sensor has no channels to be calibrated one by one.
+std::string channel_problem(int type, bool screen);
+
+// Null for a type, or a step of it, without a run of its own.
+const Sensor* find_kind(int type, int param);
+
+// The record of its runs.
+const _sensor_info& record_of(const SensorCalibration& cal, const Sensor& sensor);
+
+// Unit of the value that a calibration finds and the hub stores: "factor" for scales.
+std::string found_unit(const Sensor& sensor, bool golden);
+
 // Whether the chip in this phone is known to have the step. (The library takes a probe that fails for a match.)
 bool chip_has(SensorCalibration& cal, int type, const StepRow& step);
 
@@ -162,6 +178,9 @@ struct Quantity {
 
 // A type that nothing is known of has one value without a unit.
 Quantity quantity_of(int type);
+
+// The same; nothing for a sensor whose events no verification knows to read.
+std::optional<Quantity> subject_of(int type);
 
 // The type number of a tag or a number; throws AppError with the tags that come near.
 int parse_tag(const std::string& text);

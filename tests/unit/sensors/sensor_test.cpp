@@ -11,7 +11,6 @@
 
 #include "bench_phone.h"
 #include "device_dir.h"
-#include "sensors/kinds.h"
 
 namespace factory {
 namespace {
