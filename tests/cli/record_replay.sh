@@ -52,6 +52,10 @@ for size in 20000 40000; do
   has err 'the recording is cut off: its last line'
   rm -r cut
 done
+cp -r good cut
+rm cut/record.json
+run 4 replay cut
+has err 'cut off: it has no record'
 # A run that was interrupted cannot be the same again, but ends.
 "$sensorcal" run plan2.json --record stopped >out 2>err &
 sleep 1.5

@@ -37,7 +37,7 @@ void tell(const std::vector<std::string>& different, const std::string& other, b
 int compare(const std::optional<record::Run>& recorded, const record::Run& run, const std::string& folder, bool text,
             Aside* aside, int code) {
   const std::vector<std::string> different =
-      recorded ? differences(*recorded, run) : std::vector<std::string>{"the recording was cut off: it has no record"};
+      recorded ? differences(*recorded, run) : std::vector<std::string>{"the recording is cut off: it has no record"};
   const std::string other = recorded ? other_program(*recorded, run) : "";
   *aside = {"Replay", {"This run is a replay of the recording " + folder + ": no phone was there."}};
   aside->lines.emplace_back(different.empty() ? "Its record is the recorded one."

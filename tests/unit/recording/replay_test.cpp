@@ -1,6 +1,9 @@
 // A replay comes to the record of the run, whatever went wrong in it; a damaged recording comes to nothing.
+#include <random>
+
 #include "record/record_json.h"
 #include "recorded_run.h"
+#include "simulator/trace.h"
 
 namespace recording_test {
 namespace {
@@ -107,6 +110,28 @@ TEST(DamagedRecording, IsRefusedAtOnce) {
       EXPECT_THAT(error.what(), ::testing::HasSubstr("trace.jsonl:")) << damage.what;
     }
   }
+}
+
+TEST(DamagedRecording, IsReadOrRefusedWhateverItsBytes) {
+  RecordedRun run;
+  run.record(R"({"calibrate": "Acc"})");
+  const std::string whole = read(run.trace());
+  std::minstd_rand random(1);
+  int refused = 0;
+  constexpr int kTrials = 300;
+  for (int trial = 0; trial < kTrials; ++trial) {
+    constexpr char kBytes[] = "\"{}[],:-.0e9n\n\\";
+    std::string damaged = whole;
+    damaged[random() % damaged.size()] = kBytes[random() % (sizeof kBytes - 1)];
+    std::ofstream(run.trace(), std::ios::binary) << damaged;
+    try {
+      (void)factory::trace::read_trace(run.trace());
+    } catch (const factory::AppError& error) {
+      EXPECT_EQ(error.code, factory::kUsage);
+      ++refused;
+    }
+  }
+  EXPECT_GT(refused, kTrials / 10);  // digits in hex may change unseen
 }
 
 // Times, the log and the program may be others: a replay does not promise them.
