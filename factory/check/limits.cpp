@@ -152,9 +152,9 @@ Measured absolute_pressure(const Observation& seen) {
 // What the barometer is off by, averaged over each second; the last one takes the rest.
 void add_errors(const Observation& seen, const Take& take, std::vector<double>* errors) {
   if (take.samples.size() < 2) return;
-  constexpr double kMostSeconds = 600;
+  constexpr double kSecondsMax = 600;
   const double truth = take.truth.empty() ? 0 : take.truth[0];
-  std::vector<Statistics> seconds(static_cast<size_t>(std::clamp(seconds_of(take.samples), 1.0, kMostSeconds)));
+  std::vector<Statistics> seconds(static_cast<size_t>(std::clamp(seconds_of(take.samples), 1.0, kSecondsMax)));
   for (size_t i = 1; i < take.samples.size(); ++i) {
     const double at = static_cast<double>(take.samples[i].timestamp_ns - take.samples[0].timestamp_ns) / 1e9;
     const double last = static_cast<double>(seconds.size() - 1);

@@ -14,7 +14,7 @@ namespace {
 
 constexpr double kNsPerS = 1e9;
 constexpr double kRecentSeconds = 1;
-constexpr size_t kLeastRecent = 10;
+constexpr size_t kRecentMin = 10;
 
 std::string number(double value) { return std::isfinite(value) ? plain(value) : fixed(value, 0); }
 
@@ -43,7 +43,7 @@ void LiveView::add(const Sample& sample) {
   }
   recent_.push_back(sample);
   const double oldest = seconds_at(sample) - kRecentSeconds;
-  while (recent_.size() > kLeastRecent && seconds_at(recent_[1]) <= oldest) recent_.pop_front();
+  while (recent_.size() > kRecentMin && seconds_at(recent_[1]) <= oldest) recent_.pop_front();
 }
 
 LiveView::PerAxis LiveView::statistics(size_t begin, size_t end) const {

@@ -27,16 +27,16 @@ size_t explanation(const std::string& line) {
 }
 
 std::string fit_line(const std::string& line, size_t columns) {
-  constexpr size_t kLeastRoom = 30;
+  constexpr size_t kRoomMin = 30;
   constexpr size_t kNarrowIndent = 6;
   if (line.size() <= columns || line.rfind(kExample, 0) == 0) return line;
   const size_t begin = explanation(line);
   if (begin == 0) {
     const size_t own = line.find_first_not_of(' ');
-    const std::string indent(columns >= own + kLeastRoom ? own : kNarrowIndent, ' ');
+    const std::string indent(columns >= own + kRoomMin ? own : kNarrowIndent, ' ');
     return indent + wrapped(line, columns, indent, indent.size());
   }
-  const bool room = columns >= begin + kLeastRoom;
+  const bool room = columns >= begin + kRoomMin;
   const std::string indent(room ? begin : kNarrowIndent, ' ');
   std::string name = line.substr(0, begin);
   if (!room) {

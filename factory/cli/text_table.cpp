@@ -11,7 +11,7 @@ namespace {
 using Row = std::vector<std::string>;
 
 constexpr size_t kGap = 2;
-constexpr size_t kLeastWidth = 8;
+constexpr size_t kWidthMin = 8;
 constexpr char kReset[] = "\033[0m";
 
 // Printed width: without colour codes, and a UTF-8 character counts once.
@@ -107,7 +107,7 @@ std::string lines_of_row(const Row& cells, const std::vector<size_t>& widths) {
 std::string blocks(const std::vector<Row>& rows, size_t columns) {
   size_t header = 0;
   for (const std::string& name : rows[0]) header = std::max(header, width(name));
-  const size_t rest = columns > header + kGap + kLeastWidth ? columns - header - kGap : kLeastWidth;
+  const size_t rest = columns > header + kGap + kWidthMin ? columns - header - kGap : kWidthMin;
   std::string out;
   for (size_t r = 1; r < rows.size(); ++r) {
     if (r > 1) out += "\n";

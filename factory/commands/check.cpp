@@ -16,12 +16,12 @@
 namespace factory {
 namespace {
 
-constexpr double kLeastSeconds = 3;
-constexpr double kMostSeconds = 50;
+constexpr double kSecondsMin = 3;
+constexpr double kSecondsMax = 50;
 
 struct Arguments {
   std::vector<std::string> tags;
-  double seconds = kLeastSeconds;
+  double seconds = kSecondsMin;
   std::optional<double> period_ms;
   std::optional<double> reference_hpa;
 };
@@ -93,7 +93,7 @@ Runner set_up_check(ArgumentParser parser) {
                     "sensors by tag or type number; accelerometers, gyroscopes, barometer and magnetometers where none "
                     "is named");
   parser.add_option("--seconds", arguments->seconds, "how long each is sampled, 3 to 50")
-      .in_range(kLeastSeconds, kMostSeconds)
+      .in_range(kSecondsMin, kSecondsMax)
       .capture_default_str();
   parser.add_option("--period", arguments->period_ms, "sampling period in ms (default: the sensor's shortest)")
       .in_range(0.5, 1000);

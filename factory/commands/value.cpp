@@ -99,8 +99,8 @@ int get(const Options& options, const Arguments& arguments) {
 
 std::vector<double> parse_numbers(const StoredValue& value, const std::vector<std::string>& texts) {
   const bool any_count = value.count == 0;
-  constexpr size_t kMost = 15;
-  if (any_count ? texts.empty() || texts.size() > kMost : texts.size() != static_cast<size_t>(value.count)) {
+  constexpr size_t kMax = 15;
+  if (any_count ? texts.empty() || texts.size() > kMax : texts.size() != static_cast<size_t>(value.count)) {
     throw AppError(kUsage, std::string(value.name) + " takes " + (any_count ? "1 to 15" : std::to_string(value.count)) +
                                " numbers, not " + std::to_string(texts.size()));
   }

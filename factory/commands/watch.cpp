@@ -157,12 +157,12 @@ int run(const Options& options, const Arguments& arguments) {
 
 Runner set_up_watch(ArgumentParser parser) {
   auto arguments = std::make_shared<Arguments>();
-  constexpr double kMostSeconds = 1e6;
-  constexpr double kMostPeriod = 10000;
+  constexpr double kSecondsMax = 1e6;
+  constexpr double kPeriodMax = 10000;
   parser.add_option("TAG", arguments->tag, "sensor by tag or type number").required();
-  parser.add_option("--seconds", arguments->seconds, "how long (default: until Ctrl-C)").in_range(0.1, kMostSeconds);
+  parser.add_option("--seconds", arguments->seconds, "how long (default: until Ctrl-C)").in_range(0.1, kSecondsMax);
   parser.add_option("--period", arguments->period_ms, "sampling period in ms (default: as calibrations have it)")
-      .in_range(0.5, kMostPeriod);
+      .in_range(0.5, kPeriodMax);
   return [arguments](const Options& options) { return run(options, *arguments); };
 }
 

@@ -143,9 +143,9 @@ void LogTap::take(const __android_log_message* message) { g_tap->note(*message);
 
 // A sensor that never passes logs some thousand events: the first of them tell the story, and so does the end.
 void LogTap::keep(const __android_log_message& message) {
-  constexpr size_t kMost = 4000;
-  if (run_.lines.size() >= kMost) {
-    run_.lines.erase(run_.lines.begin() + kMost / 2);
+  constexpr size_t kMax = 4000;
+  if (run_.lines.size() >= kMax) {
+    run_.lines.erase(run_.lines.begin() + kMax / 2);
     ++run_.lines_dropped;
   }
   std::string text = without_process_numbers(message.message);

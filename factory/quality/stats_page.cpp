@@ -92,7 +92,7 @@ Markup yields(const Statistics& s, Charts* charts) {
 
 Markup failures(const Statistics& s, Charts* charts) {
   if (s.failures.empty()) return Markup::element("p", text("No run failed."));
-  constexpr size_t kMost = 20;
+  constexpr size_t kMax = 20;
   HtmlTable table("failures", {"Rank", "Failed on", "Runs", "Share", "Together"});
   Json::Value chart;
   chart["kind"] = "pareto";
@@ -102,7 +102,7 @@ Markup failures(const Statistics& s, Charts* charts) {
     together += failure.runs;
     table.add({text(std::to_string(++rank)), text(name_of(failure)), text(std::to_string(failure.runs)),
                text(percent(failure.runs, s.runs.failed)), text(percent(together, s.runs.failed))});
-    if (chart["points"].size() >= kMost) continue;
+    if (chart["points"].size() >= kMax) continue;
     Json::Value& p = chart["points"].append(Json::Value());
     p["rank"] = rank;
     p["runs"] = static_cast<Json::Int64>(failure.runs);

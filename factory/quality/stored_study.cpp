@@ -12,7 +12,7 @@ namespace {
 using store::Condition;
 using store::Query;
 
-constexpr long long kMostRuns = 20000;
+constexpr long long kRunsMax = 20000;
 
 // One value of a run, with what it is a value of.
 struct Row {
@@ -78,9 +78,8 @@ void read(store::Database* database, const store::Filter& filter, Collector* out
 SeriesOfRuns stored_series(store::Database* database, const store::Filter& filter) {
   try {
     const long long runs = count_runs(database, filter, "<>");
-    if (runs > kMostRuns)
-      throw store::StoreError(std::to_string(runs) + " runs, and a study has no more than " +
-                              std::to_string(kMostRuns) +
+    if (runs > kRunsMax)
+      throw store::StoreError(std::to_string(runs) + " runs, and a study has no more than " + std::to_string(kRunsMax) +
                               ": choose its runs by --plan, --station, --since and --until");
     SeriesOfRuns out;
     out.without_serial = count_runs(database, filter, "=");

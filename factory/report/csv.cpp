@@ -31,7 +31,7 @@ std::string line(const std::vector<std::string>& cells) {
 
 // Letters, digits, '-' and '_': a file name on every system, whatever the plan calls its step.
 std::string name_part(const std::string& text) {
-  constexpr size_t kMost = 60;
+  constexpr size_t kMax = 60;
   std::string out;
   for (const char c : text) {
     const bool plain = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
@@ -41,7 +41,7 @@ std::string name_part(const std::string& text) {
       out += '-';
     }
   }
-  out.resize(std::min(out.size(), kMost));
+  out.resize(std::min(out.size(), kMax));
   while (!out.empty() && out.back() == '-') out.pop_back();
   return out;
 }

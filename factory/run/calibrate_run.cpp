@@ -16,7 +16,7 @@ constexpr int kFreshMotion = 50;
 constexpr int kFreshOthers = 10;
 // A value is kept when its residual's limit is so many standard errors away. More samples make the error smaller.
 constexpr double kClearErrors = 3;
-constexpr int kMostBatches = 8;
+constexpr int kBatchesMax = 8;
 
 std::string channel_name(const Step& step) {
   return std::string(step.screen ? "screen's " : "") + "scale of channel " + std::to_string(*step.channel);
@@ -194,7 +194,7 @@ void StepRun::verify_calibration(const Calibration& c) {
   FreshSamples fresh = take_fresh(subject, batch);
   std::vector<double> expected = expected_of(subject, c.request.reference_hpa);
   while (fresh.problem.empty() && !session_.interrupted() && !unsure_axes(fresh, expected).empty() &&
-         fresh.taken < kMostBatches * batch) {
+         fresh.taken < kBatchesMax * batch) {
     fresh.append(take_fresh(subject, fresh.taken));
     expected = expected_of(subject, c.request.reference_hpa);
   }

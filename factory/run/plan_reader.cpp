@@ -14,7 +14,7 @@
 namespace factory::plan {
 namespace {
 
-constexpr int kMostAttempts = 20;
+constexpr int kAttemptsMax = 20;
 
 // Strict JSON: no comments, no second key of the same name, nothing behind the end.
 bool parse_json(const std::string& file, const std::string& bytes, Json::Value* root,
@@ -50,7 +50,7 @@ Block read_group(PlanJson& json, const Json::Value& value, const std::string& wh
   json.only_keys(value, where, {"group", "repeat", "on_failure", "steps"});
   Block block;
   block.group = json.text(value, where, "group", "");
-  block.repeat = json.whole(value, where, "repeat", 1, kMostAttempts, 1);
+  block.repeat = json.whole(value, where, "repeat", 1, kAttemptsMax, 1);
   block.stop_on_failure = json.stops(value, where);
   const Json::Value& steps = value["steps"];
   if (!steps.isArray() || steps.empty()) {

@@ -20,9 +20,9 @@ PlanRun::PlanRun(Session& session, const Plan& plan, const RunInfo& info, Observ
   }
   session_.log().keep_all();
   session_.on_hub_message([this](const HubMessage& message) {
-    constexpr size_t kMost = 5000;
+    constexpr size_t kMax = 5000;
     const std::lock_guard<std::mutex> lock(hub_mutex_);
-    if (messages_.size() < kMost) messages_.push_back(message);
+    if (messages_.size() < kMax) messages_.push_back(message);
   });
 }
 

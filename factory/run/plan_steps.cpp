@@ -13,9 +13,9 @@
 namespace factory::plan {
 namespace {
 
-constexpr int kMostAttempts = 20;
-constexpr int kMostSamples = 100000;
-constexpr int kMostElements = 15;
+constexpr int kAttemptsMax = 20;
+constexpr int kSamplesMax = 100000;
+constexpr int kElementsMax = 15;
 constexpr double kLongestRun = 3600;
 
 using Keys = std::set<std::string>;
@@ -135,10 +135,10 @@ void read_golden(PlanJson& json, const Json::Value& value, const std::string& wh
 
 // One light channel to a target, as the library offers it beside the steps that go by number.
 void read_channel(PlanJson& json, const Json::Value& value, const std::string& where, Step* step) {
-  constexpr double kMostCounts = 1e6;
-  step->channel = json.whole(value, where, "channel", 0, kMostElements, 0);
+  constexpr double kCountsMax = 1e6;
+  step->channel = json.whole(value, where, "channel", 0, kElementsMax, 0);
   step->screen = json.truth(value, where, "screen", false);
-  step->target = json.amount(value, where, "target", "counts", 0, kMostCounts).value_or(0);
+  step->target = json.amount(value, where, "target", "counts", 0, kCountsMax).value_or(0);
   if (!value.isMember("target"))
     json.problem(value["channel"], where + ".target", "a channel needs a target in counts");
   if (!value.isMember("name")) step->name += " channel " + std::to_string(*step->channel);
@@ -209,8 +209,8 @@ void read_verify(PlanJson& json, const Json::Value& value, const std::string& wh
     return;
   }
   json.only_keys(value, where, with_common({"verify", "samples", "settle", "period", "expect", "limits"}));
-  step->samples = json.whole(value, where, "samples", 2, kMostSamples, 0);
-  step->settle = json.whole(value, where, "settle", 0, kMostSamples, step->settle);
+  step->samples = json.whole(value, where, "samples", 2, kSamplesMax, 0);
+  step->settle = json.whole(value, where, "settle", 0, kSamplesMax, step->settle);
   step->period_s = json.amount(value, where, "period", "s", 0.001, 10);
   if (!type) return;
   const std::optional<Quantity> subject = subject_of(*type);
@@ -262,7 +262,7 @@ const StoredValue* read_stored(PlanJson& json, const Json::Value& value, const s
 void read_check(PlanJson& json, const Json::Value& value, const std::string& where, Step* step) {
   if (value["check"] == "report") return read_report_check(json, value, where, step);
   json.only_keys(value, where, with_common({"check", "value", "count", "limits"}));
-  step->count = json.whole(value, where, "count", 1, kMostElements, 5);
+  step->count = json.whole(value, where, "count", 1, kElementsMax, 5);
   step->value = json.text(value, where, "value", "");
   const std::optional<int> type = read_tag(json, value, where, "check");
   if (!type) return;
@@ -290,8 +290,8 @@ void read_write(PlanJson& json, const Json::Value& value, const std::string& whe
   const Json::Value& to = value["to"];
   step->count = stored->count != 0 ? stored->count : to.isArray() ? static_cast<int>(to.size()) : 1;
   if (!value.isMember("to")) return json.problem(value, where + ".to", "give the values to write");
-  if (step->count < 1 || step->count > kMostElements) {
-    return json.problem(to, where + ".to", "give 1 to " + std::to_string(kMostElements) + " values");
+  if (step->count < 1 || step->count > kElementsMax) {
+    return json.problem(to, where + ".to", "give 1 to " + std::to_string(kElementsMax) + " values");
   }
   const std::optional<Bound> numbers =
       json.bound(value, where, "to", stored->unit(*type), static_cast<size_t>(step->count), false);
@@ -344,7 +344,7 @@ Step read_step(PlanJson& json, const Json::Value& value, const std::string& wher
     return step;
   }
   step.name = json.text(value, where, "name", "");
-  step.repeat = json.whole(value, where, "repeat", 1, kMostAttempts, 1);
+  step.repeat = json.whole(value, where, "repeat", 1, kAttemptsMax, 1);
   step.stop_on_failure = json.stops(value, where);
   const KindRow* found = nullptr;
   for (const KindRow& row : kKinds) {

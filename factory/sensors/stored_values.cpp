@@ -10,14 +10,14 @@
 namespace factory {
 namespace {
 
-constexpr int kMostElements = 15;
+constexpr int kElementsMax = 15;
 using Floats = std::array<float, 16>;
 
 Reading from_floats(int result, const float* values, int count) { return {result, {values, values + count}}; }
 
 Floats to_floats(const std::vector<double>& values) {
   Floats out{};
-  std::transform(values.begin(), values.begin() + static_cast<long>(std::min<size_t>(values.size(), kMostElements)),
+  std::transform(values.begin(), values.begin() + static_cast<long>(std::min<size_t>(values.size(), kElementsMax)),
                  out.begin(), [](double v) { return static_cast<float>(v); });
   return out;
 }

@@ -10,7 +10,7 @@ namespace factory::store {
 namespace {
 
 constexpr size_t kLength = 36;
-constexpr int64_t kMostMs = (int64_t{1} << 48) - 1;
+constexpr int64_t kMsMax = (int64_t{1} << 48) - 1;
 
 bool well_formed(const std::string& id) {
   if (id.size() != kLength || id[14] != '7') return false;
@@ -26,7 +26,7 @@ bool well_formed(const std::string& id) {
 
 std::string make_run_id(std::chrono::system_clock::time_point started) {
   const int64_t since = std::chrono::duration_cast<std::chrono::milliseconds>(started.time_since_epoch()).count();
-  const auto ms = static_cast<uint64_t>(std::clamp<int64_t>(since, 0, kMostMs));
+  const auto ms = static_cast<uint64_t>(std::clamp<int64_t>(since, 0, kMsMax));
   // From the system's source: two stations that start alike must not count alike.
   std::random_device random;
   const uint32_t words[3] = {random(), random(), random()};

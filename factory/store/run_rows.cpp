@@ -17,8 +17,8 @@ namespace {
 constexpr int64_t kDayMs = 86400000;
 
 // Squares of these, and sums of the squares, stay within a double.
-constexpr double kMost = 1e100;
-constexpr double kLeast = 1e-100;
+constexpr double kMax = 1e100;
+constexpr double kMin = 1e-100;
 
 // The codes are those of the record's type, in its order.
 int code_of(record::Outcome outcome) { return static_cast<int>(outcome); }
@@ -153,8 +153,8 @@ Setup setup_of(const record::Run& run) {
 Number to_number(double number) {
   Number out;
   const double size = std::abs(number);
-  if (size < kMost) out.value = size < kLeast ? 0 : number;
-  if (size < kMost && (number == 0 || size >= kLeast)) return out;
+  if (size < kMax) out.value = size < kMin ? 0 : number;
+  if (size < kMax && (number == 0 || size >= kMin)) return out;
   if (std::isnan(number)) {
     out.exact = "nan";  // without a sign
     return out;

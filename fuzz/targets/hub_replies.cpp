@@ -12,7 +12,7 @@ using fuzz::any_int;
 using fuzz::ssc_oem_test_msg;
 
 constexpr int32_t kUntouched = 0x7a5a5a5a;
-constexpr int kMost = 15;
+constexpr int kMax = 15;
 
 // What one call is given and what it may write.
 struct Call {
@@ -23,9 +23,9 @@ struct Call {
   int c;
   int length;
   float value;
-  int32_t out[kMost + 1];
+  int32_t out[kMax + 1];
   float* floats() { return reinterpret_cast<float*>(out); }
-  float in[kMost];
+  float in[kMax];
 };
 
 // How the result follows from the reply.
@@ -38,7 +38,7 @@ struct Row {
   Takes takes;
   int refused;
   int first_word;  // of the outputs in the reply
-  int outputs;     // how many; kMost: `length`
+  int outputs;     // how many; kMax: `length`
   Gives gives;
   int (*call)(Call& c);
 };
@@ -48,7 +48,7 @@ const Row kRows[] = {
     {-1, Takes::kInertial, -1, 0, 0, Gives::kWord0, [](Call& c) { return c.api.setAMGOffset_api(c.type, c.in); }},
     {33, Takes::kGyroscope, 0, 0, 0, Gives::kZero, [](Call& c) { return c.api.reset_gyro_cal_api(c.type); }},
     {4, Takes::kSar, -1, 0, 3, Gives::kZero, [](Call& c) { return c.api.getSAROffset_api(c.type, c.floats()); }},
-    {4, Takes::kSar, -1, 1, kMost, Gives::kWord0,
+    {4, Takes::kSar, -1, 1, kMax, Gives::kWord0,
      [](Call& c) { return c.api.getSAROffset_api(c.type, c.floats(), c.length); }},
     {38, Takes::kAnyType, 0, 0, 1, Gives::kZero, [](Call& c) { return c.api.getLuxDark_api(c.floats(), c.a); }},
     {10, Takes::kAnyType, 0, 0, 1, Gives::kZero,
@@ -74,11 +74,11 @@ const Row kRows[] = {
      [](Call& c) { return c.api.setAlsBacklightLuxCali_api(c.type, c.a, c.b, c.c); }},
     {27, Takes::kAnyType, 0, 0, 0, Gives::kWord0,
      [](Call& c) { return c.api.setCctChannelBacklight_api(c.type, c.a, c.b, c.in); }},
-    {29, Takes::kAnyType, 0, 1, kMost, Gives::kSign,
+    {29, Takes::kAnyType, 0, 1, kMax, Gives::kSign,
      [](Call& c) { return c.api.getLuxChannelRawGolden_api(c.type, c.floats(), c.length); }},
     {28, Takes::kAnyType, 0, 0, 0, Gives::kWord0,
      [](Call& c) { return c.api.setLuxChannelRawGolden_api(c.type, c.in, c.length); }},
-    {31, Takes::kAnyType, 0, 1, kMost, Gives::kWord0,
+    {31, Takes::kAnyType, 0, 1, kMax, Gives::kWord0,
      [](Call& c) { return c.api.getLuxChannelScale_api(c.type, c.floats(), c.length); }},
     {30, Takes::kAnyType, 0, 0, 0, Gives::kWord0,
      [](Call& c) { return c.api.setLuxChannelScale_api(c.type, c.in, c.length); }},
@@ -159,8 +159,8 @@ void check_call(const Row& row, Call* call, fuzz::ScriptedHub* hub, const ssc_oe
   HOLDS(hub->sent.size() == 1);
   HOLDS(row.code < 0 || hub->sent[0].msg_type == row.code);
   HOLDS(result == result_of(row.gives, reply));
-  const int outputs = row.outputs == kMost ? std::clamp(call->length, 0, kMost) : row.outputs;
-  for (int i = 0; i <= kMost; ++i) {
+  const int outputs = row.outputs == kMax ? std::clamp(call->length, 0, kMax) : row.outputs;
+  for (int i = 0; i <= kMax; ++i) {
     HOLDS(call->out[i] == (i < outputs ? reply.data[static_cast<size_t>(row.first_word + i)] : kUntouched));
   }
 }

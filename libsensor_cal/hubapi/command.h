@@ -39,8 +39,8 @@ static_assert(sizeof(Command) == sizeof(_ssc_oem_test_msg), "nothing but names i
 
 // How many of `length` elements are moved: what fits after word 0.
 inline int moved_elements(int length) {
-  constexpr int kMost = oem_test_msg::kWords - 1;
-  return length < kMost ? length : kMost;
+  constexpr int kMax = oem_test_msg::kWords - 1;
+  return length < kMax ? length : kMax;
 }
 
 }  // namespace hubapi

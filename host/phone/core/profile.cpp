@@ -15,7 +15,7 @@ namespace phone {
 namespace {
 
 constexpr int kMaxExtends = 8;
-constexpr int kMostBrightness = 9999;  // four digits: see docs/phone-panel.md
+constexpr int kBrightnessMax = 9999;  // four digits: see docs/phone-panel.md
 
 // Objects are merged key by key; anything else replaces, and null takes away.
 void merge(Json::Value* base, const Json::Value& change) {
@@ -224,7 +224,7 @@ void read_profile(const Json::Value& value, const std::string& source, Profile* 
   read_sensors(&reader, profile);
   if (reader.has("panel")) {
     JsonReader panel(reader.take("panel"), reader.path("panel"));
-    panel.read("max_brightness", &profile->max_brightness, 1, kMostBrightness);
+    panel.read("max_brightness", &profile->max_brightness, 1, kBrightnessMax);
     profile->brightness = std::min(profile->brightness, profile->max_brightness);  // where the profile is silent
     panel.read("brightness", &profile->brightness, 0, profile->max_brightness);
     panel.finish();
@@ -256,9 +256,9 @@ class Cache {
     return found == profiles_.end() ? nullptr : found->second;
   }
   void keep(const std::string& text, const ProfilePtr& profile) {
-    constexpr size_t kMost = 16;
+    constexpr size_t kMax = 16;
     const std::lock_guard<std::mutex> lock(mutex_);
-    if (profiles_.size() >= kMost) profiles_.clear();
+    if (profiles_.size() >= kMax) profiles_.clear();
     profiles_[text] = profile;
   }
 

@@ -6,7 +6,7 @@ namespace phone {
 namespace {
 
 // The hub's answer to a dark value that measures as nothing: 0 stands for "missing".
-constexpr float kLeastDark = 0.01F;
+constexpr float kDarkMin = 0.01F;
 constexpr int kRunChannels = 5;
 constexpr float kMinScale = 0.001F;
 constexpr float kMaxScale = 1000.0F;
@@ -82,7 +82,7 @@ void get_dark_value(CommandContext& c) {
   if (!c.known_type || which < 1 || which > kDarkValues) return;
   if (c.measured.dark_box) {
     const float value = c.measured.values[static_cast<size_t>(which - 1)];
-    light(c).dark[which] = value == 0 ? kLeastDark : value;
+    light(c).dark[which] = value == 0 ? kDarkMin : value;
     c.changed = true;
   }
   const auto found = stored_light(c).dark.find(which);

@@ -12,8 +12,8 @@ namespace {
 
 constexpr size_t kLinesToJudge = 5000;
 constexpr int kKindColumns = 2;
-constexpr size_t kFewestRows = 3;  // fewer may be lines about the recording
-constexpr double kClock = 1e9;     // clocks of phones lie above, values below
+constexpr size_t kRowsMin = 3;  // fewer may be lines about the recording
+constexpr double kClock = 1e9;  // clocks of phones lie above, values below
 
 // What a cell names when it holds nothing but a sensor's name.
 std::optional<ColumnName> kind_of(const std::string& cell) {
@@ -109,7 +109,7 @@ std::optional<ColumnPlan> plan_mixed_rows(const TextTable& table, const ReplayOp
   const Quantity measure = find_replay_kind(replay.sensor_type)->measure;
   for (int column = 0; column < kKindColumns; ++column) {
     const Kinds kinds = kinds_in(table, measure, column);
-    if (kinds.rows < kFewestRows) continue;
+    if (kinds.rows < kRowsMin) continue;
     if (kinds.wanted.empty()) {
       if (kinds.rows * 2 < kinds.judged) continue;
       throw PhoneError(replay.file + ": rows of " + kinds.all + ", none for " +

@@ -12,8 +12,8 @@
 #include "cli/terminal.h"
 #include "commands/commands.h"
 #include "files/json_text.h"
-#include "line/crew.h"
 #include "line/phone_run.h"
+#include "line/worker_pool.h"
 #include "simulator/drawn_phone.h"
 #include "store/store.h"
 #include "store/uri.h"
@@ -160,9 +160,9 @@ int run_line(const Options& options, const Arguments& a) {
   task.folder = folder.path();
   line::LineResult result;
   {
-    line::Crew crew(task, spools, a.stations, a.phones);
+    line::WorkerPool pool(task, spools, a.stations, a.phones);
     StatusLine progress(!options.json);
-    result = crew.run(interrupted, [&](const line::LineResult& now) { progress.show(progress_text(now)); });
+    result = pool.run(interrupted, [&](const line::LineResult& now) { progress.show(progress_text(now)); });
   }
   if (options.json) {
     std::cout << json_pretty(to_json(result, a, task.seed)) << std::endl;

@@ -7,8 +7,8 @@
 #include <memory>
 
 #include "files/json_text.h"
-#include "line/courier.h"
 #include "line/phone_run.h"
+#include "line/uploader.h"
 #include "phone/options.h"
 #include "simulator/drawn_phone.h"
 
@@ -42,7 +42,7 @@ class Station {
       : task_(task),
         plan_(plan::parse_plan(task.plan_file, task.plan_bytes, &problems_)),
         sensors_(sensors_of(plan_)),
-        courier_(store::parse_uri(task.store), task.spool) {
+        uploader_(store::parse_uri(task.store), task.spool) {
     if (!problems_.empty()) throw AppError(kUsage, problems_.front());
   }
 
@@ -70,18 +70,18 @@ class Station {
     fs::current_path("/");  // the application stood in the phone
     fs::remove_all(directory);
     run.record.id = id;
-    courier_.keep(run.record);
+    uploader_.keep(run.record);
     return outcome_name(run.record.outcome);
   }
 
-  int finish() { return courier_.finish(task_.patience_s); }
+  int finish() { return uploader_.finish(task_.patience_s); }
 
  private:
   const StationTask task_;
   std::vector<std::string> problems_;
   const plan::Plan plan_;
   const std::vector<std::string> sensors_;
-  Courier courier_;
+  Uploader uploader_;
 };
 
 void answer(const Json::Value& json) { std::cout << json_line(json) << std::endl; }

@@ -18,8 +18,8 @@ namespace {
 using test::bits;
 using test::Message;
 
-constexpr int kLeastParam = -2;
-constexpr int kMostParam = 21;
+constexpr int kParamMin = -2;
+constexpr int kParamMax = 21;
 
 std::set<int> all_types() {
   std::set<int> out;
@@ -101,7 +101,7 @@ TEST(SensorTest, AStepIsWhatTheLibraryDoesForTheSensorByThatNumberAlone) {
     ReadyPhone phone(c.proximity_chip, c.tof_chip);
     for (const int type : c.types) {
       const std::vector<Message> of_step_0 = phone.orders(type, 0);
-      for (int param = kLeastParam; param <= kMostParam; ++param) {
+      for (int param = kParamMin; param <= kParamMax; ++param) {
         SCOPED_TRACE(std::string(c.proximity_chip) + ": " + tag_of(type) + " " + std::to_string(param));
         const StepRow* step = step_of(type, param);
         const std::vector<Message> orders = phone.orders(type, param);

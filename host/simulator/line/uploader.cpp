@@ -1,4 +1,4 @@
-#include "line/courier.h"
+#include "line/uploader.h"
 
 #include <chrono>
 #include <iostream>
@@ -16,7 +16,7 @@ constexpr std::chrono::milliseconds kBeforeNextTry{300};
 
 }  // namespace
 
-Courier::Courier(const store::Uri& uri, const std::string& spool) : uri_(uri) {
+Uploader::Uploader(const store::Uri& uri, const std::string& spool) : uri_(uri) {
   if (!uri_.postgresql) {
     store_.emplace(uri_);
     return;
@@ -25,9 +25,9 @@ Courier::Courier(const store::Uri& uri, const std::string& spool) : uri_(uri) {
   thread_ = std::thread([this] { carry(); });
 }
 
-Courier::~Courier() { stop(Clock::now()); }
+Uploader::~Uploader() { stop(Clock::now()); }
 
-void Courier::keep(const record::Run& run) {
+void Uploader::keep(const record::Run& run) {
   if (store_) {
     store_->put(store::rows_of(run, false));
     return;
@@ -38,12 +38,12 @@ void Courier::keep(const record::Run& run) {
   changed_.notify_all();
 }
 
-int Courier::finish(double patience_s) {
+int Uploader::finish(double patience_s) {
   stop(Clock::now() + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(patience_s)));
   return spool_ ? spool_->waiting() : 0;
 }
 
-void Courier::stop(Clock::time_point until) {
+void Uploader::stop(Clock::time_point until) {
   {
     const std::lock_guard<std::mutex> lock(mutex_);
     stopping_ = true;
@@ -54,7 +54,7 @@ void Courier::stop(Clock::time_point until) {
 }
 
 // With a connection to the spool of its own: the station need not wait while the server is slow.
-void Courier::carry() {
+void Uploader::carry() {
   std::string told;
   try {
     store::Spool spool(spool_->file());

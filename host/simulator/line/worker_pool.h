@@ -26,13 +26,13 @@ struct LineResult {
   uint64_t done() const { return passed + failed; }
 };
 
-class Crew {
+class WorkerPool {
  public:
   // `task`: what all stations have in common; `spools`: the folder for their spools. Nothing is started yet.
-  Crew(const StationTask& task, const std::string& spools, int stations, uint64_t phones);
-  ~Crew();
-  Crew(const Crew&) = delete;
-  Crew& operator=(const Crew&) = delete;
+  WorkerPool(const StationTask& task, const std::string& spools, int stations, uint64_t phones);
+  ~WorkerPool();
+  WorkerPool(const WorkerPool&) = delete;
+  WorkerPool& operator=(const WorkerPool&) = delete;
 
   // Runs all phones. `tell` is called a few times a second. Throws AppError where the stations do not start at all.
   LineResult run(const std::atomic<bool>& interrupted, const std::function<void(const LineResult&)>& tell);
@@ -45,7 +45,7 @@ class Crew {
     std::string id;
     int tries = 0;
   };
-  struct Process {
+  struct Worker {
     int station = 0;
     pid_t pid = -1;
     int to = -1, from = -1;
@@ -56,19 +56,19 @@ class Crew {
     bool finished = false;
   };
 
-  void start(Process* process);
-  void feed(Process* process);
-  void read(Process* process);
-  void take(Process* process, const std::string& line);
-  void died(Process* process);
-  void close_pipes(Process* process);
+  void start(Worker* worker);
+  void feed(Worker* worker);
+  void read(Worker* worker);
+  void take(Worker* worker, const std::string& line);
+  void died(Worker* worker);
+  void close_pipes(Worker* worker);
   bool next_phone(Phone* phone);
   bool wait(int timeout_ms);
   void end_all();
 
   const StationTask task_;
   const std::string spools_;
-  std::vector<Process> processes_;
+  std::vector<Worker> workers_;
   uint64_t next_ = 0;
   int silent_deaths_ = 0;  // in a row, without a word
   bool stopping_ = false;

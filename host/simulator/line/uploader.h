@@ -13,13 +13,13 @@
 
 namespace factory::line {
 
-class Courier {
+class Uploader {
  public:
   // `spool`: the station's own file, for a server. Throws StoreError.
-  Courier(const store::Uri& uri, const std::string& spool);
-  ~Courier();
-  Courier(const Courier&) = delete;
-  Courier& operator=(const Courier&) = delete;
+  Uploader(const store::Uri& uri, const std::string& spool);
+  ~Uploader();
+  Uploader(const Uploader&) = delete;
+  Uploader& operator=(const Uploader&) = delete;
 
   // The run is on the disk when this returns, in the store or in the spool. Throws StoreError.
   void keep(const record::Run& run);

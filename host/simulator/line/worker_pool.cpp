@@ -1,4 +1,4 @@
-#include "line/crew.h"
+#include "line/worker_pool.h"
 
 #include <errno.h>
 #include <fcntl.h>
@@ -26,8 +26,8 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 // A phone that a station dies over so often is the station's death.
-constexpr int kMostTries = 3;
-constexpr int kMostSilentDeaths = 3;
+constexpr int kTriesMax = 3;
+constexpr int kSilentDeathsMax = 3;
 constexpr int kTellMs = 200;
 // What stations have, after Ctrl-C, to keep the run under way.
 constexpr std::chrono::milliseconds kLastWords{150};
@@ -65,134 +65,134 @@ std::string how_it_ended(int status) {
 
 std::string spool_of(const std::string& spools, int station) { return spools + "/" + station_name(station) + ".db"; }
 
-Crew::Crew(const StationTask& task, const std::string& spools, int stations, uint64_t phones)
-    : task_(task), spools_(spools), processes_(static_cast<size_t>(stations)) {
-  for (int i = 0; i < stations; ++i) processes_[static_cast<size_t>(i)].station = i;
+WorkerPool::WorkerPool(const StationTask& task, const std::string& spools, int stations, uint64_t phones)
+    : task_(task), spools_(spools), workers_(static_cast<size_t>(stations)) {
+  for (int i = 0; i < stations; ++i) workers_[static_cast<size_t>(i)].station = i;
   result_.phones = phones;
 }
 
-Crew::~Crew() {
-  for (Process& process : processes_) {
-    close_pipes(&process);
-    if (process.pid < 0) continue;
-    kill(process.pid, SIGKILL);
-    waitpid(process.pid, nullptr, 0);
+WorkerPool::~WorkerPool() {
+  for (Worker& worker : workers_) {
+    close_pipes(&worker);
+    if (worker.pid < 0) continue;
+    kill(worker.pid, SIGKILL);
+    waitpid(worker.pid, nullptr, 0);
   }
 }
 
-void Crew::close_pipes(Process* process) {
-  for (int* fd : {&process->to, &process->from}) {
+void WorkerPool::close_pipes(Worker* worker) {
+  for (int* fd : {&worker->to, &worker->from}) {
     if (*fd >= 0) close(*fd);
     *fd = -1;
   }
 }
 
-void Crew::start(Process* process) {
+void WorkerPool::start(Worker* worker) {
   int to[2];
   int from[2];
   if (pipe2(to, O_CLOEXEC) != 0 || pipe2(from, O_CLOEXEC) != 0) throw AppError(kUnreachable, "no pipe");
-  process->to = to[1];
-  process->from = from[0];
-  process->unread.clear();
-  process->busy = process->has_spoken = process->finished = false;
-  process->pid = spawn_station(to[0], from[1]);
+  worker->to = to[1];
+  worker->from = from[0];
+  worker->unread.clear();
+  worker->busy = worker->has_spoken = worker->finished = false;
+  worker->pid = spawn_station(to[0], from[1]);
   close(to[0]);
   close(from[1]);
   StationTask task = task_;
-  task.station = process->station;
-  task.spool = spool_of(spools_, process->station);
+  task.station = worker->station;
+  task.spool = spool_of(spools_, worker->station);
   // A station that cannot take it has died, and is found to have when it is read.
-  (void)write_all(process->to, to_line(task) + "\n");
+  (void)write_all(worker->to, to_line(task) + "\n");
 }
 
-bool Crew::next_phone(Phone* phone) {
+bool WorkerPool::next_phone(Phone* phone) {
   if (stopping_ || next_ >= result_.phones) return false;
   *phone = {next_++, store::make_run_id(std::chrono::system_clock::now()), 0};
   return true;
 }
 
 // Hands out the phone that the station has not finished, or the next one, or says that there are no more.
-void Crew::feed(Process* process) {
-  if (process->to < 0) return;
-  if (!process->busy && !next_phone(&process->phone)) {
-    close(process->to);
-    process->to = -1;
+void WorkerPool::feed(Worker* worker) {
+  if (worker->to < 0) return;
+  if (!worker->busy && !next_phone(&worker->phone)) {
+    close(worker->to);
+    worker->to = -1;
     return;
   }
-  process->busy = true;
-  ++process->phone.tries;
+  worker->busy = true;
+  ++worker->phone.tries;
   Json::Value phone;
-  phone["number"] = Json::UInt64{process->phone.number};
-  phone["id"] = process->phone.id;
-  (void)write_all(process->to, json_line(phone) + "\n");
+  phone["number"] = Json::UInt64{worker->phone.number};
+  phone["id"] = worker->phone.id;
+  (void)write_all(worker->to, json_line(phone) + "\n");
 }
 
-void Crew::take(Process* process, const std::string& line) {
+void WorkerPool::take(Worker* worker, const std::string& line) {
   Json::Value said;
   if (!parse_json(line, &said) || !said.isObject()) return;
-  process->has_spoken = true;
+  worker->has_spoken = true;
   silent_deaths_ = 0;
   if (said.isMember("waiting")) {
     result_.waiting += said["waiting"].asInt();
-    process->finished = true;
+    worker->finished = true;
     return;
   }
-  if (!process->busy || said["number"].asUInt64() != process->phone.number) return;
+  if (!worker->busy || said["number"].asUInt64() != worker->phone.number) return;
   ++(said["verdict"].asString() == "passed" ? result_.passed : result_.failed);
-  process->busy = false;
-  feed(process);
+  worker->busy = false;
+  feed(worker);
 }
 
-void Crew::read(Process* process) {
+void WorkerPool::read(Worker* worker) {
   char bytes[4096];
-  const ssize_t count = ::read(process->from, bytes, sizeof bytes);
+  const ssize_t count = ::read(worker->from, bytes, sizeof bytes);
   if (count < 0 && errno == EINTR) return;
-  if (count <= 0) return died(process);
-  process->unread.append(bytes, static_cast<size_t>(count));
-  for (size_t end = process->unread.find('\n'); end != std::string::npos; end = process->unread.find('\n')) {
-    const std::string line = process->unread.substr(0, end);
-    process->unread.erase(0, end + 1);
-    take(process, line);
+  if (count <= 0) return died(worker);
+  worker->unread.append(bytes, static_cast<size_t>(count));
+  for (size_t end = worker->unread.find('\n'); end != std::string::npos; end = worker->unread.find('\n')) {
+    const std::string line = worker->unread.substr(0, end);
+    worker->unread.erase(0, end + 1);
+    take(worker, line);
   }
 }
 
 // The end of a station: that of its work, or one before it.
-void Crew::died(Process* process) {
+void WorkerPool::died(Worker* worker) {
   int status = 0;
-  waitpid(process->pid, &status, 0);
-  process->pid = -1;
-  close_pipes(process);
-  if (process->finished || stopping_) return;
+  waitpid(worker->pid, &status, 0);
+  worker->pid = -1;
+  close_pipes(worker);
+  if (worker->finished || stopping_) return;
   // What it lacks it would lack again; it has said so itself.
   if (WIFEXITED(status) && WEXITSTATUS(status) == kUsage)
-    throw AppError(kUsage, "station " + station_name(process->station) + " " + how_it_ended(status));
-  if (!process->has_spoken && ++silent_deaths_ >= kMostSilentDeaths)
-    throw AppError(kUnreachable, "station " + station_name(process->station) + " " + how_it_ended(status) +
+    throw AppError(kUsage, "station " + station_name(worker->station) + " " + how_it_ended(status));
+  if (!worker->has_spoken && ++silent_deaths_ >= kSilentDeathsMax)
+    throw AppError(kUnreachable, "station " + station_name(worker->station) + " " + how_it_ended(status) +
                                      " as soon as it was started");
   ++result_.restarts;
-  const bool was_busy = process->busy;
-  std::cerr << "sensorcal: station " << station_name(process->station) << " " << how_it_ended(status)
+  const bool was_busy = worker->busy;
+  std::cerr << "sensorcal: station " << station_name(worker->station) << " " << how_it_ended(status)
             << " and is started again" << std::endl;
-  const Phone phone = process->phone;
-  start(process);
-  if (was_busy && phone.tries >= kMostTries) {
+  const Phone phone = worker->phone;
+  start(worker);
+  if (was_busy && phone.tries >= kTriesMax) {
     std::cerr << "sensorcal: phone " << serial_of(task_.seed + phone.number) << " is given up" << std::endl;
     ++result_.given_up;
   } else if (was_busy) {
-    process->busy = true;
-    process->phone = phone;
+    worker->busy = true;
+    worker->phone = phone;
   }
-  feed(process);
+  feed(worker);
 }
 
 // False when no station is left.
-bool Crew::wait(int timeout_ms) {
+bool WorkerPool::wait(int timeout_ms) {
   std::vector<pollfd> polled;
-  std::vector<Process*> whose;
-  for (Process& process : processes_) {
-    if (process.from < 0) continue;
-    polled.push_back({process.from, POLLIN, 0});
-    whose.push_back(&process);
+  std::vector<Worker*> whose;
+  for (Worker& worker : workers_) {
+    if (worker.from < 0) continue;
+    polled.push_back({worker.from, POLLIN, 0});
+    whose.push_back(&worker);
   }
   if (polled.empty()) return false;
   if (poll(polled.data(), polled.size(), timeout_ms) <= 0) return true;
@@ -203,26 +203,26 @@ bool Crew::wait(int timeout_ms) {
 }
 
 // No more phones; what is under way is kept where there is time for it.
-void Crew::end_all() {
+void WorkerPool::end_all() {
   stopping_ = true;
-  for (Process& process : processes_) {
-    if (process.to >= 0) close(process.to);
-    process.to = -1;
+  for (Worker& worker : workers_) {
+    if (worker.to >= 0) close(worker.to);
+    worker.to = -1;
   }
   const Clock::time_point end = Clock::now() + kLastWords;
   while (Clock::now() < end && wait(10)) {
   }
 }
 
-LineResult Crew::run(const std::atomic<bool>& interrupted, const std::function<void(const LineResult&)>& tell) {
+LineResult WorkerPool::run(const std::atomic<bool>& interrupted, const std::function<void(const LineResult&)>& tell) {
   const Clock::time_point start_time = Clock::now();
   // A station that dies while it is written to is found out when it is read.
   struct sigaction ignore = {}, before = {};
   ignore.sa_handler = SIG_IGN;
   sigaction(SIGPIPE, &ignore, &before);
-  for (Process& process : processes_) {
-    start(&process);
-    feed(&process);
+  for (Worker& worker : workers_) {
+    start(&worker);
+    feed(&worker);
   }
   Clock::time_point told = start_time;
   while (!interrupted && wait(kTellMs)) {
