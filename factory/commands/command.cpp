@@ -64,11 +64,6 @@ const std::vector<Command>& commands() {
        set_up_backlight},
       {"hub", "show, log and send messages of the sensor hub",
        "  sensorcal hub state\n  sensorcal hub log hub.jsonl\n  sensorcal hub send Acc get-acc-offset", set_up_hub},
-      {"call", "call any operation of the library by its name",
-       "  sensorcal call\n"
-       "  sensorcal call getLuxChannelScale_api CCT_F_strm 0 5\n"
-       "  sensorcal call get_judge_calibrated + ParseStr Acc 0 0",
-       set_up_call},
       {"man", "print the man page", "  sensorcal man | man -l -\n  sensorcal man > sensorcal.1", set_up_man},
       {"completion", "print the completions of a shell",
        "  source <(sensorcal completion bash)\n  sensorcal completion zsh > ~/.zfunc/_sensorcal", set_up_completion},

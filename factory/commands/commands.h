@@ -32,7 +32,6 @@ Runner set_up_tof(ArgumentParser parser);
 Runner set_up_channel(ArgumentParser parser);
 Runner set_up_collect(ArgumentParser parser);
 Runner set_up_hub(ArgumentParser parser);
-Runner set_up_call(ArgumentParser parser);
 Runner set_up_check(ArgumentParser parser);
 Runner set_up_watch(ArgumentParser parser);
 Runner set_up_man(ArgumentParser parser);
