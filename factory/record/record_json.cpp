@@ -36,13 +36,19 @@ struct Milliseconds {  // seconds, in whole milliseconds
   T& seconds;
 };
 template <typename T>
+Milliseconds(T&) -> Milliseconds<T>;
+template <typename T>
 struct SingleNumbers {  // as the hub holds them
   T& values;
 };
 template <typename T>
+SingleNumbers(T&) -> SingleNumbers<T>;
+template <typename T>
 struct RestartCounts {  // by cause
   T& counts;
 };
+template <typename T>
+RestartCounts(T&) -> RestartCounts<T>;
 
 class Writer {
  public:
