@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
 """Writes the seeds of the fuzz targets: fuzz/seeds/<target>/<name>. Run it again after a target reads its input anew."""
+import json
 import pathlib
 
 SEEDS = pathlib.Path(__file__).resolve().parent / "seeds"
@@ -138,6 +139,46 @@ def plans():
     save("plan", "wrong", plan('{"verify": {}}', '{"check": []}', '{"calibrate": 1}', "3"))
 
 
+def runs():
+    sensor = {"handle": 1, "name": "s", "vendor": "v", "version": 1, "type": 1, "type_text": "", "max_range": 0, "resolution": 0,
+              "power": 0, "min_delay": 0, "max_delay": 0, "fifo_reserved": 0, "fifo_max": 0, "permission": "", "flags": 0}
+    words = list(range(18))
+    answers = [("find", True, "d"), ("sensor-list", {"result": 0, "sensors": [sensor]}, None),
+               ("default-sensor", {"result": 0, "sensor": sensor}, {"type": 1}),
+               ("event-queue", {"result": 0, "there": True}, None), ("enable", {"enabling": 1, "result": 0}, {"handle": 1}),
+               ("disable", {"result": 0}, {"handle": 1}), ("files", {"/a/b": "00ff", "/c": None}, None), ("time", 7, None),
+               ("hub", {"reply": "00" * 72, "told": [{"time": 1, "request": words, "reply": words, "note": ""}]},
+                {"message": words}),
+               ("hub", {"failed": {"dead": True, "why": "gone"}, "told": []}, {"message": words}),
+               ("facts", [["phone", "p"]], None), ("world", [["lux", "200"]], None), ("remarks", ["r"], None),
+               ("set-world", "", ["lux", "1"]), ("arrange", {"problems": [], "notes": ["n"]}, [["lux", "1"]]),
+               ("hub-state", {"a": 1}, None)]
+    lines = [{"format": "sensorcal.recording/2", "properties": {"ro.a": "b"}, "unwritable": ["/sys/x"]}]
+    for ask, answer, of in answers:
+        lines.append({"ask": ask, "attempt": "1.1", "answer": answer} | ({} if of is None else {"of": of}))
+    lines.append({"enabling": 1, "event": {"time": 5, "handle": 1, "type": 1, "data": "00" * 64}})
+    def text(some):
+        return "".join(json.dumps(line | {"n": n + 1}) + "\n" for n, line in enumerate(some))
+    save("trace", "all", text(lines))
+    for line in lines[1:]:
+        save("trace", line.get("ask", "event") + ("-failed" if "failed" in str(line) else ""), text([lines[0], line]))
+    save("trace", "cut", text(lines[:3])[:-20])
+
+    value = {"name": "offset", "unit": "hPa", "values": [0.5, "nan"]}
+    attempt = {"attempt": 1, "started": "2026-11-26T02:45:03.844Z", "seconds": 1.5, "verdict": "error", "kept": False,
+               "reasons": [{"code": "c", "arguments": ["a"], "text": "t"}, "words"], "hints": ["h"], "notes": ["n"],
+               "before": [value], "after": [], "restarts": {"variance": 1},
+               "measurements": [{"name": "residual", "axis": "x", "value": 1, "low": None, "high": 2, "unit": "hPa"}],
+               "window": {"unit": "hPa", "axes": ["x"], "period_ms": 20, "samples": [[1, 2.5, "accepted"]]},
+               "spans": [{"sensor": "Bar", "what": "sampling", "from_s": 0, "to_s": 1}],
+               "log": [{"priority": 4, "tag": "t", "text": "l"}]}
+    step = {"step": 1, "name": "n", "kind": "calibrate", "tag": "Bar", "verdict": "failed", "attempts": [attempt]}
+    for form in (1, 2):
+        save("record", f"form{form}", json.dumps({"schema": f"sensorcal.run/{form}", "serial": "S", "verdict": "failed",
+             "started": "2026-11-26T02:45:03.844Z", "seconds": 2, "plan": {"name": "p", "bytes": "{}"},
+             "application": {"version": "1"}, "library": {"version": "1"}, "phone": {"profile": "p"}, "steps": [step]}))
+
+
 def streams():
     for sensor in range(18):
         for axes in (1, 3, 5):
@@ -244,5 +285,5 @@ def sequences():
     d.save("operations", "changes")
 
 
-for make in (texts, recordings, profiles, plans, streams, sequences):
+for make in (texts, recordings, profiles, plans, runs, streams, sequences):
     make()

@@ -3,6 +3,13 @@
 #include <cstdio>
 
 namespace factory {
+namespace {
+
+// Of what the clock can tell in nanoseconds.
+constexpr int kFirstYear = 1678;
+constexpr int kLastYear = 2261;
+
+}  // namespace
 
 using namespace std::chrono;  // NOLINT(google-build-using-namespace): calendar arithmetic
 
@@ -28,7 +35,8 @@ std::optional<system_clock::time_point> parse_iso_time(const std::string& text) 
       read != static_cast<int>(kLength))
     return {};
   const year_month_day date{year{y}, month{static_cast<unsigned>(mon)}, day{static_cast<unsigned>(d)}};
-  const bool good = date.ok() && h >= 0 && h < 24 && min >= 0 && min < 60 && s >= 0 && s < 60 && ms >= 0;
+  const bool good = date.ok() && y >= kFirstYear && y <= kLastYear && h >= 0 && h < 24 && min >= 0 && min < 60 &&
+                    s >= 0 && s < 60 && ms >= 0;
   if (!good) return {};
   return sys_days{date} + hours{h} + minutes{min} + seconds{s} + milliseconds{ms};
 }

@@ -214,7 +214,9 @@ class Reader {
   }
   template <typename T>
   void get(const Json::Value& in, const std::string& place, Milliseconds<T>& value) const {
+    constexpr double kMax = 1e9;
     get(in, place, value.seconds);
+    if (!(value.seconds >= 0 && value.seconds <= kMax)) fail(place, "a number of seconds");
   }
   template <typename T>
   void get(const Json::Value& in, const std::string& place, SingleNumbers<T>& value) const {

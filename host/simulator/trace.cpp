@@ -40,9 +40,7 @@ std::string key(const std::string& attempt, const std::string& name, const Json:
 }
 
 // A run that was killed leaves a last line without its end.
-Recorded read_trace(const std::string& file) {
-  std::ifstream in(file, std::ios::binary);
-  if (!in) throw AppError(kUsage, file + ": cannot be read");
+Recorded read_trace(std::istream& in, const std::string& file) {
   Recorded out;
   std::string text;
   for (int number = 1; std::getline(in, text); ++number) {
@@ -62,6 +60,12 @@ Recorded read_trace(const std::string& file) {
   }
   if (out.head.isNull()) throw AppError(kUsage, file + ": empty");
   return out;
+}
+
+Recorded read_trace(const std::string& file) {
+  std::ifstream in(file, std::ios::binary);
+  if (!in) throw AppError(kUsage, file + ": cannot be read");
+  return read_trace(in, file);
 }
 
 }  // namespace factory::trace

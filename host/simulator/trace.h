@@ -6,6 +6,7 @@
 
 #include <deque>
 #include <functional>
+#include <iosfwd>
 #include <map>
 #include <string>
 #include <vector>
@@ -60,5 +61,6 @@ struct Recorded {
 
 // Throws AppError where a line is missing, or is not as a recorder writes it.
 Recorded read_trace(const std::string& file);
+Recorded read_trace(std::istream& in, const std::string& name);
 
 }  // namespace factory::trace
