@@ -83,9 +83,11 @@ int run(int argc, char** argv) {
   Options options;
   add_common_options(app, &options);
   app.footer(
-      "Exit codes: 0 passed, 1 a check failed, 2 usage, 3 the phone or a service could not be reached, "
-      "4 a replay differs from its recording, "
-      "130 interrupted.");
+      "Exit codes: 0 passed, 1 failed: the phone's fault, 2 usage, or unreadable or damaged input, 3 an error: the "
+      "phone "
+      "could not be judged, or passed, and something that was asked for could not be delivered, 4 a replay differs "
+      "from "
+      "its recording, 130 ended by a person.");
   std::map<const CLI::App*, std::function<int(const Options&)>> runners;
   for (const std::vector<Command>* table : {&commands(), &fixture_commands()}) {
     for (const Command& command : *table) {
@@ -138,7 +140,7 @@ int main(int argc, char** argv) {
     const int code = run(argc, argv);
     if (std::cout.flush()) return code;
     std::cerr << "sensorcal: standard output cannot be written\n";
-    return code == kPassed ? kFailed : code;
+    return code == kPassed ? kUnreachable : code;
   } catch (const AppError& error) {
     std::cerr << "sensorcal: " << error.what() << "\n";
     return error.code;

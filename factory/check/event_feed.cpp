@@ -9,7 +9,6 @@ namespace {
 
 using ::android::frameworks::sensorservice::V1_0::IEventQueue;
 using ::android::frameworks::sensorservice::V1_0::IEventQueueCallback;
-using QueueResult = ::android::frameworks::sensorservice::V1_0::Result;
 using ::android::hardware::Return;
 using ::android::hardware::Void;
 using ::android::hardware::sensors::V1_0::Event;
@@ -74,19 +73,12 @@ class EventFeed::Inbox : public IEventQueueCallback {
 EventFeed::EventFeed(const Manager& manager, int handle, int type, int period_us, double span_s)
     : handle_(handle), inbox_(new Inbox(handle, type, static_cast<int64_t>(span_s * 1e9))) {
   ::android::sp<IEventQueue> queue;
-  const auto created =
-      manager->createEventQueue(inbox_, [&](const ::android::sp<IEventQueue>& made, QueueResult result) {
-        if (result == QueueResult::OK) queue = made;
-      });
-  if (!created.isOk() || queue == nullptr) {
-    problem_ = "the sensor service gave no event queue";
-    return;
-  }
+  problem_ = open_queue(manager, inbox_, &queue);
+  if (problem_) return;
   inbox_->set_queue(queue.get());
   enabled_at_ = Steady::now();
-  const auto enabled = queue->enableSensor(handle, period_us, 0);
-  if (!enabled.isOk() || enabled != QueueResult::OK) {
-    problem_ = "the sensor could not be enabled";
+  problem_ = enable_sensor(*queue, handle, period_us);
+  if (problem_) {
     inbox_->set_queue(nullptr);
     return;
   }

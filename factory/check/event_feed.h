@@ -4,10 +4,11 @@
 #include <SensorCalibration.h>
 
 #include <chrono>
-#include <string>
+#include <optional>
 #include <vector>
 
 #include "check/sample.h"
+#include "phone/sampler.h"
 
 namespace factory {
 
@@ -22,7 +23,7 @@ class EventFeed {
   EventFeed(const EventFeed&) = delete;
   EventFeed& operator=(const EventFeed&) = delete;
 
-  const std::string& problem() const { return problem_; }
+  const std::optional<record::Reason>& problem() const { return problem_; }
   std::chrono::steady_clock::time_point enabled_at() const { return enabled_at_; }
   // What came since the last call; waits for the first of it, but no longer than `at_most`.
   std::vector<Sample> take(std::chrono::milliseconds at_most);
@@ -35,7 +36,7 @@ class EventFeed {
   class Inbox;
 
   const int handle_;
-  std::string problem_;
+  std::optional<record::Reason> problem_;
   std::chrono::steady_clock::time_point enabled_at_;
   ::android::sp<Inbox> inbox_;
   ::android::sp<::android::frameworks::sensorservice::V1_0::IEventQueue> queue_;

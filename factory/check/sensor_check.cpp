@@ -56,7 +56,7 @@ Enabling enable(Session& session, const SensorInfo& sensor, double period_ms, do
   const double patience_s = (kPatienceS + 2 * period_ms / kMsPerS) * slow;
   EventFeed feed(session.cal().sensor_manager, sensor.sensorHandle, static_cast<int>(sensor.type),
                  static_cast<int>(period_ms * kUsPerMs), seconds);
-  out.problem = feed.problem();
+  if (feed.problem()) out.problem = feed.problem()->text;
   const auto begin = Steady::now();
   auto last = begin;
   std::vector<Sample>& samples = out.samples;

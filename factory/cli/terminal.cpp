@@ -26,6 +26,7 @@ bool colour_wanted() {
 std::string bold(const std::string& text) { return coloured("1", text); }
 std::string good(const std::string& text) { return coloured("32", text); }
 std::string bad(const std::string& text) { return coloured("31", text); }
+std::string alert(const std::string& text) { return coloured("36", text); }
 std::string faint(const std::string& text) { return coloured("2", text); }
 
 std::mutex& status_line() {

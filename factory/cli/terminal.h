@@ -14,6 +14,8 @@ bool colour_wanted();
 std::string bold(const std::string& text);
 std::string good(const std::string& text);
 std::string bad(const std::string& text);
+// What is neither good nor bad: nothing is known.
+std::string alert(const std::string& text);
 std::string faint(const std::string& text);
 
 // Held by whoever writes a line that is written over and over, and by a question for as long as it waits.

@@ -9,8 +9,10 @@
 #include "cli/status_line.h"
 #include "cli/terminal.h"
 #include "commands/commands.h"
+#include "commands/outputs.h"
 #include "files/json_text.h"
 #include "phone/session.h"
+#include "record/exit_code.h"
 #include "sensors/sensor.h"
 
 namespace factory {
@@ -82,7 +84,12 @@ int run(const Options& options, const Arguments& arguments) {
   } else {
     print_text(session, done, passed);
   }
-  return session.interrupted() ? kInterrupted : passed ? kPassed : kFailed;
+  using record::Outcome;
+  const Outcome verdict = session.interrupted()            ? Outcome::aborted
+                          : passed                         ? Outcome::passed
+                          : session.sensor_service_there() ? Outcome::failed
+                                                           : Outcome::error;
+  return exit_code(verdict, delivered("", [&] { session.require_logs(); }));
 }
 
 }  // namespace

@@ -34,16 +34,20 @@ void require_places(RunOutputs* outputs) {
     throw AppError(kUsage, "--csv " + outputs->csv + ": is no folder");
 }
 
+bool delivered(const char* what, const std::function<void()>& deliver) {
+  try {
+    deliver();
+    return true;
+  } catch (const std::exception& error) {
+    std::cerr << "sensorcal: " << what << error.what() << "\n";
+    return false;
+  }
+}
+
 bool write_outputs(const record::Run& run, const RunOutputs& outputs, const Aside& aside) {
   bool all = true;
   const auto write = [&](const std::string& file, const std::function<void()>& written) {
-    if (file.empty()) return;
-    try {
-      written();
-    } catch (const std::exception& error) {
-      std::cerr << "sensorcal: " << error.what() << "\n";
-      all = false;
-    }
+    if (!file.empty()) all &= delivered("", written);
   };
   write(outputs.html, [&] { write_html_report(run, outputs.html, aside); });
   write(outputs.junit, [&] { write_junit(run, outputs.junit); });

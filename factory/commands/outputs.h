@@ -1,6 +1,7 @@
 // The files that a record becomes.
 #pragma once
 
+#include <functional>
 #include <string>
 
 #include "cli/argument_parser.h"
@@ -22,6 +23,9 @@ std::string absolute(const std::string& file);
 
 // Makes the names absolute, and looks at what can be known before there is a record. Throws AppError.
 void require_places(RunOutputs* outputs);
+
+// False: it threw, which is told after `what`.
+bool delivered(const char* what, const std::function<void()>& deliver);
 
 // False: one could not be written, which is told. The others are written all the same.
 bool write_outputs(const record::Run& run, const RunOutputs& outputs, const Aside& aside);

@@ -13,6 +13,7 @@
 #include "commands/commands.h"
 #include "files/json_text.h"
 #include "phone/session.h"
+#include "record/exit_code.h"
 #include "record/record_json.h"
 #include "run/attempt_text.h"
 #include "run/plan_run.h"
@@ -82,44 +83,21 @@ double speed_of(const Options& options) {
   return speed > 0 ? speed : std::numeric_limits<double>::infinity();
 }
 
-// A run that could not be stored keeps its verdict.
-record::Run kept(record::Run run, const Arguments& arguments) {
-  if (!arguments.keeper) return run;
-  run.id = arguments.id;
-  try {
-    arguments.keeper->keep(run);
-  } catch (const std::exception& error) {
-    std::cerr << "sensorcal: the run was not stored: " << error.what() << "\n";
-  }
-  return run;
-}
-
-// The record on standard output comes first: it is not lost where a file cannot be written. Returns the exit code: the
-// run's own, unless its review has another or a passed run left a file unwritten.
-int hand_on(Session& session, record::Run made, const Options& options, const Arguments& arguments, int code) {
-  store::hash_plan(&made);
-  session.fixture().run_ends(made);
-  const record::Run run = kept(std::move(made), arguments);
+// The record on standard output comes first: it is not lost where a file cannot be written. Returns the exit code.
+int hand_on(Session& session, record::Run run, const Options& options, const Arguments& arguments) {
+  store::hash_plan(&run);
+  if (arguments.keeper) run.id = arguments.id;
+  bool all = delivered("the recording: ", [&] { session.fixture().run_ends(run); });
+  if (arguments.keeper) all &= delivered("the run was not stored: ", [&] { arguments.keeper->keep(run); });
   if (options.json) std::cout << json_pretty(to_json(run)) << std::endl;
   Aside aside;
-  if (arguments.review) code = arguments.review(run, &aside, code);
-  const bool all = write_outputs(run, arguments, aside);
-  return code == kPassed && !all ? kUsage : code;
+  const bool same = !arguments.review || arguments.review(run, &aside);
+  all &= write_outputs(run, arguments, aside);
+  all &= delivered("", [&] { session.require_logs(); });
+  return same ? exit_code(run.outcome, all) : kDiffers;
 }
 
-int exit_code(plan::PlanRun& run) {
-  if (run.refused()) return kUsage;
-  switch (run.verdict()) {
-    case plan::Outcome::aborted:
-      return kInterrupted;
-    case plan::Outcome::passed:
-      return kPassed;
-    default:
-      return run.unreachable() ? kUnreachable : kFailed;
-  }
-}
-
-int run_plan(const Options& options, const plan::Plan& plan, Arguments arguments) {
+int run_plan(const Options& options, const plan::Plan& plan, Arguments& arguments) {
   Session session(options);
   const std::vector<std::string> remarks = session.fixture().remarks();
   for (const std::string& remark : remarks) {
@@ -132,22 +110,18 @@ int run_plan(const Options& options, const plan::Plan& plan, Arguments arguments
   Teller teller(plan, session, !options.json, arguments.single, speed_of(options));
   plan::PlanRun plan_run(session, plan, arguments.info, teller);
   const LastWill will(session, [&](const std::string& why) {
-    const int end = why.empty() ? kInterrupted : kUnreachable;
-    try {
-      const int code = hand_on(session, plan_run.abort(why), options, arguments, end);
-      if (code != end) _exit(code);
-    } catch (const std::exception& error) {
-      std::cerr << "sensorcal: " << error.what() << "\n";
-    }
+    (void)delivered("", [&] {
+      if (hand_on(session, plan_run.abort(why), options, arguments) == kDiffers) _exit(kDiffers);
+    });
   });
   plan_run.run();
   const record::Run record = plan_run.record();
   if (!options.json && !arguments.single)
     std::cout << summary_text(plan_run.steps(), plan_run.verdict(), record.seconds);
-  return hand_on(session, record, options, arguments, exit_code(plan_run));
+  return hand_on(session, record, options, arguments);
 }
 
-int run(const Options& options, Arguments arguments) {
+int run(const Options& options, Arguments& arguments) {
   require_places(&arguments);
   arguments.record = absolute(arguments.record);
   const plan::Plan plan = plan::load_plan(arguments.plan);
@@ -161,8 +135,8 @@ int stored_run(const Options& options, Arguments arguments) {
   if (!arguments.store.empty())
     arguments.keeper = std::make_shared<store::Keeper>(arguments.store, arguments.spool, arguments.store_samples);
   const int code = run(options, arguments);
-  if (arguments.keeper) arguments.keeper->bring_up();
-  return code;
+  const bool taken = !arguments.keeper || arguments.keeper->bring_up(arguments.id);
+  return code == kPassed ? exit_code(record::Outcome::passed, taken) : code;
 }
 
 }  // namespace

@@ -9,8 +9,9 @@
 
 namespace factory {
 
-// Looks at the record once it is told, before files are made of it: may say more beside it, and gives the exit code.
-using Review = std::function<int(const record::Run& run, Aside* aside, int code)>;
+// Looks at the record once it is told, before files are made of it: may say more beside it. False: it differs from what
+// it was to repeat.
+using Review = std::function<bool(const record::Run& run, Aside* aside)>;
 
 int run_plan(const Options& options, const plan::Plan& plan, const plan::RunInfo& info, const RunOutputs& outputs,
              const Review& review);

@@ -12,6 +12,7 @@
 #include "commands/stored_runs.h"
 #include "files/json_text.h"
 #include "quality/stats_view.h"
+#include "record/exit_code.h"
 #include "record/record_json.h"
 #include "store/plan_hash.h"
 
@@ -70,7 +71,7 @@ int show(const Options& options, Arguments arguments) {
   } else {
     std::cout << run_text(run, true) << std::flush;
   }
-  return write_outputs(run, arguments, aside) ? kPassed : kUsage;
+  return exit_code(record::Outcome::passed, write_outputs(run, arguments, aside));
 }
 
 }  // namespace

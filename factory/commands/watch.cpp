@@ -16,6 +16,7 @@
 #include "commands/commands.h"
 #include "files/json_text.h"
 #include "phone/session.h"
+#include "record/exit_code.h"
 #include "run/calibration.h"
 #include "sensors/sensor.h"
 
@@ -141,16 +142,16 @@ int run(const Options& options, const Arguments& arguments) {
   {
     EventFeed feed(session.cal().sensor_manager, sensor->sensorHandle, type,
                    static_cast<int>(arguments.period_ms.value_or(quantity.period_ms) * kUsPerMs));
-    if (!feed.problem().empty()) {
-      throw AppError(session.sensor_service_there() ? kFailed : kUnreachable,
-                     tag + ": " + feed.problem() + "; " + sampling_hint(feed.problem()));
+    if (const auto& problem = feed.problem()) {
+      throw AppError(session.sensor_service_there() ? exit_code(outcome_of(problem->why), true) : kUnreachable,
+                     tag + ": " + problem->text + "; " + problem->hint);
     }
     follow(session, feed, arguments.seconds, view, display);
   }
   display.summary();
   if (session.interrupted() || view.events() > 0) return kPassed;
   std::cerr << "sensorcal: " << tag << ": no event came: the sensor is silent; look at its connection and its driver\n";
-  return kFailed;
+  return session.sensor_service_there() ? kFailed : kUnreachable;
 }
 
 }  // namespace

@@ -8,11 +8,11 @@ namespace factory {
 
 enum ExitCode : int {
   kPassed = 0,
-  kFailed = 1,         // a check failed
+  kFailed = 1,         // by the phone's fault
   kUsage = 2,          // the command line, a file or a value named on it
-  kUnreachable = 3,    // the phone or one of its services
+  kUnreachable = 3,    // the phone or one of its services; or all is well, and what was asked for was not delivered
   kDiffers = 4,        // a replay left its recording, or its record differs
-  kInterrupted = 130,  // ended by Ctrl-C, as shells have it
+  kInterrupted = 130,  // ended by a person, as shells have it
 };
 
 // Ends the command with a message for the operator.

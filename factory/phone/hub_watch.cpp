@@ -20,10 +20,12 @@ std::string hub_problem(Session& session) {
 HubWatch::HubWatch(Session& session)
     : session_(session), operation_(session.watchdog()), lost_(session.lost_messages()), first_(hub_problem(session)) {}
 
-std::string HubWatch::problem() {
-  if (!first_.empty()) return first_;
-  const int lost = session_.lost_messages() - lost_;
-  const std::string now = hub_problem(session_);
+std::string HubWatch::problem() { return first_.empty() ? problem(session_, lost_) : first_; }
+
+std::string HubWatch::problem(Session& session, int lost_before) {
+  const Watchdog::Operation operation(session.watchdog());
+  const int lost = session.lost_messages() - lost_before;
+  const std::string now = hub_problem(session);
   if (!now.empty() || lost == 0) return now;
   return "the sensor hub did not answer " + std::to_string(lost) + (lost == 1 ? " message" : " messages");
 }

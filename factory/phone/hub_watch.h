@@ -20,6 +20,9 @@ class HubWatch {
   // Asks again. Empty, or why nothing that came since the construction counts.
   std::string problem();
 
+  // The same from `lost` messages without an answer on, for what was done without one of these.
+  static std::string problem(Session& session, int lost);
+
   // Throws AppError(kUnreachable) where there is a problem, with what is not known then.
   void require(const std::string& unknown);
 

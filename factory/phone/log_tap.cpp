@@ -134,6 +134,11 @@ LogTap::Counts LogTap::counts() const {
   return {run_.events, run_.events - restarted, static_cast<int>(run_.restarts.size())};
 }
 
+bool LogTap::whole() const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return file_ == nullptr || (fflush(file_) == 0 && ferror(file_) == 0);
+}
+
 RunLog LogTap::run() const {
   const std::lock_guard<std::mutex> lock(mutex_);
   return run_;

@@ -70,6 +70,8 @@ class LogTap {
   };
   // Of the run so far, without copying it.
   Counts counts() const;
+  // Whether the file has every line so far.
+  bool whole() const;
   // That came so far; any thread.
   long lines() const { return lines_; }
 

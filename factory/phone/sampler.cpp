@@ -16,6 +16,7 @@ using QueueResult = ::android::frameworks::sensorservice::V1_0::Result;
 using ::android::hardware::Return;
 using ::android::hardware::Void;
 using ::android::hardware::sensors::V1_0::Event;
+using record::Why;
 
 // Collects until it has enough, and switches the sensor off with the last sample: nothing comes after it, so that what
 // a run sees next does not depend on how soon the waiting thread wakes.
@@ -79,11 +80,17 @@ class Collector : public IEventQueueCallback {
   int strangers_ = 0;
 };
 
-FreshSamples failed(const SampleRequest& request, const std::string& problem) {
-  FreshSamples out;
-  out.wanted = request.count;
-  out.problem = problem;
-  return out;
+record::Reason no_answer() { return {Why::service_gone, "the sensor service does not answer", kServiceHint}; }
+
+// What came instead of all samples.
+record::Reason too_few(const FreshSamples& samples) {
+  const std::string text = "only " + std::to_string(samples.taken) + " of " + std::to_string(samples.wanted) +
+                           " fresh samples came" + (samples.strangers > 0 ? ", and events of other sensors" : "");
+  return {samples.taken == 0 ? Why::sensor_silent : Why::sensor_slow,
+          text,
+          samples.strangers > 0 ? "the sensor service mixes its sensors up: restart it or reboot the phone, then repeat"
+                                : kSilentHint,
+          {std::to_string(samples.taken), std::to_string(samples.wanted)}};
 }
 
 }  // namespace
@@ -91,7 +98,7 @@ FreshSamples failed(const SampleRequest& request, const std::string& problem) {
 void FreshSamples::append(const FreshSamples& more) {
   wanted += more.wanted;
   taken += more.taken;
-  if (problem.empty()) problem = more.problem;
+  if (!problem) problem = more.problem;
   for (const std::vector<double>& row : more.rows) {
     rows.push_back(row);
     for (size_t i = 0; i < row.size(); ++i) values[i].add(row[i]);
@@ -102,31 +109,46 @@ double FreshSamples::error(size_t value) const {
   return values[value].standard_deviation() / std::sqrt(std::max(1, taken));
 }
 
+std::optional<record::Reason> open_queue(const ::android::sp<ISensorManager>& manager,
+                                         const ::android::sp<IEventQueueCallback>& callback,
+                                         ::android::sp<IEventQueue>* queue) {
+  const auto created =
+      manager->createEventQueue(callback, [&](const ::android::sp<IEventQueue>& made, QueueResult result) {
+        if (result == QueueResult::OK) *queue = made;
+      });
+  if (!created.isOk()) return no_answer();
+  if (*queue != nullptr) return {};
+  return record::Reason{Why::service_refuses, "the sensor service gave no event queue", kServiceHint};
+}
+
+std::optional<record::Reason> enable_sensor(IEventQueue& queue, int handle, int period_us) {
+  const auto enabled = queue.enableSensor(handle, period_us, 0);
+  if (!enabled.isOk()) return no_answer();
+  if (enabled == QueueResult::OK) return {};
+  return record::Reason{Why::sensor_refused, "the sensor could not be enabled", kServiceHint};
+}
+
 FreshSamples take_samples(const ::android::sp<ISensorManager>& manager, const SampleRequest& request,
                           const std::atomic<bool>& interrupted) {
   const ::android::sp<Collector> collector = new Collector(request);
+  FreshSamples none;
+  none.wanted = request.count;
   ::android::sp<IEventQueue> queue;
-  const auto created =
-      manager->createEventQueue(collector, [&](const ::android::sp<IEventQueue>& made, QueueResult result) {
-        if (result == QueueResult::OK) queue = made;
-      });
-  if (!created.isOk() || queue == nullptr) return failed(request, "the sensor service gave no event queue");
+  none.problem = open_queue(manager, collector, &queue);
+  if (none.problem) return none;
   constexpr int kMicroseconds = 1000;
   collector->use(queue);
-  const auto enabled = queue->enableSensor(request.handle, request.period_ms * kMicroseconds, 0);
-  if (!enabled.isOk() || enabled != QueueResult::OK) {
+  none.problem = enable_sensor(*queue, request.handle, request.period_ms * kMicroseconds);
+  if (none.problem) {
     collector->use(nullptr);
-    return failed(request, "the sensor could not be enabled");
+    return none;
   }
   collector->wait(interrupted);
   collector->use(nullptr);
   (void)queue->disableSensor(request.handle).isOk();  // off already where all samples came
   FreshSamples out = collector->result();
-  if (out.taken < out.wanted) {
-    out.problem = interrupted ? "interrupted"
-                              : "only " + std::to_string(out.taken) + " of " + std::to_string(out.wanted) +
-                                    " fresh samples came" + (out.strangers > 0 ? ", and events of other sensors" : "");
-  }
+  if (out.taken < out.wanted)
+    out.problem = interrupted ? record::Reason{Why::interrupted, "interrupted"} : too_few(out);
   return out;
 }
 

@@ -19,6 +19,12 @@ namespace factory {
 namespace {
 
 using ::android::hardware::sensors::V1_0::SensorInfo;
+using record::Reason;
+using record::Why;
+using ServiceResult = ::android::frameworks::sensorservice::V1_0::Result;
+
+const Reason kNoSensorService{Why::service_gone, "the sensor service does not answer"};
+const Reason kNoTestService{Why::hub_silent, "the sensor test service does not answer, so the hub cannot be reached"};
 
 constexpr int kStopWatching = SIGUSR2;
 
@@ -108,10 +114,12 @@ Session::Session(const Options& options)
   // A process on the phone stands in "/": relative paths of the library are meant from there.
   const std::string root = fixture_->device_root();
   if (chdir(root.c_str()) != 0) throw AppError(kUnreachable, root + ": " + strerror(errno));
-  absent_ = !sensor_service_there() ? "the sensor service does not answer"
-            : !test_service_there() ? "the sensor test service does not answer, so the hub cannot be reached"
-                                    : "";
-  if (absent_.empty()) cal_ = std::make_unique<SensorCalibration>();
+  if (!sensor_service_answers(patience_)) {
+    absent_ = kNoSensorService;
+  } else if (!test_service_there()) {
+    absent_ = kNoTestService;
+  }
+  if (!absent_) cal_ = std::make_unique<SensorCalibration>();
   opening_.reset();
   watcher_ = std::thread([this] { watch_interrupts(); });
   watchdog_ = std::make_unique<Watchdog>([this] { return log_.lines() + messages_; },
@@ -135,13 +143,21 @@ Session::~Session() {
   if (hub_log_ != nullptr) fclose(hub_log_);
 }
 
-std::string Session::missing() const {
+std::optional<Reason> Session::missing() const {
+  if (absent_) return absent_;
+  if (cal_->sensor_manager == nullptr) return kNoSensorService;
   // A list that could not be read does not show in initCheck(): the command API alone decides there.
-  return !absent_.empty()                  ? absent_
-         : cal_->sensor_manager == nullptr ? "the sensor service does not answer"
-         : cal_->initCheck() != 0          ? "the sensor test service does not answer, so the hub cannot be reached"
-         : cal_->sensor_list.size() == 0   ? "the sensor list could not be read"
-                                           : "";
+  if (cal_->initCheck() != 0) return kNoTestService;
+  if (cal_->sensor_list.size() == 0) return Reason{Why::service_refuses, "the sensor list could not be read"};
+  return {};
+}
+
+bool Session::sensor_service_there() const {
+  if (!cal_ || cal_->sensor_manager == nullptr) return sensor_service_answers(patience_);
+  return cal_->sensor_manager
+      ->getDefaultSensor(::android::hardware::sensors::V1_0::SensorType::ACCELEROMETER,
+                         [](const SensorInfo& /*sensor*/, ServiceResult /*result*/) {})
+      .isOk();
 }
 
 SensorCalibration& Session::cal() {
@@ -150,9 +166,9 @@ SensorCalibration& Session::cal() {
 }
 
 void Session::require_ready() const {
-  const std::string what = missing();
-  if (what.empty()) return;
-  throw AppError(kUnreachable, what + "; is the phone's sensor stack running? " + kTryAgain);
+  const auto what = missing();
+  if (!what) return;
+  throw AppError(kUnreachable, what->text + "; is the phone's sensor stack running? " + kTryAgain);
 }
 
 const SensorInfo* Session::sensor(int type) const {
@@ -161,6 +177,13 @@ const SensorInfo* Session::sensor(int type) const {
     if (static_cast<int>(info.type) == type) return &info;
   }
   return nullptr;
+}
+
+void Session::require_logs() {
+  const std::lock_guard<std::mutex> lock(hub_mutex_);
+  const bool whole = hub_log_ == nullptr || (fflush(hub_log_) == 0 && ferror(hub_log_) == 0);
+  if (!log_.whole()) throw AppError(kUnreachable, "--log " + options_.log + ": lines are missing");
+  if (!whole) throw AppError(kUnreachable, "--hub-log " + options_.hub_log + ": lines are missing");
 }
 
 void Session::on_hub_message(std::function<void(const HubMessage&)> listener) {

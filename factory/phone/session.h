@@ -20,6 +20,7 @@
 #include "phone/options.h"
 #include "phone/services.h"
 #include "phone/watchdog.h"
+#include "record/why.h"
 
 namespace factory {
 
@@ -37,12 +38,13 @@ class Session {
 
   // The calibration object; throws AppError(kUnreachable) where there is none, since a service did not answer.
   SensorCalibration& cal();
-  // What the object lacks to be ready; empty when it is.
-  std::string missing() const;
+  // What the object lacks to be ready; nothing when it is.
+  std::optional<record::Reason> missing() const;
   // Throws AppError(kUnreachable) where the object is not ready, saying what is missing.
   void require_ready() const;
-  // Whether a service is there now; it may go at any time. Wait for one that is being started again.
-  bool sensor_service_there() const { return sensor_service_answers(patience_); }
+  // Whether a service is there now; it may go at any time. Of the sensor service that is the one which the calibration
+  // object holds: one that was started again since does not know it.
+  bool sensor_service_there() const;
   bool test_service_there() const { return test_service_answers(patience_); }
   Watchdog& watchdog() { return *watchdog_; }
 
@@ -52,6 +54,9 @@ class Session {
   std::chrono::duration<double> since_start();
   LogTap& log() { return log_; }
   const Options& options() const { return options_; }
+
+  // Throws AppError(kUnreachable) where --log or --hub-log has not all lines so far.
+  void require_logs();
 
   // The listed sensor of a type, null when there is none.
   const ::android::hardware::sensors::V1_0::SensorInfo* sensor(int type) const;
@@ -105,7 +110,7 @@ class Session {
   std::mutex will_mutex_;
   std::function<void(const std::string&)> last_will_;  // guarded by will_mutex_
   const std::chrono::milliseconds patience_;           // with a service that does not answer
-  std::string absent_;                                 // why there is no calibration object
+  std::optional<record::Reason> absent_;               // why there is no calibration object
   std::unique_ptr<SensorCalibration> cal_;
   std::unique_ptr<Watchdog> watchdog_;
   std::atomic<int> brightness_at_end_{-1};  // -1: as it is

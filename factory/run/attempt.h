@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "record/record.h"
+#include "record/why.h"
 #include "run/plan.h"
 
 namespace factory::plan {
@@ -13,14 +14,16 @@ using record::Clock;
 using record::Measurement;
 using record::Outcome;
 using record::outcome_name;
+using record::Reason;
+using record::Why;
 
 // What the record has of it, and what only the run asks for.
 struct Attempt : record::Attempt {
-  bool changes_hub = false;  // what is held before and after means something
-  bool unreachable = false;  // the hub or a service did not answer, or the fixture is not as it should be
-  bool refused = false;      // the phone has no such step
+  bool changes_hub = false;         // what is held before and after means something
+  Outcome fault = Outcome::passed;  // failed or error, by its reasons
 
-  void fail(const std::string& reason, const std::string& hint = "");
+  // An error outweighs a failure, and is told before it: what failed may have failed for that.
+  void fail(const Reason& reason);
 };
 
 struct StepResult {

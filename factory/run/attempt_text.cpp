@@ -22,7 +22,7 @@ std::string outcome_text(Outcome outcome) {
     case Outcome::aborted:
       return bad("aborted");
     case Outcome::error:
-      return bad("ERROR");
+      return alert("ERROR");
   }
   return "";
 }

@@ -22,6 +22,11 @@ std::string channel_name(const Step& step) {
   return std::string(step.screen ? "screen's " : "") + "scale of channel " + std::to_string(*step.channel);
 }
 
+Reason prefixed(const char* before, Reason reason) {
+  reason.text.insert(0, before);
+  return reason;
+}
+
 }  // namespace
 
 bool UnderWay::stops(Session& session) {
@@ -39,7 +44,7 @@ bool StepRun::write_golden() {
   golden.resize(16);
   SensorCalibrationAPI& api = *session_.cal().cal_api;
   if (api.setLuxChannelRawGolden_api(step_.type, golden.data(), count) == 0) return true;
-  attempt_.fail("the hub refused the golden values", "look at the hub's log");
+  attempt_.fail({Why::hub_refused, "the hub refused the golden values", "look at the hub's log"});
   return false;
 }
 
@@ -49,9 +54,8 @@ bool StepRun::choose_reference(CalibrationRequest* request) {
   if (request->reference_hpa) return true;
   const std::string known = session_.fixture().world()["pressure"];
   if (known.empty()) {
-    attempt_.fail("the pressure of the reference barometer is not known",
-                  "give it: --reference HPA, or \"reference\" in a plan");
-    attempt_.unreachable = true;  // nothing is known of the phone
+    attempt_.fail({Why::expected_unknown, "the pressure of the reference barometer is not known",
+                   "give it: --reference HPA, or \"reference\" in a plan"});
     return false;
   }
   request->reference_hpa = std::strtod(known.c_str(), nullptr);
@@ -66,7 +70,7 @@ void StepRun::begin_changes(const HeldValues& held) {
 void StepRun::end_changes(HeldValues& held, bool went_through) {
   const std::lock_guard<std::mutex> lock(under_way_.mutex);
   conclude();
-  if (!attempt_.unreachable) settle_what_stays(held, went_through);
+  if (under_way_.held != nullptr) settle_what_stays(held, went_through);
   under_way_.held = nullptr;
 }
 
@@ -108,7 +112,7 @@ void StepRun::measure_run(const Calibration& c) {
   if (c.kind == nullptr) return;
   const std::string unit = found_unit(*c.kind, c.golden);
   if (c.axes.empty() && attempt_.reasons.empty() && !session_.interrupted() && (limits.low || limits.high))
-    attempt_.fail("the run left no value to judge");
+    attempt_.fail({Why::value_missing, "the run left no value to judge"});
   for (size_t i = 0; i < c.axes.size(); ++i) {
     const Axis& axis = c.axes[i];
     if (axis.name.empty()) continue;
@@ -144,10 +148,13 @@ std::vector<size_t> StepRun::unsure_axes(const FreshSamples& fresh, const std::v
 void StepRun::fail_unsure(const Quantity& subject, const FreshSamples& fresh, const std::vector<double>& expected) {
   if (!attempt_.reasons.empty()) return;
   for (const size_t i : unsure_axes(fresh, expected)) {
-    attempt_.fail(subject.axes[i] + ": residual " + plain(fresh.values[i].mean() - expected[i]) + " +/- " +
-                      plain(fresh.error(i)) + " " + subject.unit + " is too near to the limit of " +
-                      plain(*residual_limit(i, expected[i])) + " " + subject.unit + " to be sure of it",
-                  "the fixture moved a little during the run: set it up again and repeat");
+    const std::string residual = plain(fresh.values[i].mean() - expected[i]);
+    attempt_.fail({Why::value_unsure,
+                   subject.axes[i] + ": residual " + residual + " +/- " + plain(fresh.error(i)) + " " + subject.unit +
+                       " is too near to the limit of " + plain(*residual_limit(i, expected[i])) + " " + subject.unit +
+                       " to be sure of it",
+                   "the fixture moved a little during the run: set it up again and repeat",
+                   {subject.axes[i], residual}});
   }
 }
 
@@ -156,16 +163,18 @@ void StepRun::fail_unsure(const Quantity& subject, const FreshSamples& fresh, co
 void StepRun::look_again(const Quantity& subject, std::optional<double> reference_hpa) {
   const FreshSamples fresh = take_fresh(subject, kFreshMotion);
   if (session_.interrupted()) return;
-  if (!fresh.problem.empty()) return attempt_.fail("not verified twice: " + fresh.problem);
+  if (fresh.problem) return attempt_.fail(prefixed("not verified twice: ", *fresh.problem));
   const std::vector<double> expected = expected_of(subject, reference_hpa);
   for (size_t i = 0; i < fresh.values.size() && i < expected.size(); ++i) {
     const std::optional<double> limit = residual_limit(i, expected[i]);
     const double residual = fresh.values[i].mean() - expected[i];
     if (!limit || std::fabs(residual) <= *limit) continue;
-    attempt_.fail(subject.axes[i] + ": residual " + plain(residual) + " +/- " + plain(fresh.error(i)) + " " +
-                      subject.unit + " at a second look is outside the limits of " + plain(-*limit) + " to " +
-                      plain(*limit) + " " + subject.unit,
-                  "the phone was moved during the run: set it up again and repeat");
+    attempt_.fail({Why::value_outside,
+                   subject.axes[i] + ": residual " + plain(residual) + " +/- " + plain(fresh.error(i)) + " " +
+                       subject.unit + " at a second look is outside the limits of " + plain(-*limit) + " to " +
+                       plain(*limit) + " " + subject.unit,
+                   "the phone was moved during the run: set it up again and repeat",
+                   {"residual", subject.axes[i], plain(residual), plain(-*limit), plain(*limit), subject.unit}});
   }
 }
 
@@ -177,7 +186,7 @@ void StepRun::verify_thresholds() {
   Fixture& fixture = session_.fixture();
   const std::string target = fixture.world()["target"];
   const std::string problem = fixture.set_world("target", "none");
-  if (!problem.empty()) return attempt_.fail("not verified: " + problem);
+  if (!problem.empty()) return attempt_.fail({Why::fixture_not_set, "not verified: " + problem});
   verify_near(false);
   if (!fixture.asks_operator() && !target.empty()) fixture.set_world("target", target);
 }
@@ -193,15 +202,13 @@ void StepRun::verify_calibration(const Calibration& c) {
   const int batch = subject.motion ? kFreshMotion : kFreshOthers;
   FreshSamples fresh = take_fresh(subject, batch);
   std::vector<double> expected = expected_of(subject, c.request.reference_hpa);
-  while (fresh.problem.empty() && !session_.interrupted() && !unsure_axes(fresh, expected).empty() &&
+  while (!fresh.problem && !session_.interrupted() && !unsure_axes(fresh, expected).empty() &&
          fresh.taken < kBatchesMax * batch) {
     fresh.append(take_fresh(subject, fresh.taken));
     expected = expected_of(subject, c.request.reference_hpa);
   }
   if (session_.interrupted()) return;
-  if (!fresh.problem.empty()) {
-    return attempt_.fail("not verified: " + fresh.problem, sampling_hint(fresh.problem));
-  }
+  if (fresh.problem) return attempt_.fail(prefixed("not verified: ", *fresh.problem));
   measure_fresh(subject, fresh, expected);
   fail_unsure(subject, fresh, expected);
   if (subject.motion && attempt_.reasons.empty()) look_again(subject, c.request.reference_hpa);
@@ -217,7 +224,8 @@ void StepRun::settle_what_stays(HeldValues& held, bool went_through) {
     attempt_.kept = !back.done && (back.needed || !back.problems.empty());
     if (back.done) attempt_.notes.emplace_back("the old values were put back and read back");
     for (const std::string& problem : back.problems) {
-      attempt_.fail("the old values are not all back: " + problem, "calibrate again, or write them by hand");
+      attempt_.fail({Why::old_values_lost, "the old values are not all back: " + problem,
+                     "calibrate again, or write them by hand"});
     }
     // A step of which nothing can be read or written leaves its result behind once it went through.
     if (went_through && held.before().empty() && !held.irreversible().empty()) attempt_.kept = true;
@@ -240,8 +248,7 @@ std::string StepRun::chip_problem() {
 void StepRun::run_calibrate(const std::function<void(const std::string&)>& warn) {
   const std::string other_chip = chip_problem();
   if (!other_chip.empty()) {
-    attempt_.refused = true;
-    attempt_.fail(other_chip + "; nothing was sent", "run the plan that is made for this phone");
+    attempt_.fail({Why::other_phone, other_chip + "; nothing was sent", "run the plan that is made for this phone"});
     return conclude();
   }
   HeldValues held = step_.channel ? HeldValues(step_.type, channel_name(step_), 1)
@@ -253,10 +260,8 @@ void StepRun::run_calibrate(const std::function<void(const std::string&)>& warn)
   for (const std::string& what : held.irreversible()) warn("cannot be undone: " + what);
   CalibrationRequest request{step_.type, step_.param, std::nullopt};
   bool went_through = false;
-  bool unheard = false;
   if (!silent.empty()) {
-    attempt_.unreachable = true;
-    attempt_.fail(silent + "; nothing was changed", kLookAtServices);
+    attempt_.fail({Why::hub_silent, silent + "; nothing was changed", kLookAtServices});
   } else if (choose_reference(&request)) {
     begin_changes(held);
     Calibration c = prepare(request);
@@ -273,18 +278,15 @@ void StepRun::run_calibrate(const std::function<void(const std::string&)>& warn)
       if (c.reasons.empty() && !session_.interrupted()) verify_calibration(c);
     }
     if (under_way_.stops(session_)) switch_off(session_);  // a run that was woken leaves its sensor on
-    attempt_.reasons.insert(attempt_.reasons.begin(), c.reasons.begin(), c.reasons.end());
-    for (const std::string& hint : c.hints) {
-      if (std::count(attempt_.hints.begin(), attempt_.hints.end(), hint) == 0) attempt_.hints.push_back(hint);
+    for (const Reason& reason : c.reasons) attempt_.fail(reason);
+    if (c.panel && c.panel->restored < 0) {
+      attempt_.fail(
+          {Why::panel_refused, "the panel's brightness could not be put back", "set the panel's brightness by hand"});
     }
-    if (c.panel && c.panel->restored < 0)
-      attempt_.fail("the panel's brightness could not be put back", "set the panel's brightness by hand");
     if (!c.run.values.empty()) attempt_.window = window_of(session_, c, attempt_.before);
     measure_run(c);
-    unheard = c.unheard;
   }
   end_changes(held, went_through);
-  attempt_.unreachable = attempt_.unreachable || unheard;  // said last: what was there is put back all the same
 }
 
 }  // namespace factory::plan

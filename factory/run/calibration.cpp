@@ -62,8 +62,7 @@ void believe(HubWatch& hub, Calibration* c) {
   const std::string problem = hub.problem();
   if (problem.empty()) return;
   c->unheard = true;
-  c->reasons.push_back(problem + ", so that the result does not count");
-  c->hints.emplace_back(kLookAtServices);
+  c->reasons.push_back({record::Why::hub_silent, problem + ", so that the result does not count", kLookAtServices});
 }
 
 double ask_library(Session& session, const CalibrationRequest& request) {

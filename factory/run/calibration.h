@@ -8,6 +8,7 @@
 #include "files/numbers.h"
 #include "phone/log_tap.h"
 #include "phone/session.h"
+#include "record/why.h"
 #include "sensors/sensor.h"
 
 namespace factory {
@@ -56,8 +57,7 @@ struct Calibration {
   bool interrupted = false;
   bool unheard = false;  // the hub did not answer everything
 
-  std::vector<std::string> reasons;  // why it cannot count, for a person
-  std::vector<std::string> hints;    // what to try
+  std::vector<record::Reason> reasons;  // why it cannot count
 };
 
 // What kind of run it is; nothing set and nothing run yet.
@@ -68,21 +68,19 @@ void run_library(Session& session, Calibration* calibration);
 void run_channel(Session& session, int channel, double target, bool screen, Calibration* calibration);
 // Runs the library at a lit panel and puts the brightness back; then looks whether plain light still depends on it.
 double run_at_panel(Session& session, Calibration* calibration);
-// Fills reasons and hints: why the library failed, or why what it found cannot be right whatever fresh samples say.
+// Fills the reasons: why the library failed, or why what it found cannot be right whatever fresh samples say.
 void judge_run(Session& session, Calibration* calibration);
 
 // Switches off every sensor that the library may have left on.
 void switch_off(Session& session);
 // The listed sensor whose fresh samples show whether the calibration is right; null without one.
 const ::android::hardware::sensors::V1_0::SensorInfo* verified_sensor(Session& session, const Sensor& kind);
-// Whether the proximity sensor says near; nothing when it does not answer. Where it does not say what is wanted at once
-// it gets a moment to change: a target at its very threshold is found by one of the next samples.
-std::optional<bool> reports_near(Session& session, bool wanted);
+// Why the proximity sensor does not say what is wanted; nothing where it does. Where it does not at once it gets a
+// moment to change: a target at its very threshold is found by one of the next samples.
+std::optional<record::Reason> near_problem(Session& session, bool wanted);
 
 // What to try where the sample window started anew.
 const char* restart_hint(Restart::Cause cause);
-// What to try where no samples came, by the sampler's words for it.
-const char* sampling_hint(const std::string& problem);
 // What to try where fresh samples are not what they should be, by their unit.
 const char* residual_hint(const std::string& unit);
 

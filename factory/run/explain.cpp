@@ -9,6 +9,8 @@ namespace factory {
 namespace {
 
 using ::android::hardware::sensors::V1_0::SensorInfo;
+using record::Reason;
+using record::Why;
 
 std::string axis_name(const Sensor* kind, int axis) {
   return kind != nullptr && axis >= 0 && axis < kind->values ? kind->axes[axis] : "axis " + std::to_string(axis);
@@ -32,9 +34,6 @@ std::string describe(const Restart& restart, const Sensor* kind) {
   }
   return axis;
 }
-
-constexpr char kServiceHint[] =
-    "the sensor service refuses, or is gone: look at its log, restart it or reboot the phone, then repeat";
 
 // Where a line of the library says what is wrong, what a person can do about it.
 struct LineHint {
@@ -74,49 +73,59 @@ std::string telling_line(const RunLog& run) {
 }
 
 // Why the library returned a failure, from what it logged.
-void explain(Session& session, Calibration* c) {
-  const RunLog& run = c->run;
-  const bool bound = c->kind == nullptr || record_of(session.cal(), *c->kind).present != 0;
-  if (c->interrupted) {
-    c->reasons.emplace_back("interrupted");
-  } else if (!bound && !c->in_hub) {
-    c->reasons.push_back("the phone lists no sensor that this calibration could sample");
-    c->hints.emplace_back("look at `sensorcal sensors`");
-  } else if (run.no_queue) {
-    c->reasons.emplace_back("the sensor service gave no event queue");
-    c->hints.emplace_back(kServiceHint);
-  } else if (run.enable_failed) {
-    c->reasons.emplace_back("the sensor could not be enabled");
-    c->hints.emplace_back(kServiceHint);
-  } else if (run.timed_out && run.events == 0) {
-    c->reasons.emplace_back("no event came from the sensor until the time was over");
-    c->hints.emplace_back("the sensor is silent: look at its connection and its driver");
-  } else if (run.timed_out && !run.restarts.empty()) {
-    const Restart& last = run.restarts.back();
-    c->reasons.push_back("no window of samples passed until the time was over; the run restarted " +
-                         times(run.restarts.size()) + ", last " + describe(last, c->kind));
-    c->hints.emplace_back(restart_hint(last.cause));
-  } else if (run.timed_out) {
-    c->reasons.push_back("only " + std::to_string(run.events) + " events came until the time was over");
-    c->hints.emplace_back("the sensor is slow, or fell silent in the middle");
-  } else if (c->in_hub) {
-    c->reasons.push_back(c->result == 1098 ? "the hub's own colour run did not end in 4.5 s"
-                                           : "the hub's own colour run ended with error " + plain(c->result));
-  } else if (const std::string line = telling_line(run); !line.empty()) {
-    c->reasons.push_back("the library says: " + line);
-    for (const LineHint& row : kLineHints) {
-      if (line.find(row.part) != std::string::npos) c->hints.emplace_back(row.hint);
-    }
-  } else {
-    c->reasons.push_back("the hub answered " + plain(c->result));
-    c->hints.emplace_back("the hub refused the step: look at its log, and whether the chip is there");
+Reason explain(Session& session, const Calibration& c) {
+  const RunLog& run = c.run;
+  const bool bound = c.kind == nullptr || record_of(session.cal(), *c.kind).present != 0;
+  if (c.interrupted) return {Why::interrupted, "interrupted"};
+  if (!bound && !c.in_hub) {
+    return {Why::sensor_absent, "the phone lists no sensor that this calibration could sample",
+            "look at `sensorcal sensors`"};
   }
+  if (run.no_queue) return {Why::service_refuses, "the sensor service gave no event queue", kServiceHint};
+  if (run.enable_failed) return {Why::sensor_refused, "the sensor could not be enabled", kServiceHint};
+  if (run.timed_out && run.events == 0)
+    return {Why::sensor_silent, "no event came from the sensor until the time was over", kSilentHint};
+  if (run.timed_out && !run.restarts.empty()) {
+    const Restart& last = run.restarts.back();
+    return {Why::sensor_unsettled,
+            "no window of samples passed until the time was over; the run restarted " + times(run.restarts.size()) +
+                ", last " + describe(last, c.kind),
+            restart_hint(last.cause),
+            {std::to_string(run.restarts.size()), cause_name(last.cause), axis_name(c.kind, last.axis)}};
+  }
+  if (run.timed_out) {
+    return {Why::sensor_slow,
+            "only " + std::to_string(run.events) + " events came until the time was over",
+            "the sensor is slow, or fell silent in the middle",
+            {std::to_string(run.events)}};
+  }
+  if (c.in_hub) {
+    constexpr double kNoEnd = 1098;
+    return {Why::hub_run_failed,
+            c.result == kNoEnd ? "the hub's own colour run did not end in 4.5 s"
+                               : "the hub's own colour run ended with error " + plain(c.result),
+            "",
+            {plain(c.result)}};
+  }
+  if (const std::string line = telling_line(run); !line.empty()) {
+    Reason reason{Why::library_failed, "the library says: " + line, "", {line}};
+    for (const LineHint& row : kLineHints) {
+      if (line.find(row.part) != std::string::npos) reason.hint = row.hint;
+    }
+    return reason;
+  }
+  return {Why::hub_refused,
+          "the hub answered " + plain(c.result),
+          "the hub refused the step: look at its log, and whether the chip is there",
+          {plain(c.result)}};
 }
 
 void judge_axis(const Axis& axis, Calibration* c) {
   if (std::isfinite(axis.found) && (!axis.scale || std::isfinite(*axis.scale))) return;
-  c->reasons.push_back(axis.name + ": the value found is not a number");
-  c->hints.emplace_back("the sensor delivers values that are no numbers");
+  c->reasons.push_back({Why::sensor_no_number,
+                        axis.name + ": the value found is not a number",
+                        "the sensor delivers values that are no numbers",
+                        {axis.name}});
 }
 
 // The library goes on where a file could not be written: whether it holds what was found shows in the file alone.
@@ -131,9 +140,11 @@ void judge_crosstalk_files(Session& session, Calibration* c) {
     const StoredValue* value = stored_value(c->request.type, name);
     const Reading reading = value->read(*session.cal().cal_api, c->request.type, 1);
     if (reading.result == 0 && reading.values[0] == found) continue;
-    c->reasons.push_back("the crosstalk found, " + plain(found) + " counts, is not in /" + value->file + ", which " +
-                         (reading.result == 0 ? "holds " + plain(reading.values[0]) : "cannot be read"));
-    c->hints.emplace_back("look whether the persist partition is mounted, may be written and has room");
+    c->reasons.push_back({reading.result == 0 ? Why::stored_differs : Why::stored_unreadable,
+                          "the crosstalk found, " + plain(found) + " counts, is not in /" + value->file + ", which " +
+                              (reading.result == 0 ? "holds " + plain(reading.values[0]) : "cannot be read"),
+                          "look whether the persist partition is mounted, may be written and has room",
+                          {value->file}});
   }
 }
 
@@ -150,13 +161,6 @@ const char* restart_hint(Restart::Cause cause) {
              "target), or the sensor is out of range";
   }
   return "";
-}
-
-const char* sampling_hint(const std::string& problem) {
-  if (problem.find("other sensors") != std::string::npos)
-    return "the sensor service mixes its sensors up: restart it or reboot the phone, then repeat";
-  const bool service = problem.find("queue") != std::string::npos || problem.find("enabled") != std::string::npos;
-  return service ? kServiceHint : "the sensor is silent: look at its connection and its driver";
 }
 
 const char* residual_hint(const std::string& unit) {
@@ -176,9 +180,10 @@ const SensorInfo* verified_sensor(Session& session, const Sensor& kind) {
 }
 
 // The type-8 sensor reports its state when it is enabled, and changes only after that: so each look enables it anew.
-std::optional<bool> reports_near(Session& session, bool wanted) {
+std::optional<Reason> near_problem(Session& session, bool wanted) {
   const SensorInfo* sensor = session.sensor(sensor_type::proximity);
-  if (sensor == nullptr) return std::nullopt;
+  if (sensor == nullptr)
+    return Reason{Why::sensor_absent, "the phone lists no proximity sensor", "look at `sensorcal sensors`"};
   SampleRequest request;
   request.handle = sensor->sensorHandle;
   request.type = static_cast<int>(sensor->type);
@@ -187,20 +192,26 @@ std::optional<bool> reports_near(Session& session, bool wanted) {
   request.timeout_s = 2;
   request.count = 1;
   constexpr int kLooks = 10;
-  std::optional<bool> near;
-  for (int look = 0; look < kLooks && near != wanted && !session.interrupted(); ++look) {
+  for (int look = 0; look < kLooks && !session.interrupted(); ++look) {
     const FreshSamples states = take_samples(session.cal().sensor_manager, request, session.interrupted());
-    if (states.rows.empty()) return std::nullopt;
-    near = states.rows.back()[0] < static_cast<double>(sensor->maxRange) / 2;
+    if (states.rows.empty()) {
+      const bool silent = states.problem->why == Why::sensor_silent;
+      return silent ? Reason{Why::sensor_silent, "the proximity sensor does not report", kSilentHint} : states.problem;
+    }
+    if ((states.rows.back()[0] < static_cast<double>(sensor->maxRange) / 2) == wanted) return std::nullopt;
   }
-  return near;
+  const auto word = [](bool near) -> std::string { return near ? "near" : "far"; };
+  return Reason{Why::near_wrong,
+                "the proximity sensor says " + word(!wanted) + " and should say " + word(wanted),
+                "look at the target's distance, then repeat step 0 without a target and step 2 with it at 3 cm",
+                {word(!wanted), word(wanted)}};
 }
 
 void judge_run(Session& session, Calibration* c) {
   if (c->unheard && c->result != 0) return;  // nothing was asked of the library
   const bool unfinished = c->panel && !c->panel->refused && !c->panel->finished;
   if (c->result != 0 || c->interrupted || unfinished) {
-    explain(session, c);
+    c->reasons.push_back(explain(session, *c));
   } else if (c->kind != nullptr) {
     for (const Axis& axis : c->axes) judge_axis(axis, c);
     if (c->kind->result == Result::proximity) judge_crosstalk_files(session, c);

@@ -13,6 +13,7 @@ namespace factory {
 namespace {
 
 using ::android::hardware::sensors::V1_0::SensorInfo;
+using record::Why;
 
 constexpr int kLow = 14;
 constexpr int kFinished = 2;
@@ -37,9 +38,8 @@ bool is_faint() {
   return full > 0 && full < 2;
 }
 
-void fail(Calibration* c, const std::string& reason, const std::string& hint) {
-  c->reasons.push_back(reason);
-  c->hints.push_back(hint);
+void fail(Calibration* c, Why why, const std::string& text, const std::string& hint) {
+  c->reasons.push_back({why, text, hint});
 }
 
 // Mean of the plain light sensor at one brightness; nothing, and a reason, where it cannot be taken.
@@ -47,7 +47,7 @@ std::optional<double> plain_light(Session& session, const SensorInfo& sensor, in
                                   Calibration* c) {
   const std::string where = std::string("plain light at ") + name + " brightness";
   if (!set_panel_brightness(session, brightness)) {
-    fail(c, "not verified: " + where + ": the panel did not take it",
+    fail(c, Why::panel_refused, "not verified: " + where + ": the panel did not take it",
          "something else sets the panel's brightness, or limits it");
     return std::nullopt;
   }
@@ -58,13 +58,14 @@ std::optional<double> plain_light(Session& session, const SensorInfo& sensor, in
   request.count = 5;
   const FreshSamples fresh = take_samples(session.cal().sensor_manager, request, session.interrupted());
   if (session.interrupted()) return std::nullopt;
-  if (!fresh.problem.empty()) {
-    fail(c, "not verified: " + where + ": " + fresh.problem, sampling_hint(fresh.problem));
+  if (fresh.problem) {
+    c->reasons.push_back(*fresh.problem);
+    c->reasons.back().text.insert(0, "not verified: " + where + ": ");
     return std::nullopt;
   }
   const double mean = fresh.values[0].mean();
   if (std::isfinite(mean)) return mean;
-  fail(c, "not verified: " + where + " is not a number", kNoNumbersHint);
+  fail(c, Why::sensor_no_number, "not verified: " + where + " is not a number", kNoNumbersHint);
   return std::nullopt;
 }
 
@@ -75,9 +76,10 @@ void look_at_plain_light(Session& session, Calibration* c) {
   const SensorInfo* sensor = session.sensor(main_light ? sensor_type::light : sensor_type::lux_pri2);
   const int maximum = panel_maximum(session);
   if (sensor == nullptr)
-    return fail(c, "not verified: the phone lists no plain light sensor", "look at `sensorcal sensors`");
+    return fail(c, Why::sensor_absent, "not verified: the phone lists no plain light sensor",
+                "look at `sensorcal sensors`");
   if (maximum < 0) {
-    return fail(c, "not verified: the panel's greatest brightness cannot be read",
+    return fail(c, Why::panel_refused, "not verified: the panel's greatest brightness cannot be read",
                 "look at /sys/class/leds/lcd-backlight");
   }
   Panel& panel = *c->panel;
@@ -87,7 +89,7 @@ void look_at_plain_light(Session& session, Calibration* c) {
   if (!panel.plain_dim) return;
   const double difference = *panel.plain_bright - *panel.plain_dim;
   if (std::fabs(difference) <= kPlainLimitLux) return;
-  fail(c,
+  fail(c, Why::panel_followed,
        "plain light still follows the panel: " + plain(difference) +
            " lux between full and quarter brightness, limit " + plain(kPlainLimitLux) + " lux",
        "run 13 and then 14 of this sensor in the dark box, with no other sensor's 13 in between");
@@ -99,15 +101,15 @@ void judge_level(Calibration* c) {
   const auto finite = [](double value) { return std::isfinite(value); };
   if (c->run.events_of_no_number > 0) {
     return fail(
-        c,
+        c, Why::sensor_no_number,
         std::to_string(c->run.events_of_no_number) + " of " + std::to_string(c->run.events) + " events are not numbers",
         kNoNumbersHint);
   }
   if (!std::all_of(panel.found.begin(), panel.found.end(), finite))
-    return fail(c, "the level found is not a number", kNoNumbersHint);
+    return fail(c, Why::sensor_no_number, "the level found is not a number", kNoNumbersHint);
   const bool lit = std::any_of(panel.found.begin(), panel.found.end(), [](double value) { return value > 0; });
   if (lit || (panel.level == kLow && !panel.colour && is_faint())) return;
-  fail(c, "the sensor sees no light of the panel at brightness " + std::to_string(panel.brightness),
+  fail(c, Why::panel_dark, "the sensor sees no light of the panel at brightness " + std::to_string(panel.brightness),
        "the sensor is stuck or covered, the panel is dark, or 14 was run without 13 before it");
 }
 
@@ -151,7 +153,7 @@ double run_at_panel(Session& session, Calibration* c) {
   }
   c->panel = panel;
   if (panel.refused) {
-    fail(c, "the panel did not take the brightness that was set: nothing was sent to the hub",
+    fail(c, Why::panel_refused, "the panel did not take the brightness that was set: nothing was sent to the hub",
          "something else sets the panel's brightness, or limits it");
   } else if (result == 0 && panel.finished && !session.interrupted()) {
     judge_level(c);

@@ -10,6 +10,13 @@ namespace {
 
 bool good(Outcome outcome) { return outcome == Outcome::passed || outcome == Outcome::marginal; }
 
+// A broken part of the phone can look like a broken station.
+void compare(const Attempt& before, Attempt* attempt) {
+  if (attempt->outcome != Outcome::error || before.outcome != Outcome::error) return;
+  if (attempt->reasons.front().code != before.reasons.front().code) return;
+  attempt->notes.emplace_back("the same error as in the attempt before: the phone itself may be at fault");
+}
+
 }  // namespace
 
 PlanRun::PlanRun(Session& session, const Plan& plan, const RunInfo& info, Observer& observer)
@@ -52,6 +59,7 @@ bool PlanRun::run_step(StepResult* result) {
       observer_.warns(*result, text);
     });
     under_way_.stops(session_);
+    if (!result->attempts.empty()) compare(result->attempts.back(), &attempt);
     attempt.hub = take_messages();
     {
       const std::lock_guard<std::mutex> lock(mutex_);
@@ -84,14 +92,14 @@ bool PlanRun::run_block(const Block& block, size_t first) {
 }
 
 // The record says why, and which steps did not run.
-void PlanRun::refuse(const std::string& missing) {
+void PlanRun::refuse(Reason missing) {
   StepResult& first = steps_.front();
   Attempt attempt;
   attempt.started = session_.now();
-  attempt.fail(missing + "; nothing was run",
-               "look whether the phone's sensor stack runs: start it or reboot the phone");
-  attempt.unreachable = true;
-  attempt.outcome = Outcome::failed;
+  missing.text += "; nothing was run";
+  missing.hint = "look whether the phone's sensor stack runs: start it or reboot the phone";
+  attempt.fail(missing);
+  attempt.outcome = attempt.fault;
   observer_.begins(first, attempt.number);
   {
     const std::lock_guard<std::mutex> lock(mutex_);
@@ -102,8 +110,7 @@ void PlanRun::refuse(const std::string& missing) {
 }
 
 void PlanRun::run() {
-  const std::string missing = session_.missing();
-  if (!missing.empty()) return refuse(missing);
+  if (const auto missing = session_.missing()) return refuse(*missing);
   size_t first = 0;
   for (const Block& block : plan_.blocks) {
     const bool passed = run_block(block, first);
@@ -119,17 +126,9 @@ Outcome PlanRun::verdict() {
     return std::any_of(steps_.begin(), steps_.end(), [&](const StepResult& step) { return step.outcome == outcome; });
   };
   if (under_way_.end_claimed || any(Outcome::aborted)) return Outcome::aborted;
-  return any(Outcome::failed) || any(Outcome::skipped) ? Outcome::failed : Outcome::passed;
-}
-
-bool PlanRun::unreachable() const {
-  return std::any_of(steps_.begin(), steps_.end(),
-                     [](const StepResult& step) { return !step.attempts.empty() && step.attempts.back().unreachable; });
-}
-
-bool PlanRun::refused() const {
-  return std::any_of(steps_.begin(), steps_.end(),
-                     [](const StepResult& step) { return !step.attempts.empty() && step.attempts.back().refused; });
+  // What failed by the phone's fault is known to be bad, whatever else could not be judged.
+  if (any(Outcome::failed)) return Outcome::failed;
+  return any(Outcome::error) || any(Outcome::skipped) ? Outcome::error : Outcome::passed;
 }
 
 record::Run PlanRun::record() { return make_record(session_, plan_, info_, steps_, verdict()); }
@@ -144,7 +143,7 @@ record::Run PlanRun::abort(const std::string& why) {
     (void)under_way.try_lock();
   }
   const bool free = under_way.owns_lock();
-  const Outcome verdict = why.empty() ? Outcome::aborted : Outcome::failed;
+  const Outcome verdict = why.empty() ? Outcome::aborted : Outcome::error;
   const std::lock_guard<std::mutex> lock(mutex_);
   if (current_ != nullptr) {
     Attempt attempt;
@@ -152,10 +151,11 @@ record::Run PlanRun::abort(const std::string& why) {
     attempt.started = current_started_;
     attempt.seconds = std::chrono::duration<double>(session_.now() - attempt.started).count();
     attempt.outcome = verdict;
-    attempt.unreachable = !why.empty();
-    attempt.reasons.push_back(why.empty() ? "interrupted" : why);
-    if (!free)
-      attempt.reasons.emplace_back("whether the old values are back is not known: read them before the phone goes on");
+    attempt.fail(why.empty() ? Reason{Why::interrupted, "interrupted"} : Reason{Why::call_hangs, why});
+    if (!free) {
+      attempt.fail(
+          {Why::old_values_lost, "whether the old values are back is not known: read them before the phone goes on"});
+    }
     if (free && under_way_.held != nullptr) {
       attempt.before = under_way_.held->before();
       attempt.irreversible = under_way_.held->irreversible();
@@ -163,7 +163,7 @@ record::Run PlanRun::abort(const std::string& why) {
       attempt.put_back = back.done;
       attempt.kept = !back.done && (back.needed || !back.problems.empty());
       attempt.notes.emplace_back("what the hub does by itself may still go on and change values once more");
-      attempt.reasons.insert(attempt.reasons.end(), back.problems.begin(), back.problems.end());
+      for (const std::string& problem : back.problems) attempt.fail({Why::old_values_lost, problem});
       if (attempt.reasons.size() == 1) attempt.after = under_way_.held->now(session_);
     }
     attempt.hub = take_messages();

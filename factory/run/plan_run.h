@@ -23,10 +23,9 @@ class PlanRun {
   PlanRun& operator=(const PlanRun&) = delete;
 
   void run();
+  // Aborted where a person ended it, else failed where a step failed, else an error where one could not judge.
   Outcome verdict();
   const std::vector<StepResult>& steps() const { return steps_; }  // once run() is over
-  bool unreachable() const;
-  bool refused() const;  // the phone has no such step as was asked for
   record::Run record();
 
   // For the watcher of interruptions, on its thread: puts back what the calibration under way may have changed, and
@@ -34,7 +33,7 @@ class PlanRun {
   record::Run abort(const std::string& why);
 
  private:
-  void refuse(const std::string& missing);
+  void refuse(Reason missing);
   bool run_block(const Block& block, size_t first);
   bool run_round(const Block& block, size_t first);
   bool run_step(StepResult* result);

@@ -30,13 +30,18 @@ const char* noise_hint(const std::string& unit) {
   return "the phone moves: set it down still, away from what shakes it, and repeat";
 }
 
-void Attempt::fail(const std::string& reason, const std::string& hint) {
-  reasons.push_back(reason);
-  if (!hint.empty() && std::find(hints.begin(), hints.end(), hint) == hints.end()) hints.push_back(hint);
+void Attempt::fail(const Reason& reason) {
+  const Outcome one = outcome_of(reason.why);
+  const bool first = one == Outcome::error && fault == Outcome::failed;
+  if (one == Outcome::error || fault == Outcome::passed) fault = one;
+  reasons.insert(first ? reasons.begin() : reasons.end(), {code_of(reason.why), reason.arguments, reason.text});
+  if (reason.hint.empty() || std::find(hints.begin(), hints.end(), reason.hint) != hints.end()) return;
+  hints.insert(first ? hints.begin() : hints.end(), reason.hint);
 }
 
 void StepRun::run(const std::function<void(const std::string&)>& warn) {
   session_.log().start_run();
+  const int lost = session_.lost_messages();
   switch (step_.kind) {
     case StepKind::fixture:
       run_fixture();
@@ -63,11 +68,19 @@ void StepRun::run(const std::function<void(const std::string&)>& warn) {
       measure("duration", "", attempt_.seconds, "s", std::nullopt, std::nullopt, step_.limits.seconds, "");
     conclude();
   }
-  // Said last: what the hub holds is put back all the same.
-  if (attempt_.outcome == Outcome::failed && !session_.sensor_service_there()) attempt_.unreachable = true;
+  if (attempt_.outcome == Outcome::failed) look_for_services(lost);
   RunLog log = session_.log().run();
   attempt_.log = std::move(log.lines);
   attempt_.log_dropped = log.lines_dropped;
+}
+
+// What failed while a service was not there may have failed for that, and says nothing of the phone.
+void StepRun::look_for_services(int lost_before) {
+  if (!session_.sensor_service_there())
+    attempt_.fail({Why::service_gone, "the sensor service is gone", kLookAtServices});
+  const std::string silent = attempt_.changes_hub ? HubWatch::problem(session_, lost_before) : "";
+  if (!silent.empty()) attempt_.fail({Why::hub_silent, silent, kLookAtServices});
+  attempt_.outcome = attempt_.fault;
 }
 
 void StepRun::conclude() {
@@ -75,11 +88,11 @@ void StepRun::conclude() {
     return std::any_of(attempt_.measurements.begin(), attempt_.measurements.end(),
                        [&](const Measurement& m) { return m.outcome == outcome; });
   };
-  attempt_.outcome = session_.interrupted()      ? Outcome::aborted
-                     : !attempt_.reasons.empty() ? Outcome::failed
-                     : worst(Outcome::marginal)  ? Outcome::marginal
-                                                 : Outcome::passed;
-  if (session_.interrupted() && attempt_.reasons.empty()) attempt_.reasons.emplace_back("interrupted");
+  if (session_.interrupted() && attempt_.reasons.empty()) attempt_.fail({Why::interrupted, "interrupted"});
+  attempt_.outcome = session_.interrupted()              ? Outcome::aborted
+                     : attempt_.fault != Outcome::passed ? attempt_.fault
+                     : worst(Outcome::marginal)          ? Outcome::marginal
+                                                         : Outcome::passed;
 }
 
 void StepRun::measure(const std::string& name, const std::string& axis, double value, const std::string& unit,
@@ -87,7 +100,10 @@ void StepRun::measure(const std::string& name, const std::string& axis, double v
                       const std::string& hint) {
   Measurement m{name, axis, value, unit, error, low, high, Outcome::passed};
   judge(&m, step_.limits.marginal);
-  if (m.outcome == Outcome::failed) attempt_.fail(describe(m), hint);
+  if (m.outcome == Outcome::failed) {
+    const auto bound = [](const std::optional<double>& limit) { return limit ? plain(*limit) : ""; };
+    attempt_.fail({Why::value_outside, describe(m), hint, {name, axis, plain(value), bound(low), bound(high), unit}});
+  }
   if (m.outcome == Outcome::marginal) attempt_.notes.push_back("marginal: " + describe(m));
   attempt_.measurements.push_back(m);
 }
@@ -104,10 +120,7 @@ void StepRun::run_fixture() {
   }
   if (wanted.empty()) return;
   const Fixture::Arranged arranged = session_.fixture().arrange(wanted);
-  for (const std::string& problem : arranged.problems) {
-    attempt_.fail(problem);
-    attempt_.unreachable = true;  // nothing is known of the phone
-  }
+  for (const std::string& problem : arranged.problems) attempt_.fail({Why::fixture_not_set, problem});
   attempt_.notes.insert(attempt_.notes.end(), arranged.notes.begin(), arranged.notes.end());
 }
 
@@ -116,7 +129,7 @@ FreshSamples StepRun::take_fresh(const Quantity& subject, int count) {
   const Sensor* kind = find_kind(step_.type, 0);
   if (sensor == nullptr && kind != nullptr) sensor = verified_sensor(session_, *kind);
   FreshSamples none;
-  none.problem = "the phone lists no such sensor";
+  none.problem = {Why::sensor_absent, "the phone lists no such sensor", "look at `sensorcal sensors`"};
   if (sensor == nullptr) return none;
   SampleRequest request;
   request.handle = sensor->sensorHandle;
@@ -160,8 +173,10 @@ void StepRun::measure_fresh(const Quantity& subject, const FreshSamples& fresh, 
       const std::optional<double> low = limit ? std::optional<double>(-*limit) : std::nullopt;
       measure("residual", axis, mean - expected[i], subject.unit, error, low, limit, residual_hint(subject.unit));
     } else if (limits.residual) {
-      attempt_.fail(axis + ": what the sensor should report is not known",
-                    "say so with \"expect\", or write the golden values first");
+      attempt_.fail({Why::expected_unknown,
+                     axis + ": what the sensor should report is not known",
+                     "say so with \"expect\", or write the golden values first",
+                     {axis}});
     }
     std::optional<double> most;
     const double usual = sensor_of(step_.type)->noise;
@@ -173,8 +188,10 @@ void StepRun::measure_fresh(const Quantity& subject, const FreshSamples& fresh, 
     measure("noise", axis, noise, subject.unit, noise / std::sqrt(2.0 * std::max(1, fresh.taken)), std::nullopt, most,
             noise_hint(subject.unit));
     if (subject.motion && noise == 0)
-      attempt_.fail(axis + ": all fresh samples are " + plain(mean) + " " + subject.unit,
-                    "the sensor repeats one value: it is stuck, or its driver does not update it");
+      attempt_.fail({Why::sensor_stuck,
+                     axis + ": all fresh samples are " + plain(mean) + " " + subject.unit,
+                     restart_hint(record::Cause::zero_variance),
+                     {axis, plain(mean)}});
     if (step_.kind == StepKind::verify && (limits.low || limits.high)) {
       measure("mean", axis, mean, subject.unit, error,
               limits.low ? std::optional<double>(limits.low->at(i)) : std::nullopt,
@@ -184,16 +201,8 @@ void StepRun::measure_fresh(const Quantity& subject, const FreshSamples& fresh, 
 }
 
 void StepRun::verify_near(bool near) {
-  const std::optional<bool> seen = reports_near(session_, near);
-  if (session_.interrupted()) return;
-  if (!seen) {
-    attempt_.fail("the proximity sensor does not report",
-                  "the sensor is silent: look at its connection and its driver");
-  } else if (*seen != near) {
-    attempt_.fail(std::string("the proximity sensor says ") + (*seen ? "near" : "far") + " and should say " +
-                      (near ? "near" : "far"),
-                  "look at the target's distance, then repeat step 0 without a target and step 2 with it at 3 cm");
-  }
+  const std::optional<Reason> problem = near_problem(session_, near);
+  if (problem && !session_.interrupted()) attempt_.fail(*problem);
 }
 
 void StepRun::run_verify() {
@@ -201,9 +210,7 @@ void StepRun::run_verify() {
   const Quantity subject = *subject_of(step_.type);
   const FreshSamples fresh = take_fresh(subject, step_.samples > 0 ? step_.samples : kVerifySamples);
   if (session_.interrupted()) return;
-  if (!fresh.problem.empty()) {
-    return attempt_.fail(fresh.problem, sampling_hint(fresh.problem));
-  }
+  if (fresh.problem) return attempt_.fail(*fresh.problem);
   record::Window& window = attempt_.window.emplace();
   window.unit = subject.unit;
   window.axes.assign(subject.axes.begin(), subject.axes.end());
@@ -219,15 +226,14 @@ void StepRun::run_check() {
   const StoredValue* value = stored_value(step_.type, step_.value);
   const Reading reading = value->read(*session_.cal().cal_api, step_.type, step_.count);
   const std::string silent = hub.problem();
-  if (!silent.empty()) {
-    attempt_.unreachable = true;
-    return attempt_.fail(silent, kLookAtServices);
-  }
+  if (!silent.empty()) return attempt_.fail({Why::hub_silent, silent, kLookAtServices});
   if (reading.result < 0) {
     const std::string answer = ": the answer was " + std::to_string(reading.result);
-    return value->file != nullptr
-               ? attempt_.fail("/" + std::string(value->file) + " cannot be read" + answer, kFileHint)
-               : attempt_.fail("the value cannot be read" + answer, "calibrate this sensor first");
+    const std::string what = value->file != nullptr ? "/" + std::string(value->file) : "the value";
+    return attempt_.fail({Why::stored_unreadable,
+                          what + " cannot be read" + answer,
+                          value->file != nullptr ? kFileHint : "calibrate this sensor first",
+                          {step_.value}});
   }
   const Sensor* kind = find_kind(step_.type, 0);
   for (size_t i = 0; i < reading.values.size(); ++i) {
@@ -242,22 +248,21 @@ void StepRun::run_check() {
 
 void StepRun::run_report_check() {
   const Report report = make_report(session_);
-  if (!report.warning.empty()) {
-    attempt_.unreachable = true;
-    return attempt_.fail(report.warning, kLookAtServices);
-  }
+  if (!report.warning.empty()) return attempt_.fail({Why::hub_silent, report.warning, kLookAtServices});
   for (const Verdict& verdict : report.verdicts) {
     const bool wanted =
         step_.positions.empty() || std::count(step_.positions.begin(), step_.positions.end(), verdict.sensor) != 0;
     if (wanted && !verdict.calibrated) {
-      attempt_.fail(verdict.sensor + " is not calibrated: " + verdict.holds + "; " + verdict.why,
-                    "calibrate " + verdict.sensor);
+      attempt_.fail({Why::not_calibrated,
+                     verdict.sensor + " is not calibrated: " + verdict.holds + "; " + verdict.why,
+                     "calibrate " + verdict.sensor,
+                     {verdict.sensor}});
     }
   }
   for (const std::string& sensor : step_.positions) {
     const bool there = std::any_of(report.verdicts.begin(), report.verdicts.end(),
                                    [&](const Verdict& verdict) { return verdict.sensor == sensor; });
-    if (!there) attempt_.fail("this phone's report has no position for " + sensor);
+    if (!there) attempt_.fail({Why::not_calibrated, "this phone's report has no position for " + sensor, "", {sensor}});
   }
   attempt_.notes.push_back("the report is " + report.text);
 }
@@ -268,8 +273,8 @@ void StepRun::run_probe() {
                      : step_.probe == "ps_tof" ? cal.test_is_ps_tof_sensor()
                      : step_.probe == "tof"    ? cal.test_is_tof_sensor()
                                                : cal.test_is_pshwcali_sensor();
+  constexpr int kNoManager = -2;
   const auto say = [](int value) -> std::string {
-    constexpr int kNoManager = -2;
     constexpr int kNoSensor = -3;
     if (value == kNoSensor) return "there is no such sensor";
     if (value == kNoManager) return "there is no sensor service";
@@ -277,8 +282,10 @@ void StepRun::run_probe() {
   };
   if (answer == step_.answer) return;
   attempt_.fail(
-      "the probe " + step_.probe + " says '" + say(answer) + "' where '" + say(step_.answer) + "' is expected",
-      "another chip is fitted than the plan is for, or its driver was not loaded");
+      {answer == kNoManager ? Why::service_gone : Why::probe_differs,
+       "the probe " + step_.probe + " says '" + say(answer) + "' where '" + say(step_.answer) + "' is expected",
+       "another chip is fitted than the plan is for, or its driver was not loaded",
+       {step_.probe, say(answer), say(step_.answer)}});
 }
 
 }  // namespace factory::plan

@@ -71,6 +71,7 @@ class StepRun {
                std::optional<double> error, std::optional<double> low, std::optional<double> high,
                const std::string& hint);
   void conclude();
+  void look_for_services(int lost_before);
 
   Session& session_;
   UnderWay& under_way_;

@@ -13,8 +13,7 @@ void StepRun::run_write(const std::function<void(const std::string&)>& warn) {
   attempt_.irreversible = held.irreversible();
   for (const std::string& what : held.irreversible()) warn("cannot be undone: " + what);
   if (!silent.empty()) {
-    attempt_.unreachable = true;
-    attempt_.fail(silent + "; nothing was changed", kLookAtServices);
+    attempt_.fail({Why::hub_silent, silent + "; nothing was changed", kLookAtServices});
     return end_changes(held, false);
   }
   begin_changes(held);
@@ -23,24 +22,29 @@ void StepRun::run_write(const std::function<void(const std::string&)>& warn) {
   const int result = value.write(*session_.cal().cal_api, step_.type, step_.numbers);
   const std::string where = value.file != nullptr ? "/" + std::string(value.file) : "the hub";
   const std::string hint = value.file != nullptr ? kFileHint : "look at the hub's log";
-  if (result != 0) attempt_.fail(where + " was not written: the answer was " + std::to_string(result), hint);
+  if (result != 0) {
+    attempt_.fail({Why::hub_refused,
+                   where + " was not written: the answer was " + std::to_string(result),
+                   hint,
+                   {step_.value, std::to_string(result)}});
+  }
   if (result == 0 && value.read != nullptr) {
     const Reading reading = value.read(*session_.cal().cal_api, step_.type, step_.count);
     for (size_t i = 0; i < step_.numbers.size(); ++i) {
       const bool same = reading.result == 0 && i < reading.values.size() &&
                         static_cast<float>(reading.values[i]) == static_cast<float>(step_.numbers[i]);
       if (same) continue;
-      attempt_.fail(step_.value + ": " + plain(step_.numbers[i]) + " was written, and " + where + " " +
-                        (reading.result == 0 ? "holds " + plain(reading.values.at(i)) : "cannot be read"),
-                    hint);
+      attempt_.fail({reading.result == 0 ? Why::stored_differs : Why::stored_unreadable,
+                     step_.value + ": " + plain(step_.numbers[i]) + " was written, and " + where + " " +
+                         (reading.result == 0 ? "holds " + plain(reading.values.at(i)) : "cannot be read"),
+                     hint,
+                     {step_.value, plain(step_.numbers[i])}});
     }
   }
   const std::string lost = hub.problem();
-  if (attempt_.reasons.empty() && !lost.empty())
-    attempt_.fail(lost + ", so that the write does not count", kLookAtServices);
+  if (!lost.empty()) attempt_.fail({Why::hub_silent, lost + ", so that the write does not count", kLookAtServices});
   under_way_.stops(session_);
   end_changes(held, result == 0);
-  attempt_.unreachable = attempt_.unreachable || !lost.empty();
 }
 
 }  // namespace factory::plan

@@ -37,12 +37,16 @@ void Keeper::keep(const record::Run& run) {
   }
 }
 
-void Keeper::bring_up() {
+bool Keeper::bring_up(const std::string& id) {
   const std::lock_guard<std::mutex> lock(mutex_);
-  if (!spool_) return;
+  if (!spool_) return true;
+  bool taken = true;
   try {
     const Brought brought = store::bring_up(&*spool_, uri_, kPatienceSeconds);
-    for (const std::string& refused : brought.refused) std::cerr << "sensorcal: not stored: " << refused << "\n";
+    for (const std::string& refused : brought.refused) {
+      std::cerr << "sensorcal: not stored: " << refused << "\n";
+      taken &= refused.rfind(id, 0) != 0;
+    }
     if (!brought.away.empty()) std::cerr << "sensorcal: " << brought.away << "\n";
     if (brought.waiting > 0) {
       std::cerr << "sensorcal: " << count_of_runs(brought.waiting) << (brought.waiting == 1 ? " waits" : " wait")
@@ -51,6 +55,7 @@ void Keeper::bring_up() {
   } catch (const StoreError& error) {
     std::cerr << "sensorcal: " << error.what() << "\n";
   }
+  return taken;
 }
 
 std::string count_of_runs(int count) { return std::to_string(count) + (count == 1 ? " run" : " runs"); }

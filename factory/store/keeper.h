@@ -20,8 +20,9 @@ class Keeper {
   // The run is on this station's disk when this returns. Throws StoreError. Any thread.
   void keep(const record::Run& run);
 
-  // To the server, where there is one. Tells on standard error what could not be done; never throws for it.
-  void bring_up();
+  // To the server, where there is one. Tells on standard error what could not be done; never throws for it. False: the
+  // run of this id is one that the server does not take.
+  bool bring_up(const std::string& id);
 
  private:
   const Uri uri_;

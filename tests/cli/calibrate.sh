@@ -38,7 +38,8 @@ run 0 factory-reset
 run 0 get Acc offset --json
 json out 'd[0]["values"] == [0, 0, 0]'
 
-# A step that the library does not have: by the sensor nothing is opened, by the chip nothing is sent.
+# A step that the library does not have for a sensor: nothing is opened. One that the phone's chip does not have: nothing
+# is sent, and nothing known of the phone.
 rm -rf phone
 while IFS='|' read -r arguments names; do
   # shellcheck disable=SC2086
@@ -58,7 +59,7 @@ calibrate CCT_F_strm --world lux=100|CCT_F_strm is calibrated with lux=200, not 
 calibrate CCT_B_strm --golden --world dark-box=on|CCT_B_strm is calibrated with dark-box=off
 channel Acc 0 200|Acc has no such channel: only Lux and Lux_B have channels
 ROWS
-run 2 calibrate Prx --param 6 --speed max --hub-log sent.jsonl
+run 3 calibrate Prx --param 6 --speed max --hub-log sent.jsonl
 has out "why: this phone's proximity sensor is no time-of-flight part: it has no step 6; nothing was sent"
 ! grep -q '"msg_type": *1[234]' sent.jsonl || fail 'a step was sent all the same'
 

@@ -22,7 +22,7 @@ called='a service that dies'
 has one.err 'is gone|does not answer' '^exit code 3$'
 for name in two three; do
   has $name.err '^exit code 3$'
-  json $name.out 'd["verdict"] != "passed"' 'any("does not come back" in r["text"] for r in d["steps"][1]["attempts"][0]["reasons"])' \
+  json $name.out 'd["verdict"] == "error"' 'any("does not come back" in r["text"] for r in d["steps"][1]["attempts"][0]["reasons"])' \
     'any(any(w in r["text"] for w in ("not put back", "not known", "is gone")) for r in d["steps"][1]["attempts"][0]["reasons"])'
 done
 

@@ -10,8 +10,16 @@ called='run, its output full'
 code=0
 "$sensorcal" run plan.json --speed max --json >/dev/full 2>err || code=$?
 touch out
-[ "$code" = 1 ] || fail "exit code $code"
+[ "$code" = 3 ] || fail "exit code $code"
 has err '^sensorcal: standard output cannot be written$'
+
+# What was asked for and cannot be delivered: 3 where the phone is good, and told; a bad phone is a bad phone.
+for lost in --log --hub-log --html --junit; do
+  run 3 run plan.json --speed max $lost /dev/full
+  has err '^sensorcal: (--(hub-)?log )?/dev/full: (lines are missing|cannot be written)'
+  has out '^passed in '
+  run 1 run plan.json --speed max --fault nan:Acc $lost /dev/full
+done
 
 # A reader that has gone before the first line is written.
 called='run, its reader gone'
@@ -32,7 +40,7 @@ has err '^sensorcal: --csv .*/plan\.json: is no folder$'
 run 2 run .
 has err '^sensorcal: \.: is a folder$'
 [ ! -e phone ] || fail 'a phone was made all the same'
-run 2 run plan.json --speed max --html /dev/full --junit after.xml
+run 3 run plan.json --speed max --html /dev/full --junit after.xml
 has err '^sensorcal: /dev/full: cannot be written'
 [ -s after.xml ] || fail 'the files after it are missing'
 

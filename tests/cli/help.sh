@@ -5,7 +5,7 @@ source "$(dirname "$0")/lib.sh"
 run 0 --version
 has out '^sensorcal [0-9]+\.[0-9]+\.[0-9]+, build [0-9a-f]{40}$' '^libsensor_cal [0-9.]+, build [0-9a-f]{40}$'
 run 0 --help
-has out '--phone' 'Exit codes: 0 passed, 1 a check failed, 2 usage, 3 '
+has out '--phone' 'Exit codes: 0 passed, 1 failed' '3 an error: the phone could not be judged'
 commands=$(sed -n '/^Subcommands:/,/^$/s/^  \([a-z-][a-z-]*\) .*/\1/p' out)
 [ "$(wc -w <<<"$commands")" -ge 7 ] || fail "not the commands: $commands"
 for command in $commands; do

@@ -19,6 +19,6 @@ for fault in sensors-fail:12 queue-refused enable-refused hub-vanish:9 hub-fail 
   rm -rf phone
   called="run plan.json --fault $fault"
   "$sensorcal" run plan.json --speed max --json --fault "$fault" >out 2>err </dev/null && fail "sensorcal $called passed"
-  json out 'any(s["verdict"] == "failed" for s in d["steps"])' \
-    'all(a["reasons"] and a["hints"] for s in d["steps"] for a in s["attempts"] if a["verdict"] == "failed")'
+  json out 'd["verdict"] in ("failed", "error")' \
+    'all(a["reasons"] and a["hints"] for s in d["steps"] for a in s["attempts"] if a["verdict"] in ("failed", "error"))'
 done

@@ -12,22 +12,22 @@ for sensor in Lux Lux_pri2; do
   run 0 calibrate $sensor --param 14 --speed max
 done
 
-# refused CODE SENSOR LEVEL FAULT PATTERN...: on a phone that is good but for the fault.
+# refused CODE SENSOR LEVEL FAULT PATTERN...: on a phone that is good but for the fault. 1 is a failure, 3 an error.
 refused() {
-  local code=$1 sensor=$2 level=$3 fault=$4
+  local words=([1]=FAILED [3]=ERROR) code=$1 sensor=$2 level=$3 fault=$4
   shift 4
   rm -rf phone
   cp -r "$sensor.full" phone
   run "$code" calibrate "$sensor" --param "$level" --speed max --fault "$fault"
-  has out "FAILED  calibrate $sensor " "$@"
+  has out "${words[code]}  calibrate $sensor " "$@"
 }
 
 # The library sends a level even where its run brought nothing.
-refused 1 Lux 14 queue-never 'why: the sensor service gave no event queue' 'try: the sensor service refuses' "$stays"
-refused 1 Lux_pri2 14 queue-never 'why: the sensor service gave no event queue' "$stays"
+refused 3 Lux 14 queue-never 'why: the sensor service gave no event queue' 'try: the sensor service refuses' "$stays"
+refused 3 Lux_pri2 14 queue-never 'why: the sensor service gave no event queue' "$stays"
 refused 1 Lux 14 enable-refused 'why: the sensor could not be enabled' 'try: the sensor service refuses' "$stays"
 refused 1 Lux 14 silent 'why: no event came from the sensor until the time was over' 'try: the sensor is silent' "$stays"
-refused 3 Lux 14 sensors-vanish:2 'why: the sensor could not be enabled' "$stays"
+refused 3 Lux 14 sensors-vanish:2 'why: the sensor service is gone' 'why: the sensor could not be enabled' "$stays"
 
 # The run is good, and the plain light cannot be looked at.
 refused 1 Lux 14 silent:Lux 'why: not verified: plain light at full brightness: only 0 of 5 fresh samples came' \

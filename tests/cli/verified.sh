@@ -15,7 +15,7 @@ has out 'FAILED  calibrate Acc ' 'why: not verified: only 0 of 50 fresh samples 
 no_offset
 
 run 3 calibrate Acc Gyr --speed max --json --fault hub-vanish:2
-json out 'd["steps"][1]["verdict"] == "failed"' \
+json out 'd["steps"][1]["verdict"] == "error"' \
   'any("nothing was changed" in r["text"] for r in d["steps"][1]["attempts"][0]["reasons"])' 'len(d["steps"]) == 3'
 no_offset
 
@@ -24,6 +24,6 @@ cat >plan.json <<'PLAN'
 {"format": "sensorcal.plan/1", "name": "vanishes", "steps": [{"calibrate": "Acc"}]}
 PLAN
 run 3 run plan.json --speed max --json --fault sensors-vanish:6
-json out 'd["verdict"] == "failed"' 'd["steps"][0]["attempts"][0]["reasons"]' 'd["steps"][0]["attempts"][0]["put_back"]'
+json out 'd["verdict"] == "error"' 'd["steps"][0]["attempts"][0]["reasons"][0]["code"] == "service.gone"' 'd["steps"][0]["attempts"][0]["put_back"]'
 run 3 calibrate Acc --speed max --fault sensors-vanish:3
 run 3 watch Acc --seconds 1 --speed max --fault sensors-vanish:1

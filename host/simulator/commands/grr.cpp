@@ -104,7 +104,7 @@ class StudyRuns {
     return true;
   }
   void bring_up() {
-    if (keeper_) keeper_->bring_up();
+    if (keeper_) (void)keeper_->bring_up("");
   }
   grr::SeriesOfRuns series() const { return grr::series_of(runs_, store::to_stored(a_.filter.measurement)); }
 

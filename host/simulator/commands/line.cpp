@@ -14,6 +14,7 @@
 #include "files/json_text.h"
 #include "line/phone_run.h"
 #include "line/worker_pool.h"
+#include "record/exit_code.h"
 #include "simulator/drawn_phone.h"
 #include "store/store.h"
 #include "store/uri.h"
@@ -118,6 +119,7 @@ Json::Value to_json(const line::LineResult& result, const Arguments& a, uint64_t
   out["fault_rate"] = a.fault_rate;
   out["passed"] = Json::UInt64{result.passed};
   out["failed"] = Json::UInt64{result.failed};
+  out["errors"] = Json::UInt64{result.errors};
   out["given_up"] = Json::UInt64{result.given_up};
   out["restarts"] = result.restarts;
   out["waiting"] = result.waiting;
@@ -131,7 +133,8 @@ std::string to_text(const line::LineResult& result, const std::string& spools) {
   std::string out = std::to_string(result.done()) + " phones in " + fixed(result.seconds, 1) + " s, " +
                     fixed(per_second(result), 1) + " a second\n" + std::to_string(result.passed) + " passed, " +
                     std::to_string(result.failed) + " failed: a yield of " +
-                    percent_text(result.passed, result.done()) + "\n";
+                    percent_text(result.passed, result.passed + result.failed) + "\n";
+  if (result.errors > 0) out += alert(std::to_string(result.errors) + " could not be judged") + "\n";
   if (result.restarts > 0) out += "stations restarted: " + std::to_string(result.restarts) + "\n";
   if (result.given_up > 0) out += bad("phones given up: " + std::to_string(result.given_up)) + "\n";
   if (result.waiting > 0)
@@ -140,11 +143,13 @@ std::string to_text(const line::LineResult& result, const std::string& spools) {
   return out;
 }
 
+// Phones that were given up are phones that could not be judged. What waits in a spool is delivered.
 int exit_code(const line::LineResult& result) {
-  return result.interrupted              ? kInterrupted
-         : result.waiting > 0            ? kUnreachable
-         : result.done() < result.phones ? kFailed
-                                         : kPassed;
+  using record::Outcome;
+  return record::exit_code(result.interrupted              ? Outcome::aborted
+                           : result.done() < result.phones ? Outcome::error
+                                                           : Outcome::passed,
+                           true);
 }
 
 int run_line(const Options& options, const Arguments& a) {

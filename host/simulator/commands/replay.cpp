@@ -34,8 +34,8 @@ void tell(const std::vector<std::string>& different, const std::string& other, b
   if (different.size() > kMax) std::cerr << "  ...\n";
 }
 
-int compare(const std::optional<record::Run>& recorded, const record::Run& run, const std::string& folder, bool text,
-            Aside* aside, int code) {
+bool compare(const std::optional<record::Run>& recorded, const record::Run& run, const std::string& folder, bool text,
+             Aside* aside) {
   const std::vector<std::string> different =
       recorded ? differences(*recorded, run) : std::vector<std::string>{"the recording is cut off: it has no record"};
   const std::string other = recorded ? other_program(*recorded, run) : "";
@@ -45,7 +45,7 @@ int compare(const std::optional<record::Run>& recorded, const record::Run& run, 
   aside->lines.insert(aside->lines.end(), different.begin(), different.end());
   if (!other.empty()) aside->lines.push_back(other);
   tell(different, other, text);
-  return different.empty() ? code : kDiffers;
+  return different.empty();
 }
 
 int replay(const Options& options, const Arguments& arguments) {
@@ -65,8 +65,8 @@ int replay(const Options& options, const Arguments& arguments) {
   info.serial = head.serial;
   info.station = head.station;
   info.operator_name = head.operator_name;
-  return run_plan(wanted, plan, info, arguments, [&](const record::Run& run, Aside* aside, int code) {
-    return compare(recorded, run, wanted.recording, !options.json, aside, code);
+  return run_plan(wanted, plan, info, arguments, [&](const record::Run& run, Aside* aside) {
+    return compare(recorded, run, wanted.recording, !options.json, aside);
   });
 }
 

@@ -138,7 +138,8 @@ void WorkerPool::take(Worker* worker, const std::string& line) {
     return;
   }
   if (!worker->busy || said["number"].asUInt64() != worker->phone.number) return;
-  ++(said["verdict"].asString() == "passed" ? result_.passed : result_.failed);
+  const std::string verdict = said["verdict"].asString();
+  ++(verdict == "passed" ? result_.passed : verdict == "failed" ? result_.failed : result_.errors);
   worker->busy = false;
   feed(worker);
 }

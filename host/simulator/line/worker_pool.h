@@ -16,14 +16,14 @@ namespace factory::line {
 
 struct LineResult {
   uint64_t phones = 0;  // that were to be run
-  uint64_t passed = 0, failed = 0;
+  uint64_t passed = 0, failed = 0, errors = 0;
   uint64_t given_up = 0;  // their stations died over them again and again
   int restarts = 0;
   int waiting = 0;  // runs in the stations' spools
   double seconds = 0;
   bool interrupted = false;
 
-  uint64_t done() const { return passed + failed; }
+  uint64_t done() const { return passed + failed + errors; }
 };
 
 class WorkerPool {

@@ -6,6 +6,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
+using ::testing::Not;
 
 std::vector<std::string> verdicts(const Station::Ran& ran) {
   std::vector<std::string> out;
@@ -54,6 +55,39 @@ TEST(PlanFlow, ASecondAttemptMayPass) {
   EXPECT_EQ(verdicts(tilted), (std::vector<std::string>{"passed 1", "passed 2", "passed 2"}));
   EXPECT_EQ(tilted.attempt(1, 0).outcome, Outcome::failed);
   EXPECT_THAT(tilted.attempt(1, 0).reasons[0].text, HasSubstr("x: residual"));
+}
+
+// Probes ask the sensor service alone: here the hub never answers.
+TEST(PlanFlow, AFailureOutweighsAnErrorAndAnErrorAPass) {
+  const std::string passes = kPasses;
+  const std::string fails = R"({"probe": "tof", "expect": false, "on_failure": "go on"})";
+  const std::string errs = R"({"check": "Acc", "value": "offset", "limits": {"low": "-1 g"}, "on_failure": "go on"})";
+  const struct {
+    std::string steps;
+    std::vector<std::string> verdicts;
+    Outcome verdict;
+  } kRows[] = {
+      {fails + "," + errs, {"failed 1", "error 1"}, Outcome::failed},
+      {errs + "," + fails, {"error 1", "failed 1"}, Outcome::failed},
+      {errs + "," + passes, {"error 1", "passed 1"}, Outcome::error},
+      {R"({"calibrate": "Acc"}, )" + passes, {"error 1", "skipped 0"}, Outcome::error},
+  };
+  for (const auto& row : kRows) {
+    Station station;
+    station.options.fault = {"hub-fail"};
+    const Station::Ran ran = station.run(row.steps);
+    EXPECT_EQ(verdicts(ran), row.verdicts) << row.steps;
+    EXPECT_EQ(ran.verdict, row.verdict) << row.steps;
+    EXPECT_EQ(ran.record["verdict"], outcome_name(row.verdict));
+  }
+}
+
+TEST(PlanFlow, TheSameErrorTwiceMayBeThePhonesFault) {
+  Station station;
+  station.options.fault = {"hub-fail"};
+  const Station::Ran ran = station.run(R"({"calibrate": "Acc", "repeat": 2})");
+  EXPECT_THAT(ran.attempt(0, 0).notes, Not(::testing::Contains(HasSubstr("the same error"))));
+  EXPECT_THAT(ran.attempt(0, 1).notes, ::testing::Contains(HasSubstr("the phone itself may be at fault")));
 }
 
 TEST(PlanFlow, AMarginalValueIsReportedAndPasses) {

@@ -46,11 +46,11 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"motion", {"motion:Acc,8"}, "failed", "max", kOne}, Case{"not_a_number", {"nan:Acc"}, "failed"},
         Case{"straggler", {"straggler:Acc", "straggler:Gyr"}, "passed"}, Case{"duplicate", {"duplicate:Acc"}, "passed"},
         Case{"burst", {"burst:Acc,8"}, "passed"}, Case{"wrong_handle", {"wrong-handle:Acc"}, "failed", "max", kOne},
-        Case{"queue_refused", {"queue-refused:4"}, "failed"}, Case{"queue_never", {"queue-never"}, "failed"},
+        Case{"queue_refused", {"queue-refused:4"}, "error"}, Case{"queue_never", {"queue-never"}, "error"},
         Case{"enable_refused", {"enable-refused:Acc,3"}, "failed"},
-        Case{"sensors_vanish", {"sensors-vanish:4"}, "failed"}, Case{"sensors_absent", {"sensors-absent"}, "failed"},
-        Case{"hub_vanish", {"hub-vanish:5"}, "failed"}, Case{"hub_absent", {"hub-absent"}, "failed"},
-        Case{"hub_fail", {"hub-fail"}, "failed"}),
+        Case{"sensors_vanish", {"sensors-vanish:4"}, "error"}, Case{"sensors_absent", {"sensors-absent"}, "error"},
+        Case{"hub_vanish", {"hub-vanish:5"}, "error"}, Case{"hub_absent", {"hub-absent"}, "error"},
+        Case{"hub_fail", {"hub-fail"}, "error"}),
     [](const auto& test) { return test.param.name; });
 
 // Files of the device are the recorded ones, also those that cannot be written, and so is the panel's brightness.

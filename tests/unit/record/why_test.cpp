@@ -1,0 +1,45 @@
+// Whose fault a cause is, and how a program ends.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <regex>
+#include <sstream>
+
+#include "record/exit_code.h"
+#include "record/why.h"
+
+namespace factory::record {
+namespace {
+
+TEST(ExitCode, FollowsVerdictAndDelivery) {
+  const struct {
+    Outcome verdict;
+    int delivered, not_delivered;
+  } kRows[] = {{Outcome::passed, 0, 3},  {Outcome::marginal, 0, 3}, {Outcome::failed, 1, 1},
+               {Outcome::error, 3, 3},   {Outcome::skipped, 3, 3},  {Outcome::aborted, 130, 130}};
+  for (const auto& row : kRows) {
+    EXPECT_EQ(exit_code(row.verdict, true), row.delivered) << outcome_name(row.verdict);
+    EXPECT_EQ(exit_code(row.verdict, false), row.not_delivered) << outcome_name(row.verdict);
+  }
+}
+
+TEST(Why, TheDocumentListsEveryCodeWithItsVerdict) {
+  std::ifstream in(PROJECT_DIR "/docs/formats/run-record.md");
+  std::stringstream text;
+  text << in.rdbuf();
+  const std::string page = text.str();
+  std::vector<std::string> documented;
+  const std::regex row("\n\\| `([a-z_.]+)` \\| (error|failed|aborted) \\|");
+  for (std::sregex_iterator at(page.begin(), page.end(), row); at != std::sregex_iterator(); ++at)
+    documented.push_back((*at)[1].str() + " " + (*at)[2].str());
+  std::vector<std::string> known;
+  for (int i = 0; i <= static_cast<int>(Why::interrupted); ++i) {
+    const auto why = static_cast<Why>(i);
+    known.push_back(std::string(code_of(why)) + " " + outcome_name(outcome_of(why)));
+  }
+  EXPECT_EQ(documented, known);
+}
+
+}  // namespace
+}  // namespace factory::record
