@@ -1,5 +1,5 @@
-// Why a step did not pass. The one place that says of each cause whether it is the phone's fault, a failure, or left the
-// phone unjudged, an error; and by which code programs know it. docs/formats/run-record.md, docs/faults.md.
+// Why a step did not pass. The one place that says of each cause whether it is the phone's fault, a failure, or left
+// the phone unjudged, an error; and by which code programs know it. docs/formats/run-record.md, docs/faults.md.
 #pragma once
 
 #include <string>

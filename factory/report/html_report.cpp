@@ -65,9 +65,9 @@ Markup banner(const record::Run& run) {
   return Markup::element("header", {{"class", "banner " + verdict}}, Markup::element("div", content));
 }
 
-Markup card(const char* title, const Markup& content, const char* css_class = "") {
+Markup card(const char* title, const Markup& content, const std::string& css_class = "") {
   if (content.empty()) return {};
-  return Markup::element("section", {{"class", std::string("card ") + css_class}},
+  return Markup::element("section", {{"class", "card " + css_class}},
                          Markup::element("h2", Markup::text(title)) + content);
 }
 
@@ -84,7 +84,9 @@ Markup why(const record::Run& run) {
       item += Markup::element("p", {{"class", "try"}}, Markup::text("What to try")) + hints;
     items += Markup::element("li", item);
   }
-  return items.empty() ? items : card("Why", Markup::element("ul", {{"class", "failures"}}, items), "why");
+  return items.empty() ? items
+                       : card("Why", Markup::element("ul", {{"class", "failures"}}, items),
+                              std::string("why ") + outcome_name(run.outcome));
 }
 
 class Facts {

@@ -104,7 +104,7 @@ Reason explain(Session& session, const Calibration& c) {
     return {Why::hub_run_failed,
             c.result == kNoEnd ? "the hub's own colour run did not end in 4.5 s"
                                : "the hub's own colour run ended with error " + plain(c.result),
-            "",
+            "look at the hub's log, and whether it has a colour run of its own",
             {plain(c.result)}};
   }
   if (const std::string line = telling_line(run); !line.empty()) {

@@ -262,7 +262,11 @@ void StepRun::run_report_check() {
   for (const std::string& sensor : step_.positions) {
     const bool there = std::any_of(report.verdicts.begin(), report.verdicts.end(),
                                    [&](const Verdict& verdict) { return verdict.sensor == sensor; });
-    if (!there) attempt_.fail({Why::not_calibrated, "this phone's report has no position for " + sensor, "", {sensor}});
+    if (there) continue;
+    attempt_.fail({Why::not_calibrated,
+                   "this phone's report has no position for " + sensor,
+                   "look at the phone's property persist.vendor.sensor.cali_sensor, and whether the plan is for it",
+                   {sensor}});
   }
   attempt_.notes.push_back("the report is " + report.text);
 }

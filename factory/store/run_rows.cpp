@@ -113,12 +113,14 @@ void add_step(const record::Step& step, bool samples, RunRows* rows) {
   if (step.param) plan_step.param = *step.param;
   rows->steps.push_back({step.index, plan_step, code_of(step.outcome), static_cast<int>(step.attempts.size())});
   rows->retried |= step.attempts.size() > 1;
+  // An attempt that could not judge has decided nothing.
+  const bool judged = step.outcome != record::Outcome::error && step.outcome != record::Outcome::aborted;
   for (const record::Attempt& attempt : step.attempts)
-    add_attempt(attempt, &attempt == &step.attempts.back(), samples, rows);
+    add_attempt(attempt, judged && &attempt == &step.attempts.back(), samples, rows);
 }
 
-// What a run failed on, or ended with an error: the first step that did, and of its last attempt the first value out of
-// its limits.
+// What a run failed on, or ended with an error: the first step that did, and of the attempt that decided the first
+// value out of its limits.
 void find_failure(RunRows* rows) {
   if (rows->verdict != kFailedCode && rows->verdict != kErrorCode) return;
   const auto step = std::find_if(rows->steps.begin(), rows->steps.end(),

@@ -46,7 +46,7 @@ struct MeasurementRow {
   Number number;
   std::optional<double> standard_error;
   int verdict;
-  bool deciding;  // of the step's last attempt
+  bool deciding;  // of the step's last attempt, and that judged
 };
 
 struct WindowRow {

@@ -5,6 +5,7 @@
 #include <set>
 
 #include "phone/faults/faults.h"
+#include "verdicts.h"
 
 namespace fault_matrix {
 namespace {
@@ -22,8 +23,11 @@ not (`sensorcal check` looks at type 4).
 
 This page is written by `scripts/fault_matrix --write`, which tries them all.
 
-| fault | what |
-|---|---|
+The verdict is that of a run with a suitable step: a *failure* is the phone's fault, an *error* left it unjudged
+([the causes](formats/run-record.md#codes-of-reasons)). Each was tried.
+
+| fault | what | verdict | why |
+|---|---|---|---|
 )";
 
 constexpr char kFiles[] =
@@ -69,6 +73,8 @@ std::string join(const std::vector<std::string>& parts, const char* between) {
   for (const std::string& part : parts) out += (out.empty() ? "" : between) + part;
   return out;
 }
+
+std::string verdict_text(std::string_view verdict) { return verdict == "failed" ? "failure" : std::string(verdict); }
 
 std::string state_text(State state) {
   return state == State::wrong ? "**wrong**" : state == State::good ? "new" : "as before";
@@ -215,7 +221,10 @@ std::string fault_table() {
     // A bracket that begins with the colon's argument is one that may be left out with the colon.
     std::string arguments = info.arguments;
     if (!arguments.empty()) arguments = arguments[0] == '[' ? "[:" + arguments.substr(1) : ":" + arguments;
-    out += "| " + code(info.name + arguments) + " | " + info.what + " |\n";
+    const auto* row = std::find_if(std::begin(kVerdicts), std::end(kVerdicts),
+                                   [&](const VerdictRow& known) { return known.fault == std::string_view(info.name); });
+    out += "| " + code(info.name + arguments) + " | " + info.what + " | " + verdict_text(row->verdict) + " | " +
+           row->why + " |\n";
   }
   return out;
 }

@@ -8,6 +8,7 @@
 
 #include "phone/faults/faults.h"
 #include "snapshot.h"
+#include "verdicts.h"
 
 namespace fault_matrix {
 namespace {
@@ -93,7 +94,10 @@ TEST(FaultMatrix, ThePageHasEveryFaultAndKind) {
   for (const phone::FaultInfo& info : phone::fault_list()) {
     EXPECT_THAT(text, HasSubstr("| `" + std::string(info.name)));
     EXPECT_THAT(text, HasSubstr(info.what));
+    EXPECT_EQ(1, std::count_if(std::begin(kVerdicts), std::end(kVerdicts),
+                               [&](const VerdictRow& row) { return row.fault == std::string_view(info.name); }));
   }
+  for (const VerdictRow& row : kVerdicts) EXPECT_THAT(text, HasSubstr(row.why));
   for (const FaultRow& row : fault_rows()) EXPECT_THAT(text, HasSubstr(row.text));
   for (const Kind& kind : kind_list()) EXPECT_THAT(text, HasSubstr(kind.name));
   for (const GroupInfo& info : group_list()) EXPECT_THAT(text, HasSubstr("| " + std::string(info.title) + " |"));

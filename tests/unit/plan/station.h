@@ -48,7 +48,6 @@ class Station {
     plan_ = factory::plan::parse_plan("test.json", text, &problems);
     EXPECT_THAT(problems, ::testing::IsEmpty());
     Session session(options);
-    session.require_ready();
     factory::plan::Observer silent;
     PlanRun plan_run(session, plan_, {"S1", "station 4", "me", {}}, observer == nullptr ? silent : *observer);
     plan_run.run();

@@ -16,8 +16,8 @@ TEST(ExitCode, FollowsVerdictAndDelivery) {
   const struct {
     Outcome verdict;
     int delivered, not_delivered;
-  } kRows[] = {{Outcome::passed, 0, 3},  {Outcome::marginal, 0, 3}, {Outcome::failed, 1, 1},
-               {Outcome::error, 3, 3},   {Outcome::skipped, 3, 3},  {Outcome::aborted, 130, 130}};
+  } kRows[] = {{Outcome::passed, 0, 3}, {Outcome::marginal, 0, 3}, {Outcome::failed, 1, 1},
+               {Outcome::error, 3, 3},  {Outcome::skipped, 3, 3},  {Outcome::aborted, 130, 130}};
   for (const auto& row : kRows) {
     EXPECT_EQ(exit_code(row.verdict, true), row.delivered) << outcome_name(row.verdict);
     EXPECT_EQ(exit_code(row.verdict, false), row.not_delivered) << outcome_name(row.verdict);

@@ -80,6 +80,8 @@ TEST(HtmlReport, AnErrorIsNoFailure) {
   EXPECT_NE(text.find("badge error\">\u26A0\uFE0E error</span>"), std::string::npos);
   EXPECT_NE(text.find("1 passed, 1 skipped, 1 error"), std::string::npos);
   EXPECT_NE(text.find(".banner.error {"), std::string::npos);
+  EXPECT_NE(text.find("class=\"card why error\""), std::string::npos);
+  EXPECT_NE(text.find(".card.why.error {"), std::string::npos);
   EXPECT_EQ(occurrences(text, "failed<"), 0U);
 }
 

@@ -56,7 +56,6 @@ record::Attempt attempt_of(const std::vector<MadeValue>& values, int number, int
 }  // namespace
 
 record::Run record_of(const MadeRun& run) {
-  using record::Outcome;
   record::Run out;
   out.started = record::Clock::time_point(std::chrono::milliseconds(run.started_ms));
   out.id = make_run_id(out.started);
@@ -74,7 +73,7 @@ record::Run record_of(const MadeRun& run) {
   step.kind = "calibrate";
   step.tag = "Acc";
   step.param = 1;
-  step.outcome = run.verdict == Outcome::passed || run.verdict == Outcome::error ? run.verdict : Outcome::failed;
+  step.outcome = run.verdict;
   for (const auto& values : run.attempts)
     step.attempts.push_back(attempt_of(values, static_cast<int>(step.attempts.size()) + 1, run.samples));
   return out;
