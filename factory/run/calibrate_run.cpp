@@ -113,6 +113,7 @@ void StepRun::measure_run(const Calibration& c) {
   const std::string unit = found_unit(*c.kind, c.golden);
   if (c.axes.empty() && attempt_.reasons.empty() && !session_.interrupted() && (limits.low || limits.high))
     attempt_.fail({Why::value_missing, "the run left no value to judge"});
+  const bool has_usual = !c.golden && c.kind->found_low < c.kind->found_high;
   for (size_t i = 0; i < c.axes.size(); ++i) {
     const Axis& axis = c.axes[i];
     if (axis.name.empty()) continue;
@@ -127,8 +128,12 @@ void StepRun::measure_run(const Calibration& c) {
                                        : "offset",
         axis.name, axis.scale && unit == "factor" ? *axis.scale : axis.found, unit,
         axis.scale ? std::nullopt : std::optional<double>(axis.standard_deviation / std::sqrt(std::max(1, c.samples))),
-        limits.low ? std::optional<double>(limits.low->at(i)) : std::nullopt,
-        limits.high ? std::optional<double>(limits.high->at(i)) : std::nullopt,
+        limits.low  ? std::optional(limits.low->at(i))
+        : has_usual ? std::optional(c.kind->found_low)
+                    : std::nullopt,
+        limits.high ? std::optional(limits.high->at(i))
+        : has_usual ? std::optional(c.kind->found_high)
+                    : std::nullopt,
         "the sensor is far from what it should be, or the fixture is not set as the step needs it");
   }
 }

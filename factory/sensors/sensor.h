@@ -95,8 +95,10 @@ struct Sensor {
   int events = 0;         // of a run without restart: settling and samples
   double residual_limit = 0;  // in `unit`, or a fraction of the truth
   bool limit_is_relative = false;
-  double noise = 0;                      // that fresh samples may have where a plan says nothing; 0: no limit
-  double rest_noise = 0;                 // above which a run was not at rest, though it passed; 0: no limit
+  double found_low = 0;   // of what a calibration finds (found_unit()) where a plan says nothing: what is beyond comes
+  double found_high = 0;  // of a broken part or a wrong fixture. Both 0: no limits
+  double noise = 0;       // that fresh samples may have where a plan says nothing; 0: no limit
+  double rest_noise = 0;  // above which a run was not at rest, though it passed; 0: no limit
   std::span<const double> at_fixture{};  // what it reports flat, at rest, under the 200 lux lamp; empty: depends
   unsigned steps = 0;                    // Steps
   unsigned stores = 0;                   // Stored

@@ -44,7 +44,8 @@ own, at unlimited speed. "Its wait" is the kind's time limit. Whatever the fault
 the hub takes (`hub-slow`, and 150 ms for each look at a colour run of its own) and 100 ms; all sensors are off unless the
 table says so; nothing but the kind's own values and files has changed; and all objects go without a trace. Under `sensors-dead` and
 `hub-dead` the library does not come back, as on a phone whose manifest lists a service that never starts: these two are not
-tried here.
+tried here. Nor is `wrong-fixture`, of which the library knows nothing: what a run of one step, or of a plan, sees of it is in
+[trials.md](trials.md).
 
 | kinds | which | phone | wait |
 |---|---|---|---|

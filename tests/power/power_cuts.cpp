@@ -1,6 +1,6 @@
 // Cuts a phone's power at every call that changes a file, and looks at what is left.
 //
-//   power_cuts SENSORCAL PLANS FOLDER [POINTS]
+//   power_cuts SENSORCAL LIBRARY_CALLS PLANS FOLDER [POINTS]
 //
 // A story of commands is told once. At every command, from the folder as the one before left it, the power is cut at
 // one point after the other, at POINTS of them spread evenly (all when not given). Afterwards every stored file must
@@ -36,10 +36,10 @@ const std::vector<Command> kStory = {
     {"set", {"set", "Acc", "offset", "0.01", "-0.02", "0.005"}},
     {"library's files",
      {"call", "save_prox_ct1", "1234", "+", "save_prox_ct2", "-56", "+", "save_prox_delta", "789", "+", "setScale",
-      "0.25", "+", "WirteScaleToFileJson", "1,0.985,1.02,0.99", "/mnt/vendor/nvcfg/sensor/lightSensorCali.json"}},
+      "0.25", "+", "WirteScaleToFileJson", "0.99", "/mnt/vendor/nvcfg/sensor/lightSensorCali.json"}},
     {"again",
      {"call", "save_prox_ct1", "4321", "+", "save_prox_ct2", "65", "+", "save_prox_delta", "987", "+", "setScale",
-      "2.5", "+", "WirteScaleToFileJson", "1,0.985,1.02,0.98", "/mnt/vendor/nvcfg/sensor/lightSensorCali.json"}},
+      "2.5", "+", "WirteScaleToFileJson", "0.98", "/mnt/vendor/nvcfg/sensor/lightSensorCali.json"}},
     {"calibrate", {"calibrate", "Acc", "Gyr", "Bar", "Lux", "--world", "lux=200"}},
     {"property", {"report", "--max-equal", "30"}},
     {"plan", {"run", "PLAN", "--html", "FOLDER/run.html", "--junit", "FOLDER/run.xml", "--csv", "FOLDER/csv"}},
@@ -102,8 +102,9 @@ bool is_whole(const std::string& path, const std::string& text) {
 
 class PowerCuts {
  public:
-  PowerCuts(std::string sensorcal, std::string plans, std::string folder)
+  PowerCuts(std::string sensorcal, std::string calls, std::string plans, std::string folder)
       : sensorcal_(std::move(sensorcal)),
+        calls_(std::move(calls)),
         plan_(plans + "/reference.json"),
         folder_(std::move(folder)),
         now_(folder_ + "/now") {}
@@ -119,13 +120,13 @@ class PowerCuts {
   void cut(const Command& command, int point);
   void check_file(const std::string& path, const Files& before, const Files& after, const FileHistory& history);
   void check_phone(const FileHistory& history);
-  std::string answer(const std::string& arguments, int* exit_code) const;
+  std::string answer(const std::string& program, const std::string& arguments, int* exit_code) const;
   void fault(const std::string& what) {
     ++faults_;
     std::cout << "FAULT at " << place_ << ": " << what << "\n";
   }
 
-  const std::string sensorcal_, plan_, folder_;
+  const std::string sensorcal_, calls_, plan_, folder_;
   const std::string now_;  // the folder in which the commands work
   std::string place_;
   int faults_ = 0;
@@ -133,7 +134,8 @@ class PowerCuts {
 };
 
 std::vector<std::string> PowerCuts::words(const Command& command) const {
-  std::vector<std::string> out = {sensorcal_, "--phone", now_ + "/phone", "--speed", "max"};
+  const std::string& program = command.words[0] == "call" ? calls_ : sensorcal_;
+  std::vector<std::string> out = {program, "--phone", now_ + "/phone", "--speed", "max"};
   for (std::string word : command.words) {
     if (word == "PLAN") word = plan_;
     if (word.compare(0, 7, "FOLDER/") == 0) word = now_ + word.substr(6);
@@ -156,9 +158,9 @@ void PowerCuts::set_back() const {
   fs::copy(folder_ + "/before", now_, fs::copy_options::recursive | fs::copy_options::copy_symlinks);
 }
 
-std::string PowerCuts::answer(const std::string& arguments, int* exit_code) const {
+std::string PowerCuts::answer(const std::string& program, const std::string& arguments, int* exit_code) const {
   const std::string line =
-      sensorcal_ + " --phone " + now_ + "/phone --speed max " + arguments + " 2>" + folder_ + "/err </dev/null";
+      program + " --phone " + now_ + "/phone --speed max " + arguments + " 2>" + folder_ + "/err </dev/null";
   std::string out;
   FILE* const pipe = popen(line.c_str(), "r");
   if (pipe == nullptr) return out;
@@ -198,30 +200,31 @@ void PowerCuts::check_file(const std::string& path, const Files& before, const F
 // A fresh process: the phone opens and reports, and a file that a cut left short is an error to its reader.
 void PowerCuts::check_phone(const FileHistory& history) {
   int exit_code = -1;
-  answer("report", &exit_code);
+  answer(sensorcal_, "report", &exit_code);
   if (exit_code != 0 && exit_code != 1)
     return fault("the phone does not open and report: exit code " + std::to_string(exit_code));
   const Files left = files_of(now_);
   std::string reads;
-  for (const auto& [path, operation] : kCrosstalkFiles) reads += std::string(operation) + " 17 + ";
+  for (const auto& [path, operation] : kCrosstalkFiles) reads += std::string(operation) + " + ";
   const std::string calls =
-      answer("--json call " + reads + "WirteScaleToFileJson 1,1,1,1 " + kLightJson.substr(6), &exit_code);
-  Json::Value out;
-  std::stringstream(calls) >> out;
+      answer(calls_, "call " + reads + "WirteScaleToFileJson 1 " + kLightJson.substr(6), &exit_code);
+  std::vector<int> out;
+  std::stringstream results(calls);
+  for (int result = 0; results >> result;) out.push_back(result);
   if (exit_code != 0 || out.size() != kCrosstalkFiles.size() + 1) return fault("the phone does not answer");
-  Json::ArrayIndex i = 0;
+  size_t i = 0;
   for (const auto& [path, operation] : kCrosstalkFiles) {
     const auto file = left.find(path);
     const bool whole = file != left.end() && std::regex_match(file->second, std::regex("offset=-?[0-9]+\n"));
     const int wanted = whole ? 0 : -5;
-    const int result = out[i++]["result"].asInt();
+    const int result = out[i++];
     // Half of such a line would read as a shorter number; but no kill and no disk splits a write so short.
     if (history.torn.count(now_ + path) != 0) continue;
     if (result != wanted) fault(std::string(operation) + " does not give " + std::to_string(wanted));
   }
   const auto light = left.find(kLightJson);
   const bool readable = light != left.end() && is_json(light->second);
-  if (out[i]["result"] != (readable ? 0 : 1)) fault("the light sensor's file, cut short, is taken for whole");
+  if (out[i] != (readable ? 0 : 1)) fault("the light sensor's file, cut short, is taken for whole");
 }
 
 void PowerCuts::cut(const Command& command, int point) {
@@ -275,16 +278,17 @@ void PowerCuts::tell(int points) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc < 4) {
-    std::cerr << "usage: power_cuts SENSORCAL PLANS FOLDER [POINTS]\n";
+  if (argc < 5) {
+    std::cerr << "usage: power_cuts SENSORCAL LIBRARY_CALLS PLANS FOLDER [POINTS]\n";
     return 2;
   }
-  const std::string folder = fs::absolute(argv[3]).lexically_normal().string();
+  const std::string folder = fs::absolute(argv[4]).lexically_normal().string();
   fs::remove_all(folder);
   fs::create_directories(folder);
-  PowerCuts cuts(fs::absolute(argv[1]).string(), fs::absolute(argv[2]).string(), folder);
+  PowerCuts cuts(fs::absolute(argv[1]).string(), fs::absolute(argv[2]).string(), fs::absolute(argv[3]).string(),
+                 folder);
   try {
-    cuts.tell(argc > 4 ? atoi(argv[4]) : 0);
+    cuts.tell(argc > 5 ? atoi(argv[5]) : 0);
   } catch (const std::exception& error) {
     std::cerr << "power_cuts: " << error.what() << "\n";
     return 1;

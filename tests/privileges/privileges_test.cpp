@@ -28,30 +28,14 @@ const std::vector<std::string> kWriters = {"call",
                                            "0.5",
                                            "+",
                                            "WirteScaleToFileJson",
-                                           "1,1,1,0.9",
+                                           "0.9",
                                            "/mnt/vendor/nvcfg/sensor/lightSensorCali.json",
                                            "+",
                                            "SetBrightness",
                                            "100"};
-const std::vector<std::string> kReaders = {"call",
-                                           "load_prox_ct1",
-                                           "1",
-                                           "+",
-                                           "load_prox_ct2",
-                                           "1",
-                                           "+",
-                                           "load_prox_delta",
-                                           "1",
-                                           "+",
-                                           "getScale",
-                                           "+",
-                                           "getChannelCail",
-                                           "+",
-                                           "getChannelCail_ori",
-                                           "+",
-                                           "get_judge_calibrated",
-                                           "+",
-                                           "GetCalibrated"};
+const std::vector<std::string> kReaders = {
+    "call", "load_prox_ct1",  "+", "load_prox_ct2",      "+", "load_prox_delta",      "+", "getScale",
+    "+",    "getChannelCail", "+", "getChannelCail_ori", "+", "get_judge_calibrated", "+", "GetCalibrated"};
 constexpr const char* kMayChange[] = {
     "/mnt/vendor/persist/sensors/PSensor_ct1.txt",   "/mnt/vendor/persist/sensors/PSensor_ct2.txt",
     "/mnt/vendor/persist/sensors/PSensor3cm_ct.txt", "/mnt/vendor/persist/sensors/scale.txt",
@@ -67,7 +51,8 @@ class Privileges : public testing::Test {
   ~Privileges() override { fs::remove_all(folder_); }
 
   FileHistory run(std::vector<std::string> words) {
-    words.insert(words.begin(), {SENSORCAL, "--phone", folder_ + "/phone", "--speed", "max"});
+    words.insert(words.begin(),
+                 {words[0] == "call" ? LIBRARY_CALLS : SENSORCAL, "--phone", folder_ + "/phone", "--speed", "max"});
     return TracedRun{.command = words, .folder = "/", .exit_code = nullptr}.run();
   }
   std::string device(const std::string& path) const { return folder_ + "/phone" + path; }

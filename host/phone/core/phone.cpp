@@ -100,6 +100,10 @@ PhoneImpl::~PhoneImpl() {
 
 void PhoneImpl::set_first_world() {
   for (const auto& [key, value] : folder_.profile()->world) phone::set_world(&world_, key, value);
+  for (const Fault* fault : faults_->each(FaultId::wrong_fixture)) {
+    const size_t equals = fault->text.find('=');
+    (void)disturb(fault->text.substr(0, equals), fault->text.substr(equals + 1));
+  }
 }
 
 std::vector<std::unique_ptr<Sensor>> PhoneImpl::make_sensors(const PhoneOptions& options) {
@@ -197,8 +201,25 @@ void PhoneImpl::factory_reset() {
   save_registry();
 }
 
+std::string PhoneImpl::disturb(const std::string& key, const std::string& value) {
+  World scratch;
+  const std::string problem = value.empty() ? "" : phone::set_world(&scratch, key, value);
+  if (!problem.empty()) return problem;
+  panel_.settle();
+  const std::lock_guard<std::mutex> lock(mutex_);
+  value.empty() ? (void)disturbed_.erase(key) : (void)(disturbed_[key] = value);
+  return "";
+}
+
+World PhoneImpl::real_world() const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  World out = world_;
+  for (const auto& [key, value] : disturbed_) phone::set_world(&out, key, value);
+  return out;
+}
+
 Scene PhoneImpl::scene(bool with_panel) {
-  Scene scene{.world = world()};
+  Scene scene{.world = real_world()};
   if (!with_panel) return scene;
   scene.brightness = panel_.brightness();
   scene.panel = static_cast<float>(scene.brightness) / static_cast<float>(panel_.max_brightness());
@@ -218,6 +239,6 @@ float PhoneImpl::raw(int sensor_type, int channel) {
   return word < values.size() ? values[word] : 0;
 }
 
-bool PhoneImpl::dark_box() { return world().dark_box; }
+bool PhoneImpl::dark_box() { return real_world().dark_box; }
 
 }  // namespace phone

@@ -62,6 +62,9 @@ class Phone {
 
   virtual World world() const = 0;
   virtual void set_world(const World& world) = 0;
+  // From now on this of the world is other than it is set, which world() does not tell: a fixture that is wrong.
+  // Returns an empty text, or what is wrong with the key or the value; an empty value ends it.
+  virtual std::string disturb(const std::string& key, const std::string& value) = 0;
 
   // What a perfect sensor of this type would report now, one number per value (three for an accelerometer). Empty where
   // the phone has no such sensor or, under a recording, no truth is known.

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -56,7 +57,8 @@ class PhoneImpl : public Phone, private Surroundings, private RawSource {
   std::vector<std::string> remarks() const override;
   World world() const override;
   void set_world(const World& world) override;
-  std::vector<float> truth(int sensor_type) const override { return truth(sensor_type, world()); }
+  std::string disturb(const std::string& key, const std::string& value) override;
+  std::vector<float> truth(int sensor_type) const override { return truth(sensor_type, real_world()); }
   std::vector<float> truth(int sensor_type, const World& world) const override;
   Json::Value hub_state() const override { return hub_.describe(); }
   void on_hub_message(std::function<void(const HubExchange&)> listener) override;
@@ -68,6 +70,7 @@ class PhoneImpl : public Phone, private Surroundings, private RawSource {
   const Hub& hub() override { return hub_; }
   float raw(int sensor_type, int channel) override;
   bool dark_box() override;
+  World real_world() const;
 
   std::vector<std::unique_ptr<Sensor>> make_sensors(const PhoneOptions& options);
   void set_first_world();
@@ -84,8 +87,9 @@ class PhoneImpl : public Phone, private Surroundings, private RawSource {
   Panel panel_;
 
   mutable std::mutex mutex_;
-  World world_;                       // guarded by mutex_
-  std::vector<std::string> remarks_;  // guarded by mutex_
+  World world_;  // guarded by mutex_, and so are the following
+  std::map<std::string, std::string> disturbed_;
+  std::vector<std::string> remarks_;
 
   Hub hub_;
   HubRegistry registry_;

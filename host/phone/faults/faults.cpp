@@ -18,7 +18,20 @@ constexpr int kMaxResult = 255;  // Android names 0 to 7
 constexpr double kMaxBurst = 32;
 
 // How a fault's arguments are read. Numbers are the defaults; a fault without a default wants its argument.
-enum class Shape { none, count, code, word, result, sensor, sensor_amount, sensor_result, path, key, key_value };
+enum class Shape {
+  none,
+  count,
+  code,
+  word,
+  result,
+  sensor,
+  sensor_amount,
+  sensor_result,
+  path,
+  key,
+  key_value,
+  setting
+};
 
 struct Row {
   FaultInfo info;
@@ -130,6 +143,10 @@ constexpr Row kRows[] = {
       "a property has another value, also one that no build would set; it survives a reboot of the open phone"},
      Shape::key_value,
      {}},
+    {{FaultId::wrong_fixture, "wrong-fixture", "KEY=VALUE",
+      "the fixture is not as it is set and says: this of the world has another value, all the time"},
+     Shape::setting,
+     {}},
 };
 
 std::string usage(const FaultInfo& info) {
@@ -233,6 +250,12 @@ bool read_arguments(const Row& row, std::string_view rest, Fault* fault) {
       return !rest.empty();
     case Shape::key_value:
       return rest.find('=') != std::string_view::npos && rest[0] != '=';
+    case Shape::setting: {
+      World world;
+      const size_t equals = fault->text.find('=');
+      return equals != std::string::npos &&
+             set_world(&world, fault->text.substr(0, equals), fault->text.substr(equals + 1)).empty();
+    }
   }
   return false;
 }

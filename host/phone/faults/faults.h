@@ -45,6 +45,7 @@ enum class FaultId {
   garbled,
   no_property,
   property,
+  wrong_fixture,
 };
 
 struct FaultInfo {

@@ -45,12 +45,12 @@ std::string read_file(const std::string& path) {
 TEST(FaultNames, ArgumentsAreChecked) {
   for (const char* good :
        {"silent", "silent:Acc", "motion:Acc,2.5", "motion:,2.5", "hub-word:0,0,-1", "hub-word:38,0,0.5", "hub-slow:20",
-        "list-refused:3", "late:Gyr", "burst:16,8", "property:ro.x=", "garbled:/a/b"}) {
+        "list-refused:3", "late:Gyr", "burst:16,8", "property:ro.x=", "garbled:/a/b", "wrong-fixture:up=tilted:3"}) {
     EXPECT_EQ(parse_problem(good), "") << good;
   }
-  for (const char* bad :
-       {"silent:Axx", "motion:Acc,much", "hub-word:0,16,1", "hub-word:0,0", "hub-slow", "hub-slow:-1",
-        "list-refused:256", "burst:Acc,1000", "property:=x", "garbled:a/b", "garbled:/../b", "hub-absent:1"}) {
+  for (const char* bad : {"silent:Axx", "motion:Acc,much", "hub-word:0,16,1", "hub-word:0,0", "hub-slow", "hub-slow:-1",
+                          "list-refused:256", "burst:Acc,1000", "property:=x", "garbled:a/b", "garbled:/../b",
+                          "hub-absent:1", "wrong-fixture:up=x", "wrong-fixture:lux"}) {
     EXPECT_NE(parse_problem(bad).find(bad), std::string::npos) << bad;
   }
   const std::string unknown = parse_problem("slient");
@@ -112,6 +112,18 @@ TEST(Faults, OfAnEventQueueThatIsThereAlready) {
     EXPECT_FALSE(client.queue->enableSensor(client.handles.at(kAcc), 20000, 0).isOk());
     EXPECT_EQ(ISensorManager::getService("default") != nullptr, goes_on);
   }
+}
+
+TEST(Faults, AWrongFixtureIsNotAsItSays) {
+  const auto phone = phone::Phone::open(options({"wrong-fixture:pressure=1000", "wrong-fixture:up=tilted:90"}));
+  phone::World world;
+  phone->set_world(world);
+  EXPECT_EQ(phone->world().pressure_hpa, world.pressure_hpa);
+  EXPECT_EQ(phone->truth(6)[0], 1000);
+  EXPECT_NEAR(phone->truth(kAcc)[0], 9.80665, 1e-4);
+  EXPECT_EQ(phone->disturb("pressure", ""), "");
+  EXPECT_EQ(phone->truth(6)[0], world.pressure_hpa);
+  EXPECT_NE(phone->disturb("up", "side"), "");
 }
 
 // A phone's manifest lists the service: who gets it waits until it comes or the phone goes.
