@@ -47,21 +47,19 @@ class Answer {
 
  private:
   void read_series() {
-    Filter any_time = filter_;
-    any_time.since_ms.reset();
-    any_time.until_ms.reset();
-    Condition condition(any_time);
-    const std::string sql =
-        "SELECT s.id, s.reference, p.station, p.plan, t.name, s.name, s.axis, s.unit, s.low, s.high FROM series s "
-        "JOIN setup p ON p.id = s.setup JOIN plan_step t ON t.id = s.plan_step WHERE 1 = 1" +
-        condition.on_measurements() + " ORDER BY s.id";
     int id = 0;
     Series series;
     Characteristic c;
     std::map<Identity, size_t> known;
-    Query query(&database_);
-    query.with(&condition, sql).whole(&id).number(&series.reference).text(&series.station).text(&c.plan).text(&c.step);
-    query.text(&c.name).text(&c.axis).text(&c.unit).number(&c.low).number(&c.high).ask(sql);
+    Filter any_time = filter_;
+    any_time.since_ms = any_time.until_ms = std::nullopt;
+    Query query(
+        &database_,
+        "SELECT s.id, s.reference, p.station, p.plan, t.name, s.name, s.axis, s.unit, s.low, s.high FROM series s "
+        "JOIN setup p ON p.id = s.setup JOIN plan_step t ON t.id = s.plan_step WHERE 1 = 1" +
+            on_measurements(any_time) + " ORDER BY s.id");
+    query.with(filter_).into(&id, &series.reference, &series.station, &c.plan, &c.step, &c.name, &c.axis, &c.unit,
+                             &c.low, &c.high);
     while (query.next()) {
       const auto [at, is_new] = known.try_emplace({c.plan, c.step, c.name, c.axis, c.unit, c.low, c.high}, out_.size());
       if (is_new) out_.push_back(c);
@@ -70,24 +68,24 @@ class Answer {
     }
   }
 
-  // Sums about a value close by: no digits are lost when one is taken from the other.
-  static std::string cells_sql(const Condition& condition, const std::string& reference, const std::string& which) {
+  // The cells of the series and days that are asked for, with sums about a value close by: no digits are lost when one
+  // is taken from the other. Calls `take` with each, the sum of its distances from the reference and of their squares.
+  template <typename Give, typename Take>
+  void read(const std::string& reference, const std::string& which, Give give, Take take) {
     const std::string distance = "(m.value - " + reference + ")";
-    return "SELECT s.id, m.day, COUNT(m.value), SUM(" + distance + "), SUM(" + distance + " * " + distance +
-           "), MIN(m.value), MAX(m.value), COUNT(*) - COUNT(m.value), SUM(CASE WHEN m.verdict = 2 THEN 1 ELSE 0 END) "
-           "FROM series s JOIN setup p ON p.id = s.setup JOIN measurement m ON m.series = s.id WHERE m.deciding = 1" +
-           which + condition.on_measurements() + " GROUP BY s.id, m.day";
-  }
-
-  // Calls `take` with each cell, the sum of its distances from the reference and that of their squares.
-  template <typename Take>
-  static void read(Query* query, const std::string& sql, Take take) {
+    Query query(
+        &database_,
+        "SELECT s.id, m.day, COUNT(m.value), SUM(" + distance + "), SUM(" + distance + " * " + distance +
+            "), MIN(m.value), MAX(m.value), COUNT(*) - COUNT(m.value), SUM(CASE WHEN m.verdict = 2 THEN 1 ELSE 0 END) "
+            "FROM series s JOIN setup p ON p.id = s.setup JOIN measurement m ON m.series = s.id WHERE m.deciding = 1" +
+            which + on_measurements(filter_) + " GROUP BY s.id, m.day");
+    give(query.with(filter_));
     Cell cell;
     double sum = 0;
     double squares = 0;
-    query->whole(&cell.series).whole(&cell.day).whole(&cell.values.count).number(&sum).number(&squares);
-    query->number(&cell.values.least).number(&cell.values.most).whole(&cell.unusable).whole(&cell.failed).ask(sql);
-    while (query->next()) take(&cell, sum, squares);
+    query.into(&cell.series, &cell.day, &cell.values.count, &sum, &squares, &cell.values.least, &cell.values.most,
+               &cell.unusable, &cell.failed);
+    while (query.next()) take(cell, sum, squares);
   }
 
   static void settle(Moments* values, double sum, double squares, double reference) {
@@ -102,33 +100,27 @@ class Answer {
 
   void read_cells() {
     std::vector<size_t> imprecise;
-    {
-      Condition condition(filter_);
-      const std::string sql = cells_sql(condition, "s.reference", "");
-      Query query(&database_);
-      query.with(&condition, sql);
-      read(&query, sql, [&](Cell* cell, double sum, double squares) {
-        settle(&cell->values, sum, squares, series_.at(cell->series).reference);
-        // Of sixteen digits fewer than ten are left.
-        if (cell->values.count > 1 && squares > 1e6 * cell->values.squares) imprecise.push_back(cells_.size());
-        cells_.push_back(*cell);
-      });
-    }
+    read(
+        "s.reference", "", [](Query&) {},
+        [&](Cell cell, double sum, double squares) {
+          settle(&cell.values, sum, squares, series_.at(cell.series).reference);
+          // Of sixteen digits fewer than ten are left.
+          if (cell.values.count > 1 && squares > 1e6 * cell.values.squares) imprecise.push_back(cells_.size());
+          cells_.push_back(cell);
+        });
     for (const size_t i : imprecise) refine(&cells_[i]);
   }
 
   // Once more, about the mean that is known now.
   void refine(Cell* cell) {
-    Condition condition(filter_);
-    const std::string sql =
-        cells_sql(condition, "CAST(:reference AS DOUBLE PRECISION)", " AND s.id = :series AND m.day = :day");
     const double reference = cell->values.mean;
-    Query query(&database_);
-    query.with(&condition, sql).with("reference", reference).with("series", cell->series).with("day", cell->day);
-    read(&query, sql, [&](Cell* found, double sum, double squares) {
-      settle(&found->values, sum, squares, reference);
-      cell->values = found->values;
-    });
+    read(
+        "CAST(:reference AS DOUBLE PRECISION)", " AND s.id = :series AND m.day = :day",
+        [&](Query& query) { query.with("reference", reference).with("series", cell->series).with("day", cell->day); },
+        [&](Cell found, double sum, double squares) {
+          settle(&found.values, sum, squares, reference);
+          cell->values = found.values;
+        });
   }
 
   void add(const Cell& cell) {
@@ -165,20 +157,16 @@ class Answer {
   void read_outliers(const Cell& cell, Characteristic* c) {
     const double mean = c->all.mean;
     const double sigma = *c->all.sigma();
-    const double low = mean - outlier_sigmas_ * sigma;
-    const double high = mean + outlier_sigmas_ * sigma;
-    Condition condition(filter_);
-    const std::string sql =
-        "SELECT m.value, r.id, r.serial, r.started_ms FROM measurement m "
-        "JOIN run r ON r.day = m.day AND r.no = m.run JOIN setup p ON p.id = r.setup "
-        "WHERE m.series = :series AND m.day = :day AND m.deciding = 1 AND (m.value < :low OR m.value > :high)" +
-        condition.on_runs() + " ORDER BY ABS(m.value - :mean) DESC, r.id LIMIT 10";
     Outlier outlier;
     outlier.station = series_.at(cell.series).station;
-    Query query(&database_);
-    query.with(&condition, sql).with("series", cell.series).with("day", cell.day).with("low", low).with("high", high);
-    query.with("mean", mean);
-    query.number(&outlier.value).text(&outlier.run_id).text(&outlier.serial).whole(&outlier.started_ms).ask(sql);
+    Query query(&database_,
+                "SELECT m.value, r.id, r.serial, r.started_ms FROM measurement m "
+                "JOIN run r ON r.day = m.day AND r.no = m.run JOIN setup p ON p.id = r.setup "
+                "WHERE m.series = :series AND m.day = :day AND m.deciding = 1 AND (m.value < :low OR m.value > :high)" +
+                    on_runs(filter_) + " ORDER BY ABS(m.value - :mean) DESC, r.id LIMIT 10");
+    query.with(filter_).with("series", cell.series).with("day", cell.day).with("mean", mean);
+    query.with("low", mean - outlier_sigmas_ * sigma).with("high", mean + outlier_sigmas_ * sigma);
+    query.into(&outlier.value, &outlier.run_id, &outlier.serial, &outlier.started_ms);
     while (query.next()) {
       outlier.distance = (outlier.value - mean) / sigma;
       c->outliers.push_back(outlier);
@@ -209,14 +197,10 @@ std::vector<Characteristic> characteristics(Database* database, const Filter& fi
 }
 
 Statistics statistics(Database* database, const Filter& filter, double outlier_sigmas) {
-  try {
-    Statistics out;
-    count_runs(database, filter, &out);
-    out.characteristics = characteristics(database, filter, outlier_sigmas);
-    return out;
-  } catch (const soci::soci_error&) {
-    rethrow(database->uri());
-  }
+  Statistics out;
+  count_runs(database, filter, &out);
+  out.characteristics = characteristics(database, filter, outlier_sigmas);
+  return out;
 }
 
 }  // namespace factory::store

@@ -9,7 +9,6 @@
 namespace factory::grr {
 namespace {
 
-using store::Condition;
 using store::Query;
 
 constexpr long long kRunsMax = 20000;
@@ -41,55 +40,35 @@ class Collector {
   std::vector<Series> series_;
 };
 
-// Runs that may be part of a study.
-std::string runs_sql(const Condition& condition, const char* serial) {
-  return "SELECT COUNT(*) FROM run r JOIN setup p ON p.id = r.setup WHERE r.verdict NOT IN (4, 5) AND r.serial " +
-         std::string(serial) + " ''" + condition.on_runs();
-}
-
+// Runs that may be part of a study, and what is asked of them.
 long long count_runs(store::Database* database, const store::Filter& filter, const char* serial) {
-  Condition condition(filter);
-  const std::string sql = runs_sql(condition, serial);
-  long long count = 0;
-  Query query(database);
-  query.with(&condition, sql).whole(&count).ask(sql);
-  query.next();
-  return count;
-}
-
-void read(store::Database* database, const store::Filter& filter, Collector* out) {
-  Condition condition(filter);
-  const std::string sql =
-      "SELECT p.plan, t.name, t.step_group, s.name, s.axis, s.unit, s.low, s.high, r.serial, p.station, m.value "
-      "FROM measurement m JOIN series s ON s.id = m.series JOIN setup p ON p.id = s.setup "
-      "JOIN plan_step t ON t.id = s.plan_step JOIN run r ON r.day = m.day AND r.no = m.run "
-      "WHERE m.deciding = 1 AND r.verdict NOT IN (4, 5) AND r.serial <> ''" +
-      condition.on_measurements() + " ORDER BY r.started_ms, r.id, m.step_index, m.position";
-  Row row;
-  Query query(database);
-  query.with(&condition, sql).text(&row.plan).text(&row.step).text(&row.group).text(&row.name).text(&row.axis);
-  query.text(&row.unit).number(&row.low).number(&row.high).text(&row.serial).text(&row.station).number(&row.value);
-  query.ask(sql);
-  while (query.next()) out->add(row);
+  Query query(database,
+              "SELECT COUNT(*) FROM run r JOIN setup p ON p.id = r.setup WHERE r.verdict NOT IN (4, 5) AND "
+              "r.serial " +
+                  std::string(serial) + " ''" + on_runs(filter));
+  return query.with(filter).number();
 }
 
 }  // namespace
 
 SeriesOfRuns stored_series(store::Database* database, const store::Filter& filter) {
-  try {
-    const long long runs = count_runs(database, filter, "<>");
-    if (runs > kRunsMax)
-      throw store::StoreError(std::to_string(runs) + " runs, and a study has no more than " + std::to_string(kRunsMax) +
-                              ": choose its runs by --plan, --station, --since and --until");
-    SeriesOfRuns out;
-    out.without_serial = count_runs(database, filter, "=");
-    Collector collector;
-    read(database, filter, &collector);
-    out.series = collector.take();
-    return out;
-  } catch (const soci::soci_error&) {
-    store::rethrow(database->uri());
-  }
+  const long long runs = count_runs(database, filter, "<>");
+  if (runs > kRunsMax)
+    throw store::StoreError(std::to_string(runs) + " runs, and a study has no more than " + std::to_string(kRunsMax) +
+                            ": choose its runs by --plan, --station, --since and --until");
+  Row row;
+  Query query(
+      database,
+      "SELECT p.plan, t.name, t.step_group, s.name, s.axis, s.unit, s.low, s.high, r.serial, p.station, m.value "
+      "FROM measurement m JOIN series s ON s.id = m.series JOIN setup p ON p.id = s.setup "
+      "JOIN plan_step t ON t.id = s.plan_step JOIN run r ON r.day = m.day AND r.no = m.run "
+      "WHERE m.deciding = 1 AND r.verdict NOT IN (4, 5) AND r.serial <> ''" +
+          on_measurements(filter) + " ORDER BY r.started_ms, r.id, m.step_index, m.position");
+  query.with(filter).into(&row.plan, &row.step, &row.group, &row.name, &row.axis, &row.unit, &row.low, &row.high,
+                          &row.serial, &row.station, &row.value);
+  Collector collector;
+  while (query.next()) collector.add(row);
+  return {collector.take(), count_runs(database, filter, "=")};
 }
 
 SeriesOfRuns series_of(const std::vector<store::RunRows>& runs, const std::string& measurement) {

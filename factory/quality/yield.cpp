@@ -44,15 +44,12 @@ std::string yields_sql(const std::string& conditions) {
 }
 
 void count_units(Database* database, const Filter& filter, Statistics* out) {
-  Condition condition(filter);
-  const std::string sql = yields_sql(condition.on_runs());
   int about = 0;  // 1: a plan, 2: a station, 0: a set-up, which is of one and at the other
   std::string plan;
   std::string station;
   Yield yield;
-  Query query(database);
-  query.with(&condition, sql).whole(&about).text(&plan).text(&station).whole(&yield.units);
-  query.whole(&yield.passed).whole(&yield.first_passed).whole(&yield.runs).ask(sql);
+  Query query(database, yields_sql(on_runs(filter)));
+  query.with(filter).into(&about, &plan, &station, &yield.units, &yield.passed, &yield.first_passed, &yield.runs);
   while (query.next()) {
     if (about != 2) add(yield, &out->by_plan[plan]);
     if (about != 1) add(yield, &out->by_station[station]);
@@ -78,18 +75,16 @@ void add_counts(int verdict, long long runs, long long marginal, long long retri
 }
 
 void count_by_day(Database* database, const Filter& filter, Statistics* out) {
-  Condition condition(filter);
-  const std::string sql =
-      "SELECT r.day, r.verdict, COUNT(*), SUM(r.marginal), SUM(r.retried) FROM run r JOIN setup p ON p.id = r.setup "
-      "WHERE 1 = 1" +
-      condition.on_runs() + " GROUP BY r.day, r.verdict";
   int day = 0;
   int verdict = 0;
   long long runs = 0;
   long long marginal = 0;
   long long retried = 0;
-  Query query(database);
-  query.with(&condition, sql).whole(&day).whole(&verdict).whole(&runs).whole(&marginal).whole(&retried).ask(sql);
+  Query query(database,
+              "SELECT r.day, r.verdict, COUNT(*), SUM(r.marginal), SUM(r.retried) FROM run r JOIN setup p "
+              "ON p.id = r.setup WHERE 1 = 1" +
+                  on_runs(filter) + " GROUP BY r.day, r.verdict");
+  query.with(filter).into(&day, &verdict, &runs, &marginal, &retried);
   while (query.next()) {
     add_counts(verdict, runs, marginal, retried, &out->runs);
     add_counts(verdict, runs, marginal, retried, &out->by_day[day]);
@@ -97,14 +92,12 @@ void count_by_day(Database* database, const Filter& filter, Statistics* out) {
 }
 
 void count_failures(Database* database, const Filter& filter, Statistics* out) {
-  Condition condition(filter);
-  const std::string sql =
-      "SELECT COALESCE(r.failed_step, ''), COALESCE(r.failed_measurement, ''), COUNT(*) AS runs FROM run r "
-      "JOIN setup p ON p.id = r.setup WHERE r.verdict = 2" +
-      condition.on_runs() + " GROUP BY 1, 2 ORDER BY runs DESC, 1, 2";
   Failure failure;
-  Query query(database);
-  query.with(&condition, sql).text(&failure.step).text(&failure.measurement).whole(&failure.runs).ask(sql);
+  Query query(database,
+              "SELECT COALESCE(r.failed_step, ''), COALESCE(r.failed_measurement, ''), COUNT(*) AS runs FROM run r "
+              "JOIN setup p ON p.id = r.setup WHERE r.verdict = 2" +
+                  on_runs(filter) + " GROUP BY 1, 2 ORDER BY runs DESC, 1, 2");
+  query.with(filter).into(&failure.step, &failure.measurement, &failure.runs);
   while (query.next()) out->failures.push_back(failure);
 }
 

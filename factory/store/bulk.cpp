@@ -1,6 +1,7 @@
 #include "store/bulk.h"
 
 #include <charconv>
+#include <sstream>
 
 namespace factory::store {
 
@@ -33,103 +34,60 @@ void write_array(const std::vector<T>& values, const std::vector<soci::indicator
 
 }  // namespace
 
-Bulk::Bulk(Database* database, const std::string& table, const std::vector<std::string>& columns)
-    : database_(*database), statement_(database->sql()) {
-  for (const std::string& column : columns)
-    columns_.push_back({column.substr(0, column.size() - 2), column.back(), {}, {}, {}, {}, {}});
-  for (const Column& c : columns_) insert_ += (insert_.empty() ? "INSERT INTO " + table + " (" : ", ") + c.name;
-  insert_ += ")";
+Bulk::Bulk(Database* database, const std::string& table, const std::string& columns, const std::string& more)
+    : database_(*database),
+      insert_("INSERT INTO " + table + " (" + columns + ")"),
+      more_(" " + more),
+      returns_(more.find("RETURNING") != std::string::npos),
+      statement_(database->sql()) {
+  std::istringstream names(columns);
+  for (std::string name; std::getline(names >> std::ws, name, ',');) columns_.push_back({name, {}, {}, {}});
 }
 
-// In a file each row costs one step of a prepared statement.
-void Bulk::prepare_for_file() {
+// In a file each row costs one step of a prepared statement. To a server a statement is a journey: all rows go in one,
+// each column as an array.
+void Bulk::prepare() {
+  constexpr const char* kTypes[] = {"BIGINT", "DOUBLE PRECISION", "TEXT"};
   std::string values;
   for (Column& c : columns_) {
-    values += (values.empty() ? "(:" : ", :") + c.name;
-    switch (c.type) {
-      case 'i':
-        statement_.exchange(soci::use(c.whole, c.given, c.name));
-        break;
-      case 'd':
-        statement_.exchange(soci::use(c.number, c.given, c.name));
-        break;
-      default:
-        statement_.exchange(soci::use(c.text, c.given, c.name));
+    values += values.empty() ? "" : ", ";
+    if (database_.postgresql()) {
+      values += "CAST(:" + c.name + " AS " + kTypes[c.values.index()] + "[])";
+      statement_.exchange(soci::use(c.array, c.name));
+    } else {
+      values += ":" + c.name;
+      std::visit([&](auto& of_column) { statement_.exchange(soci::use(of_column, c.given, c.name)); }, c.values);
     }
   }
-  prepare(insert_ + " VALUES " + values + ")");
-}
-
-// To a server a statement is a journey: all rows go in one, each column as an array.
-void Bulk::prepare_for_server() {
-  std::string arrays;
-  for (Column& c : columns_) {
-    const char* type = c.type == 'i' ? "BIGINT" : c.type == 'd' ? "DOUBLE PRECISION" : "TEXT";
-    arrays += (arrays.empty() ? "CAST(:" : ", CAST(:") + c.name + " AS " + type + "[])";
-    statement_.exchange(soci::use(c.array, c.name));
-  }
-  prepare(insert_ + " SELECT * FROM unnest(" + arrays + ")");
-}
-
-void Bulk::prepare(const std::string& sql) {
+  if (returns_) statement_.exchange(soci::into(returned_));
   statement_.alloc();
-  statement_.prepare(sql);
+  statement_.prepare(insert_ +
+                     (database_.postgresql() ? " SELECT * FROM unnest(" + values + ")" : " VALUES (" + values + ")") +
+                     more_);
   statement_.define_and_bind();
   prepared_ = true;
 }
 
-void Bulk::fill_arrays() {
-  for (Column& c : columns_) {
-    switch (c.type) {
-      case 'i':
-        write_array(c.whole, c.given, &c.array);
-        break;
-      case 'd':
-        write_array(c.number, c.given, &c.array);
-        break;
-      default:
-        write_array(c.text, c.given, &c.array);
-    }
-  }
-}
-
-Bulk::Column& Bulk::next(bool given) {
-  Column& column = columns_[next_];
-  next_ = (next_ + 1) % columns_.size();
-  column.given.push_back(given ? soci::i_ok : soci::i_null);
-  return column;
-}
-
-Bulk& Bulk::add(long long value) {
-  next(true).whole.push_back(value);
-  return *this;
-}
-
-Bulk& Bulk::add(std::optional<double> value) {
-  next(value.has_value()).number.push_back(value.value_or(0));
-  return *this;
-}
-
-Bulk& Bulk::add(const std::optional<std::string>& value) {
-  next(value.has_value()).text.push_back(value.value_or(""));
-  return *this;
-}
-
-void Bulk::write() {
+long long Bulk::write() {
+  Whole out = 0;
   if (!columns_.front().given.empty()) {
-    if (!prepared_) database_.postgresql() ? prepare_for_server() : prepare_for_file();
-    if (database_.postgresql()) fill_arrays();
-    statement_.execute(true);
+    database_.guarded([&] {
+      if (!prepared_) prepare();
+      if (database_.postgresql()) {
+        for (Column& c : columns_)
+          std::visit([&](const auto& values) { write_array(values, c.given, &c.array); }, c.values);
+      }
+      // To its end, or it would stand in the way of the commit.
+      for (bool row = statement_.execute(true); row && returns_; row = statement_.fetch()) out = returned_;
+    });
   }
   clear();
+  return out;
 }
 
 void Bulk::clear() {
-  next_ = 0;
   for (Column& column : columns_) {
-    column.whole.clear();
-    column.number.clear();
-    column.text.clear();
+    std::visit([](auto& values) { values.clear(); }, column.values);
     column.given.clear();
   }
 }

@@ -6,6 +6,7 @@
 #include <deque>
 #include <optional>
 #include <string>
+#include <variant>
 #include <vector>
 
 #include "store/database.h"
@@ -14,44 +15,50 @@ namespace factory::store {
 
 class Bulk {
  public:
-  // Each column as "name:i" (a whole number), "name:d" (a number) or "name:t" (a text).
-  Bulk(Database* database, const std::string& table, const std::vector<std::string>& columns);
+  // `columns`: "day, run, seconds". `more` follows the values in the statement; a RETURNING in it is for a single row.
+  Bulk(Database* database, const std::string& table, const std::string& columns, const std::string& more = "");
 
-  // The next column's value; a row is whole when every column has one.
-  Bulk& add(long long value);
-  Bulk& add(int value) { return add(static_cast<long long>(value)); }
-  Bulk& add(bool value) { return add(static_cast<long long>(value ? 1 : 0)); }
-  Bulk& add(std::optional<double> value);
-  Bulk& add(double value) { return add(std::optional<double>(value)); }
-  Bulk& add(const std::optional<std::string>& value);
-  Bulk& add(const std::string& value) { return add(std::optional<std::string>(value)); }
+  // A value for every column: whole numbers, numbers, texts, and of any kind some that are missing.
+  template <typename... T>
+  void row(const T&... values) {
+    size_t column = 0;
+    (add(&columns_[column++], values), ...);
+  }
 
-  // Writes the rows; none are left.
-  void write();
+  // Writes the rows; none are left. What a single row's statement returns, 0 where that is nothing.
+  long long write();
   void clear();
 
  private:
+  using Whole = long long;
   struct Column {
     std::string name;
-    char type;
-    std::vector<long long> whole;
-    std::vector<double> number;
-    std::vector<std::string> text;
+    std::variant<std::vector<Whole>, std::vector<double>, std::vector<std::string>> values;
     std::vector<soci::indicator> given;
     std::string array;  // all of them, for a server
   };
-  Column& next(bool given);
-  void prepare_for_file();
-  void prepare_for_server();
-  void prepare(const std::string& sql);
-  void fill_arrays();
+  template <typename T>
+  static void add(Column* column, const std::optional<T>& value) {
+    using Values = std::vector<T>;
+    if (!std::holds_alternative<Values>(column->values)) column->values.template emplace<Values>();
+    std::get<Values>(column->values).push_back(value.value_or(T()));
+    column->given.push_back(value ? soci::i_ok : soci::i_null);
+  }
+  static void add(Column* column, Whole value) { add(column, std::optional(value)); }
+  static void add(Column* column, int value) { add(column, Whole{value}); }
+  static void add(Column* column, bool value) { add(column, Whole{value}); }
+  static void add(Column* column, double value) { add(column, std::optional(value)); }
+  static void add(Column* column, const std::string& value) { add(column, std::optional(value)); }
+
+  void prepare();
 
   Database& database_;
-  std::string insert_;
+  const std::string insert_, more_;
+  const bool returns_;
   bool prepared_ = false;
 
-  std::deque<Column> columns_;  // the statement points into it
-  size_t next_ = 0;
+  std::deque<Column> columns_;  // the statement points into it, and to the following
+  Whole returned_ = 0;
   soci::statement statement_;
 };
 

@@ -53,25 +53,19 @@ std::string in_words(const soci::soci_error& error, const Uri& uri) {
   return text;
 }
 
-void rethrow(const Uri& uri) {
-  try {
-    throw;
-  } catch (const soci::soci_error& error) {
-    if (uri.postgresql && went_away(error)) throw AwayError(in_words(error, uri));
-    throw StoreError(in_words(error, uri));
-  }
-}
-
 Database::Database(const Uri& uri, Access access) : uri_(uri) {
-  try {
+  guarded([&] {
     if (uri.postgresql) {
       session_ = connect_to_server(uri_);
     } else {
       open_file(access);
     }
-  } catch (const soci::soci_error&) {
-    rethrow(uri_);
-  }
+  });
+}
+
+void Database::fail(const soci::soci_error& error) const {
+  if (uri_.postgresql && went_away(error)) throw AwayError(in_words(error, uri_));
+  throw StoreError(in_words(error, uri_));
 }
 
 void Database::open_file(Access access) {
@@ -84,9 +78,8 @@ void Database::open_file(Access access) {
     throw StoreError(uri_.shown + ": there is no such file");
   session_ = std::make_unique<soci::session>(soci::sqlite3, address_of_file(uri_.place, access));
   run("PRAGMA busy_timeout = " + std::to_string(kBusyMs));
-  for (const char* pragma : {"PRAGMA foreign_keys = ON", "PRAGMA synchronous = FULL", "PRAGMA cache_size = -65536",
-                             "PRAGMA temp_store = MEMORY"})
-    run(pragma);
+  for (const char* setting : {"foreign_keys = ON", "synchronous = FULL", "cache_size = -65536", "temp_store = MEMORY"})
+    run(std::string("PRAGMA ") + setting);
   write_ahead(session_.get());
 }
 

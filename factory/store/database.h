@@ -30,17 +30,26 @@ class Database {
   const Uri& uri() const { return uri_; }
   int socket() const { return uri_.postgresql ? socket_of_server(*session_) : -1; }
 
-  void run(const std::string& statement) { *session_ << statement; }
+  // What the database library throws becomes a StoreError, or an AwayError where the server went away.
+  template <typename Work>
+  auto guarded(Work work) {
+    try {
+      return work();
+    } catch (const soci::soci_error& error) {
+      fail(error);
+    }
+  }
+  void run(const std::string& statement) {
+    guarded([&] { *session_ << statement; });
+  }
 
  private:
   void open_file(Access access);
+  [[noreturn]] void fail(const soci::soci_error& error) const;
 
   const Uri uri_;
   std::unique_ptr<soci::session> session_;
 };
-
-// What the database library throws becomes a StoreError, or an AwayError where the server went away.
-[[noreturn]] void rethrow(const Uri& uri);
 
 // Takes the right to write at once: two that read first and write later would end each other.
 class Transaction {

@@ -3,17 +3,42 @@
 #pragma once
 
 #include <string>
+#include <tuple>
 #include <unordered_map>
 #include <vector>
 
-#include "store/database.h"
+#include "store/bulk.h"
 #include "store/run_rows.h"
 
 namespace factory::store {
 
+// One table of such entries.
+class Entries {
+ public:
+  Entries(Database* database, const std::string& table, const std::string& columns);
+
+  // The number of the entry with this content, which is made where it is missing. `more`: what it has besides.
+  template <typename... T, typename... More>
+  int id(const std::tuple<T...>& content, const More&... more);
+
+  size_t known() const { return known_.size(); }
+
+  // Takes note of those that a question answers with, by digest and number.
+  void read(const std::string& question, int setup);
+
+ private:
+  int find(long long digest);
+
+  Database& database_;
+  const std::string table_;
+  Bulk insert_;
+  std::unordered_map<std::string, int> known_;  // by their content
+  std::unordered_map<long long, int> read_;     // by their digest
+};
+
 class Dictionary {
  public:
-  explicit Dictionary(Database* database) : database_(*database) {}
+  explicit Dictionary(Database* database);
 
   struct Ids {
     int setup = 0;
@@ -24,16 +49,7 @@ class Dictionary {
   Ids ids_of(const RunRows& run);
 
  private:
-  void read_entries(int setup);
-  int setup_id(const Setup& setup);
-  int plan_step_id(const PlanStep& step);
-  int series_id(const MeasurementRow& measurement, int setup, int plan_step);
-  template <typename Insert>
-  int id_of(const char* table, long long digest, Insert insert);
-
-  Database& database_;
-  std::unordered_map<std::string, int> setups_, plan_steps_, series_;  // by their content
-  std::unordered_map<long long, int> read_;                            // by their digest
+  Entries setups_, plan_steps_, series_;
 };
 
 }  // namespace factory::store

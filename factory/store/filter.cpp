@@ -5,7 +5,6 @@
 
 #include "files/app_error.h"
 #include "files/time_text.h"
-#include "store/stored_text.h"
 
 namespace factory::store {
 namespace {
@@ -27,6 +26,16 @@ bool date_of(const std::string& text, const std::string& rest, long long* ms) {
   if (!date.ok() || n[3] < 0 || n[3] > 24 || n[4] < 0 || n[4] > 59 || n[5] < 0 || n[5] > 60) return false;
   *ms = (sys_days{date}.time_since_epoch().count() * 86400LL + n[3] * 3600 + n[4] * 60 + n[5]) * 1000;
   return true;
+}
+
+// Of the columns that begin so.
+std::string on_texts(const Filter& filter, std::string_view begin) {
+  std::string sql;
+  for (const FilterText& part : kFilterTexts) {
+    if (!(filter.*part.text).empty() && std::string_view(part.column).starts_with(begin))
+      sql += std::string(" AND ") + part.column + " = :" + part.name;
+  }
+  return sql;
 }
 
 }  // namespace
@@ -52,62 +61,31 @@ std::string time_text(long long ms) {
   return iso_time(std::chrono::system_clock::time_point(std::chrono::milliseconds(ms)));
 }
 
-Condition::Condition(const Filter& filter)
-    : since_ms_(filter.since_ms.value_or(0)),
-      until_ms_(filter.until_ms.value_or(0)),
-      since_day_(day_of(since_ms_)),
-      until_day_(day_of(until_ms_)),
-      has_since_(filter.since_ms.has_value()),
-      has_until_(filter.until_ms.has_value()),
-      station_(to_stored(filter.station)),
-      plan_(to_stored(filter.plan)),
-      profile_(to_stored(filter.profile)),
-      version_(to_stored(filter.version)),
-      measurement_(to_stored(filter.measurement)) {}
-
-std::string Condition::on_setups() const {
-  std::string sql;
-  if (!station_.empty()) sql += " AND p.station = :station";
-  if (!plan_.empty()) sql += " AND p.plan = :plan";
-  if (!profile_.empty()) sql += " AND p.profile = :profile";
-  if (!version_.empty()) sql += " AND p.application = :version";
+std::string on_runs(const Filter& filter) {
+  std::string sql = on_texts(filter, "p.");
+  // The day says which parts of the tables are of no interest.
+  const auto add = [&](const char* days, const char* times, long long ms) {
+    sql += std::string(" AND r.day") + days + std::to_string(day_of(ms)) + " AND r.started_ms" + times +
+           std::to_string(ms);
+  };
+  if (filter.since_ms) add(" >= ", " >= ", *filter.since_ms);
+  if (filter.until_ms) add(" <= ", " < ", *filter.until_ms);
   return sql;
 }
 
-// The day says which parts of the tables are of no interest.
-std::string Condition::on_runs() const {
-  std::string sql = on_setups();
-  if (has_since_) sql += " AND r.day >= :since_day AND r.started_ms >= :since_ms";
-  if (has_until_) sql += " AND r.day <= :until_day AND r.started_ms < :until_ms";
+std::string on_measurements(const Filter& filter) {
+  std::string sql = on_texts(filter, "");
+  // Within a day only the run knows the time.
+  const auto add = [&](const char* days, const char* others, const char* times, long long ms) {
+    const std::string day = std::to_string(day_of(ms));
+    sql += std::string(" AND m.day") + (ms % kDayMs == 0 ? times : days) + day;
+    if (ms % kDayMs != 0)
+      sql += " AND (m.day" + (others + day) + " OR m.run IN (SELECT no FROM run WHERE day = " + day +
+             " AND started_ms" + times + std::to_string(ms) + "))";
+  };
+  if (filter.since_ms) add(" >= ", " > ", " >= ", *filter.since_ms);
+  if (filter.until_ms) add(" <= ", " < ", " < ", *filter.until_ms);
   return sql;
-}
-
-// Within a day only the run knows the time.
-std::string Condition::on_measurements() const {
-  std::string sql = on_setups();
-  if (!measurement_.empty()) sql += " AND s.name = :measurement";
-  if (has_since_) sql += " AND m.day >= :since_day";
-  if (has_since_ && since_ms_ % kDayMs != 0)
-    sql +=
-        " AND (m.day > :since_day OR m.run IN (SELECT no FROM run WHERE day = :since_day AND started_ms >= :since_ms))";
-  if (has_until_) sql += until_ms_ % kDayMs == 0 ? " AND m.day < :until_day" : " AND m.day <= :until_day";
-  if (has_until_ && until_ms_ % kDayMs != 0)
-    sql +=
-        " AND (m.day < :until_day OR m.run IN (SELECT no FROM run WHERE day = :until_day AND started_ms < :until_ms))";
-  return sql;
-}
-
-void Condition::bind(soci::statement* statement, const std::string& sql) {
-  const auto wanted = [&](const char* name) { return sql.find(name) != std::string::npos; };
-  if (wanted(":station")) statement->exchange(soci::use(station_, "station"));
-  if (wanted(":plan")) statement->exchange(soci::use(plan_, "plan"));
-  if (wanted(":profile")) statement->exchange(soci::use(profile_, "profile"));
-  if (wanted(":version")) statement->exchange(soci::use(version_, "version"));
-  if (wanted(":measurement")) statement->exchange(soci::use(measurement_, "measurement"));
-  if (wanted(":since_day")) statement->exchange(soci::use(since_day_, "since_day"));
-  if (wanted(":until_day")) statement->exchange(soci::use(until_day_, "until_day"));
-  if (wanted(":since_ms")) statement->exchange(soci::use(since_ms_, "since_ms"));
-  if (wanted(":until_ms")) statement->exchange(soci::use(until_ms_, "until_ms"));
 }
 
 }  // namespace factory::store

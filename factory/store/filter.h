@@ -1,8 +1,6 @@
 // Which runs a question is about.
 #pragma once
 
-#include <soci/soci.h>
-
 #include <optional>
 #include <string>
 
@@ -21,26 +19,19 @@ long long parse_time_ms(const std::string& text);
 std::string time_text(long long ms);
 std::string date_text(int day);
 
-// A condition in SQL and the values that belong to it.
-class Condition {
- public:
-  explicit Condition(const Filter& filter);
+// Conditions in SQL, " AND ...", in which the filter's texts have their names: Query::with() gives them.
+std::string on_runs(const Filter& filter);          // about the runs `r` of set-ups `p`
+std::string on_measurements(const Filter& filter);  // about measurements `m` of set-ups `p` and series `s`
 
-  // " AND ..." about the runs `r` of set-ups `p`.
-  std::string on_runs() const;
-  // " AND ..." about measurements `m` of set-ups `p` and series `s`.
-  std::string on_measurements() const;
-
-  // Binds the values of the condition that was asked for. This object outlives the statement.
-  void bind(soci::statement* statement, const std::string& sql);
-
- private:
-  std::string on_setups() const;
-
-  long long since_ms_, until_ms_;
-  int since_day_, until_day_;
-  bool has_since_, has_until_;
-  std::string station_, plan_, profile_, version_, measurement_;
+struct FilterText {
+  const char* name;
+  const char* column;
+  std::string Filter::*text;
 };
+constexpr FilterText kFilterTexts[] = {{"station", "p.station", &Filter::station},
+                                       {"plan", "p.plan", &Filter::plan},
+                                       {"profile", "p.profile", &Filter::profile},
+                                       {"version", "p.application", &Filter::version},
+                                       {"measurement", "s.name", &Filter::measurement}};
 
 }  // namespace factory::store

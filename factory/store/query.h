@@ -1,89 +1,89 @@
-// A question with bound values, whose answer is read row by row.
+// A statement with named values, and its answer row by row. What the database library throws comes out as a StoreError,
+// or as an AwayError where the server went away.
 #pragma once
 
 #include <soci/soci.h>
 
-#include <deque>
+#include <functional>
+#include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
+#include "record/record.h"
 #include "store/database.h"
 #include "store/filter.h"
-#include "store/stored_text.h"
 
 namespace factory::store {
 
+// A text in a column that is not as to_stored() makes it.
+struct Verbatim {
+  std::string text;
+};
+
 class Query {
  public:
-  explicit Query(Database* database) : statement_(database->sql()) {}
+  Query(Database* database, std::string sql)
+      : database_(*database), sql_(std::move(sql)), statement_(database->sql()) {}
 
-  // Named values of the question; they outlive the query.
+  // A value of the statement, by its name there; texts as to_stored() makes them.
   template <typename T>
   Query& with(const char* name, const T& value) {
-    statement_.exchange(soci::use(value, name));
+    const auto kept = std::make_shared<const T>(value);
+    kept_.push_back(kept);
+    statement_.exchange(soci::use(*kept, name));
     return *this;
   }
-  Query& with(Condition* condition, const std::string& sql) {
-    condition->bind(&statement_, sql);
+  // Those that its conditions name: filter.h.
+  Query& with(const Filter& filter);
+
+  // Where each row's columns go, in their order. One that is null is 0, an empty text or list, or nothing.
+  template <typename... T>
+  Query& into(T*... values) {
+    (column(values), ...);
     return *this;
   }
 
-  // Columns in their order. One that is null reads as 0, as an empty text, or as nothing.
-  Query& whole(long long* value) { return column(value); }
-  Query& whole(int* value) { return column(value); }
-  Query& number(double* value) { return column(value); }
-  Query& number(std::optional<double>* value) {
-    optionals_.push_back({value, 0});
-    return column(&optionals_.back().read);
-  }
-  Query& text(std::string* value) {
-    texts_.push_back(value);
-    return column(value);
-  }
+  // False: there is no row, or no more.
+  bool next();
 
-  void ask(const std::string& sql) {
-    statement_.alloc();
-    statement_.prepare(sql);
-    statement_.define_and_bind();
-    statement_.execute(false);
-  }
-
-  bool next() {
-    if (!statement_.fetch()) return false;
-    for (Column& c : columns_) {
-      if (c.given == soci::i_null) c.clear(c.value);
-    }
-    for (Optional& o : optionals_) {
-      *o.value = o.read;
-      for (const Column& c : columns_) {
-        if (c.value == &o.read && c.given == soci::i_null) o.value->reset();
-      }
-    }
-    for (std::string* text : texts_) *text = from_stored(*text);
-    return true;
-  }
+  void run() { next(); }
+  long long number();  // the whole answer
 
  private:
-  struct Column {
-    void* value;
-    void (*clear)(void* value);
-    soci::indicator given;
-  };
-  struct Optional {
-    std::optional<double>* value;
-    double read;
-  };
-
-  template <typename T>
-  Query& column(T* value) {
-    columns_.push_back({value, [](void* v) { *static_cast<T*>(v) = T(); }, soci::i_ok});
-    statement_.exchange(soci::into(*value, columns_.back().given));
-    return *this;
+  // What the database has in the column becomes the value; `null` where it has nothing.
+  template <typename Raw, typename T, typename Become>
+  void column_as(T* value, Become become, T null) {
+    struct Cell {
+      Raw raw{};
+      soci::indicator given = soci::i_ok;
+    };
+    const auto cell = std::make_shared<Cell>();
+    statement_.exchange(soci::into(cell->raw, cell->given));
+    take_.push_back([=] { *value = cell->given == soci::i_null ? null : T(become(cell->raw)); });
   }
+  template <typename T>
+  void column(T* value) {
+    column_as<T>(value, std::identity(), T());
+  }
+  template <typename T>
+  void column(std::optional<T>* value) {
+    column_as<T>(value, std::identity(), std::optional<T>());
+  }
+  void column(std::string* value);
+  void column(Verbatim* value) { column_as<std::string>(&value->text, std::identity(), std::string()); }
+  void column(bool* value);
+  void column(record::Outcome* value);
+  void column(record::SampleState* value);
+  void column(record::Clock::time_point* value);
+  void column(std::vector<std::string>* value);  // JSON, and so is the following
+  void column(std::vector<record::Text>* value);
 
-  std::deque<Column> columns_;  // the statement points into them
-  std::deque<Optional> optionals_;
-  std::vector<std::string*> texts_;
+  Database& database_;
+  const std::string sql_;
+  bool asked_ = false;
+  std::vector<std::shared_ptr<const void>> kept_;  // the statement points into them
+  std::vector<std::function<void()>> take_;        // and into the cells of these
   soci::statement statement_;
 };
 

@@ -5,6 +5,8 @@
 #include <utility>
 #include <vector>
 
+#include "store/query.h"
+
 namespace factory::store {
 namespace {
 
@@ -100,18 +102,8 @@ int version_of(Database* database) {
                              ? "SELECT COUNT(*) FROM pg_tables WHERE schemaname = ANY (current_schemas(false)) AND "
                                "tablename = 'schema_version'"
                              : "SELECT COUNT(*) FROM sqlite_master WHERE type = 'table' AND name = 'schema_version'";
-  int tables = 0;
-  database->sql() << question, soci::into(tables);
-  if (tables == 0) return 0;
-  int version = 0;
-  database->sql() << "SELECT COALESCE(MAX(version), 0) FROM schema_version", soci::into(version);
-  return version;
-}
-
-[[noreturn]] void refuse_newer(Database* database, int version) {
-  throw StoreError(database->uri().shown + ": the store's schema has version " + std::to_string(version) +
-                   ", this program knows versions up to " + std::to_string(newest_schema()) +
-                   ": use a newer sensorcal");
+  if (Query(database, question).number() == 0) return 0;
+  return static_cast<int>(Query(database, "SELECT COALESCE(MAX(version), 0) FROM schema_version").number());
 }
 
 void add_version(Database* database, int version) {
@@ -130,20 +122,19 @@ void add_version(Database* database, int version) {
         database->run(std::string("CREATE TABLE ") + table + "_other PARTITION OF " + table + " DEFAULT");
     }
   }
-  database->sql() << "INSERT INTO schema_version (version) VALUES (:version)", soci::use(version);
+  database->run("INSERT INTO schema_version (version) VALUES (" + std::to_string(version) + ")");
 }
 
 struct Month {
-  std::string name;  // "2026_11"
-  int first_day;
-  int next_first_day;
+  std::string name;               // "2026_11"
+  std::string first, next_first;  // days
 };
 
 Month month_of(int day) {
   using namespace std::chrono;  // NOLINT(google-build-using-namespace): calendar arithmetic
   const year_month_day date{sys_days{days{day}}};
   const year_month month = date.year() / date.month();
-  const auto first = [](year_month m) { return static_cast<int>(sys_days{m / 1}.time_since_epoch().count()); };
+  const auto first = [](year_month m) { return std::to_string(sys_days{m / 1}.time_since_epoch().count()); };
   char name[16];
   snprintf(name, sizeof name, "%04d_%02u", static_cast<int>(date.year()), static_cast<unsigned>(date.month()));
   return {name, first(month), first(month + months{1})};
@@ -151,21 +142,18 @@ Month month_of(int day) {
 
 void add_part(Database* database, const std::string& table, const Month& month) {
   const std::string name = table + "_" + month.name;
-  int there = 0;
   // Also one that was moved to another schema and still belongs to the table, or one that was detached and is kept
   // here.
-  database->sql() << "SELECT COUNT(*) FROM pg_class WHERE oid = to_regclass(:name) OR (relname = :name AND oid IN "
-                     "(SELECT inhrelid FROM pg_inherits WHERE inhparent = to_regclass(:parent)))",
-      soci::use(name, "name"), soci::use(table, "parent"), soci::into(there);
-  if (there > 0) return;
-  const std::string other = table + "_other";
-  int rows = 0;
+  Query there(database,
+              "SELECT COUNT(*) FROM pg_class WHERE oid = to_regclass(:name) OR (relname = :name AND oid IN "
+              "(SELECT inhrelid FROM pg_inherits WHERE inhparent = to_regclass(:parent)))");
+  if (there.with("name", name).with("parent", table).number() > 0) return;
   // Rows that came before their month had a part stay where they are, and so do those that follow.
-  database->sql() << "SELECT COUNT(*) FROM (SELECT 1 FROM " + other + " WHERE day >= :first AND day < :next LIMIT 1) r",
-      soci::use(month.first_day), soci::use(month.next_first_day), soci::into(rows);
-  if (rows > 0) return;
-  database->run("CREATE TABLE " + name + " PARTITION OF " + table + " FOR VALUES FROM (" +
-                std::to_string(month.first_day) + ") TO (" + std::to_string(month.next_first_day) + ")");
+  Query rows(database, "SELECT COUNT(*) FROM (SELECT 1 FROM " + table + "_other WHERE day >= " + month.first +
+                           " AND day < " + month.next_first + " LIMIT 1) r");
+  if (rows.number() > 0) return;
+  database->run("CREATE TABLE " + name + " PARTITION OF " + table + " FOR VALUES FROM (" + month.first + ") TO (" +
+                month.next_first + ")");
 }
 
 }  // namespace
@@ -173,39 +161,30 @@ void add_part(Database* database, const std::string& table, const Month& month) 
 int newest_schema() { return static_cast<int>(std::size(kVersions)); }
 
 void migrate(Database* database, int version) {
-  try {
-    const int found = version_of(database);
-    if (found > newest_schema()) refuse_newer(database, found);
-    if (found >= version) return;
-    Transaction transaction(database);
-    lock_schema(database);
-    for (int next = version_of(database) + 1; next <= version; ++next) add_version(database, next);
-    transaction.commit();
-  } catch (const soci::soci_error&) {
-    rethrow(database->uri());
-  }
+  const int found = version_of(database);
+  if (found > newest_schema())
+    throw StoreError(database->uri().shown + ": the store's schema has version " + std::to_string(found) +
+                     ", this program knows versions up to " + std::to_string(newest_schema()) +
+                     ": use a newer sensorcal");
+  if (found >= version) return;
+  Transaction transaction(database);
+  lock_schema(database);
+  for (int next = version_of(database) + 1; next <= version; ++next) add_version(database, next);
+  transaction.commit();
 }
 
 void require_schema(Database* database) {
-  try {
-    const int version = version_of(database);
-    if (version > newest_schema()) refuse_newer(database, version);
-    if (version == 0) throw StoreError(database->uri().shown + ": no runs have been stored here");
-    migrate(database);
-  } catch (const soci::soci_error&) {
-    rethrow(database->uri());
-  }
+  if (version_of(database) == 0) throw StoreError(database->uri().shown + ": no runs have been stored here");
+  migrate(database);
 }
 
 void ensure_month(Database* database, int day) {
   if (!database->postgresql()) return;
   const Month month = month_of(day);
   const std::string last = kLarge[std::size(kLarge) - 1].second + ("_" + month.name);
-  int there = 0;
-  database->sql() << "SELECT COUNT(*) FROM pg_class WHERE oid = to_regclass(:name)", soci::use(last), soci::into(there);
-  if (there > 0) return;
-  int today = 0;
-  database->sql() << "SELECT CAST(EXTRACT(EPOCH FROM now()) / 86400 AS INTEGER)", soci::into(today);
+  Query there(database, "SELECT COUNT(*) FROM pg_class WHERE oid = to_regclass(:name)");
+  if (there.with("name", last).number() > 0) return;
+  const long long today = Query(database, "SELECT CAST(EXTRACT(EPOCH FROM now()) / 86400 AS INTEGER)").number();
   // A clock that is far out does not get parts of its own.
   if (day < today - 3700 || day > today + 400) return;
   Transaction transaction(database);

@@ -164,7 +164,7 @@ TEST_P(StoreTest, BringsAnOlderStoreUpToDate) {
   {
     Database old(uri, Database::Access::create);
     migrate(&old, 1);
-    EXPECT_THROW(old.run("SELECT COUNT(*) FROM sample"), soci::soci_error);
+    EXPECT_THROW(old.run("SELECT COUNT(*) FROM sample"), StoreError);
   }
   MadeRun run;
   run.samples = 1;
@@ -250,7 +250,7 @@ TEST_P(StoreTest, AnErrorIsAVerdictOfItsOwn) {
 TEST(StoreFileTest, ForeignKeysHold) {
   Folder folder;
   Store store(parse_uri(folder.file("store.db")));
-  EXPECT_THROW(store.database().run("INSERT INTO step VALUES (1, 77, 1, 1, 0, 1)"), soci::soci_error);
+  EXPECT_THROW(store.database().run("INSERT INTO step VALUES (1, 77, 1, 1, 0, 1)"), StoreError);
 }
 
 }  // namespace
