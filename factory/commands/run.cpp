@@ -104,7 +104,8 @@ int run_plan(const Options& options, const plan::Plan& plan, Arguments& argument
     if (!options.json) std::cout << "note: " << remark << "\n";
   }
   const plan::RunInfo& info = arguments.info;
-  session.fixture().run_begins({plan.file, plan.bytes, info.serial, info.station, info.operator_name, options.speed});
+  session.fixture().run_begins(
+      {plan.file, plan.bytes, info.serial, info.station, info.operator_name, options.speed, info.lot, info.retest_of});
   arguments.info.started = session.now();
   arguments.id = store::make_run_id(arguments.info.started);
   Teller teller(plan, session, !options.json, arguments.single, speed_of(options));
@@ -162,6 +163,8 @@ Runner set_up_run(ArgumentParser parser) {
   parser.add_option("PLAN", arguments->plan, "plan file (JSON)").required();
   parser.add_option("--serial", arguments->info.serial, "the phone's serial number, for the record");
   parser.add_option("--station", arguments->info.station, "name of the station, for the record");
+  parser.add_option("--lot", arguments->info.lot, "what the phone belongs to, for the record");
+  parser.add_option("--retest-of", arguments->info.retest_of, "id of the run that this one repeats, for the record");
   parser.add_option("--operator", arguments->info.operator_name, "who runs it, for the record");
   parser
       .add_option("--store", arguments->store, "keeps the run in a file, sqlite:FILE, or on a server, postgresql://...")

@@ -34,6 +34,8 @@ struct RunHead {
   std::string station;
   std::string operator_name;
   std::string speed;  // of its simulated phone
+  std::string lot = {};
+  std::string retest_of = {};
 };
 
 class Fixture {

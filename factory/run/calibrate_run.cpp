@@ -38,6 +38,7 @@ bool UnderWay::stops(Session& session) {
 // Golden values are part of the step: they are noted, and put back, with the scales.
 bool StepRun::write_golden() {
   if (step_.golden.empty()) return true;
+  const Span span(*this, "write");
   const Watchdog::Operation operation(session_.watchdog());
   std::vector<float> golden(step_.golden.begin(), step_.golden.end());
   const int count = static_cast<int>(golden.size());
@@ -60,6 +61,19 @@ bool StepRun::choose_reference(CalibrationRequest* request) {
   }
   request->reference_hpa = std::strtod(known.c_str(), nullptr);
   return true;
+}
+
+std::string StepRun::note(HeldValues& held) {
+  const Span span(*this, "read before");
+  return held.note(session_);
+}
+
+// Settles, samples, and sends what it found.
+void StepRun::ask_for(Calibration* c) {
+  const Span span(*this, "sample");
+  if (!step_.channel) return run_library(session_, c);
+  c->kind = nullptr;
+  run_channel(session_, *step_.channel, step_.target, step_.screen, c);
 }
 
 void StepRun::begin_changes(const HeldValues& held) {
@@ -197,6 +211,7 @@ void StepRun::verify_thresholds() {
 }
 
 void StepRun::verify_calibration(const Calibration& c) {
+  const Span span(*this, "verify");
   if (c.kind == nullptr || c.golden) return;
   if (c.kind->result == Result::proximity) {
     if (sets_thresholds(step_)) verify_thresholds();
@@ -222,6 +237,7 @@ void StepRun::verify_calibration(const Calibration& c) {
 // Nothing that is not known to be good stays in the hub.
 void StepRun::settle_what_stays(HeldValues& held, bool went_through) {
   const bool good = attempt_.outcome == Outcome::passed || attempt_.outcome == Outcome::marginal;
+  const Span span(*this, good ? "read back" : "put back");
   attempt_.kept = good;
   if (!good) {
     const HeldValues::PutBack back = held.put_back(session_);
@@ -259,7 +275,7 @@ void StepRun::run_calibrate(const std::function<void(const std::string&)>& warn)
   HeldValues held = step_.channel ? HeldValues(step_.type, channel_name(step_), 1)
                                   : HeldValues(step_.type, step_.param, !step_.golden.empty());
   attempt_.changes_hub = true;
-  const std::string silent = held.note(session_);
+  const std::string silent = note(held);
   attempt_.before = held.before();
   attempt_.irreversible = held.irreversible();
   for (const std::string& what : held.irreversible()) warn("cannot be undone: " + what);
@@ -271,12 +287,7 @@ void StepRun::run_calibrate(const std::function<void(const std::string&)>& warn)
     begin_changes(held);
     Calibration c = prepare(request);
     if (write_golden()) {
-      if (step_.channel) {
-        c.kind = nullptr;
-        factory::run_channel(session_, *step_.channel, step_.target, step_.screen, &c);
-      } else {
-        run_library(session_, &c);
-      }
+      ask_for(&c);
       nothing_sent_ = c.panel && c.panel->refused;
       went_through = c.result == 0 && !(c.panel && c.panel->refused);
       if (!session_.interrupted()) judge_run(session_, &c);

@@ -77,6 +77,7 @@ struct Block {
 
 struct Plan {
   std::string name;
+  std::string version;  // empty: none
   std::string file;
   std::string bytes;  // of the file
   std::vector<Block> blocks;

@@ -105,12 +105,13 @@ Plan parse_plan(const std::string& file, const std::string& bytes, std::vector<s
     json.problem(root, "", "a plan is a JSON object");
     return plan;
   }
-  json.only_keys(root, "", {"format", "name", "about", "steps"});
+  json.only_keys(root, "", {"format", "name", "version", "about", "steps"});
   if (root["format"] != "sensorcal.plan/1") {
     json.problem(root.isMember("format") ? root["format"] : root, "format", "give \"sensorcal.plan/1\"");
   }
   if (!root.isMember("name")) json.problem(root, "name", "a plan needs a name");
   plan.name = json.text(root, "", "name", "");
+  plan.version = json.text(root, "", "version", "");
   json.text(root, "", "about", "");
   const Json::Value& steps = root["steps"];
   if (!steps.isArray() || steps.empty()) {

@@ -20,7 +20,7 @@ void compare(const Attempt& before, Attempt* attempt) {
 }  // namespace
 
 PlanRun::PlanRun(Session& session, const Plan& plan, const RunInfo& info, Observer& observer)
-    : session_(session), plan_(plan), info_(info), observer_(observer) {
+    : session_(session), plan_(plan), info_(info), observer_(observer), world_(session.fixture().world()) {
   int index = 0;
   for (const Block& block : plan.blocks) {
     for (const Step& step : block.steps) steps_.push_back({&step, block.group, ++index, Outcome::skipped, {}});
@@ -61,16 +61,26 @@ bool PlanRun::run_step(StepResult* result) {
     under_way_.stops(session_);
     if (!result->attempts.empty()) compare(result->attempts.back(), &attempt);
     attempt.hub = take_messages();
-    {
-      const std::lock_guard<std::mutex> lock(mutex_);
-      result->outcome = attempt.outcome;
-      result->attempts.push_back(std::move(attempt));
-      current_ = nullptr;
-    }
+    keep(result, std::move(attempt));
     observer_.ended(*result, result->attempts.back());
     if (good(result->outcome) || session_.interrupted()) break;
   }
   return good(result->outcome);
+}
+
+void PlanRun::keep(StepResult* result, Attempt attempt) {
+  const double before = std::chrono::duration<double>(attempt.started - info_.started).count();
+  for (record::Span& span : attempt.spans) {
+    span.from_s += before;
+    span.to_s += before;
+  }
+  const std::lock_guard<std::mutex> lock(mutex_);
+  result->outcome = attempt.outcome;
+  if (good(attempt.outcome)) {
+    for (const auto& [key, value] : result->step->world) world_[key] = value;
+  }
+  result->attempts.push_back(std::move(attempt));
+  current_ = nullptr;
 }
 
 bool PlanRun::run_round(const Block& block, size_t first) {
@@ -101,11 +111,7 @@ void PlanRun::refuse(Reason missing) {
   attempt.fail(missing);
   attempt.outcome = attempt.fault;
   observer_.begins(first, attempt.number);
-  {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    first.outcome = attempt.outcome;
-    first.attempts.push_back(std::move(attempt));
-  }
+  keep(&first, std::move(attempt));
   observer_.ended(first, first.attempts.back());
 }
 
@@ -131,7 +137,7 @@ Outcome PlanRun::verdict() {
   return any(Outcome::error) || any(Outcome::skipped) ? Outcome::error : Outcome::passed;
 }
 
-record::Run PlanRun::record() { return make_record(session_, plan_, info_, steps_, verdict()); }
+record::Run PlanRun::record() { return make_record(session_, plan_, info_, world_, steps_, verdict()); }
 
 record::Run PlanRun::abort(const std::string& why) {
   // What hangs may hold it: nothing can be put back then.
@@ -173,7 +179,7 @@ record::Run PlanRun::abort(const std::string& why) {
     current_->outcome = attempt.outcome;
     current_->attempts.push_back(std::move(attempt));
   }
-  return make_record(session_, plan_, info_, steps_, verdict);
+  return make_record(session_, plan_, info_, world_, steps_, verdict);
 }
 
 }  // namespace factory::plan

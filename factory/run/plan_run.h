@@ -1,6 +1,10 @@
 // Runs a plan: its steps in order, groups with their attempts, and an end in good order after Ctrl-C.
 #pragma once
 
+#include <map>
+#include <string>
+#include <vector>
+
 #include "run/run_record.h"
 #include "run/step_run.h"
 
@@ -38,6 +42,7 @@ class PlanRun {
   bool run_round(const Block& block, size_t first);
   bool run_step(StepResult* result);
   std::vector<record::HubMessage> take_messages();
+  void keep(StepResult* result, Attempt attempt);
 
   Session& session_;
   const Plan& plan_;
@@ -48,6 +53,7 @@ class PlanRun {
   std::vector<StepResult> steps_;  // changed with mutex_ held
   StepResult* current_ = nullptr;  // guarded by mutex_, and so is the following
   Clock::time_point current_started_;
+  std::map<std::string, std::string> world_;
   std::mutex hub_mutex_;
   std::vector<HubMessage> messages_;  // guarded by hub_mutex_
 };

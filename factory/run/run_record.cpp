@@ -28,6 +28,7 @@ record::Step to_record(const StepResult& result) {
   out.group = result.group;
   const bool sensor = step.kind != StepKind::fixture && step.kind != StepKind::probe && !step.report;
   if (sensor) out.tag = tag_of(step.type);
+  if (sensor && sensor_of(step.type) != nullptr) out.sensor = sensor_of(step.type)->words;
   if (step.kind == StepKind::calibrate) out.param = step.param;
   out.outcome = result.outcome;
   out.attempts.assign(result.attempts.begin(), result.attempts.end());
@@ -46,7 +47,8 @@ record::Phone phone_of(Session& session) {
 
 }  // namespace
 
-record::Run make_record(Session& session, const Plan& plan, const RunInfo& info, const std::vector<StepResult>& steps,
+record::Run make_record(Session& session, const Plan& plan, const RunInfo& info,
+                        const std::map<std::string, std::string>& world, const std::vector<StepResult>& steps,
                         Outcome verdict) {
   using std::chrono::floor;
   using std::chrono::milliseconds;
@@ -57,7 +59,11 @@ record::Run make_record(Session& session, const Plan& plan, const RunInfo& info,
   out.operator_name = info.operator_name;
   out.started = floor<milliseconds>(info.started);
   out.seconds = std::chrono::duration<double>(floor<milliseconds>(session.now()) - out.started).count();
+  out.lot = info.lot;
+  out.retest_of = info.retest_of;
+  out.world = world;
   out.plan.name = plan.name;
+  out.plan.version = plan.version;
   out.plan.file = plan.file;
   out.plan.bytes = plan.bytes;
   out.application = {SENSORCAL_VERSION, build_id("")};

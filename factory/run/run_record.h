@@ -1,6 +1,10 @@
 // What a run knows, as its record.
 #pragma once
 
+#include <map>
+#include <string>
+#include <vector>
+
 #include "phone/session.h"
 #include "run/attempt.h"
 
@@ -11,9 +15,13 @@ struct RunInfo {
   std::string station;
   std::string operator_name;
   Clock::time_point started = Clock::now();
+  std::string lot = {};
+  std::string retest_of = {};  // id of the run that this one repeats
 };
 
-record::Run make_record(Session& session, const Plan& plan, const RunInfo& info, const std::vector<StepResult>& steps,
+// `world`: what the fixture was set to.
+record::Run make_record(Session& session, const Plan& plan, const RunInfo& info,
+                        const std::map<std::string, std::string>& world, const std::vector<StepResult>& steps,
                         Outcome verdict);
 
 }  // namespace factory::plan

@@ -62,7 +62,7 @@ void StepRun::run(const std::function<void(const std::string&)>& warn) {
       run_write(warn);
       break;
   }
-  attempt_.seconds = std::chrono::duration<double>(session_.now() - attempt_.started).count();
+  attempt_.seconds = seconds();
   if (step_.kind != StepKind::calibrate && step_.kind != StepKind::write) {
     if (step_.limits.seconds)
       measure("duration", "", attempt_.seconds, "s", std::nullopt, std::nullopt, step_.limits.seconds, "");
@@ -119,6 +119,7 @@ void StepRun::run_fixture() {
     });
   }
   if (wanted.empty()) return;
+  const Span span(*this, "fixture");
   const Fixture::Arranged arranged = session_.fixture().arrange(wanted);
   for (const std::string& problem : arranged.problems) attempt_.fail({Why::fixture_not_set, problem});
   attempt_.notes.insert(attempt_.notes.end(), arranged.notes.begin(), arranged.notes.end());
@@ -206,6 +207,7 @@ void StepRun::verify_near(bool near) {
 }
 
 void StepRun::run_verify() {
+  const Span span(*this, "verify");
   if (step_.near) return verify_near(*step_.near);
   const Quantity subject = *subject_of(step_.type);
   const FreshSamples fresh = take_fresh(subject, step_.samples > 0 ? step_.samples : kVerifySamples);
@@ -222,6 +224,7 @@ void StepRun::run_verify() {
 }
 
 void StepRun::run_check() {
+  const Span span(*this, "read");
   HubWatch hub(session_);
   const StoredValue* value = stored_value(step_.type, step_.value);
   const Reading reading = value->read(*session_.cal().cal_api, step_.type, step_.count);
@@ -247,6 +250,7 @@ void StepRun::run_check() {
 }
 
 void StepRun::run_report_check() {
+  const Span span(*this, "read");
   const Report report = make_report(session_);
   if (!report.warning.empty()) return attempt_.fail({Why::hub_silent, report.warning, kLookAtServices});
   for (const Verdict& verdict : report.verdicts) {
@@ -272,6 +276,7 @@ void StepRun::run_report_check() {
 }
 
 void StepRun::run_probe() {
+  const Span span(*this, "probe");
   SensorCalibration& cal = session_.cal();
   const int answer = step_.probe == "rgb"      ? cal.test_is_rgb_sensor()
                      : step_.probe == "ps_tof" ? cal.test_is_ps_tof_sensor()

@@ -1,6 +1,7 @@
 // Runs one attempt at a step on an opened phone.
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <mutex>
 
@@ -9,6 +10,7 @@
 #include "run/attempt.h"
 #include "run/calibration.h"
 #include "sensors/sensor.h"
+#include "sensors/stored_values.h"
 
 namespace factory::plan {
 
@@ -46,8 +48,12 @@ class StepRun {
   void run_probe();
   void run_write(const std::function<void(const std::string&)>& warn);
 
+  int write(const StoredValue& value);
+
   // Parts of a calibration.
   std::string chip_problem();
+  std::string note(HeldValues& held);
+  void ask_for(Calibration* calibration);
   bool write_golden();
   bool choose_reference(CalibrationRequest* request);
   void measure_run(const Calibration& calibration);
@@ -72,6 +78,22 @@ class StepRun {
                const std::string& hint);
   void conclude();
   void look_for_services(int lost_before);
+
+  // Notes what was under way while it lived; from the attempt's start.
+  class Span {
+   public:
+    Span(StepRun& run, const char* what) : run_(run), what_(what), from_s_(run.seconds()) {}
+    ~Span() { run_.attempt_.spans.push_back({run_.tag(), what_, from_s_, run_.seconds()}); }
+    Span(const Span&) = delete;
+    Span& operator=(const Span&) = delete;
+
+   private:
+    StepRun& run_;
+    const char* const what_;
+    const double from_s_;
+  };
+  double seconds() const { return std::chrono::duration<double>(session_.now() - attempt_.started).count(); }
+  std::string tag() const { return step_.type == 0 ? "" : tag_of(step_.type); }
 
   Session& session_;
   UnderWay& under_way_;

@@ -61,6 +61,8 @@ void write_head(const std::string& folder, const RunHead& head, const Json::Valu
   out["station"] = head.station;
   out["operator"] = head.operator_name;
   out["speed"] = head.speed;
+  out["lot"] = head.lot;
+  out["retest_of"] = head.retest_of;
   out["options"] = options;
   write(folder + kPlanFile, head.plan_bytes);
   write(folder + kRunFile, json_pretty(out) + "\n");
@@ -87,6 +89,8 @@ RunHead read_head(const std::string& folder) {
     run.station = head["station"].asString();
     run.operator_name = head["operator"].asString();
     run.speed = head["speed"].asString();
+    run.lot = head["lot"].asString();
+    run.retest_of = head["retest_of"].asString();
   } catch (const Json::Exception& error) {
     throw AppError(kUsage, file + ": the recording is damaged: " + error.what());
   }

@@ -65,6 +65,8 @@ int replay(const Options& options, const Arguments& arguments) {
   info.serial = head.serial;
   info.station = head.station;
   info.operator_name = head.operator_name;
+  info.lot = head.lot;
+  info.retest_of = head.retest_of;
   return run_plan(wanted, plan, info, arguments, [&](const record::Run& run, Aside* aside) {
     return compare(recorded, run, wanted.recording, !options.json, aside);
   });

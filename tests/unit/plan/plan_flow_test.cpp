@@ -4,6 +4,7 @@
 namespace plan_test {
 namespace {
 
+namespace record = factory::record;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::Not;
@@ -154,6 +155,23 @@ TEST(PlanRecord, HoldsWhatItsFormSays) {
   for (const Json::Value& step : record["steps"]) {
     for (const Json::Value& attempt : step["attempts"]) expect_attempt(attempt);
   }
+}
+
+TEST(PlanRecord, TellsWhatWasUnderWayAndHowTheFixtureStood) {
+  Station station;
+  const Station::Ran ran = station.run(R"({"fixture": {"lux": "190 lux"}}, {"calibrate": "Acc"})");
+  EXPECT_EQ(ran.record["world"]["lux"], "190");
+  EXPECT_EQ(ran.record["steps"][1]["sensor"], "accelerometer");
+  std::vector<std::string> whats;
+  double last = 0;
+  for (const record::Span& span : ran.attempt(1).spans) {
+    whats.push_back(span.sensor + " " + span.what);
+    EXPECT_GE(span.from_s, last);
+    EXPECT_GE(span.to_s, span.from_s);
+    last = span.to_s;
+  }
+  EXPECT_THAT(whats, ElementsAre("Acc read before", "Acc sample", "Acc verify", "Acc read back"));
+  EXPECT_LE(last, ran.record["seconds"].asDouble() + 0.001);
 }
 
 TEST(PlanRecord, TheWindowTellsWhatBecameOfEachSample) {
