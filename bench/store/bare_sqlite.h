@@ -8,7 +8,7 @@
 #include <string>
 
 #include "store/dictionary.h"
-#include "store/run_rows.h"
+#include "store/stored_run.h"
 
 namespace bench {
 
@@ -76,6 +76,16 @@ class BareDatabase {
   sqlite3* database_ = nullptr;
 };
 
+// What is known of a run before it is written.
+struct Known {
+  factory::store::Dictionary::Ids ids;
+  int day;
+  long long serial_key, started_ms;
+  int retried;
+  factory::store::FailedOn failed;
+  std::optional<std::string> reasons;
+};
+
 // The same rows into the same tables, in a transaction each, with all that can be known beforehand known.
 class BareWriter {
  public:
@@ -90,28 +100,32 @@ class BareWriter {
         measurement_(database, "INSERT INTO measurement VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"),
         database_(database) {}
 
-  void put(const factory::store::RunRows& r, const factory::store::Dictionary::Ids& ids, long long serial_key) {
+  void put(const factory::record::Run& r, const Known& known) {
     begin_.run();
-    run_.run(r.day, r.id, ids.setup, r.serial, serial_key, r.started_ms, r.seconds, r.verdict, r.marginal ? 1 : 0,
-             r.retried ? 1 : 0, r.failed_step, r.failed_measurement, r.remarks);
+    run_.run(known.day, r.id, known.ids.setup, r.serial, known.serial_key, known.started_ms, r.seconds,
+             static_cast<int>(r.outcome), 0, known.retried, known.failed.step, known.failed.measurement, kNothing);
     const long long no = sqlite3_last_insert_rowid(database_);
-    for (size_t i = 0; i < r.steps.size(); ++i) {
-      const auto& s = r.steps[i];
-      step_.run(r.day, no, s.index, ids.plan_steps[i], s.verdict, s.attempts);
-    }
-    for (const auto& a : r.attempts) {
-      attempt_.run(r.day, no, a.step_index, a.number, a.started_ms, a.seconds, a.verdict, a.kept, a.put_back,
-                   a.restarts[0], a.restarts[1], a.restarts[2], a.reasons, a.hints, a.notes);
-    }
-    for (size_t i = 0; i < r.measurements.size(); ++i) {
-      const auto& m = r.measurements[i];
-      measurement_.run(ids.series[i], r.day, no, m.step_index, m.attempt, m.position, m.number.value, m.number.exact,
-                       m.standard_error, m.verdict, m.deciding ? 1 : 0);
+    size_t step = 0;
+    size_t series = 0;
+    for (const auto& s : r.steps) {
+      step_.run(known.day, no, s.index, known.ids.plan_steps[step++], static_cast<int>(s.outcome),
+                static_cast<int>(s.attempts.size()));
+      for (const auto& a : s.attempts) {
+        const bool last = &a == &s.attempts.back();
+        attempt_.run(known.day, no, s.index, a.number, known.started_ms, a.seconds, static_cast<int>(a.outcome),
+                     a.kept ? 1 : 0, a.put_back ? 1 : 0, a.restarts[0], a.restarts[1], a.restarts[2],
+                     last ? kNothing : known.reasons, kNothing, kNothing);
+        int position = 0;
+        for (const auto& m : a.measurements)
+          measurement_.run(known.ids.series[series++], known.day, no, s.index, a.number, ++position, m.value, kNothing,
+                           m.standard_error, static_cast<int>(m.outcome), last ? 1 : 0);
+      }
     }
     commit_.run();
   }
 
  private:
+  static inline const std::optional<std::string> kNothing;
   BareStatement begin_, commit_, run_, step_, attempt_, measurement_;
   sqlite3* database_;
 };

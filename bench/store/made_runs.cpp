@@ -5,7 +5,10 @@
 namespace bench {
 namespace {
 
-using factory::store::RunRows;
+using factory::record::Attempt;
+using factory::record::Clock;
+using factory::record::Outcome;
+using factory::record::Run;
 
 constexpr int kFirstDay = 20454;  // 2026-01-01
 constexpr long long kDayMs = 86400000;
@@ -47,15 +50,15 @@ const Step kSteps[] = {
 
 MadeRuns::MadeRuns(const Line& line) : line_(line), random_(line.seed) {}
 
-RunRows MadeRuns::next() {
+Run MadeRuns::next() {
   const long long sequence = made_++;
   const long long share = sequence * line_.days;
   const int day = kFirstDay + static_cast<int>(share / line_.runs);
   const auto through = static_cast<double>(share % line_.runs) / line_.runs;
-  RunRows run{};
-  run.day = day;
-  run.started_ms = day * kDayMs + kMorningMs + static_cast<long long>(through * kWorkingMs);
-  run.id = id_of(run.started_ms);
+  const long long started_ms = day * kDayMs + kMorningMs + static_cast<long long>(through * kWorkingMs);
+  Run run;
+  run.started = Clock::time_point(std::chrono::milliseconds(started_ms));
+  run.id = id_of(started_ms);
   if (!again_.empty() && by_chance(0.05)) {
     run.serial = again_.front();
     again_.erase(again_.begin());
@@ -65,80 +68,70 @@ RunRows MadeRuns::next() {
     run.serial = serial;
   }
   const int station = static_cast<int>(random_() % static_cast<unsigned>(line_.stations));
-  run.setup = setup_of(station, day);
+  set_up(station, day, &run);
   run.seconds = 16.5 + 0.4 * normal();
-  run.verdict = factory::store::kPassedCode;
+  run.outcome = Outcome::passed;
   const size_t retried = by_chance(0.02) ? random_() % std::size(kSteps) : std::size(kSteps);
-  for (size_t i = 0; i < std::size(kSteps); ++i) add_step(i, i == retried, &run);
-  if (by_chance(0.002)) run.verdict = factory::store::kAbortedCode;
-  if (run.verdict == factory::store::kFailedCode && by_chance(0.8)) again_.push_back(run.serial);
+  for (size_t i = 0; i < std::size(kSteps); ++i) {
+    run.steps.push_back(step_of(i, i == retried, run.started));
+    if (run.steps.back().outcome == Outcome::failed) run.outcome = Outcome::failed;
+  }
+  if (by_chance(0.002)) run.outcome = Outcome::aborted;
+  if (run.outcome == Outcome::failed && by_chance(0.8)) again_.push_back(run.serial);
   return run;
 }
 
 // The operator changes with the shift of the week, the application once.
-factory::store::Setup MadeRuns::setup_of(int station, int day) const {
-  factory::store::Setup setup;
-  setup.station = "station-" + std::to_string(station + 1);
-  setup.operator_name = (day / 7 + station) % 2 == 0 ? "early" : "late";
-  setup.plan = "assembly";
-  setup.plan_file = "assembly.json";
-  setup.plan_hash = std::string(64, 'a');
-  setup.profile = "reference";
-  setup.application = day < kFirstDay + line_.days / 2 ? "0.1.0" : "0.2.0";
-  setup.application_build = setup.library_build = std::string(40, 'b');
-  setup.library = setup.application;
-  return setup;
+void MadeRuns::set_up(int station, int day, Run* run) const {
+  run->station = "station-" + std::to_string(station + 1);
+  run->operator_name = (day / 7 + station) % 2 == 0 ? "early" : "late";
+  run->plan.name = "assembly";
+  run->plan.file = "assembly.json";
+  run->plan.sha256 = std::string(64, 'a');
+  run->phone.facts["profile"] = "reference";
+  run->application = {day < kFirstDay + line_.days / 2 ? "0.1.0" : "0.2.0", std::string(40, 'b')};
+  run->library = run->application;
 }
 
-void MadeRuns::add_step(size_t index, bool retried, RunRows* run) {
-  const Step& step = kSteps[index];
+factory::record::Step MadeRuns::step_of(size_t index, bool retried, Clock::time_point started) {
+  factory::record::Step step;
+  step.index = static_cast<int>(index) + 1;
+  step.name = step.tag = kSteps[index].name;
+  step.kind = "calibrate";
+  step.param = 1;
   const int attempts = retried ? 2 : 1;
-  run->retried |= retried;
-  run->steps.push_back(
-      {static_cast<int>(index) + 1, {step.name, "calibrate", "", step.name, 1}, factory::store::kPassedCode, attempts});
-  for (int attempt = 1; attempt <= attempts; ++attempt) {
-    factory::store::AttemptRow row{};
-    row.step_index = static_cast<int>(index) + 1;
-    row.number = attempt;
-    row.started_ms = run->started_ms + static_cast<long long>(index) * 4000;
-    row.seconds = step.seconds;
-    row.kept = 1;
-    row.restarts[0] = by_chance(0.1) ? 1 : 0;
-    if (attempt < attempts) {
-      row.verdict = factory::store::kFailedCode;
-      row.kept = 0;
-      row.reasons = "[\"the sensor moved while it was sampled\"]";
-    }
-    run->attempts.push_back(row);
-    add_values(index, attempt, attempt == attempts, run);
+  for (int number = 1; number <= attempts; ++number) {
+    step.attempts.push_back(attempt_of(index, number, number == attempts));
+    step.attempts.back().started = started + std::chrono::seconds(4 * index);
   }
+  step.outcome = step.attempts.back().outcome;
+  return step;
 }
 
-void MadeRuns::add_values(size_t index, int attempt, bool deciding, RunRows* run) {
+Attempt MadeRuns::attempt_of(size_t index, int number, bool last) {
   const Step& step = kSteps[index];
-  int position = 0;
-  for (const Value& v : step.values) {
-    factory::store::MeasurementRow row{};
-    row.step_index = static_cast<int>(index) + 1;
-    row.attempt = attempt;
-    row.position = ++position;
-    row.step = index;
-    row.name = v.name;
-    row.axis = v.axis;
-    row.unit = step.unit;
-    row.low = v.low;
-    row.high = v.high;
-    row.number.value = v.centre + v.sigma * normal() * (by_chance(0.002) ? 8 : 1);
-    row.standard_error = v.sigma / 20;
-    row.deciding = deciding;
-    if (*row.number.value < v.low || *row.number.value > v.high) row.verdict = factory::store::kFailedCode;
-    if (deciding && row.verdict == factory::store::kFailedCode && !run->failed_step) {
-      run->verdict = run->steps.back().verdict = run->attempts.back().verdict = row.verdict;
-      run->failed_step = step.name;
-      run->failed_measurement = row.axis.empty() ? row.name : row.name + " " + row.axis;
-    }
-    run->measurements.push_back(row);
+  Attempt attempt;
+  attempt.number = number;
+  attempt.seconds = step.seconds;
+  attempt.kept = last;
+  attempt.restarts[0] = by_chance(0.1) ? 1 : 0;
+  if (!last) {
+    attempt.outcome = Outcome::failed;
+    attempt.reasons = {"the sensor moved while it was sampled"};
   }
+  for (const Value& v : step.values) {
+    factory::record::Measurement m;
+    m.name = v.name;
+    m.axis = v.axis;
+    m.unit = step.unit;
+    m.low = v.low;
+    m.high = v.high;
+    m.value = v.centre + v.sigma * normal() * (by_chance(0.002) ? 8 : 1);
+    m.standard_error = v.sigma / 20;
+    if (m.value < v.low || m.value > v.high) m.outcome = attempt.outcome = Outcome::failed;
+    attempt.measurements.push_back(m);
+  }
+  return attempt;
 }
 
 std::string MadeRuns::id_of(long long ms) {

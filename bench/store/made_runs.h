@@ -3,7 +3,7 @@
 
 #include <random>
 
-#include "store/run_rows.h"
+#include "record/record.h"
 
 namespace bench {
 
@@ -20,12 +20,12 @@ class MadeRuns {
  public:
   explicit MadeRuns(const Line& line);
 
-  factory::store::RunRows next();
+  factory::record::Run next();
 
  private:
-  factory::store::Setup setup_of(int station, int day) const;
-  void add_step(size_t index, bool retried, factory::store::RunRows* run);
-  void add_values(size_t index, int attempt, bool deciding, factory::store::RunRows* run);
+  void set_up(int station, int day, factory::record::Run* run) const;
+  factory::record::Step step_of(size_t index, bool retried, factory::record::Clock::time_point started);
+  factory::record::Attempt attempt_of(size_t index, int number, bool last);
   std::string id_of(long long ms);
   double normal() { return normal_(random_); }
   bool by_chance(double probability) { return std::uniform_real_distribution<double>(0, 1)(random_) < probability; }

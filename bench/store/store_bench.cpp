@@ -17,6 +17,7 @@
 #include "quality/statistics.h"
 #include "store/bare_sqlite.h"
 #include "store/made_runs.h"
+#include "store/run_id.h"
 #include "store/store.h"
 #include "store/stored_text.h"
 
@@ -66,8 +67,8 @@ int fill(const std::string& uri, const Line& line, int part, int parts) {
   const double processor = processor_s();
   int written = 0;
   for (int i = 0; i < line.runs; ++i) {
-    const fs::RunRows run = runs.next();
-    if (i % parts == part) written += store.put(run) ? 1 : 0;
+    const factory::record::Run run = runs.next();
+    if (i % parts == part) written += store.put(run, false) ? 1 : 0;
   }
   printf("{\"runs\": %d, \"seconds\": %.3f, \"processor_s\": %.3f}\n", written, wall_s() - wall,
          processor_s() - processor);
@@ -79,19 +80,20 @@ int insert(const std::string& folder, int count, int rounds) {
   Line line;
   line.runs = count * (rounds + 1);
   MadeRuns made(line);
-  std::vector<fs::RunRows> runs;
+  std::vector<factory::record::Run> runs;
   for (int i = 0; i < line.runs; ++i) runs.push_back(made.next());
 
   fs::Store store(place("ours.db"));
   const fs::Uri other = place("theirs.db");
-  std::vector<fs::Dictionary::Ids> ids;
-  std::vector<long long> keys;
+  std::vector<Known> known;
   {
     fs::Store tables(other);
     fs::Dictionary dictionary(&tables.database());
-    for (const fs::RunRows& run : runs) {
-      ids.push_back(dictionary.ids_of(run));
-      keys.push_back(fs::key_of(run.serial));
+    for (const factory::record::Run& run : runs) {
+      const bool retried =
+          std::any_of(run.steps.begin(), run.steps.end(), [](const auto& step) { return step.attempts.size() > 1; });
+      known.push_back({dictionary.ids_of(run), fs::day_of_id(run.id), fs::key_of(run.serial), fs::time_of_id_ms(run.id),
+                       retried ? 1 : 0, fs::failed_on(run), "[\"the sensor moved while it was sampled\"]"});
       store.dictionary().ids_of(run);
     }
   }
@@ -102,10 +104,10 @@ int insert(const std::string& folder, int count, int rounds) {
   compare(
       rounds,
       [&] {
-        for (int i = 0; i < count; ++i) store.put(runs[our_next++]);
+        for (int i = 0; i < count; ++i) store.put(runs[our_next++], false);
       },
       [&] {
-        for (int i = 0; i < count; ++i, ++their_next) writer.put(runs[their_next], ids[their_next], keys[their_next]);
+        for (int i = 0; i < count; ++i, ++their_next) writer.put(runs[their_next], known[their_next]);
       });
   return 0;
 }

@@ -181,8 +181,7 @@ std::vector<StoredRun> history(Database* database, const std::string& serial, in
 }
 
 std::optional<StoredRun> stored_run(Database* database, const std::string& id) {
-  std::vector<StoredRun> runs =
-      found(database, "WHERE r.day = :key AND r.id = :id", "id", id, time_of_id_ms(id) / 86400000, true);
+  std::vector<StoredRun> runs = found(database, "WHERE r.day = :key AND r.id = :id", "id", id, day_of_id(id), true);
   if (runs.empty()) return {};
   return std::move(runs.front());
 }

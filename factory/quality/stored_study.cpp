@@ -5,6 +5,7 @@
 #include <tuple>
 
 #include "store/query.h"
+#include "store/stored_run.h"
 
 namespace factory::grr {
 namespace {
@@ -71,14 +72,18 @@ SeriesOfRuns stored_series(store::Database* database, const store::Filter& filte
   return {collector.take(), count_runs(database, filter, "=")};
 }
 
-SeriesOfRuns series_of(const std::vector<store::RunRows>& runs, const std::string& measurement) {
+SeriesOfRuns series_of(const std::vector<record::Run>& runs, const std::string& measurement) {
   Collector collector;
-  for (const store::RunRows& run : runs) {
-    for (const store::MeasurementRow& m : run.measurements) {
-      if (!m.deciding || (!measurement.empty() && m.name != measurement)) continue;
-      const store::PlanStep& step = run.steps[m.step].plan_step;
-      collector.add({run.setup.plan, step.name, step.group, m.name, m.axis, m.unit, run.serial, run.setup.station,
-                     m.low, m.high, m.number.value});
+  for (const record::Run& run : runs) {
+    for (const record::Step& step : run.steps) {
+      for (const record::Attempt& attempt : step.attempts) {
+        if (!store::decided(step, attempt)) continue;
+        for (const record::Measurement& m : attempt.measurements) {
+          if (!measurement.empty() && m.name != measurement) continue;
+          collector.add({run.plan.name, step.name, step.group, m.name, m.axis, m.unit, run.serial, run.station,
+                         store::usable(m.low), store::usable(m.high), store::usable(m.value)});
+        }
+      }
     }
   }
   return {collector.take(), 0};

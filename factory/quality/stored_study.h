@@ -5,9 +5,9 @@
 #include <vector>
 
 #include "quality/study.h"
+#include "record/record.h"
 #include "store/database.h"
 #include "store/filter.h"
-#include "store/run_rows.h"
 
 namespace factory::grr {
 
@@ -26,6 +26,6 @@ struct SeriesOfRuns {
 SeriesOfRuns stored_series(store::Database* database, const store::Filter& filter);
 
 // Of runs that were made just now, in their order; `measurement`: those of this name only, empty for all.
-SeriesOfRuns series_of(const std::vector<store::RunRows>& runs, const std::string& measurement);
+SeriesOfRuns series_of(const std::vector<record::Run>& runs, const std::string& measurement);
 
 }  // namespace factory::grr

@@ -3,7 +3,6 @@
 
 #include "quality/statistics.h"
 #include "store/query.h"
-#include "store/run_rows.h"
 
 namespace factory::store {
 namespace {
@@ -56,17 +55,17 @@ void count_units(Database* database, const Filter& filter, Statistics* out) {
   }
 }
 
-void add_counts(int verdict, long long runs, long long marginal, long long retried, RunCounts* counts) {
+void add_counts(record::Outcome verdict, long long runs, long long marginal, long long retried, RunCounts* counts) {
   switch (verdict) {
-    case kPassedCode:
+    case record::Outcome::passed:
       counts->passed += runs;
       counts->marginal += marginal;
       counts->retried += retried;
       break;
-    case kErrorCode:
+    case record::Outcome::error:
       counts->errors += runs;
       break;
-    case kAbortedCode:
+    case record::Outcome::aborted:
       counts->aborted += runs;
       break;
     default:
@@ -76,7 +75,7 @@ void add_counts(int verdict, long long runs, long long marginal, long long retri
 
 void count_by_day(Database* database, const Filter& filter, Statistics* out) {
   int day = 0;
-  int verdict = 0;
+  auto verdict = record::Outcome::failed;
   long long runs = 0;
   long long marginal = 0;
   long long retried = 0;

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "store/database.h"
+#include "store/stored_text.h"
 
 namespace factory::store {
 
@@ -18,7 +19,7 @@ class Bulk {
   // `columns`: "day, run, seconds". `more` follows the values in the statement; a RETURNING in it is for a single row.
   Bulk(Database* database, const std::string& table, const std::string& columns, const std::string& more = "");
 
-  // A value for every column: whole numbers, numbers, texts, and of any kind some that are missing.
+  // A value for every column: whole numbers, numbers, texts of any bytes, and of any kind some that are missing.
   template <typename... T>
   void row(const T&... values) {
     size_t column = 0;
@@ -41,7 +42,12 @@ class Bulk {
   static void add(Column* column, const std::optional<T>& value) {
     using Values = std::vector<T>;
     if (!std::holds_alternative<Values>(column->values)) column->values.template emplace<Values>();
-    std::get<Values>(column->values).push_back(value.value_or(T()));
+    auto& values = std::get<Values>(column->values);
+    if constexpr (std::is_same_v<T, std::string>) {
+      values.push_back(value ? to_stored(*value) : "");
+    } else {
+      values.push_back(value.value_or(T()));
+    }
     column->given.push_back(value ? soci::i_ok : soci::i_null);
   }
   static void add(Column* column, Whole value) { add(column, std::optional(value)); }

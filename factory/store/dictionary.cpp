@@ -1,13 +1,15 @@
 #include "store/dictionary.h"
 
 #include "files/json_text.h"
+#include "store/plan_hash.h"
 #include "store/query.h"
+#include "store/stored_run.h"
 #include "store/stored_text.h"
 
 namespace factory::store {
 namespace {
 
-std::string text_of(const std::string& text) { return text; }
+std::string text_of(const std::string& text) { return to_stored(text); }
 std::string text_of(int number) { return std::to_string(number); }
 std::string text_of(std::optional<long long> number) { return number ? std::to_string(*number) : ""; }
 std::string text_of(std::optional<double> number) {
@@ -16,12 +18,15 @@ std::string text_of(std::optional<double> number) {
   return digits;
 }
 
-// The content as it is, which costs less than its digest. Fields come in one order, numbers have one length, and no
-// text holds a zero byte: no two contents give the same key.
-void append(const std::string& text, std::string* key) { (*key += text) += '\0'; }
+// The content as it is, which costs less than its digest. Fields come in one order, numbers have one length, and texts
+// tell theirs: no two contents give the same key.
 template <typename T>
 void append(const T& number, std::string* key) {
   key->append(reinterpret_cast<const char*>(&number), sizeof number);
+}
+void append(const std::string& text, std::string* key) {
+  append(text.size(), key);
+  *key += text;
 }
 template <typename T>
 void append(const std::optional<T>& number, std::string* key) {
@@ -82,12 +87,15 @@ Dictionary::Dictionary(Database* database)
       plan_steps_(database, "plan_step", "name, kind, step_group, tag, param"),
       series_(database, "series", "setup, plan_step, name, axis, unit, low, high, reference") {}
 
-Dictionary::Ids Dictionary::ids_of(const RunRows& run) {
+Dictionary::Ids Dictionary::ids_of(const record::Run& run) {
   Ids ids;
-  const Setup& s = run.setup;
+  const bool hashed = !run.plan.sha256.empty() || run.plan.bytes.empty();
+  const std::string hash = hashed ? run.plan.sha256 : sha256(run.plan.bytes);
+  const std::string profile = run.phone.fact("profile");
   const size_t known = setups_.known();
-  ids.setup = setups_.id(std::tie(s.station, s.operator_name, s.plan, s.plan_file, s.plan_hash, s.profile,
-                                  s.application, s.application_build, s.library, s.library_build));
+  ids.setup = setups_.id(std::tie(run.station, run.operator_name, run.plan.name, run.plan.file, hash, profile,
+                                  run.application.version, run.application.build_id, run.library.version,
+                                  run.library.build_id));
   if (setups_.known() != known) {
     // What its runs have had so far, in two questions: a new process would ask for each by itself.
     series_.read("SELECT s.digest, s.id FROM series s WHERE s.setup = :setup", ids.setup);
@@ -96,14 +104,18 @@ Dictionary::Ids Dictionary::ids_of(const RunRows& run) {
         ":setup)",
         ids.setup);
   }
-  for (const StepRow& row : run.steps) {
-    const PlanStep& step = row.plan_step;
-    ids.plan_steps.push_back(plan_steps_.id(std::tie(step.name, step.kind, step.group, step.tag, step.param)));
-  }
-  for (const MeasurementRow& m : run.measurements) {
-    const int plan_step = ids.plan_steps[m.step];
-    ids.series.push_back(
-        series_.id(std::tie(ids.setup, plan_step, m.name, m.axis, m.unit, m.low, m.high), m.number.value.value_or(0)));
+  for (const record::Step& step : run.steps) {
+    const std::optional<long long> param = step.param;
+    const int plan_step = plan_steps_.id(std::tie(step.name, step.kind, step.group, step.tag, param));
+    ids.plan_steps.push_back(plan_step);
+    for (const record::Attempt& attempt : step.attempts) {
+      for (const record::Measurement& m : attempt.measurements) {
+        const std::optional<double> low = usable(m.low);
+        const std::optional<double> high = usable(m.high);
+        ids.series.push_back(series_.id(std::tie(ids.setup, plan_step, m.name, m.axis, m.unit, low, high),
+                                        to_number(m.value).value.value_or(0)));
+      }
+    }
   }
   return ids;
 }

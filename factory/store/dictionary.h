@@ -7,8 +7,8 @@
 #include <unordered_map>
 #include <vector>
 
+#include "record/record.h"
 #include "store/bulk.h"
-#include "store/run_rows.h"
 
 namespace factory::store {
 
@@ -43,10 +43,10 @@ class Dictionary {
   struct Ids {
     int setup = 0;
     std::vector<int> plan_steps;  // by the run's steps
-    std::vector<int> series;      // by the run's measurements
+    std::vector<int> series;      // by the measurements of its attempts, one after the other
   };
   // Makes what is missing, in transactions of its own: of no consequence when the run is not stored after all.
-  Ids ids_of(const RunRows& run);
+  Ids ids_of(const record::Run& run);
 
  private:
   Entries setups_, plan_steps_, series_;

@@ -33,7 +33,7 @@ void Keeper::keep(const record::Run& run) {
   if (spool_) {
     spool_->keep(run, samples_);
   } else {
-    store_->put(rows_of(run, samples_));
+    store_->put(run, samples_);
   }
 }
 

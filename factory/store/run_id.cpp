@@ -42,4 +42,6 @@ int64_t time_of_id_ms(const std::string& id) {
   return std::stoll(id.substr(0, 8) + id.substr(9, 4), nullptr, 16);
 }
 
+int day_of_id(const std::string& id) { return static_cast<int>(time_of_id_ms(id) / 86400000); }
+
 }  // namespace factory::store

@@ -3,7 +3,7 @@
 #include "files/json_text.h"
 #include "record/record_json.h"
 #include "store/query.h"
-#include "store/run_rows.h"
+#include "store/stored_run.h"
 
 namespace factory::store {
 

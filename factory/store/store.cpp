@@ -1,13 +1,39 @@
 #include "store/store.h"
 
+#include <algorithm>
+#include <chrono>
 #include <utility>
 
+#include "files/json_text.h"
+#include "record/record_json.h"
 #include "store/bulk.h"
 #include "store/dictionary.h"
+#include "store/run_id.h"
 #include "store/schema.h"
+#include "store/stored_run.h"
 #include "store/stored_text.h"
 
 namespace factory::store {
+
+namespace {
+
+// The codes are those of the record's type, in its order: schema.cpp has them, too.
+int code_of(record::Outcome outcome) { return static_cast<int>(outcome); }
+static_assert(static_cast<int>(record::Outcome::error) == 5 && record::kOutcomes == 6);
+
+Json::Value to_list(const std::vector<std::string>& texts) {
+  Json::Value out(Json::arrayValue);
+  for (const std::string& text : texts) out.append(text);
+  return out;
+}
+Json::Value to_list(const std::vector<record::Text>& texts) { return record::to_json(texts); }
+
+template <typename T>
+std::optional<std::string> list_text(const std::vector<T>& texts) {
+  return texts.empty() ? std::nullopt : std::optional(json_line(to_list(texts)));
+}
+
+}  // namespace
 
 // The statements that write a run, prepared once.
 class RunWriter {
@@ -28,38 +54,59 @@ class RunWriter {
         samples_(database, "sample", "day, run, step_index, attempt, event, axis, value, exact, state") {}
 
   // False when a run of this id is there.
-  bool write(const RunRows& run, const Dictionary::Ids& ids) {
+  bool write(const record::Run& run, int day, const Dictionary::Ids& ids, bool samples) {
     for (Bulk* bulk : {&run_, &steps_, &attempts_, &measurements_, &windows_, &samples_}) bulk->clear();
     // Phones without a serial number are different phones.
-    const long long serial_key = key_of(run.serial.empty() ? run.id : run.serial);
-    run_.row(run.day, run.id, ids.setup, run.serial, serial_key, run.started_ms, run.seconds, run.verdict, run.marginal,
-             run.retried, run.failed_step, run.failed_measurement, run.remarks);
+    const long long serial_key = key_of(to_stored(run.serial.empty() ? run.id : run.serial));
+    const bool retried = std::any_of(run.steps.begin(), run.steps.end(),
+                                     [](const record::Step& step) { return step.attempts.size() > 1; });
+    const FailedOn failed = failed_on(run);
+    run_.row(day, run.id, ids.setup, run.serial, serial_key, static_cast<long long>(time_of_id_ms(run.id)),
+             usable(run.seconds).value_or(0), code_of(run.outcome), run.marginal(), retried, failed.step,
+             failed.measurement, list_text(run.remarks));
     const long long no = run_.write();
     if (no == 0) return false;
-    for (size_t i = 0; i < run.steps.size(); ++i) {
-      const StepRow& row = run.steps[i];
-      steps_.row(run.day, no, row.index, ids.plan_steps[i], row.verdict, row.attempts);
+    auto series = ids.series.begin();
+    auto plan_step = ids.plan_steps.begin();
+    for (const record::Step& step : run.steps) {
+      steps_.row(day, no, step.index, *plan_step++, code_of(step.outcome), static_cast<int>(step.attempts.size()));
+      for (const record::Attempt& attempt : step.attempts) {
+        add_attempt(day, no, step.index, attempt);
+        int position = 0;
+        for (const record::Measurement& m : attempt.measurements) {
+          const Number number = to_number(m.value);
+          measurements_.row(*series++, day, no, step.index, attempt.number, ++position, number.value, number.exact,
+                            usable(m.standard_error), code_of(m.outcome), decided(step, attempt));
+        }
+        if (samples && attempt.window) add_window(day, no, step.index, attempt.number, *attempt.window);
+      }
     }
-    for (const AttemptRow& row : run.attempts) {
-      const auto& [variance, zero_variance, bias] = row.restarts;
-      attempts_.row(run.day, no, row.step_index, row.number, row.started_ms, row.seconds, row.verdict, row.kept,
-                    row.put_back, variance, zero_variance, bias, row.reasons, row.hints, row.notes);
-    }
-    for (size_t i = 0; i < run.measurements.size(); ++i) {
-      const MeasurementRow& row = run.measurements[i];
-      measurements_.row(ids.series[i], run.day, no, row.step_index, row.attempt, row.position, row.number.value,
-                        row.number.exact, row.standard_error, row.verdict, row.deciding);
-    }
-    for (const WindowRow& row : run.windows)
-      windows_.row(run.day, no, row.step_index, row.attempt, row.unit, row.axes, row.period_ms);
-    for (const SampleRow& row : run.samples)
-      samples_.row(run.day, no, row.step_index, row.attempt, row.event, row.axis, row.number.value, row.number.exact,
-                   row.state);
     for (Bulk* bulk : {&steps_, &attempts_, &measurements_, &windows_, &samples_}) bulk->write();
     return true;
   }
 
  private:
+  void add_attempt(int day, long long no, int step, const record::Attempt& a) {
+    const auto& [variance, zero_variance, bias] = a.restarts;
+    const auto started = std::chrono::floor<std::chrono::milliseconds>(a.started.time_since_epoch());
+    attempts_.row(day, no, step, a.number, static_cast<long long>(started.count()), usable(a.seconds).value_or(0),
+                  code_of(a.outcome), a.kept, a.put_back, variance, zero_variance, bias, list_text(a.reasons),
+                  list_text(a.hints), list_text(a.notes));
+  }
+
+  void add_window(int day, long long no, int step, int attempt, const record::Window& window) {
+    const auto period = window.period_ms > 0 ? std::optional<double>(window.period_ms) : std::nullopt;
+    windows_.row(day, no, step, attempt, window.unit, json_line(to_list(window.axes)), period);
+    for (const record::Sample& sample : window.samples) {
+      int axis = 0;
+      for (const double value : sample.values) {
+        const Number number = to_number(value);
+        samples_.row(day, no, step, attempt, sample.event, axis++, number.value, number.exact,
+                     static_cast<int>(sample.state));
+      }
+    }
+  }
+
   Bulk run_, steps_, attempts_, measurements_, windows_, samples_;
 };
 
@@ -73,13 +120,14 @@ Store::Store(Database database) : database_(std::move(database)) {
 
 Store::~Store() = default;
 
-bool Store::put(const RunRows& run) {
+bool Store::put(const record::Run& run, bool samples) {
   return database_.guarded([&] {
-    if (run.day != month_seen_of_day_) ensure_month(&database_, run.day);
-    month_seen_of_day_ = run.day;
+    const int day = day_of_id(run.id);
+    if (day != month_seen_of_day_) ensure_month(&database_, day);
+    month_seen_of_day_ = day;
     const Dictionary::Ids ids = dictionary_->ids_of(run);
     Transaction transaction(&database_);
-    const bool is_new = writer_->write(run, ids);
+    const bool is_new = writer_->write(run, day, ids, samples);
     transaction.commit();
     return is_new;
   });

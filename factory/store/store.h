@@ -3,8 +3,8 @@
 
 #include <memory>
 
+#include "record/record.h"
 #include "store/database.h"
-#include "store/run_rows.h"
 
 namespace factory::store {
 
@@ -20,8 +20,9 @@ class Store {
   Store(const Store&) = delete;
   Store& operator=(const Store&) = delete;
 
-  // The whole run in one transaction, on the disk when this returns. False: it was there already, by its id.
-  bool put(const RunRows& run);
+  // The whole run in one transaction, on the disk when this returns. False: it was there already, by its id. Throws
+  // StoreError where that is none, too.
+  bool put(const record::Run& run, bool samples);
 
   Database& database() { return database_; }
   Dictionary& dictionary() { return *dictionary_; }

@@ -11,7 +11,6 @@
 #include <utility>
 
 #include "record/record_json.h"
-#include "store/run_rows.h"
 #include "store/store.h"
 
 namespace factory::store {
@@ -67,7 +66,7 @@ void bring(Spool* spool, const Uri& uri, double patience_s, Brought* brought) {
   while (const auto entry = spool->next(last)) {
     last = entry->id;
     try {
-      ++(store->put(rows_of(record::read_run(entry->record), entry->samples)) ? brought->stored : brought->were_there);
+      ++(store->put(record::read_run(entry->record), entry->samples) ? brought->stored : brought->were_there);
     } catch (const AwayError&) {
       throw;
     } catch (const std::exception& error) {

@@ -13,7 +13,6 @@
 #include "store/keeper.h"
 #include "store/run_id.h"
 #include "store/schema.h"
-#include "store/stored_text.h"
 
 namespace factory {
 namespace {
@@ -106,7 +105,7 @@ class StudyRuns {
   void bring_up() {
     if (keeper_) (void)keeper_->bring_up("");
   }
-  grr::SeriesOfRuns series() const { return grr::series_of(runs_, store::to_stored(a_.filter.measurement)); }
+  grr::SeriesOfRuns series() const { return grr::series_of(runs_, a_.filter.measurement); }
 
  private:
   bool run(int phone, int station) {
@@ -121,7 +120,7 @@ class StudyRuns {
     if (done.interrupted) return false;
     done.record.id = store::make_run_id(std::chrono::system_clock::now());
     if (keeper_) keeper_->keep(done.record);
-    runs_.push_back(store::rows_of(done.record, false));
+    runs_.push_back(std::move(done.record));
     return true;
   }
 
@@ -131,7 +130,7 @@ class StudyRuns {
   const uint64_t seed_;
   const std::string folder_;
   std::unique_ptr<store::Keeper> keeper_;
-  std::vector<store::RunRows> runs_;
+  std::vector<record::Run> runs_;
 };
 
 int tell(const grr::Findings& findings, const Options& options, const Arguments& a) {

@@ -29,7 +29,7 @@ Uploader::~Uploader() { stop(Clock::now()); }
 
 void Uploader::keep(const record::Run& run) {
   if (store_) {
-    store_->put(store::rows_of(run, false));
+    store_->put(run, false);
     return;
   }
   spool_->keep(run, false);

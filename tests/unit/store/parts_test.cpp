@@ -60,7 +60,7 @@ void write_runs(const Uri& uri, const std::atomic<bool>& over, std::atomic<int>*
   while (!over) {
     const int number = *written;
     const long long ms = kNewMs + number + number % 7 * kMonthMs;
-    ASSERT_TRUE(store.put(rows_of(run_at(ms, "new"), true)));
+    ASSERT_TRUE(store.put(run_at(ms, "new"), true));
     ++*written;
   }
 }
@@ -71,7 +71,7 @@ TEST_P(PartsTest, OldMonthsGoWhileStationsWrite) {
   const Uri uri = fresh_place("postgresql", folder);
   Store store(uri);
   Database& database = store.database();
-  for (int i = 0; i < kOldRuns; ++i) ASSERT_TRUE(store.put(rows_of(run_at(kOldMs + i, "old"), true)));
+  for (int i = 0; i < kOldRuns; ++i) ASSERT_TRUE(store.put(run_at(kOldMs + i, "old"), true));
   ASSERT_EQ(number_from(&database, "SELECT COUNT(*) FROM sample_2025_01"), kOldRuns * 4);
 
   std::atomic<bool> over = false;
@@ -99,7 +99,7 @@ TEST_P(PartsTest, OldMonthsGoWhileStationsWrite) {
   EXPECT_EQ(statistics(&database, {}).runs.passed, all);
   EXPECT_EQ(history(&database, "old", 0, true).size(), static_cast<unsigned>(kept));
   // A station that had been away brings a run of that month.
-  EXPECT_TRUE(Store(uri).put(rows_of(run_at(kOldMs, "late"), true)));
+  EXPECT_TRUE(Store(uri).put(run_at(kOldMs, "late"), true));
   EXPECT_EQ(history(&database, "late", 0, true).size(), 1U);
 }
 

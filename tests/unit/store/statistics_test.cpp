@@ -37,7 +37,7 @@ struct Expected {
 class StatisticsTest : public testing::TestWithParam<std::string> {
  protected:
   void SetUp() override { store_ = std::make_unique<Store>(fresh_place(GetParam(), folder_)); }
-  void put(const MadeRun& run) { ASSERT_TRUE(store_->put(rows_of(record_of(run), false))); }
+  void put(const MadeRun& run) { ASSERT_TRUE(store_->put(record_of(run), false)); }
   Statistics ask(const Filter& filter = {}) { return statistics(&store_->database(), filter); }
 
   Folder folder_;
@@ -141,7 +141,7 @@ TEST_P(StatisticsTest, YieldsAreThoseOfACount) {
     run.profile = random() % 2 == 0 ? "other" : "reference";
     run.version = random() % 2 == 0 ? "1" : "2";
     runs.push_back(record_of(run));
-    ASSERT_TRUE(store_->put(rows_of(runs.back(), false)));
+    ASSERT_TRUE(store_->put(runs.back(), false));
   }
   std::sort(runs.begin(), runs.end(), [](const auto& a, const auto& b) { return a.id < b.id; });
   const auto time_of = [](const record::Run& run) { return time_of_id_ms(run.id); };

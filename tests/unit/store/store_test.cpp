@@ -15,6 +15,7 @@
 #include "record/record_json.h"
 #include "records.h"
 #include "store/schema.h"
+#include "store/stored_run.h"
 #include "store/stored_text.h"
 
 namespace factory::store {
@@ -40,7 +41,7 @@ TEST_P(StoreTest, GivesBackWhatWasStored) {
   run.attempts = {{{"residual", 0.5, -0.02, 0.02}, {"noise", 0.1 + 0.2, 0, 1}}, {{"residual", -1.0 / 3, -0.02, 0.02}}};
   run.samples = 3;
   const record::Run record = record_of(run);
-  ASSERT_TRUE(store.put(rows_of(record, true)));
+  ASSERT_TRUE(store.put(record, true));
   const Found found = history(&store.database(), "A1", 0, true);
   ASSERT_EQ(found.size(), 1U);
   record::Run kept = storable(record, true);
@@ -62,10 +63,10 @@ TEST_P(StoreTest, StoresARunOnce) {
   const Uri uri = place();
   Store here(uri);
   const record::Run record = record_of({});
-  EXPECT_TRUE(here.put(rows_of(record, false)));
-  EXPECT_FALSE(here.put(rows_of(record, false)));
+  EXPECT_TRUE(here.put(record, false));
+  EXPECT_FALSE(here.put(record, false));
   Store there(uri);
-  EXPECT_FALSE(there.put(rows_of(record, false)));
+  EXPECT_FALSE(there.put(record, false));
   EXPECT_EQ(number_from(&here.database(), "SELECT COUNT(*) FROM measurement"), 1);
 }
 
@@ -79,8 +80,8 @@ TEST_P(StoreTest, StationsOfOneNameWriteAtOnce) {
     // Also the tables are made by all at once.
     stations.emplace_back([&uri, &shared] {
       Store store(uri);
-      for (int run = 0; run < kRuns; ++run) EXPECT_TRUE(store.put(rows_of(record_of({}), false)));
-      store.put(rows_of(shared, false));
+      for (int run = 0; run < kRuns; ++run) EXPECT_TRUE(store.put(record_of({}), false));
+      store.put(shared, false);
     });
   }
   for (std::thread& station : stations) station.join();
@@ -108,7 +109,7 @@ TEST_P(StoreTest, TakesAnyName) {
     MadeRun run;
     run.serial = run.station = run.plan = run.profile = name;
     run.attempts[0][0].name = name;
-    ASSERT_TRUE(store.put(rows_of(record_of(run), false)));
+    ASSERT_TRUE(store.put(record_of(run), false));
   }
   for (const std::string& name : names) {
     const Found found = history(&store.database(), name, 0, true);
@@ -130,7 +131,7 @@ TEST_P(StoreTest, KeepsWhatCannotBeAddedUp) {
   MadeRun run;
   for (const double value : {std::nan(""), kInfinity, -kInfinity, 1e300, 1e-200, 1.0, 3.0}) {
     run.attempts = {{{"residual", value, -kInfinity, 10}}};
-    ASSERT_TRUE(store.put(rows_of(record_of(run), false)));
+    ASSERT_TRUE(store.put(record_of(run), false));
     ++run.started_ms;
   }
   const Found found = history(&store.database(), "A1", 0, true);
@@ -150,7 +151,7 @@ TEST_P(StoreTest, TakesAnyClock) {
   for (const long long ms : times) {
     MadeRun run;
     run.started_ms = ms;
-    EXPECT_TRUE(store.put(rows_of(record_of(run), false))) << ms;
+    EXPECT_TRUE(store.put(record_of(run), false)) << ms;
   }
   const Found found = history(&store.database(), "A1", 2, false);
   ASSERT_EQ(found.size(), 2U);
@@ -169,7 +170,7 @@ TEST_P(StoreTest, BringsAnOlderStoreUpToDate) {
   MadeRun run;
   run.samples = 1;
   Store store(uri);
-  EXPECT_TRUE(store.put(rows_of(record_of(run), true)));
+  EXPECT_TRUE(store.put(record_of(run), true));
   EXPECT_EQ(number_from(&store.database(), "SELECT COUNT(*) FROM sample"), 2);
 }
 
@@ -197,7 +198,7 @@ TEST(StoreFileTest, MigratesAStoreOfVersion1) {
     }
   }
   Store store(uri);
-  EXPECT_TRUE(store.put(rows_of(record_of({}), false)));
+  EXPECT_TRUE(store.put(record_of({}), false));
   EXPECT_EQ(number_from(&store.database(), "SELECT MAX(version) FROM schema_version"), newest_schema());
   const Found found = history(&store.database(), "OLD1", 0, true);
   ASSERT_EQ(found.size(), 1U);
@@ -230,10 +231,10 @@ TEST_P(StoreTest, AnErrorIsAVerdictOfItsOwn) {
   Store store(uri);
   MadeRun run;
   run.verdict = record::Outcome::error;
-  ASSERT_TRUE(store.put(rows_of(record_of(run), false)));
+  ASSERT_TRUE(store.put(record_of(run), false));
   run.serial = "A2";
   run.verdict = record::Outcome::passed;
-  ASSERT_TRUE(store.put(rows_of(record_of(run), false)));
+  ASSERT_TRUE(store.put(record_of(run), false));
   EXPECT_EQ(number_from(&store.database(),
                         "SELECT COUNT(*) FROM run r JOIN verdict v ON v.code = r.verdict WHERE "
                         "v.name = 'error' AND r.failed_step = 'Acc'"),

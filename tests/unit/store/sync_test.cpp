@@ -46,9 +46,9 @@ TEST_P(SyncTest, BringsWhatWaits) {
   Spool spool(folder_.file("spool.db"));
   for (int i = 0; i < 5; ++i) spool.keep(numbered(i), false);
   // The answer to this one was lost: the store has it.
-  Store(uri).put(rows_of(numbered(5), false));
+  Store(uri).put(numbered(5), false);
   const record::Run twice = numbered(6);
-  Store(uri).put(rows_of(twice, false));
+  Store(uri).put(twice, false);
   spool.keep(twice, false);
   const Brought brought = bring_up(&spool, uri, 60);
   EXPECT_EQ(brought.stored, 5);
