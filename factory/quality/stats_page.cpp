@@ -1,7 +1,6 @@
 // The page of `sensorcal stats`: looks and chart library are those of a run's page.
 #include <algorithm>
 
-#include "files/replace_file.h"
 #include "quality/control_chart.h"
 #include "quality/stats_view.h"
 #include "report/assets.h"
@@ -14,10 +13,8 @@ extern const std::string_view stats_js;
 namespace factory::store {
 namespace {
 
-Markup text(const std::string& text) { return Markup::text(text); }
-
 Markup card(const char* title, const Markup& content) {
-  return Markup::element("section", {{"class", "card"}}, Markup::element("h2", text(title)) + content);
+  return element("section", {{"class", "card"}}, element("h2", title) + content);
 }
 
 // The charts' data by their number, and the places where they go.
@@ -26,17 +23,10 @@ class Charts {
   Markup place(const Json::Value& data, const std::string& label) {
     data_.append(data);
     const std::string number = std::to_string(data_.size() - 1);
-    return Markup::element(
-        "div", {{"class", "canvas"}},
-        Markup::element("canvas", {{"data-chart", number}, {"role", "img"}, {"aria-label", label}}, {}));
+    return element("div", {{"class", "canvas"}},
+                   element("canvas", {{"data-chart", number}, {"role", "img"}, {"aria-label", label}}, {}));
   }
-  // Nothing in it can end the script element: it holds numbers and this program's own words.
-  std::string json() const {
-    Json::StreamWriterBuilder builder;
-    builder["indentation"] = "";
-    builder["precision"] = 9;
-    return Json::writeString(builder, data_);
-  }
+  const Json::Value& data() const { return data_; }
 
  private:
   Json::Value data_{Json::arrayValue};
@@ -80,18 +70,17 @@ Json::Value days_chart(const Statistics& s) {
 Markup yields(const Statistics& s, Charts* charts) {
   HtmlTable table("yields", {"Of", "Phones", "Yield", "First-pass yield", "Runs"});
   const auto add = [&](const Markup& name, const Yield& y) {
-    table.add({name, text(std::to_string(y.units)), text(percent(y.passed, y.units)),
-               text(percent(y.first_passed, y.units)), text(std::to_string(y.runs))});
+    table.add({name, std::to_string(y.units), percent(y.passed, y.units), percent(y.first_passed, y.units),
+               std::to_string(y.runs)});
   };
-  add(text("all"), s.yield);
-  for (const auto& [plan, yield] : s.by_plan) add(text("plan ") + Markup::element("bdi", text(plan)), yield);
-  for (const auto& [station, yield] : s.by_station)
-    add(text("station ") + Markup::element("bdi", text(station)), yield);
+  add("all", s.yield);
+  for (const auto& [plan, yield] : s.by_plan) add(Markup("plan ") + element("bdi", plan), yield);
+  for (const auto& [station, yield] : s.by_station) add(Markup("station ") + element("bdi", station), yield);
   return table.markup() + charts->place(days_chart(s), "runs by day");
 }
 
 Markup failures(const Statistics& s, Charts* charts) {
-  if (s.failures.empty()) return Markup::element("p", text("No run failed."));
+  if (s.failures.empty()) return element("p", "No run failed.");
   constexpr size_t kMax = 20;
   HtmlTable table("failures", {"Rank", "Failed on", "Runs", "Share", "Together"});
   Json::Value chart;
@@ -100,8 +89,8 @@ Markup failures(const Statistics& s, Charts* charts) {
   int rank = 0;
   for (const Failure& failure : s.failures) {
     together += failure.runs;
-    table.add({text(std::to_string(++rank)), text(name_of(failure)), text(std::to_string(failure.runs)),
-               text(percent(failure.runs, s.runs.failed)), text(percent(together, s.runs.failed))});
+    table.add({std::to_string(++rank), name_of(failure), std::to_string(failure.runs),
+               percent(failure.runs, s.runs.failed), percent(together, s.runs.failed)});
     if (chart["points"].size() >= kMax) continue;
     Json::Value& p = chart["points"].append(Json::Value());
     p["rank"] = rank;
@@ -124,85 +113,64 @@ Markup measurements(const Statistics& s) {
                                    "Not usable", "Drift"});
   for (size_t i = 0; i < s.characteristics.size(); ++i) {
     const Characteristic& c = s.characteristics[i];
-    table.add({Markup::element("a", {{"href", "#" + measurement_id(i)}}, text(name_of(c))), text(c.plan),
-               text(std::to_string(c.all.count)), text(c.all.count == 0 ? "-" : short_number(c.all.mean)),
-               text(short_number(c.all.sigma())), text(limits_of(c)), text(short_number(cp(c.all, c.low, c.high))),
-               text(short_number(cpk(c.all, c.low, c.high))), text(std::to_string(c.failed)),
-               text(std::to_string(c.unusable)), text(steady(c) ? "steady" : "out of control")});
+    table.add({element("a", {{"href", "#" + measurement_id(i)}}, name_of(c)), c.plan, std::to_string(c.all.count),
+               c.all.count == 0 ? "-" : short_number(c.all.mean), short_number(c.all.sigma()), limits_of(c),
+               short_number(cp(c.all, c.low, c.high)), short_number(cpk(c.all, c.low, c.high)),
+               std::to_string(c.failed), std::to_string(c.unusable), steady(c) ? "steady" : "out of control"});
   }
-  return Markup::element("div", {{"class", "scrolls"}}, table.markup());
+  return element("div", {{"class", "scrolls"}}, table.markup());
 }
 
 Markup outliers(const Characteristic& c) {
   if (c.outliers.empty()) return {};
   HtmlTable table("outliers", {"Value", "Sigmas", "Phone", "Station", "Time", "Run"});
   for (const Outlier& o : c.outliers) {
-    table.add({text(short_number(o.value)), text(short_number(o.distance)), Markup::element("bdi", text(o.serial)),
-               Markup::element("bdi", text(o.station)), text(time_text(o.started_ms)),
-               Markup::element("code", text("sensorcal history --run " + o.run_id))});
+    table.add({short_number(o.value), short_number(o.distance), element("bdi", o.serial), element("bdi", o.station),
+               time_text(o.started_ms), element("code", "sensorcal history --run " + o.run_id)});
   }
-  return Markup::element("h4", text("Outliers")) + Markup::element("div", {{"class", "scrolls"}}, table.markup());
+  return element("h4", "Outliers") + element("div", {{"class", "scrolls"}}, table.markup());
 }
 
 Markup alarms(const std::map<int, Moments>& days) {
   Markup items;
   for (const ChartPoint& point : control_chart(days).points) {
-    if (point.rule > 0) items += Markup::element("li", text(date_text(point.day) + ": " + rule_in_words(point.rule)));
+    if (point.rule > 0) items += element("li", date_text(point.day) + ": " + rule_in_words(point.rule));
   }
-  return items.empty() ? items : Markup::element("ul", items);
+  return items.empty() ? items : element("ul", items);
 }
 
 Markup in_full(const Characteristic& c, size_t i, Charts* charts) {
   const std::string about =
       "plan " + c.plan + " \u00B7 " + std::to_string(c.all.count) + " values \u00B7 limits " + limits_of(c);
-  Markup content = Markup::element("h3", text(name_of(c))) + Markup::element("p", {{"class", "about"}}, text(about));
+  Markup content = element("h3", name_of(c)) + element("p", {{"class", "about"}}, about);
   content += charts->place(chart_of(c, c.days), "daily means, all stations") + alarms(c.days);
   if (c.stations.size() > 1) {
     for (const auto& [station, days] : c.stations) {
-      Markup inner = Markup::element("summary", text("Station ") + Markup::element("bdi", text(station)) +
-                                                    text(control_chart(days).in_control() ? "" : ": out of control"));
+      Markup inner = element("summary", Markup("Station ") + element("bdi", station) +
+                                            Markup(control_chart(days).in_control() ? "" : ": out of control"));
       inner += charts->place(chart_of(c, days), "daily means of one station") + alarms(days);
-      content += Markup::element("details", inner);
+      content += element("details", inner);
     }
   }
-  return Markup::element("article", {{"id", measurement_id(i)}, {"class", "card"}}, content + outliers(c));
-}
-
-Markup head() {
-  // The page itself forbids its reader's browser every connection.
-  return Markup::own(
-             "<head><meta charset=\"utf-8\">\n"
-             "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; img-src data:; "
-             "style-src 'unsafe-inline'; script-src 'unsafe-inline'\">\n"
-             "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
-             "<meta name=\"color-scheme\" content=\"light dark\">\n"
-             "<link rel=\"icon\" href=\"data:,\">\n<title>Statistics of runs</title>\n<style>\n") +
-         Markup::own(assets::report_css) +
-         Markup::own(
-             ".canvas { height: 240px; position: relative; }\n.measurements td { overflow-wrap: normal; "
-             "}\n</style></head>\n");
+  return element("article", {{"id", measurement_id(i)}, {"class", "card"}}, content + outliers(c));
 }
 
 }  // namespace
 
 void write_page(const Statistics& s, const std::string& question, const std::string& file) {
   Charts charts;
-  Markup banner = Markup::element("h1", text(percent(s.yield.passed, s.yield.units) + " yield"));
-  banner += Markup::element("p", {{"class", "what"}}, text(question));
-  banner += Markup::element("p", text(percent(s.yield.first_passed, s.yield.units) + " at the first run \u00B7 " +
-                                      std::to_string(s.yield.units) + " phones \u00B7 " +
-                                      std::to_string(s.runs.passed + s.runs.failed + s.runs.aborted) + " runs"));
+  Markup banner = element("h1", percent(s.yield.passed, s.yield.units) + " yield");
+  banner += element("p", {{"class", "what"}}, question);
+  banner += element("p", percent(s.yield.first_passed, s.yield.units) + " at the first run \u00B7 " +
+                             std::to_string(s.yield.units) + " phones \u00B7 " +
+                             std::to_string(s.runs.passed + s.runs.failed + s.runs.aborted) + " runs");
   Markup body = card("Yield", yields(s, &charts)) + card("Failures", failures(s, &charts));
   if (!s.characteristics.empty()) body += card("Measurements", measurements(s));
   for (size_t i = 0; i < s.characteristics.size(); ++i) body += in_full(s.characteristics[i], i, &charts);
-  const Markup scripts = Markup::own("\n<script type=\"application/json\" id=\"charts\">") +
-                         Markup::own(charts.json()) + Markup::own("</script>\n<script>") +
-                         Markup::own(assets::chart_js) + Markup::own("</script>\n<script>\n") +
-                         Markup::own(assets::stats_js) + Markup::own("</script>\n");
-  const Markup page = head() + Markup::element("body", Markup::element("header", {{"class", "banner skipped"}},
-                                                                       Markup::element("div", banner)) +
-                                                           Markup::element("main", body) + scripts);
-  replace_file(file, "<!DOCTYPE html>\n<html lang=\"en\">" + page.str() + "</html>\n");
+  factory::write_page(file, "Statistics of runs",
+                      ".canvas { height: 240px; position: relative; }\n.measurements td { overflow-wrap: normal; }\n",
+                      element("header", {{"class", "banner skipped"}}, element("div", banner)), body,
+                      {"charts", charts.data(), assets::stats_js});
 }
 
 }  // namespace factory::store

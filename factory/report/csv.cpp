@@ -9,7 +9,6 @@
 #include "files/app_error.h"
 #include "files/replace_file.h"
 #include "files/time_text.h"
-#include "report/chart_data.h"
 #include "report/report.h"
 #include "report/words.h"
 

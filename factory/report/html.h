@@ -1,7 +1,10 @@
 // Pieces of the page.
 #pragma once
 
+#include <json/json.h>
+
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "record/record.h"
@@ -30,9 +33,23 @@ class HtmlTable {
 template <typename T>
 Markup text_list(const std::vector<T>& texts, const char* css_class) {
   Markup items;
-  for (const std::string& text : texts) items += Markup::element("li", Markup::text(text));
-  return items.empty() ? items : Markup::element("ul", {{"class", css_class}}, items);
+  for (const std::string& text : texts) items += element("li", text);
+  return items.empty() ? items : element("ul", {{"class", css_class}}, items);
 }
+
+// What a page's script draws from, by the id of its element.
+struct PageData {
+  const char* id;
+  Json::Value data;
+  std::string_view script;
+};
+
+// A page that needs no other file and no network. `css`: besides that of all pages.
+void write_page(const std::string& file, const std::string& title, std::string_view css, const Markup& banner,
+                const Markup& main, const PageData& data);
+
+// Names the attempt's sample window in the page and in its data.
+std::string window_id(const record::Step& step, const record::Attempt& attempt);
 
 // Everything that is known of one attempt.
 Markup attempt_markup(const record::Step& step, const record::Attempt& attempt);

@@ -4,14 +4,13 @@
 #include <map>
 #include <vector>
 
-#include "report/chart_data.h"
 #include "report/html.h"
 #include "report/words.h"
 
 namespace factory {
 namespace {
 
-Markup heading(std::string_view text) { return Markup::element("h4", Markup::text(text)); }
+Markup heading(std::string_view text) { return element("h4", text); }
 
 template <typename T>
 Markup titled_list(const std::vector<T>& texts, const char* css_class, const char* title) {
@@ -27,16 +26,15 @@ Markup gauge(const record::Measurement& m) {
   if (!std::isfinite(m.value) || !low || !high || !std::isfinite(*high - *low) || !(*high > *low)) return {};
   const double part = std::clamp((m.value - *low) / (*high - *low), -0.22, 1.22);
   const std::string place = "left:" + std::to_string(static_cast<int>(std::lround((part + 0.25) / 1.5 * 100))) + "%";
-  return Markup::element("span", {{"class", "gauge"}, {"aria-hidden", "true"}},
-                         Markup::element("i", {{"style", place}}, {}));
+  return element("span", {{"class", "gauge"}, {"aria-hidden", "true"}}, element("i", {{"style", place}}, {}));
 }
 
 Markup measurements(const record::Attempt& attempt) {
   HtmlTable table("measurements", {"Measurement", "Axis", "Value", "Limits", "", "Verdict"});
   for (const record::Measurement& m : attempt.measurements) {
     const std::string allowed = limits(m);
-    table.add({Markup::text(m.name), Markup::text(m.axis), Markup::text(value_with_error(m)),
-               Markup::text(allowed.empty() ? "none" : allowed), gauge(m), verdict_badge(m.outcome)});
+    table.add(
+        {m.name, m.axis, value_with_error(m), allowed.empty() ? "none" : allowed, gauge(m), verdict_badge(m.outcome)});
   }
   return table.empty() ? Markup() : heading("Measurements") + table.markup();
 }
@@ -54,9 +52,9 @@ constexpr char kRestartSign[] = "<path d='M8 0V16' stroke-dasharray='3 2'/>";
 constexpr char kLimitSign[] = "<path d='M0 8H16' stroke-dasharray='6 2'/>";
 
 Markup legend_item(const std::string& css_class, const char* sign, const std::string& words) {
-  const Markup drawing = Markup::element(
-      "svg", {{"class", css_class}, {"viewBox", "0 0 16 16"}, {"aria-hidden", "true"}}, Markup::own(sign));
-  return Markup::element("li", drawing + Markup::text(words));
+  const Markup drawing =
+      element("svg", {{"class", css_class}, {"viewBox", "0 0 16 16"}, {"aria-hidden", "true"}}, Markup::own(sign));
+  return element("li", drawing + Markup(words));
 }
 
 Markup legend(const record::Window& window) {
@@ -75,11 +73,10 @@ Markup legend(const record::Window& window) {
   if (!window.restarts.empty()) items += legend_item("restart", kRestartSign, "restart, with its cause");
   if (!window.bias_limit.empty()) items += legend_item("limit", kLimitSign, "limit of the mean");
   if (without_value > 0) {
-    items += Markup::element(
-        "li", {{"class", "warning"}},
-        Markup::text(std::to_string(without_value) + " with values that are no numbers, which cannot be shown"));
+    items += element("li", {{"class", "warning"}},
+                     std::to_string(without_value) + " with values that are no numbers, which cannot be shown");
   }
-  return Markup::element("ul", {{"class", "legend"}}, items);
+  return element("ul", {{"class", "legend"}}, items);
 }
 
 Markup sample_window(const record::Step& step, const record::Attempt& attempt) {
@@ -87,22 +84,21 @@ Markup sample_window(const record::Step& step, const record::Attempt& attempt) {
   const record::Window& window = *attempt.window;
   Markup restarts;
   for (const record::Restart& restart : window.restarts) {
-    restarts += Markup::element(
-        "li", Markup::text("at event " + std::to_string(restart.event) + ": " + restart_in_words(restart)));
+    restarts += element("li", "at event " + std::to_string(restart.event) + ": " + restart_in_words(restart));
   }
   std::string title = "Samples";
   if (window.period_ms > 0) title += ", one every " + std::to_string(window.period_ms) + " ms";
-  Markup figure = Markup::element("figcaption", legend(window));
-  figure += Markup::element("div", {{"class", "plots"}, {"data-window", window_id(step, attempt)}},
-                            Markup::own("<noscript>The charts need JavaScript.</noscript>"));
-  Markup out = heading(title) + Markup::element("figure", figure);
+  Markup figure = element("figcaption", legend(window));
+  figure += element("div", {{"class", "plots"}, {"data-window", window_id(step, attempt)}},
+                    Markup::own("<noscript>The charts need JavaScript.</noscript>"));
+  Markup out = heading(title) + element("figure", figure);
   const std::string causes = restarts_by_cause(attempt);
   if (causes.empty() && restarts.empty()) return out;
-  out += Markup::element("p", Markup::text("The sample window started anew: " + causes + "."));
-  const Markup causes_in_order = Markup::element("ul", {{"class", "restarts"}}, restarts);
+  out += element("p", "The sample window started anew: " + causes + ".");
+  const Markup causes_in_order = element("ul", {{"class", "restarts"}}, restarts);
   constexpr size_t kMaxAtOnce = 8;
   if (window.restarts.size() <= kMaxAtOnce) return out += causes_in_order;
-  return out += Markup::element("details", Markup::element("summary", Markup::text("Each restart")) + causes_in_order);
+  return out += element("details", element("summary", "Each restart") + causes_in_order);
 }
 
 // What became of the values that the hub holds.
@@ -130,16 +126,14 @@ Markup held_values(const record::Attempt& attempt) {
   add(attempt.after, &Row::after);
   if (rows.empty()) return {};
   HtmlTable table("held", {"Value in the hub", "Before", "After", "Unit"});
-  for (const Row& row : rows)
-    table.add({Markup::text(row.name), Markup::text(row.before), Markup::text(row.after), Markup::text(row.unit)});
+  for (const Row& row : rows) table.add({row.name, row.before, row.after, row.unit});
   Markup out = heading("Values before and after") + table.markup();
-  if (const std::string words = fate(attempt); !words.empty())
-    out += Markup::element("p", {{"class", "fate"}}, Markup::text(words));
+  if (const std::string words = fate(attempt); !words.empty()) out += element("p", {{"class", "fate"}}, words);
   return out;
 }
 
 Markup fold(const std::string& title, const Markup& content) {
-  return Markup::element("details", Markup::element("summary", Markup::text(title)) + content);
+  return element("details", element("summary", title) + content);
 }
 
 std::string counted(size_t count, const char* one, const char* many) {
@@ -152,9 +146,8 @@ Markup hub_messages(const record::Attempt& attempt) {
   for (const record::HubMessage& message : attempt.hub) {
     std::string reply = message.answered ? words(message.reply) : "no answer";
     if (!message.note.empty()) reply += " (" + message.note + ")";
-    table.add({Markup::text(message.time.size() > 11 ? message.time.substr(11, 12) : message.time),
-               Markup::text(message.tag), Markup::text(message.command), Markup::text(words(message.request)),
-               Markup::text(reply)});
+    table.add({message.time.size() > 11 ? message.time.substr(11, 12) : message.time, message.tag, message.command,
+               words(message.request), reply});
   }
   return fold(counted(attempt.hub.size(), "hub message", "hub messages"), table.markup());
 }
@@ -174,18 +167,20 @@ Markup log_lines(const record::Attempt& attempt) {
     std::string words = line.text;
     while (!words.empty() && words.back() == '\n') words.pop_back();
     const std::string place = line.event_thread ? " \u2502 " : " ";
-    text += Markup::element("span", {{"class", "priority-" + priority}},
-                            Markup::text(priority + " " + line.tag + ":" + place + words)) +
+    text += element("span", {{"class", "priority-" + priority}}, priority + " " + line.tag + ":" + place + words) +
             Markup::own("\n");
   }
   std::string title = counted(attempt.log.size(), "log line", "log lines");
   if (attempt.log_dropped > 0) title += ", and " + std::to_string(attempt.log_dropped) + " more that were not kept";
   return fold(title,
-              Markup::element("p", Markup::text("Lines behind a bar (\u2502) come from the thread of the events.")) +
-                  Markup::element("pre", text));
+              element("p", "Lines behind a bar (\u2502) come from the thread of the events.") + element("pre", text));
 }
 
 }  // namespace
+
+std::string window_id(const record::Step& step, const record::Attempt& attempt) {
+  return "window-" + std::to_string(step.index) + "-" + std::to_string(attempt.number);
+}
 
 Markup attempt_markup(const record::Step& step, const record::Attempt& attempt) {
   return titled_list(attempt.reasons, "reasons", "Why") + titled_list(attempt.hints, "hints", "What to try") +

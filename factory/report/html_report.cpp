@@ -4,10 +4,9 @@
 #include <map>
 #include <vector>
 
-#include "files/replace_file.h"
 #include "files/time_text.h"
+#include "record/record_json.h"
 #include "report/assets.h"
-#include "report/chart_data.h"
 #include "report/html.h"
 #include "report/report.h"
 #include "report/words.h"
@@ -29,9 +28,7 @@ std::string upper(std::string text) {
 
 std::string step_id(const record::Step& step) { return "step-" + std::to_string(step.index); }
 
-Markup link_to(const record::Step& step) {
-  return Markup::element("a", {{"href", "#" + step_id(step)}}, Markup::text(step_name(step)));
-}
+Markup link_to(const record::Step& step) { return element("a", {{"href", "#" + step_id(step)}}, step_name(step)); }
 
 bool went_wrong(const record::Step& step) {
   return step.outcome == Outcome::failed || step.outcome == Outcome::aborted || step.outcome == Outcome::error;
@@ -50,25 +47,23 @@ std::string tally(const record::Run& run) {
 
 Markup banner(const record::Run& run) {
   const std::string verdict = outcome_name(run.outcome);
-  Markup word =
-      Markup::element("span", {{"class", "sign"}, {"aria-hidden", "true"}}, Markup::own(sign_of(run.outcome)));
-  word += Markup::element("span", {{"id", "verdict"}}, Markup::text(upper(verdict)));
-  if (run.marginal()) word += Markup::element("span", {{"class", "marginal-tag"}}, Markup::text("\u2248 marginal"));
-  Markup content = Markup::element("h1", word);
-  Markup what = run.serial.empty() ? Markup::text("Phone without a serial number")
-                                   : Markup::text("Phone ") + Markup::element("bdi", Markup::text(run.serial));
-  if (!run.plan.name.empty()) what += Markup::text(" \u00B7 ") + Markup::element("bdi", Markup::text(run.plan.name));
-  content += Markup::element("p", {{"class", "what"}}, what);
+  Markup word = element("span", {{"class", "sign"}, {"aria-hidden", "true"}}, Markup::own(sign_of(run.outcome)));
+  word += element("span", {{"id", "verdict"}}, upper(verdict));
+  if (run.marginal()) word += element("span", {{"class", "marginal-tag"}}, "\u2248 marginal");
+  Markup content = element("h1", word);
+  Markup what =
+      run.serial.empty() ? Markup("Phone without a serial number") : Markup("Phone ") + element("bdi", run.serial);
+  if (!run.plan.name.empty()) what += Markup(" \u00B7 ") + element("bdi", run.plan.name);
+  content += element("p", {{"class", "what"}}, what);
   if (run.outcome == Outcome::error)
-    content += Markup::element("p", Markup::text("The phone could not be judged: this says nothing about it."));
-  content += Markup::element("p", Markup::text(tally(run) + " \u00B7 " + duration(run.seconds)));
-  return Markup::element("header", {{"class", "banner " + verdict}}, Markup::element("div", content));
+    content += element("p", "The phone could not be judged: this says nothing about it.");
+  content += element("p", tally(run) + " \u00B7 " + duration(run.seconds));
+  return element("header", {{"class", "banner " + verdict}}, element("div", content));
 }
 
 Markup card(const char* title, const Markup& content, const std::string& css_class = "") {
   if (content.empty()) return {};
-  return Markup::element("section", {{"class", "card " + css_class}},
-                         Markup::element("h2", Markup::text(title)) + content);
+  return element("section", {{"class", "card " + css_class}}, element("h2", title) + content);
 }
 
 // What the reader came for when the phone is not good.
@@ -78,14 +73,14 @@ Markup why(const record::Run& run) {
   for (const record::Step& step : run.steps) {
     if (!went_wrong(step)) continue;
     const record::Attempt& last = step.attempts.empty() ? kNone : step.attempts.back();
-    Markup item = Markup::element("h3", verdict_badge(step.outcome) + link_to(step));
+    Markup item = element("h3", verdict_badge(step.outcome) + link_to(step));
     item += text_list(last.reasons, "reasons");
     if (const Markup hints = text_list(last.hints, "hints"); !hints.empty())
-      item += Markup::element("p", {{"class", "try"}}, Markup::text("What to try")) + hints;
-    items += Markup::element("li", item);
+      item += element("p", {{"class", "try"}}, "What to try") + hints;
+    items += element("li", item);
   }
   return items.empty() ? items
-                       : card("Why", Markup::element("ul", {{"class", "failures"}}, items),
+                       : card("Why", element("ul", {{"class", "failures"}}, items),
                               std::string("why ") + outcome_name(run.outcome));
 }
 
@@ -93,13 +88,12 @@ class Facts {
  public:
   void add(const char* name, const std::string& value, const char* css_class = "") {
     if (value.empty()) return;
-    rows_ += Markup::element("div", {{"class", css_class}},
-                             Markup::element("dt", Markup::text(name)) + Markup::element("dd", Markup::text(value)));
+    rows_ += element("div", {{"class", css_class}}, element("dt", name) + element("dd", value));
   }
   void add_all(const std::map<std::string, std::string>& texts) {
     for (const auto& [name, value] : texts) add(name.c_str(), value, value.size() > 30 ? "code wide" : "code");
   }
-  Markup markup() const { return rows_.empty() ? rows_ : Markup::element("dl", {{"class", "facts"}}, rows_); }
+  Markup markup() const { return rows_.empty() ? rows_ : element("dl", {{"class", "facts"}}, rows_); }
 
  private:
   Markup rows_;
@@ -140,87 +134,64 @@ Markup facts(const record::Run& run) {
 Markup summary(const record::Run& run) {
   HtmlTable table("steps", {"Step", "Verdict", "Kind", "Sensor", "Attempts", "Time"});
   for (const record::Step& step : run.steps) {
-    Markup name = Markup::text(std::to_string(step.index) + ". ") + link_to(step);
-    if (!step.group.empty()) name += Markup::element("small", Markup::text(step.group));
-    table.add({name, verdict_badge(step.outcome), Markup::text(step.kind), Markup::text(step.tag),
-               Markup::text(std::to_string(step.attempts.size())),
-               Markup::text(step.attempts.empty() ? "" : duration(seconds_of(step)))});
+    Markup name = Markup(std::to_string(step.index) + ". ") + link_to(step);
+    if (!step.group.empty()) name += element("small", step.group);
+    table.add({name, verdict_badge(step.outcome), step.kind, step.tag, std::to_string(step.attempts.size()),
+               step.attempts.empty() ? "" : duration(seconds_of(step))});
   }
   return table.empty() ? Markup() : table.markup();
 }
 
 // An attempt that another followed is folded: the last one decided.
 Markup earlier_attempt(const record::Step& step, const record::Attempt& attempt) {
-  Markup line = Markup::text("Attempt " + std::to_string(attempt.number)) + verdict_badge(attempt.outcome);
-  line += Markup::element("small", Markup::text(duration(attempt.seconds)));
-  if (!attempt.reasons.empty())
-    line += Markup::element("span", {{"class", "reason"}}, Markup::text(attempt.reasons[0].text));
-  return Markup::element("details", {{"class", "attempt"}},
-                         Markup::element("summary", line) + attempt_markup(step, attempt));
+  Markup line = Markup("Attempt " + std::to_string(attempt.number)) + verdict_badge(attempt.outcome);
+  line += element("small", duration(attempt.seconds));
+  if (!attempt.reasons.empty()) line += element("span", {{"class", "reason"}}, attempt.reasons[0].text);
+  return element("details", {{"class", "attempt"}}, element("summary", line) + attempt_markup(step, attempt));
 }
 
 Markup step_in_full(const record::Step& step) {
-  Markup title = Markup::text(std::to_string(step.index) + ". " + step_name(step)) + verdict_badge(step.outcome);
+  Markup title = Markup(std::to_string(step.index) + ". " + step_name(step)) + verdict_badge(step.outcome);
   std::string about = step.kind;
   if (!step.tag.empty()) about += " \u00B7 sensor " + step.tag + (step.sensor.empty() ? "" : " (" + step.sensor + ")");
   if (step.param) about += " \u00B7 parameter " + std::to_string(*step.param);
   if (!step.group.empty()) about += " \u00B7 group " + step.group;
-  Markup content = Markup::element("h3", title) + Markup::element("p", {{"class", "about"}}, Markup::text(about));
+  Markup content = element("h3", title) + element("p", {{"class", "about"}}, about);
   const std::vector<record::Attempt>& attempts = step.attempts;
   for (size_t i = 0; i + 1 < attempts.size(); ++i) content += earlier_attempt(step, attempts[i]);
-  if (attempts.empty()) content += Markup::element("p", Markup::text("Not run."));
+  if (attempts.empty()) content += element("p", "Not run.");
   if (attempts.size() > 1) {
-    content += Markup::element("p", {{"class", "deciding"}},
-                               Markup::text("Attempt " + std::to_string(attempts.back().number) + ", which decided:"));
+    content +=
+        element("p", {{"class", "deciding"}}, "Attempt " + std::to_string(attempts.back().number) + ", which decided:");
   }
   if (!attempts.empty()) content += attempt_markup(step, attempts.back());
-  return Markup::element(
-      "article", {{"id", step_id(step)}, {"class", std::string("card ") + outcome_name(step.outcome)}}, content);
+  return element("article", {{"id", step_id(step)}, {"class", std::string("card ") + outcome_name(step.outcome)}},
+                 content);
 }
 
-Markup head(const record::Run& run) {
+std::string title_of(const record::Run& run) {
   std::string title = upper(outcome_name(run.outcome));
   for (const std::string& part : {run.serial, run.plan.name})
     if (!part.empty()) title += " \u00B7 " + part;
-  // The page itself forbids its reader's browser every connection.
-  return Markup::own(
-             "<head><meta charset=\"utf-8\">\n"
-             "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; img-src data:; "
-             "style-src 'unsafe-inline'; script-src 'unsafe-inline'\">\n"
-             "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
-             "<meta name=\"color-scheme\" content=\"light dark\">\n"
-             "<link rel=\"icon\" href=\"data:,\">\n") +
-         Markup::element("title", Markup::text(title)) + Markup::own("\n<style>\n") + Markup::own(assets::report_css) +
-         Markup::own("</style></head>\n");
+  return title;
 }
 
-Markup scripts(const record::Run& run) {
-  return Markup::own("\n<script type=\"application/json\" id=\"windows\">") + Markup::own(chart_data(run)) +
-         Markup::own("</script>\n<script>") + Markup::own(assets::chart_js) + Markup::own("</script>\n<script>\n") +
-         Markup::own(assets::report_js) + Markup::own("</script>\n");
+// The sample windows, by window_id().
+Json::Value windows_of(const record::Run& run) {
+  Json::Value windows(Json::objectValue);
+  for (const record::Step& step : run.steps) {
+    for (const record::Attempt& attempt : step.attempts) {
+      if (has_samples(attempt)) windows[window_id(step, attempt)] = to_json(*attempt.window);
+    }
+  }
+  return windows;
 }
 
 }  // namespace
 
 Markup verdict_badge(Outcome outcome) {
   const std::string word = outcome_name(outcome);
-  return Markup::element("span", {{"class", "badge " + word}}, Markup::text(sign_of(outcome) + (" " + word)));
-}
-
-HtmlTable::HtmlTable(std::string css_class, std::vector<std::string> columns)
-    : css_class_(std::move(css_class)), columns_(std::move(columns)) {}
-
-void HtmlTable::add(const std::vector<Markup>& cells) {
-  Markup row;
-  for (size_t i = 0; i < cells.size(); ++i) row += Markup::element("td", {{"data-column", columns_[i]}}, cells[i]);
-  rows_ += Markup::element("tr", row);
-}
-
-Markup HtmlTable::markup() const {
-  Markup names;
-  for (const std::string& name : columns_) names += Markup::element("th", {{"scope", "col"}}, Markup::text(name));
-  return Markup::element("table", {{"class", css_class_}},
-                         Markup::element("thead", Markup::element("tr", names)) + Markup::element("tbody", rows_));
+  return element("span", {{"class", "badge " + word}}, sign_of(outcome) + (" " + word));
 }
 
 void write_html_report(const record::Run& run, const std::string& file, const Aside& aside) {
@@ -237,8 +208,7 @@ void write_html_report(const record::Run& run, const std::string& file, const As
         "all</button></div>");
     body += steps;
   }
-  const Markup page = head(run) + Markup::element("body", banner(run) + Markup::element("main", body) + scripts(run));
-  replace_file(file, "<!DOCTYPE html>\n<html lang=\"en\">" + page.str() + "</html>\n");
+  write_page(file, title_of(run), "", banner(run), body, {"windows", windows_of(run), assets::report_js});
 }
 
 }  // namespace factory

@@ -45,25 +45,24 @@ Markup result(const record::Step& step) {
   static const record::Attempt kNone;
   const record::Attempt& last = step.attempts.empty() ? kNone : step.attempts.back();
   const std::string first = last.reasons.empty() ? verdict : last.reasons[0].text;
-  if (step.outcome == Outcome::skipped) return Markup::element("skipped", {{"message", first}}, {});
+  if (step.outcome == Outcome::skipped) return element("skipped", {{"message", first}}, {});
   if (step.outcome == Outcome::passed || step.outcome == Outcome::marginal) return {};
   std::string all;
   append_lines(last.reasons, "", &all);
   append_lines(last.hints, "try: ", &all);
-  return Markup::element(step.outcome == Outcome::failed ? "failure" : "error", {{"message", first}, {"type", verdict}},
-                         Markup::text(all));
+  return element(step.outcome == Outcome::failed ? "failure" : "error", {{"message", first}, {"type", verdict}}, all);
 }
 
 Markup test_case(const std::string& suite, const record::Step& step) {
   std::string attempts;
   for (const record::Attempt& attempt : step.attempts) attempts += attempt_text(attempt);
   Markup content = result(step);
-  if (!attempts.empty()) content += Markup::element("system-out", Markup::text(attempts));
-  return Markup::element("testcase",
-                         {{"classname", step.group.empty() ? suite : suite + "." + step.group},
-                          {"name", std::to_string(step.index) + " " + step_name(step)},
-                          {"time", seconds_text(seconds_of(step))}},
-                         content) +
+  if (!attempts.empty()) content += element("system-out", attempts);
+  return element("testcase",
+                 {{"classname", step.group.empty() ? suite : suite + "." + step.group},
+                  {"name", std::to_string(step.index) + " " + step_name(step)},
+                  {"time", seconds_text(seconds_of(step))}},
+                 content) +
          Markup::own("\n");
 }
 
@@ -108,22 +107,21 @@ void write_junit(const record::Run& run, const std::string& file) {
   const std::string suite = run.plan.name.empty() ? "sensorcal" : run.plan.name;
   Markup properties;
   for (const auto& [name, value] : properties_of(run))
-    properties += Markup::element("property", {{"name", name}, {"value", value}}, {}) + Markup::own("\n");
-  Markup content = Markup::element("properties", properties) + Markup::own("\n");
+    properties += element("property", {{"name", name}, {"value", value}}, {}) + Markup::own("\n");
+  Markup content = element("properties", properties) + Markup::own("\n");
   for (const record::Step& step : run.steps) content += test_case(suite, step);
   const Markup whole =
-      Markup::element("testsuite",
-                      {{"name", suite},
-                       {"tests", std::to_string(run.steps.size())},
-                       {"failures", count_of(run, {Outcome::failed})},
-                       {"errors", count_of(run, {Outcome::aborted, Outcome::error})},
-                       {"skipped", count_of(run, {Outcome::skipped})},
-                       {"time", seconds_text(run.seconds)},
-                       {"timestamp", iso_time(run.started).substr(0, 19)},  // the form has no fraction and no zone
-                       {"hostname", run.station}},
-                      content);
-  replace_file(file,
-               "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n" + Markup::element("testsuites", whole).str() + "\n");
+      element("testsuite",
+              {{"name", suite},
+               {"tests", std::to_string(run.steps.size())},
+               {"failures", count_of(run, {Outcome::failed})},
+               {"errors", count_of(run, {Outcome::aborted, Outcome::error})},
+               {"skipped", count_of(run, {Outcome::skipped})},
+               {"time", seconds_text(run.seconds)},
+               {"timestamp", iso_time(run.started).substr(0, 19)},  // the form has no fraction and no zone
+               {"hostname", run.station}},
+              content);
+  replace_file(file, "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n" + element("testsuites", whole).str() + "\n");
 }
 
 }  // namespace factory

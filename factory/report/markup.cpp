@@ -70,7 +70,7 @@ std::string escape(std::string_view text) {
 
 }  // namespace
 
-Markup Markup::text(std::string_view text) { return own(escape(text)); }
+Markup::Markup(std::string_view text) : markup_(escape(text)) {}
 
 Markup Markup::own(std::string_view markup) {
   Markup out;
@@ -78,11 +78,9 @@ Markup Markup::own(std::string_view markup) {
   return out;
 }
 
-Markup Markup::element(std::string_view name, std::initializer_list<Attribute> attributes, const Markup& content) {
-  Markup out;
-  std::string& text = out.markup_;
-  text.append("<").append(name);
-  for (const Attribute& attribute : attributes) {
+Markup element(std::string_view name, std::initializer_list<Markup::Attribute> attributes, const Markup& content) {
+  std::string text = "<" + std::string(name);
+  for (const Markup::Attribute& attribute : attributes) {
     text.append(" ").append(attribute.name).append("=\"");
     // An XML reader turns a bare line feed in an attribute into a blank.
     for (const char c : escape(attribute.value)) {
@@ -94,8 +92,7 @@ Markup Markup::element(std::string_view name, std::initializer_list<Attribute> a
     }
     text.append("\"");
   }
-  text.append(">").append(content.markup_).append("</").append(name).append(">");
-  return out;
+  return Markup::own(text.append(">").append(content.str()).append("</").append(name).append(">"));
 }
 
 }  // namespace factory

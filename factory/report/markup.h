@@ -15,13 +15,13 @@ class Markup {
   };
 
   Markup() = default;
-  // Any bytes. Control characters and what is no UTF-8 become U+FFFD, so that the result is well-formed XML, too.
-  static Markup text(std::string_view text);
+  // A text of any bytes. Control characters and what is no UTF-8 become U+FFFD, so that the result is well-formed XML,
+  // too.
+  Markup(std::string_view text);  // NOLINT(google-explicit-constructor): whatever text gets in gets in escaped
+  Markup(const std::string& text) : Markup(std::string_view(text)) {}  // NOLINT(google-explicit-constructor)
+  Markup(const char* text) : Markup(std::string_view(text)) {}         // NOLINT(google-explicit-constructor)
   // This program's own markup; never for anything that came from outside.
   static Markup own(std::string_view markup);
-  static Markup element(std::string_view name, std::initializer_list<Attribute> attributes, const Markup& content);
-  static Markup element(std::string_view name, const Markup& content) { return element(name, {}, content); }
-
   Markup& operator+=(const Markup& more) {
     markup_ += more.markup_;
     return *this;
@@ -34,5 +34,8 @@ class Markup {
  private:
   std::string markup_;
 };
+
+Markup element(std::string_view name, std::initializer_list<Markup::Attribute> attributes, const Markup& content);
+inline Markup element(std::string_view name, const Markup& content) { return element(name, {}, content); }
 
 }  // namespace factory

@@ -18,6 +18,7 @@ std::string numbers_for_people(const std::vector<double>& values);
 // "0.8 s", "3 min 12 s".
 std::string duration(double seconds);
 
+inline bool has_samples(const record::Attempt& attempt) { return attempt.window && !attempt.window->samples.empty(); }
 double seconds_of(const record::Step& step);  // all attempts together
 
 std::string step_name(const record::Step& step);

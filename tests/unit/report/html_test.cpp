@@ -34,7 +34,7 @@ TEST(MarkupText, AnyBytesBecomeWellFormed) {
       {"\xF4\x90\x80\x80", gone + gone + gone + gone},  // beyond the last character
       {"\xE2\x82<", gone + gone + "&lt;"},              // the cut character does not swallow the next
   };
-  for (const Escaped& row : kCases) EXPECT_EQ(Markup::text(row.text).str(), row.markup) << row.text;
+  for (const Escaped& row : kCases) EXPECT_EQ(Markup(row.text).str(), row.markup) << row.text;
 }
 
 TEST(HtmlReport, VerdictComesFirstThenWhy) {
