@@ -151,8 +151,7 @@ def runs():
                 {"message": words}),
                ("hub", {"failed": {"dead": True, "why": "gone"}, "told": []}, {"message": words}),
                ("facts", [["phone", "p"]], None), ("world", [["lux", "200"]], None), ("remarks", ["r"], None),
-               ("set-world", "", ["lux", "1"]), ("arrange", {"problems": [], "notes": ["n"]}, [["lux", "1"]]),
-               ("hub-state", {"a": 1}, None)]
+               ("set-world", "", ["lux", "1"]), ("arrange", {"problems": [], "notes": ["n"]}, [["lux", "1"]])]
     lines = [{"format": "sensorcal.recording/2", "properties": {"ro.a": "b"}, "unwritable": ["/sys/x"]}]
     for ask, answer, of in answers:
         lines.append({"ask": ask, "attempt": "1.1", "answer": answer} | ({} if of is None else {"of": of}))

@@ -48,7 +48,10 @@ std::string fit_line(const std::string& line, size_t columns) {
 
 }  // namespace
 
-std::string fit_help(const std::string& help, size_t columns) {
+std::string fit_help(const std::string& help) {
+  constexpr size_t kPipedColumns = 80;
+  const size_t terminal = terminal_columns();
+  const size_t columns = terminal > 0 ? terminal : kPipedColumns;
   std::string out;
   std::istringstream lines(help);
   for (std::string line; std::getline(lines, line);) out += fit_line(line, columns) + "\n";
@@ -74,14 +77,6 @@ void show_numbers(CLI::App& app) {
     if (option->get_items_expected_max() > 0) option->transform(show);
   }
   for (CLI::App* part : app.get_subcommands({})) show_numbers(*part);
-}
-
-bool asks_for_faults(const std::vector<std::string>& arguments) {
-  for (size_t i = 0; i < arguments.size(); ++i) {
-    if (arguments[i] == "--fault=help") return true;
-    if (arguments[i] == "--fault" && i + 1 < arguments.size() && arguments[i + 1] == "help") return true;
-  }
-  return false;
 }
 
 }  // namespace factory

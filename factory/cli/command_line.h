@@ -10,15 +10,13 @@ class App;
 
 namespace factory {
 
-// Breaks the lines of a help text; what is explained on the right stays there where it has room. Examples stay whole.
-std::string fit_help(const std::string& help, size_t columns);
+// Breaks the lines of a help text to the terminal's width, or to that of a page; what is explained on the right stays
+// there where it has room. Examples stay whole.
+std::string fit_help(const std::string& help);
 
 // "-inf" and "-nan" are values, not options: hides their minus from the parser. Takes argv without the program's name.
 std::vector<std::string> hide_numbers(int argc, char** argv);
 // Makes every option and argument of the tree take hidden numbers as they were typed.
 void show_numbers(CLI::App& app);
-
-// Whether `--fault help` is among the arguments.
-bool asks_for_faults(const std::vector<std::string>& arguments);
 
 }  // namespace factory

@@ -33,8 +33,6 @@ std::string stand_in(const std::string& option) {
   return out;
 }
 
-using Offer = std::function<std::vector<std::string>(ValueKind)>;
-
 ArgumentText describe(const CLI::Option& option, const Offer& offer) {
   ArgumentText out;
   out.description = option.get_description();

@@ -35,8 +35,9 @@ struct CommandText {
   std::vector<CommandText> parts;
 };
 
-// `offer` knows the words of a kind.
-CommandText describe(const CLI::App& app, const std::function<std::vector<std::string>(ValueKind)>& offer);
+// Knows the words of a kind.
+using Offer = std::function<std::vector<std::string>(ValueKind)>;
+CommandText describe(const CLI::App& app, const Offer& offer);
 
 // "TAG...", "[FILE]".
 std::string synopsis(const ArgumentText& positional);

@@ -1,5 +1,5 @@
 // The fixture of a real phone, on which the application runs: the phone's own services, and people around it. What a
-// program cannot learn there it does not tell: no truth, nothing of the hub's store, no message that it did not send.
+// program cannot learn there it does not tell: no message that it did not send.
 #include <cutils/properties.h>
 #include <hidl/HidlTransportSupport.h>
 
@@ -19,8 +19,6 @@ constexpr struct {
     {"serial", "ro.serialno"},   {"manufacturer", "ro.product.manufacturer"}, {"model", "ro.product.model"},
     {"hardware", "ro.hardware"}, {"build", "ro.build.fingerprint"},
 };
-
-constexpr char kOnlySimulated[] = "only a simulated phone has that, and this sensorcal is built for a real one";
 
 class DeviceFixture : public Fixture {
  public:
@@ -52,16 +50,7 @@ class DeviceFixture : public Fixture {
     return "";
   }
 
-  std::vector<float> truth(int /*sensor_type*/) const override { return {}; }
-  Json::Value hub_state() const override { return Json::nullValue; }
   void on_hub_message(std::function<void(const HubMessage&)> /*listener*/) override {}
-
-  void reboot() override {
-    throw AppError(kUsage, "reboot: sensorcal does not reboot a real phone; `adb reboot` does");
-  }
-  void factory_reset() override {
-    throw AppError(kUsage, "factory-reset: sensorcal does not take a real phone's calibration away");
-  }
 
  private:
   mutable std::mutex mutex_;
@@ -72,33 +61,14 @@ class DeviceFixture : public Fixture {
 
 bool phones_are_simulated() { return false; }
 
-void require_understood(const Options& options) {
-  const std::pair<const char*, bool> kGiven[] = {
-      {"--record", !options.record.empty()},         {"--phone", !options.phone.empty()},
-      {"--profile", !options.profile.empty()},       {"--seed", options.seed.has_value()},
-      {"--speed", options.speed != Options().speed}, {"--fixture simulated", options.fixture == "simulated"},
-      {"--replay", !options.replay.empty()},         {"--fault", !options.fault.empty()},
-      {"--hub-log", !options.hub_log.empty()},
-  };
-  for (const auto& [name, given] : kGiven) {
-    if (given) throw AppError(kUsage, std::string(name) + ": " + kOnlySimulated);
-  }
-}
-
-std::unique_ptr<Fixture> open_fixture(const Options& options) {
-  require_understood(options);
+std::unique_ptr<Fixture> open_fixture(const Options& /*options*/) {
   // Without threads of its own the process gets no events.
   ::android::hardware::configureRpcThreadpool(1, false);
   return std::make_unique<DeviceFixture>();
 }
 
-std::unique_ptr<Fixture> record_fixture(std::unique_ptr<Fixture> /*phone*/, const Options& /*options*/) {
-  throw AppError(kUsage, std::string("--record: ") + kOnlySimulated);
-}
+std::unique_ptr<Fixture> record_fixture(std::unique_ptr<Fixture> phone, const Options& /*options*/) { return phone; }
 
 std::string world_problem(const std::string& key, const std::string& value) { return setting_problem(key, value); }
-
-std::vector<std::string> known_profiles() { return {}; }
-std::vector<std::string> known_faults() { return {}; }
 
 }  // namespace factory

@@ -1,8 +1,6 @@
-// What stands around the phone: on a real station nothing that a program could ask, on a simulated phone its world,
-// its truth and its hub's store. The only door between the application and a simulated phone.
+// What stands around the phone: on a real station people, on a simulated phone its world. The only door between the
+// application and a simulated phone.
 #pragma once
-
-#include <json/json.h>
 
 #include <cstdint>
 #include <functional>
@@ -72,14 +70,7 @@ class Fixture {
     return out;
   }
 
-  // What a perfect sensor would report now. Empty where that is not known.
-  virtual std::vector<float> truth(int sensor_type) const = 0;
-
-  virtual Json::Value hub_state() const = 0;
   virtual void on_hub_message(std::function<void(const HubMessage&)> listener) = 0;
-
-  virtual void reboot() = 0;
-  virtual void factory_reset() = 0;
 
   // How a run goes on, for a fixture that keeps account of it.
   virtual void run_begins(const RunHead& /*head*/) {}
@@ -91,23 +82,17 @@ class Fixture {
   virtual void interrupted() {}
 };
 
-// What a build's phones are: simulated ones, with a world to set and options that make them, or the one real phone that
-// it runs on, whose fixture people set.
+// What a program's phones are: simulated ones, with a world to set and options that make them, or the one real phone
+// that it runs on, whose fixture people set.
 bool phones_are_simulated();
-// Throws AppError, naming the option, where the options ask for what this build's phones have not; needs no phone.
-void require_understood(const Options& options);
 
 // Opens the fixture that the options ask for; the services are reachable while it lives. Throws AppError.
 std::unique_ptr<Fixture> open_fixture(const Options& options);
 
-// Stands between a run and its phone and keeps what passes, in the folder options.record. Throws AppError.
+// Where the options want a recording: stands between a run and its phone, and keeps what passes. Throws AppError.
 std::unique_ptr<Fixture> record_fixture(std::unique_ptr<Fixture> phone, const Options& options);
 
 // Returns an empty text, or what is wrong with a setting of the world; needs no phone.
 std::string world_problem(const std::string& key, const std::string& value);
-
-// Names of the profiles that a new phone can be made from, and the faults that can be asked for ("NAME  what").
-std::vector<std::string> known_profiles();
-std::vector<std::string> known_faults();
 
 }  // namespace factory

@@ -78,13 +78,9 @@ class OperatorFixture : public Fixture {
   std::vector<std::string> remarks() const override { return phone_->remarks(); }
   std::map<std::string, std::string> world() const override { return confirmed_; }
   bool asks_operator() const override { return true; }
-  std::vector<float> truth(int /*sensor_type*/) const override { return {}; }
-  Json::Value hub_state() const override { return phone_->hub_state(); }
   void on_hub_message(std::function<void(const HubMessage&)> listener) override {
     phone_->on_hub_message(std::move(listener));
   }
-  void reboot() override { phone_->reboot(); }
-  void factory_reset() override { phone_->factory_reset(); }
 
   std::string set_world(const std::string& key, const std::string& value) override {
     const Arranged arranged = arrange({{key, value}});

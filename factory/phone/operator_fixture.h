@@ -1,6 +1,6 @@
 // A station where a person sets the fixture: what is wanted is asked for on the terminal, and counts once it is
-// confirmed. What a program cannot know on a station, it does not know here either: no truth, and of the world only
-// what was confirmed. A simulated phone's world follows what the operator confirms, so that a plan can be tried without
+// confirmed. What a program cannot know on a station, it does not know here either: of the world only what was
+// confirmed. A simulated phone's world follows what the operator confirms, so that a plan can be tried without
 // a station.
 #pragma once
 

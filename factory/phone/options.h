@@ -6,13 +6,13 @@
 #include <string>
 #include <vector>
 
+#include "cli/command.h"
 #include "files/app_error.h"
 
 namespace factory {
 
-struct Options {
+struct Options : CommonOptions {
   std::string phone;  // empty: $SENSORCAL_PHONE, else ./phone
-  std::string profile;
   std::optional<uint64_t> seed;
   std::string speed = "1";
   std::string fixture;              // "simulated" or "operator"; empty: as this build's phones have it
@@ -25,7 +25,6 @@ struct Options {
   std::string max_equal;            // lux above which both panel levels must differ
   std::string record;               // folder for a recording of the run
   std::string recording;            // folder of one to replay
-  bool json = false;
 };
 
 }  // namespace factory

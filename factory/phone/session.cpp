@@ -54,7 +54,6 @@ bool operator_sets(const Options& options) {
 
 // What can be known to be wrong before a phone is made.
 void check_options(const Options& options) {
-  require_understood(options);
   if (options.fixture == "operator") require_terminal();
   for (const std::string& setting : options.world) {
     const size_t equals = setting.find('=');
@@ -109,7 +108,7 @@ Session::Session(const Options& options)
   }
   if (operator_sets(options_)) fixture_ = ask_operator(std::move(fixture_), interrupted_);
   if (!options_.max_equal.empty()) set_max_equal(options_.max_equal);
-  if (!options_.record.empty()) fixture_ = record_fixture(std::move(fixture_), options_);
+  fixture_ = record_fixture(std::move(fixture_), options_);
   fixture_->on_hub_message([this](const HubMessage& message) { take(message); });
   // A process on the phone stands in "/": relative paths of the library are meant from there.
   const std::string root = fixture_->device_root();

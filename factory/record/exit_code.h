@@ -2,6 +2,9 @@
 // store) could be delivered, which is told where it could not. What waits in a spool is delivered.
 #pragma once
 
+#include <exception>
+#include <iostream>
+
 #include "files/app_error.h"
 #include "record/measurement.h"
 
@@ -21,6 +24,18 @@ constexpr ExitCode exit_code(Outcome verdict, bool delivered) {
       break;
   }
   return kUnreachable;
+}
+
+// False: it threw, which is told after `what`.
+template <typename Deliver>
+bool delivered(const char* what, const Deliver& deliver) {
+  try {
+    deliver();
+    return true;
+  } catch (const std::exception& error) {
+    std::cerr << "sensorcal: " << what << error.what() << "\n";
+    return false;
+  }
 }
 
 }  // namespace factory::record

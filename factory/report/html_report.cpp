@@ -194,7 +194,7 @@ Markup verdict_badge(Outcome outcome) {
   return element("span", {{"class", "badge " + word}}, sign_of(outcome) + (" " + word));
 }
 
-void write_html_report(const record::Run& run, const std::string& file, const Aside& aside) {
+void write_html_report(const record::Run& run, const std::string& file, const record::Aside& aside) {
   Markup steps;
   for (const record::Step& step : run.steps) steps += step_in_full(step);
   Markup body = why(run);

@@ -10,6 +10,7 @@
 #include "phone/faults/faults.h"
 #include "phone/fixture.h"
 #include "simulator/recording.h"
+#include "simulator/simulated_phone.h"
 #include "simulator/station_error.h"
 
 namespace factory {
@@ -51,8 +52,6 @@ class HostFixture : public Fixture {
     if (problem.empty()) mean(world);
     return problem;
   }
-  std::vector<float> truth(int sensor_type) const override { return phone_->truth(sensor_type, meant_world()); }
-  Json::Value hub_state() const override { return phone_->hub_state(); }
   void on_hub_message(std::function<void(const HubMessage&)> listener) override {
     if (!listener) return phone_->on_hub_message({});
     phone_->on_hub_message([listener](const phone::HubExchange& exchange) {
@@ -65,8 +64,6 @@ class HostFixture : public Fixture {
       listener(message);
     });
   }
-  void reboot() override { phone_->reboot(); }
-  void factory_reset() override { phone_->factory_reset(); }
 
  private:
   phone::World meant_world() const {
@@ -90,10 +87,8 @@ class HostFixture : public Fixture {
 }  // namespace
 
 bool phones_are_simulated() { return true; }
-void require_understood(const Options& /*options*/) {}
 
-std::unique_ptr<Fixture> open_fixture(const Options& options) {
-  if (!options.recording.empty()) return replay_fixture(options.recording);
+std::unique_ptr<phone::Phone> open_simulated(const Options& options) {
   phone::PhoneOptions wanted;
   wanted.directory = std::filesystem::absolute(phone_directory(options)).lexically_normal();
   if (!options.profile.empty()) wanted.profile = options.profile;
@@ -121,7 +116,12 @@ std::unique_ptr<Fixture> open_fixture(const Options& options) {
     throw AppError(kUsage, "--profile " + options.profile + ": " + wanted.directory + " was made from " +
                                opened->profile_name() + "; give another --phone for a new one");
   }
-  return std::make_unique<HostFixture>(std::move(opened), options.station);
+  return opened;
+}
+
+std::unique_ptr<Fixture> open_fixture(const Options& options) {
+  if (!options.recording.empty()) return replay_fixture(options.recording);
+  return std::make_unique<HostFixture>(open_simulated(options), options.station);
 }
 
 std::string world_problem(const std::string& key, const std::string& value) {

@@ -378,31 +378,8 @@ Fixture::Arranged TracedFixture::arrange(const Settings& settings) {
   return {texts_from(answer["problems"]), texts_from(answer["notes"])};
 }
 
-std::vector<float> TracedFixture::truth(int sensor_type) const {
-  return floats_from(trace_->ask("truth", sensor_type, [&] { return to_json(real_->truth(sensor_type)); }));
-}
-
-Json::Value TracedFixture::hub_state() const {
-  return trace_->ask("hub-state", Json::nullValue, [&] { return real_->hub_state(); });
-}
-
 void TracedFixture::on_hub_message(std::function<void(const HubMessage&)> listener) {
   messages_.listen(std::move(listener));
-}
-
-void TracedFixture::reboot() {
-  trace_->ask("reboot", Json::nullValue, [&] {
-    real_->reboot();
-    return Json::Value(true);
-  });
-  if (real_ == nullptr) host::reboot_properties();
-}
-
-void TracedFixture::factory_reset() {
-  trace_->ask("factory-reset", Json::nullValue, [&] {
-    real_->factory_reset();
-    return Json::Value(true);
-  });
 }
 
 }  // namespace factory::trace

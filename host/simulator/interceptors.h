@@ -44,11 +44,7 @@ class TracedFixture : public Fixture {
   std::string set_world(const std::string& key, const std::string& value) override;
   bool asks_operator() const override;
   Arranged arrange(const Settings& settings) override;
-  std::vector<float> truth(int sensor_type) const override;
-  Json::Value hub_state() const override;
   void on_hub_message(std::function<void(const HubMessage&)> listener) override;
-  void reboot() override;
-  void factory_reset() override;
 
   void run_begins(const RunHead& head) override { trace_->run_begins(head); }
   void attempt_begins(int step, int attempt, const std::string& name) override {

@@ -123,6 +123,7 @@ Json::Value for_people(const Options& options) {
 }  // namespace
 
 std::unique_ptr<Fixture> record_fixture(std::unique_ptr<Fixture> phone, const Options& options) {
+  if (options.record.empty()) return phone;
   auto recorder = std::make_unique<trace::Recorder>(options.record, phone->device_root(), for_people(options));
   const std::string root = phone->device_root();
   return std::make_unique<trace::TracedFixture>(std::move(recorder), std::move(phone), root);

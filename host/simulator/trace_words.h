@@ -21,9 +21,6 @@ std::string hex(const void* bytes, size_t size);
 bool from_hex(const std::string& text, void* bytes, size_t size);
 std::string bytes_from_hex(const std::string& text);
 
-Json::Value to_json(const std::vector<float>& values);
-std::vector<float> floats_from(const Json::Value& json);
-
 Json::Value to_json(const SensorInfo& info);
 SensorInfo sensor_from(const Json::Value& json);
 std::vector<SensorInfo> sensors_from(const Json::Value& json);

@@ -16,22 +16,34 @@ MAY_KNOW = {
     'factory/report': {'record'},
     'factory/store': {'record'},
     'factory/quality': {'store', 'report', 'record'},
-    'factory/commands': {'phone', 'sensors', 'record', 'run', 'check', 'report', 'store', 'quality'},
-    'factory/device': {'phone', 'sensors', 'commands'},
+    'factory/commands/phone': {'phone', 'sensors', 'record', 'run', 'check'},
+    'factory/commands/station': {'record', 'report', 'store', 'quality'},
+    'factory/device': {'phone', 'sensors'},
     'host/simulator': {'phone', 'sensors', 'record'},
     'host/simulator/line': {'phone', 'sensors', 'record', 'run', 'store', 'simulator'},
-    'host/simulator/commands': {'phone', 'sensors', 'record', 'run', 'check', 'report', 'store', 'quality', 'commands', 'line',
+    'host/simulator/commands': {'phone', 'record', 'run', 'store', 'quality', 'commands/phone', 'commands/station', 'line',
                                 'simulator'},
 }
 # Rooms that meet the exported headers and the platform.
-MEETS_LIBRARY = {'sensors', 'phone', 'run', 'check', 'commands', 'device', 'simulator', 'line'}
+MEETS_LIBRARY = {'sensors', 'phone', 'run', 'check', 'commands/phone', 'device', 'simulator', 'line'}
 LIBRARY = re.compile(r'<(?:android|cutils|hidl|utils|vendor)/|<(?:Sensor\w*|persistCalibrate|OemTestMsg)\.h>')
+
+
+def included_as(room):
+    if room.startswith('factory/'):
+        return room.removeprefix('factory/')
+    return 'simulator_commands' if room == 'host/simulator/commands' else pathlib.Path(room).name
+
+
+# The room that an included file lies in: the first folder, or two where rooms lie in a folder of rooms.
+def room_of(file):
+    return '/'.join(file.split('/')[:2 if file.startswith('commands/') else 1])
 
 
 def main(top):
     problems = []
     for room, may in MAY_KNOW.items():
-        name = pathlib.Path(room).name if room != 'host/simulator/commands' else 'simulator_commands'
+        name = included_as(room)
         allowed = may | FOUNDATION - ({'cli'} if name == 'files' else set()) | {name}
         sources = [p for p in sorted((top / room).iterdir()) if p.suffix in ('.cpp', '.h')]
         if not sources:
@@ -40,9 +52,9 @@ def main(top):
             for line in source.read_text().splitlines():
                 quoted = re.match(r'\s*#\s*include\s*"([^"]+)"', line)
                 here = source.relative_to(top)
-                if quoted and quoted[1].split('/')[0] not in allowed:
+                if quoted and room_of(quoted[1]) not in allowed:
                     problems.append(f'{here}: {name} may not know {quoted[1]}')
-                if LIBRARY.search(line) and '#' in line and name not in MEETS_LIBRARY | {'simulator_commands'}:
+                if LIBRARY.search(line) and '#' in line and name not in MEETS_LIBRARY:
                     problems.append(f'{here}: {line}: {name} knows no sensors')
     loose = [p.name for p in (top / 'factory').iterdir() if p.suffix in ('.cpp', '.h') and p.name != 'main.cpp']
     problems += [f'factory/{name}: is in no room' for name in loose]

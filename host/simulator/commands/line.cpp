@@ -10,7 +10,7 @@
 
 #include "cli/status_line.h"
 #include "cli/terminal.h"
-#include "commands/commands.h"
+#include "commands/phone/commands.h"
 #include "files/json_text.h"
 #include "line/phone_run.h"
 #include "line/worker_pool.h"

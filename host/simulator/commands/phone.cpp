@@ -1,22 +1,21 @@
 // `sensorcal reboot` and `sensorcal factory-reset`
 #include <iostream>
 
-#include "commands/commands.h"
-#include "phone/session.h"
+#include "commands/phone/commands.h"
+#include "phone/core/phone.h"
+#include "simulator/simulated_phone.h"
 
 namespace factory {
 namespace {
 
 int reboot(const Options& options) {
-  const auto fixture = open_fixture(options);
-  fixture->reboot();
+  open_simulated(options)->reboot();
   if (!options.json) std::cout << "rebooted\n";
   return kPassed;
 }
 
 int factory_reset(const Options& options) {
-  const auto fixture = open_fixture(options);
-  fixture->factory_reset();
+  open_simulated(options)->factory_reset();
   if (!options.json) std::cout << "the hub holds its defaults; the calibration files are gone\n";
   return kPassed;
 }

@@ -1,19 +1,16 @@
-// `sensorcal replay`: runs a recorded run's plan over its recording and compares the records.
+// `sensorcal run --record` keeps a run, and `sensorcal replay` runs a recorded run's plan over its recording and
+// compares the records.
 #include <algorithm>
 #include <filesystem>
 #include <iostream>
 #include <memory>
 
-#include "commands/commands.h"
-#include "commands/run.h"
+#include "commands/phone/run.h"
+#include "commands/station/sinks.h"
 #include "simulator/recording.h"
 
 namespace factory {
 namespace {
-
-struct Arguments : RunOutputs {
-  std::string recording;
-};
 
 // Which program recorded, where it is another one; empty where it is not.
 std::string other_program(const record::Run& recorded, const record::Run& run) {
@@ -35,7 +32,7 @@ void tell(const std::vector<std::string>& different, const std::string& other, b
 }
 
 bool compare(const std::optional<record::Run>& recorded, const record::Run& run, const std::string& folder, bool text,
-             Aside* aside) {
+             record::Aside* aside) {
   const std::vector<std::string> different =
       recorded ? differences(*recorded, run) : std::vector<std::string>{"the recording is cut off: it has no record"};
   const std::string other = recorded ? other_program(*recorded, run) : "";
@@ -48,13 +45,13 @@ bool compare(const std::optional<record::Run>& recorded, const record::Run& run,
   return different.empty();
 }
 
-int replay(const Options& options, const Arguments& arguments) {
+int replay(const Options& options, const std::string& folder, const Sinks& sinks) {
   if (!options.profile.empty() || options.seed || !options.world.empty() || !options.replay.empty() ||
       !options.fault.empty() || !options.max_equal.empty())
     throw AppError(kUsage, "replay: phone, world and faults are the recorded ones and cannot be chosen");
   Options wanted = options;
   wanted.fixture = "simulated";
-  wanted.recording = std::filesystem::absolute(arguments.recording).lexically_normal().string();
+  wanted.recording = std::filesystem::absolute(folder).lexically_normal().string();
   const RunHead head = read_head(wanted.recording);
   wanted.speed = head.speed;
   const auto recorded = recorded_record(wanted.recording);
@@ -67,18 +64,30 @@ int replay(const Options& options, const Arguments& arguments) {
   info.operator_name = head.operator_name;
   info.lot = head.lot;
   info.retest_of = head.retest_of;
-  return run_plan(wanted, plan, info, arguments, [&](const record::Run& run, Aside* aside) {
+  return run_plan(wanted, plan, info, sinks, [&](const record::Run& run, record::Aside* aside) {
     return compare(recorded, run, wanted.recording, !options.json, aside);
   });
 }
 
 }  // namespace
 
+Runner set_up_recorded_run(ArgumentParser parser) {
+  auto folder = std::make_shared<std::string>();
+  const Runner run = set_up_run(parser, station_sinks());
+  parser.add_option("--record", *folder, "records the run in a new folder, for `sensorcal replay`");
+  return [folder, run](const Options& options) {
+    Options wanted = options;
+    if (!folder->empty()) wanted.record = std::filesystem::absolute(*folder).lexically_normal().string();
+    return run(wanted);
+  };
+}
+
 Runner set_up_replay(ArgumentParser parser) {
-  auto arguments = std::make_shared<Arguments>();
-  parser.add_option("DIR", arguments->recording, "folder of a recorded run").required();
-  add_outputs(parser, arguments.get());
-  return [arguments](const Options& options) { return replay(options, *arguments); };
+  auto folder = std::make_shared<std::string>();
+  parser.add_option("DIR", *folder, "folder of a recorded run").required();
+  const auto files = std::make_shared<Files>();
+  files->add_options(parser);
+  return [folder, files](const Options& options) { return replay(options, *folder, {files}); };
 }
 
 }  // namespace factory

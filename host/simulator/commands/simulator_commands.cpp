@@ -1,21 +1,31 @@
-#include "commands/command.h"
-#include "commands/commands.h"
+#include "simulator_commands/simulator_commands.h"
 
 namespace factory {
 
-Runner set_up_grr(ArgumentParser parser);
+Runner set_up_recorded_run(ArgumentParser parser);
+Runner set_up_simulated_hub(ArgumentParser parser);
+Runner set_up_simulated_grr(ArgumentParser parser);
 Runner set_up_line(ArgumentParser parser);
 Runner set_up_replay(ArgumentParser parser);
 Runner set_up_reboot(ArgumentParser parser);
 Runner set_up_factory_reset(ArgumentParser parser);
 
-const std::vector<Command>& fixture_commands() {
+const std::vector<Command>& simulator_commands() {
   static const std::vector<Command> kCommands = {
+      {"run", "run a factory plan: set up, calibrate, verify and check, and keep the record",
+       "  sensorcal run plans/reference.json --serial A1234 --html report.html\n"
+       "  sensorcal run plans/inertial.json --json > record.json\n"
+       "  sensorcal run plans/inertial.json --speed max --fault motion:Acc\n"
+       "  sensorcal run plans/inertial.json --serial A1234 --station north --store runs.db",
+       set_up_recorded_run},
+      {"hub", "show, log and send messages of the sensor hub",
+       "  sensorcal hub state\n  sensorcal hub log hub.jsonl\n  sensorcal hub send Acc get-acc-offset",
+       set_up_simulated_hub},
       {"grr", "gauge repeatability and reproducibility: what of the scatter is the stations'",
        "  sensorcal grr readings.csv --low -0.1 --high 0.1\n"
        "  sensorcal grr --store runs.db --plan inertial --measurement offset --full\n"
        "  sensorcal grr --run plans/inertial.json --phones 10 --stations 3 --trials 3 --seed 7",
-       set_up_grr},
+       set_up_simulated_grr},
       {"line", "simulate a production line: stations as processes, phones drawn from a seed, runs into a store",
        "  sensorcal line --phones 1000 --stations 4 --seed 1 --store runs.db\n"
        "  sensorcal line --phones 1000 --seed 1 --fault-rate 0.05 --plan plans/reference.json --store runs.db\n"

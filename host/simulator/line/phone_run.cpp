@@ -5,10 +5,10 @@
 #include <filesystem>
 #include <string_view>
 
-#include "phone/fixture.h"
 #include "phone/session.h"
 #include "run/plan_run.h"
 #include "sensors/sensor.h"
+#include "simulator/simulated_phone.h"
 
 namespace factory {
 namespace assets {

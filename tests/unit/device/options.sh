@@ -1,30 +1,40 @@
 #!/usr/bin/env bash
-# The application for a real phone refuses what only a simulated one has, by its name and before it does anything.
+# The application for a real phone has neither the options and commands of simulated ones nor those of the station: it
+# refuses them before it does anything, and its help lists none.
 source "$(dirname "$0")/../../cli/lib.sh"
 export SENSOR_CAL_ROOT=$work  # should it write after all
 
-refuses() { # NAME ARGUMENTS...
-  local name=$1
-  shift
-  run 2 "$@"
-  has err "^sensorcal: $name: only a simulated phone has that, and this sensorcal is built for a real one\$"
-}
 echo '{"format": "sensorcal.plan/1", "name": "p", "steps": [{"calibrate": "Gyr"}]}' >plan.json
-refuses --phone sensors --phone other
-refuses --profile sensors --profile reference
-refuses --seed sensors --seed 1
-refuses --speed calibrate Gyr --speed max
-refuses '--fixture simulated' sensors --fixture simulated
-refuses --replay calibrate Gyr --replay Gyr=rest.csv
-refuses --fault calibrate Gyr --fault help
-refuses --hub-log calibrate Gyr --hub-log hub.jsonl
-refuses --record run plan.json --record recording
-[ ! -e recording ] || fail 'a recording was begun all the same'
+while IFS='|' read -r command option; do
+  # shellcheck disable=SC2086
+  run 2 $command $option
+  has err 'expected|required'
+  run 0 ${command%% *} --help
+  lacks out "^ +${option%% *}\\b"
+done <<'ROWS'
+sensors|--phone other
+sensors|--profile reference
+sensors|--seed 1
+calibrate Gyr|--speed max
+sensors|--fixture simulated
+calibrate Gyr|--replay Gyr=rest.csv
+calibrate Gyr|--fault help
+calibrate Gyr|--hub-log hub.jsonl
+run plan.json|--record recording
+run plan.json|--html page.html
+run plan.json|--junit run.xml
+run plan.json|--csv values
+run plan.json|--store runs.db
+hub|state
+ROWS
+for made in recording page.html run.xml values runs.db; do
+  [ ! -e $made ] || fail "$made was begun all the same"
+done
 
 run 2 sensors --world lux=bright
 has err '^sensorcal: --world lux=bright: give a number of lux'
-run 3 sensors --speed 1
+run 3 sensors
 has err '^sensorcal: the sensor service does not answer'
 run 0 --help
 has out '--world'
-lacks out '--profile' '--fault' '^ +(reboot|factory-reset|line|grr) '
+lacks out '--profile' '--fault' '^ +(show|stats|history|sync|grr|line|replay|reboot|factory-reset) '

@@ -1,5 +1,6 @@
 // Every plan that is shipped passes on a good phone of the profile it is named after.
 #include "run/calibration.h"
+#include "simulator/simulated_phone.h"
 #include "station.h"
 
 namespace plan_test {

@@ -1,7 +1,7 @@
 // `sensorcal collect`
 #include <iostream>
 
-#include "commands/commands.h"
+#include "commands/phone/commands.h"
 #include "files/json_text.h"
 #include "phone/hub_watch.h"
 

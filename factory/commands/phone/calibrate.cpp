@@ -2,7 +2,7 @@
 #include <memory>
 #include <optional>
 
-#include "commands/commands.h"
+#include "commands/phone/commands.h"
 #include "run/request.h"
 #include "sensors/sensor.h"
 

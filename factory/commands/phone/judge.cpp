@@ -3,7 +3,7 @@
 #include <iostream>
 
 #include "cli/terminal.h"
-#include "commands/commands.h"
+#include "commands/phone/commands.h"
 #include "files/json_text.h"
 #include "phone/session.h"
 #include "sensors/sensor.h"

@@ -7,21 +7,21 @@
 #include <memory>
 #include <sstream>
 
-#include "commands/commands.h"
-#include "commands/outputs.h"
-#include "commands/stored_runs.h"
+#include "commands/station/commands.h"
+#include "commands/station/sinks.h"
+#include "commands/station/stored_runs.h"
 #include "files/json_text.h"
 #include "quality/stats_view.h"
 #include "record/exit_code.h"
 #include "record/record_json.h"
-#include "store/plan_hash.h"
 
 namespace factory {
 namespace {
 
-struct Arguments : RunOutputs {
+struct Arguments {
   std::string what;
   std::string store;
+  Files files;
 };
 
 std::string all_of(std::istream& in, const std::string& name) {
@@ -55,13 +55,13 @@ record::Run from_store(const std::string& uri, const std::string& id) {
   });
 }
 
-int show(const Options& options, Arguments arguments) {
-  require_places(&arguments);
-  Aside aside;
+int show(const CommonOptions& options, Arguments arguments) {
+  arguments.files.open();
+  record::Aside aside;
   record::Run run;
   if (arguments.store.empty()) {
     run = read(arguments.what);
-    store::hash_plan(&run);
+    arguments.files.keep(&run);
   } else {
     run = from_store(arguments.store, arguments.what);
     aside = {"Not kept", store::not_kept(run)};
@@ -71,18 +71,18 @@ int show(const Options& options, Arguments arguments) {
   } else {
     std::cout << run_text(run, true) << std::flush;
   }
-  return exit_code(record::Outcome::passed, write_outputs(run, arguments, aside));
+  return exit_code(record::Outcome::passed, arguments.files.write(run, aside));
 }
 
 }  // namespace
 
-Runner set_up_show(ArgumentParser parser) {
+StationRunner set_up_show(ArgumentParser parser) {
   auto arguments = std::make_shared<Arguments>();
   parser.add_option("RECORD", arguments->what, "the record's file, - for standard input; with --store a run's id")
       .required();
-  add_outputs(parser, arguments.get());
+  arguments->files.add_options(parser);
   parser.add_option("--store", arguments->store, "the store that has the run: a file, sqlite:FILE or postgresql://...");
-  return [arguments](const Options& options) { return show(options, *arguments); };
+  return [arguments](const CommonOptions& options) { return show(options, *arguments); };
 }
 
 }  // namespace factory

@@ -3,7 +3,7 @@
 #include <memory>
 #include <optional>
 
-#include "commands/commands.h"
+#include "commands/phone/commands.h"
 #include "files/json_text.h"
 #include "phone/session.h"
 #include "run/panel.h"

@@ -8,8 +8,7 @@
 #include "check/sensor_check.h"
 #include "cli/status_line.h"
 #include "cli/terminal.h"
-#include "commands/commands.h"
-#include "commands/outputs.h"
+#include "commands/phone/commands.h"
 #include "files/json_text.h"
 #include "phone/session.h"
 #include "record/exit_code.h"
@@ -89,7 +88,7 @@ int run(const Options& options, const Arguments& arguments) {
                           : passed                         ? Outcome::passed
                           : session.sensor_service_there() ? Outcome::failed
                                                            : Outcome::error;
-  return exit_code(verdict, delivered("", [&] { session.require_logs(); }));
+  return exit_code(verdict, record::delivered("", [&] { session.require_logs(); }));
 }
 
 }  // namespace

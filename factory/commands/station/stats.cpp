@@ -4,8 +4,8 @@
 #include <utility>
 
 #include "cli/terminal.h"
-#include "commands/commands.h"
-#include "commands/stored_runs.h"
+#include "commands/station/commands.h"
+#include "commands/station/stored_runs.h"
 #include "files/json_text.h"
 #include "quality/stats_view.h"
 #include "store/keeper.h"
@@ -38,7 +38,7 @@ std::string question_of(const Arguments& a) {
   return out;
 }
 
-int stats(const Options& options, Arguments a) {
+int stats(const CommonOptions& options, Arguments a) {
   if (!a.since.empty()) a.filter.since_ms = store::parse_time_ms(a.since);
   if (!a.until.empty()) a.filter.until_ms = store::parse_time_ms(a.until);
   a.filter.profile = options.profile;
@@ -55,7 +55,7 @@ int stats(const Options& options, Arguments a) {
   });
 }
 
-int history(const Options& options, const Arguments& a) {
+int history(const CommonOptions& options, const Arguments& a) {
   if (a.serial.empty() == a.run.empty()) throw AppError(kUsage, "wanted: a serial number, or --run and the run's id");
   return guarded([&] {
     const auto database = opened_store(a.uri);
@@ -75,7 +75,7 @@ int history(const Options& options, const Arguments& a) {
   });
 }
 
-int sync(const Options& options, const Arguments& a) {
+int sync(const CommonOptions& options, const Arguments& a) {
   constexpr double kPatienceSeconds = 60;
   return guarded([&] {
     const store::Uri uri = store::parse_uri(a.uri);
@@ -104,7 +104,7 @@ void add_store(ArgumentParser parser, Arguments* arguments) {
 
 }  // namespace
 
-Runner set_up_stats(ArgumentParser parser) {
+StationRunner set_up_stats(ArgumentParser parser) {
   auto arguments = std::make_shared<Arguments>();
   add_store(parser, arguments.get());
   parser.add_option("--since", arguments->since, "runs from this time on: YYYY-MM-DD or YYYY-MM-DDTHH:MM[:SS], UTC");
@@ -117,24 +117,24 @@ Runner set_up_stats(ArgumentParser parser) {
       .positive()
       .capture_default_str();
   parser.add_option("--html", arguments->html, "writes the page with charts to a file");
-  return [arguments](const Options& options) { return stats(options, *arguments); };
+  return [arguments](const CommonOptions& options) { return stats(options, *arguments); };
 }
 
-Runner set_up_history(ArgumentParser parser) {
+StationRunner set_up_history(ArgumentParser parser) {
   auto arguments = std::make_shared<Arguments>();
   parser.add_option("SERIAL", arguments->serial, "the phone's serial number");
   add_store(parser, arguments.get());
   parser.add_option("--run", arguments->run, "one run instead, by its id");
   parser.add_option("--limit", arguments->limit, "at most so many runs, the newest").non_negative();
   parser.add_flag("--full", arguments->full, "every step and measurement");
-  return [arguments](const Options& options) { return history(options, *arguments); };
+  return [arguments](const CommonOptions& options) { return history(options, *arguments); };
 }
 
-Runner set_up_sync(ArgumentParser parser) {
+StationRunner set_up_sync(ArgumentParser parser) {
   auto arguments = std::make_shared<Arguments>();
   add_store(parser, arguments.get());
   parser.add_option("--spool", arguments->spool, "the file in which runs wait (default: in the user's state folder)");
-  return [arguments](const Options& options) { return sync(options, *arguments); };
+  return [arguments](const CommonOptions& options) { return sync(options, *arguments); };
 }
 
 }  // namespace factory

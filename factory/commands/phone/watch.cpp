@@ -13,7 +13,7 @@
 #include "check/event_feed.h"
 #include "check/live_view.h"
 #include "cli/terminal.h"
-#include "commands/commands.h"
+#include "commands/phone/commands.h"
 #include "files/json_text.h"
 #include "phone/session.h"
 #include "record/exit_code.h"

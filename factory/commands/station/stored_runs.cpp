@@ -1,4 +1,4 @@
-#include "commands/stored_runs.h"
+#include "commands/station/stored_runs.h"
 
 #include "cli/terminal.h"
 #include "files/json_text.h"

@@ -1,9 +1,11 @@
-// Set-up of each command; see command.h.
+// The commands that a phone needs.
 #pragma once
 
 #include <functional>
+#include <vector>
 
-#include "cli/argument_parser.h"
+#include "cli/command.h"
+#include "cli/parser_tree.h"
 #include "phone/options.h"
 #include "run/plan.h"
 
@@ -13,17 +15,19 @@ namespace factory {
 int run_request(const Options& options, const plan::Plan& plan);
 
 using Runner = std::function<int(const Options& options)>;
+using Command = CommandOf<Options>;
+
+// In the order in which --help lists them.
+const std::vector<Command>& phone_commands();
+
+// The man page and the completions of the whole program; `more` knows the words that this half does not.
+std::vector<Command> manual_commands(const Offer& more);
 
 Runner set_up_sensors(ArgumentParser parser);
 Runner set_up_calibrate(ArgumentParser parser);
 Runner set_up_get(ArgumentParser parser);
 Runner set_up_set(ArgumentParser parser);
 Runner set_up_backlight(ArgumentParser parser);
-Runner set_up_run(ArgumentParser parser);
-Runner set_up_show(ArgumentParser parser);
-Runner set_up_stats(ArgumentParser parser);
-Runner set_up_history(ArgumentParser parser);
-Runner set_up_sync(ArgumentParser parser);
 Runner set_up_report(ArgumentParser parser);
 Runner set_up_judge(ArgumentParser parser);
 Runner set_up_selftest(ArgumentParser parser);
@@ -34,7 +38,5 @@ Runner set_up_collect(ArgumentParser parser);
 Runner set_up_hub(ArgumentParser parser);
 Runner set_up_check(ArgumentParser parser);
 Runner set_up_watch(ArgumentParser parser);
-Runner set_up_man(ArgumentParser parser);
-Runner set_up_completion(ArgumentParser parser);
 
 }  // namespace factory

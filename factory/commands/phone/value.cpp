@@ -6,7 +6,7 @@
 #include <optional>
 
 #include "cli/terminal.h"
-#include "commands/commands.h"
+#include "commands/phone/commands.h"
 #include "files/json_text.h"
 #include "phone/hub_watch.h"
 #include "phone/session.h"

@@ -1,0 +1,110 @@
+// `sensorcal grr`: how well stations repeat themselves and each other, from a file or a store.
+#include "commands/station/grr.h"
+
+#include <filesystem>
+#include <iostream>
+#include <memory>
+
+#include "commands/station/commands.h"
+#include "commands/station/stored_runs.h"
+#include "files/json_text.h"
+#include "store/keeper.h"
+
+namespace factory {
+namespace {
+
+grr::Findings from_file(const GrrArguments& a) {
+  grr::Findings out{a.alpha, {}, {}};
+  grr::Study study;
+  const grr::Subject subject{std::filesystem::path(a.file).filename().string(), a.unit, a.low, a.high};
+  const std::string problem = make_study(subject, grr::read_csv(a.file), &study);
+  if (!problem.empty()) throw AppError(kUsage, a.file + ": no study: " + problem);
+  out.add(study);
+  return out;
+}
+
+grr::Findings from_series(const grr::SeriesOfRuns& runs, const GrrArguments& a) {
+  grr::Findings out{a.alpha, {}, {}};
+  for (const grr::Series& series : runs.series) {
+    grr::Study study;
+    const std::string problem = make_study(series.subject, series.readings, &study);
+    if (problem.empty()) {
+      out.add(study);
+    } else {
+      out.skipped.push_back({series.subject.name, problem});
+    }
+  }
+  if (runs.without_serial > 0) {
+    out.skipped.push_back({store::count_of_runs(static_cast<int>(runs.without_serial)) + " without a serial number",
+                           "which phone it was is not known"});
+  }
+  return out;
+}
+
+grr::SeriesOfRuns from_store(const CommonOptions& options, GrrArguments a) {
+  if (!a.since.empty()) a.filter.since_ms = store::parse_time_ms(a.since);
+  if (!a.until.empty()) a.filter.until_ms = store::parse_time_ms(a.until);
+  a.filter.profile = options.profile;
+  return guarded([&] { return grr::stored_series(opened_store(a.uri).get(), a.filter); });
+}
+
+int tell(const grr::Findings& findings, const CommonOptions& options, const GrrArguments& a) {
+  if (options.json) {
+    std::cout << json_pretty(to_json(findings)) << std::endl;
+  } else {
+    std::cout << to_text(findings, a.full) << std::flush;
+    if (findings.studies.empty()) std::cout << "no study\n";
+  }
+  return findings.studies.empty() || findings.any_rejected() ? kFailed : kPassed;
+}
+
+}  // namespace
+
+int tell_grr(const grr::SeriesOfRuns& runs, const CommonOptions& options, const GrrArguments& a) {
+  return tell(from_series(runs, a), options, a);
+}
+
+void require_consistent(const GrrArguments& a, bool made) {
+  const bool limits = a.low || a.high || !a.unit.empty();
+  if (limits && a.file.empty())
+    throw AppError(kUsage, "grr: --low, --high and --unit go with a file; runs have their own");
+  if (a.low && a.high && *a.low >= *a.high) throw AppError(kUsage, "grr: --low is not below --high");
+  const store::Filter& f = a.filter;
+  const bool filters = !(a.since + a.until + f.station + f.plan + f.version).empty();
+  if (filters && (made || !a.file.empty()))
+    throw AppError(kUsage, "grr: --since, --until, --station, --plan and --app-version choose stored runs only");
+}
+
+int run_grr(const CommonOptions& options, const GrrArguments& a) {
+  require_consistent(a, false);
+  if (!a.file.empty()) return tell(from_file(a), options, a);
+  if (a.uri.empty()) throw AppError(kUsage, "grr: wanted: a file or --store");
+  return tell_grr(from_store(options, a), options, a);
+}
+
+void add_grr_options(ArgumentParser parser, GrrArguments* arguments) {
+  GrrArguments& a = *arguments;
+  parser.add_option("FILE", a.file, "readings as comma-separated values: columns phone, station, trial, value");
+  parser.add_option("--low", a.low, "the value's lower limit, with a file");
+  parser.add_option("--high", a.high, "the value's upper limit, with a file");
+  parser.add_option("--unit", a.unit, "the value's unit, with a file");
+  parser.add_option("--store", a.uri, "runs of a store instead of a file").envname("SENSORCAL_STORE");
+  parser.add_option("--since", a.since, "runs from this time on: YYYY-MM-DD or YYYY-MM-DDTHH:MM[:SS], UTC");
+  parser.add_option("--until", a.until, "runs before this time");
+  parser.add_option("--station", a.filter.station, "runs of one station");
+  parser.add_option("--plan", a.filter.plan, "runs of the plan of this name");
+  parser.add_option("--app-version", a.filter.version, "runs by one version of sensorcal");
+  parser.add_option("--measurement", a.filter.measurement, "measurements of this name only");
+  parser.add_option("--alpha", a.alpha, "an interaction whose p is above this counts as repeatability")
+      .in_range(0, 1)
+      .capture_default_str();
+  parser.add_flag("--full", a.full, "the whole analysis of each measurement");
+}
+
+StationRunner set_up_grr(ArgumentParser parser) {
+  auto arguments = std::make_shared<GrrArguments>();
+  add_grr_options(parser, arguments.get());
+  return [arguments](const CommonOptions& options) { return run_grr(options, *arguments); };
+}
+
+}  // namespace factory

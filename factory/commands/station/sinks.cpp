@@ -1,0 +1,91 @@
+#include "commands/station/sinks.h"
+
+#include <filesystem>
+#include <optional>
+#include <utility>
+
+#include "cli/argument_parser.h"
+#include "record/exit_code.h"
+#include "report/report.h"
+#include "store/keeper.h"
+#include "store/plan_hash.h"
+#include "store/run_id.h"
+
+namespace factory {
+namespace {
+
+namespace fs = std::filesystem;
+using record::delivered;
+
+// The store is opened before the phone is touched; the server has its turn when the run is over and its verdict told.
+class RunStore : public record::Sink {
+ public:
+  void add_options(ArgumentParser parser) override {
+    parser.add_option("--store", uri_, "keeps the run in a file, sqlite:FILE, or on a server, postgresql://...")
+        .envname("SENSORCAL_STORE");
+    parser.add_option("--spool", spool_,
+                      "with a server: the file in which runs wait for it (default: in the user's state folder)");
+    parser.add_flag("--store-samples", samples_, "stores the sample windows, too");
+  }
+  void open() override {
+    if (!uri_.empty()) keeper_.emplace(uri_, spool_, samples_);
+  }
+  bool keep(record::Run* run) override {
+    if (!keeper_) return true;
+    run->id = id_ = store::make_run_id(run->started);
+    return delivered("the run was not stored: ", [&] { keeper_->keep(*run); });
+  }
+  bool write(const record::Run& /*run*/, const record::Aside& /*aside*/) override { return true; }
+  bool close() override {
+    return !keeper_ || keeper_->bring_up(id_);
+  }
+
+ private:
+  std::string uri_;
+  std::string spool_;
+  bool samples_ = false;
+  std::string id_;
+  std::optional<store::Keeper> keeper_;  // none: nothing is stored
+};
+
+}  // namespace
+
+void Files::add_options(ArgumentParser parser) {
+  parser.add_option("--html", html_, "writes the report page to a file");
+  parser.add_option("--junit", junit_, "writes the result as JUnit's XML to a file");
+  parser.add_option("--csv", csv_, "writes measurements and samples as CSV files to a folder");
+}
+
+void Files::open() {
+  for (std::string* file : {&html_, &junit_, &csv_}) {
+    if (!file->empty()) *file = fs::absolute(*file).lexically_normal().string();
+  }
+  const std::pair<const char*, const std::string*> kFiles[] = {{"--html", &html_}, {"--junit", &junit_}};
+  for (const auto& [option, file] : kFiles) {
+    if (file->empty()) continue;
+    const std::string named = std::string(option) + " " + *file + ": ";
+    if (fs::is_directory(*file)) throw AppError(kUsage, named + "is a folder");
+    const fs::path folder = fs::path(*file).parent_path();
+    if (!fs::is_directory(folder)) throw AppError(kUsage, named + folder.string() + " is no folder");
+  }
+  if (!csv_.empty() && fs::exists(csv_) && !fs::is_directory(csv_))
+    throw AppError(kUsage, "--csv " + csv_ + ": is no folder");
+}
+
+bool Files::keep(record::Run* run) {
+  store::hash_plan(run);
+  return true;
+}
+
+bool Files::write(const record::Run& run, const record::Aside& aside) {
+  const bool page = html_.empty() || delivered("", [&] { write_html_report(run, html_, aside); });
+  const bool junit = junit_.empty() || delivered("", [&] { write_junit(run, junit_); });
+  const bool csv = csv_.empty() || delivered("", [&] { write_csv(run, csv_); });
+  return page && junit && csv;
+}
+
+std::vector<std::shared_ptr<record::Sink>> station_sinks() {
+  return {std::make_shared<RunStore>(), std::make_shared<Files>()};
+}
+
+}  // namespace factory

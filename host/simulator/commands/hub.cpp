@@ -1,0 +1,82 @@
+// `sensorcal hub` of a simulated phone: what its hub holds, what was sent to it, and any message by hand.
+#include <errno.h>
+#include <string.h>
+
+#include <fstream>
+#include <iostream>
+#include <memory>
+
+#include "cli/terminal.h"
+#include "commands/phone/commands.h"
+#include "files/json_text.h"
+#include "phone/hub_message.h"
+#include "record/record_json.h"
+#include "phone/core/phone.h"
+#include "simulator/simulated_phone.h"
+
+namespace factory {
+namespace {
+
+std::string values_text(const Json::Value& value) {
+  if (value.isNull()) return "-";
+  if (value.isDouble())
+    return number_text(json_number(static_cast<float>(value.asDouble())));  // the hub's words are floats
+  if (!value.isArray() && !value.isObject()) return number_text(value);
+  std::string out;
+  for (auto entry = value.begin(); entry != value.end(); ++entry) {
+    out += out.empty() ? "" : "  ";
+    if (value.isObject()) out += entry.name() + "=";
+    out += values_text(*entry);
+  }
+  return out.empty() ? "-" : out;
+}
+
+int show_state(const Options& options) {
+  const Json::Value state = open_simulated(options)->hub_state();
+  if (options.json) {
+    std::cout << json_pretty(state) << "\n";
+    return kPassed;
+  }
+  std::vector<std::vector<std::string>> rows = {{"sensor", "value", "holds", "unit", ""}};
+  for (const std::string& sensor : state.getMemberNames()) {
+    for (const std::string& name : state[sensor].getMemberNames()) {
+      const Json::Value& entry = state[sensor][name];
+      rows.push_back({sensor, name, values_text(entry["value"]), entry["unit"].asString(),
+                      entry["set"].asBool() ? "set" : faint("default")});
+    }
+  }
+  std::cout << table(rows);
+  return kPassed;
+}
+
+int show_log(const std::string& path) {
+  std::ifstream file(path);
+  if (!file) throw AppError(kUsage, path + ": " + strerror(errno));
+  std::string line;
+  for (int number = 1; std::getline(file, line); ++number) {
+    if (line.empty()) continue;
+    try {
+      std::cout << to_text(record::read_hub_message(line)) << "\n";
+    } catch (const record::FormatError& error) {
+      throw AppError(kUsage, path + ":" + std::to_string(number) + ": not a hub message: " + error.what());
+    }
+  }
+  return kPassed;
+}
+
+}  // namespace
+
+Runner set_up_simulated_hub(ArgumentParser parser) {
+  auto runner = std::make_shared<Runner>();
+  parser.add_subcommand("state", "what the hub holds, with units", [runner] { *runner = show_state; });
+  auto path = std::make_shared<std::string>();
+  parser
+      .add_subcommand("log", "print a file that --hub-log wrote",
+                      [runner, path] { *runner = [path](const Options&) { return show_log(*path); }; })
+      .add_option("FILE", *path, "the file")
+      .required();
+  const Runner send = set_up_hub(parser);
+  return [runner, send](const Options& options) { return (*runner ? *runner : send)(options); };
+}
+
+}  // namespace factory
