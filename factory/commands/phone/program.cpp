@@ -20,8 +20,9 @@ namespace {
 
 void add_common_options(CLI::App& app, Options* options) {
   app.add_option("--world", options->world,
-                 phones_are_simulated() ? "sets the fixture, KEY=VALUE; may be repeated"
-                                        : "how the fixture stands, KEY=VALUE: nobody is asked to set it; may be repeated")
+                 phones_are_simulated()
+                     ? "sets the fixture, KEY=VALUE; may be repeated"
+                     : "how the fixture stands, KEY=VALUE: nobody is asked to set it; may be repeated")
       ->take_all()
       ->allow_extra_args(false);
   app.add_option("--log", options->log, "writes the log lines to a file, as logcat's threadtime form");

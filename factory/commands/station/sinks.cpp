@@ -36,9 +36,7 @@ class RunStore : public record::Sink {
     return delivered("the run was not stored: ", [&] { keeper_->keep(*run); });
   }
   bool write(const record::Run& /*run*/, const record::Aside& /*aside*/) override { return true; }
-  bool close() override {
-    return !keeper_ || keeper_->bring_up(id_);
-  }
+  bool close() override { return !keeper_ || keeper_->bring_up(id_); }
 
  private:
   std::string uri_;

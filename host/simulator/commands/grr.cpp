@@ -99,9 +99,10 @@ Runner set_up_simulated_grr(ArgumentParser parser) {
   auto arguments = std::make_shared<Arguments>();
   Arguments& a = *arguments;
   add_grr_options(parser, &a);
-  parser.add_option("--run", a.run,
-                    "runs this plan file on simulated phones, drawn from --seed and the following numbers; with --store "
-                    "they go there, too");
+  parser.add_option(
+      "--run", a.run,
+      "runs this plan file on simulated phones, drawn from --seed and the following numbers; with --store "
+      "they go there, too");
   parser.add_option("--phones", a.phones, "with --run: how many phones").range(2, 1000).capture_default_str();
   parser.add_option("--stations", a.stations, "with --run: how many stations").range(2, 1000).capture_default_str();
   parser.add_option("--trials", a.trials, "with --run: how often each phone is at each station")

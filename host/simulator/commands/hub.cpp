@@ -9,9 +9,9 @@
 #include "cli/terminal.h"
 #include "commands/phone/commands.h"
 #include "files/json_text.h"
+#include "phone/core/phone.h"
 #include "phone/hub_message.h"
 #include "record/record_json.h"
-#include "phone/core/phone.h"
 #include "simulator/simulated_phone.h"
 
 namespace factory {
