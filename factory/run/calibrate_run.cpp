@@ -127,6 +127,7 @@ void StepRun::measure_run(const Calibration& c) {
   const std::string unit = found_unit(*c.kind, c.golden);
   if (c.axes.empty() && attempt_.reasons.empty() && !session_.interrupted() && (limits.low || limits.high))
     attempt_.fail({Why::value_missing, "the run left no value to judge"});
+  constexpr double kGoldenMin = 1;  // counts: a scale to a golden value of none would be none
   const bool has_usual = !c.golden && c.kind->found_low < c.kind->found_high;
   for (size_t i = 0; i < c.axes.size(); ++i) {
     const Axis& axis = c.axes[i];
@@ -144,6 +145,7 @@ void StepRun::measure_run(const Calibration& c) {
         axis.scale ? std::nullopt : std::optional<double>(axis.standard_deviation / std::sqrt(std::max(1, c.samples))),
         limits.low  ? std::optional(limits.low->at(i))
         : has_usual ? std::optional(c.kind->found_low)
+        : c.golden  ? std::optional(kGoldenMin)
                     : std::nullopt,
         limits.high ? std::optional(limits.high->at(i))
         : has_usual ? std::optional(c.kind->found_high)

@@ -35,6 +35,7 @@ struct Panel {
   int brightness = 0;         // that the panel was left at by the run
   int restored = -1;          // brightness put back afterwards; -1: could not be
   std::vector<double> found;  // lux, or the channels
+  double deviation = 0;       // standard deviation of its samples, the first channel's
   bool colour = false;
   bool refused = false;   // the panel did not take the brightness: nothing was measured, and nothing sent
   bool finished = false;  // the library's run came to its end; it may send a level all the same

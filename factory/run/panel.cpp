@@ -18,6 +18,7 @@ using record::Why;
 constexpr int kLow = 14;
 constexpr int kFinished = 2;
 constexpr double kPlainLimitLux = 1;
+constexpr double kSteadyShare = 0.05;  // of the panel's light, on top of it: the noise that a level may have
 constexpr char kNoNumbersHint[] = "the sensor delivers values that are no numbers";
 
 int read_node(Session& session, const char* path) {
@@ -107,6 +108,12 @@ void judge_level(Calibration* c) {
   }
   if (!std::all_of(panel.found.begin(), panel.found.end(), finite))
     return fail(c, Why::sensor_no_number, "the level found is not a number", kNoNumbersHint);
+  if (!panel.colour && panel.deviation > kPlainLimitLux + kSteadyShare * panel.found[0]) {
+    return fail(c, Why::value_outside,
+                "the panel's light of " + plain(panel.found[0]) + " lux is unsteady: noise " + plain(panel.deviation) +
+                    " lux, limit " + plain(kPlainLimitLux + kSteadyShare * panel.found[0]) + " lux",
+                "the sensor is noisy, or other light comes in: close the dark box and repeat");
+  }
   const bool lit = std::any_of(panel.found.begin(), panel.found.end(), [](double value) { return value > 0; });
   if (lit || (panel.level == kLow && !panel.colour && is_faint())) return;
   fail(c, Why::panel_dark, "the sensor sees no light of the panel at brightness " + std::to_string(panel.brightness),
@@ -150,6 +157,7 @@ double run_at_panel(Session& session, Calibration* c) {
   if (panel.finished) {
     const int values = panel.colour ? 5 : 1;
     panel.found.assign(record.mean, record.mean + values);
+    panel.deviation = std::sqrt(std::max(0.0, static_cast<double>(record.variance[0])));
   }
   c->panel = panel;
   if (panel.refused) {

@@ -25,11 +25,13 @@ Json::Value fixture_of(const Request& request, const std::vector<std::string>& w
   return out;
 }
 
-// Channels are held against golden values, which say nothing of the lamp that they were taken under: only what the
-// fixture is said to be can show that it is another one.
-void require_lamp(const Request& request, const std::vector<std::string>& world) {
-  const Sensor* kind = request.channel ? nullptr : find_kind(request.type, request.param);
-  if (kind == nullptr || kind->result != Result::channel_scale) return;
+// Offsets and light are held against what the fixture says. Golden values say nothing of the lamp that they were taken
+// under, thresholds nothing of the target's distance, and what the hub or the chip finds is held against nothing: only
+// what is said of the fixture can show that it is another one.
+void require_fixture(const Request& request, const std::vector<std::string>& world) {
+  if (request.channel) return;
+  const Sensor* kind = find_kind(request.type, request.param);
+  if (kind != nullptr && (kind->result == Result::offset || kind->result == Result::lux_scale)) return;
   for (const Need& need : step_of(request.type, request.param)->needs) {
     std::string wanted;
     if (!read_fixture_value(need.key, need.value, &wanted).empty()) continue;
@@ -78,7 +80,7 @@ Plan plan_of(const std::string& name, const std::vector<Request>& requests, cons
     const std::string problem =
         request.channel ? channel_problem(request.type, request.screen) : step_problem(request.type, request.param);
     if (!problem.empty()) throw AppError(kUsage, problem);
-    require_lamp(request, world);
+    require_fixture(request, world);
     Json::Value step = calibration_of(request);
     const Json::Value fixture = fixture_of(request, world);
     constexpr int kThresholds = 2;

@@ -172,6 +172,8 @@ constexpr Sensor kSensors[] = {
 
 constexpr Need kLyingFlat[] = {{"up", "flat"}};
 constexpr Need kUnderLamp[] = {{"lux", "200 lux"}, {"dark-box", "off"}};
+constexpr Need kUnderColourLamp[] = {{"lux", "200 lux"}, {"dark-box", "off"}, {"cct", "4000 K"}};
+constexpr Need kUnderBrightLamp[] = {{"lux", "2000 lux"}, {"dark-box", "off"}};
 constexpr Need kInDarkBox[] = {{"dark-box", "on"}};  // no light but the panel's own
 constexpr Need kNoTarget[] = {{"target", "none"}};
 constexpr Need kTargetAt3Cm[] = {{"target", "3 cm"}};
@@ -186,26 +188,26 @@ constexpr char kPanelLevel[] = "the panel level in the hub";
 
 // In the order of their numbers, which mean the same for every sensor that has the step.
 constexpr StepRow kSteps[] = {
-    {Steps::channels, -1, -1, "golden values", Stored::golden, nullptr, kUnderLamp},
+    {Steps::channels, -1, -1, "golden values", Stored::golden, nullptr, kUnderColourLamp},
     {Steps::sar, -1, -1, "soft calibration", 0, kSarInChip},
     {Steps::accelerometer, 0, 0, "offset", Stored::inertial_offset, nullptr, kLyingFlat},
     {Steps::gyroscope, 0, 0, "offset", Stored::inertial_offset, kRunTimeBias},
     {Steps::pressure, 0, 0, "offset", Stored::pressure_offset},
     {Steps::lux_scale, 0, 0, "scale", Stored::scale, nullptr, kUnderLamp},
-    {Steps::channels, 0, 0, "channel scales", Stored::channel_scales, nullptr, kUnderLamp},
+    {Steps::channels, 0, 0, "channel scales", Stored::channel_scales, nullptr, kUnderColourLamp},
     {Steps::sar, 0, 0, "calibration", 0, kSarInChip},
     {Steps::proximity, 0, 0, "crosstalk", Stored::thresholds, kChipCrosstalk, kNoTarget},
     {Steps::proximity, 2, 2, "thresholds", Stored::thresholds, nullptr, kTargetAt3Cm},
     {Steps::any, 4, 4, "self-test"},
-    {Steps::tof, 5, 5, "time-of-flight reference", 0, kTofInChip, {}, Chip::time_of_flight},
+    {Steps::tof, 5, 5, "time-of-flight reference", 0, kTofInChip, kNoTarget, Chip::time_of_flight},
     {Steps::tof, 6, 6, "time-of-flight offset", 0, kTofInChip, kTargetAt10Cm, Chip::time_of_flight},
     {Steps::tof_crosstalk, 7, 7, "time-of-flight crosstalk", 0, kTofInChip, kNoTarget, Chip::time_of_flight},
-    {Steps::under_panel, 8, 10, "light under OLED", 0, kInHub},
-    {Steps::light, 11, 11, "light under OLED", 0, kInHub},
-    {Steps::light, 12, 12, "high lux", 0, kInHub},
+    {Steps::under_panel, 8, 10, "light under OLED", 0, kInHub, kInDarkBox},
+    {Steps::light, 11, 11, "light under OLED", 0, kInHub, kInDarkBox},
+    {Steps::light, 12, 12, "high lux", 0, kInHub, kUnderBrightLamp},
     {Steps::panel_levels, 13, 13, "panel at full brightness", 0, kPanelLevel, kInDarkBox},
     {Steps::panel_levels, 14, 14, "panel at a reduced brightness", 0, kPanelLevel, kInDarkBox},
-    {Steps::light, 15, 18, "high lux", 0, kInHub},
+    {Steps::light, 15, 18, "high lux", 0, kInHub, kUnderBrightLamp},
     {Steps::proximity, 19, 19, "thresholds from the saved delta", Stored::thresholds, nullptr, kNoTarget,
      Chip::no_hardware_crosstalk},
 };

@@ -39,6 +39,7 @@ class HostFixture : public Fixture {
     if (station_) phone_->set_world(as_built(meant_, *station_));
   }
 
+  phone::Phone& phone() { return *phone_; }
   std::string device_root() const override { return phone_->directory(); }
   std::vector<std::pair<std::string, std::string>> facts() const override {
     return {
@@ -85,6 +86,8 @@ class HostFixture : public Fixture {
 };
 
 }  // namespace
+
+phone::Phone& phone_of(Fixture& fixture) { return dynamic_cast<HostFixture&>(fixture).phone(); }
 
 bool phones_are_simulated() { return true; }
 

@@ -26,6 +26,8 @@ struct Arguments {
   bool json = false;
   bool quiet = false;
   bool each = false;
+  std::string read;
+  std::vector<std::string> faults;
 };
 
 // In memory where there is such a file system: a phone writes its hub's store at every change, and waits for the disk.
@@ -119,6 +121,17 @@ class Run {
   std::set<uint64_t> missing_;  // guarded by mutex_
 };
 
+// What the phone's hub holds, and how far its fresh samples are off.
+int read_phone(const Arguments& arguments) {
+  Verdict verdict;
+  verdict.residuals = measure_residuals(arguments.read, arguments.faults);
+  std::erase_if(verdict.residuals, [](const Residual& residual) { return !residual.stored; });
+  Json::Value out = to_json(verdict)["residuals"];
+  for (Json::Value& residual : out) residual["stored"] = true;
+  std::cout << factory::json_line(out) << std::endl;
+  return 0;
+}
+
 int run(const Arguments& arguments) {
   const auto start = std::chrono::steady_clock::now();
   Run run(arguments);
@@ -150,9 +163,11 @@ int main(int argc, char** argv) {
   app.add_flag("--json", arguments.json, "the result as JSON");
   app.add_flag("--quiet", arguments.quiet, "no progress");
   app.add_flag("--each", arguments.each, "a line for each phone");
+  app.add_option("--read", arguments.read, "reads the phone in this folder instead");
+  app.add_option("--fault", arguments.faults, "a fault of that phone");
   CLI11_PARSE(app, argc, argv);
   try {
-    return acceptance::run(arguments);
+    return arguments.read.empty() ? acceptance::run(arguments) : acceptance::read_phone(arguments);
   } catch (const std::exception& error) {
     std::cerr << "acceptance: " << error.what() << "\n";
     return 2;

@@ -3,6 +3,9 @@
 #include <atomic>
 #include <mutex>
 
+#include "phone/core/phone.h"
+#include "simulator/simulated_phone.h"
+
 namespace acceptance {
 namespace {
 
@@ -20,15 +23,15 @@ using ::android::hardware::sensors::V1_0::SensorType;
 class EventCounter {
  public:
   EventCounter(factory::Session& session, const std::vector<Movement>& movements)
-      : session_(session), movements_(movements) {}
+      : phone_(factory::phone_of(session.fixture())), movements_(movements) {}
 
   void count() {
     const std::lock_guard<std::mutex> lock(mutex_);
     ++events_;
     if (resting_) return;
     for (const Movement& movement : movements_) {
-      if (events_ == movement.first) session_.fixture().set_world(movement.key, movement.moved);
-      if (events_ == movement.first + movement.length) session_.fixture().set_world(movement.key, movement.still);
+      if (events_ == movement.first) phone_.disturb(movement.key, movement.moved);
+      if (events_ == movement.first + movement.length) phone_.disturb(movement.key, "");
     }
   }
   void rest() {
@@ -37,7 +40,7 @@ class EventCounter {
   }
 
  private:
-  factory::Session& session_;
+  phone::Phone& phone_;
   const std::vector<Movement> movements_;
   std::mutex mutex_;
   int events_ = 0;        // guarded by mutex_

@@ -1,5 +1,6 @@
-// Moves the world while a plan runs. It stands between the sensor service and its clients and counts what is delivered,
-// so that a movement begins and ends with the same event in every run of the same phone.
+// Moves the world while a plan runs, behind the back of the fixture and of whoever judges by it. It stands between the
+// sensor service and its clients and counts what is delivered, so that a movement begins and ends with the same event
+// in every run of the same phone.
 #pragma once
 
 #include <host/no_direct_channels.h>

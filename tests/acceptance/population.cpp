@@ -41,20 +41,18 @@ Movement draw_movement(const phone::Draws& draws) {
     const char* key;
     double low;
     double high;
-    const char* still;
     double until;  // of the uniform draw
   };
-  constexpr Row kRows[] = {{"vibration", 0.02, 5, "0", 0.3},
-                           {"rotation", 0.0005, 2, "0,0,0", 0.6},
-                           {"up", 0.05, 30, "flat", 0.8},
-                           {"pressure", 0.05, 5, "1013.25", 0.85},
-                           {"lux", 0.2, 1, "200", 1}};
+  constexpr Row kRows[] = {{"vibration", 0.02, 5, 0.3},
+                           {"rotation", 0.0005, 2, 0.6},
+                           {"up", 0.05, 30, 0.8},
+                           {"pressure", 0.05, 5, 0.85},
+                           {"lux", 0.2, 1, 1}};
   const Row* row = kRows;
   while (draws.uniform(0) >= row->until) ++row;
   const double size = spread(row->low, row->high, draws.uniform(1));
   Movement out;
   out.key = row->key;
-  out.still = row->still;
   const std::string key = row->key;
   out.moved = key == "rotation"   ? direction(draws.of("direction"), size)
               : key == "up"       ? "tilted:" + number(size)

@@ -19,7 +19,6 @@ const char* name_of(Population population);
 struct Movement {
   std::string key;
   std::string moved;  // as Fixture::set_world() takes them
-  std::string still;
   int first = 0;
   int length = 0;
 };

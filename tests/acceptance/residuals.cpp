@@ -92,8 +92,9 @@ class Collector : public IEventQueueCallback {
 
 class Bench {
  public:
-  explicit Bench(const std::string& directory) {
+  Bench(const std::string& directory, const std::vector<std::string>& faults) {
     phone::PhoneOptions options;
+    options.faults = faults;
     options.directory = directory;
     options.speed = std::numeric_limits<double>::infinity();
     phone = phone::Phone::open(options);
@@ -214,8 +215,8 @@ Residual measure_proximity(Bench& bench, const Json::Value& hub) {
 
 }  // namespace
 
-std::vector<Residual> measure_residuals(const std::string& directory) {
-  Bench bench(directory);
+std::vector<Residual> measure_residuals(const std::string& directory, const std::vector<std::string>& faults) {
+  Bench bench(directory, faults);
   bench.panel(0);
   const Json::Value hub = bench.phone->hub_state();
   std::vector<Residual> out;

@@ -17,7 +17,7 @@ struct Residual {
   bool exceeds() const { return !(value <= limit); }
 };
 
-// Opens the phone in `directory` anew, at rest under the factory's lamp.
-std::vector<Residual> measure_residuals(const std::string& directory);
+// Opens the phone in `directory` anew, at rest under the factory's lamp, with faults that are its own.
+std::vector<Residual> measure_residuals(const std::string& directory, const std::vector<std::string>& faults = {});
 
 }  // namespace acceptance

@@ -56,10 +56,11 @@ calibrate Prx --param 1|no step 1 for Prx
 tof 5 --sensor Acc|no step 5 for Acc
 tof 7|no step 7 for Tof \(time of flight\); it has 4 self-test, 5 time-of-flight reference, 6 time-of-flight offset$
 calibrate CCT_F_strm --world lux=100|CCT_F_strm is calibrated with lux=200, not with --world lux=100$
+calibrate Lux --param 15 --world lux=200|Lux is calibrated with lux=2000, not with --world lux=200$
 calibrate CCT_B_strm --golden --world dark-box=on|CCT_B_strm is calibrated with dark-box=off
 channel Acc 0 200|Acc has no such channel: only Lux and Lux_B have channels
 ROWS
-run 3 calibrate Prx --param 6 --speed max --hub-log sent.jsonl
+run 2 calibrate Prx --param 6 --speed max --hub-log sent.jsonl
 has out "why: this phone's proximity sensor is no time-of-flight part: it has no step 6; nothing was sent"
 ! grep -q '"msg_type": *1[234]' sent.jsonl || fail 'a step was sent all the same'
 

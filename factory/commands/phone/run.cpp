@@ -14,6 +14,7 @@
 #include "phone/session.h"
 #include "record/exit_code.h"
 #include "record/record_json.h"
+#include "record/why.h"
 #include "run/attempt_text.h"
 #include "run/run_progress.h"
 
@@ -65,8 +66,26 @@ double speed_of(const Options& options) {
   return speed > 0 ? speed : std::numeric_limits<double>::infinity();
 }
 
+// Of the step under way when the run was ended: why, and whether its old values are back.
+std::string reasons_text(const record::Run& run) {
+  std::string out;
+  for (const record::Step& step : run.steps) {
+    if (step.outcome != record::Outcome::error || step.attempts.empty()) continue;
+    for (const record::Text& reason : step.attempts.back().reasons) out += "  why: " + reason.text + "\n";
+  }
+  return out;
+}
+
+// A step asked for by name that this phone's chip does not have.
+bool refused(const record::Run& run) {
+  const std::vector<record::Attempt>& attempts = run.steps.back().attempts;
+  return !attempts.empty() && !attempts.back().reasons.empty() &&
+         attempts.back().reasons.front().code == code_of(record::Why::other_phone);
+}
+
 // The record on standard output comes first: it is not lost where a file cannot be written. Returns the exit code.
-int hand_on(Session& session, record::Run run, const Options& options, const Sinks& sinks, const Review& review) {
+int hand_on(Session& session, record::Run run, const Options& options, bool single, const Sinks& sinks,
+            const Review& review) {
   bool all = true;
   for (const auto& sink : sinks) all &= sink->keep(&run);
   all &= record::delivered("the recording: ", [&] { session.fixture().run_ends(run); });
@@ -75,6 +94,7 @@ int hand_on(Session& session, record::Run run, const Options& options, const Sin
   const bool same = !review || review(run, &aside);
   for (const auto& sink : sinks) all &= sink->write(run, aside);
   all &= record::delivered("", [&] { session.require_logs(); });
+  if (single && refused(run)) return kUsage;
   return same ? exit_code(run.outcome, all) : kDiffers;
 }
 
@@ -92,14 +112,16 @@ int run_on_phone(const Options& options, const plan::Plan& plan, plan::RunInfo i
   Teller teller(plan, session, !options.json, single, speed_of(options));
   plan::PlanRun plan_run(session, plan, info, teller);
   const LastWill will(session, [&](const std::string& why) {
+    record::Run run = plan_run.abort(why);
+    if (!options.json && !why.empty()) std::cout << reasons_text(run) << std::flush;
     (void)record::delivered("", [&] {
-      if (hand_on(session, plan_run.abort(why), options, sinks, review) == kDiffers) _exit(kDiffers);
+      if (hand_on(session, std::move(run), options, single, sinks, review) == kDiffers) _exit(kDiffers);
     });
   });
   plan_run.run();
   const record::Run record = plan_run.record();
   if (!options.json && !single) std::cout << summary_text(plan_run.steps(), plan_run.verdict(), record.seconds);
-  return hand_on(session, record, options, sinks, review);
+  return hand_on(session, record, options, single, sinks, review);
 }
 
 }  // namespace

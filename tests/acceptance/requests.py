@@ -1,0 +1,353 @@
+#!/usr/bin/env python3
+"""Single requests on simulated phones with faults and wrong fixtures: looks for one that passed, or changed, what it should not.
+
+A request that passes is repeated on a twin, the same phone without faults in a good world, and must have stored what the
+twin stores and nothing else; `acceptance --read` then holds fresh samples against the truth. One that does not pass must
+have left everything as it was, or say what it left. The fixture's part is played behind the program's back.
+"""
+import argparse
+import collections
+import concurrent.futures
+import json
+import os
+import random
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+import time
+
+PROFILES = ['reference', 'normal-proximity', 'tof', 'hub-colour', 'colour-backlight', 'dov', 'raz', 'pok', 'tessak', 'velra']
+TAGS = ['Acc', 'Acc2', 'Gyr', 'Gyr2', 'Bar', 'Lux', 'Lux_F', 'Lux_B', 'Lux_B_strm', 'Lux_sec', 'Lux_sec_strm', 'Lux_pri2',
+        'Lux_pri2_strm', 'CCT_F_strm', 'CCT_B_strm', '33171007', 'Prx', 'Tof', '33171015', '33171016']
+OTHERS = ['Mag', 'MagCal', 'Grv', 'Rot', 'Tmp', 'Hum', 'Flicker', '16', '33171099']
+# Steps that others build on, which a good phone has behind it.
+BEFORE = {('Tof', 6): [5], ('Prx', 6): [5], ('Prx', 7): [5, 6], ('Prx', 2): [0], ('Prx', 19): [0, 2]}
+PHONES = 6  # of each profile
+PATHS = ['/mnt/vendor/nvcfg/sensor/lightSensorCali.json', '/vendor/etc/sensors/reference.json',
+         '/vendor/etc/sensors/judge_calibrated.json']
+PROPERTIES = ['ro.build.product', 'persist.vendor.goodix.cct_support', 'persist.vendor.display.under.cct',
+              'sys.backlight.max_equal_spec', 'persist.vendor.sensor.cali_sensor']
+# Faults that make another phone of it, the twin's too.
+OF_THE_PHONE = ('truncated', 'garbled', 'no-property', 'property')
+# What one look at a sensor cannot see: the name, the sensors, and what of the fixture was wrong all the time.
+UNSEEN = [('tilt', ('Acc', 'Acc2'), 'up'), ('turning', ('Gyr', 'Gyr2'), 'rotation'), ('pressure', ('Bar',), 'pressure'),
+          ('lamp', ('Lux', 'CCT', '33171007'), 'lux'),
+          ('dark box', ('Lux', 'CCT', '33171007'), 'dark-box'), ('lamp colour', ('Lux', 'CCT', '33171007'), 'cct'),
+          ('target', ('Prx', 'Tof'), 'target')]
+WORLD = {
+    'up': lambda r: f'tilted:{round(10 ** r.uniform(0, 1.954), 1)}',
+    'rotation': lambda r: ','.join(str(round(r.choice([0, 1, -1]) * 10 ** r.uniform(-3, 0.3), 4)) for _ in range(3)),
+    'vibration': lambda r: str(round(10 ** r.uniform(-1.7, 0.7), 3)),
+    'lux': lambda r: r.choice(['dark', str(round(200 * 2 ** r.uniform(-3, 3), 1))]),
+    'cct': lambda r: str(r.choice([2700, 3500, 5000, 6500])),
+    'pressure': lambda r: str(round(1013.25 + r.choice([-1, 1]) * 10 ** r.uniform(-1, 1.5), 2)),
+    'target': lambda r: r.choice(['none', '1', '2', '4', '8', '12']),
+    'dark-box': lambda r: r.choice(['on', 'off']),
+}
+LIMIT_S = 90
+
+
+def key_of(tag):
+    """The key of the world that matters most for a sensor."""
+    return {'A': ['up', 'vibration'], 'G': ['rotation', 'vibration'], 'B': ['pressure'], 'P': ['target'], 'T': ['target']}.get(
+        tag[0], ['lux', 'cct', 'dark-box'])
+
+
+class Trial:
+    def __init__(self, options):
+        self.o = options
+        self.folder = tempfile.mkdtemp(prefix='requests-', dir='/dev/shm' if os.access('/dev/shm', os.W_OK) else None)
+        listed = self.run(['sensors', '--fault', 'help']).stdout
+        self.faults = re.findall(r'^(\S+)  ', listed, re.M)
+        self.faults = [f for f in self.faults if not f.startswith('wrong-fixture')]
+        self.steps = {}
+        for tag in TAGS + OTHERS:
+            said = self.run(['calibrate', tag, '--param', '99', '--phone', self.folder + '/none']).stderr
+            ranges = re.findall(r'(-?\d+)(?: to (\d+))? [a-z]', said.split('it has ')[1])
+            self.steps[tag] = [p for a, b in ranges for p in range(int(a), int(b or a) + 1)]
+        with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
+            list(pool.map(lambda which: self.make_base(*which), [(p, s) for p in PROFILES for s in range(1, PHONES + 1)]))
+
+    def run(self, arguments):
+        return subprocess.run([self.o.sensorcal, *arguments], capture_output=True, text=True, timeout=LIMIT_S)
+
+    def base(self, profile, seed):
+        return f'{self.folder}/{profile}-{seed}'
+
+    def make_base(self, profile, seed):
+        """A phone whose golden values are known, as colour needs them, and nothing else."""
+        plan = json.load(open(f'{self.o.plans}/{profile}.json'))
+        golden = [s for block in plan['steps'] for s in block.get('steps', []) if s.get('golden')]
+        file = self.base(profile, seed) + '.json'
+        plan['steps'] = [{'fixture': {'lux': '200 lux', 'dark-box': 'off'}}] + golden
+        json.dump(plan, open(file, 'w'))
+        made = self.run(['run', file, '--phone', self.base(profile, seed), '--profile', profile, '--seed', str(seed),
+                         '--speed', 'max'])
+        if made.returncode != 0:
+            raise RuntimeError(f'{profile} {seed}: {made.stdout}{made.stderr}')
+        store = self.base(profile, seed) + '/hub_registry.json'
+        hub = json.load(open(store))
+        for values in hub['sensors'].values():
+            values.pop('channel_scales', None)
+        json.dump(hub, open(store, 'w'))
+
+    def fault(self, rng, form, tag):
+        name, _, arguments = form.partition(':')
+        tag = tag if rng.random() < 0.8 else rng.choice(TAGS)
+        if tag == 'Gyr' and rng.random() < 0.7:
+            tag = '16'  # which its calibration samples
+        if tag == 'Prx' and rng.random() < 0.7:
+            tag = '33171009' if rng.random() < 0.5 else 'Prx'
+        number = {'CALLS': 60, 'MESSAGES': 25, 'MS': 20, 'LEVEL': 4095}
+        wanted = arguments.strip('[]')
+        if wanted in number:
+            return f'{name}:{rng.randrange(number[wanted])}'
+        if wanted.startswith('SENSOR'):
+            amount = {'motion': lambda: 10 ** rng.uniform(-3, 1), 'out-of-range': lambda: 10 ** rng.uniform(-2, 4),
+                      'drift': lambda: 10 ** rng.uniform(-3, 0), 'burst': lambda: rng.randrange(2, 12),
+                      'late': lambda: rng.randrange(1, 700)}.get(name)
+            text = f'{name}:{tag}' if rng.random() < 0.9 else f'{name}:'
+            if amount and rng.random() < 0.7:
+                return f'{text},{round(amount(), 4)}'
+            return text.rstrip(':')
+        if wanted == 'CODE':
+            return f'{name}:{rng.randrange(0, 45)}' if rng.random() < 0.7 else name
+        if wanted.startswith('CODE,'):
+            return f'{name}:{rng.randrange(0, 45)},{rng.randrange(0, 6)},{rng.choice(["-5", "5", "0", "1", "1.0", "0.0", "0.7", "250"])}'
+        if wanted == 'PATH':
+            return f'{name}:{rng.choice(PATHS)}'
+        if wanted == 'NAME':
+            return f'{name}:{rng.choice(PROPERTIES)}'
+        if wanted == 'NAME=VALUE':
+            return f'{name}:{rng.choice(PROPERTIES)}={rng.choice(["1", "", "x", "0"])}'
+        return name
+
+    def draw(self, number):
+        rng = random.Random(f'{self.o.seed}/{number}')
+        case = {'number': number, 'profile': rng.choice(PROFILES), 'seed': rng.randrange(1, PHONES + 1)}
+        pairs = len(self.faults) * len(TAGS)
+        tag = TAGS[number % len(TAGS)] if number < pairs else rng.choice(TAGS if rng.random() < 0.9 else OTHERS)
+        steps = [s for s in self.steps[tag] if s != 4 or rng.random() < 0.1] or [4]
+        param = rng.choice(steps) if rng.random() < 0.8 or number < pairs else rng.randrange(-2, 22)
+        faults = [self.faults[number // len(TAGS)]] if number < pairs else rng.sample(self.faults, rng.choice([0, 0, 0, 1, 1, 2]))
+        case['faults'] = [self.fault(rng, form, tag) for form in faults]
+        request = ['calibrate', tag, '--param', str(param)]
+        other = rng.random() if number >= pairs else 1
+        if other < 0.04:
+            request = ['selftest', tag]
+        elif other < 0.08:
+            tag = '33171015'
+            request = ['sar', str(rng.choice([1, 2]))] + rng.choice([[], ['--soft']])
+        elif other < 0.12:
+            tag = rng.choice(['Tof', 'Prx'])
+            request = ['tof', str(rng.choice([5, 6, 7])), '--sensor', tag]
+        elif other < 0.18:
+            tag = rng.choice(['Lux', 'Lux_B', 'Lux_F', 'Acc'])
+            request = ['channel', tag, str(rng.randrange(-1, 8)), str(rng.choice([200, 1000]))] + rng.choice([[], ['--screen']])
+        step = int(request[1]) if request[0] == 'tof' else param if request[0] == 'calibrate' else None
+        case.update(tag=tag, request=request, step=step, told=[])
+        if rng.random() < 0.35 and number >= pairs:
+            key = rng.choice(key_of(tag)) if rng.random() < 0.8 else rng.choice(list(WORLD))
+            setting = f'{key}={WORLD[key](rng)}'
+            if rng.random() < 0.6:
+                case['faults'].append('wrong-fixture:' + setting)
+            else:
+                case['told'] = ['--world', setting]
+        return case
+
+    def command(self, case, phone, faults, told):
+        return [*case['request'], '--phone', phone, '--speed', 'max', '--json', *told, *(f'--fault={f}' for f in faults)]
+
+    def state(self, phone):
+        """What outlives the process: the hub's store and the files, without the panel's brightness."""
+        hub = json.load(open(phone + '/hub_registry.json'))
+        files = {}
+        for root, _, names in os.walk(phone + '/mnt'):
+            for name in names:
+                path = os.path.join(root, name)
+                files[path[len(phone):]] = open(path, 'rb').read()
+        return {**flat(hub, ''), **files}
+
+    def try_case(self, number):
+        case = self.draw(number)
+        phone = f'{self.folder}/{number}'
+        shutil.copytree(self.base(case['profile'], case['seed']), phone, symlinks=True)
+        for step in BEFORE.get((case['tag'], case['step']), [13] if case['step'] == 14 else []):
+            self.run(['calibrate', case['tag'], '--param', str(step), '--phone', phone, '--speed', 'max'])
+        shutil.copytree(phone, phone + '-twin', symlinks=True)
+        before = self.state(phone)
+        out = dict(case, misses=[], passed=False, unseen=None)
+        start = time.monotonic()
+        try:
+            done = self.run(self.command(case, phone, case['faults'], case['told']))
+            out['seconds'] = time.monotonic() - start
+            self.judge(case, phone, before, done, out)
+        except subprocess.TimeoutExpired:
+            out['misses'].append(f'hangs for {LIMIT_S} s')
+        except Exception as error:  # a miss of the trial itself is one, too
+            out['misses'].append(f'not judged: {error!r}')
+        for folder in (phone, phone + '-twin'):
+            shutil.rmtree(folder, ignore_errors=True)
+        out['command'] = 'sensorcal ' + ' '.join(
+            self.command(case, 'NEW', case['faults'], case['told'])) + f' --profile {case["profile"]} --seed {case["seed"]}'
+        return out
+
+    def judge(self, case, phone, before, done, out):
+        code = done.returncode
+        out['code'] = code
+        out['passed'] = code == 0
+        if code not in (0, 1, 2, 3):
+            return out['misses'].append(f'ended with {code}: {done.stderr[-200:]}')
+        after = self.state(phone)
+        damaged = any(f.split(':')[0] in ('truncated', 'garbled') for f in case['faults'])
+        changed = [k for k in set(before) | set(after) if value_of(before, k) != value_of(after, k) and not (damaged and k in PATHS)]
+        try:
+            record = json.loads(done.stdout)
+        except ValueError:
+            record = {}
+        if code != 0:
+            said = json.dumps(record) + done.stderr
+            told = any(words in said for words in ('not undone', 'not all back', 'could not be put back', 'is not known: read them',
+                                                   'cannot be undone'))
+            if changed and not told:
+                out['misses'].append(f'changed without a word: {sorted(changed)[:4]}')
+            if code == 1 and not case['faults'] and not case['told']:
+                reasons = [r['text'] for s in record.get('steps', []) for a in s['attempts'] for r in a['reasons']]
+                # Not every type has a self-test, nor every chip all channels.
+                if case['tag'] not in OTHERS and not (case['request'][0] == 'channel' and not 0 <= int(case['request'][2]) < 5):
+                    out['misses'].append(f'good, but failed: {reasons[:2]}')
+            return None
+        # It passed: the twin, without faults, in the world that the fixture should have made.
+        twin = phone + '-twin'
+        of_the_phone = OF_THE_PHONE
+        if case['step'] in (8, 9, 10, 11):  # at the brightness that the panel has
+            of_the_phone += ('brightness-missing', 'brightness-read-only', 'brightness-clamped')
+        kept = [f for f in case['faults'] if f.split(':')[0] in of_the_phone]
+        # A channel has no lamp of its own: it is brought to its target under the one that there is.
+        good = self.run(self.command(case, twin, kept, case['told'] if case['request'][0] == 'channel' else []))
+        if good.returncode != 0:
+            return out['misses'].append('passed, but its twin did not')
+        right = self.state(twin)
+        wrong = [k for k in set(after) | set(right)
+                 if not (damaged and k in PATHS) and not alike(k, value_of(after, k), value_of(right, k))]
+        faults = [f for f in case['faults'] if f.split(':')[0] in ('motion', 'out-of-range')]
+        if not wrong and not faults:
+            wrong = self.far_off(phone, before, after)
+        elif faults:  # this phone's own error, which its twin has not
+            wrong = [k for k in wrong if k.split('/')[1:2] != [case['tag']]] if wrong else []
+            wrong += self.far_off(phone, before, after, faults)
+        if not wrong:
+            return None
+        names = [name for name, tags, key in UNSEEN if case['tag'].startswith(tags)
+                 and any(f.startswith(f'wrong-fixture:{key}=') for f in case['faults'])]
+        if names:
+            out['unseen'] = names[0]
+            out['seen_later'] = self.look_again(case, phone)
+        else:
+            out['misses'].append('passed, but wrong: ' + ', '.join(
+                f'{k} {after.get(k)!r:.60} for {right.get(k)!r:.60}' for k in sorted(wrong)[:3]))
+        return None
+
+    def look_again(self, case, phone):
+        """Whether the plan's own verifications of the sensor, on a fixture that is right, see what one look did not. None: it
+        has none of what the request left."""
+        plan = json.load(open(f'{self.o.plans}/{case["profile"]}.json'))
+        steps = []
+        for block in plan['steps']:
+            for step in block.get('steps', [block]):
+                if 'fixture' in step or step.get('verify') in ({'Gyr': ['Gyr', '16']}.get(case['tag'], [case['tag']])):
+                    steps.append(dict(step, on_failure='go on'))
+        if case['step'] != 0 and case['tag'] not in ('Prx',) or not any('verify' in step for step in steps):
+            return None
+        file = phone + '-looks.json'
+        json.dump(dict(plan, steps=steps), open(file, 'w'))
+        done = self.run(['run', file, '--phone', phone, '--speed', 'max'])
+        os.remove(file)
+        return done.returncode == 1
+
+    def far_off(self, phone, before, after, faults=()):
+        """Whose fresh samples are beyond the limits, of the sensors that the request changed."""
+        touched = {k.split('/')[1] for k in set(before) | set(after) if k.startswith('sensors/') and before.get(k) != after.get(k)}
+        if not touched:
+            return []
+        read = subprocess.run([self.o.acceptance, '--read', phone, *(f'--fault={f}' for f in faults)], capture_output=True,
+                              text=True, timeout=LIMIT_S, check=True)
+        return [f'samples of {r["sensor"]} are off by {r["value"]:.4g} {r["unit"]}' for r in json.loads(read.stdout)
+                if r['stored'] and any(r['sensor'].startswith(t) for t in touched) and not r['value'] <= r['limit']]
+
+
+def flat(value, name):
+    if isinstance(value, dict):
+        out = {}
+        for key, part in value.items():
+            out.update(flat(part, f'{name}/{key}' if name else key))
+        return out
+    if isinstance(value, list):
+        return {f'{name}/{i}': part for i, part in enumerate(value)}
+    return {name: value}
+
+
+# What reads where nothing is set.
+DEFAULTS = {'offset': 0, 'scale': 1, 'channel_scales': 1, 'near': 300, 'far': 400}
+
+
+def value_of(state, key):
+    name = key.split('/')[2:3]
+    return state.get(key, DEFAULTS.get(name[0]) if name else None)
+
+
+def alike(key, a, b):
+    """As near as two good runs of one phone."""
+    if not isinstance(a, (int, float)) or not isinstance(b, (int, float)):
+        return isinstance(a, bytes) and isinstance(b, bytes) or a == b
+    absolute = 0
+    if '/offset' in key:
+        absolute = 0.0007 if '/Gyr' in key else 0.24 if '/Bar' in key else 0.04 if '/Acc' in key else 12
+    elif '/Prx' in key or '/Tof' in key or 'baseline' in key:
+        absolute = 12
+    return abs(a - b) <= absolute + (0.1 * abs(b) if '/offset' not in key else 0)
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.split('\n')[0])
+    parser.add_argument('--sensorcal', required=True)
+    parser.add_argument('--acceptance', required=True)
+    parser.add_argument('--plans', required=True)
+    parser.add_argument('--requests', type=int, default=10000)
+    parser.add_argument('--first', type=int, default=0)
+    parser.add_argument('--seed', type=int, default=1)
+    parser.add_argument('--threads', type=int, default=16 * (os.cpu_count() or 1))
+    options = parser.parse_args()
+    start = time.monotonic()
+    trial = Trial(options)
+    counts = collections.Counter()
+    unseen = collections.defaultdict(list)
+    misses = []
+    try:
+        with concurrent.futures.ThreadPoolExecutor(options.threads) as pool:
+            numbers = range(options.first, options.first + options.requests)
+            for done in pool.map(trial.try_case, numbers):
+                counts[done.get('code')] += 1
+                if done['unseen']:
+                    unseen[done['unseen']].append(done)
+                for miss in done['misses']:
+                    misses.append(miss)
+                    print(f'MISS {done["number"]}: {done["command"]}\n     {miss}', flush=True)
+    finally:
+        shutil.rmtree(trial.folder, ignore_errors=True)
+    print(f'{sum(counts.values())} requests from seed {options.seed} in {time.monotonic() - start:.0f} s: ' +
+          ', '.join(f'{n} ended with {code}' for code, n in sorted(counts.items(), key=str)))
+    for name, cases in sorted(unseen.items()):
+        later = collections.Counter(case['seen_later'] for case in cases)
+        print(f'unseen by one look, {name}: {len(cases)}, of which a plan looks again at {later[True] + later[False]} and sees '
+              f'{later[True]}; for example {cases[0]["command"]}')
+        for case in cases:
+            if case['seen_later'] is False:
+                print(f'     not seen by the plan either: {case["command"]}')
+    print(f'{len(misses)} misses')
+    sys.exit(bool(misses))
+
+
+main()
