@@ -10,7 +10,7 @@
 namespace factory {
 namespace {
 
-constexpr const char* kStatusKeys[] = {"passed", "failed", "not_checked"};
+constexpr const char* kVerdicts[] = {"passed", "failed", "skipped"};
 
 std::string number(double value) { return std::isfinite(value) ? plain(value) : fixed(value, 0); }
 
@@ -57,32 +57,29 @@ Json::Value to_json(const SensorCheck& check, const Finding& finding) {
   out["name"] = limit.name;
   out["section"] = limit.section;
   out["unit"] = limit.unit;
-  if (limit.least > -Limit::kNone) out["least"] = json_number(limit.least);
-  if (finding.most < Limit::kNone) out["most"] = json_number(finding.most);
+  out["low"] = limit.least > -Limit::kNone ? json_number(limit.least) : Json::Value();
+  out["high"] = finding.most < Limit::kNone ? json_number(finding.most) : Json::Value();
   out["limit_itself_passes"] = !limit.strict;
-  out["status"] = kStatusKeys[static_cast<int>(finding.status)];
+  out["verdict"] = kVerdicts[static_cast<int>(finding.status)];
   Json::Value& values = out["values"] = Json::Value(Json::arrayValue);
   for (const double value : finding.measured.values) values.append(json_number(value));
   if (!finding.measured.values.empty()) out["worst"] = json_number(finding.measured.values[finding.worst]);
   if (const std::string axis = worst_axis(check, finding); !axis.empty()) out["axis"] = axis;
-  if (!finding.measured.unknown.empty()) out["why_not_checked"] = finding.measured.unknown;
-  if (finding.status == Status::failed) out["try"] = hint(finding);
+  if (!finding.measured.unknown.empty()) out["why"] = finding.measured.unknown;
+  if (finding.status == Status::failed) out["hint"] = hint(finding);
   return out;
 }
 
 }  // namespace
 
 Json::Value to_json(const SensorCheck& check) {
-  Json::Value out;
-  out["tag"] = tag_of(check.type);
-  out["type"] = check.type;
+  Json::Value out = sensor_json(check.type);
   out["name"] = check.name;
   out["requested_period_ms"] = json_number(check.requested_ms);
   out["period_ms"] = json_number(check.seen.period_ms);
   out["events"] = static_cast<Json::UInt>(check.seen.main.samples.size());
-  out["passed"] = check.passed();
-  if (!check.problem.empty()) out["problem"] = check.problem;
-  if (check.interrupted) out["interrupted"] = true;
+  out["verdict"] = check.interrupted ? "aborted" : check.passed() ? "passed" : "failed";
+  if (!check.problem.empty()) out["why"] = check.problem;
   Json::Value& notes = out["notes"] = Json::Value(Json::arrayValue);
   for (const std::string& note : check.notes) notes.append(note);
   Json::Value& findings = out["limits"] = Json::Value(Json::arrayValue);

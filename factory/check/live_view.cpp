@@ -122,10 +122,9 @@ std::string live_line(const LiveState& state, const Quantity& quantity) {
   return out + "  " + fixed(state.rate_hz, 1) + " Hz  " + settling(state);
 }
 
-Json::Value live_json(const LiveState& state, const Quantity& quantity, const std::string& tag, bool summary) {
-  Json::Value out;
+Json::Value live_json(const LiveState& state, const Quantity& quantity, bool summary) {
+  Json::Value out = sensor_json(quantity.type);
   out["schema"] = "sensorcal.watch/1";
-  out["tag"] = tag;
   out["summary"] = summary;
   out["seconds"] = json_number(state.seconds);
   out["events"] = static_cast<Json::UInt64>(state.events);

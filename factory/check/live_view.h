@@ -61,7 +61,7 @@ class LiveView {
 
 // One line each, without a line feed.
 std::string live_line(const LiveState& state, const Quantity& quantity);
-Json::Value live_json(const LiveState& state, const Quantity& quantity, const std::string& tag, bool summary);
+Json::Value live_json(const LiveState& state, const Quantity& quantity, bool summary);
 // A table and a line below it.
 std::string live_block(const LiveState& state, const Quantity& quantity, const std::string& title);
 

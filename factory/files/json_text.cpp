@@ -3,6 +3,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
+#include <iostream>
 #include <memory>
 
 namespace factory {
@@ -48,6 +49,16 @@ std::string number_text(const Json::Value& value) {
 std::string json_pretty(const Json::Value& value) { return write(value, "  "); }
 
 std::string json_line(const Json::Value& value) { return write(value, ""); }
+
+void print_document(const std::string& form, Json::Value document) {
+  document["schema"] = "sensorcal." + form;
+  std::cout << json_pretty(document) << std::endl;
+}
+
+void print_result(bool json, const std::string& form, const Json::Value& document, const std::string& text) {
+  if (json) return print_document(form, document);
+  std::cout << text << std::flush;
+}
 
 bool parse_json(const std::string& text, Json::Value* out, std::string* problem) {
   std::string why;

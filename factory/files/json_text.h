@@ -21,6 +21,13 @@ std::string number_text(const Json::Value& value);
 std::string json_pretty(const Json::Value& value);
 std::string json_line(const Json::Value& value);
 
+// Prints what a command says with --json: one object, whose `schema` is "sensorcal." and the form.
+// docs/formats/json-documents.md.
+void print_document(const std::string& form, Json::Value document);
+
+// Prints the one or the other.
+void print_result(bool json, const std::string& form, const Json::Value& document, const std::string& text);
+
 // False where the text is no JSON, or is nested deeper than the library reads; why is in `problem`.
 bool parse_json(const std::string& text, Json::Value* out, std::string* problem = nullptr);
 

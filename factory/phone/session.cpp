@@ -178,6 +178,14 @@ const SensorInfo* Session::sensor(int type) const {
   return nullptr;
 }
 
+Json::Value Session::document() {
+  Json::Value out;
+  for (const auto& [name, value] : fixture_->facts()) out["phone"][name == "phone" ? "directory" : name] = value;
+  out["remarks"] = Json::Value(Json::arrayValue);
+  for (const std::string& remark : fixture_->remarks()) out["remarks"].append(remark);
+  return out;
+}
+
 void Session::require_logs() {
   const std::lock_guard<std::mutex> lock(hub_mutex_);
   const bool whole = hub_log_ == nullptr || (fflush(hub_log_) == 0 && ferror(hub_log_) == 0);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <SensorCalibration.h>
+#include <json/json.h>
 #include <signal.h>
 
 #include <atomic>
@@ -49,6 +50,8 @@ class Session {
   Watchdog& watchdog() { return *watchdog_; }
 
   Fixture& fixture() { return *fixture_; }
+  // What a JSON document says of the phone: `phone` and `remarks`.
+  Json::Value document();
   // What a run tells or judges of the time.
   std::chrono::system_clock::time_point now();
   std::chrono::duration<double> since_start();

@@ -106,6 +106,7 @@ Verdict look_at(Session& session, int number, bool calibrated) {
   const Reading reading = value->read(api, type, count);
   Verdict verdict;
   verdict.position = number;
+  verdict.type = type;
   verdict.sensor = position.name();
   verdict.holds = value->name + std::string(" ") + numbers(reading.values) + " " + value->unit(type);
   if (position.sensor->result == Result::proximity) {

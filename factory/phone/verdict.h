@@ -10,8 +10,9 @@ namespace factory {
 
 struct Verdict {
   int position = 0;
-  std::string sensor;
-  std::string holds;  // with unit
+  int type = 0;        // of its sensor
+  std::string sensor;  // what the position is called
+  std::string holds;   // with unit
   bool calibrated = false;
   std::string why;
 };

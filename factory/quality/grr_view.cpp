@@ -151,7 +151,6 @@ bool Findings::any_rejected() const {
 
 Json::Value to_json(const Findings& findings) {
   Json::Value out;
-  out["schema"] = "sensorcal.grr/1";
   out["alpha"] = findings.alpha;
   out["studies"] = list();
   for (const auto& [study, analysis] : findings.studies) out["studies"].append(study_json(study, analysis));

@@ -188,7 +188,6 @@ std::optional<StoredRun> stored_run(Database* database, const std::string& id) {
 
 Json::Value to_json(const std::vector<StoredRun>& runs) {
   Json::Value out;
-  out["schema"] = "sensorcal.history/2";
   Json::Value& list = out["runs"] = Json::Value(Json::arrayValue);
   for (const StoredRun& stored : runs) {
     Json::Value& run = list.append(to_json(stored.run));

@@ -185,7 +185,6 @@ std::string outliers_text(const Statistics& s) {
 
 Json::Value to_json(const Statistics& statistics) {
   Json::Value out;
-  out["schema"] = "sensorcal.stats/1";
   out["runs"] = to_json(statistics.runs);
   out["yield"] = to_json(statistics.yield);
   out["plans"] = list();

@@ -89,6 +89,9 @@ struct Plan {
 // the plan is good when there is none.
 Plan parse_plan(const std::string& file, const std::string& bytes, std::vector<std::string>* problems);
 
+// The same of a file, which may be none that can be read.
+Plan read_plan(const std::string& file, std::vector<std::string>* problems);
+
 // Reads the file and throws AppError(kUsage) with all problems.
 Plan load_plan(const std::string& file);
 

@@ -126,14 +126,21 @@ Plan parse_plan(const std::string& file, const std::string& bytes, std::vector<s
   return plan;
 }
 
-Plan load_plan(const std::string& file) {
+Plan read_plan(const std::string& file, std::vector<std::string>* problems) {
   std::ifstream in(file, std::ios::binary);
-  if (!in) throw AppError(kUsage, file + ": " + strerror(errno));
-  if (std::filesystem::is_directory(file)) throw AppError(kUsage, file + ": is a folder");  // which opens, but is empty
+  const bool folder = std::filesystem::is_directory(file);  // which opens, but is empty
+  if (!in || folder) {
+    problems->push_back(file + ": " + (folder ? "is a folder" : strerror(errno)));
+    return {};
+  }
   std::stringstream bytes;
   bytes << in.rdbuf();
+  return parse_plan(file, bytes.str(), problems);
+}
+
+Plan load_plan(const std::string& file) {
   std::vector<std::string> problems;
-  Plan plan = parse_plan(file, bytes.str(), &problems);
+  Plan plan = read_plan(file, &problems);
   if (problems.empty()) return plan;
   std::string all = "the plan cannot be run; nothing was done";
   for (const std::string& problem : problems) all += "\n" + problem;

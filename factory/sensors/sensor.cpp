@@ -337,6 +337,14 @@ int parse_tag(const std::string& text) {
 
 std::string tag_of(int type) { return getSensorName(type); }
 
+Json::Value sensor_json(int type) {
+  Json::Value out;
+  out["type"] = type;
+  out["tag"] = tag_of(type);
+  if (const Sensor* sensor = sensor_of(type)) out["sensor"] = sensor->words;
+  return out;
+}
+
 std::string label_of(const Sensor& sensor) { return sensor.label != nullptr ? sensor.label : tag_of(sensor.type); }
 
 }  // namespace factory

@@ -5,6 +5,8 @@
 
 #include <SensorCalibration.h>
 
+#include <json/json.h>
+
 #include <optional>
 #include <span>
 #include <string>
@@ -189,6 +191,9 @@ int parse_tag(const std::string& text);
 
 // The tag of a type number, or its decimal text.
 std::string tag_of(int type);
+
+// How every JSON document names a sensor: `type`, `tag` and, where it is known, `sensor` in words.
+Json::Value sensor_json(int type);
 
 // How the calibration report calls it.
 std::string label_of(const Sensor& sensor);

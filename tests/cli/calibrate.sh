@@ -23,20 +23,21 @@ json first 'd["verdict"] == "passed"' 'd["phone"]["seed"] == "3"' 'd["remarks"] 
 
 first_steps='[s for s in json.load(open("first"))["steps"] if s["kind"] == "calibrate"]'
 run 0 get Acc offset --json
-json out "[round(v, 6) for v in d[0]['values']] == [round(v, 6) for v in $values($first_steps[0], 'offset')]"
+json out "[round(v, 6) for v in d['stored'][0]['values']] == [round(v, 6) for v in $values($first_steps[0], 'offset')]"
 run 0 hub state --json
-json out 'd["Acc"]["offset"]["set"] and d["Acc"]["offset"]["unit"] == "m/s^2" and not d["Bar"]["offset"]["set"]' \
-  "[round(v, 7) for v in d['Gyr2']['offset']['value']] == [round(v, 7) for v in $values($first_steps[3], 'offset')]"
+state='{(s["tag"], s["name"]): s for s in d["stored"]}'
+json out "$state['Acc', 'offset']['set'] and $state['Acc', 'offset']['unit'] == 'm/s^2' and not $state['Bar', 'offset']['set']" \
+  "[round(v, 7) for v in $state['Gyr2', 'offset']['values']] == [round(v, 7) for v in $values($first_steps[3], 'offset')]"
 run 0 hub state
 has out '^Acc +offset .* m/s\^2 +set$' '^Bar +offset +0 +hPa +default$'
 
 # Reboot keeps it, factory reset drops it.
 run 0 reboot
 run 0 get Acc offset --json
-json out 'd[0]["values"] != [0, 0, 0]'
+json out 'd["stored"][0]["values"] != [0, 0, 0]'
 run 0 factory-reset
 run 0 get Acc offset --json
-json out 'd[0]["values"] == [0, 0, 0]'
+json out 'd["stored"][0]["values"] == [0, 0, 0]'
 
 # A step that the library does not have for a sensor: nothing is opened. One that the phone's chip does not have: nothing
 # is sent, and nothing known of the phone.

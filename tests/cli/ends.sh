@@ -38,7 +38,7 @@ has err '^sensorcal: --html .*/nowhere/run\.html: .*/nowhere is no folder$'
 run 2 run plan.json --csv plan.json
 has err '^sensorcal: --csv .*/plan\.json: is no folder$'
 run 2 run .
-has err '^sensorcal: \.: is a folder$'
+has err '^\.: is a folder$'
 [ ! -e phone ] || fail 'a phone was made all the same'
 run 3 run plan.json --speed max --html /dev/full --junit after.xml
 has err '^sensorcal: /dev/full: cannot be written'

@@ -40,4 +40,4 @@ get 33171015 register|register can be written only
 ROWS
 # Nothing was written on the way.
 run 0 get Acc offset --json
-json out 'd[0]["values"] == [0.01, -0.02, 0.005]'
+json out 'd["stored"][0]["values"] == [0.01, -0.02, 0.005]'

@@ -38,7 +38,7 @@ if max(took) > 1:
 PYTHON
 cat took
 run 0 get Acc offset --json
-json out 'd[0]["values"] == [0.25, -0.5, 0.125]'
+json out 'd["stored"][0]["values"] == [0.25, -0.5, 0.125]'
 
 # So does it while the phone is still to be opened, here with files that are pipes which nobody writes or reads.
 mkfifo pipe.json

@@ -26,7 +26,7 @@ for file in state.json profile.json build.prop hub_registry.json properties; do
   done
 done
 run 0 get Bar offset --json --speed max
-json out 'd[0]["values"] == [1.0]'
+json out 'd["stored"][0]["values"] == [1.0]'
 has "$persist/PSensor_ct1.txt" 11
 
 # Faults laid one over the other, in any order, leave the calibration files as they were.
@@ -67,7 +67,7 @@ for at in "$persist" "$(dirname "$persist")"; do
   mv away "$at"
 done
 run 0 get Bar offset --json --speed max
-json out 'd[0]["values"] == [1.0]'
+json out 'd["stored"][0]["values"] == [1.0]'
 
 # The hub's store cannot be kept: nothing passes, and the old values stay.
 export SENSORCAL_PHONE=$work/full

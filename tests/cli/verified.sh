@@ -6,7 +6,7 @@ source "$(dirname "$0")/lib.sh"
 # The hub holds no offset: nothing was written, or zeros were written back.
 no_offset() {
   run 0 hub state --json
-  json out "not any(d['Acc']['offset']['value'])"
+  json out "[any(s['values']) for s in d['stored'] if (s['tag'], s['name']) == ('Acc', 'offset')] == [False]"
 }
 
 run 1 calibrate Acc --speed max --fault wrong-handle:Acc

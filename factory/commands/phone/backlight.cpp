@@ -1,5 +1,4 @@
 // `sensorcal backlight`: the panel's brightness.
-#include <iostream>
 #include <memory>
 #include <optional>
 
@@ -23,15 +22,12 @@ int run(const Options& options, std::optional<int> level) {
   const int brightness = panel_brightness(session);
   const int maximum = panel_maximum(session);
   if (brightness < 0) throw AppError(kUnreachable, "the panel's brightness node cannot be read");
-  if (options.json) {
-    Json::Value out;
-    out["brightness"] = brightness;
-    out["maximum"] = maximum < 0 ? Json::Value() : Json::Value(maximum);
-    std::cout << json_pretty(out) << "\n";
-  } else {
-    std::cout << "brightness " << brightness << " of " << (maximum < 0 ? "an unknown maximum" : std::to_string(maximum))
-              << "\n";
-  }
+  Json::Value out;
+  out["brightness"] = brightness;
+  out["maximum"] = maximum < 0 ? Json::Value() : Json::Value(maximum);
+  print_result(options.json, "backlight/1", out,
+               "brightness " + std::to_string(brightness) + " of " +
+                   (maximum < 0 ? "an unknown maximum" : std::to_string(maximum)) + "\n");
   return kPassed;
 }
 

@@ -27,16 +27,12 @@ struct Arguments {
   std::optional<double> reference_hpa;
 };
 
-void print_json(Session& session, const std::vector<SensorCheck>& done, bool passed) {
-  Json::Value out;
-  out["schema"] = "sensorcal.check/1";
-  for (const auto& [name, value] : session.fixture().facts()) out["phone"][name] = value;
-  Json::Value& remarks = out["remarks"] = Json::Value(Json::arrayValue);
-  for (const std::string& remark : session.fixture().remarks()) remarks.append(remark);
+void print_json(Session& session, const std::vector<SensorCheck>& done, record::Outcome verdict) {
+  Json::Value out = session.document();
   Json::Value& sensors = out["sensors"] = Json::Value(Json::arrayValue);
   for (const SensorCheck& check : done) sensors.append(to_json(check));
-  out["passed"] = passed;
-  std::cout << json_pretty(out) << "\n";
+  out["verdict"] = outcome_name(verdict);
+  print_document("check/2", out);
 }
 
 void print_text(Session& session, const std::vector<SensorCheck>& done, bool passed) {
@@ -78,16 +74,16 @@ int run(const Options& options, const Arguments& arguments) {
   }
   const bool passed = !session.interrupted() &&
                       std::all_of(done.begin(), done.end(), [](const SensorCheck& check) { return check.passed(); });
-  if (options.json) {
-    print_json(session, done, passed);
-  } else {
-    print_text(session, done, passed);
-  }
   using record::Outcome;
   const Outcome verdict = session.interrupted()            ? Outcome::aborted
                           : passed                         ? Outcome::passed
                           : session.sensor_service_there() ? Outcome::failed
                                                            : Outcome::error;
+  if (options.json) {
+    print_json(session, done, verdict);
+  } else {
+    print_text(session, done, passed);
+  }
   return exit_code(verdict, record::delivered("", [&] { session.require_logs(); }));
 }
 

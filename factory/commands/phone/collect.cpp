@@ -1,6 +1,4 @@
 // `sensorcal collect`
-#include <iostream>
-
 #include "commands/phone/commands.h"
 #include "files/json_text.h"
 #include "phone/hub_watch.h"
@@ -14,13 +12,9 @@ int collect(const Options& options) {
   HubWatch hub(session);
   const int value = session.cal().collectData();
   hub.require("the sample is not known");
-  if (options.json) {
-    Json::Value out;
-    out["value"] = value;
-    std::cout << json_pretty(out) << "\n";
-  } else {
-    std::cout << "the hub's sample: " << value << "\n";
-  }
+  Json::Value out;
+  out["value"] = value;
+  print_result(options.json, "collect/1", out, "the hub's sample: " + std::to_string(value) + "\n");
   return kPassed;
 }
 

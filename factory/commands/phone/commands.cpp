@@ -24,6 +24,7 @@ const std::vector<Command>& phone_commands() {
        "  sensorcal run plans/reference.json --serial A1234 --station north\n"
        "  sensorcal run plans/inertial.json --json > record.json",
        [](ArgumentParser parser) { return set_up_run(parser, {}); }},
+      {"plan", "check plans without a phone", "  sensorcal plan check plans/*.json", set_up_plan},
       {"report", "which sensors are calibrated, what the hub holds for each, and why", "  sensorcal report --json",
        set_up_report},
       {"judge", "the verdict table: lines kept and dropped, key paths, reference values", "  sensorcal judge",

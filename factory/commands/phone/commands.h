@@ -28,6 +28,7 @@ Runner set_up_calibrate(ArgumentParser parser);
 Runner set_up_get(ArgumentParser parser);
 Runner set_up_set(ArgumentParser parser);
 Runner set_up_backlight(ArgumentParser parser);
+Runner set_up_plan(ArgumentParser parser);
 Runner set_up_report(ArgumentParser parser);
 Runner set_up_judge(ArgumentParser parser);
 Runner set_up_selftest(ArgumentParser parser);

@@ -6,7 +6,6 @@
 #include <algorithm>
 
 #include <charconv>
-#include <iostream>
 #include <memory>
 
 #include "commands/phone/commands.h"
@@ -62,8 +61,9 @@ int send(const Options& options, const Message& arguments) {
   const bool zeros =
       std::all_of(std::begin(shown.reply), std::end(shown.reply), [](int32_t word) { return word == 0; });
   shown.answered = !zeros || (shown.request[0] == 0 && shown.request[1] == 0);
-  const record::HubMessage out = decoded(shown);
-  std::cout << (options.json ? json_pretty(record::to_json(out)) : to_text(out)) << "\n";
+  Json::Value out;
+  out["message"] = to_json(decoded(shown));
+  print_result(options.json, "hub-send/1", out, to_text(decoded(shown)) + "\n");
   return shown.answered ? kPassed : kUnreachable;
 }
 

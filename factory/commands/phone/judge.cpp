@@ -1,6 +1,5 @@
 // `sensorcal judge`: the verdict table as the library keeps it, the lines it drops, and the reference data behind it.
 #include <fstream>
-#include <iostream>
 
 #include "cli/terminal.h"
 #include "commands/phone/commands.h"
@@ -93,7 +92,6 @@ std::vector<Row> read_rows(SensorCalibration& cal, bool* readable) {
 
 Json::Value to_json(const std::vector<Row>& rows) {
   Json::Value out;
-  out["schema"] = "sensorcal.judge/1";
   Json::Value& lines = out["lines"] = Json::Value(Json::arrayValue);
   const auto texts = [](const std::vector<std::string>& values) {
     Json::Value list(Json::arrayValue);
@@ -131,7 +129,7 @@ int run(const Options& options) {
   bool readable = false;
   const std::vector<Row> rows = read_rows(session.cal(), &readable);
   if (!readable) throw AppError(kFailed, std::string("the verdict table ") + kTable + " cannot be read");
-  std::cout << (options.json ? json_pretty(to_json(rows)) + "\n" : to_text(rows));
+  print_result(options.json, "judge/1", to_json(rows), to_text(rows));
   return kPassed;
 }
 

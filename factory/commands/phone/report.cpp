@@ -7,27 +7,27 @@
 #include "files/json_text.h"
 #include "phone/session.h"
 #include "phone/verdict.h"
+#include "sensors/sensor.h"
 
 namespace factory {
 namespace {
 
 void print_json(const Report& report, bool passed) {
   Json::Value out;
-  out["schema"] = "sensorcal.report/1";
   out["report"] = report.text;
   Json::Value& positions = out["positions"] = Json::Value(Json::arrayValue);
   for (const Verdict& verdict : report.verdicts) {
-    Json::Value entry;
+    Json::Value entry = sensor_json(verdict.type);
     entry["position"] = verdict.position;
-    entry["sensor"] = verdict.sensor;
+    entry["name"] = verdict.sensor;
     entry["holds"] = verdict.holds;
     entry["calibrated"] = verdict.calibrated;
     entry["why"] = verdict.why;
     positions.append(entry);
   }
   if (!report.warning.empty()) out["warning"] = report.warning;
-  out["passed"] = passed;
-  std::cout << json_pretty(out) << "\n";
+  out["verdict"] = !report.warning.empty() ? "error" : passed ? "passed" : "failed";
+  print_document("report/2", out);
 }
 
 void print_text(const Report& report) {

@@ -45,14 +45,11 @@ int bound_record(SensorCalibration& cal, const SensorInfo& info) {
 }
 
 void print_json(Session& session, const std::vector<int>& answers) {
-  Json::Value out;
-  for (const auto& [name, value] : session.fixture().facts()) out["phone"][name] = value;
+  Json::Value out = session.document();
   Json::Value& list = out["sensors"] = Json::Value(Json::arrayValue);
   for (const SensorInfo& info : session.cal().sensor_list) {
-    Json::Value entry;
+    Json::Value entry = sensor_json(static_cast<int>(info.type));
     entry["handle"] = info.sensorHandle;
-    entry["type"] = static_cast<int>(info.type);
-    entry["tag"] = tag_of(static_cast<int>(info.type));
     const int record = bound_record(session.cal(), info);
     entry["record"] = record < 0 ? Json::Value() : Json::Value(record);
     entry["name"] = info.name.c_str();
@@ -60,7 +57,7 @@ void print_json(Session& session, const std::vector<int>& answers) {
     list.append(entry);
   }
   for (size_t i = 0; i < answers.size(); ++i) out["probes"][kProbes[i].key] = answers[i];
-  std::cout << json_pretty(out) << "\n";
+  print_document("sensors/1", out);
 }
 
 void print_text(Session& session, const std::vector<int>& answers) {

@@ -51,19 +51,18 @@ std::string joined(const std::vector<double>& values, bool whole) {
   return out;
 }
 
-Json::Value to_json(const StoredValue& value, int type, const Reading& reading) {
-  Json::Value out;
-  out["tag"] = tag_of(type);
-  out["type"] = type;
+// Into an object that may say more. What could not be read has no values.
+void describe(const StoredValue& value, int type, const Reading& reading, Json::Value* document) {
+  Json::Value& out = *document;
   out["name"] = value.name;
   out["unit"] = value.unit(type);
   out["result"] = reading.result;
   Json::Value& numbers = out["values"] = Json::Value(Json::arrayValue);
   for (const double number : reading.values) {
-    numbers.append(value.whole_numbers ? Json::Value(static_cast<Json::Int64>(number))
-                                       : json_number(static_cast<float>(number)));
+    if (reading.result == 0)
+      numbers.append(value.whole_numbers ? Json::Value(static_cast<Json::Int64>(number))
+                                         : json_number(static_cast<float>(number)));
   }
-  return out;
 }
 
 int get(const Options& options, const Arguments& arguments) {
@@ -75,7 +74,8 @@ int get(const Options& options, const Arguments& arguments) {
   }
   Session session(options);
   session.require_ready();
-  Json::Value out(Json::arrayValue);
+  Json::Value out = sensor_json(type);
+  out["stored"] = Json::Value(Json::arrayValue);
   std::vector<std::vector<std::string>> rows = {{"sensor", "value", "holds", "unit", "meaning"}};
   bool failed = false;
   bool from_hub = false;
@@ -86,13 +86,13 @@ int get(const Options& options, const Arguments& arguments) {
     const int count = value->count == 0 ? arguments.count : value->count;
     const Reading reading = value->read(*session.cal().cal_api, type, count);
     failed = failed || reading.result != 0;
-    out.append(to_json(*value, type, reading));
+    describe(*value, type, reading, &out["stored"].append(Json::Value()));
     const std::string holds = reading.result == 0 ? joined(reading.values, value->whole_numbers)
                                                   : bad("not there (result " + std::to_string(reading.result) + ")");
     rows.push_back({tag_of(type), value->name, holds, value->unit(type), value->what});
   }
   if (from_hub) hub.require("what it holds is not known");
-  std::cout << (options.json ? json_pretty(out) + "\n" : table(rows));
+  print_result(options.json, "get/1", out, table(rows));
   // In a list of all values one that is not there is no failure of the command.
   return failed && !arguments.name.empty() ? kFailed : kPassed;
 }
@@ -145,10 +145,12 @@ int set(const Options& options, const Arguments& arguments) {
   if (value.file == nullptr) hub.require("what it holds now is not known");
   const bool passed = result == 0 && holds.value_or(true);
   if (options.json) {
-    Json::Value out = to_json(value, type, {result, numbers});
+    Json::Value out = sensor_json(type);
+    describe(value, type, {0, numbers}, &out);
+    out["result"] = result;
     out["read_back"] = holds ? Json::Value(*holds) : Json::Value();
-    out["passed"] = passed;
-    std::cout << json_pretty(out) << "\n";
+    out["verdict"] = passed ? "passed" : "failed";
+    print_document("set/1", out);
   } else {
     std::cout << tag_of(type) << " " << value.name << "  " << joined(numbers, value.whole_numbers) << " "
               << value.unit(type) << "  "

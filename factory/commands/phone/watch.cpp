@@ -68,7 +68,7 @@ class Display {
   void summary() {
     const LiveState all = view_.summary();
     if (json_) {
-      std::cout << json_line(live_json(all, view_.quantity(), tag_, true)) << std::endl;
+      std::cout << json_line(live_json(all, view_.quantity(), true)) << std::endl;
       return;
     }
     take_back();
@@ -77,8 +77,7 @@ class Display {
 
  private:
   void print(const LiveState& state) {
-    std::cout << (json_ ? json_line(live_json(state, view_.quantity(), tag_, false))
-                        : live_line(state, view_.quantity()))
+    std::cout << (json_ ? json_line(live_json(state, view_.quantity(), false)) : live_line(state, view_.quantity()))
               << std::endl;
   }
 

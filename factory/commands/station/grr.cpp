@@ -2,7 +2,6 @@
 #include "commands/station/grr.h"
 
 #include <filesystem>
-#include <iostream>
 #include <memory>
 
 #include "commands/station/commands.h"
@@ -49,12 +48,8 @@ grr::SeriesOfRuns from_store(const CommonOptions& options, GrrArguments a) {
 }
 
 int tell(const grr::Findings& findings, const CommonOptions& options, const GrrArguments& a) {
-  if (options.json) {
-    std::cout << json_pretty(to_json(findings)) << std::endl;
-  } else {
-    std::cout << to_text(findings, a.full) << std::flush;
-    if (findings.studies.empty()) std::cout << "no study\n";
-  }
+  print_result(options.json, "grr/1", to_json(findings),
+               to_text(findings, a.full) + (findings.studies.empty() ? "no study\n" : ""));
   return findings.studies.empty() || findings.any_rejected() ? kFailed : kPassed;
 }
 

@@ -45,11 +45,7 @@ int stats(const CommonOptions& options, Arguments a) {
   return guarded([&] {
     const auto database = opened_store(a.uri);
     const store::Statistics found = statistics(database.get(), a.filter, a.outlier_sigmas);
-    if (options.json) {
-      std::cout << json_pretty(to_json(found)) << std::endl;
-    } else {
-      std::cout << to_text(found, question_of(a)) << std::flush;
-    }
+    print_result(options.json, "stats/1", to_json(found), to_text(found, question_of(a)));
     if (!a.html.empty()) write_page(found, question_of(a), a.html);
     return kPassed;
   });
@@ -66,7 +62,7 @@ int history(const CommonOptions& options, const Arguments& a) {
       found.push_back(std::move(*run));
     }
     if (options.json) {
-      std::cout << json_pretty(store::valid(to_json(found))) << std::endl;
+      print_document("history/2", store::valid(to_json(found)));
     } else {
       for (const store::StoredRun& stored : found) std::cout << run_text(stored.run, a.full || !a.run.empty());
       if (found.empty()) std::cout << "no run\n";
@@ -83,17 +79,13 @@ int sync(const CommonOptions& options, const Arguments& a) {
     const store::Brought brought = bring_up(&spool, uri, kPatienceSeconds);
     for (const std::string& refused : brought.refused) std::cerr << "sensorcal: not stored: " << refused << "\n";
     if (!brought.away.empty()) std::cerr << "sensorcal: " << brought.away << "\n";
-    if (options.json) {
-      Json::Value out;
-      out["schema"] = "sensorcal.sync/1";
-      out["stored"] = brought.stored;
-      out["were_there"] = brought.were_there;
-      out["waiting"] = brought.waiting;
-      std::cout << json_pretty(out) << std::endl;
-    } else {
-      std::cout << store::count_of_runs(brought.stored + brought.were_there) << " brought up, " << brought.waiting
-                << " still waiting\n";
-    }
+    Json::Value out;
+    out["stored"] = brought.stored;
+    out["were_there"] = brought.were_there;
+    out["waiting"] = brought.waiting;
+    print_result(options.json, "sync/1", out,
+                 store::count_of_runs(brought.stored + brought.were_there) + " brought up, " +
+                     std::to_string(brought.waiting) + " still waiting\n");
     return !brought.away.empty() ? kUnreachable : brought.waiting > 0 ? kFailed : kPassed;
   });
 }

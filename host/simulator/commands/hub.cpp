@@ -3,7 +3,6 @@
 #include <string.h>
 
 #include <fstream>
-#include <iostream>
 #include <memory>
 
 #include "cli/terminal.h"
@@ -17,10 +16,18 @@
 namespace factory {
 namespace {
 
+// The hub's words are floats.
+Json::Value single(const Json::Value& value) {
+  if (value.isDouble()) return json_number(static_cast<float>(value.asDouble()));
+  Json::Value out = value;
+  if (out.isArray() || out.isObject()) {
+    for (Json::Value& entry : out) entry = single(entry);
+  }
+  return out;
+}
+
 std::string values_text(const Json::Value& value) {
   if (value.isNull()) return "-";
-  if (value.isDouble())
-    return number_text(json_number(static_cast<float>(value.asDouble())));  // the hub's words are floats
   if (!value.isArray() && !value.isObject()) return number_text(value);
   std::string out;
   for (auto entry = value.begin(); entry != value.end(); ++entry) {
@@ -33,34 +40,45 @@ std::string values_text(const Json::Value& value) {
 
 int show_state(const Options& options) {
   const Json::Value state = open_simulated(options)->hub_state();
-  if (options.json) {
-    std::cout << json_pretty(state) << "\n";
-    return kPassed;
-  }
+  Json::Value out;
+  out["stored"] = Json::Value(Json::arrayValue);
   std::vector<std::vector<std::string>> rows = {{"sensor", "value", "holds", "unit", ""}};
   for (const std::string& sensor : state.getMemberNames()) {
     for (const std::string& name : state[sensor].getMemberNames()) {
       const Json::Value& entry = state[sensor][name];
-      rows.push_back({sensor, name, values_text(entry["value"]), entry["unit"].asString(),
+      const Json::Value value = single(entry["value"]);
+      Json::Value& stored = out["stored"].append(entry);
+      stored.removeMember("value");
+      stored["tag"] = sensor;
+      stored["name"] = name;
+      Json::Value& values = stored["values"] = value;
+      if (!value.isObject() && !value.isArray()) (values = Json::Value()).append(value);
+      rows.push_back({sensor, name, values_text(value), entry["unit"].asString(),
                       entry["set"].asBool() ? "set" : faint("default")});
     }
   }
-  std::cout << table(rows);
+  print_result(options.json, "hub-state/1", out, table(rows));
   return kPassed;
 }
 
-int show_log(const std::string& path) {
+int show_log(const Options& options, const std::string& path) {
   std::ifstream file(path);
   if (!file) throw AppError(kUsage, path + ": " + strerror(errno));
   std::string line;
+  std::string text;
+  Json::Value out;
+  out["messages"] = Json::Value(Json::arrayValue);
   for (int number = 1; std::getline(file, line); ++number) {
     if (line.empty()) continue;
     try {
-      std::cout << to_text(record::read_hub_message(line)) << "\n";
+      const record::HubMessage message = record::read_hub_message(line);
+      out["messages"].append(to_json(message));
+      text += to_text(message) + "\n";
     } catch (const record::FormatError& error) {
       throw AppError(kUsage, path + ":" + std::to_string(number) + ": not a hub message: " + error.what());
     }
   }
+  print_result(options.json, "hub-log/1", out, text);
   return kPassed;
 }
 
@@ -72,7 +90,7 @@ Runner set_up_simulated_hub(ArgumentParser parser) {
   auto path = std::make_shared<std::string>();
   parser
       .add_subcommand("log", "print a file that --hub-log wrote",
-                      [runner, path] { *runner = [path](const Options&) { return show_log(*path); }; })
+                      [runner, path] { *runner = [path](const Options& options) { return show_log(options, *path); }; })
       .add_option("FILE", *path, "the file")
       .required();
   const Runner send = set_up_hub(parser);

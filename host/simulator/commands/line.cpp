@@ -112,7 +112,6 @@ std::string progress_text(const line::LineResult& result) {
 
 Json::Value to_json(const line::LineResult& result, const Arguments& a, uint64_t seed) {
   Json::Value out;
-  out["schema"] = "sensorcal.line/1";
   out["phones"] = Json::UInt64{result.phones};
   out["stations"] = a.stations;
   out["seed"] = Json::UInt64{seed};
@@ -169,11 +168,7 @@ int run_line(const Options& options, const Arguments& a) {
     StatusLine progress(!options.json);
     result = pool.run(interrupted, [&](const line::LineResult& now) { progress.show(progress_text(now)); });
   }
-  if (options.json) {
-    std::cout << json_pretty(to_json(result, a, task.seed)) << std::endl;
-  } else {
-    std::cout << to_text(result, spools) << std::flush;
-  }
+  print_result(options.json, "line/1", to_json(result, a, task.seed), to_text(result, spools));
   return exit_code(result);
 }
 

@@ -1,0 +1,61 @@
+// `sensorcal plan check`: what is wrong with plans, without a phone.
+#include <iostream>
+#include <memory>
+
+#include "cli/terminal.h"
+#include "commands/phone/commands.h"
+#include "files/json_text.h"
+#include "run/plan.h"
+
+namespace factory {
+namespace {
+
+// "FILE:LINE:COLUMN: what"; a file that cannot be read has no place.
+Json::Value to_json(const std::string& file, const std::string& problem) {
+  Json::Value out;
+  const char* rest = problem.c_str() + file.size() + 1;
+  int line = 0;
+  int column = 0;
+  int end = 0;
+  if (sscanf(rest, "%d:%d:%n", &line, &column, &end) == 2) {
+    out["line"] = line;
+    out["column"] = column;
+  }
+  out["text"] = rest + end + 1;
+  return out;
+}
+
+int check(const Options& options, const std::vector<std::string>& files) {
+  Json::Value out;
+  bool good = true;
+  for (const std::string& file : files) {
+    std::vector<std::string> problems;
+    const plan::Plan plan = plan::read_plan(file, &problems);
+    good = good && problems.empty();
+    Json::Value& entry = out["plans"].append(Json::Value());
+    entry["file"] = file;
+    entry["name"] = plan.name;
+    entry["steps"] = plan.step_count();
+    entry["verdict"] = problems.empty() ? "passed" : "failed";
+    entry["problems"] = Json::Value(Json::arrayValue);
+    for (const std::string& problem : problems) entry["problems"].append(to_json(file, problem));
+    if (options.json) continue;
+    for (const std::string& problem : problems) std::cout << problem << "\n";
+    if (problems.empty()) std::cout << file << ": " << factory::good("good") << ", " << plan.step_count() << " steps\n";
+  }
+  out["verdict"] = good ? "passed" : "failed";
+  if (options.json) print_document("plan-check/1", out);
+  return good ? kPassed : kUsage;
+}
+
+}  // namespace
+
+Runner set_up_plan(ArgumentParser parser) {
+  auto files = std::make_shared<std::vector<std::string>>();
+  parser.add_subcommand("check", "list all that is wrong with plans, with the places", [] {})
+      .add_option("FILES", *files, "plan files (JSON)")
+      .required();
+  return [files](const Options& options) { return check(options, *files); };
+}
+
+}  // namespace factory
