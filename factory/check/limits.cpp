@@ -15,6 +15,13 @@ constexpr double kAccelerometerNoise = 0.05;
 constexpr double kGyroscopeVariance = 1e-7;
 constexpr double kRelativePressure = 0.12;
 
+// Groups of sensors beside those of Published; the rows combine them.
+enum Applies : unsigned {
+  kContinuous = 1U << 8,
+  kOnChange = 1U << 9,
+  kScatters = 1U << 10,
+};
+
 constexpr char kAllSections[] = "7.3 Sensors";
 constexpr char kAccelerometerSection[] = "7.3.1 Accelerometer";
 constexpr char kGyroscopeSection[] = "7.3.4 Gyroscope";
@@ -30,15 +37,11 @@ double mean_interval_ms(const Observation& seen) {
   return mean > 0 ? mean : std::numeric_limits<double>::quiet_NaN();
 }
 
-double word(const Observation& seen, const Sample& sample, size_t axis) {
-  return static_cast<double>(sample.words[static_cast<size_t>(seen.quantity.first_word) + axis]);
-}
-
 // Of each axis. The first sample is left out: it may be inaccurate.
 std::vector<Statistics> statistics(const Observation& seen, const std::vector<Sample>& samples) {
   std::vector<Statistics> out(seen.quantity.axes.size());
   for (size_t i = 1; i < samples.size(); ++i) {
-    for (size_t axis = 0; axis < out.size(); ++axis) out[axis].add(word(seen, samples[i], axis));
+    for (size_t axis = 0; axis < out.size(); ++axis) out[axis].add(value_of(samples[i], seen.quantity, axis));
   }
   return out;
 }
@@ -100,7 +103,8 @@ Measured count_values(const Observation& seen, Condition condition) {
   if (seen.main.samples.empty()) return {{}, kNothing};
   double count = 0;
   for (const Sample& sample : seen.main.samples) {
-    for (size_t axis = 0; axis < seen.quantity.axes.size(); ++axis) count += condition(word(seen, sample, axis));
+    for (size_t axis = 0; axis < seen.quantity.axes.size(); ++axis)
+      count += condition(value_of(sample, seen.quantity, axis));
   }
   return {{count}, ""};
 }
@@ -158,7 +162,7 @@ void add_errors(const Observation& seen, const Take& take, std::vector<double>* 
   for (size_t i = 1; i < take.samples.size(); ++i) {
     const double at = static_cast<double>(take.samples[i].timestamp_ns - take.samples[0].timestamp_ns) / 1e9;
     const double last = static_cast<double>(seconds.size() - 1);
-    seconds[static_cast<size_t>(std::clamp(at, 0.0, last))].add(word(seen, take.samples[i], 0));
+    seconds[static_cast<size_t>(std::clamp(at, 0.0, last))].add(value_of(take.samples[i], seen.quantity, 0));
   }
   for (const Statistics& second : seconds) {
     if (second.count() > 0) errors->push_back(second.mean() - truth);
@@ -204,13 +208,14 @@ Finding hold(const Limit& limit, const Observation& seen) {
   return out;
 }
 
-}  // namespace
-
+// The groups that a sensor belongs to.
 unsigned groups_of(int sensor_type, bool continuous) {
   const Sensor* sensor = sensor_of(sensor_type);
   return (continuous ? kContinuous : kOnChange) | (sensor == nullptr ? 0U : sensor->limits) |
          (sensor != nullptr && sensor->scatters ? kScatters : 0U);
 }
+
+}  // namespace
 
 const std::vector<Limit>& limits() {
   constexpr unsigned kAny = kContinuous | kOnChange;

@@ -9,16 +9,6 @@
 
 namespace factory {
 
-// Which sensors a limit is for, beside the groups of Published; the rows combine them.
-enum Applies : unsigned {
-  kContinuous = 1U << 8,
-  kOnChange = 1U << 9,
-  kScatters = 1U << 10,
-};
-
-// The groups that a sensor belongs to.
-unsigned groups_of(int sensor_type, bool continuous);
-
 struct Measured {
   std::vector<double> values;  // one for each axis, or one for the sensor
   std::string unknown;         // why there is none
@@ -35,7 +25,7 @@ struct Limit {
   double most;          // what is more does not pass; kNone: anything goes
   double sample_times;  // of the sensor's period, to be added to `most`
   bool strict;          // the limit itself does not pass
-  unsigned applies;
+  unsigned applies;     // to which groups of sensors: those of Published, and by how they report
   Measured (*measure)(const Observation& seen);
   const char* hint;  // what to try when it is missed
 };

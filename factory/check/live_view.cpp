@@ -38,9 +38,7 @@ double LiveView::seconds() const { return recent_.empty() ? 0 : seconds_at(recen
 
 void LiveView::add(const Sample& sample) {
   if (events_++ == 0) first_ns_ = sample.timestamp_ns;
-  for (size_t i = 0; i < all_.size(); ++i) {
-    all_[i].add(static_cast<double>(sample.words[static_cast<size_t>(quantity_.first_word) + i]));
-  }
+  for (size_t i = 0; i < all_.size(); ++i) all_[i].add(value_of(sample, quantity_, i));
   recent_.push_back(sample);
   const double oldest = seconds_at(sample) - kRecentSeconds;
   while (recent_.size() > kRecentMin && seconds_at(recent_[1]) <= oldest) recent_.pop_front();
@@ -49,9 +47,7 @@ void LiveView::add(const Sample& sample) {
 LiveView::PerAxis LiveView::statistics(size_t begin, size_t end) const {
   PerAxis out(quantity_.axes.size());
   for (size_t i = begin; i < end; ++i) {
-    for (size_t axis = 0; axis < out.size(); ++axis) {
-      out[axis].add(static_cast<double>(recent_[i].words[static_cast<size_t>(quantity_.first_word) + axis]));
-    }
+    for (size_t axis = 0; axis < out.size(); ++axis) out[axis].add(value_of(recent_[i], quantity_, axis));
   }
   return out;
 }
@@ -73,42 +69,34 @@ bool LiveView::at_rest(double limit) const {
   return true;
 }
 
-LiveState LiveView::now() {
+LiveState LiveView::state(double rate_hz, const PerAxis& values) const {
   LiveState out;
   out.seconds = seconds();
   out.events = events_;
-  if (recent_.empty()) return out;
-  const double span = seconds_at(recent_.back()) - seconds_at(recent_.front());
-  if (span > 0) out.rate_hz = static_cast<double>(recent_.size() - 1) / span;
-  out.noise_limit = noise_limit(type_, out.rate_hz);
-  const PerAxis last_second = statistics(0, recent_.size());
-  for (size_t i = 0; i < last_second.size(); ++i) {
-    const float newest = recent_.back().words[static_cast<size_t>(quantity_.first_word) + i];
-    out.axes.push_back(
-        {quantity_.axes[i], static_cast<double>(newest), last_second[i].mean(), last_second[i].standard_deviation()});
-  }
-  if (!at_rest(out.noise_limit)) {
-    settled_since_.reset();
-  } else if (!settled_since_) {
-    settled_since_ = std::max(0.0, out.seconds - kRecentSeconds);
-  }
   out.settled_since = settled_since_;
+  if (recent_.empty()) return out;
+  out.rate_hz = rate_hz;
+  out.noise_limit = noise_limit(type_, rate_hz);
+  for (size_t i = 0; i < values.size(); ++i)
+    out.axes.push_back(
+        {quantity_.axes[i], value_of(recent_.back(), quantity_, i), values[i].mean(), values[i].standard_deviation()});
   return out;
 }
 
-LiveState LiveView::summary() const {
-  LiveState out;
-  out.seconds = seconds();
-  out.events = events_;
-  out.settled_since = settled_since_;
-  if (recent_.empty()) return out;
-  if (out.seconds > 0) out.rate_hz = static_cast<double>(events_ - 1) / out.seconds;
-  out.noise_limit = noise_limit(type_, out.rate_hz);
-  for (size_t i = 0; i < all_.size(); ++i) {
-    const float newest = recent_.back().words[static_cast<size_t>(quantity_.first_word) + i];
-    out.axes.push_back({quantity_.axes[i], static_cast<double>(newest), all_[i].mean(), all_[i].standard_deviation()});
+LiveState LiveView::now() {
+  if (recent_.empty()) return state(0, {});
+  const double span = seconds_at(recent_.back()) - seconds_at(recent_.front());
+  const double rate_hz = span > 0 ? static_cast<double>(recent_.size() - 1) / span : 0;
+  if (!at_rest(noise_limit(type_, rate_hz))) {
+    settled_since_.reset();
+  } else if (!settled_since_) {
+    settled_since_ = std::max(0.0, seconds() - kRecentSeconds);
   }
-  return out;
+  return state(rate_hz, statistics(0, recent_.size()));
+}
+
+LiveState LiveView::summary() const {
+  return state(seconds() > 0 ? static_cast<double>(events_ - 1) / seconds() : 0, all_);
 }
 
 std::string live_line(const LiveState& state, const Quantity& quantity) {

@@ -48,6 +48,7 @@ class LiveView {
   using PerAxis = std::vector<Statistics>;
   double seconds_at(const Sample& sample) const;
   PerAxis statistics(size_t begin, size_t end) const;
+  LiveState state(double rate_hz, const PerAxis& values) const;
   bool at_rest(double limit) const;
 
   const int type_;

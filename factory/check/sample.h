@@ -5,6 +5,8 @@
 #include <chrono>
 #include <cstdint>
 
+#include "sensors/sensor.h"
+
 namespace factory {
 
 struct Sample {
@@ -12,5 +14,9 @@ struct Sample {
   std::chrono::steady_clock::time_point arrival;  // on this process's clock
   std::array<float, 16> words{};
 };
+
+inline double value_of(const Sample& sample, const Quantity& quantity, size_t axis) {
+  return static_cast<double>(sample.words[static_cast<size_t>(quantity.first_word) + axis]);
+}
 
 }  // namespace factory

@@ -69,9 +69,7 @@ const char* rule_in_words(int rule) {
 
 ControlChart control_chart(const std::map<int, Moments>& days) {
   ControlChart chart;
-  Moments all;
-  for (const auto& [day, values] : days) all.add(values);
-  chart.centre = all.mean;
+  chart.centre = total(days).mean;
   chart.sigma = scatter_within(days);
   for (const auto& [day, values] : days) {
     const double unit = chart.sigma / std::sqrt(static_cast<double>(values.count));

@@ -31,9 +31,8 @@ class Csv {
     if (text_.rfind(kByteOrderMark, 0) == 0) at_ = 3;
   }
 
-  [[noreturn]] void fail(const std::string& what) const { fail_at(row_line_, what); }
-  [[noreturn]] void fail_at(int line, const std::string& what) const {
-    throw AppError(kUsage, file_ + ":" + std::to_string(line) + ": " + what);
+  [[noreturn]] void fail(const std::string& what) const {
+    throw AppError(kUsage, file_ + ":" + std::to_string(row_line_) + ": " + what);
   }
   int line() const { return row_line_; }
 
@@ -107,12 +106,6 @@ double number_of(const Csv& csv, const std::string& text) {
   return value;
 }
 
-[[noreturn]] void fail_doubled(const Csv& csv, const std::string& phone, const std::string& station,
-                               const std::string& trial, int line) {
-  csv.fail("trial " + trial + " of phone " + phone + " at station " + station + " is in line " + std::to_string(line) +
-           " already");
-}
-
 // Where each of the columns stands.
 std::vector<size_t> read_header(Csv* csv) {
   std::vector<std::string> header;
@@ -148,7 +141,9 @@ std::vector<Reading> parse_csv(const std::string& file, const std::string& text)
     }
     const auto& [phone, station, trial] = std::tie(fields[place[0]], fields[place[1]], fields[place[2]]);
     const auto [first, is_new] = lines.try_emplace({phone, station, trial}, csv.line());
-    if (!is_new) fail_doubled(csv, phone, station, trial, first->second);
+    if (!is_new)
+      csv.fail("trial " + trial + " of phone " + phone + " at station " + station + " is in line " +
+               std::to_string(first->second) + " already");
     out.push_back({phone, station, number_of(csv, fields[place[kValue]])});
   }
   if (out.empty()) csv.fail("no reading follows the header");

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <map>
 #include <optional>
 
 namespace factory::store {
@@ -32,6 +33,12 @@ struct Moments {
     return std::sqrt(std::max(0.0, squares) / static_cast<double>(count - 1));
   }
 };
+
+inline Moments total(const std::map<int, Moments>& days) {
+  Moments all;
+  for (const auto& [day, values] : days) all.add(values);
+  return all;
+}
 
 // How the limits' width compares with the scatter, and the nearer limit's distance with half of it. None without
 // scatter, or without the limits that it takes.

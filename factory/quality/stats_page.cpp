@@ -102,12 +102,6 @@ Markup failures(const Statistics& s, Charts* charts) {
 
 std::string measurement_id(size_t i) { return "measurement-" + std::to_string(i + 1); }
 
-bool steady(const Characteristic& c) {
-  return control_chart(c.days).in_control() &&
-         std::all_of(c.stations.begin(), c.stations.end(),
-                     [](const auto& station) { return control_chart(station.second).in_control(); });
-}
-
 Markup measurements(const Statistics& s) {
   HtmlTable table("measurements", {"Measurement", "Plan", "n", "Mean", "Sigma", "Limits", "Cp", "Cpk", "Failed",
                                    "Not usable", "Drift"});

@@ -1,5 +1,6 @@
 #include "quality/stats_view.h"
 
+#include <algorithm>
 #include <cstdio>
 
 #include "cli/terminal.h"
@@ -81,12 +82,6 @@ Json::Value to_json(const Outlier& outlier) {
   return out;
 }
 
-Moments total(const std::map<int, Moments>& days) {
-  Moments all;
-  for (const auto& [day, values] : days) all.add(values);
-  return all;
-}
-
 Json::Value to_json(const Characteristic& c) {
   Json::Value out = to_json(c.all);
   out["plan"] = c.plan;
@@ -145,11 +140,9 @@ std::string measurements_text(const Statistics& s) {
   std::vector<std::vector<std::string>> rows = {
       {"measurement", "n", "mean", "sigma", "limits", "Cp", "Cpk", "failed", "drift"}};
   for (const Characteristic& c : s.characteristics) {
-    bool steady = control_chart(c.days).in_control();
-    for (const auto& [station, days] : c.stations) steady = steady && control_chart(days).in_control();
     rows.push_back({shown(name_of(c)), number(c.all.count), c.all.count == 0 ? "-" : short_number(c.all.mean),
                     short_number(c.all.sigma()), limits_of(c), short_number(cp(c.all, c.low, c.high)),
-                    short_number(cpk(c.all, c.low, c.high)), number(c.failed), steady ? "" : bad("out of control")});
+                    short_number(cpk(c.all, c.low, c.high)), number(c.failed), steady(c) ? "" : bad("out of control")});
   }
   return "\n" + table(rows);
 }
@@ -233,6 +226,12 @@ Json::Value valid(const Json::Value& value) {
     for (const std::string& name : value.getMemberNames()) out[to_stored(name)] = valid(value[name]);
   }
   return out;
+}
+
+bool steady(const Characteristic& c) {
+  return control_chart(c.days).in_control() &&
+         std::all_of(c.stations.begin(), c.stations.end(),
+                     [](const auto& station) { return control_chart(station.second).in_control(); });
 }
 
 std::string percent(long long part, long long of) {

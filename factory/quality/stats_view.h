@@ -27,6 +27,7 @@ std::string percent(long long part, long long whole);
 // "Acc: residual x", and "-0.02 to 0.02 m/s^2".
 std::string name_of(const Characteristic& c);
 std::string limits_of(const Characteristic& c);
+bool steady(const Characteristic& c);  // in control, at every station
 std::string short_number(std::optional<double> value);
 std::string name_of(const Failure& failure);
 

@@ -11,8 +11,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-bool starts_with(const std::string& text, const char* start) { return text.rfind(start, 0) == 0; }
-
 Uri server(const std::string& text) {
   static const std::regex kUser("^([a-z]+://[^/?@]*):[^/?]*@");
   static const std::regex kParameter("([?&]password=)[^&]*");
@@ -37,8 +35,8 @@ Uri file(const std::string& name, const std::string& text) {
 }  // namespace
 
 Uri parse_uri(const std::string& text) {
-  if (starts_with(text, "postgresql://") || starts_with(text, "postgres://")) return server(text);
-  if (starts_with(text, "sqlite:")) return file(text.substr(7), text);
+  if (text.starts_with("postgresql://") || text.starts_with("postgres://")) return server(text);
+  if (text.starts_with("sqlite:")) return file(text.substr(7), text);
   static const std::regex kScheme("^[A-Za-z][A-Za-z0-9+.-]*://.*");
   if (std::regex_match(text, kScheme))
     throw AppError(kUsage, "store \"" + text + "\": neither sqlite:FILE nor postgresql://...");
