@@ -2,7 +2,9 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace CLI {
@@ -15,23 +17,28 @@ namespace factory {
 // An option, a flag or a positional; like ArgumentParser a handle on what the parser holds.
 class CommandArgument {
  public:
-  explicit CommandArgument(CLI::Option* option) : option_(option) {}
+  struct Limits;
+  CommandArgument(CLI::Option* option, std::shared_ptr<Limits> limits) : option_(option), limits_(std::move(limits)) {}
 
   CommandArgument required();
   CommandArgument excludes(const std::string& other);  // one that was added before
+  CommandArgument needs(const std::string& other);     // one that was added before
   CommandArgument values(int count);
+  CommandArgument repeated();                            // may be given several times, one value each
   CommandArgument envname(const std::string& variable);  // stands in for an option that is not given
   CommandArgument hidden();                              // from the help
   CommandArgument capture_default_str();                 // for the help
+  CommandArgument default_text(const std::string& text);
 
-  CommandArgument range(int low, int high);
-  CommandArgument in_range(double low, double high);  // not-a-number is in no range
+  // Of numbers. What is none, not-a-number, or does not fit is refused without them, too.
+  CommandArgument range(double low, double high);
   CommandArgument positive();
   CommandArgument non_negative();
   CommandArgument one_of(const std::vector<std::string>& words);
 
  private:
   CLI::Option* option_;
+  std::shared_ptr<Limits> limits_;  // of a number
 };
 
 // One command's part of the parser. The variables that its arguments are bound to live as long as the parser.

@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "cli/terminal.h"
+#include "files/nearest.h"
 
 namespace factory {
 namespace {
@@ -77,6 +78,40 @@ void show_numbers(CLI::App& app) {
     if (option->get_items_expected_max() > 0) option->transform(show);
   }
   for (CLI::App* part : app.get_subcommands({})) show_numbers(*part);
+}
+
+bool asks_for_help(const std::vector<std::string>& arguments, const std::string& option) {
+  for (size_t i = 0; i < arguments.size(); ++i) {
+    if (arguments[i] == option + "=help") return true;
+    if (arguments[i] == option && i + 1 < arguments.size() && arguments[i + 1] == "help") return true;
+  }
+  return false;
+}
+
+std::string parse_problem(const CLI::App& app, const std::string& error) {
+  const CLI::App* at = &app;
+  std::string path = app.get_name();
+  while (!at->get_subcommands().empty()) {
+    at = at->get_subcommands().front();
+    path += " " + at->get_name();
+  }
+  const std::string more = "; `" + path + " --help` tells more";
+  const std::vector<std::string> rest = app.remaining(true);
+  std::vector<std::string> commands;
+  for (const CLI::App* part : at->get_subcommands({})) commands.push_back(part->get_name());
+  if (rest.empty()) return commands.empty() ? error + more : "a command is missing" + or_nearest("", commands);
+  const std::string& word = rest.front();
+  if (word[0] == '-') {
+    std::vector<std::string> options;
+    for (const CLI::App* part : {at, &app}) {
+      for (const CLI::Option* option : part->get_options({})) {
+        if (!option->get_positional() && !option->get_group().empty()) options.push_back(option->get_name());
+      }
+    }
+    return "unknown option '" + word + "'" + or_nearest(word, options);
+  }
+  if (!commands.empty()) return "unknown command '" + word + "'" + or_nearest(word, commands);
+  return "'" + word + "' was not expected" + more;
 }
 
 }  // namespace factory

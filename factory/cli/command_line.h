@@ -19,4 +19,10 @@ std::vector<std::string> hide_numbers(int argc, char** argv);
 // Makes every option and argument of the tree take hidden numbers as they were typed.
 void show_numbers(CLI::App& app);
 
+// Whether `help` is given as the option's value.
+bool asks_for_help(const std::vector<std::string>& arguments, const std::string& option);
+
+// What is wrong on a command line that the parser refused.
+std::string parse_problem(const CLI::App& app, const std::string& error);
+
 }  // namespace factory

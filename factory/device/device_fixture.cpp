@@ -43,10 +43,11 @@ class DeviceFixture : public Fixture {
   }
 
   std::string set_world(const std::string& key, const std::string& value) override {
-    std::string problem = setting_problem(key, value);
+    std::string setting;
+    std::string problem = read_setting(key, value, Bare::taken, &setting);
     if (!problem.empty()) return problem;
     const std::lock_guard<std::mutex> lock(mutex_);
-    told_[key] = value;
+    told_[key] = setting;
     return "";
   }
 
@@ -68,7 +69,5 @@ std::unique_ptr<Fixture> open_fixture(const Options& /*options*/) {
 }
 
 std::unique_ptr<Fixture> record_fixture(std::unique_ptr<Fixture> phone, const Options& /*options*/) { return phone; }
-
-std::string world_problem(const std::string& key, const std::string& value) { return setting_problem(key, value); }
 
 }  // namespace factory

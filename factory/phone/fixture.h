@@ -92,7 +92,4 @@ std::unique_ptr<Fixture> open_fixture(const Options& options);
 // Where the options want a recording: stands between a run and its phone, and keeps what passes. Throws AppError.
 std::unique_ptr<Fixture> record_fixture(std::unique_ptr<Fixture> phone, const Options& options);
 
-// Returns an empty text, or what is wrong with a setting of the world; needs no phone.
-std::string world_problem(const std::string& key, const std::string& value);
-
 }  // namespace factory

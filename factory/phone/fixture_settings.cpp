@@ -5,13 +5,27 @@
 
 #include <cctype>
 #include <cmath>
+#include <vector>
+
+#include "files/nearest.h"
+#include "files/numbers.h"
+#include "files/units.h"
 
 namespace factory {
 namespace {
 
+// A number with a unit, or the word that stands for one.
+struct NumberSetting {
+  const char* key;
+  const char* unit;
+  double low;
+  double high;
+  const char* word = "";
+};
 constexpr NumberSetting kNumbers[] = {
-    {"vibration", "m/s^2", 0, 1000, "none"}, {"pressure", "hPa", 300, 1100, ""}, {"lux", "lux", 0, 200000, "dark"},
-    {"cct", "K", 1000, 20000, ""},           {"target", "cm", 0, 1000, "none"},  {"temperature", "degC", -60, 120, ""},
+    {"vibration", "m/s^2", 0, 1000, "none"}, {"pressure", "hPa", 300, 1100},
+    {"lux", "lux", 0, 200000, "dark"},       {"cct", "K", 1000, 20000},
+    {"target", "cm", 0, 1000, "none"},       {"temperature", "degC", -60, 120},
 };
 
 bool is_number(const std::string& text, double* number) {
@@ -36,44 +50,60 @@ bool is_direction(const std::string& text) {
          (text.compare(0, kLength, kTilted) == 0 && is_number(text.substr(kLength), &degrees));
 }
 
-std::string shortest(double number) {
-  char text[40];
-  snprintf(text, sizeof text, "%g", number);
-  return text;
+bool is_rotation(const std::string& text) { return three_numbers(text); }
+bool is_switch(const std::string& text) { return text == "on" || text == "off"; }
+
+struct WordSetting {
+  const char* key;
+  const char* values;
+  bool (*is_one)(const std::string& text);
+};
+constexpr WordSetting kWords[] = {
+    {"up", "flat, face-down, tilted:DEGREES, or a direction x,y,z", is_direction},
+    {"rotation", "x,y,z in rad/s", is_rotation},
+    {"dark-box", "\"on\" or \"off\"", is_switch},
+};
+
+std::string values_of(const NumberSetting& row) {
+  return std::string("a number of ") + row.unit + " from " + plain(row.low) + " to " + plain(row.high) +
+         (*row.word == '\0' ? "" : std::string(", or \"") + row.word + "\"");
 }
 
-std::string number_problem(const NumberSetting& setting, const std::string& value) {
-  double number = 0;
-  if (*setting.word != '\0' && value == setting.word) return "";
-  if (!is_number(value, &number)) return "give a number of " + std::string(setting.unit) + or_word(setting);
-  return number >= setting.low && number <= setting.high ? "" : out_of_limits(setting) + or_word(setting);
+std::string read_number(const NumberSetting& row, const std::string& text, Bare bare, std::string* setting) {
+  *setting = text;
+  if (*row.word != '\0' && text == row.word) return "";
+  plan::Amount amount;
+  if (bare == Bare::refused || !is_number(text, &amount.value)) {
+    const std::string wrong = plan::read_amount(text, row.unit, false, &amount);
+    if (!wrong.empty()) return (bare == Bare::taken ? "" : wrong + "; ") + "give " + values_of(row);
+    char number[40];
+    snprintf(number, sizeof number, "%.9g", amount.value);
+    *setting = number;
+  }
+  return amount.value >= row.low && amount.value <= row.high ? "" : "give " + values_of(row);
 }
 
 }  // namespace
 
-const NumberSetting* find_number_setting(const std::string& key) {
-  for (const NumberSetting& row : kNumbers) {
-    if (key == row.key) return &row;
+std::string read_setting(const std::string& key, const std::string& text, Bare bare, std::string* setting) {
+  *setting = text;
+  std::vector<std::string> known;
+  for (const WordSetting& row : kWords) {
+    if (key == row.key) return row.is_one(text) ? "" : std::string("give ") + row.values;
+    known.emplace_back(row.key);
   }
-  return nullptr;
+  for (const NumberSetting& row : kNumbers) {
+    if (key == row.key) return read_number(row, text, bare, setting);
+    known.emplace_back(row.key);
+  }
+  return "the fixture has no setting '" + key + "'" + or_nearest(key, known);
 }
 
-std::string setting_problem(const std::string& key, const std::string& value) {
-  if (key == "up") return is_direction(value) ? "" : "give flat, face-down, tilted:DEGREES, or a direction x,y,z";
-  if (key == "rotation") return three_numbers(value) ? "" : "give x,y,z in rad/s";
-  if (key == "dark-box") return value == "on" || value == "off" ? "" : "give \"on\" or \"off\"";
-  if (const NumberSetting* setting = find_number_setting(key)) return number_problem(*setting, value);
-  std::string known = "up, rotation, dark-box";
-  for (const NumberSetting& row : kNumbers) known += std::string(", ") + row.key;
-  return "the fixture has no such setting; it has " + known;
-}
-
-std::string out_of_limits(const NumberSetting& setting) {
-  return "must lie between " + shortest(setting.low) + " and " + shortest(setting.high) + " " + setting.unit;
-}
-
-std::string or_word(const NumberSetting& setting) {
-  return *setting.word == '\0' ? "" : std::string(", or \"") + setting.word + "\"";
+std::string settings_help() {
+  std::string out;
+  for (const WordSetting& row : kWords) out += std::string(row.key) + ":  " + row.values + "\n";
+  for (const NumberSetting& row : kNumbers) out += std::string(row.key) + ":  " + values_of(row) + "\n";
+  return out;
 }
 
 }  // namespace factory

@@ -5,23 +5,12 @@
 
 namespace factory {
 
-// A number with a unit, or the word that stands for one.
-struct NumberSetting {
-  const char* key;
-  const char* unit;
-  double low;
-  double high;
-  const char* word;  // empty: there is none
-};
+enum class Bare { refused, taken };  // a number without its unit
 
-// Null for a key that is none, or whose values are no single numbers.
-const NumberSetting* find_number_setting(const std::string& key);
+// Turns "200 lux", "3 cm" or "flat" into what Fixture::set_world() takes. Returns an empty text, or what is wrong.
+std::string read_setting(const std::string& key, const std::string& text, Bare bare, std::string* setting);
 
-// `key` and `value` as Fixture::set_world() takes them. Returns an empty text, or what is wrong.
-std::string setting_problem(const std::string& key, const std::string& value);
-
-// What is wrong with a number that is outside a setting's limits, and with one that is no number at all.
-std::string out_of_limits(const NumberSetting& setting);
-std::string or_word(const NumberSetting& setting);
+// A line for each setting: "lux:  a number of lux from 0 to 200000, or \"dark\"".
+std::string settings_help();
 
 }  // namespace factory

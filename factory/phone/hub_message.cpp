@@ -7,6 +7,7 @@
 #include <cstdlib>
 
 #include "files/app_error.h"
+#include "files/nearest.h"
 #include "files/time_text.h"
 #include "sensors/sensor.h"
 
@@ -66,15 +67,15 @@ std::string command_name(int32_t code) {
 }
 
 int32_t parse_command(const std::string& text) {
-  std::string names;
+  std::vector<std::string> names;
   for (const oem_test_msg::CodeRow& row : oem_test_msg::kCodes) {
     if (text == row.name) return row.code;
-    names += std::string(" ") + row.name;
+    names.emplace_back(row.name);
   }
   char* end = nullptr;
   const long number = std::strtol(text.c_str(), &end, 10);
   if (!text.empty() && *end == '\0' && number >= 0 && number <= INT32_MAX) return static_cast<int32_t>(number);
-  throw AppError(kUsage, "unknown hub command " + text + "; known are" + names + ", or a code");
+  throw AppError(kUsage, "unknown hub command '" + text + "'" + or_nearest(text, names));
 }
 
 record::HubMessage decoded(const HubMessage& message) {

@@ -25,6 +25,7 @@ struct Options : CommonOptions {
   std::string max_equal;            // lux above which both panel levels must differ
   std::string record;               // folder for a recording of the run
   std::string recording;            // folder of one to replay
+  bool makes_phone = true;          // where there is none, without a profile or a seed
 };
 
 }  // namespace factory

@@ -55,12 +55,6 @@ bool operator_sets(const Options& options) {
 // What can be known to be wrong before a phone is made.
 void check_options(const Options& options) {
   if (options.fixture == "operator") require_terminal();
-  for (const std::string& setting : options.world) {
-    const size_t equals = setting.find('=');
-    if (equals == std::string::npos) throw AppError(kUsage, "--world " + setting + ": give KEY=VALUE");
-    const std::string problem = world_problem(setting.substr(0, equals), setting.substr(equals + 1));
-    if (!problem.empty()) throw AppError(kUsage, "--world " + setting + ": " + problem);
-  }
 }
 
 // Ctrl-C and its kin go to the watcher alone: no thread that is started from here on takes them.

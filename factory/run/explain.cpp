@@ -122,10 +122,8 @@ Reason explain(Session& session, const Calibration& c) {
 
 void judge_axis(const Axis& axis, Calibration* c) {
   if (std::isfinite(axis.found) && (!axis.scale || std::isfinite(*axis.scale))) return;
-  c->reasons.push_back({Why::sensor_no_number,
-                        axis.name + ": the value found is not a number",
-                        "the sensor delivers values that are no numbers",
-                        {axis.name}});
+  c->reasons.push_back(
+      {Why::sensor_no_number, axis.name + ": the value found is not a number", kNoNumbersHint, {axis.name}});
 }
 
 // The library goes on where a file could not be written: whether it holds what was found shows in the file alone.

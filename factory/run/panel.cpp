@@ -19,7 +19,6 @@ constexpr int kLow = 14;
 constexpr int kFinished = 2;
 constexpr double kPlainLimitLux = 1;
 constexpr double kSteadyShare = 0.05;  // of the panel's light, on top of it: the noise that a level may have
-constexpr char kNoNumbersHint[] = "the sensor delivers values that are no numbers";
 
 int read_node(Session& session, const char* path) {
   int value = -1;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "files/nearest.h"
 #include "files/units.h"
 #include "run/calibration.h"
 
@@ -19,9 +20,8 @@ void PlanJson::problem(const Json::Value& value, const std::string& where, const
 void PlanJson::only_keys(const Json::Value& object, const std::string& where, const std::set<std::string>& known) {
   for (const std::string& key : object.getMemberNames()) {
     if (known.count(key) != 0) continue;
-    std::string names;
-    for (const std::string& name : known) names += (names.empty() ? "" : ", ") + name;
-    problem(object[key], where.empty() ? key : where + "." + key, "unknown key; known here: " + names);
+    problem(object[key], where.empty() ? key : where + "." + key,
+            "unknown key" + or_nearest(key, {known.begin(), known.end()}));
   }
 }
 

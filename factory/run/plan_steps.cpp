@@ -4,9 +4,10 @@
 #include <cmath>
 
 #include "files/app_error.h"
+#include "files/nearest.h"
+#include "phone/fixture_settings.h"
 #include "phone/verdict.h"
 #include "run/calibration.h"
-#include "run/fixture_values.h"
 #include "sensors/sensor.h"
 #include "sensors/stored_values.h"
 
@@ -104,7 +105,7 @@ void read_fixture(PlanJson& json, const Json::Value& value, const std::string& w
   for (const std::string& key : world.getMemberNames()) {
     std::string setting;
     const std::string place = where + ".fixture." + key;
-    const std::string wrong = world[key].isString() ? read_fixture_value(key, world[key].asString(), &setting)
+    const std::string wrong = world[key].isString() ? read_setting(key, world[key].asString(), Bare::refused, &setting)
                                                     : "give a text with the value and its unit";
     if (!wrong.empty()) json.problem(world[key], place, wrong);
     step->world.emplace_back(key, setting);
@@ -158,14 +159,14 @@ void read_calibrate(PlanJson& json, const Json::Value& value, const std::string&
   const std::optional<int> type = read_tag(json, value, where, "calibrate");
   if (!type) return;
   step->type = *type;
-  if (step->name.empty()) step->name = "calibrate " + value["calibrate"].asString();
+  if (step->name.empty()) step->name = "calibrate " + name_of(*type);
   if (value.isMember("channel")) return read_channel(json, value, where, step);
   for (const char* key : {"target", "screen"}) {
     if (value.isMember(key)) json.problem(value[key], where + "." + key, "goes with a channel only");
   }
-  if (!value.isMember("name") && step->param != 0) step->name += " (" + std::to_string(step->param) + ")";
   const std::string unknown = step_problem(step->type, step->param);
   if (!unknown.empty()) return json.problem(value["calibrate"], where + ".calibrate", unknown);
+  if (!value.isMember("name") && step->param != 0) step->name += ", " + step_name(step->type, step->param);
   step->far = json.truth(value, where, "far", false);
   if (step->far && !sets_thresholds(*step)) {
     json.problem(value["far"], where + ".far", "only the proximity thresholds, step 2 of Prx, are looked at from afar");
@@ -198,7 +199,7 @@ void read_expected(PlanJson& json, const Json::Value& value, const std::string& 
 void read_verify(PlanJson& json, const Json::Value& value, const std::string& where, Step* step) {
   const std::optional<int> type = read_tag(json, value, where, "verify");
   if (type) step->type = *type;
-  if (type && step->name.empty()) step->name = "verify " + value["verify"].asString();
+  if (type && step->name.empty()) step->name = "verify " + name_of(*type);
   if (type == sensor_type::proximity) {
     json.only_keys(value, where, with_common({"verify", "expect", "limits"}));
     if (value["expect"] != "near" && value["expect"] != "far") {
@@ -235,9 +236,8 @@ void read_report_check(PlanJson& json, const Json::Value& value, const std::stri
       step->positions.push_back(position.asString());
       continue;
     }
-    std::string names;
-    for (const std::string& name : known) names += (names.empty() ? "" : ", ") + name;
-    json.problem(position, where + ".positions", "the report has no such position; it has " + names);
+    json.problem(position, where + ".positions",
+                 "the report has no such position" + or_nearest(position.isString() ? position.asString() : "", known));
   }
 }
 
@@ -247,15 +247,15 @@ const StoredValue* read_stored(PlanJson& json, const Json::Value& value, const s
   const auto fits = [&](const StoredValue& row) {
     return row.applies(step->type) && (writes ? row.write != nullptr : row.read != nullptr);
   };
-  std::string names;
+  std::vector<std::string> names;
   for (const StoredValue& row : stored_values()) {
     if (!fits(row)) continue;
     if (step->value == row.name) return &row;
-    names += (names.empty() ? "" : ", ") + std::string(row.name);
+    names.emplace_back(row.name);
   }
   json.problem(value.isMember("value") ? value["value"] : value, where + ".value",
                std::string("no stored value of this sensor that can be ") + (writes ? "written" : "read") +
-                   (names.empty() ? "" : "; it has " + names));
+                   (names.empty() ? "" : or_nearest(step->value, names)));
   return nullptr;
 }
 
@@ -266,7 +266,7 @@ void read_check(PlanJson& json, const Json::Value& value, const std::string& whe
   step->value = json.text(value, where, "value", "");
   const std::optional<int> type = read_tag(json, value, where, "check");
   if (!type) return;
-  if (step->name.empty()) step->name = "check " + value["check"].asString() + " " + step->value;
+  if (step->name.empty()) step->name = "check " + name_of(*type) + " " + step->value;
   step->type = *type;
   const StoredValue* stored = read_stored(json, value, where, step);
   if (stored == nullptr) return;
@@ -283,7 +283,7 @@ void read_write(PlanJson& json, const Json::Value& value, const std::string& whe
   step->value = json.text(value, where, "value", "");
   const std::optional<int> type = read_tag(json, value, where, "write");
   if (!type) return;
-  if (step->name.empty()) step->name = "write " + value["write"].asString() + " " + step->value;
+  if (step->name.empty()) step->name = "write " + name_of(*type) + " " + step->value;
   step->type = *type;
   const StoredValue* stored = read_stored(json, value, where, step);
   if (stored == nullptr) return;
@@ -312,7 +312,7 @@ void read_probe(PlanJson& json, const Json::Value& value, const std::string& whe
   if (step->name.empty()) step->name = "probe " + step->probe;
   const std::vector<std::string> known = {"rgb", "ps_tof", "tof", "pshwcali"};
   if (std::count(known.begin(), known.end(), step->probe) == 0) {
-    json.problem(value["probe"], where + ".probe", "unknown probe; known are rgb, ps_tof, tof, pshwcali");
+    json.problem(value["probe"], where + ".probe", "unknown probe" + or_nearest(step->probe, known));
   }
   constexpr int kNoSensor = -3;
   const Json::Value& expect = value["expect"];

@@ -5,7 +5,7 @@
 #include "files/app_error.h"
 #include "files/json_text.h"
 #include "files/numbers.h"
-#include "run/fixture_values.h"
+#include "phone/fixture_settings.h"
 #include "sensors/sensor.h"
 
 namespace factory::plan {
@@ -34,7 +34,7 @@ void require_fixture(const Request& request, const std::vector<std::string>& wor
   if (kind != nullptr && (kind->result == Result::offset || kind->result == Result::lux_scale)) return;
   for (const Need& need : step_of(request.type, request.param)->needs) {
     std::string wanted;
-    if (!read_fixture_value(need.key, need.value, &wanted).empty()) continue;
+    if (!read_setting(need.key, need.value, Bare::refused, &wanted).empty()) continue;
     for (const std::string& setting : world) {
       if (setting.rfind(std::string(need.key) + "=", 0) != 0 || setting == need.key + ("=" + wanted)) continue;
       throw AppError(kUsage, tag_of(request.type) + " is calibrated with " + need.key + "=" + wanted +

@@ -102,7 +102,8 @@ void StepRun::measure(const std::string& name, const std::string& axis, double v
   judge(&m, step_.limits.marginal);
   if (m.outcome == Outcome::failed) {
     const auto bound = [](const std::optional<double>& limit) { return limit ? plain(*limit) : ""; };
-    attempt_.fail({Why::value_outside, describe(m), hint, {name, axis, plain(value), bound(low), bound(high), unit}});
+    const std::string fits = std::isnan(value) ? kNoNumbersHint : hint;
+    attempt_.fail({Why::value_outside, describe(m), fits, {name, axis, plain(value), bound(low), bound(high), unit}});
   }
   if (m.outcome == Outcome::marginal) attempt_.notes.push_back("marginal: " + describe(m));
   attempt_.measurements.push_back(m);

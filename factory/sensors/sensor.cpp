@@ -1,9 +1,12 @@
 #include "sensors/sensor.h"
 
 #include <algorithm>
-#include <cctype>
+#include <charconv>
+#include <cstdint>
+#include <string_view>
 
 #include "files/app_error.h"
+#include "files/nearest.h"
 
 namespace factory {
 namespace {
@@ -216,11 +219,6 @@ bool has(const Sensor* sensor, const StepRow& step) {
   return step.of == Steps::any || (sensor != nullptr && (step.of & sensor->steps) != 0);
 }
 
-bool same_letters(const std::string& a, const std::string& b) {
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                    [](unsigned char x, unsigned char y) { return std::tolower(x) == std::tolower(y); });
-}
-
 }  // namespace
 
 std::span<const Sensor> sensors() { return kSensors; }
@@ -237,6 +235,14 @@ const StepRow* step_of(int type, int param) {
     if (param >= step.first && param <= step.last && has(sensor, step)) return &step;
   }
   return nullptr;
+}
+
+std::string step_name(int type, int param) {
+  const StepRow* step = step_of(type, param);
+  const auto same = std::count_if(std::begin(kSteps), std::end(kSteps), [&](const StepRow& row) {
+    return has(sensor_of(type), row) && std::string_view(row.words) == step->words;
+  });
+  return step->words + (same > 1 || step->last > step->first ? " " + std::to_string(param) : "");
 }
 
 std::string steps_text(int type) {
@@ -319,20 +325,18 @@ std::optional<Quantity> subject_of(int type) {
 }
 
 int parse_tag(const std::string& text) {
-  const int type = getSensorType(text.c_str());
-  if (type >= 0 && (type != 0 || text == "0")) {
-    // A number must be one to its end.
-    if (!std::isdigit(static_cast<unsigned char>(text[0])) ||
-        text.find_first_not_of("0123456789") == std::string::npos) {
-      return type;
-    }
+  // A number must be one to its end, and fit.
+  if (!text.empty() && text.find_first_not_of("0123456789") == std::string::npos) {
+    int number = 0;
+    if (std::from_chars(text.data(), text.data() + text.size(), number).ec == std::errc()) return number;
+    throw AppError(kUsage, "a sensor's type number is at most " + std::to_string(INT32_MAX));
   }
-  std::string tags;
+  std::vector<std::string> tags;
   for (const TagRow& row : kTags) {
-    if (same_letters(text, row.tag)) throw AppError(kUsage, "sensor tag " + text + ": did you mean " + row.tag + "?");
-    tags += std::string(" ") + row.tag;
+    if (text == row.tag) return row.type;
+    tags.emplace_back(row.tag);
   }
-  throw AppError(kUsage, "unknown sensor tag " + text + "; known are" + tags + ", or a type number");
+  throw AppError(kUsage, "unknown sensor tag '" + text + "'" + or_nearest(text, tags));
 }
 
 std::string tag_of(int type) { return getSensorName(type); }
@@ -343,6 +347,12 @@ Json::Value sensor_json(int type) {
   out["tag"] = tag_of(type);
   if (const Sensor* sensor = sensor_of(type)) out["sensor"] = sensor->words;
   return out;
+}
+
+std::string name_of(int type) {
+  const Sensor* sensor = sensor_of(type);
+  const std::string tag = tag_of(type);
+  return sensor != nullptr && tag == std::to_string(type) ? sensor->words : tag;
 }
 
 std::string label_of(const Sensor& sensor) { return sensor.label != nullptr ? sensor.label : tag_of(sensor.type); }

@@ -140,6 +140,9 @@ struct StepRow {
 // number for another, or sends a command that is not meant for this sensor.
 const StepRow* step_of(int type, int param);
 
+// "self-test", and "high lux 15" where several steps have the same words. Of a step that the library has.
+std::string step_name(int type, int param);
+
 // "0 offset, 4 self-test".
 std::string steps_text(int type);
 
@@ -194,6 +197,9 @@ std::string tag_of(int type);
 
 // How every JSON document names a sensor: `type`, `tag` and, where it is known, `sensor` in words.
 Json::Value sensor_json(int type);
+
+// For people: its tag, or what it is where it has none.
+std::string name_of(int type);
 
 // How the calibration report calls it.
 std::string label_of(const Sensor& sensor);

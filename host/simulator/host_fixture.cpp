@@ -6,6 +6,7 @@
 #include <limits>
 #include <mutex>
 
+#include "files/nearest.h"
 #include "phone/core/phone.h"
 #include "phone/faults/faults.h"
 #include "phone/fixture.h"
@@ -101,11 +102,15 @@ std::unique_ptr<phone::Phone> open_simulated(const Options& options) {
   wanted.faults = options.fault;
   std::error_code unreachable;  // is the phone's to tell
   const bool existed = std::filesystem::exists(wanted.directory + "/profile.json", unreachable);
+  if (!existed && !options.makes_phone && options.profile.empty() && !options.seed) {
+    throw AppError(kUsage,
+                   wanted.directory + ": there is no phone; give --profile or --seed to make one, or calibrate");
+  }
   std::unique_ptr<phone::Phone> opened;
   try {
     opened = phone::Phone::open(wanted);
   } catch (const phone::OptionError& error) {
-    throw AppError(kUsage, error.what());
+    throw AppError(kUsage, error.what() + (error.known.empty() ? "" : or_nearest(error.word, error.known)));
   } catch (const phone::PhoneError& error) {
     throw AppError(kUnreachable, error.what());
   }
@@ -127,19 +132,12 @@ std::unique_ptr<Fixture> open_fixture(const Options& options) {
   return std::make_unique<HostFixture>(open_simulated(options), options.station);
 }
 
-std::string world_problem(const std::string& key, const std::string& value) {
-  phone::World world;
-  return phone::set_world(&world, key, value);
-}
-
 std::vector<std::string> known_profiles() { return phone::shipped_profiles(); }
 
 std::vector<std::string> known_faults() {
   std::vector<std::string> out;
   for (const phone::FaultInfo& fault : phone::fault_list()) {
-    const std::string name =
-        std::string(fault.name) + (*fault.arguments != '\0' ? std::string(":") + fault.arguments : "");
-    out.push_back(name + "  " + fault.what);
+    out.push_back(usage(fault) + "  " + fault.what);
   }
   return out;
 }

@@ -34,7 +34,7 @@ set Acc offset 1 2 x|x is no number
 set Acc offset 1 2 nan|nan is no number
 set Acc offset 1 2 1e99|1e99 is no number
 set Prx near 4.5|4\.5 is no whole number
-set Acc near 4|Acc has no value near; it has offset
+set Acc near 4|Acc has no value 'near'; known are offset
 set Acc version 1|version can be read only
 get 33171015 register|register can be written only
 ROWS

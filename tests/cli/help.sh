@@ -15,7 +15,7 @@ for command in $commands; do
   [ -z "$wide" ] || fail "$command --help is wider than 80 columns: $wide"
 done
 run 0 --fault help
-has out '^silent:'
+has out '^silent\[:SENSOR'
 run 0 sensors --fault help
-has out '^silent:\[SENSOR\]  the sensor delivers nothing$'
+has out '^silent\[:SENSOR\]  the sensor delivers nothing$'
 [ ! -e phone ] || fail "help made a phone"

@@ -45,7 +45,7 @@ mkfifo pipe.json
 for option in --profile --log --hub-log; do
   called="sensors $option, a pipe"
   code=0
-  timeout --preserve-status --signal=INT --kill-after=20 2 "$sensorcal" --phone other sensors $option pipe.json >out 2>err || code=$?
+  timeout --preserve-status --signal=INT --kill-after=20 2 "$sensorcal" --phone other --seed 1 sensors $option pipe.json >out 2>err || code=$?
   [ "$code" = 130 ] || fail "$called: exit code $code"
   has err '^interrupted$'
 done

@@ -19,7 +19,7 @@ refused() {
   rm -rf phone
   cp -r "$sensor.full" phone
   run "$code" calibrate "$sensor" --param "$level" --speed max --fault "$fault"
-  has out "${words[code]}  calibrate $sensor " "$@"
+  has out "${words[code]}  calibrate $sensor, panel" "$@"
 }
 
 # The library sends a level even where its run brought nothing.
@@ -61,7 +61,7 @@ for fault in nan:33171007 stuck:33171007; do
   rm -rf phone
   cp -r full phone
   run 1 calibrate Lux --param 14 --speed max --fault $fault
-  has out 'FAILED  calibrate Lux ' 'why: (15 of 15 events|the sensor sees no light)' "$stays"
+  has out 'FAILED  calibrate Lux, panel' 'why: (15 of 15 events|the sensor sees no light)' "$stays"
 done
 
 # A panel of one lux: its lower level is none, and right so.

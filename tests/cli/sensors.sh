@@ -2,7 +2,7 @@
 # `sensors` lists every sensor of the phone with its tag and record, and what the probes say.
 source "$(dirname "$0")/lib.sh"
 
-run 0 sensors
+run 0 sensors --seed 1
 [ "$(grep -Ec '^[0-9]+ +[0-9]+ ' out)" = 26 ] || fail "not 26 sensors"
 has out '^1 +1 +Acc +0 +sim_imu accelerometer +simulated$' '^3 +16 +- +3 ' '^5 +268369924 +Gyr2 +7 ' \
   '^11 +5 +Lux +- ' '^12 +33171007 +- +9 ' 'calibrates its own crosstalk +yes' 'is an RGB chip +no'

@@ -1,48 +1,111 @@
 #!/usr/bin/env bash
-# What is wrong on the command line ends with 2, names it, and says what would be right.
+# What is wrong on the command line ends with 2, names it, and says what would be right, in one line.
 source "$(dirname "$0")/lib.sh"
 
-while IFS='|' read -r arguments names; do
+"$sensorcal" sensors --seed 1 >out 2>err
+while IFS='|' read -r arguments line; do
   # shellcheck disable=SC2086
   run 2 $arguments
-  has err "$names"
+  [ "$(cat err)" = "sensorcal: $line" ] || fail "sensorcal $arguments: not '$line'"
   [ ! -s out ] || fail "sensorcal $arguments: something on stdout"
-done <<'ROWS'
-|subcommand
-no-such|subcommand
-calibrate|TAG
-calibrate acc|acc: did you mean Acc\?
-calibrate Nose|unknown sensor tag Nose; known are Acc
-calibrate 5x|unknown sensor tag 5x
+done <<ROWS
+senors|unknown command 'senors'; did you mean sensors?
+hub sned|unknown command 'sned'; did you mean send?
+sensors --sped max|unknown option '--sped'; did you mean --seed or --speed?
+sensors Acc|'Acc' was not expected; \`sensorcal sensors --help\` tells more
+calibrate|TAG is required; \`sensorcal calibrate --help\` tells more
+calibrate acc|unknown sensor tag 'acc'; did you mean Acc?
+calibrate Gry|unknown sensor tag 'Gry'; did you mean Gyr or Grv?
+get 4294967297|a sensor's type number is at most 2147483647
+get Acc ofset|Acc has no value 'ofset'; did you mean offset?
+hub send Acc get-acc-ofset|unknown hub command 'get-acc-ofset'; did you mean get-acc-offset?
+sensors --fixture operater|--fixture 'operater' is unknown; did you mean operator?
+completion fish|SHELL 'fish' is unknown; known are bash, zsh
+calibrate Acc --fault motoin:Acc|unknown fault 'motoin'; did you mean motion?
+calibrate Acc --fault motion:Gry|unknown sensor 'Gry'; did you mean Gyr or Grv?
+calibrate Acc --fault hub-slow:x|fault 'hub-slow:x': wants hub-slow:MS, a number from 0 to 60000
+calibrate Acc --fault burst:Acc,99|fault 'burst:Acc,99': wants burst[:SENSOR[,COUNT]], a number from 1 to 32
+calibrate Acc --phone new --profile referense|there is no profile 'referense' and no file referense; did you mean reference?
 calibrate Acc --speed 0|--speed 0: give a number above 0, or max
-calibrate Acc --speed fast|--speed fast
-calibrate Acc --speed nan|--speed nan
-calibrate Acc --seed -1|--seed
-calibrate Acc --param x|--param
-calibrate Acc --fault no-such|no fault is called 'no-such'
-calibrate Acc --fault hub-slow:x|hub-slow:x
-calibrate Acc --phone new --profile no-such|no-such; shipped profiles: .*reference
-calibrate Acc --replay Acc=no-such.csv|no-such.csv
-calibrate Mag|the library has no step 0 for Mag
-calibrate Acc --world lux|--world lux: give KEY=VALUE
-calibrate Acc --world mood=1|the world has no 'mood'
-calibrate Acc --world up=sideways|the world's 'up' cannot be 'sideways'
-calibrate Acc --fault burst:Acc,99|wants burst:\[SENSOR\[,COUNT\]\], a number from 1 to 32
-set Acc offset -inf 0 0|-inf is no number
-set Acc offset 0 -nan 0|-nan is no number
-calibrate Bar --reference -inf|--reference: -inf is no number from 300 to 1100
-calibrate Bar --reference nan|nan is no number from 300 to 1100
-grr --alpha nan|nan is no number from 0 to 1
-watch Acc --seconds -NaN|-NaN is no number from
-channel Lux 0 -inf|-inf is no number from
-sensors --fixture robot|robot not in
+calibrate Acc --speed nan|--speed nan: give a number above 0, or max
+calibrate Acc --seed -1|--seed -1: give a whole number, 0 or more
+calibrate Acc --seed 99999999999999999999999|--seed 99999999999999999999999: give a whole number, 0 or more of 64 bits
+calibrate Acc --param x|--param x: give a whole number
+calibrate Acc --param 4294967297|--param 4294967297: give a whole number of 32 bits
+backlight -1|LEVEL -1: give a whole number from 0 to 8191
+backlight foo|LEVEL foo: give a whole number from 0 to 8191
+sar 3|CHIP 3: give a whole number from 1 to 2
+stats --store no --outliers -1|--outliers -1: give a number above 0
+stats --store no --outliers nan|--outliers nan: give a number above 0
+history A --store no --limit -1|--limit -1: give a whole number, 0 or more
+calibrate Bar --reference -inf|--reference -inf: give a number from 300 to 1100
+grr --alpha nan|--alpha nan: give a number from 0 to 1
+grr --low nan|--low nan: give a number
+watch Acc --seconds -NaN|--seconds -NaN: give a number from 0.1 to 1000000
+channel Lux 0 -inf|TARGET -inf: give a number from 0 to 1000000
+line --phones 0|--phones 0: give a whole number from 1 to 1000000000
+sensors --world lux|--world lux: give KEY=VALUE; \`--world help\` lists keys and values
+sensors --world uup=flat|--world uup=flat: the fixture has no setting 'uup'; did you mean up?; \`--world help\` lists keys and values
+sensors --world up=sideways|--world up=sideways: give flat, face-down, tilted:DEGREES, or a direction x,y,z; \`--world help\` lists keys and values
+sensors --world lux=900000|--world lux=900000: give a number of lux from 0 to 200000, or "dark"; \`--world help\` lists keys and values
+calibrate Acc --reference 1013|--reference: only the offset of Bar has one
+run plan.json --spool x|--spool requires --store; \`sensorcal run --help\` tells more
+run plan.json --store-samples|--store-samples requires --store; \`sensorcal run --help\` tells more
+stats --store no --phone x|stats takes no --phone
+history A --store no --world lux=1|history takes no --world
+man --phone x|man takes no --phone
+replay a --fault silent|replay takes no --fault
+grr readings.csv --speed max|grr takes no --speed
+report --phone typo|$work/typo: there is no phone; give --profile or --seed to make one, or calibrate
 ROWS
 
-# What is mistaken makes no phone.
+# Without a near one, all that are known.
+run 2 calibrate Acc --fault motion:Foo99
+has err "unknown sensor 'Foo99'; known are Acc, Acc2, "
+run 2
+has err 'a command is missing; known are sensors, '
+run 2 calibrate Mag
+has err 'the library has no step 0 for Mag'
+run 2 set Acc offset -inf 0 0
+has err '-inf is no number'
+run 2 calibrate Acc --replay Acc=no-such.csv
+has err 'no-such.csv'
+
+# Keys, values and units of the world; a unit does what the bare number does.
+run 0 --world help
+has out '^up:  flat, face-down, tilted:DEGREES' '^lux:  a number of lux from 0 to 200000, or "dark"$' '^dark-box:  "on" or "off"$'
+for lux in "200 lux" "0.2 klux" 200; do
+  run 0 calibrate Lux --speed max --json --world "lux=$lux"
+  json out "\"'lux': '200'\" in str(d)"
+done
+
+# With --json an error is JSON, too.
+run 2 senors --json
+json out 'd["schema"] == "sensorcal.error/1" and set(d["error"]) == {"code", "message"}' \
+  'd["error"]["code"] == "usage"' 'd["error"]["message"].endswith("; did you mean sensors?")'
+has err "^sensorcal: unknown command 'senors'"
+run 3 sensors --json --fault sensors-absent
+json out 'd["error"]["code"] == "unreachable"' 'len(d) == 2'
+
+# A command's help has what it takes.
+run 0 stats --help
+has out '--profile, --json'
+lacks out '--world' '--phone'
+run 0 report --help
+has out '--world'
+
+# What is mistaken makes no phone, and what only reads neither.
 for mistake in --world=mood=1 --fault=no-such --fault=burst:Acc,99; do
-  run 2 sensors --phone none "$mistake"
+  run 2 calibrate Acc --phone none "$mistake"
   [ ! -e none ] || fail "$mistake made a phone"
 done
+for reads in sensors report judge "get Acc" "watch Acc" check collect backlight "hub state" reboot factory-reset; do
+  # shellcheck disable=SC2086
+  run 2 $reads --phone none
+  has err "$work/none: there is no phone; give --profile or --seed"
+  [ ! -e none ] || fail "$reads made a phone"
+done
+run 0 calibrate Acc --phone first --speed max
 
 # A phone keeps what it was made with.
 run 0 sensors --phone kept --seed 1

@@ -219,13 +219,10 @@ std::vector<std::string> rows_of(const FaultRow& fault, const std::vector<std::p
 std::string fault_table() {
   std::string out;
   for (const phone::FaultInfo& info : phone::fault_list()) {
-    // A bracket that begins with the colon's argument is one that may be left out with the colon.
-    std::string arguments = info.arguments;
-    if (!arguments.empty()) arguments = arguments[0] == '[' ? "[:" + arguments.substr(1) : ":" + arguments;
     const auto* row = std::find_if(std::begin(kVerdicts), std::end(kVerdicts),
                                    [&](const VerdictRow& known) { return known.fault == std::string_view(info.name); });
-    out += "| " + code(info.name + arguments) + " | " + info.what + " | " + verdict_text(row->verdict) + " | " +
-           row->why + " |\n";
+    out +=
+        "| " + code(usage(info)) + " | " + info.what + " | " + verdict_text(row->verdict) + " | " + row->why + " |\n";
   }
   return out;
 }

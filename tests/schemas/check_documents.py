@@ -54,6 +54,8 @@ ROWS = [
     (0, 'reboot'),
     (0, 'factory-reset'),
 ]
+WITHOUT_PHONE = ('show', 'replay', 'stats', 'history', 'sync', 'grr', 'line', 'plan', 'reboot', 'factory-reset', 'man',
+                 'completion')
 TEXT = ('man', 'completion bash')
 wrong = []
 forms = set()
@@ -67,7 +69,8 @@ def check(name, document):
 
 
 def run(arguments, code):
-    done = subprocess.run([sensorcal, *arguments.split(), '--json', '--speed', 'max'], text=True, capture_output=True)
+    speed = [] if arguments.split()[0] in WITHOUT_PHONE else ['--speed', 'max']
+    done = subprocess.run([sensorcal, *arguments.split(), '--json', *speed], text=True, capture_output=True)
     if done.returncode != code:
         wrong.append(f'{arguments}: ended with {done.returncode}, not {code}: {done.stderr}')
     return done.stdout
@@ -95,8 +98,7 @@ def check_commands():
     if [line['summary'] for line in lines] != [False] * (len(lines) - 1) + [True]:
         wrong.append('watch: the last line, and no other, is the summary')
     for arguments in TEXT:
-        if run(arguments, 2):
-            wrong.append(f'{arguments}: prints something')
+        check(arguments, json.loads(run(arguments, 2)))
     seen = {arguments.split()[0] for _, arguments in ROWS} | {text.split()[0] for text in TEXT} | {'watch'}
     if seen != commands():
         wrong.append(f'not every command has a row, or a row no command: {seen ^ commands()}')

@@ -91,8 +91,8 @@ def check_records(folder):
     seen = set()
     for number, (verdict, arguments) in enumerate(RUNS):
         name = ' '.join(arguments)
-        phone = [] if arguments[0] == 'replay' else ['--phone', f'phone{number}', '--seed', '7']
-        done = subprocess.run([sensorcal, *arguments, '--json', '--speed', 'max', *phone], cwd=folder, text=True,
+        phone = [] if arguments[0] == 'replay' else ['--phone', f'phone{number}', '--seed', '7', '--speed', 'max']
+        done = subprocess.run([sensorcal, *arguments, '--json', *phone], cwd=folder, text=True,
                               capture_output=True)
         record = json.loads(done.stdout)
         check(name, schemas.problems(schema, record))

@@ -16,8 +16,7 @@ int run(const Options& options, std::optional<int> level) {
     const int now = panel_brightness(session);
     throw AppError(now < 0 ? kUnreachable : kFailed,
                    "the panel did not take brightness " + std::to_string(*level) +
-                       (now < 0 ? ": its node cannot be read" : "; it shows " + std::to_string(now)) +
-                       (*level < 0 || *level > 8191 ? " (0 to 8191 can be set)" : ""));
+                       (now < 0 ? ": its node cannot be read" : "; it shows " + std::to_string(now)));
   }
   const int brightness = panel_brightness(session);
   const int maximum = panel_maximum(session);
@@ -35,7 +34,7 @@ int run(const Options& options, std::optional<int> level) {
 
 Runner set_up_backlight(ArgumentParser parser) {
   auto level = std::make_shared<std::optional<int>>();
-  parser.add_option("LEVEL", *level, "brightness to set, 0 to 8191");
+  parser.add_option("LEVEL", *level, "brightness to set, 0 to 8191").range(0, 8191);
   return [level](const Options& options) { return run(options, *level); };
 }
 

@@ -22,13 +22,16 @@ struct Arguments {
 
 int calibrate(const Options& options, const Arguments& arguments, const std::string& name) {
   std::vector<plan::Request> requests;
+  bool compared = false;
   for (const std::string& tag : arguments.tags) {
     plan::Request request;
     request.type = parse_tag(tag);
     request.param = arguments.param;
     if (request.type == sensor_type::pressure && request.param == 0) request.reference_hpa = arguments.reference_hpa;
+    compared = compared || request.reference_hpa;
     requests.push_back(request);
   }
+  if (arguments.reference_hpa && !compared) throw AppError(kUsage, "--reference: only the offset of Bar has one");
   return run_request(options, plan::plan_of(name, requests, options.world));
 }
 
@@ -48,7 +51,7 @@ Runner set_up_calibrate(ArgumentParser parser) {
   parser.add_flag("--golden", arguments->golden, "collect golden channel values on a golden phone (streams)")
       .excludes("--param");
   parser.add_option("--reference", arguments->reference_hpa, "pressure of the reference barometer, hPa (Bar)")
-      .in_range(300, 1100);
+      .range(300, 1100);
   return [arguments](const Options& options) {
     if (arguments->golden) arguments->param = kGolden;
     return calibrate(options, *arguments, "calibrate");
@@ -90,7 +93,7 @@ Runner set_up_channel(ArgumentParser parser) {
   auto target = std::make_shared<float>(0);
   parser.add_option("TAG", *tag, "Lux or Lux_B").required();
   parser.add_option("CHANNEL", *number, "channel").required();
-  parser.add_option("TARGET", *target, "value that the channel is to show").in_range(0, 1e6).required();
+  parser.add_option("TARGET", *target, "value that the channel is to show").range(0, 1e6).required();
   parser.add_flag("--screen", request->screen, "the screen's channel");
   return [=](const Options& options) {
     request->type = parse_tag(*tag);

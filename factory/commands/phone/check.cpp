@@ -95,12 +95,12 @@ Runner set_up_check(ArgumentParser parser) {
                     "sensors by tag or type number; accelerometers, gyroscopes, barometer and magnetometers where none "
                     "is named");
   parser.add_option("--seconds", arguments->seconds, "how long each is sampled, 3 to 50")
-      .in_range(kSecondsMin, kSecondsMax)
+      .range(kSecondsMin, kSecondsMax)
       .capture_default_str();
   parser.add_option("--period", arguments->period_ms, "sampling period in ms (default: the sensor's shortest)")
-      .in_range(0.5, 1000);
+      .range(0.5, 1000);
   parser.add_option("--reference", arguments->reference_hpa, "pressure of the reference barometer, hPa (Bar)")
-      .in_range(300, 1100);
+      .range(300, 1100);
   return [arguments](const Options& options) { return run(options, *arguments); };
 }
 

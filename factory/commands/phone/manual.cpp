@@ -19,13 +19,8 @@ std::vector<std::string> words_of(ValueKind kind, const Offer& more) {
   return out;
 }
 
-void require_text(const Options& options) {
-  if (options.json) throw AppError(kUsage, "there is no JSON of this: leave --json out");
-}
-
 Runner set_up_man(ArgumentParser parser, const Offer& offer) {
-  return [parser, offer](const Options& options) {
-    require_text(options);
+  return [parser, offer](const Options& /*options*/) {
     std::cout << man_page(describe(parser.parent(), offer), SENSORCAL_VERSION);
     return kPassed;
   };
@@ -34,8 +29,7 @@ Runner set_up_man(ArgumentParser parser, const Offer& offer) {
 Runner set_up_completion(ArgumentParser parser, const Offer& offer) {
   auto shell = std::make_shared<std::string>();
   parser.add_option("SHELL", *shell, "bash or zsh").required().one_of({"bash", "zsh"});
-  return [parser, shell, offer](const Options& options) {
-    require_text(options);
+  return [parser, shell, offer](const Options& /*options*/) {
     const CommandText program = describe(parser.parent(), offer);
     std::cout << (*shell == "bash" ? bash_completion(program) : zsh_completion(program));
     return kPassed;

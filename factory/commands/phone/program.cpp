@@ -10,24 +10,67 @@
 #include <map>
 #include <sstream>
 #include <string_view>
+#include <utility>
 
 #include "cli/command_line.h"
+#include "files/json_text.h"
 #include "phone/fixture.h"
+#include "phone/fixture_settings.h"
 #include "run/identity.h"
 
 namespace factory {
 namespace {
 
 void add_common_options(CLI::App& app, Options* options) {
-  app.add_option("--world", options->world,
-                 phones_are_simulated()
-                     ? "sets the fixture, KEY=VALUE; may be repeated"
-                     : "how the fixture stands, KEY=VALUE: nobody is asked to set it; may be repeated")
-      ->take_all()
-      ->allow_extra_args(false);
-  app.add_option("--log", options->log, "writes the log lines to a file, as logcat's threadtime form");
-  app.add_option("--max-equal", options->max_equal, "lux above which the panel's two levels must differ (property)");
-  app.add_flag("--json", options->json, "prints JSON instead of text");
+  ArgumentParser parser(app);
+  parser
+      .add_option("--world", options->world,
+                  std::string(phones_are_simulated() ? "sets the fixture, KEY=VALUE"
+                                                     : "how the fixture stands, KEY=VALUE: nobody is asked to set it") +
+                      "; may be repeated; `help` lists them")
+      .repeated();
+  parser.add_option("--log", options->log, "writes the log lines to a file, as logcat's threadtime form");
+  parser.add_option("--max-equal", options->max_equal, "lux above which the panel's two levels must differ (property)");
+  parser.add_flag("--json", options->json, "prints JSON instead of text");
+}
+
+// Which of Uses each option belongs to that commands share; a program need not have them all.
+constexpr struct {
+  const char* name;
+  unsigned use;
+} kShared[] = {
+    {"--phone", Uses::phone},   {"--profile", Uses::profile}, {"--seed", Uses::seed},       {"--speed", Uses::world},
+    {"--fixture", Uses::world}, {"--world", Uses::world},     {"--replay", Uses::world},    {"--fault", Uses::world},
+    {"--log", Uses::logs},      {"--hub-log", Uses::logs},    {"--max-equal", Uses::world}, {"--json", Uses::json},
+};
+
+// Those that a command takes, for its help.
+std::string shared_options(const CLI::App& app, unsigned uses) {
+  std::string out;
+  for (const auto& row : kShared) {
+    if ((uses & row.use) != 0 && app.get_option_no_throw(row.name) != nullptr)
+      out += (out.empty() ? "Takes, too (see `sensorcal --help`): " : ", ") + std::string(row.name);
+  }
+  return out.empty() ? "" : out + "\n";
+}
+
+void require_used(const CLI::App& app, const Command& command) {
+  for (const auto& row : kShared) {
+    const CLI::Option* option = app.get_option_no_throw(row.name);
+    if ((command.uses & row.use) == 0 && option != nullptr && option->count() > 0)
+      throw AppError(kUsage, std::string(command.name) + " takes no " + row.name);
+  }
+}
+
+std::string read_world(const std::string& given) {
+  const size_t equals = given.find('=');
+  const std::string help = "; `--world help` lists keys and values";
+  if (equals == std::string::npos) throw AppError(kUsage, "--world " + given + ": give KEY=VALUE" + help);
+  const std::string key = given.substr(0, equals);
+  std::string setting;
+  const std::string problem = read_setting(key, given.substr(equals + 1), Bare::taken, &setting);
+  if (!problem.empty()) throw AppError(kUsage, "--world " + given + ": " + problem + help);
+  return key + "=" + setting;
 }
 
 // The phone's commands, the program's in the place of those with the same name, and the manual.
@@ -59,25 +102,35 @@ int run(int argc, char** argv, const Program& program) {
       "Exit codes: 0 passed, 1 failed: the phone's fault, 2 usage, or unreadable or damaged input, 3 an error: the "
       "phone could not be judged, or passed, and something that was asked for could not be delivered, 4 a replay "
       "differs from its recording, 130 ended by a person.");
-  std::map<const CLI::App*, std::function<int(const Options&)>> runners;
-  for (const Command& command : commands_of(program)) {
+  const std::vector<Command> commands = commands_of(program);
+  std::map<const CLI::App*, std::pair<const Command*, Runner>> runners;
+  for (const Command& command : commands) {
     CLI::App* sub = app.add_subcommand(command.name, command.summary);
     sub->fallthrough();
-    sub->footer(std::string("Examples:\n") + command.examples);
-    runners[sub] = command.set_up(ArgumentParser(*sub));
+    sub->footer(shared_options(app, command.uses) + "Examples:\n" + command.examples);
+    runners[sub] = {&command, command.set_up(ArgumentParser(*sub))};
   }
   show_numbers(app);
   std::vector<std::string> arguments = hide_numbers(argc, argv);
+  if (asks_for_help(arguments, "--world")) {
+    std::cout << fit_help(settings_help());
+    return kPassed;
+  }
   try {
     std::reverse(arguments.begin(), arguments.end());  // as the parser takes them
     app.parse(arguments);
   } catch (const CLI::ParseError& error) {
+    if (error.get_exit_code() != 0) throw AppError(kUsage, parse_problem(app, error.what()));
     std::ostringstream help;
-    const bool good = app.exit(error, help, std::cerr) == 0;
+    app.exit(error, help);
     std::cout << fit_help(help.str());
-    return good ? kPassed : kUsage;
+    return kPassed;
   }
-  return runners.at(app.get_subcommands().front())(options);
+  const auto& [command, runner] = runners.at(app.get_subcommands().front());
+  require_used(app, *command);
+  for (std::string& setting : options.world) setting = read_world(setting);
+  options.makes_phone = (command->uses & Uses::new_phone) != 0;
+  return runner(options);
 }
 
 // Where no session watches for them, Ctrl-C and its kin end the program at once. A reader of the output that goes away
@@ -97,21 +150,37 @@ void catch_early_signals() {
   }
 }
 
+const char* code_name(int code) {
+  return code == kUsage ? "usage" : code == kFailed ? "failed" : code == kDiffers ? "differs" : "unreachable";
+}
+
+// On standard error for people and, with --json, on standard output for programs.
+int tell(int code, const std::string& text, bool json) {
+  std::cerr << "sensorcal: " << text << "\n";
+  if (json) {
+    Json::Value out;
+    out["error"]["code"] = code_name(code);
+    out["error"]["message"] = text;
+    print_document("error/1", out);
+  }
+  return code;
+}
+
 }  // namespace
 
 int run_program(int argc, char** argv, const Program& program) {
   catch_early_signals();
+  // Known before the command line is: what is wrong with that is told in the same way.
+  const bool json = std::find(argv, argv + argc, std::string_view("--json")) != argv + argc;
   try {
     const int code = run(argc, argv, program);
     if (std::cout.flush()) return code;
     std::cerr << "sensorcal: standard output cannot be written\n";
     return code == kPassed ? kUnreachable : code;
   } catch (const AppError& error) {
-    std::cerr << "sensorcal: " << error.what() << "\n";
-    return error.code;
+    return tell(error.code, error.what(), json);
   } catch (const std::exception& error) {
-    std::cerr << "sensorcal: " << error.what() << "\n";
-    return kUnreachable;
+    return tell(kUnreachable, error.what(), json);
   }
 }
 

@@ -8,6 +8,7 @@
 #include "cli/terminal.h"
 #include "commands/phone/commands.h"
 #include "files/json_text.h"
+#include "files/nearest.h"
 #include "phone/hub_watch.h"
 #include "phone/session.h"
 #include "sensors/sensor.h"
@@ -34,12 +35,12 @@ std::vector<const StoredValue*> values_of(int type) {
 }
 
 const StoredValue& find_value(int type, const std::string& name) {
-  std::string names;
+  std::vector<std::string> names;
   for (const StoredValue* value : values_of(type)) {
     if (name == value->name) return *value;
-    names += std::string(" ") + value->name;
+    names.emplace_back(value->name);
   }
-  throw AppError(kUsage, tag_of(type) + " has no value " + name + "; it has" + names);
+  throw AppError(kUsage, tag_of(type) + " has no value '" + name + "'" + or_nearest(name, names));
 }
 
 std::string joined(const std::vector<double>& values, bool whole) {

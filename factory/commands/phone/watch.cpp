@@ -160,9 +160,9 @@ Runner set_up_watch(ArgumentParser parser) {
   constexpr double kSecondsMax = 1e6;
   constexpr double kPeriodMax = 10000;
   parser.add_option("TAG", arguments->tag, "sensor by tag or type number").required();
-  parser.add_option("--seconds", arguments->seconds, "how long (default: until Ctrl-C)").in_range(0.1, kSecondsMax);
+  parser.add_option("--seconds", arguments->seconds, "how long (default: until Ctrl-C)").range(0.1, kSecondsMax);
   parser.add_option("--period", arguments->period_ms, "sampling period in ms (default: as calibrations have it)")
-      .in_range(0.5, kPeriodMax);
+      .range(0.5, kPeriodMax);
   return [arguments](const Options& options) { return run(options, *arguments); };
 }
 

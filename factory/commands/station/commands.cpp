@@ -8,24 +8,24 @@ const std::vector<CommandOf<CommonOptions>>& station_commands() {
        "  sensorcal show record.json --html report.html\n"
        "  sensorcal run plans/inertial.json --json | sensorcal show - --junit run.xml --csv values\n"
        "  sensorcal show 019ab69d-cc00-7000-8000-000000000001 --store runs.db --html report.html",
-       set_up_show},
+       set_up_show, Uses::json},
       {"stats", "yield, failures, capability, drift and outliers of the runs in a store",
        "  sensorcal stats --store runs.db\n"
        "  sensorcal stats --store postgresql://line@db/line --since 2026-11-01 --plan inertial --html stats.html\n"
        "  sensorcal stats --store runs.db --station north --json",
-       set_up_stats},
+       set_up_stats, Uses::profile | Uses::json},
       {"history", "all that happened to one phone, newest first",
        "  sensorcal history A1234 --store runs.db\n"
        "  sensorcal history --run 019ab69d-cc00-7000-8000-000000000001 --store runs.db",
-       set_up_history},
+       set_up_history, Uses::json},
       {"sync", "bring runs that wait at the station up to the server",
        "  sensorcal sync --store postgresql://line@db/line\n"
        "  sensorcal sync --store postgresql://line@db/line --spool waiting.db",
-       set_up_sync},
+       set_up_sync, Uses::json},
       {"grr", "gauge repeatability and reproducibility: what of the scatter is the stations'",
        "  sensorcal grr readings.csv --low -0.1 --high 0.1\n"
        "  sensorcal grr --store runs.db --plan inertial --measurement offset --full",
-       set_up_grr},
+       set_up_grr, Uses::profile | Uses::json},
   };
   return kCommands;
 }

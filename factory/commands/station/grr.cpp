@@ -91,7 +91,7 @@ void add_grr_options(ArgumentParser parser, GrrArguments* arguments) {
   parser.add_option("--app-version", a.filter.version, "runs by one version of sensorcal");
   parser.add_option("--measurement", a.filter.measurement, "measurements of this name only");
   parser.add_option("--alpha", a.alpha, "an interaction whose p is above this counts as repeatability")
-      .in_range(0, 1)
+      .range(0, 1)
       .capture_default_str();
   parser.add_flag("--full", a.full, "the whole analysis of each measurement");
 }

@@ -44,9 +44,7 @@ Source find_source(const std::string& name, const std::string& beside) {
   const std::filesystem::path file = std::filesystem::path(beside).parent_path() / name;
   std::ifstream stream(file);
   if (!stream || std::filesystem::is_directory(file)) {
-    std::string known;
-    for (const std::string& shipped : shipped_profiles()) known += " " + shipped;
-    throw OptionError("no profile and no file " + file.string() + "; shipped profiles:" + known);
+    throw OptionError("there is no profile '" + name + "' and no file " + file.string(), name, shipped_profiles());
   }
   std::ostringstream text;
   text << stream.rdbuf();

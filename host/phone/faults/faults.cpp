@@ -149,10 +149,6 @@ constexpr Row kRows[] = {
      {}},
 };
 
-std::string usage(const FaultInfo& info) {
-  return std::string(info.name) + (*info.arguments != '\0' ? std::string(":") + info.arguments : "");
-}
-
 std::string short_text(double number) {
   char text[32];
   return {text, std::to_chars(text, text + sizeof text, number).ptr};
@@ -201,7 +197,11 @@ bool read_integer(const Row& row, std::string_view text, double high, int* out) 
 bool read_sensor(std::string_view text, int* type) {
   if (text.empty()) return true;
   const std::optional<int> found = parse_sensor_type(text);
-  if (!found || *found == 0) return false;
+  if (!found || *found == 0) {
+    std::vector<std::string> known;
+    for (const sensor_type::TagRow& row : sensor_type::kTags) known.emplace_back(row.tag);
+    throw OptionError("unknown sensor '" + std::string(text) + "'", std::string(text), known);
+  }
   *type = *found;
   return true;
 }
@@ -271,12 +271,18 @@ Fault parse_fault(const std::string& text) {
     if (!read_arguments(row, rest, &fault)) fail(row, text);
     return fault;
   }
-  std::string known;
-  for (const FaultInfo& info : fault_list()) known += "\n  " + usage(info);
-  throw OptionError("no fault is called '" + name + "'; there are:" + known);
+  std::vector<std::string> known;
+  for (const FaultInfo& info : fault_list()) known.emplace_back(info.name);
+  throw OptionError("unknown fault '" + name + "'", name, known);
 }
 
 }  // namespace
+
+std::string usage(const FaultInfo& info) {
+  if (*info.arguments == '\0') return info.name;
+  const std::string arguments = info.arguments;
+  return info.name + (arguments[0] == '[' ? "[:" + arguments.substr(1) : ":" + arguments);
+}
 
 const std::vector<FaultInfo>& fault_list() {
   static const std::vector<FaultInfo>* const list = [] {

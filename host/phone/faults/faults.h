@@ -55,6 +55,9 @@ struct FaultInfo {
   const char* what;       // one line
 };
 
+// "motion[:SENSOR[,RMS]]"
+std::string usage(const FaultInfo& info);
+
 // Every fault, in the order in which people read them.
 const std::vector<FaultInfo>& fault_list();
 

@@ -181,14 +181,14 @@ Runner set_up_line(ArgumentParser parser) {
       .range(1, 1000000000);
   parser.add_option("--stations", a.stations, "how many, each a process of its own").range(1, 64).capture_default_str();
   parser.add_option("--fault-rate", a.fault_rate, "share of the phones that have something wrong with them")
-      .in_range(0, 1)
+      .range(0, 1)
       .capture_default_str();
   parser.add_option("--store", a.store, "where the runs go: a file, sqlite:FILE or postgresql://...")
       .envname("SENSORCAL_STORE");
   parser.add_option("--spool", a.spool, "with a server: folder of the files in which each station's runs wait for it");
   parser.add_option("--plan", a.plan, "plan file (JSON; default: the inertial sensors)");
   parser.add_option("--patience", a.patience_s, "seconds that stations wait at the end for a server that is away")
-      .in_range(0, 86400)
+      .range(0, 86400)
       .capture_default_str();
   parser.add_flag("--station-process", a.station_process).hidden();
   return [arguments](const Options& options) {

@@ -46,9 +46,6 @@ bool compare(const std::optional<record::Run>& recorded, const record::Run& run,
 }
 
 int replay(const Options& options, const std::string& folder, const Sinks& sinks) {
-  if (!options.profile.empty() || options.seed || !options.world.empty() || !options.replay.empty() ||
-      !options.fault.empty() || !options.max_equal.empty())
-    throw AppError(kUsage, "replay: phone, world and faults are the recorded ones and cannot be chosen");
   Options wanted = options;
   wanted.fixture = "simulated";
   wanted.recording = std::filesystem::absolute(folder).lexically_normal().string();

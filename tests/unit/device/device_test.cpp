@@ -153,13 +153,15 @@ TEST(FixtureSettings, AreTheSimulatedWorldsAndItsNumbers) {
       {"dark-box", "maybe", "\"on\" or \"off\""},
       {"lux", "dark", ""},
       {"lux", "200", ""},
-      {"lux", "200 lux", "a number of lux, or \"dark\""},
-      {"lux", "200001", "must lie between 0 and 200000 lux"},
+      {"lux", "2 klux", ""},
+      {"lux", "2 hPa", "a number of lux from 0 to 200000, or \"dark\""},
+      {"lux", "200001", "a number of lux from 0 to 200000"},
       {"pressure", "none", "a number of hPa"},
-      {"smell", "1", "no such setting; it has up, rotation, dark-box, vibration, pressure, lux"},
+      {"smell", "1", "no setting 'smell'; known are up, rotation, dark-box, vibration, pressure, lux"},
   };
   for (const auto& row : kRows) {
-    const std::string problem = factory::setting_problem(row.key, row.value);
+    std::string setting;
+    const std::string problem = factory::read_setting(row.key, row.value, factory::Bare::taken, &setting);
     EXPECT_EQ(*row.problem == '\0', problem.empty()) << row.key << "=" << row.value << ": " << problem;
     EXPECT_THAT(problem, HasSubstr(row.problem)) << row.key << "=" << row.value;
   }

@@ -8,7 +8,7 @@ echo '{"format": "sensorcal.plan/1", "name": "p", "steps": [{"calibrate": "Gyr"}
 while IFS='|' read -r command option; do
   # shellcheck disable=SC2086
   run 2 $command $option
-  has err 'expected|required'
+  has err '^sensorcal: (unknown (option|command) |.* was not expected)'
   run 0 ${command%% *} --help
   lacks out "^ +${option%% *}\\b"
 done <<'ROWS'

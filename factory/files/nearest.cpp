@@ -1,0 +1,61 @@
+#include "files/nearest.h"
+
+#include <algorithm>
+#include <cctype>
+#include <numeric>
+
+namespace factory {
+namespace {
+
+std::string lower(std::string text) {
+  for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return text;
+}
+
+// How many letters are to be put in, left out, replaced or swapped with their neighbour.
+size_t distance(const std::string& a, const std::string& b) {
+  std::vector<size_t> before_last;
+  std::vector<size_t> last;
+  std::vector<size_t> row(b.size() + 1);
+  std::iota(row.begin(), row.end(), size_t{0});
+  for (size_t i = 1; i <= a.size(); ++i) {
+    before_last = last;
+    last = row;
+    row[0] = i;
+    for (size_t j = 1; j <= b.size(); ++j) {
+      row[j] = std::min({last[j] + 1, row[j - 1] + 1, last[j - 1] + (a[i - 1] == b[j - 1] ? 0 : 1)});
+      if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1])
+        row[j] = std::min(row[j], before_last[j - 2] + 1);
+    }
+  }
+  return row[b.size()];
+}
+
+std::string listed(const std::vector<std::string>& words, const char* last) {
+  std::string out;
+  for (size_t i = 0; i < words.size(); ++i) out += (i == 0 ? "" : i + 1 == words.size() ? last : ", ") + words[i];
+  return out;
+}
+
+}  // namespace
+
+std::string or_nearest(const std::string& typed, const std::vector<std::string>& known) {
+  constexpr size_t kLettersMax = 64;  // nothing that is known has as many
+  constexpr size_t kOfferedMax = 4;
+  if (typed.size() <= kLettersMax) {
+    size_t least = std::max<size_t>(1, typed.size() / 3);
+    std::vector<std::string> near;
+    for (const std::string& word : known) {
+      const size_t off = distance(lower(typed), lower(word));
+      if (off < least) near.clear();
+      if (off <= least && off < word.size()) {
+        least = off;
+        near.push_back(word);
+      }
+    }
+    if (!near.empty() && near.size() <= kOfferedMax) return "; did you mean " + listed(near, " or ") + "?";
+  }
+  return "; known are " + listed(known, ", ");
+}
+
+}  // namespace factory
