@@ -128,13 +128,16 @@ void PlanRun::run() {
 }
 
 Outcome PlanRun::verdict() {
-  const auto any = [this](Outcome outcome) {
-    return std::any_of(steps_.begin(), steps_.end(), [&](const StepResult& step) { return step.outcome == outcome; });
-  };
-  if (under_way_.end_claimed || any(Outcome::aborted)) return Outcome::aborted;
-  // What failed by the phone's fault is known to be bad, whatever else could not be judged.
-  if (any(Outcome::failed)) return Outcome::failed;
-  return any(Outcome::error) || any(Outcome::skipped) ? Outcome::error : Outcome::passed;
+  const auto is = [](Outcome outcome) { return [=](const StepResult& step) { return step.outcome == outcome; }; };
+  if (under_way_.end_claimed || std::any_of(steps_.begin(), steps_.end(), is(Outcome::aborted)))
+    return Outcome::aborted;
+  // What failed before anything erred is known to be bad, whatever could not be judged later; what failed after an
+  // error may have failed for that: a sensor whose calibration came to nothing does not verify.
+  const auto first = std::find_if(steps_.begin(), steps_.end(), [](const StepResult& step) {
+    return step.outcome == Outcome::failed || step.outcome == Outcome::error;
+  });
+  if (first != steps_.end()) return first->outcome;
+  return std::any_of(steps_.begin(), steps_.end(), is(Outcome::skipped)) ? Outcome::error : Outcome::passed;
 }
 
 record::Run PlanRun::record() { return make_record(session_, plan_, info_, world_, steps_, verdict()); }

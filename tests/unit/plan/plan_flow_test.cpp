@@ -59,7 +59,7 @@ TEST(PlanFlow, ASecondAttemptMayPass) {
 }
 
 // Probes ask the sensor service alone: here the hub never answers.
-TEST(PlanFlow, AFailureOutweighsAnErrorAndAnErrorAPass) {
+TEST(PlanFlow, WhatDidNotPassFirstDecides) {
   const std::string passes = kPasses;
   const std::string fails = R"({"probe": "tof", "expect": false, "on_failure": "go on"})";
   const std::string errs = R"({"check": "Acc", "value": "offset", "limits": {"low": "-1 g"}, "on_failure": "go on"})";
@@ -69,7 +69,7 @@ TEST(PlanFlow, AFailureOutweighsAnErrorAndAnErrorAPass) {
     Outcome verdict;
   } kRows[] = {
       {fails + "," + errs, {"failed 1", "error 1"}, Outcome::failed},
-      {errs + "," + fails, {"error 1", "failed 1"}, Outcome::failed},
+      {errs + "," + fails, {"error 1", "failed 1"}, Outcome::error},
       {errs + "," + passes, {"error 1", "passed 1"}, Outcome::error},
       {R"({"calibrate": "Acc"}, )" + passes, {"error 1", "skipped 0"}, Outcome::error},
   };
