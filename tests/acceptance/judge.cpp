@@ -28,7 +28,7 @@ void judge_run(const Case& phone, const RunResult& run, std::vector<std::string>
   const int type = factory::parse_tag(phone.flaw->sensor);
   const auto of_flaw = [&](const Failure& failure) { return failure.type == type; };
   const bool named = std::any_of(run.failures.begin(), run.failures.end(), [&](const Failure& failure) {
-    return of_flaw(failure) && failure.calibration && failure.text.find(phone.flaw->sensor) != std::string::npos;
+    return of_flaw(failure) && failure.calibration && failure.text.find(factory::name_of(type)) != std::string::npos;
   });
   if (!named) misses->push_back("no calibration failed that names " + phone.flaw->sensor);
   for (const Failure& failure : run.failures) {

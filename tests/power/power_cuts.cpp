@@ -135,7 +135,9 @@ class PowerCuts {
 
 std::vector<std::string> PowerCuts::words(const Command& command) const {
   const std::string& program = command.words[0] == "call" ? calls_ : sensorcal_;
-  std::vector<std::string> out = {program, "--phone", now_ + "/phone", "--speed", "max"};
+  std::vector<std::string> out = {program, "--phone", now_ + "/phone"};
+  if (command.words[0] != "reboot" && command.words[0] != "factory-reset")
+    out.insert(out.end(), {"--speed", "max"});  // those two wait for nothing
   for (std::string word : command.words) {
     if (word == "PLAN") word = plan_;
     if (word.compare(0, 7, "FOLDER/") == 0) word = now_ + word.substr(6);
@@ -200,7 +202,7 @@ void PowerCuts::check_file(const std::string& path, const Files& before, const F
 // A fresh process: the phone opens and reports, and a file that a cut left short is an error to its reader.
 void PowerCuts::check_phone(const FileHistory& history) {
   int exit_code = -1;
-  answer(sensorcal_, "report", &exit_code);
+  answer(sensorcal_, "report --profile reference", &exit_code);  // a first use may leave no phone yet
   if (exit_code != 0 && exit_code != 1)
     return fault("the phone does not open and report: exit code " + std::to_string(exit_code));
   const Files left = files_of(now_);
