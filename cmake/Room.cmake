@@ -25,3 +25,13 @@ function(sensorcal_room name)
   endforeach()
   target_link_libraries(${target} PUBLIC ${known} PRIVATE ${ARG_PRIVATE} project_options)
 endfunction()
+
+# callback_sources(SOURCES...): files of a room that derive from a class of the platform are compiled as the platform's
+# libraries are, without type information and without exceptions: on a phone the class they derive from has none.
+function(callback_sources)
+  set(options -fno-exceptions)
+  if(NOT SENSOR_CAL_SANITIZE)
+    list(APPEND options -fno-rtti)
+  endif()
+  set_source_files_properties(${ARGN} PROPERTIES COMPILE_OPTIONS "${options}")
+endfunction()

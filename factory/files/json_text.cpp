@@ -66,7 +66,7 @@ bool parse_json(const std::string& text, Json::Value* out, std::string* problem)
   try {
     const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
     good = reader->parse(text.data(), text.data() + text.size(), out, &why);
-  } catch (const Json::Exception& error) {
+  } catch (const std::exception& error) {
     why = error.what();
   }
   if (problem != nullptr) *problem = why;

@@ -25,7 +25,7 @@ bool parse_json(const std::string& file, const std::string& bytes, Json::Value* 
   std::string errors;
   try {
     if (Json::parseFromStream(builder, in, root, &errors)) return true;
-  } catch (const Json::Exception& error) {
+  } catch (const std::exception& error) {
     problems->push_back(file + ":1:1: no valid JSON: " + error.what());  // nested too deep
     return false;
   }

@@ -2,6 +2,8 @@
 
 #include <cutils/properties.h>
 
+#include <cmath>
+
 #include "run/identity.h"
 #include "sensors/sensor.h"
 
@@ -32,6 +34,11 @@ record::Step to_record(const StepResult& result) {
   if (step.kind == StepKind::calibrate) out.param = step.param;
   out.outcome = result.outcome;
   out.attempts.assign(result.attempts.begin(), result.attempts.end());
+  // What is told of a run is told in milliseconds: pages made from the run and from its record are the same.
+  for (record::Attempt& attempt : out.attempts) {
+    attempt.started = std::chrono::floor<std::chrono::milliseconds>(attempt.started);
+    attempt.seconds = std::round(attempt.seconds * 1000) / 1000;
+  }
   return out;
 }
 
