@@ -95,7 +95,7 @@ class Trial:
         json.dump(hub, open(store, 'w'))
 
     def fault(self, rng, form, tag):
-        name, _, arguments = form.partition(':')
+        name, arguments = re.match(r'([a-z-]+)\[?:?(.*)', form).groups()
         tag = tag if rng.random() < 0.8 else rng.choice(TAGS)
         if tag == 'Gyr' and rng.random() < 0.7:
             tag = '16'  # which its calibration samples

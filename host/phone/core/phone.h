@@ -29,7 +29,7 @@ class OptionError : public PhoneError {
   OptionError(const std::string& text, std::string unknown, std::vector<std::string> known_words)
       : PhoneError(text), word(std::move(unknown)), known(std::move(known_words)) {}
   const std::string word;
-  const std::vector<std::string> known;  // in place of it; empty: something else is wrong
+  std::vector<std::string> known;  // in place of it; empty: something else is wrong
 };
 
 // One message to the hub and its answer, as they crossed the test service.
