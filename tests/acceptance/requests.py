@@ -294,10 +294,10 @@ def flat(value, name):
 
 
 def slow_drift(fault, tag):
-    """A drift that begins anew with each enabling, and is too slow to show in a look of a second."""
+    """A drift that begins anew with each enabling, and stays within the noise that a look of a second may have."""
     name, _, arguments = fault.partition(':')
     sensor, _, amount = arguments.partition(',')
-    most = {'A': 0.1, 'G': 0.002, 'B': 0.5}.get(tag[0], 0)
+    most = {'A': 0.18, 'G': 0.018, 'B': 0.5}.get(tag[0], 0)
     return name == 'drift' and sensor in ('', tag, '16' if tag == 'Gyr' else tag) and 0 < float(amount or 0.5) <= most
 
 
