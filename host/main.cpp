@@ -1,23 +1,24 @@
 // `sensorcal` on a Linux host: both halves, and simulated phones.
+#include <SensorType.h>
+
 #include <iostream>
 
 #include "cli/argument_parser.h"
 #include "cli/command_line.h"
 #include "commands/phone/program.h"
 #include "commands/station/commands.h"
+#include "files/words.h"
 #include "simulator/simulated_phone.h"
 #include "simulator_commands/simulator_commands.h"
 
 namespace {
 
 using factory::Options;
-using factory::ValueKind;
 
 void add_options(CLI::App& app, Options* options) {
   factory::ArgumentParser parser(app);
   parser.add_option("--phone", options->phone, "phone directory (default: $SENSORCAL_PHONE, else ./phone)");
-  std::string profiles;
-  for (const std::string& name : factory::known_profiles()) profiles += (profiles.empty() ? "" : ", ") + name;
+  const std::string profiles = factory::joined(factory::known_profiles(), ", ");
   parser.add_option("--profile", options->profile, "profile of a new phone: " + profiles + ", or a JSON file");
   parser.add_option("--seed", options->seed, "draws a new phone's sensor errors").non_negative();
   parser.add_option("--speed", options->speed, "sensor time over real time: a number, or max").capture_default_str();
@@ -37,13 +38,20 @@ void add_options(CLI::App& app, Options* options) {
   parser.add_option("--hub-log", options->hub_log, "writes the hub messages to a file, one JSON object a line");
 }
 
-std::vector<std::string> words(ValueKind kind) {
-  if (kind == ValueKind::profile) return factory::known_profiles();
-  if (kind == ValueKind::speed) return {"1", "10", "max"};
-  if (kind != ValueKind::fault) return {};
-  std::vector<std::string> out = factory::known_faults();
-  for (std::string& line : out) line.erase(line.find_first_of(" :["));
-  out.emplace_back("help");
+// What a shell may offer.
+std::vector<std::string> words_for(const std::string& argument) {
+  std::vector<std::string> out;
+  if (argument == "TAG" || argument == "SENSOR" || argument == "--sensor") {
+    for (const sensor_type::TagRow& row : sensor_type::kTags) out.emplace_back(row.tag);
+  } else if (argument == "--profile") {
+    out = factory::known_profiles();
+  } else if (argument == "--speed") {
+    out = {"1", "10", "max"};
+  } else if (argument == "--fault") {
+    out = factory::known_faults();
+    for (std::string& line : out) line.erase(line.find_first_of(" :["));
+    out.emplace_back("help");
+  }
   return out;
 }
 
@@ -56,9 +64,13 @@ int main(int argc, char** argv) {
     std::cout << factory::fit_help(text);
     return 0;
   }
-  factory::Program program{add_options, {}, words};
-  for (const auto& [name, summary, examples, set_up, uses] : factory::station_commands())
-    program.commands.push_back({name, summary, examples, set_up, uses});
-  for (const factory::Command& command : factory::simulator_commands()) program.commands.push_back(command);
+  factory::Program program{add_options, {}};
+  const auto add = [&](const auto& commands) {
+    for (const auto& [name, summary, examples, set_up, uses] : commands)
+      program.commands.push_back({name, summary, examples, set_up, uses});
+  };
+  add(factory::station_commands());
+  add(factory::simulator_commands());
+  add(factory::manual_commands(words_for));
   return run_program(argc, argv, program);
 }

@@ -12,7 +12,7 @@
 #include <utility>
 
 #include "files/app_error.h"
-#include "files/nearest.h"
+#include "files/words.h"
 
 namespace factory {
 
@@ -125,15 +125,13 @@ CommandArgument CommandArgument::non_negative() {
 CommandArgument CommandArgument::one_of(const std::vector<std::string>& words) {
   const std::string name = option_->get_single_name();
   const std::string shown = option_->get_positional() ? name : "--" + name;
-  std::string all;
-  for (const std::string& word : words) all += (all.empty() ? "" : ",") + word;
   const CLI::Validator known(
       [words, shown](const std::string& text) {
         if (std::find(words.begin(), words.end(), text) == words.end())
           throw AppError(kUsage, shown + " '" + shortened(text) + "' is unknown" + or_nearest(text, words));
         return std::string();
       },
-      "{" + all + "}");
+      "{" + joined(words, ",") + "}");
   option_->check(known);
   return *this;
 }

@@ -1,11 +1,10 @@
 #include "cli/command_line.h"
 
 #include <CLI/CLI.hpp>
-#include <cctype>
 #include <sstream>
 
 #include "cli/terminal.h"
-#include "files/nearest.h"
+#include "files/words.h"
 
 namespace factory {
 namespace {
@@ -14,9 +13,8 @@ constexpr char kHidden = '\x01';
 constexpr char kExample[] = "  sensorcal ";
 
 bool is_number_word(const std::string& text) {
-  std::string lower = text;
-  for (char& c : lower) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return lower == "-inf" || lower == "-infinity" || lower == "-nan";
+  const std::string word = lower(text);
+  return word == "-inf" || word == "-infinity" || word == "-nan";
 }
 
 // Where the explanation of a line begins: behind the first gap of its text; 0 without one.

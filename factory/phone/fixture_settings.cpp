@@ -7,9 +7,9 @@
 #include <cmath>
 #include <vector>
 
-#include "files/nearest.h"
 #include "files/numbers.h"
 #include "files/units.h"
+#include "files/words.h"
 
 namespace factory {
 namespace {

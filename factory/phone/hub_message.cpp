@@ -7,8 +7,8 @@
 #include <cstdlib>
 
 #include "files/app_error.h"
-#include "files/nearest.h"
 #include "files/time_text.h"
+#include "files/words.h"
 #include "sensors/sensor.h"
 
 namespace factory {

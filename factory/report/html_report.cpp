@@ -1,10 +1,10 @@
 // The page: verdict first, then why, the facts, the steps in short, the steps in full.
 #include <algorithm>
-#include <cctype>
 #include <map>
 #include <vector>
 
 #include "files/time_text.h"
+#include "files/words.h"
 #include "record/record_json.h"
 #include "report/assets.h"
 #include "report/html.h"
@@ -20,11 +20,6 @@ using record::Outcome;
 constexpr const char* kSigns[record::kOutcomes] = {"\u2713", "\u2248", "\u2717", "\u2013", "\u25AA", "\u26A0\uFE0E"};
 
 const char* sign_of(Outcome outcome) { return kSigns[static_cast<int>(outcome)]; }
-
-std::string upper(std::string text) {
-  for (char& c : text) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-  return text;
-}
 
 std::string step_id(const record::Step& step) { return "step-" + std::to_string(step.index); }
 

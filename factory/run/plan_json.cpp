@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "files/nearest.h"
 #include "files/units.h"
+#include "files/words.h"
 #include "run/calibration.h"
 
 namespace factory::plan {

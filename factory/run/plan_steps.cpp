@@ -4,7 +4,7 @@
 #include <cmath>
 
 #include "files/app_error.h"
-#include "files/nearest.h"
+#include "files/words.h"
 #include "phone/fixture_settings.h"
 #include "phone/verdict.h"
 #include "run/calibration.h"

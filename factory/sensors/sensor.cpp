@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "files/app_error.h"
-#include "files/nearest.h"
+#include "files/words.h"
 
 namespace factory {
 namespace {

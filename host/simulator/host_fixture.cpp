@@ -6,7 +6,7 @@
 #include <limits>
 #include <mutex>
 
-#include "files/nearest.h"
+#include "files/words.h"
 #include "phone/core/phone.h"
 #include "phone/faults/faults.h"
 #include "phone/fixture.h"

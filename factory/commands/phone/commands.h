@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "cli/command.h"
-#include "cli/parser_tree.h"
 #include "phone/options.h"
 #include "run/plan.h"
 
@@ -19,9 +18,6 @@ using Command = CommandOf<Options>;
 
 // In the order in which --help lists them.
 const std::vector<Command>& phone_commands();
-
-// The man page and the completions of the whole program; `more` knows the words that this half does not.
-std::vector<Command> manual_commands(const Offer& more);
 
 Runner set_up_sensors(ArgumentParser parser);
 Runner set_up_calibrate(ArgumentParser parser);

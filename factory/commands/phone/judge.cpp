@@ -4,6 +4,7 @@
 #include "cli/terminal.h"
 #include "commands/phone/commands.h"
 #include "files/json_text.h"
+#include "files/words.h"
 #include "phone/session.h"
 #include "sensors/sensor.h"
 
@@ -21,19 +22,6 @@ struct Row {
   std::vector<std::string> versions;
   std::vector<std::string> data;
 };
-
-std::string joined(const std::vector<std::string>& texts, const char* separator) {
-  std::string out;
-  for (const std::string& text : texts) out += (out.empty() ? "" : separator) + text;
-  return out;
-}
-
-// Reads one of the table's lines back from its fields.
-std::string line_of(const std::vector<std::string>& fields) {
-  std::string out;
-  for (size_t i = 0; i < fields.size(); ++i) out += (i == 0 ? "" : " ") + fields[i];
-  return out;
-}
 
 // The key path and the reference values that the library finds for a kept row.
 void look_up(SensorCalibration& cal, size_t index, Row* row) {
@@ -78,7 +66,7 @@ std::vector<Row> read_rows(SensorCalibration& cal, bool* readable) {
     Row row;
     row.line = number;
     row.text = line;
-    row.kept = kept < judge_calibrated.size() && line_of(judge_calibrated[kept]) == line;
+    row.kept = kept < judge_calibrated.size() && joined(judge_calibrated[kept], " ") == line;
     if (row.kept) {
       look_up(cal, kept++, &row);
     } else {

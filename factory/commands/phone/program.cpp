@@ -73,7 +73,7 @@ std::string read_world(const std::string& given) {
   return key + "=" + setting;
 }
 
-// The phone's commands, the program's in the place of those with the same name, and the manual.
+// The phone's commands, the program's in the place of those with the same name.
 std::vector<Command> commands_of(const Program& program) {
   std::vector<Command> out = phone_commands();
   for (const Command& command : program.commands) {
@@ -81,7 +81,6 @@ std::vector<Command> commands_of(const Program& program) {
     const auto found = std::find_if(out.begin(), out.end(), same);
     *(found == out.end() ? out.insert(found, command) : found) = command;
   }
-  for (const Command& command : manual_commands(program.words)) out.push_back(command);
   return out;
 }
 

@@ -11,8 +11,6 @@ struct Program {
   std::function<void(CLI::App& app, Options* options)> add_options = [](CLI::App&, Options*) {};
   // A command of the same name takes the place of a phone's.
   std::vector<Command> commands;
-  // Words for completions.
-  Offer words = [](ValueKind) { return std::vector<std::string>(); };
 };
 
 int run_program(int argc, char** argv, const Program& program);

@@ -8,7 +8,7 @@
 #include "cli/terminal.h"
 #include "commands/phone/commands.h"
 #include "files/json_text.h"
-#include "files/nearest.h"
+#include "files/words.h"
 #include "phone/hub_watch.h"
 #include "phone/session.h"
 #include "sensors/sensor.h"

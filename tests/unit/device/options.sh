@@ -37,4 +37,4 @@ run 3 sensors
 has err '^sensorcal: the sensor service does not answer'
 run 0 --help
 has out '--world'
-lacks out '--profile' '--fault' '^ +(show|stats|history|sync|grr|line|replay|reboot|factory-reset) '
+lacks out '--profile' '--fault' '^ +(man|completion|show|stats|history|sync|grr|line|replay|reboot|factory-reset) '

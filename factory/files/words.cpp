@@ -1,4 +1,4 @@
-#include "files/nearest.h"
+#include "files/words.h"
 
 #include <algorithm>
 #include <cctype>
@@ -6,11 +6,6 @@
 
 namespace factory {
 namespace {
-
-std::string lower(std::string text) {
-  for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return text;
-}
 
 // How many letters are to be put in, left out, replaced or swapped with their neighbour.
 size_t distance(const std::string& a, const std::string& b) {
@@ -31,13 +26,23 @@ size_t distance(const std::string& a, const std::string& b) {
   return row[b.size()];
 }
 
-std::string listed(const std::vector<std::string>& words, const char* last) {
+}  // namespace
+
+std::string joined(const std::vector<std::string>& words, const std::string& between) {
   std::string out;
-  for (size_t i = 0; i < words.size(); ++i) out += (i == 0 ? "" : i + 1 == words.size() ? last : ", ") + words[i];
+  for (const std::string& word : words) out += (&word == &words[0] ? "" : between) + word;
   return out;
 }
 
-}  // namespace
+std::string lower(std::string text) {
+  for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return text;
+}
+
+std::string upper(std::string text) {
+  for (char& c : text) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  return text;
+}
 
 std::string or_nearest(const std::string& typed, const std::vector<std::string>& known) {
   constexpr size_t kLettersMax = 64;  // nothing that is known has as many
@@ -53,9 +58,13 @@ std::string or_nearest(const std::string& typed, const std::vector<std::string>&
         near.push_back(word);
       }
     }
-    if (!near.empty() && near.size() <= kOfferedMax) return "; did you mean " + listed(near, " or ") + "?";
+    if (!near.empty() && near.size() <= kOfferedMax) {
+      const std::string last = near.back();
+      near.pop_back();
+      return "; did you mean " + (near.empty() ? "" : joined(near, ", ") + " or ") + last + "?";
+    }
   }
-  return "; known are " + listed(known, ", ");
+  return "; known are " + joined(known, ", ");
 }
 
 }  // namespace factory
