@@ -73,7 +73,7 @@ Json::Value to_json(const SensorCheck& check, const Finding& finding) {
 }  // namespace
 
 Json::Value to_json(const SensorCheck& check) {
-  Json::Value out = sensor_json(check.type);
+  Json::Value out = sensor_json(check.seen.quantity.type);
   out["name"] = check.name;
   out["requested_period_ms"] = json_number(check.requested_ms);
   out["period_ms"] = json_number(check.seen.period_ms);
@@ -88,7 +88,7 @@ Json::Value to_json(const SensorCheck& check) {
 }
 
 std::vector<std::vector<std::string>> table_rows(const SensorCheck& check) {
-  const std::string tag = tag_of(check.type);
+  const std::string tag = tag_of(check.seen.quantity.type);
   if (check.interrupted) return {{tag, "-", "-", "-", "-", faint("interrupted")}};
   if (!check.problem.empty()) return {{tag, "-", "-", "-", "-", bad("FAILED")}};
   std::vector<std::vector<std::string>> rows;
@@ -101,7 +101,7 @@ std::vector<std::vector<std::string>> table_rows(const SensorCheck& check) {
 }
 
 std::vector<std::string> failures(const SensorCheck& check) {
-  const std::string tag = tag_of(check.type);
+  const std::string tag = tag_of(check.seen.quantity.type);
   std::vector<std::string> out;
   if (!check.problem.empty()) out.push_back(tag + ": " + check.problem);
   for (const Finding& finding : check.findings) {

@@ -9,6 +9,7 @@ namespace factory {
 namespace {
 
 constexpr double kNone = Limit::kNone;
+constexpr double kNsPerMs = 1e6;
 constexpr double kMsPerS = 1e3;
 
 constexpr double kAccelerometerNoise = 0.05;
@@ -37,20 +38,13 @@ double mean_interval_ms(const Observation& seen) {
   return mean > 0 ? mean : std::numeric_limits<double>::quiet_NaN();
 }
 
-// Of each axis. The first sample is left out: it may be inaccurate.
-std::vector<Statistics> statistics(const Observation& seen, const std::vector<Sample>& samples) {
-  std::vector<Statistics> out(seen.quantity.axes.size());
-  for (size_t i = 1; i < samples.size(); ++i) {
-    for (size_t axis = 0; axis < out.size(); ++axis) out[axis].add(value_of(samples[i], seen.quantity, axis));
-  }
-  return out;
-}
-
+// The first sample is left out: it may be inaccurate.
 template <typename Figure>
 Measured per_axis(const Observation& seen, Figure figure) {
-  if (seen.main.samples.size() < 2) return {{}, kNothing};
+  const std::vector<Sample>& samples = seen.main.samples;
+  if (samples.size() < 2) return {{}, kNothing};
   Measured out;
-  const std::vector<Statistics> all = statistics(seen, seen.main.samples);
+  const std::vector<Statistics> all = statistics_of(samples.begin() + 1, samples.end(), seen.quantity);
   for (size_t axis = 0; axis < all.size(); ++axis) out.values.push_back(figure(all[axis], axis));
   return out;
 }
@@ -91,7 +85,7 @@ Measured delay(const Observation& seen) {
   const Sample& first = seen.main.samples.front();
   for (const Sample& sample : seen.main.samples) {
     const std::chrono::duration<double, std::milli> arrived = sample.arrival - first.arrival;
-    lags_ms.push_back(arrived.count() - static_cast<double>(sample.timestamp_ns - first.timestamp_ns) / 1e6);
+    lags_ms.push_back(arrived.count() - static_cast<double>(sample.timestamp_ns - first.timestamp_ns) / kNsPerMs);
   }
   std::sort(lags_ms.begin(), lags_ms.end());
   return {{lags_ms[(lags_ms.size() - 1) * 99 / 100] - lags_ms.front()}, ""};
@@ -217,6 +211,23 @@ unsigned groups_of(int sensor_type, bool continuous) {
 
 }  // namespace
 
+std::vector<double> intervals_ms(const std::vector<Sample>& samples) {
+  std::vector<double> out;
+  for (size_t i = 1; i < samples.size(); ++i) {
+    out.push_back(static_cast<double>(samples[i].timestamp_ns - samples[i - 1].timestamp_ns) / kNsPerMs);
+  }
+  return out;
+}
+
+double seconds_of(std::span<const Sample> samples) {
+  if (samples.empty()) return 0;
+  return static_cast<double>(samples.back().timestamp_ns - samples.front().timestamp_ns) / kNsPerMs / kMsPerS;
+}
+
+double value_of(const Sample& sample, const Quantity& quantity, size_t axis) {
+  return static_cast<double>(sample.words[static_cast<size_t>(quantity.first_word) + axis]);
+}
+
 const std::vector<Limit>& limits() {
   constexpr unsigned kAny = kContinuous | kOnChange;
   static const std::vector<Limit> kLimits = {
@@ -255,7 +266,7 @@ const std::vector<Limit>& limits() {
 }
 
 std::vector<Finding> judge_sensor(const Observation& seen) {
-  const unsigned groups = groups_of(seen.type, seen.continuous);
+  const unsigned groups = groups_of(seen.quantity.type, seen.continuous);
   std::vector<Finding> out;
   for (const Limit& limit : limits()) {
     if ((limit.applies & groups) != 0) out.push_back(hold(limit, seen));

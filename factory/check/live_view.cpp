@@ -4,7 +4,6 @@
 #include <cmath>
 #include <utility>
 
-#include "check/limits.h"
 #include "cli/terminal.h"
 #include "files/json_text.h"
 #include "files/numbers.h"
@@ -27,8 +26,7 @@ std::string settling(const LiveState& state) {
 
 }  // namespace
 
-LiveView::LiveView(int sensor_type, Quantity quantity)
-    : type_(sensor_type), quantity_(std::move(quantity)), all_(quantity_.axes.size()) {}
+LiveView::LiveView(Quantity quantity) : quantity_(std::move(quantity)), all_(quantity_.axes.size()) {}
 
 double LiveView::seconds_at(const Sample& sample) const {
   return static_cast<double>(sample.timestamp_ns - first_ns_) / kNsPerS;
@@ -44,21 +42,14 @@ void LiveView::add(const Sample& sample) {
   while (recent_.size() > kRecentMin && seconds_at(recent_[1]) <= oldest) recent_.pop_front();
 }
 
-LiveView::PerAxis LiveView::statistics(size_t begin, size_t end) const {
-  PerAxis out(quantity_.axes.size());
-  for (size_t i = begin; i < end; ++i) {
-    for (size_t axis = 0; axis < out.size(); ++axis) out[axis].add(value_of(recent_[i], quantity_, axis));
-  }
-  return out;
-}
-
 // Both halves of what is recent scatter within the limit and have the same mean. Without a limit a hundredth of the
 // mean is the same, and so is what chance alone makes of the scatter.
 bool LiveView::at_rest(double limit) const {
   if (seconds_at(recent_.back()) - seconds_at(recent_.front()) < kRecentSeconds) return false;
   const size_t half = recent_.size() / 2;
-  const PerAxis before = statistics(0, half);
-  const PerAxis after = statistics(half, recent_.size());
+  const auto middle = recent_.begin() + static_cast<std::ptrdiff_t>(half);
+  const PerAxis before = statistics_of(recent_.begin(), middle, quantity_);
+  const PerAxis after = statistics_of(middle, recent_.end(), quantity_);
   for (size_t i = 0; i < before.size(); ++i) {
     const double scatter = std::max(before[i].standard_deviation(), after[i].standard_deviation());
     constexpr double kChance = 3;
@@ -76,7 +67,7 @@ LiveState LiveView::state(double rate_hz, const PerAxis& values) const {
   out.settled_since = settled_since_;
   if (recent_.empty()) return out;
   out.rate_hz = rate_hz;
-  out.noise_limit = noise_limit(type_, rate_hz);
+  out.noise_limit = noise_limit(quantity_.type, rate_hz);
   for (size_t i = 0; i < values.size(); ++i)
     out.axes.push_back(
         {quantity_.axes[i], value_of(recent_.back(), quantity_, i), values[i].mean(), values[i].standard_deviation()});
@@ -87,12 +78,12 @@ LiveState LiveView::now() {
   if (recent_.empty()) return state(0, {});
   const double span = seconds_at(recent_.back()) - seconds_at(recent_.front());
   const double rate_hz = span > 0 ? static_cast<double>(recent_.size() - 1) / span : 0;
-  if (!at_rest(noise_limit(type_, rate_hz))) {
+  if (!at_rest(noise_limit(quantity_.type, rate_hz))) {
     settled_since_.reset();
   } else if (!settled_since_) {
     settled_since_ = std::max(0.0, seconds() - kRecentSeconds);
   }
-  return state(rate_hz, statistics(0, recent_.size()));
+  return state(rate_hz, statistics_of(recent_.begin(), recent_.end(), quantity_));
 }
 
 LiveState LiveView::summary() const {

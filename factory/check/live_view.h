@@ -9,9 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "check/sample.h"
-#include "sensors/sensor.h"
-#include "sensors/statistics.h"
+#include "check/limits.h"
 
 namespace factory {
 
@@ -34,7 +32,7 @@ struct LiveState {
 
 class LiveView {
  public:
-  LiveView(int sensor_type, Quantity quantity);
+  explicit LiveView(Quantity quantity);
 
   void add(const Sample& sample);
   size_t events() const { return events_; }
@@ -47,11 +45,9 @@ class LiveView {
  private:
   using PerAxis = std::vector<Statistics>;
   double seconds_at(const Sample& sample) const;
-  PerAxis statistics(size_t begin, size_t end) const;
   LiveState state(double rate_hz, const PerAxis& values) const;
   bool at_rest(double limit) const;
 
-  const int type_;
   const Quantity quantity_;
   std::deque<Sample> recent_;  // a second, and a few samples at least
   PerAxis all_;

@@ -6,7 +6,6 @@
 #include <chrono>
 #include <cmath>
 
-#include "check/event_feed.h"
 #include "sensors/expected.h"
 #include "sensors/sensor.h"
 
@@ -54,8 +53,12 @@ Enabling enable(Session& session, const SensorInfo& sensor, double period_ms, do
   Enabling out;
   const double slow = slowness(session.options());
   const double patience_s = (kPatienceS + 2 * period_ms / kMsPerS) * slow;
+  const auto is_last = [first_ns = int64_t{0}, seconds](const Sample& sample) mutable {
+    if (first_ns == 0) first_ns = sample.timestamp_ns;
+    return sample.timestamp_ns - first_ns >= static_cast<int64_t>(seconds * 1e9);
+  };
   EventFeed feed(session.cal().sensor_manager, sensor.sensorHandle, static_cast<int>(sensor.type),
-                 static_cast<int>(period_ms * kUsPerMs), seconds);
+                 static_cast<int>(period_ms * kUsPerMs), is_last);
   if (feed.problem()) out.problem = feed.problem()->text;
   const auto begin = Steady::now();
   auto last = begin;
@@ -85,56 +88,39 @@ Enabling enable(Session& session, const SensorInfo& sensor, double period_ms, do
   return out;
 }
 
+// The recording that stands in for the sensor, as it was asked for; empty: none.
+std::string recording_of(const Options& options, int type) {
+  for (const std::string& text : options.replay) {
+    if (parse_tag(text.substr(0, text.find('='))) == type) return text;
+  }
+  return "";
+}
+
 // Whether the sensor is a recording with a timing of its own.
 bool keeps_own_rate(const Options& options, int type) {
-  return std::any_of(options.replay.begin(), options.replay.end(), [type](const std::string& text) {
-    return parse_tag(text.substr(0, text.find('='))) == type && text.find(",period=requested") == std::string::npos;
-  });
+  const std::string recording = recording_of(options, type);
+  return !recording.empty() && recording.find(",period=requested") == std::string::npos;
 }
 
 // What the fixture says; of a phone that was recorded nobody knows how it lay.
 std::vector<double> known_truth(Session& session, int type) {
-  for (const std::string& text : session.options().replay) {
-    if (parse_tag(text.substr(0, text.find('='))) == type) return {};
-  }
+  if (!recording_of(session.options(), type).empty()) return {};
   return told_by(session.fixture().world(), type);
 }
 
-std::vector<double> truth(Session& session, const CheckRequest& request) {
-  if (request.reference_hpa && request.type == sensor_type::pressure) return {*request.reference_hpa};
-  return known_truth(session, request.type);
-}
-
 // Sets the pressure of a fixture that can, and puts the old one back.
-class OtherPressure {
- public:
-  explicit OtherPressure(Fixture& fixture) : fixture_(fixture), before_(fixture.world()["pressure"]) {
-    constexpr double kStepHpa = 20;  // over which relative accuracy is published
-    const double hpa = std::strtod(before_.c_str(), nullptr);
-    set_ = hpa > kStepHpa && fixture_.set_world("pressure", std::to_string(hpa - kStepHpa)).empty();
-  }
-  ~OtherPressure() {
-    if (set_) fixture_.set_world("pressure", before_);
-  }
-  OtherPressure(const OtherPressure&) = delete;
-  OtherPressure& operator=(const OtherPressure&) = delete;
-  bool set() const { return set_; }
-
- private:
-  Fixture& fixture_;
-  const std::string before_;
-  bool set_ = false;
-};
-
 void look_at_other_pressure(Session& session, const SensorInfo& sensor, const Progress& progress, SensorCheck* check) {
-  const int type = static_cast<int>(sensor.type);
-  // Errors are compared: without a truth of both there are none. A reference instrument gives one only.
-  if (known_truth(session, type).empty()) return;
-  const OtherPressure other(session.fixture());
-  if (!other.set()) return;
+  constexpr double kStepHpa = 20;  // over which relative accuracy is published
   constexpr double kSeconds = 1;
+  // Errors are compared: without a truth of both there are none. A reference instrument gives one only.
+  if (known_truth(session, sensor_type::pressure).empty()) return;
+  Fixture& fixture = session.fixture();
+  const std::string before = fixture.world()["pressure"];
+  const double hpa = std::strtod(before.c_str(), nullptr);
+  if (!(hpa > kStepHpa) || !fixture.set_world("pressure", std::to_string(hpa - kStepHpa)).empty()) return;
   check->seen.elsewhere.samples = enable(session, sensor, check->requested_ms, kSeconds, progress).samples;
-  check->seen.elsewhere.truth = known_truth(session, type);
+  check->seen.elsewhere.truth = known_truth(session, sensor_type::pressure);
+  fixture.set_world("pressure", before);
 }
 
 // Batches that keep within the published delay are allowed, but nobody asked for them.
@@ -149,6 +135,12 @@ void note_bursts(SensorCheck* check) {
   if (bursts * 2 > samples.size()) return;
   check->notes.push_back("events come about " + std::to_string((samples.size() + bursts / 2) / bursts) +
                          " at a time, though no batching was asked for");
+}
+
+double median(std::vector<double> values) {
+  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+  std::nth_element(values.begin(), middle, values.end());
+  return *middle;
 }
 
 void take_main_samples(Session& session, const SensorInfo& sensor, const CheckRequest& request,
@@ -185,7 +177,8 @@ bool SensorCheck::passed() const {
 
 SensorCheck check_sensor(Session& session, const CheckRequest& request, const Progress& progress) {
   SensorCheck out;
-  out.type = request.type;
+  Observation& seen = out.seen;
+  seen.quantity = quantity_of(request.type);
   const SensorInfo* sensor = session.sensor(request.type);
   if (sensor == nullptr) {
     out.problem = "the phone lists no such sensor; look at `sensorcal sensors`";
@@ -194,19 +187,20 @@ SensorCheck check_sensor(Session& session, const CheckRequest& request, const Pr
   out.name = sensor->name.c_str();
   const double fastest_ms = sensor->minDelay > 0 ? sensor->minDelay / kUsPerMs : kNoFastestMs;
   out.requested_ms = request.period_ms.value_or(fastest_ms);
-  Observation& seen = out.seen;
-  seen.type = request.type;
   constexpr uint32_t kReportingMode = 0xE;
   seen.continuous = (sensor->flags & kReportingMode) == static_cast<uint32_t>(SensorFlagBits::CONTINUOUS_MODE);
-  seen.quantity = quantity_of(request.type);
   seen.max_range = static_cast<double>(sensor->maxRange);
   seen.period_ms = out.requested_ms;
   seen.period_asked = request.period_ms || !keeps_own_rate(session.options(), request.type);
   seen.real_time = in_real_time(session.options());
   take_main_samples(session, *sensor, request, progress, &out);
-  seen.main.truth = truth(session, request);
-  if (request.type == sensor_type::pressure && out.problem.empty() && !seen.main.samples.empty()) {
-    if (!request.reference_hpa) look_at_other_pressure(session, *sensor, progress, &out);
+  seen.main.truth = known_truth(session, request.type);
+  if (request.type == sensor_type::pressure) {
+    if (request.reference_hpa) {
+      seen.main.truth = {*request.reference_hpa};
+    } else if (out.problem.empty() && !seen.main.samples.empty()) {
+      look_at_other_pressure(session, *sensor, progress, &out);
+    }
   }
   out.interrupted = session.interrupted();
   if (out.problem.empty() && !out.interrupted) out.findings = judge_sensor(seen);

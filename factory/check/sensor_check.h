@@ -21,7 +21,6 @@ struct CheckRequest {
 };
 
 struct SensorCheck {
-  int type = 0;
   std::string name;
   double requested_ms = 0;
   std::string problem;  // why the sensor could not be looked at

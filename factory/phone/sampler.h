@@ -1,9 +1,13 @@
-// Takes fresh samples of one sensor through an event queue of the application's own.
+// The events of one sensor, through an event queue of the application's own.
 #pragma once
 
 #include <SensorCalibration.h>
 
+#include <array>
 #include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -16,14 +20,52 @@ inline constexpr char kServiceHint[] =
     "the sensor service refuses, or is gone: look at its log, restart it or reboot the phone, then repeat";
 inline constexpr char kSilentHint[] = "the sensor is silent: look at its connection and its driver";
 
+// What one event brought.
+struct Sample {
+  int64_t timestamp_ns = 0;                       // the event's own, on the phone's clock
+  std::chrono::steady_clock::time_point arrival;  // on this process's clock
+  std::array<float, 16> words{};
+};
+
+class EventFeed {
+ public:
+  using Manager = ::android::sp<::android::frameworks::sensorservice::V1_0::ISensorManager>;
+
+  // Enables the sensor; problem() says why it could not. With the sample that is the last the sensor goes off by
+  // itself; without `is_last` it stays on until stop().
+  EventFeed(const Manager& manager, int handle, int type, int period_us,
+            std::function<bool(const Sample&)> is_last = {});
+  ~EventFeed();
+  EventFeed(const EventFeed&) = delete;
+  EventFeed& operator=(const EventFeed&) = delete;
+
+  const std::optional<record::Reason>& problem() const { return problem_; }
+  std::chrono::steady_clock::time_point enabled_at() const { return enabled_at_; }
+  // What came since the last call; waits for the first of it, but no longer than `at_most`.
+  std::vector<Sample> take(std::chrono::milliseconds at_most);
+  // The sensor is off afterwards; what came before can still be taken.
+  void stop();
+  // Events that came but named another sensor.
+  int strangers() const;
+
+ private:
+  class Inbox;
+
+  const int handle_;
+  std::optional<record::Reason> problem_;
+  std::chrono::steady_clock::time_point enabled_at_;
+  ::android::sp<Inbox> inbox_;
+  ::android::sp<::android::frameworks::sensorservice::V1_0::IEventQueue> queue_;  // null: stopped
+};
+
 struct FreshSamples {
   std::vector<Statistics> values;         // per value
   std::vector<std::vector<double>> rows;  // every sample taken
   int wanted = 0;
   int taken = 0;
-  int strangers = 0;                      // events under another handle or type
   std::optional<record::Reason> problem;  // none when all wanted samples came
 
+  void add(std::vector<double> row);
   void append(const FreshSamples& more);
   double error(size_t value) const;  // of its mean
 };
@@ -39,16 +81,8 @@ struct SampleRequest {
   int timeout_s = 5;
 };
 
-// An event queue of the application's own, and a sensor of it switched on. Nothing, or why it could not be done.
-std::optional<record::Reason> open_queue(
-    const ::android::sp<::android::frameworks::sensorservice::V1_0::ISensorManager>& manager,
-    const ::android::sp<::android::frameworks::sensorservice::V1_0::IEventQueueCallback>& callback,
-    ::android::sp<::android::frameworks::sensorservice::V1_0::IEventQueue>* queue);
-std::optional<record::Reason> enable_sensor(::android::frameworks::sensorservice::V1_0::IEventQueue& queue, int handle,
-                                            int period_us);
-
 // Blocks until the samples are in, the time is over, or `interrupted` is set. The sensor is off afterwards.
-FreshSamples take_samples(const ::android::sp<::android::frameworks::sensorservice::V1_0::ISensorManager>& manager,
-                          const SampleRequest& request, const std::atomic<bool>& interrupted);
+FreshSamples take_samples(const EventFeed::Manager& manager, const SampleRequest& request,
+                          const std::atomic<bool>& interrupted);
 
 }  // namespace factory

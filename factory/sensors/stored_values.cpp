@@ -10,67 +10,34 @@
 namespace factory {
 namespace {
 
-constexpr int kElementsMax = 15;
+using Api = SensorCalibrationAPI;
+using Values = const std::vector<double>&;
 using Floats = std::array<float, 16>;
 
-Reading from_floats(int result, const float* values, int count) { return {result, {values, values + count}}; }
+// What a call gives that fills an array, or an int.
+template <typename Call>
+Reading floats(int count, Call call) {
+  Floats v{};
+  const int result = call(v.data());
+  return {result, {v.begin(), v.begin() + count}};
+}
+template <typename Call>
+Reading whole(Call call) {
+  int v = 0;
+  const int result = call(&v);
+  return {result, {static_cast<double>(v)}};
+}
 
-Floats to_floats(const std::vector<double>& values) {
+Floats to_floats(Values values) {
+  constexpr size_t kElementsMax = 15;
   Floats out{};
-  std::transform(values.begin(), values.begin() + static_cast<long>(std::min<size_t>(values.size(), kElementsMax)),
-                 out.begin(), [](double v) { return static_cast<float>(v); });
+  std::transform(values.begin(), values.begin() + static_cast<long>(std::min(values.size(), kElementsMax)), out.begin(),
+                 [](double v) { return static_cast<float>(v); });
   return out;
 }
+int to_int(Values values, size_t i = 0) { return static_cast<int>(values[i]); }
 
-Reading read_offset(SensorCalibrationAPI& api, int type, int /*count*/) {
-  float v[3] = {};
-  const int result = api.getAMGOffset_api(type, v);
-  return from_floats(result, v, 3);
-}
-int write_offset(SensorCalibrationAPI& api, int type, const std::vector<double>& values) {
-  Floats v = to_floats(values);
-  return api.setAMGOffset_api(type, v.data());
-}
-
-Reading read_pressure(SensorCalibrationAPI& api, int /*type*/, int /*count*/) {
-  float v = 0;
-  const int result = api.getBarOffset_api(&v);
-  return from_floats(result, &v, 1);
-}
-int write_pressure(SensorCalibrationAPI& api, int /*type*/, const std::vector<double>& values) {
-  return api.setBarOffset_api(static_cast<float>(values[0]));
-}
-
-Reading read_scale(SensorCalibrationAPI& api, int type, int /*count*/) {
-  float v = 0;
-  const int result = api.getLuxScale_api(&v, false, type);
-  return from_floats(result, &v, 1);
-}
-int write_scale(SensorCalibrationAPI& api, int type, const std::vector<double>& values) {
-  return api.setLuxScale_api(static_cast<float>(values[0]), false, type);
-}
-
-Reading read_channel_scales(SensorCalibrationAPI& api, int type, int count) {
-  Floats v{};
-  const int result = api.getLuxChannelScale_api(type, v.data(), count);
-  return from_floats(result, v.data(), count);
-}
-int write_channel_scales(SensorCalibrationAPI& api, int type, const std::vector<double>& values) {
-  Floats v = to_floats(values);
-  return api.setLuxChannelScale_api(type, v.data(), static_cast<int>(values.size()));
-}
-
-Reading read_golden(SensorCalibrationAPI& api, int type, int count) {
-  Floats v{};
-  const int result = api.getLuxChannelRawGolden_api(type, v.data(), count);
-  return from_floats(result, v.data(), count);
-}
-int write_golden(SensorCalibrationAPI& api, int type, const std::vector<double>& values) {
-  Floats v = to_floats(values);
-  return api.setLuxChannelRawGolden_api(type, v.data(), static_cast<int>(values.size()));
-}
-
-Reading read_dark(SensorCalibrationAPI& api, int /*type*/, int /*count*/) {
+Reading read_dark(Api& api, int /*type*/, int /*count*/) {
   constexpr int kDarkValues = 6;
   Reading out;
   for (int k = 1; k <= kDarkValues; ++k) {
@@ -83,119 +50,100 @@ Reading read_dark(SensorCalibrationAPI& api, int /*type*/, int /*count*/) {
 
 // The proximity values in the hub go by number: 0 crosstalk, 1 far, 2 near.
 template <int kPara>
-Reading read_proximity(SensorCalibrationAPI& api, int /*type*/, int /*count*/) {
-  int v = 0;
-  const int result = api.getPrxOffset_api(&v, kPara, 0);
-  return {result, {static_cast<double>(v)}};
+Reading read_proximity(Api& api, int /*type*/, int /*count*/) {
+  return whole([&](int* v) { return api.getPrxOffset_api(v, kPara, 0); });
 }
 template <int kPara>
-int write_proximity(SensorCalibrationAPI& api, int /*type*/, const std::vector<double>& values) {
-  return api.setPrxOffset_api(static_cast<int>(values[0]), kPara, 0);
+int write_proximity(Api& api, int /*type*/, Values values) {
+  return api.setPrxOffset_api(to_int(values), kPara, 0);
 }
 
 // The API's way by number reads a missing file as 0 and says nothing of a failed write: a station must know.
-template <int (SensorCalibrationAPI::*kLoad)(int*)>
-Reading read_crosstalk_file(SensorCalibrationAPI& api, int /*type*/, int /*count*/) {
-  int v = 0;
-  const int result = (api.*kLoad)(&v);
-  return {result, {static_cast<double>(v)}};
+template <int (Api::*kLoad)(int*)>
+Reading read_file(Api& api, int /*type*/, int /*count*/) {
+  return whole([&](int* v) { return (api.*kLoad)(v); });
 }
-template <int (SensorCalibrationAPI::*kSave)(int)>
-int write_crosstalk_file(SensorCalibrationAPI& api, int /*type*/, const std::vector<double>& values) {
-  return (api.*kSave)(static_cast<int>(values[0]));
+template <int (Api::*kSave)(int)>
+int write_file(Api& api, int /*type*/, Values values) {
+  return (api.*kSave)(to_int(values));
 }
 
 // The library returns a fixed scale whatever the file holds: what was written can only be read from the file itself.
 constexpr char kScaleFile[] = "mnt/vendor/persist/sensors/scale.txt";
-Reading read_scale_file(SensorCalibrationAPI& /*api*/, int /*type*/, int /*count*/) {
+Reading read_scale_file(Api& /*api*/, int /*type*/, int /*count*/) {
   std::ifstream in(kScaleFile);
   double value = 0;
   const bool there = static_cast<bool>(in >> value);
   return {there ? 0 : -EIO, {value}};
 }
-int write_scale_file(SensorCalibrationAPI& /*api*/, int /*type*/, const std::vector<double>& values) {
+int write_scale_file(Api& /*api*/, int /*type*/, Values values) {
   persistCalibrate().setScale(values[0]);
   return 0;
 }
 
-Reading read_delta(SensorCalibrationAPI& api, int /*type*/, int /*count*/) {
-  int v = 0;
-  const int result = api.load_prox_delta(&v);
-  return {result, {static_cast<double>(v)}};
-}
-int write_delta(SensorCalibrationAPI& api, int /*type*/, const std::vector<double>& values) {
-  return api.save_prox_delta(static_cast<int>(values[0]));
-}
-
-Reading read_sar(SensorCalibrationAPI& api, int type, int /*count*/) {
-  float v[3] = {};
-  const int result = api.getSAROffset_api(type, v);
-  return from_floats(result, v, 3);
-}
-// Written only: the register's number and its value.
-int write_register(SensorCalibrationAPI& api, int type, const std::vector<double>& values) {
-  int para[2] = {static_cast<int>(values[0]), static_cast<int>(values[1])};
+int write_register(Api& api, int type, Values values) {
+  int para[2] = {to_int(values), to_int(values, 1)};
   return type == sensor_type::sar ? api.setSARreg(type, para) : api.setSARSECreg(type, para);
 }
 
-Reading read_tof(SensorCalibrationAPI& api, int /*type*/, int /*count*/) {
-  int v = 0;
-  const int result = api.getTofOffset_api(&v, 0);
-  return {result, {static_cast<double>(v)}};
+template <int kPara>
+Reading read_version(Api& api, int type, int /*count*/) {
+  const char* level = kPara == 13 ? "highlcd" : kPara == 14 ? "lowlcd" : "";
+  return floats(1, [&](float* v) { return api.getAMGversion_api(type, v, *level == '\0' ? 0 : 2, level); });
 }
 
-Reading read_version(SensorCalibrationAPI& api, int type, int /*count*/) {
-  float v = 0;
-  const int result = api.getAMGversion_api(type, &v, 0, "");
-  return from_floats(result, &v, 1);
-}
-template <bool kHigh>
-Reading read_lcd_version(SensorCalibrationAPI& api, int type, int /*count*/) {
-  float v = 0;
-  const int result = api.getAMGversion_api(type, &v, 2, kHigh ? "highlcd" : "lowlcd");
-  return from_floats(result, &v, 1);
-}
+constexpr StoredValue kValues[] = {
+    {"offset", "offset per axis", Stored::inertial_offset, nullptr, 3,
+     [](Api& api, int type, int) { return floats(3, [&](float* v) { return api.getAMGOffset_api(type, v); }); },
+     [](Api& api, int type, Values v) { return api.setAMGOffset_api(type, to_floats(v).data()); }},
+    {"offset", "pressure offset", Stored::pressure_offset, nullptr, 1,
+     [](Api& api, int, int) { return floats(1, [&](float* v) { return api.getBarOffset_api(v); }); },
+     [](Api& api, int, Values v) { return api.setBarOffset_api(to_floats(v)[0]); }},
+    {"offset", "offset per axis", Stored::sar_offset, nullptr, 3,
+     [](Api& api, int type, int) { return floats(3, [&](float* v) { return api.getSAROffset_api(type, v); }); }},
+    {"offset", "distance offset", Stored::tof_offset, nullptr, 1,
+     [](Api& api, int, int) { return whole([&](int* v) { return api.getTofOffset_api(v, 0); }); }, nullptr, true},
+    {"scale", "lux per raw lux", Stored::scale, "factor", 1,
+     [](Api& api, int type, int) { return floats(1, [&](float* v) { return api.getLuxScale_api(v, false, type); }); },
+     [](Api& api, int type, Values v) { return api.setLuxScale_api(to_floats(v)[0], false, type); }},
+    {"channel-scales", "scale per channel", Stored::channel_scales, "factor", 0,
+     [](Api& api, int type, int n) {
+       return floats(n, [&](float* v) { return api.getLuxChannelScale_api(type, v, n); });
+     },
+     [](Api& api, int type, Values v) {
+       return api.setLuxChannelScale_api(type, to_floats(v).data(), static_cast<int>(v.size()));
+     }},
+    {"golden", "golden channel values", Stored::golden, "counts", 0,
+     [](Api& api, int type, int n) {
+       return floats(n, [&](float* v) { return api.getLuxChannelRawGolden_api(type, v, n); });
+     },
+     [](Api& api, int type, Values v) {
+       return api.setLuxChannelRawGolden_api(type, to_floats(v).data(), static_cast<int>(v.size()));
+     }},
+    {"dark", "dark values 1 to 6; measured when read in the dark box", Stored::dark, "counts", 6, read_dark},
+    {"near", "threshold above which a target is near", Stored::thresholds, nullptr, 1, read_proximity<2>,
+     write_proximity<2>, true},
+    {"far", "threshold below which a target is far", Stored::thresholds, nullptr, 1, read_proximity<1>,
+     write_proximity<1>, true},
+    {"crosstalk", "crosstalk in the hub", Stored::thresholds, nullptr, 1, read_proximity<0>, write_proximity<0>, true},
+    {"crosstalk-file-1", "crosstalk 1 in its file", Stored::thresholds, nullptr, 1, read_file<&Api::load_prox_ct1>,
+     write_file<&Api::save_prox_ct1>, true, "mnt/vendor/persist/sensors/PSensor_ct1.txt"},
+    {"crosstalk-file-2", "crosstalk 2 in its file", Stored::thresholds, nullptr, 1, read_file<&Api::load_prox_ct2>,
+     write_file<&Api::save_prox_ct2>, true, "mnt/vendor/persist/sensors/PSensor_ct2.txt"},
+    {"delta-file", "3 cm delta in its file", Stored::thresholds, nullptr, 1, read_file<&Api::load_prox_delta>,
+     write_file<&Api::save_prox_delta>, true, "mnt/vendor/persist/sensors/PSensor3cm_ct.txt"},
+    {"scale-file", "scale in its file", Stored::scale_file, "factor", 1, read_scale_file, write_scale_file, false,
+     kScaleFile},
+    {"register", "a register of the SAR chip: number and value", Stored::chip_register, "", 2, nullptr, write_register,
+     true},
+    {"version", "version of the stored calibration", Stored::any, "", 1, read_version<0>},
+    {"version-high", "version of the stored panel level 13", Stored::panel_versions, "", 1, read_version<13>},
+    {"version-low", "version of the stored panel level 14", Stored::panel_versions, "", 1, read_version<14>},
+};
 
 }  // namespace
 
-const std::vector<StoredValue>& stored_values() {
-  static const std::vector<StoredValue> kValues = {
-      {"offset", "offset per axis", Stored::inertial_offset, nullptr, 3, read_offset, write_offset, false},
-      {"offset", "pressure offset", Stored::pressure_offset, nullptr, 1, read_pressure, write_pressure, false},
-      {"offset", "offset per axis", Stored::sar_offset, nullptr, 3, read_sar, nullptr, false},
-      {"offset", "distance offset", Stored::tof_offset, nullptr, 1, read_tof, nullptr, true},
-      {"scale", "lux per raw lux", Stored::scale, "factor", 1, read_scale, write_scale, false},
-      {"channel-scales", "scale per channel", Stored::channel_scales, "factor", 0, read_channel_scales,
-       write_channel_scales, false},
-      {"golden", "golden channel values", Stored::golden, "counts", 0, read_golden, write_golden, false},
-      {"dark", "dark values 1 to 6; measured when read in the dark box", Stored::dark, "counts", 6, read_dark, nullptr,
-       false},
-      {"near", "threshold above which a target is near", Stored::thresholds, nullptr, 1, read_proximity<2>,
-       write_proximity<2>, true},
-      {"far", "threshold below which a target is far", Stored::thresholds, nullptr, 1, read_proximity<1>,
-       write_proximity<1>, true},
-      {"crosstalk", "crosstalk in the hub", Stored::thresholds, nullptr, 1, read_proximity<0>, write_proximity<0>,
-       true},
-      {"crosstalk-file-1", "crosstalk 1 in its file", Stored::thresholds, nullptr, 1,
-       read_crosstalk_file<&SensorCalibrationAPI::load_prox_ct1>,
-       write_crosstalk_file<&SensorCalibrationAPI::save_prox_ct1>, true, "mnt/vendor/persist/sensors/PSensor_ct1.txt"},
-      {"crosstalk-file-2", "crosstalk 2 in its file", Stored::thresholds, nullptr, 1,
-       read_crosstalk_file<&SensorCalibrationAPI::load_prox_ct2>,
-       write_crosstalk_file<&SensorCalibrationAPI::save_prox_ct2>, true, "mnt/vendor/persist/sensors/PSensor_ct2.txt"},
-      {"delta-file", "3 cm delta in its file", Stored::thresholds, nullptr, 1, read_delta, write_delta, true,
-       "mnt/vendor/persist/sensors/PSensor3cm_ct.txt"},
-      {"scale-file", "scale in its file", Stored::scale_file, "factor", 1, read_scale_file, write_scale_file, false,
-       kScaleFile},
-      {"register", "a register of the SAR chip: number and value", Stored::chip_register, "", 2, nullptr,
-       write_register, true},
-      {"version", "version of the stored calibration", Stored::any, "", 1, read_version, nullptr, false},
-      {"version-high", "version of the stored panel level 13", Stored::panel_versions, "", 1, read_lcd_version<true>,
-       nullptr, false},
-      {"version-low", "version of the stored panel level 14", Stored::panel_versions, "", 1, read_lcd_version<false>,
-       nullptr, false},
-  };
-  return kValues;
-}
+std::span<const StoredValue> stored_values() { return kValues; }
 
 bool StoredValue::applies(int type) const {
   const Sensor* sensor = sensor_of(type);

@@ -3,6 +3,7 @@
 
 #include <SensorCalibration.h>
 
+#include <span>
 #include <string>
 #include <vector>
 
@@ -26,15 +27,15 @@ struct StoredValue {
   // Null for a value that can only be written.
   Reading (*read)(SensorCalibrationAPI& api, int type, int count);
   // Null for a value that only the hub itself writes. Returns the API's result.
-  int (*write)(SensorCalibrationAPI& api, int type, const std::vector<double>& values);
-  bool whole_numbers;
+  int (*write)(SensorCalibrationAPI& api, int type, const std::vector<double>& values) = nullptr;
+  bool whole_numbers = false;
   const char* file = nullptr;  // that holds it, from "/", where the process stands; null: the hub does
 
   bool applies(int type) const;
   const char* unit(int type) const;
 };
 
-const std::vector<StoredValue>& stored_values();
+std::span<const StoredValue> stored_values();
 
 // The one of this name that a sensor type has; null without one.
 const StoredValue* stored_value(int type, const std::string& name);

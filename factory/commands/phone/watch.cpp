@@ -10,7 +10,6 @@
 
 #include <unistd.h>
 
-#include "check/event_feed.h"
 #include "check/live_view.h"
 #include "cli/terminal.h"
 #include "commands/phone/commands.h"
@@ -132,7 +131,7 @@ int run(const Options& options, const Arguments& arguments) {
   const auto* sensor = session.sensor(type);
   if (sensor == nullptr) throw AppError(kFailed, tag + ": the phone lists no such sensor");
   const Quantity quantity = quantity_of(type);
-  LiveView view(type, quantity);
+  LiveView view(quantity);
   Display display(view, tag, options.json);
   if (!options.json) {
     for (const std::string& remark : session.fixture().remarks()) std::cout << "note: " << remark << "\n";

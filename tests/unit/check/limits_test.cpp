@@ -18,7 +18,6 @@ constexpr int kSamples = 301;
 // A sensor that keeps every limit.
 Observation sound(int type) {
   Observation seen;
-  seen.type = type;
   seen.quantity = quantity_of(type);
   seen.max_range = 2000;
   seen.period_ms = kPeriodMs;
@@ -32,7 +31,7 @@ Status status_of(const Observation& seen, const std::string& key) {
   for (const Finding& finding : judge_sensor(seen)) {
     if (finding.limit->key == key) return finding.status;
   }
-  ADD_FAILURE() << key << " does not apply to type " << seen.type;
+  ADD_FAILURE() << key << " does not apply to type " << seen.quantity.type;
   return Status::not_checked;
 }
 

@@ -12,7 +12,7 @@ namespace {
 constexpr double kPeriodMs = 20;
 
 TEST(LiveView, SettlesOnceASecondIsQuietAndForgetsWhatWasBefore) {
-  LiveView view(sensor_type::accelerometer, quantity_of(sensor_type::accelerometer));
+  LiveView view(quantity_of(sensor_type::accelerometer));
   for (const Sample& sample : swinging(100, kPeriodMs, 5, 1)) view.add(sample);
   EXPECT_FALSE(view.now().settled_since);
   const int64_t rest_ns = 2000000000;
@@ -30,7 +30,7 @@ TEST(LiveView, SettlesOnceASecondIsQuietAndForgetsWhatWasBefore) {
 
 // Quiet, but on its way: the scatter is within the limit and the halves of a second are not.
 TEST(LiveView, ASlowDriftIsNotSettled) {
-  LiveView view(sensor_type::pressure, quantity_of(sensor_type::pressure));
+  LiveView view(quantity_of(sensor_type::pressure));
   std::vector<Sample> samples = swinging(100, kPeriodMs, 1013, 0);
   for (size_t i = 0; i < samples.size(); ++i) samples[i].words[0] += 0.006F * static_cast<float>(i);
   for (const Sample& sample : samples) view.add(sample);
@@ -41,7 +41,7 @@ TEST(LiveView, ASlowDriftIsNotSettled) {
 
 TEST(LiveView, NotANumberNeverSettles) {
   for (const int type : {sensor_type::accelerometer, sensor_type::light}) {
-    LiveView view(type, quantity_of(type));
+    LiveView view(quantity_of(type));
     for (const Sample& sample : swinging(100, kPeriodMs, std::numeric_limits<float>::quiet_NaN(), 0)) view.add(sample);
     EXPECT_FALSE(view.now().settled_since) << type;
   }

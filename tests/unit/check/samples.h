@@ -3,7 +3,7 @@
 
 #include <vector>
 
-#include "check/sample.h"
+#include "check/limits.h"
 
 namespace factory {
 
