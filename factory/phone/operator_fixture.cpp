@@ -15,7 +15,7 @@
 
 #include "cli/terminal.h"
 #include "files/write_all.h"
-#include "phone/fixture_words.h"
+#include "phone/fixture_settings.h"
 
 namespace factory {
 namespace {
