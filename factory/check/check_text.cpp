@@ -46,8 +46,8 @@ std::string measured(const Finding& finding) {
 }
 
 std::string status_text(Status status) {
-  if (status == Status::passed) return good("ok");
-  return status == Status::failed ? bad("FAILED") : faint("not checked");
+  const char* word = kVerdicts[static_cast<int>(status)];
+  return status == Status::passed ? good(word) : status == Status::failed ? bad(word) : faint(word);
 }
 
 Json::Value to_json(const SensorCheck& check, const Finding& finding) {
@@ -90,7 +90,7 @@ Json::Value to_json(const SensorCheck& check) {
 std::vector<std::vector<std::string>> table_rows(const SensorCheck& check) {
   const std::string tag = tag_of(check.seen.quantity.type);
   if (check.interrupted) return {{tag, "-", "-", "-", "-", faint("interrupted")}};
-  if (!check.problem.empty()) return {{tag, "-", "-", "-", "-", bad("FAILED")}};
+  if (!check.problem.empty()) return {{tag, "-", "-", "-", "-", bad("failed")}};
   std::vector<std::vector<std::string>> rows;
   for (const Finding& finding : check.findings) {
     const std::string axis = worst_axis(check, finding);

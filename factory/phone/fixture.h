@@ -24,16 +24,22 @@ struct HubMessage {
   std::string note;       // what the hub remarks
 };
 
+// What is asked for of a run, beside its plan.
+struct RunOrder {
+  std::string serial = {};
+  std::string station = {};
+  std::string operator_name = {};
+  std::string lot = {};
+  std::string retest_of = {};    // id of the run that this one repeats
+  bool stop_on_failure = false;  // whatever the plan says
+};
+
 // A run as it is asked for.
 struct RunHead {
   std::string plan_file;  // as it was named
   std::string plan_bytes;
-  std::string serial;
-  std::string station;
-  std::string operator_name;
   std::string speed;  // of its simulated phone
-  std::string lot = {};
-  std::string retest_of = {};
+  RunOrder order;
 };
 
 class Fixture {

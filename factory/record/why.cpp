@@ -1,5 +1,6 @@
 #include "record/why.h"
 
+#include <algorithm>
 #include <iterator>
 
 namespace factory::record {
@@ -9,6 +10,7 @@ struct Row {
   Why why;
   const char* code;
   Outcome outcome;
+  bool again = true;  // another attempt may come out otherwise
 };
 
 constexpr Row kRows[] = {
@@ -16,10 +18,10 @@ constexpr Row kRows[] = {
     {Why::service_refuses, "service.refuses", Outcome::error},
     {Why::hub_silent, "hub.silent", Outcome::error},
     {Why::call_hangs, "call.hangs", Outcome::error},
-    {Why::fixture_not_set, "fixture.not_set", Outcome::error},
-    {Why::expected_unknown, "expected.unknown", Outcome::error},
-    {Why::other_phone, "plan.other_phone", Outcome::error},
-    {Why::sensor_absent, "sensor.absent", Outcome::failed},
+    {Why::fixture_not_set, "fixture.not_set", Outcome::error, false},
+    {Why::expected_unknown, "expected.unknown", Outcome::error, false},
+    {Why::other_phone, "plan.other_phone", Outcome::error, false},
+    {Why::sensor_absent, "sensor.absent", Outcome::failed, false},
     {Why::sensor_refused, "sensor.refused", Outcome::failed},
     {Why::sensor_silent, "sensor.silent", Outcome::failed},
     {Why::sensor_slow, "sensor.slow", Outcome::failed},
@@ -59,5 +61,12 @@ const Row& row_of(Why why) { return kRows[static_cast<size_t>(why)]; }
 const char* code_of(Why why) { return row_of(why).code; }
 
 Outcome outcome_of(Why why) { return row_of(why).outcome; }
+
+bool worth_another(const Attempt& attempt) {
+  return std::none_of(attempt.reasons.begin(), attempt.reasons.end(), [](const Text& reason) {
+    return std::any_of(std::begin(kRows), std::end(kRows),
+                       [&](const Row& row) { return !row.again && reason.code == row.code; });
+  });
+}
 
 }  // namespace factory::record

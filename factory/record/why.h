@@ -49,6 +49,9 @@ const char* code_of(Why why);  // "service.gone"
 // Outcome::error, failed or aborted.
 Outcome outcome_of(Why why);
 
+// Whether another attempt could come out otherwise: not where a fixture was not set or the phone has no such sensor.
+bool worth_another(const Attempt& attempt);
+
 // A cause with its words, and what to try.
 struct Reason {
   Why why;

@@ -77,7 +77,8 @@ struct Block {
 
 struct Plan {
   std::string name;
-  std::string version;  // empty: none
+  std::string version;              // empty: none
+  std::vector<std::string> phones;  // products or profiles that it is for; empty: any
   std::string file;
   std::string bytes;  // of the file
   std::vector<Block> blocks;

@@ -33,6 +33,19 @@ std::string PlanJson::text(const Json::Value& object, const std::string& where, 
   return fallback;
 }
 
+std::vector<std::string> PlanJson::texts(const Json::Value& object, const std::string& where, const char* key) {
+  std::vector<std::string> out;
+  if (!object.isMember(key)) return out;
+  const Json::Value& value = object[key];
+  bool good = value.isArray() && !value.empty();
+  for (Json::ArrayIndex i = 0; good && i < value.size(); ++i) {
+    good = value[i].isString() && !value[i].asString().empty();
+    if (good) out.push_back(value[i].asString());
+  }
+  if (!good) problem(value, where.empty() ? key : where + "." + key, "give a list of texts");
+  return out;
+}
+
 int PlanJson::whole(const Json::Value& object, const std::string& where, const char* key, int low, int high,
                     int fallback) {
   if (!object.isMember(key)) return fallback;

@@ -24,6 +24,8 @@ class PlanJson {
 
   // Missing gives the fallback; a wrong type or a value outside gives a problem and the fallback.
   std::string text(const Json::Value& object, const std::string& where, const char* key, const std::string& fallback);
+  // A list with a text at least; a missing one is empty.
+  std::vector<std::string> texts(const Json::Value& object, const std::string& where, const char* key);
   int whole(const Json::Value& object, const std::string& where, const char* key, int low, int high, int fallback);
   bool truth(const Json::Value& object, const std::string& where, const char* key, bool fallback);
   // "stop" or "go on".

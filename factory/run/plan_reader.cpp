@@ -105,7 +105,7 @@ Plan parse_plan(const std::string& file, const std::string& bytes, std::vector<s
     json.problem(root, "", "a plan is a JSON object");
     return plan;
   }
-  json.only_keys(root, "", {"format", "name", "version", "about", "steps"});
+  json.only_keys(root, "", {"format", "name", "version", "about", "for", "steps"});
   if (root["format"] != "sensorcal.plan/1") {
     json.problem(root.isMember("format") ? root["format"] : root, "format", "give \"sensorcal.plan/1\"");
   }
@@ -113,6 +113,7 @@ Plan parse_plan(const std::string& file, const std::string& bytes, std::vector<s
   plan.name = json.text(root, "", "name", "");
   plan.version = json.text(root, "", "version", "");
   json.text(root, "", "about", "");
+  plan.phones = json.texts(root, "", "for");
   const Json::Value& steps = root["steps"];
   if (!steps.isArray() || steps.empty()) {
     json.problem(root.isMember("steps") ? steps : root, "steps", "a plan needs a list of steps");

@@ -1,5 +1,7 @@
 #include "run/plan_run.h"
 
+#include <cutils/properties.h>
+
 #include <algorithm>
 #include <thread>
 
@@ -18,6 +20,25 @@ void compare(const Attempt& before, Attempt* attempt) {
 }
 
 }  // namespace
+
+void require_phone(Session& session, const Plan& plan) {
+  if (plan.phones.empty()) return;
+  std::vector<std::string> names;
+  for (const auto& [fact, text] : session.fixture().facts()) {
+    if (fact == "profile") names.push_back(text);
+  }
+  for (const char* property : {"ro.product.product.name", "ro.build.product"}) {
+    char value[PROPERTY_VALUE_MAX];
+    if (property_get(property, value, "") > 0) names.emplace_back(value);
+  }
+  for (const std::string& name : names) {
+    if (std::count(plan.phones.begin(), plan.phones.end(), name) != 0) return;
+  }
+  std::string wanted;
+  for (const std::string& name : plan.phones) wanted += (wanted.empty() ? "" : ", ") + name;
+  throw AppError(kUsage, plan.file + ": the plan is for " + wanted + ", and this phone is " +
+                             (names.empty() ? "of no known product" : names.front()) + "; nothing was run");
+}
 
 PlanRun::PlanRun(Session& session, const Plan& plan, const RunInfo& info, Observer& observer)
     : session_(session), plan_(plan), info_(info), observer_(observer), world_(session.fixture().world()) {
@@ -63,7 +84,7 @@ bool PlanRun::run_step(StepResult* result) {
     attempt.hub = take_messages();
     keep(result, std::move(attempt));
     observer_.ended(*result, result->attempts.back());
-    if (good(result->outcome) || session_.interrupted()) break;
+    if (good(result->outcome) || session_.interrupted() || !worth_another(result->attempts.back())) break;
   }
   return good(result->outcome);
 }
@@ -83,20 +104,22 @@ void PlanRun::keep(StepResult* result, Attempt attempt) {
   current_ = nullptr;
 }
 
-bool PlanRun::run_round(const Block& block, size_t first) {
-  bool passed = true;
+PlanRun::Round PlanRun::run_round(const Block& block, size_t first) {
+  Round round = Round::passed;
   for (size_t i = 0; i < block.steps.size(); ++i) {
-    if (run_step(&steps_[first + i])) continue;
-    passed = false;
-    if (session_.interrupted() || block.steps[i].stop_on_failure) break;
+    StepResult& step = steps_[first + i];
+    if (run_step(&step)) continue;
+    if (session_.interrupted() || !worth_another(step.attempts.back())) round = Round::lost;
+    if (round == Round::passed) round = Round::failed;
+    if (session_.interrupted() || block.steps[i].stop_on_failure || info_.stop_on_failure) break;
   }
-  return passed;
+  return round;
 }
 
 bool PlanRun::run_block(const Block& block, size_t first) {
-  for (int round = 0; round < block.repeat; ++round) {
-    if (run_round(block, first)) return true;
-    if (session_.interrupted()) return false;
+  for (int i = 0; i < block.repeat; ++i) {
+    const Round round = run_round(block, first);
+    if (round != Round::failed) return round == Round::passed;
   }
   return false;
 }
@@ -120,7 +143,7 @@ void PlanRun::run() {
   size_t first = 0;
   for (const Block& block : plan_.blocks) {
     const bool passed = run_block(block, first);
-    if (session_.interrupted() || (!passed && block.stop_on_failure)) break;
+    if (session_.interrupted() || (!passed && (block.stop_on_failure || info_.stop_on_failure))) break;
     first += block.steps.size();
   }
   // From here on Ctrl-C finds nothing to undo.

@@ -19,6 +19,9 @@ class Observer {
   virtual void ended(const StepResult& /*step*/, const Attempt& /*attempt*/) {}
 };
 
+// Throws AppError(kUsage) where the plan names the phones that it is for, and this is none of them.
+void require_phone(Session& session, const Plan& plan);
+
 class PlanRun {
  public:
   PlanRun(Session& session, const Plan& plan, const RunInfo& info, Observer& observer);
@@ -39,7 +42,8 @@ class PlanRun {
  private:
   void refuse(Reason missing);
   bool run_block(const Block& block, size_t first);
-  bool run_round(const Block& block, size_t first);
+  enum class Round { passed, failed, lost };  // lost: another one could not pass
+  Round run_round(const Block& block, size_t first);
   bool run_step(StepResult* result);
   std::vector<record::HubMessage> take_messages();
   void keep(StepResult* result, Attempt attempt);

@@ -77,6 +77,7 @@ record::Run make_record(Session& session, const Plan& plan, const RunInfo& info,
   out.library = {SENSORCAL_VERSION, build_id("libsensor_cal")};  // both are released together
   out.phone = phone_of(session);
   out.remarks = session.fixture().remarks();
+  if (info.stop_on_failure) out.remarks.emplace_back("the run was to end at its first failure, whatever the plan says");
   for (const StepResult& step : steps) out.steps.push_back(to_record(step));
   return out;
 }

@@ -10,13 +10,8 @@
 
 namespace factory::plan {
 
-struct RunInfo {
-  std::string serial;
-  std::string station;
-  std::string operator_name;
+struct RunInfo : RunOrder {
   Clock::time_point started = Clock::now();
-  std::string lot = {};
-  std::string retest_of = {};  // id of the run that this one repeats
 };
 
 // `world`: what the fixture was set to.

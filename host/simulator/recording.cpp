@@ -57,12 +57,13 @@ void write_head(const std::string& folder, const RunHead& head, const Json::Valu
   out["format"] = kRecordingFormat;
   out["application"] = SENSORCAL_VERSION;
   out["plan"] = head.plan_file;
-  out["serial"] = head.serial;
-  out["station"] = head.station;
-  out["operator"] = head.operator_name;
+  out["serial"] = head.order.serial;
+  out["station"] = head.order.station;
+  out["operator"] = head.order.operator_name;
   out["speed"] = head.speed;
-  out["lot"] = head.lot;
-  out["retest_of"] = head.retest_of;
+  out["lot"] = head.order.lot;
+  out["retest_of"] = head.order.retest_of;
+  if (head.order.stop_on_failure) out["on_failure"] = "stop";
   out["options"] = options;
   write(folder + kPlanFile, head.plan_bytes);
   write(folder + kRunFile, json_pretty(out) + "\n");
@@ -85,12 +86,13 @@ RunHead read_head(const std::string& folder) {
   if (!read(folder + kPlanFile, &run.plan_bytes)) throw AppError(kUsage, folder + kPlanFile + ": cannot be read");
   try {
     run.plan_file = head["plan"].asString();
-    run.serial = head["serial"].asString();
-    run.station = head["station"].asString();
-    run.operator_name = head["operator"].asString();
+    run.order.serial = head["serial"].asString();
+    run.order.station = head["station"].asString();
+    run.order.operator_name = head["operator"].asString();
     run.speed = head["speed"].asString();
-    run.lot = head["lot"].asString();
-    run.retest_of = head["retest_of"].asString();
+    run.order.lot = head["lot"].asString();
+    run.order.retest_of = head["retest_of"].asString();
+    run.order.stop_on_failure = head["on_failure"] == "stop";
   } catch (const Json::Exception& error) {
     throw AppError(kUsage, file + ": the recording is damaged: " + error.what());
   }

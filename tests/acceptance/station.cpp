@@ -3,7 +3,7 @@
 #include <map>
 
 #include "mover.h"
-#include "run/attempt_text.h"
+#include "record/run_text.h"
 #include "run/plan_run.h"
 
 namespace acceptance {
@@ -50,7 +50,9 @@ RunResult run_plan(const Case& phone, const std::string& directory) {
   for (const StepResult& step : run.steps()) {
     if (step.attempts.empty() || step.outcome == Outcome::passed || step.outcome == Outcome::marginal) continue;
     const bool calibration = step.step->kind == StepKind::calibrate;
-    out.failures.push_back({step.step->type, calibration, attempt_text(step, plan.step_count(), step.attempts.back())});
+    out.failures.push_back(
+        {step.step->type, calibration,
+         factory::record::attempt_text(step.index, plan.step_count(), step.step->name, step.attempts.back())});
   }
   return out;
 }

@@ -17,7 +17,7 @@ has err '^sensorcal: standard output cannot be written$'
 for lost in --log --hub-log --html --junit; do
   run 3 run plan.json --speed max $lost /dev/full
   has err '^sensorcal: (--(hub-)?log )?/dev/full: (lines are missing|cannot be written)'
-  has out '^passed in '
+  has out 'serial number: PASSED in '
   run 1 run plan.json --speed max --fault nan:Acc $lost /dev/full
 done
 

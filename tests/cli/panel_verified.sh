@@ -14,7 +14,7 @@ done
 
 # refused CODE SENSOR LEVEL FAULT PATTERN...: on a phone that is good but for the fault. 1 is a failure, 3 an error.
 refused() {
-  local words=([1]=FAILED [3]=ERROR) code=$1 sensor=$2 level=$3 fault=$4
+  local words=([1]=failed [3]=error) code=$1 sensor=$2 level=$3 fault=$4
   shift 4
   rm -rf phone
   cp -r "$sensor.full" phone
@@ -61,7 +61,7 @@ for fault in nan:33171007 stuck:33171007; do
   rm -rf phone
   cp -r full phone
   run 1 calibrate Lux --param 14 --speed max --fault $fault
-  has out 'FAILED  calibrate Lux, panel' 'why: (15 of 15 events|the sensor sees no light)' "$stays"
+  has out 'failed  calibrate Lux, panel' 'why: (15 of 15 events|the sensor sees no light)' "$stays"
 done
 
 # A panel of one lux: its lower level is none, and right so.

@@ -10,7 +10,7 @@ json out 'd["verdict"] == "passed"' 'any("31 duplicate times" in r for r in d["r
 
 # Level, but moving: it passes the library's wide limits, and is refused all the same.
 run 1 calibrate Acc --speed max --replay Acc=walk_level_accelerometer.csv
-has out 'FAILED  calibrate Acc ' 'why: z: run noise 1\.[0-9]+ m/s\^2 is above' "the hub's old values were put back"
+has out 'failed  calibrate Acc ' 'why: z: run noise 1\.[0-9]+ m/s\^2 is above' "the hub's old values were put back"
 
 run 0 calibrate Acc --speed max --json --replay Acc=tumble_accelerometer_g.csv,unit=g,sign=-
 json out 'len(d["steps"][-1]["attempts"][0]["window"]["samples"]) == 753' \

@@ -31,3 +31,14 @@ for fault in persist-read-only persist-full persist-absent; do
     '"scale.txt" in str(d["steps"][3]["attempts"][0]["reasons"])' \
     'all("mounted" in str(s["attempts"][0]["hints"]) for s in (d["steps"][1], d["steps"][3]))'
 done
+
+# A plan for other phones is refused with nothing run, one for this product is not.
+for phones in '"raz", "pok"' '"raz", "reference"'; do
+  echo '{"format": "sensorcal.plan/1", "name": "one", "for": ['"$phones"'], "steps": [{"probe": "tof", "expect": true}]}' >one.json
+  code=2
+  [[ $phones == *reference* ]] && code=0
+  run $code run one.json --html one.html
+  [ $code = 0 ] && [ -s one.html ] && continue
+  has err 'one.json: the plan is for raz, pok, and this phone is reference; nothing was run$'
+  [ -e one.html ] && fail 'a page of a run that was refused'
+done

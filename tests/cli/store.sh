@@ -39,7 +39,7 @@ run 2 stats
 # The server is away: the run ends as it would, and waits. A place that cannot be opened is told beforehand.
 away="postgresql:///line?host=$work/nowhere"
 run 0 run plan.json --speed max --serial C3 --store "$away" --spool spool.db
-has out 'passed in'
+has out 'PASSED in'
 has err '1 run waits in .*spool.db for the next run'
 run 1 run plan.json --speed max --serial C4 --store "$away" --spool spool.db --fault motion:Acc
 has err '2 runs wait'

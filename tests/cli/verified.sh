@@ -10,7 +10,7 @@ no_offset() {
 }
 
 run 1 calibrate Acc --speed max --fault wrong-handle:Acc
-has out 'FAILED  calibrate Acc ' 'why: not verified: only 0 of 50 fresh samples came, and events of other sensors' \
+has out 'failed  calibrate Acc ' 'why: not verified: only 0 of 50 fresh samples came, and events of other sensors' \
   'try: the sensor service mixes its sensors up' "the hub's old values were put back"
 no_offset
 

@@ -34,7 +34,7 @@ void print_text(const Report& report) {
   std::cout << "report " << bold(report.text) << "\n\n";
   std::vector<std::vector<std::string>> rows = {{"pos", "sensor", "calibrated", "the hub holds", "why"}};
   for (const Verdict& verdict : report.verdicts) {
-    rows.push_back({std::to_string(verdict.position), verdict.sensor, verdict.calibrated ? good("yes") : bad("NO"),
+    rows.push_back({std::to_string(verdict.position), verdict.sensor, verdict.calibrated ? good("yes") : bad("no"),
                     verdict.holds, verdict.why});
   }
   std::cout << table(rows);

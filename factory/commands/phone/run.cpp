@@ -14,8 +14,8 @@
 #include "phone/session.h"
 #include "record/exit_code.h"
 #include "record/record_json.h"
+#include "record/run_text.h"
 #include "record/why.h"
-#include "run/attempt_text.h"
 #include "run/run_progress.h"
 
 namespace factory {
@@ -31,19 +31,28 @@ class Teller : public plan::Observer {
   }
   void warns(const plan::StepResult& step, const std::string& text) override {
     progress_.pause();
-    if (text_) std::cout << wrapped(step.step->name + ": " + text, terminal_columns(), "    ") << std::endl;
+    // Of a plan the first one: what else is to come the record has, step by step.
+    const bool told = !values_ && std::exchange(warned_, true);
+    if (text_ && !told) {
+      std::cout << wrapped(step.step->name + ": " + text +
+                               (values_ ? "" : "; nor can some of what follows, as the record says"),
+                           terminal_columns(), "    ")
+                << std::endl;
+    }
     progress_.begin(step.index, step.step->name);
   }
   void ended(const plan::StepResult& step, const plan::Attempt& attempt) override {
     progress_.pause();
     if (!text_) return;
-    std::cout << attempt_text(step, steps_, attempt) << (values_ ? values_text(attempt) : "") << std::flush;
+    std::cout << record::attempt_text(step.index, steps_, step.step->name, attempt)
+              << (values_ ? record::values_text(attempt) : "") << std::flush;
   }
 
  private:
   const int steps_;
   const bool text_;
   const bool values_;
+  bool warned_ = false;
   plan::RunProgress progress_;
 };
 
@@ -64,16 +73,6 @@ class LastWill {
 double speed_of(const Options& options) {
   const double speed = std::strtod(options.speed.c_str(), nullptr);
   return speed > 0 ? speed : std::numeric_limits<double>::infinity();
-}
-
-// Of the step under way when the run was ended: why, and whether its old values are back.
-std::string reasons_text(const record::Run& run) {
-  std::string out;
-  for (const record::Step& step : run.steps) {
-    if (step.outcome != record::Outcome::error || step.attempts.empty()) continue;
-    for (const record::Text& reason : step.attempts.back().reasons) out += "  why: " + reason.text + "\n";
-  }
-  return out;
 }
 
 // A step asked for by name that this phone's chip does not have.
@@ -99,28 +98,28 @@ int hand_on(Session& session, record::Run run, const Options& options, bool sing
 }
 
 // `single`: steps asked for by name, whose values are shown, and no summary.
-int run_on_phone(const Options& options, const plan::Plan& plan, plan::RunInfo info, bool single, const Sinks& sinks,
+int run_on_phone(const Options& options, const plan::Plan& plan, const RunOrder& order, bool single, const Sinks& sinks,
                  const Review& review) {
   Session session(options);
   const std::vector<std::string> remarks = session.fixture().remarks();
   for (const std::string& remark : remarks) {
     if (!options.json) std::cout << "note: " << remark << "\n";
   }
-  session.fixture().run_begins(
-      {plan.file, plan.bytes, info.serial, info.station, info.operator_name, options.speed, info.lot, info.retest_of});
-  info.started = session.now();
+  plan::require_phone(session, plan);
+  session.fixture().run_begins({plan.file, plan.bytes, options.speed, order});
+  const plan::RunInfo info{order, session.now()};
   Teller teller(plan, session, !options.json, single, speed_of(options));
   plan::PlanRun plan_run(session, plan, info, teller);
   const LastWill will(session, [&](const std::string& why) {
     record::Run run = plan_run.abort(why);
-    if (!options.json && !why.empty()) std::cout << reasons_text(run) << std::flush;
+    if (!options.json) std::cout << closing_text(run) << std::flush;
     (void)record::delivered("", [&] {
       if (hand_on(session, std::move(run), options, single, sinks, review) == kDiffers) _exit(kDiffers);
     });
   });
   plan_run.run();
   const record::Run record = plan_run.record();
-  if (!options.json && !single) std::cout << summary_text(plan_run.steps(), plan_run.verdict(), record.seconds);
+  if (!options.json && !single) std::cout << "\n" << steps_text(record) << "\n" << closing_text(record);
   return hand_on(session, record, options, single, sinks, review);
 }
 
@@ -130,10 +129,10 @@ int run_request(const Options& options, const plan::Plan& plan) {
   return run_on_phone(options, plan, {}, true, {}, {});
 }
 
-int run_plan(const Options& options, const plan::Plan& plan, const plan::RunInfo& info, const Sinks& sinks,
+int run_plan(const Options& options, const plan::Plan& plan, const RunOrder& order, const Sinks& sinks,
              const Review& review) {
   for (const auto& sink : sinks) sink->open();
-  const int code = run_on_phone(options, plan, info, false, sinks, review);
+  const int code = run_on_phone(options, plan, order, false, sinks, review);
   bool all = true;
   for (const auto& sink : sinks) all &= sink->close();
   return code == kPassed ? exit_code(record::Outcome::passed, all) : code;
@@ -141,15 +140,23 @@ int run_plan(const Options& options, const plan::Plan& plan, const plan::RunInfo
 
 Runner set_up_run(ArgumentParser parser, const Sinks& sinks) {
   auto file = std::make_shared<std::string>();
-  auto info = std::make_shared<plan::RunInfo>();
+  auto order = std::make_shared<RunOrder>();
   parser.add_option("PLAN", *file, "plan file (JSON)").required();
-  parser.add_option("--serial", info->serial, "the phone's serial number, for the record");
-  parser.add_option("--station", info->station, "name of the station, for the record");
-  parser.add_option("--lot", info->lot, "what the phone belongs to, for the record");
-  parser.add_option("--retest-of", info->retest_of, "id of the run that this one repeats, for the record");
-  parser.add_option("--operator", info->operator_name, "who runs it, for the record");
+  parser.add_option("--serial", order->serial, "the phone's serial number, for the record");
+  parser.add_option("--station", order->station, "name of the station, for the record");
+  parser.add_option("--lot", order->lot, "what the phone belongs to, for the record");
+  parser.add_option("--retest-of", order->retest_of, "id of the run that this one repeats, for the record");
+  parser.add_option("--operator", order->operator_name, "who runs it, for the record");
+  auto on_failure = std::make_shared<std::string>();
+  parser
+      .add_option("--on-failure", *on_failure,
+                  "stop: the first step that does not pass ends the run, whatever the plan says")
+      .one_of({"stop"});
   for (const auto& sink : sinks) sink->add_options(parser);
-  return [=](const Options& options) { return run_plan(options, plan::load_plan(*file), *info, sinks); };
+  return [=](const Options& options) {
+    order->stop_on_failure = !on_failure->empty();
+    return run_plan(options, plan::load_plan(*file), *order, sinks);
+  };
 }
 
 }  // namespace factory

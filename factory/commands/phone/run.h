@@ -20,7 +20,7 @@ Runner set_up_run(ArgumentParser parser, const Sinks& sinks);
 // it was to repeat.
 using Review = std::function<bool(const record::Run& run, record::Aside* aside)>;
 
-int run_plan(const Options& options, const plan::Plan& plan, const plan::RunInfo& info, const Sinks& sinks,
+int run_plan(const Options& options, const plan::Plan& plan, const RunOrder& order, const Sinks& sinks,
              const Review& review = {});
 
 }  // namespace factory

@@ -55,13 +55,7 @@ int replay(const Options& options, const std::string& folder, const Sinks& sinks
   std::vector<std::string> problems;
   const plan::Plan plan = plan::parse_plan(head.plan_file, head.plan_bytes, &problems);
   if (!problems.empty()) throw AppError(kUsage, "the recorded plan: " + problems.front());
-  plan::RunInfo info;
-  info.serial = head.serial;
-  info.station = head.station;
-  info.operator_name = head.operator_name;
-  info.lot = head.lot;
-  info.retest_of = head.retest_of;
-  return run_plan(wanted, plan, info, sinks, [&](const record::Run& run, record::Aside* aside) {
+  return run_plan(wanted, plan, head.order, sinks, [&](const record::Run& run, record::Aside* aside) {
     return compare(recorded, run, wanted.recording, !options.json, aside);
   });
 }

@@ -44,6 +44,25 @@ TEST(PlanFlow, StopsOrGoesOnAsThePlanSays) {
   }
 }
 
+TEST(PlanFlow, MayBeToldToStop) {
+  const std::string passes = kPasses;
+  const std::string fails_on = R"({"probe": "tof", "expect": false, "on_failure": "go on"})";
+  Station station;
+  station.order.stop_on_failure = true;
+  EXPECT_EQ(verdicts(station.run(fails_on + "," + passes)), (std::vector<std::string>{"failed 1", "skipped 0"}));
+  EXPECT_EQ(verdicts(station.run(R"({"group": "g", "repeat": 2, "on_failure": "go on", "steps": [)" + passes + "," +
+                                 fails_on + "," + passes + "]}," + passes)),
+            (std::vector<std::string>{"passed 2", "failed 2", "skipped 0", "skipped 0"}));
+}
+
+// Chips and fixtures stay what they are: neither the step nor its group is tried again, the rest of the group runs.
+TEST(PlanFlow, WhatCannotComeOutOtherwiseIsNotTriedAgain) {
+  const std::string other_chip = R"({"calibrate": "Prx", "param": 5, "repeat": 3, "on_failure": "go on"})";
+  Station station;
+  EXPECT_EQ(verdicts(station.run(R"({"group": "g", "repeat": 3, "steps": [)" + other_chip + "," + kPasses + "]}")),
+            (std::vector<std::string>{"error 1", "passed 1"}));
+}
+
 TEST(PlanFlow, ASecondAttemptMayPass) {
   Station station;
   // Tilted first, set down by the step before the group's second attempt.

@@ -49,7 +49,7 @@ class Station {
     EXPECT_THAT(problems, ::testing::IsEmpty());
     Session session(options);
     factory::plan::Observer silent;
-    PlanRun plan_run(session, plan_, {"S1", "station 4", "me", {}}, observer == nullptr ? silent : *observer);
+    PlanRun plan_run(session, plan_, {order, {}}, observer == nullptr ? silent : *observer);
     plan_run.run();
     return {to_json(plan_run.record()), plan_run.steps(), plan_run.verdict()};
   }
@@ -66,6 +66,7 @@ class Station {
   }
 
   Options options;
+  factory::RunOrder order{"S1", "station 4", "me"};
 
  private:
   const Folder folder_;

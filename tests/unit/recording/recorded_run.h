@@ -52,7 +52,7 @@ class RecordedRun {
     const std::string text = R"({"format": "sensorcal.plan/1", "name": "test", "steps": [)" + steps + "]}";
     Options recorded = options;
     recorded.record = folder();
-    return run(recorded, {"test.json", text, "S1", "station 4", "me", options.speed}, observer);
+    return run(recorded, {"test.json", text, options.speed, {"S1", "station 4", "me"}}, observer);
   }
 
   factory::record::Run replay() {
@@ -73,7 +73,7 @@ class RecordedRun {
     factory::Session session(wanted);
     session.fixture().run_begins(head);
     factory::plan::Observer silent;
-    factory::plan::PlanRun plan_run(session, plan, {head.serial, head.station, head.operator_name, session.now()},
+    factory::plan::PlanRun plan_run(session, plan, {head.order, session.now()},
                                     observer == nullptr ? silent : *observer);
     plan_run.run();
     factory::record::Run record = plan_run.record();

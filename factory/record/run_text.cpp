@@ -1,30 +1,23 @@
-#include "run/attempt_text.h"
+#include "record/run_text.h"
 
 #include <algorithm>
 #include <cmath>
 
 #include "cli/terminal.h"
-#include "run/calibration.h"
+#include "files/numbers.h"
 
-namespace factory::plan {
+namespace factory::record {
 namespace {
 
-std::string outcome_text(Outcome outcome) {
-  switch (outcome) {
-    case Outcome::passed:
-      return good("passed");
-    case Outcome::marginal:
-      return bold("marginal");
-    case Outcome::failed:
-      return bad("FAILED");
-    case Outcome::skipped:
-      return faint("skipped");
-    case Outcome::aborted:
-      return bad("aborted");
-    case Outcome::error:
-      return alert("ERROR");
-  }
-  return "";
+struct Look {
+  std::string (*paint)(const std::string&);
+  const char* headline;
+};
+
+const Look& look_of(Outcome outcome) {
+  static constexpr Look kLooks[kOutcomes] = {{good, "PASSED"},   {bold, "MARGINAL"}, {bad, "FAILED"},
+                                             {faint, "SKIPPED"}, {bad, "ABORTED"},   {alert, "ERROR"}};
+  return kLooks[static_cast<int>(outcome)];
 }
 
 // How much of the way to its nearest limit a value went; 1 is the limit.
@@ -46,16 +39,29 @@ std::string nearest(const Attempt& attempt) {
          plain(limit) + (found->unit.empty() ? "" : " " + found->unit);
 }
 
-std::string what_happened_to_the_values(const Attempt& attempt) {
-  if (!attempt.changes_hub || attempt.kept) return "";
-  return attempt.put_back ? "  the hub's old values were put back\n" : "";
+bool passed(const Step& step) { return step.outcome == Outcome::passed || step.outcome == Outcome::marginal; }
+
+size_t lines_of(const std::string& text) { return static_cast<size_t>(std::count(text.begin(), text.end(), '\n')); }
+
+// A step that did not pass: its first reason, or all of them, and what to try.
+std::string blame_text(const Step& step, bool whole) {
+  const Attempt& last = step.attempts.back();
+  const std::string named = "[" + std::to_string(step.index) + "] ";
+  if (last.reasons.empty()) return remark(named, step.name + ": " + outcome_name(step.outcome));
+  std::string out = remark(named, step.name + ": " + last.reasons.front().text);
+  for (size_t i = 1; whole && i < last.reasons.size(); ++i) out += remark("  why: ", last.reasons[i].text);
+  return out + (last.hints.empty() ? "" : remark("  try: ", last.hints.front().text));
 }
 
 }  // namespace
 
-std::string attempt_text(const StepResult& step, int steps, const Attempt& attempt) {
-  std::string out = "[" + std::to_string(step.index) + "/" + std::to_string(steps) + "] " +
-                    outcome_text(attempt.outcome) + "  " + step.step->name;
+std::string verdict_text(Outcome outcome) { return look_of(outcome).paint(outcome_name(outcome)); }
+
+std::string headline_text(Outcome outcome) { return look_of(outcome).paint(look_of(outcome).headline); }
+
+std::string attempt_text(int step, int steps, const std::string& name, const Attempt& attempt) {
+  std::string out =
+      "[" + std::to_string(step) + "/" + std::to_string(steps) + "] " + verdict_text(attempt.outcome) + "  " + name;
   if (attempt.number > 1) out += ", attempt " + std::to_string(attempt.number);
   out += "  " + fixed(attempt.seconds, 2) + " s\n";
   for (const std::string& reason : attempt.reasons) out += remark(bad("why: "), reason);
@@ -67,7 +73,8 @@ std::string attempt_text(const StepResult& step, int steps, const Attempt& attem
   }
   for (const std::string& hint : attempt.hints) out += remark("try: ", hint);
   for (const std::string& note : attempt.notes) out += remark("note: ", note);
-  return out + what_happened_to_the_values(attempt);
+  if (attempt.put_back && !attempt.kept) out += "  the hub's old values were put back\n";
+  return out;
 }
 
 std::string values_text(const Attempt& attempt) {
@@ -93,14 +100,36 @@ std::string values_text(const Attempt& attempt) {
   return rows.size() > 1 ? table(rows) : "";
 }
 
-std::string summary_text(const std::vector<StepResult>& steps, Outcome verdict, double seconds) {
+std::string steps_text(const Run& run) {
   std::vector<std::vector<std::string>> rows = {{"", "step", "verdict", "attempts", "nearest to a limit"}};
-  for (const StepResult& step : steps) {
-    rows.push_back({std::to_string(step.index), step.step->name, outcome_text(step.outcome),
+  for (const Step& step : run.steps) {
+    rows.push_back({std::to_string(step.index), step.name, verdict_text(step.outcome),
                     step.attempts.empty() ? "" : std::to_string(step.attempts.size()),
                     step.attempts.empty() ? "" : nearest(step.attempts.back())});
   }
-  return "\n" + table(rows) + "\n" + outcome_text(verdict) + " in " + fixed(seconds, 1) + " s\n";
+  return table(rows);
 }
 
-}  // namespace factory::plan
+std::string closing_text(const Run& run) {
+  constexpr size_t kLines = 20;  // of the 24 of a small terminal: the prompt and a blank line stay
+  std::vector<const Step*> blamed;
+  for (const Step& step : run.steps) {
+    if (!passed(step) && !step.attempts.empty()) blamed.push_back(&step);
+  }
+  const auto skipped =
+      std::count_if(run.steps.begin(), run.steps.end(), [](const Step& step) { return step.attempts.empty(); });
+  std::string out = (run.serial.empty() ? "no serial number" : "serial " + run.serial) + ": " +
+                    headline_text(run.outcome) + " in " + fixed(run.seconds, 1) + " s\n";
+  size_t told = 0;
+  for (; told < blamed.size(); ++told) {
+    const std::string text = blame_text(*blamed[told], blamed.size() == 1);
+    if (lines_of(out) + lines_of(text) > kLines) break;
+    out += text;
+  }
+  const auto more = [](size_t count, const char* what) {
+    return count == 0 ? "" : "  " + std::to_string(count) + (count == 1 ? " step " : " steps ") + what + "\n";
+  };
+  return out + more(blamed.size() - told, "more did not pass") + more(static_cast<size_t>(skipped), "did not run");
+}
+
+}  // namespace factory::record
