@@ -1,82 +1,101 @@
-// Every kind of calibration that the library offers, and the report: what is asked for, on which phone and in which
-// world, what it takes from the phone and where its result goes.
+// The kinds of calibration that the fault matrix tries, one of each sort in docs/faults.md: what is asked for, on which
+// phone and in which world, what it takes from the phone and where its result goes.
 #pragma once
 
-#include <cstdint>
-#include <span>
-#include <string>
-#include <vector>
+#include <SensorType.h>
 
 namespace fault_matrix {
 
-// Kinds of one group meet every fault alike. A set of groups is the sum of their bits.
-using Groups = uint32_t;
-enum Group : Groups {
-  kOffsets = 1U << 0,
-  kPressure = 1U << 1,
-  kLight = 1U << 2,
-  kChannels = 1U << 3,
-  kGolden = 1U << 4,
-  kHubChannels = 1U << 5,
-  kHubGolden = 1U << 6,
-  kChipCrosstalk = 1U << 7,
-  kChipThresholds = 1U << 8,
-  kCrosstalk = 1U << 9,
-  kCrosstalkWithDelta = 1U << 10,
-  kThresholds = 1U << 11,
-  kRestore = 1U << 12,
-  kCommand = 1U << 13,
-  kSoftSar = 1U << 14,
-  kRegister = 1U << 15,
-  kDark = 1U << 16,
-  kUnderOled = 1U << 17,
-  kPanelHigh = 1U << 18,
-  kPanelLow = 1U << 19,
-  kPanelStepped = 1U << 20,
-  kPanelColourHigh = 1U << 21,
-  kPanelColourLow = 1U << 22,
-  kReport = 1U << 23,
-};
-inline constexpr Groups kEvery = (1U << 24) - 1;
-inline constexpr Groups kPanel = kPanelHigh | kPanelLow | kPanelStepped | kPanelColourHigh | kPanelColourLow;
-inline constexpr Groups kProximity =
-    kChipCrosstalk | kChipThresholds | kCrosstalk | kCrosstalkWithDelta | kThresholds | kRestore;
-// Those that wait for a sensor's events.
-inline constexpr Groups kRuns = kOffsets | kPressure | kLight | kChannels | kGolden | kProximity | kPanel;
-
-struct GroupInfo {
-  Group group;
-  const char* title;
-};
-std::span<const GroupInfo> group_list();
-
-enum class Call { calibrate, pressure, channel, sar_register, dark, golden_truth, report };
+enum class Call { calibrate, pressure, sar_register, dark, golden_truth, report };
 
 struct Kind {
-  const char* name;
-  Group group;
-  const char* profile = "reference";
-  Call call = Call::calibrate;
-  int type = 0;
+  const char* name;  // as the page and `before` have it
+  const char* sort;  // the page's name of its sort; empty: only prepares phones for others
+  const char* profile;
+  Call call;
+  int type;
   int param = 0;
   const char* sensor = "";  // whose events it takes, as a fault names it
   const char* other = "";   // a sensor that is none of its business
-  int timeout_s = 0;
-  int get_code = -1;  // of the message that reads what the hub holds
-  int set_code = -1;  // of the message that changes it
+  const char* much = "";    // variance beyond its limits
+  int get_code = -1;        // of the message that reads what the hub holds
+  int set_code = -1;        // of the message that changes it
   int result_word = 0;
   bool float_result = false;
-  bool get_answers_result = false;  // the read's first word is a result, not a value
-  const char* world = "";           // "key=value"
-  const char* owns = "";            // of the hub's values: beginnings of their paths, '|' between them
-  const char* files = "";           // that a good run writes, '|' between them
-  const char* before = "";          // names of the kinds that a factory runs before, '|' between them
+  const char* world = "target=none";  // "key=value"
+  const char* owns = "";              // of the hub's values: beginnings of their paths, '|' between them
+  const char* files = "";             // that a good run writes, '|' between them
+  const char* before = "";            // names of the kinds that a factory runs before, '|' between them
 };
 
-// What the matrix is about, and what only prepares a phone for it.
-std::span<const Kind> kind_list();
-const Kind* find_kind(const std::string& name);
+using namespace sensor_type;  // NOLINT(google-build-using-namespace): the table is nothing but these names
+inline constexpr char kChipFiles[] =
+    "/mnt/vendor/persist/sensors/PSensor_ct1.txt|/mnt/vendor/persist/sensors/PSensor_ct2.txt";
 
-std::vector<std::string> split(const std::string& text, char separator = '|');
+inline constexpr Kind kKinds[] = {
+    {"Acc", "offsets of accelerometers and gyroscopes", "reference", Call::calibrate, accelerometer, 0, "Acc", "Bar",
+     "20", 1, 0, 0, false, "target=none", "Acc/", "", ""},
+    {"Gyr", "", "reference", Call::calibrate, gyroscope},
+    {"Bar", "pressure", "reference", Call::pressure, pressure, 0, "Bar", "Acc", "5000", 22, 21, 0, false, "target=none",
+     "Bar/", "", ""},
+    {"Lux", "light, one channel", "reference", Call::calibrate, light, 0, "33171007", "Acc", "1000000", 10, 9, 0, false,
+     "target=none", "Lux/scale", "", ""},
+    {"Lux_B", "", "reference", Call::calibrate, lux_b},
+    {"CCT_F_strm", "channel scales", "reference", Call::calibrate, cct_f_stream, 0, "CCT_F_strm", "Lux_F", "5000", 31,
+     30, 0, false, "target=none", "CCT_F/channel_scales", "/mnt/vendor/nvcfg/sensor/lightSensorCali.json",
+     "truth of CCT_F_strm"},
+    {"CCT_B_strm", "", "reference", Call::calibrate, cct_b_stream},
+    {"33171007", "", "reference", Call::calibrate, light_stream},
+    {"CCT_F_strm golden", "golden channels", "reference", Call::calibrate, cct_f_stream, -1, "CCT_F_strm", "Lux_F",
+     "5000", -1, 28, 0, false, "target=none", "CCT_F/golden_channels", "", ""},
+    {"CCT_F_strm by the hub", "channel scales, by the hub itself", "hub-colour", Call::calibrate, cct_f_stream, 0, "",
+     "", "", 40, 39, 0, false, "target=none", "CCT_F/", "", "CCT_F_strm golden by the hub"},
+    {"CCT_F_strm golden by the hub", "golden channels, by the hub itself", "hub-colour", Call::calibrate, cct_f_stream,
+     -1, "", "", "", 40, 39, 0, false, "target=none", "CCT_F/", "", ""},
+    {"Prx 0, by the chip", "proximity, crosstalk by the chip", "reference", Call::calibrate, proximity, 0, "33171005",
+     "Lux", "500", -1, 7, 0, false, "target=none", "Prx/", kChipFiles, ""},
+    {"Prx 2, by the chip", "proximity, thresholds over the chip's crosstalk", "reference", Call::calibrate, proximity,
+     2, "33171005", "Lux", "500", -1, 5, 0, false, "target=3", "Prx/", "", "Prx 0, by the chip"},
+    {"Prx 0", "proximity, crosstalk", "normal-proximity", Call::calibrate, proximity, 0, "33171005", "Lux", "500", -1,
+     5, 0, false, "target=none", "Prx/", "", ""},
+    {"Prx 0 with a delta", "proximity, crosstalk with a saved delta", "normal-proximity", Call::calibrate, proximity, 0,
+     "33171005", "Lux", "500", -1, 5, 0, false, "target=none", "Prx/", "", "Prx 0|Prx 2"},
+    {"Prx 2", "proximity, thresholds and delta", "normal-proximity", Call::calibrate, proximity, 2, "33171005", "Lux",
+     "500", 6, 5, 0, false, "target=3", "Prx/", "/mnt/vendor/persist/sensors/PSensor3cm_ct.txt", "Prx 0"},
+    {"Prx 19", "proximity, restored from the delta", "normal-proximity", Call::calibrate, proximity, 19, "33171005",
+     "Lux", "500", -1, 5, 0, false, "target=none", "Prx/", "", "Prx 0|Prx 2"},
+    {"self-test of Acc", "commands to the hub", "reference", Call::calibrate, accelerometer, 4, "", "", "", -1, 8, 0,
+     false, "target=none", "", "", ""},
+    {"33171015 (SAR)", "commands to the hub", "reference", Call::calibrate, sar, 0, "", "", "", -1, 11, 0, false,
+     "target=none", "33171015/", "", ""},
+    {"33171016 (SAR)", "", "reference", Call::calibrate, sar_second},
+    {"33171015 soft", "soft SAR command", "reference", Call::calibrate, sar, -1, "", "", "", -1, 11, 0, false,
+     "target=none", "33171015/", "", ""},
+    {"33171015 register", "SAR registers", "reference", Call::sar_register, sar, 0, "", "", "", -1, 43, 1, false,
+     "target=none", "33171015/registers", "", ""},
+    {"dark values", "dark values", "reference", Call::dark, light, 0, "", "", "", -1, 38, 0, true, "dark-box=on",
+     "Lux/dark", "", ""},
+    {"Lux 8, under OLED", "light under OLED", "reference", Call::calibrate, light, 8, "", "", "", -1, 0, 0, true,
+     "target=none", "Lux/panel_samples", "", ""},
+    {"Lux 13", "panel light, high", "reference", Call::calibrate, light, 13, "33171007", "Lux_F", "5000", -1, 26, 1,
+     false, "dark-box=on", "Lux/backlight|Lux/colour_backlight", "", "Lux"},
+    {"Lux 14", "panel light, low", "reference", Call::calibrate, light, 14, "33171007", "Lux_F", "5000", -1, 26, 1,
+     false, "dark-box=on", "Lux/backlight|Lux/colour_backlight", "", "Lux|Lux 13"},
+    {"Lux 14, bright panel", "panel light, low, of a bright panel", "normal-proximity", Call::calibrate, light, 14,
+     "33171007", "Lux_F", "5000", -1, 26, 1, false, "dark-box=on", "Lux/backlight|Lux/colour_backlight", "",
+     "Lux|Lux 13"},
+    {"Lux 13, colour", "panel colour, high", "colour-backlight", Call::calibrate, light, 13, "33171007", "Lux_F",
+     "5000", 31, 27, 0, false, "dark-box=on", "Lux/backlight|Lux/colour_backlight", "",
+     "truth of CCT_F_strm|CCT_F_strm|truth of 33171007|33171007|Lux"},
+    {"Lux 14, colour", "panel colour, low", "colour-backlight", Call::calibrate, light, 14, "33171007", "Lux_F", "5000",
+     31, 27, 0, false, "dark-box=on", "Lux/backlight|Lux/colour_backlight", "",
+     "truth of CCT_F_strm|CCT_F_strm|truth of 33171007|33171007|Lux|Lux 13, colour"},
+    {"report", "report", "reference", Call::report, 0, 0, "", "", "", -1, -1, 0, false, "target=none", "", "",
+     "Acc|Gyr|Bar|Lux|Lux_B|truth of CCT_F_strm|CCT_F_strm|truth of CCT_B_strm|CCT_B_strm|dark values|33171015 (SAR)|"
+     "33171016 (SAR)|Prx 0, by the chip|Prx 2, by the chip"},
+    {"truth of CCT_F_strm", "", "reference", Call::golden_truth, cct_f_stream},
+    {"truth of CCT_B_strm", "", "reference", Call::golden_truth, cct_b_stream},
+    {"truth of 33171007", "", "reference", Call::golden_truth, light_stream},
+};
 
 }  // namespace fault_matrix

@@ -2,40 +2,28 @@
 #pragma once
 
 #include <host/device_root.h>
-#include <stdlib.h>
 
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <string>
 
+#include "folder.h"
 #include "log_capture.h"
 
 namespace test {
 
 class DeviceDir {
  public:
-  DeviceDir() {
-    char folder[] = "/tmp/device_dir_XXXXXX";
-    root_ = mkdtemp(folder);
-    host::set_device_root(root_);
-  }
-  ~DeviceDir() {
-    host::set_device_root("");
-    std::filesystem::remove_all(root_);
-  }
+  DeviceDir() { host::set_device_root(root_.path()); }
+  ~DeviceDir() { host::set_device_root(""); }
 
   // All paths are the device's.
-  std::string host_path(const std::string& path) const { return root_ + path; }
+  std::string host_path(const std::string& path) const { return root_.path() + path; }
   void write(const std::string& path, const std::string& text) const {
     std::filesystem::create_directories(std::filesystem::path(host_path(path)).parent_path());
     std::ofstream(host_path(path), std::ios::trunc) << text;
   }
-  std::string read(const std::string& path) const {
-    std::ostringstream out;
-    out << std::ifstream(host_path(path)).rdbuf();
-    return out.str();
-  }
+  std::string read(const std::string& path) const { return content(host_path(path)); }
   void remove(const std::string& path) const { std::filesystem::remove_all(host_path(path)); }
   // Puts a link in the place of `path`: for nodes that behave like another file of this host.
   void link(const std::string& path, const std::string& target) const {
@@ -44,7 +32,7 @@ class DeviceDir {
   }
 
  private:
-  std::string root_;
+  const Folder root_;
 };
 
 // The lines of the thread that calls, under the tag "libsensor_cal" alone, as "E text". Open descriptors show as N.

@@ -1,14 +1,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <host/device_root.h>
-#include <stdlib.h>
 
 #include <chrono>
 #include <filesystem>
 #include <fstream>
 
 #include "bench_phone.h"
-#include "log_capture.h"
+#include "device_dir.h"
 
 namespace {
 
@@ -179,17 +177,8 @@ TEST(SingleLightFlowTest, CoefficientLimitsAreInclusive) {
 
 class StreamFlowTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    char folder[] = "/tmp/stream_flow.XXXXXX";
-    root_ = mkdtemp(folder);
-    host::set_device_root(root_);
-    std::filesystem::create_directories(root_ + "/mnt/vendor/nvcfg/sensor");
-  }
-  void TearDown() override {
-    host::set_device_root("");
-    std::filesystem::remove_all(root_);
-  }
-  std::string file() const { return root_ + "/mnt/vendor/nvcfg/sensor/lightSensorCali.json"; }
+  void SetUp() override { std::filesystem::create_directories(dir_.host_path("/mnt/vendor/nvcfg/sensor")); }
+  std::string file() const { return dir_.host_path("/mnt/vendor/nvcfg/sensor/lightSensorCali.json"); }
 
   // Channels 10, 20, ... from the word where the type carries them.
   static std::vector<test::Event> channels(int type) {
@@ -198,7 +187,7 @@ class StreamFlowTest : public ::testing::Test {
     for (size_t i = 0; i < 7; ++i) data[first + i] = 10.0F * static_cast<float>(i + 1);
     return swinging(type, 10, data, 0);
   }
-  std::string root_;
+  const test::DeviceDir dir_;
 };
 
 TEST_F(StreamFlowTest, ScalesComeFromGoldenOverRaw) {

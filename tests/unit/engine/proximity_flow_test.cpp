@@ -7,7 +7,7 @@
 #include <fstream>
 
 #include "bench_phone.h"
-#include "log_capture.h"
+#include "device_dir.h"
 
 namespace {
 
@@ -20,21 +20,9 @@ using ::testing::ElementsAre;
 
 class ProximityFlowTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    char folder[] = "/tmp/proximity_flow.XXXXXX";
-    root_ = mkdtemp(folder);
-    host::set_device_root(root_);
-    std::filesystem::create_directories(root_ + kFolder);
-  }
-  void TearDown() override {
-    host::set_device_root("");
-    std::filesystem::remove_all(root_);
-  }
-  std::string read(const std::string& name) const {
-    std::ifstream in(root_ + kFolder + name);
-    return {std::istreambuf_iterator<char>(in), {}};
-  }
-  void write(const std::string& name, const std::string& text) const { std::ofstream(root_ + kFolder + name) << text; }
+  void SetUp() override { std::filesystem::create_directories(dir_.host_path(kFolder)); }
+  std::string read(const std::string& name) const { return dir_.read(kFolder + name); }
+  void write(const std::string& name, const std::string& text) const { dir_.write(kFolder + name, text); }
 
   // One run at an average raw count; the flow's lines are in lines_.
   int calibrate(int param, float raw, bool hardware) {
@@ -53,7 +41,7 @@ class ProximityFlowTest : public ::testing::Test {
   Lines last_lines(int count) const { return {lines_.end() - count, lines_.end()}; }
 
   static constexpr char kFolder[] = "/mnt/vendor/persist/sensors/";
-  std::string root_;
+  const test::DeviceDir dir_;
   BenchPhone phone_;
   Lines lines_;
   Lines pushes_;  // the command API's own line of each offset pushed
@@ -228,7 +216,7 @@ TEST_F(ProximityFlowTest, NormalThresholdStep) {
                   "pdata_ct 100"));
   phone_.hub->reply(6, {0, 0, INT32_MIN});  // nothing overflows
   EXPECT_EQ(calibrate(2, 327, false), 0);
-  std::filesystem::remove_all(root_ + kFolder);
+  dir_.remove(kFolder);
   phone_.hub->reply(6, {0, 0, 100});
   EXPECT_EQ(calibrate(2, 327, false), -1);  // the thresholds are in the hub, the delta cannot be saved
   EXPECT_EQ(lines_.back(), "E/libsensor_cal: saveProDelta_api save delta failed!\n");

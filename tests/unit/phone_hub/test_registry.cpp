@@ -9,6 +9,7 @@
 #include <sstream>
 #include <thread>
 
+#include "folder.h"
 #include "hub_fixture.h"
 #include "phone/core/files.h"
 #include "phone/hub/registry.h"
@@ -19,12 +20,6 @@ namespace {
 namespace fs = std::filesystem;
 
 struct RegistryTest : HubTest {
-  RegistryTest() {
-    char name[] = "/tmp/hub_registry.XXXXXX";
-    folder = mkdtemp(name);
-  }
-  ~RegistryTest() override { fs::remove_all(folder); }
-
   std::string content() const {
     std::string text;
     EXPECT_EQ(read_file(folder + "/hub_registry.json", &text), "");
@@ -32,7 +27,8 @@ struct RegistryTest : HubTest {
   }
   void write(const std::string& text) { std::ofstream(folder + "/hub_registry.json") << text; }
 
-  std::string folder;
+  const test::Folder made;
+  const std::string folder = made.path();
 };
 
 TEST_F(RegistryTest, EverythingComesBackBitForBit) {

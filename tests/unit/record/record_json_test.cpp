@@ -4,10 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <fstream>
 #include <functional>
 #include <limits>
-#include <sstream>
 
 #include "files/json_text.h"
 #include "files/time_text.h"
@@ -16,16 +14,10 @@
 namespace factory::record {
 namespace {
 
+using records::content;
 using ::testing::HasSubstr;
 
 std::string text_of(const Run& run) { return json_pretty(to_json(run)); }
-
-std::string content(const std::string& file) {
-  std::ifstream in(file, std::ios::binary);
-  std::stringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
 
 // Every field holds something, and numbers that are none.
 Run full() {

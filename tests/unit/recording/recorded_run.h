@@ -4,47 +4,35 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <stdlib.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "files/json_text.h"
+#include "folder.h"
 #include "run/plan_run.h"
 #include "simulator/recording.h"
 
 namespace recording_test {
 
 using factory::Options;
-
-inline std::string read(const std::string& file) {
-  std::ifstream in(file, std::ios::binary);
-  std::stringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
+using test::content;
 
 class RecordedRun {
  public:
   explicit RecordedRun(const std::string& profile = "reference") {
-    path_ = (std::filesystem::temp_directory_path() / "recording-test-XXXXXX").string();
-    if (mkdtemp(path_.data()) == nullptr) abort();
-    options.phone = path_ + "/phone";
+    options.phone = folder_.file("phone");
     options.profile = profile;
     options.speed = "max";
     options.seed = 7;
   }
-  ~RecordedRun() { std::filesystem::remove_all(path_); }
-  RecordedRun(const RecordedRun&) = delete;
-  RecordedRun& operator=(const RecordedRun&) = delete;
 
-  std::string folder() const { return path_ + "/recording"; }
+  std::string folder() const { return folder_.file("recording"); }
   std::string trace() const { return folder() + factory::kTraceFile; }
 
   // `steps` is what stands between the brackets. Returns the record.
@@ -81,7 +69,7 @@ class RecordedRun {
     return record;
   }
 
-  std::string path_;
+  const test::Folder folder_;
 };
 
 }  // namespace recording_test

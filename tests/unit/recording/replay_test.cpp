@@ -32,10 +32,10 @@ TEST_P(Replay, GivesTheRecordedRecord) {
   run.options.speed = GetParam().speed;
   const factory::record::Run recorded = run.record(GetParam().steps);
   EXPECT_STREQ(outcome_name(recorded.outcome), GetParam().verdict);
-  const std::string trace = read(run.trace());
+  const std::string trace = content(run.trace());
   EXPECT_THAT(factory::differences(recorded, run.replay()), ::testing::IsEmpty());
-  EXPECT_EQ(read(run.folder() + "/record.json"), factory::json_pretty(to_json(recorded)) + "\n");
-  EXPECT_EQ(read(run.trace()), trace);
+  EXPECT_EQ(content(run.folder() + "/record.json"), factory::json_pretty(to_json(recorded)) + "\n");
+  EXPECT_EQ(content(run.trace()), trace);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -69,7 +69,7 @@ TEST(ReplayOfFiles, FollowsTheDevicesFiles) {
 TEST(DamagedRecording, IsRefusedAtOnce) {
   RecordedRun run;
   run.record(R"({"fixture": {"target": "none"}}, {"calibrate": "Prx", "param": 0, "on_failure": "go on"})");
-  const std::string whole = read(run.trace());
+  const std::string whole = content(run.trace());
   const struct {
     const char* what;
     const char* in_line;  // the first line with it
@@ -115,7 +115,7 @@ TEST(DamagedRecording, IsRefusedAtOnce) {
 TEST(DamagedRecording, IsReadOrRefusedWhateverItsBytes) {
   RecordedRun run;
   run.record(R"({"calibrate": "Acc"})");
-  const std::string whole = read(run.trace());
+  const std::string whole = content(run.trace());
   std::minstd_rand random(1);
   int refused = 0;
   constexpr int kTrials = 300;

@@ -1,11 +1,14 @@
 #include <gtest/gtest.h>
 
 #include "files/app_error.h"
-#include "folder.h"
 #include "records.h"
 #include "report/report.h"
 
 namespace {
+
+using records::content;
+using records::Folder;
+using records::occurrences;
 
 TEST(Csv, OneFileForEveryWindowAndOneForTheMeasurements) {
   Folder folder;
@@ -30,7 +33,7 @@ TEST(Csv, OneFileForEveryWindowAndOneForTheMeasurements) {
 TEST(Csv, HostileNamesStayInTheirCellsAndTheirFolder) {
   Folder folder;
   factory::write_csv(records::with_text_everywhere("../a\"b,\r\nc"), folder.file("out"));
-  EXPECT_EQ(folder.count(), 1U);
+  EXPECT_EQ(folder.entries(), 1);
   const std::string cell = "\"../a\"\"b,\r\nc\"";
   const std::string samples = content(folder.file("out/02-a-b-c-attempt-2.csv"));
   EXPECT_EQ(samples.find("event,state,\"../a\"\"b,\r\nc [../a\"\"b,\r\nc]\",\"y ["), 0U) << samples.substr(0, 200);

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include "folder.h"
 #include "records.h"
 #include "report/markup.h"
 #include "report/report.h"
@@ -8,6 +7,9 @@
 namespace {
 
 using factory::Markup;
+using records::content;
+using records::Folder;
+using records::occurrences;
 
 std::string page(const factory::record::Run& record) {
   Folder folder;

@@ -1,10 +1,12 @@
 #include <gtest/gtest.h>
 
-#include "folder.h"
 #include "records.h"
 #include "report/report.h"
 
 namespace {
+
+using records::content;
+using records::Folder;
 
 // Runs the Python lines over the XML file; `root` is its first element.
 std::string read_with_python(const std::string& xml, const std::string& lines) {

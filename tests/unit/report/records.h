@@ -1,11 +1,15 @@
-// Records of runs that never took place.
+// Records of runs, kept in tests/data/records, and what the tests of reports share.
 #pragma once
 
 #include <string>
 
+#include "folder.h"
 #include "record/record.h"
 
 namespace records {
+
+using test::content;
+using test::Folder;
 
 // Four steps, all well; one measurement inside its marginal band, one step that took two attempts.
 factory::record::Run passed();
@@ -13,10 +17,13 @@ factory::record::Run passed();
 factory::record::Run failed();
 // The hub did not answer.
 factory::record::Run error();
-// A small failed run whose every text is `text`.
+// A failed run in which every text of the head and of one attempt is `text`.
 factory::record::Run with_text_everywhere(const std::string& text);
 
 // Markup, quotes, control characters, broken UTF-8, separators of JavaScript, writing from right to left.
 std::string hostile_text();
+
+// How often `part` is in the text.
+size_t occurrences(const std::string& text, const std::string& part);
 
 }  // namespace records

@@ -8,6 +8,9 @@
 
 namespace {
 
+using test::content;
+using test::Folder;
+
 TEST(ReplaceFile, ReplacesWhatALinkPointsToAndLeavesNothingBeside) {
   Folder folder;
   std::ofstream(folder.file("old")) << "a longer text than the new one";
@@ -15,7 +18,7 @@ TEST(ReplaceFile, ReplacesWhatALinkPointsToAndLeavesNothingBeside) {
   factory::replace_file(folder.file("link"), "new");
   EXPECT_EQ(content(folder.file("old")), "new");
   EXPECT_TRUE(std::filesystem::is_symlink(folder.file("link")));
-  EXPECT_EQ(folder.count(), 2U);
+  EXPECT_EQ(folder.entries(), 2);
   struct stat status {};
   ASSERT_EQ(stat(folder.file("old").c_str(), &status), 0);
   const mode_t mask = umask(0);
@@ -43,7 +46,7 @@ TEST(ReplaceFile, AFailureNamesTheFileAndLeavesTheOldOne) {
       EXPECT_EQ(std::string(error.what()).find(file + ": cannot be written: "), 0U) << error.what();
     }
   }
-  EXPECT_EQ(folder.count(), 1U);
+  EXPECT_EQ(folder.entries(), 1);
 }
 
 }  // namespace

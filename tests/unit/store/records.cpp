@@ -79,16 +79,6 @@ record::Run record_of(const MadeRun& run) {
   return out;
 }
 
-Folder::Folder() {
-  std::string name = (std::filesystem::temp_directory_path() / "store-XXXXXX").string();
-  path_ = mkdtemp(name.data());
-}
-
-Folder::~Folder() {
-  std::error_code ignored;
-  std::filesystem::remove_all(path_, ignored);
-}
-
 std::vector<std::string> kinds() {
   if (on_server()) return {"postgresql"};
   return {"sqlite"};

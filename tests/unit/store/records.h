@@ -1,14 +1,16 @@
 // Made-up runs and places to keep them.
 #pragma once
 
-#include <filesystem>
 #include <string>
 #include <vector>
 
+#include "folder.h"
 #include "store/store.h"
 #include "store/uri.h"
 
 namespace factory::store {
+
+using test::Folder;
 
 struct MadeValue {
   std::string name;
@@ -31,19 +33,6 @@ struct MadeRun {
 
 // A record as `sensorcal run` writes it, with a new id.
 record::Run record_of(const MadeRun& run);
-
-// A folder that goes with the object.
-class Folder {
- public:
-  Folder();
-  ~Folder();
-  Folder(const Folder&) = delete;
-  Folder& operator=(const Folder&) = delete;
-  std::string file(const std::string& name) const { return (path_ / name).string(); }
-
- private:
-  std::filesystem::path path_;
-};
 
 // An empty database of the kind: "sqlite" in the folder, or "postgresql" on a server that this program started.
 Uri fresh_place(const std::string& kind, const Folder& folder);

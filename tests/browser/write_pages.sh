@@ -1,0 +1,26 @@
+#!/usr/bin/env bash
+# write_pages.sh SENSORCAL SOURCE_DIR FOLDER: the pages that the browser opens.
+set -euo pipefail
+sensorcal=$1 source=$2 folder=$3
+rm -rf "$folder"
+mkdir -p "$folder"
+page() { # page CODE NAME ARGUMENTS...
+  local code=0
+  "$sensorcal" "${@:3}" --html "$folder/$2.html" || code=$?
+  [ "$code" = "$1" ] || { echo "$2: exit code $code, not $1" >&2; exit 1; }
+}
+run=(run "$source/plans/inertial.json" --phone "$folder/phone" --seed 7 --speed max --store "$folder/runs.db")
+page 0 passed "${run[@]}"
+page 1 failed "${run[@]}" --fault motion:Acc,0.3
+page 0 stats stats --store "$folder/runs.db"
+
+# Markup, quotes, control characters, broken UTF-8, separators of JavaScript, writing from right to left.
+python3 - "$source/tests/data/records/hostile.json" >"$folder/hostile.json" <<'PYTHON'
+import json
+import sys
+
+text = '</script><script>alert("x")</script>\'&<!-- ]]> \u2028 \u202e \xe4\U0001f4f1 \udcc0\udcaf \udced\udca0\udc80 \x01\x1b[31m\x7f,\r\n=1+1\t\0end'
+sys.stdout.reconfigure(errors='surrogateescape', encoding='utf-8')
+print(open(sys.argv[1]).read().replace('"@"', json.dumps(text, ensure_ascii=False)))
+PYTHON
+page 0 hostile show "$folder/hostile.json"
