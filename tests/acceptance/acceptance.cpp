@@ -1,175 +1,76 @@
-// Calibrates many simulated phones and looks for one that passed, failed or kept a value where it should not.
-#include <sys/mman.h>
-#include <sys/wait.h>
+// What scripts/acceptance and scripts/soak look at phones with.
+//   acceptance phones SEED COUNT [EVERY]     tries so many from this seed on in one process: a line of JSON each. With
+//                                            EVERY, a multiple of ten, its memory and its descriptors count from the
+//                                            first so many on, of which neither may grow; the moved ones are left out
+//   acceptance read FOLDER [FAULT...]        what the hub of the phone in FOLDER holds, and how far fresh samples are
+//   off
+#include <malloc.h>
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
-#include <atomic>
-#include <chrono>
-#include <cstdio>
-#include <filesystem>
+#include <fstream>
 #include <iostream>
-#include <mutex>
-#include <set>
-#include <thread>
 
 #include "files/json_text.h"
-#include "tally.h"
+#include "folder.h"
+#include "phones.h"
+#include "residuals.h"
 
-namespace acceptance {
 namespace {
 
-struct Arguments {
-  uint64_t phones = 10000;
-  uint64_t seed = 1;
-  unsigned processes = 2;
-  bool json = false;
-  bool quiet = false;
-  bool each = false;
-  std::string read;
-  std::vector<std::string> faults;
+constexpr long kLargestGrowthKib = 1024;
+
+struct Held {
+  long kib = 0;    // of memory
+  long files = 0;  // open descriptors
+  static Held now() {
+    malloc_trim(0);  // what is free but kept is no growth
+    long size = 0;
+    long resident = 0;
+    std::ifstream("/proc/self/statm") >> size >> resident;
+    return {resident * (sysconf(_SC_PAGESIZE) / 1024),
+            std::distance(std::filesystem::directory_iterator("/proc/self/fd"), std::filesystem::directory_iterator())};
+  }
 };
 
-// In memory where there is such a file system: a phone writes its hub's store at every change, and waits for the disk.
-std::filesystem::path working_folder() {
-  constexpr char kInMemory[] = "/dev/shm";
-  const bool usable = access(kInMemory, W_OK | X_OK) == 0;
-  std::string name =
-      ((usable ? std::filesystem::path(kInMemory) : std::filesystem::temp_directory_path()) / "acceptance-XXXXXX")
-          .string();
-  if (mkdtemp(name.data()) == nullptr) throw std::runtime_error(name + ": cannot be made");
-  return name;
+int try_phones(uint64_t seed, uint64_t count, uint64_t every) {
+  const test::Folder folder;
+  Held first;
+  Held most;
+  for (uint64_t i = 0; i < count; ++i) {
+    if (every != 0 && acceptance::is_moved(seed + i)) continue;
+    std::cout << factory::json_line(acceptance::try_phone(seed + i, folder.file("phone"))) << std::endl;
+    if (every == 0 || (i + 2) % every != 0) continue;  // the last but one of ten is never moved
+    const Held held = Held::now();
+    if (i + 2 == every) first = most = held;
+    most = {std::max(most.kib, held.kib), std::max(most.files, held.files)};
+  }
+  if (every == 0) return 0;
+  std::cerr << count << " phones; after the first " << every << " memory grew by " << most.kib - first.kib
+            << " KiB (limit " << kLargestGrowthKib << "), descriptors by " << most.files - first.files
+            << " (limit 0)\n";
+  return most.kib - first.kib <= kLargestGrowthKib && most.files == first.files ? 0 : 1;
 }
 
-// A process has one phone at a time: several of them share the work, each taking the next number. Ends the process.
-[[noreturn]] void work(const Arguments& arguments, unsigned part, const std::string& folder, int out,
-                       std::atomic<uint64_t>* next) {
-  std::FILE* const pipe = fdopen(out, "w");
-  for (uint64_t i = (*next)++; i < arguments.phones; i = (*next)++) {
-    const Verdict verdict = try_phone(make_case(arguments.seed, i), folder + "/" + std::to_string(part));
-    fprintf(pipe, "%s\n", factory::json_line(to_json(verdict)).c_str());
-    fflush(pipe);
+int read_phone(const std::string& folder, const std::vector<std::string>& faults) {
+  Json::Value out = Json::arrayValue;
+  for (const acceptance::Residual& residual : acceptance::measure_residuals(folder, faults)) {
+    if (residual.stored) out.append(to_json(residual));
   }
-  fclose(pipe);
-  _exit(0);
-}
-
-class Run {
- public:
-  explicit Run(const Arguments& arguments) : arguments_(arguments), folder_(working_folder()) {
-    for (uint64_t i = 0; i < arguments.phones; ++i) missing_.insert(i);
-  }
-  ~Run() { std::filesystem::remove_all(folder_); }
-  Run(const Run&) = delete;
-  Run& operator=(const Run&) = delete;
-
-  // All processes start before the first thread does.
-  const Tally& go() {
-    void* const shared =
-        mmap(nullptr, sizeof(std::atomic<uint64_t>), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-    if (shared == MAP_FAILED) throw std::runtime_error("no shared memory");
-    auto* const next = new (shared) std::atomic<uint64_t>(0);
-    std::vector<std::FILE*> pipes;
-    for (unsigned part = 0; part < arguments_.processes; ++part) {
-      int ends[2];
-      if (pipe(ends) != 0) throw std::runtime_error("no pipe");
-      const pid_t child = fork();
-      if (child < 0) throw std::runtime_error("no process");
-      if (child == 0) work(arguments_, part, folder_, ends[1], next);
-      close(ends[1]);
-      children_.push_back(child);
-      pipes.push_back(fdopen(ends[0], "r"));
-    }
-    std::vector<std::thread> readers;
-    for (std::FILE* pipe : pipes) readers.emplace_back([this, pipe] { read(pipe); });
-    for (std::thread& reader : readers) reader.join();
-    for (const pid_t child : children_) waitpid(child, nullptr, 0);
-    for (const uint64_t number : missing_) tally_.add_lost(make_case(arguments_.seed, number));
-    return tally_;
-  }
-
- private:
-  void read(std::FILE* pipe) {
-    char* line = nullptr;
-    size_t size = 0;
-    while (getline(&line, &size, pipe) > 0) {
-      Json::Value json;
-      if (!Json::Reader().parse(line, json)) continue;
-      take(from_json(json));
-    }
-    free(line);
-    fclose(pipe);
-  }
-  void take(const Verdict& verdict) {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    const Case phone = make_case(arguments_.seed, verdict.number);
-    tally_.add(phone, verdict);
-    missing_.erase(verdict.number);
-    if (arguments_.each) {
-      fprintf(stderr, "%6.2f s  %s  %s\n", verdict.seconds, verdict.passed ? "passed" : "failed", phone.text().c_str());
-    }
-    if (arguments_.quiet) return;
-    for (const std::string& miss : verdict.misses) std::cerr << phone.text() << ": " << miss << "\n";
-    if (tally_.phones() % 500 == 0) std::cerr << tally_.phones() << " phones, " << tally_.misses() << " misses\n";
-  }
-
-  const Arguments arguments_;
-  const std::string folder_;
-  std::vector<pid_t> children_;
-  std::mutex mutex_;
-  Tally tally_;                 // guarded by mutex_
-  std::set<uint64_t> missing_;  // guarded by mutex_
-};
-
-// What the phone's hub holds, and how far its fresh samples are off.
-int read_phone(const Arguments& arguments) {
-  Verdict verdict;
-  verdict.residuals = measure_residuals(arguments.read, arguments.faults);
-  std::erase_if(verdict.residuals, [](const Residual& residual) { return !residual.stored; });
-  Json::Value out = to_json(verdict)["residuals"];
-  for (Json::Value& residual : out) residual["stored"] = true;
   std::cout << factory::json_line(out) << std::endl;
   return 0;
 }
 
-int run(const Arguments& arguments) {
-  const auto start = std::chrono::steady_clock::now();
-  Run run(arguments);
-  const Tally& tally = run.go();
-  const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-  if (arguments.json) {
-    Json::Value json = tally.json();
-    json["seed"] = Json::UInt64{arguments.seed};
-    json["seconds"] = seconds;
-    std::cout << factory::json_pretty(json) << std::endl;
-  } else {
-    std::cout << tally.text() << arguments.phones << " phones from seed " << arguments.seed << " in "
-              << static_cast<int>(seconds) << " s" << std::endl;
-  }
-  return tally.misses() == 0 && tally.residuals_hold() && tally.phones() == arguments.phones ? 0 : 1;
-}
-
 }  // namespace
-}  // namespace acceptance
 
-int main(int argc, char** argv) {
-  acceptance::Arguments arguments;
-  CLI::App app("Calibrates simulated phones, good, flawed and moved ones, and reports every wrong outcome.");
-  app.add_option("--phones", arguments.phones, "how many")->capture_default_str();
-  app.add_option("--seed", arguments.seed, "of the first one; the others follow")->capture_default_str();
-  app.add_option("--processes", arguments.processes, "that share the work")
-      ->check(CLI::Range(1, 64))
-      ->capture_default_str();
-  app.add_flag("--json", arguments.json, "the result as JSON");
-  app.add_flag("--quiet", arguments.quiet, "no progress");
-  app.add_flag("--each", arguments.each, "a line for each phone");
-  app.add_option("--read", arguments.read, "reads the phone in this folder instead");
-  app.add_option("--fault", arguments.faults, "a fault of that phone");
-  CLI11_PARSE(app, argc, argv);
-  try {
-    return arguments.read.empty() ? acceptance::run(arguments) : acceptance::read_phone(arguments);
-  } catch (const std::exception& error) {
-    std::cerr << "acceptance: " << error.what() << "\n";
-    return 2;
+int main(int argc, char** argv) try {
+  const std::vector<std::string> words(argv + 1, argv + argc);
+  if (words.size() >= 3 && words[0] == "phones") {
+    return try_phones(std::stoull(words[1]), std::stoull(words[2]), words.size() > 3 ? std::stoull(words[3]) : 0);
   }
+  if (words.size() >= 2 && words[0] == "read") return read_phone(words[1], {words.begin() + 2, words.end()});
+  std::cerr << "usage: acceptance phones SEED COUNT [EVERY] | read FOLDER [FAULT...]\n";
+  return 2;
+} catch (const std::exception& error) {
+  std::cerr << "acceptance: " << error.what() << "\n";
+  return 2;
 }

@@ -1,36 +1,26 @@
 #include "residuals.h"
 
 #include <SensorType.h>
-#include <android/frameworks/sensorservice/1.0/ISensorManager.h>
 
 #include <algorithm>
 #include <cmath>
-#include <condition_variable>
 #include <fstream>
 #include <limits>
 #include <memory>
-#include <mutex>
 #include <stdexcept>
 
-#include "phone/core/phone.h"
+#include "open_phone.h"
 #include "sensors/statistics.h"
 
 namespace acceptance {
 namespace {
 
-using ::android::sp;
-using ::android::frameworks::sensorservice::V1_0::IEventQueue;
-using ::android::frameworks::sensorservice::V1_0::IEventQueueCallback;
-using ::android::frameworks::sensorservice::V1_0::ISensorManager;
-using ::android::frameworks::sensorservice::V1_0::Result;
-using ::android::hardware::Return;
-using ::android::hardware::sensors::V1_0::Event;
-using ::android::hardware::sensors::V1_0::SensorInfo;
+using phone_test::Event;
 using namespace sensor_type;  // NOLINT(google-build-using-namespace): the table below is nothing but these names
 
-constexpr int kMotionSamples = 500;
-constexpr int kOtherSamples = 50;
-constexpr int kSettling = 3;
+constexpr size_t kMotionSamples = 500;
+constexpr size_t kOtherSamples = 50;
+constexpr size_t kSettling = 3;
 
 struct Row {
   const char* sensor;
@@ -40,7 +30,7 @@ struct Row {
   int first_word;
   int axes;
   int period_ms;
-  int samples;
+  size_t samples;
   double limit;
   bool relative;  // to the truth
   const char* unit;
@@ -61,35 +51,7 @@ constexpr Row kRows[] = {
     {"33171007", light_stream, "Lux", "channel_scales", 1, 5, 100, kOtherSamples, 0.05, true, "of golden"},
 };
 
-// Collects one sensor's events; the sensor goes off with the last one.
-class Collector : public IEventQueueCallback {
- public:
-  sp<IEventQueue> queue;  // set before the sensor is enabled
-
-  Collector(int handle, int count) : handle_(handle), count_(static_cast<size_t>(count)) {}
-  Return<void> onEvent(const Event& event) override {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    if (events_.size() == count_) return {};
-    events_.push_back(event);
-    if (events_.size() < count_) return {};
-    queue->disableSensor(handle_);
-    enough_.notify_all();
-    return {};
-  }
-  std::vector<Event> wait() {
-    std::unique_lock<std::mutex> lock(mutex_);
-    enough_.wait_for(lock, std::chrono::seconds(10), [&] { return events_.size() == count_; });
-    return events_;
-  }
-
- private:
-  const int handle_;
-  const size_t count_;
-  std::mutex mutex_;
-  std::condition_variable enough_;
-  std::vector<Event> events_;  // guarded by mutex_
-};
-
+// A phone at unlimited speed, and a client of its sensor service.
 class Bench {
  public:
   Bench(const std::string& directory, const std::vector<std::string>& faults) {
@@ -98,29 +60,13 @@ class Bench {
     options.directory = directory;
     options.speed = std::numeric_limits<double>::infinity();
     phone = phone::Phone::open(options);
-    manager_ = ISensorManager::getService("default");
-    manager_->getSensorList([this](const auto& list, Result) { sensors_.assign(list.begin(), list.end()); });
+    client_ = std::make_unique<phone_test::Client>();
   }
 
-  std::vector<Event> take(int type, int period_ms, int count) {
-    const auto sensor = std::find_if(sensors_.begin(), sensors_.end(),
-                                     [&](const SensorInfo& info) { return static_cast<int>(info.type) == type; });
-    if (sensor == sensors_.end()) return {};
-    const sp<Collector> collector = new Collector(sensor->sensorHandle, count);
-    manager_->createEventQueue(collector, [&](const sp<IEventQueue>& queue, Result) { collector->queue = queue; });
-    constexpr int kUsPerMs = 1000;
-    collector->queue->enableSensor(sensor->sensorHandle, period_ms * kUsPerMs, 0);
-    std::vector<Event> events = collector->wait();
-    collector->queue = nullptr;
-    if (events.size() != static_cast<size_t>(count))
-      throw std::runtime_error("sensor " + std::to_string(type) + " is silent");
+  std::vector<Event> take(int type, int period_ms, size_t count) {
+    const std::vector<Event> events = client_->collect(type, period_ms * 1000, count);
+    if (client_->listener->events().size() < count) throw std::runtime_error(std::to_string(type) + " is silent");
     return events;
-  }
-  factory::Statistics statistics(int type, int word, int period_ms, int count) {
-    factory::Statistics out;
-    const std::vector<Event> events = take(type, period_ms, count);
-    for (const Event& event : events) out.add(static_cast<double>(event.u.data[static_cast<size_t>(word)]));
-    return out;
   }
   void world(const char* key, const char* value) {
     phone::World world = phone->world();
@@ -129,10 +75,7 @@ class Bench {
     phone->set_world(world);
   }
   int panel_maximum() const {
-    std::ifstream in(phone->directory() + "/sys/class/leds/lcd-backlight/max_brightness");
-    int maximum = 0;
-    in >> maximum;
-    return maximum;
+    return std::stoi(test::content(phone->directory() + "/sys/class/leds/lcd-backlight/max_brightness"));
   }
   void panel(int brightness) {
     std::ofstream(phone->directory() + "/sys/class/leds/lcd-backlight/brightness") << brightness;
@@ -141,8 +84,7 @@ class Bench {
   std::unique_ptr<phone::Phone> phone;
 
  private:
-  sp<ISensorManager> manager_;
-  std::vector<SensorInfo> sensors_;
+  std::unique_ptr<phone_test::Client> client_;
 };
 
 // Whether the hub holds something else than what it comes with.
@@ -185,7 +127,7 @@ Residual measure_panel(Bench& bench, const Json::Value& hub, const char* sensor,
   double highest = -lowest;
   for (const int quarters : {0, 1, 2, 4}) {
     bench.panel(bench.panel_maximum() * quarters / 4);
-    const double lux = bench.statistics(type, 0, 100, kOtherSamples).mean();
+    const double lux = phone_test::mean(bench.take(type, 100, kOtherSamples), 0);
     lowest = std::min(lowest, lux);
     highest = std::max(highest, lux);
   }
@@ -224,6 +166,15 @@ std::vector<Residual> measure_residuals(const std::string& directory, const std:
   out.push_back(measure_proximity(bench, hub));
   out.push_back(measure_panel(bench, hub, "Lux", light));
   out.push_back(measure_panel(bench, hub, "Lux_pri2", lux_pri2));
+  return out;
+}
+
+Json::Value to_json(const Residual& residual) {
+  Json::Value out;
+  out["sensor"] = residual.sensor;
+  out["value"] = residual.value;
+  out["limit"] = residual.limit;
+  out["unit"] = residual.unit;
   return out;
 }
 

@@ -2,6 +2,8 @@
 // phone alone: neither the library nor the application has a part in it.
 #pragma once
 
+#include <json/json.h>
+
 #include <string>
 #include <vector>
 
@@ -19,5 +21,7 @@ struct Residual {
 
 // Opens the phone in `directory` anew, at rest under the factory's lamp, with faults that are its own.
 std::vector<Residual> measure_residuals(const std::string& directory, const std::vector<std::string>& faults = {});
+
+Json::Value to_json(const Residual& residual);
 
 }  // namespace acceptance

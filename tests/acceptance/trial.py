@@ -1,14 +1,17 @@
 #!/usr/bin/env python3
-"""Single requests on simulated phones with faults and wrong fixtures: looks for one that passed, or changed, what it should not.
+"""Simulated phones by their plans, and single requests on phones with faults and wrong fixtures: looks for one that passed, or
+changed, what it should not.
 
-A request that passes is repeated on a twin, the same phone without faults in a good world, and must have stored what the
-twin stores and nothing else; `acceptance --read` then holds fresh samples against the truth. One that does not pass must
-have left everything as it was, or say what it left. The fixture's part is played behind the program's back.
+Phones are drawn and judged by `acceptance phones`; here they are counted. A request that passes is repeated on a twin, the
+same phone without faults in a good world, and must have stored what the twin stores and nothing else; `acceptance read` then
+holds fresh samples against the truth. One that does not pass must have left everything as it was, or say what it left. The
+fixture's part is played behind the program's back.
 """
 import argparse
 import collections
 import concurrent.futures
 import json
+import math
 import os
 import random
 import re
@@ -18,6 +21,7 @@ import sys
 import tempfile
 import time
 
+PLANS = os.path.join(os.path.dirname(os.path.abspath(__file__)), '../../plans')
 PROFILES = ['reference', 'normal-proximity', 'tof', 'hub-colour', 'colour-backlight', 'dov', 'raz', 'pok', 'tessak', 'velra']
 TAGS = ['Acc', 'Acc2', 'Gyr', 'Gyr2', 'Bar', 'Lux', 'Lux_F', 'Lux_B', 'Lux_B_strm', 'Lux_sec', 'Lux_sec_strm', 'Lux_pri2',
         'Lux_pri2_strm', 'CCT_F_strm', 'CCT_B_strm', '33171007', 'Prx', 'Tof', '33171015', '33171016']
@@ -79,7 +83,7 @@ class Trial:
 
     def make_base(self, profile, seed):
         """A phone whose golden values are known, as colour needs them, and nothing else."""
-        plan = json.load(open(f'{self.o.plans}/{profile}.json'))
+        plan = json.load(open(f'{PLANS}/{profile}.json'))
         golden = [s for block in plan['steps'] for s in block.get('steps', []) if s.get('golden')]
         file = self.base(profile, seed) + '.json'
         plan['steps'] = [{'fixture': {'lux': '200 lux', 'dark-box': 'off'}}] + golden
@@ -248,38 +252,20 @@ class Trial:
         names += ['drift' for f in case['faults'] if slow_drift(f, case['tag'])]
         if names:
             out['unseen'] = names[0]
-            out['seen_later'] = self.look_again(case, phone)
         else:
             out['misses'].append('passed, but wrong: ' + ', '.join(
                 f'{k} {after.get(k)!r:.60} for {right.get(k)!r:.60}' for k in sorted(wrong)[:3]))
         return None
-
-    def look_again(self, case, phone):
-        """Whether the plan's own verifications of the sensor, on a fixture that is right, see what one look did not. None: it
-        has none of what the request left."""
-        plan = json.load(open(f'{self.o.plans}/{case["profile"]}.json'))
-        steps = []
-        for block in plan['steps']:
-            for step in block.get('steps', [block]):
-                if 'fixture' in step or step.get('verify') in ({'Gyr': ['Gyr', '16']}.get(case['tag'], [case['tag']])):
-                    steps.append(dict(step, on_failure='go on'))
-        if case['step'] != 0 and case['tag'] not in ('Prx',) or not any('verify' in step for step in steps):
-            return None
-        file = phone + '-looks.json'
-        json.dump(dict(plan, steps=steps), open(file, 'w'))
-        done = self.run(['run', file, '--phone', phone, '--speed', 'max'])
-        os.remove(file)
-        return done.returncode == 1
 
     def far_off(self, phone, before, after, faults=()):
         """Whose fresh samples are beyond the limits, of the sensors that the request changed."""
         touched = {k.split('/')[1] for k in set(before) | set(after) if k.startswith('sensors/') and before.get(k) != after.get(k)}
         if not touched:
             return []
-        read = subprocess.run([self.o.acceptance, '--read', phone, *(f'--fault={f}' for f in faults)], capture_output=True,
+        read = subprocess.run([self.o.acceptance, 'read', phone, *faults], capture_output=True,
                               text=True, timeout=LIMIT_S, check=True)
         return [f'samples of {r["sensor"]} are off by {r["value"]:.4g} {r["unit"]}' for r in json.loads(read.stdout)
-                if r['stored'] and any(r['sensor'].startswith(t) for t in touched) and not r['value'] <= r['limit']]
+                if any(r['sensor'].startswith(t) for t in touched) and not r['value'] <= r['limit']]
 
 
 def flat(value, name):
@@ -322,43 +308,76 @@ def alike(key, a, b):
     return abs(a - b) <= absolute + (0.1 * abs(b) if '/offset' not in key else 0)
 
 
-def main():
-    parser = argparse.ArgumentParser(description=__doc__.split('\n')[0])
-    parser.add_argument('--sensorcal', required=True)
-    parser.add_argument('--acceptance', required=True)
-    parser.add_argument('--plans', required=True)
-    parser.add_argument('--requests', type=int, default=10000)
-    parser.add_argument('--first', type=int, default=0)
-    parser.add_argument('--seed', type=int, default=1)
-    parser.add_argument('--threads', type=int, default=16 * (os.cpu_count() or 1))
-    options = parser.parse_args()
+def try_requests(options):
+    """Prints what is wrong; returns how many misses there were."""
     start = time.monotonic()
     trial = Trial(options)
-    counts = collections.Counter()
-    unseen = collections.defaultdict(list)
-    misses = []
+    counts, unseen, misses = collections.Counter(), collections.defaultdict(list), 0
     try:
         with concurrent.futures.ThreadPoolExecutor(options.threads) as pool:
-            numbers = range(options.first, options.first + options.requests)
-            for done in pool.map(trial.try_case, numbers):
+            for done in pool.map(trial.try_case, range(options.first, options.first + options.requests)):
                 counts[done.get('code')] += 1
                 if done['unseen']:
-                    unseen[done['unseen']].append(done)
+                    unseen[done['unseen']].append(done['command'])
                 for miss in done['misses']:
-                    misses.append(miss)
+                    misses += 1
                     print(f'MISS {done["number"]}: {done["command"]}\n     {miss}', flush=True)
     finally:
         shutil.rmtree(trial.folder, ignore_errors=True)
-    print(f'{sum(counts.values())} requests from seed {options.seed} in {time.monotonic() - start:.0f} s: ' +
+    print(f'{sum(counts.values())} requests from seed {options.seed} in {time.monotonic() - start:.0f} s, {misses} misses: ' +
           ', '.join(f'{n} ended with {code}' for code, n in sorted(counts.items(), key=str)))
-    for name, cases in sorted(unseen.items()):
-        later = collections.Counter(case['seen_later'] for case in cases)
-        print(f'unseen by one look, {name}: {len(cases)}, of which a plan looks again at {later[True] + later[False]} and sees '
-              f'{later[True]}; for example {cases[0]["command"]}')
-        for case in cases:
-            if case['seen_later'] is False:
-                print(f'     not seen by the plan either: {case["command"]}')
-    print(f'{len(misses)} misses')
+    for name, commands in sorted(unseen.items()):
+        print(f'unseen by one look, {name}: {len(commands)}, for example {commands[0]}')
+    return misses
+
+
+def try_phones(options):
+    """The same of phones; 99.9 % of what good ones keep must lie within the limits."""
+    start = time.monotonic()
+    chunk = 25
+
+    def part(first):
+        count = min(chunk, options.seed + options.phones - first)
+        done = subprocess.run([options.acceptance, 'phones', str(first), str(count)], capture_output=True, text=True, check=False)
+        lines = [json.loads(line) for line in done.stdout.splitlines() if line.endswith('}')]
+        lost = set(range(first, first + count)) - {line['seed'] for line in lines}
+        return lines, [f'seed {seed}: its process ended before it was judged: {done.stderr[-200:]}' for seed in sorted(lost)]
+
+    counts, spreads, misses = collections.Counter(), {}, 0
+    # Some calibrations wait for seconds by their own time limits: more processes than cores.
+    with concurrent.futures.ThreadPoolExecutor(4 * (os.cpu_count() or 1)) as pool:
+        for phones, lost in pool.map(part, range(options.seed, options.seed + options.phones, chunk)):
+            for miss in lost + [f'{phone["phone"]}\n     {miss}' for phone in phones for miss in phone['misses']]:
+                misses += 1
+                print('MISS', miss, flush=True)
+            for phone in phones:
+                counts[phone['population'], 'passed' if phone.get('passed') else 'failed'] += 1
+                for value in phone['residuals']:
+                    good = spreads.setdefault((value['sensor'], value['limit'], value['unit']), [])
+                    if phone['population'] == 'good':
+                        good.append(value['value'])
+    for (sensor, limit, unit), values in spreads.items():
+        most = sorted(values)[math.ceil(0.999 * len(values)) - 1] if values else 0
+        print(f'{sensor:16} {len(values):8} good phones, 99.9 % of them within {most:.5g}, limit {limit:.5g} {unit}')
+        if most > limit:
+            misses += 1
+    print(f'{options.phones} phones from seed {options.seed} in {time.monotonic() - start:.0f} s, {misses} misses: ' +
+          ', '.join(f'{n} {population} {verdict}' for (population, verdict), n in sorted(counts.items())))
+    return misses
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.split('\n\n')[0])
+    parser.add_argument('--sensorcal', required=True)
+    parser.add_argument('--acceptance', required=True)
+    parser.add_argument('--phones', type=int, default=10000)
+    parser.add_argument('--requests', type=int, default=10000)
+    parser.add_argument('--first', type=int, default=0, help='number of the first request')
+    parser.add_argument('--seed', type=int, default=1)
+    parser.add_argument('--threads', type=int, default=16 * (os.cpu_count() or 1))
+    options = parser.parse_args()
+    misses = try_phones(options) if options.phones else 0
+    misses += try_requests(options) if options.requests else 0
     sys.exit(bool(misses))
 
 
