@@ -20,21 +20,15 @@ void add_options(CLI::App& app, Options* options) {
   parser.add_option("--phone", options->phone, "phone directory (default: $SENSORCAL_PHONE, else ./phone)");
   const std::string profiles = factory::joined(factory::known_profiles(), ", ");
   parser.add_option("--profile", options->profile, "profile of a new phone: " + profiles + ", or a JSON file");
-  parser.add_option("--seed", options->seed, "draws a new phone's sensor errors").non_negative();
-  parser.add_option("--speed", options->speed, "sensor time over real time: a number, or max").capture_default_str();
-  parser
-      .add_option("--fixture", options->fixture,
-                  "who sets the fixture: simulated, or operator, who is asked on the terminal and confirms")
-      .one_of({"simulated", "operator"})
-      .default_text("simulated");
-  parser
-      .add_option("--replay", options->replay,
-                  "a recording in place of a sensor, TAG=FILE[,key=value]...; may be repeated")
-      .repeated();
-  parser
-      .add_option("--fault", options->fault,
-                  "a fault of the phone, NAME[:ARGUMENTS]; may be repeated; `help` lists them")
-      .repeated();
+  parser.add_option("--seed", options->seed, "draws a new phone's sensor errors", {.low = 0});
+  parser.add_option("--speed", options->speed, "sensor time over real time: a number, or max", {.shows_default = true});
+  parser.add_option("--fixture", options->fixture,
+                    "who sets the fixture: simulated, or operator, who is asked on the terminal and confirms",
+                    {.default_text = "simulated", .one_of = {"simulated", "operator"}});
+  parser.add_option("--replay", options->replay,
+                    "a recording in place of a sensor, TAG=FILE[,key=value]...; may be repeated", {.repeated = true});
+  parser.add_option("--fault", options->fault,
+                    "a fault of the phone, NAME[:ARGUMENTS]; may be repeated; `help` lists them", {.repeated = true});
   parser.add_option("--hub-log", options->hub_log, "writes the hub messages to a file, one JSON object a line");
 }
 

@@ -16,12 +16,6 @@
 
 namespace factory {
 
-struct CommandArgument::Limits {
-  double low = -std::numeric_limits<double>::infinity();
-  double high = std::numeric_limits<double>::infinity();
-  bool above = false;  // `low` itself is not taken
-};
-
 namespace {
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
@@ -64,117 +58,71 @@ std::string shortened(const std::string& text) {
   return text.size() <= kShown ? text : text.substr(0, kShown) + "...";
 }
 
-[[noreturn]] void refuse(const std::string& name, const std::string& text, const std::string& why) {
-  throw AppError(kUsage, name + " " + shortened(text) + ": " + why);
+template <typename T>
+CLI::Validator number_check(const std::string& name, const Argument& about) {
+  const auto check = [name, low = about.low, high = about.high, above = about.above](const std::string& text) {
+    T number{};
+    bool too_large = false;
+    const bool is_one = read(text, &number, &too_large);
+    const auto seen = static_cast<double>(number);
+    if (!is_one || seen < low || seen > high || (above && seen == low)) {
+      throw AppError(kUsage,
+                     name + " " + shortened(text) + ": " + wanted<T>(low, high, above) +
+                         (too_large && high == kInfinity ? " of " + std::to_string(8 * sizeof(T)) + " bits" : ""));
+    }
+    return std::string();
+  };
+  return {check, ""};
+}
+
+CLI::Validator word_check(const std::string& name, const std::vector<std::string>& words) {
+  const auto check = [=](const std::string& text) {
+    if (std::find(words.begin(), words.end(), text) == words.end())
+      throw AppError(kUsage, name + " '" + shortened(text) + "' is unknown" + or_nearest(text, words));
+    return std::string();
+  };
+  return {check, "{" + joined(words, ",") + "}"};
+}
+
+void tell(CLI::Option* option, const std::string& name, const Argument& about) {
+  option->required(about.required);
+  if (about.repeated) option->take_all()->allow_extra_args(false);
+  if (about.hidden) option->group("");
+  if (about.shows_default) option->capture_default_str();
+  if (!about.default_text.empty()) option->default_str(about.default_text);
+  if (!about.envname.empty()) option->envname(about.envname);
+  if (!about.excludes.empty()) option->excludes(about.excludes);
+  if (!about.needs.empty()) option->needs(about.needs);
+  if (about.values > 0) option->expected(about.values);
+  if (!about.one_of.empty()) option->check(word_check(name, about.one_of));
 }
 
 }  // namespace
 
-CommandArgument CommandArgument::required() {
-  option_->required();
-  return *this;
-}
-CommandArgument CommandArgument::excludes(const std::string& other) {
-  option_->excludes(other);
-  return *this;
-}
-CommandArgument CommandArgument::needs(const std::string& other) {
-  option_->needs(other);
-  return *this;
-}
-CommandArgument CommandArgument::values(int count) {
-  option_->expected(count);
-  return *this;
-}
-CommandArgument CommandArgument::repeated() {
-  option_->take_all()->allow_extra_args(false);
-  return *this;
-}
-CommandArgument CommandArgument::envname(const std::string& variable) {
-  option_->envname(variable);
-  return *this;
-}
-CommandArgument CommandArgument::hidden() {
-  option_->group("");
-  return *this;
-}
-CommandArgument CommandArgument::capture_default_str() {
-  option_->capture_default_str();
-  return *this;
-}
-CommandArgument CommandArgument::default_text(const std::string& text) {
-  option_->default_str(text);
-  return *this;
-}
-
-CommandArgument CommandArgument::range(double low, double high) {
-  limits_->low = low;
-  limits_->high = high;
-  return *this;
-}
-CommandArgument CommandArgument::positive() {
-  limits_->low = 0;
-  limits_->above = true;
-  return *this;
-}
-CommandArgument CommandArgument::non_negative() {
-  limits_->low = 0;
-  return *this;
-}
-
-CommandArgument CommandArgument::one_of(const std::vector<std::string>& words) {
-  const std::string name = option_->get_single_name();
-  const std::string shown = option_->get_positional() ? name : "--" + name;
-  const CLI::Validator known(
-      [words, shown](const std::string& text) {
-        if (std::find(words.begin(), words.end(), text) == words.end())
-          throw AppError(kUsage, shown + " '" + shortened(text) + "' is unknown" + or_nearest(text, words));
-        return std::string();
-      },
-      "{" + joined(words, ",") + "}");
-  option_->check(known);
-  return *this;
-}
-
 template <typename T>
-CommandArgument ArgumentParser::add_option(const std::string& name, T& value, const std::string& help) {
+void ArgumentParser::add_option(const std::string& name, T& value, const std::string& help, const Argument& about) {
   CLI::Option* const option = app_->add_option(name, value, help);
   using Value = typename Number<T>::type;
-  if constexpr (std::is_arithmetic_v<Value>) {
-    auto limits = std::make_shared<CommandArgument::Limits>();
-    option->check(CLI::Validator(
-        [limits, name](const std::string& text) {
-          Value number{};
-          bool too_large = false;
-          const bool is_one = read(text, &number, &too_large);
-          const auto seen = static_cast<double>(number);
-          if (!is_one || seen < limits->low || seen > limits->high || (limits->above && seen == limits->low)) {
-            refuse(name, text,
-                   wanted<Value>(limits->low, limits->high, limits->above) +
-                       (too_large && limits->high == kInfinity ? " of " + std::to_string(8 * sizeof(Value)) + " bits"
-                                                               : ""));
-          }
-          return std::string();
-        },
-        ""));
-    return CommandArgument(option, limits);
-  }
-  return CommandArgument(option, nullptr);
+  if constexpr (std::is_arithmetic_v<Value>) option->check(number_check<Value>(name, about));
+  tell(option, name, about);
 }
 
-template CommandArgument ArgumentParser::add_option(const std::string&, int&, const std::string&);
-template CommandArgument ArgumentParser::add_option(const std::string&, uint64_t&, const std::string&);
-template CommandArgument ArgumentParser::add_option(const std::string&, float&, const std::string&);
-template CommandArgument ArgumentParser::add_option(const std::string&, double&, const std::string&);
-template CommandArgument ArgumentParser::add_option(const std::string&, std::string&, const std::string&);
-template CommandArgument ArgumentParser::add_option(const std::string&, std::optional<int>&, const std::string&);
-template CommandArgument ArgumentParser::add_option(const std::string&, std::optional<uint64_t>&, const std::string&);
-template CommandArgument ArgumentParser::add_option(const std::string&, std::optional<double>&, const std::string&);
-template CommandArgument ArgumentParser::add_option(const std::string&, std::vector<int>&, const std::string&);
-template CommandArgument ArgumentParser::add_option(const std::string&, std::vector<std::string>&, const std::string&);
+template void ArgumentParser::add_option(const std::string&, int&, const std::string&, const Argument&);
+template void ArgumentParser::add_option(const std::string&, uint64_t&, const std::string&, const Argument&);
+template void ArgumentParser::add_option(const std::string&, float&, const std::string&, const Argument&);
+template void ArgumentParser::add_option(const std::string&, double&, const std::string&, const Argument&);
+template void ArgumentParser::add_option(const std::string&, std::string&, const std::string&, const Argument&);
+template void ArgumentParser::add_option(const std::string&, std::optional<int>&, const std::string&, const Argument&);
+template void ArgumentParser::add_option(const std::string&, std::optional<uint64_t>&, const std::string&,
+                                         const Argument&);
+template void ArgumentParser::add_option(const std::string&, std::optional<double>&, const std::string&,
+                                         const Argument&);
+template void ArgumentParser::add_option(const std::string&, std::vector<int>&, const std::string&, const Argument&);
+template void ArgumentParser::add_option(const std::string&, std::vector<std::string>&, const std::string&,
+                                         const Argument&);
 
-CommandArgument ArgumentParser::add_flag(const std::string& name, bool& value, const std::string& help) {
-  return CommandArgument(app_->add_flag(name, value, help), nullptr);
+void ArgumentParser::add_flag(const std::string& name, bool& value, const std::string& help, const Argument& about) {
+  tell(app_->add_flag(name, value, help), name, about);
 }
 
 ArgumentParser ArgumentParser::add_subcommand(const std::string& name, const std::string& summary,

@@ -2,9 +2,8 @@
 #pragma once
 
 #include <functional>
-#include <memory>
+#include <limits>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace CLI {
@@ -14,31 +13,22 @@ class Option;
 
 namespace factory {
 
-// An option, a flag or a positional; like ArgumentParser a handle on what the parser holds.
-class CommandArgument {
- public:
-  struct Limits;
-  CommandArgument(CLI::Option* option, std::shared_ptr<Limits> limits) : option_(option), limits_(std::move(limits)) {}
-
-  CommandArgument required();
-  CommandArgument excludes(const std::string& other);  // one that was added before
-  CommandArgument needs(const std::string& other);     // one that was added before
-  CommandArgument values(int count);
-  CommandArgument repeated();                            // may be given several times, one value each
-  CommandArgument envname(const std::string& variable);  // stands in for an option that is not given
-  CommandArgument hidden();                              // from the help
-  CommandArgument capture_default_str();                 // for the help
-  CommandArgument default_text(const std::string& text);
-
+// What is said of an option, a flag or a positional beside its name and its help.
+struct Argument {
+  bool required = false;
+  bool repeated = false;  // may be given several times, one value each
+  bool hidden = false;    // from the help
+  bool shows_default = false;
+  std::string default_text = {};  // where that is not what the help is to show
+  std::string envname = {};       // stands in for an option that is not given
+  std::string excludes = {};      // one that was added before, and so is the following
+  std::string needs = {};
+  int values = 0;  // as many; 0: as many as the variable takes
   // Of numbers. What is none, not-a-number, or does not fit is refused without them, too.
-  CommandArgument range(double low, double high);
-  CommandArgument positive();
-  CommandArgument non_negative();
-  CommandArgument one_of(const std::vector<std::string>& words);
-
- private:
-  CLI::Option* option_;
-  std::shared_ptr<Limits> limits_;  // of a number
+  double low = -std::numeric_limits<double>::infinity();
+  double high = std::numeric_limits<double>::infinity();
+  bool above = false;  // `low` itself is not taken
+  std::vector<std::string> one_of = {};
 };
 
 // One command's part of the parser. The variables that its arguments are bound to live as long as the parser.
@@ -48,8 +38,8 @@ class ArgumentParser {
 
   // For the types that commands bind: argument_parser.cpp lists them.
   template <typename T>
-  CommandArgument add_option(const std::string& name, T& value, const std::string& help);
-  CommandArgument add_flag(const std::string& name, bool& value, const std::string& help = "");
+  void add_option(const std::string& name, T& value, const std::string& help, const Argument& about = {});
+  void add_flag(const std::string& name, bool& value, const std::string& help, const Argument& about = {});
 
   // A command below this one: exactly one has to be given, and calls back then.
   ArgumentParser add_subcommand(const std::string& name, const std::string& summary, std::function<void()> given);

@@ -34,7 +34,7 @@ int run(const Options& options, std::optional<int> level) {
 
 Runner set_up_backlight(ArgumentParser parser) {
   auto level = std::make_shared<std::optional<int>>();
-  parser.add_option("LEVEL", *level, "brightness to set, 0 to 8191").range(0, 8191);
+  parser.add_option("LEVEL", *level, "brightness to set, 0 to 8191", {.low = 0, .high = 8191});
   return [level](const Options& options) { return run(options, *level); };
 }
 

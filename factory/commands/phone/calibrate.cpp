@@ -45,13 +45,14 @@ int sar(const Options& options, int chip, bool soft, const std::vector<int>& add
 
 Runner set_up_calibrate(ArgumentParser parser) {
   auto arguments = std::make_shared<Arguments>();
-  parser.add_option("TAG", arguments->tags, "sensors by tag (Acc, Gyr, ...) or type number, in this order").required();
-  parser.add_option("--param", arguments->param, "step of the calibration, as the library takes it")
-      .capture_default_str();
-  parser.add_flag("--golden", arguments->golden, "collect golden channel values on a golden phone (streams)")
-      .excludes("--param");
-  parser.add_option("--reference", arguments->reference_hpa, "pressure of the reference barometer, hPa (Bar)")
-      .range(300, 1100);
+  parser.add_option("TAG", arguments->tags, "sensors by tag (Acc, Gyr, ...) or type number, in this order",
+                    {.required = true});
+  parser.add_option("--param", arguments->param, "step of the calibration, as the library takes it",
+                    {.shows_default = true});
+  parser.add_flag("--golden", arguments->golden, "collect golden channel values on a golden phone (streams)",
+                  {.excludes = "--param"});
+  parser.add_option("--reference", arguments->reference_hpa, "pressure of the reference barometer, hPa (Bar)",
+                    {.low = 300, .high = 1100});
   return [arguments](const Options& options) {
     if (arguments->golden) arguments->param = kGolden;
     return calibrate(options, *arguments, "calibrate");
@@ -61,7 +62,7 @@ Runner set_up_calibrate(ArgumentParser parser) {
 Runner set_up_selftest(ArgumentParser parser) {
   auto arguments = std::make_shared<Arguments>();
   arguments->param = kSelfTest;
-  parser.add_option("TAG", arguments->tags, "sensors by tag or type number").required();
+  parser.add_option("TAG", arguments->tags, "sensors by tag or type number", {.required = true});
   return [arguments](const Options& options) { return calibrate(options, *arguments, "selftest"); };
 }
 
@@ -69,20 +70,20 @@ Runner set_up_sar(ArgumentParser parser) {
   auto chip = std::make_shared<int>(1);
   auto soft = std::make_shared<bool>(false);
   auto address = std::make_shared<std::vector<int>>();
-  parser.add_option("CHIP", *chip, "SAR chip 1 or 2").range(1, 2).capture_default_str();
+  parser.add_option("CHIP", *chip, "SAR chip 1 or 2", {.shows_default = true, .low = 1, .high = 2});
   parser.add_flag("--soft", *soft, "the soft calibration, which keeps a baseline of its own");
-  parser.add_option("--register", *address, "write a register instead: number and value").values(2).excludes("--soft");
+  parser.add_option("--register", *address, "write a register instead: number and value",
+                    {.excludes = "--soft", .values = 2});
   return [=](const Options& options) { return sar(options, *chip, *soft, *address); };
 }
 
 Runner set_up_tof(ArgumentParser parser) {
   auto arguments = std::make_shared<Arguments>();
   arguments->tags = {"Tof"};
-  parser.add_option("STEP", arguments->param, "5 reference, 6 offset, 7 crosstalk (Prx only), in this order")
-      .range(5, 7)
-      .required();
-  parser.add_option("--sensor", arguments->tags[0], "Tof, or Prx where it is a time-of-flight part")
-      .capture_default_str();
+  parser.add_option("STEP", arguments->param, "5 reference, 6 offset, 7 crosstalk (Prx only), in this order",
+                    {.required = true, .low = 5, .high = 7});
+  parser.add_option("--sensor", arguments->tags[0], "Tof, or Prx where it is a time-of-flight part",
+                    {.shows_default = true});
   return [arguments](const Options& options) { return calibrate(options, *arguments, "tof"); };
 }
 
@@ -91,9 +92,9 @@ Runner set_up_channel(ArgumentParser parser) {
   auto request = std::make_shared<plan::Request>();
   auto number = std::make_shared<int>(0);
   auto target = std::make_shared<float>(0);
-  parser.add_option("TAG", *tag, "Lux or Lux_B").required();
-  parser.add_option("CHANNEL", *number, "channel").required();
-  parser.add_option("TARGET", *target, "value that the channel is to show").range(0, 1e6).required();
+  parser.add_option("TAG", *tag, "Lux or Lux_B", {.required = true});
+  parser.add_option("CHANNEL", *number, "channel", {.required = true});
+  parser.add_option("TARGET", *target, "value that the channel is to show", {.required = true, .low = 0, .high = 1e6});
   parser.add_flag("--screen", request->screen, "the screen's channel");
   return [=](const Options& options) {
     request->type = parse_tag(*tag);

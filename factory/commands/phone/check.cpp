@@ -94,13 +94,12 @@ Runner set_up_check(ArgumentParser parser) {
   parser.add_option("TAG", arguments->tags,
                     "sensors by tag or type number; accelerometers, gyroscopes, barometer and magnetometers where none "
                     "is named");
-  parser.add_option("--seconds", arguments->seconds, "how long each is sampled, 3 to 50")
-      .range(kSecondsMin, kSecondsMax)
-      .capture_default_str();
-  parser.add_option("--period", arguments->period_ms, "sampling period in ms (default: the sensor's shortest)")
-      .range(0.5, 1000);
-  parser.add_option("--reference", arguments->reference_hpa, "pressure of the reference barometer, hPa (Bar)")
-      .range(300, 1100);
+  parser.add_option("--seconds", arguments->seconds, "how long each is sampled, 3 to 50",
+                    {.shows_default = true, .low = kSecondsMin, .high = kSecondsMax});
+  parser.add_option("--period", arguments->period_ms, "sampling period in ms (default: the sensor's shortest)",
+                    {.low = 0.5, .high = 1000});
+  parser.add_option("--reference", arguments->reference_hpa, "pressure of the reference barometer, hPa (Bar)",
+                    {.low = 300, .high = 1100});
   return [arguments](const Options& options) { return run(options, *arguments); };
 }
 

@@ -72,8 +72,8 @@ int send(const Options& options, const Message& arguments) {
 Runner set_up_hub(ArgumentParser parser) {
   auto message = std::make_shared<Message>();
   ArgumentParser by_hand = parser.add_subcommand("send", "send one message and show the reply", [] {});
-  by_hand.add_option("SENSOR", message->sensor, "tag or type number").required();
-  by_hand.add_option("COMMAND", message->command, "short name or code").required();
+  by_hand.add_option("SENSOR", message->sensor, "tag or type number", {.required = true});
+  by_hand.add_option("COMMAND", message->command, "short name or code", {.required = true});
   by_hand.add_option("WORDS", message->words, "data words from word 0 on: 12 an integer, 12.0 or 12f a float");
   return [message](const Options& options) { return send(options, *message); };
 }

@@ -53,8 +53,7 @@ int check(const Options& options, const std::vector<std::string>& files) {
 Runner set_up_plan(ArgumentParser parser) {
   auto files = std::make_shared<std::vector<std::string>>();
   parser.add_subcommand("check", "list all that is wrong with plans, with the places", [] {})
-      .add_option("FILES", *files, "plan files (JSON)")
-      .required();
+      .add_option("FILES", *files, "plan files (JSON)", {.required = true});
   return [files](const Options& options) { return check(options, *files); };
 }
 

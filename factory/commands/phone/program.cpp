@@ -23,12 +23,12 @@ namespace {
 
 void add_common_options(CLI::App& app, Options* options) {
   ArgumentParser parser(app);
-  parser
-      .add_option("--world", options->world,
-                  std::string(phones_are_simulated() ? "sets the fixture, KEY=VALUE"
-                                                     : "how the fixture stands, KEY=VALUE: nobody is asked to set it") +
-                      "; may be repeated; `help` lists them")
-      .repeated();
+  parser.add_option(
+      "--world", options->world,
+      std::string(phones_are_simulated() ? "sets the fixture, KEY=VALUE"
+                                         : "how the fixture stands, KEY=VALUE: nobody is asked to set it") +
+          "; may be repeated; `help` lists them",
+      {.repeated = true});
   parser.add_option("--log", options->log, "writes the log lines to a file, as logcat's threadtime form");
   parser.add_option("--max-equal", options->max_equal, "lux above which the panel's two levels must differ (property)");
   parser.add_flag("--json", options->json, "prints JSON instead of text");

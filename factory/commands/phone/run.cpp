@@ -141,17 +141,16 @@ int run_plan(const Options& options, const plan::Plan& plan, const RunOrder& ord
 Runner set_up_run(ArgumentParser parser, const Sinks& sinks) {
   auto file = std::make_shared<std::string>();
   auto order = std::make_shared<RunOrder>();
-  parser.add_option("PLAN", *file, "plan file (JSON)").required();
+  parser.add_option("PLAN", *file, "plan file (JSON)", {.required = true});
   parser.add_option("--serial", order->serial, "the phone's serial number, for the record");
   parser.add_option("--station", order->station, "name of the station, for the record");
   parser.add_option("--lot", order->lot, "what the phone belongs to, for the record");
   parser.add_option("--retest-of", order->retest_of, "id of the run that this one repeats, for the record");
   parser.add_option("--operator", order->operator_name, "who runs it, for the record");
   auto on_failure = std::make_shared<std::string>();
-  parser
-      .add_option("--on-failure", *on_failure,
-                  "stop: the first step that does not pass ends the run, whatever the plan says")
-      .one_of({"stop"});
+  parser.add_option("--on-failure", *on_failure,
+                    "stop: the first step that does not pass ends the run, whatever the plan says",
+                    {.one_of = {"stop"}});
   for (const auto& sink : sinks) sink->add_options(parser);
   return [=](const Options& options) {
     order->stop_on_failure = !on_failure->empty();

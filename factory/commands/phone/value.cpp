@@ -175,17 +175,17 @@ std::string names_help() {
 
 Runner set_up_get(ArgumentParser parser) {
   auto arguments = std::make_shared<Arguments>();
-  parser.add_option("TAG", arguments->tag, "sensor by tag or type number").required();
+  parser.add_option("TAG", arguments->tag, "sensor by tag or type number", {.required = true});
   parser.add_option("NAME", arguments->name, names_help() + "; without one all of the sensor");
-  parser.add_option("--count", arguments->count, "how many channels").range(1, 15).capture_default_str();
+  parser.add_option("--count", arguments->count, "how many channels", {.shows_default = true, .low = 1, .high = 15});
   return [arguments](const Options& options) { return get(options, *arguments); };
 }
 
 Runner set_up_set(ArgumentParser parser) {
   auto arguments = std::make_shared<Arguments>();
-  parser.add_option("TAG", arguments->tag, "sensor by tag or type number").required();
-  parser.add_option("NAME", arguments->name, names_help()).required();
-  parser.add_option("VALUES", arguments->values, "numbers in the value's unit").required();
+  parser.add_option("TAG", arguments->tag, "sensor by tag or type number", {.required = true});
+  parser.add_option("NAME", arguments->name, names_help(), {.required = true});
+  parser.add_option("VALUES", arguments->values, "numbers in the value's unit", {.required = true});
   return [arguments](const Options& options) { return set(options, *arguments); };
 }
 

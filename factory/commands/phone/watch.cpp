@@ -158,10 +158,11 @@ Runner set_up_watch(ArgumentParser parser) {
   auto arguments = std::make_shared<Arguments>();
   constexpr double kSecondsMax = 1e6;
   constexpr double kPeriodMax = 10000;
-  parser.add_option("TAG", arguments->tag, "sensor by tag or type number").required();
-  parser.add_option("--seconds", arguments->seconds, "how long (default: until Ctrl-C)").range(0.1, kSecondsMax);
-  parser.add_option("--period", arguments->period_ms, "sampling period in ms (default: as calibrations have it)")
-      .range(0.5, kPeriodMax);
+  parser.add_option("TAG", arguments->tag, "sensor by tag or type number", {.required = true});
+  parser.add_option("--seconds", arguments->seconds, "how long (default: until Ctrl-C)",
+                    {.low = 0.1, .high = kSecondsMax});
+  parser.add_option("--period", arguments->period_ms, "sampling period in ms (default: as calibrations have it)",
+                    {.low = 0.5, .high = kPeriodMax});
   return [arguments](const Options& options) { return run(options, *arguments); };
 }
 

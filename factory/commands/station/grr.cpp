@@ -83,16 +83,15 @@ void add_grr_options(ArgumentParser parser, GrrArguments* arguments) {
   parser.add_option("--low", a.low, "the value's lower limit, with a file");
   parser.add_option("--high", a.high, "the value's upper limit, with a file");
   parser.add_option("--unit", a.unit, "the value's unit, with a file");
-  parser.add_option("--store", a.uri, "runs of a store instead of a file").envname("SENSORCAL_STORE");
+  parser.add_option("--store", a.uri, "runs of a store instead of a file", {.envname = "SENSORCAL_STORE"});
   parser.add_option("--since", a.since, "runs from this time on: YYYY-MM-DD or YYYY-MM-DDTHH:MM[:SS], UTC");
   parser.add_option("--until", a.until, "runs before this time");
   parser.add_option("--station", a.filter.station, "runs of one station");
   parser.add_option("--plan", a.filter.plan, "runs of the plan of this name");
   parser.add_option("--app-version", a.filter.version, "runs by one version of sensorcal");
   parser.add_option("--measurement", a.filter.measurement, "measurements of this name only");
-  parser.add_option("--alpha", a.alpha, "an interaction whose p is above this counts as repeatability")
-      .range(0, 1)
-      .capture_default_str();
+  parser.add_option("--alpha", a.alpha, "an interaction whose p is above this counts as repeatability",
+                    {.shows_default = true, .low = 0, .high = 1});
   parser.add_flag("--full", a.full, "the whole analysis of each measurement");
 }
 

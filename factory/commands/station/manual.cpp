@@ -315,7 +315,7 @@ StationRunner set_up_man(ArgumentParser parser) {
 
 StationRunner set_up_completion(ArgumentParser parser, const WordsFor& words) {
   auto shell = std::make_shared<std::string>();
-  parser.add_option("SHELL", *shell, "bash or zsh").required().one_of({"bash", "zsh"});
+  parser.add_option("SHELL", *shell, "bash or zsh", {.required = true, .one_of = {"bash", "zsh"}});
   return [parser, shell, words](const CommonOptions& /*options*/) {
     const Completion completion(parser.parent(), words);
     *shell == "bash" ? completion.write_bash(std::cout) : completion.write_zsh(std::cout);

@@ -78,8 +78,8 @@ int show(const CommonOptions& options, Arguments arguments) {
 
 StationRunner set_up_show(ArgumentParser parser) {
   auto arguments = std::make_shared<Arguments>();
-  parser.add_option("RECORD", arguments->what, "the record's file, - for standard input; with --store a run's id")
-      .required();
+  parser.add_option("RECORD", arguments->what, "the record's file, - for standard input; with --store a run's id",
+                    {.required = true});
   arguments->files.add_options(parser);
   parser.add_option("--store", arguments->store, "the store that has the run: a file, sqlite:FILE or postgresql://...");
   return [arguments](const CommonOptions& options) { return show(options, *arguments); };

@@ -21,13 +21,12 @@ using record::delivered;
 class RunStore : public record::Sink {
  public:
   void add_options(ArgumentParser parser) override {
-    parser.add_option("--store", uri_, "keeps the run in a file, sqlite:FILE, or on a server, postgresql://...")
-        .envname("SENSORCAL_STORE");
-    parser
-        .add_option("--spool", spool_,
-                    "with a server: the file in which runs wait for it (default: in the user's state folder)")
-        .needs("--store");
-    parser.add_flag("--store-samples", samples_, "stores the sample windows, too").needs("--store");
+    parser.add_option("--store", uri_, "keeps the run in a file, sqlite:FILE, or on a server, postgresql://...",
+                      {.envname = "SENSORCAL_STORE"});
+    parser.add_option("--spool", spool_,
+                      "with a server: the file in which runs wait for it (default: in the user's state folder)",
+                      {.needs = "--store"});
+    parser.add_flag("--store-samples", samples_, "stores the sample windows, too", {.needs = "--store"});
   }
   void open() override {
     if (!uri_.empty()) keeper_.emplace(uri_, spool_, samples_);

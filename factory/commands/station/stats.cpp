@@ -91,7 +91,7 @@ int sync(const CommonOptions& options, const Arguments& a) {
 }
 
 void add_store(ArgumentParser parser, Arguments* arguments) {
-  parser.add_option("--store", arguments->uri, kStoreHelp).required().envname("SENSORCAL_STORE");
+  parser.add_option("--store", arguments->uri, kStoreHelp, {.required = true, .envname = "SENSORCAL_STORE"});
 }
 
 }  // namespace
@@ -105,9 +105,8 @@ StationRunner set_up_stats(ArgumentParser parser) {
   parser.add_option("--plan", arguments->filter.plan, "runs of the plan of this name");
   parser.add_option("--app-version", arguments->filter.version, "runs by one version of sensorcal");
   parser.add_option("--measurement", arguments->filter.measurement, "measurements of this name only");
-  parser.add_option("--outliers", arguments->outlier_sigmas, "sigmas from the mean at which a value is an outlier")
-      .positive()
-      .capture_default_str();
+  parser.add_option("--outliers", arguments->outlier_sigmas, "sigmas from the mean at which a value is an outlier",
+                    {.shows_default = true, .low = 0, .above = true});
   parser.add_option("--html", arguments->html, "writes the page with charts to a file");
   return [arguments](const CommonOptions& options) { return stats(options, *arguments); };
 }
@@ -117,7 +116,7 @@ StationRunner set_up_history(ArgumentParser parser) {
   parser.add_option("SERIAL", arguments->serial, "the phone's serial number");
   add_store(parser, arguments.get());
   parser.add_option("--run", arguments->run, "one run instead, by its id");
-  parser.add_option("--limit", arguments->limit, "at most so many runs, the newest").non_negative();
+  parser.add_option("--limit", arguments->limit, "at most so many runs, the newest", {.low = 0});
   parser.add_flag("--full", arguments->full, "every step and measurement");
   return [arguments](const CommonOptions& options) { return history(options, *arguments); };
 }

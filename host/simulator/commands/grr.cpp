@@ -103,11 +103,12 @@ Runner set_up_simulated_grr(ArgumentParser parser) {
       "--run", a.run,
       "runs this plan file on simulated phones, drawn from --seed and the following numbers; with --store "
       "they go there, too");
-  parser.add_option("--phones", a.phones, "with --run: how many phones").range(2, 1000).capture_default_str();
-  parser.add_option("--stations", a.stations, "with --run: how many stations").range(2, 1000).capture_default_str();
-  parser.add_option("--trials", a.trials, "with --run: how often each phone is at each station")
-      .range(2, 1000)
-      .capture_default_str();
+  parser.add_option("--phones", a.phones, "with --run: how many phones",
+                    {.shows_default = true, .low = 2, .high = 1000});
+  parser.add_option("--stations", a.stations, "with --run: how many stations",
+                    {.shows_default = true, .low = 2, .high = 1000});
+  parser.add_option("--trials", a.trials, "with --run: how often each phone is at each station",
+                    {.shows_default = true, .low = 2, .high = 1000});
   return [arguments](const Options& options) {
     return arguments->run.empty() ? run_grr(options, *arguments) : run_study(options, *arguments);
   };

@@ -91,8 +91,7 @@ Runner set_up_simulated_hub(ArgumentParser parser) {
   parser
       .add_subcommand("log", "print a file that --hub-log wrote",
                       [runner, path] { *runner = [path](const Options& options) { return show_log(options, *path); }; })
-      .add_option("FILE", *path, "the file")
-      .required();
+      .add_option("FILE", *path, "the file", {.required = true});
   const Runner send = set_up_hub(parser);
   return [runner, send](const Options& options) { return (*runner ? *runner : send)(options); };
 }

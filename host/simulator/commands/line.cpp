@@ -177,20 +177,19 @@ int run_line(const Options& options, const Arguments& a) {
 Runner set_up_line(ArgumentParser parser) {
   auto arguments = std::make_shared<Arguments>();
   Arguments& a = *arguments;
-  parser.add_option("--phones", a.phones, "how many; each is drawn from its seed: --seed and the following numbers")
-      .range(1, 1000000000);
-  parser.add_option("--stations", a.stations, "how many, each a process of its own").range(1, 64).capture_default_str();
-  parser.add_option("--fault-rate", a.fault_rate, "share of the phones that have something wrong with them")
-      .range(0, 1)
-      .capture_default_str();
-  parser.add_option("--store", a.store, "where the runs go: a file, sqlite:FILE or postgresql://...")
-      .envname("SENSORCAL_STORE");
+  parser.add_option("--phones", a.phones, "how many; each is drawn from its seed: --seed and the following numbers",
+                    {.low = 1, .high = 1000000000});
+  parser.add_option("--stations", a.stations, "how many, each a process of its own",
+                    {.shows_default = true, .low = 1, .high = 64});
+  parser.add_option("--fault-rate", a.fault_rate, "share of the phones that have something wrong with them",
+                    {.shows_default = true, .low = 0, .high = 1});
+  parser.add_option("--store", a.store, "where the runs go: a file, sqlite:FILE or postgresql://...",
+                    {.envname = "SENSORCAL_STORE"});
   parser.add_option("--spool", a.spool, "with a server: folder of the files in which each station's runs wait for it");
   parser.add_option("--plan", a.plan, "plan file (JSON; default: the inertial sensors)");
-  parser.add_option("--patience", a.patience_s, "seconds that stations wait at the end for a server that is away")
-      .range(0, 86400)
-      .capture_default_str();
-  parser.add_flag("--station-process", a.station_process).hidden();
+  parser.add_option("--patience", a.patience_s, "seconds that stations wait at the end for a server that is away",
+                    {.shows_default = true, .low = 0, .high = 86400});
+  parser.add_flag("--station-process", a.station_process, "", {.hidden = true});
   return [arguments](const Options& options) {
     return arguments->station_process ? line::run_station() : run_line(options, *arguments);
   };

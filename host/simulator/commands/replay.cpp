@@ -75,7 +75,7 @@ Runner set_up_recorded_run(ArgumentParser parser) {
 
 Runner set_up_replay(ArgumentParser parser) {
   auto folder = std::make_shared<std::string>();
-  parser.add_option("DIR", *folder, "folder of a recorded run").required();
+  parser.add_option("DIR", *folder, "folder of a recorded run", {.required = true});
   const auto files = std::make_shared<Files>();
   files->add_options(parser);
   return [folder, files](const Options& options) { return replay(options, *folder, {files}); };
