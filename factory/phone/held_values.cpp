@@ -6,9 +6,8 @@
 #include <cmath>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 
-#include "files/replace_file.h"
+#include "files/whole_file.h"
 #include "phone/hub_watch.h"
 #include "phone/options.h"
 #include "sensors/stored_values.h"
@@ -21,13 +20,6 @@ constexpr int kGolden = 7;
 
 // From "/", where the process stands.
 constexpr char kLightFile[] = "mnt/vendor/nvcfg/sensor/lightSensorCali.json";
-std::optional<std::string> bytes_of(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) return std::nullopt;
-  std::stringstream bytes;
-  bytes << in.rdbuf();
-  return bytes.str();
-}
 
 // As a whole; in place only where the folder takes no new file.
 bool write_bytes(const std::string& path, const std::string& bytes) {
@@ -108,7 +100,7 @@ std::string HeldValues::note(Session& session) {
     if (value.name == "golden" && value.values.empty())
       irreversible_.emplace_back("golden values, which were never set");
   }
-  for (const std::string& file : files_) file_bytes_[file] = bytes_of(file);
+  for (const std::string& file : files_) file_bytes_[file] = read_file(file);
   return "";
 }
 
@@ -136,10 +128,10 @@ HeldValues::PutBack HeldValues::put_back(Session& session) const {
     refusals[before_[i].name] = put_back_value(session, before_[i]);
   }
   for (const auto& [path, bytes] : file_bytes_) {
-    if (bytes_of(path) == bytes) continue;
+    if (read_file(path) == bytes) continue;
     out.needed = true;
     const bool good = bytes ? write_bytes(path, *bytes) : unlink(path.c_str()) == 0;
-    if (!good || bytes_of(path) != bytes) out.problems.push_back("/" + path + " could not be put back");
+    if (!good || read_file(path) != bytes) out.problems.push_back("/" + path + " could not be put back");
   }
   const std::vector<HeldValue> again = reachable ? now(session) : std::vector<HeldValue>();
   for (size_t i = 0; i < before_.size() && i < again.size(); ++i) {

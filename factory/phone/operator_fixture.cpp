@@ -14,7 +14,7 @@
 #include <utility>
 
 #include "cli/terminal.h"
-#include "files/write_all.h"
+#include "files/whole_file.h"
 #include "phone/fixture_settings.h"
 
 namespace factory {

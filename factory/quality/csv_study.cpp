@@ -2,13 +2,12 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
-#include <fstream>
 #include <iterator>
 #include <map>
-#include <sstream>
 #include <tuple>
 
 #include "files/app_error.h"
+#include "files/whole_file.h"
 #include "quality/study.h"
 
 namespace factory::grr {
@@ -151,12 +150,9 @@ std::vector<Reading> parse_csv(const std::string& file, const std::string& text)
 }
 
 std::vector<Reading> read_csv(const std::string& file) {
-  std::ifstream in(file, std::ios::binary);
-  std::stringstream bytes;
-  // An empty file leaves the stream failed, too: what counts is whether it could be opened and read.
-  if (in) bytes << in.rdbuf();
-  if (!in.is_open() || in.bad()) throw AppError(kUsage, file + ": cannot be read");
-  return parse_csv(file, bytes.str());
+  const std::optional<std::string> text = read_file(file);
+  if (!text) throw AppError(kUsage, file + ": cannot be read");
+  return parse_csv(file, *text);
 }
 
 }  // namespace factory::grr

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "files/app_error.h"
-#include "files/replace_file.h"
 #include "files/time_text.h"
+#include "files/whole_file.h"
 #include "report/report.h"
 #include "report/words.h"
 

@@ -2,8 +2,8 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "files/replace_file.h"
 #include "files/time_text.h"
+#include "files/whole_file.h"
 #include "report/markup.h"
 #include "report/report.h"
 #include "report/words.h"

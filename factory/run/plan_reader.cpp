@@ -4,11 +4,10 @@
 #include <errno.h>
 #include <string.h>
 
-#include <filesystem>
-#include <fstream>
 #include <sstream>
 
 #include "files/app_error.h"
+#include "files/whole_file.h"
 #include "run/plan_steps.h"
 
 namespace factory::plan {
@@ -128,15 +127,9 @@ Plan parse_plan(const std::string& file, const std::string& bytes, std::vector<s
 }
 
 Plan read_plan(const std::string& file, std::vector<std::string>* problems) {
-  std::ifstream in(file, std::ios::binary);
-  const bool folder = std::filesystem::is_directory(file);  // which opens, but is empty
-  if (!in || folder) {
-    problems->push_back(file + ": " + (folder ? "is a folder" : strerror(errno)));
-    return {};
-  }
-  std::stringstream bytes;
-  bytes << in.rdbuf();
-  return parse_plan(file, bytes.str(), problems);
+  if (const std::optional<std::string> bytes = read_file(file)) return parse_plan(file, *bytes, problems);
+  problems->push_back(file + ": " + (errno == EISDIR ? "is a folder" : strerror(errno)));
+  return {};
 }
 
 Plan load_plan(const std::string& file) {

@@ -8,9 +8,9 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 
 #include "files/json_text.h"
+#include "files/whole_file.h"
 #include "phone/options.h"
 #include "simulator/trace_words.h"
 
@@ -19,12 +19,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string read_bytes(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream bytes;
-  bytes << in.rdbuf();
-  return bytes.str();
-}
+std::string read_bytes(const fs::path& path) { return read_file(path).value_or(""); }
 
 // What lies at the top of the root is the simulated phone's own; the device's files lie deeper.
 bool of_device(const fs::directory_entry& entry, const std::string& root) {

@@ -6,9 +6,9 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 
 #include "files/json_text.h"
+#include "files/whole_file.h"
 #include "record/record_json.h"
 
 namespace factory {
@@ -19,15 +19,6 @@ namespace fs = std::filesystem;
 constexpr char kRunFile[] = "/run.json";
 constexpr char kPlanFile[] = "/plan.json";
 constexpr char kRecordFile[] = "/record.json";
-
-bool read(const std::string& file, std::string* bytes) {
-  std::ifstream in(file, std::ios::binary);
-  if (!in) return false;
-  std::stringstream text;
-  text << in.rdbuf();
-  *bytes = text.str();
-  return true;
-}
 
 void write(const std::string& file, const std::string& bytes) {
   std::ofstream out(file, std::ios::binary);
@@ -75,15 +66,17 @@ void write_record(const std::string& folder, const record::Run& record) {
 
 RunHead read_head(const std::string& folder) {
   const std::string file = folder + kRunFile;
-  std::string bytes;
-  if (!read(file, &bytes)) throw AppError(kUsage, folder + ": not a recording: " + file + " cannot be read");
-  const Json::Value head = parse(file, bytes);
+  const std::optional<std::string> bytes = read_file(file);
+  if (!bytes) throw AppError(kUsage, folder + ": not a recording: " + file + " cannot be read");
+  const Json::Value head = parse(file, *bytes);
   if (head["format"] != kRecordingFormat)
     throw AppError(kUsage, file + ": its format is " + json_line(head["format"]) + "; this program replays \"" +
                                kRecordingFormat +
                                "\": replay it with the version that recorded it, or record the run again");
   RunHead run;
-  if (!read(folder + kPlanFile, &run.plan_bytes)) throw AppError(kUsage, folder + kPlanFile + ": cannot be read");
+  const std::optional<std::string> plan = read_file(folder + kPlanFile);
+  if (!plan) throw AppError(kUsage, folder + kPlanFile + ": cannot be read");
+  run.plan_bytes = *plan;
   try {
     run.plan_file = head["plan"].asString();
     run.order.serial = head["serial"].asString();
@@ -100,10 +93,10 @@ RunHead read_head(const std::string& folder) {
 }
 
 std::optional<record::Run> recorded_record(const std::string& folder) {
-  std::string bytes;
-  if (!read(folder + kRecordFile, &bytes)) return {};
+  const std::optional<std::string> bytes = read_file(folder + kRecordFile);
+  if (!bytes) return {};
   try {
-    return record::read_run(bytes);
+    return record::read_run(*bytes);
   } catch (const record::FormatError& error) {
     throw AppError(kUsage, folder + kRecordFile + ": " + error.what());
   }

@@ -10,7 +10,7 @@
 #include <iostream>
 
 #include "files/json_text.h"
-#include "files/write_all.h"
+#include "files/whole_file.h"
 #include "simulator/device_files.h"
 #include "simulator/interceptors.h"
 #include "simulator/recording.h"

@@ -2,15 +2,14 @@
 #include <errno.h>
 #include <string.h>
 
-#include <fstream>
 #include <iostream>
 #include <memory>
-#include <sstream>
 
 #include "commands/station/commands.h"
 #include "commands/station/sinks.h"
 #include "commands/station/stored_runs.h"
 #include "files/json_text.h"
+#include "files/whole_file.h"
 #include "quality/stats_view.h"
 #include "record/exit_code.h"
 #include "record/record_json.h"
@@ -24,23 +23,14 @@ struct Arguments {
   Files files;
 };
 
-std::string all_of(std::istream& in, const std::string& name) {
-  std::stringstream text;
-  text << in.rdbuf();
-  if (in.bad() || text.fail()) throw AppError(kUsage, name + ": cannot be read");
-  return text.str();
-}
-
 record::Run read(const std::string& file) {
   const bool piped = file == "-";
-  std::ifstream in;
-  if (!piped) {
-    in.open(file, std::ios::binary);
-    if (!in) throw AppError(kUsage, file + ": " + strerror(errno));
-  }
+  const std::optional<std::string> text = read_file(piped ? "/dev/stdin" : file);
   const std::string name = piped ? "standard input" : file;
+  if (!text) throw AppError(kUsage, name + ": " + strerror(errno));
+  if (text->empty()) throw AppError(kUsage, name + ": cannot be read");
   try {
-    return record::read_run(all_of(piped ? std::cin : in, name));
+    return record::read_run(*text);
   } catch (const record::FormatError& error) {
     throw AppError(kUsage, name + ": " + error.what());
   }

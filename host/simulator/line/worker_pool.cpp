@@ -15,7 +15,7 @@
 #include <memory>
 
 #include "files/json_text.h"
-#include "files/write_all.h"
+#include "files/whole_file.h"
 #include "line/phone_run.h"
 #include "phone/options.h"
 #include "store/run_id.h"

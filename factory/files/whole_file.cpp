@@ -1,4 +1,4 @@
-#include "files/replace_file.h"
+#include "files/whole_file.h"
 
 #include <errno.h>
 #include <fcntl.h>
@@ -11,7 +11,6 @@
 #include <filesystem>
 
 #include "files/app_error.h"
-#include "files/write_all.h"
 
 namespace factory {
 namespace {
@@ -68,6 +67,28 @@ bool take_rights(int fd, const std::string& target) {
 }
 
 }  // namespace
+
+std::optional<std::string> read_file(const std::string& file) {
+  const Descriptor in(open(file.c_str(), O_RDONLY | O_CLOEXEC));
+  if (in.get() < 0) return {};
+  std::string out;
+  char block[1 << 16];
+  for (ssize_t count = 1; count != 0;) {
+    count = read(in.get(), block, sizeof block);
+    if (count < 0 && errno != EINTR) return {};
+    if (count > 0) out.append(block, static_cast<size_t>(count));
+  }
+  return out;
+}
+
+bool write_all(int fd, const std::string& text) {
+  for (size_t done = 0; done < text.size();) {
+    const ssize_t count = write(fd, text.data() + done, text.size() - done);
+    if (count < 0 && errno != EINTR) return false;
+    if (count > 0) done += static_cast<size_t>(count);
+  }
+  return true;
+}
 
 void replace_file(const std::string& file, const std::string& content) {
   std::error_code ignored;
