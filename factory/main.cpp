@@ -1,4 +1,4 @@
 // `sensorcal`, the factory test application, as a phone gets it.
-#include "commands/phone/program.h"
+#include "commands/phone/commands.h"
 
 int main(int argc, char** argv) { return factory::run_program(argc, argv, {}); }

@@ -5,7 +5,7 @@
 
 #include "cli/argument_parser.h"
 #include "cli/command_line.h"
-#include "commands/phone/program.h"
+#include "commands/phone/commands.h"
 #include "commands/station/commands.h"
 #include "files/words.h"
 #include "simulator/simulated_phone.h"

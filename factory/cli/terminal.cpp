@@ -29,7 +29,27 @@ std::string bad(const std::string& text) { return coloured("31", text); }
 std::string alert(const std::string& text) { return coloured("36", text); }
 std::string faint(const std::string& text) { return coloured("2", text); }
 
-std::mutex& status_line() {
+StatusLine::StatusLine(bool wanted) : shown_(wanted && isatty(STDERR_FILENO) != 0) {}
+
+void StatusLine::show(const std::string& text) {
+  if (!shown_) return;
+  const std::unique_lock<std::mutex> own(mutex(), std::try_to_lock);
+  if (!own) return;  // a question waits there
+  // A line that wraps could not be taken back.
+  const size_t columns = terminal_columns(STDERR_FILENO);
+  fprintf(stderr, "\r\033[K%s", (columns > 1 ? text.substr(0, columns - 1) : text).c_str());
+  fflush(stderr);
+  drawn_ = true;
+}
+
+void StatusLine::clear() {
+  if (!drawn_) return;
+  fputs("\r\033[K", stderr);
+  fflush(stderr);
+  drawn_ = false;
+}
+
+std::mutex& StatusLine::mutex() {
   static std::mutex mutex;
   return mutex;
 }
@@ -41,12 +61,6 @@ size_t terminal_columns(int fd) {
   if (columns > 0) return static_cast<size_t>(columns);
   winsize size{};
   return ioctl(fd, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
-}
-
-std::string fixed(double value, int digits) {
-  char text[64];
-  snprintf(text, sizeof text, "%.*f", digits, value);
-  return text;
 }
 
 }  // namespace factory

@@ -18,8 +18,25 @@ std::string bad(const std::string& text);
 std::string alert(const std::string& text);
 std::string faint(const std::string& text);
 
-// Held by whoever writes a line that is written over and over, and by a question for as long as it waits.
-std::mutex& status_line();
+// One line on the terminal that is written over and over, and gone at the end. Silent where standard error is none.
+class StatusLine {
+ public:
+  explicit StatusLine(bool wanted);
+  ~StatusLine() { clear(); }
+  StatusLine(const StatusLine&) = delete;
+  StatusLine& operator=(const StatusLine&) = delete;
+
+  void show(const std::string& text);  // what is cut on a narrow terminal is the end
+  void clear();
+  bool shown() const { return shown_; }
+
+  // Held by whoever writes such a line, and by a question for as long as it waits.
+  static std::mutex& mutex();
+
+ private:
+  const bool shown_;
+  bool drawn_ = false;
+};
 
 // `text` in lines of at most `columns` (0: one line), broken at blanks; the lines after the first begin with `indent`,
 // and the first one stands behind `used` columns.
@@ -35,8 +52,5 @@ size_t terminal_columns(int fd = 1);
 // columns that are given; 0 is any.
 std::string table(const std::vector<std::vector<std::string>>& rows);
 std::string table(const std::vector<std::vector<std::string>>& rows, size_t columns);
-
-// A number with `digits` after the point; "nan" and "inf" as they are.
-std::string fixed(double value, int digits);
 
 }  // namespace factory

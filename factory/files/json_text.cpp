@@ -1,20 +1,14 @@
 #include "files/json_text.h"
 
-#include <charconv>
 #include <cmath>
 #include <cstdlib>
 #include <iostream>
 #include <memory>
 
+#include "files/numbers.h"
+
 namespace factory {
 namespace {
-
-template <typename Number>
-std::string shortest(Number value) {
-  char text[64];
-  const auto end = std::to_chars(text, text + sizeof text, value).ptr;
-  return {text, end};
-}
 
 std::string write(const Json::Value& value, const char* indentation) {
   Json::StreamWriterBuilder builder;
@@ -28,7 +22,7 @@ std::string write(const Json::Value& value, const char* indentation) {
 
 Json::Value json_number(float value) {
   if (!std::isfinite(value)) return json_number(static_cast<double>(value));
-  return std::strtod(shortest(value).c_str(), nullptr);
+  return std::strtod(plain_exactly(value).c_str(), nullptr);
 }
 
 Json::Value json_number(double value) {
@@ -40,10 +34,7 @@ Json::Value json_number(double value) {
 Json::Value optional_number(const std::optional<double>& value) { return value ? json_number(*value) : Json::Value(); }
 
 std::string number_text(const Json::Value& value) {
-  if (!value.isDouble()) return value.asString();
-  char text[40];
-  snprintf(text, sizeof text, "%.9g", value.asDouble());
-  return text;
+  return value.isDouble() ? significant(value.asDouble(), 9) : value.asString();
 }
 
 std::string json_pretty(const Json::Value& value) { return write(value, "  "); }

@@ -3,6 +3,7 @@
 
 #include <json/json.h>
 
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -13,6 +14,14 @@ Json::Value json_number(float value);
 Json::Value json_number(double value);
 
 Json::Value optional_number(const std::optional<double>& value);  // null where there is none
+
+// An array of the elements, or of what `become` makes of each.
+template <typename List, typename Become = std::identity>
+Json::Value json_list(const List& list, Become become = {}) {
+  Json::Value out(Json::arrayValue);
+  for (const auto& element : list) out.append(become(element));
+  return out;
+}
 
 // A number, or one of the texts above, for a person.
 std::string number_text(const Json::Value& value);

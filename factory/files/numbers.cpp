@@ -6,18 +6,35 @@
 #include <iterator>
 
 namespace factory {
+namespace {
 
-std::string plain(double value) {
-  char text[40];
-  constexpr double kWholeFrom = 1e4;
-  snprintf(text, sizeof text, std::fabs(value) < kWholeFrom ? "%.4g" : "%.6g", value);
-  return text;
-}
-
-std::string plain_exactly(double value) {
+template <typename Number>
+std::string shortest(Number value) {
   char text[40];
   const auto end = std::to_chars(std::begin(text), std::end(text), value).ptr;
   return {text, end};
 }
+
+}  // namespace
+
+std::string significant(double value, int digits) {
+  char text[40];
+  snprintf(text, sizeof text, "%.*g", digits, value);
+  return text;
+}
+
+std::string fixed(double value, int digits) {
+  char text[64];
+  snprintf(text, sizeof text, "%.*f", digits, value);
+  return text;
+}
+
+std::string plain(double value) {
+  constexpr double kWholeFrom = 1e4;
+  return significant(value, std::fabs(value) < kWholeFrom ? 4 : 6);
+}
+
+std::string plain_exactly(double value) { return shortest(value); }
+std::string plain_exactly(float value) { return shortest(value); }
 
 }  // namespace factory

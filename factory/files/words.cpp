@@ -26,7 +26,32 @@ size_t distance(const std::string& a, const std::string& b) {
   return row[b.size()];
 }
 
+// Lead byte, the bytes that follow it, and the smallest character that may be written that long.
+struct Utf8Form {
+  unsigned char mask, lead;
+  size_t length;
+  uint32_t smallest;
+};
+constexpr Utf8Form kForms[] = {
+    {0x80, 0x00, 1, 0}, {0xE0, 0xC0, 2, 0x80}, {0xF0, 0xE0, 3, 0x800}, {0xF8, 0xF0, 4, 0x10000}};
+
 }  // namespace
+
+size_t utf8_length(std::string_view text, uint32_t* character) {
+  const auto byte = [&](size_t i) { return static_cast<unsigned char>(text[i]); };
+  for (const Utf8Form& form : kForms) {
+    if (text.size() < form.length || (byte(0) & form.mask) != form.lead) continue;
+    uint32_t c = byte(0) & static_cast<unsigned char>(~form.mask);
+    for (size_t i = 1; i < form.length; ++i) {
+      if ((byte(i) & 0xC0) != 0x80) return 0;
+      c = c << 6 | (byte(i) & 0x3FU);
+    }
+    const bool surrogate = c >= 0xD800 && c <= 0xDFFF;
+    if (character != nullptr) *character = c;
+    return c >= form.smallest && c <= 0x10FFFF && !surrogate ? form.length : 0;
+  }
+  return 0;
+}
 
 std::string joined(const std::vector<std::string>& words, const std::string& between) {
   std::string out;

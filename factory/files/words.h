@@ -1,12 +1,18 @@
-// Words: put together, in one case, and what a mistyped one was meant to be.
+// Words and their letters, and what a mistyped word was meant to be.
 #pragma once
 
+#include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace factory {
 
 std::string joined(const std::vector<std::string>& words, const std::string& between);
+
+// Length of the UTF-8 character that a text begins with, and which it is; 0 where it begins with none. Surrogates and
+// longer forms than needed are none.
+size_t utf8_length(std::string_view text, uint32_t* character = nullptr);
 
 // Of the letters of ASCII.
 std::string lower(std::string text);

@@ -122,7 +122,7 @@ class OperatorFixture : public Fixture {
 
  private:
   Answer ask(const Settings& settings) const {
-    const std::lock_guard<std::mutex> quiet(status_line());
+    const std::lock_guard<std::mutex> quiet(StatusLine::mutex());
     std::cout << std::flush;
     std::string text = "\r\033[K";
     for (const auto& [key, value] : settings)

@@ -5,17 +5,17 @@
 namespace factory::store {
 namespace {
 
+// By their numbers, from 1.
 struct Rule {
-  int number;
   int wanted, of;  // points beyond `beyond` standard deviations, all on one side
   double beyond;
   const char* words;
 };
 constexpr Rule kRules[] = {
-    {1, 1, 1, 3, "one day beyond three sigma"},
-    {2, 2, 3, 2, "two of three days beyond two sigma on one side"},
-    {3, 4, 5, 1, "four of five days beyond one sigma on one side"},
-    {4, 8, 8, 0, "eight days on one side of the centre line"},
+    {1, 1, 3, "one day beyond three sigma"},
+    {2, 3, 2, "two of three days beyond two sigma on one side"},
+    {4, 5, 1, "four of five days beyond one sigma on one side"},
+    {8, 8, 0, "eight days on one side of the centre line"},
 };
 
 // The point at the end of the pattern must belong to it: a day back in order does not sound the alarm again.
@@ -29,10 +29,11 @@ bool completes(const std::vector<ChartPoint>& points, size_t last, const Rule& r
 }
 
 int rule_at(const std::vector<ChartPoint>& points, size_t last) {
-  for (const Rule& rule : kRules) {
-    if (completes(points, last, rule, 1) || completes(points, last, rule, -1)) return rule.number;
-  }
-  return 0;
+  const auto completed = [&](const Rule& rule) {
+    return completes(points, last, rule, 1) || completes(points, last, rule, -1);
+  };
+  const auto* found = std::find_if(std::begin(kRules), std::end(kRules), completed);
+  return found == std::end(kRules) ? 0 : static_cast<int>(found - kRules) + 1;
 }
 
 double scatter_within(const std::map<int, Moments>& days) {
@@ -61,11 +62,7 @@ bool ControlChart::in_control() const {
   return std::all_of(points.begin(), points.end(), [](const ChartPoint& point) { return point.rule == 0; });
 }
 
-const char* rule_in_words(int rule) {
-  const auto* found =
-      std::find_if(std::begin(kRules), std::end(kRules), [&](const Rule& row) { return row.number == rule; });
-  return found == std::end(kRules) ? "" : found->words;
-}
+const char* rule_in_words(int rule) { return rule == 0 ? "" : kRules[rule - 1].words; }
 
 ControlChart control_chart(const std::map<int, Moments>& days) {
   ControlChart chart;

@@ -18,9 +18,9 @@ constexpr size_t kColumnCount = std::size(kColumns);
 constexpr size_t kValue = 3;
 
 std::string trimmed(const std::string& text) {
-  const size_t begin = text.find_first_not_of(" \t");
-  if (begin == std::string::npos) return "";
-  return text.substr(begin, text.find_last_not_of(" \t") - begin + 1);
+  constexpr const char* kBlanks = " \t\r";
+  const size_t begin = std::min(text.find_first_not_of(kBlanks), text.size());
+  return text.substr(begin, text.find_last_not_of(kBlanks) + 1 - begin);
 }
 
 class Csv {
@@ -37,53 +37,37 @@ class Csv {
 
   // The next row that is not empty. Quoted fields may hold anything, line feeds and doubled quotation marks included.
   bool next(std::vector<std::string>* fields) {
-    while (at_ < text_.size()) {
-      read_row(fields);
-      if (fields->size() > 1 || !fields->front().empty()) return true;
-    }
-    return false;
+    do {
+      if (at_ >= text_.size()) return false;
+      row_line_ = line_;
+      fields->clear();
+      do {
+        fields->push_back(read_field());
+      } while (at_ < text_.size() && text_[at_++] == ',');
+    } while (fields->size() == 1 && fields->front().empty());
+    return true;
   }
 
  private:
-  void read_row(std::vector<std::string>* fields) {
-    row_line_ = line_;
-    fields->assign(1, "");
-    for (;;) {
-      read_field(&fields->back());
-      if (at_ >= text_.size()) return;
-      const char end = text_[at_++];
-      if (end == '\n') {
-        ++line_;
-        return;
-      }
-      fields->emplace_back();
-    }
-  }
   // Up to the comma or the line feed that ends it.
-  void read_field(std::string* field) {
+  std::string read_field() {
     const size_t begin = text_.find_first_not_of(" \t", at_);
-    if (begin != std::string::npos && text_[begin] == '"') {
-      at_ = begin + 1;
-      read_quoted(field);
-      const size_t end = std::min(text_.find_first_of(",\n", at_), text_.size());
-      if (text_.find_first_not_of(" \t\r", at_) < end) fail("something follows a closing quotation mark");
-      at_ = end;
-      return;
-    }
+    const bool quoted = begin != std::string::npos && text_[begin] == '"';
+    if (quoted) at_ = begin + 1;
+    const std::string between_marks = quoted ? read_quoted() : "";
     const size_t end = std::min(text_.find_first_of(",\n", at_), text_.size());
-    *field = text_.substr(at_, end - at_);
-    if (!field->empty() && field->back() == '\r') field->pop_back();
-    *field = trimmed(*field);
+    const std::string rest = trimmed(text_.substr(at_, end - at_));
+    if (quoted && !rest.empty()) fail("something follows a closing quotation mark");
     at_ = end;
+    if (at_ < text_.size() && text_[at_] == '\n') ++line_;
+    return quoted ? between_marks : rest;
   }
-  void read_quoted(std::string* field) {
+  std::string read_quoted() {
+    std::string out;
     for (; at_ < text_.size(); ++at_) {
-      if (text_[at_] == '"') {
-        ++at_;
-        if (at_ >= text_.size() || text_[at_] != '"') return;
-      }
+      if (text_[at_] == '"' && (++at_ >= text_.size() || text_[at_] != '"')) return out;
       if (text_[at_] == '\n') ++line_;
-      *field += text_[at_];
+      out += text_[at_];
     }
     fail("a quotation mark is not closed");
   }

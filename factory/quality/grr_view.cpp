@@ -5,6 +5,7 @@
 
 #include "cli/terminal.h"
 #include "files/json_text.h"
+#include "files/numbers.h"
 #include "quality/stats_view.h"
 
 namespace factory::grr {
@@ -16,26 +17,16 @@ using Rows = std::vector<std::vector<std::string>>;
 
 constexpr int kWantedCategories = 5;
 
-Json::Value list() { return {Json::arrayValue}; }
 Json::Value per_cent(const std::optional<double>& share) { return share ? json_number(100 * *share) : Json::Value(); }
 
-Json::Value table_json(const std::vector<AnovaRow>& rows) {
-  Json::Value out = list();
-  for (const AnovaRow& row : rows) {
-    Json::Value& entry = out.append(Json::Value());
-    entry["source"] = row.source;
-    entry["degrees_of_freedom"] = row.degrees;
-    entry["sum_of_squares"] = json_number(row.squares);
-    entry["mean_square"] = json_number(row.mean_square);
-    entry["f"] = optional_number(row.f);
-    entry["p"] = optional_number(row.p);
-  }
-  return out;
-}
-
-Json::Value names_json(const std::vector<std::string>& names) {
-  Json::Value out = list();
-  for (const std::string& name : names) out.append(name);
+Json::Value row_json(const AnovaRow& row) {
+  Json::Value out;
+  out["source"] = row.source;
+  out["degrees_of_freedom"] = row.degrees;
+  out["sum_of_squares"] = json_number(row.squares);
+  out["mean_square"] = json_number(row.mean_square);
+  out["f"] = optional_number(row.f);
+  out["p"] = optional_number(row.p);
   return out;
 }
 
@@ -45,16 +36,15 @@ Json::Value study_json(const Study& study, const Analysis& a) {
   out["unit"] = study.subject.unit;
   out["low"] = optional_number(study.subject.low);
   out["high"] = optional_number(study.subject.high);
-  out["phones"] = names_json(study.phones);
-  out["stations"] = names_json(study.stations);
+  out["phones"] = json_list(study.phones);
+  out["stations"] = json_list(study.stations);
   out["trials"] = study.trials;
   out["mean"] = json_number(a.mean);
-  out["anova"] = table_json(a.full);
+  out["anova"] = json_list(a.full, row_json);
   out["pooled"] = !a.pooled.empty();
-  out["anova_pooled"] = table_json(a.pooled);
-  out["components"] = list();
-  for (const Component* c : a.components()) {
-    Json::Value& entry = out["components"].append(Json::Value());
+  out["anova_pooled"] = json_list(a.pooled, row_json);
+  out["components"] = json_list(a.components(), [&](const Component* c) {
+    Json::Value entry;
     entry["source"] = c->source;
     entry["variance"] = json_number(c->variance);
     entry["contribution_percent"] = per_cent(c->contribution);
@@ -63,7 +53,8 @@ Json::Value study_json(const Study& study, const Analysis& a) {
     entry["study_percent"] = per_cent(c->study);
     entry["tolerance_percent"] = per_cent(c->tolerance);
     entry["was_negative"] = std::count(a.negative.begin(), a.negative.end(), c->source) > 0;
-  }
+    return entry;
+  });
   out["distinct_categories"] = a.categories ? Json::Value(*a.categories) : Json::Value();
   out["judged_by"] = a.by_tolerance ? "tolerance" : "study variation";
   out["judgement"] = judgement_name(a.judgement);
@@ -152,14 +143,13 @@ bool Findings::any_rejected() const {
 Json::Value to_json(const Findings& findings) {
   Json::Value out;
   out["alpha"] = findings.alpha;
-  out["studies"] = list();
-  for (const auto& [study, analysis] : findings.studies) out["studies"].append(study_json(study, analysis));
-  out["skipped"] = list();
-  for (const Skipped& skipped : findings.skipped) {
-    Json::Value& entry = out["skipped"].append(Json::Value());
+  out["studies"] = json_list(findings.studies, [](const auto& found) { return study_json(found.first, found.second); });
+  out["skipped"] = json_list(findings.skipped, [](const Skipped& skipped) {
+    Json::Value entry;
     entry["name"] = skipped.name;
     entry["why"] = skipped.why;
-  }
+    return entry;
+  });
   return store::valid(out);
 }
 

@@ -188,12 +188,12 @@ std::optional<StoredRun> stored_run(Database* database, const std::string& id) {
 
 Json::Value to_json(const std::vector<StoredRun>& runs) {
   Json::Value out;
-  Json::Value& list = out["runs"] = Json::Value(Json::arrayValue);
-  for (const StoredRun& stored : runs) {
-    Json::Value& run = list.append(to_json(stored.run));
+  out["runs"] = json_list(runs, [](const StoredRun& stored) {
+    Json::Value run = to_json(stored.run);
     run["failed_step"] = stored.failed_step;
     run["failed_measurement"] = stored.failed_measurement;
-  }
+    return run;
+  });
   return out;
 }
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "quality/moments.h"
+#include "quality/control_chart.h"
 #include "store/database.h"
 #include "store/filter.h"
 

@@ -1,9 +1,7 @@
 // The page of `sensorcal stats`: looks and chart library are those of a run's page.
 #include <algorithm>
 
-#include "quality/control_chart.h"
 #include "quality/stats_view.h"
-#include "report/assets.h"
 #include "report/html.h"
 
 namespace factory::assets {

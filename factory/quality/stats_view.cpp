@@ -1,17 +1,14 @@
 #include "quality/stats_view.h"
 
 #include <algorithm>
-#include <cstdio>
 
 #include "cli/terminal.h"
 #include "files/json_text.h"
-#include "quality/control_chart.h"
+#include "files/numbers.h"
 #include "store/stored_text.h"
 
 namespace factory::store {
 namespace {
-
-Json::Value list() { return Json::Value(Json::arrayValue); }
 
 Json::Value whole(long long value) { return Json::Value(static_cast<Json::Int64>(value)); }
 
@@ -57,8 +54,7 @@ Json::Value to_json(const ControlChart& chart) {
   out["centre"] = json_number(chart.centre);
   out["sigma_within"] = json_number(chart.sigma);
   out["in_control"] = chart.in_control();
-  out["days"] = list();
-  for (const ChartPoint& point : chart.points) {
+  out["days"] = json_list(chart.points, [](const ChartPoint& point) {
     Json::Value day = to_json(point.values);
     day["day"] = date_text(point.day);
     day["distance"] = json_number(point.distance);
@@ -66,8 +62,8 @@ Json::Value to_json(const ControlChart& chart) {
       day["rule"] = point.rule;
       day["rule_text"] = rule_in_words(point.rule);
     }
-    out["days"].append(day);
-  }
+    return day;
+  });
   return out;
 }
 
@@ -96,16 +92,15 @@ Json::Value to_json(const Characteristic& c) {
   out["cp"] = optional_number(cp(c.all, c.low, c.high));
   out["cpk"] = optional_number(cpk(c.all, c.low, c.high));
   out["drift"] = to_json(control_chart(c.days));
-  out["stations"] = list();
-  for (const auto& [name, days] : c.stations) {
+  out["stations"] = json_list(c.stations, [&](const auto& of_station) {
+    const auto& [name, days] = of_station;
     Json::Value station = to_json(total(days));
     station["station"] = name;
     station["cpk"] = optional_number(cpk(total(days), c.low, c.high));
     station["drift"] = to_json(control_chart(days));
-    out["stations"].append(station);
-  }
-  out["outliers"] = list();
-  for (const Outlier& outlier : c.outliers) out["outliers"].append(to_json(outlier));
+    return station;
+  });
+  out["outliers"] = json_list(c.outliers, [](const Outlier& outlier) { return to_json(outlier); });
   return out;
 }
 
@@ -180,21 +175,18 @@ Json::Value to_json(const Statistics& statistics) {
   Json::Value out;
   out["runs"] = to_json(statistics.runs);
   out["yield"] = to_json(statistics.yield);
-  out["plans"] = list();
+  for (const char* name : {"plans", "stations", "days"}) out[name] = Json::Value(Json::arrayValue);
   for (const auto& [name, yield] : statistics.by_plan) out["plans"].append(to_json(yield))["plan"] = name;
-  out["stations"] = list();
   for (const auto& [name, yield] : statistics.by_station) out["stations"].append(to_json(yield))["station"] = name;
-  out["days"] = list();
   for (const auto& [day, runs] : statistics.by_day) out["days"].append(to_json(runs))["day"] = date_text(day);
-  out["failures"] = list();
-  for (const Failure& failure : statistics.failures) {
-    Json::Value& entry = out["failures"].append(Json::Value());
+  out["failures"] = json_list(statistics.failures, [](const Failure& failure) {
+    Json::Value entry;
     entry["step"] = failure.step;
     entry["measurement"] = failure.measurement;
     entry["runs"] = whole(failure.runs);
-  }
-  out["measurements"] = list();
-  for (const Characteristic& c : statistics.characteristics) out["measurements"].append(to_json(c));
+    return entry;
+  });
+  out["measurements"] = json_list(statistics.characteristics, [](const Characteristic& c) { return to_json(c); });
   return valid(out);
 }
 
@@ -244,12 +236,7 @@ std::string name_of(const Failure& failure) {
   return failure.measurement.empty() ? failure.step : failure.step + ": " + failure.measurement;
 }
 
-std::string short_number(std::optional<double> value) {
-  if (!value) return "-";
-  char text[40];
-  snprintf(text, sizeof text, "%.5g", *value);
-  return text;
-}
+std::string short_number(std::optional<double> value) { return value ? significant(*value, 5) : "-"; }
 
 std::string limits_of(const Characteristic& c) {
   std::string out;

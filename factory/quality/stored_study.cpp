@@ -1,4 +1,5 @@
-#include "quality/stored_study.h"
+// Studies from runs.
+#include "quality/study.h"
 
 #include <limits>
 #include <map>

@@ -56,21 +56,15 @@ void count_units(Database* database, const Filter& filter, Statistics* out) {
 }
 
 void add_counts(record::Outcome verdict, long long runs, long long marginal, long long retried, RunCounts* counts) {
-  switch (verdict) {
-    case record::Outcome::passed:
-      counts->passed += runs;
-      counts->marginal += marginal;
-      counts->retried += retried;
-      break;
-    case record::Outcome::error:
-      counts->errors += runs;
-      break;
-    case record::Outcome::aborted:
-      counts->aborted += runs;
-      break;
-    default:
-      counts->failed += runs;
-  }
+  using record::Outcome;
+  const bool passed = verdict == Outcome::passed;
+  (passed                        ? counts->passed
+   : verdict == Outcome::error   ? counts->errors
+   : verdict == Outcome::aborted ? counts->aborted
+                                 : counts->failed) += runs;
+  if (!passed) return;
+  counts->marginal += marginal;
+  counts->retried += retried;
 }
 
 void count_by_day(Database* database, const Filter& filter, Statistics* out) {

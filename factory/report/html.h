@@ -10,6 +10,13 @@
 #include "record/record.h"
 #include "report/markup.h"
 
+// Files that the build embeds (cmake/EmbedFiles.cmake).
+namespace factory::assets {
+extern const std::string_view report_css;
+extern const std::string_view report_js;
+extern const std::string_view chart_js;
+}  // namespace factory::assets
+
 namespace factory {
 
 // The word with its sign and colour.

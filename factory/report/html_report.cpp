@@ -6,7 +6,6 @@
 #include "files/time_text.h"
 #include "files/words.h"
 #include "record/record_json.h"
-#include "report/assets.h"
 #include "report/html.h"
 #include "report/report.h"
 #include "report/words.h"

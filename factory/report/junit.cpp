@@ -1,7 +1,7 @@
 // JUnit's XML: a step is a test case. Why it failed is in <failure>, every attempt in <system-out>.
 #include <algorithm>
-#include <cstdio>
 
+#include "files/numbers.h"
 #include "files/time_text.h"
 #include "files/whole_file.h"
 #include "report/markup.h"
@@ -12,12 +12,6 @@ namespace factory {
 namespace {
 
 using record::Outcome;
-
-std::string seconds_text(double seconds) {
-  char text[40];
-  snprintf(text, sizeof text, "%.3f", seconds);
-  return text;
-}
 
 template <typename T>
 void append_lines(const std::vector<T>& texts, const char* before, std::string* out) {
@@ -61,7 +55,7 @@ Markup test_case(const std::string& suite, const record::Step& step) {
   return element("testcase",
                  {{"classname", step.group.empty() ? suite : suite + "." + step.group},
                   {"name", std::to_string(step.index) + " " + step_name(step)},
-                  {"time", seconds_text(seconds_of(step))}},
+                  {"time", fixed(seconds_of(step), 3)}},
                  content) +
          Markup::own("\n");
 }
@@ -117,7 +111,7 @@ void write_junit(const record::Run& run, const std::string& file) {
                {"failures", count_of(run, {Outcome::failed})},
                {"errors", count_of(run, {Outcome::aborted, Outcome::error})},
                {"skipped", count_of(run, {Outcome::skipped})},
-               {"time", seconds_text(run.seconds)},
+               {"time", fixed(run.seconds, 3)},
                {"timestamp", iso_time(run.started).substr(0, 19)},  // the form has no fraction and no zone
                {"hostname", run.station}},
               content);

@@ -1,69 +1,35 @@
 #include "report/markup.h"
 
-#include <cstdint>
+#include <algorithm>
+#include <utility>
+
+#include "files/words.h"
 
 namespace factory {
 namespace {
 
 constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
 
-// Lead byte, the bytes that follow it, and the smallest character that may be written that long.
-struct Utf8Form {
-  unsigned char mask, lead;
-  size_t length;
-  uint32_t smallest;
-};
-constexpr Utf8Form kForms[] = {
-    {0x80, 0x00, 1, 0}, {0xE0, 0xC0, 2, 0x80}, {0xF0, 0xE0, 3, 0x800}, {0xF8, 0xF0, 4, 0x10000}};
-
 // What XML 1.0 has as a character. A carriage return is left out: readers turn it into a line feed, or lose it.
 bool is_character(uint32_t c) {
   if (c < 0x20) return c == '\t' || c == '\n';
-  const bool surrogate = c >= 0xD800 && c <= 0xDFFF;
-  return c != 0x7F && !(c >= 0x80 && c <= 0x9F) && !surrogate && c != 0xFFFE && c != 0xFFFF && c <= 0x10FFFF;
+  return c != 0x7F && !(c >= 0x80 && c <= 0x9F) && c != 0xFFFE && c != 0xFFFF;
 }
 
-// Length of the character that the text begins with; 0 when there is none.
-size_t character_length(std::string_view text) {
-  const auto byte = [&](size_t i) { return static_cast<unsigned char>(text[i]); };
-  for (const Utf8Form& form : kForms) {
-    if ((byte(0) & form.mask) != form.lead) continue;
-    if (text.size() < form.length) return 0;
-    uint32_t c = byte(0) & static_cast<unsigned char>(~form.mask);
-    for (size_t i = 1; i < form.length; ++i) {
-      if ((byte(i) & 0xC0) != 0x80) return 0;
-      c = c << 6 | (byte(i) & 0x3FU);
-    }
-    return c >= form.smallest && is_character(c) ? form.length : 0;
-  }
-  return 0;
-}
-
-std::string_view entity(char c) {
-  switch (c) {
-    case '&':
-      return "&amp;";
-    case '<':
-      return "&lt;";
-    case '>':
-      return "&gt;";
-    case '"':
-      return "&quot;";
-    case '\'':
-      return "&#39;";
-    default:
-      return {};
-  }
-}
+constexpr std::pair<char, std::string_view> kEntities[] = {
+    {'&', "&amp;"}, {'<', "&lt;"}, {'>', "&gt;"}, {'"', "&quot;"}, {'\'', "&#39;"}};
 
 std::string escape(std::string_view text) {
   std::string out;
   out.reserve(text.size());
   while (!text.empty()) {
-    const size_t length = character_length(text);
-    const std::string_view special = entity(text[0]);
-    out += length == 0 ? kReplacement : special.empty() ? text.substr(0, length) : special;
-    text.remove_prefix(length == 0 ? 1 : length);
+    uint32_t character = 0;
+    const size_t length = utf8_length(text, &character);
+    const bool good = length > 0 && is_character(character);
+    const auto* const special =
+        std::find_if(std::begin(kEntities), std::end(kEntities), [&](const auto& row) { return row.first == text[0]; });
+    out += !good ? kReplacement : special != std::end(kEntities) ? special->second : text.substr(0, length);
+    text.remove_prefix(good ? length : 1);
   }
   return out;
 }

@@ -1,6 +1,5 @@
 // What all pages are made of.
 #include "files/whole_file.h"
-#include "report/assets.h"
 #include "report/html.h"
 
 namespace factory {

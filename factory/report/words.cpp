@@ -1,9 +1,9 @@
 #include "report/words.h"
 
 #include <cmath>
-#include <cstdio>
 
 #include "files/json_text.h"
+#include "files/numbers.h"
 
 namespace factory {
 namespace {
@@ -19,9 +19,7 @@ std::string number_in_full(double value) { return number_text(json_number(value)
 std::string number_for_people(double value) {
   if (std::isnan(value)) return "not a number";
   if (std::isinf(value)) return value > 0 ? "infinite" : "minus infinite";
-  char digits[40];
-  snprintf(digits, sizeof digits, "%.6g", value);
-  return digits;
+  return significant(value, 6);
 }
 
 std::string numbers_for_people(const std::vector<double>& values) {
@@ -32,13 +30,8 @@ std::string numbers_for_people(const std::vector<double>& values) {
 
 std::string duration(double seconds) {
   if (!std::isfinite(seconds)) return "";
-  char text[64];
-  if (seconds < 120) {
-    snprintf(text, sizeof text, seconds < 10 ? "%.2f s" : "%.1f s", seconds);
-  } else {
-    snprintf(text, sizeof text, "%.0f min %.0f s", std::floor(seconds / 60), std::floor(std::fmod(seconds, 60)));
-  }
-  return text;
+  if (seconds < 120) return fixed(seconds, seconds < 10 ? 2 : 1) + " s";
+  return fixed(std::floor(seconds / 60), 0) + " min " + fixed(std::floor(std::fmod(seconds, 60)), 0) + " s";
 }
 
 double seconds_of(const record::Step& step) {
@@ -60,13 +53,10 @@ std::string value_with_error(const record::Measurement& m) {
   if (!(error > 0) || std::isinf(error)) return with_unit(number_for_people(m.value), m);
   // Three digits of the error, and the value to the same place: what lies beyond is noise.
   const int decimals = 2 - static_cast<int>(std::floor(std::log10(error)));
-  char text[80];
-  if (decimals >= 0 && decimals <= 9 && std::fabs(m.value) < 1e9) {
-    snprintf(text, sizeof text, "%.*f \u00B1 %.*f", decimals, m.value, decimals, error);
-  } else {
-    snprintf(text, sizeof text, "%.6g \u00B1 %.3g", m.value, error);
-  }
-  return with_unit(text, m);
+  const bool short_enough = decimals >= 0 && decimals <= 9 && std::fabs(m.value) < 1e9;
+  return with_unit(short_enough ? fixed(m.value, decimals) + " \u00B1 " + fixed(error, decimals)
+                                : significant(m.value, 6) + " \u00B1 " + significant(error, 3),
+                   m);
 }
 
 std::string limits(const record::Measurement& m) {

@@ -1,12 +1,8 @@
 #include "run/run_progress.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 
-#include "cli/terminal.h"
 #include "sensors/sensor.h"
 
 namespace factory::plan {
@@ -35,11 +31,11 @@ double expected_seconds(const Step& step) {
 
 }  // namespace
 
-RunProgress::RunProgress(const Plan& plan, const LogTap& tap, double speed, bool wanted) : tap_(tap) {
+RunProgress::RunProgress(const Plan& plan, const LogTap& tap, double speed, bool wanted) : tap_(tap), line_(wanted) {
   for (const Block& block : plan.blocks) {
     for (const Step& step : block.steps) seconds_.push_back(expected_seconds(step) / speed);
   }
-  if (!wanted || isatty(STDERR_FILENO) == 0) return;
+  if (!line_.shown()) return;
   thread_ = std::thread([this] {
     while (!done_) {
       show();
@@ -63,10 +59,8 @@ void RunProgress::begin(int index, const std::string& name) {
 
 void RunProgress::pause() {
   const std::lock_guard<std::mutex> lock(mutex_);
-  if (index_ == 0 || !thread_.joinable()) return;
   index_ = 0;
-  fputs("\r\033[K", stderr);
-  fflush(stderr);
+  line_.clear();
 }
 
 double RunProgress::left() const {
@@ -78,18 +72,13 @@ double RunProgress::left() const {
 
 void RunProgress::show() {
   const std::lock_guard<std::mutex> lock(mutex_);
-  const std::unique_lock<std::mutex> own(status_line(), std::try_to_lock);
-  if (index_ == 0 || !own) return;  // a question waits there
+  if (index_ == 0) return;
   const LogTap::Counts counts = tap_.counts();
-  // What is cut on a narrow terminal is the end.
   std::string line = "[" + std::to_string(index_) + "/" + std::to_string(seconds_.size()) + "] about " +
                      std::to_string(static_cast<int>(std::ceil(left()))) + " s left  " + name_ + "  " +
                      std::to_string(counts.events) + " events";
   if (counts.restarts > 0) line += ", restarts: " + std::to_string(counts.restarts);
-  const size_t columns = terminal_columns(STDERR_FILENO);
-  if (columns > 1) line.resize(std::min(line.size(), columns - 1));
-  fprintf(stderr, "\r\033[K%s", line.c_str());
-  fflush(stderr);
+  line_.show(line);
 }
 
 }  // namespace factory::plan

@@ -8,6 +8,7 @@
 #include <string>
 #include <thread>
 
+#include "cli/terminal.h"
 #include "phone/log_tap.h"
 #include "run/plan.h"
 
@@ -30,6 +31,7 @@ class RunProgress {
   double left() const;
 
   const LogTap& tap_;
+  StatusLine line_;
   std::vector<double> seconds_;  // what each step takes without restarts
   std::mutex mutex_;
   int index_ = 0;  // guarded by mutex_, 0: nothing to show; and so are the following

@@ -1,7 +1,8 @@
 #include "store/bulk.h"
 
-#include <charconv>
 #include <sstream>
+
+#include "files/numbers.h"
 
 namespace factory::store {
 
@@ -9,10 +10,7 @@ namespace {
 
 // As the server reads an element of an array.
 std::string element(long long value) { return std::to_string(value); }
-std::string element(double value) {
-  char digits[40];
-  return {digits, std::to_chars(digits, digits + sizeof digits, value).ptr};
-}
+std::string element(double value) { return plain_exactly(value); }
 std::string element(const std::string& value) {
   std::string out = "\"";
   for (const char c : value) {

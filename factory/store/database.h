@@ -6,7 +6,6 @@
 #include <memory>
 #include <string>
 
-#include "store/error.h"
 #include "store/uri.h"
 
 namespace factory::store {

@@ -1,7 +1,7 @@
 #include "store/dictionary.h"
 
 #include "files/json_text.h"
-#include "store/plan_hash.h"
+#include "files/numbers.h"
 #include "store/query.h"
 #include "store/stored_run.h"
 #include "store/stored_text.h"
@@ -12,11 +12,7 @@ namespace {
 std::string text_of(const std::string& text) { return to_stored(text); }
 std::string text_of(int number) { return std::to_string(number); }
 std::string text_of(std::optional<long long> number) { return number ? std::to_string(*number) : ""; }
-std::string text_of(std::optional<double> number) {
-  char digits[40] = "";
-  if (number) snprintf(digits, sizeof digits, "%.17g", *number);
-  return digits;
-}
+std::string text_of(std::optional<double> number) { return number ? significant(*number, 17) : ""; }
 
 // The content as it is, which costs less than its digest. Fields come in one order, numbers have one length, and texts
 // tell theirs: no two contents give the same key.

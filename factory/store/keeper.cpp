@@ -3,7 +3,7 @@
 #include <iostream>
 
 #include "files/app_error.h"
-#include "store/sync.h"
+#include "store/spool.h"
 
 namespace factory::store {
 namespace {

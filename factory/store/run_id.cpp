@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <random>
 
-#include "store/error.h"
+#include "store/uri.h"
 
 namespace factory::store {
 namespace {

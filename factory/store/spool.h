@@ -1,8 +1,9 @@
-// The station's own file: runs that the server does not have yet.
+// The station's own file: runs that the server does not have yet, until they are brought up to it.
 #pragma once
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "record/record.h"
 #include "store/database.h"
@@ -32,5 +33,17 @@ class Spool {
  private:
   Database database_;
 };
+
+struct Brought {
+  int stored = 0;                    // by this call
+  int were_there = 0;                // the server had them: an earlier answer was lost
+  int waiting = 0;                   // still in the spool
+  std::string away;                  // why the server could not be reached, or went away; empty: it did not
+  std::vector<std::string> refused;  // what the server would not take, and why
+};
+
+// Ends early when a run takes the server longer than `patience_s`. A run leaves the spool when the server has said that
+// it has it. Never throws for what the server does.
+Brought bring_up(Spool* spool, const Uri& uri, double patience_s);
 
 }  // namespace factory::store

@@ -21,11 +21,7 @@ namespace {
 int code_of(record::Outcome outcome) { return static_cast<int>(outcome); }
 static_assert(static_cast<int>(record::Outcome::error) == 5 && record::kOutcomes == 6);
 
-Json::Value to_list(const std::vector<std::string>& texts) {
-  Json::Value out(Json::arrayValue);
-  for (const std::string& text : texts) out.append(text);
-  return out;
-}
+Json::Value to_list(const std::vector<std::string>& texts) { return json_list(texts); }
 Json::Value to_list(const std::vector<record::Text>& texts) { return record::to_json(texts); }
 
 template <typename T>

@@ -1,10 +1,10 @@
 #include "store/stored_run.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 
-#include "store/plan_hash.h"
+#include "files/numbers.h"
+#include "store/stored_text.h"
 
 namespace factory::store {
 namespace {
@@ -17,17 +17,16 @@ constexpr double kMin = 1e-100;
 
 }  // namespace
 
+void hash_plan(record::Run* run) {
+  if (run->plan.sha256.empty() && !run->plan.bytes.empty()) run->plan.sha256 = sha256(run->plan.bytes);
+}
+
 Number to_number(double number) {
   Number out;
   const double size = std::abs(number);
   if (size < kMax) out.value = size < kMin ? 0 : number;
   if (size < kMax && (number == 0 || size >= kMin)) return out;
-  if (std::isnan(number)) {
-    out.exact = "nan";  // without a sign
-    return out;
-  }
-  char digits[40];
-  out.exact = std::string(digits, std::to_chars(digits, digits + sizeof digits, number).ptr);
+  out.exact = std::isnan(number) ? "nan" : plain_exactly(number);  // not-a-number without a sign
   return out;
 }
 

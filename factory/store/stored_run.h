@@ -8,6 +8,9 @@
 
 namespace factory::store {
 
+// The plan's SHA-256, by which it is known whatever its file is called, where the record has its bytes and no hash yet.
+void hash_plan(record::Run* run);
+
 // A number as it can be added up, and, where that is not all of it, as it was: "nan", "inf", "1e+200".
 struct Number {
   std::optional<double> value;

@@ -13,6 +13,9 @@ std::string to_stored(std::string_view bytes);
 // The bytes again.
 std::string from_stored(std::string_view text);
 
+// SHA-256 of the bytes, in hex.
+std::string sha256(const std::string& bytes);
+
 // A whole number from 0 that stands for the text in an index: of the same length for any text.
 long long key_of(std::string_view text);
 

@@ -1,9 +1,21 @@
-// Where a store is.
+// Where a store is, and what goes wrong with it, in words for the operator.
 #pragma once
 
+#include <stdexcept>
 #include <string>
 
 namespace factory::store {
+
+class StoreError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+// The server cannot be reached, or went away meanwhile: another time it may work.
+class AwayError : public StoreError {
+ public:
+  using StoreError::StoreError;
+};
 
 struct Uri {
   bool postgresql = false;

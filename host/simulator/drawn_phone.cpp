@@ -13,6 +13,8 @@
 namespace factory {
 namespace {
 
+namespace fs = std::filesystem;
+
 // Those that a run notices at once; others (a silent sensor) keep a station waiting for the run's time limit.
 constexpr const char* kQuickFaults[] = {"enable-refused:", "nan:", "stuck:", "drift:"};
 
@@ -47,15 +49,19 @@ std::optional<DrawnFault> draw_fault(uint64_t seed, double rate, const std::vect
   return DrawnFault{fault, profile, fault};
 }
 
-std::string new_phones_folder() {
-  namespace fs = std::filesystem;
+PhonesFolder::PhonesFolder() {
   constexpr char kInMemory[] = "/dev/shm";
   const bool usable = access(kInMemory, W_OK | X_OK) == 0;
   std::error_code ignored;
   const fs::path place = usable ? fs::path(kInMemory) : fs::temp_directory_path(ignored);
-  std::string name = (place / "sensorcal-XXXXXX").string();
-  if (mkdtemp(name.data()) == nullptr) throw AppError(kUnreachable, name + ": cannot be made");
-  return name;
+  path_ = (place / "sensorcal-XXXXXX").string();
+  if (mkdtemp(path_.data()) == nullptr) throw AppError(kUnreachable, path_ + ": cannot be made");
+}
+
+PhonesFolder::~PhonesFolder() {
+  std::error_code ignored;
+  fs::current_path("/", ignored);  // a run leaves the process in a phone's directory
+  fs::remove_all(path_, ignored);
 }
 
 }  // namespace factory

@@ -20,8 +20,18 @@ struct DrawnFault {
 std::optional<DrawnFault> draw_fault(uint64_t seed, double rate, const std::vector<std::string>& sensors,
                                      const std::string& profile, const std::string& profile_file);
 
-// A new folder, in memory where there is such a file system: a phone writes its hub's store at every change, and would
-// wait for the disk. Throws AppError.
-std::string new_phones_folder();
+// A new folder, gone at the end; in memory where there is such a file system: a phone writes its hub's store at every
+// change, and would wait for the disk. Throws AppError.
+class PhonesFolder {
+ public:
+  PhonesFolder();
+  ~PhonesFolder();
+  PhonesFolder(const PhonesFolder&) = delete;
+  PhonesFolder& operator=(const PhonesFolder&) = delete;
+  const std::string& path() const { return path_; }
+
+ private:
+  std::string path_;
+};
 
 }  // namespace factory

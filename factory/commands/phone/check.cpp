@@ -1,15 +1,14 @@
 // `sensorcal check`: the phone's sensors against the limits that Android publishes.
 #include <algorithm>
-#include <iostream>
 #include <memory>
 #include <optional>
 #include <utility>
 
 #include "check/sensor_check.h"
-#include "cli/status_line.h"
 #include "cli/terminal.h"
 #include "commands/phone/commands.h"
 #include "files/json_text.h"
+#include "files/numbers.h"
 #include "phone/session.h"
 #include "record/exit_code.h"
 #include "sensors/sensor.h"
@@ -27,28 +26,29 @@ struct Arguments {
   std::optional<double> reference_hpa;
 };
 
-void print_json(Session& session, const std::vector<SensorCheck>& done, record::Outcome verdict) {
+Json::Value to_json(Session& session, const std::vector<SensorCheck>& done, record::Outcome verdict) {
   Json::Value out = session.document();
-  Json::Value& sensors = out["sensors"] = Json::Value(Json::arrayValue);
-  for (const SensorCheck& check : done) sensors.append(to_json(check));
+  out["sensors"] = json_list(done, [](const SensorCheck& check) { return to_json(check); });
   out["verdict"] = outcome_name(verdict);
-  print_document("check/2", out);
+  return out;
 }
 
-void print_text(Session& session, const std::vector<SensorCheck>& done, bool passed) {
-  for (const std::string& remark : session.fixture().remarks()) std::cout << "note: " << remark << "\n";
+std::string to_text(Session& session, const std::vector<SensorCheck>& done, bool passed) {
+  std::string out;
+  for (const std::string& remark : session.fixture().remarks()) out += "note: " + remark + "\n";
   std::vector<std::vector<std::string>> rows = {{"sensor", "limit", "measured", "allowed", "section", "result"}};
   for (const SensorCheck& check : done) {
     for (auto& row : table_rows(check)) rows.push_back(std::move(row));
   }
-  std::cout << table(rows) << "\n";
+  out += table(rows) + "\n";
   for (const SensorCheck& check : done) {
-    for (const std::string& line : failures(check)) std::cout << line << "\n";
+    for (const std::string& line : failures(check)) out += line + "\n";
   }
-  std::cout << (session.interrupted() ? bad("interrupted")
-                : passed              ? good("all sensors keep within the limits")
-                                      : bad("not all sensors keep within the limits"))
-            << "\n";
+  return out +
+         (session.interrupted() ? bad("interrupted")
+          : passed              ? good("all sensors keep within the limits")
+                                : bad("not all sensors keep within the limits")) +
+         "\n";
 }
 
 int run(const Options& options, const Arguments& arguments) {
@@ -79,11 +79,7 @@ int run(const Options& options, const Arguments& arguments) {
                           : passed                         ? Outcome::passed
                           : session.sensor_service_there() ? Outcome::failed
                                                            : Outcome::error;
-  if (options.json) {
-    print_json(session, done, verdict);
-  } else {
-    print_text(session, done, passed);
-  }
+  print_result(options.json, "check/2", to_json(session, done, verdict), to_text(session, done, passed));
   return exit_code(verdict, record::delivered("", [&] { session.require_logs(); }));
 }
 

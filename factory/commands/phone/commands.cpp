@@ -1,7 +1,5 @@
 #include "commands/phone/commands.h"
 
-#include "commands/phone/run.h"
-
 namespace factory {
 
 const std::vector<Command>& phone_commands() {

@@ -1,4 +1,4 @@
-// `sensorcal hub send`: any message to the sensor hub by hand.
+// `sensorcal hub send`: any message to the sensor hub by hand; `collect`: one sample from it.
 #include <OemTestMsg.h>
 #include <string.h>
 #include <time.h>
@@ -11,6 +11,7 @@
 #include "commands/phone/commands.h"
 #include "files/json_text.h"
 #include "phone/hub_message.h"
+#include "phone/hub_watch.h"
 #include "phone/session.h"
 #include "record/record_json.h"
 #include "sensors/sensor.h"
@@ -67,7 +68,21 @@ int send(const Options& options, const Message& arguments) {
   return shown.answered ? kPassed : kUnreachable;
 }
 
+int collect(const Options& options) {
+  Session session(options);
+  session.require_ready();
+  HubWatch hub(session);
+  const int value = session.cal().collectData();
+  hub.require("the sample is not known");
+  Json::Value out;
+  out["value"] = value;
+  print_result(options.json, "collect/1", out, "the hub's sample: " + std::to_string(value) + "\n");
+  return kPassed;
+}
+
 }  // namespace
+
+Runner set_up_collect(ArgumentParser /*parser*/) { return collect; }
 
 Runner set_up_hub(ArgumentParser parser) {
   auto message = std::make_shared<Message>();

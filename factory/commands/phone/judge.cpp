@@ -78,26 +78,16 @@ std::vector<Row> read_rows(SensorCalibration& cal, bool* readable) {
   return rows;
 }
 
-Json::Value to_json(const std::vector<Row>& rows) {
+Json::Value to_json(const Row& row) {
   Json::Value out;
-  Json::Value& lines = out["lines"] = Json::Value(Json::arrayValue);
-  const auto texts = [](const std::vector<std::string>& values) {
-    Json::Value list(Json::arrayValue);
-    for (const std::string& value : values) list.append(value);
-    return list;
-  };
-  for (const Row& row : rows) {
-    Json::Value entry;
-    entry["line"] = row.line;
-    entry["text"] = row.text;
-    entry["kept"] = row.kept;
-    if (!row.why.empty()) entry["why"] = row.why;
-    if (row.kept) {
-      entry["keys"] = texts(row.keys);
-      entry["ver"] = texts(row.versions);
-      entry["data"] = texts(row.data);
-    }
-    lines.append(entry);
+  out["line"] = row.line;
+  out["text"] = row.text;
+  out["kept"] = row.kept;
+  if (!row.why.empty()) out["why"] = row.why;
+  if (row.kept) {
+    out["keys"] = json_list(row.keys);
+    out["ver"] = json_list(row.versions);
+    out["data"] = json_list(row.data);
   }
   return out;
 }
@@ -117,7 +107,9 @@ int run(const Options& options) {
   bool readable = false;
   const std::vector<Row> rows = read_rows(session.cal(), &readable);
   if (!readable) throw AppError(kFailed, std::string("the verdict table ") + kTable + " cannot be read");
-  print_result(options.json, "judge/1", to_json(rows), to_text(rows));
+  Json::Value out;
+  out["lines"] = json_list(rows, to_json);
+  print_result(options.json, "judge/1", out, to_text(rows));
   return kPassed;
 }
 

@@ -1,5 +1,4 @@
 // `sensorcal plan check`: what is wrong with plans, without a phone.
-#include <iostream>
 #include <memory>
 
 #include "cli/terminal.h"
@@ -27,6 +26,7 @@ Json::Value to_json(const std::string& file, const std::string& problem) {
 
 int check(const Options& options, const std::vector<std::string>& files) {
   Json::Value out;
+  std::string text;
   bool good = true;
   for (const std::string& file : files) {
     std::vector<std::string> problems;
@@ -37,14 +37,13 @@ int check(const Options& options, const std::vector<std::string>& files) {
     entry["name"] = plan.name;
     entry["steps"] = plan.step_count();
     entry["verdict"] = problems.empty() ? "passed" : "failed";
-    entry["problems"] = Json::Value(Json::arrayValue);
-    for (const std::string& problem : problems) entry["problems"].append(to_json(file, problem));
-    if (options.json) continue;
-    for (const std::string& problem : problems) std::cout << problem << "\n";
-    if (problems.empty()) std::cout << file << ": " << factory::good("good") << ", " << plan.step_count() << " steps\n";
+    entry["problems"] = json_list(problems, [&](const std::string& problem) { return to_json(file, problem); });
+    for (const std::string& problem : problems) text += problem + "\n";
+    if (problems.empty())
+      text += file + ": " + factory::good("good") + ", " + std::to_string(plan.step_count()) + " steps\n";
   }
   out["verdict"] = good ? "passed" : "failed";
-  if (options.json) print_document("plan-check/1", out);
+  print_result(options.json, "plan-check/1", out, text);
   return good ? kPassed : kUsage;
 }
 

@@ -1,4 +1,4 @@
-#include "commands/phone/program.h"
+#include "commands/phone/commands.h"
 
 #include <signal.h>
 #include <unistd.h>

@@ -1,6 +1,5 @@
 // `sensorcal report`: which sensors are calibrated, and why.
 #include <algorithm>
-#include <iostream>
 
 #include "cli/terminal.h"
 #include "commands/phone/commands.h"
@@ -12,48 +11,41 @@
 namespace factory {
 namespace {
 
-void print_json(const Report& report, bool passed) {
+Json::Value to_json(const Report& report, bool passed) {
   Json::Value out;
   out["report"] = report.text;
-  Json::Value& positions = out["positions"] = Json::Value(Json::arrayValue);
-  for (const Verdict& verdict : report.verdicts) {
+  out["positions"] = json_list(report.verdicts, [](const Verdict& verdict) {
     Json::Value entry = sensor_json(verdict.type);
     entry["position"] = verdict.position;
     entry["name"] = verdict.sensor;
     entry["holds"] = verdict.holds;
     entry["calibrated"] = verdict.calibrated;
     entry["why"] = verdict.why;
-    positions.append(entry);
-  }
+    return entry;
+  });
   if (!report.warning.empty()) out["warning"] = report.warning;
   out["verdict"] = !report.warning.empty() ? "error" : passed ? "passed" : "failed";
-  print_document("report/2", out);
+  return out;
 }
 
-void print_text(const Report& report) {
-  std::cout << "report " << bold(report.text) << "\n\n";
+std::string to_text(const Report& report) {
   std::vector<std::vector<std::string>> rows = {{"pos", "sensor", "calibrated", "the hub holds", "why"}};
   for (const Verdict& verdict : report.verdicts) {
-    rows.push_back({std::to_string(verdict.position), verdict.sensor, verdict.calibrated ? good("yes") : bad("no"),
+    rows.push_back({std::to_string(verdict.position), verdict.sensor, verdict.calibrated ? good("yes") : bad("NO"),
                     verdict.holds, verdict.why});
   }
-  std::cout << table(rows);
-  if (!report.warning.empty()) std::cout << bad("warning: ") << report.warning << ": this report means nothing\n";
+  const std::string out = "report " + bold(report.text) + "\n\n" + table(rows);
+  return report.warning.empty() ? out : out + bad("warning: ") + report.warning + ": this report means nothing\n";
 }
 
 int run(const Options& options) {
   Session session(options);
   session.require_ready();
   const Report report = make_report(session);
-  const bool all =
+  const bool passed =
       std::all_of(report.verdicts.begin(), report.verdicts.end(), [](const Verdict& v) { return v.calibrated; });
-  const bool passed = all && report.warning.empty();
-  if (options.json) {
-    print_json(report, passed);
-  } else {
-    print_text(report);
-  }
-  return !report.warning.empty() ? kUnreachable : all ? kPassed : kFailed;
+  print_result(options.json, "report/2", to_json(report, passed), to_text(report));
+  return !report.warning.empty() ? kUnreachable : passed ? kPassed : kFailed;
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
 // `sensorcal run`: runs a plan and hands its record on.
-#include "commands/phone/run.h"
+#include "commands/phone/commands.h"
 
 #include <unistd.h>
 

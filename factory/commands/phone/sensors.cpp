@@ -1,6 +1,4 @@
 // `sensorcal sensors`
-#include <iostream>
-
 #include "cli/terminal.h"
 #include "commands/phone/commands.h"
 #include "files/json_text.h"
@@ -44,25 +42,24 @@ int bound_record(SensorCalibration& cal, const SensorInfo& info) {
   return record.present != 0 && record.info.sensorHandle == info.sensorHandle ? number : -1;
 }
 
-void print_json(Session& session, const std::vector<int>& answers) {
+Json::Value to_json(Session& session, const std::vector<int>& answers) {
   Json::Value out = session.document();
-  Json::Value& list = out["sensors"] = Json::Value(Json::arrayValue);
-  for (const SensorInfo& info : session.cal().sensor_list) {
+  out["sensors"] = json_list(session.cal().sensor_list, [&](const SensorInfo& info) {
     Json::Value entry = sensor_json(static_cast<int>(info.type));
     entry["handle"] = info.sensorHandle;
     const int record = bound_record(session.cal(), info);
     entry["record"] = record < 0 ? Json::Value() : Json::Value(record);
     entry["name"] = info.name.c_str();
     entry["vendor"] = info.vendor.c_str();
-    list.append(entry);
-  }
+    return entry;
+  });
   for (size_t i = 0; i < answers.size(); ++i) out["probes"][kProbes[i].key] = answers[i];
-  print_document("sensors/1", out);
+  return out;
 }
 
-void print_text(Session& session, const std::vector<int>& answers) {
-  for (const auto& [name, value] : session.fixture().facts()) std::cout << faint(name + " ") << value << "  ";
-  std::cout << "\n\n";
+std::string to_text(Session& session, const std::vector<int>& answers) {
+  std::string out;
+  for (const auto& [name, value] : session.fixture().facts()) out += faint(name + " ") + value + "  ";
   std::vector<std::vector<std::string>> rows = {{"handle", "type", "tag", "record", "name", "vendor"}};
   for (const SensorInfo& info : session.cal().sensor_list) {
     const int type = static_cast<int>(info.type);
@@ -71,11 +68,11 @@ void print_text(Session& session, const std::vector<int>& answers) {
     rows.push_back({std::to_string(info.sensorHandle), std::to_string(type), tag == std::to_string(type) ? "-" : tag,
                     record < 0 ? "-" : std::to_string(record), info.name.c_str(), info.vendor.c_str()});
   }
-  std::cout << table(rows) << "\n";
   std::vector<std::vector<std::string>> probes = {{"probe", "answer"}};
   for (size_t i = 0; i < answers.size(); ++i) probes.push_back({kProbes[i].question, answer_text(answers[i])});
-  std::cout << table(probes);
-  for (const std::string& remark : session.fixture().remarks()) std::cout << "note: " << remark << "\n";
+  out += "\n\n" + table(rows) + "\n" + table(probes);
+  for (const std::string& remark : session.fixture().remarks()) out += "note: " + remark + "\n";
+  return out;
 }
 
 int run(const Options& options) {
@@ -83,11 +80,7 @@ int run(const Options& options) {
   session.require_ready();
   std::vector<int> answers;
   for (const Probe& probe : kProbes) answers.push_back((session.cal().*probe.ask)());
-  if (options.json) {
-    print_json(session, answers);
-  } else {
-    print_text(session, answers);
-  }
+  print_result(options.json, "sensors/1", to_json(session, answers), to_text(session, answers));
   return kPassed;
 }
 

@@ -1,7 +1,6 @@
 // `sensorcal get` and `sensorcal set`: the stored values, one by one.
 #include <charconv>
 #include <cmath>
-#include <iostream>
 #include <memory>
 #include <optional>
 
@@ -145,21 +144,17 @@ int set(const Options& options, const Arguments& arguments) {
   const std::optional<bool> holds = read_back(session, value, type, numbers);
   if (value.file == nullptr) hub.require("what it holds now is not known");
   const bool passed = result == 0 && holds.value_or(true);
-  if (options.json) {
-    Json::Value out = sensor_json(type);
-    describe(value, type, {0, numbers}, &out);
-    out["result"] = result;
-    out["read_back"] = holds ? Json::Value(*holds) : Json::Value();
-    out["verdict"] = passed ? "passed" : "failed";
-    print_document("set/1", out);
-  } else {
-    std::cout << tag_of(type) << " " << value.name << "  " << joined(numbers, value.whole_numbers) << " "
-              << value.unit(type) << "  "
-              << (passed        ? good(holds ? "written and read back" : "written")
-                  : result != 0 ? bad("refused, result " + std::to_string(result))
-                                : bad("NOT stored: another value was read back"))
-              << "\n";
-  }
+  Json::Value out = sensor_json(type);
+  describe(value, type, {0, numbers}, &out);
+  out["result"] = result;
+  out["read_back"] = holds ? Json::Value(*holds) : Json::Value();
+  out["verdict"] = passed ? "passed" : "failed";
+  const std::string came_of_it = passed        ? good(holds ? "written and read back" : "written")
+                                 : result != 0 ? bad("refused, result " + std::to_string(result))
+                                               : bad("NOT stored: another value was read back");
+  print_result(options.json, "set/1", out,
+               tag_of(type) + " " + value.name + "  " + joined(numbers, value.whole_numbers) + " " + value.unit(type) +
+                   "  " + came_of_it + "\n");
   return passed ? kPassed : kFailed;
 }
 

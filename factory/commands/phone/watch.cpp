@@ -14,6 +14,7 @@
 #include "cli/terminal.h"
 #include "commands/phone/commands.h"
 #include "files/json_text.h"
+#include "files/numbers.h"
 #include "phone/session.h"
 #include "record/exit_code.h"
 #include "run/calibration.h"

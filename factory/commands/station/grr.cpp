@@ -1,11 +1,10 @@
 // `sensorcal grr`: how well stations repeat themselves and each other, from a file or a store.
-#include "commands/station/grr.h"
+#include "commands/station/stored_runs.h"
 
 #include <filesystem>
 #include <memory>
 
 #include "commands/station/commands.h"
-#include "commands/station/stored_runs.h"
 #include "files/json_text.h"
 #include "store/keeper.h"
 
@@ -40,13 +39,6 @@ grr::Findings from_series(const grr::SeriesOfRuns& runs, const GrrArguments& a) 
   return out;
 }
 
-grr::SeriesOfRuns from_store(const CommonOptions& options, GrrArguments a) {
-  if (!a.since.empty()) a.filter.since_ms = store::parse_time_ms(a.since);
-  if (!a.until.empty()) a.filter.until_ms = store::parse_time_ms(a.until);
-  a.filter.profile = options.profile;
-  return guarded([&] { return grr::stored_series(opened_store(a.uri).get(), a.filter); });
-}
-
 int tell(const grr::Findings& findings, const CommonOptions& options, const GrrArguments& a) {
   print_result(options.json, "grr/1", to_json(findings),
                to_text(findings, a.full) + (findings.studies.empty() ? "no study\n" : ""));
@@ -64,9 +56,7 @@ void require_consistent(const GrrArguments& a, bool made) {
   if (limits && a.file.empty())
     throw AppError(kUsage, "grr: --low, --high and --unit go with a file; runs have their own");
   if (a.low && a.high && *a.low >= *a.high) throw AppError(kUsage, "grr: --low is not below --high");
-  const store::Filter& f = a.filter;
-  const bool filters = !(a.since + a.until + f.station + f.plan + f.version).empty();
-  if (filters && (made || !a.file.empty()))
+  if (a.runs.any() && (made || !a.file.empty()))
     throw AppError(kUsage, "grr: --since, --until, --station, --plan and --app-version choose stored runs only");
 }
 
@@ -74,7 +64,8 @@ int run_grr(const CommonOptions& options, const GrrArguments& a) {
   require_consistent(a, false);
   if (!a.file.empty()) return tell(from_file(a), options, a);
   if (a.uri.empty()) throw AppError(kUsage, "grr: wanted: a file or --store");
-  return tell_grr(from_store(options, a), options, a);
+  const store::Filter filter = a.runs.of(options.profile);
+  return tell_grr(guarded([&] { return grr::stored_series(opened_store(a.uri).get(), filter); }), options, a);
 }
 
 void add_grr_options(ArgumentParser parser, GrrArguments* arguments) {
@@ -84,12 +75,7 @@ void add_grr_options(ArgumentParser parser, GrrArguments* arguments) {
   parser.add_option("--high", a.high, "the value's upper limit, with a file");
   parser.add_option("--unit", a.unit, "the value's unit, with a file");
   parser.add_option("--store", a.uri, "runs of a store instead of a file", {.envname = "SENSORCAL_STORE"});
-  parser.add_option("--since", a.since, "runs from this time on: YYYY-MM-DD or YYYY-MM-DDTHH:MM[:SS], UTC");
-  parser.add_option("--until", a.until, "runs before this time");
-  parser.add_option("--station", a.filter.station, "runs of one station");
-  parser.add_option("--plan", a.filter.plan, "runs of the plan of this name");
-  parser.add_option("--app-version", a.filter.version, "runs by one version of sensorcal");
-  parser.add_option("--measurement", a.filter.measurement, "measurements of this name only");
+  a.runs.add_options(parser);
   parser.add_option("--alpha", a.alpha, "an interaction whose p is above this counts as repeatability",
                     {.shows_default = true, .low = 0, .high = 1});
   parser.add_flag("--full", a.full, "the whole analysis of each measurement");

@@ -8,8 +8,8 @@
 #include "record/exit_code.h"
 #include "report/report.h"
 #include "store/keeper.h"
-#include "store/plan_hash.h"
 #include "store/run_id.h"
+#include "store/stored_run.h"
 
 namespace factory {
 namespace {

@@ -9,7 +9,7 @@
 #include "files/json_text.h"
 #include "quality/stats_view.h"
 #include "store/keeper.h"
-#include "store/sync.h"
+#include "store/spool.h"
 
 namespace factory {
 namespace {
@@ -17,36 +17,32 @@ namespace {
 constexpr const char* kStoreHelp = "the store: a file, sqlite:FILE or postgresql://...";
 
 struct Arguments {
-  std::string uri, spool, since, until, html, serial, run;
-  store::Filter filter;
+  std::string uri, spool, html, serial, run;
+  ChosenRuns runs;
   double outlier_sigmas = store::kOutlierSigmas;
   int limit = 0;
   bool full = false;
 };
 
-std::string question_of(const Arguments& a) {
+std::string question_of(const store::Filter& filter, const ChosenRuns& runs) {
   std::string out = "Runs";
-  const std::pair<const char*, const std::string*> parts[] = {{" of plan ", &a.filter.plan},
-                                                              {" at station ", &a.filter.station},
-                                                              {" of profile ", &a.filter.profile},
-                                                              {" by version ", &a.filter.version},
-                                                              {" from ", &a.since},
-                                                              {" until ", &a.until}};
+  const std::pair<const char*, const std::string&> parts[] = {
+      {" of plan ", filter.plan},       {" at station ", filter.station}, {" of profile ", filter.profile},
+      {" by version ", filter.version}, {" from ", runs.since},           {" until ", runs.until}};
   for (const auto& [word, value] : parts) {
-    if (!value->empty()) out += word + store::shown(*value);
+    if (!value.empty()) out += word + store::shown(value);
   }
   return out;
 }
 
-int stats(const CommonOptions& options, Arguments a) {
-  if (!a.since.empty()) a.filter.since_ms = store::parse_time_ms(a.since);
-  if (!a.until.empty()) a.filter.until_ms = store::parse_time_ms(a.until);
-  a.filter.profile = options.profile;
+int stats(const CommonOptions& options, const Arguments& a) {
+  const store::Filter filter = a.runs.of(options.profile);
+  const std::string question = question_of(filter, a.runs);
   return guarded([&] {
     const auto database = opened_store(a.uri);
-    const store::Statistics found = statistics(database.get(), a.filter, a.outlier_sigmas);
-    print_result(options.json, "stats/1", to_json(found), to_text(found, question_of(a)));
-    if (!a.html.empty()) write_page(found, question_of(a), a.html);
+    const store::Statistics found = statistics(database.get(), filter, a.outlier_sigmas);
+    print_result(options.json, "stats/1", to_json(found), to_text(found, question));
+    if (!a.html.empty()) write_page(found, question, a.html);
     return kPassed;
   });
 }
@@ -99,12 +95,7 @@ void add_store(ArgumentParser parser, Arguments* arguments) {
 StationRunner set_up_stats(ArgumentParser parser) {
   auto arguments = std::make_shared<Arguments>();
   add_store(parser, arguments.get());
-  parser.add_option("--since", arguments->since, "runs from this time on: YYYY-MM-DD or YYYY-MM-DDTHH:MM[:SS], UTC");
-  parser.add_option("--until", arguments->until, "runs before this time");
-  parser.add_option("--station", arguments->filter.station, "runs of one station");
-  parser.add_option("--plan", arguments->filter.plan, "runs of the plan of this name");
-  parser.add_option("--app-version", arguments->filter.version, "runs by one version of sensorcal");
-  parser.add_option("--measurement", arguments->filter.measurement, "measurements of this name only");
+  arguments->runs.add_options(parser);
   parser.add_option("--outliers", arguments->outlier_sigmas, "sigmas from the mean at which a value is an outlier",
                     {.shows_default = true, .low = 0, .above = true});
   parser.add_option("--html", arguments->html, "writes the page with charts to a file");

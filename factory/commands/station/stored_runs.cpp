@@ -20,6 +20,23 @@ std::unique_ptr<store::Database> opened_store(const std::string& uri) {
   return database;
 }
 
+void ChosenRuns::add_options(ArgumentParser parser) {
+  parser.add_option("--since", since, "runs from this time on: YYYY-MM-DD or YYYY-MM-DDTHH:MM[:SS], UTC");
+  parser.add_option("--until", until, "runs before this time");
+  parser.add_option("--station", filter.station, "runs of one station");
+  parser.add_option("--plan", filter.plan, "runs of the plan of this name");
+  parser.add_option("--app-version", filter.version, "runs by one version of sensorcal");
+  parser.add_option("--measurement", filter.measurement, "measurements of this name only");
+}
+
+store::Filter ChosenRuns::of(const std::string& profile) const {
+  store::Filter out = filter;
+  if (!since.empty()) out.since_ms = store::parse_time_ms(since);
+  if (!until.empty()) out.until_ms = store::parse_time_ms(until);
+  out.profile = profile;
+  return out;
+}
+
 std::string run_text(const record::Run& run, bool full) {
   std::string out = iso_time(run.started) + "  " + headline_text(run.outcome) + (run.marginal() ? " marginal" : "") +
                     "  " + shown(run.plan.name) + "  station " + shown(run.station) + "  " + shown(run.id) + "\n";

@@ -2,10 +2,14 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 
+#include "cli/command.h"
 #include "files/app_error.h"
+#include "quality/grr_view.h"
 #include "quality/history.h"
+#include "store/filter.h"
 
 namespace factory {
 
@@ -23,7 +27,37 @@ auto guarded(Work work) {
 
 std::unique_ptr<store::Database> opened_store(const std::string& uri);
 
+// Which stored runs are meant, as the command line says it.
+struct ChosenRuns {
+  std::string since, until;
+  store::Filter filter;
+
+  void add_options(ArgumentParser parser);
+  bool any() const { return !(since + until + filter.station + filter.plan + filter.version).empty(); }
+  // With the times read, and of one profile. Throws AppError.
+  store::Filter of(const std::string& profile) const;
+};
+
 // A run's verdict, and what steps came to; with `full` also those that passed at once.
 std::string run_text(const record::Run& run, bool full);
+
+// What a study of stations takes and tells, wherever its runs come from.
+struct GrrArguments {
+  std::string file, uri, unit;
+  ChosenRuns runs;
+  std::optional<double> low, high;
+  double alpha = grr::kUsualAlpha;
+  bool full = false;
+};
+
+void add_grr_options(ArgumentParser parser, GrrArguments* arguments);
+
+// Throws AppError where arguments do not go together. `made`: the runs are made for the study.
+void require_consistent(const GrrArguments& arguments, bool made);
+
+// From the file or the store that is asked for. Throws AppError. Returns the exit code, as tell_grr() does.
+int run_grr(const CommonOptions& options, const GrrArguments& arguments);
+
+int tell_grr(const grr::SeriesOfRuns& runs, const CommonOptions& options, const GrrArguments& arguments);
 
 }  // namespace factory

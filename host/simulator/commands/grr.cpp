@@ -1,10 +1,9 @@
 // `sensorcal grr --run`: a study of stations from runs that are made for it.
 #include <chrono>
-#include <filesystem>
 #include <memory>
 
 #include "commands/phone/commands.h"
-#include "commands/station/grr.h"
+#include "commands/station/stored_runs.h"
 #include "line/phone_run.h"
 #include "simulator/drawn_phone.h"
 #include "store/keeper.h"
@@ -13,83 +12,49 @@
 namespace factory {
 namespace {
 
-namespace fs = std::filesystem;
-
 struct Arguments : GrrArguments {
   std::string run;
   int phones = 10, stations = 3, trials = 3;
 };
 
-// Every phone is at every station in every round, as in a real study; its station's fixture is off by what is drawn for
-// the station. A phone keeps what the run before has left in it.
-class StudyRuns {
- public:
-  StudyRuns(const Options& options, const Arguments& a)
-      : a_(a),
-        plan_(plan::load_plan(a.run)),
-        profile_(line::absolute_profile(options.profile)),
-        seed_(options.seed.value_or(1)),
-        folder_(new_phones_folder()) {
-    if (!a.uri.empty()) keeper_ = std::make_unique<store::Keeper>(a.uri, "", false);
-  }
-  ~StudyRuns() {
-    std::error_code ignored;
-    fs::current_path("/", ignored);
-    fs::remove_all(folder_, ignored);
-  }
-  StudyRuns(const StudyRuns&) = delete;
-  StudyRuns& operator=(const StudyRuns&) = delete;
+// One phone at one station, whose fixture is off by what is drawn for the station. The phone keeps what the run before
+// has left in it. False: interrupted.
+bool run(const plan::Plan& plan, line::PhoneJob job, store::Keeper* keeper, std::vector<record::Run>* runs) {
+  job.serial = line::serial_of(job.seed);
+  line::PhoneRun done = run_phone(plan, job);
+  if (done.interrupted) return false;
+  done.record.id = store::make_run_id(std::chrono::system_clock::now());
+  if (keeper != nullptr) keeper->keep(done.record);
+  runs->push_back(std::move(done.record));
+  return true;
+}
 
-  // False: interrupted.
-  bool go() {
-    for (int trial = 0; trial < a_.trials; ++trial) {
-      for (int station = 0; station < a_.stations; ++station) {
-        for (int phone = 0; phone < a_.phones; ++phone) {
-          if (!run(phone, station)) return false;
-        }
-      }
-    }
-    return true;
-  }
-  void bring_up() {
-    if (keeper_) (void)keeper_->bring_up("");
-  }
-  grr::SeriesOfRuns series() const { return grr::series_of(runs_, a_.filter.measurement); }
-
- private:
-  bool run(int phone, int station) {
-    line::PhoneJob job;
-    job.seed = seed_ + static_cast<uint64_t>(phone);
-    job.directory = folder_ + "/" + std::to_string(phone);
-    job.profile = profile_;
-    job.serial = line::serial_of(job.seed);
-    job.station = line::station_name(station);
-    job.station_seed = line::station_seed(seed_, station);
-    line::PhoneRun done = run_phone(plan_, job);
-    if (done.interrupted) return false;
-    done.record.id = store::make_run_id(std::chrono::system_clock::now());
-    if (keeper_) keeper_->keep(done.record);
-    runs_.push_back(std::move(done.record));
-    return true;
-  }
-
-  const Arguments a_;
-  const plan::Plan plan_;
-  const std::string profile_;
-  const uint64_t seed_;
-  const std::string folder_;
-  std::unique_ptr<store::Keeper> keeper_;
-  std::vector<record::Run> runs_;
-};
-
+// Every phone is at every station in every round, as in a real study.
 int run_study(const Options& options, const Arguments& a) {
   require_consistent(a, true);
   if (!a.file.empty()) throw AppError(kUsage, "grr: a file, or --run and a plan, not both");
   line::require_drawn(options, "grr --run");
-  StudyRuns runs(options, a);
-  if (!runs.go()) return kInterrupted;
-  const int code = tell_grr(runs.series(), options, a);
-  runs.bring_up();
+  const plan::Plan plan = plan::load_plan(a.run);
+  const std::string profile = line::absolute_profile(options.profile);
+  const uint64_t seed = options.seed.value_or(1);
+  const PhonesFolder folder;
+  const auto keeper = a.uri.empty() ? nullptr : std::make_unique<store::Keeper>(a.uri, "", false);
+  std::vector<record::Run> runs;
+  for (int trial = 0; trial < a.trials; ++trial) {
+    for (int station = 0; station < a.stations; ++station) {
+      for (int phone = 0; phone < a.phones; ++phone) {
+        line::PhoneJob job;
+        job.seed = seed + static_cast<uint64_t>(phone);
+        job.directory = folder.path() + "/" + std::to_string(phone);
+        job.profile = profile;
+        job.station = line::station_name(station);
+        job.station_seed = line::station_seed(seed, station);
+        if (!run(plan, job, keeper.get(), &runs)) return kInterrupted;
+      }
+    }
+  }
+  const int code = tell_grr(grr::series_of(runs, a.runs.filter.measurement), options, a);
+  if (keeper) (void)keeper->bring_up("");
   return code;
 }
 

@@ -8,10 +8,10 @@
 #include <iostream>
 #include <memory>
 
-#include "cli/status_line.h"
 #include "cli/terminal.h"
 #include "commands/phone/commands.h"
 #include "files/json_text.h"
+#include "files/numbers.h"
 #include "line/phone_run.h"
 #include "line/worker_pool.h"
 #include "record/exit_code.h"
@@ -42,22 +42,6 @@ void watch_for_interrupts() {
   action.sa_handler = on_interrupt;
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaction(signal, &action, nullptr);
 }
-
-// The folder of the phones, gone at the end.
-class PhonesFolder {
- public:
-  PhonesFolder() : path_(new_phones_folder()) {}
-  ~PhonesFolder() {
-    std::error_code ignored;
-    fs::remove_all(path_, ignored);
-  }
-  PhonesFolder(const PhonesFolder&) = delete;
-  PhonesFolder& operator=(const PhonesFolder&) = delete;
-  const std::string& path() const { return path_; }
-
- private:
-  const std::string path_;
-};
 
 // What is wrong with a store shows before a phone is run. A server may be away: then runs wait.
 void try_store(const store::Uri& uri) {

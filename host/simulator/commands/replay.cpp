@@ -5,7 +5,7 @@
 #include <iostream>
 #include <memory>
 
-#include "commands/phone/run.h"
+#include "commands/phone/commands.h"
 #include "commands/station/sinks.h"
 #include "simulator/recording.h"
 

@@ -3,7 +3,7 @@
 #include <chrono>
 #include <iostream>
 
-#include "store/sync.h"
+#include "store/spool.h"
 
 namespace factory::line {
 namespace {

@@ -1,5 +1,4 @@
 // Runs wait at the station and come up once, whatever ends in between.
-#include "store/sync.h"
 
 #include <gtest/gtest.h>
 #include <signal.h>
