@@ -1,7 +1,10 @@
-// Numbers as texts; "nan" and "inf" as they are.
+// Numbers as texts, and back; "nan" and "inf" as they are.
 #pragma once
 
+#include <charconv>
+#include <optional>
 #include <string>
+#include <string_view>
 
 namespace factory {
 
@@ -15,5 +18,14 @@ std::string plain(double value);
 // In the fewest digits that give it back.
 std::string plain_exactly(double value);
 std::string plain_exactly(float value);
+
+// The number that a text is to its end; nothing where it is none, or does not fit.
+template <typename Number>
+std::optional<Number> read_number(std::string_view text) {
+  Number number{};
+  const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (error != std::errc() || stop != text.data() + text.size()) return {};
+  return number;
+}
 
 }  // namespace factory

@@ -78,51 +78,50 @@ Markup why(const record::Run& run) {
                               std::string("why ") + outcome_name(run.outcome));
 }
 
-class Facts {
- public:
-  void add(const char* name, const std::string& value, const char* css_class = "") {
-    if (value.empty()) return;
-    rows_ += element("div", {{"class", css_class}}, element("dt", name) + element("dd", value));
-  }
-  void add_all(const std::map<std::string, std::string>& texts) {
-    for (const auto& [name, value] : texts) add(name.c_str(), value, value.size() > 30 ? "code wide" : "code");
-  }
-  Markup markup() const { return rows_.empty() ? rows_ : element("dl", {{"class", "facts"}}, rows_); }
-
- private:
-  Markup rows_;
+struct Fact {
+  std::string name, value;
+  const char* css_class = "";
 };
 
-std::string time_for_people(std::string time) {
-  if (time.size() > 10 && time[10] == 'T') time[10] = ' ';
-  if (!time.empty() && time.back() == 'Z') time.replace(time.size() - 1, 1, " UTC");
-  return time;
+Markup list_of(const std::vector<Fact>& facts) {
+  Markup rows;
+  for (const Fact& fact : facts) {
+    if (fact.value.empty()) continue;
+    rows += element("div", {{"class", fact.css_class}}, element("dt", fact.name) + element("dd", fact.value));
+  }
+  return rows.empty() ? rows : element("dl", {{"class", "facts"}}, rows);
+}
+
+std::string time_for_people(record::Clock::time_point time) {
+  std::string out = iso_time(time);
+  out.replace(out.find('T'), 1, " ");
+  return out.replace(out.find('Z'), 1, " UTC");
 }
 
 Markup facts(const record::Run& run) {
-  Facts facts;
-  facts.add("Serial number", run.serial);
-  facts.add("Lot", run.lot);
-  facts.add("Repeats run", run.retest_of);
-  facts.add("Station", run.station);
-  facts.add("Operator", run.operator_name);
-  facts.add("Started", time_for_people(iso_time(run.started)));
-  facts.add("Ended", time_for_people(iso_time(run.ended())));
-  facts.add("Duration", duration(run.seconds));
-  facts.add("Plan", run.plan.name);
-  facts.add("Plan version", run.plan.version);
-  facts.add("Plan file", run.plan.file);
-  facts.add("Plan hash (SHA-256)", run.plan.sha256, "code wide");
-  facts.add("Application", run.application.version);
-  facts.add("Its build", run.application.build_id, "code");
-  facts.add("Library", run.library.version);
-  facts.add("Its build", run.library.build_id, "code");
-  facts.add("Profile", run.phone.fact("profile"));
-  facts.add("Seed", run.phone.fact("seed"));
-  facts.add("Directory", run.phone.fact("directory"));
-  Facts properties;
-  properties.add_all(run.phone.properties);
-  return facts.markup() + properties.markup();
+  std::vector<Fact> properties;
+  for (const auto& [name, value] : run.phone.properties)
+    properties.push_back({name, value, value.size() > 30 ? "code wide" : "code"});
+  return list_of({{"Serial number", run.serial},
+                  {"Lot", run.lot},
+                  {"Repeats run", run.retest_of},
+                  {"Station", run.station},
+                  {"Operator", run.operator_name},
+                  {"Started", time_for_people(run.started)},
+                  {"Ended", time_for_people(run.ended())},
+                  {"Duration", duration(run.seconds)},
+                  {"Plan", run.plan.name},
+                  {"Plan version", run.plan.version},
+                  {"Plan file", run.plan.file},
+                  {"Plan hash (SHA-256)", run.plan.sha256, "code wide"},
+                  {"Application", run.application.version},
+                  {"Its build", run.application.build_id, "code"},
+                  {"Library", run.library.version},
+                  {"Its build", run.library.build_id, "code"},
+                  {"Profile", run.phone.fact("profile")},
+                  {"Seed", run.phone.fact("seed")},
+                  {"Directory", run.phone.fact("directory")}}) +
+         list_of(properties);
 }
 
 Markup summary(const record::Run& run) {

@@ -4,6 +4,7 @@
 
 #include "files/json_text.h"
 #include "files/numbers.h"
+#include "files/words.h"
 
 namespace factory {
 namespace {
@@ -68,12 +69,11 @@ std::string limits(const record::Measurement& m) {
 
 std::string restarts_by_cause(const record::Attempt& attempt) {
   constexpr const char* kWords[] = {"variance", "no variance at all", "bias"};
-  std::string out;
+  std::vector<std::string> out;
   for (int i = 0; i < record::kCauses; ++i) {
-    if (attempt.restarts[i] <= 0) continue;
-    out += (out.empty() ? "" : ", ") + std::to_string(attempt.restarts[i]) + " for " + kWords[i];
+    if (attempt.restarts[i] > 0) out.push_back(std::to_string(attempt.restarts[i]) + " for " + kWords[i]);
   }
-  return out;
+  return joined(out, ", ");
 }
 
 std::string restart_in_words(const record::Restart& restart) {

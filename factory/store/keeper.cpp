@@ -43,11 +43,8 @@ bool Keeper::bring_up(const std::string& id) {
   bool taken = true;
   try {
     const Brought brought = store::bring_up(&*spool_, uri_, kPatienceSeconds);
-    for (const std::string& refused : brought.refused) {
-      std::cerr << "sensorcal: not stored: " << refused << "\n";
-      taken &= refused.rfind(id, 0) != 0;
-    }
-    if (!brought.away.empty()) std::cerr << "sensorcal: " << brought.away << "\n";
+    tell_problems(brought);
+    for (const std::string& refused : brought.refused) taken &= !refused.starts_with(id);
     if (brought.waiting > 0) {
       std::cerr << "sensorcal: " << count_of_runs(brought.waiting) << (brought.waiting == 1 ? " waits" : " wait")
                 << " in " << spool_->file() << " for the next run or `sensorcal sync`\n";
@@ -56,6 +53,11 @@ bool Keeper::bring_up(const std::string& id) {
     std::cerr << "sensorcal: " << error.what() << "\n";
   }
   return taken;
+}
+
+void tell_problems(const Brought& brought) {
+  for (const std::string& refused : brought.refused) std::cerr << "sensorcal: not stored: " << refused << "\n";
+  if (!brought.away.empty()) std::cerr << "sensorcal: " << brought.away << "\n";
 }
 
 std::string count_of_runs(int count) { return std::to_string(count) + (count == 1 ? " run" : " runs"); }

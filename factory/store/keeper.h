@@ -32,6 +32,9 @@ class Keeper {
   std::optional<Spool> spool_;
 };
 
+// On standard error: runs that the server would not take, and why it is away.
+void tell_problems(const Brought& brought);
+
 // "2 runs".
 std::string count_of_runs(int count);
 

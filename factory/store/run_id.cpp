@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <random>
+#include <regex>
 
 #include "store/uri.h"
 
@@ -13,13 +14,8 @@ constexpr size_t kLength = 36;
 constexpr int64_t kMsMax = (int64_t{1} << 48) - 1;
 
 bool well_formed(const std::string& id) {
-  if (id.size() != kLength || id[14] != '7') return false;
-  for (size_t i = 0; i < kLength; ++i) {
-    const bool dash = i == 8 || i == 13 || i == 18 || i == 23;
-    const bool hex = (id[i] >= '0' && id[i] <= '9') || (id[i] >= 'a' && id[i] <= 'f');
-    if (dash ? id[i] != '-' : !hex) return false;
-  }
-  return true;
+  static const std::regex kForm("[0-9a-f]{8}-[0-9a-f]{4}-7[0-9a-f]{3}-[0-9a-f]{4}-[0-9a-f]{12}");
+  return std::regex_match(id, kForm);
 }
 
 }  // namespace

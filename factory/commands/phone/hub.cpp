@@ -5,11 +5,12 @@
 
 #include <algorithm>
 
-#include <charconv>
+#include <bit>
 #include <memory>
 
 #include "commands/phone/commands.h"
 #include "files/json_text.h"
+#include "files/numbers.h"
 #include "phone/hub_message.h"
 #include "phone/hub_watch.h"
 #include "phone/session.h"
@@ -27,19 +28,13 @@ struct Message {
 
 // "12" is an integer; "12.0", "1e-3" and "0.5f" are floats; "nan" too.
 int32_t parse_word(const std::string& text) {
-  int32_t integer = 0;
-  const char* end = text.data() + text.size();
-  const auto whole = std::from_chars(text.data(), end, integer);
-  if (whole.ec == std::errc() && whole.ptr == end) return integer;
-  if (!text.empty() && text.back() == 'f' && text != "inf" && text != "-inf") --end;
-  float number = 0;
-  const auto real = std::from_chars(text.data(), end, number);
-  const bool too_large = whole.ec == std::errc::result_out_of_range && whole.ptr == text.data() + text.size();
-  if (too_large || real.ec != std::errc() || real.ptr != end) {
+  if (const auto integer = read_number<int32_t>(text)) return *integer;
+  const bool too_large = text.find_first_not_of("-0123456789") == std::string::npos;
+  const bool marked = text.ends_with('f') && text != "inf" && text != "-inf";
+  const auto number = read_number<float>(text.substr(0, text.size() - (marked ? 1 : 0)));
+  if (too_large || !number)
     throw AppError(kUsage, "word " + text + ": give an integer of 32 bits (12), or a float (12.0, 12f)");
-  }
-  memcpy(&integer, &number, sizeof integer);
-  return integer;
+  return std::bit_cast<int32_t>(*number);
 }
 
 int send(const Options& options, const Message& arguments) {

@@ -1,5 +1,4 @@
 // `sensorcal get` and `sensorcal set`: the stored values, one by one.
-#include <charconv>
 #include <cmath>
 #include <memory>
 #include <optional>
@@ -7,6 +6,7 @@
 #include "cli/terminal.h"
 #include "commands/phone/commands.h"
 #include "files/json_text.h"
+#include "files/numbers.h"
 #include "files/words.h"
 #include "phone/hub_watch.h"
 #include "phone/session.h"
@@ -106,16 +106,13 @@ std::vector<double> parse_numbers(const StoredValue& value, const std::vector<st
   }
   std::vector<double> out;
   for (const std::string& text : texts) {
-    double number = 0;
-    const char* end = text.data() + text.size();
-    const auto parsed = std::from_chars(text.data(), end, number);
-    const bool fits = parsed.ec == std::errc() && parsed.ptr == end && std::isfinite(static_cast<float>(number));
-    const bool whole = !value.whole_numbers || (std::trunc(number) == number && std::fabs(number) <= INT32_MAX);
-    if (!fits || !whole) {
+    const auto number = read_number<double>(text);
+    const bool fits = number && std::isfinite(static_cast<float>(*number));
+    if (!fits || (value.whole_numbers && (std::trunc(*number) != *number || std::fabs(*number) > INT32_MAX))) {
       throw AppError(kUsage, std::string(value.name) + ": " + text + " is no " +
                                  (value.whole_numbers ? "whole number of 32 bits" : "number"));
     }
-    out.push_back(number);
+    out.push_back(*number);
   }
   return out;
 }

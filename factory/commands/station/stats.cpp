@@ -73,8 +73,7 @@ int sync(const CommonOptions& options, const Arguments& a) {
     const store::Uri uri = store::parse_uri(a.uri);
     store::Spool spool(a.spool.empty() ? store::default_spool() : store::parse_uri("sqlite:" + a.spool).place);
     const store::Brought brought = bring_up(&spool, uri, kPatienceSeconds);
-    for (const std::string& refused : brought.refused) std::cerr << "sensorcal: not stored: " << refused << "\n";
-    if (!brought.away.empty()) std::cerr << "sensorcal: " << brought.away << "\n";
+    tell_problems(brought);
     Json::Value out;
     out["stored"] = brought.stored;
     out["were_there"] = brought.were_there;
