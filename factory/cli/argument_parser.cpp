@@ -97,13 +97,27 @@ void tell(CLI::Option* option, const std::string& name, const Argument& about) {
   if (!about.one_of.empty()) option->check(word_check(name, about.one_of));
 }
 
+// A shell's variable that is not set would be no text, and what was asked for left out without a word.
+CLI::Validator text_check(const std::string& name) {
+  return CLI::Validator(
+      [name](const std::string& text) {
+        if (text.empty()) throw AppError(kUsage, name + ": the text is empty: give one, or leave " + name + " out");
+        return std::string();
+      },
+      "");
+}
+
 }  // namespace
 
 template <typename T>
 void ArgumentParser::add_option(const std::string& name, T& value, const std::string& help, const Argument& about) {
   CLI::Option* const option = app_->add_option(name, value, help);
   using Value = typename Number<T>::type;
-  if constexpr (std::is_arithmetic_v<Value>) option->check(number_check<Value>(name, about));
+  if constexpr (std::is_arithmetic_v<Value>) {
+    option->check(number_check<Value>(name, about));
+  } else {
+    option->check(text_check(name));
+  }
   tell(option, name, about);
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "files/app_error.h"
 #include "files/json_text.h"
 
 namespace factory::record {
@@ -31,6 +32,18 @@ std::string words(const std::vector<HubWord>& words) {
 std::string Phone::fact(const std::string& name) const {
   const auto found = facts.find(name);
   return found == facts.end() ? "" : found->second;
+}
+
+std::string serial_number(const std::string& option, const std::string& typed) {
+  const size_t begin = typed.find_first_not_of(" \t\r\n");
+  if (begin == std::string::npos) return "";
+  const std::string serial = typed.substr(begin, typed.find_last_not_of(" \t\r\n") + 1 - begin);
+  const bool hidden = std::any_of(serial.begin(), serial.end(), [](char c) {
+    return static_cast<unsigned char>(c) < 0x20 || c == 0x7f;  // control characters, DEL
+  });
+  if (hidden)
+    throw AppError(kUsage, option + ": a serial number has no line feed, tabulator or other control character");
+  return serial;
 }
 
 bool Run::marginal() const {

@@ -183,4 +183,8 @@ struct Run {
   Clock::time_point ended() const;
 };
 
+// A serial number as it is kept, without blanks around it. Throws AppError(kUsage), which begins with `option`, where
+// it has characters that nobody sees.
+std::string serial_number(const std::string& option, const std::string& typed);
+
 }  // namespace factory::record

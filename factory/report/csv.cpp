@@ -52,13 +52,31 @@ std::string samples_file(const record::Step& step, const record::Attempt& attemp
   return index + (name.empty() ? "" : "-" + name) + "-attempt-" + std::to_string(attempt.number) + ".csv";
 }
 
-std::string samples(const record::Window& window) {
-  std::vector<std::string> columns = {"event", "state"};
+// Each row of each file is complete in itself: the files of many phones can be joined.
+const std::vector<std::string> kRunColumns = {"run", "serial", "plan", "station", "operator", "started", "run_verdict"};
+
+std::vector<std::string> run_cells(const record::Run& run) {
+  return {run.id,
+          run.serial,
+          run.plan.name,
+          run.station,
+          run.operator_name,
+          iso_time(run.started),
+          outcome_name(run.outcome)};
+}
+
+std::vector<std::string> operator+(std::vector<std::string> first, const std::vector<std::string>& second) {
+  first.insert(first.end(), second.begin(), second.end());
+  return first;
+}
+
+std::string samples(const record::Run& run, const record::Window& window) {
+  std::vector<std::string> columns = kRunColumns + std::vector<std::string>{"event", "state"};
   for (const std::string& axis : window.axes)
     columns.push_back(axis + (window.unit.empty() ? "" : " [" + window.unit + "]"));
   std::string out = line(columns);
   for (const record::Sample& sample : window.samples) {
-    std::vector<std::string> cells = {std::to_string(sample.event), state_name(sample.state)};
+    auto cells = run_cells(run) + std::vector<std::string>{std::to_string(sample.event), state_name(sample.state)};
     for (const double value : sample.values) cells.push_back(number_in_full(value));
     cells.resize(std::max(cells.size(), columns.size()));
     out += line(cells);
@@ -68,33 +86,41 @@ std::string samples(const record::Window& window) {
 
 std::string number_or_nothing(std::optional<double> value) { return value ? number_in_full(*value) : ""; }
 
-// One row a measurement, complete in itself: the files of many phones can be joined.
 std::string measurement_rows(const record::Run& run, const record::Step& step, const record::Attempt& attempt) {
   std::string out;
   for (const record::Measurement& m : attempt.measurements) {
-    out += line({run.serial, run.station, iso_time(run.started), std::to_string(step.index), step.group, step.name,
-                 step.kind, step.tag, step.param ? std::to_string(*step.param) : "", std::to_string(attempt.number),
-                 m.name, m.axis, number_in_full(m.value), number_or_nothing(m.standard_error), m.unit,
-                 number_or_nothing(m.low), number_or_nothing(m.high), outcome_name(m.outcome),
-                 has_samples(attempt) ? samples_file(step, attempt) : ""});
+    out += line(run_cells(run) + std::vector<std::string>{
+                                     std::to_string(step.index), step.group, step.name, step.kind, step.tag,
+                                     step.param ? std::to_string(*step.param) : "", std::to_string(attempt.number),
+                                     m.name, m.axis, number_in_full(m.value), number_or_nothing(m.standard_error),
+                                     m.unit, number_or_nothing(m.low), number_or_nothing(m.high),
+                                     outcome_name(m.outcome), has_samples(attempt) ? samples_file(step, attempt) : ""});
   }
   return out;
 }
 
 }  // namespace
 
+void require_no_csv(const std::string& folder) {
+  if (!std::filesystem::exists(std::filesystem::path(folder) / "measurements.csv")) return;
+  throw AppError(
+      kUsage, "--csv " + folder + ": holds a run already; name another folder, with {serial}-{started} for each run");
+}
+
 void write_csv(const record::Run& run, const std::string& folder) {
+  require_no_csv(folder);
   std::error_code problem;
   std::filesystem::create_directories(folder, problem);
   if (problem) throw AppError(kUsage, folder + ": cannot be made: " + problem.message());
   const std::filesystem::path root(folder);
   std::string measurements =
-      line({"serial", "station", "started", "step", "group", "name", "kind", "tag", "param", "attempt", "measurement",
-            "axis", "value", "standard_error", "unit", "low", "high", "verdict", "samples"});
+      line(kRunColumns + std::vector<std::string>{"step", "group", "name", "kind", "tag", "param", "attempt",
+                                                  "measurement", "axis", "value", "standard_error", "unit", "low",
+                                                  "high", "verdict", "samples"});
   for (const record::Step& step : run.steps) {
     for (const record::Attempt& attempt : step.attempts) {
       measurements += measurement_rows(run, step, attempt);
-      if (has_samples(attempt)) replace_file(root / samples_file(step, attempt), samples(*attempt.window));
+      if (has_samples(attempt)) replace_file(root / samples_file(step, attempt), samples(run, *attempt.window));
     }
   }
   replace_file(root / "measurements.csv", measurements);

@@ -15,7 +15,9 @@ void write_html_report(const record::Run& run, const std::string& file, const re
 // JUnit's XML form: one test case a step.
 void write_junit(const record::Run& run, const std::string& file);
 
-// `folder` is made when it is missing: measurements.csv, and one file for each attempt's sample window.
+// `folder` is made when it is missing: measurements.csv, and one file for each attempt's sample window. One that has a
+// run already is refused: files of both would stand side by side.
+void require_no_csv(const std::string& folder);
 void write_csv(const record::Run& run, const std::string& folder);
 
 }  // namespace factory

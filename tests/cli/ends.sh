@@ -87,3 +87,19 @@ run.communicate(timeout=20)
 took = time.monotonic() - sent
 assert json.loads(record)['verdict'] == 'passed' and run.returncode == 130 and took < 1, (run.returncode, took)
 PYTHON
+
+# An empty text is a variable that was not set; a name can be made from the run, but not from what is not known yet.
+run 2 run plan.json --speed max --store ''
+has err '^sensorcal: --store: the text is empty: give one, or leave --store out$'
+run 2 run plan.json --speed max --html 'page-{serail}.html'
+has err 'there is no \{serail\}.*serial'
+run 2 run plan.json --speed max --record 'run-{verdict}'
+has err '^sensorcal: --record .*run-\{verdict\}: the verdict is not known before the run$'
+run 0 run plan.json --speed max --serial ' A/1 ' --csv '{serial}' --html '{serial}-{verdict}.html' --record 'run-{serial}'
+[ -s A%2F1-passed.html ] && [ -s run-A%2F1/record.json ] || fail 'files are not named after the run'
+run 2 run plan.json --speed max --csv A%2F1
+has err 'holds a run already'
+run 3 run plan.json --speed max --serial A/1 --csv '{serial}' # known only once the run is over
+has out 'PASSED' && has err 'A%2F1: holds a run already'
+run 2 run plan.json --speed max --serial $'A\nB'
+has err '^sensorcal: --serial: a serial number has no line feed'

@@ -13,6 +13,7 @@
 #include "files/json_text.h"
 #include "phone/session.h"
 #include "record/exit_code.h"
+#include "record/file_name.h"
 #include "record/record_json.h"
 #include "record/run_text.h"
 #include "record/why.h"
@@ -132,7 +133,16 @@ int run_request(const Options& options, const plan::Plan& plan) {
 int run_plan(const Options& options, const plan::Plan& plan, const RunOrder& order, const Sinks& sinks,
              const Review& review) {
   for (const auto& sink : sinks) sink->open();
-  const int code = run_on_phone(options, plan, order, false, sinks, review);
+  Options wanted = options;
+  if (!options.record.empty()) {
+    record::check_pattern("--record", options.record, true);
+    record::Run begun;
+    begun.serial = order.serial;
+    begun.plan.name = plan.name;
+    begun.started = record::Clock::now();
+    wanted.record = record::file_name(options.record, begun);
+  }
+  const int code = run_on_phone(wanted, plan, order, false, sinks, review);
   bool all = true;
   for (const auto& sink : sinks) all &= sink->close();
   return code == kPassed ? exit_code(record::Outcome::passed, all) : code;
@@ -153,6 +163,7 @@ Runner set_up_run(ArgumentParser parser, const Sinks& sinks) {
                     {.one_of = {"stop"}});
   for (const auto& sink : sinks) sink->add_options(parser);
   return [=](const Options& options) {
+    order->serial = record::serial_number("--serial", order->serial);
     order->stop_on_failure = !on_failure->empty();
     return run_plan(options, plan::load_plan(*file), *order, sinks);
   };

@@ -6,6 +6,7 @@
 
 #include "cli/argument_parser.h"
 #include "record/exit_code.h"
+#include "record/file_name.h"
 #include "report/report.h"
 #include "store/keeper.h"
 #include "store/run_id.h"
@@ -32,9 +33,8 @@ class RunStore : public record::Sink {
     if (!uri_.empty()) keeper_.emplace(uri_, spool_, samples_);
   }
   bool keep(record::Run* run) override {
-    if (!keeper_) return true;
     run->id = id_ = store::make_run_id(run->started);
-    return delivered("the run was not stored: ", [&] { keeper_->keep(*run); });
+    return !keeper_ || delivered("the run was not stored: ", [&] { keeper_->keep(*run); });
   }
   bool write(const record::Run& /*run*/, const record::Aside& /*aside*/) override { return true; }
   bool close() override { return !keeper_ || keeper_->bring_up(id_); }
@@ -50,25 +50,28 @@ class RunStore : public record::Sink {
 }  // namespace
 
 void Files::add_options(ArgumentParser parser) {
-  parser.add_option("--html", html_, "writes the report page to a file");
-  parser.add_option("--junit", junit_, "writes the result as JUnit's XML to a file");
-  parser.add_option("--csv", csv_, "writes measurements and samples as CSV files to a folder");
+  const std::string named = "; {serial}, {started}, {plan} and {verdict} in its name are the run's";
+  parser.add_option("--html", html_, "writes the report page to a file" + named);
+  parser.add_option("--junit", junit_, "writes the result as JUnit's XML to a file" + named);
+  parser.add_option("--csv", csv_, "writes measurements and samples as CSV files to a folder without any yet" + named);
 }
 
 void Files::open() {
-  for (std::string* file : {&html_, &junit_, &csv_}) {
-    if (!file->empty()) *file = fs::absolute(*file).lexically_normal().string();
-  }
-  const std::pair<const char*, const std::string*> kFiles[] = {{"--html", &html_}, {"--junit", &junit_}};
+  const std::pair<const char*, std::string*> kFiles[] = {{"--html", &html_}, {"--junit", &junit_}, {"--csv", &csv_}};
   for (const auto& [option, file] : kFiles) {
     if (file->empty()) continue;
-    const std::string named = std::string(option) + " " + *file + ": ";
-    if (fs::is_directory(*file)) throw AppError(kUsage, named + "is a folder");
+    *file = fs::absolute(*file).lexically_normal().string();
+    record::check_pattern(option, *file);
     const fs::path folder = fs::path(*file).parent_path();
+    const std::string named = std::string(option) + " " + *file + ": ";
+    if (record::is_pattern(folder)) throw AppError(kUsage, named + "only the last part may be made from the run");
+    if (file == &csv_) continue;
+    if (fs::is_directory(*file)) throw AppError(kUsage, named + "is a folder");
     if (!fs::is_directory(folder)) throw AppError(kUsage, named + folder.string() + " is no folder");
   }
-  if (!csv_.empty() && fs::exists(csv_) && !fs::is_directory(csv_))
-    throw AppError(kUsage, "--csv " + csv_ + ": is no folder");
+  if (csv_.empty() || record::is_pattern(csv_)) return;
+  if (fs::exists(csv_) && !fs::is_directory(csv_)) throw AppError(kUsage, "--csv " + csv_ + ": is no folder");
+  require_no_csv(csv_);
 }
 
 bool Files::keep(record::Run* run) {
@@ -77,9 +80,9 @@ bool Files::keep(record::Run* run) {
 }
 
 bool Files::write(const record::Run& run, const record::Aside& aside) {
-  const bool page = html_.empty() || delivered("", [&] { write_html_report(run, html_, aside); });
-  const bool junit = junit_.empty() || delivered("", [&] { write_junit(run, junit_); });
-  const bool csv = csv_.empty() || delivered("", [&] { write_csv(run, csv_); });
+  const bool page = html_.empty() || delivered("", [&] { write_html_report(run, file_name(html_, run), aside); });
+  const bool junit = junit_.empty() || delivered("", [&] { write_junit(run, file_name(junit_, run)); });
+  const bool csv = csv_.empty() || delivered("", [&] { write_csv(run, file_name(csv_, run)); });
   return page && junit && csv;
 }
 

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "files/app_error.h"
+#include "record/file_name.h"
 #include "records.h"
 #include "report/report.h"
 
@@ -15,16 +16,17 @@ TEST(Csv, OneFileForEveryWindowAndOneForTheMeasurements) {
   factory::write_csv(records::passed(), folder.file("made/here"));
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.file("made/here")), {}), 5);
   const std::string samples = content(folder.file("made/here/02-Accelerometer-offset-attempt-2.csv"));
-  EXPECT_EQ(samples.substr(0, samples.find("\r\n")), "event,state,x [m/s^2],y [m/s^2],z [m/s^2]");
+  EXPECT_EQ(samples.substr(0, samples.find("\r\n")),
+            "run,serial,plan,station,operator,started,run_verdict,event,state,x [m/s^2],y [m/s^2],z [m/s^2]");
   EXPECT_EQ(occurrences(samples, "\r\n"), 1U + 53U);
   EXPECT_EQ(occurrences(samples, ",accepted,"), 50U);
 
   const std::string measurements = content(folder.file("made/here/measurements.csv"));
-  EXPECT_NE(
-      measurements.find("\r\nK7-2026-000481,\"line 3, station 2\",2026-03-02T08:15:00.120Z,2,at rest,Accelerometer "
-                        "offset,calibrate,Acc,0,1,residual,y,nan,,m/s^2,-0.02,0.02,failed,"
-                        "02-Accelerometer-offset-attempt-1.csv\r\n"),
-      std::string::npos)
+  EXPECT_NE(measurements.find("\r\n,K7-2026-000481,Reference plan,\"line 3, station 2\",M. Okafor,"
+                              "2026-03-02T08:15:00.120Z,passed,2,at rest,Accelerometer "
+                              "offset,calibrate,Acc,0,1,residual,y,nan,,m/s^2,-0.02,0.02,failed,"
+                              "02-Accelerometer-offset-attempt-1.csv\r\n"),
+            std::string::npos)
       << measurements;
   // No low limit: an empty cell.
   EXPECT_NE(measurements.find(",noise,x,0.0052,0.000183333333,m/s^2,,0.05,passed,"), std::string::npos) << measurements;
@@ -36,8 +38,34 @@ TEST(Csv, HostileNamesStayInTheirCellsAndTheirFolder) {
   EXPECT_EQ(folder.entries(), 1);
   const std::string cell = "\"../a\"\"b,\r\nc\"";
   const std::string samples = content(folder.file("out/02-a-b-c-attempt-2.csv"));
-  EXPECT_EQ(samples.find("event,state,\"../a\"\"b,\r\nc [../a\"\"b,\r\nc]\",\"y ["), 0U) << samples.substr(0, 200);
-  EXPECT_NE(content(folder.file("out/measurements.csv")).find("\r\n" + cell + "," + cell), std::string::npos);
+  EXPECT_EQ(samples.find(",event,state,\"../a\"\"b,\r\nc [../a\"\"b,\r\nc]\",\"y ["), 52U) << samples.substr(0, 200);
+  EXPECT_NE(content(folder.file("out/measurements.csv")).find("\r\n," + cell + "," + cell), std::string::npos);
+}
+
+// Names made from a run lead nowhere else, and two serial numbers never to one file.
+TEST(FileName, OfARun) {
+  factory::record::Run run = records::passed();
+  const struct {
+    const char* serial;
+    const char* name;
+  } kRows[] = {{"A-1_b+2.c", "A-1_b+2.c"}, {"../x", "%2E.%2Fx"},  {"A/B", "A%2FB"},
+               {"A%2FB", "A%252FB"},       {"", "none"},          {"..", "%2E."},
+               {"a b\n", "a%20b%0A"},      {"\xc3\xa4", "%C3%A4"}};
+  for (const auto& row : kRows) {
+    run.serial = row.serial;
+    EXPECT_EQ(file_name("{serial}", run), row.name);
+  }
+  run.serial = "{plan}";
+  EXPECT_EQ(file_name("out/{serial} {started} {verdict}.html", run), "out/%7Bplan%7D 20260302T081500.120Z passed.html");
+  EXPECT_EQ(file_name("a{b", run), "a{b");
+}
+
+TEST(Csv, FolderWithARunIsRefused) {
+  Folder folder;
+  factory::write_csv(records::passed(), folder.file("out"));
+  const std::string before = content(folder.file("out/measurements.csv"));
+  EXPECT_THROW(factory::write_csv(records::failed(), folder.file("out")), factory::AppError);
+  EXPECT_EQ(content(folder.file("out/measurements.csv")), before);
 }
 
 TEST(Csv, FolderThatCannotBeMadeIsNamed) {
