@@ -37,7 +37,7 @@ PUT_BACK = {'format': 'sensorcal.plan/1', 'name': 'put back', 'steps': [
 FILES = 'call save_prox_ct1 {} + save_prox_ct2 {} + save_prox_delta {} + setScale {} + WirteScaleToFileJson {} ' + LIGHT
 RUN = f'run {PLANS}/reference.json --html {NOW}/run.html --junit {NOW}/run.xml --csv {NOW}/csv'
 STORY = ['calibrate Acc --seed 7 --max-equal 20', 'set Acc offset 0.01 -0.02 0.005', FILES.format(1234, -56, 789, 0.25, 0.99),
-         FILES.format(4321, 65, 987, 2.5, 0.98), 'calibrate Acc Gyr Bar Lux --world lux=200', 'report --max-equal 30', RUN, RUN,
+         FILES.format(4321, 65, 987, 2.5, 0.98), 'calibrate Acc Gyr Bar Lux --world lux=200', 'report --max-equal 30', RUN, RUN.replace('/csv', '/csv2'),
          f'run {FOLDER}/put_back.json', 'reboot', 'factory-reset']
 faults = []
 
