@@ -1,10 +1,7 @@
 // `sensorcal` on a Linux host: both halves, and simulated phones.
 #include <SensorType.h>
 
-#include <iostream>
-
 #include "cli/argument_parser.h"
-#include "cli/command_line.h"
 #include "commands/phone/commands.h"
 #include "commands/station/commands.h"
 #include "files/words.h"
@@ -52,13 +49,8 @@ std::vector<std::string> words_for(const std::string& argument) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (factory::asks_for_help(factory::hide_numbers(argc, argv), "--fault")) {
-    std::string text;
-    for (const std::string& line : factory::known_faults()) text += line + "\n";
-    std::cout << factory::fit_help(text);
-    return 0;
-  }
-  factory::Program program{add_options, {}};
+  factory::Program program{add_options, {}, {}};
+  program.helps["--fault"] = [] { return factory::joined(factory::known_faults(), "\n") + "\n"; };
   const auto add = [&](const auto& commands) {
     for (const auto& [name, summary, examples, set_up, uses] : commands)
       program.commands.push_back({name, summary, examples, set_up, uses});

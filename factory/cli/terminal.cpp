@@ -9,12 +9,7 @@
 namespace factory {
 namespace {
 
-std::string coloured(const char* code, const std::string& text) {
-  return colour_wanted() ? std::string("\033[") + code + "m" + text + "\033[0m" : text;
-}
-
-}  // namespace
-
+// A terminal, and NO_COLOR unset or empty.
 bool colour_wanted() {
   static const bool wanted = [] {
     const char* no_color = std::getenv("NO_COLOR");
@@ -22,6 +17,12 @@ bool colour_wanted() {
   }();
   return wanted;
 }
+
+std::string coloured(const char* code, const std::string& text) {
+  return colour_wanted() ? std::string("\033[") + code + "m" + text + "\033[0m" : text;
+}
+
+}  // namespace
 
 std::string bold(const std::string& text) { return coloured("1", text); }
 std::string good(const std::string& text) { return coloured("32", text); }

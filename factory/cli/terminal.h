@@ -8,9 +8,7 @@
 
 namespace factory {
 
-// Whether standard output takes colour: a terminal, and NO_COLOR unset or empty.
-bool colour_wanted();
-
+// In colour where standard output is a terminal and NO_COLOR is unset or empty.
 std::string bold(const std::string& text);
 std::string good(const std::string& text);
 std::string bad(const std::string& text);

@@ -13,15 +13,15 @@ std::string with_unit(const std::string& number, const record::Measurement& m) {
   return m.unit.empty() ? number : number + " " + m.unit;
 }
 
-}  // namespace
-
-std::string number_in_full(double value) { return number_text(json_number(value)); }
-
 std::string number_for_people(double value) {
   if (std::isnan(value)) return "not a number";
   if (std::isinf(value)) return value > 0 ? "infinite" : "minus infinite";
   return significant(value, 6);
 }
+
+}  // namespace
+
+std::string number_in_full(double value) { return number_text(json_number(value)); }
 
 std::string numbers_for_people(const std::vector<double>& values) {
   std::string out;

@@ -12,7 +12,6 @@ namespace factory {
 // In full: nine significant digits, "nan", "inf".
 std::string number_in_full(double value);
 // For people: six significant digits, "not a number", "infinite".
-std::string number_for_people(double value);
 std::string numbers_for_people(const std::vector<double>& values);
 
 // "0.8 s", "3 min 12 s".

@@ -17,7 +17,7 @@ namespace factory::plan {
 class RunProgress {
  public:
   // `speed`: sensor time over real time.
-  RunProgress(const Plan& plan, const LogTap& tap, double speed, bool wanted);
+  RunProgress(const Plan& plan, const LogTap& tap, double speed);
   ~RunProgress();
   RunProgress(const RunProgress&) = delete;
   RunProgress& operator=(const RunProgress&) = delete;

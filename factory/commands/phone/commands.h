@@ -2,7 +2,9 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "cli/command.h"
@@ -39,6 +41,8 @@ struct Program {
   std::function<void(CLI::App& app, Options* options)> add_options = [](CLI::App&, Options*) {};
   // A command of the same name takes the place of a phone's.
   std::vector<Command> commands;
+  // By the option: what it prints for the value `help`.
+  std::map<std::string, std::function<std::string()>> helps;
 };
 
 int run_program(int argc, char** argv, const Program& program);

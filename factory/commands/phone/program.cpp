@@ -111,8 +111,11 @@ int run(int argc, char** argv, const Program& program) {
   }
   show_numbers(app);
   std::vector<std::string> arguments = hide_numbers(argc, argv);
-  if (asks_for_help(arguments, "--world")) {
-    std::cout << fit_help(settings_help());
+  auto helps = program.helps;
+  helps["--world"] = settings_help;
+  for (const auto& [option, help] : helps) {
+    if (!asks_for_help(arguments, option)) continue;
+    std::cout << fit_help(help());
     return kPassed;
   }
   try {

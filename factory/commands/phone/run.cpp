@@ -25,7 +25,7 @@ namespace {
 class Teller : public plan::Observer {
  public:
   Teller(const plan::Plan& plan, Session& session, bool text, bool values, double speed)
-      : steps_(plan.step_count()), text_(text), values_(values), progress_(plan, session.log(), speed, true) {}
+      : steps_(plan.step_count()), text_(text), values_(values), progress_(plan, session.log(), speed) {}
 
   void begins(const plan::StepResult& step, int attempt) override {
     progress_.begin(step.index, step.step->name + (attempt > 1 ? ", attempt " + std::to_string(attempt) : ""));

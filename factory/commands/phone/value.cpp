@@ -42,13 +42,14 @@ const StoredValue& find_value(int type, const std::string& name) {
   throw AppError(kUsage, tag_of(type) + " has no value '" + name + "'" + or_nearest(name, names));
 }
 
-std::string joined(const std::vector<double>& values, bool whole) {
-  std::string out;
-  for (const double value : values) {
-    out += out.empty() ? "" : "  ";
-    out += whole ? std::to_string(static_cast<long>(value)) : number_text(json_number(static_cast<float>(value)));
-  }
-  return out;
+Json::Value number_of(const StoredValue& value, double number) {
+  return value.whole_numbers ? Json::Value(static_cast<Json::Int64>(number)) : json_number(static_cast<float>(number));
+}
+
+std::string numbers_text(const StoredValue& value, const std::vector<double>& numbers) {
+  std::vector<std::string> out;
+  for (const double number : numbers) out.push_back(number_text(number_of(value, number)));
+  return joined(out, "  ");
 }
 
 // Into an object that may say more. What could not be read has no values.
@@ -57,12 +58,8 @@ void describe(const StoredValue& value, int type, const Reading& reading, Json::
   out["name"] = value.name;
   out["unit"] = value.unit(type);
   out["result"] = reading.result;
-  Json::Value& numbers = out["values"] = Json::Value(Json::arrayValue);
-  for (const double number : reading.values) {
-    if (reading.result == 0)
-      numbers.append(value.whole_numbers ? Json::Value(static_cast<Json::Int64>(number))
-                                         : json_number(static_cast<float>(number)));
-  }
+  out["values"] = json_list(reading.result == 0 ? reading.values : std::vector<double>(),
+                            [&](double number) { return number_of(value, number); });
 }
 
 int get(const Options& options, const Arguments& arguments) {
@@ -87,7 +84,7 @@ int get(const Options& options, const Arguments& arguments) {
     const Reading reading = value->read(*session.cal().cal_api, type, count);
     failed = failed || reading.result != 0;
     describe(*value, type, reading, &out["stored"].append(Json::Value()));
-    const std::string holds = reading.result == 0 ? joined(reading.values, value->whole_numbers)
+    const std::string holds = reading.result == 0 ? numbers_text(*value, reading.values)
                                                   : bad("not there (result " + std::to_string(reading.result) + ")");
     rows.push_back({tag_of(type), value->name, holds, value->unit(type), value->what});
   }
@@ -150,8 +147,8 @@ int set(const Options& options, const Arguments& arguments) {
                                  : result != 0 ? bad("refused, result " + std::to_string(result))
                                                : bad("NOT stored: another value was read back");
   print_result(options.json, "set/1", out,
-               tag_of(type) + " " + value.name + "  " + joined(numbers, value.whole_numbers) + " " + value.unit(type) +
-                   "  " + came_of_it + "\n");
+               tag_of(type) + " " + value.name + "  " + numbers_text(value, numbers) + " " + value.unit(type) + "  " +
+                   came_of_it + "\n");
   return passed ? kPassed : kFailed;
 }
 
