@@ -2,7 +2,7 @@
 """Runs the examples of a page: run_examples.py SENSORCAL SOURCE_DIR PAGE
 
 A ```console block holds commands after "$ " and, below each, words of its output, numbers aside. Its info string may say
-exit=N for the last command; the others end with 0. A ```json block after a line that ends with "with `NAME`" is that
+exit=N for the last command; the others end with 0; with "values" numbers count, too, but for times. A ```json block after a line that ends with "with `NAME`" is that
 file. Everything runs in one empty folder, which sees the plans as plans/.
 """
 import os
@@ -15,12 +15,12 @@ import tempfile
 BLOCK = re.compile(r'(?:with `([\w.-]+)`\s*\n\s*\n)?^ *```(console|json)([^\n]*)\n(.*?)^ *```', re.S | re.M)
 
 
-def words(text):
-    return re.sub(r'-?\d[\d.]*', '#', text).split()
+def words(text, values):
+    return re.sub(r'-?\d[\d.]*(?= s\b)' if values else r'-?\d[\d.]*', '#', text).split()
 
 
-def contains(text, part):
-    have, want = words(text), words(part)
+def contains(text, part, values):
+    have, want = words(text, values), words(part, values)
     return any(have[i:i + len(want)] == want for i in range(len(have) - len(want) + 1))
 
 
@@ -43,7 +43,7 @@ def main():
                 done = subprocess.run(['bash', '-c', command], cwd=folder, env=environment, text=True, timeout=100,
                                       stdout=subprocess.PIPE, stderr=subprocess.STDOUT, stdin=subprocess.DEVNULL)
                 expected = last if number == len(steps) - 1 else 0
-                if done.returncode != expected or not contains(done.stdout, output):
+                if done.returncode != expected or not contains(done.stdout, output, 'values' in info):
                     sys.exit(f'{page}: {command}\nended with {done.returncode}, not {expected}, or printed other words:\n'
                              f'{done.stdout}\ninstead of\n{output}')
                 ran += 1
