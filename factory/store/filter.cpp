@@ -1,10 +1,14 @@
 #include "store/filter.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <vector>
 
 #include "files/app_error.h"
 #include "files/time_text.h"
+#include "files/words.h"
+#include "store/query.h"
 
 namespace factory::store {
 namespace {
@@ -28,17 +32,64 @@ bool date_of(const std::string& text, const std::string& rest, long long* ms) {
   return true;
 }
 
-// Of the columns that begin so.
+// Of the conditions that begin so.
 std::string on_texts(const Filter& filter, std::string_view begin) {
   std::string sql;
   for (const FilterText& part : kFilterTexts) {
-    if (!(filter.*part.text).empty() && std::string_view(part.column).starts_with(begin))
-      sql += std::string(" AND ") + part.column + " = :" + part.name;
+    if (!(filter.*part.text).empty() && std::string_view(part.condition).starts_with(begin))
+      sql += std::string(" AND ") + part.condition;
   }
   return sql;
 }
 
+void require_one_of(const std::string& option, const std::string& text, const std::vector<std::string>& known) {
+  if (std::find(known.begin(), known.end(), text) != known.end()) return;
+  throw AppError(kUsage, option + " " + text + ": the store has none of this name" + or_nearest(text, known));
+}
+
+std::vector<std::string> texts_of(Database* database, const std::string& column) {
+  std::vector<std::string> out;
+  std::string text;
+  Query query(database, "SELECT DISTINCT " + column + " FROM setup");
+  query.into(&text);
+  while (query.next()) out.push_back(text);
+  return out;
+}
+
 }  // namespace
+
+void require_known(Database* database, Filter* filter) {
+  const struct {
+    const char* option;
+    const char* column;
+    const std::string& text;
+  } kTexts[] = {{"--station", "station", filter->station},
+                {"--plan", "plan", filter->plan},
+                {"--profile", "profile", filter->profile},
+                {"--app-version", "application", filter->version}};
+  for (const auto& [option, column, text] : kTexts) {
+    if (!text.empty()) require_one_of(option, text, texts_of(database, column));
+  }
+  if (filter->measurement.empty()) return;
+  std::vector<std::string> known;
+  std::string step;
+  std::string name;
+  std::string axis;
+  Query query(
+      database,
+      "SELECT DISTINCT t.name, s.name, s.axis FROM series s JOIN plan_step t ON t.id = s.plan_step ORDER BY 1, 2, 3");
+  query.into(&step, &name, &axis);
+  while (query.next()) {
+    if (name == filter->measurement) return;
+    known.push_back(step + ": " + name + (axis.empty() ? "" : " " + axis));
+    if (known.back() != filter->measurement) continue;
+    filter->measurement = name;
+    filter->step = step;
+    filter->axis = axis;
+    return;
+  }
+  require_one_of("--measurement", filter->measurement, known);
+}
 
 long long parse_time_ms(const std::string& text) {
   std::string bare = text;

@@ -6,10 +6,13 @@
 
 namespace factory::store {
 
+class Database;
+
 struct Filter {
   std::optional<long long> since_ms, until_ms;  // from, and up to but without; since 1970, UTC
   // Empty: any. Compared as they were given to the run.
   std::string station, plan, profile, version, measurement;
+  std::string step, axis;  // of the measurement
 };
 
 // "2026-11-24", "2026-11-24T22:04", "...:05", with or without a Z; UTC. Throws AppError.
@@ -25,13 +28,20 @@ std::string on_measurements(const Filter& filter);  // about measurements `m` of
 
 struct FilterText {
   const char* name;
-  const char* column;
+  const char* condition;
   std::string Filter::*text;
 };
-constexpr FilterText kFilterTexts[] = {{"station", "p.station", &Filter::station},
-                                       {"plan", "p.plan", &Filter::plan},
-                                       {"profile", "p.profile", &Filter::profile},
-                                       {"version", "p.application", &Filter::version},
-                                       {"measurement", "s.name", &Filter::measurement}};
+constexpr FilterText kFilterTexts[] = {
+    {"station", "p.station = :station", &Filter::station},
+    {"plan", "p.plan = :plan", &Filter::plan},
+    {"profile", "p.profile = :profile", &Filter::profile},
+    {"version", "p.application = :version", &Filter::version},
+    {"measurement", "s.name = :measurement", &Filter::measurement},
+    {"step", "s.plan_step IN (SELECT id FROM plan_step WHERE name = :step)", &Filter::step},
+    {"axis", "s.axis = :axis", &Filter::axis}};
+
+// Throws AppError(kUsage) where a text is none that the store knows, with the nearest that it does. A measurement may
+// be given as tables and pages have it, "calibrate Acc: residual x".
+void require_known(Database* database, Filter* filter);
 
 }  // namespace factory::store

@@ -88,6 +88,10 @@ void bring(Spool* spool, const Uri& uri, double patience_s, Brought* brought) {
 
 Spool::Spool(const std::string& file) : database_(parse_uri("sqlite:" + file), Database::Access::create) {
   Transaction transaction(&database_);
+  // Nothing is added to a store, or to a file of another program.
+  const long long tables = Query(&database_, "SELECT COUNT(*) FROM sqlite_master WHERE type = 'table'").number();
+  const long long own = Query(&database_, "SELECT COUNT(*) FROM sqlite_master WHERE name = 'pending'").number();
+  if (tables > 0 && own == 0) throw StoreError(file + ": is no spool");
   if (Query(&database_, "PRAGMA user_version").number() > kVersion)
     throw StoreError(file + ": the spool is of a newer sensorcal");
   database_.run(

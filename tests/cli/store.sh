@@ -22,6 +22,20 @@ has page.html '100.00 % yield' 'data-chart' 'Runs at station south'
 lacks page.html 'https?://[a-z]+\.[a-z]+/[a-z]+\.js'
 run 0 stats --store runs.db --until 2020-01-01T10:30
 has out '0 passed'
+run 0 stats --store runs.db --measurement 'calibrate Acc: residual x'
+has out 'calibrate Acc: residual x'
+lacks out 'residual y' 'noise'
+for wrong in '--measurement resdual|calibrate Acc: residual x' '--station nort|north' '--app-version 9|0'; do
+  run 2 stats --store runs.db ${wrong%|*}
+  has err "^sensorcal: ${wrong%|*}: the store has none of this name.*${wrong#*|}"
+done
+run 2 sync --store other.db --spool nofile.db
+has err '^sensorcal: --spool nofile.db: there is no such file$'
+[ -e nofile.db ] && fail 'a mistyped spool was made'
+cp runs.db before.db
+run 2 sync --store other.db --spool runs.db
+has err 'runs.db: is no spool$'
+cmp runs.db before.db || fail 'a store was touched that was taken for a spool'
 run 0 history "$nasty" --store runs.db
 has out 'PASSED' 'station north'
 run 0 history B2 --store runs.db --json

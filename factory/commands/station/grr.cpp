@@ -64,8 +64,13 @@ int run_grr(const CommonOptions& options, const GrrArguments& a) {
   require_consistent(a, false);
   if (!a.file.empty()) return tell(from_file(a), options, a);
   if (a.uri.empty()) throw AppError(kUsage, "grr: wanted: a file or --store");
-  const store::Filter filter = a.runs.of(options.profile);
-  return tell_grr(guarded([&] { return grr::stored_series(opened_store(a.uri).get(), filter); }), options, a);
+  store::Filter filter = a.runs.of(options.profile);
+  return tell_grr(guarded([&] {
+                    const auto database = opened_store(a.uri);
+                    require_known(database.get(), &filter);
+                    return grr::stored_series(database.get(), filter);
+                  }),
+                  options, a);
 }
 
 void add_grr_options(ArgumentParser parser, GrrArguments* arguments) {

@@ -1,4 +1,5 @@
 // `sensorcal stats`, `history` and `sync`: what the store holds, and what still waits for it.
+#include <filesystem>
 #include <iostream>
 #include <memory>
 #include <utility>
@@ -36,10 +37,11 @@ std::string question_of(const store::Filter& filter, const ChosenRuns& runs) {
 }
 
 int stats(const CommonOptions& options, const Arguments& a) {
-  const store::Filter filter = a.runs.of(options.profile);
+  store::Filter filter = a.runs.of(options.profile);
   const std::string question = question_of(filter, a.runs);
   return guarded([&] {
     const auto database = opened_store(a.uri);
+    require_known(database.get(), &filter);
     const store::Statistics found = statistics(database.get(), filter, a.outlier_sigmas);
     print_result(options.json, "stats/1", to_json(found), to_text(found, question));
     if (!a.html.empty()) write_page(found, question, a.html);
@@ -71,6 +73,8 @@ int sync(const CommonOptions& options, const Arguments& a) {
   constexpr double kPatienceSeconds = 60;
   return guarded([&] {
     const store::Uri uri = store::parse_uri(a.uri);
+    if (!a.spool.empty() && !std::filesystem::exists(a.spool))
+      throw AppError(kUsage, "--spool " + a.spool + ": there is no such file");
     store::Spool spool(a.spool.empty() ? store::default_spool() : store::parse_uri("sqlite:" + a.spool).place);
     const store::Brought brought = bring_up(&spool, uri, kPatienceSeconds);
     tell_problems(brought);
