@@ -53,7 +53,9 @@ bool LiveView::at_rest(double limit) const {
   for (size_t i = 0; i < before.size(); ++i) {
     const double scatter = std::max(before[i].standard_deviation(), after[i].standard_deviation());
     constexpr double kChance = 3;
-    const double by_chance = kChance * scatter * std::sqrt(2 / static_cast<double>(half));
+    // A step within one half makes that one scatter, and is not by chance.
+    const double calm = std::min(before[i].standard_deviation(), after[i].standard_deviation());
+    const double by_chance = kChance * calm * std::sqrt(2 / static_cast<double>(half));
     const double same = limit < Limit::kNone ? limit : std::max(std::fabs(after[i].mean()) / 100, by_chance);
     if (!within(scatter, limit) || !within(std::fabs(after[i].mean() - before[i].mean()), same)) return false;
   }

@@ -43,8 +43,9 @@ int stats(const CommonOptions& options, const Arguments& a) {
     const auto database = opened_store(a.uri);
     require_known(database.get(), &filter);
     const store::Statistics found = statistics(database.get(), filter, a.outlier_sigmas);
-    print_result(options.json, "stats/1", to_json(found), to_text(found, question));
+    // The page first: that it cannot be written is not told below all figures.
     if (!a.html.empty()) write_page(found, question, a.html);
+    print_result(options.json, "stats/1", to_json(found), to_text(found, question));
     return kPassed;
   });
 }

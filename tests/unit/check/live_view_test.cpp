@@ -39,6 +39,17 @@ TEST(LiveView, ASlowDriftIsNotSettled) {
   EXPECT_FALSE(state.settled_since);
 }
 
+// Light has no limit of its own to scatter: a lamp that is switched within the last second is no rest, noise alone is.
+TEST(LiveView, AStepIsNotSettledWithoutALimitEither) {
+  for (size_t at = 55; at <= 100; at += 5) {  // 100: never
+    LiveView view(quantity_of(sensor_type::light));
+    std::vector<Sample> samples = swinging(100, kPeriodMs, 18, 1);
+    for (size_t i = at; i < samples.size(); ++i) samples[i].words[0] += 1860;
+    for (const Sample& sample : samples) view.add(sample);
+    EXPECT_EQ(view.now().settled_since.has_value(), at == 100) << at;
+  }
+}
+
 TEST(LiveView, NotANumberNeverSettles) {
   for (const int type : {sensor_type::accelerometer, sensor_type::light}) {
     LiveView view(quantity_of(type));
