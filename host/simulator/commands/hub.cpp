@@ -62,6 +62,10 @@ int show_state(const Options& options) {
 }
 
 int show_log(const Options& options, const std::string& path) {
+  const bool phone = !options.phone.empty() || !options.profile.empty() || options.seed || !options.world.empty() ||
+                     !options.replay.empty() || !options.fault.empty() || !options.log.empty() ||
+                     !options.hub_log.empty();
+  if (phone) throw AppError(kUsage, "hub log takes no option of a phone: it reads a file");
   std::ifstream file(path);
   if (!file) throw AppError(kUsage, path + ": " + strerror(errno));
   std::string line;
