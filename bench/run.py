@@ -162,12 +162,9 @@ def main():
     parser.add_argument("--rows", help="these rows only, for example 1,2,9b (rows of one program come together)")
     parser.add_argument("--phones", type=int, default=10000, help="of row 7's long run (default: %(default)s)")
     parser.add_argument("--runs", type=int, default=100000, help="in the store of row stats (default: %(default)s)")
-    parser.add_argument("--build-times", help=argparse.SUPPRESS)
     arguments = parser.parse_args()
     bench = Bench(arguments.folder, arguments.smoke, arguments.phones, arguments.runs)
     bench.run(arguments.rows.split(",") if arguments.rows else None)
-    if arguments.build_times:
-        bench.shown.update(json.loads(arguments.build_times))
     print(json.dumps(list(bench.rows.values()), indent=1) if arguments.json else table(bench))
     if arguments.smoke and set(bench.rows) != set(TARGETS):
         sys.exit("bench: rows are missing: " + ", ".join(sorted(set(TARGETS) - set(bench.rows))))

@@ -1,6 +1,14 @@
 #!/usr/bin/env bash
-# Man page and completions know every command and every option that --help knows, and their readers accept them.
+# Help of every command; man page and completions know every command and option of it, and their readers accept them.
 source "$(dirname "$0")/lib.sh"
+
+run 0 --version
+has out '^sensorcal [0-9]+\.[0-9]+\.[0-9]+, build [0-9a-f]{40}$' '^libsensor_cal [0-9.]+, build [0-9a-f]{40}$'
+run 0 --help
+has out '--phone' 'Exit codes: 0 passed, 1 failed' '3 an error: the phone could not be judged'
+run 0 sensors --fault help
+has out '^silent\[:SENSOR\]  the sensor delivers nothing$'
+[ ! -e phone ] || fail "help made a phone"
 
 for page in man 'completion bash' 'completion zsh'; do
   # shellcheck disable=SC2086
@@ -47,6 +55,9 @@ def look(path):
     text = help_of(path)
     if len(path) == 1 and 'Examples:\n  sensorcal ' + path[0] not in text and 'completion ' not in text:
         sys.exit(f'{path} --help has no examples')
+    wide = [line for line in text.split('\n') if len(line) > 80 and not line.startswith('  sensorcal ')]
+    if wide or (path and f'Usage: sensorcal {" ".join(path)}' not in text):
+        sys.exit(f'{path} --help has no usage, or is wider than 80 columns: {wide}')
     # An option stands at the beginning of its line, after its short name if it has one.
     words = re.findall(r'^  (?:-\w,)?(--[a-z][a-z-]*)', text, re.M)
     for word in words + path[-1:]:

@@ -14,6 +14,7 @@ run 0 watch Acc --seconds 2 --speed max --fault motion:Acc
 has out 'HIGH.*not settled'
 run 1 watch Acc --seconds 0.2 --fault silent
 has err 'no event came'
+run 3 watch Acc --seconds 1 --speed max --fault sensors-vanish:1
 
 called='watch and check, interrupted'
 python3 - "$sensorcal" >took <<'PYTHON' || fail "not as wanted"

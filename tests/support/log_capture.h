@@ -13,7 +13,13 @@ namespace test {
 
 // A line as "P/tag: text", for example "E/libsensor_cal: open json file fail!"; a null tag shows as "(null)".
 // Trailing blanks and line feeds are kept.
-using Lines = std::vector<std::string>;
+// One that is not there reads as "", so that a line that is missing fails one test and does not end the whole program.
+struct Lines : std::vector<std::string> {
+  using std::vector<std::string>::vector;
+  std::string front() const { return empty() ? "" : std::vector<std::string>::front(); }
+  std::string back() const { return from_end(1); }
+  std::string from_end(size_t number) const { return size() < number ? "" : (*this)[size() - number]; }
+};
 
 class LogCapture {
  public:

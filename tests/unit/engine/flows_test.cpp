@@ -109,7 +109,7 @@ TEST(InertialFlowTest, EachFailureHasItsLineAndLeavesTheHubAlone) {
       LogCapture log;
       EXPECT_EQ(phone.cal->sensor_calibrate(c.type, 0), -1);
       const Lines lines = log.mine_under("libsensor_cal");
-      EXPECT_EQ(lines[lines.size() - 2], "E/libsensor_cal: continue_reporting_sensor_calibrate: " + c.absent);
+      EXPECT_EQ(lines.from_end(2), "E/libsensor_cal: continue_reporting_sensor_calibrate: " + c.absent);
       EXPECT_EQ(phone.hub->sent().size(), 0U);
     }
     {
@@ -119,7 +119,7 @@ TEST(InertialFlowTest, EachFailureHasItsLineAndLeavesTheHubAlone) {
       LogCapture log;
       EXPECT_EQ(phone.cal->sensor_calibrate(c.type, 0), -1);
       const Lines lines = log.mine_under("libsensor_cal");
-      EXPECT_EQ(lines[lines.size() - 2],
+      EXPECT_EQ(lines.from_end(2),
                 "E/libsensor_cal: calibrate sensor(type=" + std::to_string(c.type) + ") failed when set offset to hub");
     }
   }
@@ -304,7 +304,7 @@ TEST_F(StreamFlowTest, TheHubsOwnRunIsPolledThirtyTimesAtMost) {
   const Lines lines = log.mine_under("libsensor_cal");
   EXPECT_EQ(lines[2], "E/libsensor_cal: surpport goodix_cct_sensor \n");
   EXPECT_EQ(lines[3], "D/libsensor_cal: calibrate cct sensor(type=33171089) wait to be finished, countdown_times=30");
-  EXPECT_EQ(lines[lines.size() - 2],
+  EXPECT_EQ(lines.from_end(2),
             "D/libsensor_cal: calibrate cct sensor(type=33171089) wait to be finished, countdown_times=1");
   EXPECT_EQ(lines.back(), "E/libsensor_cal: continue_reporting_sensor_calibrate fail ret=1098");
 

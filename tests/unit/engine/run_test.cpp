@@ -22,7 +22,7 @@ using ::testing::ElementsAre;
 // The last but one line of the library's own: the flow's, before the dispatch's.
 std::string flow_line(const LogCapture& log) {
   const test::Lines lines = log.mine_under("libsensor_cal");
-  return lines[lines.size() - 2];
+  return lines.from_end(2);
 }
 
 TEST(RunTest, EachKindOfCalibrationHasItsSettingsAndItsLineWhenTheSensorCannotBeEnabled) {

@@ -1,8 +1,8 @@
-// What can go wrong with a phone, asked for by name.
+// What can go wrong with a phone, asked for by name: what the library makes of it, and so whether it goes wrong, is the
+// fault matrix's matter (tests/faults).
 #include "phone/faults/faults.h"
 
 #include <gtest/gtest.h>
-#include <host/property_store.h>
 #include <stdio.h>
 
 #include <cmath>
@@ -18,7 +18,6 @@ namespace {
 constexpr int kAcc = 1;
 constexpr int kBar = 6;
 constexpr char kBrightness[] = "/sys/class/leds/lcd-backlight/brightness";
-constexpr char kCrosstalk[] = "/mnt/vendor/persist/sensors/PSensor_ct1.txt";
 
 std::string parse_problem(const std::string& text) {
   try {
@@ -55,41 +54,6 @@ TEST(FaultNames, ArgumentsAreChecked) {
   }
   EXPECT_EQ(parse_problem("silent:Axx"), "unknown sensor 'Axx'");
   EXPECT_EQ(parse_problem("slient"), "unknown fault 'slient'");
-}
-
-TEST(Faults, OfTheSensorService) {
-  {
-    const auto phone = phone::Phone::open(options({"sensors-absent"}));
-    EXPECT_EQ(ISensorManager::getService("default"), nullptr);
-  }
-  {
-    const auto phone = phone::Phone::open(options({"sensors-fail"}));
-    EXPECT_FALSE(ISensorManager::getService("default")->getSensorList([](const auto&, Result) { FAIL(); }).isOk());
-  }
-  {
-    const auto phone = phone::Phone::open(options({"sensors-vanish:1"}));
-    const sp<ISensorManager> manager = ISensorManager::getService("default");
-    EXPECT_TRUE(manager->getSensorList([](const auto&, Result) {}).isOk());
-    EXPECT_FALSE(manager->getSensorList([](const auto&, Result) { FAIL(); }).isOk());
-    EXPECT_EQ(ISensorManager::getService("default"), nullptr);
-  }
-  {
-    const auto phone = phone::Phone::open(options({"list-refused:3", "queue-refused:2"}));
-    const Client client;
-    EXPECT_EQ(client.list_result, Result::NO_INIT);
-    EXPECT_EQ(client.queue_result, Result::NO_MEMORY);
-    EXPECT_EQ(client.queue, nullptr);
-  }
-  {
-    const auto phone = phone::Phone::open(options({"queue-never"}));
-    EXPECT_EQ(Client().queue, nullptr);
-  }
-  {
-    const auto phone = phone::Phone::open(options({"enable-refused:Acc,6"}));
-    Client client;
-    EXPECT_EQ(client.enable(kAcc, 20000), Result::INVALID_OPERATION);
-    EXPECT_EQ(client.collect(kBar, 50000, 3).size(), 3U);
-  }
 }
 
 // A service that dies takes its queues along; one whose calls get lost keeps what is on, on.
@@ -148,34 +112,6 @@ TEST(Faults, OfServicesThatAreDeclaredAndDead) {
   EXPECT_EQ(waits.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
   phone.reset();
   EXPECT_TRUE(waits.get().empty());
-}
-
-TEST(Faults, OfTheTestService) {
-  {
-    const auto phone = phone::Phone::open(options({"hub-absent"}));
-    EXPECT_TRUE(ask_hub(1, 1).empty());
-  }
-  {
-    const auto phone = phone::Phone::open(options({"hub-fail:1", "hub-word:3,2,7", "hub-word:3,1,2.5"}));
-    std::vector<phone::HubExchange> heard;
-    phone->on_hub_message([&](const phone::HubExchange& exchange) { heard.push_back(exchange); });
-    EXPECT_TRUE(ask_hub(1, 1).empty());
-    EXPECT_EQ(ask_hub(4, 3).at(2), 7);
-    EXPECT_EQ(ask_hub(4, 3).at(1), bits(2.5F));
-    ASSERT_EQ(heard.size(), 3U);
-    EXPECT_FALSE(heard[0].answered);
-    EXPECT_EQ(heard[0].request[1], 1);
-    EXPECT_TRUE(heard[1].answered);
-  }
-  {
-    const auto phone = phone::Phone::open(options({"hub-vanish:2", "hub-slow:10"}));
-    const auto start = std::chrono::steady_clock::now();
-    EXPECT_FALSE(ask_hub(1, 1).empty());
-    EXPECT_FALSE(ask_hub(1, 1).empty());
-    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(20));
-    EXPECT_TRUE(ask_hub(1, 1).empty());
-    EXPECT_TRUE(ask_hub(1, 1).empty());
-  }
 }
 
 std::vector<Event> events_with(const std::string& fault, size_t count = 50) {
@@ -280,47 +216,6 @@ TEST(Panel, TheNodeTakesOneWriteAfterAnother) {
     phone->set_world(phone->world());
     EXPECT_EQ(std::stoi(read_file(path)), std::stoi(text));
   }
-}
-
-TEST(Faults, OfThePersistPartition) {
-  const Folder folder;
-  phone::PhoneOptions persist = options();
-  persist.directory = folder.path() + "/phone";
-  const std::string path = persist.directory + kCrosstalk;
-  phone::Phone::open(persist).reset();
-  ASSERT_TRUE(write_file(path, "offset=5\n"));
-  for (const char* fault : {"persist-full", "persist-read-only", "persist-absent"}) {
-    SCOPED_TRACE(fault);
-    persist.faults = {fault};
-    {
-      const auto phone = phone::Phone::open(persist);
-      EXPECT_FALSE(write_file(path, "offset=9\n"));
-      EXPECT_FALSE(write_file(persist.directory + "/mnt/vendor/persist/sensors/PSensor_ct2.txt", "offset=9\n"));
-    }
-    EXPECT_EQ(read_file(path), "offset=5\n") << "the file comes back";
-  }
-}
-
-TEST(Faults, OfFilesAndProperties) {
-  const Folder folder;
-  phone::PhoneOptions spoiled =
-      options({"truncated:/vendor/etc/sensors/reference.json", "garbled:/mnt/vendor/nvcfg/sensor/lightSensorCali.json",
-               "no-property:ro.build.product", "property:persist.vendor.test=x y"});
-  spoiled.directory = folder.path() + "/phone";
-  {
-    const auto phone = phone::Phone::open(spoiled);
-    EXPECT_EQ(host::all_properties().count("ro.build.product"), 0U);
-    EXPECT_EQ(host::all_properties().at("persist.vendor.test"), "x y");
-    EXPECT_NE(
-        read_file(spoiled.directory + "/mnt/vendor/nvcfg/sensor/lightSensorCali.json").find_first_not_of("{ \n\"als"),
-        std::string::npos);
-    EXPECT_EQ(read_file(spoiled.directory + "/vendor/etc/sensors/reference.json").find("CCT_B_strm"),
-              std::string::npos);
-  }
-  spoiled.faults = {};
-  const auto phone = phone::Phone::open(spoiled);
-  EXPECT_EQ(host::all_properties().at("ro.build.product"), "reference");
-  EXPECT_EQ(host::all_properties().count("persist.vendor.test"), 0U);
 }
 
 }  // namespace

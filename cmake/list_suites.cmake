@@ -1,0 +1,27 @@
+# Run after a test program is built: writes LIST, which tells ctest of the suites of PROGRAM. A suite is one entry, since the
+# start of a process costs more than most tests; of a suite with parameters each test is one, since these take their time.
+#   cmake -D PROGRAM=FILE -D EMULATOR=WORDS|... -D LIST=FILE -P list_suites.cmake
+string(REPLACE "|" ";" command "${EMULATOR}")
+list(APPEND command ${PROGRAM})
+execute_process(COMMAND ${command} --gtest_list_tests OUTPUT_VARIABLE out COMMAND_ERROR_IS_FATAL ANY)
+string(REPLACE ";" "," out "${out}")
+string(REPLACE "\n" ";" lines "${out}")
+list(JOIN command "\" \"" words)
+set(text)
+set(suite)
+function(entry name filter)
+  string(APPEND text "add_test([=[${name}]=] \"${words}\" \"--gtest_filter=${filter}\")\n"
+                     "set_tests_properties([=[${name}]=] PROPERTIES TIMEOUT 300)\n")
+  set(text "${text}" PARENT_SCOPE)
+endfunction()
+foreach(line IN LISTS lines)
+  if(line MATCHES "^([A-Za-z0-9_/]+)\\.")
+    set(suite ${CMAKE_MATCH_1})
+    if(NOT suite MATCHES "/")
+      entry(${suite} "${suite}.*")
+    endif()
+  elseif(line MATCHES "^  ([A-Za-z0-9_/]+)" AND suite MATCHES "/")
+    entry(${suite}.${CMAKE_MATCH_1} "${suite}.${CMAKE_MATCH_1}")
+  endif()
+endforeach()
+file(WRITE ${LIST} "${text}")
