@@ -68,7 +68,7 @@ bool take_rights(int fd, const std::string& target) {
 
 }  // namespace
 
-std::optional<std::string> read_file(const std::string& file) {
+std::optional<std::string> read_file(const std::string& file, size_t most) {
   const Descriptor in(open(file.c_str(), O_RDONLY | O_CLOEXEC));
   if (in.get() < 0) return {};
   std::string out;
@@ -77,6 +77,10 @@ std::optional<std::string> read_file(const std::string& file) {
     count = read(in.get(), block, sizeof block);
     if (count < 0 && errno != EINTR) return {};
     if (count > 0) out.append(block, static_cast<size_t>(count));
+    if (out.size() > most) {
+      errno = EFBIG;
+      return {};
+    }
   }
   return out;
 }

@@ -1,13 +1,18 @@
 // Files as a whole.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 
 namespace factory {
 
-// All bytes of a file. Nothing: errno says why.
-std::optional<std::string> read_file(const std::string& file);
+// What no file that a person writes comes near: a wrong file, or an endless one, is refused soon.
+inline constexpr size_t kFileMax = size_t{64} << 20U;
+
+// All bytes of a file. Nothing: errno says why, EFBIG for one of more than `most` bytes.
+std::optional<std::string> read_file(const std::string& file, size_t most = kFileMax);
 
 // A file is either wholly there or as it was: written under another name and then renamed. Owner and mode stay. Throws
 // AppError with the file's name. What is no regular file (a pipe, /dev/stdout) is written to as it stands.

@@ -100,7 +100,7 @@ std::string HeldValues::note(Session& session) {
     if (value.name == "golden" && value.values.empty())
       irreversible_.emplace_back("golden values, which were never set");
   }
-  for (const std::string& file : files_) file_bytes_[file] = read_file(file);
+  for (const std::string& file : files_) file_bytes_[file] = read_file(file, SIZE_MAX);
   return "";
 }
 
@@ -128,10 +128,10 @@ HeldValues::PutBack HeldValues::put_back(Session& session) const {
     refusals[before_[i].name] = put_back_value(session, before_[i]);
   }
   for (const auto& [path, bytes] : file_bytes_) {
-    if (read_file(path) == bytes) continue;
+    if (read_file(path, SIZE_MAX) == bytes) continue;
     out.needed = true;
     const bool good = bytes ? write_bytes(path, *bytes) : unlink(path.c_str()) == 0;
-    if (!good || read_file(path) != bytes) out.problems.push_back("/" + path + " could not be put back");
+    if (!good || read_file(path, SIZE_MAX) != bytes) out.problems.push_back("/" + path + " could not be put back");
   }
   const std::vector<HeldValue> again = reachable ? now(session) : std::vector<HeldValue>();
   for (size_t i = 0; i < before_.size() && i < again.size(); ++i) {

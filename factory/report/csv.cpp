@@ -3,6 +3,7 @@
 #include <string.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <vector>
 
@@ -15,7 +16,16 @@
 namespace factory {
 namespace {
 
-std::string field(const std::string& text) {
+// A text that a spreadsheet would take for a formula is led by an apostrophe. Numbers stay as they are.
+std::string inert(const std::string& text) {
+  if (text.empty() || std::string("=+-@\t\r").find(text.front()) == std::string::npos) return text;
+  char* end = nullptr;
+  (void)std::strtod(text.c_str(), &end);
+  return *end == '\0' ? text : "'" + text;
+}
+
+std::string field(const std::string& given) {
+  const std::string text = inert(given);
   if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
   std::string out = "\"";
   for (const char c : text) out += c == '"' ? "\"\"" : std::string(1, c);

@@ -19,7 +19,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string read_bytes(const fs::path& path) { return read_file(path).value_or(""); }
+std::string read_bytes(const fs::path& path) { return read_file(path, SIZE_MAX).value_or(""); }
 
 // What lies at the top of the root is the simulated phone's own; the device's files lie deeper.
 bool of_device(const fs::directory_entry& entry, const std::string& root) {

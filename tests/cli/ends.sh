@@ -103,3 +103,13 @@ run 3 run plan.json --speed max --serial A/1 --csv '{serial}' # known only once 
 has out 'PASSED' && has err 'A%2F1: holds a run already'
 run 2 run plan.json --speed max --serial $'A\nB'
 has err '^sensorcal: --serial: a serial number has no line feed'
+
+# What never ends, or is far too large, is refused by its name.
+run 2 run /dev/zero
+has err '^/dev/zero: File too large$'
+run 2 show /dev/zero
+has err '^sensorcal: /dev/zero: File too large$'
+run 2 sensors --phone other --profile /dev/zero
+has err '/dev/zero: File too large$'
+run 2 sensors --phone other --profile .
+has err 'is a folder, no profile$'

@@ -1,12 +1,14 @@
 #include "phone/core/profile.h"
 
+#include <errno.h>
+#include <string.h>
+
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <mutex>
 #include <set>
-#include <sstream>
 
 #include "phone/core/json_reader.h"
 #include "phone/core/phone.h"
@@ -42,24 +44,31 @@ Source find_source(const std::string& name, const std::string& beside) {
     if (name == shipped->name) return {shipped->text, name, true};
   }
   const std::filesystem::path file = std::filesystem::path(beside).parent_path() / name;
-  std::ifstream stream(file);
-  if (!stream || std::filesystem::is_directory(file)) {
+  std::error_code error;
+  if (!std::filesystem::exists(file, error))
     throw OptionError("there is no profile '" + name + "' and no file " + file.string(), name, shipped_profiles());
+  if (std::filesystem::is_directory(file, error)) throw OptionError(file.string() + ": is a folder, no profile");
+  std::ifstream stream(file, std::ios::binary);
+  if (!stream) throw OptionError(file.string() + ": " + strerror(errno));
+  constexpr size_t kMax = size_t{64} << 20U;  // an endless file ends here
+  std::string text;
+  char block[1 << 16];
+  while (stream.read(block, sizeof block) || stream.gcount() > 0) {
+    text.append(block, static_cast<size_t>(stream.gcount()));
+    if (text.size() > kMax) throw OptionError(file.string() + ": " + strerror(EFBIG));
   }
-  std::ostringstream text;
-  text << stream.rdbuf();
-  return {text.str(), file.string()};
+  return {text, file.string()};
 }
 
 // Resolves `extends`, the nearest profile winning.
 Json::Value resolve(const Source& source, int depth) {
   Json::Value own = parse_json(source.text, source.name);
-  if (!own.isObject()) throw PhoneError(source.name + ": wants an object");
+  if (!own.isObject()) throw OptionError(source.name + ": wants an object");
   const Json::Value extends = own["extends"];
   own.removeMember("extends");
   if (extends.isNull()) return own;
-  if (!extends.isString()) throw PhoneError(source.name + ".extends: wants a text");
-  if (depth == 0) throw PhoneError(source.name + ".extends: profiles extend each other in a circle");
+  if (!extends.isString()) throw OptionError(source.name + ".extends: wants a text");
+  if (depth == 0) throw OptionError(source.name + ".extends: profiles extend each other in a circle");
   Json::Value merged = resolve(find_source(extends.asString(), source.name), depth - 1);
   merge(&merged, own);
   return merged;
@@ -133,7 +142,7 @@ SensorEntry read_sensor(const std::string& tag, const Json::Value& value, const 
   JsonReader reader(value, where);
   const std::optional<int> type = parse_sensor_type(tag);
   const KindRow* row = type ? kind_row(*type) : nullptr;
-  if (row == nullptr) throw PhoneError(where + ": unknown sensor");
+  if (row == nullptr) throw OptionError(where + ": unknown sensor");
   SensorEntry entry;
   entry.type = row->type;
   entry.kind = row->kind;
@@ -168,7 +177,7 @@ void read_sensors(JsonReader* reader, Profile* profile) {
     const std::string where = reader->path("sensors") + "." + tag;
     profile->sensors.push_back(read_sensor(tag, sensors[tag], where, *profile));
     if (!handles.insert(profile->sensors.back().handle).second) {
-      throw PhoneError(where + ".handle: taken by another sensor");
+      throw OptionError(where + ".handle: taken by another sensor");
     }
   }
   std::sort(profile->sensors.begin(), profile->sensors.end(),
@@ -241,7 +250,7 @@ void read_profile(const Json::Value& value, const std::string& source, Profile* 
   World scene;
   for (const auto& [key, text] : profile->world) {
     const std::string problem = set_world(&scene, key, text);
-    if (!problem.empty()) throw PhoneError(reader.path("world") + ": " + problem);
+    if (!problem.empty()) throw OptionError(reader.path("world") + ": " + problem);
   }
 }
 

@@ -42,6 +42,20 @@ TEST(Csv, HostileNamesStayInTheirCellsAndTheirFolder) {
   EXPECT_NE(content(folder.file("out/measurements.csv")).find("\r\n," + cell + "," + cell), std::string::npos);
 }
 
+TEST(Csv, NoTextIsAFormula) {
+  Folder folder;
+  factory::record::Run run = records::passed();
+  const std::pair<const char*, const char*> kRows[] = {
+      {"=1+1", "'=1+1"}, {"@SUM(A1)", "'@SUM(A1)"}, {"-5", "-5"}, {"-5+cmd", "'-5+cmd"}, {"+", "'+"}, {"A=1", "A=1"}};
+  for (const auto& [serial, cell] : kRows) {
+    run.serial = serial;
+    factory::write_csv(run, folder.file(serial));
+    EXPECT_NE(content(folder.file(std::string(serial) + "/measurements.csv")).find(std::string("\r\n,") + cell + ","),
+              std::string::npos)
+        << serial;
+  }
+}
+
 // Names made from a run lead nowhere else, and two serial numbers never to one file.
 TEST(FileName, OfARun) {
   factory::record::Run run = records::passed();
