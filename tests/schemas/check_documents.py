@@ -82,6 +82,7 @@ def commands():
 
 
 def check_commands():
+    pathlib.Path('spool.db').touch()
     pathlib.Path('plan.json').write_text(json.dumps(PLAN))
     pathlib.Path('bad.json').write_text(json.dumps({**PLAN, 'colour': 1}))
     for code, arguments in ROWS:
