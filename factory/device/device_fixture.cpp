@@ -1,12 +1,12 @@
 // The fixture of a real phone, on which the application runs: the phone's own services, and people around it. What a
 // program cannot learn there it does not tell: no message that it did not send.
-#include <cutils/properties.h>
 #include <hidl/HidlTransportSupport.h>
 
 #include <mutex>
 
 #include "phone/fixture.h"
 #include "phone/fixture_settings.h"
+#include "phone/services.h"
 
 namespace factory {
 namespace {
@@ -27,8 +27,8 @@ class DeviceFixture : public Fixture {
   std::vector<std::pair<std::string, std::string>> facts() const override {
     std::vector<std::pair<std::string, std::string>> out;
     for (const auto& [fact, property] : kFacts) {
-      char value[PROPERTY_VALUE_MAX];
-      if (property_get(property, value, "") > 0) out.emplace_back(fact, value);
+      const std::string value = factory::property(property);
+      if (!value.empty()) out.emplace_back(fact, value);
     }
     return out;
   }

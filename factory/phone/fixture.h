@@ -2,6 +2,7 @@
 // application and a simulated phone.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -94,6 +95,15 @@ bool phones_are_simulated();
 
 // Opens the fixture that the options ask for; the services are reachable while it lives. Throws AppError.
 std::unique_ptr<Fixture> open_fixture(const Options& options);
+
+// A station where a person sets the fixture: what is wanted is asked for on the terminal, and counts once it is
+// confirmed. What a program cannot know on a station, it does not know here either: of the world only what was
+// confirmed. A simulated phone's world follows what the operator confirms, so that a plan can be tried without a
+// station. Without a terminal everything that is asked for is a problem, and the phone works all the same.
+// `interrupted` ends a wait for the operator, who can set it too: by Ctrl-C, or by the answer that aborts.
+std::unique_ptr<Fixture> ask_operator(std::unique_ptr<Fixture> phone, const std::atomic<bool>& interrupted);
+// Throws AppError(kUsage) where there is no terminal to ask on.
+void require_terminal();
 
 // Where the options want a recording: stands between a run and its phone, and keeps what passes. Throws AppError.
 std::unique_ptr<Fixture> record_fixture(std::unique_ptr<Fixture> phone, const Options& options);

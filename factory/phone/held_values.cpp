@@ -1,16 +1,14 @@
 #include "phone/held_values.h"
 
-#include <cutils/properties.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
 
 #include "files/whole_file.h"
 #include "phone/hub_watch.h"
-#include "phone/options.h"
-#include "sensors/stored_values.h"
 
 namespace factory {
 namespace {
@@ -37,53 +35,51 @@ bool write_bytes(const std::string& path, const std::string& bytes) {
 }
 
 bool same(const std::vector<double>& a, const std::vector<double>& b) {
-  if (a.size() != b.size()) return false;
-  for (size_t i = 0; i < a.size(); ++i) {
-    if (a[i] != b[i] && !(std::isnan(a[i]) && std::isnan(b[i]))) return false;
-  }
-  return true;
-}
-
-bool has_property(const char* name) {
-  char value[PROPERTY_VALUE_MAX];
-  return property_get(name, value, "") > 0;
+  const auto equal = [](double x, double y) { return x == y || (std::isnan(x) && std::isnan(y)); };
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(), equal);
 }
 
 }  // namespace
+
+void HeldValues::want(const StoredValue& value, int count) {
+  if (value.read != nullptr) wanted_.push_back({&value, value.count == 0 ? count : value.count});
+}
 
 HeldValues::HeldValues(int type, int param, bool writes_golden) : type_(type) {
   const StepRow* step = step_of(type, param);
   if (step == nullptr) return;
   const unsigned changes = step->changes | (writes_golden ? Stored::golden : 0U);
   for (const StoredValue& value : stored_values()) {
-    if (value.in != Stored::any && (value.in & changes) != 0)
-      wanted_.push_back({value.name, value.in == Stored::golden ? kGolden : kScales});
+    if (value.in != Stored::any && (value.in & changes) != 0 && value.applies(type))
+      want(value, value.in == Stored::golden ? kGolden : kScales);
   }
   if (step->leaves != nullptr) irreversible_.emplace_back(step->leaves);
   if ((changes & (Stored::channel_scales | Stored::golden)) != 0) files_ = {kLightFile};
-  if (step->changes == Stored::golden && has_property("persist.vendor.goodix.cct_support"))
+  if (step->changes == Stored::golden && !property("persist.vendor.goodix.cct_support").empty())
     irreversible_.emplace_back("what the hub's own colour run keeps besides scales and golden values");
 }
 
 HeldValues::HeldValues(int type, const std::string& value, int count) : type_(type) {
-  const StoredValue* stored = stored_value(type, value);
-  if (stored != nullptr && stored->read != nullptr) {
-    wanted_ = {{value, count}};
-  } else {
-    irreversible_.push_back("the " + value + " of " + tag_of(type));
-  }
+  if (const StoredValue* stored = stored_value(type, value)) want(*stored, count);
+  if (wanted_.empty()) irreversible_.push_back("the " + value + " of " + tag_of(type));
 }
 
 std::vector<HeldValue> HeldValues::now(Session& session) const {
   const Watchdog::Operation operation(session.watchdog());
   std::vector<HeldValue> out;
-  for (const Wanted& wanted : wanted_) {
-    const StoredValue* value = stored_value(type_, wanted.name);
-    if (value == nullptr || value->read == nullptr) continue;
-    const int count = value->count == 0 ? wanted.count : value->count;
+  for (const auto& [value, count] : wanted_) {
     const Reading reading = value->read(*session.cal().cal_api, type_, count);
     // A negative result: golden values that were never set, a file that is not there.
-    out.push_back({wanted.name, value->unit(type_), reading.result < 0 ? std::vector<double>() : reading.values});
+    out.push_back({value->name, value->unit(type_), reading.result < 0 ? std::vector<double>() : reading.values});
+  }
+  return out;
+}
+
+std::vector<size_t> HeldValues::changed(Session& session) const {
+  std::vector<size_t> out;
+  const std::vector<HeldValue> held = now(session);
+  for (size_t i = 0; i < before_.size(); ++i) {
+    if (!same(held[i].values, before_[i].values)) out.push_back(i);
   }
   return out;
 }
@@ -104,14 +100,15 @@ std::string HeldValues::note(Session& session) {
   return "";
 }
 
-std::string HeldValues::put_back_value(Session& session, const HeldValue& before) const {
-  const StoredValue* value = stored_value(type_, before.name);
+std::string HeldValues::put_back_value(Session& session, size_t which) const {
+  const StoredValue& value = *wanted_[which].value;
+  const HeldValue& before = before_[which];
   if (before.values.empty()) {
-    if (value->file == nullptr) return before.name + " was not set before, and the hub cannot forget it";
-    return unlink(value->file) == 0 ? "" : before.name + ": the new file cannot be taken away";
+    if (value.file == nullptr) return before.name + " was not set before, and the hub cannot forget it";
+    return unlink(value.file) == 0 ? "" : before.name + ": the new file cannot be taken away";
   }
-  if (value->write == nullptr) return before.name + " can only be read";
-  const int result = value->write(*session.cal().cal_api, type_, before.values);
+  if (value.write == nullptr) return before.name + " can only be read";
+  const int result = value.write(*session.cal().cal_api, type_, before.values);
   return result < 0 ? before.name + " was refused with " + std::to_string(result) : "";
 }
 
@@ -119,25 +116,22 @@ std::string HeldValues::put_back_value(Session& session, const HeldValue& before
 HeldValues::PutBack HeldValues::put_back(Session& session) const {
   PutBack out;
   HubWatch hub(session);
-  std::map<std::string, std::string> refusals;
-  const bool reachable = hub.answered();
-  const std::vector<HeldValue> held = reachable ? now(session) : std::vector<HeldValue>();
-  for (size_t i = 0; i < before_.size() && i < held.size(); ++i) {
-    if (same(held[i].values, before_[i].values)) continue;
-    out.needed = true;
-    refusals[before_[i].name] = put_back_value(session, before_[i]);
+  std::map<size_t, std::string> refusals;
+  if (hub.answered()) {
+    for (const size_t i : changed(session)) refusals[i] = put_back_value(session, i);
   }
+  out.needed = !refusals.empty();
   for (const auto& [path, bytes] : file_bytes_) {
     if (read_file(path, SIZE_MAX) == bytes) continue;
     out.needed = true;
     const bool good = bytes ? write_bytes(path, *bytes) : unlink(path.c_str()) == 0;
     if (!good || read_file(path, SIZE_MAX) != bytes) out.problems.push_back("/" + path + " could not be put back");
   }
-  const std::vector<HeldValue> again = reachable ? now(session) : std::vector<HeldValue>();
-  for (size_t i = 0; i < before_.size() && i < again.size(); ++i) {
-    if (same(again[i].values, before_[i].values)) continue;
-    const std::string& refusal = refusals[before_[i].name];
-    out.problems.push_back(refusal.empty() ? before_[i].name + " does not read as it was before" : refusal);
+  if (hub.answered()) {
+    for (const size_t i : changed(session)) {
+      const std::string& refusal = refusals[i];
+      out.problems.push_back(refusal.empty() ? before_[i].name + " does not read as it was before" : refusal);
+    }
   }
   // Without an answer the reads above are worth nothing.
   const std::string problem = hub.problem();

@@ -8,6 +8,7 @@
 
 #include "phone/session.h"
 #include "record/record.h"
+#include "sensors/stored_values.h"
 
 namespace factory {
 
@@ -40,10 +41,13 @@ class HeldValues {
 
  private:
   struct Wanted {
-    std::string name;
+    const StoredValue* value;
     int count;
   };
-  std::string put_back_value(Session& session, const HeldValue& before) const;
+  void want(const StoredValue& value, int count);
+  // Which of the values do not read as they were before.
+  std::vector<size_t> changed(Session& session) const;
+  std::string put_back_value(Session& session, size_t which) const;
 
   const int type_;
   std::vector<Wanted> wanted_;

@@ -1,10 +1,12 @@
 #include "phone/hub_message.h"
 
 #include <OemTestMsg.h>
-#include <string.h>
 
+#include <algorithm>
+#include <bit>
 #include <chrono>
 #include <cstdlib>
+#include <string_view>
 
 #include "files/app_error.h"
 #include "files/time_text.h"
@@ -14,57 +16,42 @@
 namespace factory {
 namespace {
 
-const oem_test_msg::CodeRow* find_code(int32_t code) {
-  for (const oem_test_msg::CodeRow& row : oem_test_msg::kCodes) {
-    if (row.code == code) return &row;
-  }
-  return nullptr;
+// One that is not in the table has no name, and answers with an integer.
+const oem_test_msg::CodeRow& row_of(int32_t code) {
+  static constexpr oem_test_msg::CodeRow kUnknown{0, nullptr, "", "i", ""};
+  const auto* found = std::find_if(std::begin(oem_test_msg::kCodes), std::end(oem_test_msg::kCodes),
+                                   [&](const oem_test_msg::CodeRow& row) { return row.code == code; });
+  return found == std::end(oem_test_msg::kCodes) ? kUnknown : *found;
+}
+
+// Some commands answer differently by sensor or by what they are asked for.
+const char* reply_words(const HubMessage& message) {
+  const int32_t code = message.request[1];
+  if (code == oem_test_msg::set_accelerometer_offset && message.request[0] == 0) return "f";  // panel, or collect
+  if (code == oem_test_msg::get_sar_offset && message.request[2] != 0) return "if*";          // the array form
+  return row_of(code).reply_words;
 }
 
 // The letter of a word in "ff*" and the like; '-' beyond its end.
-char letter_at(const char* words, int index) {
-  const int length = static_cast<int>(strlen(words));
-  if (length > 0 && words[length - 1] == '*' && index >= length - 1) return words[length - 2];
-  return index < length && words[index] != '*' ? words[index] : '-';
-}
-
-const char* request_words(const oem_test_msg::CodeRow* row) { return row == nullptr ? "" : row->request_words; }
-
-// Some commands answer differently by sensor or by what they are asked for.
-const char* reply_words(const HubMessage& message, const oem_test_msg::CodeRow* row) {
-  if (row == nullptr) return "i";
-  const bool panel_or_collect = row->code == oem_test_msg::set_accelerometer_offset && message.request[0] == 0;
-  if (panel_or_collect) return "f";
-  const bool array_form = row->code == oem_test_msg::get_sar_offset && message.request[2] != 0;
-  return array_form ? "if*" : row->reply_words;
+char letter_at(std::string_view letters, size_t index) {
+  if (letters.ends_with('*')) index = std::min(index, letters.size() - 2);
+  return index < letters.size() ? letters[index] : '-';
 }
 
 // The words that mean something, and any other that is not zero.
-std::vector<record::HubWord> decoded(const int32_t* words, const char* letters) {
+std::vector<record::HubWord> decoded(const int32_t* words, std::string_view letters) {
   std::vector<record::HubWord> out;
   for (int i = 0; i < oem_test_msg::kWords; ++i) {
-    const char letter = letter_at(letters, i);
-    const bool repeats = i >= static_cast<int>(strlen(letters));
-    if (words[i] == 0 && (letter == '-' || repeats)) continue;
-    record::HubWord& word = out.emplace_back();
-    word.word = i;
-    float number = 0;
-    memcpy(&number, &words[i], sizeof number);
-    if (letter == 'f') {
-      word.value = number;
-    } else {
-      word.value = words[i];
-    }
+    const auto index = static_cast<size_t>(i);
+    const char letter = letter_at(letters, index);
+    if (words[i] == 0 && (letter == '-' || index >= letters.size())) continue;
+    record::HubWord& word = out.emplace_back(record::HubWord{i, words[i]});
+    if (letter == 'f') word.value = std::bit_cast<float>(words[i]);
   }
   return out;
 }
 
 }  // namespace
-
-std::string command_name(int32_t code) {
-  const oem_test_msg::CodeRow* row = find_code(code);
-  return row == nullptr ? std::to_string(code) : row->name;
-}
 
 int32_t parse_command(const std::string& text) {
   std::vector<std::string> names;
@@ -79,7 +66,7 @@ int32_t parse_command(const std::string& text) {
 }
 
 record::HubMessage decoded(const HubMessage& message) {
-  const oem_test_msg::CodeRow* row = find_code(message.request[1]);
+  const oem_test_msg::CodeRow& row = row_of(message.request[1]);
   record::HubMessage out;
   // With microseconds.
   out.time = iso_time(std::chrono::system_clock::time_point(std::chrono::nanoseconds(message.time_ns)));
@@ -89,11 +76,11 @@ record::HubMessage decoded(const HubMessage& message) {
   out.sensor_type = message.request[0];
   out.tag = tag_of(message.request[0]);
   out.code = message.request[1];
-  out.command = command_name(message.request[1]);
-  out.request = decoded(message.request + 2, request_words(row));
+  out.command = row.name == nullptr ? std::to_string(out.code) : row.name;
+  out.request = decoded(message.request + 2, row.request_words);
   out.answered = message.answered;
   if (message.answered) {
-    out.reply = decoded(message.reply + 2, reply_words(message, row));
+    out.reply = decoded(message.reply + 2, reply_words(message));
     if (message.reply[0] != message.request[0]) out.reply_sensor_type = message.reply[0];
     if (message.reply[1] != message.request[1]) out.reply_code = message.reply[1];
   }

@@ -9,9 +9,6 @@
 
 namespace factory {
 
-// The command's short name, or its number.
-std::string command_name(int32_t code);
-
 // The code of a short name or a number; throws AppError with the known names.
 int32_t parse_command(const std::string& text);
 

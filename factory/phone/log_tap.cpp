@@ -130,8 +130,7 @@ void LogTap::keep_all() {
 
 LogTap::Counts LogTap::counts() const {
   const std::lock_guard<std::mutex> lock(mutex_);
-  const int restarted = run_.restarts.empty() ? 0 : run_.restarts.back().event;
-  return {run_.events, run_.events - restarted, static_cast<int>(run_.restarts.size())};
+  return {run_.events, static_cast<int>(run_.restarts.size())};
 }
 
 bool LogTap::whole() const {

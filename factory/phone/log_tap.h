@@ -65,7 +65,6 @@ class LogTap {
   void keep_all();
   struct Counts {
     int events = 0;
-    int since_restart = 0;
     int restarts = 0;
   };
   // Of the run so far, without copying it.

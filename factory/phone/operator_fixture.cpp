@@ -1,5 +1,3 @@
-#include "phone/operator_fixture.h"
-
 #include <errno.h>
 #include <fcntl.h>
 #include <poll.h>
@@ -15,6 +13,7 @@
 
 #include "cli/terminal.h"
 #include "files/whole_file.h"
+#include "phone/fixture.h"
 #include "phone/fixture_settings.h"
 
 namespace factory {

@@ -12,7 +12,6 @@
 
 #include "files/json_text.h"
 #include "phone/hub_message.h"
-#include "phone/operator_fixture.h"
 #include "record/record_json.h"
 
 namespace factory {
@@ -52,14 +51,9 @@ bool operator_sets(const Options& options) {
   return options.fixture.empty() ? !phones_are_simulated() : options.fixture == "operator";
 }
 
-// What can be known to be wrong before a phone is made.
-void check_options(const Options& options) {
-  if (options.fixture == "operator") require_terminal();
-}
-
 // Ctrl-C and its kin go to the watcher alone: no thread that is started from here on takes them.
 const Options& begin(const Options& options, sigset_t* before) {
-  check_options(options);
+  if (options.fixture == "operator") require_terminal();
   const sigset_t set = watched_signals();
   pthread_sigmask(SIG_BLOCK, &set, before);
   return options;

@@ -14,13 +14,11 @@
 #include <optional>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include "phone/fixture.h"
 #include "phone/log_tap.h"
 #include "phone/options.h"
 #include "phone/services.h"
-#include "phone/watchdog.h"
 #include "record/why.h"
 
 namespace factory {

@@ -1,10 +1,7 @@
 #include "phone/verdict.h"
 
-#include <cutils/properties.h>
-
 #include <algorithm>
 #include <cctype>
-#include <cmath>
 
 #include "files/json_text.h"
 #include "phone/hub_watch.h"
@@ -14,30 +11,27 @@ namespace factory {
 namespace {
 
 constexpr int kChannels = 5;
-
 constexpr int kPositions = 12;
-constexpr int kLast = 11;  // judged when the phone has the sensor under its display
+constexpr int kLast = kPositions - 1;  // judged when the phone has the sensor under its display
+
+// Which stored value decides whether a sensor is calibrated, and why it is or is not; in the order of Result.
+constexpr struct {
+  const char* value;
+  const char* calibrated;
+  const char* not_calibrated;
+} kDeciding[] = {
+    {"offset", "an offset is stored", "the offset is zero, as it was made"},
+    {"offset", "an offset is stored", "the offset is zero, as it was made"},
+    {"scale", "a scale is stored", "the scale is one, as it was made"},
+    {"channel-scales", "a scale is stored", "the scale is one, as it was made"},
+    {"near", "thresholds are stored", "the thresholds are 300/400 or 0/0, as they were made"},
+};
 
 struct Position {
   const Sensor* sensor = nullptr;
   bool dark = false;
 
   std::string name() const { return label_of(*sensor) + (dark ? " dark values" : ""); }
-  // Name of the stored value that decides.
-  const char* value() const {
-    switch (sensor->result) {
-      case Result::lux_scale:
-        return dark ? "dark" : "scale";
-      case Result::channel_scale:
-        return "channel-scales";
-      case Result::proximity:
-        return "near";
-      case Result::offset:
-      case Result::none:
-        return "offset";
-    }
-    return "";
-  }
 };
 
 Position position_of(int number) {
@@ -48,23 +42,17 @@ Position position_of(int number) {
   return {};
 }
 
-bool is_set(const char* property) {
-  char value[PROPERTY_VALUE_MAX];
-  return property_get(property, value, "") > 0;
-}
-
 // Which positions the report holds a character for.
 std::vector<int> enabled_positions() {
   bool flags[16] = {true, true, true, true};
-  char text[PROPERTY_VALUE_MAX];
-  const int length = property_get("persist.vendor.sensor.cali_sensor", text, "");
-  for (int i = 0; i < std::min(length, 16); ++i) {
+  const std::string text = property("persist.vendor.sensor.cali_sensor");
+  for (size_t i = 0; i < std::min(text.size(), std::size(flags)); ++i) {
     if (std::isdigit(static_cast<unsigned char>(text[i])) != 0) flags[i] = text[i] != '0';
   }
-  flags[kLast] =
-      flags[kLast] && (is_set("persist.vendor.goodix.cct_support") || is_set("persist.vendor.display.under.cct"));
+  if (property("persist.vendor.goodix.cct_support").empty() && property("persist.vendor.display.under.cct").empty())
+    flags[kLast] = false;
   std::vector<int> out;
-  for (int i = 0; i <= kLast; ++i) {
+  for (int i = 0; i < kPositions; ++i) {
     if (flags[i]) out.push_back(i);
   }
   return out;
@@ -79,29 +67,19 @@ std::string numbers(const std::vector<double>& values) {
 }
 
 std::string reason(const Position& position, bool calibrated, const std::vector<double>& values) {
-  if (position.dark) {
-    const auto missing = std::find(values.begin(), values.end(), 0.0);
-    return calibrated ? "all six dark values are stored"
-                      : "dark value " + std::to_string(missing - values.begin() + 1) + " is missing";
-  }
-  switch (position.sensor->result) {
-    case Result::lux_scale:
-    case Result::channel_scale:
-      return calibrated ? "a scale is stored" : "the scale is one, as it was made";
-    case Result::proximity:
-      return calibrated ? "thresholds are stored" : "the thresholds are 300/400 or 0/0, as they were made";
-    case Result::offset:
-    case Result::none:
-      return calibrated ? "an offset is stored" : "the offset is zero, as it was made";
-  }
-  return "";
+  const auto& row = kDeciding[static_cast<size_t>(position.sensor->result)];
+  if (!position.dark) return calibrated ? row.calibrated : row.not_calibrated;
+  const auto missing = std::find(values.begin(), values.end(), 0.0);
+  return calibrated ? "all six dark values are stored"
+                    : "dark value " + std::to_string(missing - values.begin() + 1) + " is missing";
 }
 
 Verdict look_at(Session& session, int number, bool calibrated) {
   const Position position = position_of(number);
   const int type = position.sensor->type;
   SensorCalibrationAPI& api = *session.cal().cal_api;
-  const StoredValue* value = stored_value(type, position.value());
+  const char* deciding = position.dark ? "dark" : kDeciding[static_cast<size_t>(position.sensor->result)].value;
+  const StoredValue* value = stored_value(type, deciding);
   const int count = value->count == 0 ? kChannels : value->count;
   const Reading reading = value->read(api, type, count);
   Verdict verdict;
