@@ -1,4 +1,5 @@
-// Simulated phones of which some have something wrong with them, and a place for their directories.
+// Simulated phones of which some have something wrong with them, stations that are a little off, and a place for the
+// phones' directories.
 #pragma once
 
 #include <cstdint>
@@ -6,11 +7,28 @@
 #include <string>
 #include <vector>
 
+namespace phone {
+class Draws;
+struct World;
+}  // namespace phone
+
 namespace factory {
+
+// A part of a phone that lies beyond what the shipped plans, or the library, allow.
+struct Flaw {
+  std::string sensor;  // tag as plans have it
+  std::string what;    // for people: "bias 2 1.1 m/s^2"
+  std::string chips;   // of the phone's profile, as JSON
+};
+
+// A flaw of the kind `which` (counted round), a tenth beyond the limit.
+Flaw draw_flaw(const phone::Draws& draws, uint64_t which, const std::string& profile);
+
+// Writes the profile with the flaw in it to a file.
+void write_flawed_profile(const std::string& file, const std::string& profile, const Flaw& flaw);
 
 // What is wrong with a phone: a part of it, or what happens while it is on the station.
 struct DrawnFault {
-  std::string text;     // for people
   std::string profile;  // the phone's: what was given, or the file with the flawed part
   std::string fault;    // as Options::fault has it; empty: the part alone
 };
@@ -20,10 +38,15 @@ struct DrawnFault {
 std::optional<DrawnFault> draw_fault(uint64_t seed, double rate, const std::vector<std::string>& sensors,
                                      const std::string& profile, const std::string& profile_file);
 
+// The world as a station makes it when it means to make the other: a table that is not quite level, a lamp and a
+// pressure that are not quite right. Always the same for one seed.
+phone::World as_built(const phone::World& meant, uint64_t station_seed);
+
 // A new folder, gone at the end; in memory where there is such a file system: a phone writes its hub's store at every
-// change, and would wait for the disk. Throws AppError.
+// change, and would wait for the disk.
 class PhonesFolder {
  public:
+  // Throws AppError.
   PhonesFolder();
   ~PhonesFolder();
   PhonesFolder(const PhonesFolder&) = delete;

@@ -10,9 +10,9 @@
 #include "phone/core/phone.h"
 #include "phone/faults/faults.h"
 #include "phone/fixture.h"
+#include "simulator/drawn_phone.h"
 #include "simulator/recording.h"
 #include "simulator/simulated_phone.h"
-#include "simulator/station_error.h"
 
 namespace factory {
 namespace {
