@@ -1,5 +1,4 @@
-#include "simulator/interceptors.h"
-
+// What a recorded or replayed run sees in place of the phone's services, its files and the fixture around it.
 #include <host/device_root.h>
 #include <host/no_direct_channels.h>
 #include <host/property_store.h>
@@ -9,9 +8,12 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <mutex>
 #include <thread>
 #include <utility>
 
+#include "simulator/device_files.h"
+#include "simulator/trace.h"
 #include "simulator/trace_words.h"
 
 namespace factory::trace {
@@ -30,6 +32,34 @@ using ::vendor::corvane::sensor::kestsensorservice::V1_1::ssc_oem_test_msg;
 
 // Messages that the fixture told of while this thread's call was under way.
 thread_local Json::Value t_taken;
+
+// The messages of a hub call as the fixture tells of them.
+class HubMessages {
+ public:
+  void listen(std::function<void(const HubMessage&)> listener) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    listener_ = std::move(listener);
+  }
+  void tell(const HubMessage& message) {
+    std::function<void(const HubMessage&)> listener;
+    {
+      const std::lock_guard<std::mutex> lock(mutex_);
+      listener = listener_;
+    }
+    if (listener) listener(message);
+  }
+  // Tells of a message while its call is under way, and keeps it for the trace.
+  void take(const HubMessage& message) {
+    t_taken.append(to_json(message));
+    tell(message);
+  }
+  // On the thread that called take().
+  static Json::Value taken() { return std::exchange(t_taken, Json::Value(Json::arrayValue)); }
+
+ private:
+  std::mutex mutex_;
+  std::function<void(const HubMessage&)> listener_;  // guarded by mutex_
+};
 
 // Notes real events and hands them on to their receiver. What comes once the sensor is off goes no further: how late an
 // event comes is chance, and a run that saw it could not be repeated.
@@ -109,10 +139,15 @@ class Delivery {
   std::thread thread_;
 };
 
-// What a call that got through was called back with is in the answer; so is what went wrong on its way.
-template <typename Sent>
-void note_failure(const Sent& sent, Json::Value* answer) {
-  if (!sent.isOk()) (*answer)["failed"] = failure_of(sent);
+// Asks the phone's service: what it called back with is in the answer, and so is what went wrong on the way.
+template <typename Call>
+Json::Value ask_service(Trace& trace, const char* name, const Json::Value& of, Call call) {
+  return trace.ask(name, of, [&] {
+    Json::Value out(Json::objectValue);
+    const auto sent = call(out);
+    if (!sent.isOk()) out["failed"] = failure_of(sent);
+    return out;
+  });
 }
 
 Return<Result> result_from(const Json::Value& answer) {
@@ -136,12 +171,11 @@ class QueueInterceptor : public IEventQueue {
     request["handle"] = sensorHandle;
     request["period_us"] = samplingPeriodUs;
     request["latency_us"] = static_cast<Json::Int64>(maxBatchReportLatencyUs);
-    const Json::Value answer = trace_.ask(kEnable, request, [&] {
+    const Json::Value answer = ask_service(trace_, kEnable, request, [&](Json::Value& out) {
       const int enabling = ++enablings;
       ear_->hear(enabling);
-      Json::Value out = result_of(real_->enableSensor(sensorHandle, samplingPeriodUs, maxBatchReportLatencyUs));
       out["enabling"] = enabling;
-      return out;
+      return told(real_->enableSensor(sensorHandle, samplingPeriodUs, maxBatchReportLatencyUs), &out);
     });
     handle_ = sensorHandle;
     if (delivery_) delivery_->begin(answer["enabling"].asInt());
@@ -152,15 +186,14 @@ class QueueInterceptor : public IEventQueue {
     Json::Value request;
     request["handle"] = sensorHandle;
     if (sensorHandle == handle_) delivery_ ? delivery_->end() : ear_->hear(0);
-    return result_from(trace_.ask(kDisable, request, [&] { return result_of(real_->disableSensor(sensorHandle)); }));
+    return result_from(ask_service(trace_, kDisable, request,
+                                   [&](Json::Value& out) { return told(real_->disableSensor(sensorHandle), &out); }));
   }
 
  private:
-  static Json::Value result_of(const Return<Result>& sent) {
-    Json::Value out(Json::objectValue);
-    note_failure(sent, &out);
-    if (sent.isOk()) out["result"] = static_cast<int>(Result(sent));
-    return out;
+  static Return<Result> told(Return<Result> sent, Json::Value* out) {
+    if (sent.isOk()) (*out)["result"] = static_cast<int>(Result(sent));
+    return sent;
   }
 
   Trace& trace_;
@@ -176,15 +209,12 @@ class ManagerInterceptor : public host::NoDirectChannels {
   ManagerInterceptor(Trace& trace, sp<ISensorManager> real) : trace_(trace), real_(std::move(real)) {}
 
   Return<void> getSensorList(getSensorList_cb _hidl_cb) override {
-    const Json::Value answer = trace_.ask("sensor-list", Json::nullValue, [&] {
-      Json::Value out(Json::objectValue);
-      const auto sent = real_->getSensorList([&](const hidl_vec<SensorInfo>& list, Result result) {
+    const Json::Value answer = ask_service(trace_, "sensor-list", Json::nullValue, [&](Json::Value& out) {
+      return real_->getSensorList([&](const hidl_vec<SensorInfo>& list, Result result) {
         out["result"] = static_cast<int>(result);
         out["sensors"] = Json::Value(Json::arrayValue);
         for (const SensorInfo& info : list) out["sensors"].append(to_json(info));
       });
-      note_failure(sent, &out);
-      return out;
     });
     if (answer.isMember("result"))
       _hidl_cb(sensors_from(answer["sensors"]), static_cast<Result>(answer["result"].asInt()));
@@ -195,14 +225,11 @@ class ManagerInterceptor : public host::NoDirectChannels {
                                 getDefaultSensor_cb _hidl_cb) override {
     Json::Value request;
     request["type"] = static_cast<int>(type);
-    const Json::Value answer = trace_.ask("default-sensor", request, [&] {
-      Json::Value out(Json::objectValue);
-      const auto sent = real_->getDefaultSensor(type, [&](const SensorInfo& info, Result result) {
+    const Json::Value answer = ask_service(trace_, "default-sensor", request, [&](Json::Value& out) {
+      return real_->getDefaultSensor(type, [&](const SensorInfo& info, Result result) {
         out["result"] = static_cast<int>(result);
         out["sensor"] = to_json(info);
       });
-      note_failure(sent, &out);
-      return out;
     });
     if (answer.isMember("result"))
       _hidl_cb(sensor_from(answer["sensor"]), static_cast<Result>(answer["result"].asInt()));
@@ -212,16 +239,13 @@ class ManagerInterceptor : public host::NoDirectChannels {
   Return<void> createEventQueue(const sp<IEventQueueCallback>& callback, createEventQueue_cb _hidl_cb) override {
     sp<IEventQueue> real_queue;
     sp<Ear> ear;
-    const Json::Value answer = trace_.ask("event-queue", Json::nullValue, [&] {
-      Json::Value out(Json::objectValue);
+    const Json::Value answer = ask_service(trace_, "event-queue", Json::nullValue, [&](Json::Value& out) {
       if (callback != nullptr) ear = new Ear(trace_, callback);
-      const auto sent = real_->createEventQueue(ear, [&](const sp<IEventQueue>& made, Result result) {
+      return real_->createEventQueue(ear, [&](const sp<IEventQueue>& made, Result result) {
         real_queue = made;
         out["result"] = static_cast<int>(result);
         out["there"] = made != nullptr;
       });
-      note_failure(sent, &out);
-      return out;
     });
     if (answer.isMember("result")) {
       sp<IEventQueue> queue;
@@ -248,14 +272,12 @@ class HubInterceptor : public IKestSensorService {
     int32_t words[kWords];
     memcpy(words, &msg, sizeof words);
     for (const int32_t word : words) request["message"].append(word);
-    const Json::Value answer = trace_.ask("hub", request, [&] {
-      Json::Value out(Json::objectValue);
+    const Json::Value answer = ask_service(trace_, "hub", request, [&](Json::Value& out) {
       (void)HubMessages::taken();
-      const auto sent = real_->send_ssc_oem_test_msg(
+      auto sent = real_->send_ssc_oem_test_msg(
           msg, [&](const ssc_oem_test_msg& reply) { out["reply"] = hex(&reply, sizeof reply); });
-      note_failure(sent, &out);
       out["told"] = HubMessages::taken();
-      return out;
+      return sent;
     });
     if (real_ == nullptr) {
       for (const HubMessage& message : hub_messages_from(answer["told"])) messages_.tell(message);
@@ -271,115 +293,114 @@ class HubInterceptor : public IKestSensorService {
   const sp<IKestSensorService> real_;
 };
 
+class TracedFixture : public Fixture {
+ public:
+  TracedFixture(std::unique_ptr<Trace> trace, std::unique_ptr<Fixture> real, std::string root)
+      : trace_(std::move(trace)), real_(std::move(real)), root_(std::move(root)), files_(root_) {
+    if (real_ != nullptr) real_->on_hub_message([this](const HubMessage& message) { messages_.take(message); });
+    phone_ = host::on_device_path([this] { before_open(); });
+    host::on_find_service(
+        [this](const std::string& descriptor, const host::Service& found) { return find(descriptor, found); });
+  }
+  ~TracedFixture() override {
+    host::on_find_service({});
+    host::on_device_path(phone_);
+    if (real_ != nullptr) real_->on_hub_message({});
+  }
+
+  std::string device_root() const override { return root_; }
+  std::vector<std::pair<std::string, std::string>> facts() const override {
+    return settings_from(ask("facts", [&] { return to_json(real_->facts()); }));
+  }
+  std::vector<std::string> remarks() const override {
+    return texts_from(ask("remarks", [&] { return to_json(real_->remarks()); }));
+  }
+  std::map<std::string, std::string> world() const override {
+    const Settings world = settings_from(ask("world", [&] {
+      const auto now = real_->world();
+      return to_json(Settings(now.begin(), now.end()));
+    }));
+    return {world.begin(), world.end()};
+  }
+  std::string set_world(const std::string& key, const std::string& value) override {
+    const auto real = [&] { return Json::Value(real_->set_world(key, value)); };
+    return trace_->ask("set-world", to_json(Settings{{key, value}}), real).asString();
+  }
+  bool asks_operator() const override {
+    return ask("asks-operator", [&] { return Json::Value(real_->asks_operator()); }).asBool();
+  }
+  Arranged arrange(const Settings& settings) override {
+    const Json::Value answer = trace_->ask("arrange", to_json(settings), [&] {
+      const Arranged arranged = real_->arrange(settings);
+      Json::Value out;
+      out["problems"] = to_json(arranged.problems);
+      out["notes"] = to_json(arranged.notes);
+      return out;
+    });
+    return {texts_from(answer["problems"]), texts_from(answer["notes"])};
+  }
+  void on_hub_message(std::function<void(const HubMessage&)> listener) override {
+    messages_.listen(std::move(listener));
+  }
+
+  void run_begins(const RunHead& head) override { trace_->run_begins(head); }
+  void attempt_begins(int step, int attempt, const std::string& name) override {
+    trace_->attempt_begins(step, attempt, name);
+  }
+  void run_ends(const record::Run& record) override { trace_->run_ends(record); }
+  int64_t time_ns(int64_t measured) override {
+    return ask("time", [&] { return Json::Value(Json::Int64{measured}); }).asInt64();
+  }
+  void interrupted() override { trace_->interrupted(); }
+
+ private:
+  Json::Value ask(const char* name, const std::function<Json::Value()>& real) const {
+    return trace_->ask(name, Json::nullValue, real);
+  }
+
+  void before_open() {
+    const Json::Value changed = ask("files", [&] {
+      const std::lock_guard<std::mutex> lock(mutex_);
+      files_.look();
+      if (phone_) phone_();
+      files_.look();
+      return files_.changed();
+    });
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (real_ == nullptr) files_.apply(changed);
+  }
+
+  host::Service find(const std::string& descriptor, const host::Service& found) {
+    if (trace_->asking()) return found;  // the phone's own look-up
+    const Json::Value answer = trace_->ask(kFind, descriptor, [&] { return Json::Value(found != nullptr); });
+    if (!answer.asBool()) return nullptr;
+    const std::lock_guard<std::mutex> lock(mutex_);
+    host::Service& interceptor = interceptors_[{descriptor, found.get()}];
+    if (interceptor == nullptr) {
+      if (descriptor == ISensorManager::descriptor) {
+        interceptor = new ManagerInterceptor(*trace_, dynamic_cast<ISensorManager*>(found.get()));
+      } else {
+        interceptor = new HubInterceptor(*trace_, messages_, dynamic_cast<IKestSensorService*>(found.get()));
+      }
+    }
+    return interceptor;
+  }
+
+  const std::unique_ptr<Trace> trace_;
+  const std::unique_ptr<Fixture> real_;
+  const std::string root_;
+  std::function<void()> phone_;  // brings the phone's files up to date
+  HubMessages messages_;
+  std::mutex mutex_;
+  DeviceFiles files_;  // guarded by mutex_
+  // By what is asked for and the real service, or null; guarded by mutex_.
+  std::map<std::pair<std::string, const void*>, host::Service> interceptors_;
+};
+
 }  // namespace
 
-void HubMessages::listen(std::function<void(const HubMessage&)> listener) {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  listener_ = std::move(listener);
-}
-
-void HubMessages::tell(const HubMessage& message) {
-  std::function<void(const HubMessage&)> listener;
-  {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    listener = listener_;
-  }
-  if (listener) listener(message);
-}
-
-void HubMessages::take(const HubMessage& message) {
-  t_taken.append(to_json(message));
-  tell(message);
-}
-
-Json::Value HubMessages::taken() { return std::exchange(t_taken, Json::Value(Json::arrayValue)); }
-
-TracedFixture::TracedFixture(std::unique_ptr<Trace> trace, std::unique_ptr<Fixture> real, std::string root)
-    : trace_(std::move(trace)), real_(std::move(real)), root_(std::move(root)), files_(root_) {
-  if (real_ != nullptr) real_->on_hub_message([this](const HubMessage& message) { messages_.take(message); });
-  phone_ = host::on_device_path([this] { before_open(); });
-  host::on_find_service(
-      [this](const std::string& descriptor, const host::Service& found) { return find(descriptor, found); });
-}
-
-TracedFixture::~TracedFixture() {
-  host::on_find_service({});
-  host::on_device_path(phone_);
-  if (real_ != nullptr) real_->on_hub_message({});
-}
-
-void TracedFixture::before_open() {
-  const Json::Value changed = trace_->ask("files", Json::nullValue, [&] {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    files_.look();
-    if (phone_) phone_();
-    files_.look();
-    return files_.changed();
-  });
-  const std::lock_guard<std::mutex> lock(mutex_);
-  if (real_ == nullptr) files_.apply(changed);
-}
-
-TracedFixture::Service TracedFixture::find(const std::string& descriptor, const Service& found) {
-  if (trace_->asking()) return found;  // the phone's own look-up
-  const Json::Value answer = trace_->ask(kFind, descriptor, [&] { return Json::Value(found != nullptr); });
-  if (!answer.asBool()) return nullptr;
-  const std::lock_guard<std::mutex> lock(mutex_);
-  Service& interceptor = interceptors_[{descriptor, found.get()}];
-  if (interceptor == nullptr) {
-    if (descriptor == ISensorManager::descriptor) {
-      interceptor = new ManagerInterceptor(*trace_, dynamic_cast<ISensorManager*>(found.get()));
-    } else {
-      interceptor = new HubInterceptor(*trace_, messages_, dynamic_cast<IKestSensorService*>(found.get()));
-    }
-  }
-  return interceptor;
-}
-
-std::vector<std::pair<std::string, std::string>> TracedFixture::facts() const {
-  return settings_from(trace_->ask("facts", Json::nullValue, [&] { return to_json(real_->facts()); }));
-}
-
-std::vector<std::string> TracedFixture::remarks() const {
-  return texts_from(trace_->ask("remarks", Json::nullValue, [&] { return to_json(real_->remarks()); }));
-}
-
-std::map<std::string, std::string> TracedFixture::world() const {
-  const Settings world = settings_from(trace_->ask("world", Json::nullValue, [&] {
-    const auto now = real_->world();
-    return to_json(Settings(now.begin(), now.end()));
-  }));
-  return {world.begin(), world.end()};
-}
-
-std::string TracedFixture::set_world(const std::string& key, const std::string& value) {
-  return trace_
-      ->ask("set-world", to_json(Settings{{key, value}}), [&] { return Json::Value(real_->set_world(key, value)); })
-      .asString();
-}
-
-bool TracedFixture::asks_operator() const {
-  return trace_->ask("asks-operator", Json::nullValue, [&] { return Json::Value(real_->asks_operator()); }).asBool();
-}
-
-int64_t TracedFixture::time_ns(int64_t measured) {
-  return trace_->ask("time", Json::nullValue, [&] { return Json::Value(static_cast<Json::Int64>(measured)); })
-      .asInt64();
-}
-
-Fixture::Arranged TracedFixture::arrange(const Settings& settings) {
-  const Json::Value answer = trace_->ask("arrange", to_json(settings), [&] {
-    const Arranged arranged = real_->arrange(settings);
-    Json::Value out;
-    out["problems"] = to_json(arranged.problems);
-    out["notes"] = to_json(arranged.notes);
-    return out;
-  });
-  return {texts_from(answer["problems"]), texts_from(answer["notes"])};
-}
-
-void TracedFixture::on_hub_message(std::function<void(const HubMessage&)> listener) {
-  messages_.listen(std::move(listener));
+std::unique_ptr<Fixture> traced_fixture(std::unique_ptr<Trace> trace, std::unique_ptr<Fixture> real, std::string root) {
+  return std::make_unique<TracedFixture>(std::move(trace), std::move(real), std::move(root));
 }
 
 }  // namespace factory::trace

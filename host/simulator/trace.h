@@ -8,6 +8,7 @@
 #include <functional>
 #include <iosfwd>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -50,6 +51,11 @@ std::string key(const std::string& attempt, const std::string& name, const Json:
 inline constexpr char kFind[] = "find";
 inline constexpr char kEnable[] = "enable";
 inline constexpr char kDisable[] = "disable";
+
+// Stands before the fixture of a phone, and before the services that are looked up while it lives: every question that
+// a run asks of the services, the phone's files and the fixture goes through the trace. `real` is null in a replay:
+// then the answers are the recorded ones.
+std::unique_ptr<Fixture> traced_fixture(std::unique_ptr<Trace> trace, std::unique_ptr<Fixture> real, std::string root);
 
 struct Recorded {
   Json::Value head;                                        // the first line

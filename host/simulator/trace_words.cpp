@@ -1,8 +1,6 @@
 #include "simulator/trace_words.h"
 
-#include <string.h>
-
-#include <algorithm>
+#include <bit>
 
 #include "simulator/device_files.h"
 #include "simulator/trace.h"
@@ -24,18 +22,8 @@ void words_from(const Json::Value& json, int32_t* out) {
   for (int i = 0; i < kWords; ++i) out[i] = json.get(static_cast<Json::ArrayIndex>(i), 0).asInt();
 }
 
-Json::Value float_bits(float value) {
-  uint32_t bits = 0;
-  memcpy(&bits, &value, sizeof bits);
-  return bits;
-}
-
-float float_from_bits(const Json::Value& json) {
-  const uint32_t bits = json.asUInt();
-  float value = 0;
-  memcpy(&value, &bits, sizeof value);
-  return value;
-}
+Json::Value float_bits(float value) { return std::bit_cast<uint32_t>(value); }
+float float_from_bits(const Json::Value& json) { return std::bit_cast<float>(json.asUInt()); }
 
 }  // namespace
 
@@ -134,7 +122,6 @@ SensorEvent event_from(const Json::Value& json) {
 }
 
 Json::Value failure_of(const ::android::hardware::details::return_status& sent) {
-  if (sent.isOk()) return Json::nullValue;
   Json::Value out;
   out["dead"] = sent.isDeadObject();
   out["why"] = sent.description();
@@ -197,16 +184,6 @@ Fixture::Settings settings_from(const Json::Value& json) {
   return out;
 }
 
-namespace {
-
-void check_reply(const Json::Value& reply) {
-  int32_t words_of_it[kWords];
-  if (!reply.isNull() && !from_hex(reply.asString(), words_of_it, sizeof words_of_it))
-    throw Json::RuntimeError("a reply is not " + std::to_string(kWords) + " words in hex");
-}
-
-}  // namespace
-
 void check_answer(const std::string& name, const Json::Value& answer) {
   using J = const Json::Value&;
   const auto nothing = [](J) {};
@@ -214,6 +191,11 @@ void check_answer(const std::string& name, const Json::Value& answer) {
   const auto text = [](J a) { (void)a.asString(); };
   const auto texts = [](J a) { (void)texts_from(a); };
   const auto settings = [](J a) { (void)settings_from(a); };
+  const auto reply = [](J a) {
+    int32_t words[kWords];
+    if (!a.isNull() && !from_hex(a.asString(), words, sizeof words))
+      throw Json::RuntimeError("a reply is not " + std::to_string(kWords) + " words in hex");
+  };
   const struct {
     const char* name;
     const char* member;  // empty: the answer itself
@@ -226,7 +208,7 @@ void check_answer(const std::string& name, const Json::Value& answer) {
       {kEnable, "enabling", [](J a) { (void)a.asInt(); }},
       {kDisable, "", nothing},
       {"hub", "told", [](J a) { (void)hub_messages_from(a); }},
-      {"hub", "reply", check_reply},
+      {"hub", "reply", reply},
       {"files", "", [](J a) { DeviceFiles::check(a); }},
       {"time", "", [](J a) { (void)a.asInt64(); }},
       {"facts", "", settings},

@@ -28,7 +28,7 @@ std::vector<SensorInfo> sensors_from(const Json::Value& json);
 Json::Value to_json(const SensorEvent& event);
 SensorEvent event_from(const Json::Value& json);
 
-// What became of a call on its way: null where it got through.
+// What became of a call that did not get through.
 Json::Value failure_of(const ::android::hardware::details::return_status& sent);
 // From an answer's "failed".
 Status status_from(const Json::Value& answer);
