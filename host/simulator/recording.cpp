@@ -3,7 +3,6 @@
 #include <errno.h>
 #include <string.h>
 
-#include <algorithm>
 #include <filesystem>
 #include <fstream>
 
@@ -27,10 +26,16 @@ void write(const std::string& file, const std::string& bytes) {
   if (!out) throw AppError(kUsage, "--record " + file + ": " + strerror(errno));
 }
 
-Json::Value parse(const std::string& file, const std::string& bytes) {
-  Json::Value out;
-  if (!parse_json(bytes, &out) || !out.isObject()) throw AppError(kUsage, file + ": not JSON as a recording has it");
-  return out;
+// What the head of a recording has of a run; the plan's bytes are a file of their own.
+template <typename Head, typename Field>
+void each_field(Head& head, Field field) {
+  field("plan", head.plan_file);
+  field("serial", head.order.serial);
+  field("station", head.order.station);
+  field("operator", head.order.operator_name);
+  field("speed", head.speed);
+  field("lot", head.order.lot);
+  field("retest_of", head.order.retest_of);
 }
 
 }  // namespace
@@ -47,13 +52,7 @@ void write_head(const std::string& folder, const RunHead& head, const Json::Valu
   Json::Value out;
   out["format"] = kRecordingFormat;
   out["application"] = SENSORCAL_VERSION;
-  out["plan"] = head.plan_file;
-  out["serial"] = head.order.serial;
-  out["station"] = head.order.station;
-  out["operator"] = head.order.operator_name;
-  out["speed"] = head.speed;
-  out["lot"] = head.order.lot;
-  out["retest_of"] = head.order.retest_of;
+  each_field(head, [&](const char* name, const std::string& value) { out[name] = value; });
   if (head.order.stop_on_failure) out["on_failure"] = "stop";
   out["options"] = options;
   write(folder + kPlanFile, head.plan_bytes);
@@ -66,25 +65,20 @@ void write_record(const std::string& folder, const record::Run& record) {
 
 RunHead read_head(const std::string& folder) {
   const std::string file = folder + kRunFile;
-  const std::optional<std::string> bytes = read_file(file);
-  if (!bytes) throw AppError(kUsage, folder + ": not a recording: " + file + " cannot be read");
-  const Json::Value head = parse(file, *bytes);
+  const auto text = read_file(file);
+  if (!text) throw AppError(kUsage, folder + ": not a recording: " + file + " cannot be read");
+  Json::Value head;
+  if (!parse_json(*text, &head) || !head.isObject()) throw AppError(kUsage, file + ": not JSON as a recording has it");
   if (head["format"] != kRecordingFormat)
     throw AppError(kUsage, file + ": its format is " + json_line(head["format"]) + "; this program replays \"" +
                                kRecordingFormat +
                                "\": replay it with the version that recorded it, or record the run again");
-  RunHead run;
-  const std::optional<std::string> plan = read_file(folder + kPlanFile);
+  const auto plan = read_file(folder + kPlanFile);
   if (!plan) throw AppError(kUsage, folder + kPlanFile + ": cannot be read");
+  RunHead run;
   run.plan_bytes = *plan;
   try {
-    run.plan_file = head["plan"].asString();
-    run.order.serial = head["serial"].asString();
-    run.order.station = head["station"].asString();
-    run.order.operator_name = head["operator"].asString();
-    run.speed = head["speed"].asString();
-    run.order.lot = head["lot"].asString();
-    run.order.retest_of = head["retest_of"].asString();
+    each_field(run, [&](const char* name, std::string& value) { value = head[name].asString(); });
     run.order.stop_on_failure = head["on_failure"] == "stop";
   } catch (const Json::Exception& error) {
     throw AppError(kUsage, file + ": the recording is damaged: " + error.what());
@@ -93,7 +87,7 @@ RunHead read_head(const std::string& folder) {
 }
 
 std::optional<record::Run> recorded_record(const std::string& folder) {
-  const std::optional<std::string> bytes = read_file(folder + kRecordFile);
+  const auto bytes = read_file(folder + kRecordFile);
   if (!bytes) return {};
   try {
     return record::read_run(*bytes);

@@ -21,18 +21,23 @@ Json::Value parsed(const std::string& line) {
   return out;
 }
 
+template <typename Task, typename Field>
+void each_field(Task& task, Field field) {
+  field("station", task.station);
+  field("seed", task.seed);
+  field("fault_rate", task.fault_rate);
+  field("plan_file", task.plan_file);
+  field("plan_bytes", task.plan_bytes);
+  field("profile", task.profile);
+  field("store", task.store);
+  field("spool", task.spool);
+  field("folder", task.folder);
+  field("patience_s", task.patience_s);
+}
+
 StationTask to_task(const Json::Value& json) {
   StationTask out;
-  out.station = json["station"].asInt();
-  out.seed = json["seed"].asUInt64();
-  out.fault_rate = json["fault_rate"].asDouble();
-  out.plan_file = json["plan_file"].asString();
-  out.plan_bytes = json["plan_bytes"].asString();
-  out.profile = json["profile"].asString();
-  out.store = json["store"].asString();
-  out.spool = json["spool"].asString();
-  out.folder = json["folder"].asString();
-  out.patience_s = json["patience_s"].asDouble();
+  each_field(out, [&](const char* name, auto& value) { value = json[name].as<std::decay_t<decltype(value)>>(); });
   return out;
 }
 
@@ -90,16 +95,7 @@ void answer(const Json::Value& json) { std::cout << json_line(json) << std::endl
 
 std::string to_line(const StationTask& task) {
   Json::Value out;
-  out["station"] = task.station;
-  out["seed"] = Json::UInt64{task.seed};
-  out["fault_rate"] = task.fault_rate;
-  out["plan_file"] = task.plan_file;
-  out["plan_bytes"] = task.plan_bytes;
-  out["profile"] = task.profile;
-  out["store"] = task.store;
-  out["spool"] = task.spool;
-  out["folder"] = task.folder;
-  out["patience_s"] = task.patience_s;
+  each_field(task, [&](const char* name, const auto& value) { out[name] = value; });
   return json_line(out);
 }
 
