@@ -15,7 +15,7 @@
 #include "residuals.h"
 #include "run/plan_run.h"
 #include "sensors/sensor.h"
-#include "simulator/flaw.h"
+#include "simulator/drawn_phone.h"
 #include "simulator/simulated_phone.h"
 
 namespace acceptance {
