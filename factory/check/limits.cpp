@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <cmath>
 
-#include "sensors/statistics.h"
-
 namespace factory {
 namespace {
 

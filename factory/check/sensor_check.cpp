@@ -6,7 +6,6 @@
 #include <chrono>
 #include <cmath>
 
-#include "sensors/expected.h"
 #include "sensors/sensor.h"
 
 namespace factory {

@@ -70,9 +70,7 @@ std::string read_number(const Setting& row, const std::string& text, Bare bare, 
   if (bare == Bare::refused || !is_number(text, &amount.value)) {
     const std::string wrong = plan::read_amount(text, row.values, false, &amount);
     if (!wrong.empty()) return (bare == Bare::taken ? "" : wrong + "; ") + "give " + values_of(row);
-    char number[40];
-    snprintf(number, sizeof number, "%.9g", amount.value);
-    *setting = number;
+    *setting = significant(amount.value, 9);
   }
   return amount.value >= row.low && amount.value <= row.high ? "" : "give " + values_of(row);
 }

@@ -8,7 +8,6 @@
 #include <fstream>
 
 #include "files/whole_file.h"
-#include "phone/hub_watch.h"
 
 namespace factory {
 namespace {

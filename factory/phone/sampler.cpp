@@ -1,7 +1,6 @@
 #include "phone/sampler.h"
 
 #include <algorithm>
-#include <cmath>
 #include <condition_variable>
 #include <mutex>
 #include <utility>

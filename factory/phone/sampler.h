@@ -6,13 +6,14 @@
 #include <array>
 #include <atomic>
 #include <chrono>
+#include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <optional>
 #include <vector>
 
 #include "record/why.h"
-#include "sensors/statistics.h"
 
 namespace factory {
 
@@ -56,6 +57,26 @@ class EventFeed {
   std::chrono::steady_clock::time_point enabled_at_;
   ::android::sp<Inbox> inbox_;
   ::android::sp<::android::frameworks::sensorservice::V1_0::IEventQueue> queue_;  // null: stopped
+};
+
+// Mean and standard deviation of a stream of values, in double precision.
+class Statistics {
+ public:
+  void add(double value) {
+    ++count_;
+    const double delta = value - mean_;
+    mean_ += delta / static_cast<double>(count_);
+    squares_ += delta * (value - mean_);
+  }
+  size_t count() const { return count_; }
+  double mean() const { return mean_; }
+  // Of the population, as the sample window has it.
+  double standard_deviation() const { return count_ == 0 ? 0 : std::sqrt(squares_ / static_cast<double>(count_)); }
+
+ private:
+  size_t count_ = 0;
+  double mean_ = 0;
+  double squares_ = 0;
 };
 
 struct FreshSamples {

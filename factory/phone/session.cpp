@@ -65,6 +65,16 @@ const Options& begin(const Options& options, sigset_t* before) {
   _exit(kInterrupted);
 }
 
+std::string hub_problem(Session& session) {
+  if (!session.test_service_there()) return "the sensor test service is gone";
+  // A call that never answers leaves all zeros behind, its own type and code included.
+  _ssc_oem_test_msg message{};
+  message.sensor_type = sensor_type::accelerometer;
+  message.msg_type = oem_test_msg::get_accelerometer_offset;
+  session.cal().cal_api->send_ssc_oem_test_msg(&message);
+  return message.sensor_type == 0 && message.msg_type == 0 ? "the sensor hub does not answer" : "";
+}
+
 }  // namespace
 
 Session::OpeningWatch::OpeningWatch()
@@ -270,6 +280,24 @@ void Session::leave(const std::string& why) {
   const std::string text = "sensorcal: " + why + "; " + kLookAtServices + "\n";
   if (write(STDERR_FILENO, text.data(), text.size()) < 0) _exit(code);
   _exit(code);
+}
+
+HubWatch::HubWatch(Session& session)
+    : session_(session), operation_(session.watchdog()), lost_(session.lost_messages()), first_(hub_problem(session)) {}
+
+std::string HubWatch::problem() { return first_.empty() ? problem(session_, lost_) : first_; }
+
+std::string HubWatch::problem(Session& session, int lost_before) {
+  const Watchdog::Operation operation(session.watchdog());
+  const int lost = session.lost_messages() - lost_before;
+  const std::string now = hub_problem(session);
+  if (!now.empty() || lost == 0) return now;
+  return "the sensor hub did not answer " + std::to_string(lost) + (lost == 1 ? " message" : " messages");
+}
+
+void HubWatch::require(const std::string& unknown) {
+  const std::string what = problem();
+  if (!what.empty()) throw AppError(kUnreachable, what + ": " + unknown + "; " + kLookAtServices);
 }
 
 }  // namespace factory

@@ -4,7 +4,6 @@
 #include <cctype>
 
 #include "files/json_text.h"
-#include "phone/hub_watch.h"
 #include "sensors/stored_values.h"
 
 namespace factory {

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cmath>
 
-#include "phone/hub_watch.h"
 #include "run/step_run.h"
 #include "run/window.h"
 #include "sensors/stored_values.h"

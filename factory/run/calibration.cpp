@@ -1,12 +1,9 @@
 #include "run/calibration.h"
 
-#include <cutils/properties.h>
-
 #include <algorithm>
 #include <chrono>
 #include <cmath>
 
-#include "phone/hub_watch.h"
 #include "run/panel.h"
 
 namespace factory {
@@ -19,8 +16,7 @@ constexpr int kGoldenParam = -1;
 constexpr int kGoldenChannels = 7;
 
 bool hub_runs_colour(int type) {
-  char value[PROPERTY_VALUE_MAX];
-  return type == sensor_type::cct_f_stream && property_get("persist.vendor.goodix.cct_support", value, "") > 0;
+  return type == sensor_type::cct_f_stream && !property("persist.vendor.goodix.cct_support").empty();
 }
 
 // Rounding may leave a variance just below zero; what is not a number stays so.

@@ -13,8 +13,6 @@
 
 namespace factory {
 
-class HubWatch;
-
 struct CalibrationRequest {
   int type = 0;
   int param = 0;

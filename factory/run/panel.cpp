@@ -1,7 +1,5 @@
 #include "run/panel.h"
 
-#include <cutils/properties.h>
-
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
@@ -25,16 +23,11 @@ int read_node(Session& session, const char* path) {
   return session.cal().lcdbacklight_calibrate_read_backlight(path, &value) == 0 ? value : -1;
 }
 
-bool is_colour_run() {
-  char value[PROPERTY_VALUE_MAX];
-  return property_get("persist.vendor.sensor.cct_need_lcdbacklight_cali", value, "") > 0;
-}
+bool is_colour_run() { return !property("persist.vendor.sensor.cct_need_lcdbacklight_cali").empty(); }
 
 // A panel of one lux at full has no lower level: the library makes it 0, and that is right.
 bool is_faint() {
-  char value[PROPERTY_VALUE_MAX];
-  property_get("sys.backlight.lux", value, "");
-  const double full = std::strtod(value, nullptr);
+  const double full = std::strtod(property("sys.backlight.lux").c_str(), nullptr);
   return full > 0 && full < 2;
 }
 

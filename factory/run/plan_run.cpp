@@ -1,7 +1,5 @@
 #include "run/plan_run.h"
 
-#include <cutils/properties.h>
-
 #include <algorithm>
 #include <thread>
 
@@ -27,9 +25,8 @@ void require_phone(Session& session, const Plan& plan) {
   for (const auto& [fact, text] : session.fixture().facts()) {
     if (fact == "profile") names.push_back(text);
   }
-  for (const char* property : {"ro.product.product.name", "ro.build.product"}) {
-    char value[PROPERTY_VALUE_MAX];
-    if (property_get(property, value, "") > 0) names.emplace_back(value);
+  for (const char* name : {"ro.product.product.name", "ro.build.product"}) {
+    if (const std::string value = property(name); !value.empty()) names.push_back(value);
   }
   for (const std::string& name : names) {
     if (std::count(plan.phones.begin(), plan.phones.end(), name) != 0) return;

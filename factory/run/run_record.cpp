@@ -1,7 +1,5 @@
 #include "run/run_record.h"
 
-#include <cutils/properties.h>
-
 #include <cmath>
 
 #include "run/identity.h"
@@ -46,8 +44,7 @@ record::Phone phone_of(Session& session) {
   record::Phone out;
   for (const auto& [name, value] : session.fixture().facts()) out.facts[name == "phone" ? "directory" : name] = value;
   for (const char* name : kProperties) {
-    char value[PROPERTY_VALUE_MAX];
-    if (property_get(name, value, "") > 0) out.properties[name] = value;
+    if (const std::string value = property(name); !value.empty()) out.properties[name] = value;
   }
   return out;
 }

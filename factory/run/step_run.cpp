@@ -5,9 +5,8 @@
 #include <cmath>
 
 #include "files/json_text.h"
-#include "phone/hub_watch.h"
 #include "phone/verdict.h"
-#include "sensors/expected.h"
+#include "sensors/sensor.h"
 #include "sensors/stored_values.h"
 
 namespace factory::plan {

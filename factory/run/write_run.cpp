@@ -1,5 +1,4 @@
 // An attempt at a write: note what is held, write, read back, and keep or put back.
-#include "phone/hub_watch.h"
 #include "run/step_run.h"
 #include "sensors/stored_values.h"
 

@@ -7,6 +7,7 @@
 
 #include <json/json.h>
 
+#include <map>
 #include <optional>
 #include <span>
 #include <string>
@@ -170,8 +171,13 @@ bool is_panel_run(int param);
 // What a calibrated sensor reports at the factory's fixture. Empty where that depends on the station.
 std::vector<double> nominal(int type);
 
-// Values in the phone's frame as a sensor sees them that may be mounted upside down.
-std::vector<double> as_mounted(int type, std::vector<double> values);
+// Values of a calibrated sensor on a fixture that is set as `world` ("up", "lux" ... by their names) says. Empty where
+// it does not say, or where the values depend on the phone. It is all that can be known on a real station: how the
+// phone really lies, and how bright the lamp really is, nobody can be asked.
+std::vector<double> told_by(const std::map<std::string, std::string>& world, int sensor_type);
+
+// The same; where the world does not say, as on the factory's fixture: flat, at rest, under the lamp.
+std::vector<double> expected_at(const std::map<std::string, std::string>& world, int sensor_type);
 
 // What the events of a sensor carry.
 struct Quantity {

@@ -1,17 +1,11 @@
 #include "simulator/device_files.h"
 
-#include <fcntl.h>
-#include <stdlib.h>
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
 
 #include "files/json_text.h"
 #include "files/whole_file.h"
-#include "phone/options.h"
 #include "simulator/trace_words.h"
 
 namespace factory::trace {
@@ -111,38 +105,6 @@ void DeviceFiles::apply(const Json::Value& changes) const {
     if (read_bytes(file) == bytes && fs::exists(file, ignored)) continue;
     std::ofstream(file, std::ios::binary | std::ios::trunc) << bytes;
   }
-}
-
-ScratchRoot::ScratchRoot(const std::string& recorded, const std::vector<std::string>& unwritable) {
-  path_ = (fs::temp_directory_path() / "sensorcal-replay-XXXXXX").string();
-  if (mkdtemp(path_.data()) == nullptr) throw AppError(kUnreachable, path_ + ": cannot be made");
-  try {
-    fs::copy(recorded, path_, fs::copy_options::recursive | fs::copy_options::copy_symlinks);
-    for (const std::string& path : unwritable) make_unwritable(path_ + path);
-  } catch (const std::exception& error) {
-    remove();
-    throw AppError(kUsage, error.what());
-  }
-}
-
-// A sealed copy in memory behind a link: no process can write it, whoever it is.
-void ScratchRoot::make_unwritable(const std::string& path) {
-  const std::string bytes = read_bytes(path);
-  const int fd = memfd_create("unwritable", MFD_CLOEXEC | MFD_ALLOW_SEALING);
-  if (fd >= 0) descriptors_.push_back(fd);
-  if (fd < 0 || write(fd, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size()) ||
-      fcntl(fd, F_ADD_SEALS, F_SEAL_WRITE | F_SEAL_GROW | F_SEAL_SHRINK) != 0)
-    throw AppError(kUnreachable, path + ": cannot be made unwritable here");
-  fs::remove(path);
-  fs::create_symlink("/proc/" + std::to_string(getpid()) + "/fd/" + std::to_string(fd), path);
-}
-
-void ScratchRoot::remove() {
-  std::error_code ignored;
-  if (!path_.empty()) fs::remove_all(path_, ignored);
-  for (const int fd : descriptors_) close(fd);
-  descriptors_.clear();
-  path_.clear();
 }
 
 }  // namespace factory::trace

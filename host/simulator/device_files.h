@@ -37,23 +37,4 @@ class DeviceFiles {
   std::set<std::string> noted_;
 };
 
-// A copy of a recorded device root to work on, gone at the end.
-class ScratchRoot {
- public:
-  // `unwritable`: paths of files that no program may write. Throws AppError.
-  ScratchRoot(const std::string& recorded, const std::vector<std::string>& unwritable);
-  ~ScratchRoot() { remove(); }
-  ScratchRoot(const ScratchRoot&) = delete;
-  ScratchRoot& operator=(const ScratchRoot&) = delete;
-
-  const std::string& path() const { return path_; }
-  void remove();
-
- private:
-  void make_unwritable(const std::string& path);
-
-  std::string path_;
-  std::vector<int> descriptors_;
-};
-
 }  // namespace factory::trace

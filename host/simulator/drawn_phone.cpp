@@ -5,12 +5,12 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 
 #include "files/json_text.h"
+#include "files/numbers.h"
 #include "phone/core/random.h"
 #include "phone/core/world.h"
 #include "phone/options.h"
@@ -43,11 +43,7 @@ constexpr FlawRow kFlaws[] = {
     {sensor_type::proximity, "proximity"},
 };
 
-std::string number(double value) {
-  char text[32];
-  snprintf(text, sizeof text, "%.6g", value);
-  return text;
-}
+std::string number(double value) { return significant(value, 6); }
 
 std::string list(const std::vector<double>& values) {
   std::string out;

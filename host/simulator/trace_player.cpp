@@ -1,18 +1,70 @@
 // Answers from a trace, with no phone behind it.
+#include <fcntl.h>
 #include <host/device_root.h>
 #include <host/property_store.h>
+#include <stdlib.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <mutex>
 
 #include "files/json_text.h"
-#include "simulator/device_files.h"
+#include "files/whole_file.h"
 #include "simulator/recording.h"
 #include "simulator/trace.h"
 #include "simulator/trace_words.h"
 
 namespace factory::trace {
 namespace {
+
+namespace fs = std::filesystem;
+
+// A copy of a recorded device root to work on, gone at the end.
+class ScratchRoot {
+ public:
+  // `unwritable`: paths of files that no program may write. Throws AppError.
+  ScratchRoot(const std::string& recorded, const std::vector<std::string>& unwritable) {
+    path_ = (fs::temp_directory_path() / "sensorcal-replay-XXXXXX").string();
+    if (mkdtemp(path_.data()) == nullptr) throw AppError(kUnreachable, path_ + ": cannot be made");
+    try {
+      fs::copy(recorded, path_, fs::copy_options::recursive | fs::copy_options::copy_symlinks);
+      for (const std::string& path : unwritable) make_unwritable(path_ + path);
+    } catch (const std::exception& error) {
+      remove();
+      throw AppError(kUsage, error.what());
+    }
+  }
+
+  ~ScratchRoot() { remove(); }
+  ScratchRoot(const ScratchRoot&) = delete;
+  ScratchRoot& operator=(const ScratchRoot&) = delete;
+
+  const std::string& path() const { return path_; }
+  void remove() {
+    std::error_code ignored;
+    if (!path_.empty()) fs::remove_all(path_, ignored);
+    for (const int fd : descriptors_) close(fd);
+    descriptors_.clear();
+    path_.clear();
+  }
+
+ private:
+  // A sealed copy in memory behind a link: no process can write it, whoever it is.
+  void make_unwritable(const std::string& path) {
+    const std::string bytes = read_file(path, SIZE_MAX).value_or("");
+    const int fd = memfd_create("unwritable", MFD_CLOEXEC | MFD_ALLOW_SEALING);
+    if (fd >= 0) descriptors_.push_back(fd);
+    if (fd < 0 || write(fd, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size()) ||
+        fcntl(fd, F_ADD_SEALS, F_SEAL_WRITE | F_SEAL_GROW | F_SEAL_SHRINK) != 0)
+      throw AppError(kUnreachable, path + ": cannot be made unwritable here");
+    fs::remove(path);
+    fs::create_symlink("/proc/" + std::to_string(getpid()) + "/fd/" + std::to_string(fd), path);
+  }
+
+  std::string path_;
+  std::vector<int> descriptors_;
+};
 
 // A run that asks for what was not recorded ends the process with kDiffers.
 class Player : public Trace {

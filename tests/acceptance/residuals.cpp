@@ -10,7 +10,7 @@
 #include <stdexcept>
 
 #include "open_phone.h"
-#include "sensors/statistics.h"
+#include "phone/sampler.h"
 
 namespace acceptance {
 namespace {

@@ -12,7 +12,6 @@
 #include "files/json_text.h"
 #include "files/numbers.h"
 #include "phone/hub_message.h"
-#include "phone/hub_watch.h"
 #include "phone/session.h"
 #include "record/record_json.h"
 #include "sensors/sensor.h"

@@ -8,7 +8,6 @@
 #include "files/json_text.h"
 #include "files/numbers.h"
 #include "files/words.h"
-#include "phone/hub_watch.h"
 #include "phone/session.h"
 #include "sensors/sensor.h"
 #include "sensors/stored_values.h"

@@ -2,15 +2,20 @@
 
 #include <json/json.h>
 
+#include <chrono>
+#include <condition_variable>
 #include <filesystem>
 #include <iostream>
-#include <memory>
+#include <mutex>
+#include <optional>
+#include <thread>
 
 #include "files/json_text.h"
 #include "line/phone_run.h"
-#include "line/uploader.h"
 #include "phone/options.h"
 #include "simulator/drawn_phone.h"
+#include "store/spool.h"
+#include "store/store.h"
 
 namespace factory::line {
 namespace {
@@ -40,6 +45,104 @@ StationTask to_task(const Json::Value& json) {
   each_field(out, [&](const char* name, auto& value) { value = json[name].as<std::decay_t<decltype(value)>>(); });
   return out;
 }
+
+// For one run of a server that answers; as a station has it.
+constexpr double kPatienceSeconds = 10;
+// Runs go up a few at a time: connecting costs more than writing one.
+constexpr std::chrono::milliseconds kGather{200};
+constexpr std::chrono::milliseconds kBeforeNextTry{300};
+
+// Takes the runs of the station to the store, beside the station's work.
+class Uploader {
+ public:
+  // `spool`: the station's own file, for a server. Throws StoreError.
+  Uploader(const store::Uri& uri, const std::string& spool) : uri_(uri) {
+    if (!uri_.postgresql) {
+      store_.emplace(uri_);
+      return;
+    }
+    spool_.emplace(spool);
+    thread_ = std::thread([this] { carry(); });
+  }
+
+  ~Uploader() { stop(Clock::now()); }
+
+  Uploader(const Uploader&) = delete;
+  Uploader& operator=(const Uploader&) = delete;
+
+  // The run is on the disk when this returns, in the store or in the spool. Throws StoreError.
+  void keep(const record::Run& run) {
+    if (store_) {
+      store_->put(run, false);
+      return;
+    }
+    spool_->keep(run, false);
+    const std::lock_guard<std::mutex> lock(mutex_);
+    more_ = true;
+    changed_.notify_all();
+  }
+
+  // Brings up what waits, for so long at most where the server is away. How many runs still wait; then it works no
+  // more.
+  int finish(double patience_s) {
+    stop(Clock::now() + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(patience_s)));
+    return spool_ ? spool_->waiting() : 0;
+  }
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  // With a connection to the spool of its own: the station need not wait while the server is slow.
+  void carry() {
+    std::string told;
+    try {
+      store::Spool spool(spool_->file());
+      std::unique_lock<std::mutex> lock(mutex_);
+      for (;;) {
+        changed_.wait(lock, [this] { return stopping_ || more_; });
+        if (!more_) return;
+        if (!stopping_) changed_.wait_for(lock, kGather, [this] { return stopping_; });
+        more_ = false;
+        lock.unlock();
+        const store::Brought brought = bring_up(&spool, uri_, kPatienceSeconds);
+        for (const std::string& refused : brought.refused) {
+          // One that the server will not take is told once, not at every try.
+          if (refused != told) std::cerr << "sensorcal: not stored: " << refused << std::endl;
+          told = refused;
+        }
+        lock.lock();
+        const bool again = !brought.away.empty();
+        if (stopping_ && (!again || Clock::now() >= until_) && !more_) return;
+        if (!again) continue;
+        more_ = true;
+        if (stopping_ && Clock::now() >= until_) return;
+        changed_.wait_for(lock, kBeforeNextTry, [this, was = stopping_] { return stopping_ != was; });
+      }
+    } catch (const std::exception& error) {
+      std::cerr << "sensorcal: " << error.what() << std::endl;
+    }
+  }
+
+  void stop(Clock::time_point until) {
+    {
+      const std::lock_guard<std::mutex> lock(mutex_);
+      stopping_ = true;
+      until_ = until;
+      changed_.notify_all();
+    }
+    if (thread_.joinable()) thread_.join();
+  }
+
+  const store::Uri uri_;
+  std::optional<store::Store> store_;  // a file's
+  std::optional<store::Spool> spool_;
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  bool stopping_ = false;    // guarded by mutex_, and so is the following
+  Clock::time_point until_;  // when stopping
+  bool more_ = true;         // runs may wait
+  std::thread thread_;
+};
 
 class Station {
  public:
