@@ -17,7 +17,7 @@ using ::android::hardware::sensors::V1_0::Event;
 using record::Why;
 using Steady = std::chrono::steady_clock;
 
-std::optional<record::Reason> refusal(bool answered, bool granted, Why why, const char* text) {
+std::optional<record::Reason> refusal(bool answered, bool granted, record::Ground why, const char* text) {
   if (!answered) return record::Reason{Why::service_gone, "the sensor service does not answer", kServiceHint};
   if (granted) return {};
   return record::Reason{why, text, kServiceHint};

@@ -230,6 +230,11 @@ std::chrono::duration<double> Session::since_start() {
   return nanoseconds(fixture_->time_ns(now.count()));
 }
 
+void Session::switch_off() {
+  if (!cal_ || cal_->event_queue == nullptr) return;
+  for (const SensorInfo& info : cal_->sensor_list) (void)cal_->event_queue->disableSensor(info.sensorHandle).isOk();
+}
+
 void Session::watch_interrupts() {
   const sigset_t set = watched_signals();
   for (;;) {
@@ -266,9 +271,7 @@ void Session::leave(const std::string& why) {
     std::this_thread::sleep_for(kLongest);
     _exit(code);
   }).detach();
-  if (cal_ && cal_->event_queue != nullptr) {
-    for (const SensorInfo& info : cal_->sensor_list) (void)cal_->event_queue->disableSensor(info.sensorHandle).isOk();
-  }
+  switch_off();
   std::function<void(const std::string&)> last_will;
   {
     const std::lock_guard<std::mutex> lock(will_mutex_);

@@ -71,6 +71,9 @@ class Session {
   // The brightness that the panel is left with when the session ends.
   void restore_brightness_at_end(int brightness);
 
+  // Switches off every sensor that the library may have left on.
+  void switch_off();
+
   // Set once Ctrl-C came: the run under way was woken, and the command is to come to its end.
   const std::atomic<bool>& interrupted() const { return interrupted_; }
 

@@ -6,7 +6,7 @@
 #include <iostream>
 
 #include "files/app_error.h"
-#include "record/measurement.h"
+#include "record/record.h"
 
 namespace factory::record {
 

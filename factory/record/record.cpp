@@ -5,17 +5,41 @@
 
 #include "files/app_error.h"
 #include "files/json_text.h"
+#include "files/numbers.h"
+#include "record/why.h"
 
 namespace factory::record {
 
-const char* state_name(SampleState state) {
-  constexpr const char* kNames[] = {"settling", "discarded", "accepted"};
-  return kNames[static_cast<int>(state)];
+void judge(Measurement* m, double band) {
+  m->outcome = Outcome::failed;
+  if (!std::isfinite(m->value)) return;
+  if (m->low && !(m->value >= *m->low)) return;
+  if (m->high && !(m->value <= *m->high)) return;
+  const double range = m->low && m->high ? *m->high - *m->low : std::fabs(m->high.value_or(m->low.value_or(0)));
+  // Between limits that lie evenly around zero the band counts from zero, as the one limit does that they stand for.
+  const double margin = band * (m->low && m->high && *m->low == -*m->high ? range / 2 : range);
+  const bool near_low = m->low && m->value < *m->low + margin;
+  const bool near_high = m->high && m->value > *m->high - margin;
+  m->outcome = near_low || near_high ? Outcome::marginal : Outcome::passed;
 }
 
-const char* cause_name(Cause cause) {
-  constexpr const char* kNames[] = {"variance", "zero_variance", "bias"};
-  return kNames[static_cast<int>(cause)];
+std::string describe(const Measurement& m) {
+  const std::string unit = m.unit.empty() ? "" : " " + m.unit;
+  std::string out = (m.axis.empty() ? "" : m.axis + ": ") + m.name + " " + plain(m.value);
+  if (!std::isfinite(m.value)) return out + " is no number that could pass";
+  if (m.standard_error) out += " +/- " + plain(*m.standard_error);
+  out += unit;
+  const bool bad = m.outcome == Outcome::failed;
+  if (m.low && m.high) {
+    out += std::string(bad ? " is outside" : " is near") + " the limits of " + plain(*m.low) + " to " + plain(*m.high);
+  } else if (m.high) {
+    out += std::string(bad ? " is above" : " is near") + " the limit of " + plain(*m.high);
+  } else if (m.low) {
+    out += std::string(bad ? " is below" : " is near") + " the limit of " + plain(*m.low);
+  } else {
+    return out + " has no limit";
+  }
+  return out + unit;
 }
 
 std::string words(const std::vector<HubWord>& words) {
@@ -27,6 +51,23 @@ std::string words(const std::vector<HubWord>& words) {
         (number != nullptr ? number_text(json_number(*number)) + "f" : std::to_string(std::get<int32_t>(word.value)));
   }
   return out;
+}
+
+void Attempt::fail(const Reason& reason) {
+  const Outcome one = reason.why.outcome;
+  const bool first = one == Outcome::error && outcome == Outcome::failed;
+  if (one == Outcome::error || outcome == Outcome::passed) outcome = one;
+  reasons.insert(first ? reasons.begin() : reasons.end(),
+                 {std::string(reason.why.code), reason.arguments, reason.text});
+  if (reason.hint.empty() || std::find(hints.begin(), hints.end(), reason.hint) != hints.end()) return;
+  hints.insert(first ? hints.begin() : hints.end(), reason.hint);
+}
+
+bool worth_another(const Attempt& attempt) {
+  constexpr Ground kLost[] = {Why::fixture_not_set, Why::expected_unknown, Why::other_phone, Why::sensor_absent};
+  return std::none_of(attempt.reasons.begin(), attempt.reasons.end(), [&](const Text& reason) {
+    return std::any_of(std::begin(kLost), std::end(kLost), [&](const Ground& why) { return reason.code == why.code; });
+  });
 }
 
 std::string Phone::fact(const std::string& name) const {

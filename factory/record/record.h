@@ -1,8 +1,10 @@
 // The record of a run as one value: what ran, what was measured, what came of it. docs/formats/run-record.md.
 #pragma once
 
+#include <array>
 #include <chrono>
 #include <cstdint>
+#include <iterator>
 #include <map>
 #include <optional>
 #include <string>
@@ -10,11 +12,25 @@
 #include <variant>
 #include <vector>
 
-#include "record/measurement.h"
-
 namespace factory::record {
 
 using Clock = std::chrono::system_clock;
+
+// `error`: the phone could not be judged, since the fixture, a service or the station was not as it has to be.
+enum class Outcome { passed, marginal, failed, skipped, aborted, error };
+inline constexpr const char* kOutcomeNames[] = {"passed", "marginal", "failed", "skipped", "aborted", "error"};
+constexpr int kOutcomes = std::size(kOutcomeNames);
+constexpr const char* outcome_name(Outcome outcome) { return kOutcomeNames[static_cast<size_t>(outcome)]; }
+
+enum class SampleState { settling, discarded, accepted };
+inline constexpr const char* kStateNames[] = {"settling", "discarded", "accepted"};
+constexpr const char* state_name(SampleState state) { return kStateNames[static_cast<size_t>(state)]; }
+
+// Why a sample window started anew.
+enum class Cause { variance, zero_variance, bias };
+inline constexpr const char* kCauseNames[] = {"variance", "zero_variance", "bias"};
+constexpr const char* cause_name(Cause cause) { return kCauseNames[static_cast<size_t>(cause)]; }
+using RestartCounts = std::array<int, std::size(kCauseNames)>;  // by Cause
 
 // A reason, or what to try, in words for a person; for programs its code, which stays when the words change, and what
 // the words were made of. Words alone are a text without a code.
@@ -32,13 +48,24 @@ struct Text {
   std::string text;
 };
 
-enum class SampleState { settling, discarded, accepted };
-const char* state_name(SampleState state);
+// One measured value held against its limits.
+struct Measurement {
+  std::string name;  // residual, noise ...
+  std::string axis;
+  double value = 0;
+  std::string unit;
+  std::optional<double> standard_error;
+  std::optional<double> low;
+  std::optional<double> high;
+  Outcome outcome = Outcome::passed;
+};
 
-// Why a sample window started anew.
-enum class Cause { variance, zero_variance, bias };
-constexpr int kCauses = 3;
-const char* cause_name(Cause cause);
+// Fills the outcome. The limits themselves pass, not-a-number and infinities never do. A value is marginal when it lies
+// nearer to a limit than `band` times the range between both limits, or times the limit where there is one.
+void judge(Measurement* measurement, double band);
+
+// "y: residual -0.31 +/- 0.02 m/s^2 is outside the limits of -0.02 to 0.02 m/s^2".
+std::string describe(const Measurement& measurement);
 
 struct Sample {
   int event = 0;               // from 1
@@ -107,6 +134,8 @@ struct Span {
   double to_s = 0;
 };
 
+struct Reason;  // why.h
+
 struct Attempt {
   int number = 1;
   Clock::time_point started = Clock::now();
@@ -116,7 +145,7 @@ struct Attempt {
   std::vector<Text> hints;
   std::vector<std::string> notes;
   std::vector<Measurement> measurements;
-  int restarts[kCauses] = {};    // by Cause
+  RestartCounts restarts = {};
   std::optional<Window> window;  // with samples
   std::vector<HeldValue> before;
   std::vector<HeldValue> after;
@@ -127,6 +156,9 @@ struct Attempt {
   std::vector<HubMessage> hub;
   std::vector<LogLine> log;
   int log_dropped = 0;
+
+  // An error outweighs a failure, and is told before it: what failed may have failed for that.
+  void fail(const Reason& reason);
 };
 
 struct Step {

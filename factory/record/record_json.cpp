@@ -4,6 +4,7 @@
 #include <concepts>
 #include <limits>
 #include <set>
+#include <span>
 #include <type_traits>
 
 #include "files/json_text.h"
@@ -23,54 +24,35 @@ std::string quoted(const std::string& text) {
 
 // The fields of each part are listed once, in a describe() below, for the writer and for the reader. The three ways a
 // field can be there: `must` is written always and has to be there, `field` is written always and may be missing,
-// `some` is written only where it is not empty.
+// `some` is written only where it is not empty. `seconds` are written in whole milliseconds, and must be there.
 template <typename T, typename Part>
 concept Is = std::same_as<std::remove_const_t<T>, Part>;
+
+constexpr std::span<const char* const> names_of(Outcome) { return kOutcomeNames; }
+constexpr std::span<const char* const> names_of(SampleState) { return kStateNames; }
+constexpr std::span<const char* const> names_of(Cause) { return kCauseNames; }
 
 template <typename IO>
 concept Reads = IO::kReads;
 
-// Fields that are written in a way of their own.
-template <typename T>
-struct Milliseconds {  // seconds, in whole milliseconds
-  T& seconds;
-};
-template <typename T>
-Milliseconds(T&) -> Milliseconds<T>;
 template <typename T>
 struct SingleNumbers {  // as the hub holds them
   T& values;
 };
 template <typename T>
 SingleNumbers(T&) -> SingleNumbers<T>;
-template <typename T>
-struct RestartCounts {  // by cause
-  T& counts;
-};
-template <typename T>
-RestartCounts(T&) -> RestartCounts<T>;
 
 class Writer {
  public:
   static constexpr bool kReads = false;
   explicit Writer(Json::Value* out) : out_(*out) { out_ = Json::Value(Json::objectValue); }
-  bool first_form() const { return false; }
 
-  template <typename T>
-  void must(const char* name, const T& value) {
-    out_[name] = json_of(value);
-  }
-  template <typename T>
-  void field(const char* name, const T& value) {
-    must(name, value);
-  }
-  template <typename T>
-  void some(const char* name, const T& value) {
-    if (!(value == T())) must(name, value);
-  }
-  template <typename T>
-  void some(const char* name, const std::vector<T>& value) {
-    if (!value.empty()) must(name, value);
+  void must(const char* name, const auto& value) { out_[name] = json_of(value); }
+  void field(const char* name, const auto& value) { must(name, value); }
+  void seconds(const char* name, double value) { must(name, std::round(value * 1000) / 1000); }
+  void some(const char* name, const auto& value) {
+    Json::Value json = json_of(value);
+    if (json != Json::Value(json.type())) out_[name] = std::move(json);
   }
   template <typename T>
   void some(const char* name, const std::optional<T>& value) {
@@ -84,18 +66,12 @@ class Writer {
   static Json::Value json_of(float value) { return json_number(value); }
   static Json::Value json_of(const std::optional<double>& value) { return optional_number(value); }
   static Json::Value json_of(Clock::time_point value) { return iso_time(value); }
-  static Json::Value json_of(Outcome value) { return outcome_name(value); }
-  static Json::Value json_of(Cause value) { return cause_name(value); }
-  static Json::Value json_of(SampleState value) { return state_name(value); }
-  template <typename T>
-  static Json::Value json_of(const Milliseconds<T>& value) {
-    return json_number(std::round(value.seconds * 1000) / 1000);
-  }
+  template <typename E>
+  requires std::is_enum_v<E>
+  static Json::Value json_of(E value) { return names_of(value)[static_cast<size_t>(value)]; }
   template <typename T>
   static Json::Value json_of(const SingleNumbers<T>& value) {
-    Json::Value out(Json::arrayValue);
-    for (const double number : value.values) out.append(json_number(static_cast<float>(number)));
-    return out;
+    return json_of(std::vector<float>(value.values.begin(), value.values.end()));
   }
   static Json::Value json_of(const std::map<std::string, std::string>& value) {
     Json::Value out(Json::objectValue);
@@ -129,141 +105,114 @@ class Writer {
 class Reader {
  public:
   static constexpr bool kReads = true;
-  // `first_form`: what is read is sensorcal.run/1.
-  Reader(const Json::Value& in, const std::string& place, bool first_form)
-      : in_(in), place_(place), first_form_(first_form) {
+  Reader(const Json::Value& in, const std::string& place) : in_(in), place_(place) {
     if (!in.isObject()) fail(place, "an object");
   }
-  bool first_form() const { return first_form_; }
 
-  template <typename T>
-  static void read(const Json::Value& in, const std::string& place, T* value, bool first_form = false) {
-    static const Json::Value kNothing(Json::objectValue);
-    Reader(kNothing, "", first_form).get(in, place, *value);
-  }
-
-  template <typename T>
-  void must(const char* name, T&& value) {
-    if (!in_.isMember(name)) throw FormatError(at(name) + " is missing");
-    get(in_[name], at(name), value);
-  }
-  template <typename T>
-  void field(const char* name, T&& value) {
-    if (in_.isMember(name)) get(in_[name], at(name), value);
-  }
-  template <typename T>
-  void some(const char* name, T&& value) {
+  void must(const char* name, auto&& value) {
+    if (!has(name)) throw FormatError(at(name) + " is missing");
     field(name, value);
   }
+  void field(const char* name, auto&& value) {
+    if (has(name)) get(in_[name], at(name), value);
+  }
+  void seconds(const char* name, double& value) {
+    constexpr double kMax = 1e9;
+    must(name, value);
+    if (!(value >= 0 && value <= kMax)) fail(at(name), "a number of seconds");
+  }
+  void some(const char* name, auto&& value) { field(name, value); }
   template <typename T>
   void some(const char* name, std::optional<T>& value) {
-    if (in_.isMember(name)) get(in_[name], at(name), value.emplace());
+    if (has(name)) get(in_[name], at(name), value.emplace());
   }
+  bool has(const char* name) const { return in_.isMember(name); }
 
-  [[noreturn]] static void fail(const std::string& place, const std::string& wanted) {
-    throw FormatError((place.empty() ? "the record" : place) + ": wanted is " + wanted);
-  }
-  const Json::Value& in() const { return in_; }
-  std::string at(const std::string& name) const { return place_.empty() ? name : place_ + "." + name; }
-
-  void get(const Json::Value& in, const std::string& place, std::string& value) const {
+  static void get(const Json::Value& in, const std::string& place, std::string& value) {
     if (!in.isString()) fail(place, "a text");
     value = in.asString();
   }
-  void get(const Json::Value& in, const std::string& place, bool& value) const {
+  static void get(const Json::Value& in, const std::string& place, bool& value) {
     if (!in.isBool()) fail(place, "true or false");
     value = in.asBool();
   }
-  void get(const Json::Value& in, const std::string& place, int& value) const {
+  static void get(const Json::Value& in, const std::string& place, int& value) {
     if (!in.isInt()) fail(place, "a whole number");
     value = in.asInt();
   }
-  void get(const Json::Value& in, const std::string& place, double& value) const {
-    constexpr double kInfinity = std::numeric_limits<double>::infinity();
+  template <typename T>
+  requires std::is_floating_point_v<T>
+  static void get(const Json::Value& in, const std::string& place, T& value) {
+    constexpr T kInfinity = std::numeric_limits<T>::infinity();
     if (in.isNumeric()) {
-      value = in.asDouble();
+      value = static_cast<T>(in.asDouble());
     } else if (in == "nan") {
-      value = std::nan("");
+      value = std::numeric_limits<T>::quiet_NaN();
     } else if (in == "inf" || in == "-inf") {
       value = in == "inf" ? kInfinity : -kInfinity;
     } else {
       fail(place, "a number");
     }
   }
-  void get(const Json::Value& in, const std::string& place, float& value) const {
-    double number = 0;
-    get(in, place, number);
-    value = static_cast<float>(number);
-  }
-  void get(const Json::Value& in, const std::string& place, std::optional<double>& value) const {
+  static void get(const Json::Value& in, const std::string& place, std::optional<double>& value) {
     if (!in.isNull()) get(in, place, value.emplace());
   }
-  void get(const Json::Value& in, const std::string& place, Clock::time_point& value) const {
+  static void get(const Json::Value& in, const std::string& place, Clock::time_point& value) {
     const auto time = in.isString() ? parse_iso_time(in.asString()) : std::nullopt;
     if (!time) fail(place, "a time like 2026-11-24T22:04:05.123Z");
     value = *time;
   }
-  void get(const Json::Value& in, const std::string& place, Outcome& value) const {
-    named(in, place, outcome_name, kOutcomes, &value);
-  }
-  void get(const Json::Value& in, const std::string& place, Cause& value) const {
-    named(in, place, cause_name, kCauses, &value);
-  }
-  void get(const Json::Value& in, const std::string& place, SampleState& value) const {
-    named(in, place, state_name, 3, &value);
-  }
-  template <typename T>
-  void get(const Json::Value& in, const std::string& place, Milliseconds<T>& value) const {
-    constexpr double kMax = 1e9;
-    get(in, place, value.seconds);
-    if (!(value.seconds >= 0 && value.seconds <= kMax)) fail(place, "a number of seconds");
+  template <typename E>
+  requires std::is_enum_v<E>
+  static void get(const Json::Value& in, const std::string& place, E& value) {
+    std::string known;
+    for (size_t i = 0; i < names_of(value).size(); ++i) {
+      const char* name = names_of(value)[i];
+      value = static_cast<E>(i);
+      if (in == name) return;
+      known += (known.empty() ? "" : ", ") + std::string(name);
+    }
+    fail(place, "one of " + known + "; it is " + (in.isString() ? quoted(in.asString()) : "no text"));
   }
   template <typename T>
-  void get(const Json::Value& in, const std::string& place, SingleNumbers<T>& value) const {
+  static void get(const Json::Value& in, const std::string& place, SingleNumbers<T>& value) {
     get(in, place, value.values);
   }
-  void get(const Json::Value& in, const std::string& place, Phone& phone) const {
+  static void get(const Json::Value& in, const std::string& place, Phone& phone) {
     get(in, place, phone.facts);
-    Reader(in, place, first_form_).field("properties", phone.properties);
+    Reader(in, place).field("properties", phone.properties);
   }
   // Values of every kind as texts.
-  void get(const Json::Value& in, const std::string& place, std::map<std::string, std::string>& value) const {
+  static void get(const Json::Value& in, const std::string& place, std::map<std::string, std::string>& value) {
     if (!in.isObject()) fail(place, "an object");
     for (const std::string& name : in.getMemberNames()) {
       if (!in[name].isObject() && !in[name].isArray()) value[name] = number_text(in[name]);
     }
   }
   template <typename T>
-  void get(const Json::Value& in, const std::string& place, std::vector<T>& value) const {
+  static void get(const Json::Value& in, const std::string& place, std::vector<T>& value) {
     if (!in.isArray()) fail(place, "a list");
     for (Json::ArrayIndex i = 0; i < in.size(); ++i)
       get(in[i], place + "[" + std::to_string(i) + "]", value.emplace_back());
   }
   template <typename T>
   requires std::is_class_v<T>
-  void get(const Json::Value& in, const std::string& place, T& part) const {
+  static void get(const Json::Value& in, const std::string& place, T& part) {
     if constexpr (std::same_as<T, Text>) {
       if (in.isString()) return get(in, place, part.text);
     }
-    Reader reader(in, place, first_form_);
+    Reader reader(in, place);
     describe(reader, part);
   }
 
  private:
-  template <typename E>
-  static void named(const Json::Value& in, const std::string& place, const char* (*name_of)(E), int count, E* value) {
-    std::string known;
-    for (int i = 0; i < count; ++i) {
-      *value = static_cast<E>(i);
-      if (in == name_of(*value)) return;
-      known += (known.empty() ? "" : ", ") + std::string(name_of(*value));
-    }
-    fail(place, "one of " + known + "; it is " + (in.isString() ? quoted(in.asString()) : "no text"));
+  [[noreturn]] static void fail(const std::string& place, const std::string& wanted) {
+    throw FormatError((place.empty() ? "the record" : place) + ": wanted is " + wanted);
   }
+  std::string at(const char* name) const { return place_.empty() ? name : place_ + "." + name; }
 
   const Json::Value& in_;
   const std::string place_;
-  const bool first_form_;
 };
 
 void describe(auto& io, Is<Text> auto& part) {
@@ -316,7 +265,7 @@ template <typename IO>
 void describe(IO& io, Is<HubWord> auto& part) {
   io.must("word", part.word);
   if constexpr (Reads<IO>) {
-    if (io.in().isMember("float")) part.value = 0.0F;
+    if (io.has("float")) part.value = 0.0F;
   }
   if (std::holds_alternative<float>(part.value)) {
     io.must("float", std::get<float>(part.value));
@@ -358,21 +307,20 @@ void describe(auto& io, Is<Span> auto& part) {
   io.must("to_s", part.to_s);
 }
 
-template <typename T>
-void describe(auto& io, const RestartCounts<T>& part) {
-  for (int i = 0; i < kCauses; ++i) io.field(cause_name(static_cast<Cause>(i)), part.counts[i]);
+void describe(auto& io, Is<RestartCounts> auto& part) {
+  for (size_t i = 0; i < part.size(); ++i) io.field(kCauseNames[i], part[i]);
 }
 
 void describe(auto& io, Is<Attempt> auto& part) {
   io.must("number", part.number);
   io.must("started", part.started);
-  io.must("seconds", Milliseconds{part.seconds});
+  io.seconds("seconds", part.seconds);
   io.must("verdict", part.outcome);
   io.field("reasons", part.reasons);
   io.field("hints", part.hints);
   io.field("notes", part.notes);
   io.field("measurements", part.measurements);
-  io.field("restarts", RestartCounts{part.restarts});
+  io.field("restarts", part.restarts);
   io.some("window", part.window);
   io.some("before", part.before);
   io.some("after", part.after);
@@ -397,11 +345,13 @@ void describe(auto& io, Is<Step> auto& part) {
   io.must("attempts", part.attempts);
 }
 
-void describe(auto& io, Is<Plan> auto& part) {
+template <typename IO>
+void describe(IO& io, Is<Plan> auto& part) {
   io.field("name", part.name);
   io.some("version", part.version);
   io.field("file", part.file);
-  io.some(io.first_form() ? "hash" : "sha256", part.sha256);
+  if constexpr (Reads<IO>) io.field("hash", part.sha256);  // the first form's name of it
+  io.some("sha256", part.sha256);
   io.some("bytes", part.bytes);
 }
 
@@ -425,7 +375,7 @@ void describe(auto& io, Is<Run> auto& part) {
   io.must("started", part.started);
   Clock::time_point ended = part.ended();
   io.field("ended", ended);
-  io.must("seconds", Milliseconds{part.seconds});
+  io.seconds("seconds", part.seconds);
   io.field("plan", part.plan);
   io.field("application", part.application);
   io.field("library", part.library);
@@ -478,7 +428,7 @@ Run read_run(const std::string& text) {
                       kForm1 + " and " + kForm2);
   }
   Run run;
-  Reader::read(json, "", &run, schema == kForm1);
+  Reader::get(json, "", run);
   if (run.outcome == Outcome::skipped || run.outcome == Outcome::marginal)
     throw FormatError("verdict: no run is " + std::string(outcome_name(run.outcome)));
   return run;
@@ -486,14 +436,14 @@ Run read_run(const std::string& text) {
 
 HubMessage read_hub_message(const std::string& text) {
   HubMessage out;
-  Reader::read(parsed(text), "message", &out);
+  Reader::get(parsed(text), "message", out);
   return out;
 }
 
 std::vector<Text> read_texts(const std::string& text) {
   std::vector<Text> out;
   if (text.empty()) return out;
-  Reader::read(parsed(text), "texts", &out);
+  Reader::get(parsed(text), "texts", out);
   return out;
 }
 

@@ -70,7 +70,7 @@ std::string limits(const record::Measurement& m) {
 std::string restarts_by_cause(const record::Attempt& attempt) {
   constexpr const char* kWords[] = {"variance", "no variance at all", "bias"};
   std::vector<std::string> out;
-  for (int i = 0; i < record::kCauses; ++i) {
+  for (size_t i = 0; i < attempt.restarts.size(); ++i) {
     if (attempt.restarts[i] > 0) out.push_back(std::to_string(attempt.restarts[i]) + " for " + kWords[i]);
   }
   return joined(out, ", ");

@@ -5,7 +5,6 @@
 #include <cmath>
 
 #include "run/step_run.h"
-#include "run/window.h"
 #include "sensors/stored_values.h"
 
 namespace factory::plan {
@@ -48,31 +47,32 @@ bool StepRun::write_golden() {
   return false;
 }
 
-bool StepRun::choose_reference(CalibrationRequest* request) {
+bool StepRun::choose_reference(std::optional<double>* reference_hpa) {
   if (step_.type != sensor_type::pressure || find_kind(step_.type, step_.param) == nullptr) return true;
-  request->reference_hpa = step_.reference_hpa;
-  if (request->reference_hpa) return true;
+  *reference_hpa = step_.reference_hpa;
+  if (*reference_hpa) return true;
   const std::string known = session_.fixture().world()["pressure"];
   if (known.empty()) {
     attempt_.fail({Why::expected_unknown, "the pressure of the reference barometer is not known",
                    "give it: --reference HPA, or \"reference\" in a plan"});
     return false;
   }
-  request->reference_hpa = std::strtod(known.c_str(), nullptr);
+  *reference_hpa = std::strtod(known.c_str(), nullptr);
   return true;
 }
 
-std::string StepRun::note(HeldValues& held) {
-  const Span span(*this, "read before");
-  return held.note(session_);
-}
-
-// Settles, samples, and sends what it found.
-void StepRun::ask_for(Calibration* c) {
-  const Span span(*this, "sample");
-  if (!step_.channel) return run_library(session_, c);
-  c->kind = nullptr;
-  run_channel(session_, *step_.channel, step_.target, step_.screen, c);
+// False: the hub does not answer, and nothing is to be changed.
+bool StepRun::note(HeldValues& held) {
+  std::string silent;
+  {
+    const Span span(*this, "read before");
+    silent = held.note(session_);
+  }
+  attempt_.before = held.before();
+  attempt_.irreversible = held.irreversible();
+  for (const std::string& what : held.irreversible()) warn_("cannot be undone: " + what);
+  if (!silent.empty()) attempt_.fail({Why::hub_silent, silent + "; nothing was changed", kLookAtServices});
+  return silent.empty();
 }
 
 void StepRun::begin_changes(const HeldValues& held) {
@@ -90,7 +90,7 @@ void StepRun::end_changes(HeldValues& held, bool went_through) {
 // What a run at a lit panel found, for the record; judged it was with the run.
 void StepRun::measure_panel(const Panel& panel) {
   const auto note = [this](const std::string& name, const std::string& axis, double value, const char* unit) {
-    measure(name, axis, value, unit, std::nullopt, std::nullopt, std::nullopt, "");
+    measure({name, axis, value, unit, {}, {}, {}}, "");
   };
   for (size_t i = 0; i < panel.found.size(); ++i) {
     note("panel light", panel.colour ? "c" + std::to_string(i + 1) : "light", panel.found[i],
@@ -102,7 +102,7 @@ void StepRun::measure_panel(const Panel& panel) {
 
 void StepRun::measure_run(const Calibration& c) {
   const Limits& limits = step_.limits;
-  for (const Restart& restart : c.run.restarts) ++attempt_.restarts[static_cast<int>(restart.cause)];
+  for (const Restart& restart : c.run.restarts) ++attempt_.restarts[static_cast<size_t>(restart.cause)];
   if (limits.restarts) {
     std::string causes;
     auto commonest = Restart::Cause::variance;
@@ -112,12 +112,13 @@ void StepRun::measure_run(const Calibration& c) {
       causes += (causes.empty() ? ": " : ", ") + std::to_string(c.run.count(cause)) + " by " + cause_name(cause);
     }
     const size_t reasons = attempt_.reasons.size();
-    measure("restarts", "", static_cast<double>(c.run.restarts.size()), "", std::nullopt, std::nullopt,
-            static_cast<double>(*limits.restarts), restart_hint(commonest));
+    measure(
+        {"restarts", "", static_cast<double>(c.run.restarts.size()), "", {}, {}, static_cast<double>(*limits.restarts)},
+        restart_hint(commonest));
     if (attempt_.reasons.size() > reasons) attempt_.reasons.back().text += causes;
   }
   if (limits.seconds) {
-    measure("duration", "", c.seconds, "s", std::nullopt, std::nullopt, limits.seconds,
+    measure({"duration", "", c.seconds, "s", {}, {}, limits.seconds},
             c.run.restarts.empty() ? "the sensor delivers slowly: look at its driver and its rate"
                                    : restart_hint(c.run.restarts.back().cause));
   }
@@ -131,25 +132,22 @@ void StepRun::measure_run(const Calibration& c) {
   for (size_t i = 0; i < c.axes.size(); ++i) {
     const Axis& axis = c.axes[i];
     if (axis.name.empty()) continue;
-    const double rest = c.golden ? 0 : c.kind->rest_noise;
-    if (rest > 0) {
-      measure("run noise", axis.name, axis.standard_deviation, c.kind->unit, std::nullopt, std::nullopt, rest,
+    if (!c.golden && c.kind->rest_noise > 0) {
+      measure({"run noise", axis.name, axis.standard_deviation, c.kind->unit, {}, {}, c.kind->rest_noise},
               noise_hint(c.kind->unit));
     }
-    measure(
-        axis.scale && unit == "factor" ? "scale"
-        : c.golden                     ? "golden"
-                                       : "offset",
-        axis.name, axis.scale && unit == "factor" ? *axis.scale : axis.found, unit,
-        axis.scale ? std::nullopt : std::optional<double>(axis.standard_deviation / std::sqrt(std::max(1, c.samples))),
-        limits.low  ? std::optional(limits.low->at(i))
-        : has_usual ? std::optional(c.kind->found_low)
-        : c.golden  ? std::optional(kGoldenMin)
-                    : std::nullopt,
-        limits.high ? std::optional(limits.high->at(i))
-        : has_usual ? std::optional(c.kind->found_high)
-                    : std::nullopt,
-        "the sensor is far from what it should be, or the fixture is not set as the step needs it");
+    Measurement m{c.golden ? "golden" : "offset", axis.name, axis.found, unit, {}, {}, {}};
+    if (axis.scale && unit == "factor") {
+      m.name = "scale";
+      m.value = *axis.scale;
+    }
+    if (!axis.scale) m.standard_error = axis.standard_deviation / std::sqrt(std::max(1, c.samples));
+    if (c.golden) m.low = kGoldenMin;
+    if (has_usual) m.low = c.kind->found_low;
+    if (has_usual) m.high = c.kind->found_high;
+    if (limits.low) m.low = limits.low->at(i);
+    if (limits.high) m.high = limits.high->at(i);
+    measure(m, "the sensor is far from what it should be, or the fixture is not set as the step needs it");
   }
 }
 
@@ -222,17 +220,17 @@ void StepRun::verify_calibration(const Calibration& c) {
   subject.type = c.kind->verified_type;
   const int batch = subject.motion ? kFreshMotion : kFreshOthers;
   FreshSamples fresh = take_fresh(subject, batch);
-  std::vector<double> expected = expected_of(subject, c.request.reference_hpa);
+  std::vector<double> expected = expected_of(subject, c.reference_hpa);
   while (!fresh.problem && !session_.interrupted() && !unsure_axes(fresh, expected).empty() &&
          fresh.taken < kBatchesMax * batch) {
     fresh.append(take_fresh(subject, fresh.taken));
-    expected = expected_of(subject, c.request.reference_hpa);
+    expected = expected_of(subject, c.reference_hpa);
   }
   if (session_.interrupted()) return;
   if (fresh.problem) return attempt_.fail(prefixed("not verified: ", *fresh.problem));
   measure_fresh(subject, fresh, expected);
   fail_unsure(subject, fresh, expected);
-  if (subject.motion && attempt_.reasons.empty()) look_again(subject, c.request.reference_hpa);
+  if (subject.motion && attempt_.reasons.empty()) look_again(subject, c.reference_hpa);
 }
 
 // Nothing that is not known to be good stays in the hub.
@@ -267,7 +265,7 @@ std::string StepRun::chip_problem() {
          ": it has no step " + std::to_string(step_.param);
 }
 
-void StepRun::run_calibrate(const std::function<void(const std::string&)>& warn) {
+void StepRun::run_calibrate() {
   const std::string other_chip = chip_problem();
   if (!other_chip.empty()) {
     attempt_.fail({Why::other_phone, other_chip + "; nothing was sent", "run the plan that is made for this phone"});
@@ -275,32 +273,27 @@ void StepRun::run_calibrate(const std::function<void(const std::string&)>& warn)
   }
   HeldValues held = step_.channel ? HeldValues(step_.type, channel_name(step_), 1)
                                   : HeldValues(step_.type, step_.param, !step_.golden.empty());
-  attempt_.changes_hub = true;
-  const std::string silent = note(held);
-  attempt_.before = held.before();
-  attempt_.irreversible = held.irreversible();
-  for (const std::string& what : held.irreversible()) warn("cannot be undone: " + what);
-  CalibrationRequest request{step_.type, step_.param, std::nullopt};
+  std::optional<double> reference_hpa;
   bool went_through = false;
-  if (!silent.empty()) {
-    attempt_.fail({Why::hub_silent, silent + "; nothing was changed", kLookAtServices});
-  } else if (choose_reference(&request)) {
+  if (note(held) && choose_reference(&reference_hpa)) {
     begin_changes(held);
-    Calibration c = prepare(request);
+    Calibration c(step_, reference_hpa, &attempt_);
     if (write_golden()) {
-      ask_for(&c);
+      {
+        const Span span(*this, "sample");  // settles, samples, and sends what it found
+        run_library(session_, &c);
+      }
       nothing_sent_ = c.panel && c.panel->refused;
-      went_through = c.result == 0 && !(c.panel && c.panel->refused);
+      went_through = c.result == 0 && !nothing_sent_;
       if (!session_.interrupted()) judge_run(session_, &c);
-      if (c.reasons.empty() && !session_.interrupted()) verify_calibration(c);
+      if (attempt_.reasons.empty() && !session_.interrupted()) verify_calibration(c);
     }
-    if (under_way_.stops(session_)) switch_off(session_);  // a run that was woken leaves its sensor on
-    for (const Reason& reason : c.reasons) attempt_.fail(reason);
+    if (under_way_.stops(session_)) session_.switch_off();  // a run that was woken leaves its sensor on
     if (c.panel && c.panel->restored < 0) {
       attempt_.fail(
           {Why::panel_refused, "the panel's brightness could not be put back", "set the panel's brightness by hand"});
     }
-    if (!c.run.values.empty()) attempt_.window = window_of(session_, c, attempt_.before);
+    if (!c.run.values.empty()) attempt_.window = window_of(session_, c);
     measure_run(c);
   }
   end_changes(held, went_through);

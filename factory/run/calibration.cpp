@@ -4,14 +4,9 @@
 #include <chrono>
 #include <cmath>
 
-#include "run/panel.h"
-
-namespace factory {
+namespace factory::plan {
 namespace {
 
-using ::android::hardware::sensors::V1_0::SensorInfo;
-
-constexpr int kFinished = 2;
 constexpr int kGoldenParam = -1;
 constexpr int kGoldenChannels = 7;
 
@@ -42,15 +37,8 @@ void read_channel_scales(Session& session, Calibration* c) {
     for (int i = 0; i < c->kind->values; ++i) c->axes.emplace_back().name = c->kind->axes[i];
   }
   float scales[kGoldenChannels] = {};
-  if (session.cal().cal_api->getLuxChannelScale_api(c->request.type, scales, c->kind->values) < 0) return;
+  if (session.cal().cal_api->getLuxChannelScale_api(c->step.type, scales, c->kind->values) < 0) return;
   for (int i = 0; i < c->kind->values; ++i) c->axes[static_cast<size_t>(i)].scale = static_cast<double>(scales[i]);
-}
-
-// A lamp run sees the panel's light too.
-void darken_for_lamp(Session& session, const Calibration& c) {
-  const bool lamp =
-      c.kind != nullptr && (c.kind->result == Result::lux_scale || c.kind->result == Result::channel_scale);
-  if (lamp) darken_panel(session);
 }
 
 // Nothing counts where the hub did not answer since `hub` was made.
@@ -58,35 +46,33 @@ void believe(HubWatch& hub, Calibration* c) {
   const std::string problem = hub.problem();
   if (problem.empty()) return;
   c->unheard = true;
-  c->reasons.push_back({record::Why::hub_silent, problem + ", so that the result does not count", kLookAtServices});
+  c->attempt.fail({record::Why::hub_silent, problem + ", so that the result does not count", kLookAtServices});
 }
 
-double ask_library(Session& session, const CalibrationRequest& request) {
+double ask_library(Session& session, const Calibration& c) {
   SensorCalibration& cal = session.cal();
-  if (!request.reference_hpa) return cal.sensor_calibrate(request.type, request.param);
-  return cal.sensor_setconfig(request.type, request.param, static_cast<float>(*request.reference_hpa));
+  const Step& step = c.step;
+  const auto target = static_cast<float>(step.target);
+  if (step.channel && step.screen) return cal.cal_api->postScreenChannelData_api(step.type, *step.channel, target);
+  if (step.channel) return cal.sensor_calibrate(step.type, *step.channel, target);
+  if (!c.reference_hpa) return cal.sensor_calibrate(step.type, step.param);
+  return cal.sensor_setconfig(step.type, step.param, static_cast<float>(*c.reference_hpa));
 }
 
 }  // namespace
 
-void switch_off(Session& session) {
-  if (session.cal().event_queue == nullptr) return;
-  for (const SensorInfo& info : session.cal().sensor_list) {
-    (void)session.cal().event_queue->disableSensor(info.sensorHandle).isOk();
-  }
-}
-
-Calibration prepare(const CalibrationRequest& request) {
-  Calibration c;
-  c.request = request;
-  c.kind = find_kind(request.type, request.param);
-  c.in_hub = c.kind != nullptr && hub_runs_colour(request.type);
-  c.golden = c.kind != nullptr && c.kind->result == Result::channel_scale && request.param == kGoldenParam;
-  return c;
+Calibration::Calibration(const Step& of, std::optional<double> reference, record::Attempt* made)
+    : step(of), reference_hpa(reference), attempt(*made) {
+  if (step.channel) return;
+  kind = find_kind(step.type, step.param);
+  in_hub = kind != nullptr && hub_runs_colour(step.type);
+  golden = kind != nullptr && kind->result == Result::channel_scale && step.param == kGoldenParam;
 }
 
 void run_library(Session& session, Calibration* c) {
-  darken_for_lamp(session, *c);
+  const bool lamp =
+      c->kind != nullptr && (c->kind->result == Result::lux_scale || c->kind->result == Result::channel_scale);
+  if (lamp) darken_panel(session);
   HubWatch hub(session);
   session.log().start_run();
   if (!hub.answered()) {
@@ -94,32 +80,16 @@ void run_library(Session& session, Calibration* c) {
     return believe(hub, c);
   }
   const auto start = session.since_start();
-  c->result = is_panel_run(c->request.param) ? run_at_panel(session, c) : ask_library(session, c->request);
+  const bool at_panel = !c->step.channel && is_panel_run(c->step.param);
+  c->result = at_panel ? run_at_panel(session, c) : ask_library(session, *c);
   c->seconds = (session.since_start() - start).count();
-  if (!c->panel) c->run = session.log().run();
+  if (!at_panel) c->run = session.log().run();
   c->interrupted = session.interrupted();
   if (c->interrupted || c->result != 0) return;
   believe(hub, c);
   if (c->kind == nullptr) return;
-  if (!c->in_hub && record_of(session.cal(), *c->kind).status == kFinished) read_record(session, c);
+  if (!c->in_hub && record_of(session.cal(), *c->kind).status == kRunFinished) read_record(session, c);
   if (c->kind->result == Result::channel_scale && !c->golden) read_channel_scales(session, c);
 }
 
-void run_channel(Session& session, int channel, double target, bool screen, Calibration* c) {
-  HubWatch hub(session);
-  session.log().start_run();
-  if (!hub.answered()) {
-    c->result = -1;
-    return believe(hub, c);
-  }
-  const auto start = session.since_start();
-  const auto counts = static_cast<float>(target);
-  c->result = screen ? session.cal().cal_api->postScreenChannelData_api(c->request.type, channel, counts)
-                     : session.cal().sensor_calibrate(c->request.type, channel, counts);
-  c->seconds = (session.since_start() - start).count();
-  c->run = session.log().run();
-  c->interrupted = session.interrupted();
-  if (c->result == 0 && !c->interrupted) believe(hub, c);
-}
-
-}  // namespace factory
+}  // namespace factory::plan

@@ -6,18 +6,14 @@
 #include <vector>
 
 #include "files/numbers.h"
+#include "phone/held_values.h"
 #include "phone/log_tap.h"
 #include "phone/session.h"
 #include "record/why.h"
+#include "run/plan.h"
 #include "sensors/sensor.h"
 
-namespace factory {
-
-struct CalibrationRequest {
-  int type = 0;
-  int param = 0;
-  std::optional<double> reference_hpa;  // barometer only
-};
+namespace factory::plan {
 
 // One value of a sample, as the run found it.
 struct Axis {
@@ -29,7 +25,6 @@ struct Axis {
 
 // A light or colour run at a lit panel.
 struct Panel {
-  int level = 0;              // 13 full, 14 reduced
   int brightness = 0;         // that the panel was left at by the run
   int restored = -1;          // brightness put back afterwards; -1: could not be
   std::vector<double> found;  // lux, or the channels
@@ -43,7 +38,11 @@ struct Panel {
 };
 
 struct Calibration {
-  CalibrationRequest request;
+  Calibration(const Step& of, std::optional<double> reference, record::Attempt* made);
+
+  const Step& step;
+  const std::optional<double> reference_hpa;
+  record::Attempt& attempt;      // takes why it cannot count
   const Sensor* kind = nullptr;  // null: a hub command without a run of its own
   bool golden = false;           // the means became the golden values
   bool in_hub = false;           // the hub ran it by itself
@@ -55,23 +54,30 @@ struct Calibration {
   std::optional<Panel> panel;  // a run at a lit panel
   bool interrupted = false;
   bool unheard = false;  // the hub did not answer everything
-
-  std::vector<record::Reason> reasons;  // why it cannot count
 };
 
-// What kind of run it is; nothing set and nothing run yet.
-Calibration prepare(const CalibrationRequest& request);
-// The library's run and what its record then holds.
+// The library's run, or its command to one channel, for which the hub takes the sample itself; and what the run's
+// record then holds.
 void run_library(Session& session, Calibration* calibration);
-// One channel to a target: a command to the hub, which takes the sample itself.
-void run_channel(Session& session, int channel, double target, bool screen, Calibration* calibration);
 // Runs the library at a lit panel and puts the brightness back; then looks whether plain light still depends on it.
 double run_at_panel(Session& session, Calibration* calibration);
 // Fills the reasons: why the library failed, or why what it found cannot be right whatever fresh samples say.
 void judge_run(Session& session, Calibration* calibration);
 
-// Switches off every sensor that the library may have left on.
-void switch_off(Session& session);
+// A run's samples as the library took them, and what became of each. Nothing where it had no run of its own.
+std::optional<record::Window> window_of(Session& session, const Calibration& calibration);
+// The record of a run at a lit panel.
+const _sensor_info& panel_record(Session& session, int type);
+inline constexpr int kRunFinished = 2;  // of a record's status
+
+// The panel's brightness, through the library's own operations; -1 where the node cannot be read.
+int panel_brightness(Session& session);
+int panel_maximum(Session& session);
+// True when the panel took the brightness.
+bool set_panel_brightness(Session& session, int brightness);
+// Switches the panel's light off for a lamp run, which sees it too; the session puts the brightness back at its end.
+void darken_panel(Session& session);
+
 // The listed sensor whose fresh samples show whether the calibration is right; null without one.
 const ::android::hardware::sensors::V1_0::SensorInfo* verified_sensor(Session& session, const Sensor& kind);
 // Why the proximity sensor does not say what is wanted; nothing where it does. Where it does not at once it gets a
@@ -83,5 +89,6 @@ const char* restart_hint(Restart::Cause cause);
 // What to try where fresh samples are not what they should be, by their unit.
 inline constexpr char kNoNumbersHint[] = "the sensor delivers values that are no numbers";
 const char* residual_hint(const std::string& unit);
+const char* noise_hint(const std::string& unit);
 
-}  // namespace factory
+}  // namespace factory::plan

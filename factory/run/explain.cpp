@@ -5,7 +5,7 @@
 #include "run/calibration.h"
 #include "sensors/stored_values.h"
 
-namespace factory {
+namespace factory::plan {
 namespace {
 
 using ::android::hardware::sensors::V1_0::SensorInfo;
@@ -120,29 +120,23 @@ Reason explain(Session& session, const Calibration& c) {
           {plain(c.result)}};
 }
 
-void judge_axis(const Axis& axis, Calibration* c) {
-  if (std::isfinite(axis.found) && (!axis.scale || std::isfinite(*axis.scale))) return;
-  c->reasons.push_back(
-      {Why::sensor_no_number, axis.name + ": the value found is not a number", kNoNumbersHint, {axis.name}});
-}
-
 // The library goes on where a file could not be written: whether it holds what was found shows in the file alone.
 void judge_crosstalk_files(Session& session, Calibration* c) {
   constexpr int kCrosstalkStep = 0;
   const _sensor_info& record = record_of(session.cal(), *c->kind);
-  if (c->request.param != kCrosstalkStep || record.hw_cali == 0) return;
+  if (c->step.param != kCrosstalkStep || record.hw_cali == 0) return;
   const std::pair<const char*, double> kFiles[] = {
       {"crosstalk-file-1", std::trunc(static_cast<double>(record.mean[0]))},
       {"crosstalk-file-2", static_cast<double>(record.ct_value)}};
   for (const auto& [name, found] : kFiles) {
-    const StoredValue* value = stored_value(c->request.type, name);
-    const Reading reading = value->read(*session.cal().cal_api, c->request.type, 1);
+    const StoredValue* value = stored_value(c->step.type, name);
+    const Reading reading = value->read(*session.cal().cal_api, c->step.type, 1);
     if (reading.result == 0 && reading.values[0] == found) continue;
-    c->reasons.push_back({reading.result == 0 ? Why::stored_differs : Why::stored_unreadable,
-                          "the crosstalk found, " + plain(found) + " counts, is not in /" + value->file + ", which " +
-                              (reading.result == 0 ? "holds " + plain(reading.values[0]) : "cannot be read"),
-                          "look whether the persist partition is mounted, may be written and has room",
-                          {value->file}});
+    c->attempt.fail({reading.result == 0 ? Why::stored_differs : Why::stored_unreadable,
+                     "the crosstalk found, " + plain(found) + " counts, is not in /" + value->file + ", which " +
+                         (reading.result == 0 ? "holds " + plain(reading.values[0]) : "cannot be read"),
+                     "look whether the persist partition is mounted, may be written and has room",
+                     {value->file}});
   }
 }
 
@@ -167,6 +161,11 @@ const char* residual_hint(const std::string& unit) {
   if (unit == "hPa") return "compare the reference barometer, and wait until the pressure has settled";
   return "the phone was moved or does not lie flat and still, or the hub does not apply what it stores: set it up "
          "again and repeat";
+}
+
+const char* noise_hint(const std::string& unit) {
+  if (unit == "lux" || unit == "counts") return "the lamp flickers or something moves before the sensor: look at both";
+  return "the phone moves: set it down still, away from what shakes it, and repeat";
 }
 
 // The one asked for, or the one that its record is bound to.
@@ -209,11 +208,15 @@ void judge_run(Session& session, Calibration* c) {
   if (c->unheard && c->result != 0) return;  // nothing was asked of the library
   const bool unfinished = c->panel && !c->panel->refused && !c->panel->finished;
   if (c->result != 0 || c->interrupted || unfinished) {
-    c->reasons.push_back(explain(session, *c));
+    c->attempt.fail(explain(session, *c));
   } else if (c->kind != nullptr) {
-    for (const Axis& axis : c->axes) judge_axis(axis, c);
+    for (const Axis& axis : c->axes) {
+      if (std::isfinite(axis.found) && (!axis.scale || std::isfinite(*axis.scale))) continue;
+      c->attempt.fail(
+          {Why::sensor_no_number, axis.name + ": the value found is not a number", kNoNumbersHint, {axis.name}});
+    }
     if (c->kind->result == Result::proximity) judge_crosstalk_files(session, c);
   }
 }
 
-}  // namespace factory
+}  // namespace factory::plan

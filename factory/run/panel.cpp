@@ -1,4 +1,4 @@
-#include "run/panel.h"
+// The panel: its brightness, and the runs that measure its own light.
 
 #include <algorithm>
 #include <cmath>
@@ -7,14 +7,13 @@
 #include "phone/sampler.h"
 #include "run/calibration.h"
 
-namespace factory {
+namespace factory::plan {
 namespace {
 
 using ::android::hardware::sensors::V1_0::SensorInfo;
 using record::Why;
 
 constexpr int kLow = 14;
-constexpr int kFinished = 2;
 constexpr double kPlainLimitLux = 1;
 constexpr double kSteadyShare = 0.05;  // of the panel's light, on top of it: the noise that a level may have
 
@@ -31,17 +30,13 @@ bool is_faint() {
   return full > 0 && full < 2;
 }
 
-void fail(Calibration* c, Why why, const std::string& text, const std::string& hint) {
-  c->reasons.push_back({why, text, hint});
-}
-
 // Mean of the plain light sensor at one brightness; nothing, and a reason, where it cannot be taken.
 std::optional<double> plain_light(Session& session, const SensorInfo& sensor, int brightness, const char* name,
                                   Calibration* c) {
   const std::string where = std::string("plain light at ") + name + " brightness";
   if (!set_panel_brightness(session, brightness)) {
-    fail(c, Why::panel_refused, "not verified: " + where + ": the panel did not take it",
-         "something else sets the panel's brightness, or limits it");
+    c->attempt.fail({Why::panel_refused, "not verified: " + where + ": the panel did not take it",
+                     "something else sets the panel's brightness, or limits it"});
     return std::nullopt;
   }
   SampleRequest request;
@@ -52,28 +47,28 @@ std::optional<double> plain_light(Session& session, const SensorInfo& sensor, in
   const FreshSamples fresh = take_samples(session.cal().sensor_manager, request, session.interrupted());
   if (session.interrupted()) return std::nullopt;
   if (fresh.problem) {
-    c->reasons.push_back(*fresh.problem);
-    c->reasons.back().text.insert(0, "not verified: " + where + ": ");
+    record::Reason reason = *fresh.problem;
+    reason.text.insert(0, "not verified: " + where + ": ");
+    c->attempt.fail(reason);
     return std::nullopt;
   }
   const double mean = fresh.values[0].mean();
   if (std::isfinite(mean)) return mean;
-  fail(c, Why::sensor_no_number, "not verified: " + where + " is not a number", kNoNumbersHint);
+  c->attempt.fail({Why::sensor_no_number, "not verified: " + where + " is not a number", kNoNumbersHint});
   return std::nullopt;
 }
 
 // Once both levels are stored the plain light value no longer depends on the panel.
 void look_at_plain_light(Session& session, Calibration* c) {
-  const int type = c->request.type;
-  const bool main_light = type == sensor_type::light || type == sensor_type::light_stream;
+  const bool main_light = c->step.type == sensor_type::light;
   const SensorInfo* sensor = session.sensor(main_light ? sensor_type::light : sensor_type::lux_pri2);
   const int maximum = panel_maximum(session);
   if (sensor == nullptr)
-    return fail(c, Why::sensor_absent, "not verified: the phone lists no plain light sensor",
-                "look at `sensorcal sensors`");
+    return c->attempt.fail(
+        {Why::sensor_absent, "not verified: the phone lists no plain light sensor", "look at `sensorcal sensors`"});
   if (maximum < 0) {
-    return fail(c, Why::panel_refused, "not verified: the panel's greatest brightness cannot be read",
-                "look at /sys/class/leds/lcd-backlight");
+    return c->attempt.fail({Why::panel_refused, "not verified: the panel's greatest brightness cannot be read",
+                            "look at /sys/class/leds/lcd-backlight"});
   }
   Panel& panel = *c->panel;
   panel.plain_bright = plain_light(session, *sensor, maximum, "full", c);
@@ -82,10 +77,10 @@ void look_at_plain_light(Session& session, Calibration* c) {
   if (!panel.plain_dim) return;
   const double difference = *panel.plain_bright - *panel.plain_dim;
   if (std::fabs(difference) <= kPlainLimitLux) return;
-  fail(c, Why::panel_followed,
-       "plain light still follows the panel: " + plain(difference) +
-           " lux between full and quarter brightness, limit " + plain(kPlainLimitLux) + " lux",
-       "run 13 and then 14 of this sensor in the dark box, with no other sensor's 13 in between");
+  c->attempt.fail({Why::panel_followed,
+                   "plain light still follows the panel: " + plain(difference) +
+                       " lux between full and quarter brightness, limit " + plain(kPlainLimitLux) + " lux",
+                   "run 13 and then 14 of this sensor in the dark box, with no other sensor's 13 in between"});
 }
 
 // A run that came to its end: numbers, and light of the panel.
@@ -93,26 +88,32 @@ void judge_level(Calibration* c) {
   const Panel& panel = *c->panel;
   const auto finite = [](double value) { return std::isfinite(value); };
   if (c->run.events_of_no_number > 0) {
-    return fail(
-        c, Why::sensor_no_number,
-        std::to_string(c->run.events_of_no_number) + " of " + std::to_string(c->run.events) + " events are not numbers",
-        kNoNumbersHint);
+    return c->attempt.fail({Why::sensor_no_number,
+                            std::to_string(c->run.events_of_no_number) + " of " + std::to_string(c->run.events) +
+                                " events are not numbers",
+                            kNoNumbersHint});
   }
   if (!std::all_of(panel.found.begin(), panel.found.end(), finite))
-    return fail(c, Why::sensor_no_number, "the level found is not a number", kNoNumbersHint);
+    return c->attempt.fail({Why::sensor_no_number, "the level found is not a number", kNoNumbersHint});
   if (!panel.colour && panel.deviation > kPlainLimitLux + kSteadyShare * panel.found[0]) {
-    return fail(c, Why::value_outside,
-                "the panel's light of " + plain(panel.found[0]) + " lux is unsteady: noise " + plain(panel.deviation) +
-                    " lux, limit " + plain(kPlainLimitLux + kSteadyShare * panel.found[0]) + " lux",
-                "the sensor is noisy, or other light comes in: close the dark box and repeat");
+    return c->attempt.fail({Why::value_outside,
+                            "the panel's light of " + plain(panel.found[0]) + " lux is unsteady: noise " +
+                                plain(panel.deviation) + " lux, limit " +
+                                plain(kPlainLimitLux + kSteadyShare * panel.found[0]) + " lux",
+                            "the sensor is noisy, or other light comes in: close the dark box and repeat"});
   }
   const bool lit = std::any_of(panel.found.begin(), panel.found.end(), [](double value) { return value > 0; });
-  if (lit || (panel.level == kLow && !panel.colour && is_faint())) return;
-  fail(c, Why::panel_dark, "the sensor sees no light of the panel at brightness " + std::to_string(panel.brightness),
-       "the sensor is stuck or covered, the panel is dark, or 14 was run without 13 before it");
+  if (lit || (c->step.param == kLow && !panel.colour && is_faint())) return;
+  c->attempt.fail({Why::panel_dark,
+                   "the sensor sees no light of the panel at brightness " + std::to_string(panel.brightness),
+                   "the sensor is stuck or covered, the panel is dark, or 14 was run without 13 before it"});
 }
 
 }  // namespace
+
+const _sensor_info& panel_record(Session& session, int type) {
+  return session.cal().env_info[type == sensor_type::light ? 1 : 7];
+}
 
 int panel_brightness(Session& session) { return read_node(session, "/sys/class/leds/lcd-backlight/brightness"); }
 
@@ -122,30 +123,25 @@ bool set_panel_brightness(Session& session, int brightness) {
   return session.cal().SetBrightness(brightness) == 0 && panel_brightness(session) == brightness;
 }
 
-bool darken_panel(Session& session) {
+void darken_panel(Session& session) {
   const int before = panel_brightness(session);
-  if (before <= 0 || !set_panel_brightness(session, 0)) return false;
-  session.restore_brightness_at_end(before);
-  return true;
+  if (before > 0 && set_panel_brightness(session, 0)) session.restore_brightness_at_end(before);
 }
 
 double run_at_panel(Session& session, Calibration* c) {
-  SensorCalibration& cal = session.cal();
   const int before = panel_brightness(session);
   session.log().start_run();
-  const int result = cal.sensor_calibrate(c->request.type, c->request.param);
+  const int result = session.cal().sensor_calibrate(c->step.type, c->step.param);
   c->run = session.log().run();
 
   Panel panel;
-  panel.level = c->request.param;
   panel.brightness = panel_brightness(session);
   panel.colour = is_colour_run();
   panel.refused = result == 0 && std::any_of(c->run.errors.begin(), c->run.errors.end(), [](const std::string& line) {
                     return line.find("brightness matching check failed") != std::string::npos;
                   });
-  const bool main_light = c->request.type == sensor_type::light || c->request.type == sensor_type::light_stream;
-  const _sensor_info& record = main_light ? cal.env_info[1] : cal.env_info[7];
-  panel.finished = !panel.refused && record.status == kFinished;
+  const _sensor_info& record = panel_record(session, c->step.type);
+  panel.finished = !panel.refused && record.status == kRunFinished;
   if (panel.finished) {
     const int values = panel.colour ? 5 : 1;
     panel.found.assign(record.mean, record.mean + values);
@@ -153,14 +149,15 @@ double run_at_panel(Session& session, Calibration* c) {
   }
   c->panel = panel;
   if (panel.refused) {
-    fail(c, Why::panel_refused, "the panel did not take the brightness that was set: nothing was sent to the hub",
-         "something else sets the panel's brightness, or limits it");
+    c->attempt.fail({Why::panel_refused,
+                     "the panel did not take the brightness that was set: nothing was sent to the hub",
+                     "something else sets the panel's brightness, or limits it"});
   } else if (result == 0 && panel.finished && !session.interrupted()) {
     judge_level(c);
-    if (panel.level == kLow && c->reasons.empty()) look_at_plain_light(session, c);
+    if (c->step.param == kLow && c->attempt.reasons.empty()) look_at_plain_light(session, c);
   }
   if (before >= 0 && set_panel_brightness(session, before)) c->panel->restored = before;
   return result;
 }
 
-}  // namespace factory
+}  // namespace factory::plan

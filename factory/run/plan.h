@@ -1,12 +1,12 @@
 // A factory plan: what to set up, calibrate, verify and check, in which order and within which limits.
 #pragma once
 
-#include <json/json.h>
-
 #include <optional>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "record/record.h"
 
 namespace factory::plan {
 
@@ -16,6 +16,10 @@ struct Bound {
   bool relative = false;  // shares of what is expected
   double at(size_t axis) const { return values[axis < values.size() ? axis : values.size() - 1]; }
 };
+
+inline std::optional<double> limit_at(const std::optional<Bound>& bound, size_t axis) {
+  return bound ? std::optional(bound->at(axis)) : std::nullopt;
+}
 
 struct Limits {
   std::optional<Bound> residual;  // fresh mean minus what is expected, either way
@@ -64,7 +68,7 @@ struct Step {
   int answer = 1;
 };
 
-// Whether it is the step that finds the proximity sensor's near and far thresholds.
+// Whether it is the calibration that finds the proximity sensor's near and far thresholds.
 bool sets_thresholds(const Step& step);
 
 // A group, or a step that stands alone.
@@ -75,12 +79,8 @@ struct Block {
   std::vector<Step> steps;
 };
 
-struct Plan {
-  std::string name;
-  std::string version;              // empty: none
+struct Plan : record::Plan {
   std::vector<std::string> phones;  // products or profiles that it is for; empty: any
-  std::string file;
-  std::string bytes;  // of the file
   std::vector<Block> blocks;
 
   int step_count() const;
@@ -95,5 +95,13 @@ Plan read_plan(const std::string& file, std::vector<std::string>* problems);
 
 // Reads the file and throws AppError(kUsage) with all problems.
 Plan load_plan(const std::string& file);
+
+// The plan of calibrations that are asked for one by one. One group a step: the fixture as the step needs it, but for
+// what `world` ("key=value") already says, then the step. Throws AppError(kUsage) for a step that the library does not
+// have.
+Plan plan_of(const std::string& name, const std::vector<Step>& steps, const std::vector<std::string>& world);
+
+// A value of the register of a SAR chip.
+Plan plan_of_register(int type, int number, int value);
 
 }  // namespace factory::plan

@@ -1,4 +1,4 @@
-// Reads a plan's JSON values and collects what is wrong with them, each with its place in the file.
+// A plan's JSON values, read with their places in the file; what is wrong with them is collected.
 #pragma once
 
 #include <json/json.h>
@@ -7,44 +7,64 @@
 #include <string>
 #include <vector>
 
+#include "files/units.h"
 #include "run/plan.h"
 
 namespace factory::plan {
 
-class PlanJson {
+// A value and its place. One that is missing is null, and stands where the object does that it is missing from.
+class PlanValue {
  public:
-  PlanJson(std::string file, const std::string& text, std::vector<std::string>* problems)
-      : file_(std::move(file)), text_(text), problems_(problems) {}
+  struct Source {
+    const std::string& file;
+    const std::string& text;
+    std::vector<std::string>* problems;
+  };
+  PlanValue(const Source& source, const Json::Value& root) : PlanValue(source, &root, root, "") {}
 
-  // `where` is the path of the value: steps[3].limits.residual
-  void problem(const Json::Value& value, const std::string& where, const std::string& what);
+  // Of an object or a list.
+  PlanValue operator[](const char* key) const;
+  PlanValue operator[](Json::ArrayIndex index) const;
+  const Json::Value* operator->() const { return &json_; }
+  const Json::Value& operator*() const { return json_; }
+  bool has(const char* key) const { return json_.isMember(key); }
 
-  // Keys that are not in the list are problems.
-  void only_keys(const Json::Value& object, const std::string& where, const std::set<std::string>& known);
+  void problem(const std::string& what) const { problem(what, *this); }
+  void problem(const std::string& what, const PlanValue& shown) const;  // where another value stands
 
-  // Missing gives the fallback; a wrong type or a value outside gives a problem and the fallback.
-  std::string text(const Json::Value& object, const std::string& where, const char* key, const std::string& fallback);
-  // A list with a text at least; a missing one is empty.
-  std::vector<std::string> texts(const Json::Value& object, const std::string& where, const char* key);
-  int whole(const Json::Value& object, const std::string& where, const char* key, int low, int high, int fallback);
-  bool truth(const Json::Value& object, const std::string& where, const char* key, bool fallback);
-  // "stop" or "go on".
-  bool stops(const Json::Value& object, const std::string& where);
+  // Keys of the object that are not in the list are problems.
+  void only_keys(const std::set<std::string>& known) const;
 
-  // One amount or a list of `axes` of them. Nothing when the key is missing or wrong.
-  std::optional<Bound> bound(const Json::Value& object, const std::string& where, const char* key,
-                             const std::string& unit, size_t axes, bool percent);
+  // A missing value gives the fallback; a wrong type or a value outside gives a problem and the fallback.
+  std::string text() const;
+  std::vector<std::string> texts() const;  // one or more
+  int whole(int low, int high, int fallback) const;
+  bool truth() const;  // or false
+  bool stops() const;  // "stop" or "go on"; or true
+
+  // One amount or a list of `axes` of them.
+  std::optional<Bound> bound(const std::string& unit, size_t axes, bool percent) const;
   // One amount that must lie in the range.
-  std::optional<double> amount(const Json::Value& object, const std::string& where, const char* key,
-                               const std::string& unit, double low, double high);
+  std::optional<double> amount(const std::string& unit, double low, double high) const;
 
  private:
-  bool read(const Json::Value& value, const std::string& where, const std::string& unit, bool percent, double* number,
-            bool* relative);
+  PlanValue(const Source& source, const Json::Value* found, const Json::Value& place, const std::string& where)
+      : source_(source),
+        json_(found == nullptr ? Json::Value::nullSingleton() : *found),
+        place_(place),
+        there_(found != nullptr),
+        where_(where) {}
+  std::optional<Amount> number(const std::string& unit, bool percent) const;
 
-  const std::string file_;
-  const std::string& text_;
-  std::vector<std::string>* problems_;
+  const Source& source_;
+  const Json::Value& json_;
+  const Json::Value& place_;
+  const bool there_;
+  const std::string where_;  // its path: steps[3].limits.residual
 };
+
+constexpr int kAttemptsMax = 20;
+
+Step read_step(const PlanValue& value);
 
 }  // namespace factory::plan

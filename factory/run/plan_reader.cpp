@@ -8,12 +8,10 @@
 
 #include "files/app_error.h"
 #include "files/whole_file.h"
-#include "run/plan_steps.h"
+#include "run/plan_json.h"
 
 namespace factory::plan {
 namespace {
-
-constexpr int kAttemptsMax = 20;
 
 // Strict JSON: no comments, no second key of the same name, nothing behind the end.
 bool parse_json(const std::string& file, const std::string& bytes, Json::Value* root,
@@ -45,45 +43,39 @@ bool parse_json(const std::string& file, const std::string& bytes, Json::Value* 
   return false;
 }
 
-Block read_group(PlanJson& json, const Json::Value& value, const std::string& where) {
-  json.only_keys(value, where, {"group", "repeat", "on_failure", "steps"});
+Block read_group(const PlanValue& value) {
+  value.only_keys({"group", "repeat", "on_failure", "steps"});
   Block block;
-  block.group = json.text(value, where, "group", "");
-  block.repeat = json.whole(value, where, "repeat", 1, kAttemptsMax, 1);
-  block.stop_on_failure = json.stops(value, where);
-  const Json::Value& steps = value["steps"];
-  if (!steps.isArray() || steps.empty()) {
-    json.problem(value, where, "a group needs a list of steps");
+  block.group = value["group"].text();
+  block.repeat = value["repeat"].whole(1, kAttemptsMax, 1);
+  block.stop_on_failure = value["on_failure"].stops();
+  const PlanValue steps = value["steps"];
+  if (!steps->isArray() || steps->empty()) {
+    value.problem("a group needs a list of steps");
     return block;
   }
-  for (Json::ArrayIndex i = 0; i < steps.size(); ++i) {
-    const std::string place = where + ".steps[" + std::to_string(i) + "]";
-    if (steps[i].isObject() && steps[i].isMember("group")) {
-      json.problem(steps[i], place, "a group cannot hold another group");
+  for (Json::ArrayIndex i = 0; i < steps->size(); ++i) {
+    if (steps[i]->isObject() && steps[i].has("group")) {
+      steps[i].problem("a group cannot hold another group");
     } else {
-      block.steps.push_back(read_step(json, steps[i], place));
+      block.steps.push_back(read_step(steps[i]));
     }
   }
   return block;
 }
 
-Block read_single(PlanJson& json, const Json::Value& value, const std::string& where) {
+Block read_single(const PlanValue& value) {
   Block block;
-  block.steps.push_back(read_step(json, value, where));
+  block.steps.push_back(read_step(value));
   block.stop_on_failure = block.steps[0].stop_on_failure;
   return block;
 }
 
 }  // namespace
 
-const char* kind_name(StepKind kind) {
-  constexpr const char* kNames[] = {"fixture", "calibrate", "verify", "check", "probe", "write"};
-  return kNames[static_cast<int>(kind)];
-}
-
 bool sets_thresholds(const Step& step) {
   constexpr int kThresholds = 2;
-  return step.kind == StepKind::calibrate && step.type == sensor_type::proximity && step.param == kThresholds;
+  return step.type == sensor_type::proximity && step.param == kThresholds && !step.channel;
 }
 
 int Plan::step_count() const {
@@ -98,31 +90,26 @@ Plan parse_plan(const std::string& file, const std::string& bytes, std::vector<s
   plan.bytes = bytes;
   Json::Value parsed;
   if (!parse_json(file, bytes, &parsed, problems)) return plan;
-  const Json::Value& root = parsed;  // a look at a key that is missing must not add it
-  PlanJson json(file, bytes, problems);
-  if (!root.isObject()) {
-    json.problem(root, "", "a plan is a JSON object");
+  const PlanValue::Source source{file, bytes, problems};
+  const PlanValue root(source, parsed);
+  if (!root->isObject()) {
+    root.problem("a plan is a JSON object");
     return plan;
   }
-  json.only_keys(root, "", {"format", "name", "version", "about", "for", "steps"});
-  if (root["format"] != "sensorcal.plan/1") {
-    json.problem(root.isMember("format") ? root["format"] : root, "format", "give \"sensorcal.plan/1\"");
-  }
-  if (!root.isMember("name")) json.problem(root, "name", "a plan needs a name");
-  plan.name = json.text(root, "", "name", "");
-  plan.version = json.text(root, "", "version", "");
-  json.text(root, "", "about", "");
-  plan.phones = json.texts(root, "", "for");
-  const Json::Value& steps = root["steps"];
-  if (!steps.isArray() || steps.empty()) {
-    json.problem(root.isMember("steps") ? steps : root, "steps", "a plan needs a list of steps");
+  root.only_keys({"format", "name", "version", "about", "for", "steps"});
+  if (*root["format"] != "sensorcal.plan/1") root["format"].problem("give \"sensorcal.plan/1\"");
+  if (!root.has("name")) root["name"].problem("a plan needs a name");
+  plan.name = root["name"].text();
+  plan.version = root["version"].text();
+  (void)root["about"].text();
+  plan.phones = root["for"].texts();
+  const PlanValue steps = root["steps"];
+  if (!steps->isArray() || steps->empty()) {
+    steps.problem("a plan needs a list of steps");
     return plan;
   }
-  for (Json::ArrayIndex i = 0; i < steps.size(); ++i) {
-    const std::string where = "steps[" + std::to_string(i) + "]";
-    const bool group = steps[i].isObject() && steps[i].isMember("group");
-    plan.blocks.push_back(group ? read_group(json, steps[i], where) : read_single(json, steps[i], where));
-  }
+  for (Json::ArrayIndex i = 0; i < steps->size(); ++i)
+    plan.blocks.push_back(steps[i]->isObject() && steps[i].has("group") ? read_group(steps[i]) : read_single(steps[i]));
   return plan;
 }
 

@@ -1,12 +1,25 @@
 #include "run/plan_run.h"
 
 #include <algorithm>
+#include <cmath>
 #include <thread>
 
 #include "phone/hub_message.h"
+#include "run/identity.h"
 
 namespace factory::plan {
 namespace {
+
+constexpr const char* kProperties[] = {
+    "ro.build.product",
+    "ro.product.product.name",
+    "ro.build.fingerprint",
+    "persist.vendor.sensor.cali_sensor",
+    "persist.vendor.sensor.cct_need_lcdbacklight_cali",
+    "persist.vendor.goodix.cct_support",
+    "persist.vendor.display.under.cct",
+    "persist.vendor.display.parse.algorithm",
+};
 
 bool good(Outcome outcome) { return outcome == Outcome::passed || outcome == Outcome::marginal; }
 
@@ -15,6 +28,29 @@ void compare(const Attempt& before, Attempt* attempt) {
   if (attempt->outcome != Outcome::error || before.outcome != Outcome::error) return;
   if (attempt->reasons.front().code != before.reasons.front().code) return;
   attempt->notes.emplace_back("the same error as in the attempt before: the phone itself may be at fault");
+}
+
+// A step that did not run.
+record::Step to_record(const Step& step, const std::string& group, size_t index) {
+  record::Step out;
+  out.index = static_cast<int>(index);
+  out.name = step.name;
+  out.kind = kind_name(step.kind);
+  out.group = group;
+  const bool sensor = step.kind != StepKind::fixture && step.kind != StepKind::probe && !step.report;
+  if (sensor) out.tag = tag_of(step.type);
+  if (sensor && sensor_of(step.type) != nullptr) out.sensor = sensor_of(step.type)->words;
+  if (step.kind == StepKind::calibrate) out.param = step.param;
+  return out;
+}
+
+record::Phone phone_of(Session& session) {
+  record::Phone out;
+  for (const auto& [name, value] : session.fixture().facts()) out.facts[name == "phone" ? "directory" : name] = value;
+  for (const char* name : kProperties) {
+    if (const std::string value = property(name); !value.empty()) out.properties[name] = value;
+  }
+  return out;
 }
 
 }  // namespace
@@ -37,11 +73,21 @@ void require_phone(Session& session, const Plan& plan) {
                              (names.empty() ? "of no known product" : names.front()) + "; nothing was run");
 }
 
-PlanRun::PlanRun(Session& session, const Plan& plan, const RunInfo& info, Observer& observer)
-    : session_(session), plan_(plan), info_(info), observer_(observer), world_(session.fixture().world()) {
-  int index = 0;
+PlanRun::PlanRun(Session& session, const Plan& plan, const RunOrder& order, Observer& observer)
+    : session_(session), plan_(plan), stop_on_failure_(order.stop_on_failure), observer_(observer) {
+  session.fixture().run_begins({plan.file, plan.bytes, session.options().speed, order});
+  run_.started = session.now();
+  run_.serial = order.serial;
+  run_.station = order.station;
+  run_.operator_name = order.operator_name;
+  run_.lot = order.lot;
+  run_.retest_of = order.retest_of;
+  run_.plan = plan;
+  run_.application = {SENSORCAL_VERSION, build_id("")};
+  run_.library = {SENSORCAL_VERSION, build_id("libsensor_cal")};  // both are released together
+  run_.world = session.fixture().world();
   for (const Block& block : plan.blocks) {
-    for (const Step& step : block.steps) steps_.push_back({&step, block.group, ++index, Outcome::skipped, {}});
+    for (const Step& step : block.steps) run_.steps.push_back(to_record(step, block.group, run_.steps.size() + 1));
   }
   session_.log().keep_all();
   session_.on_hub_message([this](const HubMessage& message) {
@@ -60,11 +106,11 @@ std::vector<record::HubMessage> PlanRun::take_messages() {
   return out;
 }
 
-bool PlanRun::run_step(StepResult* result) {
-  for (int i = 0; i < result->step->repeat; ++i) {
+bool PlanRun::run_step(const Step& step, record::Step* result) {
+  for (int i = 0; i < step.repeat; ++i) {
     Attempt attempt;
     attempt.number = static_cast<int>(result->attempts.size()) + 1;
-    session_.fixture().attempt_begins(result->index, attempt.number, result->step->name);
+    session_.fixture().attempt_begins(result->index, attempt.number, step.name);
     attempt.started = session_.now();
     {
       const std::lock_guard<std::mutex> lock(mutex_);
@@ -73,21 +119,21 @@ bool PlanRun::run_step(StepResult* result) {
     }
     observer_.begins(*result, attempt.number);
     take_messages();
-    StepRun(session_, under_way_, *result->step, &attempt).run([&](const std::string& text) {
+    StepRun(session_, under_way_, step, &attempt, [&](const std::string& text) {
       observer_.warns(*result, text);
-    });
+    }).run();
     under_way_.stops(session_);
     if (!result->attempts.empty()) compare(result->attempts.back(), &attempt);
     attempt.hub = take_messages();
-    keep(result, std::move(attempt));
+    keep(result, std::move(attempt), step.world);
     observer_.ended(*result, result->attempts.back());
     if (good(result->outcome) || session_.interrupted() || !worth_another(result->attempts.back())) break;
   }
   return good(result->outcome);
 }
 
-void PlanRun::keep(StepResult* result, Attempt attempt) {
-  const double before = std::chrono::duration<double>(attempt.started - info_.started).count();
+void PlanRun::keep(record::Step* result, Attempt attempt, const Fixture::Settings& world) {
+  const double before = std::chrono::duration<double>(attempt.started - run_.started).count();
   for (record::Span& span : attempt.spans) {
     span.from_s += before;
     span.to_s += before;
@@ -95,7 +141,7 @@ void PlanRun::keep(StepResult* result, Attempt attempt) {
   const std::lock_guard<std::mutex> lock(mutex_);
   result->outcome = attempt.outcome;
   if (good(attempt.outcome)) {
-    for (const auto& [key, value] : result->step->world) world_[key] = value;
+    for (const auto& [key, value] : world) run_.world[key] = value;
   }
   result->attempts.push_back(std::move(attempt));
   current_ = nullptr;
@@ -104,11 +150,11 @@ void PlanRun::keep(StepResult* result, Attempt attempt) {
 PlanRun::Round PlanRun::run_round(const Block& block, size_t first) {
   Round round = Round::passed;
   for (size_t i = 0; i < block.steps.size(); ++i) {
-    StepResult& step = steps_[first + i];
-    if (run_step(&step)) continue;
+    record::Step& step = run_.steps[first + i];
+    if (run_step(block.steps[i], &step)) continue;
     if (session_.interrupted() || !worth_another(step.attempts.back())) round = Round::lost;
     if (round == Round::passed) round = Round::failed;
-    if (session_.interrupted() || block.steps[i].stop_on_failure || info_.stop_on_failure) break;
+    if (session_.interrupted() || block.steps[i].stop_on_failure || stop_on_failure_) break;
   }
   return round;
 }
@@ -123,44 +169,66 @@ bool PlanRun::run_block(const Block& block, size_t first) {
 
 // The record says why, and which steps did not run.
 void PlanRun::refuse(Reason missing) {
-  StepResult& first = steps_.front();
+  record::Step& first = run_.steps.front();
   Attempt attempt;
   attempt.started = session_.now();
   missing.text += "; nothing was run";
   missing.hint = "look whether the phone's sensor stack runs: start it or reboot the phone";
   attempt.fail(missing);
-  attempt.outcome = attempt.fault;
   observer_.begins(first, attempt.number);
-  keep(&first, std::move(attempt));
+  keep(&first, std::move(attempt), {});
   observer_.ended(first, first.attempts.back());
 }
 
-void PlanRun::run() {
-  if (const auto missing = session_.missing()) return refuse(*missing);
+record::Run PlanRun::run() {
+  if (const auto missing = session_.missing()) {
+    refuse(*missing);
+    return record(verdict());
+  }
   size_t first = 0;
   for (const Block& block : plan_.blocks) {
     const bool passed = run_block(block, first);
-    if (session_.interrupted() || (!passed && (block.stop_on_failure || info_.stop_on_failure))) break;
+    if (session_.interrupted() || (!passed && (block.stop_on_failure || stop_on_failure_))) break;
     first += block.steps.size();
   }
   // From here on Ctrl-C finds nothing to undo.
   if (!under_way_.stops(session_) && !session_.claim_end()) under_way_.stops(session_);
+  return record(verdict());
 }
 
-Outcome PlanRun::verdict() {
-  const auto is = [](Outcome outcome) { return [=](const StepResult& step) { return step.outcome == outcome; }; };
-  if (under_way_.end_claimed || std::any_of(steps_.begin(), steps_.end(), is(Outcome::aborted)))
-    return Outcome::aborted;
+// Aborted where a person ended it, else failed where a step failed, else an error where one could not judge.
+Outcome PlanRun::verdict() const {
+  const std::vector<record::Step>& steps = run_.steps;
+  const auto is = [](Outcome outcome) { return [=](const record::Step& step) { return step.outcome == outcome; }; };
+  if (under_way_.end_claimed || std::any_of(steps.begin(), steps.end(), is(Outcome::aborted))) return Outcome::aborted;
   // What failed before anything erred is known to be bad, whatever could not be judged later; what failed after an
   // error may have failed for that: a sensor whose calibration came to nothing does not verify.
-  const auto first = std::find_if(steps_.begin(), steps_.end(), [](const StepResult& step) {
+  const auto first = std::find_if(steps.begin(), steps.end(), [](const record::Step& step) {
     return step.outcome == Outcome::failed || step.outcome == Outcome::error;
   });
-  if (first != steps_.end()) return first->outcome;
-  return std::any_of(steps_.begin(), steps_.end(), is(Outcome::skipped)) ? Outcome::error : Outcome::passed;
+  if (first != steps.end()) return first->outcome;
+  return std::any_of(steps.begin(), steps.end(), is(Outcome::skipped)) ? Outcome::error : Outcome::passed;
 }
 
-record::Run PlanRun::record() { return make_record(session_, plan_, info_, world_, steps_, verdict()); }
+// What is told of a run is told in milliseconds: pages made from the run and from its record are the same.
+record::Run PlanRun::record(Outcome verdict) {
+  using std::chrono::floor;
+  using std::chrono::milliseconds;
+  record::Run out = run_;
+  out.outcome = verdict;
+  out.started = floor<milliseconds>(out.started);
+  out.seconds = std::chrono::duration<double>(floor<milliseconds>(session_.now()) - out.started).count();
+  out.phone = phone_of(session_);
+  out.remarks = session_.fixture().remarks();
+  if (stop_on_failure_) out.remarks.emplace_back("the run was to end at its first failure, whatever the plan says");
+  for (record::Step& step : out.steps) {
+    for (Attempt& attempt : step.attempts) {
+      attempt.started = floor<milliseconds>(attempt.started);
+      attempt.seconds = std::round(attempt.seconds * 1000) / 1000;
+    }
+  }
+  return out;
+}
 
 record::Run PlanRun::abort(const std::string& why) {
   // What hangs may hold it: nothing can be put back then.
@@ -179,7 +247,6 @@ record::Run PlanRun::abort(const std::string& why) {
     attempt.number = static_cast<int>(current_->attempts.size()) + 1;
     attempt.started = current_started_;
     attempt.seconds = std::chrono::duration<double>(session_.now() - attempt.started).count();
-    attempt.outcome = verdict;
     attempt.fail(why.empty() ? Reason{Why::interrupted, "interrupted"} : Reason{Why::call_hangs, why});
     if (!free) {
       attempt.fail(
@@ -199,10 +266,10 @@ record::Run PlanRun::abort(const std::string& why) {
     RunLog log = session_.log().run();
     attempt.log = std::move(log.lines);
     attempt.log_dropped = log.lines_dropped;
-    current_->outcome = attempt.outcome;
+    current_->outcome = attempt.outcome = verdict;
     current_->attempts.push_back(std::move(attempt));
   }
-  return make_record(session_, plan_, info_, world_, steps_, verdict);
+  return record(verdict);
 }
 
 }  // namespace factory::plan

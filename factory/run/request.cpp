@@ -1,59 +1,51 @@
-#include "run/request.h"
-
-#include <algorithm>
-
+// A single request as a plan: what is calibrated by name goes through the steps, and the judge, of plans.
 #include "files/app_error.h"
 #include "files/json_text.h"
 #include "files/numbers.h"
 #include "phone/fixture_settings.h"
+#include "run/plan.h"
 #include "sensors/sensor.h"
 
 namespace factory::plan {
 namespace {
 
-bool says(const std::vector<std::string>& world, const std::string& key) {
-  return std::any_of(world.begin(), world.end(),
-                     [&](const std::string& setting) { return setting.rfind(key + "=", 0) == 0; });
-}
-
-Json::Value fixture_of(const Request& request, const std::vector<std::string>& world) {
+// What of the fixture the step needs and nobody said. Offsets and light are held against what the fixture says. Golden
+// values say nothing of the lamp that they were taken under, thresholds nothing of the target's distance, and what the
+// hub or the chip finds is held against nothing: only what is said of the fixture can show that it is another one.
+Json::Value fixture_of(const Step& step, const std::vector<std::string>& world) {
   Json::Value out;
-  if (request.channel) return out;
-  for (const Need& need : step_of(request.type, request.param)->needs) {
-    if (!says(world, need.key)) out[need.key] = need.value;
+  if (step.channel) return out;
+  const Sensor* kind = find_kind(step.type, step.param);
+  const bool compared = kind != nullptr && (kind->result == Result::offset || kind->result == Result::lux_scale);
+  for (const Need& need : step_of(step.type, step.param)->needs) {
+    const std::string key = std::string(need.key) + "=";
+    std::string wanted;
+    const bool free = compared || !read_setting(need.key, need.value, Bare::refused, &wanted).empty();
+    bool said = false;
+    for (const std::string& setting : world) {
+      if (setting.rfind(key, 0) != 0) continue;
+      said = true;
+      if (free || setting == key + wanted) continue;
+      throw AppError(kUsage,
+                     tag_of(step.type) + " is calibrated with " + key + wanted + ", not with --world " + setting);
+    }
+    if (!said) out[need.key] = need.value;
   }
   return out;
 }
 
-// Offsets and light are held against what the fixture says. Golden values say nothing of the lamp that they were taken
-// under, thresholds nothing of the target's distance, and what the hub or the chip finds is held against nothing: only
-// what is said of the fixture can show that it is another one.
-void require_fixture(const Request& request, const std::vector<std::string>& world) {
-  if (request.channel) return;
-  const Sensor* kind = find_kind(request.type, request.param);
-  if (kind != nullptr && (kind->result == Result::offset || kind->result == Result::lux_scale)) return;
-  for (const Need& need : step_of(request.type, request.param)->needs) {
-    std::string wanted;
-    if (!read_setting(need.key, need.value, Bare::refused, &wanted).empty()) continue;
-    for (const std::string& setting : world) {
-      if (setting.rfind(std::string(need.key) + "=", 0) != 0 || setting == need.key + ("=" + wanted)) continue;
-      throw AppError(kUsage, tag_of(request.type) + " is calibrated with " + need.key + "=" + wanted +
-                                 ", not with --world " + setting);
-    }
-  }
-}
-
-Json::Value calibration_of(const Request& request) {
+Json::Value calibration_of(const Step& step) {
   Json::Value out;
-  out["calibrate"] = tag_of(request.type);
-  if (request.channel) {
-    out["channel"] = *request.channel;
-    out["target"] = plain_exactly(request.target) + " counts";
-    out["screen"] = request.screen;
+  out["calibrate"] = tag_of(step.type);
+  if (step.channel) {
+    out["channel"] = *step.channel;
+    out["target"] = plain_exactly(step.target) + " counts";
+    out["screen"] = step.screen;
     return out;
   }
-  out["param"] = request.param;
-  if (request.reference_hpa) out["reference"] = plain_exactly(*request.reference_hpa) + " hPa";
+  out["param"] = step.param;
+  if (sets_thresholds(step)) out["far"] = true;
+  if (step.reference_hpa) out["reference"] = plain_exactly(*step.reference_hpa) + " hPa";
   return out;
 }
 
@@ -74,22 +66,18 @@ Json::Value empty_plan(const std::string& name) {
 
 }  // namespace
 
-Plan plan_of(const std::string& name, const std::vector<Request>& requests, const std::vector<std::string>& world) {
+Plan plan_of(const std::string& name, const std::vector<Step>& steps, const std::vector<std::string>& world) {
   Json::Value plan = empty_plan(name);
-  for (const Request& request : requests) {
+  for (const Step& step : steps) {
     const std::string problem =
-        request.channel ? channel_problem(request.type, request.screen) : step_problem(request.type, request.param);
+        step.channel ? channel_problem(step.type, step.screen) : step_problem(step.type, step.param);
     if (!problem.empty()) throw AppError(kUsage, problem);
-    require_fixture(request, world);
-    Json::Value step = calibration_of(request);
-    const Json::Value fixture = fixture_of(request, world);
-    constexpr int kThresholds = 2;
-    if (!request.channel && request.type == sensor_type::proximity && request.param == kThresholds) step["far"] = true;
+    const Json::Value fixture = fixture_of(step, world);
     Json::Value group;
-    group["group"] = tag_of(request.type);
+    group["group"] = tag_of(step.type);
     group["on_failure"] = "go on";
     if (!fixture.isNull()) group["steps"][0]["fixture"] = fixture;
-    group["steps"].append(step);
+    group["steps"].append(calibration_of(step));
     plan["steps"].append(group);
   }
   return read_back(plan);

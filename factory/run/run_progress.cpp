@@ -31,7 +31,7 @@ double expected_seconds(const Step& step) {
 
 }  // namespace
 
-RunProgress::RunProgress(const Plan& plan, const LogTap& tap, double speed) : tap_(tap), line_(true) {
+RunProgress::RunProgress(const Plan& plan, const LogTap& tap, double speed) : tap_(tap) {
   for (const Block& block : plan.blocks) {
     for (const Step& step : block.steps) seconds_.push_back(expected_seconds(step) / speed);
   }

@@ -31,7 +31,7 @@ class RunProgress {
   double left() const;
 
   const LogTap& tap_;
-  StatusLine line_;
+  StatusLine line_{true};
   std::vector<double> seconds_;  // what each step takes without restarts
   std::mutex mutex_;
   int index_ = 0;  // guarded by mutex_, 0: nothing to show; and so are the following

@@ -24,47 +24,15 @@ std::vector<double> read_golden(Session& session, int type, size_t values) {
 
 }  // namespace
 
-const char* noise_hint(const std::string& unit) {
-  if (unit == "lux" || unit == "counts") return "the lamp flickers or something moves before the sensor: look at both";
-  return "the phone moves: set it down still, away from what shakes it, and repeat";
-}
-
-void Attempt::fail(const Reason& reason) {
-  const Outcome one = outcome_of(reason.why);
-  const bool first = one == Outcome::error && fault == Outcome::failed;
-  if (one == Outcome::error || fault == Outcome::passed) fault = one;
-  reasons.insert(first ? reasons.begin() : reasons.end(), {code_of(reason.why), reason.arguments, reason.text});
-  if (reason.hint.empty() || std::find(hints.begin(), hints.end(), reason.hint) != hints.end()) return;
-  hints.insert(first ? hints.begin() : hints.end(), reason.hint);
-}
-
-void StepRun::run(const std::function<void(const std::string&)>& warn) {
+void StepRun::run() {
   session_.log().start_run();
   const int lost = session_.lost_messages();
-  switch (step_.kind) {
-    case StepKind::fixture:
-      run_fixture();
-      break;
-    case StepKind::calibrate:
-      run_calibrate(warn);
-      break;
-    case StepKind::verify:
-      run_verify();
-      break;
-    case StepKind::check:
-      step_.report ? run_report_check() : run_check();
-      break;
-    case StepKind::probe:
-      run_probe();
-      break;
-    case StepKind::write:
-      run_write(warn);
-      break;
-  }
+  constexpr void (StepRun::*kRuns[])() = {&StepRun::run_fixture, &StepRun::run_calibrate, &StepRun::run_verify,
+                                          &StepRun::run_check,   &StepRun::run_probe,     &StepRun::run_write};
+  (this->*kRuns[static_cast<size_t>(step_.kind)])();
   attempt_.seconds = seconds();
   if (step_.kind != StepKind::calibrate && step_.kind != StepKind::write) {
-    if (step_.limits.seconds)
-      measure("duration", "", attempt_.seconds, "s", std::nullopt, std::nullopt, step_.limits.seconds, "");
+    if (step_.limits.seconds) measure({"duration", "", attempt_.seconds, "s", {}, {}, step_.limits.seconds}, "");
     conclude();
   }
   if (attempt_.outcome == Outcome::failed) look_for_services(lost);
@@ -77,32 +45,30 @@ void StepRun::run(const std::function<void(const std::string&)>& warn) {
 void StepRun::look_for_services(int lost_before) {
   if (!session_.sensor_service_there())
     attempt_.fail({Why::service_gone, "the sensor service is gone", kLookAtServices});
-  const std::string silent = attempt_.changes_hub ? HubWatch::problem(session_, lost_before) : "";
+  const bool changes_hub = step_.kind == StepKind::calibrate || step_.kind == StepKind::write;
+  const std::string silent = changes_hub ? HubWatch::problem(session_, lost_before) : "";
   if (!silent.empty()) attempt_.fail({Why::hub_silent, silent, kLookAtServices});
-  attempt_.outcome = attempt_.fault;
 }
 
 void StepRun::conclude() {
-  const auto worst = [&](Outcome outcome) {
-    return std::any_of(attempt_.measurements.begin(), attempt_.measurements.end(),
-                       [&](const Measurement& m) { return m.outcome == outcome; });
-  };
-  if (session_.interrupted() && attempt_.reasons.empty()) attempt_.fail({Why::interrupted, "interrupted"});
-  attempt_.outcome = session_.interrupted()              ? Outcome::aborted
-                     : attempt_.fault != Outcome::passed ? attempt_.fault
-                     : worst(Outcome::marginal)          ? Outcome::marginal
-                                                         : Outcome::passed;
+  if (session_.interrupted()) {
+    if (attempt_.reasons.empty()) attempt_.fail({Why::interrupted, "interrupted"});
+    attempt_.outcome = Outcome::aborted;
+  } else if (attempt_.outcome == Outcome::passed &&
+             std::any_of(attempt_.measurements.begin(), attempt_.measurements.end(),
+                         [](const Measurement& m) { return m.outcome == Outcome::marginal; })) {
+    attempt_.outcome = Outcome::marginal;
+  }
 }
 
-void StepRun::measure(const std::string& name, const std::string& axis, double value, const std::string& unit,
-                      std::optional<double> error, std::optional<double> low, std::optional<double> high,
-                      const std::string& hint) {
-  Measurement m{name, axis, value, unit, error, low, high, Outcome::passed};
+void StepRun::measure(Measurement m, const std::string& hint) {
   judge(&m, step_.limits.marginal);
   if (m.outcome == Outcome::failed) {
     const auto bound = [](const std::optional<double>& limit) { return limit ? plain(*limit) : ""; };
-    const std::string fits = std::isnan(value) ? kNoNumbersHint : hint;
-    attempt_.fail({Why::value_outside, describe(m), fits, {name, axis, plain(value), bound(low), bound(high), unit}});
+    attempt_.fail({Why::value_outside,
+                   describe(m),
+                   std::isnan(m.value) ? kNoNumbersHint : hint,
+                   {m.name, m.axis, plain(m.value), bound(m.low), bound(m.high), m.unit}});
   }
   if (m.outcome == Outcome::marginal) attempt_.notes.push_back("marginal: " + describe(m));
   attempt_.measurements.push_back(m);
@@ -172,7 +138,7 @@ void StepRun::measure_fresh(const Quantity& subject, const FreshSamples& fresh, 
     if (i < expected.size()) {
       const std::optional<double> limit = residual_limit(i, expected[i]);
       const std::optional<double> low = limit ? std::optional<double>(-*limit) : std::nullopt;
-      measure("residual", axis, mean - expected[i], subject.unit, error, low, limit, residual_hint(subject.unit));
+      measure({"residual", axis, mean - expected[i], subject.unit, error, low, limit}, residual_hint(subject.unit));
     } else if (limits.residual) {
       attempt_.fail({Why::expected_unknown,
                      axis + ": what the sensor should report is not known",
@@ -186,7 +152,7 @@ void StepRun::measure_fresh(const Quantity& subject, const FreshSamples& fresh, 
     } else if (step_.kind == StepKind::calibrate && usual > 0) {
       most = usual;
     }
-    measure("noise", axis, noise, subject.unit, noise / std::sqrt(2.0 * std::max(1, fresh.taken)), std::nullopt, most,
+    measure({"noise", axis, noise, subject.unit, noise / std::sqrt(2.0 * std::max(1, fresh.taken)), {}, most},
             noise_hint(subject.unit));
     if (subject.motion && noise == 0)
       attempt_.fail({Why::sensor_stuck,
@@ -194,9 +160,8 @@ void StepRun::measure_fresh(const Quantity& subject, const FreshSamples& fresh, 
                      restart_hint(record::Cause::zero_variance),
                      {axis, plain(mean)}});
     if (step_.kind == StepKind::verify && (limits.low || limits.high)) {
-      measure("mean", axis, mean, subject.unit, error,
-              limits.low ? std::optional<double>(limits.low->at(i)) : std::nullopt,
-              limits.high ? std::optional<double>(limits.high->at(i)) : std::nullopt, residual_hint(subject.unit));
+      measure({"mean", axis, mean, subject.unit, error, limit_at(limits.low, i), limit_at(limits.high, i)},
+              residual_hint(subject.unit));
     }
   }
 }
@@ -224,6 +189,7 @@ void StepRun::run_verify() {
 }
 
 void StepRun::run_check() {
+  if (step_.report) return run_report_check();
   const Span span(*this, "read");
   HubWatch hub(session_);
   const StoredValue* value = stored_value(step_.type, step_.value);
@@ -242,10 +208,10 @@ void StepRun::run_check() {
   for (size_t i = 0; i < reading.values.size(); ++i) {
     const bool named = kind != nullptr && reading.values.size() > 1 && i < static_cast<size_t>(kind->values);
     const std::string axis = named ? kind->axes[i] : reading.values.size() > 1 ? std::to_string(i + 1) : "";
-    measure(step_.value, axis, reading.values[i], value->unit(step_.type), std::nullopt,
-            step_.limits.low ? std::optional<double>(step_.limits.low->at(i)) : std::nullopt,
-            step_.limits.high ? std::optional<double>(step_.limits.high->at(i)) : std::nullopt,
-            "calibrate this sensor first, or look why its value is unusual");
+    Measurement m{step_.value, axis, reading.values[i], value->unit(step_.type), {}, {}, {}};
+    m.low = limit_at(step_.limits.low, i);
+    m.high = limit_at(step_.limits.high, i);
+    measure(m, "calibrate this sensor first, or look why its value is unusual");
   }
 }
 

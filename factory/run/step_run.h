@@ -7,12 +7,20 @@
 
 #include "phone/held_values.h"
 #include "phone/sampler.h"
-#include "run/attempt.h"
+#include "record/why.h"
 #include "run/calibration.h"
+#include "run/plan.h"
 #include "sensors/sensor.h"
 #include "sensors/stored_values.h"
 
 namespace factory::plan {
+
+using record::Attempt;
+using record::Clock;
+using record::Measurement;
+using record::Outcome;
+using record::Reason;
+using record::Why;
 
 // What a calibration under way would have to put back; the watcher of interruptions looks at it too.
 struct UnderWay {
@@ -28,34 +36,29 @@ struct UnderWay {
 inline constexpr char kFileHint[] =
     "look whether the partition is mounted, may be written and has room, then calibrate this sensor again";
 
-// What helps against a scatter, by the unit of what scatters.
-const char* noise_hint(const std::string& unit);
-
 class StepRun {
  public:
-  StepRun(Session& session, UnderWay& under_way, const Step& step, Attempt* attempt)
-      : session_(session), under_way_(under_way), step_(step), attempt_(*attempt) {}
-
+  using Warn = std::function<void(const std::string&)>;
   // `warn` is told, before anything is changed, what cannot be undone.
-  void run(const std::function<void(const std::string&)>& warn);
+  StepRun(Session& session, UnderWay& under_way, const Step& step, Attempt* attempt, Warn warn)
+      : session_(session), under_way_(under_way), step_(step), attempt_(*attempt), warn_(std::move(warn)) {}
+
+  void run();
 
  private:
   void run_fixture();
-  void run_calibrate(const std::function<void(const std::string&)>& warn);
+  void run_calibrate();
   void run_verify();
   void run_check();
   void run_report_check();
   void run_probe();
-  void run_write(const std::function<void(const std::string&)>& warn);
-
-  int write(const StoredValue& value);
+  void run_write();
 
   // Parts of a calibration.
   std::string chip_problem();
-  std::string note(HeldValues& held);
-  void ask_for(Calibration* calibration);
+  bool note(HeldValues& held);
   bool write_golden();
-  bool choose_reference(CalibrationRequest* request);
+  bool choose_reference(std::optional<double>* reference_hpa);
   void measure_run(const Calibration& calibration);
   void measure_panel(const Panel& panel);
   void verify_calibration(const Calibration& calibration);
@@ -73,9 +76,7 @@ class StepRun {
   std::vector<size_t> unsure_axes(const FreshSamples& fresh, const std::vector<double>& expected) const;
   void look_again(const Quantity& subject, std::optional<double> reference_hpa);
   void fail_unsure(const Quantity& subject, const FreshSamples& fresh, const std::vector<double>& expected);
-  void measure(const std::string& name, const std::string& axis, double value, const std::string& unit,
-               std::optional<double> error, std::optional<double> low, std::optional<double> high,
-               const std::string& hint);
+  void measure(Measurement measurement, const std::string& hint);
   void conclude();
   void look_for_services(int lost_before);
 
@@ -99,6 +100,7 @@ class StepRun {
   UnderWay& under_way_;
   const Step& step_;
   Attempt& attempt_;
+  const Warn warn_;
   bool nothing_sent_ = false;  // to the hub, by a run that is over
 };
 

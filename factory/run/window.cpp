@@ -1,39 +1,38 @@
-#include "run/window.h"
-
+// A run's samples, and what became of each.
 #include <algorithm>
+
+#include "run/calibration.h"
+
 namespace factory::plan {
 namespace {
-
-constexpr int kFinished = 2;
 
 using State = record::SampleState;
 
 const _sensor_info* record_of_run(Session& session, const Calibration& c) {
   if (c.kind != nullptr && !c.in_hub) return &record_of(session.cal(), *c.kind);
-  if (!c.panel) return nullptr;
-  return c.request.type == sensor_type::light ? &session.cal().env_info[1] : &session.cal().env_info[7];
+  return c.panel ? &panel_record(session, c.step.type) : nullptr;
 }
 
-const std::vector<double>* held(const std::vector<HeldValue>& before, const std::string& name) {
-  for (const HeldValue& value : before) {
+const std::vector<double>* held(const Calibration& c, const std::string& name) {
+  for (const HeldValue& value : c.attempt.before) {
     if (value.name == name && !value.values.empty()) return &value.values;
   }
   return nullptr;
 }
 
 // What the library makes of an event: the raw value, with gravity and the reference taken away.
-std::vector<double> as_taken(const Calibration& c, const std::vector<HeldValue>& before, std::vector<double> event) {
+std::vector<double> as_taken(const Calibration& c, std::vector<double> event) {
   if (c.panel && c.panel->colour && !event.empty()) event.erase(event.begin());  // lux comes first
   if (c.kind == nullptr) return event;
-  const std::vector<double>* offset = held(before, "offset");
-  const std::vector<double>* scale = held(before, c.kind->values == 1 ? "scale" : "channel-scales");
+  const std::vector<double>* offset = held(c, "offset");
+  const std::vector<double>* scale = held(c, c.kind->values == 1 ? "scale" : "channel-scales");
   const bool scaled = !c.golden && scale != nullptr;
   for (size_t i = 0; i < event.size(); ++i) {
     if (offset != nullptr && i < offset->size()) event[i] += (*offset)[i];
     if (scaled && i < scale->size()) event[i] /= (*scale)[i];
   }
-  if (c.request.reference_hpa && !event.empty()) event[0] -= *c.request.reference_hpa;
-  const std::vector<double> rest = c.kind->result == Result::offset ? nominal(c.request.type) : std::vector<double>();
+  if (c.reference_hpa && !event.empty()) event[0] -= *c.reference_hpa;
+  const std::vector<double> rest = c.kind->result == Result::offset ? nominal(c.step.type) : std::vector<double>();
   for (size_t i = 0; i < event.size() && i < rest.size(); ++i) event[i] -= rest[i];
   return event;
 }
@@ -58,7 +57,7 @@ std::vector<State> states(const Calibration& c, const _sensor_info& record) {
   if (c.panel) starts.insert(starts.end(), c.run.parts.begin(), c.run.parts.end());
   for (size_t i = 0; i < starts.size(); ++i) {
     const int last = i + 1 < starts.size() ? std::min(starts[i + 1], events) : events;
-    const bool finished = i + 1 < starts.size() || record.status == kFinished;
+    const bool finished = i + 1 < starts.size() || record.status == kRunFinished;
     if (starts[i] < last) mark(c.run, starts[i], last, record, finished && !c.interrupted, &out);
   }
   return out;
@@ -75,19 +74,19 @@ std::vector<std::string> axis_names(const Calibration& c, size_t axes) {
 
 }  // namespace
 
-std::optional<record::Window> window_of(Session& session, const Calibration& c, const std::vector<HeldValue>& before) {
+std::optional<record::Window> window_of(Session& session, const Calibration& c) {
   const _sensor_info* record = record_of_run(session, c);
   if (record == nullptr || c.run.values.empty()) return {};
   record::Window out;
   out.unit = c.kind != nullptr ? c.kind->unit : c.panel->colour ? "counts" : "lux";
-  const size_t axes = as_taken(c, before, c.run.values[0]).size();
+  const size_t axes = as_taken(c, c.run.values[0]).size();
   out.axes = axis_names(c, axes);
   out.period_ms = record->period_ms;
   for (size_t i = 0; i < axes; ++i)
     out.bias_limit.push_back(static_cast<double>(record->bias_threshold[std::min<size_t>(i, 9)]));
   const std::vector<State> state = states(c, *record);
   for (size_t i = 0; i < c.run.values.size(); ++i)
-    out.samples.push_back({static_cast<int>(i) + 1, as_taken(c, before, c.run.values[i]), state[i]});
+    out.samples.push_back({static_cast<int>(i) + 1, as_taken(c, c.run.values[i]), state[i]});
   for (const Restart& restart : c.run.restarts) {
     const auto axis = static_cast<size_t>(restart.axis);
     out.restarts.push_back({restart.event, restart.cause, axis < axes ? out.axes[axis] : std::to_string(restart.axis),

@@ -4,26 +4,17 @@
 
 namespace factory::plan {
 
-int StepRun::write(const StoredValue& value) {
-  const Span span(*this, "write");
-  return value.write(*session_.cal().cal_api, step_.type, step_.numbers);
-}
-
-void StepRun::run_write(const std::function<void(const std::string&)>& warn) {
+void StepRun::run_write() {
   HeldValues held(step_.type, step_.value, step_.count);
-  attempt_.changes_hub = true;
-  const std::string silent = note(held);
-  attempt_.before = held.before();
-  attempt_.irreversible = held.irreversible();
-  for (const std::string& what : held.irreversible()) warn("cannot be undone: " + what);
-  if (!silent.empty()) {
-    attempt_.fail({Why::hub_silent, silent + "; nothing was changed", kLookAtServices});
-    return end_changes(held, false);
-  }
+  if (!note(held)) return end_changes(held, false);
   begin_changes(held);
   HubWatch hub(session_);
   const StoredValue& value = *stored_value(step_.type, step_.value);
-  const int result = write(value);
+  int result = 0;
+  {
+    const Span span(*this, "write");
+    result = value.write(*session_.cal().cal_api, step_.type, step_.numbers);
+  }
   const std::string where = value.file != nullptr ? "/" + std::string(value.file) : "the hub";
   const std::string hint = value.file != nullptr ? kFileHint : "look at the hub's log";
   if (result != 0) {

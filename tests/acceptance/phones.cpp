@@ -220,17 +220,16 @@ Ran run_plan(const Case& phone, const std::string& directory) {
   mover->createEventQueue(msensorEventCallback, [&](const sp<IEventQueue>& queue, Result) { cal.event_queue = queue; });
   factory::plan::Observer silent;
   factory::plan::PlanRun run(session, plan, {}, silent);
-  run.run();
+  const factory::record::Run ran = run.run();
   mover->rest();
 
   Ran out;
-  out.passed = run.verdict() == Outcome::passed;
-  for (const factory::plan::StepResult& step : run.steps()) {
+  out.passed = ran.outcome == Outcome::passed;
+  for (const factory::record::Step& step : ran.steps) {
     if (step.attempts.empty() || step.outcome == Outcome::passed || step.outcome == Outcome::marginal) continue;
-    std::string text =
-        factory::record::attempt_text(step.index, plan.step_count(), step.step->name, step.attempts.back());
+    std::string text = factory::record::attempt_text(step.index, plan.step_count(), step.name, step.attempts.back());
     std::replace(text.begin(), text.end(), '\n', ' ');
-    out.failures.push_back({step.step->type, step.step->kind == factory::plan::StepKind::calibrate, text});
+    out.failures.push_back({step.tag.empty() ? 0 : factory::parse_tag(step.tag), step.kind == "calibrate", text});
   }
   return out;
 }

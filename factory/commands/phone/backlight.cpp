@@ -5,21 +5,21 @@
 #include "commands/phone/commands.h"
 #include "files/json_text.h"
 #include "phone/session.h"
-#include "run/panel.h"
+#include "run/calibration.h"
 
 namespace factory {
 namespace {
 
 int run(const Options& options, std::optional<int> level) {
   Session session(options);
-  if (level && !set_panel_brightness(session, *level)) {
-    const int now = panel_brightness(session);
+  if (level && !plan::set_panel_brightness(session, *level)) {
+    const int now = plan::panel_brightness(session);
     throw AppError(now < 0 ? kUnreachable : kFailed,
                    "the panel did not take brightness " + std::to_string(*level) +
                        (now < 0 ? ": its node cannot be read" : "; it shows " + std::to_string(now)));
   }
-  const int brightness = panel_brightness(session);
-  const int maximum = panel_maximum(session);
+  const int brightness = plan::panel_brightness(session);
+  const int maximum = plan::panel_maximum(session);
   if (brightness < 0) throw AppError(kUnreachable, "the panel's brightness node cannot be read");
   Json::Value out;
   out["brightness"] = brightness;

@@ -3,7 +3,6 @@
 #include <optional>
 
 #include "commands/phone/commands.h"
-#include "run/request.h"
 #include "sensors/sensor.h"
 
 namespace factory {
@@ -21,24 +20,26 @@ struct Arguments {
 };
 
 int calibrate(const Options& options, const Arguments& arguments, const std::string& name) {
-  std::vector<plan::Request> requests;
+  std::vector<plan::Step> steps;
   bool compared = false;
   for (const std::string& tag : arguments.tags) {
-    plan::Request request;
-    request.type = parse_tag(tag);
-    request.param = arguments.param;
-    if (request.type == sensor_type::pressure && request.param == 0) request.reference_hpa = arguments.reference_hpa;
-    compared = compared || request.reference_hpa;
-    requests.push_back(request);
+    plan::Step& step = steps.emplace_back();
+    step.type = parse_tag(tag);
+    step.param = arguments.param;
+    if (step.type == sensor_type::pressure && step.param == 0) step.reference_hpa = arguments.reference_hpa;
+    compared = compared || step.reference_hpa;
   }
   if (arguments.reference_hpa && !compared) throw AppError(kUsage, "--reference: only the offset of Bar has one");
-  return run_request(options, plan::plan_of(name, requests, options.world));
+  return run_request(options, plan::plan_of(name, steps, options.world));
 }
 
 int sar(const Options& options, int chip, bool soft, const std::vector<int>& address) {
   const int type = chip == 1 ? sensor_type::sar : sensor_type::sar_second;
   if (!address.empty()) return run_request(options, plan::plan_of_register(type, address[0], address[1]));
-  return run_request(options, plan::plan_of("sar", {{type, soft ? kSoftSar : 0, {}, {}, 0, false}}, options.world));
+  plan::Step step;
+  step.type = type;
+  step.param = soft ? kSoftSar : 0;
+  return run_request(options, plan::plan_of("sar", {step}, options.world));
 }
 
 }  // namespace
@@ -89,18 +90,18 @@ Runner set_up_tof(ArgumentParser parser) {
 
 Runner set_up_channel(ArgumentParser parser) {
   auto tag = std::make_shared<std::string>();
-  auto request = std::make_shared<plan::Request>();
+  auto step = std::make_shared<plan::Step>();
   auto number = std::make_shared<int>(0);
   auto target = std::make_shared<float>(0);
   parser.add_option("TAG", *tag, "Lux or Lux_B", {.required = true});
   parser.add_option("CHANNEL", *number, "channel", {.required = true});
   parser.add_option("TARGET", *target, "value that the channel is to show", {.required = true, .low = 0, .high = 1e6});
-  parser.add_flag("--screen", request->screen, "the screen's channel");
+  parser.add_flag("--screen", step->screen, "the screen's channel");
   return [=](const Options& options) {
-    request->type = parse_tag(*tag);
-    request->channel = *number;
-    request->target = static_cast<double>(*target);
-    return run_request(options, plan::plan_of("channel", {*request}, options.world));
+    step->type = parse_tag(*tag);
+    step->channel = *number;
+    step->target = static_cast<double>(*target);
+    return run_request(options, plan::plan_of("channel", {*step}, options.world));
   };
 }
 

@@ -27,25 +27,25 @@ class Teller : public plan::Observer {
   Teller(const plan::Plan& plan, Session& session, bool text, bool values, double speed)
       : steps_(plan.step_count()), text_(text), values_(values), progress_(plan, session.log(), speed) {}
 
-  void begins(const plan::StepResult& step, int attempt) override {
-    progress_.begin(step.index, step.step->name + (attempt > 1 ? ", attempt " + std::to_string(attempt) : ""));
+  void begins(const record::Step& step, int attempt) override {
+    progress_.begin(step.index, step.name + (attempt > 1 ? ", attempt " + std::to_string(attempt) : ""));
   }
-  void warns(const plan::StepResult& step, const std::string& text) override {
+  void warns(const record::Step& step, const std::string& text) override {
     progress_.pause();
     // Of a plan the first one: what else is to come the record has, step by step.
     const bool told = !values_ && std::exchange(warned_, true);
     if (text_ && !told) {
-      std::cout << wrapped(step.step->name + ": " + text +
-                               (values_ ? "" : "; nor can some of what follows, as the record says"),
-                           terminal_columns(), "    ")
+      std::cout << wrapped(
+                       step.name + ": " + text + (values_ ? "" : "; nor can some of what follows, as the record says"),
+                       terminal_columns(), "    ")
                 << std::endl;
     }
-    progress_.begin(step.index, step.step->name);
+    progress_.begin(step.index, step.name);
   }
-  void ended(const plan::StepResult& step, const plan::Attempt& attempt) override {
+  void ended(const record::Step& step, const record::Attempt& attempt) override {
     progress_.pause();
     if (!text_) return;
-    std::cout << record::attempt_text(step.index, steps_, step.step->name, attempt)
+    std::cout << record::attempt_text(step.index, steps_, step.name, attempt)
               << (values_ ? record::values_text(attempt) : "") << std::flush;
   }
 
@@ -80,7 +80,7 @@ double speed_of(const Options& options) {
 bool refused(const record::Run& run) {
   const std::vector<record::Attempt>& attempts = run.steps.back().attempts;
   return !attempts.empty() && !attempts.back().reasons.empty() &&
-         attempts.back().reasons.front().code == code_of(record::Why::other_phone);
+         attempts.back().reasons.front().code == record::Why::other_phone.code;
 }
 
 // The record on standard output comes first: it is not lost where a file cannot be written. Returns the exit code.
@@ -107,10 +107,8 @@ int run_on_phone(const Options& options, const plan::Plan& plan, const RunOrder&
     if (!options.json) std::cout << "note: " << remark << "\n";
   }
   plan::require_phone(session, plan);
-  session.fixture().run_begins({plan.file, plan.bytes, options.speed, order});
-  const plan::RunInfo info{order, session.now()};
   Teller teller(plan, session, !options.json, single, speed_of(options));
-  plan::PlanRun plan_run(session, plan, info, teller);
+  plan::PlanRun plan_run(session, plan, order, teller);
   const LastWill will(session, [&](const std::string& why) {
     record::Run run = plan_run.abort(why);
     if (!options.json) std::cout << closing_text(run) << std::flush;
@@ -118,8 +116,7 @@ int run_on_phone(const Options& options, const plan::Plan& plan, const RunOrder&
       if (hand_on(session, std::move(run), options, single, sinks, review) == kDiffers) _exit(kDiffers);
     });
   });
-  plan_run.run();
-  const record::Run record = plan_run.record();
+  const record::Run record = plan_run.run();
   if (!options.json && !single) std::cout << "\n" << steps_text(record) << "\n" << closing_text(record);
   return hand_on(session, record, options, single, sinks, review);
 }

@@ -142,7 +142,7 @@ int run(const Options& options, const Arguments& arguments) {
     EventFeed feed(session.cal().sensor_manager, sensor->sensorHandle, type,
                    static_cast<int>(arguments.period_ms.value_or(quantity.period_ms) * kUsPerMs));
     if (const auto& problem = feed.problem()) {
-      throw AppError(session.sensor_service_there() ? exit_code(outcome_of(problem->why), true) : kUnreachable,
+      throw AppError(session.sensor_service_there() ? exit_code(problem->why.outcome, true) : kUnreachable,
                      tag + ": " + problem->text + "; " + problem->hint);
     }
     follow(session, feed, arguments.seconds, view, display);

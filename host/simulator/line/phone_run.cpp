@@ -26,14 +26,13 @@ PhoneRun run_phone(const plan::Plan& plan, const PhoneJob& job) {
   options.station = job.station_seed;
   if (!job.fault.empty()) options.fault = {job.fault};
   Session session(options);
-  plan::RunInfo info;
-  info.serial = job.serial;
-  info.station = job.station;
-  info.started = session.now();
+  RunOrder order;
+  order.serial = job.serial;
+  order.station = job.station;
   plan::Observer silent;
-  plan::PlanRun run(session, plan, info, silent);
-  run.run();
-  return {run.record(), run.verdict() == plan::Outcome::aborted};
+  plan::PlanRun run(session, plan, order, silent);
+  const record::Run record = run.run();
+  return {record, record.outcome == record::Outcome::aborted};
 }
 
 void require_drawn(const Options& options, const char* command) {

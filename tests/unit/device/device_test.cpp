@@ -16,7 +16,6 @@
 #include "phone/fixture_settings.h"
 #include "record/record_json.h"
 #include "run/plan_run.h"
-#include "run/request.h"
 
 namespace {
 
@@ -48,9 +47,8 @@ class DeviceTest : public ::testing::Test {
     Session session(Options{});
     session.require_ready();
     factory::plan::Observer silent;
-    factory::plan::PlanRun plan_run(session, plan, {{"S1", "station 4", "me"}, {}}, silent);
-    plan_run.run();
-    return to_json(plan_run.record());
+    factory::plan::PlanRun plan_run(session, plan, {"S1", "station 4", "me"}, silent);
+    return to_json(plan_run.run());
   }
 
  private:
@@ -107,8 +105,9 @@ TEST_F(DeviceTest, TellsWhatAPhoneTellsAndNothingElse) {
   EXPECT_THAT(session.fixture().world(), ElementsAre(std::make_pair("up", "flat")));
   EXPECT_EQ(1U, host::rpc_threads()) << "no event would arrive";
 
-  EXPECT_EQ(1, factory::plan::plan_of("calibrate", {{1, 0, {}, {}, 0, false}}, options.world).step_count())
-      << "flat, it was said";
+  factory::plan::Step step;
+  step.type = 1;
+  EXPECT_EQ(1, factory::plan::plan_of("calibrate", {step}, options.world).step_count()) << "flat, it was said";
 }
 
 TEST_F(DeviceTest, RunsAPlanOnTheOperatorsWord) {

@@ -5,7 +5,7 @@
 #include <limits>
 
 #include "files/units.h"
-#include "record/measurement.h"
+#include "record/record.h"
 
 namespace factory::plan {
 namespace {

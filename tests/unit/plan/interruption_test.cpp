@@ -26,7 +26,7 @@ struct Interrupter : factory::plan::Observer {
     if (thread_.joinable()) thread_.join();
     return steady_clock::now() - at_;
   }
-  void begins(const StepResult& step, int) override {
+  void begins(const Step& step, int) override {
     if (step.index != step_) return;
     thread_ = std::thread([this] {
       std::this_thread::sleep_for(delay_);

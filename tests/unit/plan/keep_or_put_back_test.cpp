@@ -137,7 +137,7 @@ TEST(KeepOrPutBack, ScalesFilesAndGoldenValuesReturn) {
 
 TEST(KeepOrPutBack, WhatCannotBeUndoneIsSaidBeforehandAndInTheRecord) {
   struct Listener : factory::plan::Observer {
-    void warns(const StepResult&, const std::string& text) override { told.push_back(text); }
+    void warns(const Step&, const std::string& text) override { told.push_back(text); }
     std::vector<std::string> told;
   } listener;
   Station station;

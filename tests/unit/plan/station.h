@@ -21,7 +21,7 @@ using factory::Session;
 using factory::plan::Attempt;
 using factory::plan::Outcome;
 using factory::plan::PlanRun;
-using factory::plan::StepResult;
+using factory::record::Step;
 using test::Folder;
 
 // Every plan of a test runs in a session of its own on the same phone, as commands do.
@@ -36,7 +36,7 @@ class Station {
 
   struct Ran {
     Json::Value record;
-    std::vector<StepResult> steps;
+    std::vector<Step> steps;
     Outcome verdict = Outcome::failed;
     const Attempt& attempt(size_t step, size_t number = 0) const { return steps.at(step).attempts.at(number); }
   };
@@ -49,9 +49,9 @@ class Station {
     EXPECT_THAT(problems, ::testing::IsEmpty());
     Session session(options);
     factory::plan::Observer silent;
-    PlanRun plan_run(session, plan_, {order, {}}, observer == nullptr ? silent : *observer);
-    plan_run.run();
-    return {to_json(plan_run.record()), plan_run.steps(), plan_run.verdict()};
+    PlanRun plan_run(session, plan_, order, observer == nullptr ? silent : *observer);
+    const factory::record::Run ran = plan_run.run();
+    return {to_json(ran), ran.steps, ran.outcome};
   }
 
   // What the hub holds of an inertial sensor.

@@ -16,7 +16,7 @@ TEST_P(VerdictOfFault, IsTheDocumentedOne) {
   station.options.fault = {row.given};
   const Station::Ran ran = station.run(row.steps);
   EXPECT_EQ(ran.record["verdict"], row.verdict);
-  const auto wrong = std::find_if(ran.steps.begin(), ran.steps.end(), [](const StepResult& step) {
+  const auto wrong = std::find_if(ran.steps.begin(), ran.steps.end(), [](const Step& step) {
     return step.outcome == Outcome::failed || step.outcome == Outcome::error;
   });
   ASSERT_EQ(wrong == ran.steps.end(), *row.code == '\0');

@@ -59,12 +59,9 @@ class RecordedRun {
     const auto plan = factory::plan::parse_plan(head.plan_file, head.plan_bytes, &problems);
     EXPECT_THAT(problems, ::testing::IsEmpty());
     factory::Session session(wanted);
-    session.fixture().run_begins(head);
     factory::plan::Observer silent;
-    factory::plan::PlanRun plan_run(session, plan, {head.order, session.now()},
-                                    observer == nullptr ? silent : *observer);
-    plan_run.run();
-    factory::record::Run record = plan_run.record();
+    factory::plan::PlanRun plan_run(session, plan, head.order, observer == nullptr ? silent : *observer);
+    factory::record::Run record = plan_run.run();
     session.fixture().run_ends(record);
     return record;
   }
