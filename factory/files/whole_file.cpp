@@ -85,6 +85,15 @@ std::optional<std::string> read_file(const std::string& file, size_t most) {
   return out;
 }
 
+void require_kind(const std::string& option, const std::string& file, const std::string& begin) {
+  struct stat found {};
+  if (stat(file.c_str(), &found) != 0 || !S_ISREG(found.st_mode) || found.st_size == 0) return;
+  const Descriptor in(open(file.c_str(), O_RDONLY | O_CLOEXEC));
+  std::string bytes(begin.size(), '\0');
+  if (in.get() >= 0 && read(in.get(), bytes.data(), bytes.size()) >= 0 && bytes == begin) return;
+  throw AppError(kUsage, option + " " + file + ": is there already, and is no file of this kind: it stays as it is");
+}
+
 bool write_all(int fd, const std::string& text) {
   for (size_t done = 0; done < text.size();) {
     const ssize_t count = write(fd, text.data() + done, text.size() - done);

@@ -18,6 +18,10 @@ std::optional<std::string> read_file(const std::string& file, size_t most = kFil
 // AppError with the file's name. What is no regular file (a pipe, /dev/stdout) is written to as it stands.
 void replace_file(const std::string& file, const std::string& content);
 
+// Before `file` is written anew for `option`: throws AppError(kUsage) where it holds something that does not begin as
+// such a file does: a store, a plan or a record that was named by mistake.
+void require_kind(const std::string& option, const std::string& file, const std::string& begin);
+
 // To a file descriptor. Goes on where a signal or a short write interrupts. False: errno says why.
 bool write_all(int fd, const std::string& text);
 

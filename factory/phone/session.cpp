@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "files/json_text.h"
+#include "files/whole_file.h"
 #include "phone/hub_message.h"
 #include "record/record_json.h"
 
@@ -96,6 +97,9 @@ Session::Session(const Options& options)
       fixture_(open_fixture(options)),
       patience_(options.speed == "max" ? 0 : 2000) {
   if (!options_.hub_log.empty()) {
+    if (options_.hub_log == options_.log)
+      throw AppError(kUsage, "--hub-log " + options_.log + ": is the file of --log");
+    require_kind("--hub-log", options_.hub_log, "{\"answered\"");
     hub_log_ = fopen(options_.hub_log.c_str(), "we");
     if (hub_log_ == nullptr) throw AppError(kUsage, "--hub-log " + options_.hub_log + ": " + strerror(errno));
   }

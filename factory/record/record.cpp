@@ -77,7 +77,8 @@ std::string Phone::fact(const std::string& name) const {
 
 std::string serial_number(const std::string& option, const std::string& typed) {
   const size_t begin = typed.find_first_not_of(" \t\r\n");
-  if (begin == std::string::npos) return "";
+  if (typed.empty()) return "";  // none was given
+  if (begin == std::string::npos) throw AppError(kUsage, option + ": a serial number of blanks is none");
   const std::string serial = typed.substr(begin, typed.find_last_not_of(" \t\r\n") + 1 - begin);
   const bool hidden = std::any_of(serial.begin(), serial.end(), [](char c) {
     return static_cast<unsigned char>(c) < 0x20 || c == 0x7f;  // control characters, DEL

@@ -31,7 +31,7 @@ Json::Value to_json(const Report& report, bool passed) {
 std::string to_text(const Report& report) {
   std::vector<std::vector<std::string>> rows = {{"pos", "sensor", "calibrated", "the hub holds", "why"}};
   for (const Verdict& verdict : report.verdicts) {
-    rows.push_back({std::to_string(verdict.position), verdict.sensor, verdict.calibrated ? good("yes") : bad("NO"),
+    rows.push_back({std::to_string(verdict.position), verdict.sensor, verdict.calibrated ? good("yes") : bad("no"),
                     verdict.holds, verdict.why});
   }
   const std::string out = "report " + bold(report.text) + "\n\n" + table(rows);

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "cli/argument_parser.h"
+#include "files/whole_file.h"
 #include "record/exit_code.h"
 #include "record/file_name.h"
 #include "report/report.h"
@@ -68,7 +69,9 @@ void Files::open() {
     if (file == &csv_) continue;
     if (fs::is_directory(*file)) throw AppError(kUsage, named + "is a folder");
     if (!fs::is_directory(folder)) throw AppError(kUsage, named + folder.string() + " is no folder");
+    require_kind(option, *file, file == &html_ ? "<!DOCTYPE html>" : "<?xml");
   }
+  if (!html_.empty() && html_ == junit_) throw AppError(kUsage, "--junit " + junit_ + ": is the file of --html");
   if (csv_.empty() || record::is_pattern(csv_)) return;
   if (fs::exists(csv_) && !fs::is_directory(csv_)) throw AppError(kUsage, "--csv " + csv_ + ": is no folder");
   require_no_csv(csv_);
@@ -80,8 +83,9 @@ bool Files::keep(record::Run* run) {
 }
 
 bool Files::write(const record::Run& run, const record::Aside& aside) {
-  const bool page = html_.empty() || delivered("", [&] { write_html_report(run, file_name(html_, run), aside); });
-  const bool junit = junit_.empty() || delivered("", [&] { write_junit(run, file_name(junit_, run)); });
+  const bool page =
+      html_.empty() || delivered("--html ", [&] { write_html_report(run, file_name(html_, run), aside); });
+  const bool junit = junit_.empty() || delivered("--junit ", [&] { write_junit(run, file_name(junit_, run)); });
   const bool csv = csv_.empty() || delivered("", [&] { write_csv(run, file_name(csv_, run)); });
   return page && junit && csv;
 }

@@ -8,6 +8,7 @@
 #include "commands/station/commands.h"
 #include "commands/station/stored_runs.h"
 #include "files/json_text.h"
+#include "files/whole_file.h"
 #include "quality/stats_view.h"
 #include "store/keeper.h"
 #include "store/spool.h"
@@ -44,7 +45,10 @@ int stats(const CommonOptions& options, const Arguments& a) {
     require_known(database.get(), &filter);
     const store::Statistics found = statistics(database.get(), filter, a.outlier_sigmas);
     // The page first: that it cannot be written is not told below all figures.
-    if (!a.html.empty()) write_page(found, question, a.html);
+    if (!a.html.empty()) {
+      require_kind("--html", a.html, "<!DOCTYPE html>");
+      write_page(found, question, a.html);
+    }
     print_result(options.json, "stats/1", to_json(found), to_text(found, question));
     return kPassed;
   });
