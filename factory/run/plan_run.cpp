@@ -53,8 +53,7 @@ record::Phone phone_of(Session& session) {
   return out;
 }
 
-}  // namespace
-
+// Throws AppError(kUsage) where the plan names the phones that it is for, and this is none of them.
 void require_phone(Session& session, const Plan& plan) {
   if (plan.phones.empty()) return;
   std::vector<std::string> names;
@@ -73,8 +72,11 @@ void require_phone(Session& session, const Plan& plan) {
                              (names.empty() ? "of no known product" : names.front()) + "; nothing was run");
 }
 
+}  // namespace
+
 PlanRun::PlanRun(Session& session, const Plan& plan, const RunOrder& order, Observer& observer)
     : session_(session), plan_(plan), stop_on_failure_(order.stop_on_failure), observer_(observer) {
+  require_phone(session, plan);
   session.fixture().run_begins({plan.file, plan.bytes, session.options().speed, order});
   run_.started = session.now();
   run_.serial = order.serial;

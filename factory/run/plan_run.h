@@ -17,11 +17,9 @@ class Observer {
   virtual void ended(const record::Step& /*step*/, const Attempt& /*attempt*/) {}
 };
 
-// Throws AppError(kUsage) where the plan names the phones that it is for, and this is none of them.
-void require_phone(Session& session, const Plan& plan);
-
 class PlanRun {
  public:
+  // Throws AppError(kUsage) where the plan is for other phones.
   PlanRun(Session& session, const Plan& plan, const RunOrder& order, Observer& observer);
   ~PlanRun();
   PlanRun(const PlanRun&) = delete;

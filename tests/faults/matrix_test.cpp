@@ -278,7 +278,8 @@ std::string compare(const char* owns, const std::map<std::string, Value>& before
   std::string state = "as before";
   std::map<std::string, Value> all = before;
   all.insert(after.begin(), after.end());
-  for (const auto& [path, ignored] : all) {
+  for (const auto& entry : all) {
+    const std::string& path = entry.first;
     const auto was = before.find(path);
     const auto is = after.find(path);
     if (was != before.end() && is != after.end() && (was->second == is->second || was->second != was->second)) continue;

@@ -106,7 +106,6 @@ int run_on_phone(const Options& options, const plan::Plan& plan, const RunOrder&
   for (const std::string& remark : remarks) {
     if (!options.json) std::cout << "note: " << remark << "\n";
   }
-  plan::require_phone(session, plan);
   Teller teller(plan, session, !options.json, single, speed_of(options));
   plan::PlanRun plan_run(session, plan, order, teller);
   const LastWill will(session, [&](const std::string& why) {
