@@ -2,18 +2,8 @@
 #include "run/plan.h"
 
 #include <cmath>
-#include <cstdio>
 
 #include "support/checks.h"
-
-// The reader is built here without the rest of sensorcal, whose format for numbers in its problems this stands in for.
-namespace factory {
-std::string plain(double value) {
-  char text[40];
-  snprintf(text, sizeof text, "%.4g", value);
-  return text;
-}
-}  // namespace factory
 
 namespace {
 
