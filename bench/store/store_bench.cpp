@@ -131,7 +131,7 @@ const char* const kQuestions[] = {
 
 int stats(const std::string& file, int rounds) {
   const fs::Uri uri = fs::parse_uri(file);
-  fs::Database database(uri, fs::Database::Access::existing);
+  fs::Database database(uri, fs::Database::Access::reading);
   BareDatabase bare(uri.place);
   compare(
       rounds, [&] { fs::statistics(&database, {}); },

@@ -14,7 +14,8 @@ namespace {
 constexpr const char* kRunColumns =
     "SELECT r.day, r.no, r.setup, r.id, r.serial, r.started_ms, r.seconds, r.verdict, r.failed_step, "
     "r.failed_measurement, r.remarks, p.station, p.operator, p.plan, p.plan_file, p.plan_hash, p.profile, "
-    "p.application, p.application_build, p.library, p.library_build FROM run r JOIN setup p ON p.id = r.setup ";
+    "p.application, p.application_build, p.library, p.library_build, p.plan_version, p.lot, r.retest_of FROM run r "
+    "JOIN setup p ON p.id = r.setup ";
 
 double number_of(std::optional<double> value, const std::string& exact) {
   return exact.empty() ? value.value_or(0) : std::strtod(exact.c_str(), nullptr);
@@ -41,7 +42,8 @@ class Reader {
     query.into(&key.day, &key.no, &key.setup, &run.id, &run.serial, &run.started, &run.seconds, &run.outcome,
                &row.failed_step, &row.failed_measurement, &run.remarks, &run.station, &run.operator_name,
                &run.plan.name, &run.plan.file, &run.plan.sha256, &profile, &run.application.version,
-               &run.application.build_id, &run.library.version, &run.library.build_id);
+               &run.application.build_id, &run.library.version, &run.library.build_id, &run.plan.version, &run.lot,
+               &run.retest_of);
     std::vector<std::pair<Key, StoredRun>> out;
     while (query.next()) out.emplace_back(key, row);
     return out;

@@ -1,6 +1,8 @@
 #include "store/database.h"
 
+#include <fcntl.h>
 #include <soci/sqlite3/soci-sqlite3.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -13,7 +15,7 @@ namespace {
 constexpr int kBusyMs = 20000;  // that a writer waits for another
 
 // As an address, in which no blank or quotation mark of the file's name has a meaning.
-std::string address_of_file(const std::string& file, Database::Access access) {
+std::string address_of_file(const std::string& file, const char* mode) {
   constexpr char kDigits[] = "0123456789ABCDEF";
   constexpr std::string_view kPlain = "/._-";
   std::string out = "db=file:";
@@ -25,7 +27,7 @@ std::string address_of_file(const std::string& file, Database::Access access) {
       out += {'%', kDigits[byte >> 4U], kDigits[byte & 15U]};
     }
   }
-  return out + (access == Database::Access::create ? "?mode=rwc" : "?mode=rw");
+  return out + mode;
 }
 
 // The change to the write-ahead log is refused at once, whatever the busy time-out, while another connection makes it.
@@ -49,6 +51,11 @@ std::string in_words(const soci::soci_error& error, const Uri& uri) {
   std::string text = uri.shown + ": " + error.get_error_message();
   while (isspace(static_cast<unsigned char>(text.back())) != 0) text.pop_back();
   std::replace(text.begin(), text.end(), '\n', ' ');
+  // The client library tells parts of an address that it cannot read.
+  for (const std::string& secret : uri.secrets) {
+    for (size_t at = text.find(secret); at != std::string::npos; at = text.find(secret, at + 3))
+      text.replace(at, secret.size(), "...");
+  }
   return text;
 }
 
@@ -73,9 +80,20 @@ void Database::open_file(Access access) {
   const fs::path file = uri_.place;
   if (!fs::is_directory(file.parent_path(), ignored))
     throw StoreError(uri_.shown + ": there is no folder " + file.parent_path().string());
-  if (access == Access::existing && !fs::exists(file, ignored))
-    throw StoreError(uri_.shown + ": there is no such file");
-  session_ = std::make_unique<soci::session>(soci::sqlite3, address_of_file(uri_.place, access));
+  if (access == Access::reading && !fs::exists(file, ignored)) throw StoreError(uri_.shown + ": there is no such file");
+  const auto may = [](const fs::path& path, int how) {
+    return faccessat(AT_FDCWD, path.c_str(), how, AT_EACCESS) == 0;
+  };
+  read_only_ = access == Access::reading && !(may(file, W_OK) && may(file.parent_path(), W_OK));
+  if (read_only_) {
+    // Nobody writes a log beside it, so that it can be read as it is; a log that is there has to be read, too.
+    const bool alone = !fs::exists(uri_.place + "-wal", ignored);
+    session_ = std::make_unique<soci::session>(
+        soci::sqlite3, address_of_file(uri_.place, alone ? "?mode=ro&immutable=1" : "?mode=ro"));
+    return;
+  }
+  session_ = std::make_unique<soci::session>(
+      soci::sqlite3, address_of_file(uri_.place, access == Access::create ? "?mode=rwc" : "?mode=rw"));
   run("PRAGMA busy_timeout = " + std::to_string(kBusyMs));
   for (const char* setting : {"foreign_keys = ON", "synchronous = FULL", "cache_size = -65536", "temp_store = MEMORY"})
     run(std::string("PRAGMA ") + setting);

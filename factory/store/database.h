@@ -19,12 +19,14 @@ std::string in_words(const soci::soci_error& error, const Uri& uri);
 
 class Database {
  public:
-  enum class Access { create, existing };  // a file that is missing: made, or refused
+  enum class Access { create, reading };  // a file that is missing: made, or refused
 
   // Throws StoreError, AwayError.
   Database(const Uri& uri, Access access);
 
   soci::session& sql() { return *session_; }
+  // A file that is read and may not be written.
+  bool read_only() const { return read_only_; }
   bool postgresql() const { return uri_.postgresql; }
   const Uri& uri() const { return uri_; }
   int socket() const { return uri_.postgresql ? socket_of_server(*session_) : -1; }
@@ -47,6 +49,7 @@ class Database {
   [[noreturn]] void fail(const soci::soci_error& error) const;
 
   const Uri uri_;
+  bool read_only_ = false;
   std::unique_ptr<soci::session> session_;
 };
 

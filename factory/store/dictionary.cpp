@@ -79,7 +79,7 @@ void Entries::read(const std::string& question, int setup) {
 Dictionary::Dictionary(Database* database)
     : setups_(database, "setup",
               "station, operator, plan, plan_file, plan_hash, profile, application, application_build, library, "
-              "library_build"),
+              "library_build, plan_version, lot"),
       plan_steps_(database, "plan_step", "name, kind, step_group, tag, param"),
       series_(database, "series", "setup, plan_step, name, axis, unit, low, high, reference") {}
 
@@ -91,7 +91,7 @@ Dictionary::Ids Dictionary::ids_of(const record::Run& run) {
   const size_t known = setups_.known();
   ids.setup = setups_.id(std::tie(run.station, run.operator_name, run.plan.name, run.plan.file, hash, profile,
                                   run.application.version, run.application.build_id, run.library.version,
-                                  run.library.build_id));
+                                  run.library.build_id, run.plan.version, run.lot));
   if (setups_.known() != known) {
     // What its runs have had so far, in two questions: a new process would ask for each by itself.
     series_.read("SELECT s.digest, s.id FROM series s WHERE s.setup = :setup", ids.setup);

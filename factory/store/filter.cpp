@@ -65,6 +65,8 @@ void require_known(Database* database, Filter* filter) {
     const std::string& text;
   } kTexts[] = {{"--station", "station", filter->station},
                 {"--plan", "plan", filter->plan},
+                {"--plan-version", "plan_version", filter->plan_version},
+                {"--lot", "lot", filter->lot},
                 {"--profile", "profile", filter->profile},
                 {"--app-version", "application", filter->version}};
   for (const auto& [option, column, text] : kTexts) {

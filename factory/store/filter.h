@@ -11,7 +11,7 @@ class Database;
 struct Filter {
   std::optional<long long> since_ms, until_ms;  // from, and up to but without; since 1970, UTC
   // Empty: any. Compared as they were given to the run.
-  std::string station, plan, profile, version, measurement;
+  std::string station, plan, profile, plan_version, lot, version, measurement;
   std::string step, axis;  // of the measurement
 };
 
@@ -34,6 +34,8 @@ struct FilterText {
 constexpr FilterText kFilterTexts[] = {
     {"station", "p.station = :station", &Filter::station},
     {"plan", "p.plan = :plan", &Filter::plan},
+    {"plan_version", "p.plan_version = :plan_version", &Filter::plan_version},
+    {"lot", "p.lot = :lot", &Filter::lot},
     {"profile", "p.profile = :profile", &Filter::profile},
     {"version", "p.application = :version", &Filter::version},
     {"measurement", "s.name = :measurement", &Filter::measurement},

@@ -1,5 +1,6 @@
 #include "store/keeper.h"
 
+#include <filesystem>
 #include <iostream>
 
 #include "files/app_error.h"
@@ -19,7 +20,12 @@ Keeper::Keeper(const std::string& uri, const std::string& spool, bool samples)
     throw AppError(kUsage, "--spool goes with a server; " + uri_.shown + " is a file and needs none");
   try {
     if (uri_.postgresql) {
-      spool_.emplace(spool.empty() ? default_spool() : spool);
+      spool_.emplace(spool.empty() ? default_spool(uri_) : spool);
+      require_owner(&*spool_, uri_);
+      // Where older versions let runs wait, for whatever server came next.
+      const std::string old = spool.empty() ? state_folder() + "/spool.db" : "";
+      if (std::filesystem::exists(old) && Spool(old).waiting() > 0)
+        std::cerr << "sensorcal: runs wait in " << old << ": `sensorcal sync --spool " << old << "`\n";
     } else {
       store_.emplace(uri_);
     }

@@ -24,6 +24,7 @@ constexpr Word kWords[] = {
     {"$run_parts", "", "PARTITION BY RANGE (day)"},
     {"$parts", "WITHOUT ROWID", "PARTITION BY RANGE (day)"},
     // A month's parts go one by one: on the server the large tables do not hold each other.
+    {"$random_id", "lower(hex(randomblob(16)))", "replace(CAST(gen_random_uuid() AS TEXT), '-', '')"},
     {"$index_of_run_no", "", "CREATE INDEX run_number ON run (no)"},
     {"$of_run", ", FOREIGN KEY (run) REFERENCES run (no)", ""},
 };
@@ -77,7 +78,16 @@ const Statements kVersion2 = {
 // Older programs would count an error as a failure: they are to refuse the store.
 const Statements kVersion3 = {"INSERT INTO verdict (code, name) VALUES (5, 'error')"};
 
-const Statements* const kVersions[] = {&kVersion1, &kVersion2, &kVersion3};
+// A store has a name of its own, whatever address it is reached by: what waits for one must not come to another.
+const Statements kVersion4 = {
+    "CREATE TABLE identity (id $text NOT NULL)",
+    "INSERT INTO identity (id) VALUES ($random_id)",
+    "ALTER TABLE setup ADD COLUMN plan_version $text NOT NULL DEFAULT ''",
+    "ALTER TABLE setup ADD COLUMN lot $text NOT NULL DEFAULT ''",
+    "ALTER TABLE run ADD COLUMN retest_of $text",
+};
+
+const Statements* const kVersions[] = {&kVersion1, &kVersion2, &kVersion3, &kVersion4};
 
 // What each version added to the tables that the server keeps in parts.
 constexpr std::pair<int, const char*> kLarge[] = {{1, "run"},         {1, "step"},          {1, "attempt"},
@@ -174,7 +184,12 @@ void migrate(Database* database, int version) {
 }
 
 void require_schema(Database* database) {
-  if (version_of(database) == 0) throw StoreError(database->uri().shown + ": no runs have been stored here");
+  const int found = version_of(database);
+  if (found == 0) throw StoreError(database->uri().shown + ": no runs have been stored here");
+  if (found < newest_schema() && database->read_only())
+    throw StoreError(database->uri().shown +
+                     ": the store is of an older sensorcal, and may not be written to bring it " +
+                     "up to date: copy it, and read the copy");
   migrate(database);
 }
 

@@ -19,7 +19,7 @@
 namespace factory::store {
 namespace {
 
-constexpr int kVersion = 1;
+constexpr int kVersion = 2;
 
 // Ends a wait for a server that has fallen silent: shuts the connection down, which its reader then sees.
 class Patience {
@@ -61,12 +61,22 @@ class Patience {
   std::thread thread_;
 };
 
+void bind(Spool* spool, Store* store) {
+  const Spool::Owner found{store->id(), store->database().uri().shown};
+  const Spool::Owner owner = spool->owner();
+  if (!owner.id.empty() && owner.id != found.id)
+    throw StoreError("--spool " + spool->file() + ": belongs to the store at " + owner.address + "; " + found.address +
+                     " is another store and needs a spool of its own");
+  if (owner.id != found.id || owner.address != found.address) spool->belong_to(found);
+}
+
 void bring(Spool* spool, const Uri& uri, double patience_s, Brought* brought) {
   Database database(uri, Database::Access::create);
   std::optional<Store> store;
   // Begins before the first question and ends before the connection.
   Patience patience(database.socket(), patience_s);
   store.emplace(std::move(database));
+  bind(spool, &*store);
   std::string last;
   while (const auto entry = spool->next(last)) {
     last = entry->id;
@@ -97,6 +107,7 @@ Spool::Spool(const std::string& file) : database_(parse_uri("sqlite:" + file), D
   database_.run(
       "CREATE TABLE IF NOT EXISTS pending (id TEXT PRIMARY KEY, record TEXT NOT NULL, "
       "samples INTEGER NOT NULL) WITHOUT ROWID");
+  database_.run("CREATE TABLE IF NOT EXISTS owner (id TEXT NOT NULL, address TEXT NOT NULL)");
   database_.run("PRAGMA user_version = " + std::to_string(kVersion));
   transaction.commit();
 }
@@ -124,6 +135,30 @@ std::optional<Spool::Entry> Spool::next(const std::string& after) {
 
 void Spool::drop(const std::string& id) {
   Query(&database_, "DELETE FROM pending WHERE id = :id").with("id", id).run();
+}
+
+Spool::Owner Spool::owner() {
+  Owner out;
+  Query query(&database_, "SELECT id, address FROM owner");
+  query.into(&out.id, &out.address);
+  return query.next() ? out : Owner();
+}
+
+void Spool::belong_to(const Owner& owner) {
+  Transaction transaction(&database_);
+  database_.run("DELETE FROM owner");
+  Query(&database_, "INSERT INTO owner (id, address) VALUES (:id, :address)")
+      .with("id", owner.id)
+      .with("address", owner.address)
+      .run();
+  transaction.commit();
+}
+
+void require_owner(Spool* spool, const Uri& uri) {
+  const std::string address = spool->owner().address;
+  if (address.empty() || address == uri.shown) return;
+  Store store(uri);
+  bind(spool, &store);
 }
 
 Brought bring_up(Spool* spool, const Uri& uri, double patience_s) {

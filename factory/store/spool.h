@@ -28,11 +28,22 @@ class Spool {
   std::optional<Entry> next(const std::string& after);
   void drop(const std::string& id);
 
+  // The store that it belongs to since it first met one, and the address that it had then; empty before.
+  struct Owner {
+    std::string id, address;
+  };
+  Owner owner();
+  void belong_to(const Owner& owner);
+
   const std::string& file() const { return database_.uri().place; }
 
  private:
   Database database_;
 };
+
+// Before a run goes into it: throws StoreError where the spool belongs to another store than that at the address. An
+// address that it does not know is asked for its store, and refused (AwayError) where it cannot be.
+void require_owner(Spool* spool, const Uri& uri);
 
 struct Brought {
   int stored = 0;                    // by this call

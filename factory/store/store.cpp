@@ -8,6 +8,7 @@
 #include "record/record_json.h"
 #include "store/bulk.h"
 #include "store/dictionary.h"
+#include "store/query.h"
 #include "store/run_id.h"
 #include "store/schema.h"
 #include "store/stored_run.h"
@@ -37,7 +38,7 @@ class RunWriter {
   explicit RunWriter(Database* database)
       : run_(database, "run",
              "day, id, setup, serial, serial_key, started_ms, seconds, verdict, marginal, retried, failed_step, "
-             "failed_measurement, remarks",
+             "failed_measurement, remarks, retest_of",
              "ON CONFLICT (day, id) DO NOTHING RETURNING no"),
         steps_(database, "step", "day, run, step_index, plan_step, verdict, attempts"),
         attempts_(database, "attempt",
@@ -59,7 +60,8 @@ class RunWriter {
     const FailedOn failed = failed_on(run);
     run_.row(day, run.id, ids.setup, run.serial, serial_key, static_cast<long long>(time_of_id_ms(run.id)),
              usable(run.seconds).value_or(0), code_of(run.outcome), run.marginal(), retried, failed.step,
-             failed.measurement, list_text(run.remarks));
+             failed.measurement, list_text(run.remarks),
+             run.retest_of.empty() ? std::nullopt : std::optional(run.retest_of));
     const long long no = run_.write();
     if (no == 0) return false;
     auto series = ids.series.begin();
@@ -115,6 +117,13 @@ Store::Store(Database database) : database_(std::move(database)) {
 }
 
 Store::~Store() = default;
+
+std::string Store::id() {
+  std::string out;
+  Query query(&database_, "SELECT id FROM identity");
+  query.into(&out);
+  return query.next() ? out : "";
+}
 
 bool Store::put(const record::Run& run, bool samples) {
   return database_.guarded([&] {

@@ -24,6 +24,8 @@ class Store {
   // StoreError where that is none, too.
   bool put(const record::Run& run, bool samples);
 
+  // The store's own, which a copy keeps.
+  std::string id();
   Database& database() { return database_; }
   Dictionary& dictionary() { return *dictionary_; }
 

@@ -3,6 +3,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace factory::store {
 
@@ -19,14 +20,18 @@ class AwayError : public StoreError {
 
 struct Uri {
   bool postgresql = false;
-  std::string place;  // the file, absolute; or what the server's client library connects to
-  std::string shown;  // for people: without a password
+  std::string place;                 // the file, absolute; or what the server's client library connects to
+  std::string shown;                 // for people: without a password
+  std::vector<std::string> secrets;  // never to be told, whoever tells something about the place
 };
 
 // "sqlite:FILE", "postgresql://..." or a file's name. Throws AppError.
 Uri parse_uri(const std::string& text);
 
-// The file that keeps runs until the server has them: below $XDG_STATE_HOME, else ~/.local/state. Its folder is made.
-std::string default_spool();
+// Below $XDG_STATE_HOME, else ~/.local/state; made where it is missing. Throws AppError.
+std::string state_folder();
+
+// The file in it that keeps runs until the server has them.
+std::string default_spool(const Uri& uri);
 
 }  // namespace factory::store

@@ -50,6 +50,29 @@ has err 'missing.db: there is no such file'
 run 2 stats --store runs.db --since yesterday
 run 2 stats
 
+# A file that may not grow ends no run; a run that the store does not take is told, and its record kept and imported once.
+run 0 run plan.json --speed max --serial D4 --store small.db
+export XDG_STATE_HOME=$work/state
+status=0
+(ulimit -f 16 && exec "$sensorcal" run plan.json --speed max --html page2.html >out 2>err) || status=$?
+[ $status -eq 3 ] || fail "no page: ended with $status"
+has err '--html .*page2.html'
+sql() { python3 -c 'import sqlite3, sys; sqlite3.connect("small.db").executescript(sys.argv[1])' "$1"; }
+sql 'CREATE TRIGGER broken BEFORE INSERT ON run BEGIN SELECT RAISE(FAIL, "it is broken"); END'
+run 3 run plan.json --speed max --serial D5 --store small.db
+sql 'DROP TRIGGER broken'
+has out 'D5: PASSED'
+has err 'the run was not stored: small.db: .*it is broken' "its record is in $work/state/sensorcal/unstored-.*json"
+lacks err 'nor was'
+run 0 store import state/sensorcal/unstored-*.json --store small.db
+has out '^1 run stored, 0 there already$'
+run 0 store import state/sensorcal/unstored-*.json --store small.db
+has out '^0 runs stored, 1 there already$'
+run 2 store import state/sensorcal/unstored-*.json plan.json --store small.db
+has err '^sensorcal: plan.json: '
+run 0 history D5 --store small.db
+has out 'PASSED'
+
 # The server is away: the run ends as it would, and waits. A place that cannot be opened is told beforehand.
 away="postgresql:///line?host=$work/nowhere"
 run 0 run plan.json --speed max --serial C3 --store "$away" --spool spool.db

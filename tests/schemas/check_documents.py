@@ -32,6 +32,7 @@ ROWS = [
     (0, 'history A1 --store runs.db'),
     (1, 'history nobody --store runs.db'),
     (0, 'sync --store runs.db --spool spool.db'),
+    (0, 'store import record.json --store runs.db'),
     (1, 'report'),
     (0, 'judge'),
     (0, 'selftest Acc'),
@@ -54,7 +55,7 @@ ROWS = [
     (0, 'reboot'),
     (0, 'factory-reset'),
 ]
-WITHOUT_PHONE = ('show', 'replay', 'stats', 'history', 'sync', 'grr', 'line', 'plan', 'reboot', 'factory-reset', 'man',
+WITHOUT_PHONE = ('show', 'replay', 'stats', 'history', 'sync', 'store', 'grr', 'line', 'plan', 'reboot', 'factory-reset', 'man',
                  'completion')
 TEXT = ('man', 'completion bash')
 wrong = []

@@ -136,9 +136,9 @@ int run(int argc, char** argv, const Program& program) {
 }
 
 // Where no session watches for them, Ctrl-C and its kin end the program at once. A reader of the output that goes away
-// ends nothing: what else the run leaves is still to come.
+// ends nothing, nor does a file that may not grow: what else the run leaves is still to come.
 void catch_early_signals() {
-  signal(SIGPIPE, SIG_IGN);
+  for (const int number : {SIGPIPE, SIGXFSZ}) signal(number, SIG_IGN);
   for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
     struct sigaction action = {};
     sigaction(number, nullptr, &action);

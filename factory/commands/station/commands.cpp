@@ -18,6 +18,8 @@ const std::vector<CommandOf<CommonOptions>>& station_commands() {
        "  sensorcal history A1234 --store runs.db\n"
        "  sensorcal history --run 019ab69d-cc00-7000-8000-000000000001 --store runs.db",
        set_up_history, Uses::json},
+      {"store", "runs from records in files into a store, each once",
+       "  sensorcal store import record.json --store runs.db", set_up_store, Uses::json},
       {"sync", "bring runs that wait at the station up to the server",
        "  sensorcal sync --store postgresql://line@db/line\n"
        "  sensorcal sync --store postgresql://line@db/line --spool waiting.db",

@@ -22,6 +22,7 @@ std::vector<CommandOf<CommonOptions>> manual_commands(const WordsFor& words);
 StationRunner set_up_show(ArgumentParser parser);
 StationRunner set_up_stats(ArgumentParser parser);
 StationRunner set_up_history(ArgumentParser parser);
+StationRunner set_up_store(ArgumentParser parser);
 StationRunner set_up_sync(ArgumentParser parser);
 StationRunner set_up_grr(ArgumentParser parser);
 

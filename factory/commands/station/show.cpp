@@ -1,7 +1,4 @@
 // `sensorcal show`: a run's pages and files from its record, from a file, a pipe or a store.
-#include <errno.h>
-#include <string.h>
-
 #include <iostream>
 #include <memory>
 
@@ -9,7 +6,6 @@
 #include "commands/station/sinks.h"
 #include "commands/station/stored_runs.h"
 #include "files/json_text.h"
-#include "files/whole_file.h"
 #include "quality/stats_view.h"
 #include "record/exit_code.h"
 #include "record/record_json.h"
@@ -22,19 +18,6 @@ struct Arguments {
   std::string store;
   Files files;
 };
-
-record::Run read(const std::string& file) {
-  const bool piped = file == "-";
-  const std::optional<std::string> text = read_file(piped ? "/dev/stdin" : file);
-  const std::string name = piped ? "standard input" : file;
-  if (!text) throw AppError(kUsage, name + ": " + strerror(errno));
-  if (text->empty()) throw AppError(kUsage, name + ": cannot be read");
-  try {
-    return record::read_run(*text);
-  } catch (const record::FormatError& error) {
-    throw AppError(kUsage, name + ": " + error.what());
-  }
-}
 
 record::Run from_store(const std::string& uri, const std::string& id) {
   return guarded([&] {
@@ -50,7 +33,7 @@ int show(const CommonOptions& options, Arguments arguments) {
   record::Aside aside;
   record::Run run;
   if (arguments.store.empty()) {
-    run = read(arguments.what);
+    run = read_record(arguments.what);
     arguments.files.keep(&run);
   } else {
     run = from_store(arguments.store, arguments.what);

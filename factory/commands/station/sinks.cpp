@@ -5,9 +5,11 @@
 #include <utility>
 
 #include "cli/argument_parser.h"
+#include "files/json_text.h"
 #include "files/whole_file.h"
 #include "record/exit_code.h"
 #include "record/file_name.h"
+#include "record/record_json.h"
 #include "report/report.h"
 #include "store/keeper.h"
 #include "store/run_id.h"
@@ -35,7 +37,13 @@ class RunStore : public record::Sink {
   }
   bool keep(record::Run* run) override {
     run->id = id_ = store::make_run_id(run->started);
-    return !keeper_ || delivered("the run was not stored: ", [&] { keeper_->keep(*run); });
+    if (!keeper_ || delivered("the run was not stored: ", [&] { keeper_->keep(*run); })) return true;
+    delivered("nor was its record kept: ", [&] {
+      const std::string file = store::state_folder() + "/unstored-" + run->id + ".json";
+      replace_file(file, json_line(to_json(*run)) + "\n");
+      std::cerr << "sensorcal: its record is in " << file << ": `sensorcal store import`\n";
+    });
+    return false;
   }
   bool write(const record::Run& /*run*/, const record::Aside& /*aside*/) override { return true; }
   bool close() override { return !keeper_ || keeper_->bring_up(id_); }

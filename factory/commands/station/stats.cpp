@@ -16,8 +16,6 @@
 namespace factory {
 namespace {
 
-constexpr const char* kStoreHelp = "the store: a file, sqlite:FILE or postgresql://...";
-
 struct Arguments {
   std::string uri, spool, html, serial, run;
   ChosenRuns runs;
@@ -80,7 +78,7 @@ int sync(const CommonOptions& options, const Arguments& a) {
     const store::Uri uri = store::parse_uri(a.uri);
     if (!a.spool.empty() && !std::filesystem::exists(a.spool))
       throw AppError(kUsage, "--spool " + a.spool + ": there is no such file");
-    store::Spool spool(a.spool.empty() ? store::default_spool() : store::parse_uri("sqlite:" + a.spool).place);
+    store::Spool spool(a.spool.empty() ? store::default_spool(uri) : store::parse_uri("sqlite:" + a.spool).place);
     const store::Brought brought = bring_up(&spool, uri, kPatienceSeconds);
     tell_problems(brought);
     Json::Value out;
@@ -94,15 +92,11 @@ int sync(const CommonOptions& options, const Arguments& a) {
   });
 }
 
-void add_store(ArgumentParser parser, Arguments* arguments) {
-  parser.add_option("--store", arguments->uri, kStoreHelp, {.required = true, .envname = "SENSORCAL_STORE"});
-}
-
 }  // namespace
 
 StationRunner set_up_stats(ArgumentParser parser) {
   auto arguments = std::make_shared<Arguments>();
-  add_store(parser, arguments.get());
+  add_store(parser, &arguments->uri);
   arguments->runs.add_options(parser);
   parser.add_option("--outliers", arguments->outlier_sigmas, "sigmas from the mean at which a value is an outlier",
                     {.shows_default = true, .low = 0, .above = true});
@@ -113,7 +107,7 @@ StationRunner set_up_stats(ArgumentParser parser) {
 StationRunner set_up_history(ArgumentParser parser) {
   auto arguments = std::make_shared<Arguments>();
   parser.add_option("SERIAL", arguments->serial, "the phone's serial number");
-  add_store(parser, arguments.get());
+  add_store(parser, &arguments->uri);
   parser.add_option("--run", arguments->run, "one run instead, by its id");
   parser.add_option("--limit", arguments->limit, "at most so many runs, the newest", {.low = 0});
   parser.add_flag("--full", arguments->full, "every step and measurement");
@@ -122,7 +116,7 @@ StationRunner set_up_history(ArgumentParser parser) {
 
 StationRunner set_up_sync(ArgumentParser parser) {
   auto arguments = std::make_shared<Arguments>();
-  add_store(parser, arguments.get());
+  add_store(parser, &arguments->uri);
   parser.add_option("--spool", arguments->spool, "the file in which runs wait (default: in the user's state folder)");
   return [arguments](const CommonOptions& options) { return sync(options, *arguments); };
 }

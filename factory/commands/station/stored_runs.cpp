@@ -1,9 +1,14 @@
 #include "commands/station/stored_runs.h"
 
+#include <errno.h>
+#include <string.h>
+
 #include "cli/terminal.h"
 #include "files/json_text.h"
 #include "files/time_text.h"
+#include "files/whole_file.h"
 #include "quality/stats_view.h"
+#include "record/record_json.h"
 #include "record/run_text.h"
 #include "store/schema.h"
 
@@ -14,8 +19,13 @@ std::string shown(const std::string& text) { return store::shown(text, 200); }
 
 }  // namespace
 
+void add_store(ArgumentParser parser, std::string* uri) {
+  parser.add_option("--store", *uri, "the store: a file, sqlite:FILE or postgresql://...",
+                    {.required = true, .envname = "SENSORCAL_STORE"});
+}
+
 std::unique_ptr<store::Database> opened_store(const std::string& uri) {
-  auto database = std::make_unique<store::Database>(store::parse_uri(uri), store::Database::Access::existing);
+  auto database = std::make_unique<store::Database>(store::parse_uri(uri), store::Database::Access::reading);
   require_schema(database.get());
   return database;
 }
@@ -25,6 +35,8 @@ void ChosenRuns::add_options(ArgumentParser parser) {
   parser.add_option("--until", until, "runs before this time");
   parser.add_option("--station", filter.station, "runs of one station");
   parser.add_option("--plan", filter.plan, "runs of the plan of this name");
+  parser.add_option("--plan-version", filter.plan_version, "runs of plans of one version");
+  parser.add_option("--lot", filter.lot, "phones of one lot");
   parser.add_option("--app-version", filter.version, "runs by one version of sensorcal");
   parser.add_option("--measurement", filter.measurement, "measurements of this name only");
 }
@@ -35,6 +47,19 @@ store::Filter ChosenRuns::of(const std::string& profile) const {
   if (!until.empty()) out.until_ms = store::parse_time_ms(until);
   out.profile = profile;
   return out;
+}
+
+record::Run read_record(const std::string& file) {
+  const bool piped = file == "-";
+  const std::optional<std::string> text = read_file(piped ? "/dev/stdin" : file);
+  const std::string name = piped ? "standard input" : file;
+  if (!text) throw AppError(kUsage, name + ": " + strerror(errno));
+  if (text->empty()) throw AppError(kUsage, name + ": cannot be read");
+  try {
+    return record::read_run(*text);
+  } catch (const record::FormatError& error) {
+    throw AppError(kUsage, name + ": " + error.what());
+  }
 }
 
 std::string run_text(const record::Run& run, bool full) {

@@ -25,6 +25,7 @@ auto guarded(Work work) {
   }
 }
 
+void add_store(ArgumentParser parser, std::string* uri);
 std::unique_ptr<store::Database> opened_store(const std::string& uri);
 
 // Which stored runs are meant, as the command line says it.
@@ -33,10 +34,15 @@ struct ChosenRuns {
   store::Filter filter;
 
   void add_options(ArgumentParser parser);
-  bool any() const { return !(since + until + filter.station + filter.plan + filter.version).empty(); }
+  bool any() const {
+    return !(since + until + filter.station + filter.plan + filter.plan_version + filter.lot + filter.version).empty();
+  }
   // With the times read, and of one profile. Throws AppError.
   store::Filter of(const std::string& profile) const;
 };
+
+// From a file, or with "-" from standard input. Throws AppError, which names it.
+record::Run read_record(const std::string& file);
 
 // A run's verdict, and what steps came to; with `full` also those that passed at once.
 std::string run_text(const record::Run& run, bool full);

@@ -60,7 +60,7 @@ std::string spools_folder(const store::Uri& uri, const std::string& given) {
       throw AppError(kUsage, "--spool goes with a server; " + uri.shown + " is a file and needs none");
     return "";
   }
-  const fs::path folder = given.empty() ? fs::path(store::default_spool()).parent_path() / "line" : fs::absolute(given);
+  const fs::path folder = given.empty() ? fs::path(store::default_spool(uri)).replace_extension() : fs::absolute(given);
   std::error_code error;
   fs::create_directories(folder, error);
   if (error) throw AppError(kUsage, folder.string() + ": cannot be made: " + error.message());

@@ -2,6 +2,9 @@
 #include "store/store.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <cmath>
 #include <fstream>
@@ -40,7 +43,10 @@ TEST_P(StoreTest, GivesBackWhatWasStored) {
   run.verdict = record::Outcome::failed;
   run.attempts = {{{"residual", 0.5, -0.02, 0.02}, {"noise", 0.1 + 0.2, 0, 1}}, {{"residual", -1.0 / 3, -0.02, 0.02}}};
   run.samples = 3;
-  const record::Run record = record_of(run);
+  record::Run record = record_of(run);
+  record.lot = "L7";
+  record.plan.version = "4";
+  record.retest_of = record.id;
   ASSERT_TRUE(store.put(record, true));
   const Found found = history(&store.database(), "A1", 0, true);
   ASSERT_EQ(found.size(), 1U);
@@ -170,6 +176,7 @@ TEST_P(StoreTest, BringsAnOlderStoreUpToDate) {
   MadeRun run;
   run.samples = 1;
   Store store(uri);
+  EXPECT_EQ(store.id().size(), 32U);
   EXPECT_TRUE(store.put(record_of(run), true));
   EXPECT_EQ(number_from(&store.database(), "SELECT COUNT(*) FROM sample"), 2);
 }
@@ -181,7 +188,7 @@ TEST_P(StoreTest, RefusesANewerStore) {
     Store store(uri);
     FAIL() << "opened";
   } catch (const StoreError& error) {
-    EXPECT_NE(std::string(error.what()).find("version 99, this program knows versions up to 3"), std::string::npos)
+    EXPECT_NE(std::string(error.what()).find("version 99, this program knows versions up to 4"), std::string::npos)
         << error.what();
   }
 }
@@ -219,6 +226,38 @@ TEST(StoreFileTest, SaysWhatIsWrongWithAFile) {
       EXPECT_NE(std::string(error.what()).find(wanted), std::string::npos) << error.what();
     }
   }
+}
+
+// As a user who may not write: an archive, or a colleague's store.
+TEST(StoreFileTest, IsReadWhereItCannotBeWritten) {
+  Folder folder;
+  const Uri uri = parse_uri(folder.file("store.db"));
+  const Uri old = parse_uri(folder.file("old.db"));
+  Store(uri).put(record_of({}), false);
+  {
+    Database made(old, Database::Access::create);
+    migrate(&made, 3);
+  }
+  ASSERT_EQ(chmod(uri.place.c_str(), 0444) + chmod(old.place.c_str(), 0444), 0);
+  ASSERT_EQ(chmod(folder.file("").c_str(), 0555), 0);
+  const pid_t reader = fork();
+  if (reader == 0) {
+    if (geteuid() == 0 && setuid(65534) != 0) _exit(3);
+    try {
+      Database database(uri, Database::Access::reading);
+      require_schema(&database);
+      if (number_from(&database, "SELECT COUNT(*) FROM run") != 1) _exit(4);
+      Database older(old, Database::Access::reading);
+      require_schema(&older);
+    } catch (const StoreError& error) {
+      _exit(std::string(error.what()).find("may not be written to bring it up to date") == std::string::npos ? 5 : 0);
+    }
+    _exit(6);
+  }
+  int status = 0;
+  waitpid(reader, &status, 0);
+  EXPECT_EQ(status, 0) << WEXITSTATUS(status);
+  chmod(folder.file("").c_str(), 0755);
 }
 
 // What older programs would count as a failure.

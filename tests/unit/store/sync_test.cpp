@@ -206,12 +206,60 @@ TEST(RunIdTest, IsUniqueAndInTheOrderOfTime) {
     EXPECT_THROW(time_of_id_ms(bad), StoreError) << bad;
 }
 
+// Each may be somebody's line: no run waits for one and comes to another.
+TEST_P(SyncTest, ASpoolBelongsToOneStore) {
+  const Uri uri = place();
+  Folder elsewhere;
+  const Uri other = fresh_place(GetParam(), elsewhere);
+  Spool spool(folder_.file("spool.db"));
+  require_owner(&spool, other);  // nobody's yet
+  spool.keep(numbered(0), false);
+  EXPECT_EQ(bring_up(&spool, uri, 60).stored, 1);
+  spool.keep(numbered(1), false);
+  EXPECT_THROW(require_owner(&spool, other), StoreError);
+  const Brought refused = bring_up(&spool, other, 60);
+  EXPECT_EQ(refused.waiting, 1);
+  EXPECT_NE(refused.away.find(" is another store and needs a spool of its own"), std::string::npos) << refused.away;
+  EXPECT_EQ(number_from(&Store(other).database(), "SELECT COUNT(*) FROM run"), 0);
+  // The same store by another name.
+  Uri renamed = uri;
+  renamed.shown += "#2";
+  require_owner(&spool, renamed);
+  EXPECT_EQ(spool.owner().address, renamed.shown);
+  EXPECT_EQ(bring_up(&spool, uri, 60).stored, 1);
+}
+
 TEST(UriTest, TellsKindsApart) {
   EXPECT_EQ(parse_uri("sqlite:/a/../b.db").place, "/b.db");
   EXPECT_FALSE(parse_uri("some file.db").postgresql);
-  EXPECT_EQ(parse_uri("postgresql://u:p@w@h/db").shown, "postgresql://u@h/db");
-  EXPECT_EQ(parse_uri("postgresql://h/db?password=x&a=b").shown, "postgresql://h/db?password=...&a=b");
   for (const char* bad : {"sqlite:", "", "mysql://h/db"}) EXPECT_THROW(parse_uri(bad), AppError) << bad;
+}
+
+TEST(UriTest, TellsNoPassword) {
+  const std::pair<const char*, const char*> shown[] = {
+      {"postgresql://u:s3cret@h/db", "postgresql://u@h/db"},
+      {"postgresql://u:s3cret%40%2F?@h:5/db?a=b", "postgresql://u@h:5/db?a=b"},
+      {"postgres://h/db?password=s3cret&a=b", "postgres://h/db?password=...&a=b"},
+      {"postgresql://h?a=b&sslpassword=s3cret", "postgresql://h?a=b&sslpassword=..."},
+      {"postgresql://h?p%61ssword=s3cret%zz", "postgresql://h?p%61ssword=..."}};
+  for (const auto& [text, wanted] : shown) EXPECT_EQ(parse_uri(text).shown, wanted);
+  // What the server's client library would take for a host or a port, and tell; and what is no address at all.
+  for (const char* bad : {"postgresql://u:s3@cret@h/db", "postgresql://u:s3/cret@h/db", "POSTGRESQL://u:s3cret@h/db",
+                          "mysql://u:s3cret@h/db", "host=h user=u password=s3cret"}) {
+    try {
+      parse_uri(bad);
+      FAIL() << bad;
+    } catch (const AppError& error) {
+      EXPECT_EQ(std::string(error.what()).find("cret"), std::string::npos) << error.what();
+    }
+  }
+  // The client library tells what it cannot decode.
+  try {
+    Database(parse_uri("postgresql://u:s3cret%zz@/line?host=/nowhere"), Database::Access::create);
+    FAIL();
+  } catch (const StoreError& error) {
+    EXPECT_EQ(std::string(error.what()).find("s3cret"), std::string::npos) << error.what();
+  }
 }
 
 }  // namespace
