@@ -38,13 +38,12 @@ bool StepRun::write_golden() {
   if (step_.golden.empty()) return true;
   const Span span(*this, "write");
   const Watchdog::Operation operation(session_.watchdog());
-  std::vector<float> golden(step_.golden.begin(), step_.golden.end());
-  const int count = static_cast<int>(golden.size());
-  golden.resize(16);
-  SensorCalibrationAPI& api = *session_.cal().cal_api;
-  if (api.setLuxChannelRawGolden_api(step_.type, golden.data(), count) == 0) return true;
-  attempt_.fail({Why::hub_refused, "the hub refused the golden values", "look at the hub's log"});
-  return false;
+  if (stored_value(step_.type, "golden")->write(*session_.cal().cal_api, step_.type, step_.golden) != 0) {
+    attempt_.fail({Why::hub_refused, "the hub refused the golden values", "look at the hub's log"});
+  } else {
+    require_stored(session_, step_.type, "golden", step_.golden, &attempt_);
+  }
+  return attempt_.reasons.empty();
 }
 
 bool StepRun::choose_reference(std::optional<double>* reference_hpa) {

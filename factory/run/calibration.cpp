@@ -4,6 +4,8 @@
 #include <chrono>
 #include <cmath>
 
+#include "sensors/stored_values.h"
+
 namespace factory::plan {
 namespace {
 
@@ -31,14 +33,22 @@ void read_record(Session& session, Calibration* c) {
   if (c->kind->result == Result::lux_scale) c->axes[0].scale = static_cast<double>(record.coefficient);
 }
 
-// The scales that the hub now holds.
-void read_channel_scales(Session& session, Calibration* c) {
-  if (c->axes.empty()) {
-    for (int i = 0; i < c->kind->values; ++i) c->axes.emplace_back().name = c->kind->axes[i];
+// The new scales; where the hub ran it by itself those that it holds.
+void find_channel_scales(Session& session, Calibration* c) {
+  const auto channels = static_cast<size_t>(c->kind->values);
+  std::vector<double> scales(channels);
+  if (c->in_hub) {
+    const Watchdog::Operation operation(session.watchdog());
+    const StoredValue* value = stored_value(c->step.type, "channel-scales");
+    scales = value->read(*session.cal().cal_api, c->step.type, c->kind->values).values;
+    for (size_t i = 0; i < channels; ++i) c->axes.emplace_back().name = c->kind->axes[i];
+  } else if (!c->axes.empty()) {
+    const std::vector<double> golden = golden_values(session, c->step, channels);
+    if (golden.empty()) return;
+    for (size_t i = 0; i < channels; ++i)
+      scales[i] = static_cast<double>(static_cast<float>(golden[i]) / static_cast<float>(c->axes[i].found));
   }
-  float scales[kGoldenChannels] = {};
-  if (session.cal().cal_api->getLuxChannelScale_api(c->step.type, scales, c->kind->values) < 0) return;
-  for (int i = 0; i < c->kind->values; ++i) c->axes[static_cast<size_t>(i)].scale = static_cast<double>(scales[i]);
+  for (size_t i = 0; i < c->axes.size(); ++i) c->axes[i].scale = scales[i];
 }
 
 // Nothing counts where the hub did not answer since `hub` was made.
@@ -69,6 +79,14 @@ Calibration::Calibration(const Step& of, std::optional<double> reference, record
   golden = kind != nullptr && kind->result == Result::channel_scale && step.param == kGoldenParam;
 }
 
+std::vector<double> golden_values(Session& session, const Step& step, size_t values) {
+  if (!step.golden.empty()) return {step.golden.begin(), step.golden.begin() + static_cast<long>(values)};
+  const Watchdog::Operation operation(session.watchdog());
+  const StoredValue* golden = stored_value(step.type, "golden");
+  const Reading reading = golden->read(*session.cal().cal_api, step.type, static_cast<int>(values));
+  return reading.result < 0 ? std::vector<double>() : reading.values;
+}
+
 void run_library(Session& session, Calibration* c) {
   const bool lamp =
       c->kind != nullptr && (c->kind->result == Result::lux_scale || c->kind->result == Result::channel_scale);
@@ -89,7 +107,7 @@ void run_library(Session& session, Calibration* c) {
   believe(hub, c);
   if (c->kind == nullptr) return;
   if (!c->in_hub && record_of(session.cal(), *c->kind).status == kRunFinished) read_record(session, c);
-  if (c->kind->result == Result::channel_scale && !c->golden) read_channel_scales(session, c);
+  if (c->kind->result == Result::channel_scale && !c->golden) find_channel_scales(session, c);
 }
 
 }  // namespace factory::plan

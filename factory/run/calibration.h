@@ -70,6 +70,15 @@ std::optional<record::Window> window_of(Session& session, const Calibration& cal
 const _sensor_info& panel_record(Session& session, int type);
 inline constexpr int kRunFinished = 2;  // of a record's status
 
+// Of the first channels of a stream: the plan's, or where it has none the hub's. Empty where there are none.
+std::vector<double> golden_values(Session& session, const Step& step, size_t values);
+// What counts is what reads back: a failure for each of the values that is not there, with its name and place.
+void require_stored(Session& session, int type, const std::string& name, const std::vector<double>& wanted,
+                    record::Attempt* attempt);
+// What to try where a file of the device is not as it should be.
+inline constexpr char kFileHint[] =
+    "look whether the partition is mounted, may be written and has room, then calibrate this sensor again";
+
 // The panel's brightness, through the library's own operations; -1 where the node cannot be read.
 int panel_brightness(Session& session);
 int panel_maximum(Session& session);

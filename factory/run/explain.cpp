@@ -120,24 +120,53 @@ Reason explain(Session& session, const Calibration& c) {
           {plain(c.result)}};
 }
 
-// The library goes on where a file could not be written: whether it holds what was found shows in the file alone.
-void judge_crosstalk_files(Session& session, Calibration* c) {
-  constexpr int kCrosstalkStep = 0;
-  const _sensor_info& record = record_of(session.cal(), *c->kind);
-  if (c->step.param != kCrosstalkStep || record.hw_cali == 0) return;
-  const std::pair<const char*, double> kFiles[] = {
-      {"crosstalk-file-1", std::trunc(static_cast<double>(record.mean[0]))},
-      {"crosstalk-file-2", static_cast<double>(record.ct_value)}};
-  for (const auto& [name, found] : kFiles) {
-    const StoredValue* value = stored_value(c->step.type, name);
-    const Reading reading = value->read(*session.cal().cal_api, c->step.type, 1);
-    if (reading.result == 0 && reading.values[0] == found) continue;
-    c->attempt.fail({reading.result == 0 ? Why::stored_differs : Why::stored_unreadable,
-                     "the crosstalk found, " + plain(found) + " counts, is not in /" + value->file + ", which " +
-                         (reading.result == 0 ? "holds " + plain(reading.values[0]) : "cannot be read"),
-                     "look whether the persist partition is mounted, may be written and has room",
-                     {value->file}});
+// Values of the hub and the files, by their names.
+using Stored = std::vector<std::pair<const char*, std::vector<double>>>;
+
+// What a proximity step makes of its mean, as the library documents it.
+Stored proximity_values(Session& session, const Calibration& c) {
+  const _sensor_info& record = record_of(session.cal(), *c.kind);
+  const bool by_chip = record.hw_cali != 0;
+  const double raw = std::trunc(static_cast<double>(record.mean[0]));
+  const auto before = [&](const std::string& name) -> std::optional<double> {
+    for (const HeldValue& value : c.attempt.before) {
+      if (value.name == name && !value.values.empty()) return value.values[0];
+    }
+    return {};
+  };
+  const auto far = [&](double near, double crosstalk) {
+    const float factor = !by_chip ? 2.27F : property("ro.product.product.name") == "tessak" ? 2.6F : 1.89F;
+    return std::trunc(
+        static_cast<double>(static_cast<float>(near - crosstalk) / factor + static_cast<float>(crosstalk)));
+  };
+  if (sets_thresholds(c.step)) {
+    const double crosstalk = before(by_chip ? "crosstalk-file-1" : "crosstalk").value_or(0);
+    const Stored out = {{"near", {raw}}, {"far", {far(raw, crosstalk)}}, {"delta-file", {raw - crosstalk}}};
+    return {out.begin(), out.end() - (by_chip ? 1 : 0)};
   }
+  constexpr int kCrosstalk = 0;
+  const bool finds = c.step.param == kCrosstalk;
+  if (by_chip && finds)
+    return {{"crosstalk-file-1", {raw}}, {"crosstalk-file-2", {static_cast<double>(record.ct_value)}}};
+  const std::optional<double> delta = before("delta-file");
+  if (delta && finds) return {{"crosstalk", {raw}}, {"near", {*delta + raw}}, {"far", {far(*delta + raw, raw)}}};
+  if (delta) return {{"crosstalk", {raw}}, {"near", {*delta}}};
+  return finds ? Stored{{"crosstalk", {raw}}} : Stored();
+}
+
+// What the hub and the files must hold after a run that went through. What the hub found by itself nobody else knows.
+Stored stored_by(Session& session, const Calibration& c) {
+  if (c.kind->result == Result::proximity) return proximity_values(session, c);
+  std::vector<double> found;
+  std::vector<double> scales;
+  for (const Axis& axis : c.axes) {
+    found.push_back(axis.found);
+    if (axis.scale) scales.push_back(*axis.scale);
+  }
+  if (c.in_hub || found.empty()) return {};
+  if (c.golden) return {{"golden", found}};
+  if (c.kind->result == Result::offset) return {{"offset", found}};
+  return {{c.kind->result == Result::lux_scale ? "scale" : "channel-scales", scales}};
 }
 
 }  // namespace
@@ -215,7 +244,9 @@ void judge_run(Session& session, Calibration* c) {
       c->attempt.fail(
           {Why::sensor_no_number, axis.name + ": the value found is not a number", kNoNumbersHint, {axis.name}});
     }
-    if (c->kind->result == Result::proximity) judge_crosstalk_files(session, c);
+    if (!c->attempt.reasons.empty()) return;
+    for (const auto& [name, values] : stored_by(session, *c))
+      require_stored(session, c->step.type, name, values, &c->attempt);
   }
 }
 

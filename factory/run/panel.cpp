@@ -14,6 +14,7 @@ using ::android::hardware::sensors::V1_0::SensorInfo;
 using record::Why;
 
 constexpr int kLow = 14;
+constexpr char kPanelHint[] = "something else sets the panel's brightness, or limits it";
 constexpr double kPlainLimitLux = 1;
 constexpr double kSteadyShare = 0.05;  // of the panel's light, on top of it: the noise that a level may have
 
@@ -35,8 +36,7 @@ std::optional<double> plain_light(Session& session, const SensorInfo& sensor, in
                                   Calibration* c) {
   const std::string where = std::string("plain light at ") + name + " brightness";
   if (!set_panel_brightness(session, brightness)) {
-    c->attempt.fail({Why::panel_refused, "not verified: " + where + ": the panel did not take it",
-                     "something else sets the panel's brightness, or limits it"});
+    c->attempt.fail({Why::panel_refused, "not verified: " + where + ": the panel did not take it", kPanelHint});
     return std::nullopt;
   }
   SampleRequest request;
@@ -109,6 +109,22 @@ void judge_level(Calibration* c) {
                    "the sensor is stuck or covered, the panel is dark, or 14 was run without 13 before it"});
 }
 
+// Levels are stored for a brightness. Another one than the panel's full brightness would be taken for it.
+std::string maximum_problem(Session& session, const Step& step) {
+  const int maximum = panel_maximum(session);
+  if (maximum < 1) return "the panel's greatest brightness cannot be read";
+  const std::string named = "the panel names " + std::to_string(maximum) + " as its greatest brightness, and ";
+  if (step.brightness && *step.brightness != maximum) return named + "the plan " + std::to_string(*step.brightness);
+  return set_panel_brightness(session, maximum + 1) ? named + "takes more" : "";
+}
+
+// The library's levels: full brightness; or three quarters of it, or three to five eighths.
+bool is_level(int param, int brightness, int maximum) {
+  if (param != kLow) return brightness == maximum;
+  const int levels[] = {maximum - maximum / 4, maximum * 3 / 8, maximum * 4 / 8, maximum * 5 / 8};
+  return std::count(std::begin(levels), std::end(levels), brightness) != 0;
+}
+
 }  // namespace
 
 const _sensor_info& panel_record(Session& session, int type) {
@@ -130,16 +146,18 @@ void darken_panel(Session& session) {
 
 double run_at_panel(Session& session, Calibration* c) {
   const int before = panel_brightness(session);
+  Panel panel;
+  const std::string wrong = maximum_problem(session, c->step);
   session.log().start_run();
-  const int result = session.cal().sensor_calibrate(c->step.type, c->step.param);
+  const int result = wrong.empty() ? session.cal().sensor_calibrate(c->step.type, c->step.param) : 0;
   c->run = session.log().run();
 
-  Panel panel;
   panel.brightness = panel_brightness(session);
   panel.colour = is_colour_run();
-  panel.refused = result == 0 && std::any_of(c->run.errors.begin(), c->run.errors.end(), [](const std::string& line) {
-                    return line.find("brightness matching check failed") != std::string::npos;
-                  });
+  panel.refused = !wrong.empty() ||
+                  (result == 0 && std::any_of(c->run.errors.begin(), c->run.errors.end(), [](const std::string& line) {
+                     return line.find("brightness matching check failed") != std::string::npos;
+                   }));
   const _sensor_info& record = panel_record(session, c->step.type);
   panel.finished = !panel.refused && record.status == kRunFinished;
   if (panel.finished) {
@@ -148,10 +166,17 @@ double run_at_panel(Session& session, Calibration* c) {
     panel.deviation = std::sqrt(std::max(0.0, static_cast<double>(record.variance[0])));
   }
   c->panel = panel;
-  if (panel.refused) {
+  if (!wrong.empty()) {
+    c->attempt.fail({Why::panel_refused, wrong + ": nothing was sent to the hub",
+                     "look at /sys/class/leds/lcd-backlight/max_brightness, and whether the plan is for this panel"});
+  } else if (panel.refused) {
     c->attempt.fail({Why::panel_refused,
-                     "the panel did not take the brightness that was set: nothing was sent to the hub",
-                     "something else sets the panel's brightness, or limits it"});
+                     "the panel did not take the brightness that was set: nothing was sent to the hub", kPanelHint});
+  } else if (result == 0 && !is_level(c->step.param, panel.brightness, panel_maximum(session))) {
+    c->attempt.fail(
+        {Why::panel_refused,
+         "the panel was left at brightness " + std::to_string(panel.brightness) + ", which is no level of this step",
+         kPanelHint});
   } else if (result == 0 && panel.finished && !session.interrupted()) {
     judge_level(c);
     if (c->step.param == kLow && c->attempt.reasons.empty()) look_at_plain_light(session, c);

@@ -50,9 +50,10 @@ struct Step {
   std::vector<double> golden;  // calibrate: written to the hub beforehand
   std::optional<int> channel;  // calibrate: one channel, to a target
   double target = 0;
-  bool screen = false;  // calibrate: the screen's channel
-  bool far = false;     // calibrate, proximity thresholds: looked at without the target, too
-  int samples = 0;      // verify
+  bool screen = false;            // calibrate: the screen's channel
+  std::optional<int> brightness;  // calibrate, at the panel: what is full brightness there
+  bool far = false;               // calibrate, proximity thresholds: looked at without the target, too
+  int samples = 0;                // verify
   int settle = 3;
   std::optional<double> period_s;
   std::vector<double> expected;

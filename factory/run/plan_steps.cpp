@@ -130,14 +130,15 @@ void read_channel(const PlanValue& value, Step* step) {
   step->name += " channel " + std::to_string(*step->channel);
   const std::string problem = channel_problem(step->type, step->screen);
   if (!problem.empty()) value["calibrate"].problem(problem);
-  for (const char* key : {"param", "reference", "golden", "far"}) {
+  for (const char* key : {"param", "reference", "golden", "far", "brightness"}) {
     if (value.has(key)) value[key].problem("does not go with a channel");
   }
   step->limits = read_limits(value, {});
 }
 
 void read_calibrate(const PlanValue& value, Step* step) {
-  only_step_keys(value, {"calibrate", "param", "reference", "golden", "channel", "target", "screen", "far", "limits"});
+  only_step_keys(value, {"calibrate", "param", "reference", "golden", "channel", "target", "screen", "far",
+                         "brightness", "limits"});
   step->param = value["param"].whole(-1, 1000, 0);
   if (!read_tag(value["calibrate"], step)) return;
   step->name = "calibrate " + name_of(step->type);
@@ -151,6 +152,11 @@ void read_calibrate(const PlanValue& value, Step* step) {
   step->far = value["far"].truth();
   if (step->far && !sets_thresholds(*step))
     value["far"].problem("only the proximity thresholds, step 2 of Prx, are looked at from afar");
+  if (value.has("brightness")) {
+    constexpr int kBrightestMax = 8191;  // that can be set
+    step->brightness = value["brightness"].whole(1, kBrightestMax, 1);
+    if (!is_panel_run(step->param)) value["brightness"].problem("only the steps at the lit panel, 13 and 14, have it");
+  }
   if (value.has("reference") && step->type != sensor_type::pressure) {
     value["reference"].problem("only the barometer has a reference");
   } else {

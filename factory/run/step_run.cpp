@@ -15,13 +15,6 @@ namespace {
 constexpr int kVerifySamples = 50;
 constexpr double kSpareSeconds = 5;
 
-std::vector<double> read_golden(Session& session, int type, size_t values) {
-  const Watchdog::Operation operation(session.watchdog());
-  std::vector<float> golden(values);
-  if (session.cal().cal_api->getLuxChannelRawGolden_api(type, golden.data(), static_cast<int>(values)) < 0) return {};
-  return {golden.begin(), golden.end()};
-}
-
 }  // namespace
 
 void StepRun::run() {
@@ -116,7 +109,7 @@ std::vector<double> StepRun::expected_of(const Quantity& subject, std::optional<
   if (reference_hpa) return {*reference_hpa};
   const Sensor* kind = find_kind(step_.type, 0);
   if (kind != nullptr && kind->result == Result::channel_scale)
-    return read_golden(session_, step_.type, subject.axes.size());
+    return golden_values(session_, step_, subject.axes.size());
   return expected_at(session_.fixture().world(), step_.type);
 }
 

@@ -32,10 +32,6 @@ struct UnderWay {
   bool stops(Session& session);
 };
 
-// What to try where a file of the device is not as it should be.
-inline constexpr char kFileHint[] =
-    "look whether the partition is mounted, may be written and has room, then calibrate this sensor again";
-
 class StepRun {
  public:
   using Warn = std::function<void(const std::string&)>;

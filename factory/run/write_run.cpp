@@ -3,6 +3,31 @@
 #include "sensors/stored_values.h"
 
 namespace factory::plan {
+namespace {
+
+constexpr char kHubHint[] = "look at the hub's log";
+
+std::string place_of(const StoredValue& value) {
+  return value.file != nullptr ? "/" + std::string(value.file) : "the hub";
+}
+
+}  // namespace
+
+void require_stored(Session& session, int type, const std::string& name, const std::vector<double>& wanted,
+                    Attempt* attempt) {
+  const StoredValue& value = *stored_value(type, name);
+  if (value.read == nullptr) return;
+  const Reading reading = value.read(*session.cal().cal_api, type, static_cast<int>(wanted.size()));
+  for (size_t i = 0; i < wanted.size(); ++i) {
+    const bool there = reading.result == 0 && i < reading.values.size();
+    if (there && static_cast<float>(reading.values[i]) == static_cast<float>(wanted[i])) continue;
+    attempt->fail({there ? Why::stored_differs : Why::stored_unreadable,
+                   name + ": " + plain(wanted[i]) + " was written, and " + place_of(value) + " " +
+                       (there ? "holds " + plain(reading.values[i]) : "cannot be read"),
+                   value.file != nullptr ? kFileHint : kHubHint,
+                   {name, plain(wanted[i])}});
+  }
+}
 
 void StepRun::run_write() {
   HeldValues held(step_.type, step_.value, step_.count);
@@ -15,27 +40,13 @@ void StepRun::run_write() {
     const Span span(*this, "write");
     result = value.write(*session_.cal().cal_api, step_.type, step_.numbers);
   }
-  const std::string where = value.file != nullptr ? "/" + std::string(value.file) : "the hub";
-  const std::string hint = value.file != nullptr ? kFileHint : "look at the hub's log";
   if (result != 0) {
     attempt_.fail({Why::hub_refused,
-                   where + " was not written: the answer was " + std::to_string(result),
-                   hint,
+                   place_of(value) + " was not written: the answer was " + std::to_string(result),
+                   value.file != nullptr ? kFileHint : kHubHint,
                    {step_.value, std::to_string(result)}});
   }
-  if (result == 0 && value.read != nullptr) {
-    const Reading reading = value.read(*session_.cal().cal_api, step_.type, step_.count);
-    for (size_t i = 0; i < step_.numbers.size(); ++i) {
-      const bool same = reading.result == 0 && i < reading.values.size() &&
-                        static_cast<float>(reading.values[i]) == static_cast<float>(step_.numbers[i]);
-      if (same) continue;
-      attempt_.fail({reading.result == 0 ? Why::stored_differs : Why::stored_unreadable,
-                     step_.value + ": " + plain(step_.numbers[i]) + " was written, and " + where + " " +
-                         (reading.result == 0 ? "holds " + plain(reading.values.at(i)) : "cannot be read"),
-                     hint,
-                     {step_.value, plain(step_.numbers[i])}});
-    }
-  }
+  if (result == 0) require_stored(session_, step_.type, step_.value, step_.numbers, &attempt_);
   const std::string lost = hub.problem();
   if (!lost.empty()) attempt_.fail({Why::hub_silent, lost + ", so that the write does not count", kLookAtServices});
   under_way_.stops(session_);
