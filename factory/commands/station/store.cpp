@@ -25,7 +25,8 @@ int import(const CommonOptions& options, const Arguments& a) {
   for (const std::string& file : a.files) {
     runs.push_back(read_record(file));
     if (runs.back().id.empty())
-      throw AppError(kUsage, file + ": the record has no id, by which its run is stored once: it was made without a store");
+      throw AppError(kUsage,
+                     file + ": the record has no id, by which its run is stored once: it was made without a store");
     store::hash_plan(&runs.back());
   }
   return guarded([&] {
@@ -46,7 +47,8 @@ int import(const CommonOptions& options, const Arguments& a) {
 StationRunner set_up_store(ArgumentParser parser) {
   auto arguments = std::make_shared<Arguments>();
   ArgumentParser import_parser = parser.add_subcommand("import", "store the runs of records in files", [] {});
-  import_parser.add_option("FILES", arguments->files, "records (JSON), as `run --json` writes them", {.required = true});
+  import_parser.add_option("FILES", arguments->files, "records (JSON), as `run --json` writes them",
+                           {.required = true});
   add_store(import_parser, &arguments->uri);
   import_parser.add_flag("--store-samples", arguments->samples, "stores the sample windows, too");
   return [arguments](const CommonOptions& options) { return import(options, *arguments); };
