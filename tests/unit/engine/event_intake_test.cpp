@@ -111,6 +111,7 @@ TEST_F(EventIntakeTest, EachTypeHasItsRecordItsLineAndItsSample) {
       {33171089, 12, 2, kCalibrate, {1.5F, 4.0F / 3}, cct_inputs},
       {33171089, 12, 7, kRaw, {3, 4, 5, 6, 7, 8, 9}, kCct},
       {5, 9, 1, kCalibrate, {0.5F}, {"I/libsensor_cal: SENSOR_TYPE_LIGHT data: {1.000000}"}},
+      {5, 9, 4, kCalibrate, {0.5F, 0, 0, 0}, {"I/libsensor_cal: SENSOR_TYPE_LIGHT data: {1.000000}"}},
       {33171007, 9, 5, kCalibrate, {1, 1, 1, 1, 1}, als_inputs},
       {33171054, 10, 2, kRaw, {2, 3}, kAls},
       {33171055, 11, 1, kBacklight, {1}, {"I/libsensor_cal: SENSOR_TYPE_LIGHT... data in backlight cali: {1.000000}"}},
@@ -134,6 +135,41 @@ TEST_F(EventIntakeTest, EachTypeHasItsRecordItsLineAndItsSample) {
     EXPECT_EQ(mean(record), c.sample);
     EXPECT_EQ(record.status, 2);
     EXPECT_EQ(phone_.queue->disabled().back(), 100 + c.record);
+  }
+}
+
+TEST_F(EventIntakeTest, OneGyroscopeHasNoSettling) {
+  for (const auto& [type, number] : {std::pair(1, 0), {4, 1}, {16, 3}, {268369924, 7}, {268369921, 4}}) {
+    _sensor_info& record = arm(number, 3);
+    record.skip_num = record.in_calibrate = 1;
+    phone_.cal->processEvent(event(type, {1, 2, 3}));
+    EXPECT_EQ(record.status == 2, type == 4) << type;
+    EXPECT_EQ(record.event_count, 1) << type;
+  }
+}
+
+TEST_F(EventIntakeTest, AStepAtThePanelIsAnnouncedWithinTheTargetOrAtItsLastTry) {
+  struct Case {
+    float lux;
+    int tries;
+    bool announced;
+  };
+  for (const Case& c : {Case{9.99F, 0, true}, {10, 0, false}, {0, 0, false}, {10, 1, false}, {10, 2, true}}) {
+    _sensor_info& record = arm(9, 1);
+    record.in_backlight_calibrate = record.backlight_retry = 1;
+    record.retry_count = c.tries;
+    pthread_mutex_lock(&phone_.cal->cal_mutex);
+    std::thread deliver([&] { phone_.cal->processEvent(event(5, {c.lux})); });
+    timespec end{};
+    clock_gettime(CLOCK_REALTIME, &end);
+    end.tv_sec += c.announced ? 5 : 0;
+    end.tv_nsec += 50'000'000;
+    if (end.tv_nsec >= 1'000'000'000) end = {end.tv_sec + 1, end.tv_nsec - 1'000'000'000};
+    EXPECT_EQ(pthread_cond_timedwait(&phone_.cal->cal_cond, &phone_.cal->cal_mutex, &end) == 0, c.announced)
+        << c.lux << " lux at try " << c.tries;
+    pthread_mutex_unlock(&phone_.cal->cal_mutex);
+    deliver.join();
+    EXPECT_EQ(record.status, 2);
   }
 }
 

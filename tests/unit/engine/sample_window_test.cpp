@@ -79,6 +79,14 @@ TEST(SampleWindowTest, RestartsAxisByAxisInTheOrderVarianceZeroBias) {
   }
 }
 
+TEST(SampleWindowTest, TheLimitsThemselvesPass) {
+  _sensor_info info = window(1, 2);
+  EXPECT_EQ(feed(&info, {0}), 1);
+  EXPECT_EQ(feed(&info, {4}), 2);
+  EXPECT_EQ(info.variance[0], 4);
+  EXPECT_EQ(info.mean[0], 2);
+}
+
 // Rounding can bring a variance below zero: it is not zero, and passes.
 TEST(SampleWindowTest, AVarianceBelowZeroPasses) {
   _sensor_info info = window(1, 5);

@@ -27,7 +27,8 @@ constexpr char kPrxNear[] = R"({"fixture": {"target": "3 cm"}}, {"calibrate": "P
 
 const Row kRows[] = {
     // What was written is what reads back, and the plan's golden values are the plan's.
-    {"golden values", "reference", "hub-word:29,1,1333.0", kLampLit, kColour, "stored.differs", "golden: 800 was written"},
+    {"golden values", "reference", "hub-word:29,1,1333.0", kLampLit, kColour, "stored.differs",
+     "golden: 800 was written"},
     {"channel scales", "reference", "hub-word:31,2,1.35", kLampLit, kColour, "stored.differs", "channel-scales: "},
     {"offsets", "reference", "hub-word:1,1,0.0", "", kAcc, "stored.differs", "offset: "},
     {"pressure offset", "reference", "hub-word:22,0,0.0", "", R"({"calibrate": "Bar"})", "stored.differs", "offset: "},
