@@ -21,6 +21,7 @@ struct LiveAxis {
 };
 
 struct LiveState {
+  Sensor sensor;
   double seconds = 0;  // since the first event, in the phone's time
   size_t events = 0;
   double rate_hz = 0;
@@ -32,23 +33,23 @@ struct LiveState {
 
 class LiveView {
  public:
-  explicit LiveView(Quantity quantity);
+  explicit LiveView(const Sensor& sensor) : sensor_(sensor), all_(static_cast<size_t>(sensor.values)) {}
 
   void add(const Sample& sample);
   size_t events() const { return events_; }
-  double seconds() const;
-  const Quantity& quantity() const { return quantity_; }
+  double seconds() const { return recent_.empty() ? 0 : seconds_at(recent_.back()); }
 
-  LiveState now();
+  LiveState now() const;
   LiveState summary() const;
 
  private:
   using PerAxis = std::vector<Statistics>;
   double seconds_at(const Sample& sample) const;
+  double recent_rate_hz() const;
   LiveState state(double rate_hz, const PerAxis& values) const;
-  bool at_rest(double limit) const;
+  bool at_rest() const;
 
-  const Quantity quantity_;
+  const Sensor sensor_;
   std::deque<Sample> recent_;  // a second, and a few samples at least
   PerAxis all_;
   size_t events_ = 0;
@@ -57,9 +58,9 @@ class LiveView {
 };
 
 // One line each, without a line feed.
-std::string live_line(const LiveState& state, const Quantity& quantity);
-Json::Value live_json(const LiveState& state, const Quantity& quantity, bool summary);
+std::string live_line(const LiveState& state);
+Json::Value live_json(const LiveState& state, bool summary);
 // A table and a line below it.
-std::string live_block(const LiveState& state, const Quantity& quantity, const std::string& title);
+std::string live_block(const LiveState& state, const std::string& title);
 
 }  // namespace factory

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdlib>
+#include <limits>
 #include <optional>
 #include <string>
 #include <vector>
@@ -27,5 +29,10 @@ struct Options : CommonOptions {
   std::string recording;            // folder of one to replay
   bool makes_phone = true;          // where there is none, without a profile or a seed
 };
+
+// Sensor time over real time.
+inline double pace_of(const Options& options) {
+  return options.speed == "max" ? std::numeric_limits<double>::infinity() : std::strtod(options.speed.c_str(), nullptr);
+}
 
 }  // namespace factory

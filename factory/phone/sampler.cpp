@@ -36,6 +36,11 @@ record::Reason too_few(const FreshSamples& samples, bool strangers) {
 
 }  // namespace
 
+double seconds_of(std::span<const Sample> samples) {
+  constexpr double kNsPerS = 1e9;
+  return samples.empty() ? 0 : static_cast<double>(samples.back().timestamp_ns - samples[0].timestamp_ns) / kNsPerS;
+}
+
 // Events come on the queue's thread and leave on the command's.
 class EventFeed::Inbox : public IEventQueueCallback {
  public:
@@ -67,9 +72,10 @@ class EventFeed::Inbox : public IEventQueueCallback {
     return Void();
   }
 
-  std::vector<Sample> take(std::chrono::milliseconds at_most) {
+  std::vector<Sample> take() {
+    constexpr std::chrono::milliseconds kLook{20};
     std::unique_lock<std::mutex> lock(mutex_);
-    came_.wait_for(lock, at_most, [this] { return !samples_.empty(); });
+    came_.wait_for(lock, kLook, [this] { return !samples_.empty(); });
     return std::exchange(samples_, {});
   }
 
@@ -120,7 +126,15 @@ void EventFeed::stop() {
   queue_ = nullptr;                             // waits for a delivery under way
 }
 
-std::vector<Sample> EventFeed::take(std::chrono::milliseconds at_most) { return inbox_->take(at_most); }
+void EventFeed::follow(const std::atomic<bool>& interrupted, const Look& look) {
+  auto last = enabled_at_;
+  for (bool wanted = !problem_; wanted && !interrupted;) {
+    const std::vector<Sample> came = inbox_->take();
+    const auto now = Steady::now();
+    if (!came.empty()) last = now;
+    wanted = look(came, now - last);
+  }
+}
 
 int EventFeed::strangers() const { return inbox_->strangers(); }
 
@@ -144,7 +158,6 @@ double FreshSamples::error(size_t value) const {
 FreshSamples take_samples(const EventFeed::Manager& manager, const SampleRequest& request,
                           const std::atomic<bool>& interrupted) {
   constexpr int kUsPerMs = 1000;
-  constexpr auto kLook = std::chrono::milliseconds(20);
   FreshSamples out;
   out.wanted = request.count;
   EventFeed feed(manager, request.handle, request.type, request.period_ms * kUsPerMs,
@@ -152,13 +165,14 @@ FreshSamples take_samples(const EventFeed::Manager& manager, const SampleRequest
   out.problem = feed.problem();
   const auto deadline = Steady::now() + std::chrono::seconds(request.timeout_s);
   int skipped = 0;
-  while (!out.problem && out.taken < out.wanted && !interrupted && Steady::now() < deadline) {
-    for (const Sample& sample : feed.take(kLook)) {
+  feed.follow(interrupted, [&](const std::vector<Sample>& came, auto /*quiet*/) {
+    for (const Sample& sample : came) {
       if (skipped++ < request.skip || out.taken >= out.wanted) continue;
       const auto* const first = sample.words.begin() + request.first_word;
       out.add({first, first + request.values});
     }
-  }
+    return out.taken < out.wanted && Steady::now() < deadline;
+  });
   feed.stop();
   if (!out.problem && out.taken < out.wanted)
     out.problem = interrupted ? record::Reason{Why::interrupted, "interrupted"} : too_few(out, feed.strangers() > 0);

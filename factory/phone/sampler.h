@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <span>
 #include <vector>
 
 #include "record/why.h"
@@ -28,6 +29,9 @@ struct Sample {
   std::array<float, 16> words{};
 };
 
+// How long the samples took, by their own time stamps.
+double seconds_of(std::span<const Sample> samples);
+
 class EventFeed {
  public:
   using Manager = ::android::sp<::android::frameworks::sensorservice::V1_0::ISensorManager>;
@@ -42,8 +46,10 @@ class EventFeed {
 
   const std::optional<record::Reason>& problem() const { return problem_; }
   std::chrono::steady_clock::time_point enabled_at() const { return enabled_at_; }
-  // What came since the last call; waits for the first of it, but no longer than `at_most`.
-  std::vector<Sample> take(std::chrono::milliseconds at_most);
+  // Takes what comes until `look` gives false, or somebody interrupts. It is told every few milliseconds what came
+  // since the last look, and for how long nothing did.
+  using Look = std::function<bool(const std::vector<Sample>& came, std::chrono::duration<double> quiet)>;
+  void follow(const std::atomic<bool>& interrupted, const Look& look);
   // The sensor is off afterwards; what came before can still be taken.
   void stop();
   // Events that came but named another sensor.

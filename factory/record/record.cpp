@@ -13,8 +13,8 @@ namespace factory::record {
 void judge(Measurement* m, double band) {
   m->outcome = Outcome::failed;
   if (!std::isfinite(m->value)) return;
-  if (m->low && !(m->value >= *m->low)) return;
-  if (m->high && !(m->value <= *m->high)) return;
+  if (m->low && (m->value < *m->low || (m->strict && m->value == *m->low))) return;
+  if (m->high && (m->value > *m->high || (m->strict && m->value == *m->high))) return;
   const double range = m->low && m->high ? *m->high - *m->low : std::fabs(m->high.value_or(m->low.value_or(0)));
   // Between limits that lie evenly around zero the band counts from zero, as the one limit does that they stand for.
   const double margin = band * (m->low && m->high && *m->low == -*m->high ? range / 2 : range);
@@ -39,7 +39,7 @@ std::string describe(const Measurement& m) {
   } else {
     return out + " has no limit";
   }
-  return out + unit;
+  return out + unit + (m.section.empty() ? "" : " (" + m.section + ")");
 }
 
 std::string words(const std::vector<HubWord>& words) {
@@ -61,6 +61,19 @@ void Attempt::fail(const Reason& reason) {
                  {std::string(reason.why.code), reason.arguments, reason.text});
   if (reason.hint.empty() || std::find(hints.begin(), hints.end(), reason.hint) != hints.end()) return;
   hints.insert(first ? hints.begin() : hints.end(), reason.hint);
+}
+
+void Attempt::measure(Measurement m, double band, const std::string& hint) {
+  judge(&m, band);
+  if (m.outcome == Outcome::failed) {
+    const auto bound = [](const std::optional<double>& limit) { return limit ? plain(*limit) : ""; };
+    fail({Why::value_outside,
+          describe(m),
+          std::isnan(m.value) ? kNoNumbersHint : hint,
+          {m.name, m.axis, plain(m.value), bound(m.low), bound(m.high), m.unit}});
+  }
+  if (m.outcome == Outcome::marginal) notes.push_back("marginal: " + describe(m));
+  measurements.push_back(std::move(m));
 }
 
 bool worth_another(const Attempt& attempt) {

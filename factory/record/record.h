@@ -54,14 +54,16 @@ struct Measurement {
   std::string axis;
   double value = 0;
   std::string unit;
-  std::optional<double> standard_error;
-  std::optional<double> low;
-  std::optional<double> high;
+  std::optional<double> standard_error = {};
+  std::optional<double> low = {};
+  std::optional<double> high = {};
   Outcome outcome = Outcome::passed;
+  bool strict = false;       // the limits themselves do not pass
+  std::string section = {};  // of the document that publishes the limits; empty: none does
 };
 
-// Fills the outcome. The limits themselves pass, not-a-number and infinities never do. A value is marginal when it lies
-// nearer to a limit than `band` times the range between both limits, or times the limit where there is one.
+// Fills the outcome. Not-a-number and infinities never pass. A value is marginal when it lies nearer to a limit than
+// `band` times the range between both limits, or times the limit where there is one.
 void judge(Measurement* measurement, double band);
 
 // "y: residual -0.31 +/- 0.02 m/s^2 is outside the limits of -0.02 to 0.02 m/s^2".
@@ -159,6 +161,8 @@ struct Attempt {
 
   // An error outweighs a failure, and is told before it: what failed may have failed for that.
   void fail(const Reason& reason);
+  // Judges a value and keeps it. `hint`: what to try where it does not pass.
+  void measure(Measurement measurement, double band, const std::string& hint);
 };
 
 struct Step {

@@ -229,6 +229,8 @@ void describe(auto& io, Is<Measurement> auto& part) {
   io.field("standard_error", part.standard_error);
   io.field("low", part.low);
   io.field("high", part.high);
+  io.some("strict", part.strict);
+  io.some("section", part.section);
   io.must("verdict", part.outcome);
 }
 
@@ -415,6 +417,7 @@ Json::Value parsed(const std::string& text) {
 }  // namespace
 
 Json::Value to_json(const Run& run) { return Writer::json_of(run); }
+Json::Value to_json(const Step& step) { return Writer::json_of(step); }
 Json::Value to_json(const Window& window) { return Writer::json_of(window); }
 Json::Value to_json(const HubMessage& message) { return Writer::json_of(message); }
 Json::Value to_json(const std::vector<Text>& texts) { return Writer::json_of(texts); }

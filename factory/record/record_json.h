@@ -19,6 +19,7 @@ class FormatError : public std::runtime_error {
 
 // In the newest form, sensorcal.run/2. What is empty and need not be there is left out.
 Json::Value to_json(const Run& run);
+Json::Value to_json(const Step& step);
 Json::Value to_json(const Window& window);
 Json::Value to_json(const HubMessage& message);
 

@@ -162,14 +162,14 @@ std::vector<size_t> StepRun::unsure_axes(const FreshSamples& fresh, const std::v
   return out;
 }
 
-void StepRun::fail_unsure(const Quantity& subject, const FreshSamples& fresh, const std::vector<double>& expected) {
+void StepRun::fail_unsure(const Sensor& subject, const FreshSamples& fresh, const std::vector<double>& expected) {
   if (!attempt_.reasons.empty()) return;
   for (const size_t i : unsure_axes(fresh, expected)) {
     const std::string residual = plain(fresh.values[i].mean() - expected[i]);
     attempt_.fail({Why::value_unsure,
-                   subject.axes[i] + ": residual " + residual + " +/- " + plain(fresh.error(i)) + " " + subject.unit +
-                       " is too near to the limit of " + plain(*residual_limit(i, expected[i])) + " " + subject.unit +
-                       " to be sure of it",
+                   std::string(subject.axes[i]) + ": residual " + residual + " +/- " + plain(fresh.error(i)) + " " +
+                       subject.unit + " is too near to the limit of " + plain(*residual_limit(i, expected[i])) + " " +
+                       subject.unit + " to be sure of it",
                    "the fixture moved a little during the run: set it up again and repeat",
                    {subject.axes[i], residual}});
   }
@@ -177,7 +177,7 @@ void StepRun::fail_unsure(const Quantity& subject, const FreshSamples& fresh, co
 
 // A movement that spoilt the run and ended among the fresh samples may hide in their mean: what was at rest shows the
 // same once more.
-void StepRun::look_again(const Quantity& subject, std::optional<double> reference_hpa) {
+void StepRun::look_again(const Sensor& subject, std::optional<double> reference_hpa) {
   const FreshSamples fresh = take_fresh(subject, kFreshMotion);
   if (session_.interrupted()) return;
   if (fresh.problem) return attempt_.fail(prefixed("not verified twice: ", *fresh.problem));
@@ -187,8 +187,8 @@ void StepRun::look_again(const Quantity& subject, std::optional<double> referenc
     const double residual = fresh.values[i].mean() - expected[i];
     if (!limit || std::fabs(residual) <= *limit) continue;
     attempt_.fail({Why::value_outside,
-                   subject.axes[i] + ": residual " + plain(residual) + " +/- " + plain(fresh.error(i)) + " " +
-                       subject.unit + " at a second look is outside the limits of " + plain(-*limit) + " to " +
+                   std::string(subject.axes[i]) + ": residual " + plain(residual) + " +/- " + plain(fresh.error(i)) +
+                       " " + subject.unit + " at a second look is outside the limits of " + plain(-*limit) + " to " +
                        plain(*limit) + " " + subject.unit,
                    "the phone was moved during the run: set it up again and repeat",
                    {"residual", subject.axes[i], plain(residual), plain(-*limit), plain(*limit), subject.unit}});
@@ -215,9 +215,9 @@ void StepRun::verify_calibration(const Calibration& c) {
     if (sets_thresholds(step_)) verify_thresholds();
     return;
   }
-  Quantity subject = *subject_of(step_.type);
+  Sensor subject = *subject_of(step_.type);
   subject.type = c.kind->verified_type;
-  const int batch = subject.motion ? kFreshMotion : kFreshOthers;
+  const int batch = subject.scatters ? kFreshMotion : kFreshOthers;
   FreshSamples fresh = take_fresh(subject, batch);
   std::vector<double> expected = expected_of(subject, c.reference_hpa);
   while (!fresh.problem && !session_.interrupted() && !unsure_axes(fresh, expected).empty() &&
@@ -229,7 +229,7 @@ void StepRun::verify_calibration(const Calibration& c) {
   if (fresh.problem) return attempt_.fail(prefixed("not verified: ", *fresh.problem));
   measure_fresh(subject, fresh, expected);
   fail_unsure(subject, fresh, expected);
-  if (subject.motion && attempt_.reasons.empty()) look_again(subject, c.reference_hpa);
+  if (subject.scatters && attempt_.reasons.empty()) look_again(subject, c.reference_hpa);
 }
 
 // Nothing that is not known to be good stays in the hub.

@@ -96,7 +96,7 @@ std::optional<record::Reason> near_problem(Session& session, bool wanted);
 // What to try where the sample window started anew.
 const char* restart_hint(Restart::Cause cause);
 // What to try where fresh samples are not what they should be, by their unit.
-inline constexpr char kNoNumbersHint[] = "the sensor delivers values that are no numbers";
+using record::kNoNumbersHint;
 const char* residual_hint(const std::string& unit);
 const char* noise_hint(const std::string& unit);
 

@@ -191,9 +191,9 @@ void read_verify(const PlanValue& value, Step* step) {
   step->settle = value["settle"].whole(0, kSamplesMax, step->settle);
   step->period_s = value["period"].amount("s", 0.001, 10);
   if (!known) return;
-  const std::optional<Quantity> subject = subject_of(step->type);
-  if (!subject) return value["verify"].problem("no verification reads this sensor's events");
-  const size_t axes = subject->axes.size();
+  const Sensor* subject = subject_of(step->type);
+  if (subject == nullptr) return value["verify"].problem("no verification reads this sensor's events");
+  const auto axes = static_cast<size_t>(subject->values);
   const std::optional<Bound> expected = value["expect"].bound(subject->unit, axes, false);
   for (size_t i = 0; expected && i < axes; ++i) step->expected.push_back(expected->at(i));
   step->limits = read_limits(value, {subject->unit, subject->unit, false, axes});

@@ -24,8 +24,8 @@ double expected_seconds(const Step& step) {
     return (kind->events + fresh) * kind->period_ms * kMilli;
   }
   if (step.kind != StepKind::verify || step.near) return kCommandSeconds;
-  const std::optional<Quantity> subject = subject_of(step.type);
-  const int period_ms = subject ? subject->period_ms : 0;
+  const Sensor* subject = subject_of(step.type);
+  const int period_ms = subject != nullptr ? subject->period_ms : 0;
   return (std::max(step.samples, kFreshMotion) + step.settle) * step.period_s.value_or(period_ms * kMilli);
 }
 

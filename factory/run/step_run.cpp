@@ -55,16 +55,7 @@ void StepRun::conclude() {
 }
 
 void StepRun::measure(Measurement m, const std::string& hint) {
-  judge(&m, step_.limits.marginal);
-  if (m.outcome == Outcome::failed) {
-    const auto bound = [](const std::optional<double>& limit) { return limit ? plain(*limit) : ""; };
-    attempt_.fail({Why::value_outside,
-                   describe(m),
-                   std::isnan(m.value) ? kNoNumbersHint : hint,
-                   {m.name, m.axis, plain(m.value), bound(m.low), bound(m.high), m.unit}});
-  }
-  if (m.outcome == Outcome::marginal) attempt_.notes.push_back("marginal: " + describe(m));
-  attempt_.measurements.push_back(m);
+  attempt_.measure(std::move(m), step_.limits.marginal, hint);
 }
 
 void StepRun::run_fixture() {
@@ -84,7 +75,7 @@ void StepRun::run_fixture() {
   attempt_.notes.insert(attempt_.notes.end(), arranged.notes.begin(), arranged.notes.end());
 }
 
-FreshSamples StepRun::take_fresh(const Quantity& subject, int count) {
+FreshSamples StepRun::take_fresh(const Sensor& subject, int count) {
   const auto* sensor = session_.sensor(subject.type);
   const Sensor* kind = find_kind(step_.type, 0);
   if (sensor == nullptr && kind != nullptr) sensor = verified_sensor(session_, *kind);
@@ -94,7 +85,7 @@ FreshSamples StepRun::take_fresh(const Quantity& subject, int count) {
   SampleRequest request;
   request.handle = sensor->sensorHandle;
   request.type = static_cast<int>(sensor->type);
-  request.values = static_cast<int>(subject.axes.size());
+  request.values = subject.values;
   request.first_word = subject.first_word;
   request.period_ms = step_.period_s ? static_cast<int>(std::lround(*step_.period_s * 1000)) : subject.period_ms;
   request.skip = step_.settle;
@@ -104,12 +95,12 @@ FreshSamples StepRun::take_fresh(const Quantity& subject, int count) {
 }
 
 // What the sensor should report: what the plan says, the reference, the golden values, else what the fixture is set to.
-std::vector<double> StepRun::expected_of(const Quantity& subject, std::optional<double> reference_hpa) {
+std::vector<double> StepRun::expected_of(const Sensor& subject, std::optional<double> reference_hpa) {
   if (!step_.expected.empty()) return step_.expected;
   if (reference_hpa) return {*reference_hpa};
   const Sensor* kind = find_kind(step_.type, 0);
   if (kind != nullptr && kind->result == Result::channel_scale)
-    return golden_values(session_, step_, subject.axes.size());
+    return golden_values(session_, step_, static_cast<size_t>(subject.values));
   return expected_at(session_.fixture().world(), step_.type);
 }
 
@@ -121,9 +112,9 @@ std::optional<double> StepRun::residual_limit(size_t axis, double expected) cons
   return kind->residual_limit * (kind->limit_is_relative ? std::fabs(expected) : 1);
 }
 
-void StepRun::measure_fresh(const Quantity& subject, const FreshSamples& fresh, const std::vector<double>& expected) {
-  for (size_t i = 0; i < subject.axes.size() && i < fresh.values.size(); ++i) {
-    const std::string& axis = subject.axes[i];
+void StepRun::measure_fresh(const Sensor& subject, const FreshSamples& fresh, const std::vector<double>& expected) {
+  for (size_t i = 0; i < fresh.values.size(); ++i) {
+    const std::string axis = subject.axes[i];
     const double mean = fresh.values[i].mean();
     const double noise = fresh.values[i].standard_deviation();
     const double error = noise / std::sqrt(std::max(1, fresh.taken));
@@ -147,7 +138,7 @@ void StepRun::measure_fresh(const Quantity& subject, const FreshSamples& fresh, 
     }
     measure({"noise", axis, noise, subject.unit, noise / std::sqrt(2.0 * std::max(1, fresh.taken)), {}, most},
             noise_hint(subject.unit));
-    if (subject.motion && noise == 0)
+    if (subject.scatters && noise == 0)
       attempt_.fail({Why::sensor_stuck,
                      axis + ": all fresh samples are " + plain(mean) + " " + subject.unit,
                      restart_hint(record::Cause::zero_variance),
@@ -167,13 +158,13 @@ void StepRun::verify_near(bool near) {
 void StepRun::run_verify() {
   const Span span(*this, "verify");
   if (step_.near) return verify_near(*step_.near);
-  const Quantity subject = *subject_of(step_.type);
+  const Sensor& subject = *subject_of(step_.type);
   const FreshSamples fresh = take_fresh(subject, step_.samples > 0 ? step_.samples : kVerifySamples);
   if (session_.interrupted()) return;
   if (fresh.problem) return attempt_.fail(*fresh.problem);
   record::Window& window = attempt_.window.emplace();
   window.unit = subject.unit;
-  window.axes.assign(subject.axes.begin(), subject.axes.end());
+  window.axes.assign(subject.axes, subject.axes + subject.values);
   window.period_ms = step_.period_s ? static_cast<int>(std::lround(*step_.period_s * 1000)) : subject.period_ms;
   int event = step_.settle;
   for (const std::vector<double>& row : fresh.rows)

@@ -64,14 +64,14 @@ class StepRun {
   void end_changes(HeldValues& held, bool went_through);
   void settle_what_stays(HeldValues& held, bool went_through);
 
-  void measure_fresh(const Quantity& subject, const FreshSamples& fresh, const std::vector<double>& expected);
-  std::vector<double> expected_of(const Quantity& subject, std::optional<double> reference_hpa);
-  FreshSamples take_fresh(const Quantity& subject, int count);
+  void measure_fresh(const Sensor& subject, const FreshSamples& fresh, const std::vector<double>& expected);
+  std::vector<double> expected_of(const Sensor& subject, std::optional<double> reference_hpa);
+  FreshSamples take_fresh(const Sensor& subject, int count);
   std::optional<double> residual_limit(size_t axis, double expected) const;
   // Axes whose residuals are within their limits, but not surely so. None where one is outside: that is sure enough.
   std::vector<size_t> unsure_axes(const FreshSamples& fresh, const std::vector<double>& expected) const;
-  void look_again(const Quantity& subject, std::optional<double> reference_hpa);
-  void fail_unsure(const Quantity& subject, const FreshSamples& fresh, const std::vector<double>& expected);
+  void look_again(const Sensor& subject, std::optional<double> reference_hpa);
+  void fail_unsure(const Sensor& subject, const FreshSamples& fresh, const std::vector<double>& expected);
   void measure(Measurement measurement, const std::string& hint);
   void conclude();
   void look_for_services(int lost_before);

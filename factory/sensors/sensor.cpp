@@ -357,8 +357,8 @@ std::vector<double> told_by(const std::map<std::string, std::string>& world, int
     const auto found = world.find(key);
     return found == world.end() ? std::string() : found->second;
   };
-  const std::optional<Quantity> subject = subject_of(type);
-  const std::string unit = subject ? subject->unit : "";
+  const Sensor* subject = subject_of(type);
+  const std::string_view unit = subject != nullptr ? subject->unit : "";
   if (unit == "m/s^2") return as_mounted(type, times(kGravity, up_of(told("up"))));
   if (unit == "rad/s") return as_mounted(type, vector_of(told("rotation")));
   if (unit == "hPa") return number_of(told("pressure"));
@@ -374,18 +374,16 @@ std::vector<double> expected_at(const std::map<std::string, std::string>& world,
   return out.empty() ? nominal(type) : out;
 }
 
-Quantity quantity_of(int type) {
+Sensor events_of(int type) {
   const Sensor* known = sensor_of(type);
-  const Sensor sensor = known != nullptr ? *known : Sensor();
-  if (sensor.shows != nullptr) return {type, sensor.shows, {"value"}, 0, sensor.period_ms, false};
-  return {type,           sensor.unit, {sensor.axes, sensor.axes + sensor.values}, sensor.first_word, sensor.period_ms,
-          sensor.scatters};
+  if (known == nullptr) return {.type = type};
+  if (known->shows == nullptr) return *known;
+  return {.type = type, .unit = known->shows, .period_ms = known->period_ms};
 }
 
-std::optional<Quantity> subject_of(int type) {
+const Sensor* subject_of(int type) {
   const Sensor* sensor = sensor_of(type);
-  if (sensor == nullptr || sensor->shows != nullptr) return std::nullopt;
-  return quantity_of(type);
+  return sensor != nullptr && sensor->shows == nullptr ? sensor : nullptr;
 }
 
 int parse_tag(const std::string& text) {

@@ -179,21 +179,12 @@ std::vector<double> told_by(const std::map<std::string, std::string>& world, int
 // The same; where the world does not say, as on the factory's fixture: flat, at rest, under the lamp.
 std::vector<double> expected_at(const std::map<std::string, std::string>& world, int sensor_type);
 
-// What the events of a sensor carry.
-struct Quantity {
-  int type = 0;
-  std::string unit;
-  std::vector<std::string> axes;
-  int first_word = 0;
-  int period_ms = 100;
-  bool motion = false;  // always carries noise: equal samples mean that it is stuck
-};
+// What the events of a sensor carry: its row, with one value of another unit where it `shows` that. A type that nothing
+// is known of has one value without a unit.
+Sensor events_of(int type);
 
-// A type that nothing is known of has one value without a unit.
-Quantity quantity_of(int type);
-
-// The same; nothing for a sensor whose events no verification knows to read.
-std::optional<Quantity> subject_of(int type);
+// Null for a sensor whose events no verification knows to read.
+const Sensor* subject_of(int type);
 
 // The type number of a tag or a number; throws AppError with the tags that come near.
 int parse_tag(const std::string& text);

@@ -11,10 +11,16 @@
 #include "files/numbers.h"
 #include "phone/session.h"
 #include "record/exit_code.h"
+#include "record/record_json.h"
+#include "record/run_text.h"
 #include "sensors/sensor.h"
 
 namespace factory {
 namespace {
+
+using record::Measurement;
+using record::Outcome;
+using record::Step;
 
 constexpr double kSecondsMin = 3;
 constexpr double kSecondsMax = 50;
@@ -26,60 +32,77 @@ struct Arguments {
   std::optional<double> reference_hpa;
 };
 
-Json::Value to_json(Session& session, const std::vector<SensorCheck>& done, record::Outcome verdict) {
+Json::Value to_json(Session& session, const std::vector<Step>& steps, Outcome verdict) {
   Json::Value out = session.document();
-  out["sensors"] = json_list(done, [](const SensorCheck& check) { return to_json(check); });
+  out["sensors"] = json_list(steps, [](const Step& step) { return to_json(step); });
   out["verdict"] = outcome_name(verdict);
   return out;
 }
 
-std::string to_text(Session& session, const std::vector<SensorCheck>& done, bool passed) {
+// "at most 405 ms", "90 to 220 %"; nothing without a limit.
+std::string allowed(const Measurement& m) {
+  const std::string unit = m.unit.empty() ? "" : " " + m.unit;
+  if (m.low && m.high) return plain(*m.low) + " to " + plain(*m.high) + unit;
+  if (m.low) return "at least " + plain(*m.low) + unit;
+  return m.high ? (m.strict ? "below " : "at most ") + plain(*m.high) + unit : "";
+}
+
+std::string to_text(Session& session, const std::vector<Step>& steps, Outcome verdict) {
   std::string out;
   for (const std::string& remark : session.fixture().remarks()) out += "note: " + remark + "\n";
-  std::vector<std::vector<std::string>> rows = {{"sensor", "limit", "measured", "allowed", "section", "result"}};
-  for (const SensorCheck& check : done) {
-    for (auto& row : table_rows(check)) rows.push_back(std::move(row));
+  std::vector<std::vector<std::string>> rows = {{"sensor", "measured", "value", "allowed", "section", "verdict"}};
+  for (const Step& step : steps) {
+    for (const Measurement& m : step.attempts[0].measurements) {
+      rows.push_back({step.tag, m.name + (m.axis.empty() ? "" : ", " + m.axis),
+                      plain(m.value) + (m.unit.empty() ? "" : " " + m.unit), allowed(m), m.section,
+                      m.low || m.high ? verdict_text(m.outcome) : ""});
+    }
   }
-  out += table(rows) + "\n";
-  for (const SensorCheck& check : done) {
-    for (const std::string& line : failures(check)) out += line + "\n";
-  }
-  return out +
-         (session.interrupted() ? bad("interrupted")
-          : passed              ? good("all sensors keep within the limits")
-                                : bad("not all sensors keep within the limits")) +
-         "\n";
+  if (rows.size() > 1) out += table(rows) + "\n";
+  for (const Step& step : steps)
+    out += attempt_text(step.index, static_cast<int>(steps.size()), step.name, step.attempts[0]);
+  return out + "\n" + headline_text(verdict) + "\n";
+}
+
+// Aborted where a person ended it, else what the first sensor came to that did not pass.
+Outcome verdict_of(Session& session, const std::vector<Step>& steps) {
+  const auto missed =
+      std::find_if(steps.begin(), steps.end(), [](const Step& step) { return step.outcome != Outcome::passed; });
+  if (session.interrupted()) return Outcome::aborted;
+  return missed == steps.end() ? Outcome::passed : missed->outcome;
 }
 
 int run(const Options& options, const Arguments& arguments) {
   std::vector<int> types;
   for (const std::string& tag : arguments.tags) types.push_back(parse_tag(tag));
+  if (arguments.reference_hpa && !types.empty() && std::count(types.begin(), types.end(), sensor_type::pressure) == 0)
+    throw AppError(kUsage, "--reference: " + tag_of(types[0]) + " is no barometer: only Bar is held against one");
   Session session(options);
   session.require_ready();
   if (types.empty()) types = checked_types(session);
   if (types.empty()) throw AppError(kFailed, "the phone lists no sensor that a limit is published for");
-  std::vector<SensorCheck> done;
-  {
-    StatusLine status(!options.json);
-    for (size_t i = 0; i < types.size() && !session.interrupted(); ++i) {
-      const auto progress = [&](double seconds) {
-        const double left = arguments.seconds * static_cast<double>(types.size() - i) - seconds;
-        status.show("[" + std::to_string(i + 1) + "/" + std::to_string(types.size()) + "] " + tag_of(types[i]) + "  " +
-                    fixed(seconds, 1) + " of " + fixed(arguments.seconds, 1) + " s, " + fixed(std::max(0.0, left), 0) +
-                    " s left");
-      };
-      done.push_back(
-          check_sensor(session, {types[i], arguments.seconds, arguments.period_ms, arguments.reference_hpa}, progress));
-    }
+  std::vector<Step> steps;
+  StatusLine status(!options.json);
+  for (size_t i = 0; i < types.size() && !session.interrupted(); ++i) {
+    Step& step = steps.emplace_back();
+    step.index = static_cast<int>(i) + 1;
+    step.name = "check " + name_of(types[i]);
+    step.kind = "check";
+    step.tag = tag_of(types[i]);
+    if (const Sensor* sensor = sensor_of(types[i])) step.sensor = sensor->words;
+    const auto progress = [&](double seconds) {
+      const double left = arguments.seconds * static_cast<double>(types.size() - i) - seconds;
+      status.show("[" + std::to_string(step.index) + "/" + std::to_string(types.size()) + "] " + step.tag + "  " +
+                  fixed(seconds, 1) + " of " + fixed(arguments.seconds, 1) + " s, " + fixed(std::max(0.0, left), 0) +
+                  " s left");
+    };
+    const CheckRequest request{types[i], arguments.seconds, arguments.period_ms, arguments.reference_hpa};
+    step.attempts.push_back(check_sensor(session, request, progress));
+    step.outcome = step.attempts[0].outcome;
   }
-  const bool passed = !session.interrupted() &&
-                      std::all_of(done.begin(), done.end(), [](const SensorCheck& check) { return check.passed(); });
-  using record::Outcome;
-  const Outcome verdict = session.interrupted()            ? Outcome::aborted
-                          : passed                         ? Outcome::passed
-                          : session.sensor_service_there() ? Outcome::failed
-                                                           : Outcome::error;
-  print_result(options.json, "check/2", to_json(session, done, verdict), to_text(session, done, passed));
+  status.clear();
+  const Outcome verdict = verdict_of(session, steps);
+  print_result(options.json, "check/3", to_json(session, steps, verdict), to_text(session, steps, verdict));
   return exit_code(verdict, record::delivered("", [&] { session.require_logs(); }));
 }
 

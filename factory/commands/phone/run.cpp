@@ -3,9 +3,7 @@
 
 #include <unistd.h>
 
-#include <cstdlib>
 #include <iostream>
-#include <limits>
 #include <memory>
 #include <utility>
 
@@ -71,11 +69,6 @@ class LastWill {
   Session& session_;
 };
 
-double speed_of(const Options& options) {
-  const double speed = std::strtod(options.speed.c_str(), nullptr);
-  return speed > 0 ? speed : std::numeric_limits<double>::infinity();
-}
-
 // A step asked for by name that this phone's chip does not have.
 bool refused(const record::Run& run) {
   const std::vector<record::Attempt>& attempts = run.steps.back().attempts;
@@ -106,7 +99,7 @@ int run_on_phone(const Options& options, const plan::Plan& plan, const RunOrder&
   for (const std::string& remark : remarks) {
     if (!options.json) std::cout << "note: " << remark << "\n";
   }
-  Teller teller(plan, session, !options.json, single, speed_of(options));
+  Teller teller(plan, session, !options.json, single, pace_of(options));
   plan::PlanRun plan_run(session, plan, order, teller);
   const LastWill will(session, [&](const std::string& why) {
     record::Run run = plan_run.abort(why);

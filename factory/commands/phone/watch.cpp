@@ -29,7 +29,6 @@ using Seconds = std::chrono::duration<double>;
 constexpr double kLineSeconds = 0.2;    // of the phone's time, between two lines
 constexpr double kRedrawSeconds = 0.1;  // of real time, on a terminal
 constexpr double kQuietSeconds = 1;
-constexpr auto kLook = std::chrono::milliseconds(20);
 
 struct Arguments {
   std::string tag;
@@ -68,21 +67,20 @@ class Display {
   void summary() {
     const LiveState all = view_.summary();
     if (json_) {
-      std::cout << json_line(live_json(all, view_.quantity(), true)) << std::endl;
+      std::cout << json_line(live_json(all, true)) << std::endl;
       return;
     }
     take_back();
-    std::cout << live_block(all, view_.quantity(), tag_ + ", all") << std::flush;
+    std::cout << live_block(all, tag_ + ", all") << std::flush;
   }
 
  private:
   void print(const LiveState& state) {
-    std::cout << (json_ ? json_line(live_json(state, view_.quantity(), false)) : live_line(state, view_.quantity()))
-              << std::endl;
+    std::cout << (json_ ? json_line(live_json(state, false)) : live_line(state)) << std::endl;
   }
 
   void draw(double quiet) {
-    std::string text = view_.events() == 0 ? "" : live_block(view_.now(), view_.quantity(), tag_);
+    std::string text = view_.events() == 0 ? "" : live_block(view_.now(), tag_);
     if (view_.events() == 0 || quiet >= kQuietSeconds) text += bad("no event for " + fixed(quiet, 1) + " s") + "\n";
     take_back();
     std::cout << text << faint("Ctrl-C ends") << "\n" << std::flush;
@@ -104,26 +102,6 @@ class Display {
   std::ptrdiff_t lines_ = 0;
 };
 
-// Until the time is over, or somebody interrupts.
-void follow(Session& session, EventFeed& feed, std::optional<double> seconds, LiveView& view, Display& display) {
-  const double speed = session.options().speed == "max" ? 1 : std::strtod(session.options().speed.c_str(), nullptr);
-  const double slowness = 1 / std::min(1.0, speed);
-  const auto begin = Steady::now();
-  auto last = begin;
-  while (!session.interrupted()) {
-    for (const Sample& sample : feed.take(kLook)) {
-      view.add(sample);
-      display.sampled();
-      last = Steady::now();
-      if (seconds && view.seconds() >= *seconds) return;
-    }
-    const auto now = Steady::now();
-    display.looked(Seconds(now - last).count());
-    constexpr double kGrace = 1;  // for the first event to come
-    if (seconds && Seconds(now - begin).count() >= *seconds * slowness + kGrace) return;
-  }
-}
-
 int run(const Options& options, const Arguments& arguments) {
   const int type = parse_tag(arguments.tag);
   Session session(options);
@@ -131,8 +109,7 @@ int run(const Options& options, const Arguments& arguments) {
   const std::string tag = tag_of(type);
   const auto* sensor = session.sensor(type);
   if (sensor == nullptr) throw AppError(kFailed, tag + ": the phone lists no such sensor");
-  const Quantity quantity = quantity_of(type);
-  LiveView view(quantity);
+  LiveView view(events_of(type));
   Display display(view, tag, options.json);
   if (!options.json) {
     for (const std::string& remark : session.fixture().remarks()) std::cout << "note: " << remark << "\n";
@@ -140,12 +117,23 @@ int run(const Options& options, const Arguments& arguments) {
   constexpr double kUsPerMs = 1000;
   {
     EventFeed feed(session.cal().sensor_manager, sensor->sensorHandle, type,
-                   static_cast<int>(arguments.period_ms.value_or(quantity.period_ms) * kUsPerMs));
+                   static_cast<int>(arguments.period_ms.value_or(events_of(type).period_ms) * kUsPerMs));
     if (const auto& problem = feed.problem()) {
       throw AppError(session.sensor_service_there() ? exit_code(problem->why.outcome, true) : kUnreachable,
                      tag + ": " + problem->text + "; " + problem->hint);
     }
-    follow(session, feed, arguments.seconds, view, display);
+    const double slowness = std::max(1.0, 1 / pace_of(options));
+    constexpr double kGrace = 1;  // for the first event to come
+    feed.follow(session.interrupted(), [&](const std::vector<Sample>& came, Seconds quiet) {
+      for (const Sample& sample : came) {
+        view.add(sample);
+        display.sampled();
+        if (arguments.seconds && view.seconds() >= *arguments.seconds) return false;
+      }
+      display.looked(quiet.count());
+      const Seconds enabled = Steady::now() - feed.enabled_at();
+      return !arguments.seconds || enabled.count() < *arguments.seconds * slowness + kGrace;
+    });
   }
   display.summary();
   if (session.interrupted() || view.events() > 0) return kPassed;
