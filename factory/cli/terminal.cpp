@@ -3,11 +3,18 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <iostream>
+#include <streambuf>
+#include <string_view>
 
 namespace factory {
 namespace {
+
+// Begins a sequence of the terminal's in a text; in UTF-8 it does not occur.
+constexpr char kSequence = '\xF8';
 
 // A terminal, and NO_COLOR unset or empty.
 bool colour_wanted() {
@@ -19,10 +26,91 @@ bool colour_wanted() {
 }
 
 std::string coloured(const char* code, const std::string& text) {
-  return colour_wanted() ? std::string("\033[") + code + "m" + text + "\033[0m" : text;
+  return colour_wanted() ? terminal_sequence((std::string(code) + "m").c_str()) + text + terminal_sequence("0m") : text;
 }
 
+bool is_continuation(char c) { return (static_cast<unsigned char>(c) & 0xC0U) == 0x80U; }
+
+// How many bytes the character has that begins there; 0: none does.
+size_t character_at(std::string_view text, size_t at) {
+  const auto byte = static_cast<unsigned char>(text[at]);
+  const size_t bytes = byte < 0x80                   ? 1
+                       : byte >= 0xC2 && byte < 0xE0 ? 2
+                       : (byte & 0xF0U) == 0xE0      ? 3
+                       : byte >= 0xF0 && byte < 0xF5 ? 4
+                                                     : 0;
+  for (size_t i = 1; i < bytes; ++i) {
+    if (at + i >= text.size() || !is_continuation(text[at + i])) return 0;
+  }
+  return bytes;
+}
+
+bool hidden(unsigned code) {
+  if (code < 0xA0) return (code < 0x20 && code != '\n' && code != '\t') || code >= 0x7F;
+  return code == 0x061C || (code >= 0x200B && code <= 0x200F) || (code >= 0x2028 && code <= 0x202E) ||
+         (code >= 0x2066 && code <= 0x2069) || code == 0xFEFF;
+}
+
+// The stream's buffer from then on. A character may come in pieces, and lines from any thread.
+class VisibleBuffer : public std::streambuf {
+ public:
+  explicit VisibleBuffer(std::ostream* stream) : to_(stream->rdbuf(this)) {}
+
+ private:
+  std::streamsize xsputn(const char* text, std::streamsize size) override {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    held_.append(text, static_cast<size_t>(size));
+    return held_.find('\n') == std::string::npos || pass_on() ? size : 0;
+  }
+  int overflow(int c) override {
+    const char one = static_cast<char>(c);
+    return c == EOF || xsputn(&one, 1) == 1 ? 0 : EOF;
+  }
+  int sync() override {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return pass_on() && to_->pubsync() == 0 ? 0 : -1;
+  }
+  bool pass_on() {
+    std::string text = visible(held_);
+    held_.clear();
+    for (size_t at = text.find(kSequence); at != std::string::npos; at = text.find(kSequence, at))
+      text.replace(at, 1, "\033[");
+    return to_->sputn(text.data(), static_cast<std::streamsize>(text.size())) ==
+           static_cast<std::streamsize>(text.size());
+  }
+
+  std::mutex mutex_;
+  std::string held_;  // guarded by mutex_
+  std::streambuf* const to_;
+};
+
 }  // namespace
+
+std::string visible(const std::string& text) {
+  std::string out;
+  for (size_t at = 0; at < text.size();) {
+    const size_t bytes = character_at(text, at);
+    char escape[8] = "";
+    if (bytes == 0 && text[at] != kSequence) {
+      snprintf(escape, sizeof escape, "\\x%02x", static_cast<unsigned>(static_cast<unsigned char>(text[at])));
+    } else if (bytes > 0) {
+      unsigned code = static_cast<unsigned char>(text[at]) & (bytes == 1 ? 0x7FU : 0xFFU >> (bytes + 1));
+      for (size_t i = 1; i < bytes; ++i) code = code << 6U | (static_cast<unsigned char>(text[at + i]) & 0x3FU);
+      if (hidden(code)) snprintf(escape, sizeof escape, "\\u%04x", code);
+    }
+    out += *escape != '\0' ? escape : text.substr(at, std::max<size_t>(bytes, 1));
+    at += std::max<size_t>(bytes, 1);
+  }
+  return out;
+}
+
+void show_what_is_printed() {
+  // Never destroyed: what is left is written when the program ends.
+  new VisibleBuffer(&std::cout);
+  new VisibleBuffer(&std::cerr);
+}
+
+std::string terminal_sequence(const char* rest) { return kSequence + std::string(rest); }
 
 std::string bold(const std::string& text) { return coloured("1", text); }
 std::string good(const std::string& text) { return coloured("32", text); }
@@ -38,7 +126,8 @@ void StatusLine::show(const std::string& text) {
   if (!own) return;  // a question waits there
   // A line that wraps could not be taken back.
   const size_t columns = terminal_columns(STDERR_FILENO);
-  fprintf(stderr, "\r\033[K%s", (columns > 1 ? text.substr(0, columns - 1) : text).c_str());
+  const std::string whole = visible(text);
+  fprintf(stderr, "\r\033[K%s", (columns > 1 ? whole.substr(0, columns - 1) : whole).c_str());
   fflush(stderr);
   drawn_ = true;
 }

@@ -8,6 +8,17 @@
 
 namespace factory {
 
+// A text that may come from anywhere (a plan, a phone, a scanner) as it is shown: control characters, those that turn
+// the direction of writing, and bytes that are no UTF-8 as escapes, "\u001b" and "\xff"; line feeds and tabs stay, and
+// so do the colours below. In JSON it means the same.
+std::string visible(const std::string& text);
+
+// From here on all that goes to std::cout and std::cerr is visible().
+void show_what_is_printed();
+
+// A sequence of the terminal's, which the text that is printed may hold.
+std::string terminal_sequence(const char* rest);
+
 // In colour where standard output is a terminal and NO_COLOR is unset or empty.
 std::string bold(const std::string& text);
 std::string good(const std::string& text);

@@ -12,13 +12,13 @@ using Row = std::vector<std::string>;
 
 constexpr size_t kGap = 2;
 constexpr size_t kWidthMin = 8;
-constexpr char kReset[] = "\033[0m";
+const std::string kReset = terminal_sequence("0m");
 
 // Printed width: without colour codes, and a UTF-8 character counts once.
 size_t width(const std::string& text) {
   size_t count = 0;
   for (size_t i = 0; i < text.size(); ++i) {
-    if (text[i] == '\033') {
+    if (text[i] == kReset[0]) {
       while (i < text.size() && text[i] != 'm') ++i;
     } else if ((static_cast<unsigned char>(text[i]) & 0xC0U) != 0x80U) {
       ++count;
@@ -56,10 +56,10 @@ Row wrap_plain(std::string text, size_t columns) {
 // A cell that is coloured as a whole stays so in each of its lines.
 Row wrap(const std::string& cell, size_t columns) {
   if (width(cell) <= columns) return {cell};
-  const bool coloured = cell.starts_with('\033') && cell.ends_with(kReset);
+  const bool coloured = cell.starts_with(kReset[0]) && cell.ends_with(kReset);
   if (!coloured) return wrap_plain(cell, columns);
   const size_t begin = cell.find('m') + 1;
-  Row lines = wrap_plain(cell.substr(begin, cell.size() - begin - (sizeof kReset - 1)), columns);
+  Row lines = wrap_plain(cell.substr(begin, cell.size() - begin - kReset.size()), columns);
   for (std::string& line : lines) line = cell.substr(0, begin) + line + kReset;
   return lines;
 }
@@ -143,7 +143,14 @@ std::string remark(const std::string& label, const std::string& text) {
 
 std::string table(const std::vector<Row>& rows) { return table(rows, terminal_columns()); }
 
-std::string table(const std::vector<Row>& rows, size_t columns) {
+std::string table(const std::vector<Row>& given, size_t columns) {
+  std::vector<Row> rows = given;
+  for (Row& row : rows) {
+    for (std::string& cell : row) {
+      cell = visible(cell);
+      std::replace(cell.begin(), cell.end(), '\n', ' ');
+    }
+  }
   std::vector<size_t> widths;
   std::vector<size_t> least;
   for (const Row& row : rows) {

@@ -125,7 +125,7 @@ class OperatorFixture : public Fixture {
     std::cout << std::flush;
     std::string text = "\r\033[K";
     for (const auto& [key, value] : settings)
-      text += wrapped(instruction(key, value) + ".", terminal_.columns()) + "\n";
+      text += wrapped(visible(instruction(key, value)) + ".", terminal_.columns()) + "\n";
     terminal_.forget_typed();
     std::string answer;
     for (;;) {
@@ -134,7 +134,7 @@ class OperatorFixture : public Fixture {
       if (answer.empty() || answer == "\r") return Answer::done;
       if (answer == "s" || answer == "skip") return Answer::skip;
       if (answer == "a" || answer == "abort") return Answer::abort;
-      text = "'" + answer + "' is no answer.\n";
+      text = "'" + visible(answer) + "' is no answer.\n";
     }
     terminal_.print("\n");
     return interrupted_ ? Answer::interrupted : Answer::abort;

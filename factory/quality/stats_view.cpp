@@ -203,7 +203,7 @@ std::string shown(const std::string& text, size_t most) {
   for (const char c : to_stored(text)) {
     const auto byte = static_cast<unsigned char>(c);
     if ((byte & 0xc0U) != 0x80U && ++characters > most) return out + "...";
-    out += byte < 0x20 || byte == 0x7f ? '?' : c;
+    out += c;
   }
   return out;
 }

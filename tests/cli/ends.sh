@@ -126,3 +126,9 @@ done
 run 2 run plan.json --speed max --html both --junit both
 run 2 run plan.json --speed max --log both --hub-log both
 run 2 run plan.json --speed max --serial '  '
+
+# What a plan says is shown on a terminal, not sent to it, and its colours are the program's own.
+printf '{"format": "sensorcal.plan/1", "name": "p\\u001b[31m", "steps": [{"calibrate": "Acc", "name": "a\\u001b[2J\\u009b3m\\u202e"}]}' >escape.json
+script -qc "$sensorcal run escape.json --speed max" /dev/null >out </dev/null || fail "the plan with escapes: ended with $?"
+has out 'a\\u001b\[2J\\u009b3m\\u202e' $'\e''\[32mPASSED'
+lacks out $'\e''\[2J' $'\xe2\x80\xae'

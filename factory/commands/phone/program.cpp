@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "cli/command_line.h"
+#include "cli/terminal.h"
 #include "files/json_text.h"
 #include "phone/fixture.h"
 #include "phone/fixture_settings.h"
@@ -172,6 +173,7 @@ int tell(int code, const std::string& text, bool json) {
 
 int run_program(int argc, char** argv, const Program& program) {
   catch_early_signals();
+  show_what_is_printed();
   // Known before the command line is: what is wrong with that is told in the same way.
   const bool json = std::find(argv, argv + argc, std::string_view("--json")) != argv + argc;
   try {

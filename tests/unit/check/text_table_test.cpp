@@ -48,11 +48,25 @@ TEST(Table, BecomesBlocksWhereAWordWouldBreak) {
 }
 
 TEST(Table, NeverLeavesTheTerminal) {
+  const std::string red = terminal_sequence("31m");
+  const std::string plain = terminal_sequence("0m");
   const std::vector<std::vector<std::string>> rows = {{"a", "b"},
-                                                      {std::string(90, 'x'), "\033[31mone two three\033[0m"}};
+                                                      {std::string(90, 'x'), red + "one two three" + plain}};
   for (size_t columns = 16; columns < 120; ++columns) EXPECT_LE(widest(table(rows, columns)), columns + 9) << columns;
-  EXPECT_NE(table(rows, 24).find("\033[31mone two three\033[0m"), std::string::npos);
-  EXPECT_NE(table(rows, 12).find("\033[31mone two\033[0m\n"), std::string::npos) << "each line has its colour";
+  EXPECT_NE(table(rows, 24).find(red + "one two three" + plain), std::string::npos);
+  EXPECT_NE(table(rows, 12).find(red + "one two" + plain + "\n"), std::string::npos) << "each line has its colour";
+}
+
+// What a plan, a phone or a scanner says does nothing to the terminal, and takes its place in a table.
+TEST(VisibleTest, ShowsWhatIsNotToBeSent) {
+  const std::pair<const char*, const char*> cases[] = {{"20 \u00B5T, \u4E2D\n\tx", "20 \u00B5T, \u4E2D\n\tx"},
+                                                       {"\033[2J\a\r", "\\u001b[2J\\u0007\\u000d"},
+                                                       {"\x7F\u009B31m", "\\u007f\\u009b31m"},
+                                                       {"a\u202Eb\u2066\uFEFF\u200B", "a\\u202eb\\u2066\\ufeff\\u200b"},
+                                                       {"\xFF\xC3", "\\xff\\xc3"},
+                                                       {"\xC0\x80\xE2\x82", "\\xc0\\x80\\xe2\\x82"}};
+  for (const auto& [text, shown] : cases) EXPECT_EQ(visible(text), shown);
+  EXPECT_EQ(table({{"a", "b"}, {"\033[1\nm", "c"}}, 0), "a           b\n\\u001b[1 m  c\n");
 }
 
 }  // namespace
