@@ -25,6 +25,8 @@ TEST(ReferenceData, TakesTheTextsOfTheSection) {
       {"ver : \"-\"\nk { ver : \"1\",\n \"data\" : \"7\"\n}\nver : \"-\"", {"k"}, {"1"}, {"7"}},
       // Keys in order, each on a later line than the one before it.
       {"a b\nver : \"-\"\nb {\nver : \"1\"\n}", {"a", "b"}, {"1"}, {}},
+      // Without keys there is no section.
+      {"ver : \"1\"", {}, {}, {}},
       // "ver" inside words too; its quote is looked for one character later.
       {"k {\novertly : \"x\"  server\"y\"z\nver\"a\"b\"c", {"k"}, {"x", "z", "b"}, {}},
       // A text without end runs to the end of its line; without a quote there is none.
