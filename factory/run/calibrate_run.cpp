@@ -20,6 +20,14 @@ std::string channel_name(const Step& step) {
   return std::string(step.screen ? "screen's " : "") + "scale of channel " + std::to_string(*step.channel);
 }
 
+std::vector<std::vector<double>> accepted(const record::Window& window) {
+  std::vector<std::vector<double>> out;
+  for (const record::Sample& sample : window.samples) {
+    if (sample.state == record::SampleState::accepted) out.push_back(sample.values);
+  }
+  return out;
+}
+
 Reason prefixed(const char* before, Reason reason) {
   reason.text.insert(0, before);
   return reason;
@@ -228,6 +236,14 @@ void StepRun::verify_calibration(const Calibration& c) {
   if (session_.interrupted()) return;
   if (fresh.problem) return attempt_.fail(prefixed("not verified: ", *fresh.problem));
   measure_fresh(subject, fresh, expected);
+  // The run listens to another type of the same chip: the sensor itself must be heard as well.
+  if (subject.type != step_.type) {
+    const Sensor& itself = *subject_of(step_.type);
+    const FreshSamples heard = take_fresh(itself, kFreshOthers);
+    if (session_.interrupted()) return;
+    if (heard.problem) return attempt_.fail(prefixed("not verified: ", *heard.problem));
+    require_scatter(itself, heard.rows);
+  }
   fail_unsure(subject, fresh, expected);
   if (subject.scatters && attempt_.reasons.empty()) look_again(subject, c.reference_hpa);
 }
@@ -284,7 +300,9 @@ void StepRun::run_calibrate() {
       }
       nothing_sent_ = c.panel && c.panel->refused;
       went_through = c.result == 0 && !nothing_sent_;
+      if (!c.run.values.empty()) attempt_.window = window_of(session_, c);
       if (!session_.interrupted()) judge_run(session_, &c);
+      if (attempt_.window && c.kind != nullptr) require_scatter(*c.kind, accepted(*attempt_.window));
       if (attempt_.reasons.empty() && !session_.interrupted()) verify_calibration(c);
     }
     if (under_way_.stops(session_)) session_.switch_off();  // a run that was woken leaves its sensor on
@@ -292,7 +310,6 @@ void StepRun::run_calibrate() {
       attempt_.fail(
           {Why::panel_refused, "the panel's brightness could not be put back", "set the panel's brightness by hand"});
     }
-    if (!c.run.values.empty()) attempt_.window = window_of(session_, c);
     measure_run(c);
   }
   end_changes(held, went_through);

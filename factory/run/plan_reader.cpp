@@ -4,11 +4,14 @@
 #include <errno.h>
 #include <string.h>
 
+#include <algorithm>
+#include <map>
 #include <sstream>
 
 #include "files/app_error.h"
 #include "files/whole_file.h"
 #include "run/plan_json.h"
+#include "sensors/sensor.h"
 
 namespace factory::plan {
 namespace {
@@ -71,6 +74,34 @@ Block read_single(const PlanValue& value) {
   return block;
 }
 
+// A sensor that repeats one value passes where it is looked at under one stimulus alone.
+void note_single_stimuli(Plan* plan) {
+  std::map<std::string, std::string> world;
+  std::map<int, std::set<std::string>> seen;
+  std::vector<int> calibrated;
+  for (const Block& block : plan->blocks) {
+    for (const Step& step : block.steps) {
+      for (const auto& [key, value] : step.world) world[key] = value;
+      const Sensor* sensor = sensor_of(step.type);
+      if (sensor == nullptr || sensor->stimulus == nullptr) continue;
+      const bool calibrates = step.kind == StepKind::calibrate && !is_self_test(step.param);
+      if (calibrates && std::count(calibrated.begin(), calibrated.end(), step.type) == 0)
+        calibrated.push_back(step.type);
+      const bool looks = calibrates && step.param >= 0 && !step.channel && find_kind(step.type, step.param) != nullptr;
+      if (!looks && step.kind != StepKind::verify) continue;
+      const bool dark = sensor->stimulus == std::string("lux") && world["dark-box"] == "on";
+      seen[step.type].insert(dark ? "dark" : world[sensor->stimulus]);
+      if (step.far) seen[step.type].insert("none");
+    }
+  }
+  for (const int type : calibrated) {
+    if (seen[type].size() > 1) continue;
+    plan->notes.push_back(name_of(type) + " is looked at under " + (seen[type].empty() ? "no " : "one ") +
+                          sensor_of(type)->stimulus +
+                          " only: one that repeats a value passes; verify it under another");
+  }
+}
+
 }  // namespace
 
 bool sets_thresholds(const Step& step) {
@@ -110,6 +141,7 @@ Plan parse_plan(const std::string& file, const std::string& bytes, std::vector<s
   }
   for (Json::ArrayIndex i = 0; i < steps->size(); ++i)
     plan.blocks.push_back(steps[i]->isObject() && steps[i].has("group") ? read_group(steps[i]) : read_single(steps[i]));
+  note_single_stimuli(&plan);
   return plan;
 }
 

@@ -30,6 +30,22 @@ void compare(const Attempt& before, Attempt* attempt) {
   attempt->notes.emplace_back("the same error as in the attempt before: the phone itself may be at fault");
 }
 
+// Whether a look at a sensor, what is stored of it, or the report would show what the calibration did.
+bool is_seen_by(const Step& calibration, const Step& look) {
+  const Sensor* sensor = sensor_of(calibration.type);
+  const StepRow* row = step_of(calibration.type, calibration.param);
+  if (sensor == nullptr || row == nullptr || calibration.channel) return false;
+  const bool in_chip = sensor->result == Result::none && row->leaves != nullptr;
+  if (row->changes == 0 && !in_chip) return false;
+  if (look.report) {
+    const auto& wanted = look.positions;
+    return sensor->position >= 0 &&
+           (wanted.empty() || std::count(wanted.begin(), wanted.end(), label_of(*sensor)) != 0);
+  }
+  if (look.type != calibration.type) return false;
+  return look.kind == StepKind::verify || in_chip || (stored_value(look.type, look.value)->in & row->changes) != 0;
+}
+
 // A step that did not run.
 record::Step to_record(const Step& step, const std::string& group, size_t index) {
   record::Step out;
@@ -101,6 +117,24 @@ PlanRun::PlanRun(Session& session, const Plan& plan, const RunOrder& order, Obse
 
 PlanRun::~PlanRun() { session_.on_hub_message({}); }
 
+// A look at a sensor whose calibration came to nothing finds an old value that was put back, or none, and shows nothing
+// of the sensor.
+void PlanRun::hold_against_calibrations(const Step& step, Attempt* attempt) {
+  if ((step.kind != StepKind::verify && step.kind != StepKind::check) || !good(attempt->outcome)) return;
+  size_t index = 0;
+  for (const Block& block : plan_.blocks) {
+    for (const Step& other : block.steps) {
+      const record::Step& before = run_.steps[index++];
+      if (&other == &step) return;
+      if (other.kind != StepKind::calibrate || good(before.outcome) || !is_seen_by(other, step)) continue;
+      attempt->fail({Why::not_calibrated,
+                     before.name + ", step " + std::to_string(before.index) + ", did not pass: this is not its result",
+                     "calibrate " + before.tag,
+                     {before.tag}});
+    }
+  }
+}
+
 std::vector<record::HubMessage> PlanRun::take_messages() {
   const std::lock_guard<std::mutex> lock(hub_mutex_);
   std::vector<record::HubMessage> out;
@@ -125,6 +159,7 @@ bool PlanRun::run_step(const Step& step, record::Step* result) {
       observer_.warns(*result, text);
     }).run();
     under_way_.stops(session_);
+    hold_against_calibrations(step, &attempt);
     if (!result->attempts.empty()) compare(result->attempts.back(), &attempt);
     attempt.hub = take_messages();
     keep(result, std::move(attempt), step.world);
@@ -222,6 +257,7 @@ record::Run PlanRun::record(Outcome verdict) {
   out.seconds = std::chrono::duration<double>(floor<milliseconds>(session_.now()) - out.started).count();
   out.phone = phone_of(session_);
   out.remarks = session_.fixture().remarks();
+  if (!plan_.file.empty()) out.remarks.insert(out.remarks.end(), plan_.notes.begin(), plan_.notes.end());
   if (stop_on_failure_) out.remarks.emplace_back("the run was to end at its first failure, whatever the plan says");
   for (record::Step& step : out.steps) {
     for (Attempt& attempt : step.attempts) {

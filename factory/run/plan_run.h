@@ -38,6 +38,7 @@ class PlanRun {
   enum class Round { passed, failed, lost };  // lost: another one could not pass
   Round run_round(const Block& block, size_t first);
   bool run_step(const Step& step, record::Step* result);
+  void hold_against_calibrations(const Step& step, Attempt* attempt);
   std::vector<record::HubMessage> take_messages();
   void keep(record::Step* result, Attempt attempt, const Fixture::Settings& world);
   Outcome verdict() const;

@@ -112,7 +112,20 @@ std::optional<double> StepRun::residual_limit(size_t axis, double expected) cons
   return kind->residual_limit * (kind->limit_is_relative ? std::fabs(expected) : 1);
 }
 
+// Sensors that scatter do so on every axis, wherever they are looked at.
+void StepRun::require_scatter(const Sensor& subject, const std::vector<std::vector<double>>& rows) {
+  for (size_t i = 0; subject.scatters && !rows.empty() && i < rows[0].size(); ++i) {
+    const double first = rows[0].at(i);
+    if (!std::all_of(rows.begin(), rows.end(), [&](const auto& row) { return row.at(i) == first; })) continue;
+    attempt_.fail({Why::sensor_stuck,
+                   std::string(subject.axes[i]) + ": all samples are " + plain(first) + " " + subject.unit,
+                   restart_hint(record::Cause::zero_variance),
+                   {subject.axes[i], plain(first)}});
+  }
+}
+
 void StepRun::measure_fresh(const Sensor& subject, const FreshSamples& fresh, const std::vector<double>& expected) {
+  require_scatter(subject, fresh.rows);
   for (size_t i = 0; i < fresh.values.size(); ++i) {
     const std::string axis = subject.axes[i];
     const double mean = fresh.values[i].mean();
@@ -138,11 +151,6 @@ void StepRun::measure_fresh(const Sensor& subject, const FreshSamples& fresh, co
     }
     measure({"noise", axis, noise, subject.unit, noise / std::sqrt(2.0 * std::max(1, fresh.taken)), {}, most},
             noise_hint(subject.unit));
-    if (subject.scatters && noise == 0)
-      attempt_.fail({Why::sensor_stuck,
-                     axis + ": all fresh samples are " + plain(mean) + " " + subject.unit,
-                     restart_hint(record::Cause::zero_variance),
-                     {axis, plain(mean)}});
     if (step_.kind == StepKind::verify && (limits.low || limits.high)) {
       measure({"mean", axis, mean, subject.unit, error, limit_at(limits.low, i), limit_at(limits.high, i)},
               residual_hint(subject.unit));

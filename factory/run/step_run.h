@@ -64,6 +64,7 @@ class StepRun {
   void end_changes(HeldValues& held, bool went_through);
   void settle_what_stays(HeldValues& held, bool went_through);
 
+  void require_scatter(const Sensor& subject, const std::vector<std::vector<double>>& rows);
   void measure_fresh(const Sensor& subject, const FreshSamples& fresh, const std::vector<double>& expected);
   std::vector<double> expected_of(const Sensor& subject, std::optional<double> reference_hpa);
   FreshSamples take_fresh(const Sensor& subject, int count);

@@ -70,6 +70,7 @@ constexpr Sensor kBarometer = {.unit = "hPa",
                                .stores = Stored::pressure_offset};
 constexpr Sensor kLight = {.unit = "lux",
                            .axes = {"light"},
+                           .stimulus = "lux",
                            .result = Result::lux_scale,
                            .events = 10,
                            .residual_limit = 0.05,
@@ -82,6 +83,7 @@ constexpr Sensor kLight = {.unit = "lux",
 constexpr Sensor kColour = {.unit = "counts",
                             .axes = {"c1", "c2", "c3", "c4", "c5", "c6", "c7"},
                             .values = 5,
+                            .stimulus = "lux",
                             .result = Result::channel_scale,
                             .events = 10,
                             .residual_limit = 0.05,
@@ -95,6 +97,7 @@ constexpr Sensor kMagnetometer = {
     .unit = "uT", .axes = {"x", "y", "z"}, .values = 3, .period_ms = 20, .scatters = true};
 constexpr Sensor kProximity = {.unit = "counts",
                                .axes = {"reflection"},
+                               .stimulus = "target",
                                .shows = "cm",
                                .result = Result::proximity,
                                .verified_type = proximity_stream,
@@ -102,10 +105,12 @@ constexpr Sensor kProximity = {.unit = "counts",
                                .steps = Steps::proximity | Steps::tof | Steps::tof_crosstalk,
                                .stores = Stored::thresholds};
 constexpr Sensor kReflection = {.unit = "counts", .axes = {"reflection"}};
-constexpr Sensor kDistance = {.unit = "mm", .axes = {"distance"}, .steps = Steps::tof, .stores = Stored::tof_offset};
+constexpr Sensor kDistance = {
+    .unit = "mm", .axes = {"distance"}, .stimulus = "target", .steps = Steps::tof, .stores = Stored::tof_offset};
 constexpr Sensor kSar = {.unit = "counts",
                          .axes = {"c1", "c2", "c3"},
                          .values = 3,
+                         .stimulus = "target",
                          .steps = Steps::sar,
                          .stores = Stored::sar_offset | Stored::chip_register};
 
@@ -196,13 +201,13 @@ constexpr char kPanelLevel[] = "the panel level in the hub";
 // In the order of their numbers, which mean the same for every sensor that has the step.
 constexpr StepRow kSteps[] = {
     {Steps::channels, -1, -1, "golden values", Stored::golden, nullptr, kUnderColourLamp},
-    {Steps::sar, -1, -1, "soft calibration", 0, kSarInChip},
+    {Steps::sar, -1, -1, "soft calibration", 0, kSarInChip, kNoTarget},
     {Steps::accelerometer, 0, 0, "offset", Stored::inertial_offset, nullptr, kLyingFlat},
     {Steps::gyroscope, 0, 0, "offset", Stored::inertial_offset, kRunTimeBias},
     {Steps::pressure, 0, 0, "offset", Stored::pressure_offset},
     {Steps::lux_scale, 0, 0, "scale", Stored::scale, nullptr, kUnderLamp},
     {Steps::channels, 0, 0, "channel scales", Stored::channel_scales, nullptr, kUnderColourLamp},
-    {Steps::sar, 0, 0, "calibration", 0, kSarInChip},
+    {Steps::sar, 0, 0, "calibration", 0, kSarInChip, kNoTarget},
     {Steps::proximity, 0, 0, "crosstalk", Stored::thresholds, kChipCrosstalk, kNoTarget},
     {Steps::proximity, 2, 2, "thresholds", Stored::thresholds, nullptr, kTargetAt3Cm},
     {Steps::any, 4, 4, "self-test"},
@@ -332,6 +337,8 @@ bool chip_has(SensorCalibration& cal, int type, const StepRow& step) {
   }
   return false;
 }
+
+bool is_self_test(int param) { return param == 4; }
 
 bool is_panel_run(int param) { return param == 13 || param == 14; }
 

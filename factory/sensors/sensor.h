@@ -89,7 +89,9 @@ struct Sensor {
   int values = 1;
   int first_word = 0;
   int period_ms = 100;
-  bool scatters = false;        // on every axis, even at rest: equal samples mean that it is stuck
+  bool scatters = false;  // on every axis, even at rest: equal samples mean that it is stuck
+  // What of the fixture it sees, where it need not scatter: one that repeats a value shows it under a second one alone.
+  const char* stimulus = nullptr;
   const char* shows = nullptr;  // unit of its own events, where its calibration samples another type
   unsigned limits = 0;          // Published
 
@@ -164,6 +166,9 @@ std::string found_unit(const Sensor& sensor, bool golden);
 
 // Whether the chip in this phone is known to have the step. (The library takes a probe that fails for a match.)
 bool chip_has(SensorCalibration& cal, int type, const StepRow& step);
+
+// Whether the step looks at the sensor without calibrating it.
+bool is_self_test(int param);
 
 // Whether the step measures the panel's own light: 13 at full brightness, 14 at a reduced one.
 bool is_panel_run(int param);

@@ -39,6 +39,8 @@ int check(const Options& options, const std::vector<std::string>& files) {
     entry["verdict"] = problems.empty() ? "passed" : "failed";
     entry["problems"] = json_list(problems, [&](const std::string& problem) { return to_json(file, problem); });
     for (const std::string& problem : problems) text += problem + "\n";
+    entry["notes"] = json_list(plan.notes, [](const std::string& note) { return note; });
+    for (const std::string& note : plan.notes) text += "note: " + file + ": " + note + "\n";
     if (problems.empty())
       text += file + ": " + factory::good("good") + ", " + std::to_string(plan.step_count()) + " steps\n";
   }

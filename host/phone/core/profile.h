@@ -55,7 +55,7 @@ struct Chip {
   int also_scaled_by = 0;          // a type whose channel scales the hub applies to this chip's stream too
 
   Part optical_crosstalk;      // counts without a target
-  float reflection = 0;        // counts of a target at 1 cm
+  float reflection = 0;        // counts of a target at 1 cm, of a SAR sensor's too
   float reflection_limit = 0;  // counts at which the chip saturates
   std::vector<float> values;   // of a sensor of constant kind
 };

@@ -27,6 +27,7 @@ enum class Shape {
   sensor,
   sensor_amount,
   sensor_result,
+  sensor_word,
   path,
   key,
   key_value,
@@ -82,7 +83,11 @@ constexpr Row kRows[] = {
      Shape::sensor_result,
      kPermissionDenied},
     {{FaultId::silent, "silent", "[SENSOR]", "the sensor delivers nothing"}, Shape::sensor, {}},
-    {{FaultId::stuck, "stuck", "[SENSOR]", "the sensor repeats the raw value 0 for ever"}, Shape::sensor, {}},
+    {{FaultId::stuck, "stuck", "[SENSOR[,VALUE[,WORD]]]",
+      "the sensor repeats a raw value, 0, for ever; with WORD in that word of its events alone"},
+     Shape::sensor_word,
+     0,
+     -1e9},
     {{FaultId::motion, "motion", "[SENSOR[,RMS]]",
       "the phone is in motion: a random part of this size in the sensor's unit, 5"},
      Shape::sensor_amount,
@@ -244,6 +249,11 @@ bool read_arguments(const Row& row, std::string_view rest, Fault* fault) {
       return read_sensor(take(&rest), &fault->sensor_type) && read_number(row, rest, &fault->amount);
     case Shape::sensor_result:
       return read_sensor(take(&rest), &fault->sensor_type) && read_integer(row, rest, kMaxResult, &fault->code);
+    case Shape::sensor_word: {
+      constexpr Row kWord{{}, Shape::count, Fault::kAllWords};
+      return read_sensor(take(&rest), &fault->sensor_type) && read_number(row, take(&rest), &fault->amount) &&
+             read_integer(kWord, rest, 15, &fault->word);
+    }
     case Shape::path:
       return rest.size() > 1 && rest[0] == '/' && rest.find("..") == std::string_view::npos;
     case Shape::key:

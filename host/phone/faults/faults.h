@@ -62,6 +62,7 @@ std::string usage(const FaultInfo& info);
 const std::vector<FaultInfo>& fault_list();
 
 struct Fault {
+  static constexpr int kAllWords = -1;
   FaultId id = FaultId::silent;
   int sensor_type = 0;  // 0: every sensor
   double amount = 0;

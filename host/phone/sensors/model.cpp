@@ -151,6 +151,7 @@ Values truth(const SensorEntry& sensor, const Scene& scene) {
       out[0] = reflection(*sensor.chip, scene);
       break;
     case Kind::sar:
+      std::fill_n(out.begin(), 3, reflection(*sensor.chip, scene));
       break;
     case Kind::tof:
       out[0] = world.target_cm * kMillimetresPerCm;

@@ -173,9 +173,11 @@ void Sensor::spoil(int64_t since_enabling_ns, const Draws& draws, Values* raw) {
     }
     if (faults_.out_of_range != nullptr) value += static_cast<float>(faults_.out_of_range->amount);
   }
-  // At zero, as a chip that no longer answers reads: sums of it are exact, so its variance is zero however it is
-  // summed.
-  if (faults_.stuck != nullptr) *raw = {};
+  if (faults_.stuck == nullptr) return;
+  // Zero is as a chip that no longer answers reads: sums of it are exact, so its variance is zero however it is summed.
+  const auto value = static_cast<float>(faults_.stuck->amount);
+  if (faults_.stuck->word == Fault::kAllWords) raw->fill(value);
+  if (faults_.stuck->word != Fault::kAllWords) (*raw)[static_cast<size_t>(faults_.stuck->word)] = value;
 }
 
 // A bias estimate of the sensor service's own, on top of the offset.

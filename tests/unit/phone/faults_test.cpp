@@ -122,6 +122,10 @@ std::vector<Event> events_with(const std::string& fault, size_t count = 50) {
 TEST(Faults, OfValues) {
   const std::vector<Event> stuck = events_with("stuck:Acc");
   for (const Event& event : stuck) EXPECT_EQ(event.u.data[1], stuck[0].u.data[1]);
+  for (const Event& event : events_with("stuck:Acc,9.5")) EXPECT_NEAR(event.u.data[2], 9.5, 1e-6);
+  const std::vector<Event> axis = events_with("stuck:Acc,9.5,1");
+  EXPECT_NEAR(axis[3].u.data[1], 9.5, 1e-6);
+  EXPECT_NE(axis[3].u.data[2], axis[4].u.data[2]);
   EXPECT_TRUE(std::isnan(events_with("nan")[3].u.data[0]));
   EXPECT_GT(std::abs(mean(events_with("out-of-range:Acc,30"), 0)), 29);
   const std::vector<Event> drifting = events_with("drift:Acc,2");

@@ -1,4 +1,10 @@
 // A value that is not what was wanted does not pass, whoever lies: the sensor, the hub or the panel.
+#include <map>
+#include <sstream>
+
+#include "files/json_text.h"
+#include "files/whole_file.h"
+#include "record/why.h"
 #include "station.h"
 
 namespace plan_test {
@@ -36,6 +42,14 @@ const Row kRows[] = {
     {"near threshold", "reference", "hub-word:6,0,77", kPrx, kPrxNear, "stored.differs", "near: "},
     {"far threshold", "normal-proximity", "hub-word:6,1,77", kPrx, kPrxNear, "stored.differs", "far: "},
     {"crosstalk", "normal-proximity", "hub-word:6,2,5", "", kPrx, "stored.differs", "crosstalk: "},
+    // A sensor that scatters does so on every axis, in the run and afterwards, and is heard itself.
+    {"an axis of the run", "reference", "stuck:Acc,9.81,2", "", kAcc, "sensor.stuck", "z: all samples are "},
+    {"an axis of a look", "reference", "stuck:Gyr,0.01,1", "", R"({"verify": "Gyr", "limits": {"noise": "10 mrad/s"}})",
+     "sensor.stuck", "y: all samples are "},
+    {"the calibrated type repeats", "reference", "stuck:Gyr,0.001", "", R"({"calibrate": "Gyr"})", "sensor.stuck",
+     "x: "},
+    {"the calibrated type is silent", "reference", "silent:Gyr", "", R"({"calibrate": "Gyr"})", "sensor.silent",
+     "not verified: only 0 of"},
     // A level belongs to the brightness that it is stored for.
     {"full brightness", "reference", "truncated:/sys/class/leds/lcd-backlight/max_brightness", kDark, kFull,
      "panel.refused", "the panel names 40 as its greatest brightness, and takes more: nothing was sent"},
@@ -61,6 +75,133 @@ TEST(FalsePass, WhatIsNotAsWantedFails) {
     EXPECT_THAT(attempt.reasons[0].text, ::testing::HasSubstr(row.text));
     EXPECT_FALSE(attempt.hints.empty());
   }
+}
+
+// Whether some look at the sensor itself, not at what another step left, failed.
+bool fails_itself(const Station::Ran& ran, const std::string& tag) {
+  return std::any_of(ran.steps.begin(), ran.steps.end(), [&](const Step& step) {
+    return step.tag == tag && step.outcome == Outcome::failed &&
+           step.attempts.back().reasons[0].code != factory::record::Why::not_calibrated.code;
+  });
+}
+
+struct Shipped {
+  std::string name;
+  std::string text;
+  factory::plan::Plan plan;
+};
+
+std::vector<Shipped> shipped_plans() {
+  std::vector<Shipped> out;
+  for (const auto& file : std::filesystem::directory_iterator(PROJECT_DIR "/plans")) {
+    if (file.path().extension() != ".json") continue;
+    std::vector<std::string> problems;
+    out.push_back(
+        {file.path().stem(), *factory::read_file(file.path()), factory::plan::read_plan(file.path(), &problems)});
+    EXPECT_THAT(problems, ::testing::IsEmpty());
+  }
+  return out;
+}
+
+// The steps at the lit panel wait for a sensor that repeats a value, and say nothing new of it.
+std::string without_panel(const std::string& text) {
+  Json::Value plan;
+  std::istringstream(text) >> plan;
+  Json::Value steps(Json::arrayValue);
+  for (const Json::Value& step : plan["steps"]) {
+    if (step["group"].asString().rfind("panel", 0) != 0) steps.append(step);
+  }
+  plan["steps"] = steps;
+  return factory::json_pretty(plan);
+}
+
+// What need not scatter shows that it repeats a value under a second stimulus alone: every shipped plan has one for
+// each sensor that it calibrates.
+TEST(FalsePass, ASensorThatRepeatsAValueFailsEveryShippedPlan) {
+  const std::pair<const char*, const char*> kStuck[] = {
+      {"Lux", "150"},       {"Lux_F", "150"},       {"Lux_B", "150"},    {"Lux_sec", "150"},
+      {"Lux_pri2", "150"},  {"CCT_F_strm", "1000"}, {"33171007", "150"}, {"CCT_B_strm", "1000"},
+      {"33171015", "5000"}, {"33171016", "5200"},   {"Tof", "115"},      {"Prx", "500"},
+  };
+  const std::vector<Shipped> plans = shipped_plans();
+  ASSERT_GT(plans.size(), 9U);
+  for (const Shipped& shipped : plans) {
+    SCOPED_TRACE(shipped.name);
+    EXPECT_THAT(shipped.plan.notes, ::testing::IsEmpty());
+    if (shipped.plan.phones.empty()) continue;  // inertial sensors alone
+    Station station(shipped.name);
+    for (const auto& [tag, value] : kStuck)
+      station.options.fault.push_back(std::string("stuck:") + (tag == std::string("Prx") ? "33171005" : tag) + "," +
+                                      value);
+    const Station::Ran ran = station.run_text(without_panel(shipped.text));
+    for (const auto& [tag, value] : kStuck) EXPECT_TRUE(fails_itself(ran, tag)) << tag;
+  }
+}
+
+// An operator is asked where the fixture changes, and for all of it at once.
+TEST(FalsePass, ShippedPlansAskSeldom) {
+  for (const Shipped& shipped : shipped_plans()) {
+    std::map<std::string, std::string> world;
+    int asked = 0;
+    for (const auto& block : shipped.plan.blocks) {
+      for (const auto& step : block.steps) {
+        const auto before = world;
+        for (const auto& [key, value] : step.world) world[key] = value;
+        if (world != before) ++asked;
+      }
+    }
+    EXPECT_LE(asked, 8) << shipped.name;
+  }
+}
+
+TEST(FalsePass, APlanIsToldWhatItCannotSee) {
+  const struct {
+    const char* steps;
+    const char* note;
+  } kPlans[] = {
+      {R"({"calibrate": "Lux"})", "Lux is looked at under one lux only"},
+      {R"({"fixture": {"lux": "200 lux"}}, {"calibrate": "Lux"}, {"fixture": {"lux": "2000 lux"}},
+          {"verify": "Lux", "limits": {"residual": "5 %"}})",
+       ""},
+      {R"({"fixture": {"target": "none"}}, {"calibrate": "33171015"},
+          {"verify": "33171015", "limits": {"high": "20 counts"}})",
+       "SAR 1 is looked at under one target only"},
+      {R"({"calibrate": "Tof", "param": 6})", "Tof is looked at under no target only"},
+      {R"({"calibrate": "Acc"}, {"calibrate": "Lux", "param": 4})", ""},
+  };
+  for (const auto& row : kPlans) {
+    std::vector<std::string> problems;
+    const std::string text =
+        R"({"format": "sensorcal.plan/1", "name": "n", "steps": [)" + std::string(row.steps) + "]}";
+    const factory::plan::Plan plan = factory::plan::parse_plan("p.json", text, &problems);
+    std::string notes;
+    for (const std::string& note : plan.notes) notes += note;
+    EXPECT_EQ(notes.substr(0, notes.find(':')), row.note) << row.steps;
+  }
+}
+
+// An old value that was put back, or none at all, is not the result of a calibration that came to nothing.
+TEST(FalsePass, WhatWasNotCalibratedDoesNotLookGood) {
+  const std::string stopped =
+      R"({"group": "g", "on_failure": "go on", "steps": [{"calibrate": "Acc"}, {"calibrate": "Gyr"}]})";
+  const char* const kLooks[] = {
+      R"({"check": "Gyr", "value": "offset", "limits": {"low": "-6 deg/s", "high": "6 deg/s"}})",
+      R"({"verify": "Gyr", "limits": {"noise": "10 mrad/s"}})",
+      R"({"check": "report", "positions": ["Gyr"]})",
+  };
+  Station station;
+  ASSERT_EQ(station.run(R"({"calibrate": "Gyr"})").verdict, Outcome::passed);  // an earlier day
+  station.options.fault = {"nan:Acc"};
+  for (const char* look : kLooks) {
+    const Station::Ran ran = station.run(stopped + ", " + look);
+    ASSERT_EQ(ran.steps[1].outcome, Outcome::skipped);
+    EXPECT_EQ(ran.steps[2].outcome, Outcome::failed) << look;
+    EXPECT_THAT(ran.attempt(2).reasons, Contains(::testing::HasSubstr("calibrate Gyr, step 2, did not pass")));
+  }
+  // Another sensor's failure, or what the look does not show, is none of its business.
+  EXPECT_EQ(
+      station.run(stopped + R"(, {"check": "Bar", "value": "offset", "limits": {"high": "3 hPa"}})").steps[2].outcome,
+      Outcome::passed);
 }
 
 // A level at another brightness than the plan's panel has would be taken for its full light.

@@ -43,7 +43,9 @@ class Station {
 
   // Runs the steps as a plan; `steps` is what stands between the brackets.
   Ran run(const std::string& steps, factory::plan::Observer* observer = nullptr) {
-    const std::string text = R"({"format": "sensorcal.plan/1", "name": "test", "steps": [)" + steps + "]}";
+    return run_text(R"({"format": "sensorcal.plan/1", "name": "test", "steps": [)" + steps + "]}", observer);
+  }
+  Ran run_text(const std::string& text, factory::plan::Observer* observer = nullptr) {
     std::vector<std::string> problems;
     plan_ = factory::plan::parse_plan("test.json", text, &problems);
     EXPECT_THAT(problems, ::testing::IsEmpty());
