@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "files/json_text.h"
 #include "files/whole_file.h"
 
 namespace factory {
@@ -14,9 +15,6 @@ namespace {
 
 constexpr int kScales = 5;
 constexpr int kGolden = 7;
-
-// From "/", where the process stands.
-constexpr char kLightFile[] = "mnt/vendor/nvcfg/sensor/lightSensorCali.json";
 
 // As a whole; in place only where the folder takes no new file.
 bool write_bytes(const std::string& path, const std::string& bytes) {
@@ -38,7 +36,25 @@ bool same(const std::vector<double>& a, const std::vector<double>& b) {
   return std::equal(a.begin(), a.end(), b.begin(), b.end(), equal);
 }
 
+bool is_json(const std::optional<std::string>& text) {
+  Json::Value ignored;
+  return text && parse_json(*text, &ignored);
+}
+
 }  // namespace
+
+LightFile light_file() {
+  const std::optional<std::string> text = read_file(LightFile::kPath, SIZE_MAX);
+  return {text.has_value(), is_json(text), access(LightFile::kCopy, F_OK) == 0};
+}
+
+void repair_light_file() {
+  const LightFile state = light_file();
+  if (!state.copied) return;
+  const std::optional<std::string> copy = read_file(LightFile::kCopy, SIZE_MAX);
+  if (!state.whole && copy) replace_file(LightFile::kPath, *copy);
+  unlink(LightFile::kCopy);
+}
 
 void HeldValues::want(const StoredValue& value, int count) {
   if (value.read != nullptr) wanted_.push_back({&value, value.count == 0 ? count : value.count});
@@ -53,7 +69,7 @@ HeldValues::HeldValues(int type, int param, bool writes_golden) : type_(type) {
       want(value, value.in == Stored::golden ? kGolden : kScales);
   }
   if (step->leaves != nullptr) irreversible_.emplace_back(step->leaves);
-  if ((changes & (Stored::channel_scales | Stored::golden)) != 0) files_ = {kLightFile};
+  if ((changes & (Stored::channel_scales | Stored::golden)) != 0) files_ = {LightFile::kPath};
   if (step->changes == Stored::golden && !property("persist.vendor.goodix.cct_support").empty())
     irreversible_.emplace_back("what the hub's own colour run keeps besides scales and golden values");
 }
@@ -83,20 +99,34 @@ std::vector<size_t> HeldValues::changed(Session& session) const {
   return out;
 }
 
-std::string HeldValues::note(Session& session) {
+// Whoever comes to an end by himself leaves the file as a whole.
+HeldValues::~HeldValues() {
+  if (!file_bytes_.empty()) unlink(LightFile::kCopy);
+}
+
+std::optional<record::Reason> HeldValues::note(Session& session) {
+  const LightFile light = files_.empty() ? LightFile() : light_file();
+  if (light.copied && !light.whole) {
+    return record::Reason{
+        record::Why::stored_unreadable,
+        "/" + std::string(LightFile::kPath) + " was cut off while it was written; nothing was changed",
+        "`sensorcal files --repair` puts back what it held before"};
+  }
   HubWatch hub(session);
   if (hub.answered()) before_ = now(session);
-  std::string problem = hub.problem();
+  const std::string problem = hub.problem();
   if (!problem.empty()) {
     before_.clear();  // zeros that nobody sent
-    return problem;
+    return record::Reason{record::Why::hub_silent, problem + "; nothing was changed", kLookAtServices};
   }
   for (const HeldValue& value : before_) {
     if (value.name == "golden" && value.values.empty())
       irreversible_.emplace_back("golden values, which were never set");
   }
   for (const std::string& file : files_) file_bytes_[file] = read_file(file, SIZE_MAX);
-  return "";
+  // Without room for the copy the step goes on: it is only for one that is killed.
+  if (light.whole) (void)write_bytes(LightFile::kCopy, *file_bytes_[LightFile::kPath]);
+  return {};
 }
 
 std::string HeldValues::put_back_value(Session& session, size_t which) const {

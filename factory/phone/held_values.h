@@ -14,6 +14,20 @@ namespace factory {
 
 using record::HeldValue;
 
+// The light sensor's file, from "/": the library writes it in place, and a process that is killed meanwhile leaves a
+// part of it. A copy of what it held lies beside it for as long as a step may write it.
+struct LightFile {
+  static constexpr char kPath[] = "mnt/vendor/nvcfg/sensor/lightSensorCali.json";
+  static constexpr char kCopy[] = "mnt/vendor/nvcfg/sensor/lightSensorCali.json.before";
+
+  bool there = false;
+  bool whole = false;   // JSON, as its readers want it
+  bool copied = false;  // a step that might have written it was ended from outside
+};
+LightFile light_file();
+// Puts the copy back where the file is not whole, and takes the copy away. Throws AppError.
+void repair_light_file();
+
 class HeldValues {
  public:
   // Which values a calibration may change. Nothing is read yet.
@@ -24,8 +38,12 @@ class HeldValues {
   // What the API has no way to put back; empty: everything can be.
   const std::vector<std::string>& irreversible() const { return irreversible_; }
 
-  // Reads everything. Returns an empty text, or why it could not be read.
-  std::string note(Session& session);
+  ~HeldValues();
+  HeldValues(const HeldValues&) = delete;
+  HeldValues& operator=(const HeldValues&) = delete;
+
+  // Reads everything, or says why that cannot be done.
+  std::optional<record::Reason> note(Session& session);
 
   const std::vector<HeldValue>& before() const { return before_; }
   // What is held now.

@@ -70,16 +70,16 @@ bool StepRun::choose_reference(std::optional<double>* reference_hpa) {
 
 // False: the hub does not answer, and nothing is to be changed.
 bool StepRun::note(HeldValues& held) {
-  std::string silent;
+  std::optional<record::Reason> problem;
   {
     const Span span(*this, "read before");
-    silent = held.note(session_);
+    problem = held.note(session_);
   }
   attempt_.before = held.before();
   attempt_.irreversible = held.irreversible();
   for (const std::string& what : held.irreversible()) warn_("cannot be undone: " + what);
-  if (!silent.empty()) attempt_.fail({Why::hub_silent, silent + "; nothing was changed", kLookAtServices});
-  return silent.empty();
+  if (problem) attempt_.fail(*problem);
+  return !problem;
 }
 
 void StepRun::begin_changes(const HeldValues& held) {

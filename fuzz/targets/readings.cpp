@@ -24,7 +24,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   try {
     // Longer than what an address may have by chance.
     const std::string secret = "%21s3cret%21";
-    for (const std::string& address : {text, "postgresql://u:" + secret + "@h/" + text, "postgresql://h/" + text + "&password=" + secret}) {
+    for (const std::string& address :
+         {text, "postgresql://u:" + secret + "@h/" + text, "postgresql://h/" + text + "&password=" + secret}) {
       const factory::store::Uri uri = factory::store::parse_uri(address);
       HOLDS(text.find('?') == std::string::npos || uri.shown.find(secret) == std::string::npos);
     }

@@ -87,3 +87,32 @@ rm "$SENSORCAL_PHONE/vendor/etc/sensors/judge_calibrated.json"
 mkdir "$SENSORCAL_PHONE/vendor/etc/sensors/judge_calibrated.json"
 run 1 judge
 has err 'the verdict table .* cannot be read'
+
+# A step that is killed while the light sensor's file may be written leaves what that held; one that ends does not.
+light=$phone/mnt/vendor/nvcfg/sensor/lightSensorCali.json
+cat >golden.json <<'END'
+{"format": "sensorcal.plan/1", "name": "golden", "steps": [{"fixture": {"lux": "200 lux", "cct": "4000 K"}},
+ {"calibrate": "CCT_F_strm", "golden": [800, 1200, 600, 2000, 400, 300, 200]}]}
+END
+export SENSORCAL_PHONE=$phone
+rm -rf "$phone"
+"$sensorcal" run golden.json --speed 0.5 --seed 3 >out 2>err </dev/null &
+for _ in $(seq 200); do [ ! -e "$light.before" ] || break; sleep 0.05; done
+[ -e "$light.before" ] || fail "no copy while the step runs"
+cp "$light" light.kept
+kill -9 $!
+wait $! 2>/dev/null || true
+cmp "$light.before" light.kept || fail 'no copy from before the step'
+run 0 files
+has out 'whole; .*takes away the copy'
+printf '{"als": {' >"$light"
+run 1 files
+has out 'no JSON; .*puts back what it held before'
+run 1 run golden.json --speed max
+has out 'was cut off while it was written; nothing was changed' 'sensorcal files --repair'
+run 0 files --repair
+cmp "$light" light.kept || fail 'the copy was not put back'
+[ ! -e "$light.before" ] || fail 'the copy was left'
+status=0
+"$sensorcal" run golden.json --speed max >out 2>err </dev/null || status=$?
+[ ! -e "$light.before" ] || fail "a run that ended with $status left its copy"

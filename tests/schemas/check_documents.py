@@ -43,6 +43,7 @@ ROWS = [
     (0, 'get Prx'),
     (1, 'get Prx delta-file'),
     (0, 'set Acc offset 0.01 -0.02 0.005'),
+    (0, 'files'),
     (0, 'backlight'),
     (0, 'backlight 2047'),
     (0, 'hub state'),

@@ -38,6 +38,8 @@ const std::vector<Command>& phone_commands() {
        "  sensorcal get Acc\n  sensorcal get CCT_F_strm golden --count 7", set_up_get, Uses::reads},
       {"set", "write a stored value and read it back",
        "  sensorcal set Acc offset 0.01 -0.02 0.005\n  sensorcal set Prx near 327", set_up_set, Uses::works},
+      {"files", "whether the light sensor's file is whole, and what it held before a step that was cut off",
+       "  sensorcal files\n  sensorcal files --repair", set_up_files, Uses::reads},
       {"backlight", "show or set the panel's brightness", "  sensorcal backlight\n  sensorcal backlight 2047",
        set_up_backlight, Uses::reads},
       {"hub", "send a message to the sensor hub by hand", "  sensorcal hub send Acc get-acc-offset", set_up_hub,

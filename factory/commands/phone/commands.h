@@ -51,6 +51,7 @@ Runner set_up_sensors(ArgumentParser parser);
 Runner set_up_calibrate(ArgumentParser parser);
 Runner set_up_get(ArgumentParser parser);
 Runner set_up_set(ArgumentParser parser);
+Runner set_up_files(ArgumentParser parser);
 Runner set_up_backlight(ArgumentParser parser);
 Runner set_up_plan(ArgumentParser parser);
 Runner set_up_report(ArgumentParser parser);
