@@ -60,7 +60,11 @@ bool parse_json(const std::string& text, Json::Value* out, std::string* problem)
   } catch (const std::exception& error) {
     why = error.what();
   }
-  if (problem != nullptr) *problem = why;
+  // The library's "* Line 1, Column 2\n  What.\n", once for each fault: the first one, in a line.
+  if (why.starts_with("* ")) why.erase(0, 2);
+  if (const size_t end = why.find('\n'); end != std::string::npos)
+    why.replace(end, why.find_first_not_of(' ', end + 1) - end, ": ");
+  if (problem != nullptr) *problem = why.substr(0, why.find('\n'));
   return good;
 }
 

@@ -6,9 +6,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cctype>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <map>
 
 #include "files/app_error.h"
 
@@ -36,7 +39,28 @@ class Descriptor {
 };
 
 [[noreturn]] void fail(const std::string& file) {
-  throw AppError(kUsage, file + ": cannot be written: " + strerror(errno));
+  throw AppError(kUnreachable, file + ": cannot be written: " + strerror(errno));
+}
+
+// Whether the first bytes of a file are these.
+bool begins(const std::string& file, const std::string& begin) {
+  const Descriptor in(open(file.c_str(), O_RDONLY | O_CLOEXEC));
+  std::string bytes(begin.size(), '\0');
+  return in.get() >= 0 && read(in.get(), bytes.data(), bytes.size()) >= 0 &&
+         std::equal(bytes.begin(), bytes.end(), begin.begin(),
+                    [](char is, char wanted) { return wanted == '#' ? isdigit(is) != 0 : is == wanted; });
+}
+
+[[noreturn]] void refuse(const std::string& option, const std::filesystem::path& file, const std::string& why) {
+  throw AppError(kUsage, option + " " + file.string() + ": " + why);
+}
+
+// As the process may write it: `place` is the file itself, or the folder in which it will be made.
+void require_writable(const std::string& option, const std::filesystem::path& file,
+                      const std::filesystem::path& place) {
+  if (eaccess(place.c_str(), W_OK) == 0) return;
+  refuse(option, file,
+         (place == file ? "cannot be written: " : place.string() + " cannot be written: ") + strerror(errno));
 }
 
 void write_in_place(const std::string& file, const std::string& content) {
@@ -85,13 +109,43 @@ std::optional<std::string> read_file(const std::string& file, size_t most) {
   return out;
 }
 
-void require_kind(const std::string& option, const std::string& file, const std::string& begin) {
-  struct stat found {};
-  if (stat(file.c_str(), &found) != 0 || !S_ISREG(found.st_mode) || found.st_size == 0) return;
-  const Descriptor in(open(file.c_str(), O_RDONLY | O_CLOEXEC));
-  std::string bytes(begin.size(), '\0');
-  if (in.get() >= 0 && read(in.get(), bytes.data(), bytes.size()) >= 0 && bytes == begin) return;
-  throw AppError(kUsage, option + " " + file + ": is there already, and is no file of this kind: it stays as it is");
+void require_kind(const std::string& option, const std::string& name, const std::string& begin) {
+  static std::map<std::filesystem::path, std::string> taken;
+  const std::filesystem::path file = std::filesystem::absolute(name).lexically_normal();
+  std::error_code ignored;
+  const std::filesystem::file_status found = std::filesystem::status(file, ignored);
+  if (exists(found) && !is_regular_file(found)) return;
+  const std::string& by = taken.emplace(file, option).first->second;
+  if (by != option) refuse(option, file, "is the file of " + by);
+  if (exists(found) && !std::filesystem::is_empty(file, ignored) && !begins(file, begin))
+    refuse(option, file, "is there already, and is no file of this kind: it stays as it is");
+}
+
+void require_output(const std::string& option, const std::string& file, const std::string& begin) {
+  const std::filesystem::path folder = std::filesystem::absolute(file).parent_path();
+  std::error_code ignored;
+  std::error_code why;
+  if (std::filesystem::is_directory(file, ignored)) refuse(option, file, "is a folder");
+  if (!std::filesystem::is_directory(folder, why))
+    refuse(option, file, folder.string() + (why ? ": " + why.message() : " is no folder"));
+  require_kind(option, file, begin);
+  const bool in_place = std::filesystem::exists(file, ignored) && !std::filesystem::is_regular_file(file, ignored);
+  require_writable(option, file, in_place ? std::filesystem::path(file) : folder);
+}
+
+void require_output_folder(const std::string& option, const std::string& folder) {
+  const std::filesystem::path wanted = std::filesystem::absolute(folder).lexically_normal();
+  std::filesystem::path there = wanted;
+  std::error_code ignored;
+  while (!std::filesystem::exists(there, ignored)) there = there.parent_path();
+  if (!std::filesystem::is_directory(there, ignored))
+    refuse(option, wanted, (there == wanted ? "" : there.string() + " ") + "is no folder");
+  require_writable(option, wanted, there);
+}
+
+std::string reason_of(const std::exception& error) {
+  const auto* of_file = dynamic_cast<const std::filesystem::filesystem_error*>(&error);
+  return of_file == nullptr ? error.what() : of_file->path1().string() + ": " + of_file->code().message();
 }
 
 bool write_all(int fd, const std::string& text) {

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <exception>
 #include <optional>
 #include <string>
 
@@ -18,9 +19,19 @@ std::optional<std::string> read_file(const std::string& file, size_t most = kFil
 // AppError with the file's name. What is no regular file (a pipe, /dev/stdout) is written to as it stands.
 void replace_file(const std::string& file, const std::string& content);
 
-// Before `file` is written anew for `option`: throws AppError(kUsage) where it holds something that does not begin as
-// such a file does: a store, a plan or a record that was named by mistake.
+// Before `file` is written anew for `option`: throws AppError(kUsage) where another option writes it, too, or it holds
+// something that does not begin as such a file does ('#' is any digit): a store, a plan or a record that was named by
+// mistake.
 void require_kind(const std::string& option, const std::string& file, const std::string& begin);
+
+// The same of one that replace_file() will write when all is done: it is refused now where it could not be.
+void require_output(const std::string& option, const std::string& file, const std::string& begin);
+
+// The same of a folder, which is made with those above it where it is missing.
+void require_output_folder(const std::string& option, const std::string& folder);
+
+// What went wrong, in words: of a call of the standard library the path and the system's reason.
+std::string reason_of(const std::exception& error);
 
 // To a file descriptor. Goes on where a signal or a short write interrupts. False: errno says why.
 bool write_all(int fd, const std::string& text);

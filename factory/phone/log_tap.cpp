@@ -75,21 +75,23 @@ std::string without_process_numbers(std::string text) {
   return text;
 }
 
-void write_threadtime(std::FILE* file, const __android_log_message& message) {
+void write_threadtime(LineFile& file, const __android_log_message& message) {
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
   tm local{};
   localtime_r(&now.tv_sec, &local);
   char stamp[64];
   strftime(stamp, sizeof stamp, "%m-%d %H:%M:%S", &local);
+  char head[160];
   constexpr char kLetters[] = "??VDIWEFS";
   const char letter =
       message.priority >= 0 && message.priority <= ANDROID_LOG_SILENT ? kLetters[message.priority] : '?';
+  snprintf(head, sizeof head, "%s.%03ld %5d %5ld %c %-8s: ", stamp, now.tv_nsec / 1000000, getpid(),
+           syscall(SYS_gettid), letter, message.tag == nullptr ? "" : message.tag);
   const char* text = message.message;
   do {
-    const int length = static_cast<int>(strcspn(text, "\n"));
-    fprintf(file, "%s.%03ld %5d %5ld %c %-8s: %.*s\n", stamp, now.tv_nsec / 1000000, getpid(), syscall(SYS_gettid),
-            letter, message.tag == nullptr ? "" : message.tag, length, text);
+    const size_t length = strcspn(text, "\n");
+    file.write(head + std::string(text, length));
     text += length;
     if (*text == '\n') ++text;
   } while (*text != '\0');
@@ -102,11 +104,7 @@ int RunLog::count(Restart::Cause cause) const {
       std::count_if(restarts.begin(), restarts.end(), [&](const Restart& r) { return r.cause == cause; }));
 }
 
-LogTap::LogTap(const std::string& path) {
-  if (!path.empty()) {
-    file_ = fopen(path.c_str(), "we");
-    if (file_ == nullptr) throw AppError(kUsage, "--log " + path + ": " + strerror(errno));
-  }
+LogTap::LogTap(const std::string& path) : file_("--log", path, "##-## ##:##:##.") {
   g_tap = this;
   __android_log_set_logger(&LogTap::take);
 }
@@ -114,7 +112,6 @@ LogTap::LogTap(const std::string& path) {
 LogTap::~LogTap() {
   __android_log_set_logger(&__android_log_stderr_logger);
   g_tap = nullptr;
-  if (file_ != nullptr) fclose(file_);
 }
 
 void LogTap::start_run() {
@@ -133,9 +130,9 @@ LogTap::Counts LogTap::counts() const {
   return {run_.events, static_cast<int>(run_.restarts.size())};
 }
 
-bool LogTap::whole() const {
+void LogTap::require_whole() {
   const std::lock_guard<std::mutex> lock(mutex_);
-  return file_ == nullptr || (fflush(file_) == 0 && ferror(file_) == 0);
+  file_.require_whole();
 }
 
 RunLog LogTap::run() const {
@@ -162,7 +159,7 @@ void LogTap::keep(const __android_log_message& message) {
 void LogTap::note(const __android_log_message& message) {
   ++lines_;
   const std::lock_guard<std::mutex> lock(mutex_);
-  if (file_ != nullptr) write_threadtime(file_, message);
+  if (file_.there()) write_threadtime(file_, message);
   const char* text = message.message;
   if (keep_all_) keep(message);
   // Every event that a run takes is logged with its data.

@@ -10,6 +10,7 @@
 #include <thread>
 #include <vector>
 
+#include "files/line_file.h"
 #include "record/record.h"
 
 struct __android_log_message;  // of <android/log.h>
@@ -69,8 +70,8 @@ class LogTap {
   };
   // Of the run so far, without copying it.
   Counts counts() const;
-  // Whether the file has every line so far.
-  bool whole() const;
+  // Throws AppError(kUnreachable) where the file has not every line so far.
+  void require_whole();
   // That came so far; any thread.
   long lines() const { return lines_; }
 
@@ -81,10 +82,10 @@ class LogTap {
 
   std::atomic<long> lines_{0};
   mutable std::mutex mutex_;
-  std::FILE* file_ = nullptr;  // guarded by mutex_
-  RunLog run_;                 // guarded by mutex_
-  bool keep_all_ = false;      // guarded by mutex_
-  std::thread::id caller_;     // guarded by mutex_
+  LineFile file_;           // guarded by mutex_
+  RunLog run_;              // guarded by mutex_
+  bool keep_all_ = false;   // guarded by mutex_
+  std::thread::id caller_;  // guarded by mutex_
 };
 
 }  // namespace factory

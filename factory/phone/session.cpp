@@ -94,15 +94,9 @@ Session::OpeningWatch::~OpeningWatch() {
 Session::Session(const Options& options)
     : options_(begin(options, &old_signals_)),
       log_(options.log),
+      hub_log_("--hub-log", options.hub_log, "{\"answered\""),
       fixture_(open_fixture(options)),
       patience_(options.speed == "max" ? 0 : 2000) {
-  if (!options_.hub_log.empty()) {
-    if (options_.hub_log == options_.log)
-      throw AppError(kUsage, "--hub-log " + options_.log + ": is the file of --log");
-    require_kind("--hub-log", options_.hub_log, "{\"answered\"");
-    hub_log_ = fopen(options_.hub_log.c_str(), "we");
-    if (hub_log_ == nullptr) throw AppError(kUsage, "--hub-log " + options_.hub_log + ": " + strerror(errno));
-  }
   for (const std::string& setting : options_.world) {
     const size_t equals = setting.find('=');
     const std::string problem = fixture_->set_world(setting.substr(0, equals), setting.substr(equals + 1));
@@ -141,7 +135,6 @@ Session::~Session() {
   cal_.reset();
   fixture_->on_hub_message({});
   fixture_.reset();
-  if (hub_log_ != nullptr) fclose(hub_log_);
 }
 
 std::optional<Reason> Session::missing() const {
@@ -189,10 +182,9 @@ Json::Value Session::document() {
 }
 
 void Session::require_logs() {
+  log_.require_whole();
   const std::lock_guard<std::mutex> lock(hub_mutex_);
-  const bool whole = hub_log_ == nullptr || (fflush(hub_log_) == 0 && ferror(hub_log_) == 0);
-  if (!log_.whole()) throw AppError(kUnreachable, "--log " + options_.log + ": lines are missing");
-  if (!whole) throw AppError(kUnreachable, "--hub-log " + options_.hub_log + ": lines are missing");
+  hub_log_.require_whole();
 }
 
 void Session::on_hub_message(std::function<void(const HubMessage&)> listener) {
@@ -210,9 +202,7 @@ void Session::take(const HubMessage& message) {
   ++messages_;
   if (!message.answered) ++lost_messages_;
   if (on_hub_message_) on_hub_message_(message);
-  if (hub_log_ == nullptr) return;
-  fprintf(hub_log_, "%s\n", json_line(record::to_json(decoded(message))).c_str());
-  fflush(hub_log_);
+  if (hub_log_.there()) hub_log_.write(json_line(record::to_json(decoded(message))));
 }
 
 void Session::restore_brightness_at_end(int brightness) { brightness_at_end_ = brightness; }

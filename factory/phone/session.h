@@ -15,6 +15,7 @@
 #include <string>
 #include <thread>
 
+#include "files/line_file.h"
 #include "phone/fixture.h"
 #include "phone/log_tap.h"
 #include "phone/options.h"
@@ -105,9 +106,9 @@ class Session {
   const Options options_;
   std::optional<OpeningWatch> opening_{std::in_place};
   LogTap log_;
+  LineFile hub_log_;  // guarded by hub_mutex_
   std::unique_ptr<Fixture> fixture_;
   std::mutex hub_mutex_;
-  std::FILE* hub_log_ = nullptr;                           // guarded by hub_mutex_
   std::function<void(const HubMessage&)> on_hub_message_;  // guarded by hub_mutex_
   std::atomic<int> lost_messages_{0};
   std::atomic<long> messages_{0};

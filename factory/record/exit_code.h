@@ -6,6 +6,7 @@
 #include <iostream>
 
 #include "files/app_error.h"
+#include "files/whole_file.h"
 #include "record/record.h"
 
 namespace factory::record {
@@ -33,7 +34,7 @@ bool delivered(const char* what, const Deliver& deliver) {
     deliver();
     return true;
   } catch (const std::exception& error) {
-    std::cerr << "sensorcal: " << what << error.what() << "\n";
+    std::cerr << "sensorcal: " << what << reason_of(error) << "\n";
     return false;
   }
 }

@@ -101,6 +101,14 @@ std::string serial_number(const std::string& option, const std::string& typed) {
   return serial;
 }
 
+bool is_run_id(const std::string& text) {
+  constexpr std::string_view kForm = "xxxxxxxx-xxxx-7xxx-xxxx-xxxxxxxxxxxx";  // x: a digit to base 16
+  constexpr std::string_view kDigits = "0123456789abcdef";
+  return std::equal(text.begin(), text.end(), kForm.begin(), kForm.end(), [&](char is, char wanted) {
+    return wanted == 'x' ? kDigits.find(is) != std::string_view::npos : is == wanted;
+  });
+}
+
 bool Run::marginal() const {
   return std::any_of(steps.begin(), steps.end(), [](const Step& step) { return step.outcome == Outcome::marginal; });
 }

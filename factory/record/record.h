@@ -223,4 +223,7 @@ struct Run {
 // it has characters that nobody sees.
 std::string serial_number(const std::string& option, const std::string& typed);
 
+// Whether a text has the form of a run's id.
+bool is_run_id(const std::string& text);
+
 }  // namespace factory::record

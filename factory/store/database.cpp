@@ -1,18 +1,32 @@
 #include "store/database.h"
 
+#include <errno.h>
 #include <fcntl.h>
 #include <soci/sqlite3/soci-sqlite3.h>
+#include <string.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <thread>
+#include <utility>
 
 namespace factory::store {
 namespace {
 
 constexpr int kBusyMs = 20000;  // that a writer waits for another
+
+// What is wrong with a file; of what is wrong with a question the library's words say more.
+constexpr std::pair<int, const char*> kFileProblems[] = {
+    {SQLITE_NOTADB, "is no store"},
+    {SQLITE_CORRUPT, "is damaged"},
+    {SQLITE_BUSY, "another program holds it"},
+    {SQLITE_FULL, "cannot be written: No space left on device"},
+    {SQLITE_READONLY, "cannot be written: Permission denied"},
+    {SQLITE_CANTOPEN, "cannot be opened"},
+    {SQLITE_IOERR, "cannot be read or written: Input/output error"},
+};
 
 // As an address, in which no blank or quotation mark of the file's name has a meaning.
 std::string address_of_file(const std::string& file, const char* mode) {
@@ -48,6 +62,11 @@ void write_ahead(soci::session* session) {
 }  // namespace
 
 std::string in_words(const soci::soci_error& error, const Uri& uri) {
+  if (const auto* of_file = dynamic_cast<const soci::sqlite3_soci_error*>(&error)) {
+    for (const auto& [result, words] : kFileProblems) {
+      if ((of_file->result() & 0xff) == result) return uri.shown + ": " + words;
+    }
+  }
   std::string text = uri.shown + ": " + error.get_error_message();
   while (isspace(static_cast<unsigned char>(text.back())) != 0) text.pop_back();
   std::replace(text.begin(), text.end(), '\n', ' ');
@@ -80,11 +99,17 @@ void Database::open_file(Access access) {
   const fs::path file = uri_.place;
   if (!fs::is_directory(file.parent_path(), ignored))
     throw StoreError(uri_.shown + ": there is no folder " + file.parent_path().string());
-  if (access == Access::reading && !fs::exists(file, ignored)) throw StoreError(uri_.shown + ": there is no such file");
+  const bool there = fs::exists(file, ignored);
+  if (access == Access::reading && !there) throw StoreError(uri_.shown + ": there is no such file");
+  if (fs::is_directory(file, ignored)) throw StoreError(uri_.shown + ": is a folder, no store");
   const auto may = [](const fs::path& path, int how) {
     return faccessat(AT_FDCWD, path.c_str(), how, AT_EACCESS) == 0;
   };
   read_only_ = access == Access::reading && !(may(file, W_OK) && may(file.parent_path(), W_OK));
+  if (there && !may(file, R_OK)) throw StoreError(uri_.shown + ": cannot be read: " + strerror(errno));
+  // The database keeps files of its own beside it.
+  if (access != Access::reading && (!may(file.parent_path(), W_OK) || (there && !may(file, W_OK))))
+    throw StoreError(uri_.shown + ": cannot be written: " + strerror(errno));
   if (read_only_) {
     // Nobody writes a log beside it, so that it can be read as it is; a log that is there has to be read, too.
     const bool alone = !fs::exists(uri_.place + "-wal", ignored);

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cstdio>
 #include <random>
-#include <regex>
 
+#include "record/record.h"
 #include "store/uri.h"
 
 namespace factory::store {
@@ -12,11 +12,6 @@ namespace {
 
 constexpr size_t kLength = 36;
 constexpr int64_t kMsMax = (int64_t{1} << 48) - 1;
-
-bool well_formed(const std::string& id) {
-  static const std::regex kForm("[0-9a-f]{8}-[0-9a-f]{4}-7[0-9a-f]{3}-[0-9a-f]{4}-[0-9a-f]{12}");
-  return std::regex_match(id, kForm);
-}
 
 }  // namespace
 
@@ -34,7 +29,7 @@ std::string make_run_id(std::chrono::system_clock::time_point started) {
 }
 
 int64_t time_of_id_ms(const std::string& id) {
-  if (!well_formed(id)) throw StoreError("a run has the id \"" + id.substr(0, 80) + "\", which is none");
+  if (!record::is_run_id(id)) throw StoreError("\"" + id.substr(0, 80) + "\" is no id of a run");
   return std::stoll(id.substr(0, 8) + id.substr(9, 4), nullptr, 16);
 }
 

@@ -30,7 +30,10 @@ double parse_speed(const std::string& text) {
 std::string phone_directory(const Options& options) {
   if (!options.phone.empty()) return options.phone;
   const char* from_environment = std::getenv("SENSORCAL_PHONE");
-  return from_environment != nullptr && *from_environment != '\0' ? from_environment : "phone";
+  if (from_environment == nullptr) return "phone";
+  if (*from_environment == '\0')
+    throw AppError(kUsage, "SENSORCAL_PHONE is set, and empty: give it a value, unset it, or give --phone");
+  return from_environment;
 }
 
 class HostFixture : public Fixture {

@@ -32,7 +32,7 @@ class ScratchRoot {
       for (const std::string& path : unwritable) make_unwritable(path_ + path);
     } catch (const std::exception& error) {
       remove();
-      throw AppError(kUsage, error.what());
+      throw AppError(kUsage, reason_of(error));
     }
   }
 

@@ -39,7 +39,7 @@ class Recorder : public Trace {
     try {
       head["unwritable"] = to_json(copy_device_files(device_root, folder_ + "/root"));
     } catch (const std::filesystem::filesystem_error& error) {
-      throw AppError(kUsage, std::string("--record: ") + error.what());
+      throw AppError(kUsage, "--record " + reason_of(error));
     }
     head["properties"] = Json::Value(Json::objectValue);
     for (const auto& [name, value] : host::all_properties()) head["properties"][name] = value;

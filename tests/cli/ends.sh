@@ -16,7 +16,7 @@ has err '^sensorcal: standard output cannot be written$'
 # What was asked for and cannot be delivered: 3 where the phone is good, and told; a bad phone is a bad phone.
 for lost in --log --hub-log --html --junit; do
   run 3 run plan.json --speed max $lost /dev/full
-  has err '^sensorcal: (--[a-z-]+ )?/dev/full: (lines are missing|cannot be written)'
+  has err "^sensorcal: $lost /dev/full: (lines are missing|cannot be written): No space left on device$"
   has out 'serial number: PASSED in '
   run 1 run plan.json --speed max --fault nan:Acc $lost /dev/full
 done
@@ -34,12 +34,33 @@ run 0 replay recording
 # What can be known is told before the phone is touched; each file is written even where another one cannot be.
 rm -rf phone
 run 2 run plan.json --html nowhere/run.html
-has err '^sensorcal: --html .*/nowhere/run\.html: .*/nowhere is no folder$'
+has err '^sensorcal: --html .*/nowhere/run\.html: .*/nowhere: No such file or directory$'
 run 2 run plan.json --csv plan.json
 has err '^sensorcal: --csv .*/plan\.json: is no folder$'
+run 2 run plan.json --retest-of foo
+has err '^sensorcal: --retest-of foo: is no id of a run'
 run 2 run .
 has err '^\.: is a folder$'
 [ ! -e phone ] || fail 'a phone was made all the same'
+for variable in SENSORCAL_STORE SENSORCAL_PHONE; do
+  export $variable=
+  run 2 run plan.json
+  has err "^sensorcal: $variable is set, and empty: give it a value, unset it, or give --(store|phone)$"
+  unset $variable
+  export SENSORCAL_PHONE=$work/phone
+done
+mkdir shut
+for option in --html --junit --csv --record --log --hub-log --store; do
+  # As root, too, who may do all but for a capability.
+  chmod 555 shut
+  code=0
+  called="run, $option in a folder that may not be written"
+  as=(setpriv --bounding-set=-dac_override --inh-caps=-dac_override)
+  [ "$(id -u)" = 0 ] || as=()
+  "${as[@]}" "$sensorcal" run plan.json $option shut/made >out 2>err </dev/null || code=$?
+  [ "$code" = 2 ] && [ ! -e phone ] || fail "exit code $code"
+  has err "^sensorcal: ($option )?(/.*/)?shut/made: (/.*/shut )?(cannot be written: )?Permission denied$"
+done
 run 3 run plan.json --speed max --html /dev/full --junit after.xml
 has err '^sensorcal: (--[a-z]+ )?/dev/full: cannot be written'
 [ -s after.xml ] || fail 'the files after it are missing'
@@ -117,14 +138,16 @@ has err 'is a folder, no profile$'
 # An output that is named like what is read, or like another output, destroys neither.
 run 0 run plan.json --speed max --serial A --store runs.db --html page.html --junit result.xml --log log --hub-log hub
 run 0 run plan.json --speed max --serial B --store runs.db --html page.html --junit result.xml --log log --hub-log hub
-for wrong in '--html runs.db' '--html plan.json' '--junit page.html' '--hub-log plan.json'; do
+for wrong in '--html runs.db' '--html plan.json' '--junit page.html' '--hub-log plan.json' '--log plan.json'; do
   cp "${wrong#* }" before
   run 2 run plan.json --speed max --store runs.db $wrong
   has err "^sensorcal: ${wrong%% *} .*${wrong#* }: is there already, and is no file of this kind: it stays as it is$"
   cmp before "${wrong#* }" || fail "$wrong: was written over"
 done
-run 2 run plan.json --speed max --html both --junit both
-run 2 run plan.json --speed max --log both --hub-log both
+for wrong in '--html both --junit both' '--log both --hub-log both' '--html both --log both'; do
+  run 2 run plan.json --speed max $wrong
+  has err 'both: is the file of --(html|log)$'
+done
 run 2 run plan.json --speed max --serial '  '
 
 # What a plan says is shown on a terminal, not sent to it, and its colours are the program's own.

@@ -33,7 +33,7 @@ run 2 sync --store other.db --spool nofile.db
 has err '^sensorcal: --spool nofile.db: there is no such file$'
 [ -e nofile.db ] && fail 'a mistyped spool was made'
 cp runs.db before.db
-run 2 sync --store other.db --spool runs.db
+run 2 sync --store before.db --spool runs.db
 has err 'runs.db: is no spool$'
 cmp runs.db before.db || fail 'a store was touched that was taken for a spool'
 run 0 history "$nasty" --store runs.db
@@ -43,10 +43,23 @@ json out 'len(d["runs"]) == 1 and d["runs"][0]["steps"][0]["attempts"][0]["measu
 id=$(python3 -c 'import json; print(json.load(open("out"))["runs"][0]["id"])')
 run 0 history --run "$id" --store runs.db
 has out "$id" 'noise x'
-run 1 history nobody --store runs.db
+run 2 history nobody --store runs.db --json
+json out 'd["error"]["message"] == "the store has no run of serial number nobody"'
 run 2 history --run no-id --store runs.db
-run 2 stats --store missing.db
-has err 'missing.db: there is no such file'
+echo text >text
+while IFS='|' read -r place problem; do
+  for command in stats sync 'history A'; do
+    run 2 $command --store "$place"
+    [ "$(cat err)" = "sensorcal: $place: $problem" ] || fail "$command $place: not '$problem'"
+  done
+done <<ROWS
+missing.db|there is no such file
+.|is a folder, no store
+text|is no store
+no/runs.db|there is no folder $work/no
+ROWS
+run 3 stats --store runs.db --html /dev/full
+has out '2 passed'
 run 2 stats --store runs.db --since yesterday
 run 2 stats
 

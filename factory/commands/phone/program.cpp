@@ -1,6 +1,7 @@
 #include "commands/phone/commands.h"
 
 #include <signal.h>
+#include <stdlib.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
@@ -15,6 +16,7 @@
 #include "cli/command_line.h"
 #include "cli/terminal.h"
 #include "files/json_text.h"
+#include "files/whole_file.h"
 #include "phone/fixture.h"
 #include "phone/fixture_settings.h"
 #include "run/identity.h"
@@ -60,6 +62,16 @@ void require_used(const CLI::App& app, const Command& command) {
     const CLI::Option* option = app.get_option_no_throw(row.name);
     if ((command.uses & row.use) == 0 && option != nullptr && option->count() > 0)
       throw AppError(kUsage, std::string(command.name) + " takes no " + row.name);
+  }
+}
+
+// A variable that is set to nothing is one that a script lost: what it stands for would be left out without a word.
+void require_filled(const CLI::App& command) {
+  for (const CLI::Option* option : command.get_options({})) {
+    const std::string name = option->get_envname();
+    const char* value = name.empty() ? nullptr : getenv(name.c_str());
+    if (value != nullptr && *value == '\0' && option->count() == 0)
+      throw AppError(kUsage, name + " is set, and empty: give it a value, unset it, or give " + option->get_name());
   }
 }
 
@@ -123,7 +135,10 @@ int run(int argc, char** argv, const Program& program) {
     std::reverse(arguments.begin(), arguments.end());  // as the parser takes them
     app.parse(arguments);
   } catch (const CLI::ParseError& error) {
-    if (error.get_exit_code() != 0) throw AppError(kUsage, parse_problem(app, error.what()));
+    if (error.get_exit_code() != 0) {
+      for (const CLI::App* sub : app.get_subcommands()) require_filled(*sub);
+      throw AppError(kUsage, parse_problem(app, error.what()));
+    }
     std::ostringstream help;
     app.exit(error, help);
     std::cout << fit_help(help.str());
@@ -131,6 +146,7 @@ int run(int argc, char** argv, const Program& program) {
   }
   const auto& [command, runner] = runners.at(app.get_subcommands().front());
   require_used(app, *command);
+  require_filled(*app.get_subcommands().front());
   for (std::string& setting : options.world) setting = read_world(setting);
   options.makes_phone = (command->uses & Uses::new_phone) != 0;
   return runner(options);
@@ -184,7 +200,7 @@ int run_program(int argc, char** argv, const Program& program) {
   } catch (const AppError& error) {
     return tell(error.code, error.what(), json);
   } catch (const std::exception& error) {
-    return tell(kUnreachable, error.what(), json);
+    return tell(kUnreachable, reason_of(error), json);
   }
 }
 

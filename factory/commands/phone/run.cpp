@@ -9,6 +9,7 @@
 
 #include "cli/terminal.h"
 #include "files/json_text.h"
+#include "files/whole_file.h"
 #include "phone/session.h"
 #include "record/exit_code.h"
 #include "record/file_name.h"
@@ -130,6 +131,7 @@ int run_plan(const Options& options, const plan::Plan& plan, const RunOrder& ord
     begun.plan.name = plan.name;
     begun.started = record::Clock::now();
     wanted.record = record::file_name(options.record, begun);
+    require_output_folder("--record", wanted.record);
   }
   const int code = run_on_phone(wanted, plan, order, false, sinks, review);
   bool all = true;
@@ -153,6 +155,8 @@ Runner set_up_run(ArgumentParser parser, const Sinks& sinks) {
   for (const auto& sink : sinks) sink->add_options(parser);
   return [=](const Options& options) {
     order->serial = record::serial_number("--serial", order->serial);
+    if (!order->retest_of.empty() && !record::is_run_id(order->retest_of))
+      throw AppError(kUsage, "--retest-of " + order->retest_of + ": is no id of a run, as its record has it");
     order->stop_on_failure = !on_failure->empty();
     return run_plan(options, plan::load_plan(*file), *order, sinks);
   };

@@ -66,23 +66,20 @@ void Files::add_options(ArgumentParser parser) {
 }
 
 void Files::open() {
-  const std::pair<const char*, std::string*> kFiles[] = {{"--html", &html_}, {"--junit", &junit_}, {"--csv", &csv_}};
-  for (const auto& [option, file] : kFiles) {
+  const struct {
+    const char* option;
+    std::string* file;
+    const char* begin;
+  } kFiles[] = {{"--html", &html_, "<!DOCTYPE html>"}, {"--junit", &junit_, "<?xml"}, {"--csv", &csv_, nullptr}};
+  for (const auto& [option, file, begin] : kFiles) {
     if (file->empty()) continue;
     *file = fs::absolute(*file).lexically_normal().string();
     record::check_pattern(option, *file);
-    const fs::path folder = fs::path(*file).parent_path();
-    const std::string named = std::string(option) + " " + *file + ": ";
-    if (record::is_pattern(folder)) throw AppError(kUsage, named + "only the last part may be made from the run");
-    if (file == &csv_) continue;
-    if (fs::is_directory(*file)) throw AppError(kUsage, named + "is a folder");
-    if (!fs::is_directory(folder)) throw AppError(kUsage, named + folder.string() + " is no folder");
-    require_kind(option, *file, file == &html_ ? "<!DOCTYPE html>" : "<?xml");
+    if (record::is_pattern(fs::path(*file).parent_path()))
+      throw AppError(kUsage, std::string(option) + " " + *file + ": only the last part may be made from the run");
+    begin != nullptr ? require_output(option, *file, begin) : require_output_folder(option, *file);
   }
-  if (!html_.empty() && html_ == junit_) throw AppError(kUsage, "--junit " + junit_ + ": is the file of --html");
-  if (csv_.empty() || record::is_pattern(csv_)) return;
-  if (fs::exists(csv_) && !fs::is_directory(csv_)) throw AppError(kUsage, "--csv " + csv_ + ": is no folder");
-  require_no_csv(csv_);
+  if (!csv_.empty()) require_no_csv(csv_);
 }
 
 bool Files::keep(record::Run* run) {

@@ -10,6 +10,7 @@
 #include "files/json_text.h"
 #include "files/whole_file.h"
 #include "quality/stats_view.h"
+#include "record/exit_code.h"
 #include "store/keeper.h"
 #include "store/spool.h"
 
@@ -38,17 +39,15 @@ std::string question_of(const store::Filter& filter, const ChosenRuns& runs) {
 int stats(const CommonOptions& options, const Arguments& a) {
   store::Filter filter = a.runs.of(options.profile);
   const std::string question = question_of(filter, a.runs);
+  if (!a.html.empty()) require_output("--html", a.html, "<!DOCTYPE html>");
   return guarded([&] {
     const auto database = opened_store(a.uri);
     require_known(database.get(), &filter);
     const store::Statistics found = statistics(database.get(), filter, a.outlier_sigmas);
     // The page first: that it cannot be written is not told below all figures.
-    if (!a.html.empty()) {
-      require_kind("--html", a.html, "<!DOCTYPE html>");
-      write_page(found, question, a.html);
-    }
+    const bool page = a.html.empty() || record::delivered("--html ", [&] { write_page(found, question, a.html); });
     print_result(options.json, "stats/1", to_json(found), to_text(found, question));
-    return kPassed;
+    return static_cast<int>(record::exit_code(record::Outcome::passed, page));
   });
 }
 
@@ -62,13 +61,14 @@ int history(const CommonOptions& options, const Arguments& a) {
     } else if (auto run = store::stored_run(database.get(), a.run)) {
       found.push_back(std::move(*run));
     }
+    if (found.empty())
+      throw AppError(kUsage, "the store has no run " + (a.run.empty() ? "of serial number " + a.serial : a.run));
     if (options.json) {
       print_document("history/2", store::valid(to_json(found)));
     } else {
       for (const store::StoredRun& stored : found) std::cout << run_text(stored.run, a.full || !a.run.empty());
-      if (found.empty()) std::cout << "no run\n";
     }
-    return found.empty() ? kFailed : kPassed;
+    return kPassed;
   });
 }
 
@@ -78,6 +78,7 @@ int sync(const CommonOptions& options, const Arguments& a) {
     const store::Uri uri = store::parse_uri(a.uri);
     if (!a.spool.empty() && !std::filesystem::exists(a.spool))
       throw AppError(kUsage, "--spool " + a.spool + ": there is no such file");
+    if (!uri.postgresql) (void)opened_store(a.uri);  // a server may be away, a file is mistyped
     store::Spool spool(a.spool.empty() ? store::default_spool(uri) : store::parse_uri("sqlite:" + a.spool).place);
     const store::Brought brought = bring_up(&spool, uri, kPatienceSeconds);
     tell_problems(brought);

@@ -54,7 +54,7 @@ record::Run read_record(const std::string& file) {
   const std::optional<std::string> text = read_file(piped ? "/dev/stdin" : file);
   const std::string name = piped ? "standard input" : file;
   if (!text) throw AppError(kUsage, name + ": " + strerror(errno));
-  if (text->empty()) throw AppError(kUsage, name + ": cannot be read");
+  if (text->empty()) throw AppError(kUsage, name + ": is empty, no record");
   try {
     return record::read_run(*text);
   } catch (const record::FormatError& error) {

@@ -65,7 +65,7 @@ PhoneDirectory::PhoneDirectory(const PhoneOptions& options) {
     write_state();
   } catch (const fs::filesystem_error& error) {
     release();
-    throw PhoneError(error.what());
+    throw PhoneError(error.path1().string() + ": " + error.code().message());
   } catch (...) {
     release();
     throw;

@@ -69,7 +69,7 @@ TEST_P(SyncTest, OneThatIsRefusedHoldsNoOtherUp) {
   EXPECT_EQ(brought.stored, 1);
   EXPECT_EQ(brought.waiting, 1);
   ASSERT_EQ(brought.refused.size(), 1U);
-  EXPECT_NE(brought.refused[0].find("which is none"), std::string::npos) << brought.refused[0];
+  EXPECT_NE(brought.refused[0].find("is no id of a run"), std::string::npos) << brought.refused[0];
 }
 
 TEST_P(SyncTest, KilledAtAnyMomentLosesAndDoublesNothing) {
