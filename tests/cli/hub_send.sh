@@ -16,7 +16,7 @@ run 0 get Acc offset --json
 json out 'd["stored"][0]["values"] == [1, 0, 0]'
 # A code that the hub does not know.
 run 0 hub send Acc 99
-has out '->  w0=-1$'
+has out '99 .*->  w0=-1$'
 
 for words in '5x' '1.0.0' '99999999999'; do
   run 2 hub send Acc set-acc-offset "$words"
