@@ -4,7 +4,7 @@
 #include <cutils/properties.h>
 #include <vendor/corvane/sensor/kestsensorservice/1.1/IKestSensorService.h>
 
-#include <utility>
+#include <thread>
 
 namespace factory {
 namespace {
@@ -14,7 +14,6 @@ using Clock = std::chrono::steady_clock;
 // The library's longest silence is a run that gets no event: 8 s. With its services there, more patience costs nothing.
 constexpr std::chrono::seconds kWithoutService{10};
 constexpr std::chrono::seconds kWithServices{30};
-constexpr std::chrono::milliseconds kWatch{100};
 
 template <typename Service>
 bool answers(std::chrono::milliseconds patience) {
@@ -43,38 +42,18 @@ bool test_service_answers(std::chrono::milliseconds patience) {
   return answers<::vendor::corvane::sensor::kestsensorservice::V1_1::IKestSensorService>(patience);
 }
 
-Watchdog::Watchdog(std::function<long()> progress, std::function<void(const std::string&)> bark)
-    : progress_(std::move(progress)), bark_(std::move(bark)), thread_([this] { watch(); }) {}
-
-Watchdog::~Watchdog() {
-  {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    end_ = true;
+std::string Watchdog::hang(long progress) {
+  if (operations_ == 0 || progress != seen_) {
+    seen_ = progress;
+    since_ = Clock::now();
+    return "";
   }
-  ended_.notify_all();
-  thread_.join();
-}
-
-void Watchdog::watch() {
-  long seen = 0;
-  auto since = Clock::now();
-  std::unique_lock<std::mutex> lock(mutex_);
-  while (!ended_.wait_for(lock, kWatch, [this] { return end_; })) {
-    const long now = progress_();
-    if (operations_ == 0 || now != seen) {
-      seen = now;
-      since = Clock::now();
-      continue;
-    }
-    const auto silence = Clock::now() - since;
-    if (silence < kWithoutService) continue;
-    const bool there = sensor_service_answers({}) && test_service_answers({});
-    if (there && silence < kWithServices) continue;
-    lock.unlock();
-    bark_(there ? "nothing came back from the phone for " + std::to_string(kWithServices.count()) + " s"
-                : "a service of the phone is gone, and the call to it does not come back");
-    return;
-  }
+  const auto silence = Clock::now() - since_;
+  if (silence < kWithoutService) return "";
+  const bool there = sensor_service_answers({}) && test_service_answers({});
+  if (there && silence < kWithServices) return "";
+  return there ? "nothing came back from the phone for " + std::to_string(kWithServices.count()) + " s"
+               : "a service of the phone is gone, and the call to it does not come back";
 }
 
 }  // namespace factory

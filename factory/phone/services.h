@@ -1,14 +1,10 @@
-// What the phone says of itself, whether its services are there, and what ends a call that never comes back because one
-// of them died.
+// What the phone says of itself, whether its services are there, and what notices a call that never comes back because
+// one of them died.
 #pragma once
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
-#include <functional>
-#include <mutex>
 #include <string>
-#include <thread>
 
 namespace factory {
 
@@ -20,16 +16,10 @@ std::string property(const char* name);
 bool sensor_service_answers(std::chrono::milliseconds patience);
 bool test_service_answers(std::chrono::milliseconds patience);
 
+// Notices where a silence is longer than any that the library's own time limits allow: a call hangs.
 class Watchdog {
  public:
-  // `progress` changes with everything that the library does; `bark` is told why, on the watchdog's own thread, and
-  // need not come back.
-  Watchdog(std::function<long()> progress, std::function<void(const std::string& why)> bark);
-  ~Watchdog();
-  Watchdog(const Watchdog&) = delete;
-  Watchdog& operator=(const Watchdog&) = delete;
-
-  // While one lives, a silence that is longer than any that the library's own time limits allow is a hang.
+  // A call to the phone is under way while one lives.
   class Operation {
    public:
     explicit Operation(Watchdog& watchdog) : watchdog_(watchdog) { ++watchdog_.operations_; }
@@ -41,16 +31,14 @@ class Watchdog {
     Watchdog& watchdog_;
   };
 
- private:
-  void watch();
+  // Why a call will not come back; empty: it may. Asked several times a second, by one thread, with a number that
+  // changes with everything that the library does.
+  std::string hang(long progress);
 
-  const std::function<long()> progress_;
-  const std::function<void(const std::string&)> bark_;
+ private:
   std::atomic<int> operations_{0};
-  std::mutex mutex_;
-  std::condition_variable ended_;
-  bool end_ = false;  // guarded by mutex_
-  std::thread thread_;
+  long seen_ = 0;  // and since when; of the thread that asks
+  std::chrono::steady_clock::time_point since_;
 };
 
 }  // namespace factory

@@ -78,15 +78,10 @@ std::string hub_problem(Session& session) {
 
 }  // namespace
 
-Session::OpeningWatch::OpeningWatch()
-    : thread_([] {
-        const sigset_t set = watched_signals();
-        int signal = 0;
-        sigwait(&set, &signal);
-        if (signal != kStopWatching) say_interrupted_and_exit();
-      }) {}
+Session::Watcher::Watcher(Session& session) : session_(session), thread_([&session] { session.watch(); }) {}
 
-Session::OpeningWatch::~OpeningWatch() {
+Session::Watcher::~Watcher() {
+  session_.stage_ = Stage::closing;
   pthread_kill(thread_.native_handle(), kStopWatching);
   thread_.join();
 }
@@ -115,19 +110,11 @@ Session::Session(const Options& options)
     absent_ = kNoTestService;
   }
   if (!absent_) cal_ = std::make_unique<SensorCalibration>();
-  opening_.reset();
-  watcher_ = std::thread([this] { watch_interrupts(); });
-  watchdog_ = std::make_unique<Watchdog>([this] { return log_.lines() + messages_; },
-                                         [this](const std::string& why) {
-                                           if (claim_end()) leave(why);
-                                         });
+  stage_ = Stage::open;
 }
 
 Session::~Session() {
-  watchdog_.reset();
-  closing_ = true;
-  pthread_kill(watcher_.native_handle(), kStopWatching);
-  watcher_.join();
+  watcher_.reset();
   restore_brightness();
   // Whatever hangs from here on, Ctrl-C and its kin end the program.
   pthread_sigmask(SIG_SETMASK, &old_signals_, nullptr);
@@ -229,36 +216,44 @@ void Session::switch_off() {
   for (const SensorInfo& info : cal_->sensor_list) (void)cal_->event_queue->disableSensor(info.sensorHandle).isOk();
 }
 
-void Session::watch_interrupts() {
+void Session::watch() {
   const sigset_t set = watched_signals();
+  constexpr timespec kLook{0, 100000000};
   for (;;) {
-    int signal = 0;
-    sigwait(&set, &signal);
-    if (closing_) return;
-    if (signal == kStopWatching) continue;
-    interrupted_ = true;
-    fixture_->interrupted();
-    end_at_once();
+    const int signal = sigtimedwait(&set, nullptr, &kLook);
+    if (stage_ == Stage::closing) return;
+    const bool asked = signal > 0 && signal != kStopWatching;
+    if (stage_ == Stage::opening) {
+      if (asked) say_interrupted_and_exit();  // whatever the opening waits for
+    } else if (asked) {
+      interrupt();
+    } else if (const std::string why = watchdog_.hang(log_.lines() + messages_); !why.empty() && claim_end()) {
+      leave(why);
+    }
   }
 }
 
 // Any wake-up ends a run's wait. What does not end within the time a person notices is left where it stands: the
 // process goes, with its sensors off.
-void Session::end_at_once() {
+void Session::interrupt() {
+  interrupted_ = true;
+  fixture_->interrupted();
   constexpr int kWakeUps = 10;
-  for (int i = 0; cal_ && i < kWakeUps && !closing_ && !end_claimed_; ++i) {
+  for (int i = 0; cal_ && i < kWakeUps && stage_ == Stage::open && !end_claimed_; ++i) {
     // Without its mutex, which a call that hangs may hold: a wake-up that comes too early is followed by others.
     pthread_cond_broadcast(&cal_->cal_cond);
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
   // A second Ctrl-C finds the end claimed, but maybe stuck.
   const bool again = ++interruptions_ > 1;
-  if (closing_ || (!claim_end() && !again)) return;
+  if (stage_ == Stage::closing || (!claim_end() && !again)) return;
   leave("");
 }
 
 void Session::leave(const std::string& why) {
   const int code = why.empty() ? kInterrupted : kUnreachable;
+  // What hangs may go on to, and nobody watches any more: Ctrl-C and its kin end the program.
+  if (!why.empty()) pthread_sigmask(SIG_SETMASK, &old_signals_, nullptr);
   // What follows asks the phone once more: whatever comes of that, the process goes.
   std::thread([code] {
     constexpr std::chrono::seconds kLongest{20};

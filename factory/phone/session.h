@@ -46,7 +46,7 @@ class Session {
   // object holds: one that was started again since does not know it.
   bool sensor_service_there() const;
   bool test_service_there() const { return test_service_answers(patience_); }
-  Watchdog& watchdog() { return *watchdog_; }
+  Watchdog& watchdog() { return watchdog_; }
 
   Fixture& fixture() { return *fixture_; }
   // What a JSON document says of the phone: `phone` and `remarks`.
@@ -87,24 +87,27 @@ class Session {
 
  private:
   void restore_brightness();
-  void watch_interrupts();
-  void end_at_once();
+  void watch();
+  void interrupt();
   void take(const HubMessage& message);
   [[noreturn]] void leave(const std::string& why);
 
-  // Until the session watches: Ctrl-C and its kin end the program at once, whatever the opening waits for.
-  class OpeningWatch {
+  // Whoever watches for Ctrl-C and its kin, and for calls that do not come back.
+  class Watcher {
    public:
-    OpeningWatch();
-    ~OpeningWatch();
+    explicit Watcher(Session& session);
+    ~Watcher();
 
    private:
+    Session& session_;
     std::thread thread_;
   };
+  enum class Stage { opening, open, closing };
 
   sigset_t old_signals_;  // blocked before the session
   const Options options_;
-  std::optional<OpeningWatch> opening_{std::in_place};
+  std::atomic<Stage> stage_{Stage::opening};
+  std::optional<Watcher> watcher_{std::in_place, *this};
   LogTap log_;
   LineFile hub_log_;  // guarded by hub_mutex_
   std::unique_ptr<Fixture> fixture_;
@@ -117,13 +120,11 @@ class Session {
   const std::chrono::milliseconds patience_;           // with a service that does not answer
   std::optional<record::Reason> absent_;               // why there is no calibration object
   std::unique_ptr<SensorCalibration> cal_;
-  std::unique_ptr<Watchdog> watchdog_;
+  Watchdog watchdog_;
   std::atomic<int> brightness_at_end_{-1};  // -1: as it is
   std::atomic<bool> interrupted_{false};
-  std::atomic<bool> closing_{false};
   std::atomic<bool> end_claimed_{false};
   int interruptions_ = 0;  // the watcher's
-  std::thread watcher_;
 };
 
 // A lost reply reads as zeros, and zero is a good result and a good value: what the hub gave counts only when it
