@@ -47,8 +47,7 @@ Enabling enable(Session& session, const SensorInfo& sensor, double period_ms, do
     if (first_ns == 0) first_ns = sample.timestamp_ns;
     return sample.timestamp_ns - first_ns >= static_cast<int64_t>(seconds * 1e9);
   };
-  EventFeed feed(session.cal().sensor_manager, sensor.sensorHandle, static_cast<int>(sensor.type),
-                 static_cast<int>(period_ms * kUsPerMs), is_last);
+  EventFeed feed(session.cal().sensor_manager, sensor, period_ms, is_last);
   Enabling out;
   std::vector<Sample>& samples = out.samples;
   feed.follow(session.interrupted(), [&](const std::vector<Sample>& came, Seconds quiet) {

@@ -132,6 +132,7 @@ template void ArgumentParser::add_option(const std::string&, std::optional<uint6
 template void ArgumentParser::add_option(const std::string&, std::optional<double>&, const std::string&,
                                          const Argument&);
 template void ArgumentParser::add_option(const std::string&, std::vector<int>&, const std::string&, const Argument&);
+template void ArgumentParser::add_option(const std::string&, std::vector<double>&, const std::string&, const Argument&);
 template void ArgumentParser::add_option(const std::string&, std::vector<std::string>&, const std::string&,
                                          const Argument&);
 

@@ -34,6 +34,14 @@ std::string plain(double value) {
   return significant(value, std::fabs(value) < kWholeFrom ? 4 : 6);
 }
 
+std::optional<std::array<double, 3>> read_three(const std::string& text) {
+  std::array<double, 3> v{};
+  int end = 0;
+  const bool all = sscanf(text.c_str(), "%lf,%lf,%lf%n", &v[0], &v[1], &v[2], &end) == 3;
+  if (!all || static_cast<size_t>(end) != text.size()) return {};
+  return std::isfinite(v[0] + v[1] + v[2]) ? std::optional(v) : std::nullopt;
+}
+
 std::string plain_exactly(double value) { return shortest(value); }
 std::string plain_exactly(float value) { return shortest(value); }
 

@@ -1,6 +1,7 @@
 // Numbers as texts, and back; "nan" and "inf" as they are.
 #pragma once
 
+#include <array>
 #include <charconv>
 #include <optional>
 #include <string>
@@ -27,5 +28,8 @@ std::optional<Number> read_number(std::string_view text) {
   if (error != std::errc() || stop != text.data() + text.size()) return {};
   return number;
 }
+
+// "x,y,z", each finite; nothing where a text is not.
+std::optional<std::array<double, 3>> read_three(const std::string& text);
 
 }  // namespace factory

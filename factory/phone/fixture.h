@@ -26,12 +26,7 @@ struct HubMessage {
 };
 
 // What is asked for of a run, beside its plan.
-struct RunOrder {
-  std::string serial = {};
-  std::string station = {};
-  std::string operator_name = {};
-  std::string lot = {};
-  std::string retest_of = {};    // id of the run that this one repeats
+struct RunOrder : record::Order {
   bool stop_on_failure = false;  // whatever the plan says
 };
 

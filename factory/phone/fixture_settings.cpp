@@ -1,9 +1,5 @@
 #include "phone/fixture_settings.h"
 
-#include <stdio.h>
-#include <stdlib.h>
-
-#include <cctype>
 #include <cmath>
 #include <string_view>
 #include <vector>
@@ -15,25 +11,14 @@
 namespace factory {
 namespace {
 
-bool is_number(const std::string& text, double* number) {
-  if (text.empty() || isspace(static_cast<unsigned char>(text[0])) != 0) return false;
-  char* end = nullptr;
-  *number = strtod(text.c_str(), &end);
-  return *end == '\0' && std::isfinite(*number);
-}
+bool is_number(std::string_view text) { return std::isfinite(read_number<double>(text).value_or(NAN)); }
 
-bool three_numbers(const std::string& text) {
-  double v[3];
-  int end = 0;
-  return sscanf(text.c_str(), "%lf,%lf,%lf%n", &v[0], &v[1], &v[2], &end) == 3 &&
-         static_cast<size_t>(end) == text.size() && std::isfinite(v[0]) && std::isfinite(v[1]) && std::isfinite(v[2]);
-}
+bool three_numbers(const std::string& text) { return read_three(text).has_value(); }
 
 bool is_direction(const std::string& text) {
   constexpr std::string_view kTilted = "tilted:";
-  double degrees = 0;
   return text == "flat" || text == "face-down" || three_numbers(text) ||
-         (text.starts_with(kTilted) && is_number(text.substr(kTilted.size()), &degrees));
+         (text.starts_with(kTilted) && is_number(text.substr(kTilted.size())));
 }
 
 bool is_switch(const std::string& text) { return text == "on" || text == "off"; }
@@ -64,10 +49,12 @@ std::string values_of(const Setting& row) {
          (*row.word == '\0' ? "" : std::string(", or \"") + row.word + "\"");
 }
 
-std::string read_number(const Setting& row, const std::string& text, Bare bare, std::string* setting) {
+std::string read_quantity(const Setting& row, const std::string& text, Bare bare, std::string* setting) {
   if (*row.word != '\0' && text == row.word) return "";
   plan::Amount amount;
-  if (bare == Bare::refused || !is_number(text, &amount.value)) {
+  if (bare == Bare::taken && is_number(text)) {
+    amount.value = *read_number<double>(text);
+  } else {
     const std::string wrong = plan::read_amount(text, row.values, false, &amount);
     if (!wrong.empty()) return (bare == Bare::taken ? "" : wrong + "; ") + "give " + values_of(row);
     *setting = significant(amount.value, 9);
@@ -111,7 +98,7 @@ std::string read_setting(const std::string& key, const std::string& text, Bare b
     if (key != row.key) {
       known.emplace_back(row.key);
     } else if (row.is_one == nullptr) {
-      return read_number(row, text, bare, setting);
+      return read_quantity(row, text, bare, setting);
     } else {
       return row.is_one(text) ? "" : "give " + values_of(row);
     }

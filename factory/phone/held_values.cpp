@@ -142,31 +142,35 @@ std::string HeldValues::put_back_value(Session& session, size_t which) const {
 }
 
 // What counts is what reads back, not what the hub answers to a write.
-HeldValues::PutBack HeldValues::put_back(Session& session) const {
-  PutBack out;
+void HeldValues::put_back(Session& session, record::Attempt* attempt) const {
+  std::vector<std::string> problems;
   HubWatch hub(session);
   std::map<size_t, std::string> refusals;
   if (hub.answered()) {
     for (const size_t i : changed(session)) refusals[i] = put_back_value(session, i);
   }
-  out.needed = !refusals.empty();
+  bool needed = !refusals.empty();
   for (const auto& [path, bytes] : file_bytes_) {
     if (read_file(path, SIZE_MAX) == bytes) continue;
-    out.needed = true;
+    needed = true;
     const bool good = bytes ? write_bytes(path, *bytes) : unlink(path.c_str()) == 0;
-    if (!good || read_file(path, SIZE_MAX) != bytes) out.problems.push_back("/" + path + " could not be put back");
+    if (!good || read_file(path, SIZE_MAX) != bytes) problems.push_back("/" + path + " could not be put back");
   }
   if (hub.answered()) {
     for (const size_t i : changed(session)) {
       const std::string& refusal = refusals[i];
-      out.problems.push_back(refusal.empty() ? before_[i].name + " does not read as it was before" : refusal);
+      problems.push_back(refusal.empty() ? before_[i].name + " does not read as it was before" : refusal);
     }
   }
   // Without an answer the reads above are worth nothing.
   const std::string problem = hub.problem();
-  if (!problem.empty()) out.problems.push_back(problem);
-  out.done = out.needed && out.problems.empty();
-  return out;
+  if (!problem.empty()) problems.push_back(problem);
+  attempt->put_back = needed && problems.empty();
+  attempt->kept = !problems.empty();
+  for (const std::string& what : problems) {
+    attempt->fail({record::Why::old_values_lost, "the old values are not all back: " + what,
+                   "calibrate again, or write them by hand"});
+  }
 }
 
 }  // namespace factory

@@ -49,13 +49,8 @@ class HeldValues {
   // What is held now.
   std::vector<HeldValue> now(Session& session) const;
 
-  struct PutBack {
-    bool needed = false;  // something had changed
-    bool done = false;    // all of it was written back and reads as before
-    std::vector<std::string> problems;
-  };
-  // Writes back what has changed and reads it again.
-  PutBack put_back(Session& session) const;
+  // Writes back what has changed and reads it again. Says in the attempt what came of it.
+  void put_back(Session& session, record::Attempt* attempt) const;
 
  private:
   struct Wanted {

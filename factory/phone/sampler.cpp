@@ -95,9 +95,10 @@ class EventFeed::Inbox : public IEventQueueCallback {
   IEventQueue* queue_ = nullptr;  // guarded by mutex_
 };
 
-EventFeed::EventFeed(const Manager& manager, int handle, int type, int period_us,
+EventFeed::EventFeed(const Manager& manager, const SensorInfo& sensor, double period_ms,
                      std::function<bool(const Sample&)> is_last)
-    : handle_(handle), inbox_(new Inbox(handle, type, std::move(is_last))) {
+    : handle_(sensor.sensorHandle), inbox_(new Inbox(handle_, static_cast<int>(sensor.type), std::move(is_last))) {
+  constexpr double kUsPerMs = 1000;
   ::android::sp<IEventQueue> queue;
   const auto created =
       manager->createEventQueue(inbox_, [&](const ::android::sp<IEventQueue>& made, QueueResult result) {
@@ -107,7 +108,7 @@ EventFeed::EventFeed(const Manager& manager, int handle, int type, int period_us
   if (problem_) return;
   inbox_->set_queue(queue.get());
   enabled_at_ = Steady::now();
-  const auto enabled = queue->enableSensor(handle, period_us, 0);
+  const auto enabled = queue->enableSensor(handle_, static_cast<int>(period_ms * kUsPerMs), 0);
   problem_ = refusal(enabled.isOk(), enabled.isOk() && enabled == QueueResult::OK, Why::sensor_refused,
                      "the sensor could not be enabled");
   if (problem_) {
@@ -157,10 +158,9 @@ double FreshSamples::error(size_t value) const {
 
 FreshSamples take_samples(const EventFeed::Manager& manager, const SampleRequest& request,
                           const std::atomic<bool>& interrupted) {
-  constexpr int kUsPerMs = 1000;
   FreshSamples out;
   out.wanted = request.count;
-  EventFeed feed(manager, request.handle, request.type, request.period_ms * kUsPerMs,
+  EventFeed feed(manager, request.sensor, request.period_ms,
                  [left = request.skip + request.count](const Sample&) mutable { return --left <= 0; });
   out.problem = feed.problem();
   const auto deadline = Steady::now() + std::chrono::seconds(request.timeout_s);

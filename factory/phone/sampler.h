@@ -35,10 +35,11 @@ double seconds_of(std::span<const Sample> samples);
 class EventFeed {
  public:
   using Manager = ::android::sp<::android::frameworks::sensorservice::V1_0::ISensorManager>;
+  using SensorInfo = ::android::hardware::sensors::V1_0::SensorInfo;
 
   // Enables the sensor; problem() says why it could not. With the sample that is the last the sensor goes off by
   // itself; without `is_last` it stays on until stop().
-  EventFeed(const Manager& manager, int handle, int type, int period_us,
+  EventFeed(const Manager& manager, const SensorInfo& sensor, double period_ms,
             std::function<bool(const Sample&)> is_last = {});
   ~EventFeed();
   EventFeed(const EventFeed&) = delete;
@@ -98,11 +99,10 @@ struct FreshSamples {
 };
 
 struct SampleRequest {
-  int handle = 0;
-  int type = 0;
+  const EventFeed::SensorInfo& sensor;
   int values = 1;
   int first_word = 0;
-  int period_ms = 20;
+  int period_ms = 100;
   int skip = 3;
   int count = 50;
   int timeout_s = 5;

@@ -197,13 +197,17 @@ struct Phone {
   std::string fact(const std::string& name) const;  // empty: not known
 };
 
-struct Run {
+// What is said of a run that the phone does not know.
+struct Order {
+  std::string serial = {};
+  std::string station = {};
+  std::string operator_name = {};
+  std::string lot = {};
+  std::string retest_of = {};  // id of the run that this one repeats
+};
+
+struct Run : Order {
   std::string id;
-  std::string serial;
-  std::string station;
-  std::string operator_name;
-  std::string lot;
-  std::string retest_of;  // id of the run that this one repeats
   Clock::time_point started;
   double seconds = 0;
   Outcome outcome = Outcome::failed;  // never marginal or skipped

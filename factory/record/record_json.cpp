@@ -3,7 +3,6 @@
 #include <cmath>
 #include <concepts>
 #include <limits>
-#include <set>
 #include <span>
 #include <type_traits>
 
@@ -387,26 +386,6 @@ void describe(auto& io, Is<Run> auto& part) {
   io.must("steps", part.steps);
 }
 
-void compare(const std::string& place, const Json::Value& a, const Json::Value& b,
-             const std::vector<std::string>& except, std::vector<std::string>* out) {
-  if (a.isObject() && b.isObject()) {
-    std::set<std::string> names;
-    for (const Json::Value* side : {&a, &b}) {
-      for (const std::string& name : side->getMemberNames()) names.insert(name);
-    }
-    for (const std::string& name : except) names.erase(name);
-    for (const std::string& name : names)
-      compare(place.empty() ? name : place + "." + name, a[name], b[name], except, out);
-  } else if (a.isArray() && b.isArray() && a.size() == b.size()) {
-    for (Json::ArrayIndex i = 0; i < a.size(); ++i)
-      compare(place + "[" + std::to_string(i) + "]", a[i], b[i], except, out);
-  } else if (a.isArray() && b.isArray()) {
-    out->push_back(place + ": " + std::to_string(a.size()) + " entries recorded, now " + std::to_string(b.size()));
-  } else if (json_line(a) != json_line(b)) {
-    out->push_back(place + ": recorded " + json_line(a) + ", now " + json_line(b));
-  }
-}
-
 Json::Value parsed(const std::string& text) {
   Json::Value out;
   std::string problem;
@@ -447,12 +426,6 @@ std::vector<Text> read_texts(const std::string& text) {
   std::vector<Text> out;
   if (text.empty()) return out;
   Reader::get(parsed(text), "texts", out);
-  return out;
-}
-
-std::vector<std::string> differences(const Run& recorded, const Run& now, const std::vector<std::string>& except) {
-  std::vector<std::string> out;
-  compare("", to_json(recorded), to_json(now), except, &out);
   return out;
 }
 

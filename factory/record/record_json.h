@@ -33,7 +33,4 @@ HubMessage read_hub_message(const std::string& text);
 Json::Value to_json(const std::vector<Text>& texts);
 std::vector<Text> read_texts(const std::string& json);
 
-// What differs between two records, a line each with its place, except in the fields of the names, wherever they stand.
-std::vector<std::string> differences(const Run& recorded, const Run& now, const std::vector<std::string>& except);
-
 }  // namespace factory::record

@@ -254,14 +254,8 @@ void StepRun::settle_what_stays(HeldValues& held, bool went_through) {
   const Span span(*this, good ? "read back" : "put back");
   attempt_.kept = good;
   if (!good) {
-    const HeldValues::PutBack back = held.put_back(session_);
-    attempt_.put_back = back.done;
-    attempt_.kept = !back.done && (back.needed || !back.problems.empty());
-    if (back.done) attempt_.notes.emplace_back("the old values were put back and read back");
-    for (const std::string& problem : back.problems) {
-      attempt_.fail({Why::old_values_lost, "the old values are not all back: " + problem,
-                     "calibrate again, or write them by hand"});
-    }
+    held.put_back(session_, &attempt_);
+    if (attempt_.put_back) attempt_.notes.emplace_back("the old values were put back and read back");
     // A step of which nothing can be read or written leaves its result behind once it went through.
     if (went_through && held.before().empty() && !held.irreversible().empty()) attempt_.kept = true;
     if (!nothing_sent_)

@@ -210,13 +210,7 @@ std::optional<Reason> near_problem(Session& session, bool wanted) {
   const SensorInfo* sensor = session.sensor(sensor_type::proximity);
   if (sensor == nullptr)
     return Reason{Why::sensor_absent, "the phone lists no proximity sensor", "look at `sensorcal sensors`"};
-  SampleRequest request;
-  request.handle = sensor->sensorHandle;
-  request.type = static_cast<int>(sensor->type);
-  request.period_ms = 100;
-  request.skip = 0;
-  request.timeout_s = 2;
-  request.count = 1;
+  const SampleRequest request{.sensor = *sensor, .skip = 0, .count = 1, .timeout_s = 2};
   constexpr int kLooks = 10;
   for (int look = 0; look < kLooks && !session.interrupted(); ++look) {
     const FreshSamples states = take_samples(session.cal().sensor_manager, request, session.interrupted());

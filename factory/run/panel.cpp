@@ -39,12 +39,8 @@ std::optional<double> plain_light(Session& session, const SensorInfo& sensor, in
     c->attempt.fail({Why::panel_refused, "not verified: " + where + ": the panel did not take it", kPanelHint});
     return std::nullopt;
   }
-  SampleRequest request;
-  request.handle = sensor.sensorHandle;
-  request.type = static_cast<int>(sensor.type);
-  request.period_ms = 100;
-  request.count = 5;
-  const FreshSamples fresh = take_samples(session.cal().sensor_manager, request, session.interrupted());
+  const FreshSamples fresh =
+      take_samples(session.cal().sensor_manager, {.sensor = sensor, .count = 5}, session.interrupted());
   if (session.interrupted()) return std::nullopt;
   if (fresh.problem) {
     record::Reason reason = *fresh.problem;

@@ -103,7 +103,7 @@ Plan load_plan(const std::string& file);
 // have.
 Plan plan_of(const std::string& name, const std::vector<Step>& steps, const std::vector<std::string>& world);
 
-// A value of the register of a SAR chip.
-Plan plan_of_register(int type, int number, int value);
+// A stored value that is written, in its own unit, and read back.
+Plan plan_of_write(int type, const std::string& value, const std::vector<double>& numbers);
 
 }  // namespace factory::plan

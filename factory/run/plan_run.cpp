@@ -95,11 +95,7 @@ PlanRun::PlanRun(Session& session, const Plan& plan, const RunOrder& order, Obse
   require_phone(session, plan);
   session.fixture().run_begins({plan.file, plan.bytes, session.options().speed, order});
   run_.started = session.now();
-  run_.serial = order.serial;
-  run_.station = order.station;
-  run_.operator_name = order.operator_name;
-  run_.lot = order.lot;
-  run_.retest_of = order.retest_of;
+  static_cast<record::Order&>(run_) = order;
   run_.plan = plan;
   run_.application = {SENSORCAL_VERSION, build_id("")};
   run_.library = {SENSORCAL_VERSION, build_id("libsensor_cal")};  // both are released together
@@ -293,11 +289,8 @@ record::Run PlanRun::abort(const std::string& why) {
     if (free && under_way_.held != nullptr) {
       attempt.before = under_way_.held->before();
       attempt.irreversible = under_way_.held->irreversible();
-      const HeldValues::PutBack back = under_way_.held->put_back(session_);
-      attempt.put_back = back.done;
-      attempt.kept = !back.done && (back.needed || !back.problems.empty());
+      under_way_.held->put_back(session_, &attempt);
       attempt.notes.emplace_back("what the hub does by itself may still go on and change values once more");
-      for (const std::string& problem : back.problems) attempt.fail({Why::old_values_lost, problem});
       if (attempt.reasons.size() == 1) attempt.after = under_way_.held->now(session_);
     }
     attempt.hub = take_messages();

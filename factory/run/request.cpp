@@ -5,6 +5,7 @@
 #include "phone/fixture_settings.h"
 #include "run/plan.h"
 #include "sensors/sensor.h"
+#include "sensors/stored_values.h"
 
 namespace factory::plan {
 namespace {
@@ -52,8 +53,11 @@ Json::Value calibration_of(const Step& step) {
 Plan read_back(const Json::Value& json) {
   std::vector<std::string> problems;
   Plan plan = parse_plan("", json_pretty(json) + "\n", &problems);
-  if (!problems.empty()) throw AppError(kUsage, problems.front());
-  return plan;
+  if (problems.empty()) return plan;
+  // ":9:12: steps[0].to: what" is of a place that nobody wrote.
+  const std::string& problem = problems.front();
+  const size_t what = problem.find(": ", problem.find(": ") + 2);
+  throw AppError(kUsage, problem.substr(problem.rfind('.', what) + 1));
 }
 
 Json::Value empty_plan(const std::string& name) {
@@ -83,13 +87,14 @@ Plan plan_of(const std::string& name, const std::vector<Step>& steps, const std:
   return read_back(plan);
 }
 
-Plan plan_of_register(int type, int number, int value) {
-  Json::Value plan = empty_plan("write " + tag_of(type) + " register");
+Plan plan_of_write(int type, const std::string& value, const std::vector<double>& numbers) {
+  Json::Value plan = empty_plan("write " + tag_of(type) + " " + value);
   Json::Value step;
   step["write"] = tag_of(type);
-  step["value"] = "register";
-  step["to"].append(number);
-  step["to"].append(value);
+  step["value"] = value;
+  const std::string unit = stored_value(type, value)->unit(type);
+  for (const double number : numbers)
+    step["to"].append(unit.empty() ? Json::Value(number) : plain_exactly(number) + " " + unit);
   plan["steps"].append(step);
   return read_back(plan);
 }

@@ -82,15 +82,15 @@ FreshSamples StepRun::take_fresh(const Sensor& subject, int count) {
   FreshSamples none;
   none.problem = {Why::sensor_absent, "the phone lists no such sensor", "look at `sensorcal sensors`"};
   if (sensor == nullptr) return none;
-  SampleRequest request;
-  request.handle = sensor->sensorHandle;
-  request.type = static_cast<int>(sensor->type);
-  request.values = subject.values;
-  request.first_word = subject.first_word;
-  request.period_ms = step_.period_s ? static_cast<int>(std::lround(*step_.period_s * 1000)) : subject.period_ms;
-  request.skip = step_.settle;
-  request.count = count;
-  request.timeout_s = static_cast<int>(kSpareSeconds + (count + step_.settle) * request.period_ms / 1000.0);
+  const int period_ms = step_.period_s ? static_cast<int>(std::lround(*step_.period_s * 1000)) : subject.period_ms;
+  const SampleRequest request{
+      .sensor = *sensor,
+      .values = subject.values,
+      .first_word = subject.first_word,
+      .period_ms = period_ms,
+      .skip = step_.settle,
+      .count = count,
+      .timeout_s = static_cast<int>(kSpareSeconds + (count + step_.settle) * period_ms / 1000.0)};
   return take_samples(session_.cal().sensor_manager, request, session_.interrupted());
 }
 

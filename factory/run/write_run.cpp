@@ -48,6 +48,11 @@ void StepRun::run_write() {
   }
   if (result == 0) require_stored(session_, step_.type, step_.value, step_.numbers, &attempt_);
   const std::string lost = hub.problem();
+  if (value.read != nullptr && attempt_.reasons.empty()) {
+    std::string numbers;
+    for (const double number : step_.numbers) numbers += " " + plain_exactly(static_cast<float>(number));
+    attempt_.notes.push_back(place_of(value) + " holds" + numbers + " " + value.unit(step_.type));
+  }
   if (!lost.empty()) attempt_.fail({Why::hub_silent, lost + ", so that the write does not count", kLookAtServices});
   under_way_.stops(session_);
   end_changes(held, result == 0);

@@ -4,12 +4,12 @@
 #include <charconv>
 #include <cmath>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <numbers>
 #include <string_view>
 
 #include "files/app_error.h"
+#include "files/numbers.h"
 #include "files/words.h"
 
 namespace factory {
@@ -234,9 +234,8 @@ std::vector<double> times(double factor, std::vector<double> values) {
 }
 
 std::vector<double> vector_of(const std::string& text) {
-  double v[3] = {};
-  if (sscanf(text.c_str(), "%lf,%lf,%lf", &v[0], &v[1], &v[2]) != 3) return {};
-  return {v[0], v[1], v[2]};
+  const auto v = read_three(text);
+  return v ? std::vector<double>(v->begin(), v->end()) : std::vector<double>();
 }
 
 // Direction of "up" in the phone's frame, of length 1.
@@ -256,9 +255,8 @@ std::vector<double> up_of(const std::string& text) {
 }
 
 std::vector<double> number_of(const std::string& text) {
-  char* end = nullptr;
-  const double value = std::strtod(text.c_str(), &end);
-  return text.empty() || *end != '\0' ? std::vector<double>() : std::vector<double>{value};
+  const auto value = read_number<double>(text);
+  return value ? std::vector<double>{*value} : std::vector<double>();
 }
 
 }  // namespace

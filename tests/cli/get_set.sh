@@ -5,7 +5,7 @@ source "$(dirname "$0")/lib.sh"
 while read -r tag name values; do
   # shellcheck disable=SC2086
   run 0 set $tag $name $values
-  has out 'written and read back$'
+  has out '^\[1/1\] passed  write ' "^  note: [^ ]+( hub)? holds $values"
   run 0 get "$tag" "$name" --count "$(wc -w <<<"$values")"
   has out "^$tag +$name +${values// /  } "
 done <<'ROWS'
@@ -30,10 +30,11 @@ while IFS='|' read -r arguments names; do
   [ ! -s out ] || fail "sensorcal $arguments: something on stdout"
 done <<'ROWS'
 set Acc offset 1 2|offset takes 3 numbers, not 2
-set Acc offset 1 2 x|x is no number
-set Acc offset 1 2 nan|nan is no number
-set Acc offset 1 2 1e99|1e99 is no number
-set Prx near 4.5|4\.5 is no whole number
+set Acc offset 1 2 x|VALUES x: give a number
+set Acc offset 1 2 nan|VALUES nan: give a number
+set Acc offset 1 2 1e99|^sensorcal: to: 1e\+99 is no number of 32 bits
+set Prx near 4.5|^sensorcal: to: 4\.5 is no whole number of 32 bits
+set CCT_B_strm golden 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16|give 1 to 15 values
 set Acc near 4|Acc has no value 'near'; known are offset
 set Acc version 1|version can be read only
 get 33171015 register|register can be written only

@@ -67,7 +67,7 @@ has err 'a command is missing; known are sensors, '
 run 2 calibrate Mag
 has err 'the library has no step 0 for Mag'
 run 2 set Acc offset -inf 0 0
-has err '-inf is no number'
+has err 'VALUES -inf: give a number'
 run 2 calibrate Acc --replay Acc=no-such.csv
 has err 'no-such.csv'
 

@@ -35,7 +35,8 @@ int calibrate(const Options& options, const Arguments& arguments, const std::str
 
 int sar(const Options& options, int chip, bool soft, const std::vector<int>& address) {
   const int type = chip == 1 ? sensor_type::sar : sensor_type::sar_second;
-  if (!address.empty()) return run_request(options, plan::plan_of_register(type, address[0], address[1]));
+  if (!address.empty())
+    return run_request(options, plan::plan_of_write(type, "register", {address.begin(), address.end()}));
   plan::Step step;
   step.type = type;
   step.param = soft ? kSoftSar : 0;

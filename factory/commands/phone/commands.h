@@ -25,8 +25,9 @@ int run_request(const Options& options, const plan::Plan& plan);
 
 using Sinks = std::vector<std::shared_ptr<record::Sink>>;
 
-// `sensorcal run`, for a program with these sinks.
-Runner set_up_run(ArgumentParser parser, const Sinks& sinks);
+// `sensorcal run`, for a program with these sinks, and with what it makes of the options for a run.
+using Prepare = std::function<Options(Options options, const plan::Plan& plan, const RunOrder& order)>;
+Runner set_up_run(ArgumentParser parser, const Sinks& sinks, const Prepare& prepare = {});
 
 // Looks at the record once it is told, before files are made of it: may say more beside it. False: it differs from what
 // it was to repeat.

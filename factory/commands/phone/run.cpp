@@ -1,5 +1,6 @@
 // `sensorcal run`: runs a plan and hands its record on.
 #include "commands/phone/commands.h"
+#include "commands/phone/teller.h"
 
 #include <unistd.h>
 
@@ -9,52 +10,14 @@
 
 #include "cli/terminal.h"
 #include "files/json_text.h"
-#include "files/whole_file.h"
 #include "phone/session.h"
 #include "record/exit_code.h"
-#include "record/file_name.h"
 #include "record/record_json.h"
 #include "record/run_text.h"
 #include "record/why.h"
-#include "run/run_progress.h"
 
 namespace factory {
 namespace {
-
-class Teller : public plan::Observer {
- public:
-  Teller(const plan::Plan& plan, Session& session, bool text, bool values, double speed)
-      : steps_(plan.step_count()), text_(text), values_(values), progress_(plan, session.log(), speed) {}
-
-  void begins(const record::Step& step, int attempt) override {
-    progress_.begin(step.index, step.name + (attempt > 1 ? ", attempt " + std::to_string(attempt) : ""));
-  }
-  void warns(const record::Step& step, const std::string& text) override {
-    progress_.pause();
-    // Of a plan the first one: what else is to come the record has, step by step.
-    const bool told = !values_ && std::exchange(warned_, true);
-    if (text_ && !told) {
-      std::cout << wrapped(
-                       step.name + ": " + text + (values_ ? "" : "; nor can some of what follows, as the record says"),
-                       terminal_columns(), "    ")
-                << std::endl;
-    }
-    progress_.begin(step.index, step.name);
-  }
-  void ended(const record::Step& step, const record::Attempt& attempt) override {
-    progress_.pause();
-    if (!text_) return;
-    std::cout << record::attempt_text(step.index, steps_, step.name, attempt)
-              << (values_ ? record::values_text(attempt) : "") << std::flush;
-  }
-
- private:
-  const int steps_;
-  const bool text_;
-  const bool values_;
-  bool warned_ = false;
-  plan::RunProgress progress_;
-};
 
 // The last will speaks of the run: it goes before the run does, whatever is thrown.
 class LastWill {
@@ -100,7 +63,7 @@ int run_on_phone(const Options& options, const plan::Plan& plan, const RunOrder&
   for (const std::string& remark : remarks) {
     if (!options.json) std::cout << "note: " << remark << "\n";
   }
-  Teller teller(plan, session, !options.json, single, pace_of(options));
+  Teller teller(plan, session, single);
   plan::PlanRun plan_run(session, plan, order, teller);
   const LastWill will(session, [&](const std::string& why) {
     record::Run run = plan_run.abort(why);
@@ -123,23 +86,13 @@ int run_request(const Options& options, const plan::Plan& plan) {
 int run_plan(const Options& options, const plan::Plan& plan, const RunOrder& order, const Sinks& sinks,
              const Review& review) {
   for (const auto& sink : sinks) sink->open();
-  Options wanted = options;
-  if (!options.record.empty()) {
-    record::check_pattern("--record", options.record, true);
-    record::Run begun;
-    begun.serial = order.serial;
-    begun.plan.name = plan.name;
-    begun.started = record::Clock::now();
-    wanted.record = record::file_name(options.record, begun);
-    require_output_folder("--record", wanted.record);
-  }
-  const int code = run_on_phone(wanted, plan, order, false, sinks, review);
+  const int code = run_on_phone(options, plan, order, false, sinks, review);
   bool all = true;
   for (const auto& sink : sinks) all &= sink->close();
   return code == kPassed ? exit_code(record::Outcome::passed, all) : code;
 }
 
-Runner set_up_run(ArgumentParser parser, const Sinks& sinks) {
+Runner set_up_run(ArgumentParser parser, const Sinks& sinks, const Prepare& prepare) {
   auto file = std::make_shared<std::string>();
   auto order = std::make_shared<RunOrder>();
   parser.add_option("PLAN", *file, "plan file (JSON)", {.required = true});
@@ -158,7 +111,8 @@ Runner set_up_run(ArgumentParser parser, const Sinks& sinks) {
     if (!order->retest_of.empty() && !record::is_run_id(order->retest_of))
       throw AppError(kUsage, "--retest-of " + order->retest_of + ": is no id of a run, as its record has it");
     order->stop_on_failure = !on_failure->empty();
-    return run_plan(options, plan::load_plan(*file), *order, sinks);
+    const plan::Plan plan = plan::load_plan(*file);
+    return run_plan(prepare ? prepare(options, plan, *order) : options, plan, *order, sinks);
   };
 }
 

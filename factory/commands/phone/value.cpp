@@ -1,12 +1,9 @@
 // `sensorcal get` and `sensorcal set`: the stored values, one by one.
-#include <cmath>
 #include <memory>
-#include <optional>
 
 #include "cli/terminal.h"
 #include "commands/phone/commands.h"
 #include "files/json_text.h"
-#include "files/numbers.h"
 #include "files/words.h"
 #include "phone/session.h"
 #include "sensors/sensor.h"
@@ -20,7 +17,7 @@ constexpr int kDefaultCount = 5;
 struct Arguments {
   std::string tag;
   std::string name;
-  std::vector<std::string> values;
+  std::vector<double> values;
   int count = kDefaultCount;
 };
 
@@ -45,20 +42,23 @@ Json::Value number_of(const StoredValue& value, double number) {
   return value.whole_numbers ? Json::Value(static_cast<Json::Int64>(number)) : json_number(static_cast<float>(number));
 }
 
-std::string numbers_text(const StoredValue& value, const std::vector<double>& numbers) {
-  std::vector<std::string> out;
-  for (const double number : numbers) out.push_back(number_text(number_of(value, number)));
-  return joined(out, "  ");
-}
-
-// Into an object that may say more. What could not be read has no values.
-void describe(const StoredValue& value, int type, const Reading& reading, Json::Value* document) {
-  Json::Value& out = *document;
+// What could not be read has no values.
+Json::Value to_json(const StoredValue& value, int type, const Reading& reading) {
+  Json::Value out;
   out["name"] = value.name;
   out["unit"] = value.unit(type);
   out["result"] = reading.result;
   out["values"] = json_list(reading.result == 0 ? reading.values : std::vector<double>(),
                             [&](double number) { return number_of(value, number); });
+  return out;
+}
+
+// "0.01  -0.02", or why there is none.
+std::string holds_text(const StoredValue& value, const Reading& reading) {
+  if (reading.result != 0) return bad("not there (result " + std::to_string(reading.result) + ")");
+  std::vector<std::string> out;
+  for (const double number : reading.values) out.push_back(number_text(number_of(value, number)));
+  return joined(out, "  ");
 }
 
 int get(const Options& options, const Arguments& arguments) {
@@ -82,10 +82,8 @@ int get(const Options& options, const Arguments& arguments) {
     const int count = value->count == 0 ? arguments.count : value->count;
     const Reading reading = value->read(*session.cal().cal_api, type, count);
     failed = failed || reading.result != 0;
-    describe(*value, type, reading, &out["stored"].append(Json::Value()));
-    const std::string holds = reading.result == 0 ? numbers_text(*value, reading.values)
-                                                  : bad("not there (result " + std::to_string(reading.result) + ")");
-    rows.push_back({tag_of(type), value->name, holds, value->unit(type), value->what});
+    out["stored"].append(to_json(*value, type, reading));
+    rows.push_back({tag_of(type), value->name, holds_text(*value, reading), value->unit(type), value->what});
   }
   if (from_hub) hub.require("what it holds is not known");
   print_result(options.json, "get/1", out, table(rows));
@@ -93,62 +91,16 @@ int get(const Options& options, const Arguments& arguments) {
   return failed && !arguments.name.empty() ? kFailed : kPassed;
 }
 
-std::vector<double> parse_numbers(const StoredValue& value, const std::vector<std::string>& texts) {
-  const bool any_count = value.count == 0;
-  constexpr size_t kMax = 15;
-  if (any_count ? texts.empty() || texts.size() > kMax : texts.size() != static_cast<size_t>(value.count)) {
-    throw AppError(kUsage, std::string(value.name) + " takes " + (any_count ? "1 to 15" : std::to_string(value.count)) +
-                               " numbers, not " + std::to_string(texts.size()));
-  }
-  std::vector<double> out;
-  for (const std::string& text : texts) {
-    const auto number = read_number<double>(text);
-    const bool fits = number && std::isfinite(static_cast<float>(*number));
-    if (!fits || (value.whole_numbers && (std::trunc(*number) != *number || std::fabs(*number) > INT32_MAX))) {
-      throw AppError(kUsage, std::string(value.name) + ": " + text + " is no " +
-                                 (value.whole_numbers ? "whole number of 32 bits" : "number"));
-    }
-    out.push_back(*number);
-  }
-  return out;
-}
-
-// Whether the hub now holds what was written.
-std::optional<bool> read_back(Session& session, const StoredValue& value, int type,
-                              const std::vector<double>& written) {
-  if (value.read == nullptr) return std::nullopt;
-  const Reading reading = value.read(*session.cal().cal_api, type, static_cast<int>(written.size()));
-  if (reading.result != 0 || reading.values.size() != written.size()) return false;
-  for (size_t i = 0; i < written.size(); ++i) {
-    if (reading.values[i] != static_cast<double>(static_cast<float>(written[i]))) return false;
-  }
-  return true;
-}
-
 int set(const Options& options, const Arguments& arguments) {
   const int type = parse_tag(arguments.tag);
   const StoredValue& value = find_value(type, arguments.name);
   if (value.write == nullptr) throw AppError(kUsage, std::string(value.name) + " can be read only");
-  const std::vector<double> numbers = parse_numbers(value, arguments.values);
-  Session session(options);
-  session.require_ready();
-  HubWatch hub(session);
-  const int result = value.write(*session.cal().cal_api, type, numbers);
-  const std::optional<bool> holds = read_back(session, value, type, numbers);
-  if (value.file == nullptr) hub.require("what it holds now is not known");
-  const bool passed = result == 0 && holds.value_or(true);
-  Json::Value out = sensor_json(type);
-  describe(value, type, {0, numbers}, &out);
-  out["result"] = result;
-  out["read_back"] = holds ? Json::Value(*holds) : Json::Value();
-  out["verdict"] = passed ? "passed" : "failed";
-  const std::string came_of_it = passed        ? good(holds ? "written and read back" : "written")
-                                 : result != 0 ? bad("refused, result " + std::to_string(result))
-                                               : bad("NOT stored: another value was read back");
-  print_result(options.json, "set/1", out,
-               tag_of(type) + " " + value.name + "  " + numbers_text(value, numbers) + " " + value.unit(type) + "  " +
-                   came_of_it + "\n");
-  return passed ? kPassed : kFailed;
+  const size_t count = arguments.values.size();
+  if (value.count != 0 && count != static_cast<size_t>(value.count)) {
+    throw AppError(kUsage, std::string(value.name) + " takes " + std::to_string(value.count) +
+                               (value.count == 1 ? " number" : " numbers") + ", not " + std::to_string(count));
+  }
+  return run_request(options, plan::plan_of_write(type, value.name, arguments.values));
 }
 
 std::string names_help() {

@@ -114,10 +114,8 @@ int run(const Options& options, const Arguments& arguments) {
   if (!options.json) {
     for (const std::string& remark : session.fixture().remarks()) std::cout << "note: " << remark << "\n";
   }
-  constexpr double kUsPerMs = 1000;
   {
-    EventFeed feed(session.cal().sensor_manager, sensor->sensorHandle, type,
-                   static_cast<int>(arguments.period_ms.value_or(events_of(type).period_ms) * kUsPerMs));
+    EventFeed feed(session.cal().sensor_manager, *sensor, arguments.period_ms.value_or(events_of(type).period_ms));
     if (const auto& problem = feed.problem()) {
       throw AppError(session.sensor_service_there() ? exit_code(problem->why.outcome, true) : kUnreachable,
                      tag + ": " + problem->text + "; " + problem->hint);

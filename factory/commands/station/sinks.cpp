@@ -8,8 +8,8 @@
 #include "files/json_text.h"
 #include "files/whole_file.h"
 #include "record/exit_code.h"
-#include "record/file_name.h"
 #include "record/record_json.h"
+#include "report/file_name.h"
 #include "report/report.h"
 #include "store/keeper.h"
 #include "store/run_id.h"
@@ -74,8 +74,8 @@ void Files::open() {
   for (const auto& [option, file, begin] : kFiles) {
     if (file->empty()) continue;
     *file = fs::absolute(*file).lexically_normal().string();
-    record::check_pattern(option, *file);
-    if (record::is_pattern(fs::path(*file).parent_path()))
+    check_pattern(option, *file);
+    if (is_pattern(fs::path(*file).parent_path()))
       throw AppError(kUsage, std::string(option) + " " + *file + ": only the last part may be made from the run");
     begin != nullptr ? require_output(option, *file, begin) : require_output_folder(option, *file);
   }

@@ -7,6 +7,8 @@
 
 #include "commands/phone/commands.h"
 #include "commands/station/sinks.h"
+#include "files/whole_file.h"
+#include "report/file_name.h"
 #include "simulator/recording.h"
 
 namespace factory {
@@ -64,13 +66,21 @@ int replay(const Options& options, const std::string& folder, const Sinks& sinks
 
 Runner set_up_recorded_run(ArgumentParser parser) {
   auto folder = std::make_shared<std::string>();
-  const Runner run = set_up_run(parser, station_sinks());
-  parser.add_option("--record", *folder, "records the run in a new folder, for `sensorcal replay`");
-  return [folder, run](const Options& options) {
-    Options wanted = options;
-    if (!folder->empty()) wanted.record = std::filesystem::absolute(*folder).lexically_normal().string();
-    return run(wanted);
+  const Prepare name_recording = [folder](Options options, const plan::Plan& plan, const RunOrder& order) {
+    if (folder->empty()) return options;
+    const std::string pattern = std::filesystem::absolute(*folder).lexically_normal().string();
+    check_pattern("--record", pattern, true);
+    record::Run begun;
+    static_cast<record::Order&>(begun) = order;
+    begun.plan.name = plan.name;
+    begun.started = record::Clock::now();
+    options.record = file_name(pattern, begun);
+    require_output_folder("--record", options.record);
+    return options;
   };
+  Runner run = set_up_run(parser, station_sinks(), name_recording);
+  parser.add_option("--record", *folder, "records the run in a new folder, for `sensorcal replay`");
+  return run;
 }
 
 Runner set_up_replay(ArgumentParser parser) {

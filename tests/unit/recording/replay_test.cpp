@@ -144,6 +144,9 @@ TEST(Differences, AreTold) {
   b.steps[0].attempts[0].hub[0].time = "tomorrow";
   b.steps[0].attempts[0].log.emplace_back();
   EXPECT_THAT(factory::differences(a, b), ::testing::IsEmpty());
+  b.steps[0].attempts[0].notes.emplace_back("x");
+  EXPECT_THAT(factory::differences(a, b),
+              ::testing::ElementsAre("steps[0].attempts[0].notes: 0 entries recorded, now 1"));
   b.outcome = factory::record::Outcome::passed;
   b.steps.emplace_back();
   EXPECT_THAT(factory::differences(a, b), ::testing::ElementsAre("steps: 1 entries recorded, now 2",

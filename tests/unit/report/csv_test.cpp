@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
 #include "files/app_error.h"
-#include "record/file_name.h"
 #include "records.h"
+#include "report/file_name.h"
 #include "report/report.h"
 
 namespace {
@@ -67,11 +67,12 @@ TEST(FileName, OfARun) {
                {"a b\n", "a%20b%0A"},      {"\xc3\xa4", "%C3%A4"}};
   for (const auto& row : kRows) {
     run.serial = row.serial;
-    EXPECT_EQ(file_name("{serial}", run), row.name);
+    EXPECT_EQ(factory::file_name("{serial}", run), row.name);
   }
   run.serial = "{plan}";
-  EXPECT_EQ(file_name("out/{serial} {started} {verdict}.html", run), "out/%7Bplan%7D 20260302T081500.120Z passed.html");
-  EXPECT_EQ(file_name("a{b", run), "a{b");
+  EXPECT_EQ(factory::file_name("out/{serial} {started} {verdict}.html", run),
+            "out/%7Bplan%7D 20260302T081500.120Z passed.html");
+  EXPECT_EQ(factory::file_name("a{b", run), "a{b");
 }
 
 TEST(Csv, FolderWithARunIsRefused) {

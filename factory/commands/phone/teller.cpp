@@ -1,11 +1,14 @@
-#include "run/run_progress.h"
+#include "commands/phone/teller.h"
 
 #include <algorithm>
 #include <cmath>
+#include <iostream>
+#include <utility>
 
+#include "record/run_text.h"
 #include "sensors/sensor.h"
 
-namespace factory::plan {
+namespace factory {
 namespace {
 
 constexpr double kPanelSeconds = 6;
@@ -15,15 +18,15 @@ constexpr int kFreshOthers = 13;
 constexpr double kMilli = 1e-3;
 
 // In the sensor's own time.
-double expected_seconds(const Step& step) {
-  if (step.kind == StepKind::calibrate) {
+double expected_seconds(const plan::Step& step) {
+  if (step.kind == plan::StepKind::calibrate) {
     if (is_panel_run(step.param)) return kPanelSeconds;
     const Sensor* kind = find_kind(step.type, step.param);
     if (kind == nullptr) return kCommandSeconds;
     const int fresh = kind->result == Result::offset ? kFreshMotion : kFreshOthers;
     return (kind->events + fresh) * kind->period_ms * kMilli;
   }
-  if (step.kind != StepKind::verify || step.near) return kCommandSeconds;
+  if (step.kind != plan::StepKind::verify || step.near) return kCommandSeconds;
   const Sensor* subject = subject_of(step.type);
   const int period_ms = subject != nullptr ? subject->period_ms : 0;
   return (std::max(step.samples, kFreshMotion) + step.settle) * step.period_s.value_or(period_ms * kMilli);
@@ -31,9 +34,11 @@ double expected_seconds(const Step& step) {
 
 }  // namespace
 
-RunProgress::RunProgress(const Plan& plan, const LogTap& tap, double speed) : tap_(tap) {
-  for (const Block& block : plan.blocks) {
-    for (const Step& step : block.steps) seconds_.push_back(expected_seconds(step) / speed);
+Teller::Teller(const plan::Plan& plan, Session& session, bool values)
+    : tap_(session.log()), text_(!session.options().json), values_(values) {
+  const double pace = pace_of(session.options());
+  for (const plan::Block& block : plan.blocks) {
+    for (const plan::Step& step : block.steps) seconds_.push_back(expected_seconds(step) / pace);
   }
   if (!line_.shown()) return;
   thread_ = std::thread([this] {
@@ -44,33 +49,51 @@ RunProgress::RunProgress(const Plan& plan, const LogTap& tap, double speed) : ta
   });
 }
 
-RunProgress::~RunProgress() {
+Teller::~Teller() {
   done_ = true;
   if (thread_.joinable()) thread_.join();
   pause();
 }
 
-void RunProgress::begin(int index, const std::string& name) {
+void Teller::begins(const record::Step& step, int attempt) {
   const std::lock_guard<std::mutex> lock(mutex_);
-  index_ = index;
-  name_ = name;
+  index_ = step.index;
+  name_ = step.name + (attempt > 1 ? ", attempt " + std::to_string(attempt) : "");
   started_ = std::chrono::steady_clock::now();
 }
 
-void RunProgress::pause() {
+void Teller::warns(const record::Step& step, const std::string& text) {
+  // Of a plan the first one: what else is to come the record has, step by step.
+  const bool told = !values_ && std::exchange(warned_, true);
+  if (!text_ || told) return;
+  pause();
+  std::cout << wrapped(step.name + ": " + text + (values_ ? "" : "; nor can some of what follows, as the record says"),
+                       terminal_columns(), "    ")
+            << std::endl;
+  begins(step, 1);
+}
+
+void Teller::ended(const record::Step& step, const record::Attempt& attempt) {
+  pause();
+  if (!text_) return;
+  std::cout << record::attempt_text(step.index, static_cast<int>(seconds_.size()), step.name, attempt)
+            << (values_ ? record::values_text(attempt) : "") << std::flush;
+}
+
+void Teller::pause() {
   const std::lock_guard<std::mutex> lock(mutex_);
   index_ = 0;
   line_.clear();
 }
 
-double RunProgress::left() const {
+double Teller::left() const {
   const double spent = std::chrono::duration<double>(std::chrono::steady_clock::now() - started_).count();
   double out = std::max(0.0, seconds_[static_cast<size_t>(index_) - 1] - spent);
   for (size_t i = static_cast<size_t>(index_); i < seconds_.size(); ++i) out += seconds_[i];
   return out;
 }
 
-void RunProgress::show() {
+void Teller::show() {
   const std::lock_guard<std::mutex> lock(mutex_);
   if (index_ == 0) return;
   const LogTap::Counts counts = tap_.counts();
@@ -81,4 +104,4 @@ void RunProgress::show() {
   line_.show(line);
 }
 
-}  // namespace factory::plan
+}  // namespace factory

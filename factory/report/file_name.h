@@ -5,7 +5,7 @@
 
 #include "record/record.h"
 
-namespace factory::record {
+namespace factory {
 
 // Throws AppError(kUsage) that begins with `option` where the pattern asks for what there is not. `known_before`: what
 // only the end of a run tells is refused, too.
@@ -16,6 +16,6 @@ bool is_pattern(const std::string& text);
 
 // {serial}, {started} (UTC), {plan} and {verdict}, each as part of a file's name: two that differ stay different, none
 // leads into another folder.
-std::string file_name(const std::string& pattern, const Run& run);
+std::string file_name(const std::string& pattern, const record::Run& run);
 
-}  // namespace factory::record
+}  // namespace factory

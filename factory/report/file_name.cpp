@@ -1,4 +1,4 @@
-#include "record/file_name.h"
+#include "report/file_name.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -8,8 +8,10 @@
 #include "files/time_text.h"
 #include "files/words.h"
 
-namespace factory::record {
+namespace factory {
 namespace {
+
+using record::Run;
 
 struct Part {
   const char* name;
@@ -93,4 +95,4 @@ std::string file_name(const std::string& pattern, const Run& run) {
   });
 }
 
-}  // namespace factory::record
+}  // namespace factory
