@@ -1,84 +1,62 @@
-// Count, mean and scatter of values, put together from groups without losing digits; and a control chart of daily
-// means, with the Western Electric rules.
+// Control charts of the means of subgroups, which are days.
 #pragma once
 
-#include <algorithm>
-#include <cmath>
-#include <limits>
-#include <map>
 #include <optional>
 #include <vector>
 
+#include "quality/moments.h"
+
 namespace factory::store {
 
-struct Moments {
-  long long count = 0;
-  double mean = 0;
-  double squares = 0;  // sum of the squared distances from the mean
-  double least = std::numeric_limits<double>::infinity();
-  double most = -std::numeric_limits<double>::infinity();
-
-  void add(const Moments& other) {
-    if (other.count == 0) return;
-    const double before = static_cast<double>(count);
-    const double more = static_cast<double>(other.count);
-    const double distance = other.mean - mean;
-    count += other.count;
-    mean += distance * (more / (before + more));
-    squares += other.squares + distance * distance * (before * more / (before + more));
-    least = std::min(least, other.least);
-    most = std::max(most, other.most);
-  }
-  // Of the sample; none of a single value.
-  std::optional<double> sigma() const {
-    if (count < 2) return {};
-    return std::sqrt(std::max(0.0, squares) / static_cast<double>(count - 1));
-  }
-};
-
-inline Moments total(const std::map<int, Moments>& days) {
-  Moments all;
-  for (const auto& [day, values] : days) all.add(values);
-  return all;
-}
-
-// How the limits' width compares with the scatter, and the nearer limit's distance with half of it. None without
-// scatter, or without the limits that it takes.
-inline std::optional<double> cp(const Moments& m, std::optional<double> low, std::optional<double> high) {
-  const std::optional<double> sigma = m.sigma();
-  if (!low || !high || !sigma || *sigma <= 0) return {};
-  return (*high - *low) / (6 * *sigma);
-}
-
-inline std::optional<double> cpk(const Moments& m, std::optional<double> low, std::optional<double> high) {
-  const std::optional<double> sigma = m.sigma();
-  if ((!low && !high) || !sigma || *sigma <= 0) return {};
-  double nearer = std::numeric_limits<double>::infinity();
-  if (low) nearer = std::min(nearer, m.mean - *low);
-  if (high) nearer = std::min(nearer, *high - m.mean);
-  return nearer / (3 * *sigma);
-}
+enum class Rules { ewma, western_electric };
 
 struct ChartPoint {
   int day;
   Moments values;
-  double distance;  // of the mean from the centre line, in standard deviations of such a mean
-  int rule;         // that this point completes, 1 to 4, the lowest of several; 0: none
+  double shown;     // what is held against the limits: the mean, or the moving average of the means up to here
+  double unit;      // its standard deviation in a process that does not change
+  double distance;  // from the centre line, in these
+  int rule;         // that this point meets, the lowest of several; 0: none
 };
 
 struct ControlChart {
+  Rules rules = Rules::ewma;
   double centre = 0;
-  double sigma = 0;  // of one value, within the days; where each day has one, from the steps between the days
+  Within within;
+  size_t baseline = 0;  // the subgroups, from the first, that the centre and the limits are estimated from
+  double limit = 0;     // in standard deviations of a point
+  // That a process which does not change has a chart as far out, by chance. With Western Electric rules: none.
+  std::optional<double> p;
   std::vector<ChartPoint> points;
 
-  // A line `times` standard deviations from the centre, at a day with `count` values.
-  double line(double times, long long count) const;
+  double line(double times, const ChartPoint& point) const { return centre + times * point.unit; }
   bool in_control() const;
+  bool can_judge() const { return points.size() > 1 && within.sigma > 0; }
 };
 
 // What a rule says, for people.
 const char* rule_in_words(int rule);
 
-ControlChart control_chart(const std::map<int, Moments>& days);
+constexpr size_t kBaseline = 25;           // subgroups
+constexpr double kChartFalseAlarm = 0.05;  // of a chart of 100 subgroups
+
+/**
+ * By default an exponentially weighted moving average of the means, z = 0.2 mean + 0.8 z of the day before, from the
+ * centre on (Roberts, "Control Chart Tests Based on Geometric Moving Averages", Technometrics 1, 1959; Lucas and
+ * Saccucci, Technometrics 32, 1990). Centre and deviation are those of the first 25 subgroups, or of all where there
+ * are no more, and the limits hold that they are estimates: the standard deviation is that of z minus the centre, the
+ * width is Student's by the deviation's degrees of freedom. docs/formats/store.md has how often it cries.
+ *
+ * Western Electric: the four rules of the Statistical Quality Control Handbook (1956), about centre and deviation of
+ * all.
+ */
+ControlChart control_chart(const Days& days, Rules rules);
+
+/**
+ * The greatest of the charts' p that stands for a change where so many charts were looked at: of those at or below it a
+ * twentieth are false alarms at most, on average (Benjamini and Hochberg, Journal of the Royal Statistical Society B
+ * 57, 1995). Negative: none does.
+ */
+double false_discovery_cut(std::vector<double> p);
 
 }  // namespace factory::store

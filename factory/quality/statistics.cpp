@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
+#include <set>
 #include <tuple>
 
 #include "store/query.h"
@@ -10,6 +12,9 @@ namespace factory::store {
 namespace {
 
 constexpr size_t kOutliersEach = 10;  // of one characteristic
+constexpr size_t kFewestForOutliers = 8;
+constexpr long long kSingleValues = 20000;  // of one characteristic: percentiles of 0.135 % are then good to a fifth
+constexpr const char* kReference = "CAST(:reference AS DOUBLE PRECISION)";
 
 struct Series {
   size_t characteristic = 0;
@@ -29,23 +34,56 @@ struct Cell {
 using Identity = std::tuple<std::string, std::string, std::string, std::string, std::string, std::optional<double>,
                             std::optional<double>>;
 
+std::string which_attempts(const Filter& filter, Attempts attempts) {
+  switch (attempts) {
+    case Attempts::first:
+      return " AND m.attempt = 1 AND (m.deciding = 1 OR NOT EXISTS (SELECT 1 FROM attempt a WHERE a.day = m.day AND "
+             "a.run = m.run AND a.step_index = m.step_index AND a.number = 1 AND a.verdict IN (4, 5)))";
+    case Attempts::last:
+      return " AND m.deciding = 1";
+    case Attempts::passing:
+      // Ids are in the order of time. Of runs that no question is about none is a phone's last.
+      return " AND m.deciding = 1 AND m.run IN (SELECT k.no FROM run k JOIN setup w ON w.id = k.setup "
+             "WHERE k.verdict = 0 AND NOT EXISTS (SELECT 1 FROM run r JOIN setup p ON p.id = r.setup WHERE "
+             "r.serial_key = k.serial_key AND r.id > k.id AND p.plan = w.plan AND r.verdict NOT IN (4, 5)" +
+             on_runs(filter) + "))";
+  }
+  return "";
+}
+
 class Answer {
  public:
-  Answer(Database* database, const Filter& filter, double outlier_sigmas)
-      : database_(*database), filter_(filter), outlier_sigmas_(outlier_sigmas) {}
+  Answer(Database* database, const Filter& filter, const Choices& choices)
+      : database_(*database),
+        filter_(filter),
+        choices_(choices),
+        these_(which_attempts(filter, choices.attempts) + on_measurements(filter)) {}
 
   std::vector<Characteristic> get() {
     read_series();
-    read_cells();
-    for (Cell& cell : cells_) add(cell);
-    find_outliers();
-    std::erase_if(out_, [](const Characteristic& c) { return c.all.count == 0 && c.unusable == 0; });
+    cells_ = read_cells("", [](Query&) {});
+    std::vector<std::vector<Cell*>> cells(out_.size());
+    for (Cell& cell : cells_) cells[series_.at(cell.series).characteristic].push_back(&cell);
+    for (size_t i = 0; i < out_.size(); ++i) {
+      for (const Cell* cell : cells[i]) {
+        out_[i].all.add(cell->values);
+        out_[i].failed += cell->failed;
+        out_[i].unusable += cell->unusable;
+      }
+      if (!out_[i].is_duration()) look_into(cells[i], &out_[i]);
+      for (const Cell* cell : cells[i]) add(*cell, &out_[i]);
+      out_[i].all = total(out_[i].line.days);
+    }
+    std::erase_if(out_,
+                  [](const Characteristic& c) { return c.all.count == 0 && c.unusable == 0 && c.outlier_count == 0; });
     std::stable_sort(out_.begin(), out_.end(),
                      [](const Characteristic& a, const Characteristic& b) { return a.plan < b.plan; });
     return std::move(out_);
   }
 
  private:
+  using Give = std::function<void(Query&)>;
+
   void read_series() {
     int id = 0;
     Series series;
@@ -70,15 +108,15 @@ class Answer {
 
   // The cells of the series and days that are asked for, with sums about a value close by: no digits are lost when one
   // is taken from the other. Calls `take` with each, the sum of its distances from the reference and of their squares.
-  template <typename Give, typename Take>
-  void read(const std::string& reference, const std::string& which, Give give, Take take) {
+  template <typename Take>
+  void read(const std::string& reference, const std::string& which, const Give& give, Take take) {
     const std::string distance = "(m.value - " + reference + ")";
     Query query(
         &database_,
         "SELECT s.id, m.day, COUNT(m.value), SUM(" + distance + "), SUM(" + distance + " * " + distance +
             "), MIN(m.value), MAX(m.value), COUNT(*) - COUNT(m.value), SUM(CASE WHEN m.verdict = 2 THEN 1 ELSE 0 END) "
-            "FROM series s JOIN setup p ON p.id = s.setup JOIN measurement m ON m.series = s.id WHERE m.deciding = 1" +
-            which + on_measurements(filter_) + " GROUP BY s.id, m.day");
+            "FROM series s JOIN setup p ON p.id = s.setup JOIN measurement m ON m.series = s.id WHERE 1 = 1" +
+            which + these_ + " GROUP BY s.id, m.day");
     give(query.with(filter_));
     Cell cell;
     double sum = 0;
@@ -98,77 +136,127 @@ class Answer {
     values->squares = std::max(0.0, squares - sum * (sum / count));
   }
 
-  void read_cells() {
+  // About the series' own references, or about one value.
+  std::vector<Cell> read_cells(const std::string& which, const Give& give, std::optional<double> about = {}) {
+    std::vector<Cell> cells;
     std::vector<size_t> imprecise;
-    read(
-        "s.reference", "", [](Query&) {},
-        [&](Cell cell, double sum, double squares) {
-          settle(&cell.values, sum, squares, series_.at(cell.series).reference);
-          // Of sixteen digits fewer than ten are left.
-          if (cell.values.count > 1 && squares > 1e6 * cell.values.squares) imprecise.push_back(cells_.size());
-          cells_.push_back(cell);
-        });
-    for (const size_t i : imprecise) refine(&cells_[i]);
+    const auto give_all = [&](Query& query) {
+      give(query);
+      if (about) query.with("reference", *about);
+    };
+    read(about ? kReference : "s.reference", which, give_all, [&](Cell cell, double sum, double squares) {
+      settle(&cell.values, sum, squares, about.value_or(series_.at(cell.series).reference));
+      // Of sixteen digits fewer than ten are left.
+      if (cell.values.count > 1 && squares > 1e6 * cell.values.squares) imprecise.push_back(cells.size());
+      cells.push_back(cell);
+    });
+    for (const size_t i : imprecise) refine(which, give, &cells[i]);
+    return cells;
   }
 
   // Once more, about the mean that is known now.
-  void refine(Cell* cell) {
+  void refine(const std::string& which, const Give& give, Cell* cell) {
     const double reference = cell->values.mean;
     read(
-        "CAST(:reference AS DOUBLE PRECISION)", " AND s.id = :series AND m.day = :day",
-        [&](Query& query) { query.with("reference", reference).with("series", cell->series).with("day", cell->day); },
+        kReference, which + " AND s.id = :series AND m.day = :day",
+        [&](Query& query) {
+          give(query);
+          query.with("reference", reference).with("series", cell->series).with("day", cell->day);
+        },
         [&](Cell found, double sum, double squares) {
           settle(&found.values, sum, squares, reference);
           cell->values = found.values;
         });
   }
 
-  void add(const Cell& cell) {
-    const Series& series = series_.at(cell.series);
-    Characteristic& c = out_[series.characteristic];
-    c.failed += cell.failed;
-    c.unusable += cell.unusable;
+  void add(const Cell& cell, Characteristic* c) {
     if (cell.values.count == 0) return;
-    c.all.add(cell.values);
-    c.days[cell.day].add(cell.values);
-    c.stations[series.station][cell.day].add(cell.values);
+    c->line.days[cell.day].add(cell.values);
+    c->stations[series_.at(cell.series).station].days[cell.day].add(cell.values);
   }
+
+  static std::string among(const std::set<int>& series) {
+    std::string out;
+    for (const int id : series) out += (out.empty() ? " AND s.id IN (" : ", ") + std::to_string(id);
+    return out + ")";
+  }
+
+  // Sorted. Of many values a part, by runs that are scattered over all stations and times: kSingleValues, about.
+  std::vector<double> single_values(const std::vector<Cell*>& cells, long long count) {
+    std::set<int> series;
+    for (const Cell* cell : cells) series.insert(cell->series);
+    const std::string part = std::to_string((count + kSingleValues - 1) / kSingleValues);
+    std::vector<double> values;
+    double value = 0;
+    Query query(
+        &database_,
+        "SELECT m.value FROM series s JOIN setup p ON p.id = s.setup JOIN measurement m ON m.series = s.id WHERE "
+        "m.value IS NOT NULL" +
+            (count > kSingleValues ? " AND (m.run * 7919) % 10007 * " + part + " < 10007" : "") + among(series) +
+            these_);
+    query.with(filter_).into(&value);
+    while (query.next()) values.push_back(value);
+    std::sort(values.begin(), values.end());
+    return values;
+  }
+
+  void look_into(const std::vector<Cell*>& cells, Characteristic* c) {
+    if (c->all.count == 0) return;
+    std::vector<double> values = single_values(cells, c->all.count);
+    c->middle = robust(values);
+    if (values.size() >= kFewestForOutliers && c->middle.sigma > 0) find_outliers(cells, c);
+    if (choices_.without_outliers && c->outlier_count > 0)
+      std::erase_if(values, [&](double value) { return value < low_end(*c) || value > high_end(*c); });
+    c->looked_at = static_cast<long long>(values.size());
+    c->normality = store::normality(values);
+    c->percentiles = store::percentiles(values);
+  }
+
+  double low_end(const Characteristic& c) const { return c.middle.median - choices_.outlier_sigmas * c.middle.sigma; }
+  double high_end(const Characteristic& c) const { return c.middle.median + choices_.outlier_sigmas * c.middle.sigma; }
 
   // A cell's least and greatest value say how far one of it lies: those farthest off are looked into first, until no
   // other can have one to show.
-  void find_outliers() {
-    std::vector<std::pair<double, const Cell*>> far;
-    for (const Cell& cell : cells_) {
-      const Moments& all = out_[series_.at(cell.series).characteristic].all;
-      const double sigma = all.sigma().value_or(0);
-      if (sigma <= 0 || cell.values.count == 0) continue;
-      const double distance = std::max(all.mean - cell.values.least, cell.values.most - all.mean) / sigma;
-      if (distance > outlier_sigmas_) far.emplace_back(distance, &cell);
+  void find_outliers(const std::vector<Cell*>& cells, Characteristic* c) {
+    std::vector<std::pair<double, Cell*>> far;
+    std::set<int> series;
+    for (Cell* cell : cells) {
+      if (cell->values.count == 0 || (cell->values.least >= low_end(*c) && cell->values.most <= high_end(*c))) continue;
+      far.emplace_back(std::max(c->middle.median - cell->values.least, cell->values.most - c->middle.median), cell);
+      series.insert(cell->series);
     }
+    if (far.empty()) return;
     std::stable_sort(far.begin(), far.end(), [](const auto& a, const auto& b) { return a.first > b.first; });
     for (const auto& [distance, cell] : far) {
-      Characteristic& c = out_[series_.at(cell->series).characteristic];
-      if (c.outliers.size() == kOutliersEach && distance < std::abs(c.outliers.back().distance)) continue;
-      read_outliers(*cell, &c);
-      keep_farthest(&c.outliers);
+      if (c->outliers.size() == kOutliersEach && distance < std::abs(c->outliers.back().distance) * c->middle.sigma)
+        break;
+      read_outliers(*cell, c);
+      keep_farthest(&c->outliers);
+    }
+    std::map<std::pair<int, int>, Moments> kept;
+    const Give give = [&](Query& query) { query.with("low", low_end(*c)).with("high", high_end(*c)); };
+    for (const Cell& cell : read_cells(among(series) + " AND m.value BETWEEN :low AND :high", give, c->middle.median))
+      kept[{cell.series, cell.day}] = cell.values;
+    for (const auto& [distance, cell] : far) {
+      const Moments& rest = kept[{cell->series, cell->day}];
+      c->outlier_count += cell->values.count - rest.count;
+      if (choices_.without_outliers) cell->values = rest;
     }
   }
 
   void read_outliers(const Cell& cell, Characteristic* c) {
-    const double mean = c->all.mean;
-    const double sigma = *c->all.sigma();
     Outlier outlier;
     outlier.station = series_.at(cell.series).station;
     Query query(&database_,
-                "SELECT m.value, r.id, r.serial, r.started_ms FROM measurement m "
-                "JOIN run r ON r.day = m.day AND r.no = m.run JOIN setup p ON p.id = r.setup "
-                "WHERE m.series = :series AND m.day = :day AND m.deciding = 1 AND (m.value < :low OR m.value > :high)" +
-                    on_runs(filter_) + " ORDER BY ABS(m.value - :mean) DESC, r.id LIMIT 10");
-    query.with(filter_).with("series", cell.series).with("day", cell.day).with("mean", mean);
-    query.with("low", mean - outlier_sigmas_ * sigma).with("high", mean + outlier_sigmas_ * sigma);
+                "SELECT m.value, r.id, r.serial, r.started_ms FROM series s JOIN setup p ON p.id = s.setup "
+                "JOIN measurement m ON m.series = s.id JOIN run r ON r.day = m.day AND r.no = m.run "
+                "WHERE s.id = :series AND m.day = :day AND (m.value < :low OR m.value > :high)" +
+                    these_ + " ORDER BY ABS(m.value - :median) DESC, r.id LIMIT 10");
+    query.with(filter_).with("series", cell.series).with("day", cell.day).with("median", c->middle.median);
+    query.with("low", low_end(*c)).with("high", high_end(*c));
     query.into(&outlier.value, &outlier.run_id, &outlier.serial, &outlier.started_ms);
     while (query.next()) {
-      outlier.distance = (outlier.value - mean) / sigma;
+      outlier.distance = (outlier.value - c->middle.median) / c->middle.sigma;
       c->outliers.push_back(outlier);
     }
   }
@@ -184,22 +272,57 @@ class Answer {
 
   Database& database_;
   const Filter& filter_;
-  const double outlier_sigmas_;
+  const Choices choices_;
+  const std::string these_;  // values
   std::vector<Characteristic> out_;
   std::map<int, Series> series_;
   std::vector<Cell> cells_;
 };
 
-}  // namespace
-
-std::vector<Characteristic> characteristics(Database* database, const Filter& filter, double outlier_sigmas) {
-  return Answer(database, filter, outlier_sigmas).get();
+void judge(const Characteristic& c, const Choices& choices, Process* process) {
+  process->capability = capability(process->days, c.low, c.high);
+  process->chart = control_chart(process->days, choices.rules);
 }
 
-Statistics statistics(Database* database, const Filter& filter, double outlier_sigmas) {
+// Every process whose chart is looked at.
+template <typename Use>
+void for_charts(std::vector<Characteristic>* all, Use use) {
+  for (Characteristic& c : *all) {
+    use(&c.line);
+    if (c.stations.size() < 2) continue;
+    for (auto& [name, process] : c.stations) use(&process);
+  }
+}
+
+void find_changes(std::vector<Characteristic>* all) {
+  std::vector<double> p;
+  for_charts(all, [&](Process* process) {
+    if (process->chart.p) p.push_back(*process->chart.p);
+  });
+  const double cut = false_discovery_cut(p);
+  for_charts(all, [&](Process* process) {
+    process->changed = process->chart.p ? *process->chart.p <= cut : !process->chart.in_control();
+  });
+}
+
+}  // namespace
+
+std::vector<Characteristic> characteristics(Database* database, const Filter& filter, const Choices& choices) {
+  std::vector<Characteristic> out = Answer(database, filter, choices).get();
+  for (Characteristic& c : out) {
+    judge(c, choices, &c.line);
+    for (auto& [name, process] : c.stations) judge(c, choices, &process);
+  }
+  return out;
+}
+
+Statistics statistics(Database* database, const Filter& filter, const Choices& choices) {
   Statistics out;
+  out.choices = choices;
   count_runs(database, filter, &out);
-  out.characteristics = characteristics(database, filter, outlier_sigmas);
+  for (Characteristic& c : characteristics(database, filter, choices))
+    (c.is_duration() ? out.durations : out.characteristics).push_back(std::move(c));
+  find_changes(&out.characteristics);
   return out;
 }
 

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "quality/capability.h"
 #include "quality/control_chart.h"
 #include "store/database.h"
 #include "store/filter.h"
@@ -32,26 +33,58 @@ struct Failure {
   long long runs;
 };
 
+// Whose values are looked at.
+enum class Attempts {
+  first,   // of each step in each run: how good the process is by itself
+  last,    // those that decided
+  passing  // those that decided in a phone's last run, where that passed: what is shipped
+};
+
+struct Choices {
+  Attempts attempts = Attempts::last;
+  double outlier_sigmas = 4;  // robust ones from the median
+  bool without_outliers = false;
+  Rules rules = Rules::ewma;
+};
+
 struct Outlier {
-  double value, distance;  // from the mean, in sigmas
+  double value, distance;  // from the median, in robust sigmas
   std::string run_id, serial, station;
   long long started_ms;
 };
 
-// The same value with the same limits, wherever and by whatever version it was measured. Of every run counts the
-// attempt that decided.
+// All stations' values, or one's.
+struct Process {
+  Days days;
+  Capability capability;
+  ControlChart chart;
+  bool changed = false;  // out of control, also where so many charts are looked at
+};
+
+// The same value with the same limits, wherever and by whatever version it was measured.
 struct Characteristic {
   std::string plan, step, name, axis, unit;
   std::optional<double> low, high;
   Moments all;
   long long failed = 0;    // out of the limits, as judged then
   long long unusable = 0;  // not a number, infinite, or beyond 1e100
-  std::map<int, Moments> days;
-  std::map<std::string, std::map<int, Moments>> stations;
+  Process line;            // all stations
+  std::map<std::string, Process> stations;
+  // By single values, of which a large store gives a part.
+  long long looked_at = 0;
+  Robust middle;
+  std::optional<Normality> normality;
+  std::optional<Percentiles> percentiles;
+  long long outlier_count = 0;    // counted in the figures above unless they are left out
   std::vector<Outlier> outliers;  // the farthest first
+
+  // How long a step took: of the station, not of the phone.
+  bool is_duration() const { return name == "duration" && unit == "s"; }
+  bool is_normal() const { return !normality || normality->p >= kNormalBelow; }
 };
 
 struct Statistics {
+  Choices choices;
   RunCounts runs;
   Yield yield;
   std::map<std::string, Yield> by_plan;
@@ -59,15 +92,14 @@ struct Statistics {
   std::map<int, RunCounts> by_day;
   std::vector<Failure> failures;  // the most frequent first
   std::vector<Characteristic> characteristics;
+  std::vector<Characteristic> durations;
 };
 
-constexpr double kOutlierSigmas = 4;
-
 // Throws StoreError, AwayError.
-Statistics statistics(Database* database, const Filter& filter, double outlier_sigmas = kOutlierSigmas);
+Statistics statistics(Database* database, const Filter& filter, const Choices& choices = {});
 
 // The parts of it.
 void count_runs(Database* database, const Filter& filter, Statistics* out);
-std::vector<Characteristic> characteristics(Database* database, const Filter& filter, double outlier_sigmas);
+std::vector<Characteristic> characteristics(Database* database, const Filter& filter, const Choices& choices);
 
 }  // namespace factory::store

@@ -30,8 +30,7 @@ class Charts {
   Json::Value data_{Json::arrayValue};
 };
 
-Json::Value chart_of(const Characteristic& c, const std::map<int, Moments>& days) {
-  const ControlChart chart = control_chart(days);
+Json::Value chart_of(const Characteristic& c, const ControlChart& chart) {
   Json::Value out;
   out["kind"] = "drift";
   out["centre"] = chart.centre;
@@ -42,9 +41,10 @@ Json::Value chart_of(const Characteristic& c, const std::map<int, Moments>& days
     Json::Value& p = out["points"].append(Json::Value());
     p["day"] = date_text(point.day);
     p["mean"] = point.values.mean;
+    p["shown"] = point.shown;
     p["count"] = static_cast<Json::Int64>(point.values.count);
-    p["upper"] = chart.line(3, point.values.count);
-    p["lower"] = chart.line(-3, point.values.count);
+    p["upper"] = chart.line(chart.limit, point);
+    p["lower"] = chart.line(-chart.limit, point);
     p["rule"] = rule_in_words(point.rule);
   }
   return out;
@@ -101,16 +101,18 @@ Markup failures(const Statistics& s, Charts* charts) {
 std::string measurement_id(size_t i) { return "measurement-" + std::to_string(i + 1); }
 
 Markup measurements(const Statistics& s) {
-  HtmlTable table("measurements", {"Measurement", "Plan", "n", "Mean", "Sigma", "Limits", "Cp", "Cpk", "Failed",
-                                   "Not usable", "Drift"});
+  HtmlTable table("measurements", {"Measurement", "Plan", "n", "Mean", "Sigma", "Limits", "Pp", "Ppk", "95 %", "Cp",
+                                   "Cpk", "95 %", "Failed", "Not usable", "Outliers", "Drift"});
   for (size_t i = 0; i < s.characteristics.size(); ++i) {
     const Characteristic& c = s.characteristics[i];
+    const Capability& k = c.line.capability;
     table.add({element("a", {{"href", "#" + measurement_id(i)}}, name_of(c)), c.plan, std::to_string(c.all.count),
                c.all.count == 0 ? "-" : short_number(c.all.mean), short_number(c.all.sigma()), limits_of(c),
-               short_number(cp(c.all, c.low, c.high)), short_number(cpk(c.all, c.low, c.high)),
-               std::to_string(c.failed), std::to_string(c.unusable), steady(c) ? "steady" : "out of control"});
+               index_text(k.pp), index_text(k.ppk), interval_text(k.ppk), index_text(k.cp), index_text(k.cpk),
+               interval_text(k.cpk), std::to_string(c.failed), std::to_string(c.unusable),
+               std::to_string(c.outlier_count), state_of(c)});
   }
-  return element("div", {{"class", "scrolls"}}, table.markup());
+  return element("div", {{"class", "scrolls"}}, table.markup()) + element("p", basis_of(s)) + element("p", rules_of(s));
 }
 
 Markup outliers(const Characteristic& c) {
@@ -123,24 +125,27 @@ Markup outliers(const Characteristic& c) {
   return element("h4", "Outliers") + element("div", {{"class", "scrolls"}}, table.markup());
 }
 
-Markup alarms(const std::map<int, Moments>& days) {
+Markup alarms(const ControlChart& chart) {
   Markup items;
-  for (const ChartPoint& point : control_chart(days).points) {
-    if (point.rule > 0) items += element("li", date_text(point.day) + ": " + rule_in_words(point.rule));
-  }
+  for (const Alarm& alarm : alarms_of(chart)) items += element("li", to_text(alarm));
   return items.empty() ? items : element("ul", items);
+}
+
+Markup chart_markup(const Characteristic& c, const Process& process, const std::string& label, Charts* charts) {
+  if (process.chart.points.size() < 2) return {};
+  return charts->place(chart_of(c, process.chart), label) + alarms(process.chart);
 }
 
 Markup in_full(const Characteristic& c, size_t i, Charts* charts) {
   const std::string about =
       "plan " + c.plan + " \u00B7 " + std::to_string(c.all.count) + " values \u00B7 limits " + limits_of(c);
   Markup content = element("h3", name_of(c)) + element("p", {{"class", "about"}}, about);
-  content += charts->place(chart_of(c, c.days), "daily means, all stations") + alarms(c.days);
+  content += chart_markup(c, c.line, "daily means, all stations", charts);
   if (c.stations.size() > 1) {
-    for (const auto& [station, days] : c.stations) {
-      Markup inner = element("summary", Markup("Station ") + element("bdi", station) +
-                                            Markup(control_chart(days).in_control() ? "" : ": out of control"));
-      inner += charts->place(chart_of(c, days), "daily means of one station") + alarms(days);
+    for (const auto& [station, process] : c.stations) {
+      const std::string state = state_of(process);
+      Markup inner = element("summary", Markup("Station ") + element("bdi", station) + Markup(": " + state));
+      inner += chart_markup(c, process, "daily means of one station", charts);
       content += element("details", inner);
     }
   }

@@ -49,21 +49,50 @@ Json::Value to_json(const Moments& m) {
   return out;
 }
 
-Json::Value to_json(const ControlChart& chart) {
+Json::Value to_json(const Process& process) {
+  const ControlChart& chart = process.chart;
   Json::Value out;
+  out["rules"] = chart.rules == Rules::ewma ? "ewma" : "western-electric";
   out["centre"] = json_number(chart.centre);
-  out["sigma_within"] = json_number(chart.sigma);
+  out["sigma_within"] = json_number(chart.within.sigma);
+  out["baseline"] = static_cast<Json::UInt64>(chart.baseline);
+  out["limit"] = json_number(chart.limit);
+  out["p"] = optional_number(chart.p);
   out["in_control"] = chart.in_control();
-  out["days"] = json_list(chart.points, [](const ChartPoint& point) {
+  out["changed"] = process.changed;
+  out["days"] = json_list(chart.points, [&](const ChartPoint& point) {
     Json::Value day = to_json(point.values);
     day["day"] = date_text(point.day);
-    day["distance"] = json_number(point.distance);
+    day["shown"] = json_number(point.shown);
+    day["lower"] = json_number(chart.line(-chart.limit, point));
+    day["upper"] = json_number(chart.line(chart.limit, point));
     if (point.rule > 0) {
       day["rule"] = point.rule;
       day["rule_text"] = rule_in_words(point.rule);
     }
     return day;
   });
+  return out;
+}
+
+Json::Value to_json(const std::optional<Index>& index) {
+  if (!index) return {};
+  Json::Value out;
+  out["value"] = json_number(index->value);
+  out["low"] = json_number(index->low);
+  out["high"] = json_number(index->high);
+  return out;
+}
+
+Json::Value to_json(const Capability& c) {
+  Json::Value out;
+  out["pp"] = to_json(c.pp);
+  out["ppk"] = to_json(c.ppk);
+  out["cp"] = to_json(c.cp);
+  out["cpk"] = to_json(c.cpk);
+  out["sigma_within"] = json_number(c.within.sigma);
+  out["degrees_of_freedom"] = json_number(c.within.freedom);
+  out["moving_range"] = c.within.moving_range;
   return out;
 }
 
@@ -78,7 +107,8 @@ Json::Value to_json(const Outlier& outlier) {
   return out;
 }
 
-Json::Value to_json(const Characteristic& c) {
+// What durations have, too.
+Json::Value figures_of(const Characteristic& c) {
   Json::Value out = to_json(c.all);
   out["plan"] = c.plan;
   out["step"] = c.step;
@@ -89,18 +119,43 @@ Json::Value to_json(const Characteristic& c) {
   out["high"] = optional_number(c.high);
   out["failed"] = whole(c.failed);
   out["unusable"] = whole(c.unusable);
-  out["cp"] = optional_number(cp(c.all, c.low, c.high));
-  out["cpk"] = optional_number(cpk(c.all, c.low, c.high));
-  out["drift"] = to_json(control_chart(c.days));
+  return out;
+}
+
+std::optional<double> percentile_ppk(const Characteristic& c) {
+  return c.percentiles ? percentile_ppk(*c.percentiles, c.low, c.high) : std::nullopt;
+}
+
+Json::Value to_json(const Characteristic& c, bool without_outliers) {
+  Json::Value out = figures_of(c);
+  out["capability"] = to_json(c.line.capability);
+  Json::Value& shape = out["normality"];
+  if (c.normality) {
+    shape["values"] = whole(c.looked_at);
+    shape["a2"] = json_number(c.normality->a2);
+    shape["p"] = json_number(c.normality->p);
+  }
+  Json::Value& percentile = out["percentile"];
+  if (c.percentiles) {
+    percentile["values"] = whole(c.looked_at);
+    percentile["pp"] = optional_number(percentile_pp(*c.percentiles, c.low, c.high));
+    percentile["ppk"] = optional_number(percentile_ppk(c));
+  }
+  out["drift"] = to_json(c.line);
   out["stations"] = json_list(c.stations, [&](const auto& of_station) {
-    const auto& [name, days] = of_station;
-    Json::Value station = to_json(total(days));
+    const auto& [name, process] = of_station;
+    Json::Value station = to_json(total(process.days));
     station["station"] = name;
-    station["cpk"] = optional_number(cpk(total(days), c.low, c.high));
-    station["drift"] = to_json(control_chart(days));
+    station["capability"] = to_json(process.capability);
+    station["drift"] = to_json(process);
     return station;
   });
-  out["outliers"] = json_list(c.outliers, [](const Outlier& outlier) { return to_json(outlier); });
+  Json::Value& outliers = out["outliers"];
+  outliers["count"] = whole(c.outlier_count);
+  outliers["left_out"] = without_outliers && c.outlier_count > 0;
+  outliers["median"] = json_number(c.middle.median);
+  outliers["sigma"] = json_number(c.middle.sigma);
+  outliers["farthest"] = json_list(c.outliers, [](const Outlier& outlier) { return to_json(outlier); });
   return out;
 }
 
@@ -130,31 +185,62 @@ std::string failures_text(const Statistics& s) {
   return "\n" + table(rows);
 }
 
+std::string mean_of(const Characteristic& c) { return c.all.count == 0 ? "-" : short_number(c.all.mean); }
+
 std::string measurements_text(const Statistics& s) {
   if (s.characteristics.empty()) return "";
-  std::vector<std::vector<std::string>> rows = {
-      {"measurement", "n", "mean", "sigma", "limits", "Cp", "Cpk", "failed", "drift"}};
+  std::vector<std::vector<std::string>> rows = {{"measurement", "n", "mean", "sigma", "limits", "Pp", "Ppk", "95 %",
+                                                 "Cp", "Cpk", "95 %", "failed", "outliers", "drift"}};
   for (const Characteristic& c : s.characteristics) {
-    rows.push_back({shown(name_of(c)), number(c.all.count), c.all.count == 0 ? "-" : short_number(c.all.mean),
-                    short_number(c.all.sigma()), limits_of(c), short_number(cp(c.all, c.low, c.high)),
-                    short_number(cpk(c.all, c.low, c.high)), number(c.failed), steady(c) ? "" : bad("out of control")});
+    const Capability& k = c.line.capability;
+    const std::string state = state_of(c);
+    rows.push_back({shown(name_of(c)), number(c.all.count), mean_of(c), short_number(c.all.sigma()), limits_of(c),
+                    index_text(k.pp), index_text(k.ppk), interval_text(k.ppk), index_text(k.cp), index_text(k.cpk),
+                    interval_text(k.cpk), number(c.failed), c.outlier_count == 0 ? "" : number(c.outlier_count),
+                    state == "out of control" ? bad(state) : state});
+  }
+  return "\n" + table(rows) + basis_of(s) + "\n" + rules_of(s) + "\n";
+}
+
+std::string shapes_text(const Statistics& s) {
+  std::vector<std::vector<std::string>> rows = {{"not normal", "A*2", "p", "Ppk", "Ppk by percentiles"}};
+  for (const Characteristic& c : s.characteristics) {
+    if (c.is_normal()) continue;
+    rows.push_back({shown(name_of(c)), short_number(c.normality->a2), significant(c.normality->p, 2),
+                    index_text(c.line.capability.ppk), index_text(percentile_ppk(c))});
+  }
+  if (rows.size() == 1) return "";
+  return "\n" + table(rows) +
+         "By Anderson and Darling's test: the indices above suppose normal values. Percentiles take " +
+         number(kFewestForPercentiles) + " values.\n";
+}
+
+std::string durations_text(const Statistics& s) {
+  if (s.durations.empty()) return "";
+  std::vector<std::vector<std::string>> rows = {
+      {"duration", "n", "mean", "sigma", "least", "most", "limits", "failed"}};
+  for (const Characteristic& c : s.durations) {
+    const bool any = c.all.count > 0;
+    rows.push_back({shown(c.step), number(c.all.count), mean_of(c), short_number(c.all.sigma()),
+                    any ? short_number(c.all.least) : "-", any ? short_number(c.all.most) : "-", limits_of(c),
+                    number(c.failed)});
   }
   return "\n" + table(rows);
 }
 
 std::string drift_text(const Statistics& s) {
   std::string out;
-  const auto add = [&](const Characteristic& c, const std::string& where, const std::map<int, Moments>& days) {
-    for (const ChartPoint& point : control_chart(days).points) {
-      if (point.rule == 0) continue;
-      out += date_text(point.day) + "  " + shown(name_of(c)) + where + ": mean " + short_number(point.values.mean) +
-             " " + shown(c.unit) + ", " + rule_in_words(point.rule) + "\n";
-    }
+  const auto add = [&](const Characteristic& c, const std::string& where, const Process& process) {
+    for (const Alarm& alarm : alarms_of(process.chart))
+      out += shown(name_of(c)) + where + ": " + to_text(alarm) + (process.changed ? "" : " (a signal)") + "\n";
   };
   for (const Characteristic& c : s.characteristics) {
-    add(c, "", c.days);
+    add(c, "", c.line);
     if (c.stations.size() < 2) continue;
-    for (const auto& [station, days] : c.stations) add(c, " at " + shown(station), days);
+    for (const auto& [station, process] : c.stations) {
+      // Of so many charts some have a signal by chance.
+      if (process.changed) add(c, " at " + shown(station), process);
+    }
   }
   return out.empty() ? out : "\nDrift\n" + out;
 }
@@ -173,6 +259,10 @@ std::string outliers_text(const Statistics& s) {
 
 Json::Value to_json(const Statistics& statistics) {
   Json::Value out;
+  constexpr const char* kAttempts[] = {"first", "last", "passing"};
+  out["attempts"] = kAttempts[static_cast<int>(statistics.choices.attempts)];
+  out["outlier_sigmas"] = json_number(statistics.choices.outlier_sigmas);
+  out["without_outliers"] = statistics.choices.without_outliers;
   out["runs"] = to_json(statistics.runs);
   out["yield"] = to_json(statistics.yield);
   for (const char* name : {"plans", "stations", "days"}) out[name] = Json::Value(Json::arrayValue);
@@ -186,7 +276,10 @@ Json::Value to_json(const Statistics& statistics) {
     entry["runs"] = whole(failure.runs);
     return entry;
   });
-  out["measurements"] = json_list(statistics.characteristics, [](const Characteristic& c) { return to_json(c); });
+  out["measurements"] = json_list(statistics.characteristics, [&](const Characteristic& c) {
+    return to_json(c, statistics.choices.without_outliers);
+  });
+  out["durations"] = json_list(statistics.durations, figures_of);
   return valid(out);
 }
 
@@ -194,7 +287,8 @@ std::string to_text(const Statistics& s, const std::string& question) {
   std::string out = question + ": " + number(s.runs.passed) + " passed, " + number(s.runs.failed) + " failed, " +
                     number(s.runs.errors) + (s.runs.errors == 1 ? " error, " : " errors, ") + number(s.runs.aborted) +
                     " aborted runs\n\n";
-  return out + yields_text(s) + failures_text(s) + measurements_text(s) + drift_text(s) + outliers_text(s);
+  return out + yields_text(s) + failures_text(s) + measurements_text(s) + shapes_text(s) + drift_text(s) +
+         outliers_text(s) + durations_text(s);
 }
 
 std::string shown(const std::string& text, size_t most) {
@@ -220,10 +314,74 @@ Json::Value valid(const Json::Value& value) {
   return out;
 }
 
-bool steady(const Characteristic& c) {
-  return control_chart(c.days).in_control() &&
-         std::all_of(c.stations.begin(), c.stations.end(),
-                     [](const auto& station) { return control_chart(station.second).in_control(); });
+const char* state_of(const Process& process) {
+  return process.changed               ? "out of control"
+         : !process.chart.in_control() ? "signal"
+         : process.chart.can_judge()   ? "steady"
+                                       : "-";
+}
+
+const char* state_of(const Characteristic& c) {
+  const bool any = std::any_of(c.stations.begin(), c.stations.end(), [](const auto& s) { return s.second.changed; });
+  return any ? "out of control" : state_of(c.line);
+}
+
+std::string index_text(const std::optional<double>& index) { return index ? fixed(*index, 2) : "-"; }
+
+std::string index_text(const std::optional<Index>& index) { return index ? fixed(index->value, 2) : "-"; }
+
+std::string interval_text(const std::optional<Index>& index) {
+  return index ? fixed(index->low, 2) + " to " + fixed(index->high, 2) : "";
+}
+
+std::string basis_of(const Statistics& s) {
+  std::string out = s.choices.attempts == Attempts::first  ? "Values of first attempts"
+                    : s.choices.attempts == Attempts::last ? "Values of last attempts"
+                                                           : "Values of passing phones";
+  long long outliers = 0;
+  for (const Characteristic& c : s.characteristics) outliers += c.outlier_count;
+  const std::string rule =
+      " (more than " + significant(s.choices.outlier_sigmas, 3) + " robust sigmas from the median)";
+  if (outliers == 0) {
+    out += "; none is an outlier" + rule;
+  } else {
+    out += s.choices.without_outliers ? ", without " : ", with ";
+    out += std::to_string(outliers) + (outliers == 1 ? " outlier" : " outliers") + rule;
+  }
+  return out +
+         ". Pp and Ppk are of the overall deviation, Cp and Cpk of the one within days, each with the interval in "
+         "which it "
+         "lies by 95 %.";
+}
+
+std::string rules_of(const Statistics& s) {
+  if (s.choices.rules == Rules::western_electric)
+    return "Drift by the four Western Electric rules on daily means: a process that does not change breaks one within "
+           "100 "
+           "days in two of three cases.";
+  return "Drift by an EWMA (weight 0.2) of daily means about their first " + std::to_string(kBaseline) +
+         " days: a signal is a chart that one of 30 unchanged processes has, too, in 100 days; out of control is one "
+         "that "
+         "also stands among so many charts (Benjamini and Hochberg, 5 %).";
+}
+
+std::vector<Alarm> alarms_of(const ControlChart& chart) {
+  std::vector<Alarm> out;
+  const ChartPoint* before = nullptr;
+  for (const ChartPoint& point : chart.points) {
+    if (point.rule > 0 && before != nullptr && before->rule == point.rule) {
+      out.back().last = &point;
+    } else if (point.rule > 0) {
+      out.push_back({&point, &point});
+    }
+    before = &point;
+  }
+  return out;
+}
+
+std::string to_text(const Alarm& alarm) {
+  return date_text(alarm.first->day) + (alarm.first == alarm.last ? "" : " to " + date_text(alarm.last->day)) + ": " +
+         rule_in_words(alarm.first->rule) + ", at " + short_number(alarm.last->shown);
 }
 
 std::string percent(long long part, long long of) {

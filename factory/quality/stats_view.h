@@ -27,7 +27,23 @@ std::string percent(long long part, long long whole);
 // "Acc: residual x", and "-0.02 to 0.02 m/s^2".
 std::string name_of(const Characteristic& c);
 std::string limits_of(const Characteristic& c);
-bool steady(const Characteristic& c);  // in control, at every station
+const char* state_of(const Process& process);   // "steady", "signal", "out of control", or "-": too little to judge
+const char* state_of(const Characteristic& c);  // of all stations together, or "out of control" where one is
+std::string index_text(const std::optional<Index>& index);     // "1.33"
+std::string interval_text(const std::optional<Index>& index);  // "0.88 to 1.78"
+std::string index_text(const std::optional<double>& index);
+
+// What the figures are of, and what they are: sentences.
+std::string basis_of(const Statistics& s);
+std::string rules_of(const Statistics& s);
+
+// Days that meet one rule, one after the other.
+struct Alarm {
+  const ChartPoint* first;
+  const ChartPoint* last;
+};
+std::vector<Alarm> alarms_of(const ControlChart& chart);
+std::string to_text(const Alarm& alarm);
 std::string short_number(std::optional<double> value);
 std::string name_of(const Failure& failure);
 

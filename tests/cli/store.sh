@@ -13,12 +13,17 @@ run 0 run plan.json --speed max --serial B2 --station south --store sqlite:runs.
 [ -d phone/runs.db ] || [ -e phone/runs.db ] && fail "the store is in the phone's folder"
 
 run 0 stats --store runs.db --json
-json out 'd["schema"] == "sensorcal.stats/1"' 'd["yield"]["units"] == 2 and d["yield"]["first_pass_yield"] == 1' \
+json out 'd["schema"] == "sensorcal.stats/2"' 'd["yield"]["units"] == 2 and d["yield"]["first_pass_yield"] == 1' \
   'all(m["count"] == 2 and m["plan"] == "it'"'"'s a \"plan\"" for m in d["measurements"])' \
-  'any(m["name"] == "residual" and m["low"] == -0.02 and m["cpk"] > 0 for m in d["measurements"])'
+  'any(m["name"] == "residual" and m["low"] == -0.02 and m["capability"]["ppk"]["value"] > 0 for m in d["measurements"])'
 run 0 stats --store runs.db --station south --since 2020-01-01 --html page.html
-has out 'all +1 +100.00 %' 'residual x'
+has out 'all +1 +100.00 %' 'residual x' 'Values of last attempts; none is an outlier'
 has page.html '100.00 % yield' 'data-chart' 'Runs at station south'
+run 0 stats --store runs.db --attempts passing --without-outliers --rules western-electric --json
+json out 'd["attempts"] == "passing" and d["without_outliers"]' \
+  'all(m["drift"]["rules"] == "western-electric" for m in d["measurements"])'
+run 0 stats --store runs.db --attempts first --rules western-electric
+has out 'Values of first attempts' 'Western Electric'
 lacks page.html 'https?://[a-z]+\.[a-z]+/[a-z]+\.js'
 run 0 stats --store runs.db --until 2020-01-01T10:30
 has out '0 passed'

@@ -20,7 +20,8 @@ namespace {
 struct Arguments {
   std::string uri, spool, html, serial, run;
   ChosenRuns runs;
-  double outlier_sigmas = store::kOutlierSigmas;
+  store::Choices choices;
+  std::string attempts = "last", rules = "ewma";
   int limit = 0;
   bool full = false;
 };
@@ -37,16 +38,21 @@ std::string question_of(const store::Filter& filter, const ChosenRuns& runs) {
 }
 
 int stats(const CommonOptions& options, const Arguments& a) {
+  store::Choices choices = a.choices;
+  choices.attempts = a.attempts == "first"  ? store::Attempts::first
+                     : a.attempts == "last" ? store::Attempts::last
+                                            : store::Attempts::passing;
+  choices.rules = a.rules == "ewma" ? store::Rules::ewma : store::Rules::western_electric;
   store::Filter filter = a.runs.of(options.profile);
   const std::string question = question_of(filter, a.runs);
   if (!a.html.empty()) require_output("--html", a.html, "<!DOCTYPE html>");
   return guarded([&] {
     const auto database = opened_store(a.uri);
     require_known(database.get(), &filter);
-    const store::Statistics found = statistics(database.get(), filter, a.outlier_sigmas);
+    const store::Statistics found = statistics(database.get(), filter, choices);
     // The page first: that it cannot be written is not told below all figures.
     const bool page = a.html.empty() || record::delivered("--html ", [&] { write_page(found, question, a.html); });
-    print_result(options.json, "stats/1", to_json(found), to_text(found, question));
+    print_result(options.json, "stats/2", to_json(found), to_text(found, question));
     return static_cast<int>(record::exit_code(record::Outcome::passed, page));
   });
 }
@@ -99,8 +105,15 @@ StationRunner set_up_stats(ArgumentParser parser) {
   auto arguments = std::make_shared<Arguments>();
   add_store(parser, &arguments->uri);
   arguments->runs.add_options(parser);
-  parser.add_option("--outliers", arguments->outlier_sigmas, "sigmas from the mean at which a value is an outlier",
+  parser.add_option("--attempts", arguments->attempts,
+                    "whose values: of each step's first attempt, of its last one, or those of passing phones",
+                    {.shows_default = true, .one_of = {"first", "last", "passing"}});
+  parser.add_option("--outliers", arguments->choices.outlier_sigmas,
+                    "robust sigmas from the median at which a value is an outlier",
                     {.shows_default = true, .low = 0, .above = true});
+  parser.add_flag("--without-outliers", arguments->choices.without_outliers, "leaves them out of all other figures");
+  parser.add_option("--rules", arguments->rules, "when a control chart cries: a moving average, or the classic rules",
+                    {.shows_default = true, .one_of = {"ewma", "western-electric"}});
   parser.add_option("--html", arguments->html, "writes the page with charts to a file");
   return [arguments](const CommonOptions& options) { return stats(options, *arguments); };
 }

@@ -144,7 +144,7 @@ TEST_P(StoreTest, KeepsWhatCannotBeAddedUp) {
   const double wanted[] = {3.0, 1.0, 1e-200, 1e+300, -kInfinity, kInfinity};
   for (size_t i = 0; i < 6; ++i) EXPECT_EQ(measurement(found, i, 0, 0).value, wanted[i]);
   EXPECT_TRUE(std::isnan(measurement(found, 6, 0, 0).value));
-  const std::vector<Characteristic> c = characteristics(&store.database(), {}, 4);
+  const std::vector<Characteristic> c = characteristics(&store.database(), {}, {});
   ASSERT_EQ(c.size(), 1U);
   EXPECT_EQ(c[0].unusable, 4);
   EXPECT_EQ(c[0].all.count, 3);

@@ -1,0 +1,121 @@
+#include "quality/capability.h"
+
+#include <boost/math/distributions/chi_squared.hpp>
+#include <boost/math/distributions/normal.hpp>
+#include <cmath>
+#include <limits>
+
+namespace factory::store {
+namespace {
+
+constexpr double kTail = 0.025;  // on each side of an interval of 95 %
+
+std::optional<Index> both_sided(double sigma, double freedom, std::optional<double> low, std::optional<double> high) {
+  if (!low || !high || sigma <= 0) return {};
+  const boost::math::chi_squared spread(freedom);
+  const double value = (*high - *low) / (6 * sigma);
+  return Index{value, value * std::sqrt(quantile(spread, kTail) / freedom),
+               value * std::sqrt(quantile(complement(spread, kTail)) / freedom)};
+}
+
+std::optional<Index> nearer_side(const Moments& all, double sigma, double freedom, std::optional<double> low,
+                                 std::optional<double> high) {
+  if ((!low && !high) || sigma <= 0) return {};
+  double nearer = std::numeric_limits<double>::infinity();
+  if (low) nearer = std::min(nearer, all.mean - *low);
+  if (high) nearer = std::min(nearer, *high - all.mean);
+  const double value = nearer / (3 * sigma);
+  const double error = std::sqrt(1 / (9 * static_cast<double>(all.count)) + value * value / (2 * freedom));
+  const double reach = quantile(complement(boost::math::normal(), kTail)) * error;
+  return Index{value, value - reach, value + reach};
+}
+
+// Between two neighbours: `at` from 0, the first, to 1, the last.
+double percentile(const std::vector<double>& sorted, double at) {
+  const double place = at * static_cast<double>(sorted.size() - 1);
+  const auto below = static_cast<size_t>(place);
+  if (below + 1 >= sorted.size()) return sorted.back();
+  return sorted[below] + (place - std::floor(place)) * (sorted[below + 1] - sorted[below]);
+}
+
+Moments moments_of(const std::vector<double>& values) {
+  Moments all;
+  for (const double value : values) all.add({1, value, 0, value, value});
+  return all;
+}
+
+}  // namespace
+
+Capability capability(const Days& days, std::optional<double> low, std::optional<double> high) {
+  Capability out;
+  const Moments all = total(days);
+  const double sigma = all.sigma().value_or(0);
+  const double freedom = static_cast<double>(all.count - 1);
+  out.pp = both_sided(sigma, freedom, low, high);
+  out.ppk = nearer_side(all, sigma, freedom, low, high);
+  out.within = scatter_within(days);
+  out.cp = both_sided(out.within.sigma, out.within.freedom, low, high);
+  out.cpk = nearer_side(all, out.within.sigma, out.within.freedom, low, high);
+  return out;
+}
+
+Robust robust(const std::vector<double>& sorted) {
+  if (sorted.empty()) return {};
+  Robust out;
+  out.median = percentile(sorted, 0.5);
+  std::vector<double> distances;
+  double sum = 0;
+  for (const double value : sorted) {
+    distances.push_back(std::abs(value - out.median));
+    sum += distances.back();
+  }
+  std::sort(distances.begin(), distances.end());
+  out.sigma = 1.4826 * percentile(distances, 0.5);
+  if (out.sigma <= 0) out.sigma = 1.2533 * sum / static_cast<double>(sorted.size());
+  return out;
+}
+
+std::optional<Normality> normality(const std::vector<double>& sorted) {
+  const Moments all = moments_of(sorted);
+  const double sigma = all.sigma().value_or(0);
+  if (sorted.size() < 8 || sigma <= 0) return {};
+  const boost::math::normal bell(all.mean, sigma);
+  const double n = static_cast<double>(sorted.size());
+  const auto logarithm = [](double p) { return std::log(std::max(p, std::numeric_limits<double>::min())); };
+  double sum = 0;
+  for (size_t i = 0; i < sorted.size(); ++i) {
+    const double below = cdf(bell, sorted[i]);
+    const double above = cdf(complement(bell, sorted[sorted.size() - 1 - i]));
+    sum += (2 * static_cast<double>(i) + 1) * (logarithm(below) + logarithm(above));
+  }
+  const double a2 = (-n - sum / n) * (1 + 0.75 / n + 2.25 / (n * n));
+  return Normality{a2, anderson_darling_p(a2)};
+}
+
+double anderson_darling_p(double a2) {
+  if (a2 < 0.2) return 1 - std::exp(-13.436 + 101.14 * a2 - 223.73 * a2 * a2);
+  if (a2 < 0.34) return 1 - std::exp(-8.318 + 42.796 * a2 - 59.938 * a2 * a2);
+  if (a2 < 0.6) return std::exp(0.9177 - 4.279 * a2 - 1.38 * a2 * a2);
+  const double held = std::min(a2, 10.0);  // the parabola would come up again far out
+  return std::exp(1.2937 - 5.709 * held + 0.0186 * held * held);
+}
+
+std::optional<Percentiles> percentiles(const std::vector<double>& sorted) {
+  if (sorted.size() < kFewestForPercentiles) return {};
+  return Percentiles{percentile(sorted, 0.00135), percentile(sorted, 0.5), percentile(sorted, 0.99865)};
+}
+
+std::optional<double> percentile_pp(const Percentiles& at, std::optional<double> low, std::optional<double> high) {
+  if (!low || !high || at.high <= at.low) return {};
+  return (*high - *low) / (at.high - at.low);
+}
+
+std::optional<double> percentile_ppk(const Percentiles& at, std::optional<double> low, std::optional<double> high) {
+  if ((!low && !high) || (low && at.middle <= at.low) || (high && at.high <= at.middle)) return {};
+  double nearer = std::numeric_limits<double>::infinity();
+  if (low) nearer = std::min(nearer, (at.middle - *low) / (at.middle - at.low));
+  if (high) nearer = std::min(nearer, (*high - at.middle) / (at.high - at.middle));
+  return nearer;
+}
+
+}  // namespace factory::store
