@@ -14,7 +14,7 @@
   // A limit that is far off would flatten the chart: it is drawn where it is near.
   function near(limit, points) {
     if (limit === undefined) return false;
-    const values = points.flatMap(({mean, upper, lower}) => [mean, upper, lower]);
+    const values = points.flatMap(({mean, shown, upper, lower}) => [mean, shown, upper, lower]);
     const low = Math.min(...values), high = Math.max(...values), span = high - low || Math.abs(high) || 1;
     return limit > low - span && limit < high + span;
   }
@@ -32,14 +32,15 @@
     drift: ({points, centre, low, high}) => {
       const same = (value) => points.map(() => value);
       const datasets = [
-        line('mean', points.map(({mean}) => mean), 'accepted', [], {
+        line('held against the limits', points.map(({shown}) => shown), 'accepted', [], {
           pointRadius: points.map(({rule}) => rule ? 6 : 3), pointHitRadius: 6,
           pointStyle: points.map(({rule}) => rule ? 'triangle' : 'circle'),
           pointBackgroundColor: points.map(({rule}) => colour(rule ? 'failed' : 'accepted')),
         }),
+        line('mean', points.map(({mean}) => mean), 'muted', [], {showLine: false, pointRadius: 2}),
         line('centre', same(centre), 'muted', []),
-        line('+3 sigma', points.map(({upper}) => upper), 'restart', [4, 3], {stepped: 'middle'}),
-        line('-3 sigma', points.map(({lower}) => lower), 'restart', [4, 3], {stepped: 'middle'}),
+        line('upper limit', points.map(({upper}) => upper), 'restart', [4, 3], {stepped: 'middle'}),
+        line('lower limit', points.map(({lower}) => lower), 'restart', [4, 3], {stepped: 'middle'}),
       ];
       for (const limit of [low, high]) if (near(limit, points)) datasets.push(line('limit', same(limit), 'limit', [8, 3]));
       return {labels: points.map(({day}) => day), datasets};
@@ -57,7 +58,7 @@
         tooltip: {callbacks: kind !== 'drift' ? {} : {
           label: ({dataIndex}) => {
             const {mean, count, rule} = points[dataIndex];
-            return short(mean) + ', ' + count + (count === 1 ? ' value' : ' values') + (rule ? ': ' + rule : '');
+            return 'mean ' + short(mean) + ', ' + count + (count === 1 ? ' value' : ' values') + (rule ? ': ' + rule : '');
           },
         }},
       },
