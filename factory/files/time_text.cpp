@@ -1,5 +1,6 @@
 #include "files/time_text.h"
 
+#include <algorithm>
 #include <cstdio>
 
 namespace factory {
@@ -14,7 +15,10 @@ constexpr int kLastYear = 2261;
 using namespace std::chrono;  // NOLINT(google-build-using-namespace): calendar arithmetic
 
 std::string iso_time(system_clock::time_point time) {
-  const auto whole = floor<milliseconds>(time);
+  // A clock may say anything; a time has four digits of a year all the same.
+  constexpr sys_days kFirst{year{kFirstYear} / January / 1};
+  constexpr sys_days kLast{year{kLastYear} / December / 31};
+  const auto whole = std::clamp<sys_time<milliseconds>>(floor<milliseconds>(time), kFirst, kLast);
   const auto day = floor<days>(whole);
   const year_month_day date{day};
   const hh_mm_ss clock{whole - day};

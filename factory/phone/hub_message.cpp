@@ -69,9 +69,12 @@ record::HubMessage decoded(const HubMessage& message) {
   const oem_test_msg::CodeRow& row = row_of(message.request[1]);
   record::HubMessage out;
   // With microseconds.
-  out.time = iso_time(std::chrono::system_clock::time_point(std::chrono::nanoseconds(message.time_ns)));
+  using std::chrono::nanoseconds;
+  const auto time =
+      std::chrono::floor<std::chrono::microseconds>(std::chrono::sys_time<nanoseconds>(nanoseconds(message.time_ns)));
+  out.time = iso_time(time);
   char micros[8];
-  snprintf(micros, sizeof micros, "%03dZ", static_cast<int>(message.time_ns / 1000 % 1000));
+  snprintf(micros, sizeof micros, "%03dZ", static_cast<int>((time - floor<std::chrono::milliseconds>(time)).count()));
   out.time.replace(out.time.size() - 1, 1, micros);
   out.sensor_type = message.request[0];
   out.tag = tag_of(message.request[0]);

@@ -18,6 +18,8 @@ bool test_service_answers(std::chrono::milliseconds patience);
 
 // Notices where a silence is longer than any that the library's own time limits allow: a call hangs.
 class Watchdog {
+  using Clock = std::chrono::steady_clock;
+
  public:
   // A call to the phone is under way while one lives.
   class Operation {
@@ -35,10 +37,25 @@ class Watchdog {
   // changes with everything that the library does.
   std::string hang(long progress);
 
+  // Until it goes, a wait that is still under way when `limit` is over is overdue: its end may have gone away with a
+  // clock that was set. One at a time.
+  class Limit {
+   public:
+    Limit(Watchdog& watchdog, Clock::duration limit) : watchdog_(watchdog) { watchdog_.due_ = Clock::now() + limit; }
+    ~Limit() { watchdog_.due_ = Clock::time_point::max(); }
+    Limit(const Limit&) = delete;
+    Limit& operator=(const Limit&) = delete;
+
+   private:
+    Watchdog& watchdog_;
+  };
+  bool overdue() const { return Clock::now() >= due_.load(); }
+
  private:
   std::atomic<int> operations_{0};
   long seen_ = 0;  // and since when; of the thread that asks
-  std::chrono::steady_clock::time_point since_;
+  Clock::time_point since_;
+  std::atomic<Clock::time_point> due_{Clock::time_point::max()};
 };
 
 }  // namespace factory

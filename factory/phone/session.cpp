@@ -60,6 +60,13 @@ const Options& begin(const Options& options, sigset_t* before) {
   return options;
 }
 
+template <typename Clock>
+std::chrono::duration<double> read_clock(Fixture& fixture) {
+  using std::chrono::nanoseconds;
+  const auto now = std::chrono::duration_cast<nanoseconds>(Clock::now().time_since_epoch());
+  return nanoseconds(fixture.time_ns(now.count()));
+}
+
 [[noreturn]] void say_interrupted_and_exit() {
   constexpr char kText[] = "\ninterrupted\n";
   if (write(STDERR_FILENO, kText, sizeof kText - 1) < 0) _exit(kInterrupted);
@@ -200,16 +207,16 @@ void Session::restore_brightness() {
 
 std::chrono::system_clock::time_point Session::now() {
   using Clock = std::chrono::system_clock;
-  using std::chrono::nanoseconds;
-  const auto now = std::chrono::duration_cast<nanoseconds>(Clock::now().time_since_epoch());
-  return Clock::time_point(std::chrono::duration_cast<Clock::duration>(nanoseconds(fixture_->time_ns(now.count()))));
+  std::call_once(first_asked_, [this] {
+    first_wall_ = wall();
+    first_steady_ = steady();
+  });
+  return Clock::time_point(std::chrono::duration_cast<Clock::duration>(first_wall_ + steady() - first_steady_));
 }
 
-std::chrono::duration<double> Session::since_start() {
-  using std::chrono::nanoseconds;
-  const auto now = std::chrono::duration_cast<nanoseconds>(std::chrono::steady_clock::now().time_since_epoch());
-  return nanoseconds(fixture_->time_ns(now.count()));
-}
+std::chrono::duration<double> Session::steady() { return read_clock<std::chrono::steady_clock>(*fixture_); }
+
+std::chrono::duration<double> Session::wall() { return read_clock<std::chrono::system_clock>(*fixture_); }
 
 void Session::switch_off() {
   if (!cal_ || cal_->event_queue == nullptr) return;
@@ -222,6 +229,7 @@ void Session::watch() {
   for (;;) {
     const int signal = sigtimedwait(&set, nullptr, &kLook);
     if (stage_ == Stage::closing) return;
+    if (stage_ == Stage::open && cal_ && watchdog_.overdue()) pthread_cond_broadcast(&cal_->cal_cond);
     const bool asked = signal > 0 && signal != kStopWatching;
     if (stage_ == Stage::opening) {
       if (asked) say_interrupted_and_exit();  // whatever the opening waits for

@@ -51,9 +51,13 @@ class Session {
   Fixture& fixture() { return *fixture_; }
   // What a JSON document says of the phone: `phone` and `remarks`.
   Json::Value document();
-  // What a run tells or judges of the time.
+  // The wall clock as it was when it was first asked for, and what went by since: a label that no step of the clock
+  // changes.
   std::chrono::system_clock::time_point now();
-  std::chrono::duration<double> since_start();
+  // The clock by which durations, limits and orders are told: nobody sets it.
+  std::chrono::duration<double> steady();
+  // The wall clock as it is, which the library's own waits go by.
+  std::chrono::duration<double> wall();
   LogTap& log() { return log_; }
   const Options& options() const { return options_; }
 
@@ -124,6 +128,9 @@ class Session {
   std::atomic<int> brightness_at_end_{-1};  // -1: as it is
   std::atomic<bool> interrupted_{false};
   std::atomic<bool> end_claimed_{false};
+  std::once_flag first_asked_;
+  std::chrono::duration<double> first_wall_{};
+  std::chrono::duration<double> first_steady_{};
   int interruptions_ = 0;  // the watcher's
 };
 

@@ -11,6 +11,10 @@ namespace {
 
 constexpr int kGoldenParam = -1;
 constexpr int kGoldenChannels = 7;
+// Beyond the library's own limits: 8 s for a run, two of 10 s at the panel.
+constexpr std::chrono::seconds kLongest{12};
+constexpr std::chrono::seconds kLongestAtPanel{25};
+constexpr double kClockStep = 0.5;  // s; less is how clocks are kept right
 
 bool hub_runs_colour(int type) {
   return type == sensor_type::cct_f_stream && !property("persist.vendor.goodix.cct_support").empty();
@@ -97,13 +101,27 @@ void run_library(Session& session, Calibration* c) {
     c->result = -1;
     return believe(hub, c);
   }
-  const auto start = session.since_start();
+  const auto start = session.steady();
+  const auto wall = session.wall();
   const bool at_panel = !c->step.channel && is_panel_run(c->step.param);
-  c->result = at_panel ? run_at_panel(session, c) : ask_library(session, *c);
-  c->seconds = (session.since_start() - start).count();
+  {
+    const Watchdog::Limit limit(session.watchdog(), at_panel ? kLongestAtPanel : kLongest);
+    c->result = at_panel ? run_at_panel(session, c) : ask_library(session, *c);
+  }
+  c->seconds = (session.steady() - start).count();
+  const double step_s = (session.wall() - wall).count() - c->seconds;
   if (!at_panel) c->run = session.log().run();
   c->interrupted = session.interrupted();
-  if (c->interrupted || c->result != 0) return;
+  // Its wait went by a clock that was set meanwhile: whatever came of it says nothing.
+  if (std::fabs(step_s) > kClockStep) {
+    c->unheard = true;
+    c->attempt.fail(
+        {record::Why::clock_stepped,
+         "the wall clock was set by " + plain(std::round(step_s)) + " s during the run, which does not count",
+         "let nothing set the phone's time during a run",
+         {plain(std::round(step_s))}});
+  }
+  if (c->interrupted || c->unheard || c->result != 0) return;
   believe(hub, c);
   if (c->kind == nullptr) return;
   if (!c->in_hub && record_of(session.cal(), *c->kind).status == kRunFinished) read_record(session, c);

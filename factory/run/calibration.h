@@ -53,7 +53,7 @@ struct Calibration {
   std::vector<Axis> axes;
   std::optional<Panel> panel;  // a run at a lit panel
   bool interrupted = false;
-  bool unheard = false;  // the hub did not answer everything
+  bool unheard = false;  // the hub did not answer everything, or the clock was set: nothing counts
 };
 
 // The library's run, or its command to one channel, for which the hub takes the sample itself; and what the run's

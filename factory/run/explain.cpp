@@ -228,7 +228,7 @@ std::optional<Reason> near_problem(Session& session, bool wanted) {
 }
 
 void judge_run(Session& session, Calibration* c) {
-  if (c->unheard && c->result != 0) return;  // nothing was asked of the library
+  if (c->unheard) return;  // why is told already
   const bool unfinished = c->panel && !c->panel->refused && !c->panel->finished;
   if (c->result != 0 || c->interrupted || unfinished) {
     c->attempt.fail(explain(session, *c));

@@ -30,6 +30,11 @@ void compare(const Attempt& before, Attempt* attempt) {
   attempt->notes.emplace_back("the same error as in the attempt before: the phone itself may be at fault");
 }
 
+bool attempt_is_void(const Attempt& attempt) {
+  return std::any_of(attempt.reasons.begin(), attempt.reasons.end(),
+                     [](const record::Text& reason) { return reason.code == Why::clock_stepped.code; });
+}
+
 // Whether a look at a sensor, what is stored of it, or the report would show what the calibration did.
 bool is_seen_by(const Step& calibration, const Step& look) {
   const Sensor* sensor = sensor_of(calibration.type);
@@ -139,6 +144,7 @@ std::vector<record::HubMessage> PlanRun::take_messages() {
 }
 
 bool PlanRun::run_step(const Step& step, record::Step* result) {
+  bool voided = false;
   for (int i = 0; i < step.repeat; ++i) {
     Attempt attempt;
     attempt.number = static_cast<int>(result->attempts.size()) + 1;
@@ -160,6 +166,12 @@ bool PlanRun::run_step(const Step& step, record::Step* result) {
     attempt.hub = take_messages();
     keep(result, std::move(attempt), step.world);
     observer_.ended(*result, result->attempts.back());
+    // An attempt during which the clock was set is made once more.
+    if (!voided && attempt_is_void(result->attempts.back())) {
+      voided = true;
+      --i;
+      continue;
+    }
     if (good(result->outcome) || session_.interrupted() || !worth_another(result->attempts.back())) break;
   }
   return good(result->outcome);

@@ -40,6 +40,8 @@ inline constexpr VerdictRow kVerdicts[] = {
     {"hub-fail", "hub-fail", kTryAcc, "reference", "error", "hub.silent", "a lost answer reads as zeros"},
     {"hub-slow", "hub-slow:2", kTryAcc, "reference", "passed", "", "late, and right"},
     {"hub-word", "hub-word:0,0,-5", kTryAcc, "reference", "failed", "library.failed", "the hub is there and refuses"},
+    {"clock-step", "clock-step:3600", kTryAcc, "reference", "passed", "",
+     "what the library did meanwhile is void, and done once more"},
     {"list-refused", "list-refused", kTryAcc, "reference", "error", "service.refuses",
      "which sensors there are is not known"},
     {"queue-refused", "queue-refused", kTryAcc, "reference", "error", "service.refuses", "no sensor can be looked at"},

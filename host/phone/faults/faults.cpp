@@ -16,6 +16,7 @@ namespace {
 constexpr int kPermissionDenied = 4;
 constexpr int kMaxResult = 255;  // Android names 0 to 7
 constexpr double kMaxBurst = 32;
+constexpr double kLongestStep = 3e9;  // seconds: 95 years
 
 // How a fault's arguments are read. Numbers are the defaults; a fault without a default wants its argument.
 enum class Shape {
@@ -28,6 +29,7 @@ enum class Shape {
   sensor_amount,
   sensor_result,
   sensor_word,
+  amount_times,
   path,
   key,
   key_value,
@@ -72,6 +74,12 @@ constexpr Row kRows[] = {
       "a word of the hub's answer is forced: 3 is an integer, 3.0 a float"},
      Shape::word,
      {}},
+    {{FaultId::clock_step, "clock-step", "SECONDS[,TIMES]",
+      "the wall clock is set by so many seconds when a sensor is enabled, the first time or so many times"},
+     Shape::amount_times,
+     {},
+     -kLongestStep,
+     kLongestStep},
     {{FaultId::list_refused, "list-refused", "[RESULT]", "the sensor list is refused"},
      Shape::result,
      kPermissionDenied},
@@ -162,7 +170,7 @@ std::string short_text(double number) {
 [[noreturn]] void fail(const Row& row, const std::string& text) {
   constexpr double kNoLimit = Row{}.high;
   std::string range;
-  if (row.shape == Shape::count || row.shape == Shape::sensor_amount) {
+  if (row.shape == Shape::count || row.shape == Shape::sensor_amount || row.shape == Shape::amount_times) {
     range = row.high < kNoLimit ? ", a number from " + short_text(row.low) + " to " + short_text(row.high)
             : row.low == 0      ? ", a number of 0 or more"
                                 : "";
@@ -253,6 +261,10 @@ bool read_arguments(const Row& row, std::string_view rest, Fault* fault) {
       constexpr Row kWord{{}, Shape::count, Fault::kAllWords};
       return read_sensor(take(&rest), &fault->sensor_type) && read_number(row, take(&rest), &fault->amount) &&
              read_integer(kWord, rest, 15, &fault->word);
+    }
+    case Shape::amount_times: {
+      constexpr Row kTimes{{}, Shape::count, 1};
+      return read_number(row, take(&rest), &fault->amount) && read_integer(kTimes, rest, 1e6, &fault->code);
     }
     case Shape::path:
       return rest.size() > 1 && rest[0] == '/' && rest.find("..") == std::string_view::npos;

@@ -19,6 +19,7 @@ enum class FaultId {
   hub_fail,
   hub_slow,
   hub_word,
+  clock_step,
   list_refused,
   queue_refused,
   queue_never,

@@ -1,5 +1,7 @@
 #include "phone/sensors/stage.h"
 
+#include <host/wall_clock.h>
+
 #include <algorithm>
 #include <utility>
 
@@ -9,6 +11,8 @@ namespace {
 constexpr int64_t kNsPerUs = 1000;
 // The factory's period for light at a lit panel; see docs/phone-panel.md.
 constexpr int64_t kBacklightPeriodNs = 200000000;
+
+int64_t step_ns(const Fault& fault) { return static_cast<int64_t>(fault.amount * 1e9); }
 
 }  // namespace
 
@@ -75,6 +79,8 @@ void Stage::close() {
   {
     const Lock lock(mutex_);
     closed_ = true;
+    const Fault* const steps = faults_->find(FaultId::clock_step);
+    if (steps != nullptr) host::step_wall_clock(-step_ns(*steps) * std::exchange(clock_steps_, 0));
     for (Delivery* delivery : deliveries_) {
       delivery->stop = true;
       delivery->watchers.clear();
@@ -99,6 +105,11 @@ ServiceResult Stage::enable(const std::shared_ptr<Delivery>& delivery, int handl
   const Fault* const refused = faults_->find(FaultId::enable_refused, sensor->entry().type);
   if (refused != nullptr) return static_cast<ServiceResult>(refused->code);
 
+  const Fault* const steps = faults_->find(FaultId::clock_step);
+  if (steps != nullptr && clock_steps_ < steps->code) {
+    ++clock_steps_;
+    host::step_wall_clock(step_ns(*steps));
+  }
   auto watcher = std::find_if(delivery->watchers.begin(), delivery->watchers.end(),
                               [sensor](const Watcher& w) { return w.sensor == sensor; });
   if (watcher == delivery->watchers.end()) watcher = delivery->watchers.insert(watcher, Watcher{});

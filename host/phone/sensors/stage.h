@@ -96,6 +96,7 @@ class Stage : public std::enable_shared_from_this<Stage> {
   std::vector<Delivery*> deliveries_;  // guarded by mutex_
   uint64_t next_id_ = 0;               // guarded by mutex_
   bool closed_ = false;                // guarded by mutex_
+  int clock_steps_ = 0;                // made so far, by a fault; guarded by mutex_
 };
 
 }  // namespace phone

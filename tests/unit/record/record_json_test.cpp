@@ -129,6 +129,10 @@ TEST(IsoTime, ReadsItsOwnAndNothingElse) {
     const Clock::time_point time{milliseconds(ms)};
     EXPECT_EQ(parse_iso_time(iso_time(time)), time) << ms;
   }
+  // Whatever a clock says.
+  EXPECT_EQ(iso_time(Clock::time_point::min()), "1678-01-01T00:00:00.000Z");
+  EXPECT_EQ(iso_time(Clock::time_point::max()), "2261-12-31T00:00:00.000Z");
+  EXPECT_EQ(iso_time(Clock::time_point(milliseconds(-1))), "1969-12-31T23:59:59.999Z");
   EXPECT_EQ(iso_time(Clock::time_point(milliseconds(1764000000123))), "2025-11-24T16:00:00.123Z");
   for (const char* text : {"", "2025-11-24", "2025-13-24T16:00:00.123Z", "2025-02-29T16:00:00.123Z",
                            "2025-11-24T24:00:00.123Z", "2025-11-24T16:00:00.123+", "2025-11-24T16:00:00.123ZZ",

@@ -1,0 +1,75 @@
+// A wall clock that is set in the middle of a run changes no verdict: durations go by another one, and what the library
+// did by it is void.
+#include <host/wall_clock.h>
+#include <time.h>
+
+#include "station.h"
+
+namespace plan_test {
+namespace {
+
+using ::testing::MatchesRegex;
+
+constexpr char kAcc[] = R"({"calibrate": "Acc"})";
+
+// The sanitizers bring a C library of their own, whose clock nobody steps.
+bool clock_can_be_stepped() {
+  timespec before{};
+  timespec after{};
+  clock_gettime(CLOCK_REALTIME, &before);
+  host::step_wall_clock(1000000000000);
+  clock_gettime(CLOCK_REALTIME, &after);
+  host::step_wall_clock(-1000000000000);
+  return after.tv_sec - before.tv_sec >= 1000;
+}
+
+TEST(ClockStep, ChangesNoVerdict) {
+  if (!clock_can_be_stepped()) GTEST_SKIP();
+  const struct {
+    const char* what;
+    std::vector<std::string> faults;
+    Outcome verdict;
+    size_t attempts;
+  } kRows[] = {
+      {"minutes ahead", {"clock-step:600"}, Outcome::passed, 2},
+      {"minutes back", {"clock-step:-600"}, Outcome::passed, 2},
+      {"years ahead", {"clock-step:3e9"}, Outcome::passed, 2},
+      {"years back, before 1970", {"clock-step:-3e9"}, Outcome::passed, 2},
+      {"a phone that fails", {"clock-step:600", "motion:Acc,1"}, Outcome::failed, 2},
+      {"again and again", {"clock-step:60,1000"}, Outcome::error, 2},
+      {"how a clock is kept right", {"clock-step:0.1,1000"}, Outcome::passed, 1},
+      // Nothing ends a wait for a silent sensor but the guard.
+      {"a deadline that went away", {"clock-step:-3e9", "silent:Acc"}, Outcome::failed, 2},
+  };
+  for (const auto& row : kRows) {
+    SCOPED_TRACE(row.what);
+    Station station;
+    station.options.fault = row.faults;
+    const Station::Ran ran = station.run(kAcc);
+    EXPECT_EQ(ran.verdict, row.verdict);
+    ASSERT_EQ(ran.steps[0].attempts.size(), row.attempts);
+    const Attempt& first = ran.attempt(0);
+    if (row.attempts > 1) {
+      EXPECT_EQ(first.outcome, Outcome::error);
+      EXPECT_EQ(first.reasons.at(0).code, "clock.stepped") << first.reasons.at(0).text;
+      EXPECT_FALSE(first.kept);
+    }
+    EXPECT_EQ(host::wall_clock_offset_ns(), 0) << "of a phone that is closed";
+    // Labels are well formed, and in order.
+    std::string last = ran.record["started"].asString();
+    for (const Json::Value& attempt : ran.record["steps"][0]["attempts"]) {
+      const std::string started = attempt["started"].asString();
+      EXPECT_THAT(started, MatchesRegex("20[0-9][0-9]-[0-9]+-[0-9]+T[0-9:]+\\.[0-9]+Z"));
+      EXPECT_GE(started, last);
+      EXPECT_LT(attempt["seconds"].asDouble(), 15);
+      EXPECT_GE(attempt["seconds"].asDouble(), 0);
+      last = started;
+      for (const Json::Value& message : attempt["hub"])
+        EXPECT_THAT(message["time"].asString(), MatchesRegex("[0-9]+-[0-9]+-[0-9]+T[0-9:]+\\.[0-9]+Z"));
+    }
+    EXPECT_LT(ran.record["seconds"].asDouble(), 30);
+  }
+}
+
+}  // namespace
+}  // namespace plan_test
