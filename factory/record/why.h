@@ -25,9 +25,9 @@ struct Why {
   // the test service or the hub behind it does not answer, or left a message without an answer
   static constexpr Ground hub_silent{"hub.silent", error};
   // a call to the phone did not come back, and the watchdog ended it
+  static constexpr Ground call_hangs{"call.hangs", error};
   // the wall clock, by which the library waits, was set during its run
   static constexpr Ground clock_stepped{"clock.stepped", error};
-  static constexpr Ground call_hangs{"call.hangs", error};
   // the fixture could not be set, or the operator skipped it
   static constexpr Ground fixture_not_set{"fixture.not_set", error};
   static constexpr Ground expected_unknown{"expected.unknown", error};  // nobody said what the sensor should report
