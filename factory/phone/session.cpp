@@ -52,11 +52,8 @@ bool operator_sets(const Options& options) {
   return options.fixture.empty() ? !phones_are_simulated() : options.fixture == "operator";
 }
 
-// Ctrl-C and its kin go to the watcher alone: no thread that is started from here on takes them.
-const Options& begin(const Options& options, sigset_t* before) {
+const Options& checked(const Options& options) {
   if (options.fixture == "operator") require_terminal();
-  const sigset_t set = watched_signals();
-  pthread_sigmask(SIG_BLOCK, &set, before);
   return options;
 }
 
@@ -85,6 +82,12 @@ std::string hub_problem(Session& session) {
 
 }  // namespace
 
+// They go to the watcher alone: no thread that is started from here on takes them.
+Session::BlockedSignals::BlockedSignals() {
+  const sigset_t set = watched_signals();
+  pthread_sigmask(SIG_BLOCK, &set, &before_);
+}
+
 Session::Watcher::Watcher(Session& session) : session_(session), thread_([&session] { session.watch(); }) {}
 
 Session::Watcher::~Watcher() {
@@ -94,7 +97,7 @@ Session::Watcher::~Watcher() {
 }
 
 Session::Session(const Options& options)
-    : options_(begin(options, &old_signals_)),
+    : options_(checked(options)),
       log_(options.log),
       hub_log_("--hub-log", options.hub_log, "{\"answered\""),
       fixture_(open_fixture(options)),
@@ -124,7 +127,7 @@ Session::~Session() {
   watcher_.reset();
   restore_brightness();
   // Whatever hangs from here on, Ctrl-C and its kin end the program.
-  pthread_sigmask(SIG_SETMASK, &old_signals_, nullptr);
+  signals_.restore();
   if (cal_) cal_->sensor_cal_deinit();
   cal_.reset();
   fixture_->on_hub_message({});
@@ -261,7 +264,7 @@ void Session::interrupt() {
 void Session::leave(const std::string& why) {
   const int code = why.empty() ? kInterrupted : kUnreachable;
   // What hangs may go on to, and nobody watches any more: Ctrl-C and its kin end the program.
-  if (!why.empty()) pthread_sigmask(SIG_SETMASK, &old_signals_, nullptr);
+  if (!why.empty()) signals_.restore();
   // What follows asks the phone once more: whatever comes of that, the process goes.
   std::thread([code] {
     constexpr std::chrono::seconds kLongest{20};

@@ -108,7 +108,20 @@ class Session {
   };
   enum class Stage { opening, open, closing };
 
-  sigset_t old_signals_;  // blocked before the session
+  // Ctrl-C and its kin wait for a watcher while it lives, however the opening ends.
+  class BlockedSignals {
+   public:
+    BlockedSignals();
+    ~BlockedSignals() { restore(); }
+    BlockedSignals(const BlockedSignals&) = delete;
+    BlockedSignals& operator=(const BlockedSignals&) = delete;
+    void restore() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+
+   private:
+    sigset_t before_;
+  };
+
+  BlockedSignals signals_;
   const Options options_;
   std::atomic<Stage> stage_{Stage::opening};
   std::optional<Watcher> watcher_{std::in_place, *this};

@@ -31,7 +31,29 @@ void take_head(const Json::Value& line, Recorded* out) {
   out->head = line;
 }
 
+constexpr char kSum[] = ",\"sum\":\"";
+constexpr size_t kSumDigits = 16;
+
+// FNV-1a, of 64 bits: a byte that changes always changes it.
+std::string sum_of(const std::string& text) {
+  uint64_t sum = 0xcbf29ce484222325;
+  for (const char byte : text) sum = (sum ^ static_cast<unsigned char>(byte)) * 0x100000001b3;
+  char out[kSumDigits + 1];
+  snprintf(out, sizeof out, "%016llx", static_cast<unsigned long long>(sum));
+  return out;
+}
+
+bool is_sealed(const std::string& line) {
+  constexpr size_t kTail = sizeof kSum - 1 + kSumDigits + 2;  // with the last quote and brace
+  return line.size() > kTail && sealed(line.substr(0, line.size() - kTail) + "}") == line;
+}
+
 }  // namespace
+
+std::string sealed(std::string line) {
+  line.pop_back();
+  return line + kSum + sum_of(line) + "\"}";
+}
 
 std::string attempt_key(int step, int attempt) { return std::to_string(step) + "." + std::to_string(attempt); }
 
@@ -40,7 +62,7 @@ std::string key(const std::string& attempt, const std::string& name, const Json:
 }
 
 // A run that was killed leaves a last line without its end.
-Recorded read_trace(std::istream& in, const std::string& file) {
+Recorded read_trace(std::istream& in, const std::string& file, bool sums) {
   Recorded out;
   std::string text;
   for (int number = 1; std::getline(in, text); ++number) {
@@ -48,6 +70,7 @@ Recorded read_trace(std::istream& in, const std::string& file) {
     try {
       Json::Value line;
       if (!parse_json(text, &line, &problem) || !line.isObject()) throw Json::RuntimeError("no JSON object");
+      if (sums && !is_sealed(text)) throw Json::RuntimeError("its bytes are not those of its sum");
       if (line["n"] != number) throw Json::RuntimeError("its number is " + json_line(line["n"]));
       number == 1 ? take_head(line, &out) : take_line(line, &out);
       continue;
@@ -65,7 +88,7 @@ Recorded read_trace(std::istream& in, const std::string& file) {
 Recorded read_trace(const std::string& file) {
   std::ifstream in(file, std::ios::binary);
   if (!in) throw AppError(kUsage, file + ": cannot be read");
-  return read_trace(in, file);
+  return read_trace(in, file, true);
 }
 
 }  // namespace factory::trace

@@ -101,7 +101,7 @@ class Recorder : public Trace {
   void write(Json::Value line) {
     if (fd_ < 0) return;
     line["n"] = ++lines_;
-    if (write_all(fd_, json_line(line) + "\n")) return;
+    if (write_all(fd_, sealed(json_line(line)) + "\n")) return;
     std::cerr << "sensorcal: the recording " << folder_ << " ends here: " << strerror(errno) << "\n";
     close(fd_);
     fd_ = -1;

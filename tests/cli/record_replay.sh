@@ -35,12 +35,31 @@ has out 'replay: the same record'
 # The phone is the recorded one.
 run 2 replay good --fault silent
 
+# Damage shows, wherever it is.
+cp -r bad damaged
+sed -i '0,/"note":""/s//"note":"x"/' damaged/trace.jsonl
+run 2 replay damaged
+has err 'trace.jsonl:[0-9]+: the recording is damaged: its bytes are not those of its sum'
 # What the hub answered was another: the record says so.
-sed -i 's/"note":""/"note":"other"/' bad/trace.jsonl
+changed() {  # FOLDER SED-SCRIPT: as if it had been recorded so
+  sed -i "$2" "$1/trace.jsonl"
+  python3 - "$1/trace.jsonl" <<'PY'
+import re, sys
+lines = open(sys.argv[1]).read().splitlines()
+with open(sys.argv[1], 'w') as out:
+    for line in lines:
+        text = re.sub(r',"sum":"[0-9a-f]{16}"}$', '', line)
+        sum = 0xcbf29ce484222325
+        for byte in text.encode():
+            sum = (sum ^ byte) * 0x100000001b3 & (1 << 64) - 1
+        out.write(f'{text},"sum":"{sum:016x}"}}\n')
+PY
+}
+changed bad 's/"note":""/"note":"other"/'
 run 4 replay bad
 has err 'differs from the recorded one' 'hub\[[0-9]+\].note: recorded null, now "other"'
 # A message that was not recorded.
-sed -i '0,/"message":\[/s//"message":[77,/' bad/trace.jsonl
+changed bad '0,/"message":\[/s//"message":[77,/'
 run 4 replay bad
 has err 'leaves its recording in step 2 \(calibrate Acc\), attempt 1: it asks for what was not recorded there, hub'
 # A run that was killed.
@@ -72,9 +91,9 @@ for signal in INT TERM; do
   code=0; wait $! || code=$?
   [ $code = 130 ] || fail "exit code $code after $signal"
 done
-sed -i 's,recording/2,recording/1,' good/run.json
+sed -i 's,recording/3,recording/1,' good/run.json
 run 2 replay good
-has err 'recording/1"; this program replays "sensorcal.recording/2"' 'record the run again'
+has err 'recording/1"; this program replays "sensorcal.recording/3"' 'record the run again'
 run 2 replay .
 has err 'not a recording'
 [ -z "$(ls "$TMPDIR")" ] || fail "left behind: $(ls "$TMPDIR")"
