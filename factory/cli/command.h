@@ -8,12 +8,6 @@
 
 namespace factory {
 
-// What the commands of every half hear of the options that the program itself has.
-struct CommonOptions {
-  std::string profile;  // of a new phone, or of the phones whose runs are looked at
-  bool json = false;
-};
-
 // Options that commands share: which ones a command uses. One that it would ignore is refused.
 struct Uses {
   enum : unsigned {
@@ -28,6 +22,13 @@ struct Uses {
     reads = phone | profile | seed | world | logs | json,
     works = reads | new_phone,
   };
+};
+
+// What the commands of every half hear of the options that the program itself has.
+struct CommonOptions {
+  std::string profile;  // of a new phone, or of the phones whose runs are looked at
+  bool json = false;
+  unsigned given = 0;  // Uses, of the options that commands share
 };
 
 // `Options`: what a half has of the program's options, CommonOptions or more.

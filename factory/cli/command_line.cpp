@@ -1,6 +1,9 @@
 #include "cli/command_line.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <iterator>
+#include <regex>
 #include <sstream>
 
 #include "cli/terminal.h"
@@ -86,6 +89,22 @@ bool asks_for_help(const std::vector<std::string>& arguments, const std::string&
   return false;
 }
 
+namespace {
+
+// What the parsing library says of the number of values, in words.
+std::string in_words(const std::string& error) {
+  constexpr std::pair<const char*, const char*> kWords[] = {
+      {"^(.*): At (?:least|Most) (\\d+) required but received (\\d+)$", "$1 takes $2 in all, not $3"},
+      {"^(.*): (\\d+) required [A-Z]+ missing$", "$1 takes a value"},
+      {"^Could not convert: (.*) = .*$", "$1 takes no value"},
+  };
+  std::string out = error;
+  for (const auto& [pattern, words] : kWords) out = std::regex_replace(out, std::regex(pattern), words);
+  return out;
+}
+
+}  // namespace
+
 std::string parse_problem(const CLI::App& app, const std::string& error) {
   const CLI::App* at = &app;
   std::string path = app.get_name();
@@ -97,13 +116,16 @@ std::string parse_problem(const CLI::App& app, const std::string& error) {
   const std::vector<std::string> rest = app.remaining(true);
   std::vector<std::string> commands;
   for (const CLI::App* part : at->get_subcommands({})) commands.push_back(part->get_name());
-  if (rest.empty()) return commands.empty() ? error + more : "a command is missing" + or_nearest("", commands);
+  if (rest.empty())
+    return commands.empty() ? in_words(error) + more : "a command is missing" + or_nearest("", commands);
   const std::string& word = rest.front();
   if (word[0] == '-') {
     std::vector<std::string> options;
     for (const CLI::App* part : {at, &app}) {
       for (const CLI::Option* option : part->get_options({})) {
-        if (!option->get_positional() && !option->get_group().empty()) options.push_back(option->get_name());
+        const bool named = !option->get_positional() && !option->get_group().empty();
+        if (named && std::find(options.begin(), options.end(), option->get_name()) == options.end())
+          options.push_back(option->get_name());
       }
     }
     return "unknown option '" + word + "'" + or_nearest(word, options);

@@ -89,7 +89,7 @@ std::string or_nearest(const std::string& typed, const std::vector<std::string>&
       return "; did you mean " + (near.empty() ? "" : joined(near, ", ") + " or ") + last + "?";
     }
   }
-  return "; known are " + joined(known, ", ");
+  return known.empty() ? "; none is known" : "; known are " + joined(known, ", ");
 }
 
 }  // namespace factory

@@ -76,7 +76,7 @@ HeldValues::HeldValues(int type, int param, bool writes_golden) : type_(type) {
 
 HeldValues::HeldValues(int type, const std::string& value, int count) : type_(type) {
   if (const StoredValue* stored = stored_value(type, value)) want(*stored, count);
-  if (wanted_.empty()) irreversible_.push_back("the " + value + " of " + tag_of(type));
+  if (wanted_.empty()) irreversible_.push_back("the " + value + " of " + name_of(type));
 }
 
 std::vector<HeldValue> HeldValues::now(Session& session) const {

@@ -5,6 +5,8 @@
 #include <map>
 #include <tuple>
 
+#include "files/app_error.h"
+#include "files/words.h"
 #include "store/query.h"
 #include "store/stored_run.h"
 
@@ -75,19 +77,26 @@ SeriesOfRuns stored_series(store::Database* database, const store::Filter& filte
 
 SeriesOfRuns series_of(const std::vector<record::Run>& runs, const std::string& measurement) {
   Collector collector;
+  std::vector<std::string> known;
   for (const record::Run& run : runs) {
     for (const record::Step& step : run.steps) {
       for (const record::Attempt& attempt : step.attempts) {
         if (!store::decided(step, attempt)) continue;
         for (const record::Measurement& m : attempt.measurements) {
-          if (!measurement.empty() && m.name != measurement) continue;
+          const std::string printed = step.name + ": " + m.name + (m.axis.empty() ? "" : " " + m.axis);
+          known.push_back(printed);
+          if (!measurement.empty() && m.name != measurement && printed != measurement) continue;
           collector.add({run.plan.name, step.name, step.group, m.name, m.axis, m.unit, run.serial, run.station,
                          store::usable(m.low), store::usable(m.high), store::usable(m.value)});
         }
       }
     }
   }
-  return {collector.take(), 0};
+  SeriesOfRuns out{collector.take(), 0};
+  if (out.series.empty() && !measurement.empty() && !known.empty())
+    throw AppError(
+        kUsage, "--measurement " + measurement + ": the plan has none of this name" + or_nearest(measurement, known));
+  return out;
 }
 
 }  // namespace factory::grr

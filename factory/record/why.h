@@ -68,7 +68,8 @@ struct Reason {
   std::vector<std::string> arguments = {};  // what the words were made of
 };
 
-inline constexpr char kNoNumbersHint[] = "the sensor delivers values that are no numbers";
+inline constexpr char kNoNumbersHint[] =
+    "the sensor delivers values that are no numbers: look at its connection and its driver, then repeat";
 
 // Whether another attempt could come out otherwise: not where a fixture was not set or the phone has no such sensor.
 bool worth_another(const Attempt& attempt);

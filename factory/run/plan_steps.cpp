@@ -148,7 +148,12 @@ void read_calibrate(const PlanValue& value, Step* step) {
   }
   const std::string unknown = step_problem(step->type, step->param);
   if (!unknown.empty()) return value["calibrate"].problem(unknown);
-  if (step->param != 0) step->name += ", " + step_name(step->type, step->param);
+  constexpr int kSelfTest = 4;
+  if (step->param == kSelfTest) {
+    step->name = "self-test of " + name_of(step->type);
+  } else if (step->param != 0) {
+    step->name += ", " + step_name(step->type, step->param);
+  }
   step->far = value["far"].truth();
   if (step->far && !sets_thresholds(*step))
     value["far"].problem("only the proximity thresholds, step 2 of Prx, are looked at from afar");
@@ -266,10 +271,8 @@ void read_write(const PlanValue& value, Step* step) {
   const std::optional<Bound> numbers = to.bound(stored->unit(step->type), count, false);
   for (size_t i = 0; numbers && i < count; ++i) {
     const double number = numbers->at(i);
-    if (!std::isfinite(static_cast<float>(number)) ||
-        (stored->whole_numbers && (std::trunc(number) != number || std::fabs(number) > INT32_MAX))) {
-      to.problem(plain(number) + " is no " + (stored->whole_numbers ? "whole " : "") + "number of 32 bits");
-    }
+    const std::string wrong = stored->number_problem(i, number);
+    if (!wrong.empty()) to.problem(plain(number) + ": " + wrong);
     step->numbers.push_back(number);
   }
 }

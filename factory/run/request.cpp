@@ -57,7 +57,7 @@ Plan read_back(const Json::Value& json) {
   // ":9:12: steps[0].to: what" is of a place that nobody wrote.
   const std::string& problem = problems.front();
   const size_t what = problem.find(": ", problem.find(": ") + 2);
-  throw AppError(kUsage, problem.substr(problem.rfind('.', what) + 1));
+  throw AppError(kUsage, problem.substr(what + 2));
 }
 
 Json::Value empty_plan(const std::string& name) {

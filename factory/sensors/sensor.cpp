@@ -296,11 +296,27 @@ std::string steps_text(int type) {
   return out;
 }
 
+std::string type_problem(int type) {
+  const std::string number = std::to_string(type);
+  if (sensor_of(type) != nullptr || tag_of(type) != number) return "";
+  return "there is no sensor type " + number + "; `sensorcal sensors` lists those of the phone";
+}
+
 std::string step_problem(int type, int param) {
-  if (step_of(type, param) != nullptr) return "";
+  const std::string unknown = type_problem(type);
+  if (!unknown.empty() || step_of(type, param) != nullptr) return unknown;
   const Sensor* sensor = sensor_of(type);
   return "the library has no step " + std::to_string(param) + " for " + tag_of(type) +
          (sensor == nullptr ? "" : std::string(" (") + sensor->words + ")") + "; it has " + steps_text(type);
+}
+
+std::string golden_tags() {
+  std::string out;
+  for (const Sensor& sensor : kSensors) {
+    if (step_of(sensor.type, -1) != nullptr && sensor.result == Result::channel_scale)
+      out += (out.empty() ? "" : ", ") + name_of(sensor.type);
+  }
+  return out;
 }
 
 std::string channel_problem(int type, bool screen) {

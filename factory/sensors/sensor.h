@@ -149,8 +149,14 @@ std::string step_name(int type, int param);
 // "0 offset, 4 self-test".
 std::string steps_text(int type);
 
+// Empty, or that no sensor is known that has this type.
+std::string type_problem(int type);
+
 // Empty, or that the library has no such step for the sensor, with the steps that there are.
 std::string step_problem(int type, int param);
+
+// Those whose channels have golden values.
+std::string golden_tags();
 
 // Empty, or that the sensor has no channels to be calibrated one by one.
 std::string channel_problem(int type, bool screen);

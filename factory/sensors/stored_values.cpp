@@ -5,7 +5,12 @@
 
 #include <algorithm>
 #include <array>
+#include <cfloat>
+#include <cmath>
+#include <cstdint>
 #include <fstream>
+
+#include "files/numbers.h"
 
 namespace factory {
 namespace {
@@ -153,6 +158,18 @@ bool StoredValue::applies(int type) const {
 const char* StoredValue::unit(int type) const {
   const Sensor* sensor = sensor_of(type);
   return own_unit != nullptr ? own_unit : sensor != nullptr ? sensor->unit : "";
+}
+
+std::string StoredValue::number_problem(size_t index, double number) const {
+  constexpr double kRegisterMax = 0xffff;
+  const bool of_register = in == Stored::chip_register && index == 0;
+  const double most = of_register ? kRegisterMax : whole_numbers ? INT32_MAX : double{FLT_MAX};
+  const double least = of_register ? 0 : -most;
+  const bool good = number >= least && number <= most && (!whole_numbers || std::trunc(number) == number);
+  return good ? ""
+              : std::string("give ") + (of_register ? "the register's number, " : "") + "a " +
+                    (whole_numbers ? "whole " : "") + "number from " + significant(least, 10) + " to " +
+                    significant(most, 10);
 }
 
 const StoredValue* stored_value(int type, const std::string& name) {

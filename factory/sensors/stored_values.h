@@ -33,6 +33,8 @@ struct StoredValue {
 
   bool applies(int type) const;
   const char* unit(int type) const;
+  // Empty, or what the value at `index` has to be.
+  std::string number_problem(size_t index, double number) const;
 };
 
 std::span<const StoredValue> stored_values();

@@ -50,7 +50,7 @@ void require_one_of(const std::string& option, const std::string& text, const st
 std::vector<std::string> texts_of(Database* database, const std::string& column) {
   std::vector<std::string> out;
   std::string text;
-  Query query(database, "SELECT DISTINCT " + column + " FROM setup");
+  Query query(database, "SELECT DISTINCT " + column + " FROM setup WHERE " + column + " <> ''");
   query.into(&text);
   while (query.next()) out.push_back(text);
   return out;

@@ -28,7 +28,9 @@ run 0 hub state --json
 state='{(s["tag"], s["name"]): s for s in d["stored"]}'
 json out "$state['Acc', 'offset']['set'] and $state['Acc', 'offset']['unit'] == 'm/s^2' and not $state['Bar', 'offset']['set']" \
   "[round(v, 7) for v in $state['Gyr2', 'offset']['values']] == [round(v, 7) for v in $values($first_steps[3], 'offset')]"
+json out "all(s['tag'] and s['type'] for s in d['stored']) and $state['Lux', 'channel-scales']"
 run 0 hub state
+lacks out '^[0-9]'
 has out '^Acc +offset .* m/s\^2 +set$' '^Bar +offset +0 +hPa +default$'
 
 # Reboot keeps it, factory reset drops it.

@@ -34,6 +34,14 @@ json out 'len(d["studies"]) == 3 and d["skipped"] == []' '[s["mean"] for s in d[
 # One station's fixture is off, which no calibration at that station can see.
 json out 'any(s["components"][3]["sigma"] > 3 * s["components"][1]["sigma"] for s in d["studies"])'
 
+# A name as tables print it is taken, too; one that there is not ends the study before anything is kept.
+run 0 grr --run plan.json --phones 2 --stations 2 --trials 2 --seed 5 --json --measurement 'calibrate Acc: offset x'
+json out 'len(d["studies"]) == 1'
+run 2 grr --run plan.json --phones 2 --stations 2 --trials 2 --seed 5 --store kept.db --measurement ofset
+has err '^sensorcal: --measurement ofset: the plan has none of this name; known are .*calibrate Acc: offset x'
+run 0 stats --store kept.db
+has out '^Runs: 0 passed, 0 failed, 0 errors'
+
 # One run more, and the phones are no longer measured equally often.
 run 0 run plan.json --speed max --serial P0000000005 --station line-1 --store runs.db
 run 0 run plan.json --speed max --store runs.db

@@ -49,6 +49,7 @@ for file in half.json other.json newer.json plan.json missing.json; do
   has err "$file: "
   [ ! -e none.html ] || fail "a page of $file"
 done
+[ "$(wc -l <err)" = 1 ] || fail 'more than a line'
 run 2 show other.json
 has err 'other.json: verdict: wanted is one of passed'
 run 2 show "$id"

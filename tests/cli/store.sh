@@ -30,7 +30,7 @@ has out '0 passed'
 run 0 stats --store runs.db --measurement 'calibrate Acc: residual x'
 has out 'calibrate Acc: residual x'
 lacks out 'residual y' 'noise'
-for wrong in '--measurement resdual|calibrate Acc: residual x' '--station nort|north' '--app-version 9|0'; do
+for wrong in '--measurement resdual|calibrate Acc: residual x' '--station nort|north' '--app-version 9|0' '--lot x|; none is known'; do
   run 2 stats --store runs.db ${wrong%|*}
   has err "^sensorcal: ${wrong%|*}: the store has none of this name.*${wrong#*|}"
 done

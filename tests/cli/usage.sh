@@ -31,6 +31,33 @@ calibrate Acc --speed nan|--speed nan: give a number above 0, or max
 calibrate Acc --seed -1|--seed -1: give a whole number, 0 or more
 calibrate Acc --seed 99999999999999999999999|--seed 99999999999999999999999: give a whole number, 0 or more of 64 bits
 calibrate Acc --param x|--param x: give a whole number
+calibrate Acc --param|--param takes a value; \`sensorcal calibrate --help\` tells more
+calibrate Acc --golden|--golden: Acc has no golden values; CCT_F_strm, CCT_B_strm, light stream have
+calibrate 9999|there is no sensor type 9999; \`sensorcal sensors\` lists those of the phone
+selftest 9999|there is no sensor type 9999; \`sensorcal sensors\` lists those of the phone
+get 9999|there is no sensor type 9999; \`sensorcal sensors\` lists those of the phone
+get Acc offset --count 2|--count: goes with channels, as golden and channel-scales have them; Acc offset has none
+set Prx near 1 2|near takes 1 number, not 2
+set Prx near 1e99|1e+99: give a whole number from -2147483647 to 2147483647
+set Acc offset 1e99 0 0|1e+99: give a number from -3.402823466e+38 to 3.402823466e+38
+sar 1 --register 99999 1|99999: give the register's number, a whole number from 0 to 65535
+sar 1 --register -1 5|-1: give the register's number, a whole number from 0 to 65535
+sar 1 --register 5|--register takes 2 in all, not 1; \`sensorcal sar --help\` tells more
+sar 1 --register 5 6 7|--register takes 2 in all, not 3; \`sensorcal sar --help\` tells more
+channel Lux 99 200|CHANNEL 99: give a whole number from 0 to 15
+history A --store no --limit 1 --limit 2|--limit takes 1 in all, not 2; \`sensorcal history --help\` tells more
+history A --store no --full=x|--full takes no value; \`sensorcal history --help\` tells more
+history --run x --store no --limit 3|--run excludes --limit; \`sensorcal history --help\` tells more
+stats --store no --since 2026-02-01 --until 2026-01-01|--until 2026-01-01: is not after --since 2026-02-01
+line --phones 2 --store l.db --patience 3|--spool and --patience go with a server; l.db is a file and needs none
+line --phones 2 --store l.db --profile tfo|there is no profile 'tfo' and no file $work/tfo; did you mean tof?
+grr r.csv --store a.db|grr: --store, --measurement, --profile and --seed do not go with a file
+grr r.csv --profile tof|grr: --store, --measurement, --profile and --seed do not go with a file
+grr r.csv --measurement x|grr: --store, --measurement, --profile and --seed do not go with a file
+grr r.csv --phones 3|--phones requires --run; \`sensorcal grr --help\` tells more
+grr --store a.db --seed 3|grr: --seed goes with --run
+hub state --speed max|hub state takes of a phone's options --phone, --profile and --seed: nothing is sent to it
+hub log x --phone y|hub log takes no option of a phone: it reads a file
 calibrate Acc --param 4294967297|--param 4294967297: give a whole number of 32 bits
 backlight -1|LEVEL -1: give a whole number from 0 to 8191
 backlight foo|LEVEL foo: give a whole number from 0 to 8191
@@ -86,6 +113,11 @@ json out 'd["schema"] == "sensorcal.error/1" and set(d["error"]) == {"code", "me
 has err "^sensorcal: unknown command 'senors'"
 run 3 sensors --json --fault sensors-absent
 json out 'd["error"]["code"] == "unreachable"' 'len(d) == 2'
+
+run 2 --fault help --json
+json out 'd["error"]["message"] == "--fault help is text for people: leave --json out"'
+run 2 sensors --nosuch
+[ "$(grep -o -e '--help' err | wc -l)" = 1 ] || fail 'options are listed twice'
 
 # A command's help has what it takes.
 run 0 stats --help

@@ -27,11 +27,11 @@ Json::Value to_json(const std::string& file, const std::string& problem) {
 int check(const Options& options, const std::vector<std::string>& files) {
   Json::Value out;
   std::string text;
-  bool good = true;
+  bool passed = true;
   for (const std::string& file : files) {
     std::vector<std::string> problems;
     const plan::Plan plan = plan::read_plan(file, &problems);
-    good = good && problems.empty();
+    passed = passed && problems.empty();
     Json::Value& entry = out["plans"].append(Json::Value());
     entry["file"] = file;
     entry["name"] = plan.name;
@@ -42,11 +42,11 @@ int check(const Options& options, const std::vector<std::string>& files) {
     entry["notes"] = json_list(plan.notes, [](const std::string& note) { return note; });
     for (const std::string& note : plan.notes) text += "note: " + file + ": " + note + "\n";
     if (problems.empty())
-      text += file + ": " + factory::good("good") + ", " + std::to_string(plan.step_count()) + " steps\n";
+      text += file + ": " + good("no problem found") + ", " + std::to_string(plan.step_count()) + " steps\n";
   }
-  out["verdict"] = good ? "passed" : "failed";
+  out["verdict"] = passed ? "passed" : "failed";
   print_result(options.json, "plan-check/1", out, text);
-  return good ? kPassed : kUsage;
+  return passed ? kPassed : kUsage;
 }
 
 }  // namespace

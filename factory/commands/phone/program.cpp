@@ -57,12 +57,16 @@ std::string shared_options(const CLI::App& app, unsigned uses) {
   return out.empty() ? "" : out + "\n";
 }
 
-void require_used(const CLI::App& app, const Command& command) {
+// Throws AppError where one was given that the command does not take. Returns those that were, Uses.
+unsigned require_used(const CLI::App& app, const Command& command) {
+  unsigned given = 0;
   for (const auto& row : kShared) {
     const CLI::Option* option = app.get_option_no_throw(row.name);
-    if ((command.uses & row.use) == 0 && option != nullptr && option->count() > 0)
-      throw AppError(kUsage, std::string(command.name) + " takes no " + row.name);
+    if (option == nullptr || option->count() == 0) continue;
+    if ((command.uses & row.use) == 0) throw AppError(kUsage, std::string(command.name) + " takes no " + row.name);
+    given |= row.use;
   }
+  return given;
 }
 
 // A variable that is set to nothing is one that a script lost: what it stands for would be left out without a word.
@@ -128,6 +132,8 @@ int run(int argc, char** argv, const Program& program) {
   helps["--world"] = settings_help;
   for (const auto& [option, help] : helps) {
     if (!asks_for_help(arguments, option)) continue;
+    if (std::count(arguments.begin(), arguments.end(), "--json") > 0)
+      throw AppError(kUsage, option + " help is text for people: leave --json out");
     std::cout << fit_help(help());
     return kPassed;
   }
@@ -145,7 +151,7 @@ int run(int argc, char** argv, const Program& program) {
     return kPassed;
   }
   const auto& [command, runner] = runners.at(app.get_subcommands().front());
-  require_used(app, *command);
+  options.given = require_used(app, *command);
   require_filled(*app.get_subcommands().front());
   for (std::string& setting : options.world) setting = read_world(setting);
   options.makes_phone = (command->uses & Uses::new_phone) != 0;

@@ -97,8 +97,9 @@ void Teller::show() {
   const std::lock_guard<std::mutex> lock(mutex_);
   if (index_ == 0) return;
   const LogTap::Counts counts = tap_.counts();
-  std::string line = "[" + std::to_string(index_) + "/" + std::to_string(seconds_.size()) + "] about " +
-                     std::to_string(static_cast<int>(std::ceil(left()))) + " s left  " + name_ + "  " +
+  const int seconds = static_cast<int>(std::ceil(left()));  // 0: the last step takes longer than it was to
+  std::string line = "[" + std::to_string(index_) + "/" + std::to_string(seconds_.size()) + "] " +
+                     (seconds > 0 ? "about " + std::to_string(seconds) + " s left  " : "soon done  ") + name_ + "  " +
                      std::to_string(counts.events) + " events";
   if (counts.restarts > 0) line += ", restarts: " + std::to_string(counts.restarts);
   line_.show(line);

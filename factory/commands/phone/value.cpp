@@ -1,5 +1,7 @@
 // `sensorcal get` and `sensorcal set`: the stored values, one by one.
+#include <algorithm>
 #include <memory>
+#include <optional>
 
 #include "cli/terminal.h"
 #include "commands/phone/commands.h"
@@ -18,10 +20,12 @@ struct Arguments {
   std::string tag;
   std::string name;
   std::vector<double> values;
-  int count = kDefaultCount;
+  std::optional<int> count;
 };
 
 std::vector<const StoredValue*> values_of(int type) {
+  const std::string unknown = type_problem(type);
+  if (!unknown.empty()) throw AppError(kUsage, unknown);
   std::vector<const StoredValue*> out;
   for (const StoredValue& value : stored_values()) {
     if (value.applies(type)) out.push_back(&value);
@@ -68,6 +72,10 @@ int get(const Options& options, const Arguments& arguments) {
   if (!arguments.name.empty() && wanted[0]->read == nullptr) {
     throw AppError(kUsage, std::string(wanted[0]->name) + " can be written only");
   }
+  const bool counted = std::any_of(wanted.begin(), wanted.end(), [](const auto* value) { return value->count == 0; });
+  if (arguments.count && !counted)
+    throw AppError(kUsage, "--count: goes with channels, as golden and channel-scales have them; " + tag_of(type) +
+                               (arguments.name.empty() ? "" : " " + arguments.name) + " has none");
   Session session(options);
   session.require_ready();
   Json::Value out = sensor_json(type);
@@ -79,7 +87,7 @@ int get(const Options& options, const Arguments& arguments) {
   for (const StoredValue* value : wanted) {
     if (value->read == nullptr) continue;
     from_hub = from_hub || value->file == nullptr;
-    const int count = value->count == 0 ? arguments.count : value->count;
+    const int count = value->count == 0 ? arguments.count.value_or(kDefaultCount) : value->count;
     const Reading reading = value->read(*session.cal().cal_api, type, count);
     failed = failed || reading.result != 0;
     out["stored"].append(to_json(*value, type, reading));
@@ -117,7 +125,8 @@ Runner set_up_get(ArgumentParser parser) {
   auto arguments = std::make_shared<Arguments>();
   parser.add_option("TAG", arguments->tag, "sensor by tag or type number", {.required = true});
   parser.add_option("NAME", arguments->name, names_help() + "; without one all of the sensor");
-  parser.add_option("--count", arguments->count, "how many channels", {.shows_default = true, .low = 1, .high = 15});
+  parser.add_option("--count", arguments->count, "how many channels (default: " + std::to_string(kDefaultCount) + ")",
+                    {.low = 1, .high = 15});
   return [arguments](const Options& options) { return get(options, *arguments); };
 }
 

@@ -108,7 +108,7 @@ int run(const Options& options, const Arguments& arguments) {
   session.require_ready();
   const std::string tag = tag_of(type);
   const auto* sensor = session.sensor(type);
-  if (sensor == nullptr) throw AppError(kFailed, tag + ": the phone lists no such sensor");
+  if (sensor == nullptr) throw AppError(kFailed, tag + ": the phone lists no such sensor; look at `sensorcal sensors`");
   LiveView view(events_of(type));
   Display display(view, tag, options.json);
   if (!options.json) {

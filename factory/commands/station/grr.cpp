@@ -51,17 +51,23 @@ int tell_grr(const grr::SeriesOfRuns& runs, const CommonOptions& options, const 
   return tell(from_series(runs, a), options, a);
 }
 
-void require_consistent(const GrrArguments& a, bool made) {
+void require_consistent(const CommonOptions& options, const GrrArguments& a, bool made) {
   const bool limits = a.low || a.high || !a.unit.empty();
   if (limits && a.file.empty())
     throw AppError(kUsage, "grr: --low, --high and --unit go with a file; runs have their own");
   if (a.low && a.high && *a.low >= *a.high) throw AppError(kUsage, "grr: --low is not below --high");
+  const char* const usual = getenv("SENSORCAL_STORE");
+  const bool stored = !a.uri.empty() && (usual == nullptr || a.uri != usual);
+  if (!a.file.empty() &&
+      (stored || !a.runs.filter.measurement.empty() || options.given != (options.json ? Uses::json : 0U)))
+    throw AppError(kUsage, "grr: --store, --measurement, --profile and --seed do not go with a file");
   if (a.runs.any() && (made || !a.file.empty()))
     throw AppError(kUsage, "grr: --since, --until, --station, --plan and --app-version choose stored runs only");
 }
 
 int run_grr(const CommonOptions& options, const GrrArguments& a) {
-  require_consistent(a, false);
+  require_consistent(options, a, false);
+  if ((options.given & Uses::seed) != 0) throw AppError(kUsage, "grr: --seed goes with --run");
   if (!a.file.empty()) return tell(from_file(a), options, a);
   if (a.uri.empty()) throw AppError(kUsage, "grr: wanted: a file or --store");
   store::Filter filter = a.runs.of(options.profile);

@@ -123,7 +123,7 @@ StationRunner set_up_history(ArgumentParser parser) {
   parser.add_option("SERIAL", arguments->serial, "the phone's serial number");
   add_store(parser, &arguments->uri);
   parser.add_option("--run", arguments->run, "one run instead, by its id");
-  parser.add_option("--limit", arguments->limit, "at most so many runs, the newest", {.low = 0});
+  parser.add_option("--limit", arguments->limit, "at most so many runs, the newest", {.excludes = "--run", .low = 0});
   parser.add_flag("--full", arguments->full, "every step and measurement");
   return [arguments](const CommonOptions& options) { return history(options, *arguments); };
 }

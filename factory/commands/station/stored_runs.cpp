@@ -45,6 +45,8 @@ store::Filter ChosenRuns::of(const std::string& profile) const {
   store::Filter out = filter;
   if (!since.empty()) out.since_ms = store::parse_time_ms(since);
   if (!until.empty()) out.until_ms = store::parse_time_ms(until);
+  if (out.since_ms && out.until_ms && *out.since_ms >= *out.until_ms)
+    throw AppError(kUsage, "--until " + until + ": is not after --since " + since);
   out.profile = profile;
   return out;
 }
@@ -63,8 +65,11 @@ record::Run read_record(const std::string& file) {
 }
 
 std::string run_text(const record::Run& run, bool full) {
-  std::string out = iso_time(run.started) + "  " + headline_text(run.outcome) + (run.marginal() ? " marginal" : "") +
-                    "  " + shown(run.plan.name) + "  station " + shown(run.station) + "  " + shown(run.id) + "\n";
+  const std::string head = iso_time(run.started) + "  " + headline_text(run.outcome) +
+                           (run.marginal() ? " marginal" : "") + "  " + shown(run.plan.name) +
+                           (run.station.empty() ? "" : "  station " + shown(run.station)) + "  " + shown(run.id);
+  const size_t columns = terminal_columns();
+  std::string out = (columns == 0 || head.size() <= columns ? head : wrapped(head, columns, "  ")) + "\n";
   for (const record::Step& step : run.steps) {
     if (!full && step.outcome == record::Outcome::passed && step.attempts.size() < 2) continue;
     out += "  " + std::to_string(step.index) + ". " + shown(step.name) + ": " + outcome_name(step.outcome);

@@ -59,7 +59,7 @@ struct GrrArguments {
 void add_grr_options(ArgumentParser parser, GrrArguments* arguments);
 
 // Throws AppError where arguments do not go together. `made`: the runs are made for the study.
-void require_consistent(const GrrArguments& arguments, bool made);
+void require_consistent(const CommonOptions& options, const GrrArguments& arguments, bool made);
 
 // From the file or the store that is asked for. Throws AppError. Returns the exit code, as tell_grr() does.
 int run_grr(const CommonOptions& options, const GrrArguments& arguments);

@@ -19,10 +19,13 @@ struct Arguments : GrrArguments {
 
 // One phone at one station, whose fixture is off by what is drawn for the station. The phone keeps what the run before
 // has left in it. False: interrupted.
-bool run(const plan::Plan& plan, line::PhoneJob job, store::Keeper* keeper, std::vector<record::Run>* runs) {
+bool run(const plan::Plan& plan, line::PhoneJob job, const std::string& measurement, store::Keeper* keeper,
+         std::vector<record::Run>* runs) {
   job.serial = line::serial_of(job.seed);
   line::PhoneRun done = run_phone(plan, job);
   if (done.interrupted) return false;
+  // Which measurements there are the first phone that passes tells, before anything is kept.
+  if (runs->empty() && done.record.outcome == record::Outcome::passed) (void)grr::series_of({done.record}, measurement);
   done.record.id = store::make_run_id(std::chrono::system_clock::now());
   if (keeper != nullptr) keeper->keep(done.record);
   runs->push_back(std::move(done.record));
@@ -31,9 +34,8 @@ bool run(const plan::Plan& plan, line::PhoneJob job, store::Keeper* keeper, std:
 
 // Every phone is at every station in every round, as in a real study.
 int run_study(const Options& options, const Arguments& a) {
-  require_consistent(a, true);
+  require_consistent(options, a, true);
   if (!a.file.empty()) throw AppError(kUsage, "grr: a file, or --run and a plan, not both");
-  line::require_drawn(options, "grr --run");
   const plan::Plan plan = plan::load_plan(a.run);
   const std::string profile = line::absolute_profile(options.profile);
   const uint64_t seed = options.seed.value_or(1);
@@ -49,7 +51,7 @@ int run_study(const Options& options, const Arguments& a) {
         job.profile = profile;
         job.station = line::station_name(station);
         job.station_seed = line::station_seed(seed, station);
-        if (!run(plan, job, keeper.get(), &runs)) return kInterrupted;
+        if (!run(plan, job, a.runs.filter.measurement, keeper.get(), &runs)) return kInterrupted;
       }
     }
   }
@@ -69,11 +71,11 @@ Runner set_up_simulated_grr(ArgumentParser parser) {
       "runs this plan file on simulated phones, drawn from --seed and the following numbers; with --store "
       "they go there, too");
   parser.add_option("--phones", a.phones, "with --run: how many phones",
-                    {.shows_default = true, .low = 2, .high = 1000});
+                    {.shows_default = true, .needs = "--run", .low = 2, .high = 1000});
   parser.add_option("--stations", a.stations, "with --run: how many stations",
-                    {.shows_default = true, .low = 2, .high = 1000});
+                    {.shows_default = true, .needs = "--run", .low = 2, .high = 1000});
   parser.add_option("--trials", a.trials, "with --run: how often each phone is at each station",
-                    {.shows_default = true, .low = 2, .high = 1000});
+                    {.shows_default = true, .needs = "--run", .low = 2, .high = 1000});
   return [arguments](const Options& options) {
     return arguments->run.empty() ? run_grr(options, *arguments) : run_study(options, *arguments);
   };

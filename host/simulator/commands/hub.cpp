@@ -2,6 +2,7 @@
 #include <errno.h>
 #include <string.h>
 
+#include <algorithm>
 #include <fstream>
 #include <memory>
 
@@ -11,6 +12,7 @@
 #include "phone/core/phone.h"
 #include "phone/hub_message.h"
 #include "record/record_json.h"
+#include "sensors/sensor.h"
 #include "simulator/simulated_phone.h"
 
 namespace factory {
@@ -39,33 +41,35 @@ std::string values_text(const Json::Value& value) {
 }
 
 int show_state(const Options& options) {
+  if ((options.given & (Uses::world | Uses::logs)) != 0)
+    throw AppError(kUsage, "hub state takes of a phone's options --phone, --profile and --seed: nothing is sent to it");
   const Json::Value state = open_simulated(options)->hub_state();
   Json::Value out;
   out["stored"] = Json::Value(Json::arrayValue);
   std::vector<std::vector<std::string>> rows = {{"sensor", "value", "holds", "unit", ""}};
-  for (const std::string& sensor : state.getMemberNames()) {
-    for (const std::string& name : state[sensor].getMemberNames()) {
-      const Json::Value& entry = state[sensor][name];
+  for (const std::string& tag : state.getMemberNames()) {
+    const int type = parse_tag(tag);
+    for (const std::string& key : state[tag].getMemberNames()) {
+      const Json::Value& entry = state[tag][key];
       const Json::Value value = single(entry["value"]);
-      Json::Value& stored = out["stored"].append(entry);
-      stored.removeMember("value");
-      stored["tag"] = sensor;
+      std::string name = key;  // as `get` has it
+      std::replace(name.begin(), name.end(), '_', '-');
+      Json::Value& stored = out["stored"].append(sensor_json(type));
       stored["name"] = name;
+      for (const char* part : {"set", "unit"}) stored[part] = entry[part];
       Json::Value& values = stored["values"] = value;
       if (!value.isObject() && !value.isArray()) (values = Json::Value()).append(value);
-      rows.push_back({sensor, name, values_text(value), entry["unit"].asString(),
+      rows.push_back({name_of(type), name, values_text(value), entry["unit"].asString(),
                       entry["set"].asBool() ? "set" : faint("default")});
     }
   }
-  print_result(options.json, "hub-state/1", out, table(rows));
+  print_result(options.json, "hub-state/2", out, table(rows));
   return kPassed;
 }
 
 int show_log(const Options& options, const std::string& path) {
-  const bool phone = !options.phone.empty() || !options.profile.empty() || options.seed || !options.world.empty() ||
-                     !options.replay.empty() || !options.fault.empty() || !options.log.empty() ||
-                     !options.hub_log.empty();
-  if (phone) throw AppError(kUsage, "hub log takes no option of a phone: it reads a file");
+  if ((options.given & ~unsigned{Uses::json}) != 0)
+    throw AppError(kUsage, "hub log takes no option of a phone: it reads a file");
   std::ifstream file(path);
   if (!file) throw AppError(kUsage, path + ": " + strerror(errno));
   std::string line;

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <iostream>
 #include <memory>
+#include <optional>
 
 #include "cli/terminal.h"
 #include "commands/phone/commands.h"
@@ -29,7 +30,7 @@ struct Arguments {
   int stations = 2;
   double fault_rate = 0;
   std::string store, spool, plan;
-  double patience_s = 60;
+  std::optional<double> patience_s;
   bool station_process = false;
 };
 
@@ -54,13 +55,14 @@ void try_store(const store::Uri& uri) {
   }
 }
 
-std::string spools_folder(const store::Uri& uri, const std::string& given) {
+std::string spools_folder(const store::Uri& uri, const Arguments& a) {
   if (!uri.postgresql) {
-    if (!given.empty())
-      throw AppError(kUsage, "--spool goes with a server; " + uri.shown + " is a file and needs none");
+    if (!a.spool.empty() || a.patience_s)
+      throw AppError(kUsage, "--spool and --patience go with a server; " + uri.shown + " is a file and needs none");
     return "";
   }
-  const fs::path folder = given.empty() ? fs::path(store::default_spool(uri)).replace_extension() : fs::absolute(given);
+  const fs::path folder =
+      a.spool.empty() ? fs::path(store::default_spool(uri)).replace_extension() : fs::absolute(a.spool);
   std::error_code error;
   fs::create_directories(folder, error);
   if (error) throw AppError(kUsage, folder.string() + ": cannot be made: " + error.message());
@@ -76,7 +78,7 @@ line::StationTask task_of(const Options& options, const Arguments& a, const stor
   task.seed = options.seed.value_or(1);
   task.fault_rate = a.fault_rate;
   task.store = uri.postgresql ? a.store : "sqlite:" + uri.place;
-  task.patience_s = a.patience_s;
+  task.patience_s = a.patience_s.value_or(60);
   return task;
 }
 
@@ -138,10 +140,9 @@ int exit_code(const line::LineResult& result) {
 int run_line(const Options& options, const Arguments& a) {
   if (a.phones == 0) throw AppError(kUsage, "line: how many --phones?");
   if (a.store.empty()) throw AppError(kUsage, "line: --store is missing");
-  line::require_drawn(options, "line");
   const store::Uri uri = store::parse_uri(a.store);
   line::StationTask task = task_of(options, a, uri);
-  const std::string spools = spools_folder(uri, a.spool);
+  const std::string spools = spools_folder(uri, a);
   try_store(uri);
   watch_for_interrupts();
   const PhonesFolder folder;
@@ -171,8 +172,9 @@ Runner set_up_line(ArgumentParser parser) {
                     {.envname = "SENSORCAL_STORE"});
   parser.add_option("--spool", a.spool, "with a server: folder of the files in which each station's runs wait for it");
   parser.add_option("--plan", a.plan, "plan file (JSON; default: the inertial sensors)");
-  parser.add_option("--patience", a.patience_s, "seconds that stations wait at the end for a server that is away",
-                    {.shows_default = true, .low = 0, .high = 86400});
+  parser.add_option("--patience", a.patience_s,
+                    "seconds that stations wait at the end for a server that is away (default: 60)",
+                    {.low = 0, .high = 86400});
   parser.add_flag("--station-process", a.station_process, "", {.hidden = true});
   return [arguments](const Options& options) {
     return arguments->station_process ? line::run_station() : run_line(options, *arguments);

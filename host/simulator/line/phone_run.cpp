@@ -1,4 +1,5 @@
 #include "line/phone_run.h"
+#include "files/words.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -33,18 +34,6 @@ PhoneRun run_phone(const plan::Plan& plan, const PhoneJob& job) {
   plan::PlanRun run(session, plan, order, silent);
   const record::Run record = run.run();
   return {record, record.outcome == record::Outcome::aborted};
-}
-
-void require_drawn(const Options& options, const char* command) {
-  const bool chosen = !options.phone.empty() || !options.world.empty() || !options.replay.empty() ||
-                      !options.fault.empty() || !options.hub_log.empty() || !options.log.empty() ||
-                      !options.max_equal.empty();
-  if (chosen || options.fixture == "operator")
-    throw AppError(kUsage, std::string(command) +
-                               ": its phones and stations are simulated ones, drawn from --profile and --seed; nothing "
-                               "else of them can be chosen");
-  if (options.speed != "1" && options.speed != "max")
-    throw AppError(kUsage, std::string(command) + ": its phones run at --speed max");
 }
 
 std::string serial_of(uint64_t seed) {
@@ -82,7 +71,11 @@ std::string absolute_profile(const std::string& profile) {
   const std::vector<std::string> known = known_profiles();
   if (profile.empty()) return "reference";
   if (std::find(known.begin(), known.end(), profile) != known.end()) return profile;
-  return std::filesystem::absolute(profile).lexically_normal().string();
+  const std::string file = std::filesystem::absolute(profile).lexically_normal().string();
+  std::error_code ignored;
+  if (!std::filesystem::exists(file, ignored))
+    throw AppError(kUsage, "there is no profile '" + profile + "' and no file " + file + or_nearest(profile, known));
+  return file;
 }
 
 }  // namespace line

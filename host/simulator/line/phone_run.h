@@ -29,9 +29,6 @@ struct PhoneRun {
 // Leaves the process in the phone's directory. Throws AppError.
 PhoneRun run_phone(const plan::Plan& plan, const PhoneJob& job);
 
-// Throws AppError where a phone, its world or its faults are asked for that would not be taken.
-void require_drawn(const Options& options, const char* command);
-
 // Serial number of the phone that is drawn from a seed.
 std::string serial_of(uint64_t seed);
 // Name and seed of the stations, counted from 0.
