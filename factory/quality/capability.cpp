@@ -100,6 +100,22 @@ double anderson_darling_p(double a2) {
   return std::exp(1.2937 - 5.709 * held + 0.0186 * held * held);
 }
 
+Histogram histogram(const std::vector<double>& sorted, const Robust& middle) {
+  if (sorted.empty()) return {};
+  Histogram out;
+  out.from = std::max(sorted.front(), middle.median - 6 * middle.sigma);
+  out.to = std::min(sorted.back(), middle.median + 6 * middle.sigma);
+  if (out.to <= out.from) return {};
+  constexpr int kMostBins = 30;
+  const int count = std::clamp(static_cast<int>(std::sqrt(static_cast<double>(sorted.size()))), 5, kMostBins);
+  out.bins.resize(static_cast<size_t>(count));
+  for (const double value : sorted) {
+    const double place = (value - out.from) / (out.to - out.from) * count;
+    ++out.bins[static_cast<size_t>(std::clamp(place, 0.0, count - 0.5))];
+  }
+  return out;
+}
+
 std::optional<Percentiles> percentiles(const std::vector<double>& sorted) {
   if (sorted.size() < kFewestForPercentiles) return {};
   return Percentiles{percentile(sorted, 0.00135), percentile(sorted, 0.5), percentile(sorted, 0.99865)};

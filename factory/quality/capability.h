@@ -62,6 +62,15 @@ struct Percentiles {
 };
 constexpr size_t kFewestForPercentiles = 741;  // 1 / 0.00135: with fewer, these lie beyond the least and greatest value
 
+// So many values in each of the bins, which are equally wide; those far off are in the outer ones.
+struct Histogram {
+  double from = 0, to = 0;
+  std::vector<long long> bins;  // none: all values are equal
+};
+
+// Of sorted values: from the least to the greatest, but no farther than six robust sigmas from the median.
+Histogram histogram(const std::vector<double>& sorted, const Robust& middle);
+
 // Between neighbours where one falls between them. Of sorted values, kFewestForPercentiles at least.
 std::optional<Percentiles> percentiles(const std::vector<double>& sorted);
 

@@ -210,6 +210,7 @@ class Answer {
     c->looked_at = static_cast<long long>(values.size());
     c->normality = store::normality(values);
     c->percentiles = store::percentiles(values);
+    c->histogram = store::histogram(values, c->middle);
   }
 
   double low_end(const Characteristic& c) const { return c.middle.median - choices_.outlier_sigmas * c.middle.sigma; }

@@ -75,6 +75,7 @@ struct Characteristic {
   Robust middle;
   std::optional<Normality> normality;
   std::optional<Percentiles> percentiles;
+  Histogram histogram;
   long long outlier_count = 0;    // counted in the figures above unless they are left out
   std::vector<Outlier> outliers;  // the farthest first
 

@@ -1,6 +1,10 @@
 // The page of `sensorcal stats`: looks and chart library are those of a run's page.
 #include <algorithm>
+#include <cmath>
+#include <limits>
+#include <tuple>
 
+#include "files/numbers.h"
 #include "quality/stats_view.h"
 #include "report/html.h"
 
@@ -21,8 +25,7 @@ class Charts {
   Markup place(const Json::Value& data, const std::string& label) {
     data_.append(data);
     const std::string number = std::to_string(data_.size() - 1);
-    return element("div", {{"class", "canvas"}},
-                   element("canvas", {{"data-chart", number}, {"role", "img"}, {"aria-label", label}}, {}));
+    return element("div", {{"class", "canvas"}, {"data-chart", number}, {"role", "img"}, {"aria-label", label}}, {});
   }
   const Json::Value& data() const { return data_; }
 
@@ -91,7 +94,7 @@ Markup failures(const Statistics& s, Charts* charts) {
                percent(failure.runs, s.runs.failed), percent(together, s.runs.failed)});
     if (chart["points"].size() >= kMax) continue;
     Json::Value& p = chart["points"].append(Json::Value());
-    p["rank"] = rank;
+    p["name"] = shown(name_of(failure), 32);
     p["runs"] = static_cast<Json::Int64>(failure.runs);
     p["together"] = static_cast<double>(together) / static_cast<double>(std::max(1LL, s.runs.failed)) * 100;
   }
@@ -100,19 +103,153 @@ Markup failures(const Statistics& s, Charts* charts) {
 
 std::string measurement_id(size_t i) { return "measurement-" + std::to_string(i + 1); }
 
-Markup measurements(const Statistics& s) {
-  HtmlTable table("measurements", {"Measurement", "Plan", "n", "Mean", "Sigma", "Limits", "Pp", "Ppk", "95 %", "Cp",
-                                   "Cpk", "95 %", "Failed", "Not usable", "Outliers", "Drift"});
-  for (size_t i = 0; i < s.characteristics.size(); ++i) {
-    const Characteristic& c = s.characteristics[i];
-    const Capability& k = c.line.capability;
-    table.add({element("a", {{"href", "#" + measurement_id(i)}}, name_of(c)), c.plan, std::to_string(c.all.count),
-               c.all.count == 0 ? "-" : short_number(c.all.mean), short_number(c.all.sigma()), limits_of(c),
-               index_text(k.pp), index_text(k.ppk), interval_text(k.ppk), index_text(k.cp), index_text(k.cpk),
-               interval_text(k.cpk), std::to_string(c.failed), std::to_string(c.unusable),
-               std::to_string(c.outlier_count), state_of(c)});
+// A small drawing in a table, of paths in its own units.
+class Drawing {
+ public:
+  static constexpr double kWidth = 180, kHeight = 48;
+
+  Drawing(double left, double right, double bottom, double top)
+      : left_(left), right_(right), bottom_(bottom), top_(top) {}
+
+  std::string at(double x, double y) const {
+    return fixed((x - left_) / (right_ - left_) * kWidth, 1) + " " +
+           fixed(kHeight - (y - bottom_) / (top_ - bottom_) * kHeight, 1);
   }
-  return element("div", {{"class", "scrolls"}}, table.markup()) + element("p", basis_of(s)) + element("p", rules_of(s));
+  void path(const char* css_class, const std::string& d) {
+    paths_ += element("path", {{"class", css_class}, {"d", d}}, {});
+  }
+  void upright(const char* css_class, double x) { path(css_class, "M" + at(x, bottom_) + "L" + at(x, top_)); }
+  Markup markup(const std::string& label) const {
+    return element("svg", {{"class", "small"}, {"viewBox", "-3 -3 186 54"}, {"role", "img"}, {"aria-label", label}},
+                   paths_);
+  }
+
+ private:
+  double left_, right_, bottom_, top_;
+  Markup paths_;
+};
+
+// Values between their limits, and the normal distribution that the indices suppose. A limit that is far off would
+// leave no room for the values.
+Markup histogram_of(const Characteristic& c) {
+  const Histogram& h = c.histogram;
+  const double sigma = c.all.sigma().value_or(0);
+  if (h.bins.empty() || sigma <= 0) return {};
+  const double span = h.to - h.from;
+  const auto is_near = [&](const std::optional<double>& limit) {
+    return limit && *limit > h.from - span && *limit < h.to + span;
+  };
+  const double left = is_near(c.low) ? std::min(*c.low, h.from) : h.from;
+  const double right = is_near(c.high) ? std::max(*c.high, h.to) : h.to;
+  const double width = span / static_cast<double>(h.bins.size());
+  const auto bell = [&](double x) {
+    const double z = (x - c.all.mean) / sigma;
+    return static_cast<double>(c.looked_at) * width / sigma * 0.3989422804 * std::exp(-z * z / 2);
+  };
+  const auto most = static_cast<double>(*std::max_element(h.bins.begin(), h.bins.end()));
+  Drawing drawing(left, right, 0, std::max(most, std::min(bell(c.all.mean), 2 * most)));
+  std::string bars;
+  for (size_t i = 0; i < h.bins.size(); ++i) {
+    const double from = h.from + static_cast<double>(i) * width;
+    const auto count = static_cast<double>(h.bins[i]);
+    bars += "M" + drawing.at(from, 0) + "L" + drawing.at(from, count) + "L" + drawing.at(from + width, count) + "L" +
+            drawing.at(from + width, 0);
+  }
+  drawing.path("bars", bars);
+  constexpr int kSteps = 60;
+  std::string curve;
+  for (int i = 0; i <= kSteps; ++i) {
+    const double x = left + (right - left) * i / kSteps;
+    curve += (i == 0 ? "M" : "L") + drawing.at(x, bell(x));
+  }
+  drawing.path("curve", curve);
+  if (is_near(c.low)) drawing.upright("limit", *c.low);
+  if (is_near(c.high)) drawing.upright("limit", *c.high);
+  return drawing.markup("histogram");
+}
+
+Markup run_chart_of(const ControlChart& chart) {
+  if (!chart.can_judge()) return {};
+  double bottom = chart.centre;
+  double top = chart.centre;
+  for (const ChartPoint& point : chart.points) {
+    bottom = std::min({bottom, point.shown, chart.line(-chart.limit, point)});
+    top = std::max({top, point.shown, chart.line(chart.limit, point)});
+  }
+  Drawing drawing(0, static_cast<double>(chart.points.size() - 1), bottom, top);
+  std::string means;
+  std::string lower;
+  std::string upper;
+  std::string alarms;
+  for (size_t i = 0; i < chart.points.size(); ++i) {
+    const ChartPoint& point = chart.points[i];
+    const auto x = static_cast<double>(i);
+    const char* step = i == 0 ? "M" : "L";
+    means += step + drawing.at(x, point.shown);
+    lower += step + drawing.at(x, chart.line(-chart.limit, point));
+    upper += step + drawing.at(x, chart.line(chart.limit, point));
+    if (point.rule > 0) alarms += "M" + drawing.at(x, point.shown) + "h0";
+  }
+  drawing.path("bound", lower + upper);
+  drawing.path("curve", means);
+  drawing.path("alarm", alarms);
+  return drawing.markup("by day");
+}
+
+Markup index_markup(const std::optional<Index>& index, const std::string& remark) {
+  if (!index) return "-";
+  Markup out = Markup(index_text(index)) + element("small", interval_text(index));
+  return remark.empty() ? out : out + element("small", remark);
+}
+
+Markup state_markup(const std::string& state) {
+  return state == "out of control" ? element("strong", state) : element("small", state);
+}
+
+// Out of control, then by the share that failed, then by Ppk; those without one are last.
+std::vector<const Characteristic*> worst_first(const Statistics& s) {
+  std::vector<const Characteristic*> out;
+  for (const Characteristic& c : s.characteristics) out.push_back(&c);
+  const auto rank = [](const Characteristic* c) {
+    const auto& ppk = c->line.capability.ppk;
+    const double share = static_cast<double>(c->failed) / static_cast<double>(std::max(1LL, c->all.count));
+    return std::tuple(state_of(*c) != std::string("out of control"), -share,
+                      ppk ? ppk->value : std::numeric_limits<double>::infinity());
+  };
+  std::stable_sort(out.begin(), out.end(), [&](const auto* a, const auto* b) { return rank(a) < rank(b); });
+  return out;
+}
+
+Markup measurements(const Statistics& s, const std::vector<const Characteristic*>& order) {
+  HtmlTable table("measurements", {"Measurement", "Limits", "Values", "n", "Mean", "Sigma", "Ppk", "Cpk", "Failed",
+                                   "Outliers", "Drift"});
+  for (size_t i = 0; i < order.size(); ++i) {
+    const Characteristic& c = *order[i];
+    std::string remark;
+    if (!c.is_normal() && c.line.capability.ppk) {
+      const std::optional<double> other = percentile_ppk(c);
+      remark = other ? "percentiles: " + index_text(other) : "not normal";
+    }
+    Markup failed(std::to_string(c.failed));
+    if (c.unusable > 0) failed += element("small", std::to_string(c.unusable) + " not usable");
+    table.add({element("a", {{"href", "#" + measurement_id(i)}}, name_of(c)), limits_of(c), histogram_of(c),
+               std::to_string(c.all.count), c.all.count == 0 ? "-" : short_number(c.all.mean),
+               short_number(c.all.sigma()), index_markup(c.line.capability.ppk, remark),
+               index_markup(c.line.capability.cpk, ""), failed, std::to_string(c.outlier_count),
+               run_chart_of(c.line.chart) + state_markup(state_of(c))});
+  }
+  return element("p", basis_of(s)) + element("p", rules_of(s)) + element("div", {{"class", "scrolls"}}, table.markup());
+}
+
+Markup durations(const Statistics& s) {
+  HtmlTable table("durations", {"Step", "n", "Mean", "Sigma", "Least", "Most", "Limits", "Failed"});
+  for (const Characteristic& c : s.durations) {
+    const bool any = c.all.count > 0;
+    table.add({c.step, std::to_string(c.all.count), any ? short_number(c.all.mean) : "-", short_number(c.all.sigma()),
+               any ? short_number(c.all.least) : "-", any ? short_number(c.all.most) : "-", limits_of(c),
+               std::to_string(c.failed)});
+  }
+  return element("div", {{"class", "scrolls"}}, table.markup());
 }
 
 Markup outliers(const Characteristic& c) {
@@ -136,23 +273,46 @@ Markup chart_markup(const Characteristic& c, const Process& process, const std::
   return charts->place(chart_of(c, process.chart), label) + alarms(process.chart);
 }
 
-Markup in_full(const Characteristic& c, size_t i, Charts* charts) {
-  const std::string about =
-      "plan " + c.plan + " \u00B7 " + std::to_string(c.all.count) + " values \u00B7 limits " + limits_of(c);
-  Markup content = element("h3", name_of(c)) + element("p", {{"class", "about"}}, about);
-  content += chart_markup(c, c.line, "daily means, all stations", charts);
-  if (c.stations.size() > 1) {
-    for (const auto& [station, process] : c.stations) {
-      const std::string state = state_of(process);
-      Markup inner = element("summary", Markup("Station ") + element("bdi", station) + Markup(": " + state));
-      inner += chart_markup(c, process, "daily means of one station", charts);
-      content += element("details", inner);
-    }
+Markup stations_of(const Characteristic& c, Charts* charts) {
+  if (c.stations.size() < 2) return {};
+  HtmlTable table("stations", {"Station", "n", "Mean", "Sigma", "Ppk", "Cpk", "Drift"});
+  Markup changed;
+  for (const auto& [station, process] : c.stations) {
+    const Moments all = total(process.days);
+    table.add({element("bdi", station), std::to_string(all.count), short_number(all.mean), short_number(all.sigma()),
+               index_markup(process.capability.ppk, ""), index_markup(process.capability.cpk, ""), state_of(process)});
+    if (process.changed)
+      changed += element("h4", Markup("Station ") + element("bdi", station)) +
+                 chart_markup(c, process, "daily means of one station", charts);
   }
-  return element("article", {{"id", measurement_id(i)}, {"class", "card"}}, content + outliers(c));
+  return element("h4", "Stations") + element("div", {{"class", "scrolls"}}, table.markup()) + changed;
+}
+
+Markup in_full(const Characteristic& c, size_t i, Charts* charts) {
+  const Capability& k = c.line.capability;
+  std::string about =
+      "plan " + c.plan + " \u00B7 " + std::to_string(c.all.count) + " values \u00B7 limits " + limits_of(c);
+  if (k.pp) about += " \u00B7 Pp " + index_text(k.pp) + " (" + interval_text(k.pp) + ")";
+  if (k.cp) about += " \u00B7 Cp " + index_text(k.cp) + " (" + interval_text(k.cp) + ")";
+  if (c.normality) about += " \u00B7 normal: p " + significant(c.normality->p, 2);
+  Markup content = element("p", {{"class", "about"}, {"id", measurement_id(i)}}, about);
+  content += chart_markup(c, c.line, "daily means, all stations", charts) + stations_of(c, charts) + outliers(c);
+  return element("details", element("summary", name_of(c)) + content);
 }
 
 }  // namespace
+
+constexpr const char* kLooks =
+    ".canvas { height: 240px; position: relative; }\n"
+    ".measurements td { overflow-wrap: normal; }\n.measurements td small { display: block; margin: 0; white-space: "
+    "nowrap; }\n"
+    ".measurements strong { color: var(--failed); }\n"
+    "svg.small { width: 140px; height: 40px; display: block; }\n"
+    "svg.small path { fill: none; stroke-width: 1.5; stroke: var(--accepted); }\n"
+    "svg.small .bars { fill: var(--line); stroke: var(--settling); stroke-width: .5; }\n"
+    "svg.small .limit { stroke: var(--limit); stroke-width: 2; }\n"
+    "svg.small .bound { stroke: var(--restart); stroke-width: 1; stroke-dasharray: 4 3; }\n"
+    "svg.small .alarm { stroke: var(--failed); stroke-width: 6; stroke-linecap: round; }\n";
 
 void write_page(const Statistics& s, const std::string& question, const std::string& file) {
   Charts charts;
@@ -162,10 +322,15 @@ void write_page(const Statistics& s, const std::string& question, const std::str
                              std::to_string(s.yield.units) + " phones \u00B7 " +
                              std::to_string(s.runs.passed + s.runs.failed + s.runs.aborted) + " runs");
   Markup body = card("Yield", yields(s, &charts)) + card("Failures", failures(s, &charts));
-  if (!s.characteristics.empty()) body += card("Measurements", measurements(s));
-  for (size_t i = 0; i < s.characteristics.size(); ++i) body += in_full(s.characteristics[i], i, &charts);
-  factory::write_page(file, "Statistics of runs",
-                      ".canvas { height: 240px; position: relative; }\n.measurements td { overflow-wrap: normal; }\n",
+  const std::vector<const Characteristic*> order = worst_first(s);
+  if (!order.empty()) {
+    body += card("Measurements", measurements(s, order));
+    Markup details;
+    for (size_t i = 0; i < order.size(); ++i) details += in_full(*order[i], i, &charts);
+    body += card("Each measurement", details);
+  }
+  if (!s.durations.empty()) body += card("Durations", durations(s));
+  factory::write_page(file, "Statistics of runs", kLooks,
                       element("header", {{"class", "banner skipped"}}, element("div", banner)), body,
                       {"charts", charts.data(), assets::stats_js});
 }

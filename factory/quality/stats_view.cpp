@@ -122,10 +122,6 @@ Json::Value figures_of(const Characteristic& c) {
   return out;
 }
 
-std::optional<double> percentile_ppk(const Characteristic& c) {
-  return c.percentiles ? percentile_ppk(*c.percentiles, c.low, c.high) : std::nullopt;
-}
-
 Json::Value to_json(const Characteristic& c, bool without_outliers) {
   Json::Value out = figures_of(c);
   out["capability"] = to_json(c.line.capability);
@@ -329,6 +325,10 @@ const char* state_of(const Characteristic& c) {
 std::string index_text(const std::optional<double>& index) { return index ? fixed(*index, 2) : "-"; }
 
 std::string index_text(const std::optional<Index>& index) { return index ? fixed(index->value, 2) : "-"; }
+
+std::optional<double> percentile_ppk(const Characteristic& c) {
+  return c.percentiles ? percentile_ppk(*c.percentiles, c.low, c.high) : std::nullopt;
+}
 
 std::string interval_text(const std::optional<Index>& index) {
   return index ? fixed(index->low, 2) + " to " + fixed(index->high, 2) : "";

@@ -32,6 +32,7 @@ const char* state_of(const Characteristic& c);  // of all stations together, or 
 std::string index_text(const std::optional<Index>& index);     // "1.33"
 std::string interval_text(const std::optional<Index>& index);  // "0.88 to 1.78"
 std::string index_text(const std::optional<double>& index);
+std::optional<double> percentile_ppk(const Characteristic& c);
 
 // What the figures are of, and what they are: sentences.
 std::string basis_of(const Statistics& s);

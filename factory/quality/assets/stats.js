@@ -25,7 +25,7 @@
       datasets: ['passed', 'failed', 'error', 'aborted'].map((name) => bars(name, points.map((point) => point[name]), name)),
     }),
     pareto: ({points}) => ({
-      labels: points.map(({rank}) => '#' + rank),
+      labels: points.map(({name}) => name),
       datasets: [bars('runs', points.map(({runs}) => runs), 'failed'),
                  line('together, %', points.map(({together}) => together), 'accepted', [], {yAxisID: 'share', pointRadius: 3})],
     }),
@@ -67,10 +67,11 @@
 
   const drawn = new Map();
   function draw_new() {
-    for (const canvas of document.querySelectorAll('[data-chart]')) {
-      if (drawn.has(canvas) || canvas.closest('details:not([open])')) continue;
-      const chart = charts[canvas.dataset.chart];
-      drawn.set(canvas, new Chart(canvas, {data: kinds[chart.kind](chart), options: options(chart)}));
+    for (const place of document.querySelectorAll('[data-chart]')) {
+      if (drawn.has(place) || place.closest('details:not([open])')) continue;
+      const chart = charts[place.dataset.chart];
+      place.replaceChildren(document.createElement('canvas'));
+      drawn.set(place, new Chart(place.firstChild, {data: kinds[chart.kind](chart), options: options(chart)}));
     }
   }
   for (const fold of document.querySelectorAll('details')) fold.addEventListener('toggle', draw_new);
