@@ -289,6 +289,41 @@ TEST_P(StatisticsTest, OutliersPointToTheirRunsAndCanBeLeftOut) {
   EXPECT_TRUE(c.is_normal()) << c.normality->p;
 }
 
+// Thirty days of ten values: one measurement moves by three sigmas after the 26th, one never; a duration is no property
+// of phones. Of the values about every third is fetched, but every outlier is counted.
+TEST_P(StatisticsTest, ChangesAreFoundAmongManyCharts) {
+  std::mt19937 random(8);
+  std::normal_distribution<double> spread(0, 1);
+  for (int i = 0; i < 300; ++i) {
+    MadeRun run;
+    run.started_ms = kMidnight + i / 10 * kDayMs + i;
+    run.station = i % 2 == 0 ? "north" : "south";
+    const double late = i >= 260 ? 3 : 0;
+    run.attempts = {{{"steady", i % 100 == 50 ? 50 : spread(random), -99, 99},
+                     {"moved", late + spread(random), -99, 99},
+                     {"duration", 1.5, 0, 2}}};
+    record::Run made = record_of(run);
+    made.steps[0].attempts[0].measurements[2].unit = "s";
+    ASSERT_TRUE(store_->put(made, false));
+  }
+  const Statistics found = ask({}, {.without_outliers = true, .single_values = 100});
+  ASSERT_EQ(found.characteristics.size(), 2U);
+  const Characteristic& steady = found.characteristics[0];
+  EXPECT_FALSE(steady.line.changed);
+  EXPECT_EQ(steady.outlier_count, 3);
+  EXPECT_EQ(steady.all.count, 297);
+  EXPECT_GT(steady.looked_at, 60);
+  EXPECT_LT(steady.looked_at, 150);
+  const Characteristic& moved = found.characteristics[1];
+  EXPECT_TRUE(moved.line.changed);
+  EXPECT_TRUE(moved.stations.at("north").changed);
+  EXPECT_EQ(moved.line.chart.baseline, kBaseline);
+  EXPECT_EQ(moved.line.chart.points[25].rule, 0);
+  ASSERT_EQ(found.durations.size(), 1U);
+  EXPECT_EQ(found.durations[0].all.count, 300);
+  EXPECT_EQ(found.durations[0].all.mean, 1.5);
+}
+
 Days days_of(const std::vector<double>& means) {
   Days out;
   // Four values a day with a scatter of one within the day: a mean has half of it.
@@ -366,6 +401,15 @@ TEST(CapabilityTest, NormalityHasItsTabledDigits) {
   EXPECT_LT(men->p, 0.02);
   EXPECT_FALSE(normality({1, 2, 3, 4, 5, 6, 7}));
   EXPECT_FALSE(normality(std::vector<double>(20, 1.5)));
+}
+
+TEST(CapabilityTest, HistogramHasEveryValue) {
+  const Histogram h = histogram({-400, 0, 1, 1, 2, 3, 4, 4}, {1.5, 1});
+  EXPECT_EQ(h.from, -4.5);
+  EXPECT_EQ(h.to, 4);
+  EXPECT_EQ(h.bins, (std::vector<long long>{1, 0, 1, 3, 3}));
+  EXPECT_TRUE(histogram({2, 2}, {2, 0}).bins.empty());
+  EXPECT_TRUE(histogram({}, {}).bins.empty());
 }
 
 TEST(CapabilityTest, PercentilesStandInWhereValuesAreNotNormal) {
