@@ -1,5 +1,8 @@
 #include "quality/study.h"
 
+#include <errno.h>
+#include <string.h>
+
 #include <algorithm>
 #include <cmath>
 #include <iterator>
@@ -210,7 +213,7 @@ std::vector<Reading> parse_csv(const std::string& file, const std::string& text)
 
 std::vector<Reading> read_csv(const std::string& file) {
   const std::optional<std::string> text = read_file(file);
-  if (!text) throw AppError(kUsage, file + ": cannot be read");
+  if (!text) throw AppError(kUsage, file + ": " + strerror(errno));
   return parse_csv(file, *text);
 }
 

@@ -19,7 +19,7 @@ constexpr int kBusyMs = 20000;  // that a writer waits for another
 
 // What is wrong with a file; of what is wrong with a question the library's words say more.
 constexpr std::pair<int, const char*> kFileProblems[] = {
-    {SQLITE_NOTADB, "is no store"},
+    {SQLITE_NOTADB, "is neither a store nor a spool"},
     {SQLITE_CORRUPT, "is damaged"},
     {SQLITE_BUSY, "another program holds it"},
     {SQLITE_FULL, "cannot be written: No space left on device"},

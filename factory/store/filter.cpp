@@ -93,13 +93,13 @@ void require_known(Database* database, Filter* filter) {
   require_one_of("--measurement", filter->measurement, known);
 }
 
-long long parse_time_ms(const std::string& text) {
+long long parse_time_ms(const std::string& option, const std::string& text) {
   std::string bare = text;
   if (bare.size() > 10 && bare.back() == 'Z') bare.pop_back();
   const bool separated = bare.size() > 11 && (bare[10] == 'T' || bare[10] == ' ');
   long long ms = 0;
   if ((bare.size() == 10 || separated) && date_of(bare.substr(0, 10), separated ? bare.substr(11) : "", &ms)) return ms;
-  throw AppError(kUsage, "\"" + text + "\" is no time: wanted YYYY-MM-DD or YYYY-MM-DDTHH:MM[:SS], UTC");
+  throw AppError(kUsage, option + " " + text + ": give a time, YYYY-MM-DD or YYYY-MM-DDTHH:MM[:SS], UTC");
 }
 
 std::string date_text(int day) {

@@ -60,7 +60,7 @@ while IFS='|' read -r place problem; do
 done <<ROWS
 missing.db|there is no such file
 .|is a folder, no store
-text|is no store
+text|is neither a store nor a spool
 no/runs.db|there is no folder $work/no
 ROWS
 run 3 stats --store runs.db --html /dev/full

@@ -48,6 +48,7 @@ channel Lux 99 200|CHANNEL 99: give a whole number from 0 to 15
 history A --store no --limit 1 --limit 2|--limit takes 1 in all, not 2; \`sensorcal history --help\` tells more
 history A --store no --full=x|--full takes no value; \`sensorcal history --help\` tells more
 history --run x --store no --limit 3|--run excludes --limit; \`sensorcal history --help\` tells more
+stats --store no --until yesterday|--until yesterday: give a time, YYYY-MM-DD or YYYY-MM-DDTHH:MM[:SS], UTC
 stats --store no --since 2026-02-01 --until 2026-01-01|--until 2026-01-01: is not after --since 2026-02-01
 line --phones 2 --store l.db --patience 3|--spool and --patience go with a server; l.db is a file and needs none
 line --phones 2 --store l.db --profile tfo|there is no profile 'tfo' and no file $work/tfo; did you mean tof?
@@ -57,6 +58,8 @@ grr r.csv --measurement x|grr: --store, --measurement, --profile and --seed do n
 grr r.csv --phones 3|--phones requires --run; \`sensorcal grr --help\` tells more
 grr --store a.db --seed 3|grr: --seed goes with --run
 hub state --speed max|hub state takes of a phone's options --phone, --profile and --seed: nothing is sent to it
+hub log .|.: Is a directory
+grr nofile|nofile: No such file or directory
 hub log x --phone y|hub log takes no option of a phone: it reads a file
 calibrate Acc --param 4294967297|--param 4294967297: give a whole number of 32 bits
 backlight -1|LEVEL -1: give a whole number from 0 to 8191

@@ -43,8 +43,8 @@ void ChosenRuns::add_options(ArgumentParser parser) {
 
 store::Filter ChosenRuns::of(const std::string& profile) const {
   store::Filter out = filter;
-  if (!since.empty()) out.since_ms = store::parse_time_ms(since);
-  if (!until.empty()) out.until_ms = store::parse_time_ms(until);
+  if (!since.empty()) out.since_ms = store::parse_time_ms("--since", since);
+  if (!until.empty()) out.until_ms = store::parse_time_ms("--until", until);
   if (out.since_ms && out.until_ms && *out.since_ms >= *out.until_ms)
     throw AppError(kUsage, "--until " + until + ": is not after --since " + since);
   out.profile = profile;

@@ -3,12 +3,14 @@
 #include <string.h>
 
 #include <algorithm>
-#include <fstream>
 #include <memory>
+#include <optional>
+#include <sstream>
 
 #include "cli/terminal.h"
 #include "commands/phone/commands.h"
 #include "files/json_text.h"
+#include "files/whole_file.h"
 #include "phone/core/phone.h"
 #include "phone/hub_message.h"
 #include "record/record_json.h"
@@ -70,8 +72,9 @@ int show_state(const Options& options) {
 int show_log(const Options& options, const std::string& path) {
   if ((options.given & ~unsigned{Uses::json}) != 0)
     throw AppError(kUsage, "hub log takes no option of a phone: it reads a file");
-  std::ifstream file(path);
-  if (!file) throw AppError(kUsage, path + ": " + strerror(errno));
+  const std::optional<std::string> lines = read_file(path);
+  if (!lines) throw AppError(kUsage, path + ": " + strerror(errno));
+  std::istringstream file(*lines);
   std::string line;
   std::string text;
   Json::Value out;
