@@ -1,4 +1,4 @@
-"""Counts instructions per call under callgrind and compares with what is written down: scripts/check_instructions."""
+"""Counts instructions per call under callgrind and compares with what is written down: .ci/check_instructions."""
 import json
 import os
 import re

@@ -1,4 +1,4 @@
-# What an attacker meets in every optimised build; scripts/check_hardening looks for each in the result. The sanitizers
+# What an attacker meets in every optimised build; .ci/check_hardening looks for each in the result. The sanitizers
 # bring checks of their own, and two kinds of checks in one call hide each other's reports.
 include(CheckPIESupported)
 check_pie_supported(LANGUAGES CXX)
