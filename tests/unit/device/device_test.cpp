@@ -47,7 +47,7 @@ class DeviceTest : public ::testing::Test {
     Session session(Options{});
     session.require_ready();
     factory::plan::Observer silent;
-    factory::plan::PlanRun plan_run(session, plan, {"S1", "station 4", "me"}, silent);
+    factory::plan::PlanRun plan_run(session, plan, {{"S1", "station 4", "me"}}, silent);
     return to_json(plan_run.run());
   }
 

@@ -68,7 +68,7 @@ class Station {
   }
 
   Options options;
-  factory::RunOrder order{"S1", "station 4", "me"};
+  factory::RunOrder order{{"S1", "station 4", "me"}};
 
  private:
   const Folder folder_;

@@ -40,7 +40,7 @@ class RecordedRun {
     const std::string text = R"({"format": "sensorcal.plan/1", "name": "test", "steps": [)" + steps + "]}";
     Options recorded = options;
     recorded.record = folder();
-    return run(recorded, {"test.json", text, options.speed, {"S1", "station 4", "me"}}, observer);
+    return run(recorded, {"test.json", text, options.speed, {{"S1", "station 4", "me"}}}, observer);
   }
 
   factory::record::Run replay() {
