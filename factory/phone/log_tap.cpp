@@ -99,11 +99,6 @@ void write_threadtime(LineFile& file, const __android_log_message& message) {
 
 }  // namespace
 
-int RunLog::count(Restart::Cause cause) const {
-  return static_cast<int>(
-      std::count_if(restarts.begin(), restarts.end(), [&](const Restart& r) { return r.cause == cause; }));
-}
-
 LogTap::LogTap(const std::string& path) : file_("--log", path, "##-## ##:##:##.") {
   g_tap = this;
   __android_log_set_logger(&LogTap::take);

@@ -45,8 +45,6 @@ struct RunLog {
   std::vector<int> parts;                   // events seen when the panel's brightness was written: a new run begins
   std::vector<LogLine> lines;
   int lines_dropped = 0;
-
-  int count(Restart::Cause cause) const;
 };
 
 // One at a time lives in a process. Lines come from any thread.

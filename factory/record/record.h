@@ -21,6 +21,7 @@ enum class Outcome { passed, marginal, failed, skipped, aborted, error };
 inline constexpr const char* kOutcomeNames[] = {"passed", "marginal", "failed", "skipped", "aborted", "error"};
 constexpr int kOutcomes = std::size(kOutcomeNames);
 constexpr const char* outcome_name(Outcome outcome) { return kOutcomeNames[static_cast<size_t>(outcome)]; }
+constexpr bool passes(Outcome outcome) { return outcome == Outcome::passed || outcome == Outcome::marginal; }
 
 enum class SampleState { settling, discarded, accepted };
 inline constexpr const char* kStateNames[] = {"settling", "discarded", "accepted"};

@@ -39,8 +39,6 @@ std::string nearest(const Attempt& attempt) {
          plain(limit) + (found->unit.empty() ? "" : " " + found->unit);
 }
 
-bool passed(const Step& step) { return step.outcome == Outcome::passed || step.outcome == Outcome::marginal; }
-
 size_t lines_of(const std::string& text) { return static_cast<size_t>(std::count(text.begin(), text.end(), '\n')); }
 
 // A step that did not pass: its first reason, or all of them, and what to try.
@@ -114,7 +112,7 @@ std::string closing_text(const Run& run) {
   constexpr size_t kLines = 20;  // of the 24 of a small terminal: the prompt and a blank line stay
   std::vector<const Step*> blamed;
   for (const Step& step : run.steps) {
-    if (!passed(step) && !step.attempts.empty()) blamed.push_back(&step);
+    if (!passes(step.outcome) && !step.attempts.empty()) blamed.push_back(&step);
   }
   const auto skipped =
       std::count_if(run.steps.begin(), run.steps.end(), [](const Step& step) { return step.attempts.empty(); });

@@ -40,7 +40,7 @@ Markup result(const record::Step& step) {
   const record::Attempt& last = step.attempts.empty() ? kNone : step.attempts.back();
   const std::string first = last.reasons.empty() ? verdict : last.reasons[0].text;
   if (step.outcome == Outcome::skipped) return element("skipped", {{"message", first}}, {});
-  if (step.outcome == Outcome::passed || step.outcome == Outcome::marginal) return {};
+  if (passes(step.outcome)) return {};
   std::string all;
   append_lines(last.reasons, "", &all);
   append_lines(last.hints, "try: ", &all);

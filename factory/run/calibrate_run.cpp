@@ -28,6 +28,17 @@ std::vector<std::vector<double>> accepted(const record::Window& window) {
   return out;
 }
 
+// Residuals within their limits, but not surely so. None where one is outside: that is sure enough.
+std::vector<Measurement> unsure(const std::vector<Measurement>& residuals) {
+  std::vector<Measurement> out;
+  for (Measurement m : residuals) {
+    judge(&m, 0);
+    if (m.outcome == Outcome::failed) return {};
+    if (m.high && std::fabs(m.value) + kClearErrors * *m.standard_error > *m.high) out.push_back(m);
+  }
+  return out;
+}
+
 Reason prefixed(const char* before, Reason reason) {
   reason.text.insert(0, before);
   return reason;
@@ -94,29 +105,17 @@ void StepRun::end_changes(HeldValues& held, bool went_through) {
   under_way_.held = nullptr;
 }
 
-// What a run at a lit panel found, for the record; judged it was with the run.
-void StepRun::measure_panel(const Panel& panel) {
-  const auto note = [this](const std::string& name, const std::string& axis, double value, const char* unit) {
-    measure({name, axis, value, unit, {}, {}, {}}, "");
-  };
-  for (size_t i = 0; i < panel.found.size(); ++i) {
-    note("panel light", panel.colour ? "c" + std::to_string(i + 1) : "light", panel.found[i],
-         panel.colour ? "counts" : "lux");
-  }
-  if (panel.plain_bright) note("plain light at full brightness", "light", *panel.plain_bright, "lux");
-  if (panel.plain_dim) note("plain light at a quarter of it", "light", *panel.plain_dim, "lux");
-}
-
 void StepRun::measure_run(const Calibration& c) {
   const Limits& limits = step_.limits;
   for (const Restart& restart : c.run.restarts) ++attempt_.restarts[static_cast<size_t>(restart.cause)];
   if (limits.restarts) {
     std::string causes;
     auto commonest = Restart::Cause::variance;
+    const auto count = [&](Restart::Cause cause) { return attempt_.restarts[static_cast<size_t>(cause)]; };
     for (const auto cause : {Restart::Cause::variance, Restart::Cause::zero_variance, Restart::Cause::bias}) {
-      if (c.run.count(cause) == 0) continue;
-      if (c.run.count(cause) > c.run.count(commonest)) commonest = cause;
-      causes += (causes.empty() ? ": " : ", ") + std::to_string(c.run.count(cause)) + " by " + cause_name(cause);
+      if (count(cause) == 0) continue;
+      if (count(cause) > count(commonest)) commonest = cause;
+      causes += (causes.empty() ? ": " : ", ") + std::to_string(count(cause)) + " by " + cause_name(cause);
     }
     const size_t reasons = attempt_.reasons.size();
     measure(
@@ -129,7 +128,6 @@ void StepRun::measure_run(const Calibration& c) {
             c.run.restarts.empty() ? "the sensor delivers slowly: look at its driver and its rate"
                                    : restart_hint(c.run.restarts.back().cause));
   }
-  if (c.panel) measure_panel(*c.panel);
   if (c.kind == nullptr) return;
   const std::string unit = found_unit(*c.kind, c.golden);
   if (c.axes.empty() && attempt_.reasons.empty() && !session_.interrupted() && (limits.low || limits.high))
@@ -158,28 +156,14 @@ void StepRun::measure_run(const Calibration& c) {
   }
 }
 
-std::vector<size_t> StepRun::unsure_axes(const FreshSamples& fresh, const std::vector<double>& expected) const {
-  std::vector<size_t> out;
-  for (size_t i = 0; i < fresh.values.size() && i < expected.size(); ++i) {
-    const std::optional<double> limit = residual_limit(i, expected[i]);
-    if (!limit) continue;
-    const double residual = std::fabs(fresh.values[i].mean() - expected[i]);
-    if (!(residual <= *limit)) return {};
-    if (residual + kClearErrors * fresh.error(i) > *limit) out.push_back(i);
-  }
-  return out;
-}
-
-void StepRun::fail_unsure(const Sensor& subject, const FreshSamples& fresh, const std::vector<double>& expected) {
+void StepRun::fail_unsure(const std::vector<Measurement>& residuals) {
   if (!attempt_.reasons.empty()) return;
-  for (const size_t i : unsure_axes(fresh, expected)) {
-    const std::string residual = plain(fresh.values[i].mean() - expected[i]);
+  for (const Measurement& m : unsure(residuals)) {
     attempt_.fail({Why::value_unsure,
-                   std::string(subject.axes[i]) + ": residual " + residual + " +/- " + plain(fresh.error(i)) + " " +
-                       subject.unit + " is too near to the limit of " + plain(*residual_limit(i, expected[i])) + " " +
-                       subject.unit + " to be sure of it",
+                   m.axis + ": residual " + plain(m.value) + " +/- " + plain(*m.standard_error) + " " + m.unit +
+                       " is too near to the limit of " + plain(*m.high) + " " + m.unit + " to be sure of it",
                    "the fixture moved a little during the run: set it up again and repeat",
-                   {subject.axes[i], residual}});
+                   {m.axis, plain(m.value)}});
   }
 }
 
@@ -189,17 +173,11 @@ void StepRun::look_again(const Sensor& subject, std::optional<double> reference_
   const FreshSamples fresh = take_fresh(subject, kFreshMotion);
   if (session_.interrupted()) return;
   if (fresh.problem) return attempt_.fail(prefixed("not verified twice: ", *fresh.problem));
-  const std::vector<double> expected = expected_of(subject, reference_hpa);
-  for (size_t i = 0; i < fresh.values.size() && i < expected.size(); ++i) {
-    const std::optional<double> limit = residual_limit(i, expected[i]);
-    const double residual = fresh.values[i].mean() - expected[i];
-    if (!limit || std::fabs(residual) <= *limit) continue;
-    attempt_.fail({Why::value_outside,
-                   std::string(subject.axes[i]) + ": residual " + plain(residual) + " +/- " + plain(fresh.error(i)) +
-                       " " + subject.unit + " at a second look is outside the limits of " + plain(-*limit) + " to " +
-                       plain(*limit) + " " + subject.unit,
-                   "the phone was moved during the run: set it up again and repeat",
-                   {"residual", subject.axes[i], plain(residual), plain(-*limit), plain(*limit), subject.unit}});
+  for (Measurement m : residuals_of(subject, fresh, reference_hpa)) {
+    m.name += " at a second look";
+    judge(&m, 0);
+    if (m.outcome == Outcome::failed)
+      measure(std::move(m), "the phone was moved during the run: set it up again and repeat");
   }
 }
 
@@ -227,15 +205,14 @@ void StepRun::verify_calibration(const Calibration& c) {
   subject.type = c.kind->verified_type;
   const int batch = subject.scatters ? kFreshMotion : kFreshOthers;
   FreshSamples fresh = take_fresh(subject, batch);
-  std::vector<double> expected = expected_of(subject, c.reference_hpa);
-  while (!fresh.problem && !session_.interrupted() && !unsure_axes(fresh, expected).empty() &&
-         fresh.taken < kBatchesMax * batch) {
+  std::vector<Measurement> residuals = residuals_of(subject, fresh, c.reference_hpa);
+  while (!fresh.problem && !session_.interrupted() && !unsure(residuals).empty() && fresh.taken < kBatchesMax * batch) {
     fresh.append(take_fresh(subject, fresh.taken));
-    expected = expected_of(subject, c.reference_hpa);
+    residuals = residuals_of(subject, fresh, c.reference_hpa);
   }
   if (session_.interrupted()) return;
   if (fresh.problem) return attempt_.fail(prefixed("not verified: ", *fresh.problem));
-  measure_fresh(subject, fresh, expected);
+  measure_fresh(subject, fresh, residuals);
   // The run listens to another type of the same chip: the sensor itself must be heard as well.
   if (subject.type != step_.type) {
     const Sensor& itself = *subject_of(step_.type);
@@ -244,13 +221,13 @@ void StepRun::verify_calibration(const Calibration& c) {
     if (heard.problem) return attempt_.fail(prefixed("not verified: ", *heard.problem));
     require_scatter(itself, heard.rows);
   }
-  fail_unsure(subject, fresh, expected);
+  fail_unsure(residuals);
   if (subject.scatters && attempt_.reasons.empty()) look_again(subject, c.reference_hpa);
 }
 
 // Nothing that is not known to be good stays in the hub.
 void StepRun::settle_what_stays(HeldValues& held, bool went_through) {
-  const bool good = attempt_.outcome == Outcome::passed || attempt_.outcome == Outcome::marginal;
+  const bool good = passes(attempt_.outcome);
   const Span span(*this, good ? "read back" : "put back");
   attempt_.kept = good;
   if (!good) {

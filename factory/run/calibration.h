@@ -32,9 +32,6 @@ struct Panel {
   bool colour = false;
   bool refused = false;   // the panel did not take the brightness: nothing was measured, and nothing sent
   bool finished = false;  // the library's run came to its end; it may send a level all the same
-  // Plain light at full and at a quarter of the brightness, once both levels are stored.
-  std::optional<double> plain_bright;
-  std::optional<double> plain_dim;
 };
 
 struct Calibration {

@@ -32,9 +32,8 @@ bool is_faint() {
 }
 
 // Mean of the plain light sensor at one brightness; nothing, and a reason, where it cannot be taken.
-std::optional<double> plain_light(Session& session, const SensorInfo& sensor, int brightness, const char* name,
+std::optional<double> plain_light(Session& session, const SensorInfo& sensor, int brightness, const std::string& where,
                                   Calibration* c) {
-  const std::string where = std::string("plain light at ") + name + " brightness";
   if (!set_panel_brightness(session, brightness)) {
     c->attempt.fail({Why::panel_refused, "not verified: " + where + ": the panel did not take it", kPanelHint});
     return std::nullopt;
@@ -49,7 +48,10 @@ std::optional<double> plain_light(Session& session, const SensorInfo& sensor, in
     return std::nullopt;
   }
   const double mean = fresh.values[0].mean();
-  if (std::isfinite(mean)) return mean;
+  if (std::isfinite(mean)) {
+    c->attempt.measure({where, "light", mean, "lux"}, 0, "");
+    return mean;
+  }
   c->attempt.fail({Why::sensor_no_number, "not verified: " + where + " is not a number", kNoNumbersHint});
   return std::nullopt;
 }
@@ -66,12 +68,11 @@ void look_at_plain_light(Session& session, Calibration* c) {
     return c->attempt.fail({Why::panel_refused, "not verified: the panel's greatest brightness cannot be read",
                             "look at /sys/class/leds/lcd-backlight"});
   }
-  Panel& panel = *c->panel;
-  panel.plain_bright = plain_light(session, *sensor, maximum, "full", c);
-  if (!panel.plain_bright) return;  // the other one would fail alike
-  panel.plain_dim = plain_light(session, *sensor, maximum / 4, "quarter", c);
-  if (!panel.plain_dim) return;
-  const double difference = *panel.plain_bright - *panel.plain_dim;
+  const auto bright = plain_light(session, *sensor, maximum, "plain light at full brightness", c);
+  if (!bright) return;  // the other one would fail alike
+  const auto dim = plain_light(session, *sensor, maximum / 4, "plain light at a quarter of it", c);
+  if (!dim) return;
+  const double difference = *bright - *dim;
   if (std::fabs(difference) <= kPlainLimitLux) return;
   c->attempt.fail({Why::panel_followed,
                    "plain light still follows the panel: " + plain(difference) +
@@ -162,6 +163,7 @@ double run_at_panel(Session& session, Calibration* c) {
     panel.deviation = std::sqrt(std::max(0.0, static_cast<double>(record.variance[0])));
   }
   c->panel = panel;
+  const bool judged = result == 0 && panel.finished && !session.interrupted();
   if (!wrong.empty()) {
     c->attempt.fail({Why::panel_refused, wrong + ": nothing was sent to the hub",
                      "look at /sys/class/leds/lcd-backlight/max_brightness, and whether the plan is for this panel"});
@@ -173,10 +175,14 @@ double run_at_panel(Session& session, Calibration* c) {
         {Why::panel_refused,
          "the panel was left at brightness " + std::to_string(panel.brightness) + ", which is no level of this step",
          kPanelHint});
-  } else if (result == 0 && panel.finished && !session.interrupted()) {
+  } else if (judged) {
     judge_level(c);
-    if (c->step.param == kLow && c->attempt.reasons.empty()) look_at_plain_light(session, c);
   }
+  for (size_t i = 0; i < panel.found.size(); ++i) {
+    const std::string axis = panel.colour ? "c" + std::to_string(i + 1) : "light";
+    c->attempt.measure({"panel light", axis, panel.found[i], panel.colour ? "counts" : "lux"}, 0, "");
+  }
+  if (judged && c->step.param == kLow && c->attempt.reasons.empty()) look_at_plain_light(session, c);
   if (before >= 0 && set_panel_brightness(session, before)) c->panel->restored = before;
   return result;
 }

@@ -21,8 +21,6 @@ constexpr const char* kProperties[] = {
     "persist.vendor.display.parse.algorithm",
 };
 
-bool good(Outcome outcome) { return outcome == Outcome::passed || outcome == Outcome::marginal; }
-
 // A broken part of the phone can look like a broken station.
 void compare(const Attempt& before, Attempt* attempt) {
   if (attempt->outcome != Outcome::error || before.outcome != Outcome::error) return;
@@ -121,13 +119,13 @@ PlanRun::~PlanRun() { session_.on_hub_message({}); }
 // A look at a sensor whose calibration came to nothing finds an old value that was put back, or none, and shows nothing
 // of the sensor.
 void PlanRun::hold_against_calibrations(const Step& step, Attempt* attempt) {
-  if ((step.kind != StepKind::verify && step.kind != StepKind::check) || !good(attempt->outcome)) return;
+  if ((step.kind != StepKind::verify && step.kind != StepKind::check) || !record::passes(attempt->outcome)) return;
   size_t index = 0;
   for (const Block& block : plan_.blocks) {
     for (const Step& other : block.steps) {
       const record::Step& before = run_.steps[index++];
       if (&other == &step) return;
-      if (other.kind != StepKind::calibrate || good(before.outcome) || !is_seen_by(other, step)) continue;
+      if (other.kind != StepKind::calibrate || record::passes(before.outcome) || !is_seen_by(other, step)) continue;
       attempt->fail({Why::not_calibrated,
                      before.name + ", step " + std::to_string(before.index) + ", did not pass: this is not its result",
                      "calibrate " + before.tag,
@@ -172,9 +170,9 @@ bool PlanRun::run_step(const Step& step, record::Step* result) {
       --i;
       continue;
     }
-    if (good(result->outcome) || session_.interrupted() || !worth_another(result->attempts.back())) break;
+    if (record::passes(result->outcome) || session_.interrupted() || !worth_another(result->attempts.back())) break;
   }
-  return good(result->outcome);
+  return record::passes(result->outcome);
 }
 
 void PlanRun::keep(record::Step* result, Attempt attempt, const Fixture::Settings& world) {
@@ -185,7 +183,7 @@ void PlanRun::keep(record::Step* result, Attempt attempt, const Fixture::Setting
   }
   const std::lock_guard<std::mutex> lock(mutex_);
   result->outcome = attempt.outcome;
-  if (good(attempt.outcome)) {
+  if (record::passes(attempt.outcome)) {
     for (const auto& [key, value] : world) run_.world[key] = value;
   }
   result->attempts.push_back(std::move(attempt));

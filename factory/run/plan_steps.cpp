@@ -281,15 +281,15 @@ void read_probe(const PlanValue& value, Step* step) {
   only_step_keys(value, {"probe", "expect"});
   step->probe = value["probe"].text();
   step->name = "probe " + step->probe;
-  const std::vector<std::string> known = {"rgb", "ps_tof", "tof", "pshwcali"};
+  std::vector<std::string> known;
+  for (const Probe& probe : probes()) known.emplace_back(probe.name);
   if (std::count(known.begin(), known.end(), step->probe) == 0)
     value["probe"].problem("unknown probe" + or_nearest(step->probe, known));
-  constexpr int kNoSensor = -3;
   const PlanValue expect = value["expect"];
   if (expect->isBool()) {
     step->answer = expect->asBool() ? 1 : 0;
   } else if (*expect == "no sensor") {
-    step->answer = kNoSensor;
+    step->answer = Probe::kNoSensor;
   } else {
     expect.problem("give true, false or \"no sensor\"", value.has("expect") ? expect : value["probe"]);
   }

@@ -104,12 +104,24 @@ std::vector<double> StepRun::expected_of(const Sensor& subject, std::optional<do
   return expected_at(session_.fixture().world(), step_.type);
 }
 
-std::optional<double> StepRun::residual_limit(size_t axis, double expected) const {
-  const Sensor* kind = find_kind(step_.type, 0);
-  const Limits& limits = step_.limits;
-  if (limits.residual) return limits.residual->at(axis) * (limits.residual->relative ? std::fabs(expected) : 1);
-  if (step_.kind != StepKind::calibrate || kind == nullptr || kind->residual_limit <= 0) return std::nullopt;
-  return kind->residual_limit * (kind->limit_is_relative ? std::fabs(expected) : 1);
+// How far fresh means are from what they should be, as far as that is known, within the limits of the step or the
+// sensor.
+std::vector<Measurement> StepRun::residuals_of(const Sensor& subject, const FreshSamples& fresh,
+                                               std::optional<double> reference_hpa) {
+  const std::vector<double> expected = expected_of(subject, reference_hpa);
+  const std::optional<Bound>& limit = step_.limits.residual;
+  const Sensor* kind = step_.kind == StepKind::calibrate ? find_kind(step_.type, 0) : nullptr;
+  std::vector<Measurement> out;
+  for (size_t i = 0; i < fresh.values.size() && i < expected.size(); ++i) {
+    const double residual = fresh.values[i].mean() - expected[i];
+    Measurement& m = out.emplace_back(Measurement{"residual", subject.axes[i], residual, subject.unit, fresh.error(i)});
+    const bool relative = limit ? limit->relative : kind != nullptr && kind->limit_is_relative;
+    const double share = relative ? std::fabs(expected[i]) : 1;
+    if (limit) m.high = limit->at(i) * share;
+    if (!limit && kind != nullptr && kind->residual_limit > 0) m.high = kind->residual_limit * share;
+    if (m.high) m.low = -*m.high;
+  }
+  return out;
 }
 
 // Sensors that scatter do so on every axis, wherever they are looked at.
@@ -124,18 +136,16 @@ void StepRun::require_scatter(const Sensor& subject, const std::vector<std::vect
   }
 }
 
-void StepRun::measure_fresh(const Sensor& subject, const FreshSamples& fresh, const std::vector<double>& expected) {
+void StepRun::measure_fresh(const Sensor& subject, const FreshSamples& fresh,
+                            const std::vector<Measurement>& residuals) {
   require_scatter(subject, fresh.rows);
   for (size_t i = 0; i < fresh.values.size(); ++i) {
     const std::string axis = subject.axes[i];
     const double mean = fresh.values[i].mean();
     const double noise = fresh.values[i].standard_deviation();
-    const double error = noise / std::sqrt(std::max(1, fresh.taken));
     const Limits& limits = step_.limits;
-    if (i < expected.size()) {
-      const std::optional<double> limit = residual_limit(i, expected[i]);
-      const std::optional<double> low = limit ? std::optional<double>(-*limit) : std::nullopt;
-      measure({"residual", axis, mean - expected[i], subject.unit, error, low, limit}, residual_hint(subject.unit));
+    if (i < residuals.size()) {
+      measure(residuals[i], residual_hint(subject.unit));
     } else if (limits.residual) {
       attempt_.fail({Why::expected_unknown,
                      axis + ": what the sensor should report is not known",
@@ -152,7 +162,7 @@ void StepRun::measure_fresh(const Sensor& subject, const FreshSamples& fresh, co
     measure({"noise", axis, noise, subject.unit, noise / std::sqrt(2.0 * std::max(1, fresh.taken)), {}, most},
             noise_hint(subject.unit));
     if (step_.kind == StepKind::verify && (limits.low || limits.high)) {
-      measure({"mean", axis, mean, subject.unit, error, limit_at(limits.low, i), limit_at(limits.high, i)},
+      measure({"mean", axis, mean, subject.unit, fresh.error(i), limit_at(limits.low, i), limit_at(limits.high, i)},
               residual_hint(subject.unit));
     }
   }
@@ -177,7 +187,7 @@ void StepRun::run_verify() {
   int event = step_.settle;
   for (const std::vector<double>& row : fresh.rows)
     window.samples.push_back({++event, row, record::SampleState::accepted});
-  measure_fresh(subject, fresh, expected_of(subject, std::nullopt));
+  measure_fresh(subject, fresh, residuals_of(subject, fresh, std::nullopt));
 }
 
 void StepRun::run_check() {
@@ -235,24 +245,15 @@ void StepRun::run_report_check() {
 
 void StepRun::run_probe() {
   const Span span(*this, "probe");
-  SensorCalibration& cal = session_.cal();
-  const int answer = step_.probe == "rgb"      ? cal.test_is_rgb_sensor()
-                     : step_.probe == "ps_tof" ? cal.test_is_ps_tof_sensor()
-                     : step_.probe == "tof"    ? cal.test_is_tof_sensor()
-                                               : cal.test_is_pshwcali_sensor();
-  constexpr int kNoManager = -2;
-  const auto say = [](int value) -> std::string {
-    constexpr int kNoSensor = -3;
-    if (value == kNoSensor) return "there is no such sensor";
-    if (value == kNoManager) return "there is no sensor service";
-    return value == 1 ? "yes" : value == 0 ? "no" : std::to_string(value);
-  };
+  const auto row =
+      std::find_if(probes().begin(), probes().end(), [&](const Probe& probe) { return step_.probe == probe.name; });
+  const int answer = (session_.cal().*row->ask)();
   if (answer == step_.answer) return;
-  attempt_.fail(
-      {answer == kNoManager ? Why::service_gone : Why::probe_differs,
-       "the probe " + step_.probe + " says '" + say(answer) + "' where '" + say(step_.answer) + "' is expected",
-       "another chip is fitted than the plan is for, or its driver was not loaded",
-       {step_.probe, say(answer), say(step_.answer)}});
+  attempt_.fail({answer == Probe::kNoService ? Why::service_gone : Why::probe_differs,
+                 "the probe " + step_.probe + " says '" + probe_text(answer) + "' where '" + probe_text(step_.answer) +
+                     "' is expected",
+                 "another chip is fitted than the plan is for, or its driver was not loaded",
+                 {step_.probe, probe_text(answer), probe_text(step_.answer)}});
 }
 
 }  // namespace factory::plan

@@ -56,7 +56,6 @@ class StepRun {
   bool write_golden();
   bool choose_reference(std::optional<double>* reference_hpa);
   void measure_run(const Calibration& calibration);
-  void measure_panel(const Panel& panel);
   void verify_calibration(const Calibration& calibration);
   void verify_near(bool near);
   void verify_thresholds();
@@ -65,14 +64,13 @@ class StepRun {
   void settle_what_stays(HeldValues& held, bool went_through);
 
   void require_scatter(const Sensor& subject, const std::vector<std::vector<double>>& rows);
-  void measure_fresh(const Sensor& subject, const FreshSamples& fresh, const std::vector<double>& expected);
+  void measure_fresh(const Sensor& subject, const FreshSamples& fresh, const std::vector<Measurement>& residuals);
+  std::vector<Measurement> residuals_of(const Sensor& subject, const FreshSamples& fresh,
+                                        std::optional<double> reference_hpa);
   std::vector<double> expected_of(const Sensor& subject, std::optional<double> reference_hpa);
   FreshSamples take_fresh(const Sensor& subject, int count);
-  std::optional<double> residual_limit(size_t axis, double expected) const;
-  // Axes whose residuals are within their limits, but not surely so. None where one is outside: that is sure enough.
-  std::vector<size_t> unsure_axes(const FreshSamples& fresh, const std::vector<double>& expected) const;
   void look_again(const Sensor& subject, std::optional<double> reference_hpa);
-  void fail_unsure(const Sensor& subject, const FreshSamples& fresh, const std::vector<double>& expected);
+  void fail_unsure(const std::vector<Measurement>& residuals);
   void measure(Measurement measurement, const std::string& hint);
   void conclude();
   void look_for_services(int lost_before);

@@ -340,6 +340,24 @@ std::string found_unit(const Sensor& sensor, bool golden) {
   return golden || sensor.result == Result::offset || sensor.result == Result::proximity ? sensor.unit : "factor";
 }
 
+std::span<const Probe> probes() {
+  using Cal = SensorCalibration;
+  static constexpr Probe kProbes[] = {
+      {"rgb", "rgb_light", "light sensor is an RGB chip", &Cal::test_is_rgb_sensor},
+      {"pshwcali", "proximity_hardware_crosstalk", "proximity chip calibrates its own crosstalk",
+       &Cal::test_is_pshwcali_sensor},
+      {"ps_tof", "proximity_time_of_flight", "proximity sensor is a time-of-flight part", &Cal::test_is_ps_tof_sensor},
+      {"tof", "time_of_flight", "phone has a time-of-flight sensor", &Cal::test_is_tof_sensor},
+  };
+  return kProbes;
+}
+
+std::string probe_text(int answer) {
+  if (answer == Probe::kNoSensor) return "no such sensor";
+  if (answer == Probe::kNoService) return "no sensor service";
+  return answer == 1 ? "yes" : answer == 0 ? "no" : "error " + std::to_string(answer);
+}
+
 bool chip_has(SensorCalibration& cal, int type, const StepRow& step) {
   switch (step.chip) {
     case Chip::any:

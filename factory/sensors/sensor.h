@@ -170,6 +170,19 @@ const _sensor_info& record_of(const SensorCalibration& cal, const Sensor& sensor
 // Unit of the value that a calibration finds and the hub stores: "factor" for scales.
 std::string found_unit(const Sensor& sensor, bool golden);
 
+// What the library can tell of a phone's chips.
+struct Probe {
+  static constexpr int kNoSensor = -3;  // answers
+  static constexpr int kNoService = -2;
+  const char* name;  // in plans
+  const char* key;   // in JSON
+  const char* question;
+  int (SensorCalibration::*ask)();
+};
+std::span<const Probe> probes();
+// An answer: "yes", "no", or why there is none.
+std::string probe_text(int answer);
+
 // Whether the chip in this phone is known to have the step. (The library takes a probe that fails for a match.)
 bool chip_has(SensorCalibration& cal, int type, const StepRow& step);
 

@@ -30,7 +30,7 @@ ROWS = [
     (1, 'check Bar --reference 900'),
     (0, 'stats --store runs.db'),
     (0, 'history A1 --store runs.db'),
-    (1, 'history nobody --store runs.db'),
+    (2, 'history nobody --store runs.db'),
     (0, 'sync --store runs.db --spool spool.db'),
     (0, 'store import record.json --store runs.db'),
     (1, 'report'),

@@ -10,28 +10,6 @@ namespace {
 
 using ::android::hardware::sensors::V1_0::SensorInfo;
 
-struct Probe {
-  const char* question;
-  const char* key;
-  int (SensorCalibration::*ask)();
-};
-
-constexpr Probe kProbes[] = {
-    {"light sensor is an RGB chip", "rgb_light", &SensorCalibration::test_is_rgb_sensor},
-    {"proximity chip calibrates its own crosstalk", "proximity_hardware_crosstalk",
-     &SensorCalibration::test_is_pshwcali_sensor},
-    {"proximity sensor is a time-of-flight part", "proximity_time_of_flight",
-     &SensorCalibration::test_is_ps_tof_sensor},
-    {"phone has a time-of-flight sensor", "time_of_flight", &SensorCalibration::test_is_tof_sensor},
-};
-
-std::string answer_text(int answer) {
-  if (answer == 1) return "yes";
-  if (answer == 0) return "no";
-  return answer == -3 ? "no such sensor (the library takes this for yes)"
-                      : "cannot tell, error " + std::to_string(answer) + " (the library takes this for yes)";
-}
-
 // The record that the sensor is bound to, or -1 when another sensor of its record came first or none has one.
 int bound_record(SensorCalibration& cal, const SensorInfo& info) {
   constexpr int kMotion = 8;
@@ -53,7 +31,7 @@ Json::Value to_json(Session& session, const std::vector<int>& answers) {
     entry["vendor"] = info.vendor.c_str();
     return entry;
   });
-  for (size_t i = 0; i < answers.size(); ++i) out["probes"][kProbes[i].key] = answers[i];
+  for (size_t i = 0; i < answers.size(); ++i) out["probes"][probes()[i].key] = answers[i];
   return out;
 }
 
@@ -68,9 +46,11 @@ std::string to_text(Session& session, const std::vector<int>& answers) {
     rows.push_back({std::to_string(info.sensorHandle), std::to_string(type), tag == std::to_string(type) ? "-" : tag,
                     record < 0 ? "-" : std::to_string(record), info.name.c_str(), info.vendor.c_str()});
   }
-  std::vector<std::vector<std::string>> probes = {{"probe", "answer"}};
-  for (size_t i = 0; i < answers.size(); ++i) probes.push_back({kProbes[i].question, answer_text(answers[i])});
-  out += "\n\n" + table(rows) + "\n" + table(probes);
+  std::vector<std::vector<std::string>> asked = {{"probe", "answer"}};
+  for (size_t i = 0; i < answers.size(); ++i)
+    asked.push_back(
+        {probes()[i].question, probe_text(answers[i]) + (answers[i] < 0 ? " (the library takes this for yes)" : "")});
+  out += "\n\n" + table(rows) + "\n" + table(asked);
   for (const std::string& remark : session.fixture().remarks()) out += "note: " + remark + "\n";
   return out;
 }
@@ -79,7 +59,7 @@ int run(const Options& options) {
   Session session(options);
   session.require_ready();
   std::vector<int> answers;
-  for (const Probe& probe : kProbes) answers.push_back((session.cal().*probe.ask)());
+  for (const Probe& probe : probes()) answers.push_back((session.cal().*probe.ask)());
   print_result(options.json, "sensors/1", to_json(session, answers), to_text(session, answers));
   return kPassed;
 }
