@@ -70,7 +70,7 @@ class Trial:
         self.steps = {}
         for tag in TAGS + OTHERS:
             said = self.run(['calibrate', tag, '--param', '99', '--phone', self.folder + '/none']).stderr
-            ranges = re.findall(r'(-?\d+)(?: to (\d+))? [a-z]', said.split('it has ')[1])
+            ranges = re.findall(r'(-?\d+)(?: to (\d+))? [a-z]', said.split('it has ')[-1] if 'it has ' in said else '')
             self.steps[tag] = [p for a, b in ranges for p in range(int(a), int(b or a) + 1)]
         with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
             list(pool.map(lambda which: self.make_base(*which), [(p, s) for p in PROFILES for s in range(1, PHONES + 1)]))

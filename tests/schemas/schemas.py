@@ -15,7 +15,7 @@ def closed(schema):
         return schema
     out = {key: closed(part) for key, part in schema.items()}
     if 'properties' in schema and schema.get('type') == 'object':
-        out.setdefault('additionalProperties', False)
+        out.setdefault('unevaluatedProperties' if '$ref' in schema else 'additionalProperties', False)
     return out
 
 

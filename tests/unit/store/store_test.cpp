@@ -217,7 +217,7 @@ TEST(StoreFileTest, SaysWhatIsWrongWithAFile) {
   Folder folder;
   std::ofstream(folder.file("text")) << std::string(5000, 'x');
   const std::pair<std::string, const char*> cases[] = {{folder.file("no/such/store.db"), "there is no folder"},
-                                                       {folder.file("text"), "not a database"}};
+                                                       {folder.file("text"), "is neither a store nor a spool"}};
   for (const auto& [file, wanted] : cases) {
     try {
       Store store(parse_uri(file));
