@@ -1,7 +1,7 @@
 // A wall clock that is set in the middle of a run changes no verdict: durations go by another one, and what the library
 // did by it is void.
 #include <host/wall_clock.h>
-#include <time.h>
+#include <stepped_clock.h>
 
 #include "station.h"
 
@@ -12,19 +12,8 @@ using ::testing::MatchesRegex;
 
 constexpr char kAcc[] = R"({"calibrate": "Acc"})";
 
-// The sanitizers bring a C library of their own, whose clock nobody steps.
-bool clock_can_be_stepped() {
-  timespec before{};
-  timespec after{};
-  clock_gettime(CLOCK_REALTIME, &before);
-  host::step_wall_clock(1000000000000);
-  clock_gettime(CLOCK_REALTIME, &after);
-  host::step_wall_clock(-1000000000000);
-  return after.tv_sec - before.tv_sec >= 1000;
-}
-
 TEST(ClockStep, ChangesNoVerdict) {
-  if (!clock_can_be_stepped()) GTEST_SKIP();
+  if (!test::clock_can_be_stepped()) GTEST_SKIP();
   const struct {
     const char* what;
     std::vector<std::string> faults;
