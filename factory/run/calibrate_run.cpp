@@ -213,13 +213,28 @@ void StepRun::verify_calibration(const Calibration& c) {
   if (session_.interrupted()) return;
   if (fresh.problem) return attempt_.fail(prefixed("not verified: ", *fresh.problem));
   measure_fresh(subject, fresh, residuals);
-  // The run listens to another type of the same chip: the sensor itself must be heard as well.
+  // The run listens to another type of the same chip: the sensor itself must be heard as well, and be at rest.
   if (subject.type != step_.type) {
     const Sensor& itself = *subject_of(step_.type);
     const FreshSamples heard = take_fresh(itself, kFreshOthers);
     if (session_.interrupted()) return;
     if (heard.problem) return attempt_.fail(prefixed("not verified: ", *heard.problem));
     require_scatter(itself, heard.rows);
+    const std::vector<double> wanted = expected_at(session_.fixture().world(), itself.type);
+    for (size_t i = 0; itself.noise > 0 && i < heard.values.size(); ++i) {
+      // A few samples, held against what one sample of a sensor at rest may be off.
+      const double residual = heard.values[i].mean() - (i < wanted.size() ? wanted[i] : 0);
+      for (const auto& [name, value] :
+           {std::pair("residual", residual), std::pair("noise", heard.values[i].standard_deviation())}) {
+        if (std::fabs(value) <= itself.noise) continue;
+        Measurement m{name, itself.axes[i], value, itself.unit, {}, -itself.noise, itself.noise};
+        m.outcome = Outcome::failed;
+        attempt_.fail({Why::value_outside,
+                       tag() + " itself, " + describe(m),
+                       std::isnan(value) ? record::kNoNumbersHint : residual_hint(itself.unit),
+                       {m.name, m.axis, plain(value), plain(-itself.noise), plain(itself.noise), m.unit}});
+      }
+    }
   }
   fail_unsure(residuals);
   if (subject.scatters && attempt_.reasons.empty()) look_again(subject, c.reference_hpa);

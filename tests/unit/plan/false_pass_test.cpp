@@ -50,6 +50,10 @@ const Row kRows[] = {
      "x: "},
     {"the calibrated type is silent", "reference", "silent:Gyr", "", R"({"calibrate": "Gyr"})", "sensor.silent",
      "not verified: only 0 of"},
+    {"the calibrated type is no number", "reference", "nan:Gyr", "", R"({"calibrate": "Gyr"})", "value.outside",
+     "Gyr itself, x: residual"},
+    {"the calibrated type moves", "reference", "motion:Gyr,1", "", R"({"calibrate": "Gyr"})", "value.outside",
+     "Gyr itself, "},
     // A level belongs to the brightness that it is stored for.
     {"full brightness", "reference", "truncated:/sys/class/leds/lcd-backlight/max_brightness", kDark, kFull,
      "panel.refused", "the panel names 40 as its greatest brightness, and takes more: nothing was sent"},
