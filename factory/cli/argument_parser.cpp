@@ -97,11 +97,14 @@ void tell(CLI::Option* option, const std::string& name, const Argument& about) {
   if (!about.one_of.empty()) option->check(word_check(name, about.one_of));
 }
 
-// A shell's variable that is not set would be no text, and what was asked for left out without a word.
+// A shell's variable that is not set would be no text, or make the next option the text: what was asked for would be
+// left out without a word.
 CLI::Validator text_check(const std::string& name) {
   return CLI::Validator(
       [name](const std::string& text) {
         if (text.empty()) throw AppError(kUsage, name + ": the text is empty: give one, or leave " + name + " out");
+        if (text.starts_with("--"))
+          throw AppError(kUsage, name + ": its text is missing, " + shortened(text) + " is an option");
         return std::string();
       },
       "");

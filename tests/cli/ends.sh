@@ -112,6 +112,11 @@ PYTHON
 # An empty text is a variable that was not set; a name can be made from the run, but not from what is not known yet.
 run 2 run plan.json --speed max --store ''
 has err '^sensorcal: --store: the text is empty: give one, or leave --store out$'
+for option in --serial --store --phone --html; do
+  run 2 run plan.json $option --json
+  has err "^sensorcal: $option: its text is missing, --json is an option$"
+done
+[ ! -e --json ] || fail 'an option was taken for a file'
 run 2 run plan.json --speed max --html 'page-{serail}.html'
 has err 'there is no \{serail\}.*serial'
 run 2 run plan.json --speed max --record 'run-{verdict}'
