@@ -10,7 +10,8 @@ set(SENSOR_CAL_SANITIZE "" CACHE STRING "Value for -fsanitize=, for example addr
 
 find_program(CCACHE ccache)
 if(CCACHE)
-  set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE})
+  # It leaves sources with precompiled headers alone unless it is told that their macros are no matter.
+  set(CMAKE_CXX_COMPILER_LAUNCHER env CCACHE_SLOPPINESS=pch_defines,time_macros ${CCACHE})
 endif()
 
 add_library(project_options INTERFACE)
