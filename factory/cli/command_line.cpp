@@ -112,12 +112,14 @@ std::string parse_problem(const CLI::App& app, const std::string& error) {
     at = at->get_subcommands().front();
     path += " " + at->get_name();
   }
-  const std::string more = "; `" + path + " --help` tells more";
+  const std::string help = "`" + path + " --help`";
+  const std::string all = help + " lists all";
   const std::vector<std::string> rest = app.remaining(true);
   std::vector<std::string> commands;
   for (const CLI::App* part : at->get_subcommands({})) commands.push_back(part->get_name());
   if (rest.empty())
-    return commands.empty() ? in_words(error) + more : "a command is missing" + or_nearest("", commands);
+    return commands.empty() ? in_words(error) + "; " + help + " tells more"
+                            : "a command is missing" + or_nearest("", commands, all);
   const std::string& word = rest.front();
   if (word[0] == '-') {
     std::vector<std::string> options;
@@ -128,10 +130,10 @@ std::string parse_problem(const CLI::App& app, const std::string& error) {
           options.push_back(option->get_name());
       }
     }
-    return "unknown option '" + word + "'" + or_nearest(word, options);
+    return "unknown option '" + word + "'" + or_nearest(word, options, all);
   }
-  if (!commands.empty()) return "unknown command '" + word + "'" + or_nearest(word, commands);
-  return "'" + word + "' was not expected" + more;
+  if (!commands.empty()) return "unknown command '" + word + "'" + or_nearest(word, commands, all);
+  return "'" + word + "' was not expected; " + help + " tells more";
 }
 
 }  // namespace factory

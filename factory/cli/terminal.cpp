@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
+#include <sstream>
 #include <streambuf>
 #include <string_view>
 
@@ -108,6 +109,13 @@ void show_what_is_printed() {
   // Never destroyed: what is left is written when the program ends.
   new VisibleBuffer(&std::cout);
   new VisibleBuffer(&std::cerr);
+}
+
+void complain(const std::string& text) {
+  std::istringstream lines(text);
+  std::string out;
+  for (std::string line; std::getline(lines, line);) out += "sensorcal: " + line + "\n";
+  std::cerr << out << std::flush;
 }
 
 std::string terminal_sequence(const char* rest) { return kSequence + std::string(rest); }

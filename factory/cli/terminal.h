@@ -16,6 +16,9 @@ std::string visible(const std::string& text);
 // From here on all that goes to std::cout and std::cerr is visible().
 void show_what_is_printed();
 
+// On standard error, every line behind the program's name, as all it says of what went wrong. Any thread.
+void complain(const std::string& text);
+
 // A sequence of the terminal's, which the text that is printed may hold.
 std::string terminal_sequence(const char* rest);
 

@@ -11,7 +11,7 @@ namespace factory {
 LineFile::LineFile(const std::string& option, const std::string& path, const std::string& begin)
     : name_(option + " " + path) {
   if (path.empty()) return;
-  require_kind(option, path, begin);
+  require_output(option, path, begin);
   file_ = fopen(path.c_str(), "we");
   if (file_ == nullptr) throw AppError(kUsage, name_ + ": " + strerror(errno));
   setvbuf(file_, nullptr, _IOLBF, BUFSIZ);  // a program that is killed leaves whole lines

@@ -9,7 +9,7 @@ namespace factory {
 // Its owner sees to it that one thread at a time calls.
 class LineFile {
  public:
-  // Written anew for `option`; without a path no file. `begin` as of require_kind(). Throws AppError.
+  // Written anew for `option`; without a path no file. `begin` as of require_output(). Throws AppError.
   LineFile(const std::string& option, const std::string& path, const std::string& begin);
   ~LineFile();
   LineFile(const LineFile&) = delete;

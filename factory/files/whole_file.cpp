@@ -63,6 +63,19 @@ void require_writable(const std::string& option, const std::filesystem::path& fi
          (place == file ? "cannot be written: " : place.string() + " cannot be written: ") + strerror(errno));
 }
 
+// Where another option writes the file, too, or it holds what is of another kind.
+void require_kind(const std::string& option, const std::string& name, const std::string& begin) {
+  static std::map<std::filesystem::path, std::string> taken;
+  const std::filesystem::path file = std::filesystem::absolute(name).lexically_normal();
+  std::error_code ignored;
+  const std::filesystem::file_status found = std::filesystem::status(file, ignored);
+  if (exists(found) && !is_regular_file(found)) return;
+  const std::string& by = taken.emplace(file, option).first->second;
+  if (by != option) refuse(option, file, "is the file of " + by);
+  if (exists(found) && !std::filesystem::is_empty(file, ignored) && !begins(file, begin))
+    refuse(option, file, "is there already, and is no file of this kind: it stays as it is");
+}
+
 void write_in_place(const std::string& file, const std::string& content) {
   Descriptor out(open(file.c_str(), O_WRONLY | O_CLOEXEC));
   if (out.get() < 0 || !write_all(out.get(), content) || !out.close_now()) fail(file);
@@ -107,18 +120,6 @@ std::optional<std::string> read_file(const std::string& file, size_t most) {
     }
   }
   return out;
-}
-
-void require_kind(const std::string& option, const std::string& name, const std::string& begin) {
-  static std::map<std::filesystem::path, std::string> taken;
-  const std::filesystem::path file = std::filesystem::absolute(name).lexically_normal();
-  std::error_code ignored;
-  const std::filesystem::file_status found = std::filesystem::status(file, ignored);
-  if (exists(found) && !is_regular_file(found)) return;
-  const std::string& by = taken.emplace(file, option).first->second;
-  if (by != option) refuse(option, file, "is the file of " + by);
-  if (exists(found) && !std::filesystem::is_empty(file, ignored) && !begins(file, begin))
-    refuse(option, file, "is there already, and is no file of this kind: it stays as it is");
 }
 
 void require_output(const std::string& option, const std::string& file, const std::string& begin) {

@@ -19,12 +19,9 @@ std::optional<std::string> read_file(const std::string& file, size_t most = kFil
 // AppError with the file's name. What is no regular file (a pipe, /dev/stdout) is written to as it stands.
 void replace_file(const std::string& file, const std::string& content);
 
-// Before `file` is written anew for `option`: throws AppError(kUsage) where another option writes it, too, or it holds
-// something that does not begin as such a file does ('#' is any digit): a store, a plan or a record that was named by
-// mistake.
-void require_kind(const std::string& option, const std::string& file, const std::string& begin);
-
-// The same of one that replace_file() will write when all is done: it is refused now where it could not be.
+// Before `file` is written anew for `option`: throws AppError(kUsage) where it could not be, another option writes it,
+// too, or it holds something that does not begin as such a file does ('#' is any digit): a store, a plan or a record
+// that was named by mistake.
 void require_output(const std::string& option, const std::string& file, const std::string& begin);
 
 // The same of a folder, which is made with those above it where it is missing.

@@ -26,6 +26,17 @@ size_t distance(const std::string& a, const std::string& b) {
   return row[b.size()];
 }
 
+// Of what a word is part of, "calibrate Acc: offset x", the part that comes nearest.
+size_t distance_to_part(const std::string& typed, const std::string& whole) {
+  size_t out = distance(typed, whole);
+  for (size_t at = 0; at < whole.size() && at != std::string::npos;) {
+    const size_t end = std::min(whole.find(' ', at), whole.size());
+    out = std::min(out, distance(typed, whole.substr(at, end - at)));
+    at = end + 1;
+  }
+  return out;
+}
+
 // Lead byte, the bytes that follow it, and the smallest character that may be written that long.
 struct Utf8Form {
   unsigned char mask, lead;
@@ -69,14 +80,14 @@ std::string upper(std::string text) {
   return text;
 }
 
-std::string or_nearest(const std::string& typed, const std::vector<std::string>& known) {
+std::string or_nearest(const std::string& typed, const std::vector<std::string>& known, const std::string& lists) {
   constexpr size_t kLettersMax = 64;  // nothing that is known has as many
   constexpr size_t kOfferedMax = 4;
+  std::vector<std::string> near;
   if (typed.size() <= kLettersMax) {
     size_t least = std::max<size_t>(1, typed.size() / 3);
-    std::vector<std::string> near;
     for (const std::string& word : known) {
-      const size_t off = distance(lower(typed), lower(word));
+      const size_t off = distance_to_part(lower(typed), lower(word));
       if (off < least) near.clear();
       if (off <= least && off < word.size()) {
         least = off;
@@ -89,7 +100,15 @@ std::string or_nearest(const std::string& typed, const std::vector<std::string>&
       return "; did you mean " + (near.empty() ? "" : joined(near, ", ") + " or ") + last + "?";
     }
   }
-  return known.empty() ? "; none is known" : "; known are " + joined(known, ", ");
+  if (known.empty()) return "; none is known";
+  constexpr size_t kRoom = 100;
+  const std::vector<std::string>& first = near.empty() ? known : near;
+  std::string out = first.front();
+  size_t shown = 1;
+  while (shown < first.size() && out.size() + first[shown].size() < kRoom) out += ", " + first[shown++];
+  const size_t more = known.size() - shown;
+  return "; known are " + out +
+         (more == 0 ? "" : " and " + std::to_string(more) + " more" + (lists.empty() ? "" : "; " + lists));
 }
 
 }  // namespace factory

@@ -19,7 +19,7 @@ std::string lower(std::string text);
 std::string upper(std::string text);
 
 // "; did you mean Acc or Acc2?", or "; known are Acc, Gyr" where no word comes near: the end of a sentence that says
-// what is unknown.
-std::string or_nearest(const std::string& typed, const std::vector<std::string>& known);
+// what is unknown. Of many it has the first ones, and `lists`, which says what has them all.
+std::string or_nearest(const std::string& typed, const std::vector<std::string>& known, const std::string& lists = "");
 
 }  // namespace factory

@@ -5,10 +5,11 @@
 #include <algorithm>
 #include <bit>
 #include <chrono>
-#include <cstdlib>
+#include <optional>
 #include <string_view>
 
 #include "files/app_error.h"
+#include "files/numbers.h"
 #include "files/time_text.h"
 #include "files/words.h"
 #include "sensors/sensor.h"
@@ -28,7 +29,7 @@ const oem_test_msg::CodeRow& row_of(int32_t code) {
 const char* reply_words(const HubMessage& message) {
   const int32_t code = message.request[1];
   if (code == oem_test_msg::set_accelerometer_offset && message.request[0] == 0) return "f";  // panel, or collect
-  if (code == oem_test_msg::get_sar_offset && message.request[2] != 0) return "if*";          // the array form
+  if (code == oem_test_msg::get_sar_offset && message.request[2] != 0) return "rf*";          // the array form
   return row_of(code).reply_words;
 }
 
@@ -46,23 +47,69 @@ std::vector<record::HubWord> decoded(const int32_t* words, std::string_view lett
     const char letter = letter_at(letters, index);
     if (words[i] == 0 && (letter == '-' || index >= letters.size())) continue;
     record::HubWord& word = out.emplace_back(record::HubWord{i, words[i]});
-    if (letter == 'f') word.value = std::bit_cast<float>(words[i]);
+    if (letter == 'f' || letter == 'R') word.value = std::bit_cast<float>(words[i]);
   }
   return out;
 }
 
+// "12", "12.0", "1e-3" and "0.5f"; "nan" too.
+std::optional<float> read_float(const std::string& text) {
+  const bool marked = text.ends_with('f') && text != "inf" && text != "-inf";
+  return read_number<float>(text.substr(0, text.size() - (marked ? 1 : 0)));
+}
+
+// One of a code without a name, '-', is of the kind that it looks like.
+int32_t parse_word(const std::string& text, char letter) {
+  const bool whole = text.find_first_not_of("-0123456789") == std::string::npos;
+  const auto integer = read_number<int32_t>(text);
+  const auto number = read_float(text);
+  if (integer && letter != 'f') return *integer;
+  if (number && (letter == 'f' || (letter == '-' && !whole))) return std::bit_cast<int32_t>(*number);
+  throw AppError(kUsage, "word " + text + ": give " + (letter == 'f' ? "" : "an integer of 32 bits (12)") +
+                             (letter == '-' ? ", or " : "") + (letter == 'i' ? "" : "a float (12.0, 12f)"));
+}
+
+// "set-acc-offset takes 3 words, not 1: ..."
+void require_count(const oem_test_msg::CodeRow& command, const std::vector<std::string>& texts) {
+  const std::string_view letters = command.request_words;
+  size_t wanted = letters.size();
+  if (letters.ends_with('*'))
+    wanted = 1 + static_cast<size_t>(std::clamp(read_float(texts.empty() ? "" : texts[0]).value_or(0), 1.0F, 15.0F));
+  if (texts.size() == wanted) return;
+  throw AppError(kUsage, std::string(command.name) + " takes " + std::to_string(wanted) +
+                             (wanted == 1 ? " word" : " words") + ", not " + std::to_string(texts.size()) + ": " +
+                             command.meaning);
+}
+
 }  // namespace
 
-int32_t parse_command(const std::string& text) {
+oem_test_msg::CodeRow parse_command(const std::string& text) {
   std::vector<std::string> names;
   for (const oem_test_msg::CodeRow& row : oem_test_msg::kCodes) {
-    if (text == row.name) return row.code;
+    if (text == row.name) return row;
     names.emplace_back(row.name);
   }
-  char* end = nullptr;
-  const long number = std::strtol(text.c_str(), &end, 10);
-  if (!text.empty() && *end == '\0' && number >= 0 && number <= INT32_MAX) return static_cast<int32_t>(number);
-  throw AppError(kUsage, "unknown hub command '" + text + "'" + or_nearest(text, names));
+  const auto code = read_number<int32_t>(text);
+  if (code && *code >= 0) return {*code, nullptr, "", "", ""};
+  throw AppError(
+      kUsage, "unknown hub command '" + text + "'" + or_nearest(text, names, "`sensorcal hub send --help` lists all"));
+}
+
+std::vector<int32_t> parse_words(const oem_test_msg::CodeRow& command, const std::vector<std::string>& texts) {
+  if (command.name != nullptr) require_count(command, texts);
+  std::vector<int32_t> out;
+  for (const std::string& text : texts) out.push_back(parse_word(text, letter_at(command.request_words, out.size())));
+  return out;
+}
+
+bool refused(const HubMessage& message) {
+  const std::string_view letters = reply_words(message);
+  const int32_t* const words = message.reply + 2;
+  for (size_t i = 0; i < letters.size(); ++i) {
+    if ((letters[i] == 'r' && words[i] != 0) || (letters[i] == 'R' && std::bit_cast<float>(words[i]) != 0)) return true;
+  }
+  // Of a command that it does not know, or not for this sensor.
+  return words[0] == -1 && (row_of(message.request[1]).name == nullptr || letters.front() != 'i');
 }
 
 record::HubMessage decoded(const HubMessage& message) {

@@ -3,8 +3,8 @@
 #pragma once
 
 #include <exception>
-#include <iostream>
 
+#include "cli/terminal.h"
 #include "files/app_error.h"
 #include "files/whole_file.h"
 #include "record/record.h"
@@ -29,12 +29,12 @@ constexpr ExitCode exit_code(Outcome verdict, bool delivered) {
 
 // False: it threw, which is told after `what`.
 template <typename Deliver>
-bool delivered(const char* what, const Deliver& deliver) {
+bool delivered(const std::string& what, const Deliver& deliver) {
   try {
     deliver();
     return true;
   } catch (const std::exception& error) {
-    std::cerr << "sensorcal: " << what << reason_of(error) << "\n";
+    complain(what + reason_of(error));
     return false;
   }
 }

@@ -74,9 +74,9 @@ void check_pattern(const std::string& option, const std::string& pattern, bool k
   replaced(pattern, [&](const std::string& name) -> std::string {
     if (part_named(name) == nullptr) {
       std::vector<std::string> names;
-      for (const Part& part : kParts) names.emplace_back(part.name);
-      throw AppError(kUsage, option + " " + pattern + ": there is no {" + name + "}" + or_nearest(name, names) +
-                                 "; there are {serial}, {started}, {plan} and {verdict}");
+      for (const Part& part : kParts) names.push_back("{" + std::string(part.name) + "}");
+      throw AppError(kUsage,
+                     option + " " + pattern + ": there is no {" + name + "}" + or_nearest("{" + name + "}", names));
     }
     if (known_before && name == "verdict")
       throw AppError(kUsage, option + " " + pattern + ": the verdict is not known before the run");

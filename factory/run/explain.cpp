@@ -55,6 +55,8 @@ constexpr LineHint kLineHints[] = {
     {"collectCRGB return is", "the hub refused the step under the panel: look at its log"},
     {"setAlsBacklightLuxCali_api failed", "the hub refused the panel's light: look at its log"},
     {"setCctChannelBacklight_api failed", "the hub refused the panel's light: look at its log"},
+    {"setAlsChannelDataCali_api",
+     "the hub refused the channel: the chip has none of this number, or sees no light with it"},
     {"lcdbacklight_calibrate_write_backlight failed",
      "the panel's brightness cannot be set: look at /sys/class/leds/lcd-backlight/brightness and its rights"},
     {"lcdbacklight_calibrate_read_backlight failed",

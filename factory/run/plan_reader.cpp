@@ -29,20 +29,14 @@ bool parse_json(const std::string& file, const std::string& bytes, Json::Value* 
     problems->push_back(file + ":1:1: no valid JSON: " + error.what());  // nested too deep
     return false;
   }
-  // "* Line 3, Column 5\n  what\n", once or more.
-  std::istringstream lines(errors);
-  std::string line;
-  std::string place = "1:1";
-  while (std::getline(lines, line)) {
-    int row = 0;
-    int column = 0;
-    if (sscanf(line.c_str(), "* Line %d, Column %d", &row, &column) == 2) {
-      place = std::to_string(row) + ":" + std::to_string(column);
-    } else if (const size_t text = line.find_first_not_of(' ');
-               text != std::string::npos && line.rfind("See Line", 2) != 2) {
-      problems->push_back(file + ":" + place + ": no valid JSON: " + line.substr(text));
-    }
-  }
+  // "* Line 3, Column 5\n  what\n", once or more: what follows the first comes of it.
+  int row = 1;
+  int column = 1;
+  int text = 0;
+  (void)sscanf(errors.c_str(), "* Line %d, Column %d %n", &row, &column, &text);
+  const auto begin = static_cast<size_t>(text);
+  problems->push_back(file + ":" + std::to_string(row) + ":" + std::to_string(column) +
+                      ": no valid JSON: " + errors.substr(begin, errors.find('\n', begin) - begin));
   return false;
 }
 

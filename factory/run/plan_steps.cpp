@@ -123,7 +123,7 @@ void read_golden(const PlanValue& golden, const Sensor* kind, Step* step) {
 // One light channel to a target, as the library offers it beside the steps that go by number.
 void read_channel(const PlanValue& value, Step* step) {
   constexpr double kCountsMax = 1e6;
-  step->channel = value["channel"].whole(0, kElementsMax, 0);
+  step->channel = value["channel"].whole(0, kLastChannel, 0);
   step->screen = value["screen"].truth();
   step->target = value["target"].amount("counts", 0, kCountsMax).value_or(0);
   if (!value.has("target")) value["target"].problem("a channel needs a target in counts", value["channel"]);
@@ -272,7 +272,7 @@ void read_write(const PlanValue& value, Step* step) {
   for (size_t i = 0; numbers && i < count; ++i) {
     const double number = numbers->at(i);
     const std::string wrong = stored->number_problem(i, number);
-    if (!wrong.empty()) to.problem(plain(number) + ": " + wrong);
+    if (!wrong.empty()) to.problem(plain_exactly(number) + ": " + wrong);
     step->numbers.push_back(number);
   }
 }

@@ -302,12 +302,28 @@ std::string type_problem(int type) {
   return "there is no sensor type " + number + "; `sensorcal sensors` lists those of the phone";
 }
 
+namespace {
+
+// "; step 5 is of Prx, Tof", where these are few.
+std::string sensors_with(int param) {
+  constexpr size_t kFew = 4;
+  std::vector<std::string> names;
+  for (const Sensor& sensor : kSensors) {
+    if (step_of(sensor.type, param) != nullptr) names.push_back(name_of(sensor.type));
+  }
+  if (names.empty() || names.size() > kFew) return "";
+  return "; step " + std::to_string(param) + " is of " + joined(names, ", ");
+}
+
+}  // namespace
+
 std::string step_problem(int type, int param) {
   const std::string unknown = type_problem(type);
   if (!unknown.empty() || step_of(type, param) != nullptr) return unknown;
   const Sensor* sensor = sensor_of(type);
   return "the library has no step " + std::to_string(param) + " for " + tag_of(type) +
-         (sensor == nullptr ? "" : std::string(" (") + sensor->words + ")") + "; it has " + steps_text(type);
+         (sensor == nullptr ? "" : std::string(" (") + sensor->words + ")") + "; it has " + steps_text(type) +
+         sensors_with(param);
 }
 
 std::string golden_tags() {
@@ -437,7 +453,8 @@ int parse_tag(const std::string& text) {
     if (text == row.tag) return row.type;
     tags.emplace_back(row.tag);
   }
-  throw AppError(kUsage, "unknown sensor tag '" + text + "'" + or_nearest(text, tags));
+  throw AppError(kUsage, "unknown sensor tag '" + text + "'" +
+                             or_nearest(text, tags, "`sensorcal sensors` lists those of the phone"));
 }
 
 std::string tag_of(int type) { return getSensorName(type); }

@@ -158,6 +158,9 @@ std::string step_problem(int type, int param);
 // Those whose channels have golden values.
 std::string golden_tags();
 
+// The hub counts channels from 0.
+inline constexpr int kLastChannel = 7;
+
 // Empty, or that the sensor has no channels to be calibrated one by one.
 std::string channel_problem(int type, bool screen);
 

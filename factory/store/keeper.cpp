@@ -1,8 +1,8 @@
 #include "store/keeper.h"
 
 #include <filesystem>
-#include <iostream>
 
+#include "cli/terminal.h"
 #include "files/app_error.h"
 #include "store/spool.h"
 
@@ -25,7 +25,7 @@ Keeper::Keeper(const std::string& uri, const std::string& spool, bool samples)
       // Where older versions let runs wait, for whatever server came next.
       const std::string old = spool.empty() ? state_folder() + "/spool.db" : "";
       if (std::filesystem::exists(old) && Spool(old).waiting() > 0)
-        std::cerr << "sensorcal: runs wait in " << old << ": `sensorcal sync --spool " << old << "`\n";
+        complain("runs wait in " + old + ": `sensorcal sync --spool " + old + "`");
     } else {
       store_.emplace(uri_);
     }
@@ -52,18 +52,18 @@ bool Keeper::bring_up(const std::string& id) {
     tell_problems(brought);
     for (const std::string& refused : brought.refused) taken &= !refused.starts_with(id);
     if (brought.waiting > 0) {
-      std::cerr << "sensorcal: " << count_of_runs(brought.waiting) << (brought.waiting == 1 ? " waits" : " wait")
-                << " in " << spool_->file() << " for the next run or `sensorcal sync`\n";
+      complain(count_of_runs(brought.waiting) + (brought.waiting == 1 ? " waits" : " wait") + " in " + spool_->file() +
+               " for the next run or `sensorcal sync`");
     }
   } catch (const StoreError& error) {
-    std::cerr << "sensorcal: " << error.what() << "\n";
+    complain(error.what());
   }
   return taken;
 }
 
 void tell_problems(const Brought& brought) {
-  for (const std::string& refused : brought.refused) std::cerr << "sensorcal: not stored: " << refused << "\n";
-  if (!brought.away.empty()) std::cerr << "sensorcal: " << brought.away << "\n";
+  for (const std::string& refused : brought.refused) complain("not stored: " + refused);
+  if (!brought.away.empty()) complain(brought.away);
 }
 
 std::string count_of_runs(int count) { return std::to_string(count) + (count == 1 ? " run" : " runs"); }

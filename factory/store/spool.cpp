@@ -94,9 +94,15 @@ void bring(Spool* spool, const Uri& uri, double patience_s, Brought* brought) {
   }
 }
 
+Database opened(const std::string& file) try {
+  return {parse_uri("sqlite:" + file), Database::Access::create};
+} catch (const StoreError& error) {
+  throw StoreError("the spool " + std::string(error.what()) + "; name another one with --spool FILE");
+}
+
 }  // namespace
 
-Spool::Spool(const std::string& file) : database_(parse_uri("sqlite:" + file), Database::Access::create) {
+Spool::Spool(const std::string& file) : database_(opened(file)) {
   Transaction transaction(&database_);
   // Nothing is added to a store, or to a file of another program.
   const long long tables = Query(&database_, "SELECT COUNT(*) FROM sqlite_master WHERE type = 'table'").number();

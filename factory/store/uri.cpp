@@ -134,7 +134,9 @@ std::string state_folder() {
   folder /= "sensorcal";
   std::error_code error;
   fs::create_directories(folder, error);
-  if (error) throw AppError(kUsage, folder.string() + ": cannot be made: " + error.message());
+  if (error)
+    throw AppError(kUsage, "no place for the spool: " + folder.string() + " cannot be made: " + error.message() +
+                               "; name one with --spool FILE");
   return folder.string();
 }
 

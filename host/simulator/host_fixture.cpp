@@ -103,6 +103,7 @@ std::unique_ptr<phone::Phone> open_simulated(const Options& options) {
   wanted.speed = parse_speed(options.speed);
   wanted.replays = options.replay;
   wanted.faults = options.fault;
+  wanted.looks = !options.makes_phone;
   std::error_code unreachable;  // is the phone's to tell
   const bool existed = std::filesystem::exists(wanted.directory + "/profile.json", unreachable);
   if (!existed && !options.makes_phone && options.profile.empty() && !options.seed) {
@@ -113,7 +114,8 @@ std::unique_ptr<phone::Phone> open_simulated(const Options& options) {
   try {
     opened = phone::Phone::open(wanted);
   } catch (const phone::OptionError& error) {
-    throw AppError(kUsage, error.what() + (error.known.empty() ? "" : or_nearest(error.word, error.known)));
+    throw AppError(kUsage,
+                   error.what() + (error.known.empty() ? "" : or_nearest(error.word, error.known, error.lists)));
   } catch (const phone::PhoneError& error) {
     throw AppError(kUnreachable, error.what());
   }

@@ -6,9 +6,9 @@
 #include <unistd.h>
 
 #include <filesystem>
-#include <iostream>
 #include <mutex>
 
+#include "cli/terminal.h"
 #include "files/json_text.h"
 #include "files/whole_file.h"
 #include "simulator/device_files.h"
@@ -102,7 +102,7 @@ class Recorder : public Trace {
     if (fd_ < 0) return;
     line["n"] = ++lines_;
     if (write_all(fd_, sealed(json_line(line)) + "\n")) return;
-    std::cerr << "sensorcal: the recording " << folder_ << " ends here: " << strerror(errno) << "\n";
+    complain("the recording " + folder_ + " ends here: " + strerror(errno));
     close(fd_);
     fd_ = -1;
   }

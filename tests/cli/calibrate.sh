@@ -50,14 +50,14 @@ while IFS='|' read -r arguments names; do
   has err "$names"
   [ ! -e phone ] || fail "$arguments made a phone"
 done <<'ROWS'
-calibrate Acc --param 5|the library has no step 5 for Acc \(accelerometer\); it has 0 offset, 4 self-test$
+calibrate Acc --param 5|the library has no step 5 for Acc \(accelerometer\); it has 0 offset, 4 self-test; step 5 is of Prx, Tof$
 calibrate Gyr --param 12|no step 12 for Gyr
 calibrate Prx --param 99|no step 99 for Prx \(proximity\); it has 0 crosstalk, 2 thresholds, 4 self-test, 5 time-of-flight reference
 calibrate Acc Prx --param 19|no step 19 for Acc
 calibrate Lux_B --param 8|no step 8 for Lux_B
 calibrate Prx --param 1|no step 1 for Prx
 tof 5 --sensor Acc|no step 5 for Acc
-tof 7|no step 7 for Tof \(time of flight\); it has 4 self-test, 5 time-of-flight reference, 6 time-of-flight offset$
+tof 7|no step 7 for Tof \(time of flight\); it has 4 self-test, 5 time-of-flight reference, 6 time-of-flight offset; step 7 is of Prx$
 calibrate CCT_F_strm --world lux=100|CCT_F_strm is calibrated with lux=200, not with --world lux=100$
 calibrate Lux --param 15 --world lux=200|Lux is calibrated with lux=2000, not with --world lux=200$
 calibrate CCT_B_strm --golden --world dark-box=on|CCT_B_strm is calibrated with dark-box=off

@@ -40,7 +40,7 @@ has err '^sensorcal: --csv .*/plan\.json: is no folder$'
 run 2 run plan.json --retest-of foo
 has err '^sensorcal: --retest-of foo: is no id of a run'
 run 2 run .
-has err '^\.: is a folder$'
+has err '^sensorcal: \.: is a folder$'
 [ ! -e phone ] || fail 'a phone was made all the same'
 for variable in SENSORCAL_STORE SENSORCAL_PHONE; do
   export $variable=
@@ -59,8 +59,17 @@ for option in --html --junit --csv --record --log --hub-log --store; do
   [ "$(id -u)" = 0 ] || as=()
   "${as[@]}" "$sensorcal" run plan.json $option shut/made >out 2>err </dev/null || code=$?
   [ "$code" = 2 ] && [ ! -e phone ] || fail "exit code $code"
-  has err "^sensorcal: ($option )?(/.*/)?shut/made: (/.*/shut )?(cannot be written: )?Permission denied$"
+  where="$option (/.*/)?shut/made: /.*/shut cannot be written"
+  [ $option != --store ] || where='shut/made: cannot be written'
+  has err "^sensorcal: $where: Permission denied$"
 done
+called='run, its spool in a folder that may not be written'
+"${as[@]}" "$sensorcal" run plan.json --store postgresql://nobody@127.0.0.1:1/x --spool shut/s.db >out 2>err && fail 'passed'
+has err '^sensorcal: the spool shut/s\.db: cannot be written: Permission denied; name another one with --spool FILE$'
+export XDG_STATE_HOME=$work/shut
+"${as[@]}" "$sensorcal" run plan.json --store postgresql://nobody@127.0.0.1:1/x >out 2>err && fail 'passed'
+has err '^sensorcal: no place for the spool: .*/shut/sensorcal cannot be made: Permission denied; name one with --spool FILE$'
+unset XDG_STATE_HOME
 run 3 run plan.json --speed max --html /dev/full --junit after.xml
 has err '^sensorcal: (--[a-z]+ )?/dev/full: cannot be written'
 [ -s after.xml ] || fail 'the files after it are missing'
@@ -118,7 +127,9 @@ for option in --serial --store --phone --html; do
 done
 [ ! -e --json ] || fail 'an option was taken for a file'
 run 2 run plan.json --speed max --html 'page-{serail}.html'
-has err 'there is no \{serail\}.*serial'
+has err 'page-\{serail\}\.html: there is no \{serail\}; did you mean \{serial\}\?$'
+run 2 run plan.json --speed max --html '{foo}'
+has err '/\{foo\}: there is no \{foo\}; known are \{serial\}, \{started\}, \{plan\}, \{verdict\}$'
 run 2 run plan.json --speed max --record 'run-{verdict}'
 has err '^sensorcal: --record .*run-\{verdict\}: the verdict is not known before the run$'
 run 0 run plan.json --speed max --serial ' A/1 ' --csv '{serial}' --html '{serial}-{verdict}.html' --record 'run-{serial}'
@@ -132,7 +143,7 @@ has err '^sensorcal: --serial: a serial number has no line feed'
 
 # What never ends, or is far too large, is refused by its name.
 run 2 run /dev/zero
-has err '^/dev/zero: File too large$'
+has err '^sensorcal: /dev/zero: File too large$'
 run 2 show /dev/zero
 has err '^sensorcal: /dev/zero: File too large$'
 run 2 sensors --phone other --profile /dev/zero
@@ -143,6 +154,8 @@ has err 'is a folder, no profile$'
 # An output that is named like what is read, or like another output, destroys neither.
 run 0 run plan.json --speed max --serial A --store runs.db --html page.html --junit result.xml --log log --hub-log hub
 run 0 run plan.json --speed max --serial B --store runs.db --html page.html --junit result.xml --log log --hub-log hub
+has err '^sensorcal: .*/page\.html: what it held \(PASSED · A · short\) is replaced; \{serial\}-\{started\} in its name' \
+  '^sensorcal: .*/result\.xml: what it held \(A\) is replaced; '
 for wrong in '--html runs.db' '--html plan.json' '--junit page.html' '--hub-log plan.json' '--log plan.json'; do
   cp "${wrong#* }" before
   run 2 run plan.json --speed max --store runs.db $wrong

@@ -38,7 +38,7 @@ json out 'any(s["components"][3]["sigma"] > 3 * s["components"][1]["sigma"] for 
 run 0 grr --run plan.json --phones 2 --stations 2 --trials 2 --seed 5 --json --measurement 'calibrate Acc: offset x'
 json out 'len(d["studies"]) == 1'
 run 2 grr --run plan.json --phones 2 --stations 2 --trials 2 --seed 5 --store kept.db --measurement ofset
-has err '^sensorcal: --measurement ofset: the plan has none of this name; known are .*calibrate Acc: offset x'
+has err '^sensorcal: --measurement ofset: the plan has none of this name; did you mean calibrate Acc: offset x, .* or calibrate Acc: offset z\?$'
 run 0 stats --store kept.db
 has out '^Runs: 0 passed, 0 failed, 0 errors'
 

@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# `hub send` sends any message; a word with a point or an f is a float, one without is an integer.
+# `hub send` sends any message. A command by name takes its own words; of a code a word with a point or an f is a float,
+# one without is an integer.
 source "$(dirname "$0")/lib.sh"
 
 run 0 hub send Acc set-acc-offset 0.5 -0.25f 1e-3 --seed 1
@@ -10,19 +11,35 @@ json out 'd["message"]["sensor_type"] == 1 and d["message"]["code"] == 1 and d["
 run 0 hub send Prx set-prx -1 350 -1
 run 0 get Prx far --json
 json out 'd["stored"][0]["values"] == [350]'
-# The bits of a word are those of the number given: an integer is no float.
-run 0 hub send Acc set-acc-offset 1065353216 0 0
-run 0 get Acc offset --json
-json out 'd["stored"][0]["values"] == [1, 0, 0]'
-# A code that the hub does not know.
-run 0 hub send Acc 99
-has out '99 .*->  w0=-1$'
-
-for words in '5x' '1.0.0' '99999999999'; do
-  run 2 hub send Acc set-acc-offset "$words"
-  has err "word $words: "
+for command in 'set-acc-offset 1 0 2' '0 1065353216 0 2.0'; do
+  # shellcheck disable=SC2086
+  run 0 hub send Acc $command
+  run 0 get Acc offset --json
+  json out 'd["stored"][0]["values"] == [1, 0, 2]'
 done
-run 2 hub send Acc no-such-command
-has err "no-such-command'; known are .*set-acc-offset"
+
+# What the hub does not do: it has no such code, or not for this sensor, or nothing to tell.
+for refused in '99 ' 'set-bar-offset 1' 'sar-register 1 1' 'light-channel 1 1'; do
+  # shellcheck disable=SC2086
+  run 1 hub send Acc $refused
+  has err '^sensorcal: the hub refused it: '
+done
+run 1 hub send Lux get-golden 5
+run 0 hub send Gyr set-gyr-offset -0.5 -1 0 && run 0 hub send Gyr get-gyr-offset
+has out 'w0=-0\.5f w1=-1f'
+
+while IFS='|' read -r words line; do
+  # shellcheck disable=SC2086
+  run 2 hub send Acc $words
+  [ "$(cat err)" = "sensorcal: $line" ] || fail "not '$line'"
+done <<'ROWS'
+set-acc-offset 1|set-acc-offset takes 3 words, not 1: offset x y z, m/s^2 -> result
+get-acc-offset 1|get-acc-offset takes 0 words, not 1: -> offset x y z, m/s^2
+set-golden 5 1 2|set-golden takes 6 words, not 3: count, channels -> result
+set-acc-offset 1.0.0 0 0|word 1.0.0: give a float (12.0, 12f)
+set-prx 5x 0 0|word 5x: give an integer of 32 bits (12)
+set-prx 1.0 0 0|word 1.0: give an integer of 32 bits (12)
+0 99999999999|word 99999999999: give an integer of 32 bits (12), or a float (12.0, 12f)
+ROWS
 run 2 hub send Acc 0 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17
 has err '16 words'

@@ -16,4 +16,4 @@ has run.log "^$head I libsensor_cal: SensorCalibrationAPI: struct init$" \
 [ ! -s err ] || fail "log lines on stderr"
 
 run 2 get Acc --log no/such/folder.log
-has err 'no/such/folder\.log: No such file'
+has err '^sensorcal: --log no/such/folder\.log: /.*/no/such: No such file or directory$'

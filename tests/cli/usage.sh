@@ -21,6 +21,9 @@ get Acc ofset|Acc has no value 'ofset'; did you mean offset?
 hub send Acc get-acc-ofset|unknown hub command 'get-acc-ofset'; did you mean get-acc-offset?
 sensors --fixture operater|--fixture 'operater' is unknown; did you mean operator?
 completion fish|SHELL 'fish' is unknown; known are bash, zsh
+tof 5 --sensor Acc|the library has no step 5 for Acc (accelerometer); it has 0 offset, 4 self-test; step 5 is of Prx, Tof
+show 019ab69d-cc00-7000-8000-000000000001|019ab69d-cc00-7000-8000-000000000001: a run's id is looked up in a store; say which one with --store
+calibrate Acc --fault garbled:/nofile|fault garbled: $work/phone/nofile: cannot be opened: No such file or directory
 calibrate Acc --fault motoin:Acc|unknown fault 'motoin'; did you mean motion?
 calibrate Acc --fault motion:Gry|unknown sensor 'Gry'; did you mean Gyr or Grv?
 calibrate Acc --fault hub-slow:x|fault 'hub-slow:x': wants hub-slow:MS, a number from 0 to 60000
@@ -38,13 +41,13 @@ selftest 9999|there is no sensor type 9999; \`sensorcal sensors\` lists those of
 get 9999|there is no sensor type 9999; \`sensorcal sensors\` lists those of the phone
 get Acc offset --count 2|--count: goes with channels, as golden and channel-scales have them; Acc offset has none
 set Prx near 1 2|near takes 1 number, not 2
-set Prx near 1e99|1e+99: give a whole number from -2147483647 to 2147483647
+set Prx near 99999999999|99999999999: give a whole number from -2147483647 to 2147483647
 set Acc offset 1e99 0 0|1e+99: give a number from -3.402823466e+38 to 3.402823466e+38
 sar 1 --register 99999 1|99999: give the register's number, a whole number from 0 to 65535
 sar 1 --register -1 5|-1: give the register's number, a whole number from 0 to 65535
 sar 1 --register 5|--register takes 2 in all, not 1; \`sensorcal sar --help\` tells more
 sar 1 --register 5 6 7|--register takes 2 in all, not 3; \`sensorcal sar --help\` tells more
-channel Lux 99 200|CHANNEL 99: give a whole number from 0 to 15
+channel Lux 8 200|CHANNEL 8: give a whole number from 0 to 7
 history A --store no --limit 1 --limit 2|--limit takes 1 in all, not 2; \`sensorcal history --help\` tells more
 history A --store no --full=x|--full takes no value; \`sensorcal history --help\` tells more
 history --run x --store no --limit 3|--run excludes --limit; \`sensorcal history --help\` tells more
@@ -89,11 +92,19 @@ grr readings.csv --speed max|grr takes no --speed
 report --phone typo|$work/typo: there is no phone; give --profile or --seed to make one, or calibrate
 ROWS
 
-# Without a near one, all that are known.
-run 2 calibrate Acc --fault motion:Foo99
-has err "unknown sensor 'Foo99'; known are Acc, Acc2, "
-run 2
-has err 'a command is missing; known are sensors, '
+# Without a near one the first of those that are known, and what lists the others.
+while IFS='|' read -r arguments line; do
+  # shellcheck disable=SC2086
+  run 2 $arguments
+  has err "$line" && [ "$(wc -c <err)" -lt 240 ] || fail 'a long list'
+done <<'ROWS'
+calibrate Acc --fault motion:Foo99|unknown sensor 'Foo99'; known are Acc, Acc2, .* more; `sensorcal sensors` lists those of the phone$
+calibrate Acc --fault xyzzy|unknown fault 'xyzzy'; known are sensors-absent, .* more; `--fault help` lists all$
+calibrate Xyzzy|unknown sensor tag 'Xyzzy'; known are Acc, Acc2, .* more; `sensorcal sensors` lists those of the phone$
+hub send Acc xyzzy|unknown hub command 'xyzzy'; known are set-acc-offset, .* more; `sensorcal hub send --help` lists all$
+xyzzy|unknown command 'xyzzy'; known are sensors, .* more; `sensorcal --help` lists all$
+|a command is missing; known are sensors, .* more; `sensorcal --help` lists all$
+ROWS
 run 2 calibrate Mag
 has err 'the library has no step 0 for Mag'
 run 2 set Acc offset -inf 0 0
@@ -117,10 +128,13 @@ has err "^sensorcal: unknown command 'senors'"
 run 3 sensors --json --fault sensors-absent
 json out 'd["error"]["code"] == "unreachable"' 'len(d) == 2'
 
-run 2 --fault help --json
-json out 'd["error"]["message"] == "--fault help is text for people: leave --json out"'
+for text in '--fault help' --help 'sensors --help'; do
+  # shellcheck disable=SC2086
+  run 2 $text --json
+  json out 'd["error"]["message"].endswith("help is text for people: leave --json out")'
+done
 run 2 sensors --nosuch
-[ "$(grep -o -e '--help' err | wc -l)" = 1 ] || fail 'options are listed twice'
+[ "$(grep -o -e '--seed' err | wc -l)" = 1 ] || fail 'options are listed twice'
 
 # A command's help has what it takes.
 run 0 stats --help

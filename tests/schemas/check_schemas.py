@@ -36,7 +36,7 @@ GOOD = [
     {'calibrate': 'CCT_F_strm', 'param': -1, 'limits': {'low': '1 counts'}},
     {'calibrate': 'CCT_F_strm', 'golden': [800, 1200.5, 600, 2000, 400], 'limits': {'low': 0.5, 'high': '2 factor'}},
     {'calibrate': 'Prx', 'param': 2, 'far': True, 'limits': {'seconds': '1 min'}},
-    {'calibrate': 'Lux', 'channel': 15, 'target': '200 counts'},
+    {'calibrate': 'Lux', 'channel': 7, 'target': '200 counts'},
     {'calibrate': 'CCT_F_strm', 'channel': 0, 'target': '0 counts', 'screen': True},
     {'verify': 'Prx', 'expect': 'near', 'limits': {'seconds': '9 s'}},
     {'verify': '4', 'period': '20 ms', 'settle': 0, 'samples': 2, 'expect': '-1e-1 deg/s', 'limits': {'noise': '1 %'}},

@@ -97,7 +97,7 @@ Runner set_up_channel(ArgumentParser parser) {
   auto number = std::make_shared<int>(0);
   auto target = std::make_shared<float>(0);
   parser.add_option("TAG", *tag, "Lux or Lux_B", {.required = true});
-  parser.add_option("CHANNEL", *number, "channel", {.required = true, .low = 0, .high = 15});
+  parser.add_option("CHANNEL", *number, "channel", {.required = true, .low = 0, .high = kLastChannel});
   parser.add_option("TARGET", *target, "value that the channel is to show", {.required = true, .low = 0, .high = 1e6});
   parser.add_flag("--screen", step->screen, "the screen's channel");
   return [=](const Options& options) {

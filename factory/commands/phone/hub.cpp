@@ -5,12 +5,11 @@
 
 #include <algorithm>
 
-#include <bit>
 #include <memory>
 
+#include "cli/terminal.h"
 #include "commands/phone/commands.h"
 #include "files/json_text.h"
-#include "files/numbers.h"
 #include "phone/hub_message.h"
 #include "phone/session.h"
 #include "record/record_json.h"
@@ -25,23 +24,14 @@ struct Message {
   std::vector<std::string> words;
 };
 
-// "12" is an integer; "12.0", "1e-3" and "0.5f" are floats; "nan" too.
-int32_t parse_word(const std::string& text) {
-  if (const auto integer = read_number<int32_t>(text)) return *integer;
-  const bool too_large = text.find_first_not_of("-0123456789") == std::string::npos;
-  const bool marked = text.ends_with('f') && text != "inf" && text != "-inf";
-  const auto number = read_number<float>(text.substr(0, text.size() - (marked ? 1 : 0)));
-  if (too_large || !number)
-    throw AppError(kUsage, "word " + text + ": give an integer of 32 bits (12), or a float (12.0, 12f)");
-  return std::bit_cast<int32_t>(*number);
-}
-
 int send(const Options& options, const Message& arguments) {
   _ssc_oem_test_msg message{};
   message.sensor_type = parse_tag(arguments.sensor);
-  message.msg_type = parse_command(arguments.command);
-  if (arguments.words.size() > oem_test_msg::kWords) throw AppError(kUsage, "a message has 16 words");
-  for (size_t i = 0; i < arguments.words.size(); ++i) message.offset_ct[i] = parse_word(arguments.words[i]);
+  const oem_test_msg::CodeRow command = parse_command(arguments.command);
+  message.msg_type = command.code;
+  const std::vector<int32_t> words = parse_words(command, arguments.words);
+  if (words.size() > oem_test_msg::kWords) throw AppError(kUsage, "a message has 16 words");
+  std::copy(words.begin(), words.end(), message.offset_ct);
 
   Session session(options);
   session.require_ready();
@@ -59,7 +49,10 @@ int send(const Options& options, const Message& arguments) {
   Json::Value out;
   out["message"] = to_json(decoded(shown));
   print_result(options.json, "hub-send/1", out, to_text(decoded(shown)) + "\n");
-  return shown.answered ? kPassed : kUnreachable;
+  if (!shown.answered) return kUnreachable;
+  if (!refused(shown)) return kPassed;
+  complain("the hub refused it: it has no such code, or not for this sensor, or cannot do it now");
+  return kFailed;
 }
 
 int collect(const Options& options) {
@@ -82,8 +75,13 @@ Runner set_up_hub(ArgumentParser parser) {
   auto message = std::make_shared<Message>();
   ArgumentParser by_hand = parser.add_subcommand("send", "send one message and show the reply", [] {});
   by_hand.add_option("SENSOR", message->sensor, "tag or type number", {.required = true});
-  by_hand.add_option("COMMAND", message->command, "short name or code", {.required = true});
-  by_hand.add_option("WORDS", message->words, "data words from word 0 on: 12 an integer, 12.0 or 12f a float");
+  std::string names;
+  for (const oem_test_msg::CodeRow& row : oem_test_msg::kCodes)
+    names += (names.empty() ? "" : ", ") + std::string(row.name);
+  by_hand.add_option("COMMAND", message->command, "code, or short name: " + names, {.required = true});
+  by_hand.add_option("WORDS", message->words,
+                     "data words from word 0 on: all that a command by name has; of a code, 12 is an integer, 12.0 and "
+                     "12f are floats");
   return [message](const Options& options) { return send(options, *message); };
 }
 

@@ -106,6 +106,15 @@ std::string version_text() {
          "\nlibsensor_cal " SENSORCAL_VERSION ", build " + plan::build_id("libsensor_cal");
 }
 
+Json::Value version_document() {
+  Json::Value out;
+  for (const auto& [part, library] : {std::pair("application", ""), std::pair("library", "libsensor_cal")}) {
+    out[part]["version"] = SENSORCAL_VERSION;
+    out[part]["build_id"] = plan::build_id(library);
+  }
+  return out;
+}
+
 int run(int argc, char** argv, const Program& program) {
   CLI::App app("Calibrates and checks the sensors of a phone.", "sensorcal");
   app.set_version_flag("--version", version_text);
@@ -130,10 +139,10 @@ int run(int argc, char** argv, const Program& program) {
   std::vector<std::string> arguments = hide_numbers(argc, argv);
   auto helps = program.helps;
   helps["--world"] = settings_help;
+  const bool json = std::count(arguments.begin(), arguments.end(), "--json") > 0;
   for (const auto& [option, help] : helps) {
     if (!asks_for_help(arguments, option)) continue;
-    if (std::count(arguments.begin(), arguments.end(), "--json") > 0)
-      throw AppError(kUsage, option + " help is text for people: leave --json out");
+    if (json) throw AppError(kUsage, option + " help is text for people: leave --json out");
     std::cout << fit_help(help());
     return kPassed;
   }
@@ -145,6 +154,11 @@ int run(int argc, char** argv, const Program& program) {
       for (const CLI::App* sub : app.get_subcommands()) require_filled(*sub);
       throw AppError(kUsage, parse_problem(app, error.what()));
     }
+    if (json && dynamic_cast<const CLI::CallForVersion*>(&error) != nullptr) {
+      print_document("version/1", version_document());
+      return kPassed;
+    }
+    if (json) throw AppError(kUsage, "--help is text for people: leave --json out");
     std::ostringstream help;
     app.exit(error, help);
     std::cout << fit_help(help.str());
@@ -181,7 +195,7 @@ const char* code_name(int code) {
 
 // On standard error for people and, with --json, on standard output for programs.
 int tell(int code, const std::string& text, bool json) {
-  std::cerr << "sensorcal: " << text << "\n";
+  complain(text);
   if (json) {
     Json::Value out;
     out["error"]["code"] = code_name(code);
@@ -201,7 +215,7 @@ int run_program(int argc, char** argv, const Program& program) {
   try {
     const int code = run(argc, argv, program);
     if (std::cout.flush()) return code;
-    std::cerr << "sensorcal: standard output cannot be written\n";
+    complain("standard output cannot be written");
     return code == kPassed ? kUnreachable : code;
   } catch (const AppError& error) {
     return tell(error.code, error.what(), json);

@@ -135,7 +135,7 @@ int run(const Options& options, const Arguments& arguments) {
   }
   display.summary();
   if (session.interrupted() || view.events() > 0) return kPassed;
-  std::cerr << "sensorcal: " << tag << ": no event came: the sensor is silent; look at its connection and its driver\n";
+  complain(tag + ": no event came: the sensor is silent; look at its connection and its driver");
   return session.sensor_service_there() ? kFailed : kUnreachable;
 }
 

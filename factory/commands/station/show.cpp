@@ -29,6 +29,8 @@ record::Run from_store(const std::string& uri, const std::string& id) {
 }
 
 int show(const CommonOptions& options, Arguments arguments) {
+  if (arguments.store.empty() && record::is_run_id(arguments.what))
+    throw AppError(kUsage, arguments.what + ": a run's id is looked up in a store; say which one with --store");
   arguments.files.open();
   record::Aside aside;
   record::Run run;

@@ -1,10 +1,12 @@
 #include "commands/station/sinks.h"
 
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <utility>
 
 #include "cli/argument_parser.h"
+#include "cli/terminal.h"
 #include "files/json_text.h"
 #include "files/whole_file.h"
 #include "record/exit_code.h"
@@ -41,7 +43,7 @@ class RunStore : public record::Sink {
     delivered("nor was its record kept: ", [&] {
       const std::string file = store::state_folder() + "/unstored-" + run->id + ".json";
       replace_file(file, json_line(to_json(*run)) + "\n");
-      std::cerr << "sensorcal: its record is in " << file << ": `sensorcal store import`\n";
+      complain("its record is in " + file + ": `sensorcal store import`");
     });
     return false;
   }
@@ -55,6 +57,23 @@ class RunStore : public record::Sink {
   std::string id_;
   std::optional<store::Keeper> keeper_;  // none: nothing is stored
 };
+
+// A name without anything of the run is used again and again. What the file held is gone then, and that is told: whose
+// it was stands behind `title`.
+bool write_anew(const std::string& option, const std::string& file, const std::string& title,
+                const std::function<void()>& write) {
+  std::error_code ignored;
+  const auto old = fs::is_regular_file(file, ignored) ? read_file(file) : std::nullopt;
+  if (!delivered(option + " ", write)) return false;
+  if (!old || old->empty() || old == read_file(file)) return true;
+  const size_t found = old->find(title);
+  const size_t begin = found + title.size();
+  const std::string whose =
+      found == std::string::npos ? "" : old->substr(begin, old->find_first_of("<\"", begin) - begin);
+  complain(file + ": what it held" + (whose.empty() ? "" : " (" + whose + ")") +
+           " is replaced; {serial}-{started} in its name keeps both");
+  return true;
+}
 
 }  // namespace
 
@@ -88,9 +107,11 @@ bool Files::keep(record::Run* run) {
 }
 
 bool Files::write(const record::Run& run, const record::Aside& aside) {
-  const bool page =
-      html_.empty() || delivered("--html ", [&] { write_html_report(run, file_name(html_, run), aside); });
-  const bool junit = junit_.empty() || delivered("--junit ", [&] { write_junit(run, file_name(junit_, run)); });
+  const std::string html = file_name(html_, run);
+  const std::string xml = file_name(junit_, run);
+  const bool page = html.empty() || write_anew("--html", html, "<title>", [&] { write_html_report(run, html, aside); });
+  const bool junit =
+      xml.empty() || write_anew("--junit", xml, "name=\"serial\" value=\"", [&] { write_junit(run, xml); });
   const bool csv = csv_.empty() || delivered("", [&] { write_csv(run, file_name(csv_, run)); });
   return page && junit && csv;
 }

@@ -125,7 +125,10 @@ StationRunner set_up_history(ArgumentParser parser) {
   parser.add_option("--run", arguments->run, "one run instead, by its id");
   parser.add_option("--limit", arguments->limit, "at most so many runs, the newest", {.excludes = "--run", .low = 0});
   parser.add_flag("--full", arguments->full, "every step and measurement");
-  return [arguments](const CommonOptions& options) { return history(options, *arguments); };
+  return [arguments](const CommonOptions& options) {
+    arguments->serial = record::serial_number("SERIAL", arguments->serial);
+    return history(options, *arguments);
+  };
 }
 
 StationRunner set_up_sync(ArgumentParser parser) {

@@ -188,6 +188,7 @@ void PhoneImpl::on_hub_message(std::function<void(const HubExchange&)> listener)
 }
 
 void PhoneImpl::reboot() {
+  folder_.require_writable();
   host::reboot_properties();
   property_faults_.apply(*faults_);
   panel_.reset();
@@ -196,6 +197,7 @@ void PhoneImpl::reboot() {
 }
 
 void PhoneImpl::factory_reset() {
+  folder_.require_writable();
   folder_.restore_files();  // first, since it may refuse
   hub_.factory_reset();
   save_registry();

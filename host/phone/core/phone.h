@@ -26,10 +26,12 @@ class OptionError : public PhoneError {
  public:
   using PhoneError::PhoneError;
   // A word is unknown.
-  OptionError(const std::string& text, std::string unknown, std::vector<std::string> known_words)
-      : PhoneError(text), word(std::move(unknown)), known(std::move(known_words)) {}
+  OptionError(const std::string& text, std::string unknown, std::vector<std::string> known_words,
+              std::string lists_all = "")
+      : PhoneError(text), word(std::move(unknown)), known(std::move(known_words)), lists(std::move(lists_all)) {}
   const std::string word;
   std::vector<std::string> known;  // in place of it; empty: something else is wrong
+  std::string lists;               // says what has them all, where they are many
 };
 
 // One message to the hub and its answer, as they crossed the test service.
@@ -48,6 +50,7 @@ struct PhoneOptions {
   double speed = 1;                   // sensor time over real time; infinity: no sleeping at all
   std::vector<std::string> replays;   // "TAG=FILE[,key=value]...": recordings in place of sensors
   std::vector<std::string> faults;    // "NAME[:ARGUMENTS]": see docs/faults.md
+  bool looks = false;                 // a directory that cannot be written will do: what changes is not kept
 };
 
 // One process at a time holds a phone directory, and one phone at a time lives in a process: it owns the process's

@@ -55,6 +55,7 @@ uint64_t random_seed() {
 PhoneDirectory::PhoneDirectory(const PhoneOptions& options) {
   try {
     make_folder(options.directory);
+    read_only_ = options.looks && file_exists(file(kState)) && eaccess(path_.c_str(), W_OK) != 0;
     lock();
     if (file_exists(file(kState))) {
       read();
@@ -62,7 +63,7 @@ PhoneDirectory::PhoneDirectory(const PhoneOptions& options) {
       make(options);
     }
     ++opening_;
-    write_state();
+    if (!read_only_) write_state();
   } catch (const fs::filesystem_error& error) {
     release();
     throw PhoneError(error.path1().string() + ": " + error.code().message());
@@ -98,9 +99,14 @@ void PhoneDirectory::make_folder(const std::string& wanted) {
 
 void PhoneDirectory::lock() {
   const std::string path = file(kLock);
-  lock_fd_ = open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0644);
+  const int access = read_only_ ? O_RDONLY : O_RDWR | O_CREAT;
+  lock_fd_ = open(path.c_str(), access | O_NOFOLLOW | O_CLOEXEC, 0644);
+  if (read_only_) {
+    remarks_.push_back(path_ + " cannot be written: what changes is not kept");
+    if (lock_fd_ < 0) return remarks_.push_back(path + " is missing: another process may be changing the phone");
+  }
   if (lock_fd_ < 0) throw PhoneError(path + ": " + strerror(errno));
-  if (flock(lock_fd_, LOCK_EX | LOCK_NB) != 0) {
+  if (flock(lock_fd_, (read_only_ ? LOCK_SH : LOCK_EX) | LOCK_NB) != 0) {
     const int error = errno;
     char holder[16] = {};
     const bool held = error == EWOULDBLOCK && pread(lock_fd_, holder, sizeof holder - 1, 0) > 0;
@@ -108,11 +114,16 @@ void PhoneDirectory::lock() {
                                 "; wait until it ends, end it, or choose another phone"
                           : "the phone " + path_ + " cannot be locked: " + strerror(error));
   }
+  if (read_only_) return;
   const std::string pid = std::to_string(getpid());
   const auto length = static_cast<ssize_t>(pid.size());
   if (pwrite(lock_fd_, pid.data(), pid.size(), 0) != length || ftruncate(lock_fd_, length) != 0) {
     throw PhoneError(path + ": " + strerror(errno));
   }
+}
+
+void PhoneDirectory::require_writable() const {
+  if (read_only_) throw PhoneError(path_ + ": cannot be written");
 }
 
 void PhoneDirectory::make(const PhoneOptions& options) {

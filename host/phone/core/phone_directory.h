@@ -25,6 +25,9 @@ class PhoneDirectory {
   const std::vector<std::string>& remarks() const { return remarks_; }
   bool durable() const { return !temporary_; }  // whether a write waits for the disk
 
+  // Throws PhoneError where the directory was opened without being written.
+  void require_writable() const;
+
   // The device's files as the profile lays them down; those that calibrations write go or come back.
   void restore_files() const;
 
@@ -41,6 +44,7 @@ class PhoneDirectory {
 
   std::string path_;
   bool temporary_ = false;
+  bool read_only_ = false;
   int lock_fd_ = -1;
   ProfilePtr profile_;
   uint64_t seed_ = 0;

@@ -118,11 +118,12 @@ std::string FileFaults::unwritable_copy(const std::string& path) {
 }
 
 void FileFaults::spoil_file(const Fault& fault, uint64_t seed) const {
+  const bool cut = fault.id == FaultId::truncated;
   const std::string path = real_file(root_ + fault.text);
   std::string content;
   const std::string problem = read_file(path, &content);
-  if (!problem.empty()) throw PhoneError(problem);
-  content = fault.id == FaultId::truncated ? content.substr(0, content.size() / 2) : garbage(content.size(), seed);
+  if (!problem.empty()) throw OptionError((cut ? "fault truncated: " : "fault garbled: ") + problem);
+  content = cut ? content.substr(0, content.size() / 2) : garbage(content.size(), seed);
   const std::string write_problem = replace_file(path, content);
   if (!write_problem.empty()) throw PhoneError(write_problem);
 }

@@ -213,7 +213,8 @@ bool read_sensor(std::string_view text, int* type) {
   if (!found || *found == 0) {
     std::vector<std::string> known;
     for (const sensor_type::TagRow& row : sensor_type::kTags) known.emplace_back(row.tag);
-    throw OptionError("unknown sensor '" + std::string(text) + "'", std::string(text), known);
+    throw OptionError("unknown sensor '" + std::string(text) + "'", std::string(text), known,
+                      "`sensorcal sensors` lists those of the phone");
   }
   *type = *found;
   return true;
@@ -295,7 +296,7 @@ Fault parse_fault(const std::string& text) {
   }
   std::vector<std::string> known;
   for (const FaultInfo& info : fault_list()) known.emplace_back(info.name);
-  throw OptionError("unknown fault '" + name + "'", name, known);
+  throw OptionError("unknown fault '" + name + "'", name, known, "`--fault help` lists all");
 }
 
 }  // namespace

@@ -5,7 +5,6 @@
 #include <atomic>
 #include <cmath>
 #include <filesystem>
-#include <iostream>
 #include <memory>
 #include <optional>
 
@@ -49,7 +48,7 @@ void try_store(const store::Uri& uri) {
   try {
     const store::Store store(uri);
   } catch (const store::AwayError& error) {
-    std::cerr << "sensorcal: " << error.what() << "\n";
+    complain(error.what());
   } catch (const store::StoreError& error) {
     throw AppError(kUsage, error.what());
   }
@@ -65,7 +64,9 @@ std::string spools_folder(const store::Uri& uri, const Arguments& a) {
       a.spool.empty() ? fs::path(store::default_spool(uri)).replace_extension() : fs::absolute(a.spool);
   std::error_code error;
   fs::create_directories(folder, error);
-  if (error) throw AppError(kUsage, folder.string() + ": cannot be made: " + error.message());
+  if (error)
+    throw AppError(kUsage, "no place for the spools: " + folder.string() + " cannot be made: " + error.message() +
+                               "; name one with --spool FOLDER");
   return folder.lexically_normal().string();
 }
 

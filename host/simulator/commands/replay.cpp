@@ -5,6 +5,7 @@
 #include <iostream>
 #include <memory>
 
+#include "cli/terminal.h"
 #include "commands/phone/commands.h"
 #include "commands/station/sinks.h"
 #include "files/whole_file.h"
@@ -27,10 +28,10 @@ void tell(const std::vector<std::string>& different, const std::string& other, b
     if (text) std::cout << "replay: the same record as the recorded one" << std::endl;
     return;
   }
-  std::cerr << "sensorcal: the replay's record differs from the recorded one in " << different.size()
-            << (different.size() == 1 ? " place:\n" : " places:\n");
-  for (size_t i = 0; i < std::min(kMax, different.size()); ++i) std::cerr << "  " << different[i] << "\n";
-  if (different.size() > kMax) std::cerr << "  ...\n";
+  std::string out = "the replay's record differs from the recorded one in " + std::to_string(different.size()) +
+                    (different.size() == 1 ? " place:" : " places:");
+  for (size_t i = 0; i < std::min(kMax, different.size()); ++i) out += "\n  " + different[i];
+  complain(out + (different.size() > kMax ? "\n  ..." : ""));
 }
 
 bool compare(const std::optional<record::Run>& recorded, const record::Run& run, const std::string& folder, bool text,

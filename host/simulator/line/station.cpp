@@ -10,6 +10,7 @@
 #include <optional>
 #include <thread>
 
+#include "cli/terminal.h"
 #include "files/json_text.h"
 #include "line/phone_run.h"
 #include "phone/options.h"
@@ -107,7 +108,7 @@ class Uploader {
         const store::Brought brought = bring_up(&spool, uri_, kPatienceSeconds);
         for (const std::string& refused : brought.refused) {
           // One that the server will not take is told once, not at every try.
-          if (refused != told) std::cerr << "sensorcal: not stored: " << refused << std::endl;
+          if (refused != told) complain("not stored: " + refused);
           told = refused;
         }
         lock.lock();
@@ -119,7 +120,7 @@ class Uploader {
         changed_.wait_for(lock, kBeforeNextTry, [this, was = stopping_] { return stopping_ != was; });
       }
     } catch (const std::exception& error) {
-      std::cerr << "sensorcal: " << error.what() << std::endl;
+      complain(error.what());
     }
   }
 

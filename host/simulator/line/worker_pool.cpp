@@ -11,9 +11,9 @@
 
 #include <algorithm>
 #include <chrono>
-#include <iostream>
 #include <memory>
 
+#include "cli/terminal.h"
 #include "files/json_text.h"
 #include "files/whole_file.h"
 #include "line/phone_run.h"
@@ -172,12 +172,11 @@ void WorkerPool::died(Worker* worker) {
                                      " as soon as it was started");
   ++result_.restarts;
   const bool was_busy = worker->busy;
-  std::cerr << "sensorcal: station " << station_name(worker->station) << " " << how_it_ended(status)
-            << " and is started again" << std::endl;
+  complain("station " + station_name(worker->station) + " " + how_it_ended(status) + " and is started again");
   const Phone phone = worker->phone;
   start(worker);
   if (was_busy && phone.tries >= kTriesMax) {
-    std::cerr << "sensorcal: phone " << serial_of(task_.seed + phone.number) << " is given up" << std::endl;
+    complain("phone " + serial_of(task_.seed + phone.number) + " is given up");
     ++result_.given_up;
   } else if (was_busy) {
     worker->busy = true;
