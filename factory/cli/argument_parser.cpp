@@ -140,7 +140,7 @@ template void ArgumentParser::add_option(const std::string&, std::vector<std::st
                                          const Argument&);
 
 void ArgumentParser::add_flag(const std::string& name, bool& value, const std::string& help, const Argument& about) {
-  tell(app_->add_flag(name, value, help), name, about);
+  tell(app_->add_flag(name, value, help)->disable_flag_override(), name, about);
 }
 
 ArgumentParser ArgumentParser::add_subcommand(const std::string& name, const std::string& summary,

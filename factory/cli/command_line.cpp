@@ -96,7 +96,7 @@ std::string in_words(const std::string& error) {
   constexpr std::pair<const char*, const char*> kWords[] = {
       {"^(.*): At (?:least|Most) (\\d+) required but received (\\d+)$", "$1 takes $2 in all, not $3"},
       {"^(.*): (\\d+) required [A-Z]+ missing$", "$1 takes a value"},
-      {"^Could not convert: (.*) = .*$", "$1 takes no value"},
+      {"^(.*) was given a disallowed flag override$", "--$1 takes no value"},
   };
   std::string out = error;
   for (const auto& [pattern, words] : kWords) out = std::regex_replace(out, std::regex(pattern), words);

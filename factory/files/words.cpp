@@ -107,7 +107,7 @@ std::string or_nearest(const std::string& typed, const std::vector<std::string>&
   size_t shown = 1;
   while (shown < first.size() && out.size() + first[shown].size() < kRoom) out += ", " + first[shown++];
   const size_t more = known.size() - shown;
-  return "; known are " + out +
+  return (known.size() == 1 ? "; known is " : "; known are ") + out +
          (more == 0 ? "" : " and " + std::to_string(more) + " more" + (lists.empty() ? "" : "; " + lists));
 }
 

@@ -53,6 +53,9 @@ done
 run 2 show other.json
 has err 'other.json: verdict: wanted is one of passed'
 run 2 show "$id"
+has err "^sensorcal: $id: a run's id is looked up in a store; say which one with --store\$"
+run 2 show runs.db
+has err '^sensorcal: runs.db: is a store, no record; `sensorcal show ID --store runs.db` shows a run of it$'
 run 2 show 019ab69d-cc00-7000-8000-000000000001 --store runs.db
 has err 'no run'
 run 2 show record.json --html no/such/folder/page.html

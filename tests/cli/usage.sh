@@ -22,7 +22,6 @@ hub send Acc get-acc-ofset|unknown hub command 'get-acc-ofset'; did you mean get
 sensors --fixture operater|--fixture 'operater' is unknown; did you mean operator?
 completion fish|SHELL 'fish' is unknown; known are bash, zsh
 tof 5 --sensor Acc|the library has no step 5 for Acc (accelerometer); it has 0 offset, 4 self-test; step 5 is of Prx, Tof
-show 019ab69d-cc00-7000-8000-000000000001|019ab69d-cc00-7000-8000-000000000001: a run's id is looked up in a store; say which one with --store
 calibrate Acc --fault garbled:/nofile|fault garbled: $work/phone/nofile: cannot be opened: No such file or directory
 calibrate Acc --fault motoin:Acc|unknown fault 'motoin'; did you mean motion?
 calibrate Acc --fault motion:Gry|unknown sensor 'Gry'; did you mean Gyr or Grv?
@@ -50,6 +49,8 @@ sar 1 --register 5 6 7|--register takes 2 in all, not 3; \`sensorcal sar --help\
 channel Lux 8 200|CHANNEL 8: give a whole number from 0 to 7
 history A --store no --limit 1 --limit 2|--limit takes 1 in all, not 2; \`sensorcal history --help\` tells more
 history A --store no --full=x|--full takes no value; \`sensorcal history --help\` tells more
+channel Lux 1 5 --screen=2|--screen takes no value; \`sensorcal channel --help\` tells more
+run plan.json --on-failure go|--on-failure 'go' is unknown; known is stop
 history --run x --store no --limit 3|--run excludes --limit; \`sensorcal history --help\` tells more
 stats --store no --until yesterday|--until yesterday: give a time, YYYY-MM-DD or YYYY-MM-DDTHH:MM[:SS], UTC
 stats --store no --since 2026-02-01 --until 2026-01-01|--until 2026-01-01: is not after --since 2026-02-01

@@ -57,6 +57,9 @@ record::Run read_record(const std::string& file) {
   const std::string name = piped ? "standard input" : file;
   if (!text) throw AppError(kUsage, name + ": " + strerror(errno));
   if (text->empty()) throw AppError(kUsage, name + ": is empty, no record");
+  if (text->starts_with("SQLite format 3"))
+    throw AppError(kUsage,
+                   name + ": is a store, no record; `sensorcal show ID --store " + name + "` shows a run of it");
   try {
     return record::read_run(*text);
   } catch (const record::FormatError& error) {
