@@ -145,8 +145,11 @@ run 0 report --help
 has out '--world'
 
 # What is mistaken makes no phone, and what only reads neither.
-for mistake in --world=mood=1 --fault=no-such --fault=burst:Acc,99; do
+echo hello >text.json
+echo '{"extends": "reference", "chps": []}' >keys.json
+for mistake in --world=mood=1 --fault=no-such --fault=burst:Acc,99 --profile=text.json --profile=keys.json; do
   run 2 calibrate Acc --phone none "$mistake"
+  [ "$(wc -l <err)" = 1 ] || fail 'more than a line'
   [ ! -e none ] || fail "$mistake made a phone"
 done
 for reads in sensors report judge "get Acc" "watch Acc" check collect backlight "hub state" reboot factory-reset; do

@@ -21,7 +21,10 @@ Json::Value parse_json(const std::string& text, const std::string& source) {
     errors = error.what();  // nested too deep
   }
   if (!good) {
-    throw PhoneError(source + ": not JSON: " + errors.substr(0, errors.find_last_not_of('\n') + 1));
+    // "* Line 1, Column 2\n  What.\n", once for each fault: the first one, in a line.
+    if (const size_t place = errors.find("\n  "); errors.starts_with("* ") && place != std::string::npos)
+      errors = errors.substr(2, place - 2) + ": " + errors.substr(place + 3);
+    throw PhoneError(source + ": not JSON: " + errors.substr(0, errors.find('\n')));
   }
   return value;
 }

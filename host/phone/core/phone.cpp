@@ -127,7 +127,7 @@ std::vector<std::unique_ptr<Sensor>> PhoneImpl::make_sensors(const PhoneOptions&
   }
   if (!replays.sources.empty()) {
     const int type = replays.sources.begin()->first;
-    throw PhoneError("a recording for " + sensor_name(type) + ", which this phone does not have");
+    throw OptionError("a recording for " + sensor_name(type) + ", which this phone does not have");
   }
   return sensors;
 }

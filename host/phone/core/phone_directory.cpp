@@ -53,6 +53,9 @@ uint64_t random_seed() {
 }  // namespace
 
 PhoneDirectory::PhoneDirectory(const PhoneOptions& options) {
+  // One that cannot be read leaves no folder behind.
+  if (options.directory.empty() || !file_exists(options.directory + "/" + kState))
+    profile_ = load_profile(options.profile);
   try {
     make_folder(options.directory);
     read_only_ = options.looks && file_exists(file(kState)) && eaccess(path_.c_str(), W_OK) != 0;
@@ -128,7 +131,6 @@ void PhoneDirectory::require_writable() const {
 
 void PhoneDirectory::make(const PhoneOptions& options) {
   if (file_exists(file(kProfile))) remarks_.push_back(path_ + " was not finished at its first use; made anew");
-  profile_ = load_profile(options.profile);
   seed_ = options.seed.value_or(0);
   if (!options.seed) seed_ = random_seed();
   write(file(kProfile), profile_->text);

@@ -304,7 +304,13 @@ ProfilePtr parse_profile(const std::string& text, const std::string& source) {
 
 ProfilePtr load_profile(const std::string& name_or_file) {
   const Source source = find_source(name_or_file, "");
-  if (!source.shipped) return parse_profile(source.text, source.name);
+  try {
+    if (!source.shipped) return parse_profile(source.text, source.name);
+  } catch (const OptionError&) {
+    throw;
+  } catch (const PhoneError& error) {
+    throw OptionError(error.what());
+  }
   if (ProfilePtr known = cache().find(source.text)) return known;
   const ProfilePtr profile = parse_profile(source.text, source.name);
   cache().keep(source.text, profile);
