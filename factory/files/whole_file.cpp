@@ -126,6 +126,8 @@ void require_output(const std::string& option, const std::string& file, const st
   const std::filesystem::path folder = std::filesystem::absolute(file).parent_path();
   std::error_code ignored;
   std::error_code why;
+  if (std::filesystem::path(file).filename() == "-")
+    refuse(option, "-", "is no file's name; standard output is /dev/stdout");
   if (std::filesystem::is_directory(file, ignored)) refuse(option, file, "is a folder");
   if (!std::filesystem::is_directory(folder, why))
     refuse(option, file, folder.string() + (why ? ": " + why.message() : " is no folder"));

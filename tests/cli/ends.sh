@@ -35,6 +35,8 @@ run 0 replay recording
 rm -rf phone
 run 2 run plan.json --html nowhere/run.html
 has err '^sensorcal: --html .*/nowhere/run\.html: .*/nowhere: No such file or directory$'
+run 2 run plan.json --html -
+has err "^sensorcal: --html -: is no file's name; standard output is /dev/stdout$"
 run 2 run plan.json --csv plan.json
 has err '^sensorcal: --csv .*/plan\.json: is no folder$'
 run 2 run plan.json --retest-of foo
