@@ -94,6 +94,7 @@ void calibrate_crosstalk(CommandContext& c) {
   c.store.proximity.hardware_crosstalk = raw;
   c.changed = true;
   const int32_t counts = saturated_int(raw);
+  c.store.proximity.crosstalk = counts;
   answer(c, 0, c.chips.splits_crosstalk ? counts & 0xff : counts);
   if (c.chips.splits_crosstalk) answer(c, 1, (counts >> 8) & 0xff);
 }

@@ -75,7 +75,7 @@ TEST_F(RegistryTest, EverythingComesBackBitForBit) {
   EXPECT_EQ(other.offset(268369921)[1], INFINITY);
   EXPECT_EQ(other.offset(268369921)[2], -INFINITY);
   EXPECT_TRUE(std::isnan(other.lux_scale(33171082)));
-  EXPECT_EQ(bits(8, 6), record(0, 0, {INT32_MIN, INT32_MAX, 5}).words);
+  EXPECT_EQ(bits(8, 6), record(0, 0, {INT32_MIN, INT32_MAX, 12}).words) << "as the chip measured it";
   EXPECT_EQ(bits(33171089, 29, {F(2)}), record(0, 0, {0, F(0.1F), F(0.2F)}).words);
   EXPECT_EQ(bits(8, 14), record(0, 0).words) << "the steps done are remembered";
   // Which chip's high level came last is remembered too.
