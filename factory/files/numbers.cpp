@@ -19,7 +19,7 @@ std::string shortest(Number value) {
 
 std::string significant(double value, int digits) {
   char text[40];
-  snprintf(text, sizeof text, "%.*g", digits, value);
+  snprintf(text, sizeof text, "%.*g", digits, std::isnan(value) ? std::fabs(value) : value);  // never "-nan"
   return text;
 }
 

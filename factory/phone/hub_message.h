@@ -24,6 +24,9 @@ bool refused(const HubMessage& message);
 // The words that mean something, as floats or integers.
 record::HubMessage decoded(const HubMessage& message);
 
+// Where the hub refused what it was told by one of the messages whose answers the library does not look at; else empty.
+std::string refusal(const HubMessage& message);
+
 // One line for a person.
 std::string to_text(const record::HubMessage& message);
 

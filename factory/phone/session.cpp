@@ -198,8 +198,14 @@ void Session::take(const HubMessage& message) {
   const std::lock_guard<std::mutex> lock(hub_mutex_);
   ++messages_;
   if (!message.answered) ++lost_messages_;
+  if (refusal_.empty()) refusal_ = refusal(message);
   if (on_hub_message_) on_hub_message_(message);
   if (hub_log_.there()) hub_log_.write(json_line(record::to_json(decoded(message))));
+}
+
+std::string Session::take_refusal() {
+  const std::lock_guard<std::mutex> lock(hub_mutex_);
+  return std::exchange(refusal_, {});
 }
 
 void Session::restore_brightness_at_end(int brightness) { brightness_at_end_ = brightness; }

@@ -73,6 +73,9 @@ class Session {
   // How many messages of this session the hub left without an answer, where the fixture lets us listen. Any thread.
   int lost_messages() const { return lost_messages_; }
 
+  // What the hub refused since it was asked last, of what the library does not tell; where the fixture lets us listen.
+  std::string take_refusal();
+
   // The brightness that the panel is left with when the session ends.
   void restore_brightness_at_end(int brightness);
 
@@ -130,6 +133,7 @@ class Session {
   std::unique_ptr<Fixture> fixture_;
   std::mutex hub_mutex_;
   std::function<void(const HubMessage&)> on_hub_message_;  // guarded by hub_mutex_
+  std::string refusal_;                                    // guarded by hub_mutex_
   std::atomic<int> lost_messages_{0};
   std::atomic<long> messages_{0};
   std::mutex will_mutex_;

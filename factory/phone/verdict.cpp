@@ -4,6 +4,7 @@
 #include <cctype>
 
 #include "files/json_text.h"
+#include "files/numbers.h"
 #include "sensors/stored_values.h"
 
 namespace factory {
@@ -41,20 +42,21 @@ Position position_of(int number) {
   return {};
 }
 
-// Which positions the report holds a character for.
-std::vector<int> enabled_positions() {
-  bool flags[16] = {true, true, true, true};
-  const std::string text = property("persist.vendor.sensor.cali_sensor");
-  for (size_t i = 0; i < std::min(text.size(), std::size(flags)); ++i) {
-    if (std::isdigit(static_cast<unsigned char>(text[i])) != 0) flags[i] = text[i] != '0';
-  }
-  if (property("persist.vendor.goodix.cct_support").empty() && property("persist.vendor.display.under.cct").empty())
-    flags[kLast] = false;
-  std::vector<int> out;
-  for (int i = 0; i < kPositions; ++i) {
-    if (flags[i]) out.push_back(i);
-  }
-  return out;
+constexpr char kFlags[] = "persist.vendor.sensor.cali_sensor";
+
+// Whether the report can hold a character for the last position.
+bool has_last() {
+  return !property("persist.vendor.goodix.cct_support").empty() ||
+         !property("persist.vendor.display.under.cct").empty();
+}
+
+// Whether the report holds a character for a position.
+bool is_enabled(int number) {
+  constexpr int kUsual = 4;  // where the property says nothing
+  const std::string text = property(kFlags);
+  const char flag = static_cast<size_t>(number) < text.size() ? text[static_cast<size_t>(number)] : '\0';
+  const bool on = std::isdigit(static_cast<unsigned char>(flag)) != 0 ? flag != '0' : number < kUsual;
+  return on && (number != kLast || has_last());
 }
 
 std::string numbers(const std::vector<double>& values) {
@@ -90,10 +92,19 @@ Verdict look_at(Session& session, int number, bool calibrated) {
     const Reading far = stored_value(type, "far")->read(api, type, 1);
     verdict.holds = "near " + numbers(reading.values) + ", far " + numbers(far.values) + " counts";
   }
-  verdict.calibrated = calibrated;
-  verdict.why = reading.result != 0 ? "the hub answered " + std::to_string(reading.result) +
-                                          ": the report then judges the value of the position before"
-                                    : reason(position, calibrated, reading.values);
+  const auto [low, high] = value->range(type);
+  const auto possible = [low = low, high = high](double held) { return held >= low && held <= high; };
+  verdict.calibrated = false;
+  if (reading.result != 0) {
+    verdict.why = "the hub answered " + std::to_string(reading.result) +
+                  ": the report then judges the value of the position before";
+  } else if (!std::all_of(reading.values.begin(), reading.values.end(), possible)) {
+    verdict.why = std::string("no ") + value->name + " can be so, whatever the report says: it goes from " +
+                  plain(low) + " to " + plain(high);
+  } else {
+    verdict.calibrated = calibrated;
+    verdict.why = reason(position, calibrated, reading.values);
+  }
   return verdict;
 }
 
@@ -109,9 +120,19 @@ Report make_report(Session& session) {
   Report report;
   HubWatch hub(session);
   report.text = session.cal().GetCalibrated();
-  const std::vector<int> positions = enabled_positions();
-  for (size_t i = 0; i < positions.size() && i < report.text.size(); ++i) {
-    report.verdicts.push_back(look_at(session, positions[i], report.text[i] == '1'));
+  size_t told = 0;
+  for (int number = 0; number < kPositions; ++number) {
+    const bool enabled = is_enabled(number) && told < report.text.size();
+    // What the phone has and its report leaves out is not known to be calibrated.
+    const bool listed = session.sensor(position_of(number).sensor->type) != nullptr;
+    if (!enabled && (!listed || (number == kLast && !has_last()))) continue;
+    report.verdicts.push_back(look_at(session, number, enabled && report.text[told++] == '1'));
+    if (enabled) continue;
+    const std::string flags = property(kFlags);
+    Verdict& left_out = report.verdicts.back();
+    left_out.calibrated = left_out.told = false;
+    left_out.why = std::string("the phone's report leaves it out: ") + kFlags + " is " +
+                   (flags.empty() ? "not set" : "'" + flags + "'");
   }
   report.warning = hub.problem();
   return report;

@@ -14,6 +14,7 @@ struct Verdict {
   std::string sensor;  // what the position is called
   std::string holds;   // with unit
   bool calibrated = false;
+  bool told = true;  // false: the report leaves it out
   std::string why;
 };
 

@@ -12,6 +12,7 @@ namespace {
 
 constexpr int kFreshMotion = 50;
 constexpr int kFreshOthers = 10;
+constexpr int kHeard = 3;
 // A value is kept when its residual's limit is so many standard errors away. More samples make the error smaller.
 constexpr double kClearErrors = 3;
 constexpr int kBatchesMax = 8;
@@ -58,7 +59,7 @@ bool StepRun::write_golden() {
   const Span span(*this, "write");
   const Watchdog::Operation operation(session_.watchdog());
   if (stored_value(step_.type, "golden")->write(*session_.cal().cal_api, step_.type, step_.golden) != 0) {
-    attempt_.fail({Why::hub_refused, "the hub refused the golden values", "look at the hub's log"});
+    attempt_.fail({Why::hub_refused, "the hub refused the golden values", kHubHint});
   } else {
     require_stored(session_, step_.type, "golden", step_.golden, &attempt_);
   }
@@ -137,8 +138,9 @@ void StepRun::measure_run(const Calibration& c) {
   for (size_t i = 0; i < c.axes.size(); ++i) {
     const Axis& axis = c.axes[i];
     if (axis.name.empty()) continue;
-    if (!c.golden && c.kind->rest_noise > 0) {
-      measure({"run noise", axis.name, axis.standard_deviation, c.kind->unit, {}, {}, c.kind->rest_noise},
+    if (!c.in_hub && c.kind->rest_noise > 0) {
+      const double share = c.kind->limit_is_relative ? std::fabs(axis.found) : 1;
+      measure({"run noise", axis.name, axis.standard_deviation, c.kind->unit, {}, {}, c.kind->rest_noise * share},
               noise_hint(c.kind->unit));
     }
     Measurement m{c.golden ? "golden" : "offset", axis.name, axis.found, unit, {}, {}, {}};
@@ -194,13 +196,8 @@ void StepRun::verify_thresholds() {
   if (!fixture.asks_operator() && !target.empty()) fixture.set_world("target", target);
 }
 
-void StepRun::verify_calibration(const Calibration& c) {
-  const Span span(*this, "verify");
-  if (c.kind == nullptr || c.golden) return;
-  if (c.kind->result == Result::proximity) {
-    if (sets_thresholds(step_)) verify_thresholds();
-    return;
-  }
+// Enough samples to be sure, and in the end a second look.
+void StepRun::verify_found(const Calibration& c) {
   Sensor subject = *subject_of(step_.type);
   subject.type = c.kind->verified_type;
   const int batch = subject.scatters ? kFreshMotion : kFreshOthers;
@@ -213,31 +210,104 @@ void StepRun::verify_calibration(const Calibration& c) {
   if (session_.interrupted()) return;
   if (fresh.problem) return attempt_.fail(prefixed("not verified: ", *fresh.problem));
   measure_fresh(subject, fresh, residuals);
-  // The run listens to another type of the same chip: the sensor itself must be heard as well, and be at rest.
-  if (subject.type != step_.type) {
-    const Sensor& itself = *subject_of(step_.type);
-    const FreshSamples heard = take_fresh(itself, kFreshOthers);
-    if (session_.interrupted()) return;
-    if (heard.problem) return attempt_.fail(prefixed("not verified: ", *heard.problem));
-    require_scatter(itself, heard.rows);
-    const std::vector<double> wanted = expected_at(session_.fixture().world(), itself.type);
-    for (size_t i = 0; itself.noise > 0 && i < heard.values.size(); ++i) {
-      // A few samples, held against what one sample of a sensor at rest may be off.
-      const double residual = heard.values[i].mean() - (i < wanted.size() ? wanted[i] : 0);
-      for (const auto& [name, value] :
-           {std::pair("residual", residual), std::pair("noise", heard.values[i].standard_deviation())}) {
-        if (std::fabs(value) <= itself.noise) continue;
-        Measurement m{name, itself.axes[i], value, itself.unit, {}, -itself.noise, itself.noise};
-        m.outcome = Outcome::failed;
-        attempt_.fail({Why::value_outside,
-                       tag() + " itself, " + describe(m),
-                       std::isnan(value) ? record::kNoNumbersHint : residual_hint(itself.unit),
-                       {m.name, m.axis, plain(value), plain(-itself.noise), plain(itself.noise), m.unit}});
-      }
-    }
-  }
+  hear_others(c, subject.type);
   fail_unsure(residuals);
   if (subject.scatters && attempt_.reasons.empty()) look_again(subject, c.reference_hpa);
+}
+
+void StepRun::verify_calibration(const Calibration& c) {
+  if (is_self_test(step_.param)) return;
+  const Span span(*this, "verify");
+  if (c.kind != nullptr && !c.golden && c.kind->result != Result::proximity) return verify_found(c);
+  if (c.kind == nullptr) require_stored_offset();
+  hear_others(c, 0);
+}
+
+// Fails what does not pass, and keeps no measurement of it.
+void StepRun::require(Measurement m, const std::string& whose, const std::string& hint) {
+  judge(&m, 0);
+  if (m.outcome != Outcome::failed) return;
+  const auto bound = [](const std::optional<double>& of) { return of ? plain(*of) : ""; };
+  attempt_.fail({Why::value_outside,
+                 whose + ", " + describe(m),
+                 hint,
+                 {m.name, m.axis, plain(m.value), bound(m.low), bound(m.high), m.unit}});
+}
+
+// What the chip found by itself is a value that it could find.
+void StepRun::require_stored_offset() {
+  const StoredValue* value = stored_value(step_.type, "offset");
+  if (value == nullptr) return;
+  const Watchdog::Operation operation(session_.watchdog());
+  const Sensor& sensor = *sensor_of(step_.type);
+  const auto [low, high] = value->range(step_.type);
+  const std::vector<double> offset = value->read(*session_.cal().cal_api, step_.type, value->count).values;
+  for (size_t i = 0; i < offset.size(); ++i)
+    require({"offset", sensor.axes[i], offset[i], sensor.unit, {}, low, high}, "the hub", kHubHint);
+}
+
+// Whatever has a part in a calibration works afterwards: the sensor itself, the one of its chip that the library
+// listened to, and the one that applications get. `verified` was looked at closely.
+void StepRun::hear_others(const Calibration& c, int verified) {
+  const _sensor_info* listened = record_of_run(session_, c);
+  const int sampled = listened != nullptr && listened->present != 0 ? static_cast<int>(listened->info.type) : verified;
+  std::vector<int> heard = {verified};
+  for (const int type : {sampled, step_.type, sensor_of(step_.type)->used_type}) {
+    const bool again = std::count(heard.begin(), heard.end(), type) != 0;
+    if (again || session_.interrupted() || (type != step_.type && session_.sensor(type) == nullptr)) continue;
+    heard.push_back(type);
+    type == sensor_type::proximity ? hear_proximity(c) : hear(events_of(type), c);
+  }
+}
+
+// Nothing is before the sensor, or its thresholds come next. Those of a phone as it was made know nothing of its
+// crosstalk: the state follows from them and from what the run saw, if from anything.
+void StepRun::hear_proximity(const Calibration& c) {
+  if (sets_thresholds(step_)) return verify_thresholds();
+  if (c.kind == nullptr || c.axes.empty()) return verify_near(std::nullopt);
+  SensorCalibrationAPI& api = *session_.cal().cal_api;
+  const auto held = [&](const char* name) {
+    return stored_value(step_.type, name)->read(api, step_.type, 1).values[0];
+  };
+  const Watchdog::Operation operation(session_.watchdog());
+  const std::pair thresholds(held("near"), held("far"));
+  std::optional<bool> wanted = false;
+  if (thresholds == std::pair(0.0, 0.0)) wanted.reset();
+  if (thresholds == std::pair(300.0, 400.0)) {
+    const double found = c.axes[0].found;
+    wanted = found > thresholds.second ? std::optional(true) : found < thresholds.first ? wanted : std::nullopt;
+  }
+  verify_near(wanted);
+}
+
+// A few samples, held against what one sample of a sensor at rest may be off. What light a chip shares a scale with
+// shows the same light; what the chip calibrated by itself shows nothing, or the distance.
+void StepRun::hear(const Sensor& itself, const Calibration& c) {
+  const FreshSamples fresh = take_fresh(itself, itself.scatters ? kFreshOthers : kHeard);
+  if (session_.interrupted()) return;
+  const std::string name = name_of(itself.type);
+  if (fresh.problem) return attempt_.fail(prefixed(("not verified: " + name + ": ").c_str(), *fresh.problem));
+  require_scatter(itself, fresh.rows);
+  const std::map<std::string, std::string> world = session_.fixture().world();
+  const bool by_chip = c.kind == nullptr && itself.residual_limit > 0 && !itself.limit_is_relative;
+  const bool shares_scale = c.kind != nullptr && c.kind->result == Result::lux_scale && itself.result == c.kind->result;
+  std::vector<double> wanted = by_chip ? told_by(world, itself.type) : expected_at(world, itself.type);
+  if (by_chip && itself.values > 1) wanted.assign(static_cast<size_t>(itself.values), 0);
+  for (size_t i = 0; i < fresh.values.size(); ++i) {
+    std::optional<double> limit;
+    if (itself.scatters) limit = itself.noise;
+    if (by_chip && i < wanted.size()) limit = itself.residual_limit;
+    if (shares_scale) limit = itself.residual_limit * wanted.at(i);
+    const double mean = fresh.values[i].mean();
+    std::vector<std::pair<const char*, double>> values = {{limit ? "residual" : "mean", mean}};
+    if (limit && i < wanted.size()) values[0].second -= wanted[i];
+    if (itself.scatters) values.emplace_back("noise", fresh.values[i].standard_deviation());
+    for (const auto& [what, value] : values) {
+      const std::optional<double> low = limit ? std::optional(-*limit) : std::nullopt;
+      require({what, itself.axes[i], value, itself.unit, {}, low, limit}, name + " itself",
+              std::isnan(value) ? record::kNoNumbersHint : residual_hint(itself.unit));
+    }
+  }
 }
 
 // Nothing that is not known to be good stays in the hub.

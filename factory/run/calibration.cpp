@@ -97,6 +97,7 @@ void run_library(Session& session, Calibration* c) {
   if (lamp) darken_panel(session);
   HubWatch hub(session);
   session.log().start_run();
+  (void)session.take_refusal();
   if (!hub.answered()) {
     c->result = -1;
     return believe(hub, c);
@@ -111,6 +112,7 @@ void run_library(Session& session, Calibration* c) {
   c->seconds = (session.steady() - start).count();
   const double step_s = (session.wall() - wall).count() - c->seconds;
   if (!at_panel) c->run = session.log().run();
+  c->refusal = session.take_refusal();
   c->interrupted = session.interrupted();
   // Its wait went by a clock that was set meanwhile: whatever came of it says nothing.
   if (std::fabs(step_s) > kClockStep) {

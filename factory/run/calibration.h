@@ -12,6 +12,7 @@
 #include "record/why.h"
 #include "run/plan.h"
 #include "sensors/sensor.h"
+#include "sensors/stored_values.h"
 
 namespace factory::plan {
 
@@ -51,6 +52,7 @@ struct Calibration {
   std::optional<Panel> panel;  // a run at a lit panel
   bool interrupted = false;
   bool unheard = false;  // the hub did not answer everything, or the clock was set: nothing counts
+  std::string refusal;   // the hub did not take what it was told, and the library went on
 };
 
 // The library's run, or its command to one channel, for which the hub takes the sample itself; and what the run's
@@ -65,16 +67,21 @@ void judge_run(Session& session, Calibration* calibration);
 std::optional<record::Window> window_of(Session& session, const Calibration& calibration);
 // The record of a run at a lit panel.
 const _sensor_info& panel_record(Session& session, int type);
+// The record of the library's run; null where it had none of its own.
+const _sensor_info* record_of_run(Session& session, const Calibration& calibration);
 inline constexpr int kRunFinished = 2;  // of a record's status
 
 // Of the first channels of a stream: the plan's, or where it has none the hub's. Empty where there are none.
 std::vector<double> golden_values(Session& session, const Step& step, size_t values);
+// The hub, or the file.
+std::string place_of(const StoredValue& value);
 // What counts is what reads back: a failure for each of the values that is not there, with its name and place.
 void require_stored(Session& session, int type, const std::string& name, const std::vector<double>& wanted,
                     record::Attempt* attempt);
 // What to try where a file of the device is not as it should be.
 inline constexpr char kFileHint[] =
     "look whether the partition is mounted, may be written and has room, then calibrate this sensor again";
+inline constexpr char kHubHint[] = "look at the hub's log";
 
 // The panel's brightness, through the library's own operations; -1 where the node cannot be read.
 int panel_brightness(Session& session);
@@ -86,9 +93,9 @@ void darken_panel(Session& session);
 
 // The listed sensor whose fresh samples show whether the calibration is right; null without one.
 const ::android::hardware::sensors::V1_0::SensorInfo* verified_sensor(Session& session, const Sensor& kind);
-// Why the proximity sensor does not say what is wanted; nothing where it does. Where it does not at once it gets a
-// moment to change: a target at its very threshold is found by one of the next samples.
-std::optional<record::Reason> near_problem(Session& session, bool wanted);
+// Why the proximity sensor does not say what is wanted, or anything; nothing where it does. Where it does not at once
+// it gets a moment to change: a target at its very threshold is found by one of the next samples.
+std::optional<record::Reason> near_problem(Session& session, std::optional<bool> wanted);
 
 // What to try where the sample window started anew.
 const char* restart_hint(Restart::Cause cause);

@@ -148,12 +148,38 @@ Stored proximity_values(Session& session, const Calibration& c) {
   }
   constexpr int kCrosstalk = 0;
   const bool finds = c.step.param == kCrosstalk;
-  if (by_chip && finds)
-    return {{"crosstalk-file-1", {raw}}, {"crosstalk-file-2", {static_cast<double>(record.ct_value)}}};
+  if (by_chip && finds) {
+    Stored out = {{"crosstalk-file-1", {raw}}, {"crosstalk-file-2", {static_cast<double>(record.ct_value)}}};
+    // A hub that tells what its chip measured tells what was filed.
+    const Reading told = stored_value(c.step.type, "crosstalk")->read(*session.cal().cal_api, c.step.type, 1);
+    if (told.values[0] != 0) out.emplace_back("crosstalk", out[1].second);
+    return out;
+  }
   const std::optional<double> delta = before("delta-file");
   if (delta && finds) return {{"crosstalk", {raw}}, {"near", {*delta + raw}}, {"far", {far(*delta + raw, raw)}}};
   if (delta) return {{"crosstalk", {raw}}, {"near", {*delta}}};
   return finds ? Stored{{"crosstalk", {raw}}} : Stored();
+}
+
+// What a run adds to its samples, or divides them by, may be what it fails by.
+std::optional<Reason> impossible_before(const Calibration& c) {
+  for (const HeldValue& held : c.attempt.before) {
+    const StoredValue& value = *stored_value(c.step.type, held.name);
+    const auto [low, high] = value.range(c.step.type);
+    std::string zeros;
+    for (size_t i = 0; i < held.values.size(); ++i) zeros += low > 0 ? " 1" : " 0";
+    for (const double number : held.values) {
+      if (number >= low && number <= high) continue;
+      const std::string unit = held.unit.empty() ? "" : " " + held.unit;
+      return Reason{
+          Why::value_outside,
+          "before the run " + place_of(value) + " held " + plain(number) + unit + " as " + held.name +
+              ", which goes from " + plain(low) + " to " + plain(high) + unit,
+          "write one that can be, and calibrate again: sensorcal set " + tag_of(c.step.type) + " " + held.name + zeros,
+          {held.name, plain(number), plain(low), plain(high), held.unit}};
+    }
+  }
+  return {};
 }
 
 // What the hub and the files must hold after a run that went through. What the hub found by itself nobody else knows.
@@ -208,7 +234,7 @@ const SensorInfo* verified_sensor(Session& session, const Sensor& kind) {
 }
 
 // The type-8 sensor reports its state when it is enabled, and changes only after that: so each look enables it anew.
-std::optional<Reason> near_problem(Session& session, bool wanted) {
+std::optional<Reason> near_problem(Session& session, std::optional<bool> wanted) {
   const SensorInfo* sensor = session.sensor(sensor_type::proximity);
   if (sensor == nullptr)
     return Reason{Why::sensor_absent, "the phone lists no proximity sensor", "look at `sensorcal sensors`"};
@@ -220,22 +246,30 @@ std::optional<Reason> near_problem(Session& session, bool wanted) {
       const bool silent = states.problem->why == Why::sensor_silent;
       return silent ? Reason{Why::sensor_silent, "the proximity sensor does not report", kSilentHint} : states.problem;
     }
-    if ((states.rows.back()[0] < static_cast<double>(sensor->maxRange) / 2) == wanted) return std::nullopt;
+    const double state = states.rows.back()[0];
+    if (!std::isfinite(state))
+      return Reason{Why::sensor_no_number, "the proximity sensor's state is not a number", kNoNumbersHint};
+    if (!wanted || (state < static_cast<double>(sensor->maxRange) / 2) == *wanted) return std::nullopt;
   }
   const auto word = [](bool near) -> std::string { return near ? "near" : "far"; };
   return Reason{Why::near_wrong,
-                "the proximity sensor says " + word(!wanted) + " and should say " + word(wanted),
+                "the proximity sensor says " + word(!*wanted) + " and should say " + word(*wanted),
                 "look at the target's distance, then repeat step 0 without a target and step 2 with it at 3 cm",
-                {word(!wanted), word(wanted)}};
+                {word(!*wanted), word(*wanted)}};
 }
 
 void judge_run(Session& session, Calibration* c) {
   if (c->unheard) return;  // why is told already
+  const std::optional<Reason> started_from = impossible_before(*c);
   const bool unfinished = c->panel && !c->panel->refused && !c->panel->finished;
   if (c->result != 0 || c->interrupted || unfinished) {
+    if (started_from && !c->interrupted) c->attempt.fail(*started_from);
     c->attempt.fail(explain(session, *c));
+  } else if (!c->refusal.empty()) {
+    c->attempt.fail({Why::hub_refused, c->refusal, kHubHint});
   } else if (c->kind != nullptr) {
     for (const Axis& axis : c->axes) {
+      if (!std::isfinite(axis.found) && started_from) return c->attempt.fail(*started_from);
       if (std::isfinite(axis.found) && (!axis.scale || std::isfinite(*axis.scale))) continue;
       c->attempt.fail(
           {Why::sensor_no_number, axis.name + ": the value found is not a number", kNoNumbersHint, {axis.name}});

@@ -81,7 +81,7 @@ struct Block {
 };
 
 struct Plan : record::Plan {
-  std::vector<std::string> phones;  // products or profiles that it is for; empty: any
+  std::vector<std::string> phones;  // products that it is for; empty: any
   std::vector<Block> blocks;
   std::vector<std::string> notes;  // what it cannot see
 

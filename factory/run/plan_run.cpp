@@ -73,29 +73,28 @@ record::Phone phone_of(Session& session) {
 }
 
 // Throws AppError(kUsage) where the plan names the phones that it is for, and this is none of them.
-void require_phone(Session& session, const Plan& plan) {
+void require_phone(const Plan& plan) {
   if (plan.phones.empty()) return;
+  // The library goes by one name here and by the other there: both must be meant.
   std::vector<std::string> names;
-  for (const auto& [fact, text] : session.fixture().facts()) {
-    if (fact == "profile") names.push_back(text);
-  }
   for (const char* name : {"ro.product.product.name", "ro.build.product"}) {
     if (const std::string value = property(name); !value.empty()) names.push_back(value);
   }
-  for (const std::string& name : names) {
-    if (std::count(plan.phones.begin(), plan.phones.end(), name) != 0) return;
-  }
+  const auto other = std::find_if(names.begin(), names.end(), [&](const std::string& name) {
+    return std::count(plan.phones.begin(), plan.phones.end(), name) == 0;
+  });
+  if (!names.empty() && other == names.end()) return;
   std::string wanted;
   for (const std::string& name : plan.phones) wanted += (wanted.empty() ? "" : ", ") + name;
   throw AppError(kUsage, plan.file + ": the plan is for " + wanted + ", and this phone is " +
-                             (names.empty() ? "of no known product" : names.front()) + "; nothing was run");
+                             (names.empty() ? "of no known product" : *other) + "; nothing was run");
 }
 
 }  // namespace
 
 PlanRun::PlanRun(Session& session, const Plan& plan, const RunOrder& order, Observer& observer)
     : session_(session), plan_(plan), stop_on_failure_(order.stop_on_failure), observer_(observer) {
-  require_phone(session, plan);
+  require_phone(plan);
   session.fixture().run_begins({plan.file, plan.bytes, session.options().speed, order});
   run_.started = session.now();
   static_cast<record::Order&>(run_) = order;
@@ -263,7 +262,7 @@ record::Run PlanRun::record(Outcome verdict) {
   out.seconds = std::chrono::duration<double>(floor<milliseconds>(session_.now()) - out.started).count();
   out.phone = phone_of(session_);
   out.remarks = session_.fixture().remarks();
-  if (!plan_.file.empty()) out.remarks.insert(out.remarks.end(), plan_.notes.begin(), plan_.notes.end());
+  out.remarks.insert(out.remarks.end(), plan_.notes.begin(), plan_.notes.end());
   if (stop_on_failure_) out.remarks.emplace_back("the run was to end at its first failure, whatever the plan says");
   for (record::Step& step : out.steps) {
     for (Attempt& attempt : step.attempts) {

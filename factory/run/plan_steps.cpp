@@ -271,7 +271,7 @@ void read_write(const PlanValue& value, Step* step) {
   const std::optional<Bound> numbers = to.bound(stored->unit(step->type), count, false);
   for (size_t i = 0; numbers && i < count; ++i) {
     const double number = numbers->at(i);
-    const std::string wrong = stored->number_problem(i, number);
+    const std::string wrong = stored->number_problem(step->type, i, number);
     if (!wrong.empty()) to.problem(plain_exactly(number) + ": " + wrong);
     step->numbers.push_back(number);
   }

@@ -153,7 +153,8 @@ void StepRun::measure_fresh(const Sensor& subject, const FreshSamples& fresh,
                      {axis}});
     }
     std::optional<double> most;
-    const double usual = sensor_of(step_.type)->noise;
+    const Sensor& own = *sensor_of(step_.type);
+    const double usual = own.noise * (own.limit_is_relative ? std::fabs(mean) : 1);
     if (limits.noise) {
       most = limits.noise->at(i) * (limits.noise->relative ? std::fabs(mean) : 1);
     } else if (step_.kind == StepKind::calibrate && usual > 0) {
@@ -168,14 +169,14 @@ void StepRun::measure_fresh(const Sensor& subject, const FreshSamples& fresh,
   }
 }
 
-void StepRun::verify_near(bool near) {
+void StepRun::verify_near(std::optional<bool> near) {
   const std::optional<Reason> problem = near_problem(session_, near);
   if (problem && !session_.interrupted()) attempt_.fail(*problem);
 }
 
 void StepRun::run_verify() {
   const Span span(*this, "verify");
-  if (step_.near) return verify_near(*step_.near);
+  if (step_.near) return verify_near(step_.near);
   const Sensor& subject = *subject_of(step_.type);
   const FreshSamples fresh = take_fresh(subject, step_.samples > 0 ? step_.samples : kVerifySamples);
   if (session_.interrupted()) return;
@@ -218,6 +219,8 @@ void StepRun::run_check() {
 }
 
 void StepRun::run_report_check() {
+  constexpr char kOtherReport[] =
+      "look at the phone's property persist.vendor.sensor.cali_sensor, and whether the plan is for it";
   const Span span(*this, "read");
   const Report report = make_report(session_);
   if (!report.warning.empty()) return attempt_.fail({Why::hub_silent, report.warning, kLookAtServices});
@@ -227,7 +230,7 @@ void StepRun::run_report_check() {
     if (wanted && !verdict.calibrated) {
       attempt_.fail({Why::not_calibrated,
                      verdict.sensor + " is not calibrated: " + verdict.holds + "; " + verdict.why,
-                     "calibrate " + verdict.sensor,
+                     verdict.told ? "calibrate " + verdict.sensor : kOtherReport,
                      {verdict.sensor}});
     }
   }
@@ -235,10 +238,7 @@ void StepRun::run_report_check() {
     const bool there = std::any_of(report.verdicts.begin(), report.verdicts.end(),
                                    [&](const Verdict& verdict) { return verdict.sensor == sensor; });
     if (there) continue;
-    attempt_.fail({Why::not_calibrated,
-                   "this phone's report has no position for " + sensor,
-                   "look at the phone's property persist.vendor.sensor.cali_sensor, and whether the plan is for it",
-                   {sensor}});
+    attempt_.fail({Why::not_calibrated, "this phone's report has no position for " + sensor, kOtherReport, {sensor}});
   }
   attempt_.notes.push_back("the report is " + report.text);
 }

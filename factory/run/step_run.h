@@ -57,7 +57,13 @@ class StepRun {
   bool choose_reference(std::optional<double>* reference_hpa);
   void measure_run(const Calibration& calibration);
   void verify_calibration(const Calibration& calibration);
-  void verify_near(bool near);
+  void verify_found(const Calibration& calibration);
+  void require(Measurement measurement, const std::string& whose, const std::string& hint);
+  void require_stored_offset();
+  void hear_others(const Calibration& calibration, int verified);
+  void hear_proximity(const Calibration& calibration);
+  void hear(const Sensor& itself, const Calibration& calibration);
+  void verify_near(std::optional<bool> near);
   void verify_thresholds();
   void begin_changes(const HeldValues& held);  // from here on the watcher would put back
   void end_changes(HeldValues& held, bool went_through);

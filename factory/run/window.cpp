@@ -8,11 +8,6 @@ namespace {
 
 using State = record::SampleState;
 
-const _sensor_info* record_of_run(Session& session, const Calibration& c) {
-  if (c.kind != nullptr && !c.in_hub) return &record_of(session.cal(), *c.kind);
-  return c.panel ? &panel_record(session, c.step.type) : nullptr;
-}
-
 const std::vector<double>* held(const Calibration& c, const std::string& name) {
   for (const HeldValue& value : c.attempt.before) {
     if (value.name == name && !value.values.empty()) return &value.values;
@@ -73,6 +68,11 @@ std::vector<std::string> axis_names(const Calibration& c, size_t axes) {
 }
 
 }  // namespace
+
+const _sensor_info* record_of_run(Session& session, const Calibration& c) {
+  if (c.kind != nullptr && !c.in_hub) return &record_of(session.cal(), *c.kind);
+  return c.panel ? &panel_record(session, c.step.type) : nullptr;
+}
 
 std::optional<record::Window> window_of(Session& session, const Calibration& c) {
   const _sensor_info* record = record_of_run(session, c);

@@ -3,15 +3,10 @@
 #include "sensors/stored_values.h"
 
 namespace factory::plan {
-namespace {
-
-constexpr char kHubHint[] = "look at the hub's log";
 
 std::string place_of(const StoredValue& value) {
   return value.file != nullptr ? "/" + std::string(value.file) : "the hub";
 }
-
-}  // namespace
 
 void require_stored(Session& session, int type, const std::string& name, const std::vector<double>& wanted,
                     Attempt* attempt) {
@@ -38,15 +33,19 @@ void StepRun::run_write() {
   int result = 0;
   {
     const Span span(*this, "write");
+    (void)session_.take_refusal();
     result = value.write(*session_.cal().cal_api, step_.type, step_.numbers);
   }
+  const std::string refusal = session_.take_refusal();
   if (result != 0) {
     attempt_.fail({Why::hub_refused,
                    place_of(value) + " was not written: the answer was " + std::to_string(result),
                    value.file != nullptr ? kFileHint : kHubHint,
                    {step_.value, std::to_string(result)}});
   }
-  if (result == 0) require_stored(session_, step_.type, step_.value, step_.numbers, &attempt_);
+  if (!refusal.empty()) attempt_.fail({Why::hub_refused, refusal, kHubHint, {step_.value}});
+  if (attempt_.reasons.empty() && hub.problem().empty())
+    require_stored(session_, step_.type, step_.value, step_.numbers, &attempt_);
   const std::string lost = hub.problem();
   if (value.read != nullptr && attempt_.reasons.empty()) {
     std::string numbers;

@@ -97,13 +97,15 @@ struct Sensor {
 
   Result result = Result::none;
   int verified_type = 0;  // whose events a run samples, and whose fresh samples must agree with the truth afterwards
+  int used_type = 0;      // what applications get of the chip
   int events = 0;         // of a run without restart: settling and samples
-  double residual_limit = 0;  // in `unit`, or a fraction of the truth
-  bool limit_is_relative = false;
+  double residual_limit = 0;       // in `unit`, or a fraction of the truth
+  bool limit_is_relative = false;  // the noise limits, too
   double found_low = 0;   // of what a calibration finds (found_unit()) where a plan says nothing: what is beyond comes
   double found_high = 0;  // of a broken part or a wrong fixture. Both 0: no limits
-  double noise = 0;       // that fresh samples may have where a plan says nothing; 0: no limit
-  double rest_noise = 0;  // above which a run was not at rest, though it passed; 0: no limit
+  double offset_limit = 0;               // beyond which no offset makes sense: the library's own limits of a mean
+  double noise = 0;                      // that fresh samples may have where a plan says nothing; 0: no limit
+  double rest_noise = 0;                 // above which a run was not at rest, though it passed; 0: no limit
   std::span<const double> at_fixture{};  // what it reports flat, at rest, under the 200 lux lamp; empty: depends
   unsigned steps = 0;                    // Steps
   unsigned stores = 0;                   // Stored

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cfloat>
 #include <cmath>
 #include <cstdint>
 #include <fstream>
@@ -97,6 +96,12 @@ Reading read_version(Api& api, int type, int /*count*/) {
   return floats(1, [&](float* v) { return api.getAMGversion_api(type, v, *level == '\0' ? 0 : 2, level); });
 }
 
+// As far as the library goes in what it finds: its limits of scales and of a stream's means, and the highest threshold.
+constexpr double kScaleMin = 0.001;
+constexpr double kScaleMax = 1000;
+constexpr double kChannelMax = 20000;
+constexpr double kCountsMax = 65536;
+
 constexpr StoredValue kValues[] = {
     {"offset", "offset per axis", Stored::inertial_offset, nullptr, 3,
      [](Api& api, int type, int) { return floats(3, [&](float* v) { return api.getAMGOffset_api(type, v); }); },
@@ -110,33 +115,37 @@ constexpr StoredValue kValues[] = {
      [](Api& api, int, int) { return whole([&](int* v) { return api.getTofOffset_api(v, 0); }); }, nullptr, true},
     {"scale", "lux per raw lux", Stored::scale, "factor", 1,
      [](Api& api, int type, int) { return floats(1, [&](float* v) { return api.getLuxScale_api(v, false, type); }); },
-     [](Api& api, int type, Values v) { return api.setLuxScale_api(to_floats(v)[0], false, type); }},
+     [](Api& api, int type, Values v) { return api.setLuxScale_api(to_floats(v)[0], false, type); }, false, nullptr,
+     kScaleMin, kScaleMax},
     {"channel-scales", "scale per channel", Stored::channel_scales, "factor", 0,
      [](Api& api, int type, int n) {
        return floats(n, [&](float* v) { return api.getLuxChannelScale_api(type, v, n); });
      },
      [](Api& api, int type, Values v) {
        return api.setLuxChannelScale_api(type, to_floats(v).data(), static_cast<int>(v.size()));
-     }},
+     },
+     false, nullptr, kScaleMin, kScaleMax},
     {"golden", "golden channel values", Stored::golden, "counts", 0,
      [](Api& api, int type, int n) {
        return floats(n, [&](float* v) { return api.getLuxChannelRawGolden_api(type, v, n); });
      },
      [](Api& api, int type, Values v) {
        return api.setLuxChannelRawGolden_api(type, to_floats(v).data(), static_cast<int>(v.size()));
-     }},
+     },
+     false, nullptr, 0, kChannelMax},
     {"dark", "dark values 1 to 6; measured when read in the dark box", Stored::dark, "counts", 6, read_dark},
     {"near", "threshold above which a target is near", Stored::thresholds, nullptr, 1, read_proximity<2>,
-     write_proximity<2>, true},
+     write_proximity<2>, true, nullptr, 0, kCountsMax},
     {"far", "threshold below which a target is far", Stored::thresholds, nullptr, 1, read_proximity<1>,
-     write_proximity<1>, true},
-    {"crosstalk", "crosstalk in the hub", Stored::thresholds, nullptr, 1, read_proximity<0>, write_proximity<0>, true},
+     write_proximity<1>, true, nullptr, 0, kCountsMax},
+    {"crosstalk", "crosstalk in the hub", Stored::thresholds, nullptr, 1, read_proximity<0>, write_proximity<0>, true,
+     nullptr, 0, kCountsMax},
     {"crosstalk-file-1", "crosstalk 1 in its file", Stored::thresholds, nullptr, 1, read_file<&Api::load_prox_ct1>,
-     write_file<&Api::save_prox_ct1>, true, "mnt/vendor/persist/sensors/PSensor_ct1.txt"},
+     write_file<&Api::save_prox_ct1>, true, "mnt/vendor/persist/sensors/PSensor_ct1.txt", 0, kCountsMax},
     {"crosstalk-file-2", "crosstalk 2 in its file", Stored::thresholds, nullptr, 1, read_file<&Api::load_prox_ct2>,
-     write_file<&Api::save_prox_ct2>, true, "mnt/vendor/persist/sensors/PSensor_ct2.txt"},
+     write_file<&Api::save_prox_ct2>, true, "mnt/vendor/persist/sensors/PSensor_ct2.txt", 0, kCountsMax},
     {"delta-file", "3 cm delta in its file", Stored::thresholds, nullptr, 1, read_file<&Api::load_prox_delta>,
-     write_file<&Api::save_prox_delta>, true, "mnt/vendor/persist/sensors/PSensor3cm_ct.txt"},
+     write_file<&Api::save_prox_delta>, true, "mnt/vendor/persist/sensors/PSensor3cm_ct.txt", 0, kCountsMax},
     {"scale-file", "scale in its file", Stored::scale_file, "factor", 1, read_scale_file, write_scale_file, false,
      kScaleFile},
     {"register", "a register of the SAR chip: number and value", Stored::chip_register, "", 2, nullptr, write_register,
@@ -160,16 +169,25 @@ const char* StoredValue::unit(int type) const {
   return own_unit != nullptr ? own_unit : sensor != nullptr ? sensor->unit : "";
 }
 
-std::string StoredValue::number_problem(size_t index, double number) const {
+std::pair<double, double> StoredValue::range(int type) const {
+  constexpr unsigned kOffsets =
+      Stored::inertial_offset | Stored::pressure_offset | Stored::sar_offset | Stored::tof_offset;
+  if ((in & kOffsets) == 0) return {least, most};
+  const double limit = sensor_of(type)->offset_limit;
+  return {-limit, limit};
+}
+
+std::string StoredValue::number_problem(int type, size_t index, double number) const {
   constexpr double kRegisterMax = 0xffff;
-  const bool of_register = in == Stored::chip_register && index == 0;
-  const double most = of_register ? kRegisterMax : whole_numbers ? INT32_MAX : double{FLT_MAX};
-  const double least = of_register ? 0 : -most;
-  const bool good = number >= least && number <= most && (!whole_numbers || std::trunc(number) == number);
-  return good ? ""
-              : std::string("give ") + (of_register ? "the register's number, " : "") + "a " +
-                    (whole_numbers ? "whole " : "") + "number from " + significant(least, 10) + " to " +
-                    significant(most, 10);
+  const bool of_register = in == Stored::chip_register;
+  auto [low, high] = range(type);
+  if (of_register) low = index == 0 ? 0 : INT32_MIN;
+  if (of_register) high = index == 0 ? kRegisterMax : INT32_MAX;
+  if (number >= low && number <= high && (!whole_numbers || std::trunc(number) == number)) return "";
+  const std::string in_unit = *unit(type) == '\0' ? "" : std::string(" ") + unit(type);
+  return std::string("give ") + (of_register && index == 0 ? "the register's number, " : "") + "a " +
+         (whole_numbers ? "whole " : "") + "number from " + significant(low, 10) + " to " + significant(high, 10) +
+         in_unit;
 }
 
 const StoredValue* stored_value(int type, const std::string& name) {

@@ -3,8 +3,10 @@
 
 #include <SensorCalibration.h>
 
+#include <cfloat>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "sensors/sensor.h"
@@ -30,11 +32,16 @@ struct StoredValue {
   int (*write)(SensorCalibrationAPI& api, int type, const std::vector<double>& values) = nullptr;
   bool whole_numbers = false;
   const char* file = nullptr;  // that holds it, from "/", where the process stands; null: the hub does
+  // Beyond which it would be none that a calibration can find, or start from.
+  double least = -FLT_MAX;
+  double most = FLT_MAX;
 
   bool applies(int type) const;
   const char* unit(int type) const;
+  // What is possible of a sensor: `least` to `most`, or what the sensor's row says of its offset.
+  std::pair<double, double> range(int type) const;
   // Empty, or what the value at `index` has to be.
-  std::string number_problem(size_t index, double number) const;
+  std::string number_problem(int type, size_t index, double number) const;
 };
 
 std::span<const StoredValue> stored_values();

@@ -250,7 +250,7 @@ class Trial:
         names = [name for name, tags, key in UNSEEN if case['tag'].startswith(tags)
                  and any(f.startswith(f'wrong-fixture:{key}=') for f in case['faults'])]
         names += ['drift' for f in case['faults'] if slow_drift(f, case['tag'])]
-        names += ['stream' for f in faults if f.startswith('out-of-range:' + case['tag']) and case['tag'].endswith('_strm')]
+        names += ['stream' for f in faults if f.startswith('out-of-range:' + case['tag']) and case['tag'].startswith('CCT')]
         if names:
             out['unseen'] = names[0]
         else:

@@ -33,6 +33,10 @@ run 0 hub state
 lacks out '^[0-9]'
 has out '^Acc +offset .* m/s\^2 +set$' '^Bar +offset +0 +hPa +default$'
 
+# What a look under one light does not show is told.
+run 0 calibrate Lux --speed max
+has out '^  note: Lux is looked at under one lux only: one that repeats a value passes; verify it under another$'
+
 # Reboot keeps it, factory reset drops it.
 run 0 reboot
 run 0 get Acc offset --json

@@ -35,7 +35,13 @@ done <<'ROWS'
 set Acc offset 1 2|offset takes 3 numbers, not 2
 set Acc offset 1 2 x|VALUES x: give a number
 set Acc offset 1 2 nan|VALUES nan: give a number
-set Acc offset 1 2 1e99|^sensorcal: 1e\+99: give a number from 
+set Acc offset 1 2 2.1|^sensorcal: 2\.1: give a number from -2 to 2 m/s\^2$
+set Gyr offset 0 -0.6 0|^sensorcal: -0\.6: give a number from -0\.5 to 0\.5 rad/s$
+set Bar offset 101|give a number from -100 to 100 hPa$
+set Lux scale 0|^sensorcal: 0: give a number from 0\.001 to 1000 factor$
+set CCT_F_strm channel-scales 1 -1|^sensorcal: -1: give a number from 0\.001 to 1000
+set CCT_F_strm golden 1 20001|^sensorcal: 20001: give a number from 0 to 20000 counts$
+set Prx far -1|^sensorcal: -1: give a whole number from 0 to 65536 counts$
 set Prx near 4.5|^sensorcal: 4\.5: give a whole number from 
 set CCT_B_strm golden 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16|give 1 to 15 values
 set Acc near 4|Acc has no value 'near'; known are offset
@@ -45,3 +51,12 @@ ROWS
 # Nothing was written on the way.
 run 0 get Acc offset --json
 json out 'd["stored"][0]["values"] == [0.01, -0.02, 0.005]'
+
+# One that the hub holds all the same is the reason why nothing can be calibrated, not how the phone lies.
+run 0 hub send Acc set-acc-offset 0 1e9 0
+run 1 calibrate Acc --speed max --json
+json out '[r["code"] for r in d["steps"][1]["attempts"][0]["reasons"]] == ["value.outside", "sensor.unsettled"]' \
+  'd["steps"][1]["attempts"][0]["reasons"][0]["text"] == "before the run the hub held 1e+09 m/s^2 as offset, which goes from -2 to 2 m/s^2"' \
+  'd["steps"][1]["attempts"][0]["hints"][0]["text"] == "write one that can be, and calibrate again: sensorcal set Acc offset 0 0 0"'
+run 0 set Acc offset 0 0 0
+run 0 calibrate Acc --speed max

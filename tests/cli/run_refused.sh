@@ -32,7 +32,12 @@ for fault in persist-read-only persist-full persist-absent; do
     'all("mounted" in str(s["attempts"][0]["hints"]) for s in (d["steps"][1], d["steps"][3]))'
 done
 
-# A plan for other phones is refused with nothing run, one for this product is not.
+# A plan for other phones is refused with nothing run, one for this product is not. The phone has two names, and the
+# library goes by either; a profile has no say.
+for fault in property:ro.product.product.name=tessak property:ro.build.product=tessak; do
+  run 2 run "$2/../../plans/reference.json" --profile reference --speed max --fault $fault
+  has err 'the plan is for reference, and this phone is tessak; nothing was run$'
+done
 for phones in '"raz", "pok"' '"raz", "reference"'; do
   echo '{"format": "sensorcal.plan/1", "name": "one", "for": ['"$phones"'], "steps": [{"probe": "tof", "expect": true}]}' >one.json
   code=2

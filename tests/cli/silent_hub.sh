@@ -33,6 +33,7 @@ not_known hub-fail:8 selftest Acc
 not_known hub-fail:11 sar
 not_known hub-fail:1 get Acc offset
 not_known hub-fail:0 set Acc offset 0 0 0
+lacks out 'was written'  # the true reason alone
 run 0 get Acc offset --json
 cmp -s out acc.json || fail 'the offset changed'
 

@@ -40,8 +40,8 @@ selftest 9999|there is no sensor type 9999; \`sensorcal sensors\` lists those of
 get 9999|there is no sensor type 9999; \`sensorcal sensors\` lists those of the phone
 get Acc offset --count 2|--count: goes with channels, as golden and channel-scales have them; Acc offset has none
 set Prx near 1 2|near takes 1 number, not 2
-set Prx near 99999999999|99999999999: give a whole number from -2147483647 to 2147483647
-set Acc offset 1e99 0 0|1e+99: give a number from -3.402823466e+38 to 3.402823466e+38
+set Prx near 99999999999|99999999999: give a whole number from 0 to 65536 counts
+set Acc offset 1e99 0 0|1e+99: give a number from -2 to 2 m/s^2
 sar 1 --register 99999 1|99999: give the register's number, a whole number from 0 to 65535
 sar 1 --register -1 5|-1: give the register's number, a whole number from 0 to 65535
 sar 1 --register 5|--register takes 2 in all, not 1; \`sensorcal sar --help\` tells more

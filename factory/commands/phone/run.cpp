@@ -73,6 +73,10 @@ int run_on_phone(const Options& options, const plan::Plan& plan, const RunOrder&
     });
   });
   const record::Run record = plan_run.run();
+  // What a plan cannot see its check tells.
+  for (const std::string& note : plan.notes) {
+    if (!options.json && single) std::cout << remark("note: ", note);
+  }
   if (!options.json && !single) std::cout << "\n" << steps_text(record) << "\n" << closing_text(record);
   return hand_on(session, record, options, single, sinks, review);
 }

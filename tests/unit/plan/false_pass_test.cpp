@@ -29,6 +29,11 @@ constexpr char kDark[] = R"({"fixture": {"dark-box": "on"}})";
 constexpr char kFull[] = R"({"calibrate": "Lux", "param": 13})";
 constexpr char kAcc[] = R"({"calibrate": "Acc"})";
 constexpr char kPrx[] = R"({"fixture": {"target": "none"}}, {"calibrate": "Prx"})";
+constexpr char kLux[] = R"({"calibrate": "Lux"})";
+constexpr char kLuxB[] = R"({"calibrate": "Lux_B"})";
+constexpr char kSar[] = R"({"fixture": {"target": "none"}}, {"calibrate": "33171015"})";
+constexpr char kTof[] = R"({"calibrate": "Tof", "param": 5}, {"fixture": {"target": "10 cm"}},
+                           {"calibrate": "Tof", "param": 6})";
 constexpr char kPrxNear[] = R"({"fixture": {"target": "3 cm"}}, {"calibrate": "Prx", "param": 2})";
 
 const Row kRows[] = {
@@ -49,11 +54,45 @@ const Row kRows[] = {
     {"the calibrated type repeats", "reference", "stuck:Gyr,0.001", "", R"({"calibrate": "Gyr"})", "sensor.stuck",
      "x: "},
     {"the calibrated type is silent", "reference", "silent:Gyr", "", R"({"calibrate": "Gyr"})", "sensor.silent",
-     "not verified: only 0 of"},
+     "not verified: Gyr: only 0 of"},
     {"the calibrated type is no number", "reference", "nan:Gyr", "", R"({"calibrate": "Gyr"})", "value.outside",
      "Gyr itself, x: residual"},
     {"the calibrated type moves", "reference", "motion:Gyr,1", "", R"({"calibrate": "Gyr"})", "value.outside",
      "Gyr itself, "},
+    // Whatever has a part in a calibration works: what was listened to, and what applications get.
+    {"silent proximity", "reference", "silent:Prx", "", kPrx, "sensor.silent", "the proximity sensor does not report"},
+    {"proximity of no number", "reference", "nan:Prx", "", kPrx, "sensor.no_number", "the proximity sensor's state"},
+    {"proximity refused", "reference", "enable-refused:Prx", "", kPrx, "sensor.refused", "could not be enabled"},
+    {"a distance of no number", "tof", "nan:Prx", "", R"({"calibrate": "Prx", "param": 5})", "sensor.no_number",
+     "the proximity sensor's state"},
+    {"near nothing", "reference", "out-of-range:Prx,900", "", kPrx, "near.wrong", "says near and should say far"},
+    {"a stranger's light", "reference", "wrong-handle:Lux_B_strm", kLampLit, kLuxB, "sensor.silent",
+     "not verified: Lux_B_strm: only 0 of"},
+    {"the other light", "reference", "out-of-range:Lux_B_strm,98", kLampLit, R"({"calibrate": "Lux_B_strm"})",
+     "value.outside", "Lux_B itself, light: residual"},
+    {"colour of no number", "reference", "nan:CCT_F", kLampLit, kColour, "value.outside", "CCT_F itself, value: mean"},
+    {"golden values, the light of no number", "reference", "nan:CCT_F", kLampLit,
+     R"({"calibrate": "CCT_F_strm", "param": -1})", "value.outside", "CCT_F itself, value: mean nan"},
+    {"a level, the other light of no number", "reference", "nan:33171007", kDark,
+     R"({"calibrate": "Lux", "param": 9}, {"calibrate": "33171007", "param": 11})", "value.outside",
+     "light stream itself, c1: mean nan"},
+    {"SAR of no number", "reference", "nan:33171015", "", kSar, "value.outside", "SAR 1 itself, c1: residual nan"},
+    {"SAR that sees something", "reference", "out-of-range:33171015,100", "", kSar, "value.outside",
+     "SAR 1 itself, c1: residual"},
+    {"SAR's own offset", "reference", "hub-word:4,0,-5", "", kSar, "value.outside", "the hub, c1: offset nan"},
+    {"a wrong distance", "reference", "out-of-range:Tof,50", "", kTof, "value.outside",
+     "Tof itself, distance: residual"},
+    // Light that moves is seen whatever the plan leaves out.
+    {"moving light", "reference", "motion:Lux,5", kLampLit, kLux, "value.outside", "light: noise"},
+    // What the hub refuses is not taken, though the library asks no more and the value reads back.
+    {"pressure refused", "reference", "hub-word:21,0,-5", "", R"({"calibrate": "Bar"})", "hub.refused",
+     "the hub answered -5 to set-bar-offset"},
+    {"scale refused", "reference", "hub-word:9,0,-5", "", R"({"write": "Lux", "value": "scale", "to": "0.9"})",
+     "hub.refused", "the hub answered -5 to set-lux-scale"},
+    {"thresholds refused", "normal-proximity", "hub-word:5,0,-1", kPrx, kPrxNear, "hub.refused",
+     "the hub answered -1 to set-prx"},
+    // What is filed is what the chip measured.
+    {"crosstalk of another chip", "reference", "hub-word:7,0,500", "", kPrx, "stored.differs", "crosstalk: 500 was"},
     // A level belongs to the brightness that it is stored for.
     {"full brightness", "reference", "truncated:/sys/class/leds/lcd-backlight/max_brightness", kDark, kFull,
      "panel.refused", "the panel names 40 as its greatest brightness, and takes more: nothing was sent"},
@@ -134,11 +173,42 @@ TEST(FalsePass, ASensorThatRepeatsAValueFailsEveryShippedPlan) {
     EXPECT_THAT(shipped.plan.notes, ::testing::IsEmpty());
     if (shipped.plan.phones.empty()) continue;  // inertial sensors alone
     Station station(shipped.name);
-    for (const auto& [tag, value] : kStuck)
-      station.options.fault.push_back(std::string("stuck:") + (tag == std::string("Prx") ? "33171005" : tag) + "," +
-                                      value);
-    const Station::Ran ran = station.run_text(without_panel(shipped.text));
-    for (const auto& [tag, value] : kStuck) EXPECT_TRUE(fails_itself(ran, tag)) << tag;
+    const std::string text = without_panel(shipped.text);
+    // Its failure ends the group that Tof is looked at in.
+    for (const bool proximity : {false, true}) {
+      const auto is_tried = [&](const char* tag) { return (tag == std::string("Prx")) == proximity; };
+      station.options.fault.clear();
+      for (const auto& [tag, value] : kStuck) {
+        if (is_tried(tag))
+          station.options.fault.push_back(std::string("stuck:") + (proximity ? "33171005" : tag) + "," + value);
+      }
+      const Station::Ran ran = station.run_text(text);
+      for (const auto& [tag, value] : kStuck) EXPECT_TRUE(!is_tried(tag) || fails_itself(ran, tag)) << tag;
+    }
+  }
+}
+
+// A report that leaves out what the phone has, or calls calibrated what none can be, does not pass.
+TEST(FalsePass, AReportIsHeldAgainstThePhone) {
+  const struct {
+    const char* fault;
+    const char* reason;
+  } kReports[] = {
+      {"no-property:persist.vendor.sensor.cali_sensor", "leaves it out: persist.vendor.sensor.cali_sensor is not set"},
+      {"property:persist.vendor.sensor.cali_sensor=x0", "Gyr is not calibrated: "},
+      {"property:persist.vendor.sensor.cali_sensor=0", "leaves it out: persist.vendor.sensor.cali_sensor is '0'"},
+      {"hub-word:4,0,-5", "no offset can be so, whatever the report says: it goes from -65535 to 65535"},
+      {"hub-word:31,0,-5", "the hub answered -5: the report then judges the value of the position before"},
+  };
+  constexpr char kReport[] = R"({"check": "report"})";
+  Station station;
+  ASSERT_EQ(station.run_text(*factory::read_file(PROJECT_DIR "/plans/reference.json")).verdict, Outcome::passed);
+  ASSERT_EQ(station.run(kReport).verdict, Outcome::passed);
+  for (const auto& row : kReports) {
+    station.options.fault = {row.fault};
+    const Station::Ran ran = station.run(kReport);
+    EXPECT_EQ(ran.verdict, Outcome::failed) << row.fault;
+    EXPECT_THAT(ran.attempt(0).reasons, Contains(::testing::HasSubstr(row.reason)));
   }
 }
 
