@@ -142,9 +142,9 @@ std::string refusal(const HubMessage& message) {
   constexpr int32_t kUnread[] = {oem_test_msg::set_proximity, oem_test_msg::set_lux_scale,
                                  oem_test_msg::set_pressure_offset, oem_test_msg::reset_gyroscope_bias};
   const int32_t code = message.request[1];
-  const int32_t result = message.reply[2];
-  if (!message.answered || result >= 0 || std::count(std::begin(kUnread), std::end(kUnread), code) == 0) return "";
-  return "the hub answered " + std::to_string(result) + " to " + row_of(code).name;
+  const bool unread = std::count(std::begin(kUnread), std::end(kUnread), code) != 0;
+  if (!message.answered || !unread || !refused(message)) return "";
+  return "the hub answered " + std::to_string(message.reply[2]) + " to " + row_of(code).name;
 }
 
 std::string to_text(const record::HubMessage& message) {
