@@ -11,7 +11,7 @@ namespace factory::plan {
 namespace {
 
 constexpr int kFreshMotion = 50;
-constexpr int kFreshOthers = 10;
+constexpr int kFreshOthers = 20;
 constexpr int kHeard = 3;
 // A value is kept when its residual's limit is so many standard errors away. More samples make the error smaller.
 constexpr double kClearErrors = 3;
@@ -339,7 +339,12 @@ std::string StepRun::chip_problem() {
 void StepRun::run_calibrate() {
   const std::string other_chip = chip_problem();
   if (!other_chip.empty()) {
-    attempt_.fail({Why::other_phone, other_chip + "; nothing was sent", "run the plan that is made for this phone"});
+    // A service that is gone tells of no chip.
+    if (session_.sensor_service_there()) {
+      attempt_.fail({Why::other_phone, other_chip + "; nothing was sent", "run the plan that is made for this phone"});
+    } else {
+      attempt_.fail({Why::service_gone, "the sensor service is gone; nothing was sent", kLookAtServices});
+    }
     return conclude();
   }
   HeldValues held = step_.channel ? HeldValues(step_.type, channel_name(step_), 1)

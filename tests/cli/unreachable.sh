@@ -8,6 +8,14 @@ has err '^sensorcal: the sensor list could not be read'
 run 3 sensors --fault sensors-absent
 [ ! -s out ] || fail "something on stdout"
 
+# A probe that nobody answers says nothing of the chip.
+run 3 tof 5 --speed max --fault sensors-vanish:2
+cp out unheard.out
+run 3 calibrate Prx --param 5 --speed max --fault sensors-fail:2
+cat unheard.out >>out
+has out 'the sensor service is gone; nothing was sent'
+lacks out 'no time-of-flight part'
+
 # One process at a time holds a phone.
 "$sensorcal" calibrate Acc --fault silent:Acc >first.out 2>&1 &
 holder=$!
