@@ -1,5 +1,6 @@
 // Why what the library did cannot count, and what a person can try.
 #include <cmath>
+#include <filesystem>
 
 #include "phone/sampler.h"
 #include "run/calibration.h"
@@ -125,29 +126,51 @@ Reason explain(Session& session, const Calibration& c) {
 // Values of the hub and the files, by their names.
 using Stored = std::vector<std::pair<const char*, std::vector<double>>>;
 
+std::optional<double> held_before(const Calibration& c, const std::string& name) {
+  for (const HeldValue& value : c.attempt.before) {
+    if (value.name == name && !value.values.empty()) return value.values[0];
+  }
+  return {};
+}
+
+constexpr int kCrosstalkStep = 0;
+
+// The library goes on without the file that a proximity step starts from.
+std::optional<Reason> missing_file(Session& session, const Calibration& c) {
+  if (c.kind->result != Result::proximity) return {};
+  const bool by_chip = record_of(session.cal(), *c.kind).hw_cali != 0;
+  if (by_chip ? !sets_thresholds(c.step) : sets_thresholds(c.step)) return {};
+  const std::string name = by_chip ? "crosstalk-file-1" : "delta-file";
+  if (held_before(c, name)) return {};
+  const std::filesystem::path file = stored_value(c.step.type, name)->file;
+  // A phone that has no delta yet is calibrated without one.
+  std::error_code ignored;
+  const bool none_yet = std::filesystem::is_directory(file.parent_path(), ignored) &&
+                        !std::filesystem::is_symlink(file, ignored) && !std::filesystem::exists(file, ignored);
+  if (c.step.param == kCrosstalkStep && none_yet) return {};
+  return Reason{Why::stored_unreadable,
+                "/" + file.string() + " cannot be read, which the step starts from",
+                std::string("step ") + (by_chip ? "0" : "2") +
+                    " of Prx writes it; where that was done, look whether the partition is mounted",
+                {name}};
+}
+
 // What a proximity step makes of its mean, as the library documents it.
 Stored proximity_values(Session& session, const Calibration& c) {
   const _sensor_info& record = record_of(session.cal(), *c.kind);
   const bool by_chip = record.hw_cali != 0;
   const double raw = std::trunc(static_cast<double>(record.mean[0]));
-  const auto before = [&](const std::string& name) -> std::optional<double> {
-    for (const HeldValue& value : c.attempt.before) {
-      if (value.name == name && !value.values.empty()) return value.values[0];
-    }
-    return {};
-  };
   const auto far = [&](double near, double crosstalk) {
     const float factor = !by_chip ? 2.27F : property("ro.product.product.name") == "tessak" ? 2.6F : 1.89F;
     return std::trunc(
         static_cast<double>(static_cast<float>(near - crosstalk) / factor + static_cast<float>(crosstalk)));
   };
   if (sets_thresholds(c.step)) {
-    const double crosstalk = before(by_chip ? "crosstalk-file-1" : "crosstalk").value_or(0);
+    const double crosstalk = held_before(c, by_chip ? "crosstalk-file-1" : "crosstalk").value_or(0);
     const Stored out = {{"near", {raw}}, {"far", {far(raw, crosstalk)}}, {"delta-file", {raw - crosstalk}}};
     return {out.begin(), out.end() - (by_chip ? 1 : 0)};
   }
-  constexpr int kCrosstalk = 0;
-  const bool finds = c.step.param == kCrosstalk;
+  const bool finds = c.step.param == kCrosstalkStep;
   if (by_chip && finds) {
     Stored out = {{"crosstalk-file-1", {raw}}, {"crosstalk-file-2", {static_cast<double>(record.ct_value)}}};
     // A hub that tells what its chip measured tells what was filed.
@@ -155,7 +178,7 @@ Stored proximity_values(Session& session, const Calibration& c) {
     if (told.values[0] != 0) out.emplace_back("crosstalk", out[1].second);
     return out;
   }
-  const std::optional<double> delta = before("delta-file");
+  const std::optional<double> delta = held_before(c, "delta-file");
   if (delta && finds) return {{"crosstalk", {raw}}, {"near", {*delta + raw}}, {"far", {far(*delta + raw, raw)}}};
   if (delta) return {{"crosstalk", {raw}}, {"near", {*delta}}};
   return finds ? Stored{{"crosstalk", {raw}}} : Stored();
@@ -275,6 +298,7 @@ void judge_run(Session& session, Calibration* c) {
           {Why::sensor_no_number, axis.name + ": the value found is not a number", kNoNumbersHint, {axis.name}});
     }
     if (!c->attempt.reasons.empty()) return;
+    if (const auto missing = missing_file(session, *c)) return c->attempt.fail(*missing);
     for (const auto& [name, values] : stored_by(session, *c))
       require_stored(session, c->step.type, name, values, &c->attempt);
   }

@@ -34,6 +34,9 @@ constexpr char kLuxB[] = R"({"calibrate": "Lux_B"})";
 constexpr char kSar[] = R"({"fixture": {"target": "none"}}, {"calibrate": "33171015"})";
 constexpr char kTof[] = R"({"calibrate": "Tof", "param": 5}, {"fixture": {"target": "10 cm"}},
                            {"calibrate": "Tof", "param": 6})";
+constexpr char kThresholds[] =
+    R"({"fixture": {"target": "none"}}, {"calibrate": "Prx"}, {"fixture": {"target": "3 cm"}},
+                                  {"calibrate": "Prx", "param": 2})";
 constexpr char kPrxNear[] = R"({"fixture": {"target": "3 cm"}}, {"calibrate": "Prx", "param": 2})";
 
 const Row kRows[] = {
@@ -93,6 +96,13 @@ const Row kRows[] = {
      "the hub answered -1 to set-prx"},
     // What is filed is what the chip measured.
     {"crosstalk of another chip", "reference", "hub-word:7,0,500", "", kPrx, "stored.differs", "crosstalk: 500 was"},
+    // The library goes on without the file that a step starts from.
+    {"a delta in pieces", "normal-proximity", "garbled:/mnt/vendor/persist/sensors/PSensor3cm_ct.txt", kThresholds,
+     R"({"fixture": {"target": "none"}}, {"calibrate": "Prx"})", "stored.unreadable",
+     "PSensor3cm_ct.txt cannot be read"},
+    {"no delta to restore", "normal-proximity", "persist-absent", kThresholds,
+     R"({"fixture": {"target": "none"}}, {"calibrate": "Prx", "param": 19})", "stored.unreadable",
+     "PSensor3cm_ct.txt cannot be read"},
     // A level belongs to the brightness that it is stored for.
     {"full brightness", "reference", "truncated:/sys/class/leds/lcd-backlight/max_brightness", kDark, kFull,
      "panel.refused", "the panel names 40 as its greatest brightness, and takes more: nothing was sent"},
