@@ -1,48 +1,30 @@
 #include "phones.h"
 
-#include <host/no_direct_channels.h>
-
 #include <algorithm>
-#include <atomic>
 #include <cmath>
 #include <filesystem>
 #include <map>
 #include <optional>
 
-#include "phone/core/phone.h"
+#include "mover.h"
 #include "phone/core/random.h"
 #include "record/run_text.h"
 #include "residuals.h"
 #include "run/plan_run.h"
 #include "sensors/sensor.h"
 #include "simulator/drawn_phone.h"
-#include "simulator/simulated_phone.h"
 
 namespace acceptance {
 namespace {
 
 using ::android::sp;
-using ::android::frameworks::sensorservice::V1_0::IEventQueue;
-using ::android::frameworks::sensorservice::V1_0::IEventQueueCallback;
-using ::android::frameworks::sensorservice::V1_0::ISensorManager;
-using ::android::frameworks::sensorservice::V1_0::Result;
-using ::android::hardware::Return;
-using ::android::hardware::sensors::V1_0::Event;
-using ::android::hardware::sensors::V1_0::SensorType;
 using factory::plan::Outcome;
+using test::Movement;
 
 constexpr const char* kProfiles[] = {
     "reference", "normal-proximity", "tof", "hub-colour", "colour-backlight", "dov", "raz", "pok", "tessak", "velra"};
 // Of ten phones in a row.
 constexpr const char* kMix[] = {"good", "beyond", "moved", "good", "good", "moved", "good", "beyond", "good", "moved"};
-
-// The world changes for a while: from the delivery of one event to that of another, counted from the plan's start.
-struct Movement {
-  std::string key;
-  std::string moved;
-  int first = 0;
-  int length = 0;
-};
 
 struct Case {
   uint64_t seed = 0;
@@ -136,52 +118,6 @@ std::string text_of(const Case& phone) {
   return out;
 }
 
-// Moves the world behind the back of the fixture and of whoever judges by it. It stands between the sensor service and
-// its clients and counts what is delivered, so that a movement begins and ends with the same event in every run of a
-// phone.
-class Mover : public host::NoDirectChannels {
- public:
-  Mover(factory::Session& session, const std::vector<Movement>& movements)
-      : phone_(factory::phone_of(session.fixture())), movements_(movements), service_(session.cal().sensor_manager) {}
-
-  void count() {
-    const int event = ++events_;
-    for (const Movement& movement : movements_) {
-      if (event == movement.first) phone_.disturb(movement.key, movement.moved);
-      if (event == movement.first + movement.length) phone_.disturb(movement.key, "");
-    }
-  }
-  // Ends all movements: no event will be the first or the last of one.
-  void rest() { events_ = 1 << 24; }
-
-  Return<void> getSensorList(getSensorList_cb answer) override { return service_->getSensorList(answer); }
-  Return<void> getDefaultSensor(SensorType type, getDefaultSensor_cb answer) override {
-    return service_->getDefaultSensor(type, answer);
-  }
-  Return<void> createEventQueue(const sp<IEventQueueCallback>& client, createEventQueue_cb answer) override {
-    return service_->createEventQueue(new Counter(this, client), answer);
-  }
-
- private:
-  class Counter : public IEventQueueCallback {
-   public:
-    Counter(const sp<Mover>& mover, const sp<IEventQueueCallback>& client) : mover_(mover), client_(client) {}
-    Return<void> onEvent(const Event& event) override {
-      mover_->count();
-      return client_->onEvent(event);
-    }
-
-   private:
-    const sp<Mover> mover_;
-    const sp<IEventQueueCallback> client_;
-  };
-
-  phone::Phone& phone_;
-  const std::vector<Movement> movements_;
-  const sp<ISensorManager> service_;
-  std::atomic<int> events_{0};
-};
-
 struct Failure {
   int type = 0;              // of the step's sensor; 0 where it has none
   bool calibration = false;  // neither a look at what is stored nor a verification
@@ -213,11 +149,7 @@ Ran run_plan(const Case& phone, const std::string& directory) {
   options.speed = "max";
   factory::Session session(options);
   session.require_ready();
-  SensorCalibration& cal = session.cal();
-  const sp<Mover> mover = new Mover(session, phone.movements);
-  cal.sensor_manager = mover;
-  cal.event_queue = nullptr;
-  mover->createEventQueue(msensorEventCallback, [&](const sp<IEventQueue>& queue, Result) { cal.event_queue = queue; });
+  const sp<test::Mover> mover = test::Mover::put_between(session, phone.movements);
   factory::plan::Observer silent;
   factory::plan::PlanRun run(session, plan, {}, silent);
   const factory::record::Run ran = run.run();

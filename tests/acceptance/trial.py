@@ -10,6 +10,7 @@ fixture's part is played behind the program's back.
 import argparse
 import collections
 import concurrent.futures
+import itertools
 import json
 import math
 import os
@@ -51,6 +52,9 @@ WORLD = {
     'target': lambda r: r.choice(['none', '1', '2', '4', '8', '12']),
     'dark-box': lambda r: r.choice(['on', 'off']),
 }
+# One kind a row, for the pairs of faults.
+KINDS = [('Acc', 'Acc2'), ('Gyr', 'Gyr2'), ('Bar',), ('Lux', 'Lux_F', 'Lux_B', 'Lux_sec', 'Lux_pri2'), ('CCT_F_strm', 'CCT_B_strm'),
+         ('33171007',), ('Prx',), ('Tof',), ('33171015', '33171016')]
 LIMIT_S = 90
 
 
@@ -67,6 +71,7 @@ class Trial:
         listed = self.run(['sensors', '--fault', 'help']).stdout
         self.faults = re.findall(r'^(\S+)  ', listed, re.M)
         self.faults = [f for f in self.faults if not f.startswith('wrong-fixture')]
+        self.pairs = list(itertools.product(itertools.combinations(self.faults, 2), KINDS))
         self.steps = {}
         for tag in TAGS + OTHERS:
             said = self.run(['calibrate', tag, '--param', '99', '--phone', self.folder + '/none']).stderr
@@ -132,6 +137,12 @@ class Trial:
     def draw(self, number):
         rng = random.Random(f'{self.o.seed}/{number}')
         case = {'number': number, 'profile': rng.choice(PROFILES), 'seed': rng.randrange(1, PHONES + 1)}
+        if self.o.pairs:
+            forms, kind = self.pairs[number % len(self.pairs)]
+            tag = rng.choice(kind)
+            step = rng.choice([s for s in self.steps[tag] if s != 4 or rng.random() < 0.1] or [4])
+            return dict(case, tag=tag, step=step, told=[], faults=[self.fault(rng, form, tag) for form in forms],
+                        request=['calibrate', tag, '--param', str(step)])
         pairs = len(self.faults) * len(TAGS)
         tag = TAGS[number % len(TAGS)] if number < pairs else rng.choice(TAGS if rng.random() < 0.9 else OTHERS)
         steps = [s for s in self.steps[tag] if s != 4 or rng.random() < 0.1] or [4]
@@ -316,7 +327,8 @@ def try_requests(options):
     counts, unseen, misses = collections.Counter(), collections.defaultdict(list), 0
     try:
         with concurrent.futures.ThreadPoolExecutor(options.threads) as pool:
-            for done in pool.map(trial.try_case, range(options.first, options.first + options.requests)):
+            count = len(trial.pairs) if options.pairs else options.requests
+            for done in pool.map(trial.try_case, range(options.first, options.first + count)):
                 counts[done.get('code')] += 1
                 if done['unseen']:
                     unseen[done['unseen']].append(done['command'])
@@ -375,9 +387,10 @@ def main():
     parser.add_argument('--requests', type=int, default=10000)
     parser.add_argument('--first', type=int, default=0, help='number of the first request')
     parser.add_argument('--seed', type=int, default=1)
+    parser.add_argument('--pairs', action='store_true', help='every two faults with every kind of sensor, no phones')
     parser.add_argument('--threads', type=int, default=16 * (os.cpu_count() or 1))
     options = parser.parse_args()
-    misses = try_phones(options) if options.phones else 0
+    misses = try_phones(options) if options.phones and not options.pairs else 0
     misses += try_requests(options) if options.requests else 0
     sys.exit(bool(misses))
 

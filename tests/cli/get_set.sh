@@ -23,6 +23,14 @@ Prx crosstalk-file-1 41
 Prx delta-file 12
 ROWS
 
+# The panel's levels have a version each: the message names the level.
+for level in version-high=w1=13f version-low=w1=14f; do
+  run 0 get Lux "${level%%=*}" --hub-log messages
+  run 0 hub log messages
+  has out " version-light +.*${level#*=}"
+  rm messages
+done
+
 run 0 get Acc
 has out '^Acc +offset +0\.01  -0\.02  0\.005 +m/s\^2 ' '^Acc +version '
 

@@ -45,6 +45,12 @@ has out 'did not answer 1 message; nothing was changed'
 run 0 get Gyr offset --json
 cmp -s out gyr.json || fail 'the offset changed'
 
+# A run of the hub's own that does not end, and one that ends badly.
+run 1 calibrate CCT_F_strm --phone colour --profile hub-colour --speed max --fault hub-word:40,0,-1
+has out "why: the hub's own colour run did not end in 4.5 s"
+run 1 calibrate CCT_F_strm --phone colour --speed max --fault hub-word:40,0,5
+has out "why: the hub's own colour run ended with error 5"
+
 # In a plan.
 for step in '{"calibrate": "Acc", "param": 4}' '{"calibrate": "33171015", "param": 0}' '{"calibrate": "Tof", "param": 5}' \
   '{"write": "33171015", "value": "register", "to": ["3", "4"]}' \

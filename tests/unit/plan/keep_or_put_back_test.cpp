@@ -97,6 +97,17 @@ TEST(KeepOrPutBack, MoreSamplesWhereTheFirstLeaveDoubt) {
   }
 }
 
+// Set down in the middle of the look: its mean is half of what the run was off by, and within the limit.
+TEST(KeepOrPutBack, AMovementThatEndsInTheLookIsSeenByASecondOne) {
+  Station station;
+  constexpr int kRun = 53;
+  station.movements = {{"up", "tilted:0.18", 1, kRun + 40}};  // 0.031 m/s^2
+  const Station::Ran ran = station.run(R"({"calibrate": "Acc", "limits": {"residual": "0.02 m/s^2"}})");
+  EXPECT_EQ(ran.verdict, Outcome::failed);
+  EXPECT_THAT(std::vector<std::string>(ran.attempt(0).reasons.begin(), ran.attempt(0).reasons.end()),
+              ElementsAre(HasSubstr("residual at a second look")));
+}
+
 TEST(KeepOrPutBack, AReasonNamesAxisValueErrorUnitAndLimit) {
   Station station;
   station.options.fault = {"motion:Acc,1"};
@@ -133,6 +144,23 @@ TEST(KeepOrPutBack, ScalesFilesAndGoldenValuesReturn) {
   ASSERT_EQ(ran.attempt(0).after.size(), 2U);
   for (size_t i = 0; i < 2; ++i) EXPECT_EQ(ran.attempt(0).after[i].values, fresh.attempt(0).after[i].values) << i;
   EXPECT_EQ(std::filesystem::file_size(file), size);
+}
+
+// What is not a number before and after is as it was.
+TEST(KeepOrPutBack, AnOldValueThatIsNoNumberIsNotMissed) {
+  Station station;
+  station.options.fault = {"hub-word:1,1,nan"};
+  const Station::Ran ran = station.run(R"({"calibrate": "Acc", "limits": {"residual": "0.000001 m/s^2"}})");
+  ASSERT_EQ(ran.verdict, Outcome::failed);
+  EXPECT_THAT(ran.attempt(0).reasons, ::testing::Not(Contains(HasSubstr("the old values are not all back"))));
+}
+
+TEST(KeepOrPutBack, TheTargetStandsWhereItStood) {
+  Station station;
+  const Station::Ran ran = station.run(
+      R"({"fixture": {"target": "none"}}, {"calibrate": "Prx", "param": 0}, {"fixture": {"target": "3 cm"}},
+         {"calibrate": "Prx", "param": 2, "far": true}, {"verify": "Prx", "expect": "near"})");
+  EXPECT_EQ(ran.verdict, Outcome::passed);
 }
 
 TEST(KeepOrPutBack, WhatCannotBeUndoneIsSaidBeforehandAndInTheRecord) {

@@ -1,4 +1,9 @@
 // Order, attempts, groups, and the record of it all.
+#include <android/log.h>
+
+#include <cmath>
+
+#include "phone/log_tap.h"
 #include "station.h"
 
 namespace plan_test {
@@ -193,6 +198,13 @@ TEST(PlanRecord, TellsWhatWasUnderWayAndHowTheFixtureStood) {
   EXPECT_LE(last, ran.record["seconds"].asDouble() + 0.001);
 }
 
+Json::Value measured(const Json::Value& attempt, const std::string& name, const std::string& axis) {
+  for (const Json::Value& m : attempt["measurements"]) {
+    if (m["name"] == name && m["axis"] == axis) return m;
+  }
+  return {};
+}
+
 TEST(PlanRecord, TheWindowTellsWhatBecameOfEachSample) {
   Station station;
   const Station::Ran ran = station.run(R"({"calibrate": "Acc"})");
@@ -206,9 +218,56 @@ TEST(PlanRecord, TheWindowTellsWhatBecameOfEachSample) {
     if (state == "accepted") sum += sample["values"][2].asDouble();
   }
   EXPECT_THAT(count, ElementsAre(3, 50, 0));
+  double squares = 0;
+  for (const Json::Value& sample : samples) {
+    if (sample["state"] == "accepted") squares += std::pow(sample["values"][2].asDouble() - sum / count[1], 2);
+  }
+  const double deviation = std::sqrt(squares / count[1]);
+  EXPECT_NEAR(measured(attempt, "offset", "z")["standard_error"].asDouble(), deviation / std::sqrt(50),
+              deviation / 1000);
   // The mean of what was accepted is what the hub got.
   EXPECT_NEAR(sum / count[1], attempt["after"][0]["values"][2].asDouble(), 1e-4);
   EXPECT_THAT(attempt["hub"].size(), ::testing::Ge(2U));
+}
+
+TEST(PlanRecord, AVerificationKeepsItsPeriod) {
+  Station station;
+  station.options.speed = "10";
+  const Station::Ran ran =
+      station.run(R"({"verify": "Acc", "samples": 12, "period": "200 ms", "limits": {"noise": "1 m/s^2"}})");
+  EXPECT_GE(ran.attempt(0).seconds, 0.2);  // of the phone's 2.4
+  const Json::Value& attempt = ran.record["steps"][0]["attempts"][0];
+  EXPECT_EQ(attempt["window"]["period_ms"], 200);
+  const Json::Value noise = measured(attempt, "noise", "x");
+  EXPECT_NEAR(noise["standard_error"].asDouble(), noise["value"].asDouble() / std::sqrt(2 * 12), 1e-6);
+}
+
+TEST(PlanRecord, ARestartIsToldWithItsCause) {
+  using Cause = factory::Restart::Cause;
+  const struct {
+    const char* line;
+    Cause cause;
+    double value, limit;
+  } kRows[] = {
+      {"f: Variance exceeded, restarting algorithm. index: 1; variance:    4.4100; variance threshold:    0.0500",
+       Cause::variance, 4.41, 0.05},
+      {"f: Zero variance found, restarting algorithm. index: 1; variance:    0.0000", Cause::zero_variance, 0, 0},
+      {"f: High BIAS found, restarting algorithm. index: 1; sum  100.0000, numsamples 50, bias:    2.0000, threshold:  "
+       "  "
+       "1.5000",
+       Cause::bias, 2, 1.5},
+  };
+  factory::LogTap tap("");
+  for (const auto& row : kRows) {
+    tap.start_run();
+    (__android_log_print)(ANDROID_LOG_ERROR, "libsensor_cal", "%s", row.line);
+    const std::vector<factory::Restart> restarts = tap.run().restarts;
+    ASSERT_EQ(restarts.size(), 1U) << row.line;
+    EXPECT_EQ(restarts[0].cause, row.cause) << row.line;
+    EXPECT_EQ(restarts[0].axis, 1) << row.line;
+    EXPECT_EQ(restarts[0].value, row.value) << row.line;
+    EXPECT_EQ(restarts[0].limit, row.limit) << row.line;
+  }
 }
 
 TEST(PlanRecord, ARestartDiscardsWhatWasGathered) {

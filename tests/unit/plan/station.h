@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "folder.h"
+#include "mover.h"
 #include "record/record_json.h"
 #include "run/plan_run.h"
 
@@ -50,6 +51,7 @@ class Station {
     plan_ = factory::plan::parse_plan("test.json", text, &problems);
     EXPECT_THAT(problems, ::testing::IsEmpty());
     Session session(options);
+    if (!movements.empty()) test::Mover::put_between(session, movements);
     factory::plan::Observer silent;
     PlanRun plan_run(session, plan_, order, observer == nullptr ? silent : *observer);
     const factory::record::Run ran = plan_run.run();
@@ -68,6 +70,7 @@ class Station {
   }
 
   Options options;
+  std::vector<test::Movement> movements;
   factory::RunOrder order{{"S1", "station 4", "me"}};
 
  private:

@@ -46,7 +46,8 @@ TEST(Csv, NoTextIsAFormula) {
   Folder folder;
   factory::record::Run run = records::passed();
   const std::pair<const char*, const char*> kRows[] = {
-      {"=1+1", "'=1+1"}, {"@SUM(A1)", "'@SUM(A1)"}, {"-5", "-5"}, {"-5+cmd", "'-5+cmd"}, {"+", "'+"}, {"A=1", "A=1"}};
+      {"=1+1", "'=1+1"}, {"@SUM(A1)", "'@SUM(A1)"}, {"-5", "-5"}, {"-5+cmd", "'-5+cmd"}, {"+", "'+"},
+      {"A=1", "A=1"},    {"A\rB", "\"A\rB\""}};
   for (const auto& [serial, cell] : kRows) {
     run.serial = serial;
     factory::write_csv(run, folder.file(serial));
