@@ -72,10 +72,9 @@ class EventFeed::Inbox : public IEventQueueCallback {
     return Void();
   }
 
-  std::vector<Sample> take() {
-    constexpr std::chrono::milliseconds kLook{20};
+  std::vector<Sample> take(std::chrono::milliseconds longest) {
     std::unique_lock<std::mutex> lock(mutex_);
-    came_.wait_for(lock, kLook, [this] { return !samples_.empty(); });
+    came_.wait_for(lock, longest, [this] { return !samples_.empty(); });
     return std::exchange(samples_, {});
   }
 
@@ -128,14 +127,17 @@ void EventFeed::stop() {
 }
 
 void EventFeed::follow(const std::atomic<bool>& interrupted, const Look& look) {
+  constexpr std::chrono::milliseconds kLook{20};
   auto last = enabled_at_;
   for (bool wanted = !problem_; wanted && !interrupted;) {
-    const std::vector<Sample> came = inbox_->take();
+    const std::vector<Sample> came = inbox_->take(kLook);
     const auto now = Steady::now();
     if (!came.empty()) last = now;
     wanted = look(came, now - last);
   }
 }
+
+std::vector<Sample> EventFeed::take() { return inbox_->take({}); }
 
 int EventFeed::strangers() const { return inbox_->strangers(); }
 
@@ -156,27 +158,50 @@ double FreshSamples::error(size_t value) const {
   return values[value].standard_deviation() / std::sqrt(std::max(1, taken));
 }
 
+FreshLook::FreshLook(const EventFeed::Manager& manager, const SampleRequest& request)
+    : request_(request),
+      feed_(manager, request.sensor, request.period_ms,
+            [left = request.skip + request.count](const Sample&) mutable { return --left <= 0; }),
+      deadline_(feed_.enabled_at() + std::chrono::seconds(request.timeout_s)) {
+  out_.wanted = request.count;
+  out_.problem = feed_.problem();
+}
+
+// A sample that came after the time was over does not count, however late it is looked for.
+bool FreshLook::go_on(const std::vector<Sample>& came) {
+  if (ended_) return false;
+  const Time now = Steady::now();
+  Time last = now;
+  for (const Sample& sample : came) {
+    if (sample.arrival > deadline_ || seen_++ < request_.skip || out_.taken >= out_.wanted) continue;
+    const auto* const first = sample.words.begin() + request_.first_word;
+    out_.add({first, first + request_.values});
+    last = sample.arrival;
+  }
+  const bool all = out_.taken >= out_.wanted;
+  if (!all && now < deadline_) return true;
+  ended_ = all ? last : now;
+  feed_.stop();
+  return false;
+}
+
+FreshSamples FreshLook::take(const std::atomic<bool>& interrupted, const std::function<void()>& meanwhile) {
+  if (!problem() && go_on()) {
+    feed_.follow(interrupted, [&](const std::vector<Sample>& came, auto /*quiet*/) {
+      if (meanwhile) meanwhile();
+      return go_on(came);
+    });
+  }
+  if (!ended_) ended_ = Steady::now();
+  feed_.stop();
+  if (!out_.problem && out_.taken < out_.wanted)
+    out_.problem = interrupted ? record::Reason{Why::interrupted, "interrupted"} : too_few(out_, feed_.strangers() > 0);
+  return std::move(out_);
+}
+
 FreshSamples take_samples(const EventFeed::Manager& manager, const SampleRequest& request,
                           const std::atomic<bool>& interrupted) {
-  FreshSamples out;
-  out.wanted = request.count;
-  EventFeed feed(manager, request.sensor, request.period_ms,
-                 [left = request.skip + request.count](const Sample&) mutable { return --left <= 0; });
-  out.problem = feed.problem();
-  const auto deadline = Steady::now() + std::chrono::seconds(request.timeout_s);
-  int skipped = 0;
-  feed.follow(interrupted, [&](const std::vector<Sample>& came, auto /*quiet*/) {
-    for (const Sample& sample : came) {
-      if (skipped++ < request.skip || out.taken >= out.wanted) continue;
-      const auto* const first = sample.words.begin() + request.first_word;
-      out.add({first, first + request.values});
-    }
-    return out.taken < out.wanted && Steady::now() < deadline;
-  });
-  feed.stop();
-  if (!out.problem && out.taken < out.wanted)
-    out.problem = interrupted ? record::Reason{Why::interrupted, "interrupted"} : too_few(out, feed.strangers() > 0);
-  return out;
+  return FreshLook(manager, request).take(interrupted);
 }
 
 }  // namespace factory

@@ -51,6 +51,8 @@ class EventFeed {
   // since the last look, and for how long nothing did.
   using Look = std::function<bool(const std::vector<Sample>& came, std::chrono::duration<double> quiet)>;
   void follow(const std::atomic<bool>& interrupted, const Look& look);
+  // What came since the last look, without waiting.
+  std::vector<Sample> take();
   // The sensor is off afterwards; what came before can still be taken.
   void stop();
   // Events that came but named another sensor.
@@ -108,7 +110,36 @@ struct SampleRequest {
   int timeout_s = 5;
 };
 
-// Blocks until the samples are in, the time is over, or `interrupted` is set. The sensor is off afterwards.
+// Samples that come by themselves from its construction on, beside those of others, until all are there or the time is
+// over; which it counts from when it was enabled, whoever is waited for meanwhile. The sensor is off when it goes.
+class FreshLook {
+ public:
+  using Time = std::chrono::steady_clock::time_point;
+
+  FreshLook(const EventFeed::Manager& manager, const SampleRequest& request);
+
+  const std::optional<record::Reason>& problem() const { return feed_.problem(); }
+  Time began() const { return feed_.enabled_at(); }
+  // When the last sample came, or nothing more was waited for. Once it is over.
+  Time ended() const { return ended_.value_or(began()); }
+
+  // Takes in what came. False: it is over, and the sensor is off.
+  bool go_on() { return go_on(feed_.take()); }
+  // Blocks until it is over, or `interrupted` is set; `meanwhile` is called every few milliseconds. Once.
+  FreshSamples take(const std::atomic<bool>& interrupted, const std::function<void()>& meanwhile = {});
+
+ private:
+  bool go_on(const std::vector<Sample>& came);
+
+  const SampleRequest request_;
+  EventFeed feed_;
+  const Time deadline_;
+  int seen_ = 0;
+  FreshSamples out_;
+  std::optional<Time> ended_;
+};
+
+// A look that nothing runs beside.
 FreshSamples take_samples(const EventFeed::Manager& manager, const SampleRequest& request,
                           const std::atomic<bool>& interrupted);
 

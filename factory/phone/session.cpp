@@ -57,11 +57,12 @@ const Options& checked(const Options& options) {
   return options;
 }
 
+// A moment of a clock as the fixture tells it.
 template <typename Clock>
-std::chrono::duration<double> read_clock(Fixture& fixture) {
+std::chrono::duration<double> told(Fixture& fixture, std::chrono::time_point<Clock> moment) {
   using std::chrono::nanoseconds;
-  const auto now = std::chrono::duration_cast<nanoseconds>(Clock::now().time_since_epoch());
-  return nanoseconds(fixture.time_ns(now.count()));
+  const auto since = std::chrono::duration_cast<nanoseconds>(moment.time_since_epoch());
+  return nanoseconds(fixture.time_ns(since.count()));
 }
 
 [[noreturn]] void say_interrupted_and_exit() {
@@ -214,18 +215,19 @@ void Session::restore_brightness() {
   if (cal_ && brightness_at_end_ >= 0) (void)cal_->SetBrightness(brightness_at_end_);
 }
 
-std::chrono::system_clock::time_point Session::now() {
+std::chrono::system_clock::time_point Session::at(std::chrono::steady_clock::time_point moment) {
   using Clock = std::chrono::system_clock;
   std::call_once(first_asked_, [this] {
     first_wall_ = wall();
     first_steady_ = steady();
   });
-  return Clock::time_point(std::chrono::duration_cast<Clock::duration>(first_wall_ + steady() - first_steady_));
+  return Clock::time_point(
+      std::chrono::duration_cast<Clock::duration>(first_wall_ + told(*fixture_, moment) - first_steady_));
 }
 
-std::chrono::duration<double> Session::steady() { return read_clock<std::chrono::steady_clock>(*fixture_); }
+std::chrono::duration<double> Session::steady() { return told(*fixture_, std::chrono::steady_clock::now()); }
 
-std::chrono::duration<double> Session::wall() { return read_clock<std::chrono::system_clock>(*fixture_); }
+std::chrono::duration<double> Session::wall() { return told(*fixture_, std::chrono::system_clock::now()); }
 
 void Session::switch_off() {
   if (!cal_ || cal_->event_queue == nullptr) return;

@@ -53,7 +53,9 @@ class Session {
   Json::Value document();
   // The wall clock as it was when it was first asked for, and what went by since: a label that no step of the clock
   // changes.
-  std::chrono::system_clock::time_point now();
+  std::chrono::system_clock::time_point now() { return at(std::chrono::steady_clock::now()); }
+  // The same of another moment.
+  std::chrono::system_clock::time_point at(std::chrono::steady_clock::time_point moment);
   // The clock by which durations, limits and orders are told: nobody sets it.
   std::chrono::duration<double> steady();
   // The wall clock as it is, which the library's own waits go by.

@@ -77,8 +77,13 @@ struct Block {
   std::string group;  // empty: a step that stands alone
   int repeat = 1;
   bool stop_on_failure = true;
+  bool overlap = true;  // verifications next to each other look at their sensors together
   std::vector<Step> steps;
 };
+
+// How many steps from this one on look at their sensors together: those of verifications next to each other, as long as
+// each is of another chip and none must be alone. 1: it stands alone.
+size_t looks_together(const Block& block, size_t first);
 
 struct Plan : record::Plan {
   std::vector<std::string> phones;  // products that it is for; empty: any

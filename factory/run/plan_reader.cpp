@@ -40,12 +40,15 @@ bool parse_json(const std::string& file, const std::string& bytes, Json::Value* 
   return false;
 }
 
+bool overlaps(const PlanValue& value) { return !value.has("overlap") || value["overlap"].truth(); }
+
 Block read_group(const PlanValue& value) {
-  value.only_keys({"group", "repeat", "on_failure", "steps"});
+  value.only_keys({"group", "repeat", "on_failure", "overlap", "steps"});
   Block block;
   block.group = value["group"].text();
   block.repeat = value["repeat"].whole(1, kAttemptsMax, 1);
   block.stop_on_failure = value["on_failure"].stops();
+  block.overlap = overlaps(value);
   const PlanValue steps = value["steps"];
   if (!steps->isArray() || steps->empty()) {
     value.problem("a group needs a list of steps");
@@ -103,6 +106,19 @@ bool sets_thresholds(const Step& step) {
   return step.type == sensor_type::proximity && step.param == kThresholds && !step.channel;
 }
 
+size_t looks_together(const Block& block, size_t first) {
+  std::vector<int> chips;
+  for (size_t i = first; block.overlap && i < block.steps.size(); ++i) {
+    const Step& step = block.steps[i];
+    const bool looks = step.kind == StepKind::verify && !step.near;
+    const Sensor* sensor = looks ? sensor_of(step.type) : nullptr;
+    if (sensor == nullptr || sensor->alone != nullptr || std::count(chips.begin(), chips.end(), sensor->used_type) != 0)
+      break;
+    chips.push_back(sensor->used_type);
+  }
+  return std::max<size_t>(chips.size(), 1);
+}
+
 int Plan::step_count() const {
   size_t count = 0;
   for (const Block& block : blocks) count += block.steps.size();
@@ -121,13 +137,14 @@ Plan parse_plan(const std::string& file, const std::string& bytes, std::vector<s
     root.problem("a plan is a JSON object");
     return plan;
   }
-  root.only_keys({"format", "name", "version", "about", "for", "steps"});
+  root.only_keys({"format", "name", "version", "about", "for", "overlap", "steps"});
   if (*root["format"] != "sensorcal.plan/1") root["format"].problem("give \"sensorcal.plan/1\"");
   if (!root.has("name")) root["name"].problem("a plan needs a name");
   plan.name = root["name"].text();
   plan.version = root["version"].text();
   (void)root["about"].text();
   plan.phones = root["for"].texts();
+  const bool overlap = overlaps(root);
   const PlanValue steps = root["steps"];
   if (!steps->isArray() || steps->empty()) {
     steps.problem("a plan needs a list of steps");
@@ -135,6 +152,7 @@ Plan parse_plan(const std::string& file, const std::string& bytes, std::vector<s
   }
   for (Json::ArrayIndex i = 0; i < steps->size(); ++i)
     plan.blocks.push_back(steps[i]->isObject() && steps[i].has("group") ? read_group(steps[i]) : read_single(steps[i]));
+  for (Block& block : plan.blocks) block.overlap &= overlap;
   note_single_stimuli(&plan);
   return plan;
 }

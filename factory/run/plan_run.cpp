@@ -146,7 +146,8 @@ bool PlanRun::run_step(const Step& step, record::Step* result) {
     Attempt attempt;
     attempt.number = static_cast<int>(result->attempts.size()) + 1;
     session_.fixture().attempt_begins(result->index, attempt.number, step.name);
-    attempt.started = session_.now();
+    const bool begun = !looks_.empty() && looks_.front().step == &step;
+    attempt.started = begun ? looks_.front().started : session_.now();
     {
       const std::lock_guard<std::mutex> lock(mutex_);
       current_ = result;
@@ -154,10 +155,11 @@ bool PlanRun::run_step(const Step& step, record::Step* result) {
     }
     observer_.begins(*result, attempt.number);
     take_messages();
-    StepRun(session_, under_way_, step, &attempt, [&](const std::string& text) {
+    StepRun(session_, under_way_, step, looks_, &attempt, [&](const std::string& text) {
       observer_.warns(*result, text);
     }).run();
     under_way_.stops(session_);
+    if (begun) looks_.pop_front();
     hold_against_calibrations(step, &attempt);
     if (!result->attempts.empty()) compare(result->attempts.back(), &attempt);
     attempt.hub = take_messages();
@@ -189,15 +191,36 @@ void PlanRun::keep(record::Step* result, Attempt attempt, const Fixture::Setting
   current_ = nullptr;
 }
 
+// Begins the looks of the verifications behind this one that may go on beside its own. Each is asked for as a question
+// of its own step, which is where a replay finds it. One that is refused beside the others is made in its turn.
+void PlanRun::begin_looks(const Block& block, size_t first, size_t at) {
+  if (!looks_.empty()) return;
+  const size_t end = at + looks_together(block, at);
+  for (size_t i = at + 1; i < end; ++i) {
+    const record::Step& result = run_.steps[first + i];
+    session_.fixture().attempt_begins(result.index, static_cast<int>(result.attempts.size()) + 1, result.name);
+    const std::optional<SampleRequest> request = request_of(session_, block.steps[i]);
+    if (!request) continue;
+    Look& look = looks_.emplace_back(session_, block.steps[i], *request);
+    if (look.samples.problem()) {
+      looks_.pop_back();
+    } else {
+      look.started = session_.at(look.samples.began());
+    }
+  }
+}
+
 PlanRun::Round PlanRun::run_round(const Block& block, size_t first) {
   Round round = Round::passed;
   for (size_t i = 0; i < block.steps.size(); ++i) {
     record::Step& step = run_.steps[first + i];
+    begin_looks(block, first, i);
     if (run_step(block.steps[i], &step)) continue;
     if (session_.interrupted() || !worth_another(step.attempts.back())) round = Round::lost;
     if (round == Round::passed) round = Round::failed;
     if (session_.interrupted() || block.steps[i].stop_on_failure || stop_on_failure_) break;
   }
+  looks_.clear();
   return round;
 }
 

@@ -1,6 +1,7 @@
 // Runs a plan: its steps in order, groups with their attempts, and an end in good order after Ctrl-C.
 #pragma once
 
+#include <deque>
 #include <string>
 #include <vector>
 
@@ -37,6 +38,7 @@ class PlanRun {
   bool run_block(const Block& block, size_t first);
   enum class Round { passed, failed, lost };  // lost: another one could not pass
   Round run_round(const Block& block, size_t first);
+  void begin_looks(const Block& block, size_t first, size_t at);
   bool run_step(const Step& step, record::Step* result);
   void hold_against_calibrations(const Step& step, Attempt* attempt);
   std::vector<record::HubMessage> take_messages();
@@ -49,6 +51,7 @@ class PlanRun {
   const bool stop_on_failure_;
   Observer& observer_;
   UnderWay under_way_;
+  std::deque<Look> looks_;  // of the steps ahead, in their order; those that nobody took go off with them
   std::mutex mutex_;
   record::Run run_;                  // as far as it is; its steps and world are changed with mutex_ held
   record::Step* current_ = nullptr;  // guarded by mutex_, and so is the following

@@ -15,6 +15,8 @@ namespace {
 constexpr int kVerifySamples = 50;
 constexpr double kSpareSeconds = 5;
 
+int samples_of(const Step& step) { return step.samples > 0 ? step.samples : kVerifySamples; }
+
 }  // namespace
 
 void StepRun::run() {
@@ -75,23 +77,42 @@ void StepRun::run_fixture() {
   attempt_.notes.insert(attempt_.notes.end(), arranged.notes.begin(), arranged.notes.end());
 }
 
+std::optional<SampleRequest> request_of(Session& session, const Step& step, const Sensor& subject, int count) {
+  const auto* sensor = session.sensor(subject.type);
+  const Sensor* kind = find_kind(step.type, 0);
+  if (sensor == nullptr && kind != nullptr) sensor = verified_sensor(session, *kind);
+  if (sensor == nullptr) return {};
+  const int period_ms = step.period_s ? static_cast<int>(std::lround(*step.period_s * 1000)) : subject.period_ms;
+  return SampleRequest{.sensor = *sensor,
+                       .values = subject.values,
+                       .first_word = subject.first_word,
+                       .period_ms = period_ms,
+                       .skip = step.settle,
+                       .count = count,
+                       .timeout_s = static_cast<int>(kSpareSeconds + (count + step.settle) * period_ms / 1000.0)};
+}
+
+std::optional<SampleRequest> request_of(Session& session, const Step& step) {
+  return request_of(session, step, *subject_of(step.type), samples_of(step));
+}
+
 FreshSamples StepRun::take_fresh(const Sensor& subject, int count) {
-  const auto* sensor = session_.sensor(subject.type);
-  const Sensor* kind = find_kind(step_.type, 0);
-  if (sensor == nullptr && kind != nullptr) sensor = verified_sensor(session_, *kind);
+  if (const std::optional<SampleRequest> request = request_of(session_, step_, subject, count)) {
+    FreshLook look(session_.cal().sensor_manager, *request);
+    return take(look);
+  }
   FreshSamples none;
   none.problem = {Why::sensor_absent, "the phone lists no such sensor", "look at `sensorcal sensors`"};
-  if (sensor == nullptr) return none;
-  const int period_ms = step_.period_s ? static_cast<int>(std::lround(*step_.period_s * 1000)) : subject.period_ms;
-  const SampleRequest request{
-      .sensor = *sensor,
-      .values = subject.values,
-      .first_word = subject.first_word,
-      .period_ms = period_ms,
-      .skip = step_.settle,
-      .count = count,
-      .timeout_s = static_cast<int>(kSpareSeconds + (count + step_.settle) * period_ms / 1000.0)};
-  return take_samples(session_.cal().sensor_manager, request, session_.interrupted());
+  return none;
+}
+
+// The other looks end in time, too.
+FreshSamples StepRun::take(FreshLook& look) {
+  return look.take(session_.interrupted(), [&] {
+    for (Look& other : looks_) {
+      if (&other.samples != &look) other.samples.go_on();
+    }
+  });
 }
 
 // What the sensor should report: what the plan says, the reference, the golden values, else what the fixture is set to.
@@ -175,10 +196,13 @@ void StepRun::verify_near(std::optional<bool> near) {
 }
 
 void StepRun::run_verify() {
+  Look* const own = own_look();
+  if (own != nullptr) moment_ = own->samples.began();
   const Span span(*this, "verify");
   if (step_.near) return verify_near(step_.near);
   const Sensor& subject = *subject_of(step_.type);
-  const FreshSamples fresh = take_fresh(subject, step_.samples > 0 ? step_.samples : kVerifySamples);
+  const FreshSamples fresh = own != nullptr ? take(own->samples) : take_fresh(subject, samples_of(step_));
+  if (own != nullptr) moment_ = own->samples.ended();
   if (session_.interrupted()) return;
   if (fresh.problem) return attempt_.fail(*fresh.problem);
   record::Window& window = attempt_.window.emplace();

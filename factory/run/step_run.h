@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <deque>
 #include <functional>
 #include <mutex>
 
@@ -32,12 +33,27 @@ struct UnderWay {
   bool stops(Session& session);
 };
 
+// A look of a verify step, begun beside those of the steps before it.
+struct Look {
+  Look(Session& session, const Step& whose, const SampleRequest& request)
+      : step(&whose), samples(session.cal().sensor_manager, request) {}
+  const Step* step;
+  FreshLook samples;
+  Clock::time_point started;
+};
+
 class StepRun {
  public:
   using Warn = std::function<void(const std::string&)>;
   // `warn` is told, before anything is changed, what cannot be undone.
-  StepRun(Session& session, UnderWay& under_way, const Step& step, Attempt* attempt, Warn warn)
-      : session_(session), under_way_(under_way), step_(step), attempt_(*attempt), warn_(std::move(warn)) {}
+  // The first of `looks` may be the step's own; the others go on while it waits for its samples.
+  StepRun(Session& session, UnderWay& under_way, const Step& step, std::deque<Look>& looks, Attempt* attempt, Warn warn)
+      : session_(session),
+        under_way_(under_way),
+        step_(step),
+        looks_(looks),
+        attempt_(*attempt),
+        warn_(std::move(warn)) {}
 
   void run();
 
@@ -75,6 +91,8 @@ class StepRun {
                                         std::optional<double> reference_hpa);
   std::vector<double> expected_of(const Sensor& subject, std::optional<double> reference_hpa);
   FreshSamples take_fresh(const Sensor& subject, int count);
+  FreshSamples take(FreshLook& look);
+  Look* own_look() { return !looks_.empty() && looks_.front().step == &step_ ? &looks_.front() : nullptr; }
   void look_again(const Sensor& subject, std::optional<double> reference_hpa);
   void fail_unsure(const std::vector<Measurement>& residuals);
   void measure(Measurement measurement, const std::string& hint);
@@ -94,15 +112,25 @@ class StepRun {
     const char* const what_;
     const double from_s_;
   };
-  double seconds() const { return std::chrono::duration<double>(session_.now() - attempt_.started).count(); }
+  double seconds() const {
+    const auto now = moment_.value_or(std::chrono::steady_clock::now());
+    return std::chrono::duration<double>(session_.at(now) - attempt_.started).count();
+  }
   std::string tag() const { return step_.type == 0 ? "" : tag_of(step_.type); }
 
   Session& session_;
   UnderWay& under_way_;
   const Step& step_;
+  std::deque<Look>& looks_;
   Attempt& attempt_;
   const Warn warn_;
-  bool nothing_sent_ = false;  // to the hub, by a run that is over
+  std::optional<FreshLook::Time> moment_;  // that a look of its own has come to: the step itself was begun later
+  bool nothing_sent_ = false;              // to the hub, by a run that is over
 };
+
+// What a step looks at, by its own period and count; nothing where the phone has no such sensor.
+std::optional<SampleRequest> request_of(Session& session, const Step& step, const Sensor& subject, int count);
+// The same of a verify step.
+std::optional<SampleRequest> request_of(Session& session, const Step& step);
 
 }  // namespace factory::plan

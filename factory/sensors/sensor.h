@@ -94,10 +94,12 @@ struct Sensor {
   const char* stimulus = nullptr;
   const char* shows = nullptr;  // unit of its own events, where its calibration samples another type
   unsigned limits = 0;          // Published
+  // Why no other sensor may be looked at meanwhile; null: it may, where it is of another chip.
+  const char* alone = nullptr;
 
   Result result = Result::none;
   int verified_type = 0;  // whose events a run samples, and whose fresh samples must agree with the truth afterwards
-  int used_type = 0;      // what applications get of the chip
+  int used_type = 0;      // what applications get of the chip, which types of one chip have in common
   int events = 0;         // of a run without restart: settling and samples
   double residual_limit = 0;       // in `unit`, or a fraction of the truth
   bool limit_is_relative = false;  // the noise limits, too

@@ -38,7 +38,15 @@ Teller::Teller(const plan::Plan& plan, Session& session, bool values)
     : tap_(session.log()), text_(!session.options().json), values_(values) {
   const double pace = pace_of(session.options());
   for (const plan::Block& block : plan.blocks) {
-    for (const plan::Step& step : block.steps) seconds_.push_back(expected_seconds(step) / pace);
+    for (size_t i = 0; i < block.steps.size();) {
+      // Of looks beside each other a later one takes what it takes longer than those before it.
+      double longest = 0;
+      for (const size_t end = i + looks_together(block, i); i < end; ++i) {
+        const double seconds = expected_seconds(block.steps[i]) / pace;
+        seconds_.push_back(std::max(0.0, seconds - longest));
+        longest = std::max(longest, seconds);
+      }
+    }
   }
   if (!line_.shown()) return;
   thread_ = std::thread([this] {

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <thread>
 
+#include "recorded_run.h"
 #include "station.h"
 
 // Where a run cannot be woken the process leaves with its threads where they stand, by design; the thread sanitizer
@@ -62,6 +63,26 @@ TEST(Interruption, EndsAtOnceAndLeavesTheOldValues) {
     EXPECT_EQ(station.offset(sensor_type::accelerometer), acc);
     EXPECT_EQ(station.offset(sensor_type::gyroscope), gyr);
   }
+}
+
+// Looks beside the one that is waited for go with it.
+TEST(Interruption, LeavesNoSensorOn) {
+  recording_test::RecordedRun run;
+  run.options.speed = "1";
+  Interrupter interrupter(2, milliseconds(300));
+  const std::string look = R"(, "samples": 500, "limits": {"noise": "1 m/s^2"}})";
+  const factory::record::Run ran = run.record(
+      R"({"group": "looks", "steps": [{"verify": "Acc", "samples": 2, "limits": {"noise": "1 m/s^2"}},
+         {"verify": "Acc2")" +
+          look + R"(, {"verify": "Lux", "limits": {"low": "0 lux"}},
+         {"verify": "Gyr", "samples": 500, "limits": {"noise": "1 rad/s"}}]})",
+      &interrupter);
+  EXPECT_LT(interrupter.since(), milliseconds(400));
+  EXPECT_EQ(ran.outcome, Outcome::aborted);
+  EXPECT_EQ(ran.steps[1].outcome, Outcome::aborted);
+  EXPECT_EQ(ran.steps[2].outcome, Outcome::skipped);
+  EXPECT_EQ(run.on("4.1").size(), 2U);  // the others' looks began before its own
+  EXPECT_THAT(run.on(), ::testing::IsEmpty());
 }
 
 // The hub's own colour run cannot be woken: the watcher ends the process, after it put back and wrote the record.

@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -49,6 +50,22 @@ class RecordedRun {
     const factory::RunHead head = factory::read_head(folder());
     replayed.speed = head.speed;
     return run(replayed, head, nullptr);
+  }
+
+  // Handles of the sensors that were on at the end of the recording, or when an attempt began, such as "3.1".
+  std::multiset<int> on(const std::string& attempt = "") const {
+    std::multiset<int> out;
+    std::ifstream in(trace());
+    for (std::string text; std::getline(in, text);) {
+      Json::Value line;
+      EXPECT_TRUE(factory::parse_json(text, &line));
+      if (!attempt.empty() && line["attempt"] == attempt) break;
+      const bool done = line["answer"].isObject() && line["answer"]["result"] == 0;
+      const int handle = line["of"].isObject() ? line["of"]["handle"].asInt() : 0;
+      if (line["ask"] == "enable" && done) out.insert(handle);
+      if (line["ask"] == "disable" && done) out.erase(out.find(handle));
+    }
+    return out;
   }
 
   Options options;

@@ -1,0 +1,172 @@
+// Verifications next to each other look at their sensors together, and judge what each would have seen alone.
+#include "recorded_run.h"
+#include "station.h"
+
+namespace plan_test {
+namespace {
+
+using recording_test::RecordedRun;
+using ::testing::IsEmpty;
+namespace record = factory::record;
+
+std::string group(const std::string& steps, const std::string& more = "") {
+  return R"({"group": "g", "on_failure": "go on")" + more + R"(, "steps": [)" + steps + "]}";
+}
+
+constexpr char kLooks[] =
+    R"({"verify": "Acc", "samples": 30, "limits": {"residual": "1 m/s^2", "noise": "0.05 m/s^2"}, "on_failure": "go on"},
+       {"verify": "Acc2", "samples": 20, "limits": {"residual": "1 m/s^2", "noise": "0.05 m/s^2"}, "on_failure": "go on"},
+       {"verify": "Gyr", "samples": 40, "limits": {"residual": "0.1 rad/s", "noise": "5 mrad/s"}, "on_failure": "go on"},
+       {"verify": "Lux", "samples": 5, "limits": {"residual": "60 %", "noise": "5 %"}, "on_failure": "go on"})";
+
+double end_of(const record::Attempt& attempt, const record::Run& run) {
+  return std::chrono::duration<double>(attempt.started - run.started).count() + attempt.seconds;
+}
+
+bool begins_before_the_end_of(const record::Step& later, const record::Step& earlier, const record::Run& run) {
+  return std::chrono::duration<double>(later.attempts[0].started - run.started).count() <
+         end_of(earlier.attempts[0], run) - 0.001;
+}
+
+TEST(Looks, ArePlannedByTheSensorsThatTheyAreAt) {
+  const auto verify = [](const char* tag) {
+    return std::string(R"({"verify": ")") + tag + R"(", "limits": {"marginal": "1 %"}})";
+  };
+  const std::string near = R"({"verify": "Prx", "expect": "near"})";
+  const std::string inertial = verify("Acc") + "," + verify("Acc2") + "," + verify("Gyr") + "," + verify("Bar");
+  const struct {
+    std::string steps;
+    size_t together;
+    const char* group = "";
+    const char* plan = "";
+  } kRows[] = {
+      {inertial, 4},
+      {inertial, 1, R"(, "overlap": false)"},
+      {inertial, 1, "", R"(, "overlap": false)"},
+      {inertial, 1, R"(, "overlap": true)", R"(, "overlap": false)"},
+      {verify("Acc") + "," + R"({"probe": "tof", "expect": true})" + "," + verify("Gyr"), 1},
+      {verify("Acc") + "," + verify("Acc2") + "," + verify("Acc"), 2},
+      // Two types of one chip.
+      {verify("Acc") + "," + verify("Gyr") + "," + verify("16"), 2},
+      {verify("Lux") + "," + verify("Lux_B") + "," + verify("Lux_B_strm"), 2},
+      {verify("CCT_F_strm") + "," + verify("33171007") + "," + verify("Lux"), 2},
+      // Those that others would see.
+      {verify("33171015") + "," + verify("33171016"), 1},
+      {verify("Acc") + "," + verify("Tof") + "," + verify("Lux"), 1},
+      {verify("Acc") + "," + near, 1},
+      {near + "," + verify("Acc"), 1},
+  };
+  for (const auto& row : kRows) {
+    std::vector<std::string> problems;
+    const auto plan =
+        factory::plan::parse_plan("p",
+                                  R"({"format": "sensorcal.plan/1", "name": "n")" + std::string(row.plan) +
+                                      R"(, "steps": [)" + group(row.steps, row.group) + "]}",
+                                  &problems);
+    EXPECT_THAT(problems, IsEmpty());
+    EXPECT_EQ(looks_together(plan.blocks.at(0), 0), row.together) << row.steps << row.group << row.plan;
+  }
+}
+
+TEST(Looks, FindWhatTheyFindOneByOne) {
+  RecordedRun together, alone;
+  const record::Run a = together.record(group(kLooks));
+  const record::Run b = alone.record(group(kLooks, R"(, "overlap": false)"));
+  EXPECT_EQ(a.outcome, record::Outcome::passed);
+  ASSERT_EQ(b.outcome, a.outcome);
+  for (size_t i = 0; i < a.steps.size(); ++i) {
+    const record::Attempt& one = a.steps[i].attempts.at(0);
+    const record::Attempt& other = b.steps[i].attempts.at(0);
+    EXPECT_EQ(a.steps[i].outcome, b.steps[i].outcome);
+    EXPECT_EQ(one.window->samples.size(), other.window->samples.size());
+    ASSERT_EQ(one.measurements.size(), other.measurements.size());
+    for (size_t m = 0; m < one.measurements.size(); ++m)
+      EXPECT_NEAR(one.measurements[m].value, other.measurements[m].value,
+                  6 * *one.measurements[m].standard_error + 1e-9)
+          << a.steps[i].name << " " << one.measurements[m].name << " " << one.measurements[m].axis;
+    if (i == 0) continue;
+    EXPECT_TRUE(begins_before_the_end_of(a.steps[i], a.steps[0], a)) << a.steps[i].name;
+    EXPECT_FALSE(begins_before_the_end_of(b.steps[i], b.steps[i - 1], b)) << b.steps[i].name;
+  }
+}
+
+struct FaultRow {
+  const char* name;
+  const char* fault;
+  const char* code;
+  bool replays = true;  // again, which may take its time again
+};
+
+class FaultBeside : public ::testing::TestWithParam<FaultRow> {};
+
+TEST_P(FaultBeside, TouchesItsOwnStepAlone) {
+  RecordedRun run;
+  run.options.fault = {GetParam().fault};
+  const record::Run ran = run.record(group(kLooks));
+  for (const record::Step& step : ran.steps) {
+    EXPECT_EQ(record::passes(step.outcome), step.tag != "Acc2") << step.name;
+  }
+  EXPECT_EQ(ran.steps[1].attempts[0].reasons.at(0).code, GetParam().code);
+  EXPECT_THAT(run.on(), IsEmpty());
+  if (!GetParam().replays) return;
+  EXPECT_THAT(factory::differences(ran, run.replay()), IsEmpty());
+}
+
+INSTANTIATE_TEST_SUITE_P(Sensor, FaultBeside,
+                         ::testing::Values(FaultRow{"silent", "silent:Acc2", "sensor.silent", false},
+                                           FaultRow{"nan", "nan:Acc2", "value.outside"},
+                                           FaultRow{"motion", "motion:Acc2,1", "value.outside"},
+                                           FaultRow{"stuck", "stuck:Acc2", "sensor.stuck"},
+                                           FaultRow{"wrong_handle", "wrong-handle:Acc2", "sensor.silent", false},
+                                           FaultRow{"enable_refused", "enable-refused:Acc2,3", "sensor.refused"}),
+                         [](const auto& test) { return test.param.name; });
+
+// What was not taken goes off before anything else begins; a block that is tried again looks anew.
+TEST(Looks, EndWithTheirBlock) {
+  RecordedRun run;
+  run.options.speed = "1";
+  const std::string fails = R"({"verify": "Acc", "samples": 2, "limits": {"noise": "0.0001 m/s^2"}})";
+  const std::string long_looks = R"({"verify": "Acc2", "samples": 1000, "limits": {"noise": "1 m/s^2"}},
+      {"verify": "Gyr", "samples": 1000, "limits": {"noise": "1 rad/s"}})";
+  const record::Run ran =
+      run.record(group(fails + "," + long_looks, R"(, "repeat": 2)") + "," + R"({"probe": "tof", "expect": true})");
+  EXPECT_EQ(ran.steps[0].attempts.size(), 2U);
+  EXPECT_EQ(ran.steps[1].outcome, record::Outcome::skipped);
+  EXPECT_EQ(ran.steps[3].outcome, record::Outcome::passed);
+  EXPECT_LT(ran.seconds, 5);
+  EXPECT_EQ(run.on("1.1").size(), 2U);
+  EXPECT_THAT(run.on("2.2"), IsEmpty());  // its look is what the second attempt begins with
+  EXPECT_THAT(run.on("4.1"), IsEmpty());
+}
+
+// A look's time is its own, from when it could deliver until its samples were there, whoever is waited for meanwhile.
+TEST(Looks, AreJudgedByTheirOwnTime) {
+  RecordedRun run;
+  run.options.speed = "20";
+  const record::Run fast = run.record(group(
+      R"({"verify": "Acc", "samples": 200, "limits": {"noise": "1 m/s^2"}},
+         {"verify": "Acc2", "samples": 50, "limits": {"noise": "1 m/s^2", "seconds": "20 ms"}, "on_failure": "go on"},
+         {"verify": "Lux_F", "samples": 2, "limits": {"low": "0 lux", "seconds": "150 ms"}})"));
+  EXPECT_EQ(fast.steps[1].outcome, record::Outcome::failed) << "53 events of 20 ms were there at once";
+  EXPECT_EQ(fast.steps[2].outcome, record::Outcome::passed) << "5 events of 100 ms took the 203 of the first step";
+  for (const record::Step& step : fast.steps) {
+    const record::Attempt& attempt = step.attempts[0];
+    EXPECT_NEAR(attempt.spans.at(0).to_s, end_of(attempt, fast), 0.01) << step.name;
+    EXPECT_NEAR(attempt.spans[0].to_s - attempt.spans[0].from_s, attempt.seconds, 0.01) << step.name;
+  }
+  EXPECT_THAT(factory::differences(fast, run.replay()), IsEmpty());
+}
+
+TEST(Looks, EndInTimeWhoeverIsWaitedFor) {
+  RecordedRun run;
+  run.options.speed = "1";
+  run.options.fault = {"silent:Acc", "late:Bar,5600"};  // Acc is waited for until then
+  const record::Run ran =
+      run.record(group(R"({"verify": "Acc", "samples": 30, "limits": {"noise": "1 m/s^2"}, "on_failure": "go on"},
+               {"verify": "Bar", "samples": 2, "settle": 0, "limits": {"noise": "1 hPa"}})"));
+  EXPECT_EQ(ran.steps[1].attempts.at(0).reasons.at(0).code, "sensor.silent");
+  EXPECT_THAT(run.on(), IsEmpty());
+}
+
+}  // namespace
+}  // namespace plan_test
