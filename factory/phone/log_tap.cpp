@@ -122,7 +122,9 @@ void LogTap::keep_all() {
 
 LogTap::Counts LogTap::counts() const {
   const std::lock_guard<std::mutex> lock(mutex_);
-  return {run_.events, static_cast<int>(run_.restarts.size())};
+  const auto& restarts = run_.restarts;
+  return {run_.events, static_cast<int>(restarts.size()),
+          restarts.empty() ? std::nullopt : std::optional(restarts.back())};
 }
 
 void LogTap::require_whole() {

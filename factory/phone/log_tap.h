@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -65,6 +66,7 @@ class LogTap {
   struct Counts {
     int events = 0;
     int restarts = 0;
+    std::optional<Restart> last;  // restart
   };
   // Of the run so far, without copying it.
   Counts counts() const;

@@ -5,6 +5,7 @@
 #include <iostream>
 #include <utility>
 
+#include "files/numbers.h"
 #include "record/run_text.h"
 #include "sensors/sensor.h"
 
@@ -32,6 +33,29 @@ double expected_seconds(const plan::Step& step) {
   return (std::max(step.samples, kFreshMotion) + step.settle) * step.period_s.value_or(period_ms * kMilli);
 }
 
+// What a person who sees it happen can do: of sensors of motion and pressure, and of the others.
+constexpr struct {
+  const char* scatters;
+  const char* others;
+} kToDo[] = {{"set it down still", "keep lamp, target and phone still"},  // by Restart::Cause
+             {"look at its driver", "look at its driver"},
+             {"lay it flat and still", "look at lamp and target"}};
+
+// "x moves: 0.31 is above 0.05 m/s^2: set it down still". Of a variance the root, which has the unit of the samples.
+std::string restart_text(const plan::Step& step, const Restart& restart) {
+  const Sensor* kind = find_kind(step.type, step.param);
+  const Sensor sensor = kind != nullptr ? *kind : events_of(step.type);
+  const bool named = restart.axis < sensor.values;
+  const std::string axis = named ? sensor.axes[restart.axis] : "value " + std::to_string(restart.axis + 1);
+  const bool varies = restart.cause == Restart::Cause::variance;
+  const auto shown = [&](double value) { return significant(varies ? std::sqrt(value) : value, 2); };
+  std::string out = axis + (varies ? sensor.scatters ? " moves: " : " flickers: " : " is off: ") +
+                    shown(restart.value) + " is above " + shown(restart.limit) + " " + sensor.unit;
+  if (restart.cause == Restart::Cause::zero_variance) out = axis + " repeats one value";
+  const auto& to_do = kToDo[static_cast<size_t>(restart.cause)];
+  return out + ": " + (sensor.scatters ? to_do.scatters : to_do.others);
+}
+
 }  // namespace
 
 Teller::Teller(const plan::Plan& plan, Session& session, bool values)
@@ -44,6 +68,7 @@ Teller::Teller(const plan::Plan& plan, Session& session, bool values)
       for (const size_t end = i + looks_together(block, i); i < end; ++i) {
         const double seconds = expected_seconds(block.steps[i]) / pace;
         seconds_.push_back(std::max(0.0, seconds - longest));
+        steps_.push_back(&block.steps[i]);
         longest = std::max(longest, seconds);
       }
     }
@@ -68,6 +93,8 @@ void Teller::begins(const record::Step& step, int attempt) {
   index_ = step.index;
   name_ = step.name + (attempt > 1 ? ", attempt " + std::to_string(attempt) : "");
   started_ = std::chrono::steady_clock::now();
+  restarts_ = tap_.counts().restarts;  // of the run before, whose log goes when this one starts
+  restarted_.clear();
 }
 
 void Teller::warns(const record::Step& step, const std::string& text) {
@@ -101,10 +128,30 @@ double Teller::left() const {
   return out;
 }
 
+// A few a second, so that each can be read.
+const std::string& Teller::restarted(const LogTap::Counts& counts) {
+  constexpr std::chrono::milliseconds kReadable{400};
+  constexpr std::chrono::seconds kNews{2};
+  const auto now = std::chrono::steady_clock::now();
+  restarts_ = std::min(restarts_, counts.restarts);
+  if (counts.restarts > restarts_ && (restarted_.empty() || now - restarted_at_ >= kReadable)) {
+    restarts_ = counts.restarts;
+    restarted_ = restart_text(*steps_[static_cast<size_t>(index_) - 1], *counts.last);
+    restarted_at_ = now;
+  } else if (now - restarted_at_ >= kNews) {
+    restarted_.clear();
+  }
+  return restarted_;
+}
+
 void Teller::show() {
   const std::lock_guard<std::mutex> lock(mutex_);
   if (index_ == 0) return;
   const LogTap::Counts counts = tap_.counts();
+  if (!restarted(counts).empty()) {
+    line_.show("[" + std::to_string(index_) + "/" + std::to_string(seconds_.size()) + "] " + name_ + "  " + restarted_);
+    return;
+  }
   const int seconds = static_cast<int>(std::ceil(left()));  // 0: the last step takes longer than it was to
   std::string line = "[" + std::to_string(index_) + "/" + std::to_string(seconds_.size()) + "] " +
                      (seconds > 0 ? "about " + std::to_string(seconds) + " s left  " : "soon done  ") + name_ + "  " +

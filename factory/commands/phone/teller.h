@@ -31,6 +31,8 @@ class Teller : public plan::Observer {
   void pause();  // takes the line away; text may be printed then
   void show();
   double left() const;
+  // Why the run started anew, as long as it is news; empty when it is none.
+  const std::string& restarted(const LogTap::Counts& counts);
 
   const LogTap& tap_;
   const bool text_;
@@ -38,10 +40,14 @@ class Teller : public plan::Observer {
   bool warned_ = false;
   StatusLine line_{true};
   std::vector<double> seconds_;  // what each step takes without restarts
+  std::vector<const plan::Step*> steps_;
   std::mutex mutex_;
   int index_ = 0;  // guarded by mutex_, 0: nothing to show; and so are the following
   std::string name_;
   std::chrono::steady_clock::time_point started_;
+  int restarts_ = 0;  // that were told
+  std::string restarted_;
+  std::chrono::steady_clock::time_point restarted_at_;
   std::atomic<bool> done_{false};
   std::thread thread_;
 };
