@@ -281,7 +281,8 @@ void StepRun::hear_proximity(const Calibration& c) {
 }
 
 // A few samples, held against what one sample of a sensor at rest may be off. What light a chip shares a scale with
-// shows the same light; what the chip calibrated by itself shows nothing, or the distance.
+// shows the same light, and what the hub calibrates one that a scale could make it; what a chip calibrated by itself
+// shows nothing, or the distance.
 void StepRun::hear(const Sensor& itself, const Calibration& c) {
   const FreshSamples fresh = take_fresh(itself, itself.scatters ? kFreshOthers : kHeard);
   if (session_.interrupted()) return;
@@ -289,24 +290,28 @@ void StepRun::hear(const Sensor& itself, const Calibration& c) {
   if (fresh.problem) return attempt_.fail(prefixed(("not verified: " + name + ": ").c_str(), *fresh.problem));
   require_scatter(itself, fresh.rows);
   const std::map<std::string, std::string> world = session_.fixture().world();
-  const bool by_chip = c.kind == nullptr && itself.residual_limit > 0 && !itself.limit_is_relative;
-  const bool shares_scale = c.kind != nullptr && c.kind->result == Result::lux_scale && itself.result == c.kind->result;
-  std::vector<double> wanted = by_chip ? told_by(world, itself.type) : expected_at(world, itself.type);
+  const bool is_light = itself.result == Result::lux_scale;
+  const bool shares_scale = is_light && c.kind != nullptr && c.kind->result == itself.result;
+  const bool by_hub = c.kind == nullptr;
+  std::vector<double> wanted = by_hub ? told_by(world, itself.type) : expected_at(world, itself.type);
+  const bool by_chip = by_hub && itself.result == Result::none;
   if (by_chip && itself.values > 1) wanted.assign(static_cast<size_t>(itself.values), 0);
   for (size_t i = 0; i < fresh.values.size(); ++i) {
-    std::optional<double> limit;
-    if (itself.scatters) limit = itself.noise;
-    if (by_chip && i < wanted.size()) limit = itself.residual_limit;
-    if (shares_scale) limit = itself.residual_limit * wanted.at(i);
     const double mean = fresh.values[i].mean();
-    std::vector<std::pair<const char*, double>> values = {{limit ? "residual" : "mean", mean}};
-    if (limit && i < wanted.size()) values[0].second -= wanted[i];
-    if (itself.scatters) values.emplace_back("noise", fresh.values[i].standard_deviation());
-    for (const auto& [what, value] : values) {
-      const std::optional<double> low = limit ? std::optional(-*limit) : std::nullopt;
-      require({what, itself.axes[i], value, itself.unit, {}, low, limit}, name + " itself",
-              std::isnan(value) ? record::kNoNumbersHint : residual_hint(itself.unit));
+    const double truth = i < wanted.size() ? wanted[i] : 0;
+    double limit = itself.scatters ? itself.noise : 0;
+    if (shares_scale) limit = itself.residual_limit * truth;
+    if (by_chip && i < wanted.size()) limit = itself.residual_limit;
+    Measurement seen{"mean", itself.axes[i], mean, itself.unit};
+    if (limit > 0) seen = {"residual", itself.axes[i], mean - truth, itself.unit, {}, -limit, limit};
+    if (by_hub && is_light && truth > 0) {
+      seen.low = truth * itself.found_low;
+      seen.high = truth * itself.found_high;
     }
+    require(seen, name + " itself", std::isnan(mean) ? record::kNoNumbersHint : residual_hint(itself.unit));
+    if (itself.scatters)
+      require({"noise", itself.axes[i], fresh.values[i].standard_deviation(), itself.unit, {}, {}, itself.noise},
+              name + " itself", noise_hint(itself.unit));
   }
 }
 

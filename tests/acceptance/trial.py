@@ -41,7 +41,7 @@ OF_THE_PHONE = ('truncated', 'garbled', 'no-property', 'property')
 UNSEEN = [('tilt', ('Acc', 'Acc2'), 'up'), ('turning', ('Gyr', 'Gyr2'), 'rotation'), ('pressure', ('Bar',), 'pressure'),
           ('lamp', ('Lux', 'CCT', '33171007'), 'lux'),
           ('dark box', ('Lux', 'CCT', '33171007'), 'dark-box'), ('lamp colour', ('Lux', 'CCT', '33171007'), 'cct'),
-          ('target', ('Prx', 'Tof'), 'target')]
+          ('target', ('Prx', 'Tof', '3317101'), 'target')]
 WORLD = {
     'up': lambda r: f'tilted:{round(10 ** r.uniform(0, 1.954), 1)}',
     'rotation': lambda r: ','.join(str(round(r.choice([0, 1, -1]) * 10 ** r.uniform(-3, 0.3), 4)) for _ in range(3)),
@@ -109,7 +109,7 @@ class Trial:
         if tag == 'Gyr' and rng.random() < 0.7:
             tag = '16'  # which its calibration samples
         if tag == 'Prx' and rng.random() < 0.7:
-            tag = '33171009' if rng.random() < 0.5 else 'Prx'
+            tag = '33171005' if rng.random() < 0.5 else 'Prx'
         number = {'CALLS': 60, 'MESSAGES': 25, 'MS': 20, 'LEVEL': 4095}
         wanted = arguments.strip('[]')
         if wanted in number:

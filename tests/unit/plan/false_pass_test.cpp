@@ -85,6 +85,8 @@ const Row kRows[] = {
     {"SAR's own offset", "reference", "hub-word:4,0,-5", "", kSar, "value.outside", "the hub, c1: offset nan"},
     {"a wrong distance", "reference", "out-of-range:Tof,50", "", kTof, "value.outside",
      "Tof itself, distance: residual"},
+    {"a bright lamp that is off", "reference", "wrong-fixture:lux=dark", R"({"fixture": {"lux": "2000 lux"}}, )",
+     R"({"calibrate": "Lux", "param": 12})", "value.outside", "Lux itself, light: mean"},
     // Light that moves is seen whatever the plan leaves out.
     {"moving light", "reference", "motion:Lux,5", kLampLit, kLux, "value.outside", "light: noise"},
     // What the hub refuses is not taken, though the library asks no more and the value reads back.
