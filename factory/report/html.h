@@ -58,6 +58,12 @@ void write_page(const std::string& file, const std::string& title, std::string_v
 // Names the attempt's sample window in the page and in its data.
 std::string window_id(const record::Step& step, const record::Attempt& attempt);
 
+// A sign with its words, of a drawing's legend. `sign`: this program's own SVG, 16 units wide and high.
+Markup legend_item(const std::string& css_class, std::string_view sign, const std::string& words);
+
+// What was under way when, and what the run's seconds went to; empty for a run that tells neither.
+Markup time_line(const record::Run& run);
+
 // Everything that is known of one attempt.
 Markup attempt_markup(const record::Step& step, const record::Attempt& attempt);
 

@@ -51,12 +51,6 @@ constexpr LegendRow kLegend[] = {
 constexpr char kRestartSign[] = "<path d='M8 0V16' stroke-dasharray='3 2'/>";
 constexpr char kLimitSign[] = "<path d='M0 8H16' stroke-dasharray='6 2'/>";
 
-Markup legend_item(const std::string& css_class, const char* sign, const std::string& words) {
-  const Markup drawing =
-      element("svg", {{"class", css_class}, {"viewBox", "0 0 16 16"}, {"aria-hidden", "true"}}, Markup::own(sign));
-  return element("li", drawing + Markup(words));
-}
-
 Markup legend(const record::Window& window) {
   std::map<record::SampleState, int> counts;
   int without_value = 0;
@@ -177,6 +171,12 @@ Markup log_lines(const record::Attempt& attempt) {
 }
 
 }  // namespace
+
+Markup legend_item(const std::string& css_class, std::string_view sign, const std::string& words) {
+  const Markup drawing =
+      element("svg", {{"class", css_class}, {"viewBox", "0 0 16 16"}, {"aria-hidden", "true"}}, Markup::own(sign));
+  return element("li", drawing + Markup(words));
+}
 
 std::string window_id(const record::Step& step, const record::Attempt& attempt) {
   return "window-" + std::to_string(step.index) + "-" + std::to_string(attempt.number);

@@ -1,4 +1,4 @@
-// The page: verdict first, then why, the facts, the steps in short, the steps in full.
+// The page: verdict first, then why, the steps in short, the time, the facts, the steps in full.
 #include <algorithm>
 #include <map>
 #include <vector>
@@ -194,6 +194,7 @@ void write_html_report(const record::Run& run, const std::string& file, const re
   body += card(aside.title.c_str(), text_list(aside.lines, "remarks"));
   body += card("Remarks", text_list(run.remarks, "remarks"));
   body += card("Steps", summary(run));
+  body += card("Time", time_line(run));
   body += card("Run", facts(run));
   if (!steps.empty()) {
     body += Markup::own(

@@ -9,7 +9,6 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -52,18 +51,18 @@ class RecordedRun {
     return run(replayed, head, nullptr);
   }
 
-  // Handles of the sensors that were on at the end of the recording, or when an attempt began, such as "3.1".
-  std::multiset<int> on(const std::string& attempt = "") const {
-    std::multiset<int> out;
+  // How many sensors were on at the end of the recording, or when an attempt began, such as "3.1". The line of one that
+  // goes off at once may come ahead of that of its enabling.
+  int on(const std::string& attempt = "") const {
+    int out = 0;
     std::ifstream in(trace());
     for (std::string text; std::getline(in, text);) {
       Json::Value line;
       EXPECT_TRUE(factory::parse_json(text, &line));
       if (!attempt.empty() && line["attempt"] == attempt) break;
       const bool done = line["answer"].isObject() && line["answer"]["result"] == 0;
-      const int handle = line["of"].isObject() ? line["of"]["handle"].asInt() : 0;
-      if (line["ask"] == "enable" && done) out.insert(handle);
-      if (line["ask"] == "disable" && done) out.erase(out.find(handle));
+      if (line["ask"] == "enable" && done) ++out;
+      if (line["ask"] == "disable" && done) --out;
     }
     return out;
   }

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include "records.h"
 #include "report/markup.h"
 #include "report/report.h"
@@ -85,6 +87,38 @@ TEST(HtmlReport, AnErrorIsNoFailure) {
   EXPECT_NE(text.find("class=\"card why error\""), std::string::npos);
   EXPECT_NE(text.find(".card.why.error {"), std::string::npos);
   EXPECT_EQ(occurrences(text, "failed<"), 0U);
+}
+
+// Of looks beside each other a second counts once; numbers that are none draw nothing.
+TEST(HtmlReport, ShowsWhatWasUnderWayWhen) {
+  using factory::record::SampleState;
+  factory::record::Run run;
+  run.seconds = 10;
+  const auto step = [&](const char* tag, std::vector<factory::record::Span> spans) {
+    factory::record::Step& added = run.steps.emplace_back();
+    added.name = std::string("step of ") + tag;
+    added.attempts.emplace_back().spans = std::move(spans);
+    return &added.attempts[0];
+  };
+  factory::record::Attempt* calibrated = step("Acc", {{"Acc", "sample", 0, 4}, {"Acc", "verify", 4, 6}});
+  calibrated->window.emplace().samples = {{1, {0}, SampleState::settling},
+                                          {2, {0}, SampleState::discarded},
+                                          {3, {0}, SampleState::accepted},
+                                          {4, {0}, SampleState::accepted}};
+  step("Gyr", {{"Gyr", "verify", 6, 9}});
+  step("Lux", {{"Lux", "verify", 6, 8.5}, {"Lux", "verify", std::nan(""), 3}, {"Lux", "sample", -1, 5}});
+  step("", {{"", "fixture", 9, 9.5}, {"", "fixture", 1, INFINITY}, {"", "probe", 5, 5}});
+  const std::string text = page(run);
+  for (const char* part :
+       {"settling 1.00 s", "samples of the library&#39;s runs 3.00 s", "fresh samples 5.00 s", "operator 0.50 s",
+        "nothing of these 0.50 s", "take 4.00 s of these 10.0 s", R"("t-settling" x="0.0" width="100.0")",
+        R"("t-fresh" x="600.0" width="300.0" height="10"><title>step of Gyr: fresh samples, 3.00 s)",
+        R"("t-fresh" x="600.0" width="250.0" height="10"><title>step of Lux)", ">fixture<", ">hub<"}) {
+    EXPECT_NE(text.find(part), std::string::npos) << part;
+  }
+  EXPECT_EQ(occurrences(text, "<title>step of Lux"), 1U);
+  run.steps.clear();
+  EXPECT_EQ(page(run).find("<h2>Time</h2>"), std::string::npos);
 }
 
 TEST(HtmlReport, SaysWhatIsToBeSaidBeside) {

@@ -1,0 +1,143 @@
+// What was under way when: a bar for each sensor, and what the run's seconds went to.
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <string_view>
+#include <vector>
+
+#include "files/numbers.h"
+#include "report/html.h"
+#include "report/words.h"
+
+namespace factory {
+namespace {
+
+// In the order in which a second that several have counts for one.
+enum Kind { settling, samples, fresh, fixture, hub, kKinds };
+constexpr struct {
+  const char* css_class;
+  const char* words;
+} kLook[kKinds] = {{"t-settling", "settling"},
+                   {"t-samples", "samples of the library's runs"},
+                   {"t-fresh", "fresh samples"},
+                   {"t-fixture", "fixture and operator"},
+                   {"t-hub", "hub and files"}};
+
+struct Bar {
+  Kind kind;
+  double from_s, to_s;
+};
+
+// A run of the library's is its settling and its samples, by the share of its events.
+std::vector<Bar> bars_of(const record::Span& span, const record::Attempt& attempt) {
+  if (!(span.from_s >= 0) || !(span.to_s >= span.from_s) || std::isinf(span.to_s)) return {};
+  if (span.what == "fixture") return {{fixture, span.from_s, span.to_s}};
+  if (span.what == "verify") return {{fresh, span.from_s, span.to_s}};
+  if (span.what != "sample") return {{hub, span.from_s, span.to_s}};
+  if (!has_samples(attempt)) return {{samples, span.from_s, span.to_s}};
+  const std::vector<record::Sample>& taken = attempt.window->samples;
+  const auto settles = [](const record::Sample& sample) { return sample.state == record::SampleState::settling; };
+  const auto settled = std::find_if_not(taken.begin(), taken.end(), settles) - taken.begin();
+  const double share = static_cast<double>(settled) / static_cast<double>(taken.size());
+  const double between = span.from_s + share * (span.to_s - span.from_s);
+  return {{settling, span.from_s, between}, {samples, between, span.to_s}};
+}
+
+struct Row {
+  std::string name;
+  Markup bars;
+};
+
+Row& row_of(std::vector<Row>& rows, const record::Span& span) {
+  const std::string name = !span.sensor.empty() ? span.sensor : span.what == "fixture" ? "fixture" : "hub";
+  const auto found = std::find_if(rows.begin(), rows.end(), [&](const Row& row) { return row.name == name; });
+  return found != rows.end() ? *found : rows.emplace_back(Row{name, {}});
+}
+
+Markup drawn(const Bar& bar, double whole_s, const std::string& title) {
+  constexpr double kWidth = 1000;
+  constexpr double kSeen = 1;
+  const double left = bar.from_s / whole_s * kWidth;
+  const double width = std::max(kSeen, (bar.to_s - bar.from_s) / whole_s * kWidth);
+  return element(
+      "rect",
+      {{"class", kLook[bar.kind].css_class}, {"x", fixed(left, 1)}, {"width", fixed(width, 1)}, {"height", "10"}},
+      element("title", title + ": " + kLook[bar.kind].words + ", " + duration(bar.to_s - bar.from_s)));
+}
+
+// Each second counts once: for the first kind that was under way then.
+std::array<double, kKinds> seconds_by_kind(const std::vector<Bar>& bars) {
+  struct Edge {
+    double at_s;
+    Kind kind;
+    int more;
+  };
+  std::vector<Edge> edges;
+  for (const Bar& bar : bars) {
+    edges.push_back({bar.from_s, bar.kind, 1});
+    edges.push_back({bar.to_s, bar.kind, -1});
+  }
+  std::sort(edges.begin(), edges.end(), [](const Edge& a, const Edge& b) { return a.at_s < b.at_s; });
+  std::array<double, kKinds> out{};
+  std::array<int, kKinds> under_way{};
+  double at_s = 0;
+  for (const Edge& edge : edges) {
+    const auto first = std::find_if(under_way.begin(), under_way.end(), [](int count) { return count > 0; });
+    if (first != under_way.end()) out[static_cast<size_t>(first - under_way.begin())] += edge.at_s - at_s;
+    under_way[edge.kind] += edge.more;
+    at_s = edge.at_s;
+  }
+  return out;
+}
+
+Markup legend(const std::array<double, kKinds>& seconds, double run_s) {
+  Markup items;
+  double rest_s = run_s;
+  for (size_t kind = 0; kind < kKinds; ++kind) {
+    if (!(seconds[kind] > 0)) continue;
+    const std::string sign = std::string("<rect class='") + kLook[kind].css_class + "' y='3' width='16' height='10'/>";
+    items += legend_item("", sign, kLook[kind].words + (" " + duration(seconds[kind])));
+    rest_s -= seconds[kind];
+  }
+  constexpr double kWorthTelling = 0.01;
+  if (rest_s >= kWorthTelling) items += element("li", "nothing of these " + duration(rest_s));
+  return element("ul", {{"class", "legend"}}, items);
+}
+
+}  // namespace
+
+Markup time_line(const record::Run& run) {
+  std::vector<Bar> bars;
+  double whole_s = std::isfinite(run.seconds) ? run.seconds : 0;
+  const auto each_bar = [&](const auto& use) {
+    for (const record::Step& step : run.steps) {
+      for (const record::Attempt& attempt : step.attempts) {
+        for (const record::Span& span : attempt.spans) {
+          for (const Bar& bar : bars_of(span, attempt)) use(step, span, bar);
+        }
+      }
+    }
+  };
+  each_bar([&](const record::Step&, const record::Span&, const Bar& bar) {
+    bars.push_back(bar);
+    whole_s = std::max(whole_s, bar.to_s);
+  });
+  if (bars.empty() || !(whole_s > 0)) return {};
+  std::vector<Row> rows;
+  each_bar([&](const record::Step& step, const record::Span& span, const Bar& bar) {
+    row_of(rows, span).bars += drawn(bar, whole_s, step_name(step));
+  });
+  HtmlTable table("times", {"Sensor", "0 to " + duration(whole_s)});
+  for (const Row& row : rows) {
+    table.add({row.name, element("svg", {{"viewBox", "0 0 1000 10"}, {"preserveAspectRatio", "none"}, {"role", "img"}},
+                                 row.bars)});
+  }
+  const std::array<double, kKinds> seconds = seconds_by_kind(bars);
+  const double library_s = seconds[settling] + seconds[samples];
+  const std::string bound = library_s > 0 ? "The library's own runs alone, one after the other, take " +
+                                                duration(library_s) + " of these " + duration(whole_s) + "."
+                                          : "No run of the library's own was among the steps.";
+  return legend(seconds, whole_s) + element("p", bound) + table.markup();
+}
+
+}  // namespace factory
