@@ -20,7 +20,7 @@ foreach(line IN LISTS lines)
     if(NOT suite MATCHES "/")
       entry(${suite} "${suite}.*")
     endif()
-  elseif(line MATCHES "^  ([A-Za-z0-9_/]+)" AND suite MATCHES "/")
+  elseif(suite MATCHES "/" AND line MATCHES "^  ([A-Za-z0-9_/]+)")  # the last match is the one that is read
     entry(${suite}.${CMAKE_MATCH_1} "${suite}.${CMAKE_MATCH_1}")
   endif()
 endforeach()
