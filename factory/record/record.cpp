@@ -98,6 +98,11 @@ std::string serial_number(const std::string& option, const std::string& typed) {
   });
   if (hidden)
     throw AppError(kUsage, option + ": a serial number has no line feed, tabulator or other control character");
+  constexpr size_t kMost = 64;  // a file's name holds three letters for each
+  if (serial.size() > kMost) {
+    throw AppError(kUsage, option + ": a serial number has at most " + std::to_string(kMost) +
+                               " characters, this one " + std::to_string(serial.size()));
+  }
   return serial;
 }
 

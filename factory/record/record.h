@@ -225,7 +225,7 @@ struct Run : Order {
 };
 
 // A serial number as it is kept, without blanks around it. Throws AppError(kUsage), which begins with `option`, where
-// it has characters that nobody sees.
+// it has characters that nobody sees, or more than names of files hold.
 std::string serial_number(const std::string& option, const std::string& typed);
 
 // Whether a text has the form of a run's id.

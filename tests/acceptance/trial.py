@@ -327,7 +327,7 @@ def try_requests(options):
     counts, unseen, misses = collections.Counter(), collections.defaultdict(list), 0
     try:
         with concurrent.futures.ThreadPoolExecutor(options.threads) as pool:
-            count = len(trial.pairs) if options.pairs else options.requests
+            count = min(options.requests, len(trial.pairs)) if options.pairs else options.requests
             for done in pool.map(trial.try_case, range(options.first, options.first + count)):
                 counts[done.get('code')] += 1
                 if done['unseen']:

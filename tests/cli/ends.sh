@@ -142,6 +142,9 @@ run 3 run plan.json --speed max --serial A/1 --csv '{serial}' # known only once 
 has out 'PASSED' && has err 'A%2F1: holds a run already'
 run 2 run plan.json --speed max --serial $'A\nB'
 has err '^sensorcal: --serial: a serial number has no line feed'
+run 2 run plan.json --speed max --serial "$(printf '%065d' 1)"
+has err '^sensorcal: --serial: a serial number has at most 64 characters, this one 65$'
+run 0 run plan.json --speed max --serial "$(printf '/%.0s' {1..64})" --html '{serial}-{started}-{verdict}.html'
 
 # What never ends, or is far too large, is refused by its name.
 run 2 run /dev/zero
