@@ -151,6 +151,16 @@ ArgumentParser ArgumentParser::add_subcommand(const std::string& name, const std
   return ArgumentParser(*part);
 }
 
+std::vector<std::string> ArgumentParser::named() const {
+  std::vector<std::string> out;
+  for (const CLI::Option* option : app_->get_options()) {
+    const char* const elsewhere = option->get_envname().empty() ? nullptr : getenv(option->get_envname().c_str());
+    const bool stands_in = elsewhere != nullptr && option->results() == std::vector<std::string>{elsewhere};
+    if (option->count() > 0 && !stands_in) out.push_back(option->get_name());
+  }
+  return out;
+}
+
 const CLI::App& ArgumentParser::parent() const { return *app_->get_parent(); }
 
 }  // namespace factory

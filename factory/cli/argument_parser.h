@@ -44,6 +44,9 @@ class ArgumentParser {
   // A command below this one: exactly one has to be given, and calls back then.
   ArgumentParser add_subcommand(const std::string& name, const std::string& summary, std::function<void()> given);
 
+  // The options of this command that its command line names, once it is parsed; not those that the environment gives.
+  std::vector<std::string> named() const;
+
   const CLI::App& parent() const;
 
  private:

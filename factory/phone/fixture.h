@@ -91,12 +91,28 @@ bool phones_are_simulated();
 // Opens the fixture that the options ask for; the services are reachable while it lives. Throws AppError.
 std::unique_ptr<Fixture> open_fixture(const Options& options);
 
-// A station where a person sets the fixture: what is wanted is asked for on the terminal, and counts once it is
-// confirmed. What a program cannot know on a station, it does not know here either: of the world only what was
-// confirmed. A simulated phone's world follows what the operator confirms, so that a plan can be tried without a
-// station. Without a terminal everything that is asked for is a problem, and the phone works all the same.
+// Who is asked to set a fixture.
+class Asker {
+ public:
+  enum class Answer { done, skip, abort, interrupted };
+
+  virtual ~Asker() = default;
+  // Whether there is somebody to ask.
+  virtual bool there() const { return true; }
+  // Waits for the answer, or for `interrupted`. `instructions`: a sentence for each setting.
+  virtual Answer ask(const Fixture::Settings& settings, const std::vector<std::string>& instructions,
+                     const std::atomic<bool>& interrupted) = 0;
+};
+
+// A station where a person sets the fixture: what is wanted is asked for on the terminal, or by another asker, and
+// counts once it is confirmed. What a program cannot know on a station, it does not know here either: of the world only
+// what was confirmed. A simulated phone's world follows what the operator confirms, so that a plan can be tried without
+// a station. Without a terminal everything that is asked for is a problem, and the phone works all the same.
 // `interrupted` ends a wait for the operator, who can set it too: by Ctrl-C, or by the answer that aborts.
-std::unique_ptr<Fixture> ask_operator(std::unique_ptr<Fixture> phone, const std::atomic<bool>& interrupted);
+std::unique_ptr<Fixture> ask_operator(std::unique_ptr<Fixture> phone, std::shared_ptr<Asker> asker,
+                                      const std::atomic<bool>& interrupted);
+// Asks on the process's terminal.
+std::shared_ptr<Asker> terminal_asker();
 // Throws AppError(kUsage) where there is no terminal to ask on.
 void require_terminal();
 

@@ -124,7 +124,8 @@ LogTap::Counts LogTap::counts() const {
   const std::lock_guard<std::mutex> lock(mutex_);
   const auto& restarts = run_.restarts;
   return {run_.events, static_cast<int>(restarts.size()),
-          restarts.empty() ? std::nullopt : std::optional(restarts.back())};
+          restarts.empty() ? std::nullopt : std::optional(restarts.back()),
+          run_.values.empty() ? std::vector<double>() : run_.values.back()};
 }
 
 void LogTap::require_whole() {

@@ -66,7 +66,8 @@ class LogTap {
   struct Counts {
     int events = 0;
     int restarts = 0;
-    std::optional<Restart> last;  // restart
+    std::optional<Restart> last_restart = {};
+    std::vector<double> latest = {};  // of the last event, with keep_all()
   };
   // Of the run so far, without copying it.
   Counts counts() const;

@@ -23,18 +23,40 @@ namespace {
 constexpr char kTerminal[] = "/dev/tty";
 constexpr int kLookMs = 20;
 
-enum class Answer { done, skip, abort, interrupted };
+using Answer = Asker::Answer;
 
-class Terminal {
+class Terminal : public Asker {
  public:
   Terminal() : fd_(open(kTerminal, O_RDWR | O_CLOEXEC | O_NOCTTY)) {}
-  ~Terminal() {
+  ~Terminal() override {
     if (fd_ >= 0) close(fd_);
   }
   Terminal(const Terminal&) = delete;
   Terminal& operator=(const Terminal&) = delete;
 
-  bool is_open() const { return fd_ >= 0; }
+  bool there() const override { return fd_ >= 0; }
+
+  Answer ask(const Fixture::Settings& /*settings*/, const std::vector<std::string>& instructions,
+             const std::atomic<bool>& interrupted) override {
+    const std::lock_guard<std::mutex> quiet(StatusLine::mutex());
+    std::cout << std::flush;
+    std::string text = "\r\033[K";
+    for (const std::string& instruction : instructions) text += wrapped(visible(instruction) + ".", columns()) + "\n";
+    forget_typed();
+    std::string answer;
+    for (;;) {
+      print(text + "Enter: done  s: skip  a: abort > ");
+      if (!read_line(interrupted, &answer)) break;
+      if (answer.empty() || answer == "\r") return Answer::done;
+      if (answer == "s" || answer == "skip") return Answer::skip;
+      if (answer == "a" || answer == "abort") return Answer::abort;
+      text = "'" + visible(answer) + "' is no answer.\n";
+    }
+    print("\n");
+    return interrupted ? Answer::interrupted : Answer::abort;
+  }
+
+ private:
   // What was typed before the question answers nothing.
   void forget_typed() const { tcflush(fd_, TCIFLUSH); }
   void print(const std::string& text) const { (void)write_all(fd_, text); }
@@ -56,14 +78,13 @@ class Terminal {
     return false;
   }
 
- private:
   const int fd_;
 };
 
 class OperatorFixture : public Fixture {
  public:
-  OperatorFixture(std::unique_ptr<Fixture> phone, const std::atomic<bool>& interrupted)
-      : phone_(std::move(phone)), interrupted_(interrupted) {
+  OperatorFixture(std::unique_ptr<Fixture> phone, std::shared_ptr<Asker> asker, const std::atomic<bool>& interrupted)
+      : phone_(std::move(phone)), asker_(std::move(asker)), interrupted_(interrupted) {
     // Of a real phone's world the command line tells what nobody needs to be asked.
     if (!phones_are_simulated()) confirmed_ = phone_->world();
   }
@@ -88,13 +109,17 @@ class OperatorFixture : public Fixture {
 
   Arranged arrange(const Settings& settings) override {
     Arranged out;
+    std::vector<std::string> instructions;
     std::string asked;
-    for (const auto& [key, value] : settings) asked += (asked.empty() ? "" : "; ") + instruction(key, value);
-    if (!terminal_.is_open()) {
+    for (const auto& [key, value] : settings) {
+      instructions.push_back(instruction(key, value));
+      asked += (asked.empty() ? "" : "; ") + instructions.back();
+    }
+    if (!asker_->there()) {
       out.problems.push_back("there is no terminal to ask an operator on: " + asked);
       return out;
     }
-    switch (ask(settings)) {
+    switch (asker_->ask(settings, instructions, interrupted_)) {
       case Answer::done:
         for (const auto& [key, value] : settings) {
           const std::string problem = phone_->set_world(key, value);
@@ -120,43 +145,26 @@ class OperatorFixture : public Fixture {
   }
 
  private:
-  Answer ask(const Settings& settings) const {
-    const std::lock_guard<std::mutex> quiet(StatusLine::mutex());
-    std::cout << std::flush;
-    std::string text = "\r\033[K";
-    for (const auto& [key, value] : settings)
-      text += wrapped(visible(instruction(key, value)) + ".", terminal_.columns()) + "\n";
-    terminal_.forget_typed();
-    std::string answer;
-    for (;;) {
-      terminal_.print(text + "Enter: done  s: skip  a: abort > ");
-      if (!terminal_.read_line(interrupted_, &answer)) break;
-      if (answer.empty() || answer == "\r") return Answer::done;
-      if (answer == "s" || answer == "skip") return Answer::skip;
-      if (answer == "a" || answer == "abort") return Answer::abort;
-      text = "'" + visible(answer) + "' is no answer.\n";
-    }
-    terminal_.print("\n");
-    return interrupted_ ? Answer::interrupted : Answer::abort;
-  }
-
   const std::unique_ptr<Fixture> phone_;
+  const std::shared_ptr<Asker> asker_;
   const std::atomic<bool>& interrupted_;
-  const Terminal terminal_;
   std::map<std::string, std::string> confirmed_;
 };
 
 }  // namespace
 
 void require_terminal() {
-  if (Terminal().is_open()) return;
+  if (Terminal().there()) return;
   throw AppError(kUsage, std::string("--fixture operator: there is no terminal to ask on (") + kTerminal + ": " +
                              strerror(errno) + "); run it on a terminal" +
                              (phones_are_simulated() ? ", or with --fixture simulated" : ""));
 }
 
-std::unique_ptr<Fixture> ask_operator(std::unique_ptr<Fixture> phone, const std::atomic<bool>& interrupted) {
-  return std::make_unique<OperatorFixture>(std::move(phone), interrupted);
+std::shared_ptr<Asker> terminal_asker() { return std::make_shared<Terminal>(); }
+
+std::unique_ptr<Fixture> ask_operator(std::unique_ptr<Fixture> phone, std::shared_ptr<Asker> asker,
+                                      const std::atomic<bool>& interrupted) {
+  return std::make_unique<OperatorFixture>(std::move(phone), std::move(asker), interrupted);
 }
 
 }  // namespace factory

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <limits>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -12,6 +13,8 @@
 #include "files/app_error.h"
 
 namespace factory {
+
+class Asker;
 
 struct Options : CommonOptions {
   std::string phone;  // empty: $SENSORCAL_PHONE, else ./phone
@@ -27,6 +30,7 @@ struct Options : CommonOptions {
   std::string max_equal;            // lux above which both panel levels must differ
   std::string record;               // folder for a recording of the run
   std::string recording;            // folder of one to replay
+  std::shared_ptr<Asker> asker;     // of an operator; none: the terminal
   bool makes_phone = true;          // where there is none, without a profile or a seed
 };
 

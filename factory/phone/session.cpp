@@ -53,7 +53,7 @@ bool operator_sets(const Options& options) {
 }
 
 const Options& checked(const Options& options) {
-  if (options.fixture == "operator") require_terminal();
+  if (options.fixture == "operator" && !options.asker) require_terminal();
   return options;
 }
 
@@ -108,7 +108,9 @@ Session::Session(const Options& options)
     const std::string problem = fixture_->set_world(setting.substr(0, equals), setting.substr(equals + 1));
     if (!problem.empty()) throw AppError(kUsage, "--world " + setting + ": " + problem);
   }
-  if (operator_sets(options_)) fixture_ = ask_operator(std::move(fixture_), interrupted_);
+  if (operator_sets(options_)) {
+    fixture_ = ask_operator(std::move(fixture_), options_.asker ? options_.asker : terminal_asker(), interrupted_);
+  }
   if (!options_.max_equal.empty()) set_max_equal(options_.max_equal);
   fixture_ = record_fixture(std::move(fixture_), options_);
   fixture_->on_hub_message([this](const HubMessage& message) { take(message); });

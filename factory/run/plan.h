@@ -102,6 +102,8 @@ Plan read_plan(const std::string& file, std::vector<std::string>* problems);
 
 // Reads the file and throws AppError(kUsage) with all problems.
 Plan load_plan(const std::string& file);
+// The same of its bytes.
+Plan load_plan(const std::string& file, const std::string& bytes);
 
 // The plan of calibrations that are asked for one by one. One group a step: the fixture as the step needs it, but for
 // what `world` ("key=value") already says, then the step. Throws AppError(kUsage) for a step that the library does not

@@ -99,6 +99,13 @@ void note_single_stimuli(Plan* plan) {
   }
 }
 
+Plan sound(Plan plan, const std::vector<std::string>& problems) {
+  if (problems.empty()) return plan;
+  std::string all = "the plan cannot be run; nothing was done";
+  for (const std::string& problem : problems) all += "\n" + problem;
+  throw AppError(kUsage, all);
+}
+
 }  // namespace
 
 bool sets_thresholds(const Step& step) {
@@ -165,11 +172,12 @@ Plan read_plan(const std::string& file, std::vector<std::string>* problems) {
 
 Plan load_plan(const std::string& file) {
   std::vector<std::string> problems;
-  Plan plan = read_plan(file, &problems);
-  if (problems.empty()) return plan;
-  std::string all = "the plan cannot be run; nothing was done";
-  for (const std::string& problem : problems) all += "\n" + problem;
-  throw AppError(kUsage, all);
+  return sound(read_plan(file, &problems), problems);
+}
+
+Plan load_plan(const std::string& file, const std::string& bytes) {
+  std::vector<std::string> problems;
+  return sound(parse_plan(file, bytes, &problems), problems);
 }
 
 }  // namespace factory::plan

@@ -1,9 +1,11 @@
 // `sensorcal run`: runs a plan and hands its record on.
 #include "commands/phone/commands.h"
+#include "commands/phone/event_stream.h"
 #include "commands/phone/teller.h"
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <iostream>
 #include <memory>
 #include <utility>
@@ -81,6 +83,43 @@ int run_on_phone(const Options& options, const plan::Plan& plan, const RunOrder&
   return hand_on(session, record, options, single, sinks, review);
 }
 
+// For a program that drives the run: all of it goes through the streams, and the record is the last line.
+int run_for_program(Options options, const std::string& file, const RunOrder& order, const Prepare& prepare) {
+  const auto stream = std::make_shared<EventStream>();
+  try {
+    const plan::Plan plan = file == "-" ? stream->take_plan() : plan::load_plan(file);
+    if (prepare) options = prepare(options, plan, order);
+    options.asker = stream;
+    Session session(options);
+    plan::PlanRun plan_run(session, plan, order, *stream);
+    const auto hand_over = [&](const record::Run& run) {
+      const bool whole = record::delivered("", [&] { session.require_logs(); });
+      const int code = exit_code(run.outcome, whole);
+      stream->told(run, code);
+      return code;
+    };
+    const LastWill will(session, [&](const std::string& why) { (void)hand_over(plan_run.abort(why)); });
+    stream->begin(plan, session.log());
+    return hand_over(plan_run.run());
+  } catch (const AppError& error) {
+    stream->refused(error);
+    throw;
+  }
+}
+
+// Beside what says which run it is.
+void require_streams_alone(const ArgumentParser& parser, const Options& options) {
+  static const std::vector<std::string> kTaken = {"PLAN",        "--serial",   "--station",    "--lot",
+                                                  "--retest-of", "--operator", "--on-failure", "--events"};
+  std::vector<std::string> named = parser.named();
+  if (options.json) named.emplace_back("--json");
+  if (!options.record.empty()) named.emplace_back("--record");
+  for (const std::string& name : named) {
+    if (std::find(kTaken.begin(), kTaken.end(), name) != kTaken.end()) continue;
+    throw AppError(kUsage, name + ": with --events all goes to standard output, and the record is its last line");
+  }
+}
+
 }  // namespace
 
 int run_request(const Options& options, const plan::Plan& plan) {
@@ -99,7 +138,7 @@ int run_plan(const Options& options, const plan::Plan& plan, const RunOrder& ord
 Runner set_up_run(ArgumentParser parser, const Sinks& sinks, const Prepare& prepare) {
   auto file = std::make_shared<std::string>();
   auto order = std::make_shared<RunOrder>();
-  parser.add_option("PLAN", *file, "plan file (JSON)", {.required = true});
+  parser.add_option("PLAN", *file, "plan file (JSON); - with --events: from standard input", {.required = true});
   parser.add_option("--serial", order->serial, "the phone's serial number, for the record");
   parser.add_option("--station", order->station, "name of the station, for the record");
   parser.add_option("--lot", order->lot, "what the phone belongs to, for the record");
@@ -109,12 +148,17 @@ Runner set_up_run(ArgumentParser parser, const Sinks& sinks, const Prepare& prep
   parser.add_option("--on-failure", *on_failure,
                     "stop: the first step that does not pass ends the run, whatever the plan says",
                     {.one_of = {"stop"}});
+  auto events = std::make_shared<bool>();
+  parser.add_flag("--events", *events,
+                  "for a program: JSON lines on standard output, an operator's answers on standard input");
   for (const auto& sink : sinks) sink->add_options(parser);
   return [=](const Options& options) {
+    if (*events) require_streams_alone(parser, options);
     order->serial = record::serial_number("--serial", order->serial);
     if (!order->retest_of.empty() && !record::is_run_id(order->retest_of))
       throw AppError(kUsage, "--retest-of " + order->retest_of + ": is no id of a run, as its record has it");
     order->stop_on_failure = !on_failure->empty();
+    if (*events) return run_for_program(options, *file, *order, prepare);
     const plan::Plan plan = plan::load_plan(*file);
     return run_plan(prepare ? prepare(options, plan, *order) : options, plan, *order, sinks);
   };

@@ -136,7 +136,7 @@ const std::string& Teller::restarted(const LogTap::Counts& counts) {
   restarts_ = std::min(restarts_, counts.restarts);
   if (counts.restarts > restarts_ && (restarted_.empty() || now - restarted_at_ >= kReadable)) {
     restarts_ = counts.restarts;
-    restarted_ = restart_text(*steps_[static_cast<size_t>(index_) - 1], *counts.last);
+    restarted_ = restart_text(*steps_[static_cast<size_t>(index_) - 1], *counts.last_restart);
     restarted_at_ = now;
   } else if (now - restarted_at_ >= kNews) {
     restarted_.clear();
