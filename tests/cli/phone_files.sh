@@ -50,6 +50,17 @@ for first in persist-full persist-read-only; do
   cp before/* "$persist"
 done
 
+# A fault of a property is in no file: a process that is killed leaves nothing of it.
+"$sensorcal" watch Acc --seconds 30 --fault property:ro.build.product=other --fault no-property:ro.product.product.name \
+  >out 2>err </dev/null &
+for _ in $(seq 200); do [ ! -s out ] || break; sleep 0.05; done
+[ -s out ] || fail 'nothing was watched'
+kill -9 $!
+wait $! 2>/dev/null || true
+echo '{"format": "sensorcal.plan/1", "name": "names", "for": ["normal"], "steps": [{"probe": "rgb", "expect": false}]}' >names.json
+run 0 run names.json --speed max --json
+json out 'd["phone"]["properties"]["ro.product.product.name"] == "normal"'
+
 # A user's own links: kept at an opening, and never followed out of the phone by a reset.
 cp before/PSensor_ct1.txt mine
 ln -sf "$work/mine" "$persist/PSensor_ct1.txt"

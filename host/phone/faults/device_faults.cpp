@@ -28,20 +28,6 @@ constexpr char kKept[] = ".kept";                       // the real file, while 
 constexpr char kFull[] = "/dev/full";                   // every write to it finds no room
 constexpr char kNowhere[] = "/proc/self/nowhere/file";  // nothing can be made there
 
-std::optional<std::string> find_property(const std::string& name) {
-  const std::map<std::string, std::string> all = host::all_properties();
-  const auto found = all.find(name);
-  return found == all.end() ? std::nullopt : std::optional<std::string>(found->second);
-}
-
-void set_property(const std::string& name, const std::optional<std::string>& value) {
-  if (value) {
-    host::force_property(name, *value);
-  } else {
-    host::remove_property(name);
-  }
-}
-
 // The targets that faults give their links; a user's own link has another one.
 bool is_stand_in(const std::string& path) {
   std::error_code none;
@@ -150,21 +136,13 @@ void FileFaults::apply(const Faults& faults, uint64_t seed) {
   }
 }
 
-PropertyFaults::~PropertyFaults() {
-  for (const auto& [name, change] : changes_) {
-    if (find_property(name) == change.after) set_property(name, change.before);
-  }
-}
+PropertyFaults::~PropertyFaults() { host::show_properties(); }
 
 void PropertyFaults::apply(const Faults& faults) {
-  const auto change = [this](const std::string& name, const std::optional<std::string>& value) {
-    changes_.try_emplace(name, Change{find_property(name), {}}).first->second.after = value;
-    set_property(name, value);
-  };
-  for (const Fault* fault : faults.each(FaultId::no_property)) change(fault->text, std::nullopt);
+  for (const Fault* fault : faults.each(FaultId::no_property)) host::hide_property(fault->text, std::nullopt);
   for (const Fault* fault : faults.each(FaultId::property)) {
     const size_t equals = fault->text.find('=');
-    change(fault->text.substr(0, equals), fault->text.substr(equals + 1));
+    host::hide_property(fault->text.substr(0, equals), fault->text.substr(equals + 1));
   }
 }
 

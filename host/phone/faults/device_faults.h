@@ -1,8 +1,6 @@
 // Faults of the device's files and properties, for as long as the phone is open.
 #pragma once
 
-#include <map>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -32,19 +30,12 @@ class FileFaults {
   std::vector<int> descriptors_;  // of the copies
 };
 
-// Properties: the old values come back with the end of the object, where nobody has changed them since.
+// Properties: the old values show again with the end of the object, but for those that were set since.
 class PropertyFaults {
  public:
   ~PropertyFaults();
 
   void apply(const Faults& faults);
-
- private:
-  struct Change {
-    std::optional<std::string> before;
-    std::optional<std::string> after;
-  };
-  std::map<std::string, Change> changes_;
 };
 
 }  // namespace phone

@@ -20,10 +20,18 @@ constexpr char kStateFile[] = "/properties";
 
 struct Store {
   std::mutex mutex;
-  std::string folder;                         // guarded by mutex; empty: in memory only
-  std::map<std::string, std::string> build;   // guarded by mutex; what build.prop says
-  std::map<std::string, std::string> values;  // guarded by mutex; all of them
+  std::string folder;                                        // guarded by mutex; empty: in memory only
+  std::map<std::string, std::string> build;                  // guarded by mutex; what build.prop says
+  std::map<std::string, std::string> values;                 // guarded by mutex; all of them
+  std::map<std::string, std::optional<std::string>> hidden;  // guarded by mutex; behind what
 };
+
+// As it shows. Called with the mutex held.
+std::optional<std::string> find(const Store& store, const std::string& key) {
+  if (const auto hidden = store.hidden.find(key); hidden != store.hidden.end()) return hidden->second;
+  const auto found = store.values.find(key);
+  return found == store.values.end() ? std::nullopt : std::optional(found->second);
+}
 
 Store& store() {
   static Store* const instance = new Store;
@@ -142,9 +150,10 @@ bool is_legal_name(const std::string& key) {
 bool set(const std::string& key, const std::string& value) {
   Store& s = store();
   const std::lock_guard<std::mutex> lock(s.mutex);
-  const auto old = s.values.find(key);
-  if (has_prefix(key, "ro.") && old != s.values.end()) return false;
-  if (old != s.values.end() && old->second == value) return true;
+  const std::optional<std::string> old = find(s, key);
+  if (has_prefix(key, "ro.") && old) return false;
+  if (old == value) return true;
+  s.hidden.erase(key);
   s.values[key] = value;
   return save(s);
 }
@@ -157,6 +166,7 @@ std::string open_properties(const std::string& folder, bool* readable) {
   s.folder = folder;
   s.build.clear();
   s.values.clear();
+  s.hidden.clear();
   if (readable != nullptr) *readable = true;
   if (folder.empty()) return "";
   bool all_read = true;
@@ -192,17 +202,27 @@ void force_property(const std::string& key, const std::string& value) {
   save(s);
 }
 
-void remove_property(const std::string& key) {
+void hide_property(const std::string& key, const std::optional<std::string>& value) {
   Store& s = store();
   const std::lock_guard<std::mutex> lock(s.mutex);
-  s.values.erase(key);
-  save(s);
+  s.hidden[key] = value;
+}
+
+void show_properties() {
+  Store& s = store();
+  const std::lock_guard<std::mutex> lock(s.mutex);
+  s.hidden.clear();
 }
 
 std::map<std::string, std::string> all_properties() {
   Store& s = store();
   const std::lock_guard<std::mutex> lock(s.mutex);
-  return s.values;
+  std::map<std::string, std::string> out = s.values;
+  for (const auto& [key, value] : s.hidden) {
+    out.erase(key);
+    if (value) out[key] = *value;
+  }
+  return out;
 }
 
 }  // namespace host
@@ -212,8 +232,7 @@ int property_get(const char* key, char* value, const char* default_value) {
   {
     host::Store& s = host::store();
     const std::lock_guard<std::mutex> lock(s.mutex);
-    const auto entry = s.values.find(key);
-    if (entry != s.values.end()) found = entry->second.c_str();  // a NUL that a file holds ends it
+    found = find(s, key).value_or("").c_str();  // a NUL that a file holds ends it
   }
   // As on a phone an empty value counts as unset, and a longer one (build.prop may hold it) is cut.
   if (found.empty() && default_value != nullptr) found = default_value;

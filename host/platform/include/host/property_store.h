@@ -2,6 +2,7 @@
 #pragma once
 
 #include <map>
+#include <optional>
 #include <string>
 
 namespace host {
@@ -16,9 +17,13 @@ std::string open_properties(const std::string& folder, bool* readable = nullptr)
 // What a reboot does: drops every property that is neither from build.prop nor "persist.".
 void reboot_properties();
 
-// Sets a property without the limits of property_set(): for tests and fault injection.
+// Sets a property without the limits of property_set(): for tests.
 void force_property(const std::string& key, const std::string& value);
-void remove_property(const std::string& key);
+
+// Hides a property behind another value, or behind none, until property_set() sets it or all are shown again. No file
+// learns of it, so that nothing is left of it when the process is killed.
+void hide_property(const std::string& key, const std::optional<std::string>& value);
+void show_properties();
 
 std::map<std::string, std::string> all_properties();
 
