@@ -298,6 +298,14 @@ void judge_run(Session& session, Calibration* c) {
           {Why::sensor_no_number, axis.name + ": the value found is not a number", kNoNumbersHint, {axis.name}});
     }
     if (!c->attempt.reasons.empty()) return;
+    const bool proximity = c->kind->result == Result::proximity;
+    if (proximity && record_of(session.cal(), *c->kind).hw_cali == 0 && !c->axes.empty() && c->axes[0].found == 0 &&
+        c->axes[0].standard_deviation == 0) {
+      return c->attempt.fail({Why::sensor_stuck,
+                              "reflection: all samples are 0 counts, and not even crosstalk shows",
+                              restart_hint(Restart::Cause::zero_variance),
+                              {"reflection", "0"}});
+    }
     if (const auto missing = missing_file(session, *c)) return c->attempt.fail(*missing);
     for (const auto& [name, values] : stored_by(session, *c))
       require_stored(session, c->step.type, name, values, &c->attempt);

@@ -98,6 +98,8 @@ const Row kRows[] = {
      "the hub answered -1 to set-prx"},
     // What is filed is what the chip measured.
     {"crosstalk of another chip", "reference", "hub-word:7,0,500", "", kPrx, "stored.differs", "crosstalk: 500 was"},
+    {"not even crosstalk", "normal-proximity", "stuck:33171005", "", kPrx, "sensor.stuck",
+     "reflection: all samples are 0 counts"},
     // The library goes on without the file that a step starts from.
     {"a delta in pieces", "normal-proximity", "garbled:/mnt/vendor/persist/sensors/PSensor3cm_ct.txt", kThresholds,
      R"({"fixture": {"target": "none"}}, {"calibrate": "Prx"})", "stored.unreadable",
