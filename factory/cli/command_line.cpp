@@ -3,8 +3,8 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <iterator>
-#include <regex>
 #include <sstream>
+#include <string_view>
 
 #include "cli/terminal.h"
 #include "files/words.h"
@@ -91,16 +91,46 @@ bool asks_for_help(const std::vector<std::string>& arguments, const std::string&
 
 namespace {
 
+// What stands in `text` for each % of the pattern; nothing where it does not fit.
+std::vector<std::string> taken_apart(const std::string& text, std::string_view pattern) {
+  std::vector<std::string> out;
+  size_t at = 0;
+  for (size_t mark = pattern.find('%'); mark != std::string_view::npos; mark = pattern.find('%')) {
+    if (text.compare(at, mark, pattern.substr(0, mark)) != 0) return {};
+    at += mark;
+    pattern.remove_prefix(mark + 1);
+    const std::string_view behind = pattern.substr(0, pattern.find('%'));
+    const size_t end = behind.empty() ? text.size() : text.find(behind, at);
+    if (end == std::string::npos) return {};
+    out.push_back(text.substr(at, end - at));
+    at = end;
+  }
+  return text.compare(at, std::string::npos, pattern) == 0 ? out : std::vector<std::string>();
+}
+
 // What the parsing library says of the number of values, in words.
 std::string in_words(const std::string& error) {
   constexpr std::pair<const char*, const char*> kWords[] = {
-      {"^(.*): At (?:least|Most) (\\d+) required but received (\\d+)$", "$1 takes $2 in all, not $3"},
-      {"^(.*): (\\d+) required [A-Z]+ missing$", "$1 takes a value"},
-      {"^(.*) was given a disallowed flag override$", "--$1 takes no value"},
+      {"%: At least % required but received %", "% takes % in all, not %"},
+      {"%: At Most % required but received %", "% takes % in all, not %"},
+      {"%: % required % missing", "% takes a value"},
+      {"% was given a disallowed flag override", "--% takes no value"},
   };
-  std::string out = error;
-  for (const auto& [pattern, words] : kWords) out = std::regex_replace(out, std::regex(pattern), words);
-  return out;
+  for (const auto& [pattern, words] : kWords) {
+    const std::vector<std::string> parts = taken_apart(error, pattern);
+    if (parts.empty()) continue;
+    std::string out;
+    auto part = parts.begin();
+    for (const char c : std::string_view(words)) {
+      if (c == '%') {
+        out += *part++;
+      } else {
+        out += c;
+      }
+    }
+    return out;
+  }
+  return error;
 }
 
 }  // namespace
