@@ -34,6 +34,18 @@ for wrong in '--measurement resdual|calibrate Acc: residual x' '--station nort|n
   run 2 stats --store runs.db ${wrong%|*}
   has err "^sensorcal: ${wrong%|*}: the store has none of this name.*${wrong#*|}"
 done
+run 0 stats --store runs.db --compare station=north station=south
+has out '^Runs, station=south against station=north$' '^calibrate Acc: residual x +1, 1 '
+while IFS='|' read -r sides problem; do
+  # shellcheck disable=SC2086
+  run 2 stats --store runs.db $sides
+  has err "$problem"
+done <<'ROWS'
+--compare station=north staton=south|^sensorcal: --compare staton=south: give KEY=VALUE with station, plan-version
+--compare station=north station=nort|the store has none of this name
+--compare station=north station=south --station north|^sensorcal: --compare station=north: it is asked for of all runs
+--compare 2026-01-02..2026-01-01 station=north|its end is not after its beginning
+ROWS
 run 2 sync --store other.db --spool nofile.db
 has err '^sensorcal: --spool nofile.db: there is no such file$'
 [ -e nofile.db ] && fail 'a mistyped spool was made'

@@ -9,6 +9,7 @@
 #include "commands/station/stored_runs.h"
 #include "files/json_text.h"
 #include "files/whole_file.h"
+#include "quality/comparison.h"
 #include "quality/stats_view.h"
 #include "record/exit_code.h"
 #include "store/keeper.h"
@@ -20,6 +21,7 @@ namespace {
 struct Arguments {
   std::string uri, spool, html, serial, run;
   ChosenRuns runs;
+  std::vector<std::string> sides;  // to compare: none or two
   store::Choices choices;
   std::string attempts = "last", rules = "ewma";
   int limit = 0;
@@ -49,6 +51,11 @@ int stats(const CommonOptions& options, const Arguments& a) {
   return guarded([&] {
     const auto database = opened_store(a.uri);
     require_known(database.get(), &filter);
+    if (!a.sides.empty()) {
+      const store::Comparison compared = compare(database.get(), filter, a.sides, choices);
+      print_result(options.json, "stats-comparison/1", to_json(compared), to_text(compared, question));
+      return static_cast<int>(kPassed);
+    }
     const store::Statistics found = statistics(database.get(), filter, choices);
     // The page first: that it cannot be written is not told below all figures.
     const bool page = a.html.empty() || record::delivered("--html ", [&] { write_page(found, question, a.html); });
@@ -115,6 +122,10 @@ StationRunner set_up_stats(ArgumentParser parser) {
   parser.add_option("--rules", arguments->rules, "when a control chart cries: a moving average, or the classic rules",
                     {.shows_default = true, .one_of = {"ewma", "western-electric"}});
   parser.add_option("--html", arguments->html, "writes the page with charts to a file");
+  parser.add_option("--compare", arguments->sides,
+                    "two sides, the second against the first: station=NAME, plan-version=, lot=, profile=, "
+                    "app-version=, or FROM..UNTIL",
+                    {.excludes = "--html", .values = 2});
   return [arguments](const CommonOptions& options) { return stats(options, *arguments); };
 }
 

@@ -8,6 +8,7 @@
 #include <functional>
 #include <random>
 
+#include "quality/comparison.h"
 #include "quality/control_chart.h"
 #include "records.h"
 #include "store/run_id.h"
@@ -369,6 +370,73 @@ TEST(CapabilityTest, WorkedExamples) {
   EXPECT_FALSE(capability(one_day(20, 0, 1), {}, {}).ppk);
   EXPECT_FALSE(capability(one_day(20, 0, 0), -1, 1).ppk);
   EXPECT_FALSE(capability(one_a_day({1}), -1, 1).ppk);
+}
+
+Moments moments_of(const std::vector<double>& values) {
+  Moments out;
+  for (const double value : values) out.add({1, value, 0, value, value});
+  return out;
+}
+
+// SciPy 1.10.1 of the same values: ttest_ind without equal variances, and the distributions' quantiles.
+TEST(ComparisonTest, HasItsDigits) {
+  Contrast c;
+  c.sides = {moments_of({1.2, 0.9, 1.4, 1.1, 1.3}), moments_of({1.6, 1.1, 2.0, 1.5, 1.9, 1.2, 2.2})};
+  contrast(&c);
+  EXPECT_NEAR(c.difference->value, 0.4628571429, 1e-9);
+  EXPECT_NEAR(c.difference->low, 0.0604137146, 1e-9);
+  EXPECT_NEAR(c.difference->high, 0.8653005711, 1e-9);
+  EXPECT_NEAR(c.ratio->value, 2.1404963400, 1e-9);
+  EXPECT_NEAR(c.ratio->low, 0.7058038966, 1e-9);
+  EXPECT_NEAR(c.ratio->high, 5.3414546128, 1e-9);
+  EXPECT_NEAR(c.size, 1.3559927941, 1e-9);
+  EXPECT_TRUE(c.differs());
+}
+
+TEST(ComparisonTest, SaysNothingOfWhatItCannotKnow) {
+  const struct {
+    std::vector<double> a, b;
+    bool difference, ratio;
+  } kRows[] = {{{1}, {1, 2}, false, false},
+               {{}, {1, 2}, false, false},
+               {{1, 1}, {2, 2}, false, false},
+               {{1, 1}, {1, 2}, true, false},
+               {{1, 2}, {1, 2}, true, true}};
+  for (const auto& row : kRows) {
+    Contrast c;
+    c.sides = {moments_of(row.a), moments_of(row.b)};
+    contrast(&c);
+    EXPECT_EQ(c.difference.has_value(), row.difference);
+    EXPECT_EQ(c.ratio.has_value(), row.ratio);
+    EXPECT_FALSE(c.differs());
+  }
+}
+
+// Two sigmas more at one station: the sides are those that were asked for, with all values of each.
+TEST_P(StatisticsTest, ComparesTwoStations) {
+  std::mt19937 random(5);
+  std::normal_distribution<double> normal(10, 1);
+  std::map<std::string, std::vector<double>> values;
+  for (int i = 0; i < 60; ++i) {
+    const std::string station = i % 3 == 0 ? "south" : "north";
+    values[station].push_back(normal(random) + (i % 3 == 0 ? 2 : 0));
+    MadeRun run;
+    run.station = station;
+    run.started_ms = kMidnight + i;
+    // The limits are another version's.
+    run.attempts = {{{"residual", values[station].back(), i < 30 ? 0.0 : 1.0, 20}}};
+    put(run);
+  }
+  const Comparison found = compare(&store_->database(), {}, {"station=north", "station=south"}, {});
+  ASSERT_EQ(found.contrasts.size(), 1U);
+  const Contrast& c = found.contrasts[0];
+  const std::array<Expected, 2> expected = {Expected(values["north"]), Expected(values["south"])};
+  for (size_t i = 0; i < 2; ++i) {
+    EXPECT_EQ(c.sides[i].count, i == 0 ? 40 : 20);
+    EXPECT_NEAR(c.sides[i].mean, expected[i].mean, 1e-9);
+  }
+  EXPECT_NEAR(c.difference->value, expected[1].mean - expected[0].mean, 1e-9);
+  EXPECT_TRUE(c.differs());
 }
 
 // NIST/SEMATECH e-Handbook of Statistical Methods, 6.3.2.2: ten flow rates, mean moving range 1.8778.

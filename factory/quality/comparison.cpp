@@ -1,0 +1,161 @@
+#include "quality/comparison.h"
+
+#include <algorithm>
+#include <boost/math/distributions/fisher_f.hpp>
+#include <boost/math/distributions/students_t.hpp>
+#include <cmath>
+#include <map>
+#include <tuple>
+
+#include "cli/terminal.h"
+#include "files/app_error.h"
+#include "files/json_text.h"
+#include "files/numbers.h"
+#include "quality/stats_view.h"
+
+namespace factory::store {
+namespace {
+
+constexpr double kTail = 0.025;  // on each side of an interval of 95 %
+
+constexpr std::pair<const char*, std::string Filter::*> kKeys[] = {{"station", &Filter::station},
+                                                                   {"plan-version", &Filter::plan_version},
+                                                                   {"lot", &Filter::lot},
+                                                                   {"profile", &Filter::profile},
+                                                                   {"app-version", &Filter::version}};
+
+void require_free(bool taken, const std::string& side) {
+  if (taken) throw AppError(kUsage, "--compare " + side + ": it is asked for of all runs, too; leave one out");
+}
+
+// The filter of one side.
+Filter narrowed(Filter filter, const std::string& side) {
+  if (const size_t dots = side.find(".."); dots != std::string::npos) {
+    require_free(filter.since_ms || filter.until_ms, side);
+    filter.since_ms = parse_time_ms("--compare", side.substr(0, dots));
+    filter.until_ms = parse_time_ms("--compare", side.substr(dots + 2));
+    if (*filter.since_ms < *filter.until_ms) return filter;
+    throw AppError(kUsage, "--compare " + side + ": its end is not after its beginning");
+  }
+  std::string keys;
+  for (const auto& [key, text] : kKeys) {
+    keys += (keys.empty() ? "" : ", ") + std::string(key);
+    if (!side.starts_with(key + std::string("=")) || side.size() == std::string(key).size() + 1) continue;
+    require_free(!(filter.*text).empty(), side);
+    filter.*text = side.substr(side.find('=') + 1);
+    return filter;
+  }
+  throw AppError(kUsage,
+                 "--compare " + side + ": give KEY=VALUE with " + keys + ", or FROM..UNTIL, two times or days in UTC");
+}
+
+double variance(const Moments& m) { return std::max(0.0, m.squares) / static_cast<double>(m.count - 1); }
+
+std::string with_interval(const std::optional<Index>& index) {
+  return index ? short_number(index->value) + " (" + short_number(index->low) + " to " + short_number(index->high) + ")"
+               : "-";
+}
+
+}  // namespace
+
+void contrast(Contrast* c) {
+  const auto& [a, b] = c->sides;
+  if (a.count < 2 || b.count < 2) return;
+  const auto na = static_cast<double>(a.count);
+  const auto nb = static_cast<double>(b.count);
+  const double ea = variance(a) / na;
+  const double eb = variance(b) / nb;
+  const double distance = b.mean - a.mean;
+  if (ea + eb <= 0) return;
+  const double freedom = (ea + eb) * (ea + eb) / (ea * ea / (na - 1) + eb * eb / (nb - 1));
+  const double reach = quantile(complement(boost::math::students_t(freedom), kTail)) * std::sqrt(ea + eb);
+  c->difference = Index{distance, distance - reach, distance + reach};
+  const double pooled = std::sqrt((variance(a) * (na - 1) + variance(b) * (nb - 1)) / (na + nb - 2));
+  c->size = std::fabs(distance) / pooled;
+  if (ea <= 0 || eb <= 0) return;
+  const double ratio = std::sqrt(variance(b) / variance(a));
+  c->ratio = Index{ratio, ratio / std::sqrt(quantile(complement(boost::math::fisher_f(nb - 1, na - 1), kTail))),
+                   ratio * std::sqrt(quantile(complement(boost::math::fisher_f(na - 1, nb - 1), kTail)))};
+}
+
+Comparison compare(Database* database, const Filter& filter, const std::vector<std::string>& sides,
+                   const Choices& choices) {
+  Comparison out;
+  // The same value whatever its limits were: another version of the plan may have drawn them elsewhere.
+  std::map<std::tuple<std::string, std::string, std::string, std::string, std::string>, std::array<Moments, 2>> found;
+  std::array<Filter, 2> filters;
+  for (size_t i = 0; i < 2; ++i) {
+    filters[i] = narrowed(filter, sides[i]);
+    require_known(database, &filters[i]);
+  }
+  for (size_t i = 0; i < 2; ++i) {
+    out.names[i] = sides[i];
+    for (const Characteristic& c : characteristics(database, filters[i], choices)) {
+      if (!c.is_duration()) found[{c.plan, c.step, c.name, c.axis, c.unit}][i].add(c.all);
+    }
+  }
+  for (const auto& [names, moments] : found) {
+    const auto& [plan, step, name, axis, unit] = names;
+    out.contrasts.push_back({plan, step, name, axis, unit, moments, {}, {}, 0});
+    contrast(&out.contrasts.back());
+  }
+  std::stable_sort(out.contrasts.begin(), out.contrasts.end(), [](const Contrast& a, const Contrast& b) {
+    return std::tuple(!a.difference, -a.size) < std::tuple(!b.difference, -b.size);
+  });
+  return out;
+}
+
+Json::Value to_json(const Comparison& comparison) {
+  const auto index = [](const std::optional<Index>& from) {
+    Json::Value out;
+    if (!from) return out;
+    out["value"] = json_number(from->value);
+    out["low"] = json_number(from->low);
+    out["high"] = json_number(from->high);
+    return out;
+  };
+  Json::Value out;
+  out["sides"] = json_list(comparison.names, [](const std::string& name) { return Json::Value(name); });
+  out["measurements"] = json_list(comparison.contrasts, [&](const Contrast& c) {
+    Json::Value entry;
+    entry["plan"] = c.plan;
+    entry["step"] = c.step;
+    entry["name"] = c.name;
+    entry["axis"] = c.axis;
+    entry["unit"] = c.unit;
+    entry["sides"] = json_list(c.sides, [](const Moments& m) {
+      Json::Value side;
+      side["count"] = static_cast<Json::Int64>(m.count);
+      side["mean"] = m.count == 0 ? Json::Value() : json_number(m.mean);
+      side["sigma"] = optional_number(m.sigma());
+      return side;
+    });
+    entry["difference"] = index(c.difference);
+    entry["ratio_of_sigmas"] = index(c.ratio);
+    entry["size"] = c.difference ? json_number(c.size) : Json::Value();
+    entry["differs"] = c.differs();
+    return entry;
+  });
+  return valid(out);
+}
+
+std::string to_text(const Comparison& comparison, const std::string& question) {
+  const auto& [a, b] = comparison.names;
+  std::string out = question + ", " + shown(b) + " against " + shown(a) + "\n\n";
+  std::vector<std::vector<std::string>> rows = {
+      {"measurement", "values", "mean", "difference", "ratio of sigmas", "in sigmas", ""}};
+  for (const Contrast& c : comparison.contrasts) {
+    const auto& [first, second] = c.sides;
+    const auto mean = [](const Moments& m) { return m.count == 0 ? std::string("-") : short_number(m.mean); };
+    rows.push_back({shown(c.step + ": " + c.name + (c.axis.empty() ? "" : " " + c.axis)),
+                    std::to_string(first.count) + ", " + std::to_string(second.count),
+                    mean(first) + ", " + mean(second) + (c.unit.empty() ? "" : " " + shown(c.unit)),
+                    with_interval(c.difference), with_interval(c.ratio), c.difference ? fixed(c.size, 2) : "-",
+                    c.differs() ? "differs" : ""});
+  }
+  if (rows.size() == 1) return out + "No measurement has a value.\n";
+  return out + table(rows) +
+         "In brackets: intervals of 95 %, of normal values; of 20 measurements that are alike one differs by chance.\n";
+}
+
+}  // namespace factory::store
