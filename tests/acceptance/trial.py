@@ -183,7 +183,9 @@ class Trial:
         for root, _, names in os.walk(phone + '/mnt'):
             for name in names:
                 path = os.path.join(root, name)
-                files[path[len(phone):]] = open(path, 'rb').read()
+                # Of a process that died the stand-in of a file fault is left, a link to a device, beside the file itself.
+                if os.path.isfile(path):
+                    files[path[len(phone):].removesuffix('.kept')] = open(path, 'rb').read()
         return {**flat(hub, ''), **files}
 
     def try_case(self, number):
