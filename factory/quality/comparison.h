@@ -34,8 +34,8 @@ struct Comparison {
   std::vector<Contrast> contrasts;  // the largest difference first, what one side lacks last
 };
 
-// A side: KEY=VALUE with station, plan-version, lot, profile or app-version, or FROM..UNTIL, two times. What `filter` asks
-// for holds for both. Throws AppError(kUsage) where a side is none, StoreError, AwayError.
+// A side: KEY=VALUE with station, plan-version, lot, profile or app-version, or FROM..UNTIL, two times. What `filter`
+// asks for holds for both. Throws AppError(kUsage) where a side is none, StoreError, AwayError.
 Comparison compare(Database* database, const Filter& filter, const std::vector<std::string>& sides,
                    const Choices& choices);
 

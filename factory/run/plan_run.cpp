@@ -127,7 +127,7 @@ void PlanRun::hold_against_calibrations(const Step& step, Attempt* attempt) {
       if (other.kind != StepKind::calibrate || record::passes(before.outcome) || !is_seen_by(other, step)) continue;
       attempt->fail({Why::not_calibrated,
                      before.name + ", step " + std::to_string(before.index) + ", did not pass: this is not its result",
-                     "calibrate " + before.tag,
+                     "calibrate " + name_of(other.type),
                      {before.tag}});
     }
   }
