@@ -84,15 +84,26 @@ Comparison compare(Database* database, const Filter& filter, const std::vector<s
   // The same value whatever its limits were: another version of the plan may have drawn them elsewhere.
   std::map<std::tuple<std::string, std::string, std::string, std::string, std::string>, std::array<Moments, 2>> found;
   std::array<Filter, 2> filters;
+  if (sides[0] == sides[1]) throw AppError(kUsage, "--compare " + sides[0] + ": is the same twice");
   for (size_t i = 0; i < 2; ++i) {
     filters[i] = narrowed(filter, sides[i]);
-    require_known(database, &filters[i]);
+    try {
+      require_known(database, &filters[i]);
+    } catch (const AppError& error) {  // "--station NAME: ...": here it was given otherwise
+      const std::string text = error.what();
+      throw AppError(error.code, "--compare " + sides[i] + text.substr(text.find(": ")));
+    }
   }
   for (size_t i = 0; i < 2; ++i) {
     out.names[i] = sides[i];
     for (const Characteristic& c : characteristics(database, filters[i], choices)) {
       if (!c.is_duration()) found[{c.plan, c.step, c.name, c.axis, c.unit}][i].add(c.all);
     }
+  }
+  for (size_t i = 0; i < 2; ++i) {
+    const bool any =
+        std::any_of(found.begin(), found.end(), [i](const auto& entry) { return entry.second[i].count > 0; });
+    if (!any) throw AppError(kUsage, "--compare " + sides[i] + ": no run of it has a value");
   }
   for (const auto& [names, moments] : found) {
     const auto& [plan, step, name, axis, unit] = names;

@@ -71,9 +71,11 @@ cmp -s out acc.json || fail 'the offset changed'
 for option in --json '--html x.html' '--record folder' '--store s.db'; do
   # shellcheck disable=SC2086
   run 2 run plan.json --events $option
-  has err "^sensorcal: ${option%% *}: with --events all goes to standard output"
+  has err "^sensorcal: ${option%% *}: with --events nothing is written"
 done
+run 2 run -
+has err '^sensorcal: PLAN -: a plan comes on standard input with --events alone$'
 code=0
 echo '{}' | "$sensorcal" run - --events >out 2>err || code=$?
 [ $code = 2 ] || fail "no plan: exit code $code"
-json out 'd["event"] == "refused" and d["exit_code"] == 2 and "wanted is" in d["text"]'
+json out 'd["event"] == "refused" and d["exit_code"] == 2 and "Wanted is" in d["text"]'

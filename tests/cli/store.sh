@@ -42,7 +42,9 @@ while IFS='|' read -r sides problem; do
   has err "$problem"
 done <<'ROWS'
 --compare station=north staton=south|^sensorcal: --compare staton=south: give KEY=VALUE with station, plan-version
---compare station=north station=nort|the store has none of this name
+--compare station=north station=nort|^sensorcal: --compare station=nort: the store has none of this name
+--compare station=north station=north|^sensorcal: --compare station=north: is the same twice$
+--compare station=north 2020-01-01..2020-01-02|^sensorcal: --compare 2020-01-01..2020-01-02: no run of it has a value$
 --compare station=north station=south --station north|^sensorcal: --compare station=north: it is asked for of all runs
 --compare 2026-01-02..2026-01-01 station=north|its end is not after its beginning
 ROWS

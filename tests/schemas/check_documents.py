@@ -29,7 +29,7 @@ ROWS = [
     (0, 'check Acc Mag'),
     (1, 'check Bar --reference 900'),
     (0, 'stats --store runs.db'),
-    (0, 'stats --store runs.db --compare profile=reference 2020-01-01..2020-01-02'),
+    (0, 'stats --store runs.db --compare profile=reference 2020-01-01..2100-01-01'),
     (0, 'history A1 --store runs.db'),
     (2, 'history nobody --store runs.db'),
     (0, 'sync --store runs.db --spool spool.db'),

@@ -51,11 +51,13 @@ void EventStream::say(const char* event, Json::Value fields) {
 bool EventStream::read_line(std::string* line) {
   constexpr size_t kMost = size_t{64} << 20U;  // as a plan's file
   for (;;) {
-    if (const size_t end = unread_.find('\n'); end != std::string::npos) {
+    if (const size_t end = unread_.find('\n', searched_); end != std::string::npos) {
       *line = unread_.substr(0, end);
       unread_.erase(0, end + 1);
+      searched_ = 0;
       return true;
     }
+    searched_ = unread_.size();
     if (unread_.size() > kMost) throw AppError(kUsage, "standard input: a line is longer than 64 MB");
     pollfd wanted{STDIN_FILENO, POLLIN, 0};
     if (done_) return false;
@@ -69,14 +71,14 @@ bool EventStream::read_line(std::string* line) {
 }
 
 plan::Plan EventStream::take_plan() {
-  const std::string wanted = R"(, wanted is {"file": NAME, "plan": TEXT} in the first line)";
+  const std::string wanted = R"( Wanted is {"file": NAME, "plan": TEXT} in the first line.)";
   std::string line;
-  if (!read_line(&line)) throw AppError(kUsage, "standard input: there is no plan" + wanted);
+  if (!read_line(&line)) throw AppError(kUsage, "standard input: there is no plan." + wanted);
   Json::Value value;
   std::string problem;
   if (!parse_json(line, &value, &problem)) throw AppError(kUsage, "standard input: " + problem + wanted);
   if (!value.isObject() || !value["plan"].isString() || !value["file"].isString())
-    throw AppError(kUsage, "standard input: no plan" + wanted);
+    throw AppError(kUsage, "standard input: no plan." + wanted);
   return plan::load_plan(value["file"].asString(), value["plan"].asString());
 }
 

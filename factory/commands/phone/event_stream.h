@@ -46,7 +46,8 @@ class EventStream : public plan::Observer, public Asker {
   void look(const LogTap& tap);
 
   int steps_ = 0;
-  std::string unread_;  // of standard input; the listening thread's, once there is one
+  std::string unread_;   // of standard input; the listening thread's, once there is one, and so is the following
+  size_t searched_ = 0;  // so much of it has no line feed
   std::mutex out_;
   std::mutex mutex_;
   std::condition_variable answered_;

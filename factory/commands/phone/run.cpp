@@ -116,7 +116,10 @@ void require_streams_alone(const ArgumentParser& parser, const Options& options)
   if (!options.record.empty()) named.emplace_back("--record");
   for (const std::string& name : named) {
     if (std::find(kTaken.begin(), kTaken.end(), name) != kTaken.end()) continue;
-    throw AppError(kUsage, name + ": with --events all goes to standard output, and the record is its last line");
+    throw AppError(kUsage,
+                   name +
+                       ": with --events nothing is written: the record is the last line on standard output, for "
+                       "`sensorcal show` and `sensorcal store import`");
   }
 }
 
@@ -158,6 +161,7 @@ Runner set_up_run(ArgumentParser parser, const Sinks& sinks, const Prepare& prep
     if (!order->retest_of.empty() && !record::is_run_id(order->retest_of))
       throw AppError(kUsage, "--retest-of " + order->retest_of + ": is no id of a run, as its record has it");
     order->stop_on_failure = !on_failure->empty();
+    if (!*events && *file == "-") throw AppError(kUsage, "PLAN -: a plan comes on standard input with --events alone");
     if (*events) return run_for_program(options, *file, *order, prepare);
     const plan::Plan plan = plan::load_plan(*file);
     return run_plan(prepare ? prepare(options, plan, *order) : options, plan, *order, sinks);
