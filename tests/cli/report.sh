@@ -12,6 +12,7 @@ while IFS='|' read -r faults text last left_out; do
 done <<ROWS
 --fault property:$flags=x0|000|10|1, 4, 5, 6, 7, 8, 9, 10
 --fault no-property:$flags|0000|10|4, 5, 6, 7, 8, 9, 10
+--fault property:$flags=11111x1|000000|10|5, 7, 8, 9, 10
 --fault property:$flags=111111111111|00000000000|10|
 --fault property:$flags=111111111111 --fault property:persist.vendor.display.under.cct=1|000000000000|11|
 --fault property:$flags=111111111111 --fault property:persist.vendor.goodix.cct_support=1|000000000000|11|
