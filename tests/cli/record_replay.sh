@@ -86,6 +86,7 @@ run 4 replay stopped
 run 1 run plan2.json --speed max --fault silent --record silent
 for signal in INT TERM; do
   "$sensorcal" replay silent >out 2>err &
+  until [ -n "$(ls "$TMPDIR")" ]; do sleep 0.1; done  # it came as far as its copy of the phone
   sleep 1
   kill -$signal $!
   code=0; wait $! || code=$?
