@@ -117,17 +117,9 @@ Comparison compare(Database* database, const Filter& filter, const std::vector<s
 }
 
 Json::Value to_json(const Comparison& comparison) {
-  const auto index = [](const std::optional<Index>& from) {
-    Json::Value out;
-    if (!from) return out;
-    out["value"] = json_number(from->value);
-    out["low"] = json_number(from->low);
-    out["high"] = json_number(from->high);
-    return out;
-  };
   Json::Value out;
   out["sides"] = json_list(comparison.names, [](const std::string& name) { return Json::Value(name); });
-  out["measurements"] = json_list(comparison.contrasts, [&](const Contrast& c) {
+  out["measurements"] = json_list(comparison.contrasts, [](const Contrast& c) {
     Json::Value entry;
     entry["plan"] = c.plan;
     entry["step"] = c.step;
@@ -141,8 +133,8 @@ Json::Value to_json(const Comparison& comparison) {
       side["sigma"] = optional_number(m.sigma());
       return side;
     });
-    entry["difference"] = index(c.difference);
-    entry["ratio_of_sigmas"] = index(c.ratio);
+    entry["difference"] = to_json(c.difference);
+    entry["ratio_of_sigmas"] = to_json(c.ratio);
     entry["size"] = c.difference ? json_number(c.size) : Json::Value();
     entry["differs"] = c.differs();
     return entry;

@@ -75,15 +75,6 @@ Json::Value to_json(const Process& process) {
   return out;
 }
 
-Json::Value to_json(const std::optional<Index>& index) {
-  if (!index) return {};
-  Json::Value out;
-  out["value"] = json_number(index->value);
-  out["low"] = json_number(index->low);
-  out["high"] = json_number(index->high);
-  return out;
-}
-
 Json::Value to_json(const Capability& c) {
   Json::Value out;
   out["pp"] = to_json(c.pp);
@@ -252,6 +243,15 @@ std::string outliers_text(const Statistics& s) {
 }
 
 }  // namespace
+
+Json::Value to_json(const std::optional<Index>& index) {
+  if (!index) return {};
+  Json::Value out;
+  out["value"] = json_number(index->value);
+  out["low"] = json_number(index->low);
+  out["high"] = json_number(index->high);
+  return out;
+}
 
 Json::Value to_json(const Statistics& statistics) {
   Json::Value out;

@@ -10,6 +10,7 @@
 namespace factory::store {
 
 Json::Value to_json(const Statistics& statistics);
+Json::Value to_json(const std::optional<Index>& index);  // null, or value, low and high
 
 // `question`: what was asked, in words.
 std::string to_text(const Statistics& statistics, const std::string& question);
