@@ -38,7 +38,7 @@ drive() {
 done='{\"prompt\": {}, \"answer\": \"done\"}'
 told='[l["event"] for l in d["lines"]]'
 
-SENSORCAL_STORE=kept.db drive "[\"$done\", \"no answer\n{\\\"prompt\\\": 9, \\\"answer\\\": \\\"done\\\"}\n$done\"]" --serial A1
+SENSORCAL_STORE=kept.db drive "[\"$done\", \"no answer\n{\\\"prompt\\\": 9, \\\"answer\\\": \\\"skip\\\"}\n$done\"]" --serial A1
 json out 'd["code"] == 0 and d["lines"][0]["schema"] == "sensorcal.run-events/1" and d["lines"][0]["steps"] == 3' \
   "$told == ['begun', 'begins', 'prompt', 'answer', 'ended', 'begins', 'ended', 'begins', 'prompt', 'problem', 'problem', 'answer', 'ended', 'record']" \
   'd["lines"][2]["settings"] == {"up": "flat"} and d["lines"][2]["instructions"] == ["Lay the phone flat, screen up"]' \
