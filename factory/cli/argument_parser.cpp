@@ -144,8 +144,8 @@ void ArgumentParser::add_flag(const std::string& name, bool& value, const std::s
 }
 
 ArgumentParser ArgumentParser::add_subcommand(const std::string& name, const std::string& summary,
-                                              std::function<void()> given) {
-  app_->require_subcommand(1);
+                                              std::function<void()> given, bool needed) {
+  app_->require_subcommand(needed ? 1 : 0, 1);
   CLI::App* const part = app_->add_subcommand(name, summary);
   part->callback(std::move(given));
   return ArgumentParser(*part);

@@ -41,8 +41,9 @@ class ArgumentParser {
   void add_option(const std::string& name, T& value, const std::string& help, const Argument& about = {});
   void add_flag(const std::string& name, bool& value, const std::string& help, const Argument& about = {});
 
-  // A command below this one: exactly one has to be given, and calls back then.
-  ArgumentParser add_subcommand(const std::string& name, const std::string& summary, std::function<void()> given);
+  // A command below this one, which calls back when it is given: one has to be, where they are needed.
+  ArgumentParser add_subcommand(const std::string& name, const std::string& summary, std::function<void()> given,
+                                bool needed = true);
 
   // The options of this command that its command line names, once it is parsed; not those that the environment gives.
   std::vector<std::string> named() const;

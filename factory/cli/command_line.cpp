@@ -148,8 +148,8 @@ std::string parse_problem(const CLI::App& app, const std::string& error) {
   std::vector<std::string> commands;
   for (const CLI::App* part : at->get_subcommands({})) commands.push_back(part->get_name());
   if (rest.empty())
-    return commands.empty() ? in_words(error) + "; " + help + " tells more"
-                            : "a command is missing" + or_nearest("", commands, all);
+    return at->get_require_subcommand_min() == 0 ? in_words(error) + "; " + help + " tells more"
+                                                 : "a command is missing" + or_nearest("", commands, all);
   const std::string& word = rest.front();
   if (word[0] == '-') {
     std::vector<std::string> options;

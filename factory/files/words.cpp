@@ -29,10 +29,11 @@ size_t distance(const std::string& a, const std::string& b) {
 // Of what a word is part of, "calibrate Acc: offset x", the part that comes nearest.
 size_t distance_to_part(const std::string& typed, const std::string& whole) {
   size_t out = distance(typed, whole);
-  for (size_t at = 0; at < whole.size() && at != std::string::npos;) {
-    const size_t end = std::min(whole.find(' ', at), whole.size());
-    out = std::min(out, distance(typed, whole.substr(at, end - at)));
-    at = end + 1;
+  for (size_t at = 0; at < whole.size(); at = std::min(whole.find(' ', at), whole.size()) + 1) {
+    for (size_t end = at; end < whole.size(); ++end) {
+      end = std::min(whole.find(' ', end), whole.size());
+      out = std::min(out, distance(typed, whole.substr(at, end - at)));
+    }
   }
   return out;
 }

@@ -15,8 +15,6 @@ using store::short_number;
 using store::shown;
 using Rows = std::vector<std::vector<std::string>>;
 
-constexpr int kWantedCategories = 5;
-
 Json::Value per_cent(const std::optional<double>& share) { return share ? json_number(100 * *share) : Json::Value(); }
 
 Json::Value row_json(const AnovaRow& row) {
@@ -36,8 +34,9 @@ Json::Value study_json(const Study& study, const Analysis& a) {
   out["unit"] = study.subject.unit;
   out["low"] = optional_number(study.subject.low);
   out["high"] = optional_number(study.subject.high);
-  out["phones"] = json_list(study.phones);
-  out["stations"] = json_list(study.stations);
+  for (const char* name : {"phones", "stations", "operators"}) out[name] = Json::Value(Json::arrayValue);
+  for (const Factor& factor : study.factors) out[factor.name] = json_list(factor.levels);
+  out["left_out"] = json_list(study.left_out);
   out["trials"] = study.trials;
   out["mean"] = json_number(a.mean);
   out["anova"] = json_list(a.full, row_json);
@@ -49,6 +48,8 @@ Json::Value study_json(const Study& study, const Analysis& a) {
     entry["variance"] = json_number(c->variance);
     entry["contribution_percent"] = per_cent(c->contribution);
     entry["sigma"] = json_number(c->sigma);
+    entry["sigma_low"] = json_number(c->low);
+    entry["sigma_high"] = json_number(c->high);
     entry["study_variation"] = json_number(6 * c->sigma);
     entry["study_percent"] = per_cent(c->study);
     entry["tolerance_percent"] = per_cent(c->tolerance);
@@ -60,8 +61,6 @@ Json::Value study_json(const Study& study, const Analysis& a) {
   out["judgement"] = judgement_name(a.judgement);
   return out;
 }
-
-std::string percent_text(const std::optional<double>& share) { return share ? fixed(100 * *share, 2) : "-"; }
 
 std::string p_text(const AnovaRow& row) {
   if (!row.p) return "-";
@@ -81,10 +80,10 @@ std::string anova_text(const std::vector<AnovaRow>& rows, const char* repeatabil
 }
 
 std::string components_text(const Study& study, const Analysis& a) {
-  Rows out = {{"component", "variance", "% contribution", "sigma", "6 sigma", "% study", "% tolerance"}};
+  Rows out = {{"component", "variance", "% contribution", "sigma", "95 %", "6 sigma", "% study", "% tolerance"}};
   for (const Component* c : a.components()) {
     out.push_back({c->source, short_number(c->variance), percent_text(c->contribution), short_number(c->sigma),
-                   short_number(6 * c->sigma), percent_text(c->study), percent_text(c->tolerance)});
+                   interval_text(*c), short_number(6 * c->sigma), percent_text(c->study), percent_text(c->tolerance)});
   }
   const bool limits = study.subject.low || study.subject.high;
   if (!limits) {
@@ -99,27 +98,25 @@ std::string judged(Judgement judgement) {
 }
 
 std::string verdict_text(const Analysis& a) {
-  if (a.total.variance <= 0) return "All values are alike: nothing to judge.\n";
-  std::string out = "distinct categories: " + (a.categories ? std::to_string(*a.categories) : "any number");
+  std::string out = verdict_words(a);
+  if (a.judgement == Judgement::none) return out + "\n";
+  const std::string name = judgement_name(a.judgement);
+  out = "distinct categories: " + (a.categories ? std::to_string(*a.categories) : "any number");
   if (a.categories && *a.categories < kWantedCategories) out += " (5 or more are wanted)";
-  const Component& grr = a.grr;
-  return out + "\n" + judged(a.judgement) + ": " + percent_text(a.by_tolerance ? grr.tolerance : grr.study) +
-         " % of the " + (a.by_tolerance ? "tolerance" : "study variation") +
-         "; below 10 % is accepted, above 30 % rejected\n";
+  return out + "\n" + judged(a.judgement) + verdict_words(a).substr(name.size()) + "\n";
 }
 
 std::string whole_text(const Findings& findings, const Study& study, const Analysis& a) {
-  std::string out = bold(shown(study.subject.name, 120)) + ": " + std::to_string(study.phones.size()) + " phones, " +
-                    std::to_string(study.stations.size()) + " stations, " + std::to_string(study.trials) +
-                    " trials, mean " + short_number(a.mean) + " " + shown(study.subject.unit) + "\n\n";
+  std::string out = bold(shown(study.subject.name, 120)) + ": " + study.size() + ", mean " + short_number(a.mean) +
+                    " " + shown(study.subject.unit) + "\n\n";
   out += anova_text(a.full, "repeatability");
   if (!a.pooled.empty()) {
-    out += "\nThe interaction's p is above " + short_number(findings.alpha) + ": it counts as repeatability.\n" +
+    out += "\nInteractions whose p is above " + short_number(findings.alpha) + " count as repeatability.\n" +
            anova_text(a.pooled, "repeatability, pooled");
   }
   out += "\n" + components_text(study, a);
-  for (const char* source : a.negative)
-    out += "The estimate for " + std::string(source) + " came out below 0 and counts as 0.\n";
+  for (const std::string& source : a.negative)
+    out += "The estimate for " + source + " came out below 0 and counts as 0.\n";
   return out + verdict_text(a);
 }
 
@@ -135,9 +132,60 @@ std::string lines_text(const Findings& findings) {
 
 }  // namespace
 
-bool Findings::any_rejected() const {
-  return std::any_of(studies.begin(), studies.end(),
-                     [](const auto& found) { return found.second.judgement == Judgement::rejected; });
+bool Findings::good() const {
+  const auto one_trial = [](const auto& found) { return found.first.trials < 2; };
+  return !std::all_of(studies.begin(), studies.end(), one_trial) &&
+         std::none_of(studies.begin(), studies.end(),
+                      [](const auto& found) { return found.second.judgement == Judgement::rejected; });
+}
+
+std::vector<std::string> Findings::remarks() const {
+  std::vector<std::pair<std::string, std::vector<std::string>>> reasons;  // in the order in which they come
+  const auto add = [&](const std::string& reason, const std::string& name) {
+    auto at = std::find_if(reasons.begin(), reasons.end(), [&](const auto& known) { return known.first == reason; });
+    if (at == reasons.end()) at = reasons.insert(at, {reason, {}});
+    at->second.push_back(name);
+  };
+  for (const auto& [study, analysis] : studies) {
+    for (const std::string& reason : study.left_out) add("left out: " + reason, study.subject.name);
+  }
+  for (const Skipped& none : skipped) add("no study: " + none.why, none.name);
+  std::vector<std::string> out;
+  for (const auto& [reason, names] : reasons)
+    out.push_back((names.size() == 1 ? names[0] : std::to_string(names.size()) + " measurements") + ": " + reason);
+  return out;
+}
+
+std::string percent_text(const std::optional<double>& share) { return share ? fixed(100 * *share, 2) : "-"; }
+
+std::string interval_text(const Component& c) { return short_number(c.low) + " to " + short_number(c.high); }
+
+std::string verdict_words(const Analysis& a) {
+  if (a.total.variance <= 0) return "All values are alike: nothing to judge.";
+  if (a.judgement == Judgement::none) return "Not judged: how well a station repeats itself takes two trials or more.";
+  return std::string(judgement_name(a.judgement)) + ": " +
+         percent_text(a.by_tolerance ? a.grr.tolerance : a.grr.study) + " % of the " +
+         (a.by_tolerance ? "tolerance" : "study variation") + "; below 10 % is accepted, above 30 % rejected";
+}
+
+Json::Value to_json(const Turn& turn) {
+  Json::Value out;
+  const bool any = turn.trial > 0;
+  out["phone"] = any ? Json::Value(turn.phone) : Json::Value();
+  out["station"] = any ? Json::Value(turn.station) : Json::Value();
+  out["operator"] = any ? Json::Value(turn.operator_name) : Json::Value();
+  out["trial"] = any ? Json::Value(turn.trial) : Json::Value();
+  out["done"] = static_cast<Json::Int64>(turn.done);
+  out["wanted"] = static_cast<Json::Int64>(turn.wanted);
+  return store::valid(out);
+}
+
+std::string to_text(const Turn& turn) {
+  const std::string so_far = std::to_string(turn.done) + " of " + std::to_string(turn.wanted) + " are done\n";
+  if (turn.trial == 0) return "the study is complete: " + so_far;
+  return "phone " + shown(turn.phone) + (turn.station.empty() ? "" : " at station " + shown(turn.station)) +
+         (turn.operator_name.empty() ? "" : " by operator " + shown(turn.operator_name)) + ", trial " +
+         std::to_string(turn.trial) + "; " + so_far;
 }
 
 Json::Value to_json(const Findings& findings) {
@@ -160,10 +208,8 @@ std::string to_text(const Findings& findings, bool full) {
   for (const auto& [study, analysis] : findings.studies) {
     if (whole) out += (out.empty() ? "" : "\n") + whole_text(findings, study, analysis);
   }
-  for (const Skipped& skipped : findings.skipped) {
-    const std::string line = shown(skipped.name, 120) + ": no study: " + shown(skipped.why, 300);
-    out += wrapped(line, terminal_columns(), "    ") + "\n";
-  }
+  for (const std::string& remark : findings.remarks())
+    out += wrapped(shown(remark, 400), terminal_columns(), "    ") + "\n";
   return out;
 }
 

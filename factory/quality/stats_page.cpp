@@ -5,8 +5,8 @@
 #include <tuple>
 
 #include "files/numbers.h"
+#include "quality/drawing.h"
 #include "quality/stats_view.h"
-#include "report/html.h"
 
 namespace factory::assets {
 extern const std::string_view stats_js;
@@ -102,32 +102,6 @@ Markup failures(const Statistics& s, Charts* charts) {
 }
 
 std::string measurement_id(size_t i) { return "measurement-" + std::to_string(i + 1); }
-
-// A small drawing in a table, of paths in its own units.
-class Drawing {
- public:
-  static constexpr double kWidth = 180, kHeight = 48;
-
-  Drawing(double left, double right, double bottom, double top)
-      : left_(left), right_(right), bottom_(bottom), top_(top) {}
-
-  std::string at(double x, double y) const {
-    return fixed((x - left_) / (right_ - left_) * kWidth, 1) + " " +
-           fixed(kHeight - (y - bottom_) / (top_ - bottom_) * kHeight, 1);
-  }
-  void path(const char* css_class, const std::string& d) {
-    paths_ += element("path", {{"class", css_class}, {"d", d}}, {});
-  }
-  void upright(const char* css_class, double x) { path(css_class, "M" + at(x, bottom_) + "L" + at(x, top_)); }
-  Markup markup(const std::string& label) const {
-    return element("svg", {{"class", "small"}, {"viewBox", "-3 -3 186 54"}, {"role", "img"}, {"aria-label", label}},
-                   paths_);
-  }
-
- private:
-  double left_, right_, bottom_, top_;
-  Markup paths_;
-};
 
 // Values between their limits, and the normal distribution that the indices suppose. A limit that is far off would
 // leave no room for the values.
@@ -306,13 +280,7 @@ constexpr const char* kLooks =
     ".canvas { height: 240px; position: relative; }\n"
     ".measurements td { overflow-wrap: normal; }\n.measurements td small { display: block; margin: 0; white-space: "
     "nowrap; }\n"
-    ".measurements strong { color: var(--failed); }\n"
-    "svg.small { width: 140px; height: 40px; display: block; }\n"
-    "svg.small path { fill: none; stroke-width: 1.5; stroke: var(--accepted); }\n"
-    "svg.small .bars { fill: var(--line); stroke: var(--settling); stroke-width: .5; }\n"
-    "svg.small .limit { stroke: var(--limit); stroke-width: 2; }\n"
-    "svg.small .bound { stroke: var(--restart); stroke-width: 1; stroke-dasharray: 4 3; }\n"
-    "svg.small .alarm { stroke: var(--failed); stroke-width: 6; stroke-linecap: round; }\n";
+    ".measurements strong { color: var(--failed); }\n";
 
 void write_page(const Statistics& s, const std::string& question, const std::string& file) {
   Charts charts;
@@ -330,7 +298,7 @@ void write_page(const Statistics& s, const std::string& question, const std::str
     body += card("Each measurement", details);
   }
   if (!s.durations.empty()) body += card("Durations", durations(s));
-  factory::write_page(file, "Statistics of runs", kLooks,
+  factory::write_page(file, "Statistics of runs", std::string(kLooks) + kDrawingLooks,
                       element("header", {{"class", "banner skipped"}}, element("div", banner)), body,
                       {"charts", charts.data(), assets::stats_js});
 }

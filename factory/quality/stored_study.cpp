@@ -19,7 +19,7 @@ constexpr long long kRunsMax = 20000;
 
 // One value of a run, with what it is a value of.
 struct Row {
-  std::string plan, step, group, name, axis, unit, serial, station;
+  std::string plan, step, group, name, axis, unit, serial, station, operator_name;
   std::optional<double> low, high, value;
 };
 
@@ -29,11 +29,11 @@ class Collector {
     const auto [at, is_new] = places_.try_emplace(
         {row.plan, row.group, row.step, row.name, row.axis, row.unit, row.low, row.high}, series_.size());
     if (is_new) {
-      const std::string what = row.name + (row.axis.empty() ? "" : " " + row.axis);
-      series_.push_back({{row.plan + ", " + row.step + ": " + what, row.unit, row.low, row.high}, {}});
+      const store::MeasurementName name{row.plan, row.step, row.name, row.axis};
+      series_.push_back({{name.in_plan(), row.unit, row.low, row.high}, {}});
     }
     constexpr double kUnusable = std::numeric_limits<double>::quiet_NaN();
-    series_[at->second].readings.push_back({row.serial, row.station, row.value.value_or(kUnusable)});
+    series_[at->second].readings.push_back({row.serial, row.station, row.value.value_or(kUnusable), row.operator_name});
   }
   std::vector<Series> take() { return std::move(series_); }
 
@@ -61,18 +61,30 @@ SeriesOfRuns stored_series(store::Database* database, const store::Filter& filte
     throw store::StoreError(std::to_string(runs) + " runs, and a study has no more than " + std::to_string(kRunsMax) +
                             ": choose its runs by --plan, --station, --since and --until");
   Row row;
-  Query query(
-      database,
-      "SELECT p.plan, t.name, t.step_group, s.name, s.axis, s.unit, s.low, s.high, r.serial, p.station, m.value "
-      "FROM measurement m JOIN series s ON s.id = m.series JOIN setup p ON p.id = s.setup "
-      "JOIN plan_step t ON t.id = s.plan_step JOIN run r ON r.day = m.day AND r.no = m.run "
-      "WHERE m.deciding = 1 AND r.verdict NOT IN (4, 5) AND r.serial <> ''" +
-          on_measurements(filter) + " ORDER BY r.started_ms, r.id, m.step_index, m.position");
+  Query query(database,
+              "SELECT p.plan, t.name, t.step_group, s.name, s.axis, s.unit, s.low, s.high, r.serial, p.station, "
+              "p.operator, m.value "
+              "FROM measurement m JOIN series s ON s.id = m.series JOIN setup p ON p.id = s.setup "
+              "JOIN plan_step t ON t.id = s.plan_step JOIN run r ON r.day = m.day AND r.no = m.run "
+              "WHERE m.deciding = 1 AND r.verdict NOT IN (4, 5) AND r.serial <> ''" +
+                  on_measurements(filter) + " ORDER BY r.started_ms, r.id, m.step_index, m.position");
   query.with(filter).into(&row.plan, &row.step, &row.group, &row.name, &row.axis, &row.unit, &row.low, &row.high,
-                          &row.serial, &row.station, &row.value);
+                          &row.serial, &row.station, &row.operator_name, &row.value);
   Collector collector;
   while (query.next()) collector.add(row);
   return {collector.take(), count_runs(database, filter, "=")};
+}
+
+std::vector<Reading> stored_turns(store::Database* database, const store::Filter& filter) {
+  Reading reading{"", "", 0};
+  Query query(database,
+              "SELECT r.serial, p.station, p.operator FROM run r JOIN setup p ON p.id = r.setup WHERE r.verdict NOT IN "
+              "(4, 5) AND r.serial <> ''" +
+                  on_runs(filter));
+  query.with(filter).into(&reading.phone, &reading.station, &reading.operator_name);
+  std::vector<Reading> out;
+  while (query.next()) out.push_back(reading);
+  return out;
 }
 
 SeriesOfRuns series_of(const std::vector<record::Run>& runs, const std::string& measurement) {
@@ -83,11 +95,11 @@ SeriesOfRuns series_of(const std::vector<record::Run>& runs, const std::string& 
       for (const record::Attempt& attempt : step.attempts) {
         if (!store::decided(step, attempt)) continue;
         for (const record::Measurement& m : attempt.measurements) {
-          const std::string printed = step.name + ": " + m.name + (m.axis.empty() ? "" : " " + m.axis);
-          known.push_back(printed);
-          if (!measurement.empty() && m.name != measurement && printed != measurement) continue;
+          const store::MeasurementName name{run.plan.name, step.name, m.name, m.axis};
+          known.push_back(name.in_step());
+          if (!measurement.empty() && !name.as_meant(measurement)) continue;
           collector.add({run.plan.name, step.name, step.group, m.name, m.axis, m.unit, run.serial, run.station,
-                         store::usable(m.low), store::usable(m.high), store::usable(m.value)});
+                         run.operator_name, store::usable(m.low), store::usable(m.high), store::usable(m.value)});
         }
       }
     }

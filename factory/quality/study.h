@@ -1,7 +1,8 @@
-// A study of repeatability and reproducibility: every phone measured at every station, equally often. From a file, or
-// from runs: every measurement of theirs is one, if the runs are crossed.
+// A study of repeatability and reproducibility: every phone measured at every station, by every operator, or both,
+// equally often. From a file, or from runs: every measurement of theirs is one, if the runs are crossed.
 #pragma once
 
+#include <array>
 #include <optional>
 #include <string>
 #include <vector>
@@ -21,27 +22,64 @@ struct Subject {
 struct Reading {
   std::string phone, station;
   double value;
+  std::string operator_name = {};
+};
+
+// What phones are measured by, in the order of their names: "stations", "operators".
+struct By {
+  bool stations = true, operators = false;
+};
+
+struct Factor {
+  std::string name;                 // "phones", and those of By
+  std::vector<std::string> levels;  // sorted
 };
 
 struct Study {
   Subject subject;
-  std::vector<std::string> phones, stations;
+  std::vector<Factor> factors;  // the phones, then one or two others
   int trials = 0;
-  std::vector<double> values;  // by phone, station and trial, the last one changing fastest
+  std::vector<double> values;         // by the factors' levels and the trial, the last one changing fastest
+  std::vector<std::string> left_out;  // which readings the study is without, and why: a sentence each
 
-  double at(size_t phone, size_t station, int trial) const {
-    return values[(phone * stations.size() + station) * static_cast<size_t>(trials) + static_cast<size_t>(trial)];
-  }
+  // "10 phones, 3 stations, 3 trials"
+  std::string size() const;
 };
 
-// Puts readings into their order; those of one phone at one station are trials in the order in which they come. Returns
-// an empty text, or why they are no study: what is missing, by name.
-std::string make_study(const Subject& subject, const std::vector<Reading>& readings, Study* study);
+/**
+ * The largest part of the readings in which every phone was at every station (with every operator) equally often: of
+ * all numbers of trials, stations and operators the one that keeps most readings, where there is one with two trials or
+ * more. Stations and operators with the most phones that were there often enough come first; of a phone's trials the
+ * first ones count, in the order of the readings. Returns an empty text, or why there is no such part.
+ */
+std::string make_study(const Subject& subject, const std::vector<Reading>& readings, By by, Study* study);
 
-// A file of comma-separated values with the columns phone, station, trial and value, in any order. Throws AppError,
-// which names the line.
-std::vector<Reading> read_csv(const std::string& file);
-std::vector<Reading> parse_csv(const std::string& file, const std::string& text);
+// Which phones are to be measured where and by whom, and how often; without stations or operators that is one place.
+struct Design {
+  std::vector<std::string> phones, stations, operators;
+  int trials = 3;
+};
+
+struct Turn {
+  std::string phone, station, operator_name;  // of what is no factor: empty
+  int trial = 0;                              // 0: nothing is left to measure
+  long long done = 0, wanted = 0;             // readings of the design
+};
+
+// Round by round, and in a round place by place; each time with the phones in another order, so that nobody remembers
+// the last value. `done`: their values do not matter.
+Turn next_turn(const Design& design, const std::vector<Reading>& done);
+
+struct Readings {
+  std::vector<Reading> readings;
+  By by;                              // the columns that are there
+  std::vector<std::string> left_out;  // a trial that is there twice: the first one counts
+};
+
+// A file of comma-separated values with the columns phone, station or operator or both, trial and value, in any order.
+// Throws AppError, which names the line.
+Readings read_csv(const std::string& file);
+Readings parse_csv(const std::string& file, const std::string& text);
 
 // One measurement of a plan with its readings, in the order of the runs.
 struct Series {
@@ -56,6 +94,9 @@ struct SeriesOfRuns {
 
 // Aborted runs are left out. Throws StoreError, AwayError; for more runs than any study has, too.
 SeriesOfRuns stored_series(store::Database* database, const store::Filter& filter);
+
+// What was measured where and by whom, a reading for each of those runs, without its value.
+std::vector<Reading> stored_turns(store::Database* database, const store::Filter& filter);
 
 // Of runs that were made just now, in their order; `measurement`: those of this name only, empty for all.
 SeriesOfRuns series_of(const std::vector<record::Run>& runs, const std::string& measurement);

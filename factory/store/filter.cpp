@@ -58,6 +58,14 @@ std::vector<std::string> texts_of(Database* database, const std::string& column)
 
 }  // namespace
 
+std::optional<MeasurementName> MeasurementName::as_meant(const std::string& text) const {
+  if (text == name) return MeasurementName{"", "", name, ""};
+  if (text == with_axis()) return MeasurementName{"", "", name, axis};
+  if (text == in_step()) return MeasurementName{"", step, name, axis};
+  if (text == in_plan()) return *this;
+  return {};
+}
+
 void require_known(Database* database, Filter* filter) {
   const struct {
     const char* option;
@@ -74,22 +82,23 @@ void require_known(Database* database, Filter* filter) {
   }
   if (filter->measurement.empty()) return;
   std::vector<std::string> known;
-  std::string step;
-  std::string name;
-  std::string axis;
-  Query query(
-      database,
-      "SELECT DISTINCT t.name, s.name, s.axis FROM series s JOIN plan_step t ON t.id = s.plan_step ORDER BY 1, 2, 3");
-  query.into(&step, &name, &axis);
+  MeasurementName have;
+  Query query(database,
+              "SELECT DISTINCT p.plan, t.name, s.name, s.axis FROM series s JOIN plan_step t ON t.id = s.plan_step "
+              "JOIN setup p ON p.id = s.setup ORDER BY 1, 2, 3, 4");
+  query.into(&have.plan, &have.step, &have.name, &have.axis);
   while (query.next()) {
-    if (name == filter->measurement) return;
-    known.push_back(step + ": " + name + (axis.empty() ? "" : " " + axis));
-    if (known.back() != filter->measurement) continue;
-    filter->measurement = name;
-    filter->step = step;
-    filter->axis = axis;
-    return;
+    if (!filter->plan.empty() && have.plan != filter->plan) continue;
+    if (const auto meant = have.as_meant(filter->measurement)) {
+      filter->measurement = meant->name;
+      filter->step = meant->step;
+      filter->axis = meant->axis;
+      if (!meant->plan.empty()) filter->plan = meant->plan;
+      return;
+    }
+    known.push_back(have.in_step());
   }
+  known.erase(std::unique(known.begin(), known.end()), known.end());
   require_one_of("--measurement", filter->measurement, known);
 }
 

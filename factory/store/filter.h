@@ -42,8 +42,19 @@ constexpr FilterText kFilterTexts[] = {
     {"step", "s.plan_step IN (SELECT id FROM plan_step WHERE name = :step)", &Filter::step},
     {"axis", "s.axis = :axis", &Filter::axis}};
 
-// Throws AppError(kUsage) where a text is none that the store knows, with the nearest that it does. A measurement may
-// be given as tables and pages have it, "calibrate Acc: residual x".
+// A measurement as it may be asked for: as a record has it, "residual" or "residual x", as tables and pages have it,
+// "calibrate Acc: residual x", or as studies have it, with its plan before, "inertial, calibrate Acc: residual x".
+struct MeasurementName {
+  std::string plan, step, name, axis;
+
+  std::string with_axis() const { return name + (axis.empty() ? "" : " " + axis); }
+  std::string in_step() const { return step + ": " + with_axis(); }
+  std::string in_plan() const { return plan + ", " + in_step(); }
+  // What of it the text says: no more than the name, or also the following; nothing where it means another one.
+  std::optional<MeasurementName> as_meant(const std::string& text) const;
+};
+
+// Throws AppError(kUsage) where a text is none that the store knows, with the nearest that it does.
 void require_known(Database* database, Filter* filter);
 
 }  // namespace factory::store

@@ -10,13 +10,15 @@
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string text(reinterpret_cast<const char*>(data), size);
   try {
-    const auto readings = factory::grr::parse_csv("readings.csv", text);
+    const auto [readings, by, left_out] = factory::grr::parse_csv("readings.csv", text);
     HOLDS(!readings.empty());
     for (const factory::grr::Reading& reading : readings)
-      HOLDS(std::isfinite(reading.value) && !reading.phone.empty() && !reading.station.empty());
+      HOLDS(std::isfinite(reading.value) && !reading.phone.empty() && reading.station.empty() != by.stations);
     factory::grr::Study study;
-    const std::string problem = factory::grr::make_study({}, readings, &study);
-    HOLDS(!problem.empty() || study.values.size() == readings.size());
+    if (factory::grr::make_study({}, readings, by, &study).empty()) {
+      HOLDS(study.values.size() <= readings.size());
+      HOLDS(study.values.size() == readings.size() || !study.left_out.empty());
+    }
   } catch (const factory::AppError& error) {
     HOLDS(*error.what() != '\0');
   }

@@ -75,7 +75,7 @@ def problems(browser, page, width, verdict, first, unfolded):
     for when, expected in (('first', first), ('unfolded', unfolded)):
         if len(probe[when]) != expected:
             yield f'{when}: {len(probe[when])} charts instead of {expected}'
-        if min(probe[when], default=0) < 40:  # a single dot is larger
+        if min(probe[when], default=40) < 40:  # a single dot is larger
             yield f'{when}: a chart without its marks: {probe[when]}'
     if probe['sticks_out'] > 0:
         yield f'sticks out by {probe["sticks_out"]} pixels'

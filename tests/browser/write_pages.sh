@@ -23,6 +23,7 @@ json.dump(record, open(sys.argv[1], 'w'))
 PYTHON
 "$sensorcal" store import "$folder/record.json" --store "$folder/runs.db"
 page 0 stats stats --store "$folder/runs.db"
+page 0 grr grr "$source/tests/data/grr/ten_parts.csv" --low -4 --high 4
 
 # Markup, quotes, control characters, broken UTF-8, separators of JavaScript, writing from right to left.
 python3 - "$source/tests/data/records/hostile.json" >"$folder/hostile.json" <<'PYTHON'

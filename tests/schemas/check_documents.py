@@ -51,6 +51,7 @@ ROWS = [
     (0, 'hub log hub.jsonl'),
     (0, 'hub send Acc get-acc-offset'),
     (0, f'grr {source}/tests/data/grr/ten_parts.csv --low -4 --high 4'),
+    (0, f'grr next {source}/tests/data/grr/ten_parts.csv --trials 4'),
     (0, 'line --phones 2 --stations 1 --store line.db'),
     (0, 'plan check plan.json'),
     (2, 'plan check plan.json bad.json nosuch.json'),

@@ -49,11 +49,14 @@ std::string run_text(const record::Run& run, bool full);
 
 // What a study of stations takes and tells, wherever its runs come from.
 struct GrrArguments {
-  std::string file, uri, unit;
+  std::string file, uri, unit, html;
+  std::string by;  // empty: as the file has it, and stations of runs
   ChosenRuns runs;
   std::optional<double> low, high;
   double alpha = grr::kUsualAlpha;
   bool full = false;
+  bool next = false;   // what to measure next is asked for
+  grr::Design design;  // of the study for that; its empty lists are what was measured
 };
 
 void add_grr_options(ArgumentParser parser, GrrArguments* arguments);

@@ -4,6 +4,7 @@
 
 #include "commands/phone/commands.h"
 #include "commands/station/stored_runs.h"
+#include "files/whole_file.h"
 #include "line/phone_run.h"
 #include "simulator/drawn_phone.h"
 #include "store/keeper.h"
@@ -36,28 +37,31 @@ bool run(const plan::Plan& plan, line::PhoneJob job, const std::string& measurem
 int run_study(const Options& options, const Arguments& a) {
   require_consistent(options, a, true);
   if (!a.file.empty()) throw AppError(kUsage, "grr: a file, or --run and a plan, not both");
+  if (a.next) throw AppError(kUsage, "grr next: --run makes its runs by itself");
+  if (!a.html.empty()) require_output("--html", a.html, "<!DOCTYPE html>");
   const plan::Plan plan = plan::load_plan(a.run);
   const std::string profile = line::absolute_profile(options.profile);
   const uint64_t seed = options.seed.value_or(1);
   const PhonesFolder folder;
   const auto keeper = a.uri.empty() ? nullptr : std::make_unique<store::Keeper>(a.uri, "", false);
   std::vector<record::Run> runs;
-  for (int trial = 0; trial < a.trials; ++trial) {
-    for (int station = 0; station < a.stations; ++station) {
-      for (int phone = 0; phone < a.phones; ++phone) {
+  bool interrupted = false;  // then what there is is told
+  for (int trial = 0; trial < a.trials && !interrupted; ++trial) {
+    for (int station = 0; station < a.stations && !interrupted; ++station) {
+      for (int phone = 0; phone < a.phones && !interrupted; ++phone) {
         line::PhoneJob job;
         job.seed = seed + static_cast<uint64_t>(phone);
         job.directory = folder.path() + "/" + std::to_string(phone);
         job.profile = profile;
         job.station = line::station_name(station);
         job.station_seed = line::station_seed(seed, station);
-        if (!run(plan, job, a.runs.filter.measurement, keeper.get(), &runs)) return kInterrupted;
+        interrupted = !run(plan, job, a.runs.filter.measurement, keeper.get(), &runs);
       }
     }
   }
   const int code = tell_grr(grr::series_of(runs, a.runs.filter.measurement), options, a);
   if (keeper) (void)keeper->bring_up("");
-  return code;
+  return interrupted ? kInterrupted : code;
 }
 
 }  // namespace
