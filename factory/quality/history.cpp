@@ -182,6 +182,14 @@ std::vector<StoredRun> history(Database* database, const std::string& serial, in
                "serial", stored, key_of(stored), full);
 }
 
+std::vector<StoredRun> runs_at(Database* database, const std::string& station, record::Clock::time_point since) {
+  const auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(since.time_since_epoch()).count();
+  return found(database,
+               "WHERE r.started_ms + r.seconds * 1000 >= :key AND r.day >= " + std::to_string(ms / 86400000 - 1) +
+                   " AND p.station = :station ORDER BY r.started_ms",
+               "station", to_stored(station), ms, false);
+}
+
 std::optional<StoredRun> stored_run(Database* database, const std::string& id) {
   std::vector<StoredRun> runs = found(database, "WHERE r.day = :key AND r.id = :id", "id", id, day_of_id(id), true);
   if (runs.empty()) return {};

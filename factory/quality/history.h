@@ -21,6 +21,9 @@ struct StoredRun {
 // `full` all that the store has. Throws StoreError, AwayError.
 std::vector<StoredRun> history(Database* database, const std::string& serial, int limit, bool full);
 
+// The runs that ended at a station since then, the oldest first, with their steps and attempts.
+std::vector<StoredRun> runs_at(Database* database, const std::string& station, record::Clock::time_point since);
+
 // The one run of an id, in full.
 std::optional<StoredRun> stored_run(Database* database, const std::string& id);
 

@@ -4,6 +4,9 @@
 
 #include "cli/terminal.h"
 #include "files/app_error.h"
+#include "files/json_text.h"
+#include "files/whole_file.h"
+#include "record/record_json.h"
 #include "store/spool.h"
 
 namespace factory::store {
@@ -59,6 +62,12 @@ bool Keeper::bring_up(const std::string& id) {
     complain(error.what());
   }
   return taken;
+}
+
+std::string save_unstored(const record::Run& run) {
+  const std::string file = state_folder() + "/unstored-" + run.id + ".json";
+  replace_file(file, json_line(to_json(run)) + "\n");
+  return "its record is in " + file + ": `sensorcal store import`";
 }
 
 void tell_problems(const Brought& brought) {

@@ -20,6 +20,10 @@ class Keeper {
   // The run is on this station's disk when this returns. Throws StoreError. Any thread.
   void keep(const record::Run& run);
 
+  // Whether runs go to a server by way of a spool, and which file that is.
+  bool has_spool() const { return spool_.has_value(); }
+  std::string spool_file() const { return spool_ ? spool_->file() : ""; }
+
   // To the server, where there is one. Tells on standard error what could not be done; never throws for it. False: the
   // run of this id is one that the server does not take.
   bool bring_up(const std::string& id);
@@ -31,6 +35,10 @@ class Keeper {
   std::optional<Store> store_;  // used with mutex_ held, and so is the following
   std::optional<Spool> spool_;
 };
+
+// The record of a run that could not be kept, in a file of its own in the user's state folder. Returns what to do with
+// it, in words. Throws AppError.
+std::string save_unstored(const record::Run& run);
 
 // On standard error: runs that the server would not take, and why it is away.
 void tell_problems(const Brought& brought);

@@ -60,8 +60,8 @@ ROWS = [
     (0, '--version'),
 ]
 WITHOUT_PHONE = ('show', 'replay', 'stats', 'history', 'sync', 'store', 'grr', 'line', 'plan', 'reboot', 'factory-reset', 'man',
-                 'completion', '--version')
-TEXT = ('man', 'completion bash')
+                 'completion', 'station', '--version')
+TEXT = ('man', 'completion bash', 'station --check')
 wrong = []
 forms = set()
 

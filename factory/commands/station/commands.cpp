@@ -28,6 +28,11 @@ const std::vector<CommandOf<CommonOptions>>& station_commands() {
        "  sensorcal grr readings.csv --low -0.1 --high 0.1\n"
        "  sensorcal grr --store runs.db --plan inertial --measurement offset --full",
        set_up_grr, Uses::profile | Uses::json},
+      {"station", "an operator's page: phones by scan, prompts, verdicts, a shift's counters",
+       "  sensorcal station\n"
+       "  sensorcal station station.json\n"
+       "  sensorcal station station.json --check",
+       set_up_station},
   };
   return kCommands;
 }

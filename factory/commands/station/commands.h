@@ -25,5 +25,6 @@ StationRunner set_up_history(ArgumentParser parser);
 StationRunner set_up_store(ArgumentParser parser);
 StationRunner set_up_sync(ArgumentParser parser);
 StationRunner set_up_grr(ArgumentParser parser);
+StationRunner set_up_station(ArgumentParser parser);
 
 }  // namespace factory

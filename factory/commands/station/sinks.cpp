@@ -7,10 +7,8 @@
 
 #include "cli/argument_parser.h"
 #include "cli/terminal.h"
-#include "files/json_text.h"
 #include "files/whole_file.h"
 #include "record/exit_code.h"
-#include "record/record_json.h"
 #include "report/file_name.h"
 #include "report/report.h"
 #include "store/keeper.h"
@@ -40,11 +38,7 @@ class RunStore : public record::Sink {
   bool keep(record::Run* run) override {
     run->id = id_ = store::make_run_id(run->started);
     if (!keeper_ || delivered("the run was not stored: ", [&] { keeper_->keep(*run); })) return true;
-    delivered("nor was its record kept: ", [&] {
-      const std::string file = store::state_folder() + "/unstored-" + run->id + ".json";
-      replace_file(file, json_line(to_json(*run)) + "\n");
-      complain("its record is in " + file + ": `sensorcal store import`");
-    });
+    delivered("nor was its record kept: ", [&] { complain(store::save_unstored(*run)); });
     return false;
   }
   bool write(const record::Run& /*run*/, const record::Aside& /*aside*/) override { return true; }

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <memory>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "record/sink.h"
@@ -11,6 +13,10 @@ namespace factory {
 // Page, JUnit and CSV. A record that passes through knows its plan by its hash.
 class Files : public record::Sink {
  public:
+  Files() = default;
+  // The names as options have them; empty for none.
+  Files(std::string html, std::string junit, std::string csv)
+      : html_(std::move(html)), junit_(std::move(junit)), csv_(std::move(csv)) {}
   void add_options(ArgumentParser parser) override;
   void open() override;
   bool keep(record::Run* run) override;

@@ -1,0 +1,78 @@
+// Where the station's runs go, and what it asks of the store: never on a thread that serves a page or a runner.
+#pragma once
+
+#include <condition_variable>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "quality/history.h"
+#include "record/sink.h"
+#include "station/settings.h"
+#include "store/keeper.h"
+
+namespace factory::station {
+
+class Archive {
+ public:
+  struct Status {
+    int waiting = 0;      // runs that the store does not have yet
+    std::string problem;  // empty: none
+  };
+
+  // `files`: pages and their kin. `changed`: the status is another one; called on a thread of the archive's, which then
+  // holds nothing. Throws AppError where what lies at the station cannot be opened.
+  Archive(const Settings& settings, std::shared_ptr<record::Sink> files, std::function<void()> changed);
+  // Every run that was given is kept when this returns.
+  ~Archive();
+  Archive(const Archive&) = delete;
+  Archive& operator=(const Archive&) = delete;
+
+  // Any thread, and so are the following. Returns at once.
+  void keep(record::Run run);
+  Status status() const;
+
+  // All that happened to a phone, the newest first, asked for as long as a scan can wait. Nothing: `why` it could not
+  // be asked. Without a store the answer is empty.
+  std::optional<std::vector<store::StoredRun>> history(const std::string& serial, std::string* why);
+
+  // This station's runs since then, from the store and the spool; what cannot be asked is left out.
+  std::vector<record::Run> runs_since(record::Clock::time_point since);
+
+ private:
+  struct Question {
+    std::string serial;
+    bool answered = false;
+    std::optional<std::vector<store::StoredRun>> answer;
+    std::string why;
+  };
+
+  void write();
+  void deliver(record::Run run);
+  void bring_up();
+  void look_up();
+  void tell(const std::string& problem, int waiting);
+  template <typename Ask>
+  auto asked(Ask ask) const;
+
+  const Settings& settings_;
+  const std::shared_ptr<record::Sink> files_;
+  const std::function<void()> changed_;
+  std::optional<store::Keeper> keeper_;  // none: nothing is stored. Its own locks
+  mutable std::mutex mutex_;
+  std::condition_variable work_, news_;
+  std::deque<record::Run> runs_;  // guarded by mutex_, and so are the following
+  std::deque<std::shared_ptr<Question>> questions_;
+  Status status_;
+  std::string unstored_;  // what went wrong with the last run that was not kept
+  bool brings_ = false;   // there is something to bring up
+  bool leaves_ = false;
+  std::thread writer_, courier_, reader_;
+};
+
+}  // namespace factory::station

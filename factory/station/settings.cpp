@@ -1,0 +1,342 @@
+#include "station/settings.h"
+
+#include <arpa/inet.h>
+#include <errno.h>
+#include <string.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <set>
+
+#include "files/app_error.h"
+#include "files/json_text.h"
+#include "files/numbers.h"
+#include "files/whole_file.h"
+#include "files/words.h"
+#include "report/file_name.h"
+#include "station/embedded.h"
+#include "station/setting.h"
+#include "store/stored_text.h"
+#include "store/uri.h"
+
+namespace factory::station {
+namespace {
+
+namespace fs = std::filesystem;
+
+// Letters, digits and what labels have between them: nothing that a shell or a file's name knows otherwise.
+constexpr char kUsualSerials[] = "[A-Za-z0-9][A-Za-z0-9._-]{0,63}";
+// Nobody has to stand at the fixture of a simulated phone.
+const std::vector<std::string> kUsualRunner = {"{program}",       "run",      "-",        "--events",  "--phone",
+                                               "{phones}/{slot}", "--serial", "{serial}", "--station", "{station}"};
+
+// Refuses what `check` throws for.
+template <typename Check>
+void checked(const Setting& setting, Check check) {
+  try {
+    check();
+  } catch (const std::exception& error) {
+    setting.problem(error.what());
+  }
+}
+
+class Reader {
+ public:
+  Reader(const Setting& root, fs::path folder, const Surroundings& around)
+      : root_(root), folder_(std::move(folder)), around_(around) {}
+
+  Settings read() {
+    out_.folder = folder_.string();
+    if (!root_.is_object({"format",   "about",     "station",       "plan",    "plans",     "serials",
+                          "store",    "spool",     "store_samples", "reports", "operators", "slots",
+                          "runner",   "silence_s", "retest",        "earlier", "golden",    "shifts",
+                          "language", "address",   "port",          "token",   "names"}))
+      return out_;
+    if (root_["format"].text() != "sensorcal.station/1") root_["format"].problem("give \"sensorcal.station/1\"");
+    (void)root_["about"].text();
+    out_.station = root_["station"].text(host_name());
+    out_.given = {{"program", around_.program}, {"phones", around_.phones}, {"station", out_.station}};
+    out_.serials = pattern(root_["serials"], kUsualSerials);
+    read_plans();
+    read_store();
+    read_reports();
+    read_slots();
+    read_operators();
+    read_policies();
+    read_server();
+    return out_;
+  }
+
+ private:
+  static std::string host_name() {
+    char name[256] = "";
+    gethostname(name, sizeof name - 1);
+    return name[0] == '\0' ? "station" : name;
+  }
+
+  std::string place(const std::string& file) const {
+    return file.empty() ? file : (folder_ / file).lexically_normal().string();
+  }
+
+  static Pattern pattern(const Setting& setting, const std::string& usual) {
+    const std::string text = setting.text(usual);
+    Pattern out;
+    checked(setting, [&] { out = Pattern(text); });
+    return out;
+  }
+
+  void read_plans() {
+    if (root_.has("plan") && root_.has("plans")) root_["plans"].problem("either this, or \"plan\"");
+    if (root_.has("plan")) {
+      add_plan(root_["plan"], {});
+    } else if (root_.has("plans")) {
+      const Setting list = root_["plans"];
+      for (Json::ArrayIndex i = 0; list.is_list() && i < list->size(); ++i) {
+        if (!list[i].is_object({"serials", "plan"})) continue;
+        add_plan(list[i]["plan"], pattern(list[i]["serials"], ".+"));
+      }
+    } else {
+      keep_plan(root_, {{}, "reference.json", std::string(assets::reference_plan), "", ""});
+    }
+  }
+
+  void add_plan(const Setting& setting, Pattern serials) {
+    const std::string file = setting.text();
+    const auto bytes = read_file(place(file));
+    if (!bytes) return setting.problem(file + ": " + strerror(errno));
+    keep_plan(setting, {std::move(serials), file, *bytes, "", ""});
+  }
+
+  // Whether each step can be run its runner says.
+  void keep_plan(const Setting& setting, PlanChoice plan) {
+    Json::Value json;
+    std::string why;
+    if (!parse_json(plan.bytes, &json, &why)) return setting.problem(plan.file + ": " + why);
+    if (!json.isObject() || json["format"] != "sensorcal.plan/1" || !json["name"].isString())
+      return setting.problem(plan.file + ": is no plan");
+    plan.name = json["name"].asString();
+    plan.sha256 = store::sha256(plan.bytes);
+    out_.plans.push_back(std::move(plan));
+  }
+
+  void read_store() {
+    out_.store = root_["store"].text();
+    out_.samples = root_["store_samples"].truth(false);
+    out_.spool = place(root_["spool"].text());
+    if (out_.store.empty()) return;
+    checked(root_["store"], [&] {
+      const bool file = out_.store.find("://") == std::string::npos;
+      const size_t scheme = out_.store.starts_with("sqlite:") ? 7 : 0;
+      if (file) out_.store = "sqlite:" + place(out_.store.substr(scheme));
+      if (!store::parse_uri(out_.store).postgresql && !out_.spool.empty())
+        root_["spool"].problem("goes with a server; a store in a file needs none");
+    });
+  }
+
+  void read_reports() {
+    const Setting reports = root_["reports"];
+    if (!reports.is_object({"html", "junit", "csv"})) return;
+    const std::pair<const char*, std::string*> kinds[] = {
+        {"html", &out_.html}, {"junit", &out_.junit}, {"csv", &out_.csv}};
+    for (const auto& [key, name] : kinds) {
+      *name = place(reports[key].text());
+      const std::string last = fs::path(*name).filename();
+      checked(reports[key], [&, &name = *name, &key = key] {
+        check_pattern("", name);
+        if (!name.empty() && !is_pattern(last))
+          reports[key].problem("{serial}-{started} in its name keeps every run's");
+        if (is_pattern(fs::path(name).parent_path()))
+          reports[key].problem("only its last part may be made from the run");
+      });
+    }
+  }
+
+  std::vector<std::string> runner(const Setting& setting, const std::vector<std::string>& usual) const {
+    if (setting->isNull() || !setting.is_list()) return usual;
+    std::vector<std::string> words = setting.texts();
+    Values values = out_.given;
+    for (const char* name : {"slot", "serial", "operator"}) values[name] = "";
+    checked(setting, [&] { (void)filled(words, values); });
+    if (words.front().empty()) setting.problem("the first word is the program");
+    return words;
+  }
+
+  void read_slots() {
+    const std::vector<std::string> all = runner(root_["runner"], kUsualRunner);
+    const Setting slots = root_["slots"];
+    std::set<std::string> taken;
+    if (!slots->isNull() && slots.is_list()) {
+      for (Json::ArrayIndex i = 0; i < slots->size(); ++i) {
+        const Setting slot = slots[i];
+        if (!slot.is_object({"slot", "code", "runner"})) continue;
+        const std::string name = slot["slot"].text(std::to_string(i + 1));
+        const std::string code = slot["code"].text("slot " + name);
+        if (name.empty() || name.size() > 64) slot["slot"].problem("wanted is a name of 1 to 64 characters");
+        if (!taken.insert(name).second) slot["slot"].problem("there is another slot \"" + name + "\"");
+        if (!taken.insert("code " + code).second) slot["code"].problem("another slot has this code");
+        out_.slots.push_back({name, code, runner(slot["runner"], all)});
+      }
+      constexpr size_t kMost = 32;
+      if (slots->size() > kMost) slots.problem("a station has 32 slots at most");
+    }
+    if (out_.slots.empty()) out_.slots.push_back({"1", "slot 1", all});
+  }
+
+  void read_operators() {
+    const Setting operators = root_["operators"];
+    if (!operators.is_object(operators->isObject() ? operators->getMemberNames() : std::vector<std::string>())) return;
+    for (const std::string& code : operators->getMemberNames()) {
+      const Setting name = operators[code.c_str()];
+      out_.operators[code] = name.text();
+      if (code.empty() || out_.operators[code].empty()) name.problem("wanted is a code with a name");
+      for (const SlotSettings& slot : out_.slots) {
+        if (slot.code == code) name.problem("is the code of slot " + slot.name);
+      }
+    }
+  }
+
+  void read_policies() {
+    out_.silence_s = root_["silence_s"].number(1, 3600, out_.silence_s);
+    if (const Setting retest = root_["retest"]; retest.is_object({"errors", "failures"})) {
+      out_.retests_of_errors = retest["errors"].whole(0, 5, 0);
+      out_.retests_of_failures = retest["failures"].whole(0, 100, 0);
+    }
+    if (const Setting earlier = root_["earlier"]; earlier.is_object({"station", "unknown"})) {
+      out_.earlier = earlier["station"].text();
+      out_.earlier_unknown_allowed = earlier["unknown"].one_of({"refused", "allowed"}) == "allowed";
+      if (out_.earlier.empty()) earlier["station"].problem("wanted is a station's name");
+      if (out_.store.empty()) earlier.problem("only a store knows it: give \"store\", too");
+    }
+    if (const Setting golden = root_["golden"]; golden.is_object({"serials"})) {
+      out_.golden = true;
+      if (!golden.has("serials")) golden["serials"].problem("wanted is the golden phones' pattern");
+      out_.golden_serials = pattern(golden["serials"], ".+");
+    }
+    read_shifts();
+  }
+
+  void read_shifts() {
+    const Setting shifts = root_["shifts"];
+    if (shifts->isNull() || !shifts.is_list()) return;
+    out_.shifts.clear();
+    for (Json::ArrayIndex i = 0; i < shifts->size(); ++i) {
+      const std::string text = shifts[i].text();
+      const auto hour = read_number<int>(text.substr(0, 2));
+      const auto minute = text.size() == 5 && text[2] == ':' ? read_number<int>(text.substr(3)) : std::nullopt;
+      if (hour && minute && *hour >= 0 && *hour < 24 && *minute >= 0 && *minute < 60) {
+        out_.shifts.push_back(*hour * 60 + *minute);
+      } else {
+        shifts[i].problem("wanted is a time of day, such as \"06:00\"");
+      }
+    }
+    std::sort(out_.shifts.begin(), out_.shifts.end());
+    if (out_.shifts.empty()) out_.shifts = {0};
+  }
+
+  void read_server() {
+    out_.language = root_["language"].one_of(around_.languages);
+    out_.address = root_["address"].text(out_.address);
+    out_.port = root_["port"].whole(0, 65535, out_.port);
+    out_.token = root_["token"].text();
+    out_.names = root_["names"].texts();
+    in6_addr any{};
+    if (inet_pton(AF_INET, out_.address.c_str(), &any) != 1 && inet_pton(AF_INET6, out_.address.c_str(), &any) != 1)
+      root_["address"].problem("wanted is an address such as 127.0.0.1");
+    const auto simple = [](unsigned char c) { return isalnum(c) != 0 || c == '-' || c == '_'; };
+    if (!is_loopback(out_.address) && out_.token.empty())
+      root_["address"].problem("others can reach it: give a \"token\", without which nobody gets in");
+    if (!out_.token.empty() && (out_.token.size() < 16 || !std::all_of(out_.token.begin(), out_.token.end(), simple)))
+      root_["token"].problem("wanted are 16 or more letters and digits");
+  }
+
+  const Setting& root_;
+  const fs::path folder_;
+  const Surroundings& around_;
+  Settings out_;
+};
+
+std::string quoted_for_shell(const std::string& text) {
+  std::string out = "'";
+  for (const char c : text) out += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return out + "'";
+}
+
+}  // namespace
+
+bool is_loopback(const std::string& address) { return address.starts_with("127.") || address == "::1"; }
+
+const PlanChoice* Settings::plan_of(const std::string& serial) const {
+  const auto found =
+      std::find_if(plans.begin(), plans.end(), [&](const PlanChoice& plan) { return plan.serials.matches(serial); });
+  return found == plans.end() ? nullptr : &*found;
+}
+
+std::vector<std::string> filled(const std::vector<std::string>& words, const Values& values) {
+  std::vector<std::string> out;
+  for (const std::string& word : words) {
+    std::string& made = out.emplace_back();
+    for (size_t at = 0;;) {
+      const size_t open = word.find('{', at);
+      const size_t close = open == std::string::npos ? open : word.find('}', open);
+      made += word.substr(at, close == std::string::npos ? close : open - at);
+      if (close == std::string::npos) break;
+      std::string name = word.substr(open + 1, close - open - 1);
+      const bool quoted = name.ends_with(":quoted");
+      if (quoted) name.erase(name.size() - 7);
+      const auto value = values.find(name);
+      if (value == values.end()) throw AppError(kUsage, "there is no {" + name + "}");
+      made += quoted ? quoted_for_shell(value->second) : value->second;
+      at = close + 1;
+    }
+  }
+  return out;
+}
+
+Settings read_settings(const std::string& file, const Surroundings& around, std::vector<std::string>* problems) {
+  Json::Value json(Json::objectValue);
+  json["format"] = "sensorcal.station/1";
+  Setting::Source source{file, "", problems};
+  if (!file.empty()) {
+    const auto bytes = read_file(file);
+    std::string why;
+    if (!bytes) why = strerror(errno);
+    if (bytes) source.bytes = *bytes;
+    if (!bytes || !parse_json(source.bytes, &json, &why)) {
+      problems->push_back(file + ": " + why);
+      return {};
+    }
+  }
+  const fs::path folder = fs::absolute(file.empty() ? fs::path("x") : fs::path(file)).parent_path();
+  const Setting root(source, json);
+  if (!json.isObject()) {
+    root.problem("settings are a JSON object");
+    return {};
+  }
+  return Reader(root, folder, around).read();
+}
+
+std::string in_words(const Settings& settings) {
+  std::string out = "station " + settings.station + "\n";
+  for (const PlanChoice& plan : settings.plans)
+    out += "plan " + plan.name + " (" + plan.file + ") for serial numbers " + plan.serials.expression() + "\n";
+  for (const SlotSettings& slot : settings.slots)
+    out += "slot " + slot.name + " (code \"" + slot.code + "\"): " + joined(slot.runner, " ") + "\n";
+  out += "serial numbers " + settings.serials.expression() + "\n";
+  out += "store " + (settings.store.empty() ? "none" : store::parse_uri(settings.store).shown) + "\n";
+  for (const std::string& name : {settings.html, settings.junit, settings.csv}) {
+    if (!name.empty()) out += "report " + name + "\n";
+  }
+  if (!settings.operators.empty()) out += std::to_string(settings.operators.size()) + " operators, who sign in\n";
+  out += "retests: " + std::to_string(settings.retests_of_errors) + " after an error, at once; " +
+         std::to_string(settings.retests_of_failures) + " after a failure, where it is scanned again\n";
+  if (!settings.earlier.empty()) {
+    out += "phones that passed at station " + settings.earlier + "; while nobody can tell, they are " +
+           (settings.earlier_unknown_allowed ? "allowed" : "refused") + "\n";
+  }
+  if (settings.golden) out += "a golden phone at every shift's start: " + settings.golden_serials.expression() + "\n";
+  return out + "page in \"" + settings.language + "\" at " + settings.address + ", port " +
+         std::to_string(settings.port) + "\n";
+}
+
+}  // namespace factory::station

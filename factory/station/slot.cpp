@@ -1,0 +1,291 @@
+#include "station/slot.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "cli/terminal.h"
+#include "files/json_text.h"
+#include "record/exit_code.h"
+#include "record/record_json.h"
+#include "store/stored_text.h"
+
+namespace factory::station {
+namespace {
+
+using record::Outcome;
+
+// What runners print beside events: a tool of the line that starts, a warning. More is no runner.
+constexpr int kNonsenseMax = 20;
+constexpr size_t kTextMax = 500;
+constexpr Json::ArrayIndex kListMax = 16;
+constexpr const char* kPhases[] = {"idle", "starting", "running", "over"};
+
+std::string text_of(const Json::Value& value) {
+  return value.isString() ? visible(value.asString().substr(0, kTextMax)) : std::string();
+}
+
+int number_of(const Json::Value& value) { return value.isInt() ? value.asInt() : 0; }
+
+// The first elements of a list, each as `become` makes it: whatever a runner says, the state stays small.
+template <typename Become>
+Json::Value first_ones(const Json::Value& list, Become become) {
+  Json::Value out(Json::arrayValue);
+  for (Json::ArrayIndex i = 0; list.isArray() && i < std::min(list.size(), kListMax); ++i) out.append(become(list[i]));
+  return out;
+}
+
+Json::Value texts_of(const Json::Value& list) { return first_ones(list, text_of); }
+
+// Reasons or hints.
+Json::Value said(const Json::Value& list) {
+  return first_ones(list, [](const Json::Value& one) {
+    Json::Value out;
+    out["code"] = one.isObject() ? text_of(one["code"]) : "";
+    out["arguments"] = one.isObject() ? texts_of(one["arguments"]) : Json::Value(Json::arrayValue);
+    out["text"] = text_of(one.isObject() ? one["text"] : one);
+    return out;
+  });
+}
+
+Json::Value settings_of(const Json::Value& from) {
+  Json::Value out(Json::objectValue);
+  if (!from.isObject()) return out;
+  for (const std::string& key : from.getMemberNames()) {
+    if (out.size() < kListMax && key.size() < kTextMax) out[visible(key)] = text_of(from[key]);
+  }
+  return out;
+}
+
+Json::Value number_or_null(const Json::Value& value) { return value.isNumeric() ? value : Json::Value(); }
+
+Json::Value or_null(const std::string& text) { return text.empty() ? Json::Value() : Json::Value(text); }
+
+double seconds_between(Slot::Clock::time_point from, Slot::Clock::time_point to) {
+  return std::chrono::duration<double>(to - from).count();
+}
+
+}  // namespace
+
+void Slot::begin(const Ordered& ordered) {
+  *this = Slot(*settings_);
+  phase_ = Phase::starting;
+  ordered_ = ordered;
+  began_ = step_began_ = Clock::now();
+  started_ = record::Clock::now();
+}
+
+std::string Slot::prompt_code() const {
+  if (!prompt_) return "";
+  return settings_->name + "-" + std::to_string(ordered_.run) + "-" + std::to_string(prompt_->number);
+}
+
+bool Slot::was_prompt_code(const std::string& text) const {
+  const std::string begin = settings_->name + "-";
+  const std::string rest = text.starts_with(begin) ? text.substr(begin.size()) : "";
+  const size_t dash = rest.find('-');
+  if (dash == std::string::npos || dash == 0 || dash + 1 == rest.size()) return false;
+  return std::all_of(rest.begin(), rest.end(), [](char c) { return c == '-' || (c >= '0' && c <= '9'); }) &&
+         std::count(rest.begin(), rest.end(), '-') == 1;
+}
+
+Slot::Heard Slot::hear(const std::string& line) {
+  using Hears = Heard (Slot::*)(const Json::Value&);
+  static constexpr struct {
+    const char* event;
+    Hears hears;
+  } kEvents[] = {{"begun", &Slot::hear_begun},   {"begins", &Slot::hear_step},    {"sample", &Slot::hear_sample},
+                 {"warns", &Slot::hear_warning}, {"prompt", &Slot::hear_prompt},  {"answer", &Slot::hear_answer},
+                 {"ended", &Slot::hear_ended},   {"refused", &Slot::hear_refusal}};
+  Json::Value event;
+  const bool is_event = parse_json(line, &event) && event.isObject() && event["event"].isString();
+  if (!is_event) return ++nonsense_ > kNonsenseMax ? Heard::nonsense : Heard::nothing;
+  const std::string name = event["event"].asString();
+  if (name == "record") return hear_record(event, line);
+  const auto* const found =
+      std::find_if(std::begin(kEvents), std::end(kEvents), [&](const auto& row) { return name == row.event; });
+  return found == std::end(kEvents) ? Heard::nothing : (this->*found->hears)(event);
+}
+
+Slot::Heard Slot::hear_begun(const Json::Value& event) {
+  steps_ = number_of(event["steps"]);
+  phase_ = Phase::running;
+  return Heard::change;
+}
+
+Slot::Heard Slot::hear_step(const Json::Value& event) {
+  step_ = number_of(event["step"]);
+  attempt_ = number_of(event["attempt"]);
+  name_ = text_of(event["name"]);
+  kind_ = text_of(event["kind"]);
+  tag_ = text_of(event["tag"]);
+  step_began_ = Clock::now();
+  warns_.clear();
+  prompt_.reset();
+  return Heard::change;
+}
+
+Slot::Heard Slot::hear_warning(const Json::Value& event) {
+  warns_ = text_of(event["text"]);
+  return Heard::change;
+}
+
+Slot::Heard Slot::hear_prompt(const Json::Value& event) {
+  prompt_ = Prompt{number_of(event["prompt"]), settings_of(event["settings"]), texts_of(event["instructions"])};
+  return Heard::change;
+}
+
+Slot::Heard Slot::hear_answer(const Json::Value& event) {
+  if (number_of(event["prompt"]) == prompt_number()) prompt_.reset();
+  return Heard::change;
+}
+
+Slot::Heard Slot::hear_ended(const Json::Value& event) {
+  const std::string verdict = text_of(event["verdict"]);
+  const int step = number_of(event["step"]);
+  prompt_.reset();
+  const bool passes = verdict == "passed" || verdict == "marginal" || verdict == "skipped";
+  if (passes && number_of(failing_["step"]) == step) failing_ = Json::Value();
+  if (passes || !(failing_.isNull() || number_of(failing_["step"]) == step)) return Heard::change;
+  failing_["step"] = step;
+  failing_["name"] = name_;
+  failing_["reasons"] = said(event["reasons"]);
+  failing_["hints"] = said(event["hints"]);
+  return Heard::change;
+}
+
+// What the library's run took: raw, as the sensor delivers it; its limits are of other values, which only the record
+// has.
+Slot::Heard Slot::hear_sample(const Json::Value& event) {
+  live_ = Json::Value();
+  live_["slot"] = settings_->name;
+  live_["run"] = ordered_.run;
+  live_["step"] = number_of(event["step"]);
+  live_["tag"] = text_of(event["tag"]);
+  live_["values"] = first_ones(event["values"], number_or_null);
+  live_["units"] = or_null(text_of(event["unit"]));
+  live_["limits"] = Json::Value();
+  live_["restarts"] = number_of(event["restarts"]);
+  return Heard::sample;
+}
+
+Slot::Heard Slot::hear_refusal(const Json::Value& event) {
+  refusal_ = text_of(event["text"]);
+  return Heard::nothing;
+}
+
+// The record's own bytes are read: written anew, a number might become another.
+Slot::Heard Slot::hear_record(const Json::Value& event, const std::string& line) {
+  const Json::Value& part = event["record"];
+  told_code_ = event["exit_code"].isInt() ? event["exit_code"].asInt() : -1;
+  try {
+    const auto start = static_cast<size_t>(part.getOffsetStart());
+    heard_ = record::read_run(line.substr(start, static_cast<size_t>(part.getOffsetLimit()) - start));
+  } catch (const record::FormatError& error) {
+    refusal_ = std::string("its record cannot be read: ") + error.what();
+  }
+  prompt_.reset();
+  return Heard::change;
+}
+
+// Why the record is not that of this run; empty: it is.
+std::string Slot::misfit(const RunnerEnd& end) const {
+  if (!refusal_.empty()) return refusal_;
+  if (!end.why.empty()) return end.why;
+  if (!heard_) return "the runner ended without a record, with exit code " + std::to_string(end.code);
+  const std::string& serial = heard_->serial;
+  if (!serial.empty() && serial != ordered_.order.serial)
+    return "the record is of serial number " + serial + ", not of " + ordered_.order.serial;
+  if (!heard_->plan.bytes.empty() && heard_->plan.bytes != ordered_.plan->bytes)
+    return "the record is of another plan than " + ordered_.plan->file;
+  const int code = end.code;
+  const bool fits = code == told_code_ && (code == record::exit_code(heard_->outcome, true) ||
+                                           code == record::exit_code(heard_->outcome, false));
+  if (!fits) {
+    return std::string("the record says ") + outcome_name(heard_->outcome) + " with exit code " +
+           std::to_string(told_code_) + ", the runner ended with " + std::to_string(code);
+  }
+  return "";
+}
+
+const record::Run& Slot::end(const RunnerEnd& end) {
+  if (const std::string why = misfit(end); !why.empty()) {
+    make_error(end, why);
+  } else {
+    record_ = std::move(*heard_);
+    show_failing();
+  }
+  heard_.reset();
+  for (const auto part : {&record::Order::serial, &record::Order::station, &record::Order::operator_name,
+                          &record::Order::lot, &record::Order::retest_of}) {
+    if (!(ordered_.order.*part).empty()) record_.*part = ordered_.order.*part;
+  }
+  prompt_.reset();
+  live_ = Json::Value();
+  phase_ = Phase::over;
+  ended_ = Clock::now();
+  return record_;
+}
+
+// What the runner's record holds is kept where it is of this phone: it may say what happened.
+void Slot::make_error(const RunnerEnd& end, const std::string& why) {
+  problem_ = why + (end.last_words.empty() ? "" : ". Its last words: " + end.last_words);
+  const bool own = heard_ && (heard_->serial.empty() || heard_->serial == ordered_.order.serial);
+  if (own) {
+    record_ = std::move(*heard_);
+  } else {
+    record_.started = started_;
+    record_.seconds = seconds_between(began_, Clock::now());
+    record_.plan = {ordered_.plan->name, "", ordered_.plan->file, ordered_.plan->sha256, ordered_.plan->bytes};
+  }
+  record_.outcome = Outcome::error;
+  record_.remarks.push_back("the station could not trust the run: " + problem_);
+}
+
+// By the record, which outweighs what was told on the way.
+void Slot::show_failing() {
+  failing_ = Json::Value();
+  for (const record::Step& step : record_.steps) {
+    if (passes(step.outcome) || step.outcome == Outcome::skipped || step.attempts.empty()) continue;
+    if (step.outcome != record_.outcome) continue;
+    failing_["step"] = step.index;
+    failing_["name"] = step.name;
+    failing_["reasons"] = said(record::to_json(step.attempts.back().reasons));
+    failing_["hints"] = said(record::to_json(step.attempts.back().hints));
+    return;
+  }
+}
+
+Json::Value Slot::to_json(const Pace& pace) const {
+  Json::Value out;
+  out["slot"] = settings_->name;
+  out["phase"] = kPhases[static_cast<size_t>(phase_)];
+  out["run"] = ordered_.run;
+  out["serial"] = ordered_.order.serial;
+  out["retest"] = ordered_.retest;
+  out["step"] = step_;
+  out["steps"] = steps_;
+  out["name"] = name_;
+  out["kind"] = kind_;
+  out["tag"] = tag_;
+  out["attempt"] = attempt_;
+  const Clock::time_point now = busy() ? Clock::now() : ended_;
+  const auto left = phase_ != Phase::running
+                        ? std::nullopt
+                        : pace.left(ordered_.plan->sha256, step_, steps_, seconds_between(step_began_, now));
+  out["left_seconds"] = optional_number(left);
+  out["elapsed_seconds"] = phase_ == Phase::idle ? 0.0 : seconds_between(began_, now);
+  out["prompt"] = Json::Value();
+  if (prompt_) {
+    out["prompt"]["prompt"] = prompt_->number;
+    out["prompt"]["code"] = prompt_code();
+    out["prompt"]["settings"] = prompt_->settings;
+    out["prompt"]["instructions"] = prompt_->instructions;
+  }
+  out["warns"] = or_null(warns_);
+  out["verdict"] = phase_ == Phase::over ? Json::Value(outcome_name(record_.outcome)) : Json::Value();
+  out["failing"] = failing_;
+  out["problem"] = or_null(problem_);
+  return out;
+}
+
+}  // namespace factory::station

@@ -1,0 +1,247 @@
+#include "station/web.h"
+
+#include <httplib.h>
+
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <utility>
+
+#include "files/app_error.h"
+#include "files/json_text.h"
+#include "report/html.h"
+#include "station/embedded.h"
+#include "station/guard.h"
+#include "station/station.h"
+
+namespace factory::station {
+namespace {
+
+using httplib::Request;
+using httplib::Response;
+using std::chrono::milliseconds;
+
+constexpr size_t kBodyMax = size_t{64} << 10U;
+constexpr int kStreamsMax = 24;
+// So many answer at once besides; each at most as long as a scan waits for the store.
+constexpr int kAnswering = 24;
+constexpr milliseconds kBeat{2000};
+constexpr int kSlowSeconds = 3;  // that a client may take for a part of its request, or of what it is sent
+
+constexpr struct {
+  const char* ending;
+  const char* type;
+} kTypes[] = {{".html", "text/html; charset=utf-8"},
+              {".js", "text/javascript; charset=utf-8"},
+              {".css", "text/css; charset=utf-8"},
+              {".json", "application/json"},
+              {".svg", "image/svg+xml"}};
+
+const httplib::Headers kHeaders = {
+    {"Content-Security-Policy",
+     "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self' data:; connect-src 'self'; "
+     "base-uri 'none'; form-action 'none'; frame-ancestors 'none'"},
+    {"X-Content-Type-Options", "nosniff"},
+    {"Referrer-Policy", "no-referrer"},
+    {"Cross-Origin-Resource-Policy", "same-origin"},
+    {"Cache-Control", "no-store"}};
+
+const char* type_of(std::string_view name) {
+  for (const auto& [ending, type] : kTypes) {
+    if (name.ends_with(ending)) return type;
+  }
+  return "application/octet-stream";
+}
+
+std::string put_in(std::string page, const std::string& what, const std::string& value) {
+  for (size_t at = page.find(what); at != std::string::npos; at = page.find(what, at + value.size()))
+    page.replace(at, what.size(), value);
+  return page;
+}
+
+void refuse(Response* out, int status, const Refusal& refusal) {
+  Json::Value json;
+  json["code"] = refusal.code;
+  json["arguments"] = json_list(refusal.arguments);
+  json["text"] = refusal.text;
+  out->status = status;
+  out->set_content(json_line(json), "application/json");
+}
+
+Asked asked_of(const Request& request) {
+  Asked out;
+  out.posts = request.method != "GET" && request.method != "HEAD";
+  out.host = request.get_header_value("Host");
+  out.origin = request.get_header_value("Origin");
+  out.content_type = request.get_header_value("Content-Type");
+  out.page_token = request.get_header_value("X-Page-Token");
+  out.cookie = request.get_header_value("Cookie");
+  out.authorization = request.get_header_value("Authorization");
+  if (request.path == "/") out.query_token = request.get_param_value("token");
+  return out;
+}
+
+// One connection, one request: an idle one would keep a thread from those who ask.
+class Threads : public httplib::ThreadPool {
+ public:
+  Threads() : ThreadPool(kStreamsMax + kAnswering) {}
+};
+
+}  // namespace
+
+class Web::Server {
+ public:
+  Server(Station* station, const Settings& settings) : station_(*station), settings_(settings) {
+    server_.new_task_queue = [] { return new Threads; };
+    server_.set_keep_alive_max_count(1);
+    server_.set_keep_alive_timeout(kSlowSeconds);
+    server_.set_read_timeout(kSlowSeconds);
+    server_.set_write_timeout(kSlowSeconds);
+    server_.set_payload_max_length(kBodyMax);
+    server_.set_tcp_nodelay(true);
+    // Another program of this user's must not share the port.
+    server_.set_socket_options([](socket_t socket) {
+      const int yes = 1;
+      setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+    });
+    server_.set_default_headers(kHeaders);
+    add_page();
+    add_questions();
+    add_orders();
+    listen();
+  }
+  ~Server() {
+    server_.stop();
+    thread_.join();
+  }
+  Server(const Server&) = delete;
+  Server& operator=(const Server&) = delete;
+
+  std::string address() const {
+    const std::string& at = settings_.address;
+    return "http://" + (at.find(':') == std::string::npos ? at : "[" + at + "]") + ":" + std::to_string(port_) + "/" +
+           (settings_.token.empty() ? "" : "?token=" + settings_.token);
+  }
+
+ private:
+  void listen() {
+    const std::string& address = settings_.address;
+    port_ = settings_.port != 0 ? settings_.port : server_.bind_to_any_port(address);
+    if (port_ <= 0 || (settings_.port != 0 && !server_.bind_to_port(address, port_))) {
+      throw AppError(kUnreachable,
+                     address + ", port " + std::to_string(settings_.port) +
+                         ": cannot listen there; another program may, or the address is not this computer's");
+    }
+    guard_.emplace(address, port_, settings_.names, settings_.token);
+    server_.set_pre_routing_handler([this](const Request& request, Response& response) {
+      const std::string why = guard_->refuses(asked_of(request), request.local_addr);
+      if (why.empty()) return httplib::Server::HandlerResponse::Unhandled;
+      refuse(&response, why == "not-json" ? 415 : 403,
+             {why == "stale-page" ? why : "not-allowed", {why}, "not allowed: " + why});
+      return httplib::Server::HandlerResponse::Handled;
+    });
+    thread_ = std::thread([this] { server_.listen_after_bind(); });
+  }
+
+  void add_page() {
+    server_.Get("/", [this](const Request& request, Response& response) {
+      if (guard_->opens(asked_of(request))) {
+        response.set_header("Set-Cookie", guard_->cookie());
+        return response.set_redirect("/", 303);
+      }
+      std::string page(page_asset("station.html")->bytes);
+      page = put_in(std::move(page), "@TOKEN@", guard_->page_token());
+      response.set_content(put_in(std::move(page), "@LANG@", settings_.language), type_of(".html"));
+    });
+    for (const Asset& asset : page_assets()) {
+      if (asset.name != "station.html") add_file("/" + std::string(asset.name), asset.name, asset.bytes);
+    }
+    add_file("/chart.js", "chart.js", assets::chart_js);
+    const std::string texts = "texts/" + settings_.language + ".json";
+    if (const Asset* table = page_asset(texts)) add_file("/texts.json", table->name, table->bytes);
+  }
+
+  void add_file(std::string path, std::string_view name, std::string_view bytes) {
+    for (size_t at = path.find('.'); at != std::string::npos; at = path.find('.', at + 2)) path.insert(at, "\\");
+    server_.Get(path, [=](const Request& /*request*/, Response& response) {
+      response.set_content(bytes.data(), bytes.size(), type_of(name));
+    });
+  }
+
+  void add_questions() {
+    server_.Get("/state", [this](const Request& /*request*/, Response& response) {
+      response.set_content(station_.state(), "application/json");
+    });
+    server_.Get("/events", [this](const Request& /*request*/, Response& response) {
+      const auto place = std::shared_ptr<void>(nullptr, [this](void*) { --streams_; });
+      if (++streams_ > kStreamsMax)
+        return refuse(&response, 503, {"too-many-windows", {}, "too many windows are open"});
+      const auto seen = std::make_shared<Station::Seen>();
+      response.set_chunked_content_provider(
+          "text/event-stream",
+          [this, place, seen](size_t /*offset*/, httplib::DataSink& sink) { return tell(seen.get(), &sink); });
+    });
+  }
+
+  // What is new, or that the station is still there. A client that takes it too slowly is left.
+  bool tell(Station::Seen* seen, httplib::DataSink* sink) {
+    std::string text;
+    for (const auto& [event, data] : station_.next(seen, kBeat))
+      text += "event: " + std::string(event) + "\ndata: " + data + "\n\n";
+    if (text.empty() && station_.closed()) return false;
+    if (text.empty()) text = "event: beat\ndata: {}\n\n";
+    return sink->write(text.data(), text.size());
+  }
+
+  void add_orders() {
+    add_order("/scan",
+              [this](const Json::Value& body) { return station_.scan(text(body, "slot"), text(body, "text")); });
+    add_order("/answer", [this](const Json::Value& body) {
+      return station_.answer(text(body, "slot"), number(body, "run"), number(body, "prompt"), text(body, "answer"));
+    });
+    add_order("/stop",
+              [this](const Json::Value& body) { return station_.stop(text(body, "slot"), number(body, "run")); });
+  }
+
+  static std::string text(const Json::Value& body, const char* key) {
+    return body[key].isString() ? body[key].asString() : "";
+  }
+  static int number(const Json::Value& body, const char* key) { return body[key].isInt() ? body[key].asInt() : -1; }
+
+  void add_order(const std::string& path, const std::function<Station::Done(const Json::Value&)>& order) {
+    server_.Post(path, [order](const Request& request, Response& response) {
+      Json::Value body;
+      std::string why;
+      if (!parse_json(request.body, &body, &why) || !body.isObject())
+        return refuse(&response, 400, {"not-json", {}, "wanted is a JSON object. " + why});
+      const Station::Done done = order(body);
+      if (done.done.empty()) return refuse(&response, status_of(done.refusal.code), done.refusal);
+      Json::Value json;
+      json["done"] = done.done;
+      if (!done.slot.empty()) json["slot"] = done.slot;
+      response.set_content(json_line(json), "application/json");
+    });
+  }
+
+  // 422: what was scanned is no good; 409: not now.
+  static int status_of(const std::string& code) {
+    for (const char* bad : {"not-a-serial", "empty", "too-long", "not-an-answer"}) {
+      if (code == bad) return 422;
+    }
+    return 409;
+  }
+
+  Station& station_;
+  const Settings& settings_;
+  httplib::Server server_;
+  std::optional<Guard> guard_;
+  std::atomic<int> streams_{0};
+  int port_ = 0;
+  std::thread thread_;
+};
+
+Web::Web(Station* station, const Settings& settings) : server_(std::make_unique<Server>(station, settings)) {}
+Web::~Web() = default;
+std::string Web::address() const { return server_->address(); }
+
+}  // namespace factory::station
