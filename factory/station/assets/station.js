@@ -130,8 +130,9 @@ async function post(path, body, typed = '') {
       signal: AbortSignal.timeout(kLostAfterMs),
     });
     const answer = await response.json();
-    if (response.ok) by('said').hidden = true;
-    else tell(answer, typed);
+    if (!response.ok) return tell(answer, typed);
+    by('said').hidden = true;
+    if (answer.done === 'selected') select(answer.slot);
   } catch {
     tell({code: 'no-answer', text: say('no-answer')}, typed);
   }
@@ -150,7 +151,7 @@ function answer(slot, what) {
   if (slot.prompt) post('/answer', {slot: slot.slot, run: slot.run, prompt: slot.prompt.prompt, answer: what});
 }
 
-// Enter: what was scanned goes to the station, which knows whether it is a serial number, a person or a prompt's code.
+// Enter: what was scanned goes to the station, which knows a serial number from a person's, a slot's or a prompt's code.
 // Enter alone answers the prompt of the selected slot, but not one that an operator cannot have read yet, nor as the
 // second half of a scanner's line end.
 function entered(repeated) {
@@ -159,9 +160,7 @@ function entered(repeated) {
   scan.value = '';
   if (typed !== '') {
     lastScan = now;
-    const label = typed.match(/^\s*slot[\s:]\s*(.*?)\s*$/i)?.[1];
-    if (several() && tiles.has(label)) select(label);
-    else post('/scan', {slot: selected, text: typed}, typed);
+    post('/scan', {slot: selected, text: typed}, typed);
   } else if (!repeated && now - lastScan > kQuietMs) {
     const slot = current();
     if (slot?.prompt && now - tiles.get(slot.slot).asked > kQuietMs) answer(slot, 'done');
@@ -307,7 +306,7 @@ function renderTile(slot) {
   const kind = inWords('kinds', slot.kind ?? '');
   show(at.name, slot.name ?? '');
   show(at.kind, [kind, slot.tag, slot.attempt > 1 ? say('attempt', slot.attempt) : ''].filter(Boolean).join(' · '));
-  show(at.warns, slot.warns ? say('warns', slot.warns) : '');
+  show(at.warns, [slot.warns && say('warns', slot.warns), slot.remark].filter(Boolean).join(' · '));
   renderPrompt(tile, slot);
   renderButtons(tile.at, slot);
   renderVerdict(tile.at, slot);
@@ -433,7 +432,12 @@ function took(event) {
   if (state && state.version !== next.version) return location.reload();
   state = next;
   told = heard;
-  render();
+  try {
+    render();
+  } catch (error) {
+    setLost(true);  // the screen shows what was
+    throw error;
+  }
   if (lost) returned().catch(() => {});  // the next state tries again
 }
 
@@ -446,9 +450,19 @@ function connect() {
   source.addEventListener('error', () => setLost(true));
 }
 
+// A browser has few connections to one station: a window that nobody sees holds none.
+function seen() {
+  source?.close();
+  source = null;
+  if (document.hidden) return;
+  heard = performance.now();
+  connect();
+}
+
 function everySecond() {
-  if (performance.now() - heard > kLostAfterMs) setLost(true);
-  if (lost && (source.readyState === EventSource.CLOSED || performance.now() - heard > 2 * kLostAfterMs)) {
+  const silent = performance.now() - heard;
+  if (source && silent > kLostAfterMs) setLost(true);
+  if (source && lost && (source.readyState === EventSource.CLOSED || silent > 2 * kLostAfterMs)) {
     heard = performance.now() - kLostAfterMs;
     connect();
   }
@@ -465,7 +479,8 @@ async function start() {
   scan.addEventListener('blur', () => setTimeout(() => scan.focus()));
   addEventListener('focus', () => scan.focus());
   scan.focus();
-  connect();
+  document.addEventListener('visibilitychange', seen);
+  seen();
   setInterval(everySecond, 1000);
 }
 

@@ -1,0 +1,386 @@
+#!/usr/bin/env python3
+"""An operator at the station's page, in headless Chromium by keyboard: scans, prompts, verdicts, several slots, two
+windows, a station that goes away. Ends with 77 (skipped) where there is no browser that can be driven.
+
+    drive_page.py SENSORCAL [TESTS...]
+"""
+import json
+import os
+import pathlib
+import shutil
+import signal
+import socket
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+import urllib.request
+
+try:
+    from selenium import webdriver
+    from selenium.webdriver.common.keys import Keys
+except ImportError:
+    webdriver = None
+
+SKIPPED = 77
+HERE = pathlib.Path(__file__).parent
+SENSORCAL = os.path.abspath(sys.argv[1])
+SIZES = ((1366, 768), (768, 1024))
+BROWSER = os.environ.get('CHROMIUM') or next(filter(None, map(shutil.which, ('chromium', 'google-chrome'))), None)
+DRIVER = os.environ.get('CHROMEDRIVER') or shutil.which('chromedriver')
+HOSTILE = '<img src=x onerror=alert(1)>"\'&{0}%\u202e'
+PATIENCE_S = 20
+QUIET_S = 0.75  # an Enter this long after a scan is meant
+
+PLAN = {'format': 'sensorcal.plan/1', 'name': 'station', 'steps': [
+    {'fixture': {'up': 'flat', 'vibration': 'none', 'rotation': '0,0,0', 'lux': '200 lux'}, 'name': HOSTILE},
+    {'verify': 'Acc', 'samples': 20, 'limits': {'residual': '1 m/s^2', 'noise': '0.1 m/s^2'}},
+    {'calibrate': 'Gyr'}]}
+
+
+def free_port():
+    with socket.socket() as probe:
+        probe.bind(('127.0.0.1', 0))
+        return probe.getsockname()[1]
+
+
+class Station:
+    """A station of its own, with as many slots as are named."""
+
+    def __init__(self, folder, slots=(), **settings):
+        self.port = free_port()
+        self.file = pathlib.Path(folder, f'station-{self.port}.json')
+        pathlib.Path(folder, 'plan.json').write_text(json.dumps(PLAN))
+        self.file.write_text(json.dumps({
+            'format': 'sensorcal.station/1', 'station': 'line-3', 'plan': 'plan.json', 'port': self.port, 'serials': '.+',
+            'runner': [str(HERE / 'runner.sh'), '{program}', f'phones-{self.port}/{{slot}}', '{serial}'],
+            'slots': [{'slot': slot} for slot in slots] or [{'slot': '1'}], **settings}))
+        self.start()
+
+    def start(self):
+        self.process = subprocess.Popen([SENSORCAL, 'station', str(self.file)], stdout=subprocess.PIPE, text=True)
+        self.address = self.process.stdout.readline().split()[-1]
+
+    def end(self):
+        self.process.send_signal(signal.SIGTERM)
+        self.process.wait(10)
+        self.process.stdout.close()
+
+    def state(self):
+        with urllib.request.urlopen(self.address + 'state') as answer:
+            return json.load(answer)
+
+
+def open_browser(folder):
+    options = webdriver.ChromeOptions()
+    options.binary_location = BROWSER
+    for argument in ('--headless=new', '--no-sandbox', '--disable-gpu', '--disable-dev-shm-usage', '--hide-scrollbars',
+                     '--disable-background-networking', '--disable-component-update', '--disable-sync',
+                     '--user-data-dir=' + os.path.join(folder, 'user')):
+        options.add_argument(argument)
+    options.set_capability('goog:loggingPrefs', {'browser': 'ALL'})
+    return webdriver.Chrome(service=webdriver.chrome.service.Service(DRIVER), options=options)
+
+
+class Page(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.folder = tempfile.TemporaryDirectory()
+        cls.browser = open_browser(cls.folder.name)
+        cls.alone = Station(cls.folder.name)
+        cls.four = Station(cls.folder.name, slots=('1', '2', '3', '4'), language='zh')
+        cls.resize(*SIZES[0])
+
+    @classmethod
+    def tearDownClass(cls):
+        cls.browser.quit()
+        cls.alone.end()
+        cls.four.end()
+        cls.folder.cleanup()
+
+    def tearDown(self):
+        # What the page is refused is logged, too, by its status.
+        noise = [entry['message'] for entry in self.browser.get_log('browser')]
+        self.assertEqual([], [line for line in noise if not any(word in line for word in self.expected)])
+
+    expected = ('status of 4', )
+
+    @classmethod
+    def resize(cls, width, height):
+        cls.browser.execute_cdp_cmd('Emulation.setDeviceMetricsOverride',
+                                    {'width': width, 'height': height, 'deviceScaleFactor': 1, 'mobile': False})
+
+    # What the page shows
+
+    def js(self, script, *arguments):
+        return self.browser.execute_script('return ' + script, *arguments)
+
+    def text(self, selector):
+        return self.js('document.querySelector(arguments[0])?.innerText', selector)
+
+    def until(self, what, script, *arguments):
+        end = time.monotonic() + PATIENCE_S
+        while True:
+            found = self.js(script, *arguments)
+            if found:
+                return found
+            if time.monotonic() > end:
+                self.fail(f'{what}: not within {PATIENCE_S} s\n{self.js("document.body.innerText")}')
+            time.sleep(0.03)
+
+    def until_shown(self, selector, text):
+        self.until(f'{selector} says {text}',
+                   'document.querySelector(arguments[0])?.innerText.includes(arguments[1])', selector, text)
+
+    def until_verdict(self, verdict, serial, slot=1):
+        self.until(f'{verdict} for {serial} in slot {slot}', '''(() => {
+            const tile = document.querySelectorAll('.tile')[arguments[2] - 1];
+            return tile?.dataset.verdict === arguments[0] && tile.querySelector('.serial').innerText === arguments[1];
+            })()''', verdict, serial, slot)
+
+    def until_asked(self, slot=1):
+        self.until(f'a prompt in slot {slot}',
+                   'document.querySelectorAll(".tile")[arguments[0] - 1]?.classList.contains("asks")', slot)
+
+    # Text that does not fit its place, pictures that are cut off: at the window's size and at the other one.
+    def check_fit(self):
+        for width, height in (*SIZES[1:], SIZES[0]):
+            self.resize(width, height)
+            time.sleep(0.1)
+            cut = self.js('''[...document.querySelectorAll('body, body *')].filter((node) => node.offsetParent !== null &&
+                getComputedStyle(node).display !== 'inline' && getComputedStyle(node).textOverflow !== 'ellipsis' &&
+                (node.scrollWidth > node.clientWidth + 1 || node.scrollHeight > node.clientHeight + 1))
+                .map((node) => node.tagName + '.' + node.className + ' ' + node.innerText?.slice(0, 60))''')
+            self.assertEqual([], cut, f'{width}x{height}')
+
+    # What an operator does
+
+    def open(self, station):
+        self.browser.get(station.address)
+        self.until('the page', 'document.querySelector(".tile") !== null')
+
+    def type(self, text, *keys):
+        webdriver.ActionChains(self.browser).send_keys(text, *keys).perform()
+
+    def scan(self, text):
+        self.type(text, Keys.ENTER)
+
+    def enter(self):
+        time.sleep(QUIET_S)
+        self.type(Keys.ENTER)
+
+    # Tests: of the single slot
+
+    def test_verdicts(self):
+        self.open(self.alone)
+        self.assertEqual('Scan a phone', self.text('.big'))
+        self.check_fit()
+        before = self.alone.state()['shift']
+        self.js('document.querySelector("#shift").click()')
+        self.js('document.activeElement.blur()')
+        for serial, verdict, word in (('A1', 'passed', 'PASS'), ('BAD1', 'failed', 'FAIL'), ('GONE1', 'error', 'ERROR')):
+            with self.subTest(serial):
+                self.scan(f'  {serial} ')
+                self.until_verdict(verdict, serial)
+                self.assertEqual(verdict, self.js('document.body.dataset.verdict'))
+                self.assertEqual(word, self.text('.verdict'))
+                self.check_fit()
+        self.assertIn("device '<b>R58M</b>' not found", self.text('.why'))
+        self.assertTrue(self.text('.try'))
+        shift = self.alone.state()['shift']
+        self.assertEqual((3, 1), (shift['phones'] - before['phones'], shift['errors'] - before['errors']))
+        self.assertEqual(str(shift['phones']), self.text('#shift dd'))
+        self.assertEqual('GONE1', self.text('#last b'))
+        # It stays: through a reload, and while nobody scans.
+        self.browser.refresh()
+        self.until_verdict('error', 'GONE1')
+        self.type(Keys.ENTER)
+        self.until_verdict('error', 'GONE1')
+
+    def test_why_a_phone_failed(self):
+        self.open(self.alone)
+        self.scan('BAD2')
+        self.until_verdict('failed', 'BAD2')
+        [slot] = self.alone.state()['slots']
+        self.assertEqual(f'Step {slot["failing"]["step"]}: {slot["failing"]["name"]}', self.text('.failing'))
+        self.assertIn(slot['failing']['reasons'][0]['text'], self.text('.why'))
+        self.assertIn(slot['failing']['hints'][0]['text'], self.text('.try'))
+
+    def test_prompt(self):
+        self.open(self.alone)
+        self.scan('ASK1')
+        self.until_asked()
+        self.assertEqual(4, self.js('document.querySelectorAll(".wanted .picture").length'))
+        self.assertIn('Lay the phone flat, screen up', self.text('.wanted'))
+        self.check_fit()
+        # A scanner's line end, a stray scan, blanks: none confirms.
+        for stray, told in (('ASK1', 'confirms nothing'), (' ', 'Nothing was scanned')):
+            self.type(stray, Keys.ENTER, Keys.ENTER)
+            self.until_shown('#said', told)
+            self.assertEqual('running', self.alone.state()['slots'][0]['phase'])
+            self.assertIsNotNone(self.alone.state()['slots'][0]['prompt'])
+        # The state is the station's.
+        self.browser.refresh()
+        self.until_asked()
+        self.enter()
+        self.until_verdict('passed', 'ASK1')
+        # By its own code; once more it answers nothing.
+        self.scan('ASK2')
+        self.until_asked()
+        code = self.alone.state()['slots'][0]['prompt']['code']
+        self.scan(code)
+        self.until_verdict('passed', 'ASK2')
+        self.scan(code)
+        self.until_shown('#said', 'over')
+        self.until_verdict('passed', 'ASK2')
+        # By the button.
+        self.scan('ASK3')
+        self.until_asked()
+        self.js('document.querySelector(".done").click()')
+        self.until_verdict('passed', 'ASK3')
+
+    def test_skip_and_stop_want_their_key_twice(self):
+        self.open(self.alone)
+        for serial, key, button, verdict in (('ASK4', Keys.F8, 'skip', 'error'), ('ASK5', Keys.F9, 'stop', 'aborted')):
+            with self.subTest(button):
+                self.scan(serial)
+                self.until_asked()
+                self.type(key)
+                self.until_shown('.' + button, 'again')
+                self.assertEqual('running', self.alone.state()['slots'][0]['phase'])
+                self.type(key)
+                self.until_verdict(verdict, serial)
+
+    def test_live_samples(self):
+        self.open(self.alone)
+        self.scan('SLOW1')
+        self.until('a curve of each axis', '''(() => {
+            const curves = [...document.querySelectorAll('.curve')];
+            return curves.length === 3 && curves.every((one) => one.getAttribute('points').split(' ').length > 3);
+            })()''')
+        self.assertIn('Step 3 of 3', self.text('.where'))
+        self.assertIn('Gyr', self.text('.step'))
+        self.check_fit()
+        self.until_verdict('passed', 'SLOW1')
+
+    def test_hostile_texts(self):
+        self.open(self.alone)
+        self.scan(HOSTILE + 'ASK')
+        self.until_asked()
+        self.assertEqual([HOSTILE + 'ASK', HOSTILE.replace('\u202e', '\\u202e')], self.js(
+            '["serial", "name"].map((part) => document.querySelector(".tile ." + part).textContent)'))
+        self.enter()
+        self.until_verdict('passed', HOSTILE + 'ASK')
+        self.scan('x' * 300)
+        self.until('a refusal', '!document.getElementById("said").hidden')
+        self.assertEqual(0, self.js('document.querySelectorAll("img, b b").length'))
+
+    def test_station_goes_and_comes(self):
+        self.expected = (*Page.expected, 'ERR_')
+        station = Station(self.folder.name)
+        self.open(station)
+        station.end()
+        self.until('the loss is told', '!document.getElementById("lost").hidden')
+        self.scan('A7')
+        self.until_shown('#said', 'did not answer')
+        station.start()
+        self.until('the page is back', 'document.getElementById("lost").hidden')
+        self.assertEqual('idle', station.state()['slots'][0]['phase'])
+        self.scan('A8')
+        self.until_verdict('passed', 'A8')
+        station.end()
+
+    def test_two_windows(self):
+        self.open(self.alone)
+        first = self.browser.current_window_handle
+        self.browser.switch_to.new_window('window')
+        self.resize(*SIZES[0])
+        self.open(self.alone)
+        self.scan('ASK6')
+        self.until_asked()
+        self.browser.switch_to.window(first)
+        self.until_asked()
+        self.enter()
+        self.until_verdict('passed', 'ASK6')
+        self.browser.switch_to.window(next(each for each in self.browser.window_handles if each != first))
+        self.until_verdict('passed', 'ASK6')
+        self.browser.close()
+        self.browser.switch_to.window(first)
+
+    def test_many_runs_leave_nothing_behind(self):
+        self.open(self.alone)
+
+        def size_after(runs):
+            for run in runs:
+                serial = ('A', 'BAD', 'GONE')[run % 3] + str(run)
+                self.scan(serial)
+                self.until('its verdict', '''document.querySelector('.tile').dataset.verdict !== '' &&
+                    document.querySelector('.serial').innerText === arguments[0]''', serial)
+            self.browser.execute_cdp_cmd('HeapProfiler.collectGarbage', {})
+            metrics = self.browser.execute_cdp_cmd('Performance.getMetrics', {})['metrics']
+            return {metric['name']: metric['value'] for metric in metrics}
+
+        self.browser.execute_cdp_cmd('Performance.enable', {})
+        before, after = size_after(range(100, 112)), size_after(range(112, 142))
+        self.assertLessEqual(after['Nodes'], before['Nodes'] + 50)
+        self.assertLessEqual(after['JSEventListeners'], before['JSEventListeners'] + 5)
+        self.assertLess(after['JSHeapUsedSize'], before['JSHeapUsedSize'] + 400e3)
+
+    # Tests: of four slots, in Chinese
+
+    def select(self, slot):
+        webdriver.ActionChains(self.browser).key_down(Keys.ALT).send_keys(str(slot)).key_up(Keys.ALT).perform()
+        self.until(f'slot {slot} is selected',
+                   'document.querySelectorAll(".tile")[arguments[0] - 1].classList.contains("selected")', slot)
+
+    def test_four_slots(self):
+        self.js('sessionStorage.clear()')
+        self.open(self.four)
+        self.scan('A1')
+        self.until_shown('#said', '请先选择工位')
+        self.assertEqual(['idle'] * 4, [slot['phase'] for slot in self.four.state()['slots']])
+        # A serial number goes to the slot that is selected, and to no other.
+        self.select(3)
+        self.scan('ASK31')
+        self.until_asked(3)
+        self.assertEqual(['idle', 'idle', 'running', 'idle'], [slot['phase'] for slot in self.four.state()['slots']])
+        self.check_fit()
+        # By Tab, and by the label on the slot.
+        self.type(Keys.TAB)
+        self.scan('ASK41')
+        self.scan('slot 1')
+        self.until('slot 1 is selected', 'document.querySelector(".tile").classList.contains("selected")')
+        self.scan('ASK11')
+        self.select(2)
+        self.scan('ASK21')
+        for slot in (1, 2, 3, 4):
+            self.until_asked(slot)
+        self.assertEqual([f'ASK{slot}1' for slot in (1, 2, 3, 4)], [slot['serial'] for slot in self.four.state()['slots']])
+        self.assertIn('把手机平放，屏幕朝上', self.text('.wanted'))
+        # The phone of another slot; then Enter answers in the selected slot alone.
+        self.scan('ASK31')
+        self.until_shown('#said', '扫描不算确认')
+        self.enter()
+        self.until_verdict('passed', 'ASK21', 2)
+        self.assertEqual([True, False, True, True], [slot['prompt'] is not None for slot in self.four.state()['slots']])
+        for slot in (1, 3, 4):
+            self.select(slot)
+            self.enter()
+            self.until_verdict('passed', f'ASK{slot}1', slot)
+        self.assertEqual('合格', self.text('.verdict'))
+        # All at once, each with its own end.
+        for slot, serial in enumerate(('A12', 'BAD22', 'GONE32', 'A42'), 1):
+            self.select(slot)
+            self.scan(serial)
+        for slot, (serial, verdict) in enumerate((('A12', 'passed'), ('BAD22', 'failed'), ('GONE32', 'error'),
+                                                  ('A42', 'passed')), 1):
+            self.until_verdict(verdict, serial, slot)
+        self.check_fit()
+
+
+if __name__ == '__main__':
+    if not (webdriver and BROWSER and DRIVER):
+        print('skipped: no Chromium here that can be driven; scripts/setup installs it')
+        sys.exit(SKIPPED)
+    unittest.main(argv=[sys.argv[0], *sys.argv[2:]], verbosity=2)
