@@ -144,8 +144,9 @@ Slot::Heard Slot::hear_ended(const Json::Value& event) {
   const int step = number_of(event["step"]);
   prompt_.reset();
   const bool passes = verdict == "passed" || verdict == "marginal" || verdict == "skipped";
-  if (passes && number_of(failing_["step"]) == step) failing_ = Json::Value();
-  if (passes || !(failing_.isNull() || number_of(failing_["step"]) == step)) return Heard::change;
+  const bool again = failing_.isObject() && number_of(failing_["step"]) == step;  // asking null makes an object of it
+  if (passes && again) failing_ = Json::Value();
+  if (passes || !(failing_.isNull() || again)) return Heard::change;
   failing_["step"] = step;
   failing_["name"] = name_;
   failing_["reasons"] = said(event["reasons"]);
