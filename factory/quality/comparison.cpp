@@ -18,11 +18,9 @@ namespace {
 
 constexpr double kTail = 0.025;  // on each side of an interval of 95 %
 
-constexpr std::pair<const char*, std::string Filter::*> kKeys[] = {{"station", &Filter::station},
-                                                                   {"plan-version", &Filter::plan_version},
-                                                                   {"lot", &Filter::lot},
-                                                                   {"profile", &Filter::profile},
-                                                                   {"app-version", &Filter::version}};
+constexpr std::pair<const char*, std::string Filter::*> kKeys[] = {
+    {"station", &Filter::station}, {"operator", &Filter::operator_name}, {"plan-version", &Filter::plan_version},
+    {"lot", &Filter::lot},         {"profile", &Filter::profile},        {"app-version", &Filter::version}};
 
 void require_free(bool taken, const std::string& side) {
   if (taken) throw AppError(kUsage, "--compare " + side + ": it is asked for of all runs, too; leave one out");

@@ -64,11 +64,11 @@ Markup in_full(const Study& study, const Analysis& a) {
   }
   Markup charts;
   for (size_t f = study.factors.size(); f-- > 0;) charts += chart_of(study, f);
-  Markup content = element("p", {{"class", "about"}}, study.size() + " \u00B7 mean " + short_number(a.mean) + " " +
-                                                          study.subject.unit);
-  content += element("p", verdict_words(a) + (a.judgement == Judgement::none
-                                                  ? ""
-                                                  : "; distinct categories: " + categories_of(a) + ", 5 are wanted"));
+  Markup content = element("p", {{"class", "about"}},
+                           study.size() + " \u00B7 mean " + short_number(a.mean) + " " + study.subject.unit);
+  content += element(
+      "p", verdict_words(a) +
+               (a.judgement == Judgement::none ? "" : "; distinct categories: " + categories_of(a) + ", 5 are wanted"));
   content += element("div", {{"class", "scrolls"}}, table.markup()) + element("div", {{"class", "charts"}}, charts);
   return element("details", element("summary", study.subject.name) + content);
 }
@@ -108,10 +108,11 @@ void write_page(const Findings& findings, const std::string& title, const std::s
   Markup body = card("Measurements, worst first",
                      order.empty() ? element("p", "No measurement is a study.")
                                    : element("div", {{"class", "scrolls"}}, table.markup()) +
-                                         element("p", "GRR below 10 % of the tolerance (without limits: of the study "
-                                                      "variation) is accepted, above 30 % rejected; five distinct "
-                                                      "categories are wanted (AIAG, Measurement Systems Analysis). "
-                                                      "Below each sigma the interval in which it lies by 95 %."));
+                                         element("p",
+                                                 "GRR below 10 % of the tolerance (without limits: of the study "
+                                                 "variation) is accepted, above 30 % rejected; five distinct "
+                                                 "categories are wanted (AIAG, Measurement Systems Analysis). "
+                                                 "Below each sigma the interval in which it lies by 95 %."));
   if (const auto remarks = findings.remarks(); !remarks.empty()) body += card("Left out", text_list(remarks, "about"));
   if (!details.empty()) body += card("Each measurement", details);
   factory::write_page(file, title, std::string(kLooks) + kDrawingLooks,

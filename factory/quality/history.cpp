@@ -196,6 +196,17 @@ std::optional<StoredRun> stored_run(Database* database, const std::string& id) {
   return std::move(runs.front());
 }
 
+long long each_run(Database* database, const Filter& filter, const std::function<void(const record::Run&)>& take) {
+  std::vector<std::string> ids;
+  std::string id;
+  Query query(database,
+              "SELECT r.id FROM run r JOIN setup p ON p.id = r.setup WHERE 1 = 1" + on_runs(filter) + " ORDER BY r.id");
+  query.with(filter).into(&id);
+  while (query.next()) ids.push_back(id);
+  for (const std::string& each : ids) take(stored_run(database, each).value().run);
+  return static_cast<long long>(ids.size());
+}
+
 Json::Value to_json(const std::vector<StoredRun>& runs) {
   Json::Value out;
   out["runs"] = json_list(runs, [](const StoredRun& stored) {

@@ -3,12 +3,14 @@
 
 #include <json/json.h>
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "record/record.h"
 #include "store/database.h"
+#include "store/filter.h"
 
 namespace factory::store {
 
@@ -26,6 +28,9 @@ std::vector<StoredRun> runs_at(Database* database, const std::string& station, r
 
 // The one run of an id, in full.
 std::optional<StoredRun> stored_run(Database* database, const std::string& id);
+
+// Calls with each of the chosen runs, in full, the oldest first; returns how many there are.
+long long each_run(Database* database, const Filter& filter, const std::function<void(const record::Run&)>& take);
 
 // docs/formats/store.md.
 Json::Value to_json(const std::vector<StoredRun>& runs);

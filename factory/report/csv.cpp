@@ -123,17 +123,26 @@ void write_csv(const record::Run& run, const std::string& folder) {
   std::filesystem::create_directories(folder, problem);
   if (problem) throw AppError(kUsage, folder + ": cannot be made: " + problem.message());
   const std::filesystem::path root(folder);
-  std::string measurements =
-      line(kRunColumns + std::vector<std::string>{"step", "group", "name", "kind", "tag", "param", "attempt",
-                                                  "measurement", "axis", "value", "standard_error", "unit", "low",
-                                                  "high", "verdict", "samples"});
   for (const record::Step& step : run.steps) {
     for (const record::Attempt& attempt : step.attempts) {
-      measurements += measurement_rows(run, step, attempt);
       if (has_samples(attempt)) replace_file(root / samples_file(step, attempt), samples(run, *attempt.window));
     }
   }
-  replace_file(root / "measurements.csv", measurements);
+  replace_file(root / "measurements.csv", csv_header() + csv_rows(run));
+}
+
+std::string csv_header() {
+  return line(kRunColumns + std::vector<std::string>{"step", "group", "name", "kind", "tag", "param", "attempt",
+                                                     "measurement", "axis", "value", "standard_error", "unit", "low",
+                                                     "high", "verdict", "samples"});
+}
+
+std::string csv_rows(const record::Run& run) {
+  std::string out;
+  for (const record::Step& step : run.steps) {
+    for (const record::Attempt& attempt : step.attempts) out += measurement_rows(run, step, attempt);
+  }
+  return out;
 }
 
 }  // namespace factory

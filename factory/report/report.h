@@ -20,4 +20,8 @@ void write_junit(const record::Run& run, const std::string& file);
 void require_no_csv(const std::string& folder);
 void write_csv(const record::Run& run, const std::string& folder);
 
+// The names of its columns, and a row for each measurement of a run: those of many runs make one table.
+std::string csv_header();
+std::string csv_rows(const record::Run& run);
+
 }  // namespace factory

@@ -42,6 +42,10 @@ std::string on_texts(const Filter& filter, std::string_view begin) {
   return sql;
 }
 
+std::string on_verdict(const Filter& filter) {
+  return filter.verdict ? " AND r.verdict = " + std::to_string(static_cast<int>(*filter.verdict)) : "";
+}
+
 void require_one_of(const std::string& option, const std::string& text, const std::vector<std::string>& known) {
   if (std::find(known.begin(), known.end(), text) != known.end()) return;
   throw AppError(kUsage, option + " " + text + ": the store has none of this name" + or_nearest(text, known));
@@ -72,6 +76,7 @@ void require_known(Database* database, Filter* filter) {
     const char* column;
     const std::string& text;
   } kTexts[] = {{"--station", "station", filter->station},
+                {"--operator", "operator", filter->operator_name},
                 {"--plan", "plan", filter->plan},
                 {"--plan-version", "plan_version", filter->plan_version},
                 {"--lot", "lot", filter->lot},
@@ -124,7 +129,7 @@ std::string time_text(long long ms) {
 }
 
 std::string on_runs(const Filter& filter) {
-  std::string sql = on_texts(filter, "p.");
+  std::string sql = on_texts(filter, "p.") + on_verdict(filter);
   // The day says which parts of the tables are of no interest.
   const auto add = [&](const char* days, const char* times, long long ms) {
     sql += std::string(" AND r.day") + days + std::to_string(day_of(ms)) + " AND r.started_ms" + times +
@@ -137,6 +142,7 @@ std::string on_runs(const Filter& filter) {
 
 std::string on_measurements(const Filter& filter) {
   std::string sql = on_texts(filter, "");
+  if (filter.verdict) sql += " AND m.run IN (SELECT r.no FROM run r WHERE 1 = 1" + on_verdict(filter) + ")";
   // Within a day only the run knows the time.
   const auto add = [&](const char* days, const char* others, const char* times, long long ms) {
     const std::string day = std::to_string(day_of(ms));

@@ -4,6 +4,8 @@
 #include <optional>
 #include <string>
 
+#include "record/record.h"
+
 namespace factory::store {
 
 class Database;
@@ -11,8 +13,9 @@ class Database;
 struct Filter {
   std::optional<long long> since_ms, until_ms;  // from, and up to but without; since 1970, UTC
   // Empty: any. Compared as they were given to the run.
-  std::string station, plan, profile, plan_version, lot, version, measurement;
-  std::string step, axis;  // of the measurement
+  std::string station, operator_name, plan, profile, plan_version, lot, version, measurement;
+  std::string step, axis;                  // of the measurement
+  std::optional<record::Outcome> verdict;  // of the run
 };
 
 // "2026-11-24", "2026-11-24T22:04", "...:05", with or without a Z; UTC. Throws AppError.
@@ -33,6 +36,7 @@ struct FilterText {
 };
 constexpr FilterText kFilterTexts[] = {
     {"station", "p.station = :station", &Filter::station},
+    {"operator", "p.operator = :operator", &Filter::operator_name},
     {"plan", "p.plan = :plan", &Filter::plan},
     {"plan_version", "p.plan_version = :plan_version", &Filter::plan_version},
     {"lot", "p.lot = :lot", &Filter::lot},

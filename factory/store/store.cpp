@@ -125,16 +125,24 @@ std::string Store::id() {
   return query.next() ? out : "";
 }
 
-bool Store::put(const record::Run& run, bool samples) {
+int Store::put(std::span<const record::Run> runs, bool samples) {
   return database_.guarded([&] {
-    const int day = day_of_id(run.id);
-    if (day != month_seen_of_day_) ensure_month(&database_, day);
-    month_seen_of_day_ = day;
-    const Dictionary::Ids ids = dictionary_->ids_of(run);
+    std::vector<std::pair<int, Dictionary::Ids>> places;
+    for (const record::Run& run : runs) {
+      const int day = day_of_id(run.id);
+      if (day != month_seen_of_day_) ensure_month(&database_, day);
+      month_seen_of_day_ = day;
+      places.emplace_back(day, dictionary_->ids_of(run));
+    }
     Transaction transaction(&database_);
-    const bool is_new = writer_->write(run, day, ids, samples);
+    int stored = 0;
+    auto place = places.begin();
+    for (const record::Run& run : runs) {
+      stored += writer_->write(run, place->first, place->second, samples) ? 1 : 0;
+      ++place;
+    }
     transaction.commit();
-    return is_new;
+    return stored;
   });
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <span>
 
 #include "record/record.h"
 #include "store/database.h"
@@ -22,7 +23,9 @@ class Store {
 
   // The whole run in one transaction, on the disk when this returns. False: it was there already, by its id. Throws
   // StoreError where that is none, too.
-  bool put(const record::Run& run, bool samples);
+  bool put(const record::Run& run, bool samples) { return put(std::span(&run, 1), samples) > 0; }
+  // Several in one; how many of them were not there.
+  int put(std::span<const record::Run> runs, bool samples);
 
   // The store's own, which a copy keeps.
   std::string id();

@@ -41,7 +41,7 @@ while IFS='|' read -r sides problem; do
   run 2 stats --store runs.db $sides
   has err "$problem"
 done <<'ROWS'
---compare station=north staton=south|^sensorcal: --compare staton=south: give KEY=VALUE with station, plan-version
+--compare station=north staton=south|^sensorcal: --compare staton=south: give KEY=VALUE with station, operator, plan-version
 --compare station=north station=nort|^sensorcal: --compare station=nort: the store has none of this name
 --compare station=north station=north|^sensorcal: --compare station=north: is the same twice$
 --compare station=north 2020-01-01..2020-01-02|^sensorcal: --compare 2020-01-01..2020-01-02: no run of it has a value$
@@ -106,6 +106,39 @@ run 2 store import state/sensorcal/unstored-*.json plan.json --store small.db
 has err '^sensorcal: plan.json: '
 run 0 history D5 --store small.db
 has out 'PASSED'
+
+# What is exported by the filters of stats comes back the same, each run once; nothing is written over.
+same() { # same STORE: it says of all runs and phones what runs.db says
+  local store
+  for store in runs.db "$1"; do
+    { "$sensorcal" stats --json --store "$store" && "$sensorcal" history B2 --json --store "$store" &&
+      "$sensorcal" history "$nasty" --json --store "$store"; } >"said-$store" || fail "$store is not read"
+  done
+  cmp said-runs.db "said-$1" || fail "$1 is another store"
+}
+run 0 store export --store runs.db --to copy.db --records runs.jsonl --csv runs.csv
+has out '^2 runs written$'
+same copy.db
+[ "$(wc -l <runs.jsonl)" = 2 ] && [ "$(wc -l <runs.csv)" -gt 10 ] || fail 'not a line for each record and value'
+run 0 store import copy.db runs.jsonl --store again.db
+has out '^2 runs stored, 2 there already$'
+same again.db
+run 0 store import runs.jsonl --store records.db --store-samples
+has out '^2 runs stored, 0 there already$'
+run 0 store export --store runs.db --station south --verdict passed --to south.db --json
+json out 'd["runs"] == 1'
+run 0 store export --store runs.db --station south --verdict failed --csv none.csv
+has out '^0 runs written$'
+run 2 store export --store runs.db --to south.db
+has err '^sensorcal: store export: south.db: is there already$'
+for wrong in '--station nort --csv typo.csv' '' '--csv no/such/folder.csv' '--csv typo.csv --records typo.csv'; do
+  # shellcheck disable=SC2086
+  run 2 store export --store runs.db $wrong
+done
+[ -e typo.csv ] || [ -e typo.csv.part ] && fail 'a file was made for nothing'
+sed '2s/"id"/"di"/' runs.jsonl >damaged.jsonl
+run 2 store import damaged.jsonl --store records.db
+has err '^sensorcal: damaged.jsonl: the record has no id'
 
 # The server is away: the run ends as it would, and waits. A place that cannot be opened is told beforehand.
 away="postgresql:///line?host=$work/nowhere"

@@ -34,6 +34,7 @@ ROWS = [
     (2, 'history nobody --store runs.db'),
     (0, 'sync --store runs.db --spool spool.db'),
     (0, 'store import record.json --store runs.db'),
+    (0, 'store export --store runs.db --to copy.db'),
     (1, 'report'),
     (0, 'judge'),
     (0, 'selftest Acc'),

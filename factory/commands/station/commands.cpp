@@ -18,8 +18,10 @@ const std::vector<CommandOf<CommonOptions>>& station_commands() {
        "  sensorcal history A1234 --store runs.db\n"
        "  sensorcal history --run 019ab69d-cc00-7000-8000-000000000001 --store runs.db",
        set_up_history, Uses::json},
-      {"store", "runs from records in files into a store, each once",
-       "  sensorcal store import record.json --store runs.db", set_up_store, Uses::json},
+      {"store", "runs from files into a store, each once, and out of it",
+       "  sensorcal store import record.json other.db --store runs.db\n"
+       "  sensorcal store export --store runs.db --since 2026-11-01 --station north --csv november.csv",
+       set_up_store, Uses::profile | Uses::json},
       {"sync", "bring runs that wait at the station up to the server",
        "  sensorcal sync --store postgresql://line@db/line\n"
        "  sensorcal sync --store postgresql://line@db/line --spool waiting.db",

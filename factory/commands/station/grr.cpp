@@ -99,6 +99,7 @@ void add_source(ArgumentParser parser, GrrArguments* arguments) {
   parser.add_option("--by", a.by, "what phones are measured by (default: as the file's columns say; runs by stations)",
                     {.one_of = {"stations", "operators", "both"}});
   a.runs.add_options(parser);
+  a.runs.add_measurement(parser);
 }
 
 }  // namespace
@@ -120,7 +121,7 @@ void require_consistent(const CommonOptions& options, const GrrArguments& a, boo
   if (made && !a.by.empty() && a.by != "stations")
     throw AppError(kUsage, "grr: --by " + a.by + ": runs that are made have no operators");
   if (a.runs.any() && (made || !a.file.empty()))
-    throw AppError(kUsage, "grr: --since, --until, --station, --plan and --app-version choose stored runs only");
+    throw AppError(kUsage, "grr: --since, --until, --station, --plan and the like choose stored runs only");
 }
 
 int run_grr(const CommonOptions& options, const GrrArguments& a) {
@@ -155,7 +156,7 @@ void add_grr_options(ArgumentParser parser, GrrArguments* arguments) {
   next.add_option("--serial", a.design.phones, "a phone of the study (default: all that were measured)",
                   {.repeated = true});
   next.add_option("--at", a.design.stations, "a station of the study, likewise", {.repeated = true});
-  next.add_option("--operator", a.design.operators, "an operator of the study, likewise", {.repeated = true});
+  next.add_option("--who", a.design.operators, "an operator of the study, likewise", {.repeated = true});
   next.add_option("--trials", a.design.trials, "how often each phone is measured everywhere",
                   {.shows_default = true, .low = 1, .high = 1000});
 }

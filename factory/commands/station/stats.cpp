@@ -30,9 +30,16 @@ struct Arguments {
 
 std::string question_of(const store::Filter& filter, const ChosenRuns& runs) {
   std::string out = "Runs";
-  const std::pair<const char*, const std::string&> parts[] = {
-      {" of plan ", filter.plan},       {" at station ", filter.station}, {" of profile ", filter.profile},
-      {" by version ", filter.version}, {" from ", runs.since},           {" until ", runs.until}};
+  const std::pair<const char*, const std::string&> parts[] = {{" of plan ", filter.plan},
+                                                              {" at station ", filter.station},
+                                                              {" of profile ", filter.profile},
+                                                              {" of lot ", filter.lot},
+                                                              {" of plan version ", filter.plan_version},
+                                                              {" by operator ", filter.operator_name},
+                                                              {" that ended as ", runs.verdict},
+                                                              {" by version ", filter.version},
+                                                              {" from ", runs.since},
+                                                              {" until ", runs.until}};
   for (const auto& [word, value] : parts) {
     if (!value.empty()) out += word + store::shown(value);
   }
@@ -112,6 +119,7 @@ StationRunner set_up_stats(ArgumentParser parser) {
   auto arguments = std::make_shared<Arguments>();
   add_store(parser, &arguments->uri);
   arguments->runs.add_options(parser);
+  arguments->runs.add_measurement(parser);
   parser.add_option("--attempts", arguments->attempts,
                     "whose values: of each step's first attempt, of its last one, or those of passing phones",
                     {.shows_default = true, .one_of = {"first", "last", "passing"}});

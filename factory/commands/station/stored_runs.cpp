@@ -3,6 +3,9 @@
 #include <errno.h>
 #include <string.h>
 
+#include <fstream>
+#include <string_view>
+
 #include "cli/terminal.h"
 #include "files/json_text.h"
 #include "files/time_text.h"
@@ -34,10 +37,15 @@ void ChosenRuns::add_options(ArgumentParser parser) {
   parser.add_option("--since", since, "runs from this time on: YYYY-MM-DD or YYYY-MM-DDTHH:MM[:SS], UTC");
   parser.add_option("--until", until, "runs before this time");
   parser.add_option("--station", filter.station, "runs of one station");
+  parser.add_option("--operator", filter.operator_name, "runs by one operator");
+  parser.add_option("--verdict", verdict, "runs that came to it", {.one_of = {"passed", "failed", "error", "aborted"}});
   parser.add_option("--plan", filter.plan, "runs of the plan of this name");
   parser.add_option("--plan-version", filter.plan_version, "runs of plans of one version");
   parser.add_option("--lot", filter.lot, "phones of one lot");
   parser.add_option("--app-version", filter.version, "runs by one version of sensorcal");
+}
+
+void ChosenRuns::add_measurement(ArgumentParser parser) {
   parser.add_option("--measurement", filter.measurement, "measurements of this name only");
 }
 
@@ -47,8 +55,17 @@ store::Filter ChosenRuns::of(const std::string& profile) const {
   if (!until.empty()) out.until_ms = store::parse_time_ms("--until", until);
   if (out.since_ms && out.until_ms && *out.since_ms >= *out.until_ms)
     throw AppError(kUsage, "--until " + until + ": is not after --since " + since);
+  for (size_t code = 0; code < std::size(record::kOutcomeNames); ++code) {
+    if (verdict == record::kOutcomeNames[code]) out.verdict = static_cast<record::Outcome>(code);
+  }
   out.profile = profile;
   return out;
+}
+
+bool is_store(const std::string& file) {
+  std::ifstream in(file, std::ios::binary);
+  char begin[15] = {};
+  return in.read(begin, sizeof begin) && std::string_view(begin, sizeof begin) == "SQLite format 3";
 }
 
 record::Run read_record(const std::string& file) {
@@ -57,7 +74,7 @@ record::Run read_record(const std::string& file) {
   const std::string name = piped ? "standard input" : file;
   if (!text) throw AppError(kUsage, name + ": " + strerror(errno));
   if (text->empty()) throw AppError(kUsage, name + ": is empty, no record");
-  if (text->starts_with("SQLite format 3"))
+  if (is_store(file))
     throw AppError(kUsage,
                    name + ": is a store, no record; `sensorcal show ID --store " + name + "` shows a run of it");
   try {

@@ -30,16 +30,22 @@ std::unique_ptr<store::Database> opened_store(const std::string& uri);
 
 // Which stored runs are meant, as the command line says it.
 struct ChosenRuns {
-  std::string since, until;
+  std::string since, until, verdict;
   store::Filter filter;
 
   void add_options(ArgumentParser parser);
+  void add_measurement(ArgumentParser parser);
   bool any() const {
-    return !(since + until + filter.station + filter.plan + filter.plan_version + filter.lot + filter.version).empty();
+    return !(since + until + verdict + filter.station + filter.operator_name + filter.plan + filter.plan_version +
+             filter.lot + filter.version)
+                .empty();
   }
   // With the times read, and of one profile. Throws AppError.
   store::Filter of(const std::string& profile) const;
 };
+
+// Whether a file is a database, by its first bytes.
+bool is_store(const std::string& file);
 
 // From a file, or with "-" from standard input. Throws AppError, which names it.
 record::Run read_record(const std::string& file);
