@@ -75,6 +75,10 @@ def check_texts():
     yield from (f'pictures.js draws nothing for the setting {key}' for key in keys if key not in drawn)
     said = set(re.findall(r"\bsay\(\s*'([a-z-]+)'", script))
     yield from (f'en.json has no text "{key}", which the page says' for key in said - texts['en']['page'].keys())
+    table = re.findall(r'^\| (?:409|422|503) \| (.*) \|$', (SOURCE / 'docs/formats/station.md').read_text(), re.M)
+    refusals = set(re.findall(r'`([a-z-]+)`', ' '.join(table))) - {'not-an-answer'}  # of programs alone
+    if len(refusals) < 14:
+        yield 'the table of refusals looks otherwise than this test knows it'
     spoken = set(sources())
     for language, table in texts.items():
         for part, wanted in {'page': texts['en']['page'], 'refused': texts['en']['refused'],
@@ -82,6 +86,7 @@ def check_texts():
             yield from (f'{language}.json: {part} has no "{key}"' for key in wanted if key not in table[part])
         if language == 'en':
             continue
+        yield from (f'{language}.json: no words for {code}' for code in refusals if code not in table['refused'])
         yield from (f'{language}.json: no words for the reason {code}' for code in codes if code not in table['reasons'])
         for key, pattern in instructions:
             if pattern not in table['fixture'].get(key, {}):

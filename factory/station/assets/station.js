@@ -6,7 +6,7 @@ const kLostAfterMs = 5000;
 const kQuietMs = 700;      // an Enter this soon after a scan, or after a prompt appeared, was not meant for the prompt
 const kSaidMs = 8000;      // how long a refusal stays
 const kArmedMs = 4000;     // how long a key that ends something waits for its second press
-const kLivePoints = 80;
+const kLivePoints = 40;
 const kKeys = {F2: 'sound', F8: 'skip', F9: 'stop'};
 
 const find = (name, from = document) => from.querySelector(name);
@@ -262,17 +262,18 @@ function renderButtons(at, slot) {
 
 function renderVerdict(at, slot) {
   const {verdict, failing, problem} = slot;
+  const most = several() ? 1 : 2;  // lines that can be read from afar
   rebuild(at.verdict, verdict, () => verdict ? [sign(verdict), element('span', texts.verdicts[verdict])] : []);
   const reasons = failing?.reasons.map((reason) => inWords('reasons', reason)) ?? [];
   show(at.failing, failing ? say('failing', failing.step, failing.name) : '');
   rebuild(at.why, [verdict, reasons, problem], () => {
     const lines = [...reasons, ...(problem ? [problem] : [])];
-    const more = lines.length > 3 ? [element('li', say('more', lines.length - 2))] : [];
-    return [...lines.slice(0, more.length ? 2 : 3).map((text) => element('li', text)), ...more];
+    const more = lines.length > most ? [say('more', lines.length - most)] : [];
+    return [...lines.slice(0, most), ...more].map((text) => element('li', text));
   });
   const hints = failing?.hints.map((hint) => inWords('hints', hint)) ?? [];
   if (verdict === 'error' && hints.length === 0) hints.push(say('try-error'));
-  rebuild(at.try, hints, () => hints.slice(0, 2).map((text) => element('li', text)));
+  rebuild(at.try, hints, () => hints.slice(0, most).map((text) => element('li', text)));
   if (rebuild(at.over, [slot.phase, slot.run, slot.slot], () => at.over.childNodes)) fit(at.over);
 }
 
@@ -320,6 +321,7 @@ function clearChart(tile) {
   tile.charted = '';
   tile.axes = [];
   tile.at.live.replaceChildren();
+  show(tile.at.restarts, '');
 }
 
 function axisRow(units) {
@@ -347,7 +349,7 @@ function drawAxis(axis, value, limits) {
   axis.band.setAttribute('y', limits ? y(high ?? most) : 0);
   axis.band.setAttribute('height', limits ? y(low ?? least) - y(high ?? most) : 0);
   axis.row.classList.toggle('outside', outside);
-  show(axis.number, Number.isFinite(value) ? value.toPrecision(5) : '—');
+  show(axis.number, Number.isFinite(value) ? String(Number(value.toPrecision(4))) : '—');
 }
 
 function showLive(live) {
@@ -359,6 +361,7 @@ function showLive(live) {
     tile.axes = live.values.slice(0, 8).map(() => axisRow(live.units ?? ''));
     tile.at.live.replaceChildren(...tile.axes.map(({row}) => row));
   }
+  show(tile.at.restarts, live.restarts > 0 ? say('restarts', live.restarts) : '');
   tile.axes.forEach((axis, index) => drawAxis(axis, live.values[index], live.limits?.[index]));
 }
 
