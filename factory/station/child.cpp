@@ -28,9 +28,9 @@ using std::chrono::milliseconds;
 constexpr size_t kLineMax = size_t{16} << 20U;  // a run's record has less by far
 constexpr size_t kTailMax = 1500;
 constexpr int kLookMs = 100;
-// After the end of its input, and after each signal.
-constexpr milliseconds kPatience[] = {milliseconds(5000), milliseconds(2000)};
+constexpr milliseconds kOfNoRunner{500};  // nothing that it says makes sense
 constexpr int kSignals[] = {SIGTERM, SIGKILL};
+constexpr milliseconds kBetweenSignals{2000};
 constexpr milliseconds kAfterwords{300};  // what a child of its own still holds open is nobody's any more
 
 // Both ends close by themselves in every other child.
@@ -60,7 +60,7 @@ void close_now(int* fd) {
 
 }  // namespace
 
-Child::Child(const Runner::Order& order) {
+Child::Child(const Runner::Order& order) : leaving_(order.leaving) {
   Pipe in;
   Pipe out;
   Pipe err;
@@ -132,14 +132,15 @@ void Child::read_lines(const std::function<bool(const std::string&)>& on_line) {
   size_t begin = 0;
   for (size_t at = unread_.find('\n', searched); at != std::string::npos; at = unread_.find('\n', begin)) {
     if (!on_line(unread_.substr(begin, at - begin))) {
-      end("it says what is no event of a run: " + visible(unread_.substr(begin, std::min<size_t>(at - begin, 100))));
+      end("it says what is no event of a run: " + visible(unread_.substr(begin, std::min<size_t>(at - begin, 100))),
+          kOfNoRunner);
       return unread_.clear();
     }
     begin = at + 1;
   }
   unread_.erase(0, begin);
   if (unread_.size() <= kLineMax) return;
-  end("it says a line without an end");
+  end("it says a line without an end", kOfNoRunner);
   unread_ = {};
 }
 
@@ -161,16 +162,17 @@ void Child::write_some(std::string* unsaid, bool is_read) {
   }
 }
 
-void Child::end(const std::string& why) {
+void Child::end(const std::string& why, milliseconds leaving) {
   if (why_.empty()) why_ = why;
   close_now(&in_);
-  if (!ending_) ending_ = Clock::now();
+  if (ending_) return;
+  ending_ = Clock::now();
+  leaving_ = leaving;
 }
 
 void Child::urge() {
   if (!ending_ || exited_) return;
-  auto due = *ending_;
-  for (int i = 0; i <= signals_ && i < static_cast<int>(std::size(kPatience)); ++i) due += kPatience[i];
+  const auto due = *ending_ + leaving_ + signals_ * kBetweenSignals;
   if (signals_ >= static_cast<int>(std::size(kSignals)) || Clock::now() < due) return;
   if (why_.empty()) why_ = "it did not end when it was asked to";
   kill(-pid_, kSignals[signals_++]);

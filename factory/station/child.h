@@ -29,7 +29,8 @@ class Child {
   bool exchange(int wake, std::string* unsaid, const std::function<bool(const std::string&)>& on_line);
 
   // Its input ends; a while later it is asked to go, then killed. `why`: what is wrong with it; the first one counts.
-  void end(const std::string& why);
+  void end(const std::string& why) { end(why, leaving_); }
+  void end(const std::string& why, std::chrono::milliseconds leaving);
   Clock::duration silent_for() const { return Clock::now() - heard_; }
   void forgive_silence() { heard_ = Clock::now(); }
   bool ending() const { return ending_.has_value(); }
@@ -48,6 +49,7 @@ class Child {
   std::string unread_, tail_, why_;
   Clock::time_point heard_ = Clock::now();
   std::optional<Clock::time_point> ending_, exited_;
+  std::chrono::milliseconds leaving_;
   int signals_ = 0;  // sent so far
   int code_ = -1;
 };

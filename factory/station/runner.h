@@ -26,6 +26,7 @@ class Runner {
     std::vector<std::string> command;  // the program and its arguments
     std::string folder;                // where it starts
     std::string first_line;
+    std::chrono::milliseconds leaving{5000};   // that it may take to put things back when its input ends
     std::chrono::duration<double> silence{0};  // longer than so it must not be silent, unless it is patient()
   };
 

@@ -143,7 +143,7 @@ class Reader {
       *name = place(reports[key].text());
       const std::string last = fs::path(*name).filename();
       checked(reports[key], [&, &name = *name, &key = key] {
-        check_pattern("", name);
+        check_pattern("name", last);
         if (!name.empty() && !is_pattern(last))
           reports[key].problem("{serial}-{started} in its name keeps every run's");
         if (is_pattern(fs::path(name).parent_path()))
@@ -173,8 +173,11 @@ class Reader {
         const std::string name = slot["slot"].text(std::to_string(i + 1));
         const std::string code = slot["code"].text("slot " + name);
         if (name.empty() || name.size() > 64) slot["slot"].problem("wanted is a name of 1 to 64 characters");
-        if (!taken.insert(name).second) slot["slot"].problem("there is another slot \"" + name + "\"");
-        if (!taken.insert("code " + code).second) slot["code"].problem("another slot has this code");
+        if (!taken.insert(name).second) {
+          slot["slot"].problem("there is another slot \"" + name + "\"");
+        } else if (!taken.insert("code " + code).second) {
+          slot["code"].problem("another slot has this code");
+        }
         out_.slots.push_back({name, code, runner(slot["runner"], all)});
       }
       constexpr size_t kMost = 32;

@@ -1,0 +1,125 @@
+// What a settings file may say, and what is said of one that is wrong.
+#include "station/settings.h"
+
+#include "files/app_error.h"
+
+namespace factory::station {
+namespace {
+
+namespace fs = std::filesystem;
+
+class StationSettings : public testing::Test {
+ protected:
+  StationSettings() : folder_(fs::path(testing::TempDir()) / "station_settings") {
+    fs::create_directories(folder_);
+    std::ofstream(folder_ / "plan.json") << R"({"format": "sensorcal.plan/1", "name": "small", "steps": []})";
+    std::ofstream(folder_ / "other.json") << R"({"format": "sensorcal.plan/1", "name": "other", "steps": []})";
+  }
+  ~StationSettings() override { fs::remove_all(folder_); }
+
+  Settings read(const std::string& rest) {
+    const fs::path file = folder_ / "s.json";
+    std::ofstream(file) << "{\"format\": \"sensorcal.station/1\"" << rest << "}";
+    problems_.clear();
+    Settings out = read_settings(file, {"/bin/sensorcal", "/phones", {"en", "zh"}}, &problems_);
+    for (std::string& problem : problems_) problem.erase(0, problem.find("s.json") + 6);
+    return out;
+  }
+
+  const fs::path folder_;
+  std::vector<std::string> problems_;
+};
+
+TEST_F(StationSettings, EverySettingHasADefault) {
+  std::vector<std::string> problems;
+  const Settings settings = read_settings("", {"/bin/sensorcal", "/phones", {"en"}}, &problems);
+  EXPECT_TRUE(problems.empty());
+  ASSERT_EQ(settings.slots.size(), 1u);
+  EXPECT_EQ(
+      filled(settings.slots[0].runner,
+             {{"program", "p"}, {"phones", "f"}, {"slot", "1"}, {"serial", "A"}, {"station", "s"}}),
+      (std::vector<std::string>{"p", "run", "-", "--events", "--phone", "f/1", "--serial", "A", "--station", "s"}));
+  ASSERT_EQ(settings.plans.size(), 1u);
+  EXPECT_EQ(settings.plans[0].name, "reference");
+  EXPECT_TRUE(settings.serials.matches("SN-77_a.b"));
+  for (const char* text : {"", "-A", "A B", "A;reboot", "A\nB", "$(x)"})
+    EXPECT_FALSE(settings.serials.matches(text)) << text;
+}
+
+TEST_F(StationSettings, WhatIsWrongIsToldWithItsPlace) {
+  const struct {
+    const char* rest;
+    std::vector<std::string> problems;
+  } rows[] = {
+      {R"(,
+"colour": 1})",
+       {}},
+      {R"(,
+"storre": "x")",
+       {":2: storre: there is no such setting; did you mean store?"}},
+      {R"(, "plan": "nosuch.json")", {":1: plan: nosuch.json: No such file or directory"}},
+      {R"(, "plan": "s.json")", {":1: plan: s.json: is no plan"}},
+      {R"(, "plan": "plan.json", "plans": [])", {":1: plans: either this, or \"plan\""}},
+      {R"(, "serials": "[A")", {":1: serials: no regular expression: Unmatched [, [^, [:, [., or [="}},
+      {R"(, "slots": [{"slot": "1"},
+{"slot": "1", "runner": ["adb", "{seriel}"]}])",
+       {":2: slots[1].slot: there is another slot \"1\"", ":2: slots[1].runner: there is no {seriel}"}},
+      {R"(, "port": 70000, "silence_s": "long")",
+       {":1: silence_s: wanted is a number", ":1: port: wanted is a number from 0 to 65535"}},
+      {R"(, "address": "0.0.0.0")",
+       {":1: address: others can reach it: give a \"token\", without which nobody gets in"}},
+      {R"(, "address": "somewhere", "token": "short")",
+       {":1: address: wanted is an address such as 127.0.0.1", ":1: token: wanted are 16 or more letters and digits"}},
+      {R"(, "language": "fr")", {":1: language: there is no \"fr\"; known are en, zh"}},
+      {R"(, "shifts": ["6:00", "24:00"])",
+       {":1: shifts[0]: wanted is a time of day, such as \"06:00\"",
+        ":1: shifts[1]: wanted is a time of day, such as \"06:00\""}},
+      {R"(, "earlier": {"unknown": "maybe"})",
+       {":1: earlier.unknown: there is no \"maybe\"; known are refused, allowed",
+        ": earlier.station: wanted is a station's name", ":1: earlier: only a store knows it: give \"store\", too"}},
+      {R"(, "reports": {"html": "report.html", "csv": "{started}/{seriel}"})",
+       {":1: reports.html: {serial}-{started} in its name keeps every run's",
+        ":1: reports.csv: name {seriel}: there is no {seriel}; did you mean {serial}?"}},
+      {R"(, "operators": {"slot 1": "Li Na", "x": 3})",
+       {":1: operators.slot 1: is the code of slot 1", ":1: operators.x: wanted is a text",
+        ":1: operators.x: wanted is a code with a name"}},
+      {R"(, "store": "sqlite:r.db", "spool": "s.db")", {":1: spool: goes with a server; a store in a file needs none"}},
+      {R"(, "retest": {"errors": 1.5}, "golden": {})",
+       {":1: retest.errors: wanted is a whole number", ": golden.serials: wanted is the golden phones' pattern"}},
+  };
+  for (const auto& [rest, problems] : rows) {
+    read(rest);
+    if (problems.empty()) {
+      EXPECT_EQ(problems_.size(), 1u) << rest;  // no JSON
+      continue;
+    }
+    EXPECT_EQ(problems_, problems) << rest;
+  }
+}
+
+TEST_F(StationSettings, AreTakenAsTheyStand) {
+  const Settings settings = read(R"(, "station": "line-3", "store": "sqlite:runs.db", "shifts": ["22:00", "06:30"],
+    "plans": [{"serials": "A.*", "plan": "plan.json"}, {"serials": "B.*", "plan": "other.json"}],
+    "slots": [{"slot": "left", "code": "L", "runner": ["adb", "-s", "{slot}", "shell", "run", "{serial:quoted}"]}, {}],
+    "runner": ["simulated", "{slot}"], "golden": {"serials": "G.*"}, "retest": {"errors": 1, "failures": 2},
+    "reports": {"html": "reports/{serial}-{started}.html"})");
+  EXPECT_TRUE(problems_.empty()) << problems_.front();
+  EXPECT_EQ(settings.plan_of("A1")->name, "small");
+  EXPECT_EQ(settings.plan_of("B1")->name, "other");
+  EXPECT_EQ(settings.plan_of("C1"), nullptr);
+  EXPECT_EQ(settings.store, "sqlite:" + (folder_ / "runs.db").string());
+  EXPECT_EQ(settings.html, (folder_ / "reports/{serial}-{started}.html").string());
+  EXPECT_EQ(settings.shifts, (std::vector<int>{390, 1320}));
+  EXPECT_TRUE(settings.is_golden("G7"));
+  EXPECT_FALSE(settings.is_golden("A7"));
+  ASSERT_EQ(settings.slots.size(), 2u);
+  EXPECT_EQ(settings.slots[1].name, "2");
+  EXPECT_EQ(settings.slots[1].runner[0], "simulated");
+  // A serial number's own quotation marks and signs are the phone's shell's no more.
+  EXPECT_EQ(filled(settings.slots[0].runner, {{"slot", "left"}, {"serial", "A'$(reboot)"}}).back(),
+            R"('A'\''$(reboot)')");
+  EXPECT_THROW(filled({"{nobody}"}, {}), AppError);
+}
+
+}  // namespace
+}  // namespace factory::station

@@ -1,0 +1,219 @@
+// What a slot makes of its runner's words, and when it believes a verdict.
+#include "station/slot.h"
+
+#include "files/json_text.h"
+#include "record/record_json.h"
+
+namespace factory::station {
+namespace {
+
+using record::Outcome;
+
+constexpr char kPlan[] = "the plan";
+
+class StationSlot : public testing::Test {
+ protected:
+  StationSlot() {
+    plan_.bytes = kPlan;
+    plan_.file = "p.json";
+    plan_.sha256 = "abc";
+    ordered_.run = 7;
+    ordered_.order.serial = "A1";
+    ordered_.order.station = "line-3";
+    ordered_.order.operator_name = "Li Na";
+    ordered_.plan = &plan_;
+    slot_.begin(ordered_);
+  }
+
+  Json::Value state() const { return slot_.to_json(pace_); }
+
+  // A runner's last line.
+  static std::string record_line(Outcome outcome, int code, const std::string& serial = "A1",
+                                 const std::string& plan = kPlan) {
+    record::Run run;
+    run.serial = serial;
+    run.plan.bytes = plan;
+    run.outcome = outcome;
+    record::Step step;
+    step.name = "calibrate Acc";
+    step.outcome = outcome;
+    record::Attempt attempt;
+    attempt.seconds = 3;
+    attempt.outcome = outcome;
+    attempt.reasons = {record::Text("value.outside", {"x"}, "x is outside")};
+    attempt.hints = {"try again"};
+    step.attempts.push_back(attempt);
+    run.steps.push_back(step);
+    return R"({"event": "record", "exit_code": )" + std::to_string(code) + ", \"record\": " + json_line(to_json(run)) +
+           "}";
+  }
+
+  SlotSettings settings_{"left-1", "L", {}};
+  PlanChoice plan_;
+  Ordered ordered_;
+  Pace pace_;
+  Slot slot_{settings_};
+};
+
+TEST_F(StationSlot, FollowsItsRunner) {
+  using Heard = Slot::Heard;
+  EXPECT_EQ(state()["phase"], "starting");
+  EXPECT_EQ(slot_.hear(R"({"event": "begun", "steps": 2})"), Heard::change);
+  EXPECT_EQ(slot_.hear(R"({"event": "begins", "step": 1, "attempt": 2, "name": "set up", "kind": "fixture"})"),
+            Heard::change);
+  EXPECT_EQ(slot_.hear(R"({"event": "warns", "step": 1, "text": "cannot be undone"})"), Heard::change);
+  EXPECT_EQ(
+      slot_.hear(
+          R"({"event": "prompt", "prompt": 3, "step": 1, "settings": {"up": "flat"}, "instructions": ["Lay it"]})"),
+      Heard::change);
+  EXPECT_EQ(state()["phase"], "running");
+  EXPECT_EQ(state()["attempt"], 2);
+  EXPECT_EQ(state()["warns"], "cannot be undone");
+  EXPECT_EQ(state()["prompt"]["code"], "left-1-7-3");
+  EXPECT_EQ(state()["prompt"]["settings"]["up"], "flat");
+  EXPECT_TRUE(state()["left_seconds"].isNull());
+  slot_.answered();
+  EXPECT_TRUE(state()["prompt"].isNull());
+  for (const char* code : {"left-1-7-3", "left-1-6-1"}) EXPECT_TRUE(slot_.was_prompt_code(code));
+  for (const char* code : {"left-1-7", "left-1-7-", "left-1--3", "left-1-7-3x", "left-1-7-3-1", "7-3", "A1"})
+    EXPECT_FALSE(slot_.was_prompt_code(code)) << code;
+  EXPECT_EQ(
+      slot_.hear(
+          R"({"event": "begins", "step": 2, "attempt": 1, "name": "calibrate Acc", "kind": "calibrate", "tag": "Acc"})"),
+      Heard::change);
+  EXPECT_TRUE(state()["warns"].isNull());
+  EXPECT_EQ(slot_.hear(R"({"event": "sample", "step": 2, "tag": "Acc", "values": [1, "nan", 3], "restarts": 1})"),
+            Heard::sample);
+  EXPECT_EQ(json_line(slot_.live()["values"]), "[1,null,3]");
+  EXPECT_EQ(slot_.hear(R"({"event": "ended", "step": 2, "verdict": "failed", "reasons": [{"text": "x is outside"}]})"),
+            Heard::change);
+  EXPECT_EQ(state()["failing"]["name"], "calibrate Acc");
+  EXPECT_EQ(slot_.hear(R"({"event": "ended", "step": 2, "verdict": "passed"})"), Heard::change);
+  EXPECT_TRUE(state()["failing"].isNull());
+  EXPECT_EQ(slot_.hear(R"({"event": "of a later version"})"), Heard::nothing);
+  slot_.hear(record_line(Outcome::passed, 0));
+  const record::Run& run = slot_.end({0, "", ""});
+  EXPECT_EQ(run.outcome, Outcome::passed);
+  EXPECT_EQ(run.station + run.operator_name, "line-3Li Na");
+  EXPECT_EQ(state()["phase"], "over");
+  EXPECT_EQ(state()["verdict"], "passed");
+  EXPECT_TRUE(state()["problem"].isNull());
+  slot_.begin(ordered_);
+  EXPECT_TRUE(state()["verdict"].isNull());
+}
+
+// A verdict counts where everything about it fits; all else is an error, never a pass.
+TEST_F(StationSlot, BelievesAVerdictThatFits) {
+  const struct {
+    std::string line;
+    RunnerEnd end;
+    Outcome outcome;
+    const char* problem;
+  } rows[] = {
+      {record_line(Outcome::passed, 0), {0, "", ""}, Outcome::passed, ""},
+      {record_line(Outcome::passed, 3), {3, "", ""}, Outcome::passed, ""},  // a file of the phone's was not delivered
+      {record_line(Outcome::passed, 0, ""), {0, "", ""}, Outcome::passed, ""},
+      {record_line(Outcome::failed, 1), {1, "", ""}, Outcome::failed, ""},
+      {record_line(Outcome::aborted, 130), {130, "", ""}, Outcome::aborted, ""},
+      {record_line(Outcome::passed, 0),
+       {1, "", ""},
+       Outcome::error,
+       "the record says passed with exit code 0, the runner ended with 1"},
+      {record_line(Outcome::passed, 1),
+       {1, "", ""},
+       Outcome::error,
+       "the record says passed with exit code 1, the runner ended with 1"},
+      {record_line(Outcome::failed, 1),
+       {0, "", ""},
+       Outcome::error,
+       "the record says failed with exit code 1, the runner ended with 0"},
+      {record_line(Outcome::passed, 0),
+       {-1, "ended by a signal", "oh"},
+       Outcome::error,
+       "ended by a signal. Its last words: oh"},
+      {record_line(Outcome::passed, 0, "A2"),
+       {0, "", ""},
+       Outcome::error,
+       "the record is of serial number A2, not of A1"},
+      {record_line(Outcome::passed, 0, "A1", "other"),
+       {0, "", ""},
+       Outcome::error,
+       "the record is of another plan than p.json"},
+      {R"({"event": "record", "exit_code": 0, "record": {"schema": "sensorcal.run/9"}})",
+       {0, "", ""},
+       Outcome::error,
+       "its record cannot be read"},
+      {R"({"event": "record", "exit_code": 0})", {0, "", ""}, Outcome::error, "its record cannot be read"},
+      {R"({"event": "refused", "exit_code": 2, "text": "no such plan"})", {2, "", ""}, Outcome::error, "no such plan"},
+      {"",
+       {0, "", "adb: gone"},
+       Outcome::error,
+       "the runner ended without a record, with exit code 0. Its last words: adb: gone"},
+  };
+  for (const auto& [line, end, outcome, problem] : rows) {
+    slot_.begin(ordered_);
+    slot_.hear(line);
+    const record::Run& run = slot_.end(end);
+    EXPECT_EQ(run.outcome, outcome) << line;
+    EXPECT_EQ(run.serial, "A1");
+    EXPECT_EQ(state()["verdict"], outcome_name(outcome));
+    EXPECT_NE(state()["problem"].asString().find(problem), std::string::npos) << state()["problem"].asString();
+    EXPECT_EQ(state()["problem"].isNull(), *problem == '\0');
+    EXPECT_EQ(run.remarks.empty(), *problem == '\0');
+  }
+  // What the record of another phone measured is not this one's.
+  slot_.begin(ordered_);
+  slot_.hear(record_line(Outcome::passed, 0, "A2"));
+  EXPECT_TRUE(slot_.end({0, "", ""}).steps.empty());
+  slot_.begin(ordered_);
+  slot_.hear(record_line(Outcome::failed, 1));
+  slot_.end({1, "", ""});
+  EXPECT_EQ(state()["failing"]["reasons"][0]["code"], "value.outside");
+  EXPECT_EQ(state()["failing"]["hints"][0]["text"], "try again");
+}
+
+// Whatever a runner says, the state is small, and text.
+TEST_F(StationSlot, TakesTextsOfRunnersForData) {
+  Json::Value event;
+  event["event"] = "prompt";
+  event["prompt"] = "three";
+  event["settings"]["up"] = Json::Value(Json::arrayValue);
+  event["settings"]["deep"]["er"] = std::string(100000, 'x');
+  event["instructions"] = std::string(100000, 'x');
+  slot_.hear(json_line(event));
+  event["event"] = "begins";
+  event["step"] = 1e300;
+  event["name"] = "<script>\x1b[31m\xff" + std::string(100000, 'x');
+  slot_.hear(json_line(event));
+  event["event"] = "ended";
+  event["verdict"] = Json::Value(Json::objectValue);
+  for (int i = 0; i < 100; ++i) event["reasons"].append(event["name"]);
+  slot_.hear(json_line(event));
+  EXPECT_EQ(state()["step"], 0);
+  EXPECT_TRUE(state()["name"].asString().starts_with("<script>\\u001b[31m\\xff"));
+  EXPECT_LT(json_line(state()).size(), 30000u);
+  int lines = 0;
+  while (slot_.hear("* daemon started") != Slot::Heard::nonsense) ++lines;
+  EXPECT_EQ(lines, 20);
+}
+
+TEST_F(StationSlot, TellsTheTimeLeftByTheRunsBefore) {
+  record::Run run;
+  for (int i = 1; i <= 3; ++i) {
+    record::Step step;
+    step.index = i;
+    step.attempts.resize(1);
+    run.steps.push_back(step);
+  }
+  for (const double seconds : {4.0, 100.0, 5.0}) {
+    for (record::Step& step : run.steps) step.attempts[0].seconds = seconds;
+    pace_.learn("abc", run);
+  }
+  EXPECT_EQ(pace_.left("abc", 2, 3, 1.5), 8.5);
+  EXPECT_EQ(pace_.left("abc", 2, 3, 60), 5);
+  EXPECT_FALSE(pace_.left("abc", 2, 4, 0));
+  EXPECT_FALSE(pace_.left("another", 1, 1, 0));
+}
+
+}  // namespace
+}  // namespace factory::station
