@@ -213,6 +213,7 @@ const record::Run& Slot::end(const RunnerEnd& end) {
     make_error(end, why);
   } else {
     record_ = std::move(*heard_);
+    set_clock();
     show_failing();
   }
   heard_.reset();
@@ -227,12 +228,27 @@ const record::Run& Slot::end(const RunnerEnd& end) {
   return record_;
 }
 
+// A phone on a line may have any time of day: the station's counts, and orders its runs.
+void Slot::set_clock() {
+  using std::chrono::seconds;
+  const auto off = started_ - record_.started;
+  if (off > -seconds(60) && off < seconds(60)) return;
+  record_.started += off;
+  for (record::Step& step : record_.steps) {
+    for (record::Attempt& attempt : step.attempts) attempt.started += off;
+  }
+  record_.remarks.push_back("the phone's clock was " +
+                            std::to_string(std::abs(std::chrono::duration_cast<seconds>(off).count())) + " s " +
+                            (off.count() > 0 ? "slow" : "fast") + ": times of day are the station's");
+}
+
 // What the runner's record holds is kept where it is of this phone: it may say what happened.
 void Slot::make_error(const RunnerEnd& end, const std::string& why) {
   problem_ = why + (end.last_words.empty() ? "" : ". Its last words: " + end.last_words);
   const bool own = heard_ && (heard_->serial.empty() || heard_->serial == ordered_.order.serial);
   if (own) {
     record_ = std::move(*heard_);
+    set_clock();
   } else {
     record_.started = started_;
     record_.seconds = seconds_between(began_, Clock::now());

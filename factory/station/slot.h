@@ -82,6 +82,7 @@ class Slot {
   Heard hear_record(const Json::Value& event, const std::string& line);
   std::string misfit(const RunnerEnd& end) const;
   void make_error(const RunnerEnd& end, const std::string& why);
+  void set_clock();
   void show_failing();
 
   const SlotSettings* settings_;

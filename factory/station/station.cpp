@@ -96,12 +96,12 @@ Refusal Station::refusal_of(const Place& place, const std::string& serial) const
   const std::string& name = place.slot.settings().name;
   if (place.slot.prompts()) return {"prompt-waits", {name}, "slot " + name + " waits for an answer; a scan is none"};
   if (place.slot.busy() || place.asks) return {"slot-busy", {name}, "slot " + name + " is at work"};
-  if (!settings_.operators.empty() && operator_code_.empty())
-    return {"sign-in-first", {}, "sign in first: scan your code"};
   if (!settings_.serials.matches(serial))
     return {"not-a-serial", {serial}, "\"" + serial + "\" is no serial number of this line"};
   if (settings_.plan_of(serial) == nullptr)
     return {"not-a-serial", {serial}, "there is no plan for serial number " + serial};
+  if (!settings_.operators.empty() && operator_code_.empty())
+    return {"sign-in-first", {}, "sign in first: scan your code"};
   for (const auto& other : places_) {
     const bool there = (other->slot.busy() && other->slot.ordered().order.serial == serial) ||
                        (other->asks && other->serial_asked == serial);

@@ -29,15 +29,17 @@ class StationSlot : public testing::Test {
 
   // A runner's last line.
   static std::string record_line(Outcome outcome, int code, const std::string& serial = "A1",
-                                 const std::string& plan = kPlan) {
+                                 const std::string& plan = kPlan, int slow_s = 0) {
     record::Run run;
     run.serial = serial;
     run.plan.bytes = plan;
     run.outcome = outcome;
+    run.started = record::Clock::now() - std::chrono::seconds(slow_s);
     record::Step step;
     step.name = "calibrate Acc";
     step.outcome = outcome;
     record::Attempt attempt;
+    attempt.started = run.started + std::chrono::seconds(1);
     attempt.seconds = 3;
     attempt.outcome = outcome;
     attempt.reasons = {record::Text("value.outside", {"x"}, "x is outside")};
@@ -170,6 +172,19 @@ TEST_F(StationSlot, BelievesAVerdictThatFits) {
   slot_.end({1, "", ""});
   EXPECT_EQ(state()["failing"]["reasons"][0]["code"], "value.outside");
   EXPECT_EQ(state()["failing"]["hints"][0]["text"], "try again");
+}
+
+// Runs are ordered by their times, and phones on a line have any.
+TEST_F(StationSlot, TakesTheTimeFromTheStation) {
+  for (const int slow_s : {-5000, -30, 30, 5000}) {
+    slot_.begin(ordered_);
+    slot_.hear(record_line(Outcome::passed, 0, "A1", kPlan, slow_s));
+    const record::Run& run = slot_.end({0, "", ""});
+    const bool is_set = std::abs(slow_s) > 60;
+    EXPECT_EQ(run.remarks.size(), is_set ? 1 : 0) << slow_s;
+    EXPECT_NEAR(std::chrono::duration<double>(record::Clock::now() - run.started).count(), is_set ? 0 : slow_s, 2);
+    EXPECT_EQ(run.steps[0].attempts[0].started - run.started, std::chrono::seconds(1));
+  }
 }
 
 // Whatever a runner says, the state is small, and text.
