@@ -30,6 +30,8 @@ ROWS = [
     (1, 'check Bar --reference 900'),
     (0, 'stats --store runs.db'),
     (0, 'stats --store runs.db --compare profile=reference 2020-01-01..2100-01-01'),
+    (0, 'run plan.json --serial A2 --store postgresql:///line?host=/nowhere --spool waiting.db'),
+    (1, 'stats --store runs.db --watch --every 0 --spool waiting.db --waiting 1'),
     (0, 'history A1 --store runs.db'),
     (2, 'history nobody --store runs.db'),
     (0, 'sync --store runs.db --spool spool.db'),

@@ -12,7 +12,8 @@ const std::vector<CommandOf<CommonOptions>>& station_commands() {
       {"stats", "yield, failures, capability, drift and outliers of the runs in a store",
        "  sensorcal stats --store runs.db\n"
        "  sensorcal stats --store postgresql://line@db/line --since 2026-11-01 --plan inertial --html stats.html\n"
-       "  sensorcal stats --store runs.db --station north --json",
+       "  sensorcal stats --store runs.db --station north --json\n"
+       "  sensorcal stats --store runs.db --watch --on-alert ./tell-the-shift",
        set_up_stats, Uses::profile | Uses::json},
       {"history", "all that happened to one phone, newest first",
        "  sensorcal history A1234 --store runs.db\n"

@@ -23,6 +23,7 @@ struct Arguments {
   ChosenRuns runs;
   std::vector<std::string> sides;  // to compare: none or two
   store::Choices choices;
+  WatchArguments watch;
   std::string attempts = "last", rules = "ewma";
   int limit = 0;
   bool full = false;
@@ -55,6 +56,7 @@ int stats(const CommonOptions& options, const Arguments& a) {
   store::Filter filter = a.runs.of(options.profile);
   const std::string question = question_of(filter, a.runs);
   if (!a.html.empty()) require_output("--html", a.html, "<!DOCTYPE html>");
+  if (a.watch.wanted) return guarded([&] { return watch_store(options, a.watch, a.uri, filter, choices); });
   return guarded([&] {
     const auto database = opened_store(a.uri);
     require_known(database.get(), &filter);
@@ -134,6 +136,7 @@ StationRunner set_up_stats(ArgumentParser parser) {
                     "two sides, the second against the first: station=NAME, plan-version=, lot=, profile=, "
                     "app-version=, or FROM..UNTIL",
                     {.excludes = "--html", .values = 2});
+  arguments->watch.add_options(parser);
   return [arguments](const CommonOptions& options) { return stats(options, *arguments); };
 }
 

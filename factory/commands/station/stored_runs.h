@@ -9,6 +9,7 @@
 #include "files/app_error.h"
 #include "quality/grr_view.h"
 #include "quality/history.h"
+#include "quality/watch.h"
 #include "store/filter.h"
 
 namespace factory {
@@ -46,6 +47,20 @@ struct ChosenRuns {
 
 // Whether a file is a database, by its first bytes.
 bool is_store(const std::string& file);
+
+// How `stats --watch` tells what goes wrong.
+struct WatchArguments {
+  bool wanted = false;
+  double every_s = 60;
+  std::string command, spool;
+  int waiting = 20;
+
+  void add_options(ArgumentParser parser);
+};
+
+// Until it is interrupted, or once. Throws AppError, StoreError; AwayError at its first look only.
+int watch_store(const CommonOptions& options, const WatchArguments& arguments, const std::string& uri,
+                store::Filter filter, const store::Choices& choices);
 
 // From a file, or with "-" from standard input. Throws AppError, which names it.
 record::Run read_record(const std::string& file);
