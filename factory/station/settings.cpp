@@ -276,15 +276,17 @@ const PlanChoice* Settings::plan_of(const std::string& serial) const {
 }
 
 std::vector<std::string> filled(const std::vector<std::string>& words, const Values& values) {
+  constexpr const char* kLetters = "abcdefghijklmnopqrstuvwxyz:";
   std::vector<std::string> out;
   for (const std::string& word : words) {
     std::string& made = out.emplace_back();
-    for (size_t at = 0;;) {
-      const size_t open = word.find('{', at);
-      const size_t close = open == std::string::npos ? open : word.find('}', open);
-      made += word.substr(at, close == std::string::npos ? close : open - at);
-      if (close == std::string::npos) break;
-      std::string name = word.substr(open + 1, close - open - 1);
+    for (size_t at = 0; at < word.size();) {
+      const size_t close = word[at] == '{' ? word.find_first_not_of(kLetters, at + 1) : std::string::npos;
+      if (close == std::string::npos || close == at + 1 || word[close] != '}') {
+        made += word[at++];  // a brace that stands for itself
+        continue;
+      }
+      std::string name = word.substr(at + 1, close - at - 1);
       const bool quoted = name.ends_with(":quoted");
       if (quoted) name.erase(name.size() - 7);
       const auto value = values.find(name);

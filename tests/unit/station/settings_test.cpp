@@ -119,6 +119,8 @@ TEST_F(StationSettings, AreTakenAsTheyStand) {
   EXPECT_EQ(filled(settings.slots[0].runner, {{"slot", "left"}, {"serial", "A'$(reboot)"}}).back(),
             R"('A'\''$(reboot)')");
   EXPECT_THROW(filled({"{nobody}"}, {}), AppError);
+  const std::vector<std::string> braces = {"{}", "{ serial }", "{\"a\": 1}", "{", "}{", "{serial"};
+  EXPECT_EQ(filled(braces, {{"serial", "A"}}), braces);
 }
 
 }  // namespace
