@@ -78,6 +78,7 @@ std::string Guard::refuses(const Asked& asked, const std::string& local_address)
   if (!has_token(asked) && !opens(asked)) return "no-token";
   if (!asked.posts) return "";
   if (!same_secret(page_token_, asked.page_token)) return "stale-page";
+  if (!asked.has_length || asked.is_encoded) return "no-length";
   const std::string type = lower(asked.content_type.substr(0, asked.content_type.find(';')));
   return type == "application/json" ? "" : "not-json";
 }

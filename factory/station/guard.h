@@ -10,6 +10,8 @@ namespace factory::station {
 struct Asked {
   bool posts = false;
   std::string host, origin, content_type;
+  bool has_length = false;    // Content-Length
+  bool is_encoded = false;    // Transfer-Encoding or Content-Encoding: how long the body is its length does not say
   std::string page_token;     // X-Page-Token
   std::string cookie;         // all of them
   std::string authorization;  // "Bearer TOKEN", of programs
@@ -25,7 +27,8 @@ class Guard {
   // Of this program's pages: another one for each start.
   const std::string& page_token() const { return page_token_; }
 
-  // Why not, as a code: "foreign-host", "foreign-origin", "no-token", "stale-page", "not-json"; empty: come in.
+  // Why not, as a code: "foreign-host", "foreign-origin", "no-token", "stale-page", "no-length", "not-json"; empty:
+  // come in.
   std::string refuses(const Asked& asked, const std::string& local_address) const;
   // Whether the address that was opened carries the token, which then becomes a cookie.
   bool opens(const Asked& asked) const;

@@ -95,7 +95,8 @@ std::optional<Station::Done> Station::take_code(const std::string& text) {
 Refusal Station::refusal_of(const Place& place, const std::string& serial) const {
   const std::string& name = place.slot.settings().name;
   if (place.slot.prompts()) return {"prompt-waits", {name}, "slot " + name + " waits for an answer; a scan is none"};
-  if (place.slot.busy() || place.asks) return {"slot-busy", {name}, "slot " + name + " is at work"};
+  if (place.slot.busy() || place.asks)
+    return {"slot-busy", {name, place.slot.ordered().order.serial}, "slot " + name + " is at work"};
   if (!settings_.serials.matches(serial))
     return {"not-a-serial", {serial}, "\"" + serial + "\" is no serial number of this line"};
   if (settings_.plan_of(serial) == nullptr)

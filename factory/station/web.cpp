@@ -9,7 +9,6 @@
 
 #include "files/app_error.h"
 #include "files/json_text.h"
-#include "report/html.h"
 #include "station/embedded.h"
 #include "station/guard.h"
 #include "station/station.h"
@@ -74,6 +73,8 @@ Asked asked_of(const Request& request) {
   out.host = request.get_header_value("Host");
   out.origin = request.get_header_value("Origin");
   out.content_type = request.get_header_value("Content-Type");
+  out.has_length = request.has_header("Content-Length");
+  out.is_encoded = request.has_header("Transfer-Encoding") || request.has_header("Content-Encoding");
   out.page_token = request.get_header_value("X-Page-Token");
   out.cookie = request.get_header_value("Cookie");
   out.authorization = request.get_header_value("Authorization");
@@ -136,7 +137,10 @@ class Web::Server {
     server_.set_pre_routing_handler([this](const Request& request, Response& response) {
       const std::string why = guard_->refuses(asked_of(request), request.local_addr);
       if (why.empty()) return httplib::Server::HandlerResponse::Unhandled;
-      refuse(&response, why == "not-json" ? 415 : 403,
+      refuse(&response,
+             why == "not-json"    ? 415
+             : why == "no-length" ? 411
+                                  : 403,
              {why == "stale-page" ? why : "not-allowed", {why}, "not allowed: " + why});
       return httplib::Server::HandlerResponse::Handled;
     });
@@ -156,7 +160,6 @@ class Web::Server {
     for (const Asset& asset : page_assets()) {
       if (asset.name != "station.html") add_file("/" + std::string(asset.name), asset.name, asset.bytes);
     }
-    add_file("/chart.js", "chart.js", assets::chart_js);
     const std::string texts = "texts/" + settings_.language + ".json";
     if (const Asset* table = page_asset(texts)) add_file("/texts.json", table->name, table->bytes);
   }

@@ -86,6 +86,30 @@ def check_plans():
             wrong.append(f'the schema {"passes" if "schema" not in row else "refuses"} {row["step"]}')
 
 
+# Settings of a station that the reader takes, and some that it refuses.
+def check_station():
+    schema = schemas.load('station.schema.json')
+    page = (source / 'docs/how-to/run-a-station.md').read_text()
+    shown = [json.loads(block) for block in re.findall(r'^```json\n(.*?)^```', page, re.S | re.M)]
+    full = {'about': 'a', 'plans': [{'serials': 'A.*', 'plan': 'p.json'}], 'serials': '.*', 'store': 'postgresql://h/d', 'spool': 's.db',
+            'store_samples': True, 'reports': {'html': '{serial}-{started}.html', 'junit': '{started}.xml', 'csv': '{started}'},
+            'operators': {'a': 'b'}, 'slots': [{'slot': 'x', 'code': 'c', 'runner': ['r', '{slot}']}], 'runner': ['r'], 'silence_s': 1.5,
+            'retest': {'errors': 5, 'failures': 100}, 'earlier': {'station': 's', 'unknown': 'allowed'}, 'golden': {'serials': 'G'},
+            'shifts': ['00:00', '23:59'], 'language': 'zh', 'address': '::', 'port': 0, 'token': '0123456789abcdef', 'names': ['n']}
+    bad = [{'port': -1}, {'retest': {'errors': 6}}, {'shifts': ['24:00']}, {'slots': []}, {'earlier': {'unknown': 'refused'}},
+           {'plan': 'p.json', 'plans': [{'plan': 'p.json'}]}, {'token': 'short'}, {'golden': {}}, {'colour': 1}]
+    with tempfile.TemporaryDirectory() as folder:
+        for name in ['p.json', 'reference.json']:
+            (pathlib.Path(folder) / name).write_text((source / 'plans/inertial.json').read_text())
+        for good, settings in [(True, full), *((True, one) for one in shown), *((False, one) for one in bad)]:
+            settings = {'format': 'sensorcal.station/1', **settings}
+            (pathlib.Path(folder) / 'station.json').write_text(json.dumps(settings))
+            done = subprocess.run([sensorcal, 'station', 'station.json', '--check'], cwd=folder, capture_output=True, text=True)
+            fits = not schemas.problems(schema, settings)
+            if fits != good or (done.returncode == 0) != good:
+                wrong.append(f'{settings}: the schema {"passes" if fits else "refuses"} it, the reader: {done.stderr or "passes it"}')
+
+
 def check_records(folder):
     schema = schemas.closed(schemas.load('run.schema.json'))
     seen = set()
@@ -104,6 +128,7 @@ def check_records(folder):
 
 
 check_plans()
+check_station()
 with tempfile.TemporaryDirectory() as folder:
     check_records(folder)
 if wrong:

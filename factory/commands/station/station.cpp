@@ -39,6 +39,10 @@ station::Settings settings_of(const std::string& file) {
 }
 
 std::shared_ptr<record::Sink> files_of(const station::Settings& settings) {
+  for (const std::string& name : {settings.html, settings.junit, settings.csv}) {
+    std::error_code told_by_whoever_writes;
+    if (!name.empty()) fs::create_directories(fs::path(name).parent_path(), told_by_whoever_writes);
+  }
   if ((settings.html + settings.junit + settings.csv).empty()) return nullptr;
   auto files = std::make_shared<Files>(settings.html, settings.junit, settings.csv);
   files->open();

@@ -107,7 +107,7 @@ def check_doors(station):
         expect(name, headers[name], wanted)
     policy = headers['Content-Security-Policy']
     expect('policy', "default-src 'none'" in policy and "frame-ancestors 'none'" in policy and 'unsafe' not in policy, True)
-    for path, status in [('/station.js', 200), ('/station.css', 200), ('/chart.js', 200), ('/texts.json', 200), ('/texts/en.json', 200),
+    for path, status in [('/station.js', 200), ('/station.css', 200), ('/pictures.js', 200), ('/texts.json', 200), ('/texts/en.json', 200),
                          ('/nosuch', 404), ('/../etc/passwd', 404), ('/station.json', 404), ('/stationxjs', 404)]:
         expect(path, station.ask('GET', path)[0], status)
     own = f'{station.host}:{station.port}'
@@ -121,7 +121,8 @@ def check_doors(station):
             (order, {'X_Page_Token': ''}, (403, 'stale-page')), (order, {'X_Page_Token': '0' * 32}, (403, 'stale-page')),
             (order, {'Content_Type': 'text/plain'}, (415, 'not-allowed')), ('{"text": ', {}, (400, 'not-json')), ('[1]', {}, (400, 'not-json')),
             ('[' * 60000, {}, (400, 'not-json')), (b'\xff\xfe', {}, (400, 'not-json')), ('', {}, (400, 'not-json')),
-            ({'text': ['A1']}, {}, (422, 'empty')), ({}, {}, (422, 'empty')), ({'text': 'x' * 70000}, {}, (413, ''))]:
+            ({'text': ['A1']}, {}, (422, 'empty')), ({}, {}, (422, 'empty')),
+            (order, {'Content_Encoding': 'gzip'}, (411, 'not-allowed')), (order, {'Transfer_Encoding': 'chunked'}, (411, 'not-allowed')), ({'text': 'x' * 70000}, {}, (413, ''))]:
         expect(f'{str(body)[:20]} {headers}', station.post('/scan', body, **headers), wanted)
     for method in ['PUT', 'DELETE', 'PATCH']:
         expect(method, station.ask(method, '/scan')[0], 403)

@@ -79,7 +79,7 @@ TEST(StationGuard, TakesOrdersFromItsPageAlone) {
   EXPECT_EQ(guard.page_token().size(), 32u);
   EXPECT_NE(guard.page_token(), other.page_token());
   Asked asked = get("127.0.0.1:8137", "http://127.0.0.1:8137");
-  asked.posts = true;
+  asked.posts = asked.has_length = true;
   asked.content_type = "application/json; charset=utf-8";
   for (const std::string& token :
        {std::string(), other.page_token(), guard.page_token() + "0", guard.page_token().substr(1)}) {
@@ -93,6 +93,8 @@ TEST(StationGuard, TakesOrdersFromItsPageAlone) {
     asked.content_type = type;
     EXPECT_EQ(guard.refuses(asked, ""), "not-json") << type;
   }
+  asked.is_encoded = true;
+  EXPECT_EQ(guard.refuses(asked, ""), "no-length");
 }
 
 }  // namespace
