@@ -10,16 +10,16 @@ namespace factory::trace {
 namespace {
 
 void take_line(const Json::Value& line, Recorded* out) {
-  out->last_enabling = 0;
   if (line.isMember("event")) {
-    out->last_enabling = line["enabling"].asInt();
-    out->events[out->last_enabling].push_back(event_from(line["event"]));
+    out->events[line["enabling"].asInt()].push_back(event_from(line["event"]));
     return;
   }
   const std::string name = line["ask"].asString();
   const Json::Value& answer = line["answer"];
   check_answer(name, answer);
-  if (name == kEnable) out->last_enabling = answer["enabling"].asInt();
+  const std::int64_t handle = name == kEnable || name == kDisable ? line["of"]["handle"].asInt64() : 0;
+  if (name == kEnable) out->on[answer["enabling"].asInt()] = handle;
+  if (name == kDisable) std::erase_if(out->on, [&](const auto& enabling) { return enabling.second == handle; });
   out->answers[key(line["attempt"].asString(), name, line["of"])].push_back(answer);
 }
 

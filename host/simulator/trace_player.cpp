@@ -78,6 +78,7 @@ class Player : public Trace {
         scratch_(folder + "/root", texts_from(recorded_.head["unwritable"])) {
     if (!recorded_record(folder) && recorded_.cut.empty())
       recorded_.cut = "it has no record: the run was killed, or is under way";
+    if (!recorded_.on.empty() && recorded_.cut.empty()) recorded_.cut = "a sensor is still on at its last line";
     host::open_properties("");
     const Json::Value& properties = recorded_.head["properties"];
     for (const std::string& name : properties.getMemberNames()) host::force_property(name, properties[name].asString());
@@ -117,10 +118,10 @@ class Player : public Trace {
 
   std::vector<SensorEvent> events(int enabling) override { return recorded_.events[enabling]; }
 
-  // After the last line of a recording that was cut off only time-outs could follow.
+  // Once every sensor that was on where a recording was cut off has delivered, only time-outs could follow.
   void delivered(int enabling) override {
-    if (recorded_.cut.empty() || enabling != recorded_.last_enabling) return;
     const std::lock_guard<std::mutex> lock(mutex_);
+    if (recorded_.cut.empty() || recorded_.on.erase(enabling) == 0 || !recorded_.on.empty()) return;
     leave("nothing more was recorded");
   }
 

@@ -75,6 +75,11 @@ cp -r good cut
 rm cut/record.json
 run 4 replay cut
 has err 'cut off: it has no record'
+# Cut between two lines, where a sensor was on: nothing waits for what cannot come.
+cp good/record.json cut/
+sed -n '1,/"enabling":2/p' good/trace.jsonl >cut/trace.jsonl
+run 4 replay cut
+has err 'cut off: a sensor is still on at its last line'
 # A run that was interrupted cannot be the same again, but ends.
 "$sensorcal" run plan2.json --record stopped >out 2>err &
 sleep 1.5
