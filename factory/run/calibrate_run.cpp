@@ -40,6 +40,8 @@ std::vector<Measurement> unsure(const std::vector<Measurement>& residuals) {
   return out;
 }
 
+int batch_of(const Sensor& subject) { return subject.scatters ? kFreshMotion : kFreshOthers; }
+
 Reason prefixed(const char* before, Reason reason) {
   reason.text.insert(0, before);
   return reason;
@@ -96,14 +98,14 @@ bool StepRun::note(HeldValues& held) {
 
 void StepRun::begin_changes(const HeldValues& held) {
   const std::lock_guard<std::mutex> lock(under_way_.mutex);
-  under_way_.held = &held;
+  under_way_.held[&attempt_] = &held;
 }
 
 void StepRun::end_changes(HeldValues& held, bool went_through) {
   const std::lock_guard<std::mutex> lock(under_way_.mutex);
   conclude();
-  if (under_way_.held != nullptr) settle_what_stays(held, went_through);
-  under_way_.held = nullptr;
+  if (under_way_.held.count(&attempt_) != 0) settle_what_stays(held, went_through);
+  under_way_.held.erase(&attempt_);
 }
 
 void StepRun::measure_run(const Calibration& c) {
@@ -171,11 +173,9 @@ void StepRun::fail_unsure(const std::vector<Measurement>& residuals) {
 
 // A movement that spoilt the run and ended among the fresh samples may hide in their mean: what was at rest shows the
 // same once more.
-void StepRun::look_again(const Sensor& subject, std::optional<double> reference_hpa) {
-  const FreshSamples fresh = take_fresh(subject, kFreshMotion);
-  if (session_.interrupted()) return;
+void StepRun::look_again(const Sensor& subject, const FreshSamples& fresh) {
   if (fresh.problem) return attempt_.fail(prefixed("not verified twice: ", *fresh.problem));
-  for (Measurement m : residuals_of(subject, fresh, reference_hpa)) {
+  for (Measurement m : residuals_of(subject, fresh, calibration_->reference_hpa)) {
     m.name += " at a second look";
     judge(&m, 0);
     if (m.outcome == Outcome::failed)
@@ -196,29 +196,29 @@ void StepRun::verify_thresholds() {
   if (!fixture.asks_operator() && !target.empty()) fixture.set_world("target", target);
 }
 
-// Enough samples to be sure, and in the end a second look.
-void StepRun::verify_found(const Calibration& c) {
-  Sensor subject = *subject_of(step_.type);
-  subject.type = c.kind->verified_type;
-  const int batch = subject.scatters ? kFreshMotion : kFreshOthers;
-  FreshSamples fresh = take_fresh(subject, batch);
-  std::vector<Measurement> residuals = residuals_of(subject, fresh, c.reference_hpa);
-  while (!fresh.problem && !session_.interrupted() && !unsure(residuals).empty() && fresh.taken < kBatchesMax * batch) {
-    fresh.append(take_fresh(subject, fresh.taken));
-    residuals = residuals_of(subject, fresh, c.reference_hpa);
-  }
-  if (session_.interrupted()) return;
-  if (fresh.problem) return attempt_.fail(prefixed("not verified: ", *fresh.problem));
-  measure_fresh(subject, fresh, residuals);
-  hear_others(c, subject.type);
-  fail_unsure(residuals);
-  if (subject.scatters && attempt_.reasons.empty()) look_again(subject, c.reference_hpa);
+// Enough samples to be sure, then whatever else has a part in it, and in the end a second look.
+void StepRun::take_found(const Sensor& subject, const FreshSamples& came) {
+  fresh_.append(came);
+  const std::vector<Measurement> residuals = residuals_of(subject, fresh_, calibration_->reference_hpa);
+  if (fresh_.problem) return attempt_.fail(prefixed("not verified: ", *fresh_.problem));
+  if (!unsure(residuals).empty() && fresh_.taken < kBatchesMax * batch_of(subject))
+    return look_at(subject, fresh_.taken, [=, this](const FreshSamples& more) { take_found(subject, more); });
+  measure_fresh(subject, fresh_, residuals);
+  hear_others(*calibration_, subject.type);
+  then([=, this] {
+    fail_unsure(residuals);
+    if (!subject.scatters || !attempt_.reasons.empty()) return;
+    look_at(subject, kFreshMotion, [=, this](const FreshSamples& again) { look_again(subject, again); });
+  });
 }
 
 void StepRun::verify_calibration(const Calibration& c) {
   if (is_self_test(step_.param)) return;
-  const Span span(*this, "verify");
-  if (c.kind != nullptr && !c.golden && c.kind->result != Result::proximity) return verify_found(c);
+  if (c.kind != nullptr && !c.golden && c.kind->result != Result::proximity) {
+    Sensor subject = *subject_of(step_.type);
+    subject.type = c.kind->verified_type;
+    return look_at(subject, batch_of(subject), [=, this](const FreshSamples& came) { take_found(subject, came); });
+  }
   if (c.kind == nullptr) require_stored_offset();
   hear_others(c, 0);
 }
@@ -254,15 +254,22 @@ void StepRun::hear_others(const Calibration& c, int verified) {
   std::vector<int> heard = {verified};
   for (const int type : {sampled, step_.type, sensor_of(step_.type)->used_type}) {
     const bool again = std::count(heard.begin(), heard.end(), type) != 0;
-    if (again || session_.interrupted() || (type != step_.type && session_.sensor(type) == nullptr)) continue;
+    if (again || (type != step_.type && session_.sensor(type) == nullptr)) continue;
     heard.push_back(type);
-    type == sensor_type::proximity ? hear_proximity(c) : hear(events_of(type), c);
+    if (type == sensor_type::proximity) {
+      then([this] { hear_proximity(*calibration_); });
+    } else {
+      const Sensor itself = events_of(type);
+      look_at(itself, itself.scatters ? kFreshOthers : kHeard,
+              [=, this](const FreshSamples& fresh) { hear(itself, fresh, *calibration_); });
+    }
   }
 }
 
 // Nothing is before the sensor, or its thresholds come next. Those of a phone as it was made know nothing of its
 // crosstalk: the state follows from them and from what the run saw, if from anything.
 void StepRun::hear_proximity(const Calibration& c) {
+  const Span span(*this, "verify");
   if (sets_thresholds(step_)) return verify_thresholds();
   if (c.kind == nullptr || c.axes.empty()) return verify_near(std::nullopt);
   SensorCalibrationAPI& api = *session_.cal().cal_api;
@@ -283,9 +290,7 @@ void StepRun::hear_proximity(const Calibration& c) {
 // A few samples, held against what one sample of a sensor at rest may be off. What light a chip shares a scale with
 // shows the same light, and what the hub calibrates one that a scale could make it; what a chip calibrated by itself
 // shows nothing, or the distance.
-void StepRun::hear(const Sensor& itself, const Calibration& c) {
-  const FreshSamples fresh = take_fresh(itself, itself.scatters ? kFreshOthers : kHeard);
-  if (session_.interrupted()) return;
+void StepRun::hear(const Sensor& itself, const FreshSamples& fresh, const Calibration& c) {
   const std::string name = name_of(itself.type);
   if (fresh.problem) return attempt_.fail(prefixed(("not verified: " + name + ": ").c_str(), *fresh.problem));
   require_scatter(itself, fresh.rows);
@@ -352,25 +357,31 @@ void StepRun::run_calibrate() {
     }
     return conclude();
   }
-  HeldValues held = step_.channel ? HeldValues(step_.type, channel_name(step_), 1)
-                                  : HeldValues(step_.type, step_.param, !step_.golden.empty());
+  if (step_.channel) {
+    held_.emplace(step_.type, channel_name(step_), 1);
+  } else {
+    held_.emplace(step_.type, step_.param, !step_.golden.empty());
+  }
   std::optional<double> reference_hpa;
-  bool went_through = false;
-  if (note(held) && choose_reference(&reference_hpa)) {
-    begin_changes(held);
-    Calibration c(step_, reference_hpa, &attempt_);
-    if (write_golden()) {
-      {
-        const Span span(*this, "sample");  // settles, samples, and sends what it found
-        run_library(session_, &c);
-      }
-      nothing_sent_ = c.panel && c.panel->refused;
-      went_through = c.result == 0 && !nothing_sent_;
-      if (!c.run.values.empty()) attempt_.window = window_of(session_, c);
-      if (!session_.interrupted()) judge_run(session_, &c);
-      if (attempt_.window && c.kind != nullptr) require_scatter(*c.kind, accepted(*attempt_.window));
-      if (attempt_.reasons.empty() && !session_.interrupted()) verify_calibration(c);
-    }
+  if (!note(*held_) || !choose_reference(&reference_hpa)) return;
+  begin_changes(*held_);
+  Calibration& c = calibration_.emplace(step_, reference_hpa, &attempt_);
+  if (!write_golden()) return;
+  {
+    const Span span(*this, "sample");  // settles, samples, and sends what it found
+    run_library(session_, &c);
+  }
+  nothing_sent_ = c.panel && c.panel->refused;
+  went_through_ = c.result == 0 && !nothing_sent_;
+  if (!c.run.values.empty()) attempt_.window = window_of(session_, c);
+  if (!session_.interrupted()) judge_run(session_, &c);
+  if (attempt_.window && c.kind != nullptr) require_scatter(*c.kind, accepted(*attempt_.window));
+  if (attempt_.reasons.empty() && !session_.interrupted()) verify_calibration(c);
+}
+
+void StepRun::end_calibrate() {
+  if (calibration_) {
+    const Calibration& c = *calibration_;
     if (under_way_.stops(session_)) session_.switch_off();  // a run that was woken leaves its sensor on
     if (c.panel && c.panel->restored < 0) {
       attempt_.fail(
@@ -378,7 +389,7 @@ void StepRun::run_calibrate() {
     }
     measure_run(c);
   }
-  end_changes(held, went_through);
+  end_changes(*held_, went_through_);
 }
 
 }  // namespace factory::plan

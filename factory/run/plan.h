@@ -85,6 +85,12 @@ struct Block {
 // each is of another chip and none must be alone. 1: it stands alone.
 size_t looks_together(const Block& block, size_t first);
 
+// Whether fresh samples of this calibration may come while the step behind it runs: a calibration of another chip,
+// where none of both must be alone.
+bool next_runs_beside(const Block& block, size_t at);
+// The chip of a calibration that may run beside the fresh samples of others; 0: none may go on then.
+int chip_beside(const Step& step);
+
 struct Plan : record::Plan {
   std::vector<std::string> phones;  // products that it is for; empty: any
   std::vector<Block> blocks;

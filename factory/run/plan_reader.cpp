@@ -126,6 +126,20 @@ size_t looks_together(const Block& block, size_t first) {
   return std::max<size_t>(chips.size(), 1);
 }
 
+int chip_beside(const Step& step) {
+  if (step.kind != StepKind::calibrate || step.channel || is_panel_run(step.param)) return 0;
+  const Sensor* sensor = sensor_of(step.type);
+  return sensor == nullptr || sensor->alone != nullptr ? 0 : sensor->used_type;
+}
+
+// Channel scales are alone in this, too: all of them are in one file, which is put back as a whole.
+bool next_runs_beside(const Block& block, size_t at) {
+  if (!block.overlap || at + 1 >= block.steps.size()) return false;
+  const int chip = chip_beside(block.steps[at]);
+  const int next = chip_beside(block.steps[at + 1]);
+  return chip != 0 && next != 0 && chip != next && sensor_of(block.steps[at].type)->result != Result::channel_scale;
+}
+
 int Plan::step_count() const {
   size_t count = 0;
   for (const Block& block : blocks) count += block.steps.size();

@@ -133,47 +133,105 @@ void PlanRun::hold_against_calibrations(const Step& step, Attempt* attempt) {
   }
 }
 
-std::vector<record::HubMessage> PlanRun::take_messages() {
+void PlanRun::take_messages(Attempt* attempt) {
   const std::lock_guard<std::mutex> lock(hub_mutex_);
-  std::vector<record::HubMessage> out;
-  for (const HubMessage& message : std::exchange(messages_, {})) out.push_back(decoded(message));
-  return out;
+  for (const HubMessage& message : std::exchange(messages_, {})) attempt->hub.push_back(decoded(message));
 }
 
-bool PlanRun::run_step(const Step& step, record::Step* result) {
+PlanRun::Running::Running(PlanRun& plan_run, const Step& of, record::Step* whose)
+    : step(of),
+      result(whose),
+      run(plan_run.session_, plan_run.under_way_, of, plan_run.looks_, &attempt,
+          [&plan_run, whose](const std::string& text) { plan_run.observer_.warns(*whose, text); }) {
+  attempt.number = static_cast<int>(whose->attempts.size()) + 1;
+}
+
+// What is asked of the phone from here on is asked for this attempt.
+void PlanRun::enter(const record::Step& step, int attempt) {
+  session_.fixture().attempt_begins(step.index, attempt, step.name);
+}
+
+// Until one passes, or no further one can. With `may_leave` one whose fresh samples are still to come is left to
+// go_on().
+void PlanRun::run_step(const Step& step, record::Step* result, int attempts, bool may_leave) {
   bool voided = false;
-  for (int i = 0; i < step.repeat; ++i) {
-    Attempt attempt;
-    attempt.number = static_cast<int>(result->attempts.size()) + 1;
-    session_.fixture().attempt_begins(result->index, attempt.number, step.name);
-    const bool begun = !looks_.empty() && looks_.front().step == &step;
-    attempt.started = begun ? looks_.front().started : session_.now();
-    {
+  while (attempts-- > 0) {
+    const auto running = [&] {
       const std::lock_guard<std::mutex> lock(mutex_);
-      current_ = result;
-      current_started_ = attempt.started;
+      return running_.emplace(running_.end(), *this, step, result);
+    }();
+    enter(*result, running->attempt.number);
+    const bool begun = !looks_.empty() && looks_.front().step == &step;
+    running->attempt.started = begun ? looks_.front().started : session_.now();
+    observer_.begins(*result, running->attempt.number);
+    running->run.begin();
+    if (may_leave && running->run.looks()) {
+      running->run.leave();
+      take_messages(&running->attempt);
+      running->attempts_left = attempts;
+      return;
     }
-    observer_.begins(*result, attempt.number);
-    take_messages();
-    StepRun(session_, under_way_, step, looks_, &attempt, [&](const std::string& text) {
-      observer_.warns(*result, text);
-    }).run();
-    under_way_.stops(session_);
+    end(running);
     if (begun) looks_.pop_front();
-    hold_against_calibrations(step, &attempt);
-    if (!result->attempts.empty()) compare(result->attempts.back(), &attempt);
-    attempt.hub = take_messages();
-    keep(result, std::move(attempt), step.world);
-    observer_.ended(*result, result->attempts.back());
     // An attempt during which the clock was set is made once more.
     if (!voided && attempt_is_void(result->attempts.back())) {
       voided = true;
-      --i;
+      ++attempts;
       continue;
     }
     if (record::passes(result->outcome) || session_.interrupted() || !worth_another(result->attempts.back())) break;
   }
-  return record::passes(result->outcome);
+  count(step, *result);
+}
+
+void PlanRun::end(std::list<Running>::iterator running) {
+  Attempt& attempt = running->attempt;
+  running->run.end();
+  under_way_.stops(session_);
+  hold_against_calibrations(running->step, &attempt);
+  record::Step* const result = running->result;
+  if (!result->attempts.empty()) compare(result->attempts.back(), &attempt);
+  take_messages(&attempt);
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    keep(result, std::move(attempt), running->step.world);
+    running_.erase(running);
+  }
+  observer_.ended(*result, result->attempts.back());
+}
+
+// Takes the fresh samples that came meanwhile, and ends the calibrations that have all of theirs; with `wait` all of
+// them. One that failed is repeated then, as often as it may be.
+void PlanRun::go_on(bool wait) {
+  constexpr std::chrono::milliseconds kPause{5};
+  if (running_.empty()) return;
+  const record::Step& last = *running_.back().result;
+  const int last_attempt = running_.back().attempt.number;
+  while (!running_.empty()) {
+    const auto over = std::find_if(running_.begin(), running_.end(), [this](Running& running) {
+      enter(*running.result, running.attempt.number);
+      const bool is_over = running.run.go_on();
+      take_messages(&running.attempt);
+      return is_over;
+    });
+    if (over == running_.end()) {
+      if (!wait) break;
+      std::this_thread::sleep_for(kPause);
+      continue;
+    }
+    enter(*over->result, over->attempt.number);
+    const Step& step = over->step;
+    record::Step* const result = over->result;
+    const int left = over->attempts_left;
+    end(over);
+    const bool again = !record::passes(result->outcome) && !session_.interrupted() && left > 0;
+    if (again && worth_another(result->attempts.back())) {
+      run_step(step, result, left, false);
+    } else {
+      count(step, *result);
+    }
+  }
+  enter(last, last_attempt);  // whichever came to its end last
 }
 
 void PlanRun::keep(record::Step* result, Attempt attempt, const Fixture::Settings& world) {
@@ -182,13 +240,11 @@ void PlanRun::keep(record::Step* result, Attempt attempt, const Fixture::Setting
     span.from_s += before;
     span.to_s += before;
   }
-  const std::lock_guard<std::mutex> lock(mutex_);
   result->outcome = attempt.outcome;
   if (record::passes(attempt.outcome)) {
     for (const auto& [key, value] : world) run_.world[key] = value;
   }
   result->attempts.push_back(std::move(attempt));
-  current_ = nullptr;
 }
 
 // Begins the looks of the verifications behind this one that may go on beside its own. Each is asked for as a question
@@ -198,7 +254,7 @@ void PlanRun::begin_looks(const Block& block, size_t first, size_t at) {
   const size_t end = at + looks_together(block, at);
   for (size_t i = at + 1; i < end; ++i) {
     const record::Step& result = run_.steps[first + i];
-    session_.fixture().attempt_begins(result.index, static_cast<int>(result.attempts.size()) + 1, result.name);
+    enter(result, static_cast<int>(result.attempts.size()) + 1);
     const std::optional<SampleRequest> request = request_of(session_, block.steps[i]);
     if (!request) continue;
     Look& look = looks_.emplace_back(session_, block.steps[i], *request);
@@ -210,18 +266,32 @@ void PlanRun::begin_looks(const Block& block, size_t first, size_t at) {
   }
 }
 
+void PlanRun::count(const Step& step, const record::Step& result) {
+  if (record::passes(result.outcome)) return;
+  if (session_.interrupted() || !worth_another(result.attempts.back())) round_ = Round::lost;
+  if (round_ == Round::passed) round_ = Round::failed;
+  if (session_.interrupted() || step.stop_on_failure || stop_on_failure_) stops_ = true;
+}
+
 PlanRun::Round PlanRun::run_round(const Block& block, size_t first) {
-  Round round = Round::passed;
+  round_ = Round::passed;
+  stops_ = false;
   for (size_t i = 0; i < block.steps.size(); ++i) {
-    record::Step& step = run_.steps[first + i];
+    const Step& step = block.steps[i];
+    const bool beside = std::none_of(running_.begin(), running_.end(), [&](const Running& running) {
+      return chip_beside(step) == 0 || chip_beside(running.step) == chip_beside(step);
+    });
+    go_on(!beside);
+    if (stops_) break;
     begin_looks(block, first, i);
-    if (run_step(block.steps[i], &step)) continue;
-    if (session_.interrupted() || !worth_another(step.attempts.back())) round = Round::lost;
-    if (round == Round::passed) round = Round::failed;
-    if (session_.interrupted() || block.steps[i].stop_on_failure || stop_on_failure_) break;
+    // Whoever is last of these is waited for with the others.
+    const bool may_leave = next_runs_beside(block, i) || (i > 0 && next_runs_beside(block, i - 1));
+    run_step(step, &run_.steps[first + i], step.repeat, may_leave);
+    if (stops_) break;
   }
+  go_on(true);
   looks_.clear();
-  return round;
+  return round_;
 }
 
 bool PlanRun::run_block(const Block& block, size_t first) {
@@ -241,7 +311,10 @@ void PlanRun::refuse(Reason missing) {
   missing.hint = "look whether the phone's sensor stack runs: start it or reboot the phone";
   attempt.fail(missing);
   observer_.begins(first, attempt.number);
-  keep(&first, std::move(attempt), {});
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    keep(&first, std::move(attempt), {});
+  }
   observer_.ended(first, first.attempts.back());
 }
 
@@ -308,29 +381,33 @@ record::Run PlanRun::abort(const std::string& why) {
   const bool free = under_way.owns_lock();
   const Outcome verdict = why.empty() ? Outcome::aborted : Outcome::error;
   const std::lock_guard<std::mutex> lock(mutex_);
-  if (current_ != nullptr) {
+  for (auto running = running_.rbegin(); running != running_.rend(); ++running) {
     Attempt attempt;
-    attempt.number = static_cast<int>(current_->attempts.size()) + 1;
-    attempt.started = current_started_;
+    attempt.number = running->attempt.number;
+    attempt.started = running->attempt.started;
     attempt.seconds = std::chrono::duration<double>(session_.now() - attempt.started).count();
     attempt.fail(why.empty() ? Reason{Why::interrupted, "interrupted"} : Reason{Why::call_hangs, why});
     if (!free) {
       attempt.fail(
           {Why::old_values_lost, "whether the old values are back is not known: read them before the phone goes on"});
     }
-    if (free && under_way_.held != nullptr) {
-      attempt.before = under_way_.held->before();
-      attempt.irreversible = under_way_.held->irreversible();
-      under_way_.held->put_back(session_, &attempt);
+    const auto changed = under_way_.held.find(&running->attempt);
+    if (free && changed != under_way_.held.end()) {
+      const HeldValues& held = *changed->second;
+      attempt.before = held.before();
+      attempt.irreversible = held.irreversible();
+      held.put_back(session_, &attempt);
       attempt.notes.emplace_back("what the hub does by itself may still go on and change values once more");
-      if (attempt.reasons.size() == 1) attempt.after = under_way_.held->now(session_);
+      if (attempt.reasons.size() == 1) attempt.after = held.now(session_);
     }
-    attempt.hub = take_messages();
-    RunLog log = session_.log().run();
-    attempt.log = std::move(log.lines);
-    attempt.log_dropped = log.lines_dropped;
-    current_->outcome = attempt.outcome = verdict;
-    current_->attempts.push_back(std::move(attempt));
+    take_messages(&attempt);
+    if (running == running_.rbegin()) {
+      RunLog log = session_.log().run();
+      attempt.log = std::move(log.lines);
+      attempt.log_dropped = log.lines_dropped;
+    }
+    running->result->outcome = attempt.outcome = verdict;
+    running->result->attempts.push_back(std::move(attempt));
   }
   return record(verdict);
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <deque>
+#include <list>
 #include <string>
 #include <vector>
 
@@ -39,9 +40,22 @@ class PlanRun {
   enum class Round { passed, failed, lost };  // lost: another one could not pass
   Round run_round(const Block& block, size_t first);
   void begin_looks(const Block& block, size_t first, size_t at);
-  bool run_step(const Step& step, record::Step* result);
+  void run_step(const Step& step, record::Step* result, int attempts, bool may_leave);
+  void go_on(bool wait);
+  void count(const Step& step, const record::Step& result);
   void hold_against_calibrations(const Step& step, Attempt* attempt);
-  std::vector<record::HubMessage> take_messages();
+  void take_messages(Attempt* attempt);
+  // An attempt under way.
+  struct Running {
+    Running(PlanRun& plan_run, const Step& of, record::Step* whose);
+    const Step& step;
+    record::Step* const result;
+    Attempt attempt;
+    StepRun run;
+    int attempts_left = 0;
+  };
+  void enter(const record::Step& step, int attempt);
+  void end(std::list<Running>::iterator running);
   void keep(record::Step* result, Attempt attempt, const Fixture::Settings& world);
   Outcome verdict() const;
   record::Run record(Outcome verdict);
@@ -52,10 +66,11 @@ class PlanRun {
   Observer& observer_;
   UnderWay under_way_;
   std::deque<Look> looks_;  // of the steps ahead, in their order; those that nobody took go off with them
+  Round round_ = Round::passed;
+  bool stops_ = false;  // a step of this round ends its block
   std::mutex mutex_;
-  record::Run run_;                  // as far as it is; its steps and world are changed with mutex_ held
-  record::Step* current_ = nullptr;  // guarded by mutex_, and so is the following
-  Clock::time_point current_started_;
+  record::Run run_;             // as far as it is; its steps and world are changed with mutex_ held
+  std::list<Running> running_;  // so is this: the calibrations whose fresh samples still come, then the step under way
   std::mutex hub_mutex_;
   std::vector<HubMessage> messages_;  // guarded by hub_mutex_
 };

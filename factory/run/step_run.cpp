@@ -19,29 +19,50 @@ int samples_of(const Step& step) { return step.samples > 0 ? step.samples : kVer
 
 }  // namespace
 
-void StepRun::run() {
+void StepRun::begin() {
   session_.log().start_run();
-  const int lost = session_.lost_messages();
+  lost_ = session_.lost_messages();
   constexpr void (StepRun::*kRuns[])() = {&StepRun::run_fixture, &StepRun::run_calibrate, &StepRun::run_verify,
                                           &StepRun::run_check,   &StepRun::run_probe,     &StepRun::run_write};
   (this->*kRuns[static_cast<size_t>(step_.kind)])();
-  attempt_.seconds = seconds();
+}
+
+// What others log, and lose, meanwhile is theirs.
+void StepRun::leave() {
+  (void)go_on();
+  take_log();
+  left_ = true;
+}
+
+void StepRun::end() {
+  look(true);
+  if (left_) {
+    session_.log().start_run();
+    lost_ = session_.lost_messages();
+  }
+  const double looked_s = left_ && !attempt_.spans.empty() ? attempt_.spans.back().to_s : 0;
+  if (held_) end_calibrate();
+  attempt_.seconds = left_ ? looked_s : seconds();
   if (step_.kind != StepKind::calibrate && step_.kind != StepKind::write) {
     if (step_.limits.seconds) measure({"duration", "", attempt_.seconds, "s", {}, {}, step_.limits.seconds}, "");
     conclude();
   }
-  if (attempt_.outcome == Outcome::failed) look_for_services(lost);
+  if (attempt_.outcome == Outcome::failed) look_for_services();
+  take_log();
+}
+
+void StepRun::take_log() {
   RunLog log = session_.log().run();
-  attempt_.log = std::move(log.lines);
-  attempt_.log_dropped = log.lines_dropped;
+  std::move(log.lines.begin(), log.lines.end(), std::back_inserter(attempt_.log));
+  attempt_.log_dropped += log.lines_dropped;
 }
 
 // What failed while a service was not there may have failed for that, and says nothing of the phone.
-void StepRun::look_for_services(int lost_before) {
+void StepRun::look_for_services() {
   if (!session_.sensor_service_there())
     attempt_.fail({Why::service_gone, "the sensor service is gone", kLookAtServices});
   const bool changes_hub = step_.kind == StepKind::calibrate || step_.kind == StepKind::write;
-  const std::string silent = changes_hub ? HubWatch::problem(session_, lost_before) : "";
+  const std::string silent = changes_hub ? HubWatch::problem(session_, lost_) : "";
   if (!silent.empty()) attempt_.fail({Why::hub_silent, silent, kLookAtServices});
 }
 
@@ -96,14 +117,36 @@ std::optional<SampleRequest> request_of(Session& session, const Step& step) {
   return request_of(session, step, *subject_of(step.type), samples_of(step));
 }
 
-FreshSamples StepRun::take_fresh(const Sensor& subject, int count) {
-  if (const std::optional<SampleRequest> request = request_of(session_, step_, subject, count)) {
-    FreshLook look(session_.cal().sensor_manager, *request);
-    return take(look);
+void StepRun::look_at(const Sensor& subject, int count, std::function<void(const FreshSamples&)> then) {
+  to_look_.push_back({subject, count, std::move(then)});
+}
+
+// Takes one look after the other. False, without `wait`: samples are still to come.
+bool StepRun::look(bool wait) {
+  while (!to_look_.empty() && !session_.interrupted()) {
+    const NextLook& next = to_look_.front();
+    FreshSamples came;
+    FreshLook* looks = own_look() != nullptr ? &own_look()->samples : nullptr;
+    if (next.at && looks == nullptr && !look_) {
+      const std::optional<SampleRequest> request = request_of(session_, step_, *next.at, next.count);
+      if (request) look_.emplace(session_.cal().sensor_manager, *request);
+      if (!request)
+        came.problem = {Why::sensor_absent, "the phone lists no such sensor", "look at `sensorcal sensors`"};
+    }
+    if (look_) looks = &*look_;
+    if (looks != nullptr) {
+      if (!wait && !looks->problem() && looks->go_on()) return false;
+      came = take(*looks);
+      attempt_.spans.push_back({tag(), "verify", seconds_at(looks->began()), seconds_at(looks->ended())});
+      look_.reset();
+    }
+    const auto then = std::move(to_look_.front().then);
+    to_look_.pop_front();
+    if (!session_.interrupted()) then(came);
   }
-  FreshSamples none;
-  none.problem = {Why::sensor_absent, "the phone lists no such sensor", "look at `sensorcal sensors`"};
-  return none;
+  to_look_.clear();
+  look_.reset();
+  return true;
 }
 
 // The other looks end in time, too.
@@ -196,23 +239,24 @@ void StepRun::verify_near(std::optional<bool> near) {
 }
 
 void StepRun::run_verify() {
-  Look* const own = own_look();
-  if (own != nullptr) moment_ = own->samples.began();
-  const Span span(*this, "verify");
-  if (step_.near) return verify_near(step_.near);
+  if (step_.near) {
+    const Span span(*this, "verify");
+    return verify_near(step_.near);
+  }
   const Sensor& subject = *subject_of(step_.type);
-  const FreshSamples fresh = own != nullptr ? take(own->samples) : take_fresh(subject, samples_of(step_));
-  if (own != nullptr) moment_ = own->samples.ended();
+  look_at(subject, samples_of(step_), [&](const FreshSamples& came) { fresh_ = came; });
+  look(true);
+  if (own_look() != nullptr) moment_ = own_look()->samples.ended();
   if (session_.interrupted()) return;
-  if (fresh.problem) return attempt_.fail(*fresh.problem);
+  if (fresh_.problem) return attempt_.fail(*fresh_.problem);
   record::Window& window = attempt_.window.emplace();
   window.unit = subject.unit;
   window.axes.assign(subject.axes, subject.axes + subject.values);
   window.period_ms = step_.period_s ? static_cast<int>(std::lround(*step_.period_s * 1000)) : subject.period_ms;
   int event = step_.settle;
-  for (const std::vector<double>& row : fresh.rows)
+  for (const std::vector<double>& row : fresh_.rows)
     window.samples.push_back({++event, row, record::SampleState::accepted});
-  measure_fresh(subject, fresh, residuals_of(subject, fresh, std::nullopt));
+  measure_fresh(subject, fresh_, residuals_of(subject, fresh_, std::nullopt));
 }
 
 void StepRun::run_check() {

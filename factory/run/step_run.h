@@ -4,6 +4,7 @@
 #include <chrono>
 #include <deque>
 #include <functional>
+#include <map>
 #include <mutex>
 
 #include "phone/held_values.h"
@@ -23,11 +24,11 @@ using record::Outcome;
 using record::Reason;
 using record::Why;
 
-// What a calibration under way would have to put back; the watcher of interruptions looks at it too.
+// What the calibrations under way would have to put back; the watcher of interruptions looks at it too.
 struct UnderWay {
   std::mutex mutex;
-  const HeldValues* held = nullptr;  // guarded by mutex, which is held while values are put back
-  bool end_claimed = false;          // the running thread's
+  std::map<const Attempt*, const HeldValues*> held;  // guarded by mutex, which is held while values are put back
+  bool end_claimed = false;                          // the running thread's
 
   // After Ctrl-C: true where this thread brings the run to its end. Does not come back where the watcher does that.
   bool stops(Session& session);
@@ -55,7 +56,16 @@ class StepRun {
         attempt_(*attempt),
         warn_(std::move(warn)) {}
 
-  void run();
+  // All of it but the fresh samples of a calibration.
+  void begin();
+  // Whether any are to come.
+  bool looks() const { return !to_look_.empty(); }
+  // Goes on with these as far as they came, without waiting for more. True: no more are needed.
+  bool go_on() { return look(false); }
+  // Begins with them, and others go on before its end.
+  void leave();
+  // Waits for what is needed, judges, keeps or puts back. The attempt is whole then.
+  void end();
 
  private:
   void run_fixture();
@@ -72,13 +82,19 @@ class StepRun {
   bool write_golden();
   bool choose_reference(std::optional<double>* reference_hpa);
   void measure_run(const Calibration& calibration);
+  void end_calibrate();
+  bool look(bool wait);
+  void look_at(const Sensor& subject, int count, std::function<void(const FreshSamples&)> then);
+  void then(const std::function<void()>& what) {
+    to_look_.push_back({std::nullopt, 0, [what](const FreshSamples&) { what(); }});
+  }
   void verify_calibration(const Calibration& calibration);
-  void verify_found(const Calibration& calibration);
+  void take_found(const Sensor& subject, const FreshSamples& came);
   void require(Measurement measurement, const std::string& whose, const std::string& hint);
   void require_stored_offset();
   void hear_others(const Calibration& calibration, int verified);
   void hear_proximity(const Calibration& calibration);
-  void hear(const Sensor& itself, const Calibration& calibration);
+  void hear(const Sensor& itself, const FreshSamples& fresh, const Calibration& calibration);
   void verify_near(std::optional<bool> near);
   void verify_thresholds();
   void begin_changes(const HeldValues& held);  // from here on the watcher would put back
@@ -90,14 +106,14 @@ class StepRun {
   std::vector<Measurement> residuals_of(const Sensor& subject, const FreshSamples& fresh,
                                         std::optional<double> reference_hpa);
   std::vector<double> expected_of(const Sensor& subject, std::optional<double> reference_hpa);
-  FreshSamples take_fresh(const Sensor& subject, int count);
   FreshSamples take(FreshLook& look);
   Look* own_look() { return !looks_.empty() && looks_.front().step == &step_ ? &looks_.front() : nullptr; }
-  void look_again(const Sensor& subject, std::optional<double> reference_hpa);
+  void look_again(const Sensor& subject, const FreshSamples& fresh);
   void fail_unsure(const std::vector<Measurement>& residuals);
   void measure(Measurement measurement, const std::string& hint);
   void conclude();
-  void look_for_services(int lost_before);
+  void look_for_services();
+  void take_log();
 
   // Notes what was under way while it lived; from the attempt's start.
   class Span {
@@ -112,9 +128,9 @@ class StepRun {
     const char* const what_;
     const double from_s_;
   };
-  double seconds() const {
-    const auto now = moment_.value_or(std::chrono::steady_clock::now());
-    return std::chrono::duration<double>(session_.at(now) - attempt_.started).count();
+  double seconds() const { return seconds_at(moment_.value_or(std::chrono::steady_clock::now())); }
+  double seconds_at(FreshLook::Time moment) const {
+    return std::chrono::duration<double>(session_.at(moment) - attempt_.started).count();
   }
   std::string tag() const { return step_.type == 0 ? "" : tag_of(step_.type); }
 
@@ -125,7 +141,22 @@ class StepRun {
   Attempt& attempt_;
   const Warn warn_;
   std::optional<FreshLook::Time> moment_;  // that a look of its own has come to: the step itself was begun later
-  bool nothing_sent_ = false;              // to the hub, by a run that is over
+  int lost_ = 0;                           // messages without an answer, at the beginning
+  bool left_ = false;
+
+  // Of a calibration.
+  struct NextLook {
+    std::optional<Sensor> at;  // none: only what comes then
+    int count;
+    std::function<void(const FreshSamples&)> then;
+  };
+  std::optional<HeldValues> held_;
+  std::optional<Calibration> calibration_;
+  std::deque<NextLook> to_look_;   // in turn
+  std::optional<FreshLook> look_;  // of the first of them
+  FreshSamples fresh_;             // that decide
+  bool went_through_ = false;
+  bool nothing_sent_ = false;  // to the hub, by a run that is over
 };
 
 // What a step looks at, by its own period and count; nothing where the phone has no such sensor.

@@ -66,7 +66,8 @@ class HubMessages {
 class Ear : public IEventQueueCallback {
  public:
   Ear(Trace& trace, sp<IEventQueueCallback> callback) : trace_(trace), callback_(std::move(callback)) {}
-  void hear(int enabling) { enabling_ = enabling; }
+  // Gives the enabling that ends with it; 0: none.
+  int hear(int enabling) { return enabling_.exchange(enabling); }
   Return<void> onEvent(const SensorEvent& event) override {
     const int enabling = enabling_;
     if (enabling == 0) return Void();
@@ -185,9 +186,13 @@ class QueueInterceptor : public IEventQueue {
   Return<Result> disableSensor(int32_t sensorHandle) override {
     Json::Value request;
     request["handle"] = sensorHandle;
-    if (sensorHandle == handle_) delivery_ ? delivery_->end() : ear_->hear(0);
-    return result_from(ask_service(trace_, kDisable, request,
-                                   [&](Json::Value& out) { return told(real_->disableSensor(sensorHandle), &out); }));
+    int ended = 0;
+    if (sensorHandle == handle_ && delivery_) delivery_->end();
+    if (sensorHandle == handle_ && !delivery_) ended = ear_->hear(0);
+    return result_from(ask_service(trace_, kDisable, request, [&](Json::Value& out) {
+      out["enabling"] = ended;
+      return told(real_->disableSensor(sensorHandle), &out);
+    }));
   }
 
  private:

@@ -17,9 +17,10 @@ void take_line(const Json::Value& line, Recorded* out) {
   const std::string name = line["ask"].asString();
   const Json::Value& answer = line["answer"];
   check_answer(name, answer);
-  const std::int64_t handle = name == kEnable || name == kDisable ? line["of"]["handle"].asInt64() : 0;
-  if (name == kEnable) out->on[answer["enabling"].asInt()] = handle;
-  if (name == kDisable) std::erase_if(out->on, [&](const auto& enabling) { return enabling.second == handle; });
+  // The line of one that ends at once may come ahead of that of its beginning.
+  const bool begins = name == kEnable && answer["result"] == 0;
+  const int enabling = begins || name == kDisable ? answer["enabling"].asInt() : 0;
+  if (enabling != 0 && (out->on[enabling] += begins ? 1 : -1) == 0) out->on.erase(enabling);
   out->answers[key(line["attempt"].asString(), name, line["of"])].push_back(answer);
 }
 

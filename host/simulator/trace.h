@@ -61,7 +61,7 @@ struct Recorded {
   Json::Value head;                                        // the first line
   std::map<std::string, std::deque<Json::Value>> answers;  // by their key, in order
   std::map<int, std::vector<SensorEvent>> events;          // by the enabling's number
-  std::map<int, std::int64_t> on;                          // enablings that no disabling followed, and their handles
+  std::map<int, int> on;                                   // enablings that no line ends, and a 1
   std::string cut;                                         // why the last line is not one; empty when it is
 };
 

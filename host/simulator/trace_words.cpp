@@ -186,7 +186,6 @@ Fixture::Settings settings_from(const Json::Value& json) {
 
 void check_answer(const std::string& name, const Json::Value& answer) {
   using J = const Json::Value&;
-  const auto nothing = [](J) {};
   const auto truth_value = [](J a) { (void)a.asBool(); };
   const auto text = [](J a) { (void)a.asString(); };
   const auto texts = [](J a) { (void)texts_from(a); };
@@ -206,7 +205,7 @@ void check_answer(const std::string& name, const Json::Value& answer) {
       {"default-sensor", "sensor", [](J a) { (void)sensor_from(a); }},
       {"event-queue", "there", truth_value},
       {kEnable, "enabling", [](J a) { (void)a.asInt(); }},
-      {kDisable, "", nothing},
+      {kDisable, "enabling", [](J a) { (void)a.asInt(); }},
       {"hub", "told", [](J a) { (void)hub_messages_from(a); }},
       {"hub", "reply", reply},
       {"files", "", [](J a) { DeviceFiles::check(a); }},

@@ -77,7 +77,7 @@ run 4 replay cut
 has err 'cut off: it has no record'
 # Cut between two lines, where a sensor was on: nothing waits for what cannot come.
 cp good/record.json cut/
-sed -n '1,/"enabling":2/p' good/trace.jsonl >cut/trace.jsonl
+sed -n '1,/"event":/p' good/trace.jsonl >cut/trace.jsonl
 run 4 replay cut
 has err 'cut off: a sensor is still on at its last line'
 # A run that was interrupted cannot be the same again, but ends.
@@ -97,9 +97,9 @@ for signal in INT TERM; do
   code=0; wait $! || code=$?
   [ $code = 130 ] || fail "exit code $code after $signal"
 done
-sed -i 's,recording/3,recording/1,' good/run.json
+sed -i 's,recording/4,recording/1,' good/run.json
 run 2 replay good
-has err 'recording/1"; this program replays "sensorcal.recording/3"' 'record the run again'
+has err 'recording/1"; this program replays "sensorcal.recording/4"' 'record the run again'
 run 2 replay .
 has err 'not a recording'
 [ -z "$(ls "$TMPDIR")" ] || fail "left behind: $(ls "$TMPDIR")"

@@ -19,12 +19,12 @@ constexpr int kFreshOthers = 13;
 constexpr double kMilli = 1e-3;
 
 // In the sensor's own time.
-double expected_seconds(const plan::Step& step) {
+double expected_seconds(const plan::Step& step, bool looks_beside) {
   if (step.kind == plan::StepKind::calibrate) {
     if (is_panel_run(step.param)) return kPanelSeconds;
     const Sensor* kind = find_kind(step.type, step.param);
     if (kind == nullptr) return kCommandSeconds;
-    const int fresh = kind->result == Result::offset ? kFreshMotion : kFreshOthers;
+    const int fresh = looks_beside ? 0 : kind->result == Result::offset ? kFreshMotion : kFreshOthers;
     return (kind->events + fresh) * kind->period_ms * kMilli;
   }
   if (step.kind != plan::StepKind::verify || step.near) return kCommandSeconds;
@@ -63,10 +63,11 @@ Teller::Teller(const plan::Plan& plan, Session& session, bool values)
   const double pace = pace_of(session.options());
   for (const plan::Block& block : plan.blocks) {
     for (size_t i = 0; i < block.steps.size();) {
-      // Of looks beside each other a later one takes what it takes longer than those before it.
+      // Of looks beside each other a later one takes what it takes longer than those before it; of a calibration that
+      // the next one runs beside, its run counts.
       double longest = 0;
       for (const size_t end = i + looks_together(block, i); i < end; ++i) {
-        const double seconds = expected_seconds(block.steps[i]) / pace;
+        const double seconds = expected_seconds(block.steps[i], next_runs_beside(block, i)) / pace;
         seconds_.push_back(std::max(0.0, seconds - longest));
         steps_.push_back(&block.steps[i]);
         longest = std::max(longest, seconds);
@@ -109,7 +110,9 @@ void Teller::warns(const record::Step& step, const std::string& text) {
 }
 
 void Teller::ended(const record::Step& step, const record::Attempt& attempt) {
-  pause();
+  const std::lock_guard<std::mutex> lock(mutex_);
+  if (index_ == step.index) index_ = 0;  // not where another one goes on
+  line_.clear();
   if (!text_) return;
   std::cout << record::attempt_text(step.index, static_cast<int>(seconds_.size()), step.name, attempt)
             << (values_ ? record::values_text(attempt) : "") << std::flush;

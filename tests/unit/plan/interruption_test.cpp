@@ -65,6 +65,25 @@ TEST(Interruption, EndsAtOnceAndLeavesTheOldValues) {
   }
 }
 
+// A calibration whose fresh samples come while the next one runs is not known to be good yet.
+TEST(Interruption, PutsBackWhatIsNotVerifiedYet) {
+  Station station;
+  ASSERT_EQ(station.run(R"({"calibrate": "Acc"}, {"calibrate": "Gyr"})").verdict, Outcome::passed);
+  const std::vector<float> acc = station.offset(sensor_type::accelerometer);
+  const std::vector<float> gyr = station.offset(sensor_type::gyroscope);
+  station.options.speed = "1";
+  Interrupter interrupter(2, milliseconds(300));
+  const Station::Ran ran =
+      station.run(R"({"group": "g", "steps": [{"calibrate": "Acc"}, {"calibrate": "Gyr"}]})", &interrupter);
+  EXPECT_LT(interrupter.since(), milliseconds(400));
+  EXPECT_EQ(ran.verdict, Outcome::aborted);
+  for (const size_t step : {0, 1}) EXPECT_EQ(ran.attempt(step).outcome, Outcome::aborted);
+  EXPECT_TRUE(ran.attempt(0).put_back);
+  EXPECT_FALSE(ran.attempt(0).kept);
+  EXPECT_EQ(station.offset(sensor_type::accelerometer), acc);
+  EXPECT_EQ(station.offset(sensor_type::gyroscope), gyr);
+}
+
 // Looks beside the one that is waited for go with it.
 TEST(Interruption, LeavesNoSensorOn) {
   recording_test::RecordedRun run;
@@ -92,22 +111,26 @@ TEST(InterruptionDeathTest, WhatCannotBeWokenIsLeftWithARecord) {
       {
         Station station("hub-colour");
         station.options.fault = {"hub-word:40,0,-1"};
+        station.options.speed = "1";
         std::vector<std::string> problems;
         const auto plan = factory::plan::parse_plan("p", R"({"format": "sensorcal.plan/1", "name": "n", "steps": [
-            {"calibrate": "CCT_F_strm", "golden": [800, 1200, 600, 2000, 400, 300, 200]}]})",
+            {"group": "g", "steps": [{"calibrate": "Acc"},
+            {"calibrate": "CCT_F_strm", "golden": [800, 1200, 600, 2000, 400, 300, 200]}]}]})",
                                                     &problems);
         Session session(station.options);
-        Interrupter interrupter(1, milliseconds(200));
+        Interrupter interrupter(2, milliseconds(200));
         PlanRun run(session, plan, {}, interrupter);
         session.set_last_will([&](const std::string& why) {
           const Json::Value record = to_json(run.abort(why));
-          fprintf(stderr, "record: %s, step %s\n", record["verdict"].asCString(),
-                  record["steps"][0]["verdict"].asCString());
+          const Json::Value& attempt = record["steps"][0]["attempts"][0];
+          fprintf(stderr, "record: %s, steps %s, put back %d, and %s\n", record["verdict"].asCString(),
+                  record["steps"][0]["verdict"].asCString(), attempt["put_back"].asBool(),
+                  record["steps"][1]["verdict"].asCString());
         });
         run.run();
         _exit(0);
       },
-      ::testing::ExitedWithCode(factory::kInterrupted), "record: aborted, step aborted");
+      ::testing::ExitedWithCode(factory::kInterrupted), "record: aborted, steps aborted, put back 1, and aborted");
 }
 
 }  // namespace

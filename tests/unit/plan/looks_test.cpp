@@ -90,33 +90,139 @@ TEST(Looks, FindWhatTheyFindOneByOne) {
   }
 }
 
+constexpr char kCalibrations[] =
+    R"({"calibrate": "Acc", "on_failure": "go on"}, {"calibrate": "Acc2", "on_failure": "go on"},
+       {"calibrate": "Gyr", "on_failure": "go on"}, {"calibrate": "Lux", "on_failure": "go on"})";
+
+double span_of(const record::Step& step, const char* what, bool end) {
+  double out = 0;
+  for (const record::Span& span : step.attempts.back().spans) {
+    if (span.what == what) out = end ? span.to_s : span.from_s;
+  }
+  return out;
+}
+
+TEST(Looks, OfACalibrationComeBesideTheNextOne) {
+  RecordedRun together, alone;
+  together.options.speed = alone.options.speed = "20";
+  const record::Run a = together.record(group(kCalibrations));
+  const record::Run b = alone.record(group(kCalibrations, R"(, "overlap": false)"));
+  EXPECT_EQ(a.outcome, record::Outcome::passed);
+  ASSERT_EQ(b.outcome, a.outcome);
+  EXPECT_LT(a.seconds, 0.75 * b.seconds);
+  EXPECT_EQ(together.on(), 0);
+  for (size_t i = 0; i < a.steps.size(); ++i) {
+    const record::Attempt& one = a.steps[i].attempts.at(0);
+    const record::Attempt& other = b.steps[i].attempts.at(0);
+    EXPECT_TRUE(one.kept);
+    EXPECT_THAT(one.log, ::testing::Not(IsEmpty()));
+    ASSERT_EQ(one.measurements.size(), other.measurements.size());
+    for (size_t m = 0; m < one.measurements.size(); ++m) {
+      EXPECT_EQ(one.measurements[m].name, other.measurements[m].name);
+      if (!one.measurements[m].standard_error) continue;
+      EXPECT_NEAR(one.measurements[m].value, other.measurements[m].value,
+                  6 * *one.measurements[m].standard_error + 1e-9)
+          << a.steps[i].name << " " << one.measurements[m].name << " " << one.measurements[m].axis;
+    }
+    if (i == 0) continue;
+    EXPECT_LT(span_of(a.steps[i], "sample", false), span_of(a.steps[i - 1], "verify", true));
+    EXPECT_GE(span_of(b.steps[i], "sample", false), span_of(b.steps[i - 1], "verify", true));
+    // What the library says and sends is its own step's.
+    EXPECT_EQ(one.hub.size(), other.hub.size()) << a.steps[i].name;
+  }
+  EXPECT_THAT(factory::differences(a, together.replay()), IsEmpty());
+}
+
+TEST(Looks, OfACalibrationAreAloneWhereTheyMustBe) {
+  const struct {
+    const char* steps;
+    bool beside;
+  } kRows[] = {
+      {R"({"calibrate": "Acc"}, {"calibrate": "Gyr"})", true},
+      {R"({"calibrate": "Acc"}, {"calibrate": "Acc"})", false},
+      {R"({"calibrate": "Acc"}, {"verify": "Gyr", "limits": {"noise": "1 rad/s"}})", false},
+      {R"({"calibrate": "Acc"}, {"fixture": {"up": "flat"}})", false},
+      {R"({"calibrate": "Acc"}, {"calibrate": "Prx"})", false},
+      {R"({"calibrate": "Lux"}, {"calibrate": "Lux", "param": 12})", false},
+      {R"({"calibrate": "Lux"}, {"calibrate": "Lux_F"})", true},
+      {R"({"calibrate": "Acc"}, {"calibrate": "Lux", "param": 13})", false},
+      {R"({"calibrate": "Acc"}, {"calibrate": "Lux_B", "channel": 0, "target": "1000 counts"})", false},
+      // Their scales are in one file.
+      {R"({"calibrate": "CCT_F_strm"}, {"calibrate": "CCT_B_strm"})", false},
+      {R"({"calibrate": "Lux"}, {"calibrate": "CCT_F_strm"})", true},
+      {R"({"calibrate": "Acc"})", false},
+  };
+  for (const auto& row : kRows) {
+    std::vector<std::string> problems;
+    const auto plan = factory::plan::parse_plan(
+        "p", R"({"format": "sensorcal.plan/1", "name": "n", "steps": [)" + group(row.steps) + "]}", &problems);
+    EXPECT_THAT(problems, IsEmpty());
+    EXPECT_EQ(next_runs_beside(plan.blocks.at(0), 0), row.beside) << row.steps;
+  }
+}
+
+// A movement that ends in the fresh samples is seen while the next sensor is calibrated: the old value comes back, and
+// the calibration is repeated where it may be. Without that the block ends where it is to.
+TEST(Looks, ThatFailLaterPutBackThen) {
+  const std::string gyr = R"({"calibrate": "Gyr"}, {"probe": "tof", "expect": true})";
+  for (const bool again : {true, false}) {
+    Station station;
+    station.options.speed = "20";
+    ASSERT_EQ(station.run(R"({"calibrate": "Acc"})").verdict, Outcome::passed);
+    const std::vector<float> before = station.offset(sensor_type::accelerometer);
+    constexpr int kRun = 53;
+    station.movements = {{"up", "tilted:5", kRun + 5, 60}};
+    const Station::Ran ran =
+        station.run(group(std::string(R"({"calibrate": "Acc")") + (again ? R"(, "repeat": 2)" : "") + "}," + gyr));
+    EXPECT_EQ(ran.attempt(0).outcome, Outcome::failed);
+    EXPECT_EQ(ran.attempt(0).reasons.at(0).code, "value.outside");
+    EXPECT_TRUE(ran.attempt(0).put_back);
+    EXPECT_EQ(ran.attempt(1).outcome, Outcome::passed);
+    EXPECT_TRUE(ran.attempt(1).kept);
+    EXPECT_EQ(ran.steps[0].attempts.size(), again ? 2U : 1U);
+    EXPECT_EQ(ran.steps[2].outcome, again ? Outcome::passed : Outcome::skipped);
+    EXPECT_EQ(ran.verdict, again ? Outcome::passed : Outcome::failed);
+    if (!again) {
+      EXPECT_EQ(station.offset(sensor_type::accelerometer), before);
+    }
+  }
+}
+
 struct FaultRow {
   const char* name;
   const char* fault;
   const char* code;
-  bool replays = true;  // again, which may take its time again
+  bool quick = true;  // no time-out is waited for, once more in the replay
 };
 
 class FaultBeside : public ::testing::TestWithParam<FaultRow> {};
 
 TEST_P(FaultBeside, TouchesItsOwnStepAlone) {
-  RecordedRun run;
-  run.options.fault = {GetParam().fault};
-  const record::Run ran = run.record(group(kLooks));
-  for (const record::Step& step : ran.steps) {
-    EXPECT_EQ(record::passes(step.outcome), step.tag != "Acc2") << step.name;
+  for (const char* steps : {kLooks, kCalibrations}) {
+    if (steps == kCalibrations && !GetParam().quick) continue;
+    RecordedRun run;
+    run.options.fault = {GetParam().fault};
+    const record::Run ran = run.record(group(steps));
+    for (const record::Step& step : ran.steps) {
+      EXPECT_EQ(record::passes(step.outcome), step.tag != "Acc2") << step.name;
+      if (step.kind == "calibrate") {
+        EXPECT_EQ(step.attempts.at(0).kept, step.tag != "Acc2");
+      }
+    }
+    if (steps == kLooks) {
+      EXPECT_EQ(ran.steps[1].attempts[0].reasons.at(0).code, GetParam().code);
+    }
+    EXPECT_EQ(run.on(), 0);
+    if (!GetParam().quick) continue;
+    EXPECT_THAT(factory::differences(ran, run.replay()), IsEmpty());
   }
-  EXPECT_EQ(ran.steps[1].attempts[0].reasons.at(0).code, GetParam().code);
-  EXPECT_EQ(run.on(), 0);
-  if (!GetParam().replays) return;
-  EXPECT_THAT(factory::differences(ran, run.replay()), IsEmpty());
 }
 
 INSTANTIATE_TEST_SUITE_P(Sensor, FaultBeside,
                          ::testing::Values(FaultRow{"silent", "silent:Acc2", "sensor.silent", false},
                                            FaultRow{"nan", "nan:Acc2", "value.outside"},
                                            FaultRow{"motion", "motion:Acc2,1", "value.outside"},
-                                           FaultRow{"stuck", "stuck:Acc2", "sensor.stuck"},
+                                           FaultRow{"stuck", "stuck:Acc2", "sensor.stuck", false},
                                            FaultRow{"wrong_handle", "wrong-handle:Acc2", "sensor.silent", false},
                                            FaultRow{"enable_refused", "enable-refused:Acc2,3", "sensor.refused"}),
                          [](const auto& test) { return test.param.name; });
