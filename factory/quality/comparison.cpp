@@ -28,12 +28,10 @@ void require_free(bool taken, const std::string& side) {
 
 // The filter of one side.
 Filter narrowed(Filter filter, const std::string& side) {
-  if (const size_t dots = side.find(".."); dots != std::string::npos) {
+  if (side.find("..") != std::string::npos) {
     require_free(filter.since_ms || filter.until_ms, side);
-    filter.since_ms = parse_time_ms("--compare", side.substr(0, dots));
-    filter.until_ms = parse_time_ms("--compare", side.substr(dots + 2));
-    if (*filter.since_ms < *filter.until_ms) return filter;
-    throw AppError(kUsage, "--compare " + side + ": its end is not after its beginning");
+    std::tie(filter.since_ms, filter.until_ms) = parse_period("--compare", side);
+    return filter;
   }
   std::string keys;
   for (const auto& [key, text] : kKeys) {

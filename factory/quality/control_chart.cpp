@@ -2,43 +2,78 @@
 
 #include <algorithm>
 #include <boost/math/distributions/students_t.hpp>
+#include <span>
 
 namespace factory::store {
 namespace {
 
-// By their numbers, from 1.
-struct Rule {
-  int wanted, of;  // points beyond `beyond` standard deviations, all on one side
-  double beyond;
-  const char* words;
-};
-constexpr Rule kRules[] = {
-    {1, 1, 3, "one day beyond three sigma"},
-    {2, 3, 2, "two of three days beyond two sigma on one side"},
-    {4, 5, 1, "four of five days beyond one sigma on one side"},
-    {8, 8, 0, "eight days on one side of the centre line"},
-};
-constexpr int kEwmaRule = std::size(kRules) + 1;
-
 constexpr double kWeight = 0.2;
 constexpr double kLooks = 100;  // points that share a chart's false alarms; neighbours are alike, so that it has fewer
 
-// The point at the end of the pattern must belong to it: a day back in order does not sound the alarm again.
-bool completes(const std::vector<ChartPoint>& points, size_t last, const Rule& rule, double side) {
-  const auto beyond = [&](size_t i) { return points[i].distance * side > rule.beyond; };
-  if (!beyond(last)) return false;
-  const size_t first = last + 1 >= static_cast<size_t>(rule.of) ? last + 1 - static_cast<size_t>(rule.of) : 0;
-  int count = 0;
-  for (size_t i = first; i <= last; ++i) count += beyond(i) ? 1 : 0;
-  return count >= rule.wanted;
+// The points of a pattern; empty where the chart has not so many yet.
+using Points = std::span<const ChartPoint>;
+
+// So many of them beyond so many standard deviations, all on one side. The last point must belong to it: one back in
+// order does not sound the alarm again.
+template <int wanted, int beyond>
+bool on_one_side(Points points) {
+  for (const double side : {1.0, -1.0}) {
+    const auto is_beyond = [&](const ChartPoint& point) { return point.distance * side > beyond; };
+    if (is_beyond(points.back()) && std::count_if(points.begin(), points.end(), is_beyond) >= wanted) return true;
+  }
+  return false;
 }
 
-int rule_at(const std::vector<ChartPoint>& points, size_t last) {
-  const auto completed = [&](const Rule& rule) {
-    return completes(points, last, rule, 1) || completes(points, last, rule, -1);
-  };
-  const auto* found = std::find_if(std::begin(kRules), std::end(kRules), completed);
-  return found == std::end(kRules) ? 0 : static_cast<int>(found - kRules) + 1;
+// Every step up, or down, as the first one; or turning every time.
+bool goes(Points points, bool turning) {
+  for (size_t i = 1; i < points.size(); ++i) {
+    const double side = (points[1].shown - points[0].shown) * (turning && i % 2 == 0 ? -1 : 1);
+    if ((points[i].shown - points[i - 1].shown) * side <= 0) return false;
+  }
+  return true;
+}
+bool trends(Points points) { return goes(points, false); }
+bool alternates(Points points) { return goes(points, true); }
+
+bool all_within_one(Points points) {
+  return std::all_of(points.begin(), points.end(), [](const ChartPoint& p) { return std::abs(p.distance) < 1; });
+}
+bool all_beyond_one(Points points) {
+  return std::all_of(points.begin(), points.end(), [](const ChartPoint& p) { return std::abs(p.distance) > 1; });
+}
+
+struct Rule {
+  Rules rules;
+  int number;
+  size_t of;  // points
+  bool (*met)(Points points);
+  const char* words;
+};
+constexpr Rule kRules[] = {
+    {Rules::western_electric, 1, 1, on_one_side<1, 3>, "one point beyond three sigma"},
+    {Rules::western_electric, 2, 3, on_one_side<2, 2>, "two of three points beyond two sigma on one side"},
+    {Rules::western_electric, 3, 5, on_one_side<4, 1>, "four of five points beyond one sigma on one side"},
+    {Rules::western_electric, 4, 8, on_one_side<8, 0>, "eight points on one side of the centre line"},
+    {Rules::ewma, 5, 1, nullptr, "the moving average beyond its limit"},
+    {Rules::nelson, 11, 1, on_one_side<1, 3>, "one point beyond three sigma"},
+    {Rules::nelson, 12, 9, on_one_side<9, 0>, "nine points on one side of the centre line"},
+    {Rules::nelson, 13, 6, trends, "six points in a row rise, or fall"},
+    {Rules::nelson, 14, 14, alternates, "fourteen points in a row alternate"},
+    {Rules::nelson, 15, 3, on_one_side<2, 2>, "two of three points beyond two sigma on one side"},
+    {Rules::nelson, 16, 5, on_one_side<4, 1>, "four of five points beyond one sigma on one side"},
+    {Rules::nelson, 17, 15, all_within_one, "fifteen points in a row within one sigma"},
+    {Rules::nelson, 18, 8, all_beyond_one, "eight points in a row beyond one sigma, on whatever side"},
+};
+constexpr int kEwmaRule = 5;
+
+// The one that the last point meets. A pattern of several of so many may stand before there are so many.
+int rule_met(Rules rules, Points points) {
+  for (const Rule& rule : kRules) {
+    const bool some_do = rules == Rules::western_electric || rule.number == 15 || rule.number == 16;
+    if (rule.rules != rules || (points.size() < rule.of && !some_do)) continue;
+    if (rule.met(points.last(std::min(rule.of, points.size())))) return rule.number;
+  }
+  return 0;
 }
 
 void add_means(const Days& days, ControlChart* chart) {
@@ -46,14 +81,15 @@ void add_means(const Days& days, ControlChart* chart) {
   for (const auto& [day, values] : days) {
     const double unit = chart->within.sigma / std::sqrt(static_cast<double>(values.count));
     chart->points.push_back({day, values, values.mean, unit, unit > 0 ? (values.mean - chart->centre) / unit : 0, 0});
-    chart->points.back().rule = rule_at(chart->points, chart->points.size() - 1);
+    chart->points.back().rule = chart->within.sigma > 0 ? rule_met(chart->rules, chart->points) : 0;
   }
 }
 
 // z minus the centre is a weighted sum of means: `own` is the part of its variance that z has by itself, the rest is
 // the centre's own error, of which z has a share as long as it remembers the baseline. All in units of one value's
 // variance.
-void add_moving_averages(const Days& days, double values_in_baseline, ControlChart* chart) {
+void add_moving_averages(const Days& days, const Days& baseline, ControlChart* chart) {
+  const auto values_in_baseline = static_cast<double>(total(baseline).count);
   double average = chart->centre;
   double own = 0;
   double remembered = 0;  // sum of the weights of the baseline's means
@@ -62,7 +98,7 @@ void add_moving_averages(const Days& days, double values_in_baseline, ControlCha
   for (const auto& [day, values] : days) {
     average += kWeight * (values.mean - average);
     own = kWeight * kWeight / static_cast<double>(values.count) + (1 - kWeight) * (1 - kWeight) * own;
-    const bool in_baseline = chart->points.size() < chart->baseline;
+    const bool in_baseline = baseline.contains(day);
     memory = kWeight + (1 - kWeight) * memory;
     remembered = (in_baseline ? kWeight : 0) + (1 - kWeight) * remembered;
     const double of_centre = (memory * memory - 2 * memory * remembered) / values_in_baseline;
@@ -86,19 +122,22 @@ bool ControlChart::in_control() const {
 }
 
 const char* rule_in_words(int rule) {
-  return rule == 0 ? "" : rule == kEwmaRule ? "the moving average beyond its limit" : kRules[rule - 1].words;
+  const auto* const found =
+      std::find_if(std::begin(kRules), std::end(kRules), [&](const Rule& known) { return known.number == rule; });
+  return found == std::end(kRules) ? "" : found->words;
 }
 
-ControlChart control_chart(const Days& days, Rules rules) {
+ControlChart control_chart(const Days& days, Rules rules, const Days& baseline) {
   ControlChart chart;
   chart.rules = rules;
-  chart.baseline = rules == Rules::ewma ? std::min(kBaseline, days.size()) : days.size();
-  const Days first(days.begin(), std::next(days.begin(), static_cast<long>(chart.baseline)));
-  const Moments all = total(first);
-  chart.centre = all.mean;
-  chart.within = scatter_within(first);
+  chart.frozen = !baseline.empty();
+  const size_t first = rules == Rules::ewma ? std::min(kBaseline, days.size()) : days.size();
+  const Days usual = chart.frozen ? baseline : Days(days.begin(), std::next(days.begin(), static_cast<long>(first)));
+  chart.baseline = usual.size();
+  chart.centre = total(usual).mean;
+  chart.within = scatter_within(usual);
   if (rules == Rules::ewma) {
-    add_moving_averages(days, static_cast<double>(all.count), &chart);
+    add_moving_averages(days, usual, &chart);
   } else {
     add_means(days, &chart);
   }

@@ -34,7 +34,8 @@ struct Moments {
   }
 };
 
-using Days = std::map<int, Moments>;  // by the day since 1970: the subgroups of what is measured
+using Days =
+    std::map<int, Moments>;  // the subgroups of what is measured, by the day since 1970 or as subgroups.h has it
 
 inline Moments total(const Days& days) {
   Moments all;

@@ -17,11 +17,11 @@ constexpr const char* kReference = "CAST(:reference AS DOUBLE PRECISION)";
 
 struct Series {
   size_t characteristic = 0;
-  std::string station;
+  std::string station, lot;
   double reference = 0;
 };
 
-// The values of one series on one day.
+// The values of one series on one day, or in one quarter of an hour.
 struct Cell {
   int series = 0;
   int day = 0;
@@ -59,9 +59,13 @@ class Answer {
       : database_(*database),
         filter_(filter),
         choices_(choices),
+        subgroups_(choices.subgroups),
+        day_(subgroups_.takes_quarters() ? "(r.started_ms / " + std::to_string(Subgroups::kQuarterMs) + ")" : "m.day"),
+        run_(subgroups_.takes_quarters() ? " JOIN run r ON r.day = m.day AND r.no = m.run" : ""),
         these_(which_attempts(filter, choices.attempts) + on_measurements(filter)) {}
 
   std::vector<Characteristic> get() {
+    if (subgroups_.by() == SubgroupBy::lot) subgroups_.read_lots(&database_);
     read_series();
     cells_ = read_cells("", [](Query&) {});
     std::vector<std::vector<Cell*>> cells(out_.size());
@@ -82,6 +86,8 @@ class Answer {
                      [](const Characteristic& a, const Characteristic& b) { return a.plan < b.plan; });
     return std::move(out_);
   }
+  // As the answer has them.
+  const Subgroups& subgroups() const { return subgroups_; }
 
  private:
   using Give = std::function<void(Query&)>;
@@ -93,13 +99,13 @@ class Answer {
     std::map<Identity, size_t> known;
     Filter any_time = filter_;
     any_time.since_ms = any_time.until_ms = std::nullopt;
-    Query query(
-        &database_,
-        "SELECT s.id, s.reference, p.station, p.plan, t.name, s.name, s.axis, s.unit, s.low, s.high FROM series s "
-        "JOIN setup p ON p.id = s.setup JOIN plan_step t ON t.id = s.plan_step WHERE 1 = 1" +
-            on_measurements(any_time) + " ORDER BY s.id");
-    query.with(filter_).into(&id, &series.reference, &series.station, &c.plan, &c.step, &c.name, &c.axis, &c.unit,
-                             &c.low, &c.high);
+    Query query(&database_,
+                "SELECT s.id, s.reference, p.station, p.lot, p.plan, t.name, s.name, s.axis, s.unit, s.low, s.high "
+                "FROM series s "
+                "JOIN setup p ON p.id = s.setup JOIN plan_step t ON t.id = s.plan_step WHERE 1 = 1" +
+                    on_measurements(any_time) + " ORDER BY s.id");
+    query.with(filter_).into(&id, &series.reference, &series.station, &series.lot, &c.plan, &c.step, &c.name, &c.axis,
+                             &c.unit, &c.low, &c.high);
     while (query.next()) {
       const auto [at, is_new] = known.try_emplace({c.plan, c.step, c.name, c.axis, c.unit, c.low, c.high}, out_.size());
       if (is_new) out_.push_back(c);
@@ -115,10 +121,10 @@ class Answer {
     const std::string distance = "(m.value - " + reference + ")";
     Query query(
         &database_,
-        "SELECT s.id, m.day, COUNT(m.value), SUM(" + distance + "), SUM(" + distance + " * " + distance +
+        "SELECT s.id, " + day_ + ", COUNT(m.value), SUM(" + distance + "), SUM(" + distance + " * " + distance +
             "), MIN(m.value), MAX(m.value), COUNT(*) - COUNT(m.value), SUM(CASE WHEN m.verdict = 2 THEN 1 ELSE 0 END) "
-            "FROM series s JOIN setup p ON p.id = s.setup JOIN measurement m ON m.series = s.id WHERE 1 = 1" +
-            which + these_ + " GROUP BY s.id, m.day");
+            "FROM series s JOIN setup p ON p.id = s.setup JOIN measurement m ON m.series = s.id" +
+            run_ + " WHERE 1 = 1" + which + these_ + " GROUP BY s.id, " + day_);
     give(query.with(filter_));
     Cell cell;
     double sum = 0;
@@ -160,7 +166,7 @@ class Answer {
   void refine(const std::string& which, const Give& give, Cell* cell) {
     const double reference = cell->values.mean;
     read(
-        kReference, which + " AND s.id = :series AND m.day = :day",
+        kReference, which + " AND s.id = :series AND " + day_ + " = :day",
         [&](Query& query) {
           give(query);
           query.with("reference", reference).with("series", cell->series).with("day", cell->day);
@@ -173,8 +179,11 @@ class Answer {
 
   void add(const Cell& cell, Characteristic* c) {
     if (cell.values.count == 0) return;
-    c->line.days[cell.day].add(cell.values);
-    c->stations[series_.at(cell.series).station].days[cell.day].add(cell.values);
+    const Series& series = series_.at(cell.series);
+    const int subgroup =
+        subgroups_.by() == SubgroupBy::lot ? subgroups_.of_lot(series.lot) : subgroups_.of_time(cell.day);
+    c->line.days[subgroup].add(cell.values);
+    c->stations[series.station].days[subgroup].add(cell.values);
   }
 
   static std::string among(const std::set<int>& series) {
@@ -253,8 +262,9 @@ class Answer {
     Query query(&database_,
                 "SELECT m.value, r.id, r.serial, r.started_ms FROM series s JOIN setup p ON p.id = s.setup "
                 "JOIN measurement m ON m.series = s.id JOIN run r ON r.day = m.day AND r.no = m.run "
-                "WHERE s.id = :series AND m.day = :day AND (m.value < :low OR m.value > :high)" +
-                    these_ + " ORDER BY ABS(m.value - :median) DESC, r.id LIMIT 10");
+                "WHERE s.id = :series AND " +
+                    day_ + " = :day AND (m.value < :low OR m.value > :high)" + these_ +
+                    " ORDER BY ABS(m.value - :median) DESC, r.id LIMIT 10");
     query.with(filter_).with("series", cell.series).with("day", cell.day).with("median", c->middle.median);
     query.with("low", low_end(*c)).with("high", high_end(*c));
     query.into(&outlier.value, &outlier.run_id, &outlier.serial, &outlier.started_ms);
@@ -276,15 +286,38 @@ class Answer {
   Database& database_;
   const Filter& filter_;
   const Choices choices_;
-  const std::string these_;  // values
+  Subgroups subgroups_;
+  const std::string day_, run_;  // what cells are told apart by, and where that is from
+  const std::string these_;      // values
   std::vector<Characteristic> out_;
   std::map<int, Series> series_;
   std::vector<Cell> cells_;
 };
 
-void judge(const Characteristic& c, const Choices& choices, Process* process) {
+void judge(const Characteristic& c, const Choices& choices, const Subgroups& subgroups, Process* process) {
   process->capability = capability(process->days, c.low, c.high);
-  process->chart = control_chart(process->days, choices.rules);
+  process->chart = control_chart(process->days, choices.rules, process->baseline);
+  for (ChartPoint& point : process->chart.points) point.when = subgroups.label(point.day);
+}
+
+// The same values in the period that was named, whatever their limits were then.
+void read_baselines(Database* database, Filter filter, Choices choices, std::vector<Characteristic>* out) {
+  std::tie(filter.since_ms, filter.until_ms) = *choices.baseline_ms;
+  std::map<std::tuple<std::string, std::string, std::string, std::string, std::string>, std::vector<Characteristic>>
+      found;
+  for (Characteristic& c : Answer(database, filter, choices).get())
+    found[{c.plan, c.step, c.name, c.axis, c.unit}].push_back(std::move(c));
+  const auto add = [](const Days& days, Process* process) {
+    for (const auto& [day, values] : days) process->baseline[day].add(values);
+  };
+  for (Characteristic& c : *out) {
+    for (const Characteristic& then : found[{c.plan, c.step, c.name, c.axis, c.unit}]) {
+      add(then.line.days, &c.line);
+      for (const auto& [station, process] : then.stations) {
+        if (const auto now = c.stations.find(station); now != c.stations.end()) add(process.days, &now->second);
+      }
+    }
+  }
 }
 
 // Every process whose chart is looked at.
@@ -311,10 +344,12 @@ void find_changes(std::vector<Characteristic>* all) {
 }  // namespace
 
 std::vector<Characteristic> characteristics(Database* database, const Filter& filter, const Choices& choices) {
-  std::vector<Characteristic> out = Answer(database, filter, choices).get();
+  Answer answer(database, filter, choices);
+  std::vector<Characteristic> out = answer.get();
+  if (choices.baseline_ms) read_baselines(database, filter, choices, &out);
   for (Characteristic& c : out) {
-    judge(c, choices, &c.line);
-    for (auto& [name, process] : c.stations) judge(c, choices, &process);
+    judge(c, choices, answer.subgroups(), &c.line);
+    for (auto& [name, process] : c.stations) judge(c, choices, answer.subgroups(), &process);
   }
   return out;
 }

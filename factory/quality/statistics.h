@@ -8,6 +8,7 @@
 
 #include "quality/capability.h"
 #include "quality/control_chart.h"
+#include "quality/subgroups.h"
 #include "store/database.h"
 #include "store/filter.h"
 
@@ -45,6 +46,9 @@ struct Choices {
   double outlier_sigmas = 4;  // robust ones from the median
   bool without_outliers = false;
   Rules rules = Rules::ewma;
+  Subgroups subgroups = {};  // of charts and of the deviation within
+  // Of the runs whose values centre and limits of the charts are from: since, and up to but without; since 1970.
+  std::optional<std::pair<long long, long long>> baseline_ms = {};
   // Of one measurement are fetched about so many, where it has more: percentiles of 0.135 % are then good to a fifth.
   long long single_values = 20000;
 };
@@ -58,6 +62,7 @@ struct Outlier {
 // All stations' values, or one's.
 struct Process {
   Days days;
+  Days baseline;  // empty: none was asked for, or it has no values
   Capability capability;
   ControlChart chart;
   bool changed = false;  // out of control, also where so many charts are looked at

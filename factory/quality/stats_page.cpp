@@ -42,7 +42,7 @@ Json::Value chart_of(const Characteristic& c, const ControlChart& chart) {
   out["points"] = Json::Value(Json::arrayValue);
   for (const ChartPoint& point : chart.points) {
     Json::Value& p = out["points"].append(Json::Value());
-    p["day"] = date_text(point.day);
+    p["day"] = point.when;
     p["mean"] = point.values.mean;
     p["shown"] = point.shown;
     p["count"] = static_cast<Json::Int64>(point.values.count);
@@ -167,7 +167,7 @@ Markup run_chart_of(const ControlChart& chart) {
   drawing.path("bound", lower + upper);
   drawing.path("curve", means);
   drawing.path("alarm", alarms);
-  return drawing.markup("by day");
+  return drawing.markup("in time");
 }
 
 Markup index_markup(const std::optional<Index>& index, const std::string& remark) {
@@ -257,7 +257,7 @@ Markup stations_of(const Characteristic& c, Charts* charts) {
                index_markup(process.capability.ppk, ""), index_markup(process.capability.cpk, ""), state_of(process)});
     if (process.changed)
       changed += element("h4", Markup("Station ") + element("bdi", station)) +
-                 chart_markup(c, process, "daily means of one station", charts);
+                 chart_markup(c, process, "means of one station", charts);
   }
   return element("h4", "Stations") + element("div", {{"class", "scrolls"}}, table.markup()) + changed;
 }
@@ -270,7 +270,7 @@ Markup in_full(const Characteristic& c, size_t i, Charts* charts) {
   if (k.cp) about += " \u00B7 Cp " + index_text(k.cp) + " (" + interval_text(k.cp) + ")";
   if (c.normality) about += " \u00B7 normal: p " + significant(c.normality->p, 2);
   Markup content = element("p", {{"class", "about"}, {"id", measurement_id(i)}}, about);
-  content += chart_markup(c, c.line, "daily means, all stations", charts) + stations_of(c, charts) + outliers(c);
+  content += chart_markup(c, c.line, "means, all stations", charts) + stations_of(c, charts) + outliers(c);
   return element("details", element("summary", name_of(c)) + content);
 }
 

@@ -52,17 +52,18 @@ Json::Value to_json(const Moments& m) {
 Json::Value to_json(const Process& process) {
   const ControlChart& chart = process.chart;
   Json::Value out;
-  out["rules"] = chart.rules == Rules::ewma ? "ewma" : "western-electric";
+  out["rules"] = kRulesNames[static_cast<int>(chart.rules)];
   out["centre"] = json_number(chart.centre);
   out["sigma_within"] = json_number(chart.within.sigma);
   out["baseline"] = static_cast<Json::UInt64>(chart.baseline);
+  out["frozen"] = chart.frozen;
   out["limit"] = json_number(chart.limit);
   out["p"] = optional_number(chart.p);
   out["in_control"] = chart.in_control();
   out["changed"] = process.changed;
   out["days"] = json_list(chart.points, [&](const ChartPoint& point) {
     Json::Value day = to_json(point.values);
-    day["day"] = date_text(point.day);
+    day["day"] = point.when;
     day["shown"] = json_number(point.shown);
     day["lower"] = json_number(chart.line(-chart.limit, point));
     day["upper"] = json_number(chart.line(chart.limit, point));
@@ -259,6 +260,12 @@ Json::Value to_json(const Statistics& statistics) {
   out["attempts"] = kAttempts[static_cast<int>(statistics.choices.attempts)];
   out["outlier_sigmas"] = json_number(statistics.choices.outlier_sigmas);
   out["without_outliers"] = statistics.choices.without_outliers;
+  out["by"] = kSubgroupNames[static_cast<int>(statistics.choices.subgroups.by())];
+  Json::Value& baseline = out["baseline"];
+  if (statistics.choices.baseline_ms) {
+    baseline["since"] = time_text(statistics.choices.baseline_ms->first);
+    baseline["until"] = time_text(statistics.choices.baseline_ms->second);
+  }
   out["runs"] = to_json(statistics.runs);
   out["yield"] = to_json(statistics.yield);
   for (const char* name : {"plans", "stations", "days"}) out[name] = Json::Value(Json::arrayValue);
@@ -348,20 +355,28 @@ std::string basis_of(const Statistics& s) {
     out += s.choices.without_outliers ? ", without " : ", with ";
     out += std::to_string(outliers) + (outliers == 1 ? " outlier" : " outliers") + rule;
   }
-  return out +
-         ". Pp and Ppk are of the overall deviation, Cp and Cpk of the one within days, each with the interval in "
-         "which it "
-         "lies by 95 %.";
+  return out + ". Pp and Ppk are of the overall deviation, Cp and Cpk of the one within " +
+         s.choices.subgroups.plural() + ", each with the interval in which it lies by 95 %.";
 }
 
 std::string rules_of(const Statistics& s) {
-  if (s.choices.rules == Rules::western_electric)
-    return "Drift by the four Western Electric rules on daily means: a process that does not change breaks one within "
-           "100 "
-           "days in two of three cases.";
-  return "Drift by an EWMA (weight 0.2) of daily means about their first " + std::to_string(kBaseline) +
-         " days: a signal is a chart that one of 30 unchanged processes has, too, in 100 days; out of control is one "
-         "that "
+  const std::string subgroups = s.choices.subgroups.plural();
+  const auto [since, until] = s.choices.baseline_ms.value_or(std::pair(0LL, 0LL));
+  const std::string frozen = "the means of " + time_text(since).substr(0, 16) + " to " +
+                             time_text(until).substr(0, 16) + " UTC (those without values then: of their own " +
+                             (s.choices.rules == Rules::ewma ? "first " : "");
+  const std::string about = s.choices.baseline_ms ? frozen : "";
+  if (s.choices.rules != Rules::ewma) {
+    const bool nelson = s.choices.rules == Rules::nelson;
+    return std::string("Drift by ") + (nelson ? "Nelson's eight rules" : "the four Western Electric rules") +
+           " on means of " + subgroups + (about.empty() ? "" : ", about " + about + subgroups + ")") +
+           ": a process that does not change breaks one within 100 points in " +
+           (nelson ? "three of four" : "two of three") + " cases.";
+  }
+  return "Drift by an EWMA (weight 0.2) of means of " + subgroups + " about " +
+         (about.empty() ? "their first " : about) + std::to_string(kBaseline) + " " + subgroups +
+         (about.empty() ? "" : ")") +
+         ": a signal is a chart that one of 30 unchanged processes has, too, in 100 points; out of control is one that "
          "also stands among so many charts (Benjamini and Hochberg, 5 %).";
 }
 
@@ -380,7 +395,7 @@ std::vector<Alarm> alarms_of(const ControlChart& chart) {
 }
 
 std::string to_text(const Alarm& alarm) {
-  return date_text(alarm.first->day) + (alarm.first == alarm.last ? "" : " to " + date_text(alarm.last->day)) + ": " +
+  return shown(alarm.first->when) + (alarm.first == alarm.last ? "" : " to " + shown(alarm.last->when)) + ": " +
          rule_in_words(alarm.first->rule) + ", at " + short_number(alarm.last->shown);
 }
 

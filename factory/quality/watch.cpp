@@ -55,9 +55,11 @@ void add_chart(const Characteristic& c, const std::string& station, const Proces
   const Alarm alarm = alarms_of(process.chart).back();
   const std::string about = name_of(c) + place_of(station) + ", plan " + shown(c.plan);
   const double side = alarm.last->shown - process.chart.centre;
-  out->push_back({{"chart", about, about + ": " + to_text(alarm) + " where " + short_number(process.chart.centre) +
-                                       " is usual",
-                   {}, alarm.first->day * kDayMs},
+  out->push_back({{"chart",
+                   about,
+                   about + ": " + to_text(alarm) + " where " + short_number(process.chart.centre) + " is usual",
+                   {},
+                   alarm.first->day * kDayMs},
                   {&c, station, alarm.first->day, alarm.last->day, process.chart.centre, side}});
 }
 
@@ -79,9 +81,12 @@ void add_station(const Characteristic& c, const std::string& station, std::vecto
   const double error = (difference.high - difference.value) / 1.96;
   if (against.size < 1 || std::abs(difference.value) < kCertain * error) return;
   const std::string about = name_of(c) + place_of(station) + ", plan " + shown(c.plan);
-  out->push_back({{"station", about, about + ": mean " + short_number(against.sides[1].mean) + ", at the others " +
-                                         short_number(against.sides[0].mean) + " " + shown(c.unit),
-                   {}, first_day * kDayMs},
+  out->push_back({{"station",
+                   about,
+                   about + ": mean " + short_number(against.sides[1].mean) + ", at the others " +
+                       short_number(against.sides[0].mean) + " " + shown(c.unit),
+                   {},
+                   first_day * kDayMs},
                   {&c, station, first_day, last_day, against.sides[0].mean, difference.value}});
 }
 
@@ -105,12 +110,13 @@ std::vector<std::string> phones_of(Database* database, Filter filter, const Valu
   filter.axis = values.c->axis;
   if (!values.station.empty()) filter.station = values.station;
   std::string serial;
-  Query query(database,
-              "SELECT r.serial FROM measurement m JOIN series s ON s.id = m.series JOIN setup p ON p.id = s.setup "
-              "JOIN run r ON r.day = m.day AND r.no = m.run WHERE m.deciding = 1 AND r.serial <> '' AND m.day BETWEEN " +
-                  std::to_string(values.first_day) + " AND " + std::to_string(values.last_day) +
-                  " AND (m.value - :centre) * :side > 0" + on_measurements(filter) +
-                  " ORDER BY ABS(m.value - :centre) DESC LIMIT " + std::to_string(kPhonesEach));
+  Query query(
+      database,
+      "SELECT r.serial FROM measurement m JOIN series s ON s.id = m.series JOIN setup p ON p.id = s.setup "
+      "JOIN run r ON r.day = m.day AND r.no = m.run WHERE m.deciding = 1 AND r.serial <> '' AND m.day BETWEEN " +
+          std::to_string(values.first_day) + " AND " + std::to_string(values.last_day) +
+          " AND (m.value - :centre) * :side > 0" + on_measurements(filter) +
+          " ORDER BY ABS(m.value - :centre) DESC LIMIT " + std::to_string(kPhonesEach));
   query.with("centre", values.centre).with("side", values.side).with(filter).into(&serial);
   std::vector<std::string> out;
   while (query.next()) {
@@ -166,8 +172,8 @@ void YieldWatch::Sum::add(const FirstRun& run, const Counts& before) {
 Alert YieldWatch::Sum::alert(const std::string& kind, const std::string& about, const std::string& against) const {
   return {kind, about,
           "first-pass yield of " + about + ": " + std::to_string(failed) + " of " + std::to_string(phones) +
-              " phones failed at once since " + time_text(since_ms) + ", " + against + " " +
-              fixed(100 * usual, 2) + " %",
+              " phones failed at once since " + time_text(since_ms) + ", " + against + " " + fixed(100 * usual, 2) +
+              " %",
           serials, since_ms};
 }
 
@@ -200,8 +206,7 @@ std::vector<Alert> YieldWatch::standing() const {
     const std::string about = "plan " + shown(name);
     if (plan.sum.stands) out.push_back(plan.sum.alert("yield", about, "of the first ones"));
     for (const auto& [station, its] : plan.stations) {
-      if (its.sum.stands)
-        out.push_back(its.sum.alert("station", about + place_of(station), "at the other stations"));
+      if (its.sum.stands) out.push_back(its.sum.alert("station", about + place_of(station), "at the other stations"));
     }
   }
   return out;
@@ -217,7 +222,9 @@ std::vector<Alert> standing_alerts(Database* database, const Filter& filter, con
   YieldWatch yields;
   read_first_runs(database, filter, &yields);
   std::vector<Alert> out = yields.standing();
-  const Statistics found = statistics(database, filter, choices);
+  Choices by_day = choices;  // the store finds the phones of a day
+  by_day.subgroups = Subgroups();
+  const Statistics found = statistics(database, filter, by_day);
   for (ValueAlert& each : alerts_on_values(found)) {
     each.alert.phones = phones_of(database, filter, each.values);
     out.push_back(each.alert);

@@ -32,8 +32,8 @@ struct FirstRun {
  * of log likelihood ratios (Page, "Continuous Inspection Schemes", Biometrika 41, 1954; of fractions: Reynolds and
  * Stoumbos, "A CUSUM Chart for Monitoring a Proportion When Inspecting Continuously", Journal of Quality Technology 31,
  * 1999): failures twice and eight times as frequent as usual against as frequent. As usual is the upper end of
- * Wilson's 80 % interval of the plan's first 2,000 phones, from the 500th on, or of about the other stations' last 2,000,
- * from the 200th on. docs/formats/store.md has how often it is wrong.
+ * Wilson's 80 % interval of the plan's first 2,000 phones, from the 500th on, or of about the other stations' last
+ * 2,000, from the 200th on. docs/formats/store.md has how often it is wrong.
  */
 class YieldWatch {
  public:

@@ -116,6 +116,15 @@ long long parse_time_ms(const std::string& option, const std::string& text) {
   throw AppError(kUsage, option + " " + text + ": give a time, YYYY-MM-DD or YYYY-MM-DDTHH:MM[:SS], UTC");
 }
 
+std::pair<long long, long long> parse_period(const std::string& option, const std::string& text) {
+  const size_t dots = text.find("..");
+  if (dots == std::string::npos)
+    throw AppError(kUsage, option + " " + text + ": give FROM..UNTIL, two times or days in UTC");
+  const std::pair period(parse_time_ms(option, text.substr(0, dots)), parse_time_ms(option, text.substr(dots + 2)));
+  if (period.first < period.second) return period;
+  throw AppError(kUsage, option + " " + text + ": its end is not after its beginning");
+}
+
 std::string date_text(int day) {
   const std::chrono::year_month_day date{std::chrono::sys_days{std::chrono::days{day}}};
   char text[32];

@@ -3,6 +3,7 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "record/record.h"
 
@@ -20,6 +21,9 @@ struct Filter {
 
 // "2026-11-24", "2026-11-24T22:04", "...:05", with or without a Z; UTC. Throws AppError.
 long long parse_time_ms(const std::string& option, const std::string& text);
+
+// "FROM..UNTIL", two of these. Throws AppError.
+std::pair<long long, long long> parse_period(const std::string& option, const std::string& text);
 
 // UTC, ISO 8601 with milliseconds; and the date alone, of a day since 1970.
 std::string time_text(long long ms);

@@ -22,6 +22,15 @@ has page.html '100.00 % yield' 'data-chart' 'Runs at station south'
 run 0 stats --store runs.db --attempts passing --without-outliers --rules western-electric --json
 json out 'd["attempts"] == "passing" and d["without_outliers"]' \
   'all(m["drift"]["rules"] == "western-electric" for m in d["measurements"])'
+for by in day shift hour lot; do
+  run 0 stats --store runs.db --by $by --baseline 2020-01-01..2020-02-01 --rules nelson --json
+  json out 'd["baseline"]["until"] == "2020-02-01T00:00:00.000Z" and d["by"] == "'$by'"' \
+    'all(m["drift"]["rules"] == "nelson" and not m["drift"]["frozen"] and len(m["drift"]["days"]) in (1, 2) for m in d["measurements"])'
+done
+run 0 stats --store runs.db --by shift --shifts 05:30,17:30 --baseline 2020-01-01..2100-01-01
+has out 'within shifts' 'about the means of 2020-01-01T00:00 to 2100-01-01T00:00 UTC'
+run 2 stats --store runs.db --by shift --shifts 5h
+run 2 stats --store runs.db --baseline 2020-01-01
 run 0 stats --store runs.db --attempts first --rules western-electric
 has out 'Values of first attempts' 'Western Electric'
 lacks page.html 'https?://[a-z]+\.[a-z]+/[a-z]+\.js'

@@ -18,13 +18,15 @@
 namespace factory {
 namespace {
 
+const std::vector<std::string> kBy(std::begin(store::kSubgroupNames), std::end(store::kSubgroupNames));
+
 struct Arguments {
   std::string uri, spool, html, serial, run;
   ChosenRuns runs;
   std::vector<std::string> sides;  // to compare: none or two
   store::Choices choices;
   WatchArguments watch;
-  std::string attempts = "last", rules = "ewma";
+  std::string attempts = "last", rules = "ewma", by = "utc-day", shifts = "06:00,14:00,22:00", baseline;
   int limit = 0;
   bool full = false;
 };
@@ -52,7 +54,12 @@ int stats(const CommonOptions& options, const Arguments& a) {
   choices.attempts = a.attempts == "first"  ? store::Attempts::first
                      : a.attempts == "last" ? store::Attempts::last
                                             : store::Attempts::passing;
-  choices.rules = a.rules == "ewma" ? store::Rules::ewma : store::Rules::western_electric;
+  for (size_t i = 0; i < std::size(store::kRulesNames); ++i) {
+    if (a.rules == store::kRulesNames[i]) choices.rules = static_cast<store::Rules>(i);
+  }
+  const auto by = std::find(kBy.begin(), kBy.end(), a.by) - kBy.begin();
+  choices.subgroups = store::Subgroups(static_cast<store::SubgroupBy>(by), store::parse_shifts(a.shifts));
+  if (!a.baseline.empty()) choices.baseline_ms = store::parse_period("--baseline", a.baseline);
   store::Filter filter = a.runs.of(options.profile);
   const std::string question = question_of(filter, a.runs);
   if (!a.html.empty()) require_output("--html", a.html, "<!DOCTYPE html>");
@@ -130,7 +137,14 @@ StationRunner set_up_stats(ArgumentParser parser) {
                     {.shows_default = true, .low = 0, .above = true});
   parser.add_flag("--without-outliers", arguments->choices.without_outliers, "leaves them out of all other figures");
   parser.add_option("--rules", arguments->rules, "when a control chart cries: a moving average, or the classic rules",
-                    {.shows_default = true, .one_of = {"ewma", "western-electric"}});
+                    {.shows_default = true, .one_of = {std::begin(store::kRulesNames), std::end(store::kRulesNames)}});
+  parser.add_option("--by", arguments->by,
+                    "what a chart's points are the means of; all but utc-day and lot go by this machine's local time",
+                    {.shows_default = true, .one_of = kBy});
+  parser.add_option("--shifts", arguments->shifts, "with --by shift: when shifts begin", {.shows_default = true});
+  parser.add_option(
+      "--baseline", arguments->baseline,
+      "FROM..UNTIL: centre and limits of charts are those of this time, also of runs that are not chosen");
   parser.add_option("--html", arguments->html, "writes the page with charts to a file");
   parser.add_option("--compare", arguments->sides,
                     "two sides, the second against the first: station=NAME, plan-version=, lot=, profile=, "

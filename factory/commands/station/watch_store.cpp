@@ -24,7 +24,10 @@ void add_spool(const WatchArguments& a, const std::string& uri, std::vector<stor
   const int waiting = store::Spool(file).waiting();
   if (waiting < a.waiting) return;
   const auto now = std::chrono::system_clock::now().time_since_epoch();
-  alerts->push_back({"spool", file, std::to_string(waiting) + " runs wait in " + file + " for the store", {},
+  alerts->push_back({"spool",
+                     file,
+                     std::to_string(waiting) + " runs wait in " + file + " for the store",
+                     {},
                      std::chrono::duration_cast<std::chrono::milliseconds>(now).count()});
 }
 
@@ -52,7 +55,8 @@ void tell(const store::Alert& alert, bool json, const std::string& command) {
 void WatchArguments::add_options(ArgumentParser parser) {
   parser.add_flag("--watch", wanted, "tells what goes wrong in the store's runs while it happens, each once",
                   {.excludes = "--html"});
-  parser.add_option("--every", every_s, "with --watch: seconds between two looks; 0: looks once, ends with 1 if something stands",
+  parser.add_option("--every", every_s,
+                    "with --watch: seconds between two looks; 0: looks once, ends with 1 if something stands",
                     {.shows_default = true, .needs = "--watch", .low = 0, .high = 86400});
   parser.add_option("--on-alert", command, "with --watch: a command that gets each alert as JSON on its standard input",
                     {.needs = "--watch"});

@@ -8,6 +8,7 @@
 #include <functional>
 #include <random>
 
+#include "files/app_error.h"
 #include "quality/comparison.h"
 #include "quality/control_chart.h"
 #include "records.h"
@@ -522,6 +523,115 @@ TEST(ControlChartTest, RulesSoundWhenTheyAreMet) {
   EXPECT_EQ(control_chart({}, Rules::western_electric).points.size(), 0U);
 }
 
+// About a baseline of mean 0 whose means have a deviation of a half.
+TEST(ControlChartTest, NelsonsRulesAboutABaseline) {
+  const struct {
+    int rule;  // of the last point; of all before it: none
+    std::vector<double> means;
+  } kRows[] = {
+      {11, {0.3, -1.6}},
+      {12, {0.1, 0.3, 0.1, 0.3, 0.1, 0.1, 0.3, 0.1, 0.2}},
+      {13, {-0.4, -0.3, -0.1, 0.1, 0.2, 0.3}},
+      {13, {0.4, 0.3, 0.1, -0.1, -0.2, -0.3}},
+      {14, {0.6, -0.3, 0.6, -0.3, 0.6, -0.3, 0.6, -0.3, 0.6, -0.3, 0.6, -0.3, 0.6, -0.3}},
+      {15, {1.1, 0, 1.1}},
+      {16, {0.6, 0.6, 0, 0.6, 0.6}},
+      {17, {0.1, 0.2, 0.1, -0.1, -0.1, 0.1, 0.3, -0.2, -0.2, -0.1, 0.2, 0.3, 0.3, -0.2, -0.1}},
+      {18, {0.6, 0.6, -0.6, 0.6, -0.6, -0.6, 0.6, 0.6}},
+      {0, {0.4, 0.3, 0.1, -0.1, -0.2, 0.1, 0.5, 0.6, -0.5}},
+      {0, {1.5, -1.5}},
+  };
+  Days baseline;
+  for (const auto& [day, values] : days_of({0.2, -0.2})) baseline[day - 100] = values;
+  for (const auto& row : kRows) {
+    const ControlChart chart = control_chart(days_of(row.means), Rules::nelson, baseline);
+    EXPECT_TRUE(chart.frozen);
+    EXPECT_EQ(chart.baseline, 2U);
+    EXPECT_EQ(chart.centre, 0);
+    EXPECT_EQ(chart.points.back().rule, row.rule);
+    for (size_t i = 0; i + 1 < chart.points.size(); ++i) EXPECT_EQ(chart.points[i].rule, 0) << row.rule << " at " << i;
+  }
+}
+
+// By hand: a mean of 2 after a baseline of eight values about 0.5, of which the average remembers nothing: 0.2 of the
+// way, and 0.04 (1 / 4 + 1 / 8) of one value's variance.
+TEST(ControlChartTest, AverageAboutABaselineOfOtherDays) {
+  const ControlChart chart = control_chart(days_of({2}), Rules::ewma, {{-7, {4, 0, 3, 0, 0}}, {-6, {4, 1, 3, 0, 0}}});
+  EXPECT_EQ(chart.centre, 0.5);
+  EXPECT_NEAR(chart.points[0].shown, 0.8, 1e-12);
+  EXPECT_NEAR(chart.points[0].unit, std::sqrt(0.04 * 3 / 8), 1e-12);
+}
+
+// In Berlin, where a night of October has 25 hours. 2026-10-25T00:30Z is 02:30, and so is an hour later.
+TEST(SubgroupsTest, AreOfLocalTime) {
+  const char* const before = getenv("TZ");
+  const std::string zone = before == nullptr ? "" : before;
+  setenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3", 1);
+  tzset();
+  const auto quarter = [](const char* time) {
+    return static_cast<int>(parse_time_ms("", time) / Subgroups::kQuarterMs);
+  };
+  const std::vector<int> shifts = parse_shifts("22:00,06:00,14:00");
+  const struct {
+    SubgroupBy by;
+    const char *time, *label;
+  } kRows[] = {{SubgroupBy::day, "2026-10-24T21:59", "2026-10-24"},
+               {SubgroupBy::day, "2026-10-24T22:00", "2026-10-25"},
+               {SubgroupBy::day, "2026-10-25T22:59", "2026-10-25"},
+               {SubgroupBy::hour, "2026-10-25T00:30", "2026-10-25 02:00"},
+               {SubgroupBy::hour, "2026-10-25T01:30", "2026-10-25 02:00"},
+               {SubgroupBy::hour, "2026-10-25T02:30", "2026-10-25 03:00"},
+               {SubgroupBy::shift, "2026-10-25T00:30", "2026-10-24 22:00"},
+               {SubgroupBy::shift, "2026-10-25T04:59", "2026-10-24 22:00"},
+               {SubgroupBy::shift, "2026-10-25T05:00", "2026-10-25 06:00"},
+               {SubgroupBy::shift, "2026-10-25T21:00", "2026-10-25 22:00"}};
+  for (const auto& row : kRows) {
+    const Subgroups subgroups(row.by, shifts);
+    EXPECT_EQ(subgroups.label(subgroups.of_time(quarter(row.time))), row.label) << row.time;
+  }
+  before == nullptr ? unsetenv("TZ") : setenv("TZ", zone.c_str(), 1);
+  tzset();
+  EXPECT_EQ(Subgroups().label(Subgroups().of_time(20000)), "2024-10-04");
+  for (const char* wrong : {"", "6", "24:00", "06:60", "06:00,", "06:00,06:00", "06:00 14:00"})
+    EXPECT_THROW(parse_shifts(wrong), AppError) << wrong;
+}
+
+// Two values in each of 30 hours of two lots; the last ten are off, which a baseline of the first ten says of each.
+TEST_P(StatisticsTest, ChartsAreOfHoursAndLotsAndBaselines) {
+  std::mt19937 random(5);
+  std::normal_distribution<double> spread(0, 1);
+  for (int i = 0; i < 60; ++i) {
+    MadeRun run;
+    run.started_ms = kMidnight + i * 1800000LL;
+    run.attempts = {{{"v", spread(random) + (i >= 40 ? 5 : 0), -99, 99}}};
+    record::Run made = record_of(run);
+    made.lot = i < 30 ? "late name, first" : "early name, last";
+    ASSERT_TRUE(store_->put(made, false));
+  }
+  Choices choices;
+  choices.subgroups = Subgroups(SubgroupBy::hour, parse_shifts("06:00"));
+  const ControlChart hours = ask({}, choices).characteristics.at(0).line.chart;
+  ASSERT_EQ(hours.points.size(), 30U);
+  EXPECT_EQ(hours.points[3].values.count, 2);
+  EXPECT_FALSE(hours.frozen);
+  choices.baseline_ms = {kMidnight, kMidnight + 10 * 3600000LL};
+  Filter late;
+  late.since_ms = kMidnight + 15 * 3600000LL;
+  const ControlChart frozen = ask(late, choices).characteristics.at(0).line.chart;
+  EXPECT_TRUE(frozen.frozen);
+  EXPECT_EQ(frozen.baseline, 10U);
+  ASSERT_EQ(frozen.points.size(), 15U);
+  Filter early;
+  early.until_ms = choices.baseline_ms->second;
+  EXPECT_EQ(frozen.centre, ask(early, choices).characteristics.at(0).all.mean);
+  EXPECT_TRUE(frozen.points.front().rule == 0 && frozen.points.back().rule > 0);
+  choices.subgroups = Subgroups(SubgroupBy::lot, {});
+  const ControlChart lots = ask({}, choices).characteristics.at(0).line.chart;
+  ASSERT_EQ(lots.points.size(), 2U);
+  EXPECT_EQ(lots.points[0].when, "late name, first");
+  EXPECT_EQ(lots.points[1].values.count, 30);
+}
+
 // By hand: days of four about 1, then 2: centre 1.5 of eight values, within 1. z: 1.4, 1.52. Two weights of 0.2 and
 // 0.16 on means of a variance of 1/4, less the centre's share: 0.04 / 4 - 0.04 / 8 and 0.0656 / 4 - 0.36^2 / 8.
 TEST(ControlChartTest, AverageMovesByAFifth) {
@@ -553,20 +663,22 @@ TEST(ControlChartTest, CriesWhenItShouldAndOnlyThen) {
     };
     int cried = 0;
     int classic = 0;
+    int nelson = 0;
     int found = 0;
     for (int i = 0; i < kProcesses; ++i) {
       Days steady;
       days(0, 100, 0, &steady);
       cried += control_chart(steady, Rules::ewma).in_control() ? 0 : 1;
       if (i < 1000) classic += control_chart(steady, Rules::western_electric).in_control() ? 0 : 1;
+      if (i < 1000) nelson += control_chart(steady, Rules::nelson).in_control() ? 0 : 1;
       Days shifted;
       days(0, 25, 0, &shifted);
       days(25, 35, 1, &shifted);
       const ControlChart chart = control_chart(shifted, Rules::ewma);
       found += std::any_of(chart.points.begin() + 25, chart.points.end(), [](const auto& p) { return p.rule > 0; });
     }
-    printf("n = %2d: cried %.1f %%, Western Electric %.0f %%, found %.1f %%\n", n, cried / 100.0, classic / 10.0,
-           found / 100.0);
+    printf("n = %2d: cried %.1f %%, Western Electric %.0f %%, Nelson %.0f %%, found %.1f %%\n", n, cried / 100.0,
+           classic / 10.0, nelson / 10.0, found / 100.0);
     EXPECT_LT(cried, kProcesses / 20) << n;
     if (n >= 5) {
       EXPECT_GT(found, kProcesses * 9 / 10) << n;
