@@ -87,21 +87,19 @@ class Page(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         cls.folder = tempfile.TemporaryDirectory()
-        cls.browser = open_browser(cls.folder.name)
+        cls.addClassCleanup(cls.folder.cleanup)
         cls.alone = Station(cls.folder.name)
+        cls.addClassCleanup(cls.alone.end)
         cls.four = Station(cls.folder.name, slots=('1', '2', '3', '4'), language='zh')
+        cls.addClassCleanup(cls.four.end)
+        cls.browser = open_browser(cls.folder.name)
+        cls.addClassCleanup(cls.browser.quit)
         cls.resize(*SIZES[0])
-
-    @classmethod
-    def tearDownClass(cls):
-        cls.browser.quit()
-        cls.alone.end()
-        cls.four.end()
-        cls.folder.cleanup()
 
     def tearDown(self):
         # What the page is refused is logged, too, by its status.
         noise = [entry['message'] for entry in self.browser.get_log('browser')]
+        self.browser.get('about:blank')
         self.assertEqual([], [line for line in noise if not any(word in line for word in self.expected)])
 
     expected = ('status of 4', )
@@ -214,12 +212,15 @@ class Page(unittest.TestCase):
         self.assertEqual(4, self.js('document.querySelectorAll(".wanted .picture").length'))
         self.assertIn('Lay the phone flat, screen up', self.text('.wanted'))
         self.check_fit()
+        time.sleep(QUIET_S)
         # A scanner's line end, a stray scan, blanks: none confirms.
         for stray, told in (('ASK1', 'confirms nothing'), (' ', 'Nothing was scanned')):
             self.type(stray, Keys.ENTER, Keys.ENTER)
             self.until_shown('#said', told)
             self.assertEqual('running', self.alone.state()['slots'][0]['phase'])
             self.assertIsNotNone(self.alone.state()['slots'][0]['prompt'])
+        # Nor do control characters of a label, as scanners type them, end anything.
+        self.type('A', Keys.F8, Keys.F8, Keys.F9, Keys.F9, Keys.ESCAPE)
         # The state is the station's.
         self.browser.refresh()
         self.until_asked()
@@ -279,6 +280,7 @@ class Page(unittest.TestCase):
     def test_station_goes_and_comes(self):
         self.expected = (*Page.expected, 'ERR_')
         station = Station(self.folder.name)
+        self.addCleanup(station.end)
         self.open(station)
         station.end()
         self.until('the loss is told', '!document.getElementById("lost").hidden')
@@ -289,7 +291,6 @@ class Page(unittest.TestCase):
         self.assertEqual('idle', station.state()['slots'][0]['phase'])
         self.scan('A8')
         self.until_verdict('passed', 'A8')
-        station.end()
 
     def test_two_windows(self):
         self.open(self.alone)
@@ -346,9 +347,10 @@ class Page(unittest.TestCase):
         self.until_asked(3)
         self.assertEqual(['idle', 'idle', 'running', 'idle'], [slot['phase'] for slot in self.four.state()['slots']])
         self.check_fit()
-        # By Tab, and by the label on the slot.
+        # By Tab, which also ends a scan; by the label on the slot.
         self.type(Keys.TAB)
-        self.scan('ASK41')
+        self.type('ASK41', Keys.TAB)
+        self.until_asked(4)
         self.scan('slot 1')
         self.until('slot 1 is selected', 'document.querySelector(".tile").classList.contains("selected")')
         self.scan('ASK11')

@@ -5,6 +5,7 @@ import {picture, sign, svg} from '/pictures.js';
 const kLostAfterMs = 5000;
 const kQuietMs = 700;      // an Enter this soon after a scan, or after a prompt appeared, was not meant for the prompt
 const kSaidMs = 8000;      // how long a refusal stays
+const kHalfScanMs = 15000; // then a text without its end is not taken for the beginning of the next one
 const kArmedMs = 4000;     // how long a key that ends something waits for its second press
 const kLivePoints = 40;
 const kKeys = {F2: 'sound', F8: 'skip', F9: 'stop'};
@@ -21,6 +22,7 @@ let selected = sessionStorage.getItem('slot');
 let armed = null;  // {slot, run, what}: what a second press ends
 let lastScan = -Infinity;
 let said = 0;
+let halfScan = 0;
 
 // Texts
 
@@ -163,7 +165,7 @@ function entered(repeated) {
     post('/scan', {slot: selected, text: typed}, typed);
   } else if (!repeated && now - lastScan > kQuietMs) {
     const slot = current();
-    if (slot?.prompt && now - tiles.get(slot.slot).asked > kQuietMs) answer(slot, 'done');
+    if (slot && now - tiles.get(slot.slot).asked > kQuietMs) answer(slot, 'done');
   }
 }
 
@@ -185,7 +187,8 @@ function deliberately(slot, what) {
 function pressed(event) {
   if (!state || event.isComposing) return;
   const number = event.altKey && /^Digit([1-9])$/.exec(event.code)?.[1];
-  if (event.key === 'Enter') {
+  const empty = scan.value === '';
+  if (event.key === 'Enter' || (event.key === 'Tab' && !empty)) {  // scanners end with either
     entered(event.repeat);
   } else if (event.key === 'Tab' && several()) {
     const at = state.slots.findIndex(({slot}) => slot === selected);
@@ -197,9 +200,10 @@ function pressed(event) {
     scan.value = '';
   } else if (kKeys[event.key] === 'sound') {
     switchSound();
-  } else if (kKeys[event.key] && !event.repeat) {
-    deliberately(current(), kKeys[event.key]);
-  } else {
+  } else if (kKeys[event.key]) {
+    // Within a scan it is one of the label's control characters, as scanners type them.
+    if (empty && !event.repeat) deliberately(current(), kKeys[event.key]);
+  } else if (!event.ctrlKey || 'acvxr+-0'.includes(event.key)) {  // nor do those open what the browser has for them
     if (document.activeElement !== scan) scan.focus();
     return;
   }
@@ -479,6 +483,10 @@ async function start() {
   showSound();
   by('sound').addEventListener('click', switchSound);
   document.addEventListener('keydown', pressed);
+  scan.addEventListener('input', () => {
+    clearTimeout(halfScan);
+    halfScan = setTimeout(() => { scan.value = ''; }, kHalfScanMs);
+  });
   scan.addEventListener('blur', () => setTimeout(() => scan.focus()));
   addEventListener('focus', () => scan.focus());
   scan.focus();
