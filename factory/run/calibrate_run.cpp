@@ -91,7 +91,7 @@ bool StepRun::note(HeldValues& held) {
   }
   attempt_.before = held.before();
   attempt_.irreversible = held.irreversible();
-  for (const std::string& what : held.irreversible()) warn_("cannot be undone: " + what);
+  for (const std::string& what : held.irreversible()) told_.warn("cannot be undone: " + what);
   if (problem) attempt_.fail(*problem);
   return !problem;
 }
@@ -367,6 +367,7 @@ void StepRun::run_calibrate() {
   begin_changes(*held_);
   Calibration& c = calibration_.emplace(step_, reference_hpa, &attempt_);
   if (!write_golden()) return;
+  told_.takes(taking_of(c));
   {
     const Span span(*this, "sample");  // settles, samples, and sends what it found
     run_library(session_, &c);

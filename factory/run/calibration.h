@@ -63,6 +63,15 @@ double run_at_panel(Session& session, Calibration* calibration);
 // Fills the reasons: why the library failed, or why what it found cannot be right whatever fresh samples say.
 void judge_run(Session& session, Calibration* calibration);
 
+// What the library makes of an event's values: in which unit, with the held offset added, by the held scale, and with
+// gravity and the reference taken away.
+struct Taking {
+  std::string unit;
+  std::vector<double> offset, scale, rest;  // a value each; empty: none
+  std::vector<double> operator()(std::vector<double> event) const;
+};
+Taking taking_of(const Calibration& calibration);
+
 // A run's samples as the library took them, and what became of each. Nothing where it had no run of its own.
 std::optional<record::Window> window_of(Session& session, const Calibration& calibration);
 // The record of a run at a lit panel.

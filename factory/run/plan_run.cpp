@@ -142,7 +142,8 @@ PlanRun::Running::Running(PlanRun& plan_run, const Step& of, record::Step* whose
     : step(of),
       result(whose),
       run(plan_run.session_, plan_run.under_way_, of, plan_run.looks_, &attempt,
-          [&plan_run, whose](const std::string& text) { plan_run.observer_.warns(*whose, text); }) {
+          {[&plan_run, whose](const std::string& text) { plan_run.observer_.warns(*whose, text); },
+           [&plan_run, whose](const Taking& taking) { plan_run.observer_.takes(*whose, taking); }}) {
   attempt.number = static_cast<int>(whose->attempts.size()) + 1;
 }
 

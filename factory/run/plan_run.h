@@ -15,6 +15,7 @@ class Observer {
  public:
   virtual ~Observer() = default;
   virtual void begins(const record::Step& /*step*/, int /*attempt*/) {}
+  virtual void takes(const record::Step& /*step*/, const Taking& /*taking*/) {}
   virtual void warns(const record::Step& /*step*/, const std::string& /*text*/) {}
   virtual void ended(const record::Step& /*step*/, const Attempt& /*attempt*/) {}
 };

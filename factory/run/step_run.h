@@ -45,16 +45,20 @@ struct Look {
 
 class StepRun {
  public:
-  using Warn = std::function<void(const std::string&)>;
-  // `warn` is told, before anything is changed, what cannot be undone.
+  // What is told while it runs: before anything is changed what cannot be undone, and before the library's run how it
+  // takes its samples.
+  struct Told {
+    std::function<void(const std::string&)> warn;
+    std::function<void(const Taking&)> takes;
+  };
   // The first of `looks` may be the step's own; the others go on while it waits for its samples.
-  StepRun(Session& session, UnderWay& under_way, const Step& step, std::deque<Look>& looks, Attempt* attempt, Warn warn)
+  StepRun(Session& session, UnderWay& under_way, const Step& step, std::deque<Look>& looks, Attempt* attempt, Told told)
       : session_(session),
         under_way_(under_way),
         step_(step),
         looks_(looks),
         attempt_(*attempt),
-        warn_(std::move(warn)) {}
+        told_(std::move(told)) {}
 
   // All of it but the fresh samples of a calibration.
   void begin();
@@ -139,7 +143,7 @@ class StepRun {
   const Step& step_;
   std::deque<Look>& looks_;
   Attempt& attempt_;
-  const Warn warn_;
+  const Told told_;
   std::optional<FreshLook::Time> moment_;  // that a look of its own has come to: the step itself was begun later
   int lost_ = 0;                           // messages without an answer, at the beginning
   bool left_ = false;

@@ -1,5 +1,6 @@
 // A run's samples, and what became of each.
 #include <algorithm>
+#include <utility>
 
 #include "run/calibration.h"
 
@@ -15,21 +16,9 @@ const std::vector<double>* held(const Calibration& c, const std::string& name) {
   return nullptr;
 }
 
-// What the library makes of an event: the raw value, with gravity and the reference taken away.
-std::vector<double> as_taken(const Calibration& c, std::vector<double> event) {
+std::vector<double> as_taken(const Calibration& c, const Taking& taking, std::vector<double> event) {
   if (c.panel && c.panel->colour && !event.empty()) event.erase(event.begin());  // lux comes first
-  if (c.kind == nullptr) return event;
-  const std::vector<double>* offset = held(c, "offset");
-  const std::vector<double>* scale = held(c, c.kind->values == 1 ? "scale" : "channel-scales");
-  const bool scaled = !c.golden && scale != nullptr;
-  for (size_t i = 0; i < event.size(); ++i) {
-    if (offset != nullptr && i < offset->size()) event[i] += (*offset)[i];
-    if (scaled && i < scale->size()) event[i] /= (*scale)[i];
-  }
-  if (c.reference_hpa && !event.empty()) event[0] -= *c.reference_hpa;
-  const std::vector<double> rest = c.kind->result == Result::offset ? nominal(c.step.type) : std::vector<double>();
-  for (size_t i = 0; i < event.size() && i < rest.size(); ++i) event[i] -= rest[i];
-  return event;
+  return taking(std::move(event));
 }
 
 // One stretch of events between two enablings: the first settle, a restart discards what was gathered, and of the rest
@@ -69,6 +58,30 @@ std::vector<std::string> axis_names(const Calibration& c, size_t axes) {
 
 }  // namespace
 
+std::vector<double> Taking::operator()(std::vector<double> event) const {
+  for (size_t i = 0; i < event.size(); ++i) {
+    if (i < offset.size()) event[i] += offset[i];
+    if (i < scale.size()) event[i] /= scale[i];
+    if (i < rest.size()) event[i] -= rest[i];
+  }
+  return event;
+}
+
+Taking taking_of(const Calibration& c) {
+  Taking out;
+  if (c.kind == nullptr) return out;
+  out.unit = c.kind->unit;
+  if (const auto* offset = held(c, "offset")) out.offset = *offset;
+  const auto* scale = held(c, c.kind->values == 1 ? "scale" : "channel-scales");
+  if (!c.golden && scale != nullptr) out.scale = *scale;
+  if (c.kind->result == Result::offset) out.rest = nominal(c.step.type);
+  if (c.reference_hpa) {
+    out.rest.resize(std::max<size_t>(out.rest.size(), 1));
+    out.rest[0] += *c.reference_hpa;
+  }
+  return out;
+}
+
 const _sensor_info* record_of_run(Session& session, const Calibration& c) {
   if (c.kind != nullptr && !c.in_hub) return &record_of(session.cal(), *c.kind);
   return c.panel ? &panel_record(session, c.step.type) : nullptr;
@@ -77,16 +90,17 @@ const _sensor_info* record_of_run(Session& session, const Calibration& c) {
 std::optional<record::Window> window_of(Session& session, const Calibration& c) {
   const _sensor_info* record = record_of_run(session, c);
   if (record == nullptr || c.run.values.empty()) return {};
+  const Taking taking = taking_of(c);
   record::Window out;
   out.unit = c.kind != nullptr ? c.kind->unit : c.panel->colour ? "counts" : "lux";
-  const size_t axes = as_taken(c, c.run.values[0]).size();
+  const size_t axes = as_taken(c, taking, c.run.values[0]).size();
   out.axes = axis_names(c, axes);
   out.period_ms = record->period_ms;
   for (size_t i = 0; i < axes; ++i)
     out.bias_limit.push_back(static_cast<double>(record->bias_threshold[std::min<size_t>(i, 9)]));
   const std::vector<State> state = states(c, *record);
   for (size_t i = 0; i < c.run.values.size(); ++i)
-    out.samples.push_back({static_cast<int>(i) + 1, as_taken(c, c.run.values[i]), state[i]});
+    out.samples.push_back({static_cast<int>(i) + 1, as_taken(c, taking, c.run.values[i]), state[i]});
   for (const Restart& restart : c.run.restarts) {
     const auto axis = static_cast<size_t>(restart.axis);
     out.restarts.push_back({restart.event, restart.cause, axis < axes ? out.axes[axis] : std::to_string(restart.axis),

@@ -95,10 +95,10 @@ void Archive::deliver(record::Run run) {
   if (keeper_ && !attempt("run " + run.id + " was not stored: ", [&] { keeper_->keep(run); }))
     attempt("nor was its record kept: ", [&] { problem += "; " + store::save_unstored(run); });
   if (files_ && !files_->write(run, {})) problem += (problem.empty() ? "" : "; ") + ("no report of run " + run.id);
-  if (problem.empty()) return;
-  complain(problem);
+  if (!problem.empty()) complain(problem);
   {
     const std::lock_guard<std::mutex> lock(mutex_);
+    if (unstored_ == problem) return;
     unstored_ = problem;
   }
   changed_();

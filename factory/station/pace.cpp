@@ -1,7 +1,6 @@
 #include "station/pace.h"
 
 #include <algorithm>
-#include <vector>
 
 namespace factory::station {
 namespace {
@@ -21,11 +20,19 @@ void Pace::learn(const std::string& plan_sha256, const record::Run& run) {
   for (const record::Step& step : run.steps) {
     if (step.attempts.empty()) continue;
     double seconds = 0;
-    for (const record::Attempt& attempt : step.attempts) seconds += attempt.seconds;
+    for (const record::Attempt& attempt : step.attempts) {
+      seconds += attempt.seconds;
+      if (attempt.window) limits_[{plan_sha256, step.index}] = attempt.window->bias_limit;
+    }
     std::deque<double>& of_step = seconds_[{plan_sha256, step.index}];
     of_step.push_back(seconds);
     if (of_step.size() > kRuns) of_step.pop_front();
   }
+}
+
+std::vector<double> Pace::limits(const std::string& plan_sha256, int step) const {
+  const auto found = limits_.find({plan_sha256, step});
+  return found == limits_.end() ? std::vector<double>() : found->second;
 }
 
 std::optional<double> Pace::left(const std::string& plan_sha256, int step, int steps, double seconds_in_step) const {

@@ -154,8 +154,6 @@ Slot::Heard Slot::hear_ended(const Json::Value& event) {
   return Heard::change;
 }
 
-// What the library's run took: raw, as the sensor delivers it; its limits are of other values, which only the record
-// has.
 Slot::Heard Slot::hear_sample(const Json::Value& event) {
   live_ = Json::Value();
   live_["slot"] = settings_->name;
@@ -164,9 +162,21 @@ Slot::Heard Slot::hear_sample(const Json::Value& event) {
   live_["tag"] = text_of(event["tag"]);
   live_["values"] = first_ones(event["values"], number_or_null);
   live_["units"] = or_null(text_of(event["unit"]));
-  live_["limits"] = Json::Value();
   live_["restarts"] = number_of(event["restarts"]);
   return Heard::sample;
+}
+
+Json::Value Slot::live(const Pace& pace) const {
+  Json::Value out = live_;
+  if (out.isNull()) return out;
+  out["limits"] = Json::Value();
+  for (const double limit : pace.limits(ordered_.plan->sha256, live_["step"].asInt())) {
+    Json::Value both(Json::arrayValue);
+    both.append(-limit);
+    both.append(limit);
+    out["limits"].append(both);
+  }
+  return out;
 }
 
 Slot::Heard Slot::hear_refusal(const Json::Value& event) {

@@ -63,7 +63,8 @@ class Slot {
   void stop() { stopped_ = true; }
 
   Json::Value to_json(const Pace& pace) const;
-  const Json::Value& live() const { return live_; }
+  // Null before the first sample.
+  Json::Value live(const Pace& pace) const;
 
  private:
   struct Prompt {

@@ -320,7 +320,8 @@ Station::News Station::next(Seen* seen, milliseconds patience) {
   }
   for (const auto& place : places_) {
     long& live = seen->live[place->slot.settings().name];
-    if (live != place->live && !place->slot.live().isNull()) out.emplace_back("live", json_line(place->slot.live()));
+    const Json::Value sample = live != place->live ? place->slot.live(pace_) : Json::Value();
+    if (!sample.isNull()) out.emplace_back("live", json_line(sample));
     live = place->live;
   }
   return out;

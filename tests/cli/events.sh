@@ -62,7 +62,7 @@ json=$(python3 -c 'import json; print(json.dumps({"file": "p", "plan": open("pla
 code=0
 { echo "$json"; sleep 1.3; } | "$sensorcal" run - --events >lines 2>err || code=$?
 [ $code = 130 ] || fail "closed in the middle: exit code $code"
-has lines '"event":"sample","events":[0-9]+,"restarts":0,"step":2,"tag":"Acc","values":\[[^,]+,[^,]+,[^,]+\]'
+has lines '"event":"sample","events":[0-9]+,"restarts":0,"step":2,"tag":"Acc","unit":"m/s\^2","values":\[-?[01]\.[^,]+,-?[01]\.[^,]+,-?[01]\.[^,]+\]'
 tail -n 1 lines >out
 json out 'd["event"] == "record" and d["record"]["steps"][1]["verdict"] == "aborted"'
 run 0 get Acc offset --json

@@ -163,6 +163,12 @@ void EventStream::begins(const record::Step& step, int attempt) {
   const std::lock_guard<std::mutex> lock(mutex_);
   step_ = step.index;
   tag_ = step.tag;
+  taking_ = {};
+}
+
+void EventStream::takes(const record::Step& /*step*/, const plan::Taking& taking) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  taking_ = taking;
 }
 
 void EventStream::warns(const record::Step& step, const std::string& text) {
@@ -192,16 +198,19 @@ void EventStream::look(const LogTap& tap) {
   for (; !done_; std::this_thread::sleep_for(kBetweenSamples)) {
     const LogTap::Counts counts = tap.counts();
     Json::Value out;
+    std::vector<double> taken;
     {
       const std::lock_guard<std::mutex> lock(mutex_);
       if (step_ == 0 || counts.events == told || counts.events == 0) continue;
       out["step"] = step_;
       out["tag"] = tag_;
+      taken = taking_(counts.latest);
+      if (!taking_.unit.empty()) out["unit"] = taking_.unit;
     }
     told = counts.events;
     out["events"] = counts.events;
     out["restarts"] = counts.restarts;
-    out["values"] = json_list(counts.latest, [](double value) { return json_number(value); });
+    out["values"] = json_list(taken, [](double value) { return json_number(value); });
     say("sample", out);
   }
 }

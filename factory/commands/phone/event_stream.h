@@ -33,6 +33,7 @@ class EventStream : public plan::Observer, public Asker {
   void refused(const AppError& error);
 
   void begins(const record::Step& step, int attempt) override;
+  void takes(const record::Step& step, const plan::Taking& taking) override;
   void warns(const record::Step& step, const std::string& text) override;
   void ended(const record::Step& step, const record::Attempt& attempt) override;
   Answer ask(const Fixture::Settings& settings, const std::vector<std::string>& instructions,
@@ -56,6 +57,7 @@ class EventStream : public plan::Observer, public Asker {
   Answer answer_ = Answer::done;
   int step_ = 0;  // 0: none is under way
   std::string tag_;
+  plan::Taking taking_;
   std::atomic<bool> done_{false};
   std::thread listener_;
   std::thread looker_;

@@ -86,7 +86,7 @@ TEST_F(StationSlot, FollowsItsRunner) {
   EXPECT_TRUE(state()["warns"].isNull());
   EXPECT_EQ(slot_.hear(R"({"event": "sample", "step": 2, "tag": "Acc", "values": [1, "nan", 3], "restarts": 1})"),
             Heard::sample);
-  EXPECT_EQ(json_line(slot_.live()["values"]), "[1,null,3]");
+  EXPECT_EQ(json_line(slot_.live(pace_)["values"]), "[1,null,3]");
   EXPECT_EQ(slot_.hear(R"({"event": "ended", "step": 2, "verdict": "failed", "reasons": [{"text": "x is outside"}]})"),
             Heard::change);
   EXPECT_EQ(state()["failing"]["name"], "calibrate Acc");
@@ -218,6 +218,7 @@ TEST_F(StationSlot, TellsTheTimeLeftByTheRunsBefore) {
     record::Step step;
     step.index = i;
     step.attempts.resize(1);
+    if (i == 2) step.attempts[0].window.emplace().bias_limit = {2, 3};
     run.steps.push_back(step);
   }
   for (const double seconds : {4.0, 100.0, 5.0}) {
@@ -228,6 +229,10 @@ TEST_F(StationSlot, TellsTheTimeLeftByTheRunsBefore) {
   EXPECT_EQ(pace_.left("abc", 2, 3, 60), 5);
   EXPECT_FALSE(pace_.left("abc", 2, 4, 0));
   EXPECT_FALSE(pace_.left("another", 1, 1, 0));
+  slot_.hear(R"({"event": "sample", "step": 2, "values": [1]})");
+  EXPECT_EQ(json_line(slot_.live(pace_)["limits"]), "[[-2.0,2.0],[-3.0,3.0]]");
+  slot_.hear(R"({"event": "sample", "step": 3, "values": [1]})");
+  EXPECT_TRUE(slot_.live(pace_)["limits"].isNull());
 }
 
 }  // namespace
