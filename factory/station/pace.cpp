@@ -19,14 +19,11 @@ double median(const std::deque<double>& values) {
 void Pace::learn(const std::string& plan_sha256, const record::Run& run) {
   for (const record::Step& step : run.steps) {
     if (step.attempts.empty()) continue;
-    double seconds = 0;
-    for (const record::Attempt& attempt : step.attempts) {
-      seconds += attempt.seconds;
-      if (attempt.window) limits_[{plan_sha256, step.index}] = attempt.window->bias_limit;
-    }
-    std::deque<double>& of_step = seconds_[{plan_sha256, step.index}];
-    of_step.push_back(seconds);
-    if (of_step.size() > kRuns) of_step.pop_front();
+    const PlanStep key{plan_sha256, step.index};
+    std::deque<double>& left = left_[key];
+    left.push_back(std::chrono::duration<double>(run.ended() - step.attempts.front().started).count());
+    if (left.size() > kRuns) left.pop_front();
+    if (step.attempts.back().window) limits_[key] = step.attempts.back().window->bias_limit;
   }
 }
 
@@ -35,15 +32,12 @@ std::vector<double> Pace::limits(const std::string& plan_sha256, int step) const
   return found == limits_.end() ? std::vector<double>() : found->second;
 }
 
-std::optional<double> Pace::left(const std::string& plan_sha256, int step, int steps, double seconds_in_step) const {
-  double sum = 0;
-  for (int i = std::max(step, 1); i <= steps; ++i) {
-    const auto of_step = seconds_.find({plan_sha256, i});
-    if (of_step == seconds_.end()) return {};
-    const double usual = median(of_step->second);
-    sum += i == step ? std::max(0.0, usual - seconds_in_step) : usual;
-  }
-  return sum;
+// Never less than from the next step's begin on: that is still to come.
+std::optional<double> Pace::left(const std::string& plan_sha256, int step, double seconds_in_step) const {
+  const auto here = left_.find({plan_sha256, step});
+  if (here == left_.end()) return {};
+  const auto next = left_.find({plan_sha256, step + 1});
+  return std::max(median(here->second) - seconds_in_step, next == left_.end() ? 0 : median(next->second));
 }
 
 }  // namespace factory::station

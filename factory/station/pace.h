@@ -1,4 +1,4 @@
-// How long the steps of a plan take, and within which limits their samples lie, by the runs before.
+// How long a plan takes from each of its steps on, and within which limits their samples lie, by the runs before.
 #pragma once
 
 #include <deque>
@@ -20,12 +20,12 @@ class Pace {
   // Largest accepted means of a step's samples, either way, a value each; empty where no run told them.
   std::vector<double> limits(const std::string& plan_sha256, int step) const;
 
-  // What is left of a run of the plan that has been in a step for so long; nothing where a step was never seen.
-  std::optional<double> left(const std::string& plan_sha256, int step, int steps, double seconds_in_step) const;
+  // What is left of a run of the plan that began a step so long ago; nothing where the step was never seen.
+  std::optional<double> left(const std::string& plan_sha256, int step, double seconds_in_step) const;
 
  private:
   using PlanStep = std::pair<std::string, int>;
-  std::map<PlanStep, std::deque<double>> seconds_;  // of the last runs
+  std::map<PlanStep, std::deque<double>> left_;  // of the last runs at the step's begin: steps go on beside each other
   std::map<PlanStep, std::vector<double>> limits_;
 };
 

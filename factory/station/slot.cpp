@@ -17,6 +17,7 @@ using record::Outcome;
 // What runners print beside events: a tool of the line that starts, a warning. More is no runner.
 constexpr int kNonsenseMax = 20;
 constexpr size_t kTextMax = 500;
+constexpr size_t kStepsMax = 1000;  // whose names are known
 constexpr Json::ArrayIndex kListMax = 16;
 constexpr const char* kPhases[] = {"idle", "starting", "running", "over"};
 
@@ -115,13 +116,18 @@ Slot::Heard Slot::hear_begun(const Json::Value& event) {
 Slot::Heard Slot::hear_step(const Json::Value& event) {
   step_ = number_of(event["step"]);
   attempt_ = number_of(event["attempt"]);
-  name_ = text_of(event["name"]);
+  if (names_.size() < kStepsMax) names_[step_] = text_of(event["name"]);
   kind_ = text_of(event["kind"]);
   tag_ = text_of(event["tag"]);
   step_began_ = Clock::now();
   warns_.clear();
   prompt_.reset();
   return Heard::change;
+}
+
+std::string Slot::name_of(int step) const {
+  const auto found = names_.find(step);
+  return found == names_.end() ? "" : found->second;
 }
 
 Slot::Heard Slot::hear_warning(const Json::Value& event) {
@@ -142,13 +148,13 @@ Slot::Heard Slot::hear_answer(const Json::Value& event) {
 Slot::Heard Slot::hear_ended(const Json::Value& event) {
   const std::string verdict = text_of(event["verdict"]);
   const int step = number_of(event["step"]);
-  prompt_.reset();
+  if (step == step_) prompt_.reset();  // it may end after the next one began
   const bool passes = verdict == "passed" || verdict == "marginal" || verdict == "skipped";
   const bool again = failing_.isObject() && number_of(failing_["step"]) == step;  // asking null makes an object of it
   if (passes && again) failing_ = Json::Value();
   if (passes || !(failing_.isNull() || again)) return Heard::change;
   failing_["step"] = step;
-  failing_["name"] = name_;
+  failing_["name"] = name_of(step);
   failing_["reasons"] = said(event["reasons"]);
   failing_["hints"] = said(event["hints"]);
   return Heard::change;
@@ -291,14 +297,14 @@ Json::Value Slot::to_json(const Pace& pace) const {
   out["retest"] = ordered_.retest;
   out["step"] = step_;
   out["steps"] = steps_;
-  out["name"] = name_;
+  out["name"] = name_of(step_);
   out["kind"] = kind_;
   out["tag"] = tag_;
   out["attempt"] = attempt_;
   const Clock::time_point now = busy() ? Clock::now() : ended_;
-  const auto left = phase_ != Phase::running
-                        ? std::nullopt
-                        : pace.left(ordered_.plan->sha256, step_, steps_, seconds_between(step_began_, now));
+  const auto left = phase_ == Phase::running
+                        ? pace.left(ordered_.plan->sha256, step_, seconds_between(step_began_, now))
+                        : std::nullopt;
   out["left_seconds"] = optional_number(left);
   out["elapsed_seconds"] = phase_ == Phase::idle ? 0.0 : seconds_between(began_, now);
   out["prompt"] = Json::Value();

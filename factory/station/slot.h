@@ -4,6 +4,7 @@
 #include <json/value.h>
 
 #include <chrono>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -83,6 +84,7 @@ class Slot {
   Heard hear_record(const Json::Value& event, const std::string& line);
   std::string misfit(const RunnerEnd& end) const;
   void make_error(const RunnerEnd& end, const std::string& why);
+  std::string name_of(int step) const;
   void set_clock();
   void show_failing();
 
@@ -92,7 +94,8 @@ class Slot {
   Clock::time_point began_, step_began_, ended_;
   record::Clock::time_point started_;
   int step_ = 0, steps_ = 0, attempt_ = 0;
-  std::string name_, kind_, tag_, warns_, problem_;
+  std::map<int, std::string> names_;  // of the steps so far
+  std::string kind_, tag_, warns_, problem_;
   std::optional<Prompt> prompt_;
   int nonsense_ = 0;  // lines so far
   bool stopped_ = false;

@@ -181,7 +181,7 @@ void EventStream::warns(const record::Step& step, const std::string& text) {
 void EventStream::ended(const record::Step& step, const record::Attempt& attempt) {
   {
     const std::lock_guard<std::mutex> lock(mutex_);
-    step_ = 0;
+    if (step_ == step.index) step_ = 0;  // the next one may have begun
   }
   Json::Value out;
   out["step"] = step.index;

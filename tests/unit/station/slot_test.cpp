@@ -92,6 +92,11 @@ TEST_F(StationSlot, FollowsItsRunner) {
   EXPECT_EQ(state()["failing"]["name"], "calibrate Acc");
   EXPECT_EQ(slot_.hear(R"({"event": "ended", "step": 2, "verdict": "passed"})"), Heard::change);
   EXPECT_TRUE(state()["failing"].isNull());
+  // A calibration may end after the next step began.
+  slot_.hear(R"({"event": "begins", "step": 3, "attempt": 1, "name": "verify Gyr", "kind": "verify", "tag": "Gyr"})");
+  slot_.hear(R"({"event": "ended", "step": 2, "verdict": "failed", "reasons": ["x"]})");
+  EXPECT_EQ(state()["failing"]["name"], "calibrate Acc");
+  EXPECT_EQ(state()["name"], "verify Gyr");
   EXPECT_EQ(slot_.hear(R"({"event": "of a later version"})"), Heard::nothing);
   slot_.hear(record_line(Outcome::passed, 0));
   const record::Run& run = slot_.end({0, "", ""});
@@ -221,14 +226,18 @@ TEST_F(StationSlot, TellsTheTimeLeftByTheRunsBefore) {
     if (i == 2) step.attempts[0].window.emplace().bias_limit = {2, 3};
     run.steps.push_back(step);
   }
-  for (const double seconds : {4.0, 100.0, 5.0}) {
-    for (record::Step& step : run.steps) step.attempts[0].seconds = seconds;
+  for (const int seconds : {4, 100, 5}) {
+    for (record::Step& step : run.steps)
+      step.attempts[0].started = run.started + std::chrono::seconds((step.index - 1) * seconds);
+    run.seconds = 3 * seconds;
     pace_.learn("abc", run);
   }
-  EXPECT_EQ(pace_.left("abc", 2, 3, 1.5), 8.5);
-  EXPECT_EQ(pace_.left("abc", 2, 3, 60), 5);
-  EXPECT_FALSE(pace_.left("abc", 2, 4, 0));
-  EXPECT_FALSE(pace_.left("another", 1, 1, 0));
+  EXPECT_EQ(pace_.left("abc", 1, 0), 15);
+  EXPECT_EQ(pace_.left("abc", 2, 1.5), 8.5);
+  EXPECT_EQ(pace_.left("abc", 2, 60), 5);
+  EXPECT_EQ(pace_.left("abc", 3, 60), 0);
+  EXPECT_FALSE(pace_.left("abc", 4, 0));
+  EXPECT_FALSE(pace_.left("another", 1, 0));
   slot_.hear(R"({"event": "sample", "step": 2, "values": [1]})");
   EXPECT_EQ(json_line(slot_.live(pace_)["limits"]), "[[-2.0,2.0],[-3.0,3.0]]");
   slot_.hear(R"({"event": "sample", "step": 3, "values": [1]})");
