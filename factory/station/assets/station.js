@@ -160,6 +160,7 @@ function entered(repeated) {
   const typed = scan.value;
   const now = performance.now();
   scan.value = '';
+  scan.inputMode = 'none';
   if (typed !== '') {
     lastScan = now;
     post('/scan', {slot: selected, text: typed}, typed);
@@ -308,6 +309,7 @@ function renderTile(slot) {
   show(at.count, slot.phase === 'starting' ? say('starting') : say('step', slot.step, slot.steps));
   at.bar.max = slot.steps || 1;
   at.bar.value = Math.max(0, (slot.step || 1) - 1);
+  at.bar.ariaLabel = at.count.textContent;
   const kind = inWords('kinds', slot.kind ?? '');
   show(at.name, slot.name ?? '');
   show(at.kind, [kind, slot.tag, slot.attempt > 1 ? say('attempt', slot.attempt) : ''].filter(Boolean).join(' · '));
@@ -399,6 +401,7 @@ function renderShift() {
 function render() {
   if (!state) return;
   if (!several()) selected = state.slots[0].slot;
+  document.title = state.station;
   show(by('station'), state.station);
   const {name, code} = state.operator ?? {};
   show(by('operator'), [name, code].filter(Boolean).join(' · ') || (state.operators ? say('nobody') : ''));
@@ -483,6 +486,8 @@ async function start() {
   showSound();
   by('sound').addEventListener('click', switchSound);
   document.addEventListener('keydown', pressed);
+  // A tablet's own keyboard comes where the field is touched, not whenever it has the focus.
+  scan.addEventListener('pointerdown', () => { scan.inputMode = 'text'; });
   scan.addEventListener('input', () => {
     clearTimeout(halfScan);
     halfScan = setTimeout(() => { scan.value = ''; }, kHalfScanMs);
