@@ -2,6 +2,7 @@
 
 #include <boost/math/distributions/chi_squared.hpp>
 #include <boost/math/distributions/normal.hpp>
+#include <boost/math/distributions/students_t.hpp>
 #include <cmath>
 #include <limits>
 
@@ -57,6 +58,30 @@ Capability capability(const Days& days, std::optional<double> low, std::optional
   out.cp = both_sided(out.within.sigma, out.within.freedom, low, high);
   out.cpk = nearer_side(all, out.within.sigma, out.within.freedom, low, high);
   return out;
+}
+
+std::optional<Index> drift_a_day(const Days& days, int per_day) {
+  if (days.size() < 3 || per_day == 0) return {};
+  const Moments all = total(days);
+  const auto n = static_cast<double>(all.count);
+  double when = 0;  // the mean one, from the first on: days since 1970 would cost digits
+  const auto at = [&](int day) { return static_cast<double>(day - days.begin()->first) / per_day; };
+  for (const auto& [day, values] : days) when += static_cast<double>(values.count) * at(day) / n;
+  double xx = 0;
+  double xy = 0;
+  for (const auto& [day, values] : days) {
+    xx += static_cast<double>(values.count) * (at(day) - when) * (at(day) - when);
+    xy += static_cast<double>(values.count) * (at(day) - when) * (values.mean - all.mean);
+  }
+  const double slope = xy / xx;
+  double off = 0;
+  for (const auto& [day, values] : days) {
+    const double distance = values.mean - all.mean - slope * (at(day) - when);
+    off += static_cast<double>(values.count) * distance * distance;
+  }
+  const auto freedom = static_cast<double>(days.size() - 2);
+  const double reach = quantile(complement(boost::math::students_t(freedom), kTail)) * std::sqrt(off / freedom / xx);
+  return Index{slope, slope - reach, slope + reach};
 }
 
 Robust robust(const std::vector<double>& sorted) {

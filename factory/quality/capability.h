@@ -30,6 +30,13 @@ struct Capability {
 
 Capability capability(const Days& days, std::optional<double> low, std::optional<double> high);
 
+/**
+ * How much the mean of subgroups moves in a day: the line through the means by least squares, weighted by their numbers
+ * of values, and Student's 95 % interval of its slope. By the means' distances from the line, not by single values:
+ * days differ by more than values within a day tell. Of three subgroups or more, so many of which are a day.
+ */
+std::optional<Index> drift_a_day(const Days& days, int per_day);
+
 // Where the middle of values lies and how far they scatter, whatever single ones do.
 struct Robust {
   double median = 0;

@@ -97,13 +97,16 @@ class Answer {
     Series series;
     Characteristic c;
     std::map<Identity, size_t> known;
-    Filter any_time = filter_;
-    any_time.since_ms = any_time.until_ms = std::nullopt;
+    Filter any_run = filter_;  // what asks for runs has no say here
+    any_run.since_ms = any_run.until_ms = std::nullopt;
+    any_run.verdict = std::nullopt;
+    any_run.marked.clear();
+    any_run.only = std::nullopt;
     Query query(&database_,
                 "SELECT s.id, s.reference, p.station, p.lot, p.plan, t.name, s.name, s.axis, s.unit, s.low, s.high "
                 "FROM series s "
                 "JOIN setup p ON p.id = s.setup JOIN plan_step t ON t.id = s.plan_step WHERE 1 = 1" +
-                    on_measurements(any_time) + " ORDER BY s.id");
+                    on_measurements(any_run) + " ORDER BY s.id");
     query.with(filter_).into(&id, &series.reference, &series.station, &series.lot, &c.plan, &c.step, &c.name, &c.axis,
                              &c.unit, &c.low, &c.high);
     while (query.next()) {
@@ -297,6 +300,7 @@ class Answer {
 void judge(const Characteristic& c, const Choices& choices, const Subgroups& subgroups, Process* process) {
   process->capability = capability(process->days, c.low, c.high);
   process->chart = control_chart(process->days, choices.rules, process->baseline);
+  process->a_day = drift_a_day(process->days, subgroups.per_day());
   for (ChartPoint& point : process->chart.points) point.when = subgroups.label(point.day);
 }
 
@@ -361,6 +365,16 @@ Statistics statistics(Database* database, const Filter& filter, const Choices& c
   for (Characteristic& c : characteristics(database, filter, choices))
     (c.is_duration() ? out.durations : out.characteristics).push_back(std::move(c));
   find_changes(&out.characteristics);
+  Filter one = filter;
+  for (size_t i = 0; i < filter.marked.size(); ++i) {
+    one.only = i;
+    Statistics runs;
+    count_runs(database, one, &runs);
+    out.marked.push_back({filter.marked[i], runs.runs, characteristics(database, one, choices)});
+    std::vector<Characteristic>& its = out.marked.back().characteristics;
+    std::erase_if(its, [](const Characteristic& c) { return c.is_duration(); });
+    find_changes(&its);
+  }
   return out;
 }
 

@@ -65,7 +65,8 @@ struct Process {
   Days baseline;  // empty: none was asked for, or it has no values
   Capability capability;
   ControlChart chart;
-  bool changed = false;  // out of control, also where so many charts are looked at
+  std::optional<Index> a_day;  // how much it drifts
+  bool changed = false;        // out of control, also where so many charts are looked at
 };
 
 // The same value with the same limits, wherever and by whatever version it was measured.
@@ -91,6 +92,13 @@ struct Characteristic {
   bool is_normal() const { return !normality || normality->p >= kNormalBelow; }
 };
 
+// Golden and known-bad phones: their runs are in no other figure.
+struct Marked {
+  MarkedPhones phones;
+  RunCounts runs;
+  std::vector<Characteristic> characteristics;
+};
+
 struct Statistics {
   Choices choices;
   RunCounts runs;
@@ -101,6 +109,7 @@ struct Statistics {
   std::vector<Failure> failures;  // the most frequent first
   std::vector<Characteristic> characteristics;
   std::vector<Characteristic> durations;
+  std::vector<Marked> marked;
 };
 
 // Throws StoreError, AwayError.

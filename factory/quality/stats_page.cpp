@@ -77,7 +77,7 @@ Markup yields(const Statistics& s, Charts* charts) {
   add("all", s.yield);
   for (const auto& [plan, yield] : s.by_plan) add(Markup("plan ") + element("bdi", plan), yield);
   for (const auto& [station, yield] : s.by_station) add(Markup("station ") + element("bdi", station), yield);
-  return table.markup() + charts->place(days_chart(s), "runs by day");
+  return s.by_day.size() < 2 ? table.markup() : table.markup() + charts->place(days_chart(s), "runs by day");
 }
 
 Markup failures(const Statistics& s, Charts* charts) {
@@ -210,9 +210,21 @@ Markup measurements(const Statistics& s, const std::vector<const Characteristic*
                std::to_string(c.all.count), c.all.count == 0 ? "-" : short_number(c.all.mean),
                short_number(c.all.sigma()), index_markup(c.line.capability.ppk, remark),
                index_markup(c.line.capability.cpk, ""), failed, std::to_string(c.outlier_count),
-               run_chart_of(c.line.chart) + state_markup(state_of(c))});
+               run_chart_of(c.line.chart) + state_markup(state_of(c)) + element("small", drift_text(c, c.line))});
   }
   return element("p", basis_of(s)) + element("p", rules_of(s)) + element("div", {{"class", "scrolls"}}, table.markup());
+}
+
+Markup marked(const Marked& phones) {
+  HtmlTable table("measurements", {"Measurement", "Limits", "n", "Mean", "Sigma", "Least", "Most", "Failed", "Drift"});
+  for (const Characteristic& c : phones.characteristics) {
+    const bool any = c.all.count > 0;
+    table.add({name_of(c), limits_of(c), std::to_string(c.all.count), any ? short_number(c.all.mean) : "-",
+               short_number(c.all.sigma()), any ? short_number(c.all.least) : "-", any ? short_number(c.all.most) : "-",
+               std::to_string(c.failed),
+               run_chart_of(c.line.chart) + state_markup(state_of(c.line)) + element("small", drift_text(c, c.line))});
+  }
+  return element("p", runs_of(phones)) + element("div", {{"class", "scrolls"}}, table.markup());
 }
 
 Markup durations(const Statistics& s) {
@@ -298,6 +310,8 @@ void write_page(const Statistics& s, const std::string& question, const std::str
     body += card("Each measurement", details);
   }
   if (!s.durations.empty()) body += card("Durations", durations(s));
+  for (const Marked& phones : s.marked)
+    body += card(phones.phones.kind == "golden" ? "Golden phones" : "Known-bad phones", marked(phones));
   factory::write_page(file, "Statistics of runs", std::string(kLooks) + kDrawingLooks,
                       element("header", {{"class", "banner skipped"}}, element("div", banner)), body,
                       {"charts", charts.data(), assets::stats_js});

@@ -59,6 +59,7 @@ Json::Value to_json(const Process& process) {
   out["frozen"] = chart.frozen;
   out["limit"] = json_number(chart.limit);
   out["p"] = optional_number(chart.p);
+  out["a_day"] = to_json(process.a_day);
   out["in_control"] = chart.in_control();
   out["changed"] = process.changed;
   out["days"] = json_list(chart.points, [&](const ChartPoint& point) {
@@ -216,11 +217,25 @@ std::string durations_text(const Statistics& s) {
   return "\n" + table(rows);
 }
 
-std::string drift_text(const Statistics& s) {
+std::string marked_text(const Statistics& s) {
+  std::string out;
+  for (const Marked& marked : s.marked) {
+    std::vector<std::vector<std::string>> rows = {
+        {"measurement", "n", "mean", "sigma", "limits", "failed", "drift", ""}};
+    for (const Characteristic& c : marked.characteristics)
+      rows.push_back({shown(name_of(c)), number(c.all.count), mean_of(c), short_number(c.all.sigma()), limits_of(c),
+                      number(c.failed), state_of(c.line), drift_text(c, c.line)});
+    out += "\n" + runs_of(marked) + "\n" + (rows.size() == 1 ? "" : table(rows));
+  }
+  return out;
+}
+
+std::string drifts_text(const Statistics& s) {
   std::string out;
   const auto add = [&](const Characteristic& c, const std::string& where, const Process& process) {
     for (const Alarm& alarm : alarms_of(process.chart))
       out += shown(name_of(c)) + where + ": " + to_text(alarm) + (process.changed ? "" : " (a signal)") + "\n";
+    if (process.changed && process.a_day) out += "  " + drift_text(c, process) + "\n";
   };
   for (const Characteristic& c : s.characteristics) {
     add(c, "", c.line);
@@ -283,6 +298,17 @@ Json::Value to_json(const Statistics& statistics) {
     return to_json(c, statistics.choices.without_outliers);
   });
   out["durations"] = json_list(statistics.durations, figures_of);
+  out["marked"] = json_list(statistics.marked, [&](const Marked& marked) {
+    Json::Value entry;
+    entry["kind"] = marked.phones.kind;
+    entry["pattern"] = marked.phones.pattern;
+    entry["serials"] = json_list(marked.phones.serials);
+    entry["runs"] = to_json(marked.runs);
+    entry["measurements"] = json_list(marked.characteristics, [&](const Characteristic& c) {
+      return to_json(c, statistics.choices.without_outliers);
+    });
+    return entry;
+  });
   return valid(out);
 }
 
@@ -290,8 +316,8 @@ std::string to_text(const Statistics& s, const std::string& question) {
   std::string out = question + ": " + number(s.runs.passed) + " passed, " + number(s.runs.failed) + " failed, " +
                     number(s.runs.errors) + (s.runs.errors == 1 ? " error, " : " errors, ") + number(s.runs.aborted) +
                     " aborted runs\n\n";
-  return out + yields_text(s) + failures_text(s) + measurements_text(s) + shapes_text(s) + drift_text(s) +
-         outliers_text(s) + durations_text(s);
+  return out + yields_text(s) + failures_text(s) + measurements_text(s) + shapes_text(s) + drifts_text(s) +
+         outliers_text(s) + durations_text(s) + marked_text(s);
 }
 
 std::string shown(const std::string& text, size_t most) {
@@ -339,6 +365,19 @@ std::optional<double> percentile_ppk(const Characteristic& c) {
 
 std::string interval_text(const std::optional<Index>& index) {
   return index ? fixed(index->low, 2) + " to " + fixed(index->high, 2) : "";
+}
+
+std::string drift_text(const Characteristic& c, const Process& process) {
+  if (!process.a_day) return "";
+  const auto& [value, low, high] = *process.a_day;
+  return short_number(value) + " (" + short_number(low) + " to " + short_number(high) + ") " + shown(c.unit) + " a day";
+}
+
+std::string runs_of(const Marked& marked) {
+  const auto& [kind, pattern, serials, keys] = marked.phones;
+  return kind + " phones " + shown(pattern) + ": " + number(static_cast<long long>(serials.size())) +
+         (serials.size() == 1 ? " phone, " : " phones, ") + number(marked.runs.passed) + " passed, " +
+         number(marked.runs.failed) + " failed, " + number(marked.runs.errors) + " errors";
 }
 
 std::string basis_of(const Statistics& s) {

@@ -35,6 +35,12 @@ std::string interval_text(const std::optional<Index>& index);  // "0.88 to 1.78"
 std::string index_text(const std::optional<double>& index);
 std::optional<double> percentile_ppk(const Characteristic& c);
 
+// "0.0012 (0.0001 to 0.0023) m/s^2 a day"; empty where there is none.
+std::string drift_text(const Characteristic& c, const Process& process);
+
+// "golden phones GOLD-*: 2 phones, 40 passed, 0 failed, 0 errors"
+std::string runs_of(const Marked& marked);
+
 // What the figures are of, and what they are: sentences.
 std::string basis_of(const Statistics& s);
 std::string rules_of(const Statistics& s);

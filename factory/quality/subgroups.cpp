@@ -63,7 +63,8 @@ int Subgroups::of_time(int day_or_quarter) const {
   tm local{};
   localtime_r(&begin, &local);
   const time_t here = begin + local.tm_gmtoff;
-  const int day = static_cast<int>((here - (local.tm_hour * kMinutes + local.tm_min) * kMinutes - local.tm_sec) / 86400);
+  const int day =
+      static_cast<int>((here - (local.tm_hour * kMinutes + local.tm_min) * kMinutes - local.tm_sec) / 86400);
   const int minute = local.tm_hour * kMinutes + local.tm_min;
   // Before the day's first shift it is still the last one of the day before.
   const int begun = static_cast<int>(std::upper_bound(shifts_.begin(), shifts_.end(), minute) - shifts_.begin());
@@ -71,6 +72,11 @@ int Subgroups::of_time(int day_or_quarter) const {
   return at->second = by_ == SubgroupBy::day    ? day
                       : by_ == SubgroupBy::hour ? day * kHours + local.tm_hour
                                                 : day * shifts + begun - 1;
+}
+
+int Subgroups::per_day() const {
+  const int per_day[] = {1, 1, static_cast<int>(shifts_.size()), kHours, 0};
+  return per_day[static_cast<int>(by_)];
 }
 
 std::string Subgroups::label(int subgroup) const {

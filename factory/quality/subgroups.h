@@ -18,8 +18,7 @@ std::vector<int> parse_shifts(const std::string& text);
 class Subgroups {
  public:
   Subgroups() = default;
-  Subgroups(SubgroupBy by, std::vector<int> shifts)
-      : by_(by), shifts_(std::move(shifts)) {}
+  Subgroups(SubgroupBy by, std::vector<int> shifts) : by_(by), shifts_(std::move(shifts)) {}
 
   SubgroupBy by() const { return by_; }
   const char* plural() const;  // "days (UTC)", "shifts"
@@ -34,6 +33,7 @@ class Subgroups {
   int of_lot(const std::string& lot) const { return lots_.at(lot); }
   // Of a day, or of a quarter of an hour since 1970 where it takes these.
   int of_time(int day_or_quarter) const;
+  int per_day() const;  // 0: these are not of a time
   // "2026-11-26", "2026-11-26 22:00", a lot's name.
   std::string label(int subgroup) const;
 

@@ -1,5 +1,7 @@
 #include "store/filter.h"
 
+#include <fnmatch.h>
+
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -40,6 +42,31 @@ std::string on_texts(const Filter& filter, std::string_view begin) {
       sql += std::string(" AND ") + part.condition;
   }
   return sql;
+}
+
+std::string on_marked(const Filter& filter) {
+  std::string keys;
+  for (size_t i = 0; i < filter.marked.size(); ++i) {
+    for (const long long key : filter.marked[i].keys) {
+      if (!filter.only || filter.only == i) keys += (keys.empty() ? "" : ", ") + std::to_string(key);
+    }
+  }
+  return keys.empty() ? "" : std::string(" AND r.serial_key ") + (filter.only ? "IN (" : "NOT IN (") + keys + ")";
+}
+
+void find_marked(Database* database, MarkedPhones* marked) {
+  *marked = {marked->kind, marked->pattern, {}, {}};
+  std::string serial;
+  long long key = 0;
+  Query query(database, "SELECT serial, serial_key FROM run WHERE serial <> '' GROUP BY 1, 2 ORDER BY 1");
+  query.into(&serial, &key);
+  while (query.next()) {
+    if (fnmatch(marked->pattern.c_str(), serial.c_str(), 0) != 0) continue;
+    marked->serials.push_back(serial);
+    marked->keys.push_back(key);
+  }
+  if (marked->keys.empty())
+    throw AppError(kUsage, marked->kind + " phones " + marked->pattern + ": no serial number in the store is like it");
 }
 
 std::string on_verdict(const Filter& filter) {
@@ -85,6 +112,7 @@ void require_known(Database* database, Filter* filter) {
   for (const auto& [option, column, text] : kTexts) {
     if (!text.empty()) require_one_of(option, text, texts_of(database, column));
   }
+  for (MarkedPhones& marked : filter->marked) find_marked(database, &marked);
   if (filter->measurement.empty()) return;
   std::vector<std::string> known;
   MeasurementName have;
@@ -138,7 +166,7 @@ std::string time_text(long long ms) {
 }
 
 std::string on_runs(const Filter& filter) {
-  std::string sql = on_texts(filter, "p.") + on_verdict(filter);
+  std::string sql = on_texts(filter, "p.") + on_verdict(filter) + on_marked(filter);
   // The day says which parts of the tables are of no interest.
   const auto add = [&](const char* days, const char* times, long long ms) {
     sql += std::string(" AND r.day") + days + std::to_string(day_of(ms)) + " AND r.started_ms" + times +
@@ -151,6 +179,12 @@ std::string on_runs(const Filter& filter) {
 
 std::string on_measurements(const Filter& filter) {
   std::string sql = on_texts(filter, "");
+  if (filter.only) {
+    sql += " AND m.run IN (SELECT r.no FROM run r WHERE 1 = 1" + on_marked(filter) + ")";
+  } else if (Filter marked = filter; !marked.marked.empty()) {  // few runs are theirs
+    for (marked.only = 0; *marked.only < marked.marked.size(); ++*marked.only)
+      sql += " AND m.run NOT IN (SELECT r.no FROM run r WHERE 1 = 1" + on_marked(marked) + ")";
+  }
   if (filter.verdict) sql += " AND m.run IN (SELECT r.no FROM run r WHERE 1 = 1" + on_verdict(filter) + ")";
   // Within a day only the run knows the time.
   const auto add = [&](const char* days, const char* others, const char* times, long long ms) {

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "record/record.h"
 
@@ -11,12 +12,22 @@ namespace factory::store {
 
 class Database;
 
+// Phones that are measured again and again to watch the stations, by a pattern of their serial numbers.
+struct MarkedPhones {
+  std::string kind;     // "golden", "known bad"
+  std::string pattern;  // with * ? [...], as a shell has it
+  std::vector<std::string> serials;
+  std::vector<long long> keys;  // of these, in the store
+};
+
 struct Filter {
   std::optional<long long> since_ms, until_ms;  // from, and up to but without; since 1970, UTC
   // Empty: any. Compared as they were given to the run.
   std::string station, operator_name, plan, profile, plan_version, lot, version, measurement;
   std::string step, axis;                  // of the measurement
   std::optional<record::Outcome> verdict;  // of the run
+  std::vector<MarkedPhones> marked;        // are left out
+  std::optional<size_t> only;              // but for those: by their place among the marked ones
 };
 
 // "2026-11-24", "2026-11-24T22:04", "...:05", with or without a Z; UTC. Throws AppError.
@@ -62,7 +73,8 @@ struct MeasurementName {
   std::optional<MeasurementName> as_meant(const std::string& text) const;
 };
 
-// Throws AppError(kUsage) where a text is none that the store knows, with the nearest that it does.
+// Throws AppError(kUsage) where a text is none that the store knows, with the nearest that it does, or no phone is
+// marked by a pattern. Finds the marked phones.
 void require_known(Database* database, Filter* filter);
 
 }  // namespace factory::store

@@ -29,6 +29,14 @@ for by in day shift hour lot; do
 done
 run 0 stats --store runs.db --by shift --shifts 05:30,17:30 --baseline 2020-01-01..2100-01-01
 has out 'within shifts' 'about the means of 2020-01-01T00:00 to 2100-01-01T00:00 UTC'
+run 0 stats --store runs.db --golden 'B?' --html marked.html
+has out '^Runs, without golden phones B\?: 1 passed' '^golden phones B\?: 1 phone, 1 passed, 0 failed, 0 errors$'
+has marked.html 'Golden phones'
+run 0 stats --store runs.db --golden 'B?' --json --verdict passed
+json out 'd["runs"]["passed"] == 1 and d["marked"][0]["serials"] == ["B2"] and d["marked"][0]["measurements"]' \
+  'all(m["count"] == 1 for m in d["measurements"])'
+run 2 stats --store runs.db --known-bad 'C*'
+has err '^sensorcal: known bad phones C\*: no serial number in the store is like it$'
 run 2 stats --store runs.db --by shift --shifts 5h
 run 2 stats --store runs.db --baseline 2020-01-01
 run 0 stats --store runs.db --attempts first --rules western-electric

@@ -46,6 +46,8 @@ std::string question_of(const store::Filter& filter, const ChosenRuns& runs) {
   for (const auto& [word, value] : parts) {
     if (!value.empty()) out += word + store::shown(value);
   }
+  for (const store::MarkedPhones& marked : filter.marked)
+    out += ", without " + marked.kind + " phones " + store::shown(marked.pattern);
   return out;
 }
 
@@ -129,6 +131,7 @@ StationRunner set_up_stats(ArgumentParser parser) {
   add_store(parser, &arguments->uri);
   arguments->runs.add_options(parser);
   arguments->runs.add_measurement(parser);
+  arguments->runs.add_marks(parser);
   parser.add_option("--attempts", arguments->attempts,
                     "whose values: of each step's first attempt, of its last one, or those of passing phones",
                     {.shows_default = true, .one_of = {"first", "last", "passing"}});

@@ -45,6 +45,13 @@ void ChosenRuns::add_options(ArgumentParser parser) {
   parser.add_option("--app-version", filter.version, "runs by one version of sensorcal");
 }
 
+void ChosenRuns::add_marks(ArgumentParser parser) {
+  const std::string rest =
+      ": a pattern of serial numbers, GOLD-*; they are left out of all figures and charted by themselves";
+  parser.add_option("--golden", golden, "phones that are known to be good" + rest, {.repeated = true});
+  parser.add_option("--known-bad", known_bad, "phones that have to fail, likewise", {.repeated = true});
+}
+
 void ChosenRuns::add_measurement(ArgumentParser parser) {
   parser.add_option("--measurement", filter.measurement, "measurements of this name only");
 }
@@ -58,6 +65,8 @@ store::Filter ChosenRuns::of(const std::string& profile) const {
   for (size_t code = 0; code < std::size(record::kOutcomeNames); ++code) {
     if (verdict == record::kOutcomeNames[code]) out.verdict = static_cast<record::Outcome>(code);
   }
+  for (const std::string& pattern : golden) out.marked.push_back({"golden", pattern, {}, {}});
+  for (const std::string& pattern : known_bad) out.marked.push_back({"known bad", pattern, {}, {}});
   out.profile = profile;
   return out;
 }

@@ -32,10 +32,12 @@ std::unique_ptr<store::Database> opened_store(const std::string& uri);
 // Which stored runs are meant, as the command line says it.
 struct ChosenRuns {
   std::string since, until, verdict;
+  std::vector<std::string> golden, known_bad;  // patterns of serial numbers
   store::Filter filter;
 
   void add_options(ArgumentParser parser);
   void add_measurement(ArgumentParser parser);
+  void add_marks(ArgumentParser parser);
   bool any() const {
     return !(since + until + verdict + filter.station + filter.operator_name + filter.plan + filter.plan_version +
              filter.lot + filter.version)

@@ -449,6 +449,16 @@ TEST(CapabilityTest, SingleValuesScatterByTheirSteps) {
   EXPECT_NEAR(k.cpk->value, 1, 1e-3);
 }
 
+// By hand: a slope of 1.5, distances of 1/6, 1/3 and 1/6 from the line, Student's quantile of one degree 12.7062.
+TEST(CapabilityTest, ADayMovesTheMean) {
+  const Index drift = drift_a_day(days_of({1, 2, 4}), 1).value();
+  EXPECT_NEAR(drift.value, 1.5, 1e-12);
+  EXPECT_NEAR(drift.high - drift.value, 12.7062047 * std::sqrt(4.0 / 6 / 8), 1e-6);
+  EXPECT_NEAR(drift.value - drift.low, drift.high - drift.value, 1e-9);
+  EXPECT_NEAR(drift_a_day(days_of({1, 2, 4}), 3)->value, 4.5, 1e-12);
+  EXPECT_FALSE(drift_a_day(days_of({1, 2}), 1) || drift_a_day(days_of({1, 2, 4}), 0));
+}
+
 TEST(CapabilityTest, OneWildValueMovesNoMedian) {
   const Robust r = robust({1, 2, 3, 4, 5, 6, 397});
   EXPECT_EQ(r.median, 4);
@@ -594,6 +604,41 @@ TEST(SubgroupsTest, AreOfLocalTime) {
   EXPECT_EQ(Subgroups().label(Subgroups().of_time(20000)), "2024-10-04");
   for (const char* wrong : {"", "6", "24:00", "06:60", "06:00,", "06:00,06:00", "06:00 14:00"})
     EXPECT_THROW(parse_shifts(wrong), AppError) << wrong;
+}
+
+// Golden phones and those that have to fail are in no figure but their own, nor what another verdict came to.
+TEST_P(StatisticsTest, MarkedPhonesAreLeftOut) {
+  for (int i = 0; i < 20; ++i) {
+    for (const char* serial : {"G-1", "G-2", "bad", "P"}) {
+      MadeRun run;
+      run.started_ms = kMidnight + i * kDayMs + (*serial == 'P' ? 0 : 1000);
+      run.serial = serial + std::string(*serial == 'P' ? std::to_string(i) : "");
+      run.verdict = *serial == 'b' || i == 3 ? record::Outcome::failed : record::Outcome::passed;
+      run.attempts = {{{"v", *serial == 'P' ? 1 : *serial == 'G' ? 5.0 + i : 9, -99, 99}}};
+      put(run);
+    }
+  }
+  Filter filter;
+  filter.marked = {{"golden", "G-?", {}, {}}, {"known bad", "[a-c]*", {}, {}}};
+  require_known(&store_->database(), &filter);
+  const Statistics found = ask(filter);
+  EXPECT_EQ(found.yield.units, 20);
+  EXPECT_EQ(found.runs.failed, 1);
+  EXPECT_EQ(found.characteristics.at(0).all.count, 20);
+  EXPECT_EQ(found.characteristics.at(0).all.most, 1);
+  ASSERT_EQ(found.marked.size(), 2U);
+  EXPECT_EQ(found.marked[0].phones.serials, (std::vector<std::string>{"G-1", "G-2"}));
+  EXPECT_EQ(found.marked[0].runs.passed, 38);
+  EXPECT_EQ(found.marked[0].characteristics.at(0).line.chart.points.size(), 20U);
+  EXPECT_NEAR(found.marked[0].characteristics.at(0).line.a_day.value().value, 1, 1e-9);
+  EXPECT_EQ(found.marked[1].runs.failed, 20);
+  EXPECT_EQ(found.marked[1].characteristics.at(0).all.mean, 9);
+  filter.verdict = record::Outcome::failed;
+  const Statistics failed = ask(filter);
+  EXPECT_EQ(failed.characteristics.at(0).all.count, 1);
+  EXPECT_EQ(failed.marked[0].characteristics.at(0).all.count, 2);
+  filter.marked[0].pattern = "g*";
+  EXPECT_THROW(require_known(&store_->database(), &filter), AppError);
 }
 
 // Two values in each of 30 hours of two lots; the last ten are off, which a baseline of the first ten says of each.
