@@ -33,7 +33,7 @@ struct Cell {
 using Identity = std::tuple<std::string, std::string, std::string, std::string, std::string, std::optional<double>,
                             std::optional<double>>;
 
-std::string which_attempts(const Filter& filter, Attempts attempts) {
+std::string which_attempts(const Database& database, Attempts attempts) {
   switch (attempts) {
     case Attempts::first:
       return " AND m.attempt = 1 AND (m.deciding = 1 OR NOT EXISTS (SELECT 1 FROM attempt a WHERE a.day = m.day AND "
@@ -41,16 +41,27 @@ std::string which_attempts(const Filter& filter, Attempts attempts) {
     case Attempts::last:
       return " AND m.deciding = 1";
     case Attempts::passing:
-      // Ids are in the order of time. Few runs are none of these, and few phones came twice: those are told apart one
-      // by one.
-      return " AND m.deciding = 1 AND m.run NOT IN (SELECT k.no FROM run k JOIN setup w ON w.id = k.setup "
-             "WHERE k.verdict <> 0 OR (k.serial_key IN (SELECT serial_key FROM run GROUP BY serial_key HAVING COUNT(*) "
-             "> 1) "
-             "AND EXISTS (SELECT 1 FROM run r JOIN setup p ON p.id = r.setup WHERE r.serial_key = k.serial_key AND "
-             "r.id > k.id AND p.plan = w.plan AND r.verdict NOT IN (4, 5)" +
-             on_runs(filter) + ")))";
+      return std::string(" AND m.deciding = 1 AND m.run NOT IN (SELECT ") +
+             (database.postgresql() ? "CAST(v AS BIGINT) FROM json_array_elements_text(CAST(:not_passing AS JSON)) v)"
+                                    : "value FROM json_each(:not_passing))");
   }
   return "";
+}
+
+// The runs that are not the last one of a phone in its plan, or did not pass: few, and asked for once, as a list in
+// JSON. Ids are in the order of time; few phones came twice, and those are told apart one by one.
+std::string runs_not_passing(Database* database, const Filter& filter) {
+  std::string out;
+  long long no = 0;
+  Query query(database,
+              "SELECT k.no FROM run k JOIN setup w ON w.id = k.setup WHERE k.verdict <> 0 OR (k.serial_key IN (SELECT "
+              "serial_key FROM run GROUP BY serial_key HAVING COUNT(*) > 1) AND EXISTS (SELECT 1 FROM run r JOIN setup "
+              "p ON p.id = r.setup WHERE r.serial_key = k.serial_key AND r.id > k.id AND p.plan = w.plan AND r.verdict "
+              "NOT IN (4, 5)" +
+                  on_runs(filter) + "))");
+  query.with(filter).into(&no);
+  while (query.next()) out += (out.empty() ? "[" : ",") + std::to_string(no);
+  return out.empty() ? "[]" : out + "]";
 }
 
 class Answer {
@@ -62,7 +73,9 @@ class Answer {
         subgroups_(choices.subgroups),
         day_(subgroups_.takes_quarters() ? "(r.started_ms / " + std::to_string(Subgroups::kQuarterMs) + ")" : "m.day"),
         run_(subgroups_.takes_quarters() ? " JOIN run r ON r.day = m.day AND r.no = m.run" : ""),
-        these_(which_attempts(filter, choices.attempts) + on_measurements(filter)) {}
+        these_(which_attempts(*database, choices.attempts) + on_measurements(filter)) {
+    if (choices.attempts == Attempts::passing) not_passing_ = runs_not_passing(database, filter);
+  }
 
   std::vector<Characteristic> get() {
     if (subgroups_.by() == SubgroupBy::lot) subgroups_.read_lots(&database_);
@@ -91,6 +104,12 @@ class Answer {
 
  private:
   using Give = std::function<void(Query&)>;
+
+  // What `these_` names.
+  Query& give_these(Query* query) const {
+    query->with(filter_);
+    return not_passing_.empty() ? *query : query->with("not_passing", not_passing_);
+  }
 
   void read_series() {
     int id = 0;
@@ -128,7 +147,7 @@ class Answer {
             "), MIN(m.value), MAX(m.value), COUNT(*) - COUNT(m.value), SUM(CASE WHEN m.verdict = 2 THEN 1 ELSE 0 END) "
             "FROM series s JOIN setup p ON p.id = s.setup JOIN measurement m ON m.series = s.id" +
             run_ + " WHERE 1 = 1" + which + these_ + " GROUP BY s.id, " + day_);
-    give(query.with(filter_));
+    give(give_these(&query));
     Cell cell;
     double sum = 0;
     double squares = 0;
@@ -208,7 +227,7 @@ class Answer {
         "m.value IS NOT NULL" +
             (count > choices_.single_values ? " AND (m.run * 7919) % 10007 * " + part + " < 10007" : "") +
             among(series) + these_);
-    query.with(filter_).into(&value);
+    give_these(&query).into(&value);
     while (query.next()) values.push_back(value);
     std::sort(values.begin(), values.end());
     return values;
@@ -268,7 +287,7 @@ class Answer {
                 "WHERE s.id = :series AND " +
                     day_ + " = :day AND (m.value < :low OR m.value > :high)" + these_ +
                     " ORDER BY ABS(m.value - :median) DESC, r.id LIMIT 10");
-    query.with(filter_).with("series", cell.series).with("day", cell.day).with("median", c->middle.median);
+    give_these(&query).with("series", cell.series).with("day", cell.day).with("median", c->middle.median);
     query.with("low", low_end(*c)).with("high", high_end(*c));
     query.into(&outlier.value, &outlier.run_id, &outlier.serial, &outlier.started_ms);
     while (query.next()) {
@@ -292,6 +311,7 @@ class Answer {
   Subgroups subgroups_;
   const std::string day_, run_;  // what cells are told apart by, and where that is from
   const std::string these_;      // values
+  std::string not_passing_;      // runs, where those that pass are asked for
   std::vector<Characteristic> out_;
   std::map<int, Series> series_;
   std::vector<Cell> cells_;
