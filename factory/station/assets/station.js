@@ -79,8 +79,8 @@ function rebuild(node, what, make) {
 
 // Smaller type where a text does not fit its place, and never larger than the style has it.
 function fit(node) {
-  for (let size = 1; size > 0.3; size -= 0.1) {
-    node.style.setProperty('--fit', size);
+  for (let tenths = 10; tenths >= 5; --tenths) {
+    node.style.setProperty('--fit', tenths / 10);
     if (node.scrollHeight <= node.clientHeight + 1) return;
   }
 }
