@@ -58,7 +58,7 @@ def sources():
     for path in (SOURCE / 'factory').rglob('*.[ch]*'):
         if path.suffix in ('.cpp', '.h'):
             for run in re.findall(r'"(?:[^"\\\n]|\\.)*"(?:\s*"(?:[^"\\\n]|\\.)*")*', path.read_text()):
-                yield ''.join(re.findall(r'"((?:[^"\\\n]|\\.)*)"', run))
+                yield ''.join(re.findall(r'"((?:[^"\\\n]|\\.)*)"', run)).replace('\\"', '"')
 
 
 def check_texts():
