@@ -378,12 +378,13 @@ class Page(unittest.TestCase):
             self.until_verdict('passed', f'ASK{slot}1', slot)
         self.assertEqual('合格', self.text('.verdict'))
         # All at once, each with its own end.
-        for slot, serial in enumerate(('A12', 'BAD22', 'GONE32', 'A42'), 1):
+        for slot, serial in enumerate(('A12', 'BAD22', 'ODD32', 'A42'), 1):
             self.select(slot)
             self.scan(serial)
-        for slot, (serial, verdict) in enumerate((('A12', 'passed'), ('BAD22', 'failed'), ('GONE32', 'error'),
+        for slot, (serial, verdict) in enumerate((('A12', 'passed'), ('BAD22', 'failed'), ('ODD32', 'error'),
                                                   ('A42', 'passed')), 1):
             self.until_verdict(verdict, serial, slot)
+        self.assertIn('constructor', self.text('[data-verdict=error] .try'))
         self.check_fit()
 
 

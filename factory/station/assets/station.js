@@ -26,9 +26,12 @@ let halfScan = 0;
 
 // Texts
 
+// What a phone or a scanner says is no name of what objects have by themselves.
+const own = (table, key) => table && Object.hasOwn(table, key) ? table[key] : undefined;
+
 // `{0}` is the first argument; what stands in brackets falls away where an argument in it is empty.
 function fill(pattern, values = []) {
-  const word = (index) => texts.words?.[values[index]] ?? values[index] ?? '';
+  const word = (index) => own(texts.words, values[index]) ?? values[index] ?? '';
   const whole = (part) => [...part.matchAll(/\{(\d)\}/g)].every(([, index]) => word(index) !== '');
   return pattern.replace(/\[([^\]]*)\]/g, (_, part) => whole(part) ? part : '')
     .replace(/\{(\d)\}/g, (_, index) => word(index));
@@ -38,15 +41,15 @@ const say = (key, ...values) => fill(texts.page[key], values);
 // What a record or the station says, by its code where this language has words for it, else as it was said. A code may
 // come with other arguments each time.
 function inWords(table, what) {
-  if (typeof what === 'string') return texts[table]?.[what] ?? what;
+  if (typeof what === 'string') return own(texts[table], what) ?? what;
   const {code, arguments: values = [], text} = what;
-  const pattern = texts[table]?.[`${code}/${values.length}`] ?? texts[table]?.[code || text];
+  const pattern = own(texts[table], `${code}/${values.length}`) ?? own(texts[table], code || text);
   return pattern ? fill(pattern, values) : text || code;
 }
 
 // The first pattern that fits, as of the runner's own words; "%" is the rest of the value.
 function instruction(key, value) {
-  for (const [pattern, words] of Object.entries(texts.fixture?.[key] ?? {})) {
+  for (const [pattern, words] of Object.entries(own(texts.fixture, key) ?? {})) {
     const [before, open] = pattern.split('%');
     const fits = open === undefined ? value === pattern : value.startsWith(before);
     if (fits) return words.replace('%', () => value.slice(before.length));
