@@ -385,6 +385,7 @@ Statistics statistics(Database* database, const Filter& filter, const Choices& c
   for (Characteristic& c : characteristics(database, filter, choices))
     (c.is_duration() ? out.durations : out.characteristics).push_back(std::move(c));
   find_changes(&out.characteristics);
+  if (choices.times) out.times = times_by_day(database, filter);
   Filter one = filter;
   for (size_t i = 0; i < filter.marked.size(); ++i) {
     one.only = i;

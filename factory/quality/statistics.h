@@ -9,6 +9,7 @@
 #include "quality/capability.h"
 #include "quality/control_chart.h"
 #include "quality/subgroups.h"
+#include "quality/times.h"
 #include "store/database.h"
 #include "store/filter.h"
 
@@ -45,6 +46,7 @@ struct Choices {
   Attempts attempts = Attempts::last;
   double outlier_sigmas = 4;  // robust ones from the median
   bool without_outliers = false;
+  bool times = false;  // what phones' seconds went to is asked for, too
   Rules rules = Rules::ewma;
   Subgroups subgroups = {};  // of charts and of the deviation within
   // Of the runs whose values centre and limits of the charts are from: since, and up to but without; since 1970.
@@ -110,6 +112,7 @@ struct Statistics {
   std::vector<Characteristic> characteristics;
   std::vector<Characteristic> durations;
   std::vector<Marked> marked;
+  std::map<int, DayTimes> times;
 };
 
 // Throws StoreError, AwayError.

@@ -238,6 +238,13 @@ Markup durations(const Statistics& s) {
   return element("div", {{"class", "scrolls"}}, table.markup());
 }
 
+Markup times(const Statistics& s) {
+  const auto rows = times_of(s);
+  HtmlTable table("times", rows.front());
+  for (size_t i = 1; i < rows.size(); ++i) table.add({rows[i].begin(), rows[i].end()});
+  return element("div", {{"class", "scrolls"}}, table.markup());
+}
+
 Markup outliers(const Characteristic& c) {
   if (c.outliers.empty()) return {};
   HtmlTable table("outliers", {"Value", "Sigmas", "Phone", "Station", "Time", "Run"});
@@ -310,6 +317,7 @@ void write_page(const Statistics& s, const std::string& question, const std::str
     body += card("Each measurement", details);
   }
   if (!s.durations.empty()) body += card("Durations", durations(s));
+  if (!s.times.empty()) body += card("Seconds a phone", times(s));
   for (const Marked& phones : s.marked)
     body += card(phones.phones.kind == "golden" ? "Golden phones" : "Known-bad phones", marked(phones));
   factory::write_page(file, "Statistics of runs", std::string(kLooks) + kDrawingLooks,

@@ -10,6 +10,11 @@
 namespace factory::store {
 namespace {
 
+constexpr struct {
+  const char *name, *words;
+} kParts[kTimeParts] = {
+    {"calibrations", "calibrations"}, {"looks", "looks"}, {"fixture", "fixture, operator"}, {"rest", "hub, files"}};
+
 Json::Value whole(long long value) { return Json::Value(static_cast<Json::Int64>(value)); }
 
 Json::Value ratio(long long part, long long of) {
@@ -217,6 +222,13 @@ std::string durations_text(const Statistics& s) {
   return "\n" + table(rows);
 }
 
+std::string times_text(const Statistics& s) {
+  return s.times.empty()
+             ? ""
+             : "\n" + table(times_of(s)) +
+                   "Seconds a phone, of all its runs on the day (UTC). Looks that are taken together count once.\n";
+}
+
 std::string marked_text(const Statistics& s) {
   std::string out;
   for (const Marked& marked : s.marked) {
@@ -298,6 +310,17 @@ Json::Value to_json(const Statistics& statistics) {
     return to_json(c, statistics.choices.without_outliers);
   });
   out["durations"] = json_list(statistics.durations, figures_of);
+  out["times"] = json_list(statistics.times, [](const auto& of_day) {
+    const auto& [day, times] = of_day;
+    Json::Value entry;
+    entry["day"] = date_text(day);
+    entry["phones"] = whole(times.phones);
+    entry["runs"] = whole(times.runs);
+    entry["seconds"] = json_number(times.seconds);
+    for (size_t i = 0; i < kTimeParts; ++i) entry[kParts[i].name] = json_number(times.parts[i]);
+    entry["library"] = json_number(times.library);
+    return entry;
+  });
   out["marked"] = json_list(statistics.marked, [&](const Marked& marked) {
     Json::Value entry;
     entry["kind"] = marked.phones.kind;
@@ -317,7 +340,7 @@ std::string to_text(const Statistics& s, const std::string& question) {
                     number(s.runs.errors) + (s.runs.errors == 1 ? " error, " : " errors, ") + number(s.runs.aborted) +
                     " aborted runs\n\n";
   return out + yields_text(s) + failures_text(s) + measurements_text(s) + shapes_text(s) + drifts_text(s) +
-         outliers_text(s) + durations_text(s) + marked_text(s);
+         outliers_text(s) + durations_text(s) + times_text(s) + marked_text(s);
 }
 
 std::string shown(const std::string& text, size_t most) {
@@ -371,6 +394,25 @@ std::string drift_text(const Characteristic& c, const Process& process) {
   if (!process.a_day) return "";
   const auto& [value, low, high] = *process.a_day;
   return short_number(value) + " (" + short_number(low) + " to " + short_number(high) + ") " + shown(c.unit) + " a day";
+}
+
+std::vector<std::vector<std::string>> times_of(const Statistics& s) {
+  std::vector<std::vector<std::string>> rows = {{"day", "phones", "runs", "seconds a phone"}};
+  for (const auto& part : kParts) rows[0].emplace_back(part.words);
+  rows[0].insert(rows[0].end(), {"between steps", "the library's runs"});
+  for (const auto& [day, times] : s.times) {
+    const auto a_phone = [phones = static_cast<double>(times.phones)](double seconds) {
+      return fixed(std::max(0.0, seconds) / phones, 2);
+    };
+    rows.push_back({date_text(day), number(times.phones), number(times.runs), a_phone(times.seconds)});
+    double left = times.seconds;
+    for (const double part : times.parts) {
+      rows.back().push_back(a_phone(part));
+      left -= part;
+    }
+    rows.back().insert(rows.back().end(), {a_phone(left), a_phone(times.library)});
+  }
+  return rows;
 }
 
 std::string runs_of(const Marked& marked) {

@@ -38,6 +38,9 @@ std::optional<double> percentile_ppk(const Characteristic& c);
 // "0.0012 (0.0001 to 0.0023) m/s^2 a day"; empty where there is none.
 std::string drift_text(const Characteristic& c, const Process& process);
 
+// What a phone's seconds went to, a row a day, and the names of the columns before.
+std::vector<std::vector<std::string>> times_of(const Statistics& s);
+
 // "golden phones GOLD-*: 2 phones, 40 passed, 0 failed, 0 errors"
 std::string runs_of(const Marked& marked);
 

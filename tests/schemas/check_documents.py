@@ -28,7 +28,7 @@ ROWS = [
     (0, 'calibrate Acc'),
     (0, 'check Acc Mag'),
     (1, 'check Bar --reference 900'),
-    (0, 'stats --store runs.db --golden A*'),
+    (0, 'stats --store runs.db --golden A* --times'),
     (0, 'stats --store runs.db --compare profile=reference 2020-01-01..2100-01-01'),
     (0, 'run plan.json --serial A2 --store postgresql:///line?host=/nowhere --spool waiting.db'),
     (1, 'stats --store runs.db --watch --every 0 --spool waiting.db --waiting 1'),

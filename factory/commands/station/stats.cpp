@@ -139,6 +139,7 @@ StationRunner set_up_stats(ArgumentParser parser) {
                     "robust sigmas from the median at which a value is an outlier",
                     {.shows_default = true, .low = 0, .above = true});
   parser.add_flag("--without-outliers", arguments->choices.without_outliers, "leaves them out of all other figures");
+  parser.add_flag("--times", arguments->choices.times, "how long a phone takes, and what for, day by day");
   parser.add_option("--rules", arguments->rules, "when a control chart cries: a moving average, or the classic rules",
                     {.shows_default = true, .one_of = {std::begin(store::kRulesNames), std::end(store::kRulesNames)}});
   parser.add_option("--by", arguments->by,

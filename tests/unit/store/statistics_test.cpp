@@ -606,6 +606,43 @@ TEST(SubgroupsTest, AreOfLocalTime) {
     EXPECT_THROW(parse_shifts(wrong), AppError) << wrong;
 }
 
+// By hand: two runs of one phone and one of another; two looks at once, one of which ends later, and a calibration that
+// begins within them.
+TEST_P(StatisticsTest, SecondsOfAPhoneCountOnce) {
+  for (int i = 0; i < 3; ++i) {
+    MadeRun run;
+    run.started_ms = kMidnight + i * 60000LL;
+    run.serial = i == 2 ? "B" : "A";
+    record::Run made = record_of(run);
+    made.seconds = 10;
+    const record::Step first = made.steps[0];
+    made.steps.clear();
+    const struct {
+      const char* kind;
+      int from_ms;
+      double seconds;
+    } kSteps[] = {
+        {"fixture", 0, 1}, {"verify", 1000, 3}, {"verify", 2000, 3}, {"calibrate", 4500, 2}, {"check", 7000, 0.25}};
+    for (const auto& [kind, from_ms, seconds] : kSteps) {
+      record::Step& step = made.steps.emplace_back(first);
+      step.index = static_cast<int>(made.steps.size());
+      step.kind = kind;
+      step.attempts[0].seconds = seconds;
+      step.attempts[0].started = record::Clock::time_point(std::chrono::milliseconds(run.started_ms + from_ms));
+    }
+    ASSERT_TRUE(store_->put(made, false));
+  }
+  Choices choices;
+  choices.times = true;
+  const auto days = ask({}, choices).times;
+  ASSERT_EQ(days.size(), 1U);
+  const DayTimes& day = days.at(20000);
+  EXPECT_EQ(day.phones, 2);
+  EXPECT_EQ(day.runs, 3);
+  EXPECT_EQ(day.seconds, 30);
+  EXPECT_THAT(day.parts, testing::ElementsAre(6, 10.5, 3, 0.75));
+}
+
 // Golden phones and those that have to fail are in no figure but their own, nor what another verdict came to.
 TEST_P(StatisticsTest, MarkedPhonesAreLeftOut) {
   for (int i = 0; i < 20; ++i) {

@@ -1,0 +1,106 @@
+#include "quality/times.h"
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "store/query.h"
+
+namespace factory::store {
+namespace {
+
+TimePart part_of(const std::string& kind) {
+  return kind == "calibrate" ? TimePart::calibrations
+         : kind == "verify"  ? TimePart::looks
+         : kind == "fixture" ? TimePart::fixture
+                             : TimePart::rest;
+}
+
+// The attempts of one run. Looks at several sensors are taken together: their seconds are the same ones.
+class Run {
+ public:
+  void add(TimePart part, double from_s, double seconds) {
+    edges_.push_back({from_s, part, 1});
+    edges_.push_back({from_s + seconds, part, -1});
+  }
+
+  void take(DayTimes* day) {
+    std::sort(edges_.begin(), edges_.end(), [](const Edge& a, const Edge& b) { return a.at_s < b.at_s; });
+    std::array<int, kTimeParts> under_way{};
+    double at_s = 0;
+    for (const Edge& edge : edges_) {
+      const auto* const first =
+          std::find_if(under_way.begin(), under_way.end(), [](int count) { return count > 0; });
+      if (first != under_way.end()) day->parts[static_cast<size_t>(first - under_way.begin())] += edge.at_s - at_s;
+      under_way[static_cast<size_t>(edge.part)] += edge.more;
+      at_s = edge.at_s;
+    }
+    edges_.clear();
+  }
+
+ private:
+  struct Edge {
+    double at_s;
+    TimePart part;
+    int more;
+  };
+  std::vector<Edge> edges_;
+};
+
+void read_runs(Database* database, const Filter& filter, std::map<int, DayTimes>* days) {
+  int day = 0;
+  DayTimes found;
+  Query query(database,
+              "SELECT r.day, COUNT(DISTINCT r.serial_key), COUNT(*), SUM(r.seconds) FROM run r JOIN setup p ON "
+              "p.id = r.setup WHERE 1 = 1" +
+                  on_runs(filter) + " GROUP BY r.day");
+  query.with(filter).into(&day, &found.phones, &found.runs, &found.seconds);
+  while (query.next()) (*days)[day] = found;
+}
+
+void read_attempts(Database* database, const Filter& filter, std::map<int, DayTimes>* days) {
+  struct Row {
+    int day = 0;
+    long long run = 0, started_ms = 0;
+    double seconds = 0;
+    std::string kind;
+  } row;
+  Query query(database,
+              "SELECT a.day, a.run, t.kind, a.started_ms - r.started_ms, a.seconds FROM attempt a JOIN step s ON "
+              "s.day = a.day AND s.run = a.run AND s.step_index = a.step_index JOIN plan_step t ON t.id = s.plan_step "
+              "JOIN run r ON r.day = a.day AND r.no = a.run JOIN setup p ON p.id = r.setup WHERE 1 = 1" +
+                  on_runs(filter) + " ORDER BY a.day, a.run");
+  query.with(filter).into(&row.day, &row.run, &row.kind, &row.started_ms, &row.seconds);
+  Run run;
+  Row last;
+  while (query.next()) {
+    if (row.run != last.run || row.day != last.day) run.take(&(*days)[last.day]);
+    last = row;
+    run.add(part_of(row.kind), static_cast<double>(row.started_ms) / 1000, row.seconds);
+  }
+  run.take(&(*days)[last.day]);
+}
+
+void read_library(Database* database, const Filter& filter, std::map<int, DayTimes>* days) {
+  int day = 0;
+  double seconds = 0;
+  Query query(database,
+              "SELECT m.day, SUM(m.value) FROM series s JOIN setup p ON p.id = s.setup JOIN measurement m ON "
+              "m.series = s.id WHERE s.name = 'duration' AND s.unit = 's'" +
+                  on_measurements(filter) + " GROUP BY m.day");
+  query.with(filter).into(&day, &seconds);
+  while (query.next()) (*days)[day].library = seconds;
+}
+
+}  // namespace
+
+std::map<int, DayTimes> times_by_day(Database* database, const Filter& filter) {
+  std::map<int, DayTimes> days;
+  read_runs(database, filter, &days);
+  read_attempts(database, filter, &days);
+  read_library(database, filter, &days);
+  std::erase_if(days, [](const auto& day) { return day.second.runs == 0; });
+  return days;
+}
+
+}  // namespace factory::store
