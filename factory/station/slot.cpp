@@ -260,7 +260,8 @@ void Slot::set_clock() {
 
 // What the runner's record holds is kept where it is of this phone: it may say what happened.
 void Slot::make_error(const RunnerEnd& end, const std::string& why) {
-  problem_ = why + (end.last_words.empty() ? "" : ". Its last words: " + end.last_words);
+  const bool said_already = end.last_words.find(why) != std::string::npos;  // by a runner that refused
+  problem_ = why + (end.last_words.empty() || said_already ? "" : ". Its last words: " + end.last_words);
   const bool own = heard_ && (heard_->serial.empty() || heard_->serial == ordered_.order.serial);
   if (own) {
     record_ = std::move(*heard_);
