@@ -20,7 +20,9 @@ std::string categories_of(const Analysis& a) { return a.categories ? std::to_str
 
 // Every reading by the level of one factor, and the levels' means. A limit that is far off would leave no room.
 Markup chart_of(const Study& study, size_t factor) {
-  const auto [least, most] = std::minmax_element(study.values.begin(), study.values.end());
+  const auto ends = std::minmax_element(study.values.begin(), study.values.end());
+  const auto least = ends.first;
+  const auto most = ends.second;
   if (*least == *most) return {};
   const size_t levels = study.factors[factor].levels.size();
   size_t step = static_cast<size_t>(study.trials);
