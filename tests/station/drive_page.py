@@ -347,8 +347,17 @@ class Page(unittest.TestCase):
         self.scan('A1')
         self.until_shown('#said', '请先选择工位')
         self.assertEqual(['idle'] * 4, [slot['phase'] for slot in self.four.state()['slots']])
-        # A serial number goes to the slot that is selected, and to no other.
-        self.select(3)
+        # A serial number goes to the slot that is selected, and to no other: not while it is not known yet which one is.
+        self.select(2)
+        self.browser.execute_script('''const now = fetch;
+            window.fetch = async (...all) => { await new Promise((on) => setTimeout(on, 3000)); return now(...all); };''')
+        self.scan('slot 3')
+        self.scan('ASK31')
+        self.until_shown('#said', '再扫一次')
+        self.until('slot 3 is selected', 'document.querySelectorAll(".tile")[2].classList.contains("selected")')
+        self.assertEqual(['idle'] * 4, [slot['phase'] for slot in self.four.state()['slots']])
+        self.browser.refresh()
+        self.until('the selection is kept', 'document.querySelectorAll(".tile")[2]?.classList.contains("selected")')
         self.scan('ASK31')
         self.until_asked(3)
         self.assertEqual(['idle', 'idle', 'running', 'idle'], [slot['phase'] for slot in self.four.state()['slots']])

@@ -3,6 +3,7 @@
 import {picture, sign, svg} from '/pictures.js';
 
 const kLostAfterMs = 5000;
+const kAnswerMs = 10000;   // a scan waits for the store, too
 const kQuietMs = 700;      // an Enter this soon after a scan, or after a prompt appeared, was not meant for the prompt
 const kSaidMs = 8000;      // how long a refusal stays
 const kHalfScanMs = 15000; // then a text without its end is not taken for the beginning of the next one
@@ -132,7 +133,7 @@ async function post(path, body, typed = '') {
   try {
     const response = await fetch(path, {
       method: 'POST', headers: {'Content-Type': 'application/json', 'X-Page-Token': token}, body: JSON.stringify(body),
-      signal: AbortSignal.timeout(kLostAfterMs),
+      signal: AbortSignal.timeout(kAnswerMs),
     });
     const answer = await response.json();
     if (!response.ok) return tell(answer, typed);
@@ -156,6 +157,14 @@ function answer(slot, what) {
   if (slot.prompt) post('/answer', {slot: slot.slot, run: slot.run, prompt: slot.prompt.prompt, answer: what});
 }
 
+// One at a time: a label may select the slot that the next scan is for.
+async function send(typed) {
+  if (scan.placeholder) return tell({code: 'too-fast'}, typed);
+  scan.placeholder = typed;
+  await post('/scan', {slot: selected, text: typed}, typed);
+  scan.placeholder = '';
+}
+
 // Enter: what was scanned goes to the station, which knows a serial number from a person's, a slot's or a prompt's code.
 // Enter alone answers the prompt of the selected slot, but not one that an operator cannot have read yet, nor as the
 // second half of a scanner's line end.
@@ -166,7 +175,7 @@ function entered(repeated) {
   scan.inputMode = 'none';
   if (typed !== '') {
     lastScan = now;
-    post('/scan', {slot: selected, text: typed}, typed);
+    send(typed);
   } else if (!repeated && now - lastScan > kQuietMs) {
     const slot = current();
     if (slot && now - tiles.get(slot.slot).asked > kQuietMs) answer(slot, 'done');
