@@ -36,7 +36,7 @@ class Drawing {
 };
 
 inline constexpr const char* kDrawingLooks =
-    "svg.small { width: 140px; height: 40px; display: block; }\n"
+    "svg.small { width: 112px; height: 32px; display: block; }\n"
     "svg.small path { fill: none; stroke-width: 1.5; stroke: var(--accepted); }\n"
     "svg.small .bars { fill: var(--line); stroke: var(--settling); stroke-width: .5; }\n"
     "svg.small .limit { stroke: var(--limit); stroke-width: 2; }\n"

@@ -299,7 +299,13 @@ constexpr const char* kLooks =
     ".canvas { height: 240px; position: relative; }\n"
     ".measurements td { overflow-wrap: normal; }\n.measurements td small { display: block; margin: 0; white-space: "
     "nowrap; }\n"
-    ".measurements strong { color: var(--failed); }\n";
+    ".measurements td:last-child small { white-space: normal; }\n"
+    ".measurements strong { color: var(--failed); }\n"
+    ".measurements th button { all: unset; cursor: pointer; }\n"
+    ".measurements th button:focus-visible { outline: 2px solid var(--link); }\n"
+    ".measurements th[aria-sort=ascending]::after { content: ' \\2191'; }\n"
+    ".measurements th[aria-sort=descending]::after { content: ' \\2193'; }\n"
+    "@media print { .measurements th button { display: inline; } input[type=search] { display: none; } }\n";
 
 void write_page(const Statistics& s, const std::string& question, const std::string& file) {
   Charts charts;

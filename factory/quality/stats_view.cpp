@@ -393,7 +393,8 @@ std::string interval_text(const std::optional<Index>& index) {
 std::string drift_text(const Characteristic& c, const Process& process) {
   if (!process.a_day) return "";
   const auto& [value, low, high] = *process.a_day;
-  return short_number(value) + " (" + short_number(low) + " to " + short_number(high) + ") " + shown(c.unit) + " a day";
+  const auto brief = [](double number) { return significant(number, 3); };
+  return brief(value) + " (" + brief(low) + " to " + brief(high) + ") " + shown(c.unit) + " a day";
 }
 
 std::vector<std::vector<std::string>> times_of(const Statistics& s) {

@@ -29,8 +29,7 @@ class Run {
     std::array<int, kTimeParts> under_way{};
     double at_s = 0;
     for (const Edge& edge : edges_) {
-      const auto* const first =
-          std::find_if(under_way.begin(), under_way.end(), [](int count) { return count > 0; });
+      const auto* const first = std::find_if(under_way.begin(), under_way.end(), [](int count) { return count > 0; });
       if (first != under_way.end()) day->parts[static_cast<size_t>(first - under_way.begin())] += edge.at_s - at_s;
       under_way[static_cast<size_t>(edge.part)] += edge.more;
       at_s = edge.at_s;

@@ -34,6 +34,23 @@ const charts = () => [...document.querySelectorAll('canvas')].map(painted);
 const probe = {first: charts()};
 document.getElementById('unfold')?.click();  // statistics have none
 document.querySelectorAll('details').forEach((part) => { part.open = true; });
+const search = document.querySelector('input[type=search]');  // of statistics
+if (search) {
+  const rows = () => [...document.querySelector('table.measurements tbody').rows];
+  const names = (list) => list.map((row) => row.cells[0].textContent);
+  const button = document.querySelector('table.measurements th button');
+  button.click();
+  const up = names(rows());
+  button.click();
+  const down = names(rows());
+  search.value = up[0].toUpperCase();
+  search.dispatchEvent(new Event('input'));
+  const left = names(rows().filter((row) => !row.hidden));
+  const wrong = up.join() !== [...up].sort().join() || down[0] < down[down.length - 1] || left.join() !== up[0];
+  if (wrong) console.error('not sorted or found: ' + JSON.stringify({up, down, left}));
+  search.value = '';
+  search.dispatchEvent(new Event('input'));
+}
 setTimeout(() => {
   probe.unfolded = charts();
   probe.verdict = (document.querySelector('body > :first-child #verdict') ??

@@ -65,6 +65,36 @@
     };
   }
 
+  // A click on a column's name sorts by it, and once more the other way; what is typed leaves the rows that have it.
+  // Numbers come before words, of which "-" is nothing and stays last.
+  function value_of(row, column) {
+    const text = row.cells[column].textContent.trim(), number = parseFloat(text);
+    return Number.isNaN(number) ? [text === '-' ? 2 : 1, text] : [0, number];
+  }
+  function sort(table, column) {
+    const [body, name] = [table.tBodies[0], table.tHead.rows[0].cells[column]];
+    const down = name.ariaSort === 'ascending' ? -1 : 1;
+    for (const other of table.tHead.rows[0].cells) other.removeAttribute('aria-sort');
+    name.ariaSort = down === 1 ? 'ascending' : 'descending';
+    const rows = [...body.rows].map((row) => [value_of(row, column), row]);
+    rows.sort(([[x, a]], [[y, b]]) => x !== y ? x - y : (a < b ? -1 : a > b ? 1 : 0) * down);
+    body.replaceChildren(...rows.map(([, row]) => row));
+  }
+  for (const table of document.querySelectorAll('table.measurements')) {
+    [...table.tHead.rows[0].cells].forEach((name, column) => {
+      const button = document.createElement('button');
+      button.textContent = name.textContent;
+      button.addEventListener('click', () => sort(table, column));
+      name.replaceChildren(button);
+    });
+    const search = Object.assign(document.createElement('input'), {type: 'search', placeholder: 'find', ariaLabel: 'find'});
+    search.addEventListener('input', () => {
+      const wanted = search.value.toLowerCase();
+      for (const row of table.tBodies[0].rows) row.hidden = !row.textContent.toLowerCase().includes(wanted);
+    });
+    table.parentElement.before(search);
+  }
+
   const drawn = new Map();
   function draw_new() {
     for (const place of document.querySelectorAll('[data-chart]')) {
