@@ -85,11 +85,11 @@ struct Block {
 // each is of another chip and none must be alone. 1: it stands alone.
 size_t looks_together(const Block& block, size_t first);
 
-// Whether fresh samples of this calibration may come while the step behind it runs: a calibration of another chip,
-// where none of both must be alone.
+// Whether a step may run while fresh samples of a calibration come: one of another chip, where none of both must be
+// alone. Of two channel scales the second waits: all of them are in one file, which is put back as a whole.
+bool runs_beside(const Step& step, const Step& calibration);
+// The same of the step behind this one.
 bool next_runs_beside(const Block& block, size_t at);
-// The chip of a calibration that may run beside the fresh samples of others; 0: none may go on then.
-int chip_beside(const Step& step);
 
 struct Plan : record::Plan {
   std::vector<std::string> phones;  // products that it is for; empty: any

@@ -126,18 +126,18 @@ size_t looks_together(const Block& block, size_t first) {
   return std::max<size_t>(chips.size(), 1);
 }
 
-int chip_beside(const Step& step) {
-  if (step.kind != StepKind::calibrate || step.channel || is_panel_run(step.param)) return 0;
-  const Sensor* sensor = sensor_of(step.type);
-  return sensor == nullptr || sensor->alone != nullptr ? 0 : sensor->used_type;
+bool runs_beside(const Step& step, const Step& calibration) {
+  const Sensor* const sensors[] = {sensor_of(step.type), sensor_of(calibration.type)};
+  for (const Step* one : {&step, &calibration}) {
+    if (one->kind != StepKind::calibrate || one->channel || is_panel_run(one->param)) return false;
+  }
+  if (std::any_of(std::begin(sensors), std::end(sensors), [](auto* one) { return !one || one->alone; })) return false;
+  const bool both_scales = sensors[0]->result == Result::channel_scale && sensors[1]->result == Result::channel_scale;
+  return !both_scales && sensors[0]->used_type != sensors[1]->used_type;
 }
 
-// Channel scales are alone in this, too: all of them are in one file, which is put back as a whole.
 bool next_runs_beside(const Block& block, size_t at) {
-  if (!block.overlap || at + 1 >= block.steps.size()) return false;
-  const int chip = chip_beside(block.steps[at]);
-  const int next = chip_beside(block.steps[at + 1]);
-  return chip != 0 && next != 0 && chip != next && sensor_of(block.steps[at].type)->result != Result::channel_scale;
+  return block.overlap && at + 1 < block.steps.size() && runs_beside(block.steps[at + 1], block.steps[at]);
 }
 
 int Plan::step_count() const {

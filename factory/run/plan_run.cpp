@@ -279,9 +279,8 @@ PlanRun::Round PlanRun::run_round(const Block& block, size_t first) {
   stops_ = false;
   for (size_t i = 0; i < block.steps.size(); ++i) {
     const Step& step = block.steps[i];
-    const bool beside = std::none_of(running_.begin(), running_.end(), [&](const Running& running) {
-      return chip_beside(step) == 0 || chip_beside(running.step) == chip_beside(step);
-    });
+    const bool beside = std::all_of(running_.begin(), running_.end(),
+                                    [&](const Running& running) { return runs_beside(step, running.step); });
     go_on(!beside);
     if (stops_) break;
     begin_looks(block, first, i);

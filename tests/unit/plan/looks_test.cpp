@@ -150,6 +150,7 @@ TEST(Looks, OfACalibrationAreAloneWhereTheyMustBe) {
       // Their scales are in one file.
       {R"({"calibrate": "CCT_F_strm"}, {"calibrate": "CCT_B_strm"})", false},
       {R"({"calibrate": "Lux"}, {"calibrate": "CCT_F_strm"})", true},
+      {R"({"calibrate": "CCT_F_strm"}, {"calibrate": "Lux"})", true},
       {R"({"calibrate": "Acc"})", false},
   };
   for (const auto& row : kRows) {
