@@ -31,7 +31,8 @@ Keeper::Keeper(const std::string& uri, const std::string& spool, bool samples)
         complain("runs wait in " + old + ": `sensorcal sync --spool " + old + "`");
     } else {
       store_.emplace(uri_);
-      // A station keeps one run after the other for months: it reads little, and its memory need not grow with the file.
+      // A station keeps one run after the other for months: it reads little, and its memory need not grow with the
+      // file.
       store_->database().run("PRAGMA cache_size = -8192");
     }
   } catch (const StoreError& error) {
