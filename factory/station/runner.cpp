@@ -17,13 +17,17 @@ Runner::Runner(std::function<bool(const std::string&)> on_line, std::function<vo
 }
 
 Runner::~Runner() {
+  leave();
+  close(wake_);
+}
+
+void Runner::leave() {
   {
     const std::lock_guard<std::mutex> lock(mutex_);
     stopped_ = leaves_ = true;
   }
   wake();
-  thread_.join();
-  close(wake_);
+  if (thread_.joinable()) thread_.join();
 }
 
 void Runner::wake() {

@@ -33,7 +33,6 @@ class Runner {
   // Both are called on the runner's thread. `on_line`: what came, without its line feed; false: nonsense, which ends
   // the run. `on_end`: nothing of the child is left.
   Runner(std::function<bool(const std::string& line)> on_line, std::function<void(const RunnerEnd& end)> on_end);
-  // Ends what runs as stop() does, and waits for it.
   ~Runner();
   Runner(const Runner&) = delete;
   Runner& operator=(const Runner&) = delete;
@@ -43,6 +42,8 @@ class Runner {
   void say(const std::string& line);
   // Ends its standard input, and it by a signal where it does not go.
   void stop();
+  // Ends what runs as stop() does, and waits for it. Nothing is called any more, and nothing can be started.
+  void leave();
   // While somebody is waited for it may be silent as long as it likes.
   void patient(bool is);
 

@@ -50,7 +50,8 @@ Station::Station(const Settings& settings, std::shared_ptr<record::Sink> files) 
 Station::~Station() {
   close();
   for (const auto& place : places_) place->runner->stop();
-  for (const auto& place : places_) place->runner.reset();
+  // Until the last word of its child a runner is still spoken to.
+  for (const auto& place : places_) place->runner->leave();
   archive_.reset();
 }
 

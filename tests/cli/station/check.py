@@ -204,6 +204,22 @@ def check_streams(station):
     again.close()
 
 
+def check_line():
+    """Two stations of a line, and a golden phone at the shift's start."""
+    station = Station(station='line-4', store='sqlite:runs.db', earlier={'station': 'line-3'}, golden={'serials': 'GOLD[0-9]+'})
+    expect('golden', station.state()['golden'], {'due': True, 'serials': 'GOLD[0-9]+'})
+    expect('golden first', station.scan('PROMPT1'), (409, 'golden-first'))
+    expect('a golden phone', (station.scan('GOLD1'), station.verdict('GOLD1')['verdict']), ((200, 'started'), 'passed'))
+    expect('golden', station.state()['golden']['due'], False)
+    expect('not of the shift', station.state()['shift']['phones'], 0)
+    for serial, wanted in [('FAILS1', 'earlier-station-failed'), ('SLOW1', 'earlier-station-failed'), ('NEW1', 'earlier-station-missing')]:
+        expect(serial, station.scan(serial), (409, wanted))
+    expect('passed there', station.scan('PROMPT1'), (200, 'started'))
+    station.end()
+    found = subprocess.run([sensorcal, 'history', 'GOLD1', '--store', 'runs.db', '--json'], capture_output=True, text=True).stdout
+    expect('its lot', [run['lot'] for run in json.loads(found)['runs']], ['golden'])
+
+
 def check_token():
     station = Station(address='127.0.0.2', token='0123456789abcdef')
     station.bearer = None
@@ -261,6 +277,7 @@ def main():
     station.wait(lambda state: state['shift']['errors'] == 7, 'a second error')
     expect('a retest', (station.verdict('DIES2')['retest'], station.state()['shift']['retests']), (1, again['retests'] + 1))
     station.end()
+    check_line()
     check_token()
     check_store_away()
     if problems:
