@@ -289,6 +289,9 @@ class Page(unittest.TestCase):
         self.until('the loss is told', '!document.getElementById("lost").hidden')
         self.scan('A7')
         self.until_shown('#said', 'did not answer')
+        self.assertEqual('said', self.js('''(() => {
+            const box = document.getElementById('said').getBoundingClientRect();
+            return document.elementFromPoint(box.x + box.width / 2, box.y + 10).closest('[id]').id; })()'''))
         station.start()
         self.until('the page is back', 'document.getElementById("lost").hidden')
         self.assertEqual('idle', station.state()['slots'][0]['phase'])
