@@ -270,7 +270,7 @@ function renderPrompt(tile, slot) {
 function renderButtons(at, slot) {
   const isArmed = (what) => armed?.slot === slot.slot && armed.run === slot.run && armed.what === what;
   at.done.hidden = at.skip.hidden = !slot.prompt;
-  show(at.done, say('done', slot.prompt?.code ?? ''));
+  show(at.done, say(slot.slot === selected ? 'done' : 'done-by-code', slot.prompt?.code ?? ''));
   for (const what of ['skip', 'stop']) {
     at[what].classList.toggle('armed', isArmed(what));
     show(at[what], say(isArmed(what) ? `${what}-again` : what));
