@@ -47,6 +47,14 @@ Moments moments_of(const std::vector<double>& values) {
 
 }  // namespace
 
+Index share_of(double part, double whole, double deviations) {
+  const double share = part / whole;
+  const double square = deviations * deviations / whole;
+  const double middle = (share + square / 2) / (1 + square);
+  const double reach = deviations * std::sqrt(share * (1 - share) / whole + square / whole / 4) / (1 + square);
+  return {share, std::max(0.0, middle - reach), std::min(1.0, middle + reach)};
+}
+
 Capability capability(const Days& days, std::optional<double> low, std::optional<double> high) {
   Capability out;
   const Moments all = total(days);

@@ -13,6 +13,11 @@ struct Index {
   double low, high;  // its two-sided 95 % confidence interval
 };
 
+// A share of a count, with Wilson's interval ("Probable Inference, the Law of Succession, and Statistical Inference",
+// Journal of the American Statistical Association 22, 1927), whose ends are so many standard normal deviations off; the
+// usual ones are those of 95 %. Of one or more.
+Index share_of(double part, double whole, double deviations = 1.959963985);
+
 /**
  * Performance (Pp, Ppk: the overall deviation) and capability (Cp, Cpk: the deviation within subgroups), as ISO 22514-2
  * and the AIAG manual "Statistical Process Control" have them, of normal values:

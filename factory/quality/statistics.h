@@ -19,8 +19,9 @@ namespace factory::store {
 // none, aborted or ended by an error, do not count.
 struct Yield {
   long long units = 0;
-  long long passed = 0;        // those whose last run passed
-  long long first_passed = 0;  // those whose first run passed
+  long long passed = 0;  // those whose last run passed
+  // Those of which one of the first one, two and three runs passed.
+  long long first_passed = 0, second_passed = 0, third_passed = 0;
   long long runs = 0;
 };
 

@@ -69,10 +69,12 @@ Json::Value days_chart(const Statistics& s) {
 }
 
 Markup yields(const Statistics& s, Charts* charts) {
-  HtmlTable table("yields", {"Of", "Phones", "Yield", "First-pass yield", "Runs"});
+  HtmlTable table("yields", kYieldColumns);
   const auto add = [&](const Markup& name, const Yield& y) {
-    table.add({name, std::to_string(y.units), percent(y.passed, y.units), percent(y.first_passed, y.units),
-               std::to_string(y.runs)});
+    const std::vector<std::string> texts = yield_row("", y);
+    std::vector<Markup> row(texts.begin(), texts.end());
+    row.front() = name;
+    table.add(row);
   };
   add("all", s.yield);
   for (const auto& [plan, yield] : s.by_plan) add(Markup("plan ") + element("bdi", plan), yield);

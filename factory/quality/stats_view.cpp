@@ -21,14 +21,33 @@ Json::Value ratio(long long part, long long of) {
   return of == 0 ? Json::Value() : json_number(static_cast<double>(part) / static_cast<double>(of));
 }
 
+Json::Value interval_of(long long part, long long of) {
+  if (of == 0) return {};
+  const Index share = share_of(static_cast<double>(part), static_cast<double>(of));
+  Json::Value out;
+  out["low"] = json_number(share.low);
+  out["high"] = json_number(share.high);
+  return out;
+}
+
+std::string percents_text(long long part, long long of) {
+  if (of == 0) return "";
+  const Index share = share_of(static_cast<double>(part), static_cast<double>(of));
+  return fixed(100 * share.low, 2) + " to " + fixed(100 * share.high, 2);
+}
+
 Json::Value to_json(const Yield& yield) {
   Json::Value out;
   out["units"] = whole(yield.units);
   out["passed"] = whole(yield.passed);
   out["first_passed"] = whole(yield.first_passed);
+  out["second_passed"] = whole(yield.second_passed);
+  out["third_passed"] = whole(yield.third_passed);
   out["runs"] = whole(yield.runs);
   out["yield"] = ratio(yield.passed, yield.units);
   out["first_pass_yield"] = ratio(yield.first_passed, yield.units);
+  out["yield_interval"] = interval_of(yield.passed, yield.units);
+  out["first_pass_interval"] = interval_of(yield.first_passed, yield.units);
   return out;
 }
 
@@ -156,11 +175,8 @@ Json::Value to_json(const Characteristic& c, bool without_outliers) {
 std::string number(long long value) { return std::to_string(value); }
 
 std::string yields_text(const Statistics& s) {
-  std::vector<std::vector<std::string>> rows = {{"", "phones", "yield", "first pass", "runs"}};
-  const auto add = [&](const std::string& name, const Yield& y) {
-    rows.push_back(
-        {name, number(y.units), percent(y.passed, y.units), percent(y.first_passed, y.units), number(y.runs)});
-  };
+  std::vector<std::vector<std::string>> rows = {kYieldColumns};
+  const auto add = [&](const std::string& name, const Yield& y) { rows.push_back(yield_row(name, y)); };
   add("all", s.yield);
   for (const auto& [plan, yield] : s.by_plan) add("plan " + shown(plan), yield);
   for (const auto& [station, yield] : s.by_station) add("station " + shown(station), yield);
@@ -271,6 +287,21 @@ std::string outliers_text(const Statistics& s) {
 }
 
 }  // namespace
+
+const std::vector<std::string> kYieldColumns = {"",     "phones",     "yield",      "95 %", "first pass",
+                                                "95 %", "by the 2nd", "by the 3rd", "runs"};
+
+std::vector<std::string> yield_row(const std::string& of, const Yield& y) {
+  return {of,
+          number(y.units),
+          percent(y.passed, y.units),
+          percents_text(y.passed, y.units),
+          percent(y.first_passed, y.units),
+          percents_text(y.first_passed, y.units),
+          percent(y.second_passed, y.units),
+          percent(y.third_passed, y.units),
+          number(y.runs)};
+}
 
 Json::Value to_json(const std::optional<Index>& index) {
   if (!index) return {};

@@ -25,6 +25,10 @@ Json::Value valid(const Json::Value& value);
 // 0.9731 as "97.31 %"; "-" of nothing.
 std::string percent(long long part, long long whole);
 
+// A row of yields, and the names of its columns.
+extern const std::vector<std::string> kYieldColumns;
+std::vector<std::string> yield_row(const std::string& of, const Yield& yield);
+
 // "Acc: residual x", and "-0.02 to 0.02 m/s^2".
 std::string name_of(const Characteristic& c);
 std::string limits_of(const Characteristic& c);

@@ -63,8 +63,9 @@ int Subgroups::of_time(int day_or_quarter) const {
   tm local{};
   localtime_r(&begin, &local);
   const time_t here = begin + local.tm_gmtoff;
-  const int day =
-      static_cast<int>((here - (local.tm_hour * kMinutes + local.tm_min) * kMinutes - local.tm_sec) / 86400);
+  const int day = static_cast<int>(
+      (here - static_cast<time_t>(local.tm_hour) * 3600 - static_cast<time_t>(local.tm_min) * 60 - local.tm_sec) /
+      86400);
   const int minute = local.tm_hour * kMinutes + local.tm_min;
   // Before the day's first shift it is still the last one of the day before.
   const int begun = static_cast<int>(std::upper_bound(shifts_.begin(), shifts_.end(), minute) - shifts_.begin());

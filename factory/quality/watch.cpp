@@ -23,14 +23,7 @@ constexpr double kLimit = 12;
 constexpr double kOver = 5;
 constexpr size_t kPhonesEach = 20;
 
-// Of Wilson's interval ("Probable Inference, the Law of Succession, and Statistical Inference", Journal of the American
-// Statistical Association 22, 1927), one-sided, 90 %.
-double upper_end(double failed, double phones) {
-  constexpr double kZ = 1.2815515655;
-  const double share = failed / phones;
-  const double square = kZ * kZ / phones;
-  return (share + square / 2 + kZ * std::sqrt(share * (1 - share) / phones + square / phones / 4)) / (1 + square);
-}
+constexpr double kUpperEnd = 1.2815515655;  // of an interval of 80 %
 
 constexpr long long kDayMs = 86400000;
 
@@ -144,7 +137,7 @@ void read_first_runs(Database* database, const Filter& filter, YieldWatch* watch
 }  // namespace
 
 void YieldWatch::Sum::add(const FirstRun& run, const Counts& before) {
-  const double share = upper_end(before.failed, before.phones);
+  const double share = share_of(before.failed, before.phones, kUpperEnd).high;
   bool any = false;
   for (size_t i = 0; i < values.size(); ++i) {
     const double worse = std::min(kWorse[i] * share, (1 + share) / 2);

@@ -54,7 +54,7 @@ class YieldWatch {
     double usual = 0;  // the share of failures that it is held against
     std::vector<std::string> serials;
 
-    void add(const FirstRun& run, const Counts& usual);
+    void add(const FirstRun& run, const Counts& before);
     Alert alert(const std::string& kind, const std::string& about, const std::string& against) const;
   };
   struct Station {

@@ -11,21 +11,27 @@ void add(const Yield& more, Yield* yield) {
   yield->units += more.units;
   yield->passed += more.passed;
   yield->first_passed += more.first_passed;
+  yield->second_passed += more.second_passed;
+  yield->third_passed += more.third_passed;
   yield->runs += more.runs;
 }
 
-// Phones of which `again` has more than one run, each with its first and last: ids are in the order of time.
+// Phones of which `again` has more than one run, each with its last run and that which passed first: ids are in the
+// order of time.
 std::string units_sql(const std::string& columns, const std::string& label, const std::string& conditions) {
+  const std::string of_one = "r.serial_key, p." + label + (label == "plan" ? "" : ", p.plan");
   return "SELECT " + columns +
          ", COUNT(*), SUM(CASE WHEN last = last_passed THEN 1 ELSE 0 END), "
-         "SUM(CASE WHEN first = first_passed THEN 1 ELSE 0 END), SUM(runs) FROM (SELECT p." +
-         label +
-         ", MIN(r.id) AS first, "
-         "MAX(r.id) AS last, MIN(CASE WHEN r.verdict = 0 THEN r.id END) AS first_passed, "
-         "MAX(CASE WHEN r.verdict = 0 THEN r.id END) AS last_passed, COUNT(*) AS runs FROM again a "
-         "JOIN run r ON r.serial_key = a.serial_key JOIN setup p ON p.id = r.setup WHERE r.verdict NOT IN (4, 5)" +
-         conditions + " GROUP BY r.serial_key, p." + label + (label == "plan" ? "" : ", p.plan") + ") units GROUP BY " +
-         label;
+         "SUM(CASE WHEN passed_at <= 1 THEN 1 ELSE 0 END), SUM(CASE WHEN passed_at <= 2 THEN 1 ELSE 0 END), "
+         "SUM(CASE WHEN passed_at <= 3 THEN 1 ELSE 0 END), SUM(runs) FROM (SELECT serial_key, plan, station, MAX(turn) "
+         "AS "
+         "last, MIN(CASE WHEN verdict = 0 THEN turn END) AS passed_at, MAX(CASE WHEN verdict = 0 THEN turn END) AS "
+         "last_passed, COUNT(*) AS runs FROM (SELECT r.serial_key, p.plan, " +
+         (label == "plan" ? "''" : "p.station") + " AS station, r.verdict, ROW_NUMBER() OVER (PARTITION BY " + of_one +
+         " ORDER BY r.id) AS turn FROM again a JOIN run r ON r.serial_key = a.serial_key JOIN setup p ON p.id = "
+         "r.setup "
+         "WHERE r.verdict NOT IN (4, 5)" +
+         conditions + ") runs_of GROUP BY serial_key, plan, station) units GROUP BY " + label;
 }
 
 // Most phones have one run: these are counted as they lie, and only the others are put together phone by phone, which
@@ -34,7 +40,8 @@ std::string yields_sql(const std::string& conditions) {
   return "WITH again AS (SELECT r.serial_key FROM run r" +
          (conditions.empty() ? "" : " JOIN setup p ON p.id = r.setup WHERE 1 = 1" + conditions) +
          " GROUP BY r.serial_key HAVING COUNT(*) > 1) "
-         "SELECT 0, p.plan, p.station, units, passed, passed, units FROM (SELECT r.setup, COUNT(*) AS units, "
+         "SELECT 0, p.plan, p.station, units, passed, passed, passed, passed, units FROM (SELECT r.setup, COUNT(*) AS "
+         "units, "
          "SUM(CASE WHEN r.verdict = 0 THEN 1 ELSE 0 END) AS passed FROM run r JOIN setup p ON p.id = r.setup "
          "LEFT JOIN again a ON a.serial_key = r.serial_key WHERE a.serial_key IS NULL AND r.verdict NOT IN (4, 5)" +
          conditions + " GROUP BY r.setup) once JOIN setup p ON p.id = once.setup UNION ALL " +
@@ -48,7 +55,8 @@ void count_units(Database* database, const Filter& filter, Statistics* out) {
   std::string station;
   Yield yield;
   Query query(database, yields_sql(on_runs(filter)));
-  query.with(filter).into(&about, &plan, &station, &yield.units, &yield.passed, &yield.first_passed, &yield.runs);
+  query.with(filter).into(&about, &plan, &station, &yield.units, &yield.passed, &yield.first_passed,
+                          &yield.second_passed, &yield.third_passed, &yield.runs);
   while (query.next()) {
     if (about != 2) add(yield, &out->by_plan[plan]);
     if (about != 1) add(yield, &out->by_station[station]);

@@ -118,7 +118,11 @@ Yield counted(const std::vector<record::Run>& runs, const std::function<bool(con
   for (const auto& [phone, passed] : phones) {
     ++out.units;
     out.passed += passed.back() ? 1 : 0;
-    out.first_passed += passed.front() ? 1 : 0;
+    const auto at = std::find(passed.begin(), passed.end(), true) - passed.begin();
+    const bool ever = at < static_cast<long>(passed.size());
+    out.first_passed += ever && at == 0 ? 1 : 0;
+    out.second_passed += ever && at <= 1 ? 1 : 0;
+    out.third_passed += ever && at <= 2 ? 1 : 0;
   }
   return out;
 }
@@ -127,6 +131,8 @@ void expect_same(const Yield& found, const Yield& wanted) {
   EXPECT_EQ(found.units, wanted.units);
   EXPECT_EQ(found.passed, wanted.passed);
   EXPECT_EQ(found.first_passed, wanted.first_passed);
+  EXPECT_EQ(found.second_passed, wanted.second_passed);
+  EXPECT_EQ(found.third_passed, wanted.third_passed);
   EXPECT_EQ(found.runs, wanted.runs);
 }
 
@@ -457,6 +463,15 @@ TEST(CapabilityTest, ADayMovesTheMean) {
   EXPECT_NEAR(drift.value - drift.low, drift.high - drift.value, 1e-9);
   EXPECT_NEAR(drift_a_day(days_of({1, 2, 4}), 3)->value, 4.5, 1e-12);
   EXPECT_FALSE(drift_a_day(days_of({1, 2}), 1) || drift_a_day(days_of({1, 2, 4}), 0));
+}
+
+// Of none, all and some; by hand from the formula with 1.96 squared = 3.8415.
+TEST(CapabilityTest, SharesHaveTheirIntervals) {
+  EXPECT_NEAR(share_of(0, 10).high, 3.8414588 / 13.8414588, 1e-7);
+  EXPECT_EQ(share_of(0, 10).low, 0);
+  EXPECT_NEAR(share_of(10, 10).low, 10 / 13.8414588, 1e-7);
+  EXPECT_EQ(share_of(10, 10).high, 1);
+  EXPECT_NEAR(share_of(50, 100).low, 0.5 - 1.9599640 * std::sqrt(0.0025 + 3.8414588 / 40000) / 1.038414588, 1e-7);
 }
 
 TEST(CapabilityTest, OneWildValueMovesNoMedian) {
