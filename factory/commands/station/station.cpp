@@ -1,6 +1,7 @@
 // `sensorcal station`: the page that operators pass phones with.
 #include "station/station.h"
 
+#include <malloc.h>
 #include <signal.h>
 #include <time.h>
 #include <unistd.h>
@@ -61,6 +62,7 @@ int serve(const station::Settings& settings) {
   const sigset_t wanted = ends();
   pthread_sigmask(SIG_BLOCK, &wanted, nullptr);  // of all threads that begin from here on
   signal(SIGPIPE, SIG_IGN);
+  mallopt(M_ARENA_MAX, 2);  // one for each of many threads would hold on to what records took, for months
   station::Station station(settings, files_of(settings));
   {
     const station::Web web(&station, settings);
