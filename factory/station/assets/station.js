@@ -451,7 +451,7 @@ async function returned() {
 function took(event) {
   heard = performance.now();
   const next = JSON.parse(event.data);
-  if (state && state.version !== next.version) return location.reload();
+  if (state && (state.version !== next.version || state.language !== next.language)) return location.reload();
   state = next;
   told = heard;
   try {
