@@ -352,6 +352,14 @@ function axisRow(units) {
   return {row, band, curve, number, points: []};
 }
 
+// As wide as its place.
+function short(value) {
+  if (!Number.isFinite(value)) return '—';
+  const size = Math.abs(value);
+  if (size >= 1e7 || (size > 0 && size < 1e-3)) return value.toExponential(2);
+  return String(Number(value.toPrecision(size >= 1000 ? 6 : 4)));
+}
+
 function drawAxis(axis, value, limits) {
   if (axis.points.push(value) > kLivePoints) axis.points.shift();
   const known = axis.points.filter(Number.isFinite);
@@ -367,7 +375,7 @@ function drawAxis(axis, value, limits) {
   axis.band.setAttribute('y', limits ? y(high ?? most) : 0);
   axis.band.setAttribute('height', limits ? y(low ?? least) - y(high ?? most) : 0);
   axis.row.classList.toggle('outside', outside);
-  show(axis.number, Number.isFinite(value) ? String(Number(value.toPrecision(4))) : '—');
+  show(axis.number, short(value));
 }
 
 function showLive(live) {
@@ -404,8 +412,8 @@ function renderShift() {
   rebuild(by('last'), shift.last, () => shift.last.slice(0, 10).map(({serial, verdict, seconds, at, step}) => {
     const item = element('li', '', verdict);
     item.title = [serial, texts.verdicts[verdict], at, step].filter(Boolean).join(' · ');
-    const short = serial.length > 7 ? `…${serial.slice(-6)}` : serial;
-    item.append(sign(verdict), element('b', short), element('span', clock(seconds)));
+    const tail = serial.length > 7 ? `…${serial.slice(-6)}` : serial;
+    item.append(sign(verdict), element('b', tail), element('span', clock(seconds)));
     return item;
   }));
 }
