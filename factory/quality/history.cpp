@@ -203,8 +203,14 @@ long long each_run(Database* database, const Filter& filter, const std::function
               "SELECT r.id FROM run r JOIN setup p ON p.id = r.setup WHERE 1 = 1" + on_runs(filter) + " ORDER BY r.id");
   query.with(filter).into(&id);
   while (query.next()) ids.push_back(id);
-  for (const std::string& each : ids) take(stored_run(database, each).value().run);
-  return static_cast<long long>(ids.size());
+  long long taken = 0;
+  for (const std::string& each : ids) {
+    const auto found = stored_run(database, each);
+    if (!found) continue;  // its month went meanwhile
+    take(found->run);
+    ++taken;
+  }
+  return taken;
 }
 
 Json::Value to_json(const std::vector<StoredRun>& runs) {

@@ -141,6 +141,7 @@ class Pieces {
   Pieces(const Pieces&) = delete;
   Pieces& operator=(const Pieces&) = delete;
 
+  const std::string& part() const { return part_; }
   void add(const std::string& text) { out_ << text; }
   void close() {
     if (file_.empty()) return;
@@ -172,8 +173,9 @@ int export_runs(const CommonOptions& options, const Arguments& a) {
     Pieces records(a.records);
     Pieces csv(a.csv);
     csv.add(csv_header());
+    Pieces to(a.to);  // an empty file is a store in the making
     std::optional<store::Store> other;
-    if (!a.to.empty()) other.emplace(store::parse_uri("sqlite:" + fs::absolute(a.to).string()));
+    if (!a.to.empty()) other.emplace(store::parse_uri("sqlite:" + fs::absolute(to.part()).string()));
     std::optional<Batches> batches;
     if (other) batches.emplace(&*other, true);
     Json::Value out;
@@ -183,6 +185,8 @@ int export_runs(const CommonOptions& options, const Arguments& a) {
       if (batches) batches->add(run);
     }));
     if (batches) batches->flush();
+    other.reset();
+    to.close();
     records.close();
     csv.close();
     print_result(options.json, "store-export/1", out, store::count_of_runs(out["runs"].asInt()) + " written\n");
