@@ -134,6 +134,31 @@ void read_first_runs(Database* database, const Filter& filter, YieldWatch* watch
   }
 }
 
+// A phone that has to fail and passed, or the other way round: the station judges wrongly.
+void add_marked(Database* database, Filter filter, std::vector<Alert>* out) {
+  for (size_t i = 0; i < filter.marked.size(); ++i) {
+    const MarkedPhones& marked = filter.marked[i];
+    filter.only = i;
+    filter.verdict = marked.kind == "golden" ? record::Outcome::failed : record::Outcome::passed;
+    FirstRun run;
+    Query query(database,
+                "SELECT r.serial, p.station, r.started_ms FROM run r JOIN setup p ON p.id = r.setup WHERE 1 = 1" +
+                    on_runs(filter) + " ORDER BY r.id");
+    query.with(filter).into(&run.serial, &run.station, &run.started_ms);
+    Alert alert{"marked", marked.kind + " phones " + shown(marked.pattern), "", {}, 0};
+    long long runs = 0;
+    while (query.next()) {
+      if (runs++ == 0) alert.since_ms = run.started_ms;
+      alert.phones.push_back(run.serial);
+      if (alert.phones.size() > kPhonesEach) alert.phones.erase(alert.phones.begin());
+    }
+    if (runs == 0) continue;
+    alert.text = alert.about + ": " + std::to_string(runs) + (runs == 1 ? " run " : " runs ") +
+                 outcome_name(*filter.verdict) + ", the last" + place_of(run.station);
+    out->push_back(alert);
+  }
+}
+
 }  // namespace
 
 void YieldWatch::Sum::add(const FirstRun& run, const Counts& before) {
@@ -215,6 +240,7 @@ std::vector<Alert> standing_alerts(Database* database, const Filter& filter, con
   YieldWatch yields;
   read_first_runs(database, filter, &yields);
   std::vector<Alert> out = yields.standing();
+  add_marked(database, filter, &out);
   Choices by_day = choices;  // the store finds the phones of a day
   by_day.subgroups = Subgroups();
   const Statistics found = statistics(database, filter, by_day);

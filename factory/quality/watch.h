@@ -13,7 +13,7 @@
 namespace factory::store {
 
 struct Alert {
-  std::string kind;                 // "yield", "station", "chart", "spool"
+  std::string kind;                 // "yield", "station", "chart", "marked", "spool"
   std::string about;                // what of, by which one that stands is known again
   std::string text;                 // a sentence
   std::vector<std::string> phones;  // serial numbers that it rests on, some of them

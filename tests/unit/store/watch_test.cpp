@@ -96,7 +96,7 @@ TEST(WatchTest, AnAlertNamesItsPhonesAndEnds) {
   EXPECT_TRUE(watch.standing().empty());
 }
 
-// One station's values are off, one's move at last, and the third is as ever.
+// One station's values are off, one's move at last, the third is as ever, and one passes what has to fail.
 TEST(WatchTest, AStationAndAChartThatCryAreTold) {
   const Folder folder;
   Store store(fresh_place(kinds().front(), folder));
@@ -113,13 +113,25 @@ TEST(WatchTest, AStationAndAChartThatCryAreTold) {
       }
     }
   }
+  MadeRun made{.serial = "bad-1", .station = "t", .verdict = record::Outcome::passed};
+  made.attempts = {{{"residual", 999, -20, 20}}};
+  store.put(record_of(made), false);
+  Filter filter;
+  filter.marked = {{"golden", "n1?", {}, {}}, {"known bad", "bad-*", {}, {}}};
+  require_known(&store.database(), &filter);
   std::vector<std::string> told;
-  for (const Alert& alert : standing_alerts(&store.database(), {}, {})) {
+  for (const Alert& alert : standing_alerts(&store.database(), filter, {})) {
     told.push_back(alert.kind + " " + alert.about);
+    if (alert.kind == "marked") {
+      EXPECT_EQ(alert.text, "known bad phones bad-*: 1 run passed, the last at station t");
+      EXPECT_EQ(alert.phones, std::vector<std::string>{"bad-1"});
+      continue;
+    }
     EXPECT_GE(alert.phones.size(), 10U) << told.back();
     EXPECT_EQ(alert.phones.front().front(), alert.kind == "station" ? 's' : 't') << told.back();
   }
-  EXPECT_EQ(told, (std::vector<std::string>{"station Acc: residual x at station s, plan inertial",
+  EXPECT_EQ(told, (std::vector<std::string>{"marked known bad phones bad-*",
+                                            "station Acc: residual x at station s, plan inertial",
                                             "chart Acc: residual x at station t, plan inertial"}));
 }
 
