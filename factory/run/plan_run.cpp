@@ -201,9 +201,9 @@ void PlanRun::end(std::list<Running>::iterator running) {
   observer_.ended(*result, result->attempts.back());
 }
 
-// Takes the fresh samples that came meanwhile, and ends the calibrations that have all of theirs; with `wait` all of
-// them. One that failed is repeated then, as often as it may be.
-void PlanRun::go_on(bool wait) {
+// Takes the fresh samples that came meanwhile, ends the calibrations that have all of theirs, and waits for those that
+// `next` may not run beside; null: for all. One that failed is repeated then, as often as it may be.
+void PlanRun::go_on(const Step* next) {
   constexpr std::chrono::milliseconds kPause{5};
   if (running_.empty()) return;
   const record::Step& last = *running_.back().result;
@@ -216,7 +216,10 @@ void PlanRun::go_on(bool wait) {
       return is_over;
     });
     if (over == running_.end()) {
-      if (!wait) break;
+      const bool beside = next != nullptr && std::all_of(running_.begin(), running_.end(), [&](const Running& running) {
+                            return runs_beside(*next, running.step);
+                          });
+      if (beside) break;
       std::this_thread::sleep_for(kPause);
       continue;
     }
@@ -279,9 +282,7 @@ PlanRun::Round PlanRun::run_round(const Block& block, size_t first) {
   stops_ = false;
   for (size_t i = 0; i < block.steps.size(); ++i) {
     const Step& step = block.steps[i];
-    const bool beside = std::all_of(running_.begin(), running_.end(),
-                                    [&](const Running& running) { return runs_beside(step, running.step); });
-    go_on(!beside);
+    go_on(&step);
     if (stops_) break;
     begin_looks(block, first, i);
     // Whoever is last of these is waited for with the others.
@@ -289,7 +290,7 @@ PlanRun::Round PlanRun::run_round(const Block& block, size_t first) {
     run_step(step, &run_.steps[first + i], step.repeat, may_leave);
     if (stops_) break;
   }
-  go_on(true);
+  go_on(nullptr);
   looks_.clear();
   return round_;
 }

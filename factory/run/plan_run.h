@@ -42,7 +42,7 @@ class PlanRun {
   Round run_round(const Block& block, size_t first);
   void begin_looks(const Block& block, size_t first, size_t at);
   void run_step(const Step& step, record::Step* result, int attempts, bool may_leave);
-  void go_on(bool wait);
+  void go_on(const Step* next);
   void count(const Step& step, const record::Step& result);
   void hold_against_calibrations(const Step& step, Attempt* attempt);
   void take_messages(Attempt* attempt);
