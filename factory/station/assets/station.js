@@ -325,7 +325,7 @@ function renderTile(slot) {
   const kind = inWords('kinds', slot.kind ?? '');
   show(at.name, slot.name ?? '');
   show(at.kind, [kind, slot.tag, slot.attempt > 1 ? say('attempt', slot.attempt) : ''].filter(Boolean).join(' · '));
-  show(at.warns, [slot.warns && say('warns', slot.warns), slot.remark].filter(Boolean).join(' · '));
+  show(at.warns, [slot.warns && say('warns', slot.warns.replace(/^cannot be undone: /, '')), slot.remark].filter(Boolean).join(' · '));
   renderPrompt(tile, slot);
   renderButtons(tile.at, slot);
   renderVerdict(tile.at, slot);

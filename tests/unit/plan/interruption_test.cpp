@@ -77,7 +77,7 @@ TEST(Interruption, PutsBackWhatIsNotVerifiedYet) {
       station.run(R"({"group": "g", "steps": [{"calibrate": "Acc"}, {"calibrate": "Gyr"}]})", &interrupter);
   EXPECT_LT(interrupter.since(), milliseconds(400));
   EXPECT_EQ(ran.verdict, Outcome::aborted);
-  for (const size_t step : {0, 1}) EXPECT_EQ(ran.attempt(step).outcome, Outcome::aborted);
+  for (const unsigned step : {0U, 1U}) EXPECT_EQ(ran.attempt(step).outcome, Outcome::aborted);
   EXPECT_TRUE(ran.attempt(0).put_back);
   EXPECT_FALSE(ran.attempt(0).kept);
   EXPECT_EQ(station.offset(sensor_type::accelerometer), acc);
