@@ -80,6 +80,8 @@ class Fixture {
   virtual void run_ends(const record::Run& /*run*/) {}
   // A reading of a clock that the run tells or judges, and the one to use.
   virtual int64_t time_ns(int64_t measured) { return measured; }
+  // What depends on how soon something was looked at, and what to go by.
+  virtual int64_t by_chance(int64_t seen) { return seen; }
   // Ctrl-C came. A fixture without anything to put back may end the program here.
   virtual void interrupted() {}
 };

@@ -138,13 +138,14 @@ void PlanRun::take_messages(Attempt* attempt) {
   for (const HubMessage& message : std::exchange(messages_, {})) attempt->hub.push_back(decoded(message));
 }
 
-PlanRun::Running::Running(PlanRun& plan_run, const Step& of, record::Step* whose)
+PlanRun::Running::Running(PlanRun& plan_run, const Step& of, record::Step* whose, int number, Clock::time_point started)
     : step(of),
       result(whose),
       run(plan_run.session_, plan_run.under_way_, of, plan_run.looks_, &attempt,
           {[&plan_run, whose](const std::string& text) { plan_run.observer_.warns(*whose, text); },
            [&plan_run, whose](const Taking& taking) { plan_run.observer_.takes(*whose, taking); }}) {
-  attempt.number = static_cast<int>(whose->attempts.size()) + 1;
+  attempt.number = number;
+  attempt.started = started;
 }
 
 // What is asked of the phone from here on is asked for this attempt.
@@ -157,18 +158,21 @@ void PlanRun::enter(const record::Step& step, int attempt) {
 void PlanRun::run_step(const Step& step, record::Step* result, int attempts, bool may_leave) {
   bool voided = false;
   while (attempts-- > 0) {
+    const int number = static_cast<int>(result->attempts.size()) + 1;
+    enter(*result, number);
+    const bool begun = !looks_.empty() && looks_.front().step == &step;
+    const Clock::time_point started = begun ? looks_.front().started : session_.now();
     const auto running = [&] {
       const std::lock_guard<std::mutex> lock(mutex_);
-      return running_.emplace(running_.end(), *this, step, result);
+      return running_.emplace(running_.end(), *this, step, result, number, started);
     }();
-    enter(*result, running->attempt.number);
-    const bool begun = !looks_.empty() && looks_.front().step == &step;
-    running->attempt.started = begun ? looks_.front().started : session_.now();
     observer_.begins(*result, running->attempt.number);
     running->run.begin();
     if (may_leave && running->run.looks()) {
-      running->run.leave();
-      take_messages(&running->attempt);
+      (void)running->run.go_on();
+      const std::lock_guard<std::mutex> lock(mutex_);
+      running->run.leave(&running->left);
+      take_messages(&running->left);
       running->attempts_left = attempts;
       return;
     }
@@ -192,42 +196,54 @@ void PlanRun::end(std::list<Running>::iterator running) {
   hold_against_calibrations(running->step, &attempt);
   record::Step* const result = running->result;
   if (!result->attempts.empty()) compare(result->attempts.back(), &attempt);
-  take_messages(&attempt);
   {
     const std::lock_guard<std::mutex> lock(mutex_);
+    take_messages(&attempt);
+    Attempt& left = running->left;
+    attempt.hub.insert(attempt.hub.begin(), left.hub.begin(), left.hub.end());
+    attempt.log.insert(attempt.log.begin(), left.log.begin(), left.log.end());
+    attempt.log_dropped += left.log_dropped;
     keep(result, std::move(attempt), running->step.world);
     running_.erase(running);
   }
   observer_.ended(*result, result->attempts.back());
 }
 
-// Takes the fresh samples that came meanwhile, ends the calibrations that have all of theirs, and waits for those that
-// `next` may not run beside; null: for all. One that failed is repeated then, as often as it may be.
+// Takes the fresh samples that came meanwhile. True: the one that is asked for has all of its own.
+bool PlanRun::poll(const Running& asked) {
+  bool over = false;
+  for (Running& running : running_) {
+    enter(*running.result, running.attempt.number);
+    const bool is_over = running.run.go_on();
+    const std::lock_guard<std::mutex> lock(mutex_);
+    take_messages(&running.left);
+    if (&running == &asked) over = is_over;
+  }
+  return over;
+}
+
+// Ends the calibrations that have all of their fresh samples, and waits for those that `next` may not run beside; null:
+// for all. One that failed is repeated then, as often as it may be. Which of them are over by now is chance.
 void PlanRun::go_on(const Step* next) {
   constexpr std::chrono::milliseconds kPause{5};
   if (running_.empty()) return;
   const record::Step& last = *running_.back().result;
   const int last_attempt = running_.back().attempt.number;
-  while (!running_.empty()) {
-    const auto over = std::find_if(running_.begin(), running_.end(), [this](Running& running) {
-      enter(*running.result, running.attempt.number);
-      const bool is_over = running.run.go_on();
-      take_messages(&running.attempt);
-      return is_over;
-    });
-    if (over == running_.end()) {
-      const bool beside = next != nullptr && std::all_of(running_.begin(), running_.end(), [&](const Running& running) {
-                            return runs_beside(*next, running.step);
-                          });
-      if (beside) break;
-      std::this_thread::sleep_for(kPause);
-      continue;
-    }
-    enter(*over->result, over->attempt.number);
-    const Step& step = over->step;
-    record::Step* const result = over->result;
-    const int left = over->attempts_left;
-    end(over);
+  unsigned over = 0;
+  for (auto running = running_.begin(); next != nullptr && running != running_.end(); ++running)
+    over = over << 1 | (poll(*running) ? 1 : 0);
+  enter(last, last_attempt);
+  if (next != nullptr) over = static_cast<unsigned>(session_.fixture().by_chance(over));
+  auto bit = running_.size();
+  for (auto running = running_.begin(); running != running_.end();) {
+    const auto now = running++;
+    if (next != nullptr && (over >> --bit & 1) == 0 && runs_beside(*next, now->step)) continue;
+    while (!poll(*now)) std::this_thread::sleep_for(kPause);
+    const Step& step = now->step;
+    record::Step* const result = now->result;
+    const int left = now->attempts_left;
+    enter(*result, now->attempt.number);
+    end(now);
     const bool again = !record::passes(result->outcome) && !session_.interrupted() && left > 0;
     if (again && worth_another(result->attempts.back())) {
       run_step(step, result, left, false);
@@ -392,9 +408,11 @@ record::Run PlanRun::abort(const std::string& why) {
       attempt.fail(
           {Why::old_values_lost, "whether the old values are back is not known: read them before the phone goes on"});
     }
-    const auto changed = under_way_.held.find(&running->attempt);
-    if (free && changed != under_way_.held.end()) {
-      const HeldValues& held = *changed->second;
+    attempt.hub = running->left.hub;
+    attempt.log = running->left.log;
+    attempt.log_dropped = running->left.log_dropped;
+    if (free && under_way_.held.count(&running->attempt) != 0) {
+      const HeldValues& held = *under_way_.held.at(&running->attempt);
       attempt.before = held.before();
       attempt.irreversible = held.irreversible();
       held.put_back(session_, &attempt);
@@ -404,8 +422,8 @@ record::Run PlanRun::abort(const std::string& why) {
     take_messages(&attempt);
     if (running == running_.rbegin()) {
       RunLog log = session_.log().run();
-      attempt.log = std::move(log.lines);
-      attempt.log_dropped = log.lines_dropped;
+      std::move(log.lines.begin(), log.lines.end(), std::back_inserter(attempt.log));
+      attempt.log_dropped += log.lines_dropped;
     }
     running->result->outcome = attempt.outcome = verdict;
     running->result->attempts.push_back(std::move(attempt));

@@ -36,25 +36,27 @@ class PlanRun {
   record::Run abort(const std::string& why);
 
  private:
+  // An attempt under way.
+  struct Running {
+    Running(PlanRun& plan_run, const Step& of, record::Step* whose, int number, Clock::time_point started);
+    const Step& step;
+    record::Step* const result;
+    Attempt attempt;
+    StepRun run;
+    Attempt left;  // guarded by mutex_: log and messages up to where others went on
+    int attempts_left = 0;
+  };
   void refuse(Reason missing);
   bool run_block(const Block& block, size_t first);
   enum class Round { passed, failed, lost };  // lost: another one could not pass
   Round run_round(const Block& block, size_t first);
   void begin_looks(const Block& block, size_t first, size_t at);
   void run_step(const Step& step, record::Step* result, int attempts, bool may_leave);
+  bool poll(const Running& asked);
   void go_on(const Step* next);
   void count(const Step& step, const record::Step& result);
   void hold_against_calibrations(const Step& step, Attempt* attempt);
   void take_messages(Attempt* attempt);
-  // An attempt under way.
-  struct Running {
-    Running(PlanRun& plan_run, const Step& of, record::Step* whose);
-    const Step& step;
-    record::Step* const result;
-    Attempt attempt;
-    StepRun run;
-    int attempts_left = 0;
-  };
   void enter(const record::Step& step, int attempt);
   void end(std::list<Running>::iterator running);
   void keep(record::Step* result, Attempt attempt, const Fixture::Settings& world);

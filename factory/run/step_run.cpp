@@ -27,19 +27,15 @@ void StepRun::begin() {
   (this->*kRuns[static_cast<size_t>(step_.kind)])();
 }
 
-// What others log, and lose, meanwhile is theirs.
-void StepRun::leave() {
-  (void)go_on();
-  take_log();
+// What others log meanwhile is theirs.
+void StepRun::leave(Attempt* logged) {
+  take_log(logged);
   left_ = true;
 }
 
 void StepRun::end() {
   look(true);
-  if (left_) {
-    session_.log().start_run();
-    lost_ = session_.lost_messages();
-  }
+  if (left_) session_.log().start_run();
   const double looked_s = left_ && !attempt_.spans.empty() ? attempt_.spans.back().to_s : 0;
   if (held_) end_calibrate();
   attempt_.seconds = left_ ? looked_s : seconds();
@@ -48,13 +44,13 @@ void StepRun::end() {
     conclude();
   }
   if (attempt_.outcome == Outcome::failed) look_for_services();
-  take_log();
+  take_log(&attempt_);
 }
 
-void StepRun::take_log() {
+void StepRun::take_log(Attempt* out) {
   RunLog log = session_.log().run();
-  std::move(log.lines.begin(), log.lines.end(), std::back_inserter(attempt_.log));
-  attempt_.log_dropped += log.lines_dropped;
+  std::move(log.lines.begin(), log.lines.end(), std::back_inserter(out->log));
+  out->log_dropped += log.lines_dropped;
 }
 
 // What failed while a service was not there may have failed for that, and says nothing of the phone.

@@ -66,8 +66,8 @@ class StepRun {
   bool looks() const { return !to_look_.empty(); }
   // Goes on with these as far as they came, without waiting for more. True: no more are needed.
   bool go_on() { return look(false); }
-  // Begins with them, and others go on before its end.
-  void leave();
+  // Others go on before its end. Gives what was logged so far.
+  void leave(Attempt* logged);
   // Waits for what is needed, judges, keeps or puts back. The attempt is whole then.
   void end();
 
@@ -117,7 +117,7 @@ class StepRun {
   void measure(Measurement measurement, const std::string& hint);
   void conclude();
   void look_for_services();
-  void take_log();
+  void take_log(Attempt* out);
 
   // Notes what was under way while it lived; from the attempt's start.
   class Span {

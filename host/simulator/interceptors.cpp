@@ -356,6 +356,9 @@ class TracedFixture : public Fixture {
   int64_t time_ns(int64_t measured) override {
     return ask("time", [&] { return Json::Value(Json::Int64{measured}); }).asInt64();
   }
+  int64_t by_chance(int64_t seen) override {
+    return ask("chance", [&] { return Json::Value(Json::Int64{seen}); }).asInt64();
+  }
   void interrupted() override { trace_->interrupted(); }
 
  private:

@@ -210,6 +210,7 @@ void check_answer(const std::string& name, const Json::Value& answer) {
       {"hub", "reply", reply},
       {"files", "", [](J a) { DeviceFiles::check(a); }},
       {"time", "", [](J a) { (void)a.asInt64(); }},
+      {"chance", "", [](J a) { (void)a.asInt64(); }},
       {"facts", "", settings},
       {"world", "", settings},
       {"remarks", "", texts},
