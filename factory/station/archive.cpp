@@ -22,7 +22,10 @@ constexpr double kAskSeconds = 3;             // that the store has for an answe
 constexpr milliseconds kScanWaits{4000};      // that a scan waits for it
 constexpr milliseconds kBetweenTries{10000};  // while the server is away
 constexpr double kPatienceSeconds = 10;       // that the server has for one run
-constexpr int kHistoryMax = 200;              // runs of one phone that are looked at
+constexpr std::chrono::hours kWatched{30 * 24};
+constexpr std::chrono::seconds kBetweenLooks{60};
+constexpr int kLookShare = 50;    // of the time: a look at many runs is made less often
+constexpr int kHistoryMax = 200;  // runs of one phone that are looked at
 
 }  // namespace
 
@@ -32,6 +35,7 @@ Archive::Archive(const Settings& settings, std::shared_ptr<record::Sink> files, 
   brings_ = keeper_ && keeper_->has_spool();
   writer_ = std::thread([this] { write(); });
   reader_ = std::thread([this] { look_up(); });
+  if (keeper_) watcher_ = std::thread([this] { watch(); });
   if (brings_) courier_ = std::thread([this] { bring_up(); });
 }
 
@@ -41,7 +45,7 @@ Archive::~Archive() {
     leaves_ = true;
   }
   work_.notify_all();
-  for (std::thread* thread : {&writer_, &reader_, &courier_}) {
+  for (std::thread* thread : {&writer_, &reader_, &courier_, &watcher_}) {
     if (thread->joinable()) thread->join();
   }
 }
@@ -165,6 +169,41 @@ void Archive::look_up() {
       question->answered = true;
     }
     news_.notify_all();
+  }
+}
+
+std::vector<store::Alert> Archive::alerts() const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return alerts_;
+}
+
+// A store that does not answer leaves what was known; the courier, or whoever asks next, tells of it.
+void Archive::watch() {
+  using std::chrono::steady_clock;
+  for (bool more = true; more;) {
+    const auto begun = steady_clock::now();
+    store::Filter filter;
+    filter.since_ms = std::chrono::floor<milliseconds>(record::Clock::now() - kWatched).time_since_epoch().count();
+    std::optional<std::vector<store::Alert>> found;
+    try {
+      found = asked([&](store::Database* database) { return store::standing_alerts(database, filter, {}); });
+    } catch (const std::exception&) {
+    }
+    const auto same = [](const store::Alert& a, const store::Alert& b) { return a.kind == b.kind && a.text == b.text; };
+    bool changed = false;
+    std::unique_lock<std::mutex> lock(mutex_);
+    if (found) {
+      changed = !std::equal(found->begin(), found->end(), alerts_.begin(), alerts_.end(), same);
+      alerts_ = std::move(*found);
+    }
+    if (changed) {
+      lock.unlock();
+      changed_();
+      lock.lock();
+    }
+    const auto pause = std::max<steady_clock::duration>(kBetweenLooks, kLookShare * (steady_clock::now() - begun));
+    work_.wait_for(lock, pause, [this] { return leaves_; });
+    more = !leaves_;
   }
 }
 

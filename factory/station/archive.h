@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "quality/history.h"
+#include "quality/watch.h"
 #include "record/sink.h"
 #include "station/settings.h"
 #include "store/keeper.h"
@@ -37,6 +38,9 @@ class Archive {
   void keep(record::Run run);
   Status status() const;
 
+  // What the store's runs of the last thirty days say now, looked at about every minute.
+  std::vector<store::Alert> alerts() const;
+
   // All that happened to a phone, the newest first, asked for as long as a scan can wait. Nothing: `why` it could not
   // be asked. Without a store the answer is empty.
   std::optional<std::vector<store::StoredRun>> history(const std::string& serial, std::string* why);
@@ -56,6 +60,7 @@ class Archive {
   void deliver(record::Run run);
   void bring_up();
   void look_up();
+  void watch();
   void tell(const std::string& problem, int waiting);
   template <typename Ask>
   auto asked(Ask ask) const;
@@ -69,10 +74,11 @@ class Archive {
   std::deque<record::Run> runs_;  // guarded by mutex_, and so are the following
   std::deque<std::shared_ptr<Question>> questions_;
   Status status_;
+  std::vector<store::Alert> alerts_;
   std::string unstored_;  // what went wrong with the last run that was not kept
   bool brings_ = false;   // there is something to bring up
   bool leaves_ = false;
-  std::thread writer_, courier_, reader_;
+  std::thread writer_, courier_, reader_, watcher_;
 };
 
 }  // namespace factory::station

@@ -270,7 +270,13 @@ std::string Station::make_state() {
   const Archive::Status status = archive_->status();
   out["waiting"] = status.waiting;
   out["store_problem"] = status.problem.empty() ? Json::Value() : Json::Value(visible(status.problem));
-  out["alerts"] = Json::Value(Json::arrayValue);
+  out["alerts"] = json_list(archive_->alerts(), [](const store::Alert& alert) {
+    Json::Value said;
+    said["code"] = "alert-" + alert.kind;
+    said["arguments"].append(visible(alert.about));
+    said["text"] = visible(alert.text);
+    return said;
+  });
   out["shift"] = ledger_.shift(shift_begin(settings_.shifts, record::Clock::now()));
   out["slots"] = json_list(places_, [&](const auto& place) {
     Json::Value slot = place->slot.to_json(pace_);

@@ -9,15 +9,19 @@ mv out good.json
 run 1 run plan.json --speed max --json --station north --serial A --fault motion:Acc,0.5
 mv out bad.json
 # 600 good phones of two stations, then bad ones of the one.
+BEGAN=$(date -ud "$(date -ud yesterday +%F)" +%s)000  # one day holds them all
+export BEGAN
 cat >make.py <<'PYTHON'
 import copy
 import json
+import os
 import sys
 
 template = json.load(open(sys.argv[3]))
+began = int(os.environ['BEGAN'])
 for number in range(int(sys.argv[1]), int(sys.argv[2])):
     record = copy.deepcopy(template)
-    record['id'] = f'{0x019a00000000 + number * 60000:012x}-7000-8000-{number:012x}'
+    record['id'] = f'{began + number * 60000:012x}-7000-8000-{number:012x}'
     record['id'] = record['id'][:8] + '-' + record['id'][8:]
     record['serial'] = f"$(touch broken)'{number}"
     record['station'] = 'north' if number % 2 and sys.argv[3] == 'good.json' else 'south'
@@ -70,3 +74,24 @@ run 0 stats --store runs.db --until 2025-01-01 --watch --every 0 --spool spool.d
 run 2 stats --store runs.db --watch --spool nofile.db
 run 2 stats --store runs.db --every 5
 run 2 stats --store nofile.db --watch
+
+# A station's page says the same.
+cat >station.json <<'JSON'
+{"format": "sensorcal.station/1", "station": "south", "store": "sqlite:runs.db", "plan": "plan.json", "port": 0}
+JSON
+"$sensorcal" station station.json >address 2>problems &
+watcher=$!
+later address 1
+python3 - "$(grep -o 'http://[^ ]*' address)" <<'PYTHON' || fail "the station does not tell it"
+import json
+import sys
+import time
+import urllib.request
+
+for _ in range(100):
+    alerts = json.load(urllib.request.urlopen(sys.argv[1] + 'state'))['alerts']
+    if {alert['code'] for alert in alerts} >= {'alert-yield', 'alert-station'}:
+        sys.exit(0 if any('plan p at station south' in alert['arguments'] for alert in alerts) else 1)
+    time.sleep(0.1)
+sys.exit(1)
+PYTHON

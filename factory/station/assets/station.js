@@ -9,6 +9,7 @@ const kSaidMs = 8000;      // how long a refusal stays
 const kHalfScanMs = 15000; // then a text without its end is not taken for the beginning of the next one
 const kArmedMs = 4000;     // how long a key that ends something waits for its second press
 const kLivePoints = 40;
+const kAlertsMax = 2;
 const kKeys = {F2: 'sound', F8: 'skip', F9: 'stop'};
 
 const find = (name, from = document) => from.querySelector(name);
@@ -425,7 +426,8 @@ function render() {
   show(by('station'), state.station);
   const {name, code} = state.operator ?? {};
   show(by('operator'), [name, code].filter(Boolean).join(' · ') || (state.operators ? say('nobody') : ''));
-  const strip = state.alerts.map((alert) => inWords('refused', alert));
+  const strip = state.alerts.slice(0, kAlertsMax).map((alert) => inWords('alerts', alert));
+  if (state.alerts.length > kAlertsMax) strip.push(say('more', state.alerts.length - kAlertsMax));
   if (state.waiting) strip.push(say('waiting', state.waiting));
   if (state.store_problem) strip.push(say('store-problem', state.store_problem));
   rebuild(by('strip'), strip, () => strip.map((text) => element('li', text)));
