@@ -18,6 +18,7 @@ using record::Outcome;
 constexpr int kNonsenseMax = 20;
 constexpr size_t kTextMax = 500;
 constexpr size_t kStepsMax = 1000;  // whose names are known
+constexpr size_t kVerdictsMax = 20000;
 constexpr Json::ArrayIndex kListMax = 16;
 constexpr const char* kPhases[] = {"idle", "starting", "running", "over"};
 
@@ -149,6 +150,7 @@ Slot::Heard Slot::hear_ended(const Json::Value& event) {
   const std::string verdict = text_of(event["verdict"]);
   const int step = number_of(event["step"]);
   if (step == step_) prompt_.reset();  // it may end after the next one began
+  if (verdicts_.size() < kVerdictsMax) verdicts_[step] = verdict;
   const bool passes = verdict == "passed" || verdict == "marginal" || verdict == "skipped";
   const bool again = failing_.isObject() && number_of(failing_["step"]) == step;  // asking null makes an object of it
   if (passes && again) failing_ = Json::Value();
@@ -193,6 +195,7 @@ Slot::Heard Slot::hear_refusal(const Json::Value& event) {
 // The record's own bytes are read: written anew, a number might become another.
 Slot::Heard Slot::hear_record(const Json::Value& event, const std::string& line) {
   const Json::Value& part = event["record"];
+  if (heard_) refusal_ = "it told its record twice";
   told_code_ = event["exit_code"].isInt() ? event["exit_code"].asInt() : -1;
   try {
     const auto start = static_cast<size_t>(part.getOffsetStart());
@@ -202,6 +205,23 @@ Slot::Heard Slot::hear_record(const Json::Value& event, const std::string& line)
   }
   prompt_.reset();
   return Heard::change;
+}
+
+// Why a phone has not passed though its record says so; empty: it has, or the record does not say so.
+std::string Slot::pass_problem() const {
+  if (!passes(heard_->outcome)) return "";
+  const std::vector<record::Step>& steps = heard_->steps;
+  const auto count = static_cast<int>(steps.size());
+  if (count == 0 || count != steps_)
+    return "the record says passed with " + std::to_string(count) + " steps of " + std::to_string(steps_);
+  for (const record::Step& step : steps) {
+    const auto told = verdicts_.find(step.index);
+    const std::string said = told == verdicts_.end() ? "not told" : told->second;
+    if (passes(step.outcome) && said == outcome_name(step.outcome)) continue;
+    return "the record says passed, and step " + std::to_string(step.index) + ", " + step.name + ", is " +
+           outcome_name(step.outcome) + " in it and was " + said;
+  }
+  return "";
 }
 
 // Why the record is not that of this run; empty: it is.
@@ -221,7 +241,7 @@ std::string Slot::misfit(const RunnerEnd& end) const {
     return std::string("the record says ") + outcome_name(heard_->outcome) + " with exit code " +
            std::to_string(told_code_) + ", the runner ended with " + std::to_string(code);
   }
-  return "";
+  return pass_problem();
 }
 
 const record::Run& Slot::end(const RunnerEnd& end) {

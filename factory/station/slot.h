@@ -83,6 +83,7 @@ class Slot {
   Heard hear_prompt(const Json::Value& event);
   Heard hear_record(const Json::Value& event, const std::string& line);
   std::string misfit(const RunnerEnd& end) const;
+  std::string pass_problem() const;
   void make_error(const RunnerEnd& end, const std::string& why);
   std::string name_of(int step) const;
   void set_clock();
@@ -94,7 +95,8 @@ class Slot {
   Clock::time_point began_, step_began_, ended_;
   record::Clock::time_point started_;
   int step_ = 0, steps_ = 0, attempt_ = 0;
-  std::map<int, std::string> names_;  // of the steps so far
+  std::map<int, std::string> names_;     // of the steps so far
+  std::map<int, std::string> verdicts_;  // that were told of steps which ended
   std::string kind_, tag_, warns_, problem_;
   std::optional<Prompt> prompt_;
   int nonsense_ = 0;  // lines so far

@@ -18,8 +18,11 @@ run.stdin.write(json.dumps({'file': 'plan.json', 'plan': open('plan.json').read(
 run.stdin.flush()
 lines = []
 for line in run.stdout:
-    lines.append(json.loads(line))
-    if lines[-1]['event'] != 'prompt':
+    event = json.loads(line)
+    if event['event'] == 'sample':  # as many as the run is slow
+        continue
+    lines.append(event)
+    if event['event'] != 'prompt':
         continue
     answer = answers.pop(0)
     if answer == 'close':

@@ -23,7 +23,8 @@ let told = 0;  // when
 let selected = sessionStorage.getItem('slot');
 let armed = null;  // {slot, run, what}: what a second press ends
 let lastScan = -Infinity;
-let said = 0;
+let said = 0;    // the timer of what is refused
+let saidAt = 0;  // counts it
 let halfScan = 0;
 
 // Texts
@@ -123,6 +124,7 @@ function tell(what, typed = '') {
   const box = by('said');
   box.replaceChildren(element('b', typed.slice(0, 64)), element('span', inWords('refused', what)));
   box.hidden = false;
+  ++saidAt;
   clearTimeout(said);
   said = setTimeout(() => { box.hidden = true; }, kSaidMs);
   sound('refused');
@@ -131,6 +133,7 @@ function tell(what, typed = '') {
 // Asking the station
 
 async function post(path, body, typed = '') {
+  const at = saidAt;
   try {
     const response = await fetch(path, {
       method: 'POST', headers: {'Content-Type': 'application/json', 'X-Page-Token': token}, body: JSON.stringify(body),
@@ -138,7 +141,7 @@ async function post(path, body, typed = '') {
     });
     const answer = await response.json();
     if (!response.ok) return tell(answer, typed);
-    by('said').hidden = true;
+    if (at === saidAt) by('said').hidden = true;  // not what was refused since
     if (answer.done === 'selected') select(answer.slot);
   } catch {
     tell({code: 'no-answer', text: say('no-answer')}, typed);
@@ -285,7 +288,7 @@ function renderVerdict(at, slot) {
   const reasons = failing?.reasons.map((reason) => inWords('reasons', reason)) ?? [];
   show(at.failing, failing ? say('failing', failing.step, failing.name) : '');
   rebuild(at.why, [verdict, reasons, problem], () => {
-    const lines = [...reasons, ...(problem ? [problem] : [])];
+    const lines = [...(problem ? [problem] : []), ...reasons];
     const more = lines.length > most ? [say('more', lines.length - most)] : [];
     return [...lines.slice(0, most), ...more].map((text) => element('li', text));
   });

@@ -27,6 +27,14 @@ class StationSlot : public testing::Test {
 
   Json::Value state() const { return slot_.to_json(pace_); }
 
+  // A run of one step.
+  void run(const std::string& verdict, const std::string& last_line) {
+    slot_.begin(ordered_);
+    slot_.hear(R"({"event": "begun", "steps": 1})");
+    slot_.hear(R"({"event": "ended", "step": 1, "verdict": ")" + verdict + "\"}");
+    slot_.hear(last_line);
+  }
+
   // A runner's last line.
   static std::string record_line(Outcome outcome, int code, const std::string& serial = "A1",
                                  const std::string& plan = kPlan, int slow_s = 0) {
@@ -36,6 +44,7 @@ class StationSlot : public testing::Test {
     run.outcome = outcome;
     run.started = record::Clock::now() - std::chrono::seconds(slow_s);
     record::Step step;
+    step.index = 1;
     step.name = "calibrate Acc";
     step.outcome = outcome;
     record::Attempt attempt;
@@ -98,12 +107,12 @@ TEST_F(StationSlot, FollowsItsRunner) {
   EXPECT_EQ(state()["failing"]["name"], "calibrate Acc");
   EXPECT_EQ(state()["name"], "verify Gyr");
   EXPECT_EQ(slot_.hear(R"({"event": "of a later version"})"), Heard::nothing);
-  slot_.hear(record_line(Outcome::passed, 0));
-  const record::Run& run = slot_.end({0, "", ""});
-  EXPECT_EQ(run.outcome, Outcome::passed);
+  slot_.hear(record_line(Outcome::failed, 1));
+  const record::Run& run = slot_.end({1, "", ""});
+  EXPECT_EQ(run.outcome, Outcome::failed);
   EXPECT_EQ(run.station + run.operator_name, "line-3Li Na");
   EXPECT_EQ(state()["phase"], "over");
-  EXPECT_EQ(state()["verdict"], "passed");
+  EXPECT_EQ(state()["verdict"], "failed");
   EXPECT_TRUE(state()["problem"].isNull());
   slot_.begin(ordered_);
   EXPECT_TRUE(state()["verdict"].isNull());
@@ -161,8 +170,7 @@ TEST_F(StationSlot, BelievesAVerdictThatFits) {
        "the runner ended without a record, with exit code 0. Its last words: adb: gone"},
   };
   for (const auto& [line, end, outcome, problem] : rows) {
-    slot_.begin(ordered_);
-    slot_.hear(line);
+    run("passed", line);
     const record::Run& run = slot_.end(end);
     EXPECT_EQ(run.outcome, outcome) << line;
     EXPECT_EQ(run.serial, "A1");
@@ -182,11 +190,32 @@ TEST_F(StationSlot, BelievesAVerdictThatFits) {
   EXPECT_EQ(state()["failing"]["hints"][0]["text"], "try again");
 }
 
+// A runner that says passed of a run that did not is broken, and its phone has not passed.
+TEST_F(StationSlot, BelievesNoPassThatItsStepsDeny) {
+  const std::string passed = record_line(Outcome::passed, 0);
+  const auto ends_with = [&](const char* problem) {
+    EXPECT_EQ(slot_.end({0, "", ""}).outcome, Outcome::error) << problem;
+    EXPECT_NE(state()["problem"].asString().find(problem), std::string::npos) << state()["problem"].asString();
+  };
+  run("failed", passed);
+  ends_with("step 1, calibrate Acc, is passed in it and was failed");
+  std::string denied = passed;
+  const std::string of_run = R"("verdict":"passed")";  // of the attempt, its step and the run
+  denied.replace(denied.find(of_run, denied.find(of_run) + 1), of_run.size(), R"("verdict":"failed")");
+  run("passed", denied);
+  ends_with("the record says");
+  slot_.begin(ordered_);
+  slot_.hear(passed);
+  ends_with("the record says passed with 1 steps of 0");
+  run("passed", passed);
+  slot_.hear(passed);
+  ends_with("it told its record twice");
+}
+
 // Runs are ordered by their times, and phones on a line have any.
 TEST_F(StationSlot, TakesTheTimeFromTheStation) {
   for (const int slow_s : {-5000, -30, 30, 5000}) {
-    slot_.begin(ordered_);
-    slot_.hear(record_line(Outcome::passed, 0, "A1", kPlan, slow_s));
+    run("passed", record_line(Outcome::passed, 0, "A1", kPlan, slow_s));
     const record::Run& run = slot_.end({0, "", ""});
     const bool is_set = std::abs(slow_s) > 60;
     EXPECT_EQ(run.remarks.size(), is_set ? 1 : 0) << slow_s;
