@@ -77,11 +77,10 @@ TEST_F(StationRunner, SaysWhatWasWrong) {
     EXPECT_TRUE(all.end.last_words.starts_with(last_words)) << all.end.last_words;
     EXPECT_LT(all.seconds, 4) << script;
   }
-  Ended none;
-  Runner own([](const std::string&) { return true; }, [&](const RunnerEnd& end) { none.end = end; });
+  std::promise<RunnerEnd> none;
+  Runner own([](const std::string&) { return true; }, [&](const RunnerEnd& end) { none.set_value(end); });
   own.start({{"/nosuch/program"}, "/", "", {}, duration<double>(1)});
-  while (none.end.why.empty()) std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  EXPECT_EQ(none.end.why, "/nosuch/program cannot be started: No such file or directory");
+  EXPECT_EQ(none.get_future().get().why, "/nosuch/program cannot be started: No such file or directory");
 }
 
 // Closes its input first; what does not go is asked by a signal, then killed, and so are its children.
