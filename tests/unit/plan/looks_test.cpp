@@ -68,6 +68,19 @@ TEST(Looks, ArePlannedByTheSensorsThatTheyAreAt) {
   }
 }
 
+// The same measurements, as far as their samples' noise lets them.
+void expect_alike(const record::Step& a, const record::Step& b) {
+  const auto& one = a.attempts.at(0).measurements;
+  const auto& other = b.attempts.at(0).measurements;
+  ASSERT_EQ(one.size(), other.size());
+  for (size_t m = 0; m < one.size(); ++m) {
+    EXPECT_EQ(one[m].name, other[m].name);
+    if (!one[m].standard_error) continue;
+    EXPECT_NEAR(one[m].value, other[m].value, 6 * *one[m].standard_error + 1e-9)
+        << a.name << " " << one[m].name << " " << one[m].axis;
+  }
+}
+
 TEST(Looks, FindWhatTheyFindOneByOne) {
   RecordedRun together, alone;
   together.options.speed = alone.options.speed = "20";
@@ -80,11 +93,7 @@ TEST(Looks, FindWhatTheyFindOneByOne) {
     const record::Attempt& other = b.steps[i].attempts.at(0);
     EXPECT_EQ(a.steps[i].outcome, b.steps[i].outcome);
     EXPECT_EQ(one.window->samples.size(), other.window->samples.size());
-    ASSERT_EQ(one.measurements.size(), other.measurements.size());
-    for (size_t m = 0; m < one.measurements.size(); ++m)
-      EXPECT_NEAR(one.measurements[m].value, other.measurements[m].value,
-                  6 * *one.measurements[m].standard_error + 1e-9)
-          << a.steps[i].name << " " << one.measurements[m].name << " " << one.measurements[m].axis;
+    expect_alike(a.steps[i], b.steps[i]);
     if (i == 0) continue;
     EXPECT_TRUE(begins_before_the_end_of(a.steps[i], a.steps[0], a)) << a.steps[i].name;
     EXPECT_FALSE(begins_before_the_end_of(b.steps[i], b.steps[i - 1], b)) << b.steps[i].name;
@@ -117,14 +126,7 @@ TEST(Looks, OfACalibrationComeBesideTheNextOne) {
     const record::Attempt& other = b.steps[i].attempts.at(0);
     EXPECT_TRUE(one.kept);
     EXPECT_THAT(one.log, ::testing::Not(IsEmpty()));
-    ASSERT_EQ(one.measurements.size(), other.measurements.size());
-    for (size_t m = 0; m < one.measurements.size(); ++m) {
-      EXPECT_EQ(one.measurements[m].name, other.measurements[m].name);
-      if (!one.measurements[m].standard_error) continue;
-      EXPECT_NEAR(one.measurements[m].value, other.measurements[m].value,
-                  6 * *one.measurements[m].standard_error + 1e-9)
-          << a.steps[i].name << " " << one.measurements[m].name << " " << one.measurements[m].axis;
-    }
+    expect_alike(a.steps[i], b.steps[i]);
     if (i == 0) continue;
     EXPECT_LT(span_of(a.steps[i], "sample", false), span_of(a.steps[i - 1], "verify", true));
     EXPECT_GE(span_of(b.steps[i], "sample", false), span_of(b.steps[i - 1], "verify", true));
