@@ -1,10 +1,12 @@
 #include "station/slot.h"
 
 #include <algorithm>
+#include <cmath>
 #include <iterator>
 
 #include "cli/terminal.h"
 #include "files/json_text.h"
+#include "files/numbers.h"
 #include "record/exit_code.h"
 #include "record/record_json.h"
 #include "store/stored_text.h"
@@ -20,6 +22,15 @@ constexpr size_t kTextMax = 500;
 constexpr size_t kStepsMax = 1000;  // whose names are known
 constexpr size_t kVerdictsMax = 20000;
 constexpr Json::ArrayIndex kListMax = 16;
+constexpr double kAskew = 2;  // seconds that two steady clocks may differ by over a run
+// What a record has to agree to where it says it.
+constexpr struct {
+  std::string record::Order::*part;
+  const char* name;
+} kOrdered[] = {{&record::Order::serial, "serial number"},
+                {&record::Order::station, "station"},
+                {&record::Order::operator_name, "operator"},
+                {&record::Order::retest_of, "a retest of"}};
 constexpr const char* kPhases[] = {"idle", "starting", "running", "over"};
 
 std::string text_of(const Json::Value& value) {
@@ -210,18 +221,27 @@ Slot::Heard Slot::hear_record(const Json::Value& event, const std::string& line)
 // Why a phone has not passed though its record says so; empty: it has, or the record does not say so.
 std::string Slot::pass_problem() const {
   if (!passes(heard_->outcome)) return "";
-  const std::vector<record::Step>& steps = heard_->steps;
-  const auto count = static_cast<int>(steps.size());
+  const auto count = static_cast<int>(heard_->steps.size());
   if (count == 0 || count != steps_)
     return "the record says passed with " + std::to_string(count) + " steps of " + std::to_string(steps_);
-  for (const record::Step& step : steps) {
-    const auto told = verdicts_.find(step.index);
+  int number = 0;
+  for (const record::Step& step : heard_->steps) {
+    const std::string name = visible(step.name.substr(0, kTextMax));
+    const std::string what = "the record says passed, and step " + std::to_string(++number) + ", " + name + ", is ";
+    if (step.index != number || name_of(number) != name)
+      return what + "number " + std::to_string(step.index) + " in it and was told as \"" + name_of(number) + "\"";
+    const auto told = verdicts_.find(number);
     const std::string said = told == verdicts_.end() ? "not told" : told->second;
-    if (passes(step.outcome) && said == outcome_name(step.outcome)) continue;
-    return "the record says passed, and step " + std::to_string(step.index) + ", " + step.name + ", is " +
-           outcome_name(step.outcome) + " in it and was " + said;
+    if (!passes(step.outcome) || said != outcome_name(step.outcome))
+      return what + outcome_name(step.outcome) + " in it and was " + said;
   }
   return "";
+}
+
+// Whether the record is of this run, and no other's that was kept somewhere, whatever clocks say.
+bool Slot::is_own() const {
+  const std::string& serial = heard_->serial;
+  return heard_->id == ordered_.id && (serial.empty() || serial == ordered_.order.serial);
 }
 
 // Why the record is not that of this run; empty: it is.
@@ -229,11 +249,20 @@ std::string Slot::misfit(const RunnerEnd& end) const {
   if (!refusal_.empty()) return refusal_;
   if (!end.why.empty()) return end.why;
   if (!heard_) return "the runner ended without a record, with exit code " + std::to_string(end.code);
-  const std::string& serial = heard_->serial;
-  if (!serial.empty() && serial != ordered_.order.serial)
-    return "the record is of serial number " + serial + ", not of " + ordered_.order.serial;
-  if (!heard_->plan.bytes.empty() && heard_->plan.bytes != ordered_.plan->bytes)
-    return "the record is of another plan than " + ordered_.plan->file;
+  if (heard_->id.empty()) return "the record has no id: the runner's sensorcal may be older than the station's";
+  if (heard_->id != ordered_.id) return "the record is of another run, " + visible(heard_->id) + ", than this one";
+  for (const auto& [part, name] : kOrdered) {
+    const std::string& is = (*heard_).*part;
+    const std::string& wanted = ordered_.order.*part;
+    if (!is.empty() && !wanted.empty() && is != wanted)
+      return std::string("the record is of ") + name + " " + visible(is) + ", not of " + wanted;
+  }
+  if (heard_->plan.bytes != ordered_.plan->bytes) return "the record is of another plan than " + ordered_.plan->file;
+  const double took = seconds_between(began_, Clock::now());
+  if (!(heard_->seconds <= took + kAskew)) {
+    return "the record is of " + plain(std::round(heard_->seconds)) + " s, and the run took " +
+           plain(std::round(took)) + " s";
+  }
   const int code = end.code;
   const bool fits = code == told_code_ && (code == record::exit_code(heard_->outcome, true) ||
                                            code == record::exit_code(heard_->outcome, false));
@@ -253,10 +282,11 @@ const record::Run& Slot::end(const RunnerEnd& end) {
     show_failing();
   }
   heard_.reset();
-  for (const auto part : {&record::Order::serial, &record::Order::station, &record::Order::operator_name,
-                          &record::Order::lot, &record::Order::retest_of}) {
+  for (const auto& [part, name] : kOrdered) {
     if (!(ordered_.order.*part).empty()) record_.*part = ordered_.order.*part;
   }
+  if (!ordered_.order.lot.empty()) record_.lot = ordered_.order.lot;  // a golden phone's outweighs the line's
+  record_.id = ordered_.id;
   prompt_.reset();
   live_ = Json::Value();
   phase_ = Phase::over;
@@ -282,8 +312,7 @@ void Slot::set_clock() {
 void Slot::make_error(const RunnerEnd& end, const std::string& why) {
   const bool said_already = end.last_words.find(why) != std::string::npos;  // by a runner that refused
   problem_ = why + (end.last_words.empty() || said_already ? "" : ". Its last words: " + end.last_words);
-  const bool own = heard_ && (heard_->serial.empty() || heard_->serial == ordered_.order.serial);
-  if (own) {
+  if (heard_ && is_own()) {
     record_ = std::move(*heard_);
     set_clock();
   } else {

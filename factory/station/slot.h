@@ -20,6 +20,7 @@ namespace factory::station {
 struct Ordered {
   int run = 0;  // counts through the station's runs, all slots
   record::Order order;
+  std::string id;  // the run's: its runner is told it, and has to put it into the record
   const PlanChoice* plan = nullptr;
   int retest = 0;   // the nth of this phone
   int at_once = 0;  // how many of them the station began by itself
@@ -83,6 +84,7 @@ class Slot {
   Heard hear_prompt(const Json::Value& event);
   Heard hear_record(const Json::Value& event, const std::string& line);
   std::string misfit(const RunnerEnd& end) const;
+  bool is_own() const;
   std::string pass_problem() const;
   void make_error(const RunnerEnd& end, const std::string& why);
   std::string name_of(int step) const;

@@ -161,6 +161,7 @@ void Station::begin(Place* place, Ordered ordered) {
   ordered.run = ++runs_;
   ordered.order.station = settings_.station;
   if (ordered.golden) ordered.order.lot = "golden";
+  ordered.id = store::make_run_id(record::Clock::now());
   place->slot.begin(ordered);
   Values values = settings_.given;
   values["slot"] = place->slot.settings().name;
@@ -169,6 +170,7 @@ void Station::begin(Place* place, Ordered ordered) {
   Json::Value plan;
   plan["file"] = ordered.plan->file;
   plan["plan"] = ordered.plan->bytes;
+  plan["id"] = ordered.id;
   Runner::Order order;
   order.command = filled(place->slot.settings().runner, values);
   order.folder = settings_.folder;
@@ -197,7 +199,6 @@ void Station::end(Place* place, const RunnerEnd& ended) {
   {
     const std::lock_guard<std::mutex> lock(mutex_);
     run = place->slot.end(ended);
-    run.id = store::make_run_id(run.started);
     if (!place->remark.empty()) run.remarks.push_back(place->remark);
     const Ordered& ordered = place->slot.ordered();
     ledger_.add(entry_of(run, ordered.golden));

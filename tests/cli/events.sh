@@ -61,13 +61,14 @@ json out 'd["code"] == 3 and d["lines"][-1]["record"]["verdict"] == "error"'
 # The stream is closed, while it waits for an operator and in the middle of a step: nothing goes on, old values are back.
 drive '["close"]'
 json out 'd["code"] == 130 and d["lines"][-1]["record"]["verdict"] == "aborted"'
-json=$(python3 -c 'import json; print(json.dumps({"file": "p", "plan": open("plan.json").read()}))')
+id=019a1b2c-0000-7000-8000-00000000000a
+json=$(python3 -c 'import json, sys; print(json.dumps({"file": "p", "plan": open("plan.json").read(), "id": sys.argv[1]}))' $id)
 code=0
 { echo "$json"; sleep 1.3; } | "$sensorcal" run - --events >lines 2>err || code=$?
 [ $code = 130 ] || fail "closed in the middle: exit code $code"
 has lines '"event":"sample","events":[0-9]+,"restarts":0,"step":2,"tag":"Acc","unit":"m/s\^2","values":\[-?[01]\.[^,]+,-?[01]\.[^,]+,-?[01]\.[^,]+\]'
 tail -n 1 lines >out
-json out 'd["event"] == "record" and d["record"]["steps"][1]["verdict"] == "aborted"'
+json out 'd["event"] == "record" and d["record"]["id"] == "'$id'" and d["record"]["steps"][1]["verdict"] == "aborted"'
 run 0 get Acc offset --json
 cmp -s out acc.json || fail 'the offset changed'
 
@@ -82,3 +83,7 @@ code=0
 echo '{}' | "$sensorcal" run - --events >out 2>err || code=$?
 [ $code = 2 ] || fail "no plan: exit code $code"
 json out 'd["event"] == "refused" and d["exit_code"] == 2 and "Wanted is" in d["text"]'
+code=0
+echo "${json/$id/7}" | "$sensorcal" run - --events >out 2>err || code=$?
+[ $code = 2 ] || fail "a bad id: exit code $code"
+json out 'd["event"] == "refused" and "is no id of a run" in d["text"]'

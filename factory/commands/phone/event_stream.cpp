@@ -79,6 +79,11 @@ plan::Plan EventStream::take_plan() {
   if (!parse_json(line, &value, &problem)) throw AppError(kUsage, "standard input: " + problem + wanted);
   if (!value.isObject() || !value["plan"].isString() || !value["file"].isString())
     throw AppError(kUsage, "standard input: no plan." + wanted);
+  if (const Json::Value id = value["id"]; !id.isNull()) {
+    if (!id.isString() || !record::is_run_id(id.asString()))
+      throw AppError(kUsage, "standard input: \"id\" is no id of a run");
+    id_ = id.asString();
+  }
   return plan::load_plan(value["file"].asString(), value["plan"].asString());
 }
 
@@ -223,8 +228,9 @@ void EventStream::refused(const AppError& error) {
   say("refused", out);
 }
 
-void EventStream::told(const record::Run& run, int code) {
+void EventStream::told(record::Run run, int code) {
   done_ = true;
+  run.id = id_;
   Json::Value out;
   out["exit_code"] = code;
   out["record"] = to_json(run);

@@ -24,12 +24,13 @@ class EventStream : public plan::Observer, public Asker {
   EventStream(const EventStream&) = delete;
   EventStream& operator=(const EventStream&) = delete;
 
-  // The first line of standard input: {"file": NAME, "plan": TEXT}. Throws AppError(kUsage).
+  // The first line of standard input: {"file": NAME, "plan": TEXT, "id": of the run, where it is given one}. Throws
+  // AppError(kUsage).
   plan::Plan take_plan();
   // From here on answers are read, and samples told: at most ten a second.
   void begin(const plan::Plan& plan, const LogTap& tap);
   // The last line, either of them.
-  void told(const record::Run& run, int code);
+  void told(record::Run run, int code);
   void refused(const AppError& error);
 
   void begins(const record::Step& step, int attempt) override;
@@ -47,6 +48,7 @@ class EventStream : public plan::Observer, public Asker {
   void look(const LogTap& tap);
 
   int steps_ = 0;
+  std::string id_;       // that the record is to have
   std::string unread_;   // of standard input; the listening thread's, once there is one, and so is the following
   size_t searched_ = 0;  // so much of it has no line feed
   std::mutex out_;

@@ -10,7 +10,7 @@ serial = sys.argv[1]
 kind = re.sub(r'[0-9]+$', '', serial)
 plan = json.loads(sys.stdin.readline())
 record = json.load(open('record.json'))
-record.update(serial=serial, started=time.strftime('%Y-%m-%dT%H:%M:%S', time.gmtime()) + f'.{time.time_ns() // 1000000 % 1000:03}Z')
+record.update(serial=serial, id=plan['id'], started=time.strftime('%Y-%m-%dT%H:%M:%S', time.gmtime()) + f'.{time.time_ns() // 1000000 % 1000:03}Z')
 record['plan'].update(bytes=plan['plan'], file=plan['file'])
 
 
@@ -21,6 +21,7 @@ def say(event, **fields):
 def ends(verdict, code):
     record['verdict'] = verdict
     for number, step in enumerate(record['steps'] if verdict == 'passed' else [], 1):
+        say('begins', step=number, attempt=1, name=step['name'], kind=step['kind'])
         say('ended', step=number, attempt=1, verdict=step['verdict'], reasons=[], hints=[])
     say('record', exit_code=code, record=record)
     sys.exit(code)
@@ -46,6 +47,8 @@ elif kind == 'GARBAGE':
         print('\x1b]0;owned\x07 <b>garbage</b>')
 elif kind == 'OTHER':
     record['serial'] = 'A2'
+elif kind == 'OLD':
+    record['id'] = json.load(open('record.json'))['id']
 elif kind == 'LIES':
     say('record', exit_code=0, record=record)
     sys.exit(1)

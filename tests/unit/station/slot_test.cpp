@@ -10,6 +10,7 @@ namespace {
 using record::Outcome;
 
 constexpr char kPlan[] = "the plan";
+constexpr char kId[] = "019a1b2c-0000-7000-8000-000000000001";
 
 class StationSlot : public testing::Test {
  protected:
@@ -22,6 +23,7 @@ class StationSlot : public testing::Test {
     ordered_.order.station = "line-3";
     ordered_.order.operator_name = "Li Na";
     ordered_.plan = &plan_;
+    ordered_.id = kId;
     slot_.begin(ordered_);
   }
 
@@ -31,6 +33,7 @@ class StationSlot : public testing::Test {
   void run(const std::string& verdict, const std::string& last_line) {
     slot_.begin(ordered_);
     slot_.hear(R"({"event": "begun", "steps": 1})");
+    slot_.hear(R"({"event": "begins", "step": 1, "name": "calibrate Acc"})");
     slot_.hear(R"({"event": "ended", "step": 1, "verdict": ")" + verdict + "\"}");
     slot_.hear(last_line);
   }
@@ -39,6 +42,7 @@ class StationSlot : public testing::Test {
   static std::string record_line(Outcome outcome, int code, const std::string& serial = "A1",
                                  const std::string& plan = kPlan, int slow_s = 0) {
     record::Run run;
+    run.id = kId;
     run.serial = serial;
     run.plan.bytes = plan;
     run.outcome = outcome;
@@ -193,23 +197,55 @@ TEST_F(StationSlot, BelievesAVerdictThatFits) {
 // A runner that says passed of a run that did not is broken, and its phone has not passed.
 TEST_F(StationSlot, BelievesNoPassThatItsStepsDeny) {
   const std::string passed = record_line(Outcome::passed, 0);
+  const auto with = [&](const std::string& part, const std::string& instead, size_t nth = 0) {
+    std::string out = passed;
+    size_t at = out.find(part);
+    for (; nth > 0; --nth) at = out.find(part, at + 1);
+    return out.replace(at, part.size(), instead);
+  };
   const auto ends_with = [&](const char* problem) {
     EXPECT_EQ(slot_.end({0, "", ""}).outcome, Outcome::error) << problem;
     EXPECT_NE(state()["problem"].asString().find(problem), std::string::npos) << state()["problem"].asString();
   };
   run("failed", passed);
   ends_with("step 1, calibrate Acc, is passed in it and was failed");
-  std::string denied = passed;
-  const std::string of_run = R"("verdict":"passed")";  // of the attempt, its step and the run
-  denied.replace(denied.find(of_run, denied.find(of_run) + 1), of_run.size(), R"("verdict":"failed")");
-  run("passed", denied);
+  // Of the attempt, its step and the run.
+  run("passed", with(R"("verdict":"passed")", R"("verdict":"failed")", 1));
   ends_with("the record says");
+  run("passed", with(R"("index":1)", R"("index":2)"));
+  ends_with("is number 2 in it");
+  run("passed", with("calibrate Acc", "calibrate Gyr"));
+  ends_with("step 1, calibrate Gyr, is number 1 in it and was told as \"calibrate Acc\"");
   slot_.begin(ordered_);
   slot_.hear(passed);
   ends_with("the record says passed with 1 steps of 0");
   run("passed", passed);
   slot_.hear(passed);
   ends_with("it told its record twice");
+}
+
+// What was kept of another run says nothing of this one, whosever phone it was; clocks tell nothing.
+TEST_F(StationSlot, BelievesNoRecordOfAnotherRun) {
+  const std::string passed = record_line(Outcome::passed, 0);
+  const struct {
+    const char* part;
+    const char* instead;
+    const char* problem;
+  } rows[] = {
+      {"000000000001\"", "000000000002\"", "the record is of another run, 019a1b2c-0000-7000-8000-000000000002"},
+      {"019a1b2c-0000-7000-8000-000000000001", "", "the record has no id"},
+      {R"("station":"")", R"("station":"line-4")", "the record is of station line-4, not of line-3"},
+      {R"("operator":"")", R"("operator":"Wu")", "the record is of operator Wu, not of Li Na"},
+      {R"("seconds":0.0,"serial")", R"("seconds":9.0,"serial")", "the record is of 9 s, and the run took 0 s"}};
+  for (const auto& [part, instead, problem] : rows) {
+    std::string line = passed;
+    ASSERT_NE(line.find(part), std::string::npos) << part << line;
+    run("passed", line.replace(line.find(part), strlen(part), instead));
+    const record::Run& ended = slot_.end({0, "", ""});
+    EXPECT_EQ(ended.outcome, Outcome::error) << problem;
+    EXPECT_EQ(ended.id + ended.station + ended.operator_name, std::string(kId) + "line-3Li Na");
+    EXPECT_NE(state()["problem"].asString().find(problem), std::string::npos) << state()["problem"].asString();
+  }
 }
 
 // Runs are ordered by their times, and phones on a line have any.
