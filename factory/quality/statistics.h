@@ -16,19 +16,25 @@
 namespace factory::store {
 
 // Phones in a plan. A phone is known by its serial number; a run without one is a phone of its own. Runs that judged
-// none, aborted or ended by an error, do not count.
+// none, aborted or ended by an error, stand beside.
 struct Yield {
   long long units = 0;
   long long passed = 0;  // those whose last run passed
   // Those of which one of the first one, two and three runs passed.
   long long first_passed = 0, second_passed = 0, third_passed = 0;
   long long runs = 0;
+  long long errors = 0, aborted = 0;  // runs beside these
 };
 
 struct RunCounts {
   long long passed = 0, failed = 0, errors = 0, aborted = 0;
   long long marginal = 0;  // of the passed ones
   long long retried = 0;   // of the passed ones: a step took more than one attempt
+};
+
+struct Day {
+  RunCounts runs;
+  Yield yield;  // of the runs on this day alone
 };
 
 struct Failure {
@@ -108,7 +114,7 @@ struct Statistics {
   Yield yield;
   std::map<std::string, Yield> by_plan;
   std::map<std::string, Yield> by_station;  // of the runs at this station alone
-  std::map<int, RunCounts> by_day;
+  std::map<int, Day> by_day;
   std::vector<Failure> failures;  // the most frequent first
   std::vector<Characteristic> characteristics;
   std::vector<Characteristic> durations;

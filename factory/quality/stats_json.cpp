@@ -37,8 +37,12 @@ Json::Value to_json(const Yield& yield) {
   out["runs"] = whole(yield.runs);
   out["yield"] = ratio(yield.passed, yield.units);
   out["first_pass_yield"] = ratio(yield.first_passed, yield.units);
+  out["errors"] = whole(yield.errors);
+  out["aborted"] = whole(yield.aborted);
   out["yield_interval"] = interval_of(yield.passed, yield.units);
   out["first_pass_interval"] = interval_of(yield.first_passed, yield.units);
+  out["second_pass_interval"] = interval_of(yield.second_passed, yield.units);
+  out["third_pass_interval"] = interval_of(yield.third_passed, yield.units);
   return out;
 }
 
@@ -191,7 +195,11 @@ Json::Value to_json(const Statistics& statistics) {
   for (const char* name : {"plans", "stations", "days"}) out[name] = Json::Value(Json::arrayValue);
   for (const auto& [name, yield] : statistics.by_plan) out["plans"].append(to_json(yield))["plan"] = name;
   for (const auto& [name, yield] : statistics.by_station) out["stations"].append(to_json(yield))["station"] = name;
-  for (const auto& [day, runs] : statistics.by_day) out["days"].append(to_json(runs))["day"] = date_text(day);
+  for (const auto& [day, its] : statistics.by_day) {
+    Json::Value& entry = out["days"].append(to_json(its.runs));
+    entry["day"] = date_text(day);
+    entry["yield"] = to_json(its.yield);
+  }
   out["failures"] = json_list(statistics.failures, [](const Failure& failure) {
     Json::Value entry;
     entry["step"] = failure.step;

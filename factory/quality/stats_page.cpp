@@ -57,29 +57,49 @@ Json::Value days_chart(const Statistics& s) {
   Json::Value out;
   out["kind"] = "days";
   out["points"] = Json::Value(Json::arrayValue);
-  for (const auto& [day, runs] : s.by_day) {
+  for (const auto& [day, its] : s.by_day) {
+    const auto& [runs, yield] = its;
     Json::Value& p = out["points"].append(Json::Value());
     p["day"] = date_text(day);
     p["passed"] = static_cast<Json::Int64>(runs.passed);
     p["failed"] = static_cast<Json::Int64>(runs.failed);
     p["error"] = static_cast<Json::Int64>(runs.errors);
     p["aborted"] = static_cast<Json::Int64>(runs.aborted);
+    if (yield.units == 0) continue;
+    for (const auto& [name, passed] : {kYieldShares[0], kYieldShares[std::size(kYieldShares) - 1]})
+      p[name] = 100 * static_cast<double>(yield.*passed) / static_cast<double>(yield.units);
   }
   return out;
 }
 
+HtmlTable table_of_yields(const char* css_class, const char* of) {
+  std::vector<std::string> columns = {of, "Phones"};
+  for (const YieldShare& share : kYieldShares) columns.emplace_back(share.name);
+  columns.insert(columns.end(), {"Runs", "Errors", "Aborted"});
+  return {css_class, columns};
+}
+
+void add(const Markup& name, const Yield& y, HtmlTable* table) {
+  std::vector<Markup> row = {name, std::to_string(y.units)};
+  for (const YieldShare& share : kYieldShares)
+    row.push_back(Markup(percent(y.*share.passed, y.units)) +
+                  element("small", percents_text(y.*share.passed, y.units)));
+  for (const long long count : {y.runs, y.errors, y.aborted}) row.emplace_back(std::to_string(count));
+  table->add(row);
+}
+
 Markup yields(const Statistics& s, Charts* charts) {
-  HtmlTable table("yields", kYieldColumns);
-  const auto add = [&](const Markup& name, const Yield& y) {
-    const std::vector<std::string> texts = yield_row("", y);
-    std::vector<Markup> row(texts.begin(), texts.end());
-    row.front() = name;
-    table.add(row);
-  };
-  add("all", s.yield);
-  for (const auto& [plan, yield] : s.by_plan) add(Markup("plan ") + element("bdi", plan), yield);
-  for (const auto& [station, yield] : s.by_station) add(Markup("station ") + element("bdi", station), yield);
-  return s.by_day.size() < 2 ? table.markup() : table.markup() + charts->place(days_chart(s), "runs by day");
+  HtmlTable table = table_of_yields("yields", "");
+  add("all", s.yield, &table);
+  for (const auto& [plan, yield] : s.by_plan) add(Markup("plan ") + element("bdi", plan), yield, &table);
+  for (const auto& [station, yield] : s.by_station) add(Markup("station ") + element("bdi", station), yield, &table);
+  const Markup all = element("div", {{"class", "scrolls"}}, table.markup());
+  if (s.by_day.size() < 2) return all;  // one point is no chart
+  HtmlTable days = table_of_yields("yields", "Day (UTC)");
+  for (const auto& [day, its] : s.by_day) add(date_text(day), its.yield, &days);
+  return charts->place(days_chart(s), "runs and yields by day") + all +
+         element("details", element("summary", "Day by day, of the runs on each day") +
+                                element("div", {{"class", "scrolls"}}, days.markup()));
 }
 
 Markup failures(const Statistics& s, Charts* charts) {
@@ -301,6 +321,8 @@ constexpr const char* kLooks =
     ".canvas { height: 240px; position: relative; }\n"
     ".measurements td { overflow-wrap: normal; }\n.measurements td small { display: block; margin: 0; white-space: "
     "nowrap; }\n"
+    ".yields th::first-letter { text-transform: uppercase; }\n"
+    ".yields td small { display: block; margin: 0; white-space: nowrap; }\n"
     ".measurements td:last-child small { white-space: normal; }\n"
     ".measurements strong { color: var(--failed); }\n"
     ".measurements th button { all: unset; cursor: pointer; }\n"

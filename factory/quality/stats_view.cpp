@@ -12,21 +12,47 @@ namespace {
 
 constexpr const char* kParts[kTimeParts] = {"calibrations", "looks", "fixture, operator", "hub, files"};
 
-std::string percents_text(long long part, long long of) {
-  if (of == 0) return "";
-  const Index share = share_of(static_cast<double>(part), static_cast<double>(of));
-  return fixed(100 * share.low, 2) + " to " + fixed(100 * share.high, 2);
-}
-
 std::string number(long long value) { return std::to_string(value); }
 
+using Rows = std::vector<std::vector<std::string>>;
+
+Rows rows_of_yields(const std::string& of) {
+  std::vector<std::string> columns = {of, "phones"};
+  for (const YieldShare& share : kYieldShares) columns.push_back(share.name + std::string(" (95 %)"));
+  columns.insert(columns.end(), {"runs", "errors", "aborted"});
+  return {columns};
+}
+
+void add(const std::string& name, const Yield& y, Rows* rows) {
+  std::vector<std::string> row = {name, number(y.units)};
+  for (const YieldShare& share : kYieldShares) {
+    const std::string text = percent(y.*share.passed, y.units);
+    row.push_back(y.units == 0 ? text : text + " (" + percents_text(y.*share.passed, y.units) + ")");
+  }
+  row.insert(row.end(), {number(y.runs), number(y.errors), number(y.aborted)});
+  rows->push_back(row);
+}
+
 std::string yields_text(const Statistics& s) {
-  std::vector<std::vector<std::string>> rows = {kYieldColumns};
-  const auto add = [&](const std::string& name, const Yield& y) { rows.push_back(yield_row(name, y)); };
-  add("all", s.yield);
-  for (const auto& [plan, yield] : s.by_plan) add("plan " + shown(plan), yield);
-  for (const auto& [station, yield] : s.by_station) add("station " + shown(station), yield);
+  Rows rows = rows_of_yields("");
+  add("all", s.yield, &rows);
+  for (const auto& [plan, yield] : s.by_plan) add("plan " + shown(plan), yield, &rows);
+  for (const auto& [station, yield] : s.by_station) add("station " + shown(station), yield, &rows);
   return table(rows);
+}
+
+std::string days_text(const Statistics& s) {
+  if (s.by_day.size() < 2) return "";
+  constexpr size_t kMost = 31;
+  Rows rows = rows_of_yields("day (UTC)");
+  auto day = s.by_day.begin();
+  if (s.by_day.size() > kMost) std::advance(day, s.by_day.size() - kMost);
+  for (; day != s.by_day.end(); ++day) add(date_text(day->first), day->second.yield, &rows);
+  return "\n" + table(rows) + "Of the runs on a day, as if there were no other." +
+         (s.by_day.size() > kMost
+              ? " These are the last 31 of " + std::to_string(s.by_day.size()) + " days; --json and --html have all."
+              : "") +
+         "\n";
 }
 
 std::string failures_text(const Statistics& s) {
@@ -134,27 +160,18 @@ std::string outliers_text(const Statistics& s) {
 
 }  // namespace
 
-const std::vector<std::string> kYieldColumns = {"",     "phones",     "yield",      "95 %", "first pass",
-                                                "95 %", "by the 2nd", "by the 3rd", "runs"};
-
-std::vector<std::string> yield_row(const std::string& of, const Yield& y) {
-  return {of,
-          number(y.units),
-          percent(y.passed, y.units),
-          percents_text(y.passed, y.units),
-          percent(y.first_passed, y.units),
-          percents_text(y.first_passed, y.units),
-          percent(y.second_passed, y.units),
-          percent(y.third_passed, y.units),
-          number(y.runs)};
+std::string percents_text(long long part, long long whole) {
+  if (whole == 0) return "";
+  const Index share = share_of(static_cast<double>(part), static_cast<double>(whole));
+  return fixed(100 * share.low, 2) + " to " + fixed(100 * share.high, 2);
 }
 
 std::string to_text(const Statistics& s, const std::string& question) {
   std::string out = question + ": " + number(s.runs.passed) + " passed, " + number(s.runs.failed) + " failed, " +
                     number(s.runs.errors) + (s.runs.errors == 1 ? " error, " : " errors, ") + number(s.runs.aborted) +
                     " aborted runs\n\n";
-  return out + yields_text(s) + failures_text(s) + measurements_text(s) + shapes_text(s) + drifts_text(s) +
-         outliers_text(s) + durations_text(s) + times_text(s) + marked_text(s);
+  return out + yields_text(s) + days_text(s) + failures_text(s) + measurements_text(s) + shapes_text(s) +
+         drifts_text(s) + outliers_text(s) + durations_text(s) + times_text(s) + marked_text(s);
 }
 
 std::string shown(const std::string& text, size_t most) {

@@ -25,9 +25,16 @@ Json::Value valid(const Json::Value& value);
 // 0.9731 as "97.31 %"; "-" of nothing.
 std::string percent(long long part, long long whole);
 
-// A row of yields, and the names of its columns.
-extern const std::vector<std::string> kYieldColumns;
-std::vector<std::string> yield_row(const std::string& of, const Yield& yield);
+// The shares of phones that yields have, by attempt; their interval as "96.10 to 98.20".
+struct YieldShare {
+  const char* name;
+  long long Yield::*passed;
+};
+constexpr YieldShare kYieldShares[] = {{"first pass", &Yield::first_passed},
+                                       {"by the 2nd", &Yield::second_passed},
+                                       {"by the 3rd", &Yield::third_passed},
+                                       {"last", &Yield::passed}};
+std::string percents_text(long long part, long long whole);
 
 // "Acc: residual x", and "-0.02 to 0.02 m/s^2".
 std::string name_of(const Characteristic& c);

@@ -8,30 +8,31 @@ namespace factory::store {
 namespace {
 
 void add(const Yield& more, Yield* yield) {
-  yield->units += more.units;
-  yield->passed += more.passed;
-  yield->first_passed += more.first_passed;
-  yield->second_passed += more.second_passed;
-  yield->third_passed += more.third_passed;
-  yield->runs += more.runs;
+  for (const auto count : {&Yield::units, &Yield::passed, &Yield::first_passed, &Yield::second_passed,
+                           &Yield::third_passed, &Yield::runs, &Yield::errors, &Yield::aborted})
+    yield->*count += more.*count;
 }
 
 // Phones of which `again` has more than one run, each with its last run and that which passed first: ids are in the
-// order of time.
+// order of time. In a plan, and of it at a station or on a day.
 std::string units_sql(const std::string& columns, const std::string& label, const std::string& conditions) {
-  const std::string of_one = "r.serial_key, p." + label + (label == "plan" ? "" : ", p.plan");
+  const auto if_asked = [&](const std::string& name, const std::string& column, const char* nothing) {
+    return (name == label ? column : nothing) + " AS " + name;
+  };
+  const std::string of_one = "r.serial_key, p.plan" + std::string(label == "station" ? ", p.station"
+                                                                  : label == "day"   ? ", r.day"
+                                                                                     : "");
   return "SELECT " + columns +
          ", COUNT(*), SUM(CASE WHEN last = last_passed THEN 1 ELSE 0 END), "
          "SUM(CASE WHEN passed_at <= 1 THEN 1 ELSE 0 END), SUM(CASE WHEN passed_at <= 2 THEN 1 ELSE 0 END), "
-         "SUM(CASE WHEN passed_at <= 3 THEN 1 ELSE 0 END), SUM(runs) FROM (SELECT serial_key, plan, station, MAX(turn) "
-         "AS "
-         "last, MIN(CASE WHEN verdict = 0 THEN turn END) AS passed_at, MAX(CASE WHEN verdict = 0 THEN turn END) AS "
-         "last_passed, COUNT(*) AS runs FROM (SELECT r.serial_key, p.plan, " +
-         (label == "plan" ? "''" : "p.station") + " AS station, r.verdict, ROW_NUMBER() OVER (PARTITION BY " + of_one +
+         "SUM(CASE WHEN passed_at <= 3 THEN 1 ELSE 0 END), SUM(runs) FROM (SELECT serial_key, plan, station, day, "
+         "MAX(turn) AS last, MIN(CASE WHEN verdict = 0 THEN turn END) AS passed_at, MAX(CASE WHEN verdict = 0 THEN "
+         "turn END) AS last_passed, COUNT(*) AS runs FROM (SELECT r.serial_key, p.plan, " +
+         if_asked("station", "p.station", "''") + ", " + if_asked("day", "r.day", "0") +
+         ", r.verdict, ROW_NUMBER() OVER (PARTITION BY " + of_one +
          " ORDER BY r.id) AS turn FROM again a JOIN run r ON r.serial_key = a.serial_key JOIN setup p ON p.id = "
-         "r.setup "
-         "WHERE r.verdict NOT IN (4, 5)" +
-         conditions + ") runs_of GROUP BY serial_key, plan, station) units GROUP BY " + label;
+         "r.setup WHERE r.verdict NOT IN (4, 5)" +
+         conditions + ") runs_of GROUP BY serial_key, plan, station, day) units GROUP BY " + label;
 }
 
 // Most phones have one run: these are counted as they lie, and only the others are put together phone by phone, which
@@ -40,26 +41,29 @@ std::string yields_sql(const std::string& conditions) {
   return "WITH again AS (SELECT r.serial_key FROM run r" +
          (conditions.empty() ? "" : " JOIN setup p ON p.id = r.setup WHERE 1 = 1" + conditions) +
          " GROUP BY r.serial_key HAVING COUNT(*) > 1) "
-         "SELECT 0, p.plan, p.station, units, passed, passed, passed, passed, units FROM (SELECT r.setup, COUNT(*) AS "
-         "units, "
-         "SUM(CASE WHEN r.verdict = 0 THEN 1 ELSE 0 END) AS passed FROM run r JOIN setup p ON p.id = r.setup "
-         "LEFT JOIN again a ON a.serial_key = r.serial_key WHERE a.serial_key IS NULL AND r.verdict NOT IN (4, 5)" +
-         conditions + " GROUP BY r.setup) once JOIN setup p ON p.id = once.setup UNION ALL " +
-         units_sql("1, plan, ''", "plan", conditions) + " UNION ALL " +
-         units_sql("2, '', station", "station", conditions);
+         "SELECT 0, p.plan, p.station, day, units, passed, passed, passed, passed, units FROM (SELECT r.setup, r.day, "
+         "COUNT(*) AS units, SUM(CASE WHEN r.verdict = 0 THEN 1 ELSE 0 END) AS passed FROM run r JOIN setup p ON p.id "
+         "= r.setup LEFT JOIN again a ON a.serial_key = r.serial_key WHERE a.serial_key IS NULL AND r.verdict NOT IN "
+         "(4, 5)" +
+         conditions + " GROUP BY r.setup, r.day) once JOIN setup p ON p.id = once.setup UNION ALL " +
+         units_sql("1, plan, '', 0", "plan", conditions) + " UNION ALL " +
+         units_sql("2, '', station, 0", "station", conditions) + " UNION ALL " +
+         units_sql("3, '', '', day", "day", conditions);
 }
 
 void count_units(Database* database, const Filter& filter, Statistics* out) {
-  int about = 0;  // 1: a plan, 2: a station, 0: a set-up, which is of one and at the other
+  int about = 0;  // 1: a plan, 2: a station, 3: a day, 0: a set-up on a day, which is of all three
   std::string plan;
   std::string station;
+  int day = 0;
   Yield yield;
   Query query(database, yields_sql(on_runs(filter)));
-  query.with(filter).into(&about, &plan, &station, &yield.units, &yield.passed, &yield.first_passed,
+  query.with(filter).into(&about, &plan, &station, &day, &yield.units, &yield.passed, &yield.first_passed,
                           &yield.second_passed, &yield.third_passed, &yield.runs);
   while (query.next()) {
-    if (about != 2) add(yield, &out->by_plan[plan]);
-    if (about != 1) add(yield, &out->by_station[station]);
+    if (about == 0 || about == 1) add(yield, &out->by_plan[plan]);
+    if (about == 0 || about == 2) add(yield, &out->by_station[station]);
+    if (about == 0 || about == 3) add(yield, &out->by_day[day].yield);
   }
 }
 
@@ -75,20 +79,27 @@ void add_counts(record::Outcome verdict, long long runs, long long marginal, lon
   counts->retried += retried;
 }
 
-void count_by_day(Database* database, const Filter& filter, Statistics* out) {
+void count_by_verdict(Database* database, const Filter& filter, Statistics* out) {
   int day = 0;
+  std::string plan;
+  std::string station;
   auto verdict = record::Outcome::failed;
   long long runs = 0;
   long long marginal = 0;
   long long retried = 0;
   Query query(database,
-              "SELECT r.day, r.verdict, COUNT(*), SUM(r.marginal), SUM(r.retried) FROM run r JOIN setup p "
-              "ON p.id = r.setup WHERE 1 = 1" +
-                  on_runs(filter) + " GROUP BY r.day, r.verdict");
-  query.with(filter).into(&day, &verdict, &runs, &marginal, &retried);
+              "SELECT r.day, p.plan, p.station, r.verdict, runs, marginal, retried FROM (SELECT r.day, r.setup, "
+              "r.verdict, COUNT(*) AS runs, SUM(r.marginal) AS marginal, SUM(r.retried) AS retried FROM run r JOIN "
+              "setup p ON p.id = r.setup WHERE 1 = 1" +
+                  on_runs(filter) + " GROUP BY r.day, r.setup, r.verdict) r JOIN setup p ON p.id = r.setup");
+  query.with(filter).into(&day, &plan, &station, &verdict, &runs, &marginal, &retried);
   while (query.next()) {
     add_counts(verdict, runs, marginal, retried, &out->runs);
-    add_counts(verdict, runs, marginal, retried, &out->by_day[day]);
+    add_counts(verdict, runs, marginal, retried, &out->by_day[day].runs);
+    Yield beside;
+    if (verdict == record::Outcome::error) beside.errors = runs;
+    if (verdict == record::Outcome::aborted) beside.aborted = runs;
+    for (Yield* yield : {&out->by_plan[plan], &out->by_station[station], &out->by_day[day].yield}) add(beside, yield);
   }
 }
 
@@ -105,7 +116,7 @@ void count_failures(Database* database, const Filter& filter, Statistics* out) {
 }  // namespace
 
 void count_runs(Database* database, const Filter& filter, Statistics* out) {
-  count_by_day(database, filter, out);
+  count_by_verdict(database, filter, out);
   count_failures(database, filter, out);
   count_units(database, filter, out);
   for (const auto& [plan, yield] : out->by_plan) add(yield, &out->yield);

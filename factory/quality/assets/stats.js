@@ -22,7 +22,11 @@
   const kinds = {
     days: ({points}) => ({
       labels: points.map(({day}) => day),
-      datasets: ['passed', 'failed', 'error', 'aborted'].map((name) => bars(name, points.map((point) => point[name]), name)),
+      datasets: [
+        ...['passed', 'failed', 'error', 'aborted'].map((name) => bars(name, points.map((point) => point[name]), name)),
+        ...[['first pass', 'text'], ['last', 'muted']].map(([name, look]) =>
+          line(name + ', %', points.map((point) => point[name] ?? null), look, [], {yAxisID: 'share', pointRadius: 2, pointHitRadius: 6})),
+      ],
     }),
     pareto: ({points}) => ({
       labels: points.map(({name}) => name),
@@ -50,7 +54,7 @@
   function options({kind, points}) {
     const axis = (more) => ({ticks: {color: colour('muted')}, grid: {color: colour('soft')}, ...more});
     const scales = {x: axis({stacked: kind === 'days'}), y: axis({stacked: kind === 'days', beginAtZero: kind !== 'drift'})};
-    if (kind === 'pareto') scales.share = axis({position: 'right', min: 0, max: 100, grid: {display: false}});
+    if (kind !== 'drift') scales.share = axis({position: 'right', min: kind === 'pareto' ? 0 : undefined, max: 100, grid: {display: false}});
     return {
       animation: false, maintainAspectRatio: false, scales,
       plugins: {

@@ -111,7 +111,10 @@ Yield counted(const std::vector<record::Run>& runs, const std::function<bool(con
   std::map<std::string, std::vector<bool>> phones;
   Yield out;
   for (const record::Run& run : runs) {
-    if (run.outcome == Outcome::aborted || run.outcome == Outcome::error || !wanted(run)) continue;
+    if (!wanted(run)) continue;
+    out.errors += run.outcome == Outcome::error ? 1 : 0;
+    out.aborted += run.outcome == Outcome::aborted ? 1 : 0;
+    if (run.outcome == Outcome::aborted || run.outcome == Outcome::error) continue;
     phones[run.plan.name + "/" + (run.serial.empty() ? run.id : run.serial)].push_back(run.outcome == Outcome::passed);
     ++out.runs;
   }
@@ -134,6 +137,8 @@ void expect_same(const Yield& found, const Yield& wanted) {
   EXPECT_EQ(found.second_passed, wanted.second_passed);
   EXPECT_EQ(found.third_passed, wanted.third_passed);
   EXPECT_EQ(found.runs, wanted.runs);
+  EXPECT_EQ(found.errors, wanted.errors);
+  EXPECT_EQ(found.aborted, wanted.aborted);
 }
 
 TEST_P(StatisticsTest, YieldsAreThoseOfACount) {
@@ -195,6 +200,10 @@ TEST_P(StatisticsTest, YieldsAreThoseOfACount) {
     for (const auto& [station, yield] : found.by_station)
       expect_same(yield,
                   counted(runs, [&, &name = station](const auto& run) { return passes(run) && run.station == name; }));
+    for (const auto& [day, its] : found.by_day)
+      expect_same(its.yield, counted(runs, [&, today = day](const auto& run) {
+                    return passes(run) && day_of_id(run.id) == today;
+                  }));
     EXPECT_EQ(found.by_station.size(), filter.station.empty() ? 3U : 1U);
   }
 }
