@@ -6,12 +6,12 @@
 
 #include "cli/terminal.h"
 #include "files/whole_file.h"
-#include "record/exit_code.h"
 #include "record/record_json.h"
 #include "store/patience.h"
 #include "store/schema.h"
 #include "store/spool.h"
 #include "store/stored_run.h"
+#include "store/stored_text.h"
 
 namespace factory::station {
 namespace {
@@ -20,7 +20,8 @@ using std::chrono::milliseconds;
 
 constexpr double kAskSeconds = 3;             // that the store has for an answer
 constexpr milliseconds kScanWaits{4000};      // that a scan waits for it
-constexpr milliseconds kBetweenTries{10000};  // while the server is away
+constexpr milliseconds kBetweenTries{10000};  // while the store is away
+constexpr milliseconds kSoon{2000};           // within which a store takes a run, if it works
 constexpr double kPatienceSeconds = 10;       // that the server has for one run
 constexpr std::chrono::hours kWatched{30 * 24};
 constexpr std::chrono::seconds kBetweenLooks{60};
@@ -32,11 +33,28 @@ constexpr int kHistoryMax = 200;  // runs of one phone that are looked at
 Archive::Archive(const Settings& settings, std::shared_ptr<record::Sink> files, std::function<void()> changed)
     : settings_(settings), files_(std::move(files)), changed_(std::move(changed)) {
   if (!settings.store.empty()) keeper_.emplace(settings.store, settings.spool, settings.samples);
+  if (keeper_ || files_) open_journal();
   brings_ = keeper_ && keeper_->has_spool();
-  writer_ = std::thread([this] { write(); });
+  if (journal_) writer_ = std::thread([this] { write(); });
   reader_ = std::thread([this] { look_up(); });
   if (keeper_) watcher_ = std::thread([this] { watch(); });
   if (brings_) courier_ = std::thread([this] { bring_up(); });
+}
+
+void Archive::open_journal() {
+  const std::string where = keeper_ ? store::parse_uri(settings_.store).shown : settings_.folder;
+  const std::string state = store::state_folder();
+  journal_.emplace(state + "/station-" + store::sha256(settings_.station + "\n" + where).substr(0, 16));
+  for (const std::string& folder : journals_left(state)) {
+    if (folder != journal_->folder())
+      complain("runs of other settings wait: `sensorcal store import " + folder + "/*.json`");
+  }
+  for (const std::string& id : journal_->ended()) ended_[id] = {};
+  for (const std::string& id : journal_->unstored()) ended_[id] = {};
+  for (const record::Run& run : journal_->cut_off()) {
+    complain(run.serial + ": " + run.remarks.front());
+    cut_off_.push_back({"cut-off", run.serial, run.serial + ": " + run.remarks.front(), {run.serial}, 0});
+  }
 }
 
 Archive::~Archive() {
@@ -50,62 +68,123 @@ Archive::~Archive() {
   }
 }
 
+void Archive::begin(const record::Run& run) {
+  if (!journal_) return;
+  std::string problem;
+  try {
+    journal_->begin(run);
+  } catch (const std::exception& error) {
+    problem = "run " + run.id + " leaves no trace if the station is killed: " + reason_of(error);
+  }
+  set_problem(&Archive::unkept_, problem);
+}
+
 void Archive::keep(record::Run run) {
+  if (!journal_) return;
+  store::hash_plan(&run);
   {
     const std::lock_guard<std::mutex> lock(mutex_);
-    runs_.push_back(std::move(run));
+    ended_[run.id] = Steady::now();
+  }
+  std::string problem;
+  try {
+    journal_->ended(run);
+  } catch (const std::exception& error) {
+    problem = reason_of(error) + deliver_without_disk(run);
+  }
+  set_problem(&Archive::unkept_, problem);
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (!problem.empty()) ended_.erase(run.id);
+    fresh_ = brings_ = true;
   }
   work_.notify_all();
 }
 
+// The disk did not take it: the store may at once, or it is lost. Says which.
+std::string Archive::deliver_without_disk(const record::Run& run) {
+  const bool told = !files_ || files_->write(run, {});
+  try {
+    if (keeper_) keeper_->keep(run);
+    if (told) return "; run " + run.id + " was stored all the same";
+  } catch (const std::exception& error) {
+    return "; run " + run.id + " IS LOST: " + reason_of(error);
+  }
+  return "; no report of run " + run.id;
+}
+
+void Archive::set_problem(std::string Archive::*which, const std::string& problem) {
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (this->*which == problem) return;
+    this->*which = problem;
+  }
+  if (!problem.empty()) complain(problem);
+  changed_();
+}
+
 Archive::Status Archive::status() const {
   const std::lock_guard<std::mutex> lock(mutex_);
-  Status out = status_;
-  if (!unstored_.empty()) out.problem = unstored_ + (out.problem.empty() ? "" : "; " + out.problem);
+  Status out;
+  const auto long_ago = Steady::now() - kSoon;
+  out.waiting = spooled_.waiting + static_cast<int>(std::count_if(ended_.begin(), ended_.end(), [&](const auto& run) {
+                  return run.second < long_ago;
+                }));
+  for (const std::string* problem : {&unkept_, &unstored_, &spooled_.problem, &unseen_}) {
+    if (!problem->empty()) out.problem += (out.problem.empty() ? "" : "; ") + *problem;
+  }
   return out;
 }
 
 void Archive::write() {
-  for (;;) {
-    record::Run run;
+  for (bool all = true;;) {
     {
       std::unique_lock<std::mutex> lock(mutex_);
-      work_.wait(lock, [this] { return !runs_.empty() || leaves_; });
-      if (runs_.empty()) return;
-      run = std::move(runs_.front());
-      runs_.pop_front();
+      const auto is_due = [this] { return fresh_ || leaves_; };
+      all ? work_.wait(lock, is_due) : (void)work_.wait_for(lock, kBetweenTries, is_due);
+      if (leaves_ && !fresh_) return;
+      fresh_ = false;
     }
-    deliver(std::move(run));
-    {
-      const std::lock_guard<std::mutex> lock(mutex_);
-      brings_ = true;
-    }
-    work_.notify_all();
+    all = deliver();
+    changed_();
   }
 }
 
-void Archive::deliver(record::Run run) {
+// What has ended goes to pages and their kin, and then to the store, the oldest first. False: something still waits.
+bool Archive::deliver() {
   std::string problem;
-  store::hash_plan(&run);
   const auto attempt = [&](const std::string& what, auto&& work) {
     try {
       work();
+      return true;
     } catch (const std::exception& error) {
-      problem += (problem.empty() ? "" : "; ") + what + reason_of(error);
+      if (problem.empty()) problem = what + reason_of(error);
       return false;
     }
-    return true;
   };
-  if (keeper_ && !attempt("run " + run.id + " was not stored: ", [&] { keeper_->keep(run); }))
-    attempt("nor was its record kept: ", [&] { problem += "; " + store::save_unstored(run); });
-  if (files_ && !files_->write(run, {})) problem += (problem.empty() ? "" : "; ") + ("no report of run " + run.id);
-  if (!problem.empty()) complain(problem);
-  {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    if (unstored_ == problem) return;
-    unstored_ = problem;
+  for (const std::string& id : journal_->ended()) {
+    attempt("no report of run " + id + ": ", [&] {
+      if (files_ && !files_->write(journal_->read(id), {})) problem = "no report of run " + id;
+    });
+    attempt("", [&] { journal_->told(id); });
   }
-  changed_();
+  const auto begun = Steady::now();
+  bool all = true;
+  for (const std::string& id : journal_->unstored()) {
+    const bool stored = attempt("run " + id + " was not stored: ", [&] {
+      if (keeper_) keeper_->keep(journal_->read(id));
+      journal_->drop(id);
+    });
+    all &= stored;
+    if (!stored && Steady::now() > begun + kSoon) break;  // nor would it take the next one
+    if (!stored) continue;
+    const std::lock_guard<std::mutex> lock(mutex_);
+    ended_.erase(id);
+    brings_ = true;
+  }
+  work_.notify_all();
+  set_problem(&Archive::unstored_, problem);
+  return all;
 }
 
 // With a spool of its own: a server that is slow to answer keeps no run from its disk.
@@ -116,7 +195,7 @@ void Archive::bring_up() {
       const store::Brought brought = store::bring_up(&spool, store::parse_uri(settings_.store), kPatienceSeconds);
       tell(brought.away.empty() && !brought.refused.empty() ? brought.refused.front() : brought.away, brought.waiting);
     } catch (const std::exception& error) {
-      tell(reason_of(error), status().waiting);
+      tell(reason_of(error), -1);
     }
     std::unique_lock<std::mutex> lock(mutex_);
     brings_ = false;
@@ -125,12 +204,14 @@ void Archive::bring_up() {
   }
 }
 
+// -1: as many as before.
 void Archive::tell(const std::string& problem, int waiting) {
   {
     const std::lock_guard<std::mutex> lock(mutex_);
-    if (status_.problem == problem && status_.waiting == waiting) return;
-    if (!problem.empty() && status_.problem != problem) complain(problem);
-    status_ = {waiting, problem};
+    if (waiting < 0) waiting = spooled_.waiting;
+    if (spooled_.problem == problem && spooled_.waiting == waiting) return;
+    if (!problem.empty() && spooled_.problem != problem) complain(problem);
+    spooled_ = {waiting, problem};
   }
   changed_();
 }
@@ -174,10 +255,12 @@ void Archive::look_up() {
 
 std::vector<store::Alert> Archive::alerts() const {
   const std::lock_guard<std::mutex> lock(mutex_);
-  return alerts_;
+  std::vector<store::Alert> out = cut_off_;
+  out.insert(out.end(), alerts_.begin(), alerts_.end());
+  return out;
 }
 
-// A store that does not answer leaves what was known; the courier, or whoever asks next, tells of it.
+// A store that does not answer leaves what was known. Of a server the courier tells.
 void Archive::watch() {
   using std::chrono::steady_clock;
   for (bool more = true; more;) {
@@ -187,7 +270,9 @@ void Archive::watch() {
     std::optional<std::vector<store::Alert>> found;
     try {
       found = asked([&](store::Database* database) { return store::standing_alerts(database, filter, {}); });
-    } catch (const std::exception&) {
+      set_problem(&Archive::unseen_, "");
+    } catch (const std::exception& error) {
+      if (!keeper_->has_spool()) set_problem(&Archive::unseen_, reason_of(error));
     }
     const auto same = [](const store::Alert& a, const store::Alert& b) { return a.kind == b.kind && a.text == b.text; };
     bool changed = false;
@@ -232,6 +317,13 @@ std::vector<record::Run> Archive::runs_since(record::Clock::time_point since) {
       complain(std::string("the runs before are not all known: ") + reason_of(error));
     }
   };
+  for (const auto& ids : {journal_->ended(), journal_->unstored()}) {
+    for (const std::string& id : ids)
+      attempt([&] {
+        record::Run run = journal_->read(id);
+        if (run.ended() >= since) out.push_back(std::move(run));
+      });
+  }
   attempt([&] {
     asked([&](store::Database* database) {
       for (auto& stored : store::runs_at(database, settings_.station, since)) out.push_back(std::move(stored.run));

@@ -1,9 +1,11 @@
 // Where the station's runs go, and what it asks of the store: never on a thread that serves a page or a runner.
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <deque>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -14,6 +16,7 @@
 #include "quality/history.h"
 #include "quality/watch.h"
 #include "record/sink.h"
+#include "station/journal.h"
 #include "station/settings.h"
 #include "store/keeper.h"
 
@@ -29,16 +32,19 @@ class Archive {
   // `files`: pages and their kin. `changed`: the status is another one; called on a thread of the archive's, which then
   // holds nothing. Throws AppError where what lies at the station cannot be opened.
   Archive(const Settings& settings, std::shared_ptr<record::Sink> files, std::function<void()> changed);
-  // Every run that was given is kept when this returns.
+  // What the store does not take now stays on the disk for the next start.
   ~Archive();
   Archive(const Archive&) = delete;
   Archive& operator=(const Archive&) = delete;
 
-  // Any thread, and so are the following. Returns at once.
+  // Any thread, and so are the following. On the disk when they return; where that cannot be, the status says so.
+  // `run`: what is to be kept of it if nothing more is heard of it.
+  void begin(const record::Run& run);
   void keep(record::Run run);
   Status status() const;
 
-  // What the store's runs of the last thirty days say now, looked at about every minute.
+  // What the store's runs of the last thirty days say now, looked at about every minute; runs that the station before
+  // did not end.
   std::vector<store::Alert> alerts() const;
 
   // All that happened to a phone, the newest first, asked for as long as a scan can wait. Nothing: `why` it could not
@@ -56,8 +62,13 @@ class Archive {
     std::string why;
   };
 
+  using Steady = std::chrono::steady_clock;
+
+  void open_journal();
   void write();
-  void deliver(record::Run run);
+  bool deliver();
+  std::string deliver_without_disk(const record::Run& run);
+  void set_problem(std::string Archive::*which, const std::string& problem);
   void bring_up();
   void look_up();
   void watch();
@@ -69,14 +80,18 @@ class Archive {
   const std::shared_ptr<record::Sink> files_;
   const std::function<void()> changed_;
   std::optional<store::Keeper> keeper_;  // none: nothing is stored. Its own locks
+  std::optional<Journal> journal_;       // none: nothing is kept. Files alone
   mutable std::mutex mutex_;
   std::condition_variable work_, news_;
-  std::deque<record::Run> runs_;  // guarded by mutex_, and so are the following
-  std::deque<std::shared_ptr<Question>> questions_;
-  Status status_;
-  std::vector<store::Alert> alerts_;
-  std::string unstored_;  // what went wrong with the last run that was not kept
-  bool brings_ = false;   // there is something to bring up
+  std::deque<std::shared_ptr<Question>> questions_;  // guarded by mutex_, and so are the following
+  Status spooled_;
+  std::vector<store::Alert> alerts_, cut_off_;
+  std::map<std::string, Steady::time_point> ended_;  // runs that are not stored yet, since when
+  std::string unkept_;                               // what could not be written to the disk, last
+  std::string unstored_;                             // what the store did not take, or why it cannot
+  std::string unseen_;                               // why it could not be looked at
+  bool fresh_ = true;                                // a run ended
+  bool brings_ = false;                              // there is something to bring up
   bool leaves_ = false;
   std::thread writer_, courier_, reader_, watcher_;
 };

@@ -83,6 +83,7 @@ void Runner::work() {
 void Runner::run(const Order& order) {
   RunnerEnd end;
   try {
+    if (order.before) order.before();
     Child child(order);
     std::string unsaid;
     bool more = true;

@@ -28,6 +28,7 @@ class Runner {
     std::string first_line;
     std::chrono::milliseconds leaving{5000};   // that it may take to put things back when its input ends
     std::chrono::duration<double> silence{0};  // longer than so it must not be silent, unless it is patient()
+    std::function<void()> before = {};         // on the runner's thread, before the child is started
   };
 
   // Both are called on the runner's thread. `on_line`: what came, without its line feed; false: nonsense, which ends

@@ -289,9 +289,21 @@ const record::Run& Slot::end(const RunnerEnd& end) {
   record_.id = ordered_.id;
   prompt_.reset();
   live_ = Json::Value();
-  phase_ = Phase::over;
   ended_ = Clock::now();
   return record_;
+}
+
+void Slot::show() { phase_ = Phase::over; }
+
+record::Run Slot::trace() const {
+  record::Run out;
+  static_cast<record::Order&>(out) = ordered_.order;
+  out.id = ordered_.id;
+  out.started = started_;
+  out.plan = {ordered_.plan->name, "", ordered_.plan->file, ordered_.plan->sha256, ordered_.plan->bytes};
+  out.outcome = Outcome::error;
+  out.remarks = {"the station ended before this run did: nothing is known of it"};
+  return out;
 }
 
 // A phone on a line may have any time of day: the station's counts, and orders its runs.
@@ -316,9 +328,9 @@ void Slot::make_error(const RunnerEnd& end, const std::string& why) {
     record_ = std::move(*heard_);
     set_clock();
   } else {
-    record_.started = started_;
+    record_ = trace();
+    record_.remarks.clear();
     record_.seconds = seconds_between(began_, Clock::now());
-    record_.plan = {ordered_.plan->name, "", ordered_.plan->file, ordered_.plan->sha256, ordered_.plan->bytes};
   }
   record_.outcome = Outcome::error;
   record_.remarks.push_back("the station could not trust the run: " + problem_);

@@ -49,6 +49,10 @@ class Slot {
   // The record of the run: the runner's, or where that does not fit or is missing one of the station's own, which is an
   // error and says why.
   const record::Run& end(const RunnerEnd& end);
+  // It is shown.
+  void show();
+  // What is known of the run before its runner said anything: all that is left of it where the station is killed.
+  record::Run trace() const;
 
   const SlotSettings& settings() const { return *settings_; }
   const Ordered& ordered() const { return ordered_; }

@@ -175,6 +175,7 @@ void Station::begin(Place* place, Ordered ordered) {
   order.command = filled(place->slot.settings().runner, values);
   order.folder = settings_.folder;
   order.first_line = json_line(plan);
+  order.before = [this, run = place->slot.trace()] { archive_->begin(run); };
   order.silence = std::chrono::duration<double>(settings_.silence_s);
   place->runner->start(std::move(order));
   change_locked();
@@ -200,6 +201,11 @@ void Station::end(Place* place, const RunnerEnd& ended) {
     const std::lock_guard<std::mutex> lock(mutex_);
     run = place->slot.end(ended);
     if (!place->remark.empty()) run.remarks.push_back(place->remark);
+  }
+  archive_->keep(run);  // its verdict is shown when it is on the disk
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    place->slot.show();
     const Ordered& ordered = place->slot.ordered();
     ledger_.add(entry_of(run, ordered.golden));
     if (run.outcome == Outcome::passed) pace_.learn(ordered.plan->sha256, run);
@@ -214,7 +220,6 @@ void Station::end(Place* place, const RunnerEnd& ended) {
     }
     change_locked();
   }
-  archive_->keep(std::move(run));
 }
 
 Station::Done Station::answer(const std::string& slot, int run, int prompt, const std::string& answer) {
@@ -338,7 +343,8 @@ Station::News Station::next(Seen* seen, milliseconds patience) {
 void Station::look_at_clock() {
   const std::lock_guard<std::mutex> lock(mutex_);
   const auto shift = shift_begin(settings_.shifts, record::Clock::now());
-  if (std::exchange(shift_, shift) != shift) change_locked();
+  const int waiting = archive_->status().waiting;
+  if (std::exchange(shift_, shift) != shift || std::exchange(waiting_, waiting) != waiting) change_locked();
 }
 
 void Station::close() {

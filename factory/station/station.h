@@ -57,7 +57,7 @@ class Station {
   std::string state();
   // Waits for something that the listener has not seen; nothing after `patience`, or when the station closes.
   News next(Seen* seen, std::chrono::milliseconds patience);
-  // To be called now and then: a shift begins unasked.
+  // To be called now and then: a shift begins unasked, and runs begin to wait.
   void look_at_clock();
   // No listener waits any more.
   void close();
@@ -103,6 +103,7 @@ class Station {
   std::string made_;
   Clock::time_point made_at_;
   record::Clock::time_point shift_;
+  int waiting_ = 0;  // runs, when the clock was looked at last
   bool closed_ = false;
   std::optional<Archive> archive_;  // last: it calls change()
 };

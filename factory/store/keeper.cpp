@@ -1,5 +1,7 @@
 #include "store/keeper.h"
 
+#include <sys/stat.h>
+
 #include <filesystem>
 
 #include "cli/terminal.h"
@@ -14,6 +16,12 @@ namespace {
 
 // What a station waits for one run, at most: the next phone is there.
 constexpr double kPatienceSeconds = 10;
+
+// Zeros: there is none.
+std::pair<dev_t, ino_t> file_at(const std::string& path) {
+  struct stat found {};
+  return stat(path.c_str(), &found) == 0 ? std::pair(found.st_dev, found.st_ino) : std::pair<dev_t, ino_t>();
+}
 
 }  // namespace
 
@@ -30,10 +38,7 @@ Keeper::Keeper(const std::string& uri, const std::string& spool, bool samples)
       if (std::filesystem::exists(old) && Spool(old).waiting() > 0)
         complain("runs wait in " + old + ": `sensorcal sync --spool " + old + "`");
     } else {
-      store_.emplace(uri_);
-      // A station keeps one run after the other for months: it reads little, and its memory need not grow with the
-      // file.
-      store_->database().run("PRAGMA cache_size = -8192");
+      open_store();
     }
   } catch (const StoreError& error) {
     throw AppError(kUsage, error.what());
@@ -42,11 +47,21 @@ Keeper::Keeper(const std::string& uri, const std::string& spool, bool samples)
 
 void Keeper::keep(const record::Run& run) {
   const std::lock_guard<std::mutex> lock(mutex_);
-  if (spool_) {
-    spool_->keep(run, samples_);
-  } else {
-    store_->put(run, samples_);
+  if (spool_) return spool_->keep(run, samples_);
+  // A file that was moved away could be written on, and nobody would find the run.
+  if (const auto is = file_at(uri_.place); !store_ || is != file_) {
+    store_.reset();
+    if (is == FileId()) throw StoreError(uri_.shown + ": the file is not there any more");
+    open_store();
   }
+  store_->put(run, samples_);
+}
+
+void Keeper::open_store() {
+  store_.emplace(uri_);
+  file_ = file_at(uri_.place);
+  // A station keeps one run after the other for months: it reads little, and its memory need not grow with the file.
+  store_->database().run("PRAGMA cache_size = -8192");
 }
 
 bool Keeper::bring_up(const std::string& id) {

@@ -1,10 +1,13 @@
 // Keeps the runs of `sensorcal run`: at once in a file, or by way of the spool on a server.
 #pragma once
 
+#include <sys/types.h>
+
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "store/spool.h"
 #include "store/store.h"
@@ -29,10 +32,14 @@ class Keeper {
   bool bring_up(const std::string& id);
 
  private:
+  using FileId = std::pair<dev_t, ino_t>;
+  void open_store();
+
   const Uri uri_;
   const bool samples_;
   std::mutex mutex_;
-  std::optional<Store> store_;  // used with mutex_ held, and so is the following
+  std::optional<Store> store_;  // used with mutex_ held, and so are the following
+  FileId file_;                 // that it writes
   std::optional<Spool> spool_;
 };
 

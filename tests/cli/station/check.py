@@ -6,6 +6,7 @@ import pathlib
 import re
 import signal
 import socket
+import sqlite3
 import subprocess
 import sys
 import time
@@ -96,8 +97,8 @@ def read_until(stream, wanted):
     return told
 
 
-def runs_in_store():
-    done = subprocess.run([sensorcal, 'stats', '--store', 'runs.db', '--json'], capture_output=True, text=True, check=True)
+def runs_in_store(store='runs.db'):
+    done = subprocess.run([sensorcal, 'stats', '--store', store, '--json'], capture_output=True, text=True, check=True)
     return json.loads(done.stdout)['runs']
 
 
@@ -247,6 +248,37 @@ def check_store_away():
     station.end()
 
 
+def check_store_trouble():
+    """Whatever becomes of the store and of the station, no run is lost, and the page says what waits."""
+    pathlib.Path('kept').mkdir()
+    settings = {'store': 'sqlite:kept/runs.db', 'slots': [{}, {}], 'station': 'line-5'}
+    station = Station(**settings)
+    locks = sqlite3.connect('kept/runs.db', isolation_level=None)
+    locks.execute('BEGIN EXCLUSIVE')
+    expect('locked', (station.scan('A8', '1'), station.verdict('A8')['verdict']), ((200, 'started'), 'passed'))
+    expect('under way', (station.scan('SLOW3', '2'), station.slot('2')['phase'] in ('starting', 'running')), ((200, 'started'), True))
+    station.wait(lambda state: state['slots'][1]['step'] == 1 and state['waiting'] == 1, 'it runs, the other waits')
+    station.process.kill()
+    station.process.wait()
+    locks.close()
+    station = Station(**settings)
+    state = station.wait(lambda state: state['waiting'] == 0, 'both are stored')
+    expect('the shift', [(run['serial'], run['verdict']) for run in state['shift']['last']], [('SLOW3', 'error'), ('A8', 'passed')])
+    expect('told', [(one['code'], one['arguments']) for one in state['alerts']], [('alert-cut-off', ['SLOW3'])])
+    other = subprocess.run([sensorcal, 'station', 'station.json'], capture_output=True, text=True)
+    expect('one alone', (other.returncode, 'another station of this name' in other.stderr), (2, True))
+    os.rename('kept', 'moved')
+    expect('moved', (station.scan('A9', '1'), station.verdict('A9')['verdict']), ((200, 'started'), 'passed'))
+    station.wait(lambda state: state['waiting'] == 1 and 'not there any more' in (state['store_problem'] or ''), 'it is missed')
+    os.rename('moved', 'kept')
+    expect('back', (station.scan('A10', '1'), station.verdict('A10')['verdict']), ((200, 'started'), 'passed'))
+    station.wait(lambda state: state['waiting'] == 0 and not state['store_problem'], 'all are stored')
+    station.end()
+    runs = runs_in_store('kept/runs.db')
+    expect('runs', (runs['passed'], runs['errors']), (3, 1))
+    expect('nothing is left', list(pathlib.Path(os.environ['XDG_STATE_HOME']).glob('sensorcal/station-*/*.json')), [])
+
+
 def main():
     pathlib.Path('plan.json').write_text(json.dumps(PLAN))
     done = subprocess.run([sensorcal, 'run', 'plan.json', '--json', '--speed', 'max', '--phone', 'phone'], capture_output=True, text=True)
@@ -281,6 +313,7 @@ def main():
     check_line()
     check_token()
     check_store_away()
+    check_store_trouble()
     if problems:
         sys.exit('\n'.join(problems))
 

@@ -29,6 +29,13 @@ class StationSlot : public testing::Test {
 
   Json::Value state() const { return slot_.to_json(pace_); }
 
+  const record::Run& ends(const RunnerEnd& how) {
+    const record::Run& out = slot_.end(how);
+    EXPECT_TRUE(state()["verdict"].isNull());
+    slot_.show();
+    return out;
+  }
+
   // A run of one step.
   void run(const std::string& verdict, const std::string& last_line) {
     slot_.begin(ordered_);
@@ -112,7 +119,7 @@ TEST_F(StationSlot, FollowsItsRunner) {
   EXPECT_EQ(state()["name"], "verify Gyr");
   EXPECT_EQ(slot_.hear(R"({"event": "of a later version"})"), Heard::nothing);
   slot_.hear(record_line(Outcome::failed, 1));
-  const record::Run& run = slot_.end({1, "", ""});
+  const record::Run& run = ends({1, "", ""});
   EXPECT_EQ(run.outcome, Outcome::failed);
   EXPECT_EQ(run.station + run.operator_name, "line-3Li Na");
   EXPECT_EQ(state()["phase"], "over");
@@ -175,7 +182,7 @@ TEST_F(StationSlot, BelievesAVerdictThatFits) {
   };
   for (const auto& [line, end, outcome, problem] : rows) {
     run("passed", line);
-    const record::Run& run = slot_.end(end);
+    const record::Run& run = ends(end);
     EXPECT_EQ(run.outcome, outcome) << line;
     EXPECT_EQ(run.serial, "A1");
     EXPECT_EQ(state()["verdict"], outcome_name(outcome));
@@ -186,10 +193,10 @@ TEST_F(StationSlot, BelievesAVerdictThatFits) {
   // What the record of another phone measured is not this one's.
   slot_.begin(ordered_);
   slot_.hear(record_line(Outcome::passed, 0, "A2"));
-  EXPECT_TRUE(slot_.end({0, "", ""}).steps.empty());
+  EXPECT_TRUE(ends({0, "", ""}).steps.empty());
   slot_.begin(ordered_);
   slot_.hear(record_line(Outcome::failed, 1));
-  slot_.end({1, "", ""});
+  ends({1, "", ""});
   EXPECT_EQ(state()["failing"]["reasons"][0]["code"], "value.outside");
   EXPECT_EQ(state()["failing"]["hints"][0]["text"], "try again");
 }
@@ -204,7 +211,7 @@ TEST_F(StationSlot, BelievesNoPassThatItsStepsDeny) {
     return out.replace(at, part.size(), instead);
   };
   const auto ends_with = [&](const char* problem) {
-    EXPECT_EQ(slot_.end({0, "", ""}).outcome, Outcome::error) << problem;
+    EXPECT_EQ(ends({0, "", ""}).outcome, Outcome::error) << problem;
     EXPECT_NE(state()["problem"].asString().find(problem), std::string::npos) << state()["problem"].asString();
   };
   run("failed", passed);
@@ -241,7 +248,7 @@ TEST_F(StationSlot, BelievesNoRecordOfAnotherRun) {
     std::string line = passed;
     ASSERT_NE(line.find(part), std::string::npos) << part << line;
     run("passed", line.replace(line.find(part), strlen(part), instead));
-    const record::Run& ended = slot_.end({0, "", ""});
+    const record::Run& ended = ends({0, "", ""});
     EXPECT_EQ(ended.outcome, Outcome::error) << problem;
     EXPECT_EQ(ended.id + ended.station + ended.operator_name, std::string(kId) + "line-3Li Na");
     EXPECT_NE(state()["problem"].asString().find(problem), std::string::npos) << state()["problem"].asString();
@@ -252,7 +259,7 @@ TEST_F(StationSlot, BelievesNoRecordOfAnotherRun) {
 TEST_F(StationSlot, TakesTheTimeFromTheStation) {
   for (const int slow_s : {-5000, -30, 30, 5000}) {
     run("passed", record_line(Outcome::passed, 0, "A1", kPlan, slow_s));
-    const record::Run& run = slot_.end({0, "", ""});
+    const record::Run& run = ends({0, "", ""});
     const bool is_set = std::abs(slow_s) > 60;
     EXPECT_EQ(run.remarks.size(), is_set ? 1 : 0) << slow_s;
     EXPECT_NEAR(std::chrono::duration<double>(record::Clock::now() - run.started).count(), is_set ? 0 : slow_s, 2);

@@ -1,0 +1,58 @@
+// The station's runs on its own disk, from their begin until the store has them: a record each, whose file's name says
+// how far its run came.
+//
+//   under-way-ID.json ---ended()---> ended-ID.json ---told()---> unstored-ID.json ---drop()---> gone
+//          |                              ^
+//          +-- the station was killed ----+
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "record/record.h"
+
+namespace factory::station {
+
+class Journal {
+ public:
+  // Of one station alone: throws AppError(kUsage) where another one has the folder, or it cannot be written. Runs that
+  // were under way when the station before was killed have ended.
+  explicit Journal(std::string folder);
+  ~Journal();
+  Journal(const Journal&) = delete;
+  Journal& operator=(const Journal&) = delete;
+
+  // On the disk when they return, and any thread's. Throw AppError. `run`: what is to be kept of it if nothing more is
+  // heard of it.
+  void begin(const record::Run& run);
+  void ended(const record::Run& run);
+
+  // Their ids, the oldest first: the ids are in the order of time.
+  std::vector<std::string> ended() const { return ids_of(kEnded); }
+  std::vector<std::string> unstored() const { return ids_of(kUnstored); }
+  // The record of one of them. Throws AppError, FormatError.
+  record::Run read(const std::string& id) const;
+  void told(const std::string& id);
+  void drop(const std::string& id);
+
+  // What was under way when the station before was killed.
+  const std::vector<record::Run>& cut_off() const { return cut_off_; }
+  const std::string& folder() const { return folder_; }
+
+ private:
+  static constexpr const char* kUnderWay = "under-way-";
+  static constexpr const char* kEnded = "ended-";
+  static constexpr const char* kUnstored = "unstored-";
+  std::string file(const char* stage, const std::string& id) const { return folder_ + "/" + stage + id + ".json"; }
+  std::vector<std::string> ids_of(const std::string& stage) const;
+  void move(const char* from, const char* to, const std::string& id) const;
+
+  const std::string folder_;
+  int lock_ = -1;
+  std::vector<record::Run> cut_off_;
+};
+
+// Folders of stations that run no more, because their settings name another station or store now, in which runs wait.
+std::vector<std::string> journals_left(const std::string& state_folder);
+
+}  // namespace factory::station
