@@ -151,6 +151,7 @@ void FreshSamples::add(std::vector<double> row) {
 void FreshSamples::append(const FreshSamples& more) {
   wanted += more.wanted;
   if (!problem) problem = more.problem;
+  hopeless = hopeless || more.hopeless;
   for (const std::vector<double>& row : more.rows) add(row);
 }
 
@@ -158,13 +159,40 @@ double FreshSamples::error(size_t value) const {
   return values[value].standard_deviation() / std::sqrt(std::max(1, taken));
 }
 
+bool FreshSamples::is_hopeless(const std::vector<Within>& within) const {
+  constexpr int kEvery = 10;
+  constexpr double kErrors = 12;
+  if (taken >= wanted || taken % kEvery != 0) return false;
+  const double left = wanted - taken;
+  for (size_t i = 0; i < values.size() && i < within.size(); ++i) {
+    const auto& [low, high, noise] = within[i];
+    const double mean = values[i].mean();
+    const double deviation = values[i].standard_deviation();
+    if (std::isnan(mean)) return true;
+    if (taken * deviation * deviation > wanted * noise * noise) return true;
+    const double margin = kErrors * deviation * std::sqrt(left * taken / (taken - 1.0));
+    if (taken * mean + left * low - margin > wanted * high || taken * mean + left * high + margin < wanted * low)
+      return true;
+  }
+  return false;
+}
+
+void FreshLook::Gathering::add(const Sample& sample) {
+  if (seen++ < request.skip || is_over()) return;
+  const auto* const first = sample.words.begin() + request.first_word;
+  out.add({first, first + request.values});
+  out.hopeless = out.is_hopeless(request.within);
+}
+
 FreshLook::FreshLook(const EventFeed::Manager& manager, const SampleRequest& request)
-    : request_(request),
-      feed_(manager, request.sensor, request.period_ms,
-            [left = request.skip + request.count](const Sample&) mutable { return --left <= 0; }),
-      deadline_(feed_.enabled_at() + std::chrono::seconds(request.timeout_s)) {
-  out_.wanted = request.count;
-  out_.problem = feed_.problem();
+    : feed_(manager, request.sensor, request.period_ms,
+            [gathering = Gathering(request)](const Sample& sample) mutable {
+              gathering.add(sample);
+              return gathering.is_over();
+            }),
+      deadline_(feed_.enabled_at() + std::chrono::seconds(request.timeout_s)),
+      gathering_(request) {
+  gathering_.out.problem = feed_.problem();
 }
 
 // A sample that came after the time was over does not count, however late it is looked for.
@@ -173,12 +201,11 @@ bool FreshLook::go_on(const std::vector<Sample>& came) {
   const Time now = Steady::now();
   Time last = now;
   for (const Sample& sample : came) {
-    if (sample.arrival > deadline_ || seen_++ < request_.skip || out_.taken >= out_.wanted) continue;
-    const auto* const first = sample.words.begin() + request_.first_word;
-    out_.add({first, first + request_.values});
+    if (sample.arrival > deadline_ || gathering_.is_over()) continue;
+    gathering_.add(sample);
     last = sample.arrival;
   }
-  const bool all = out_.taken >= out_.wanted;
+  const bool all = gathering_.is_over();
   if (!all && now < deadline_) return true;
   ended_ = all ? last : now;
   feed_.stop();
@@ -194,9 +221,10 @@ FreshSamples FreshLook::take(const std::atomic<bool>& interrupted, const std::fu
   }
   if (!ended_) ended_ = Steady::now();
   feed_.stop();
-  if (!out_.problem && out_.taken < out_.wanted)
-    out_.problem = interrupted ? record::Reason{Why::interrupted, "interrupted"} : too_few(out_, feed_.strangers() > 0);
-  return std::move(out_);
+  FreshSamples& out = gathering_.out;
+  if (!out.problem && !gathering_.is_over())
+    out.problem = interrupted ? record::Reason{Why::interrupted, "interrupted"} : too_few(out, feed_.strangers() > 0);
+  return std::move(out);
 }
 
 FreshSamples take_samples(const EventFeed::Manager& manager, const SampleRequest& request,

@@ -217,7 +217,8 @@ void StepRun::verify_calibration(const Calibration& c) {
   if (c.kind != nullptr && !c.golden && c.kind->result != Result::proximity) {
     Sensor subject = *subject_of(step_.type);
     subject.type = c.kind->verified_type;
-    return look_at(subject, batch_of(subject), [=, this](const FreshSamples& came) { take_found(subject, came); });
+    return look_first(subject, batch_of(subject), c.reference_hpa,
+                      [=, this](const FreshSamples& came) { take_found(subject, came); });
   }
   if (c.kind == nullptr) require_stored_offset();
   hear_others(c, 0);
@@ -322,17 +323,25 @@ void StepRun::hear(const Sensor& itself, const FreshSamples& fresh, const Calibr
 
 // Nothing that is not known to be good stays in the hub.
 void StepRun::settle_what_stays(HeldValues& held, bool went_through) {
-  const bool good = passes(attempt_.outcome);
-  const Span span(*this, good ? "read back" : "put back");
-  attempt_.kept = good;
-  if (!good) {
-    held.put_back(session_, &attempt_);
-    if (attempt_.put_back) attempt_.notes.emplace_back("the old values were put back and read back");
-    // A step of which nothing can be read or written leaves its result behind once it went through.
-    if (went_through && held.before().empty() && !held.irreversible().empty()) attempt_.kept = true;
-    if (!nothing_sent_)
-      for (const std::string& what : held.irreversible()) attempt_.notes.push_back("not undone: " + what);
+  if (passes(attempt_.outcome)) {
+    const Span span(*this, "read back");
+    const int lost = session_.lost_messages();
+    attempt_.after = held.now(session_);
+    // What a lost answer leaves reads as zeros.
+    if (session_.lost_messages() == lost) {
+      attempt_.kept = true;
+      return;
+    }
+    attempt_.fail({Why::hub_silent, "the sensor hub did not answer when its values were read back", kLookAtServices});
   }
+  const Span span(*this, "put back");
+  attempt_.kept = false;
+  held.put_back(session_, &attempt_);
+  if (attempt_.put_back) attempt_.notes.emplace_back("the old values were put back and read back");
+  // A step of which nothing can be read or written leaves its result behind once it went through.
+  if (went_through && held.before().empty() && !held.irreversible().empty()) attempt_.kept = true;
+  if (!nothing_sent_)
+    for (const std::string& what : held.irreversible()) attempt_.notes.push_back("not undone: " + what);
   attempt_.after = held.now(session_);
 }
 

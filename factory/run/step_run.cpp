@@ -17,6 +17,58 @@ constexpr double kSpareSeconds = 5;
 
 int samples_of(const Step& step) { return step.samples > 0 ? step.samples : kVerifySamples; }
 
+// How far a mean may be from what it should be, either way.
+std::optional<double> residual_limit(const Step& step, double expected, size_t axis) {
+  const std::optional<Bound>& limit = step.limits.residual;
+  if (limit) return limit->at(axis) * (limit->relative ? std::fabs(expected) : 1);
+  const Sensor* kind = step.kind == StepKind::calibrate ? find_kind(step.type, 0) : nullptr;
+  if (kind == nullptr || kind->residual_limit <= 0) return {};
+  return kind->residual_limit * (kind->limit_is_relative ? std::fabs(expected) : 1);
+}
+
+// The most noise about a mean.
+std::optional<double> noise_limit_of(const Step& step, double mean, size_t axis) {
+  const std::optional<Bound>& limit = step.limits.noise;
+  if (limit) return limit->at(axis) * (limit->relative ? std::fabs(mean) : 1);
+  const Sensor& own = *sensor_of(step.type);
+  if (step.kind != StepKind::calibrate || own.noise <= 0) return {};
+  return own.noise * (own.limit_is_relative ? std::fabs(mean) : 1);
+}
+
+// What the sensor should report: what the plan says, the reference, the golden values, else what the fixture is set to.
+std::vector<double> expected_of(Session& session, const Step& step, const Sensor& subject,
+                                std::optional<double> reference_hpa) {
+  if (!step.expected.empty()) return step.expected;
+  if (reference_hpa) return {*reference_hpa};
+  const Sensor* kind = find_kind(step.type, 0);
+  if (kind != nullptr && kind->result == Result::channel_scale)
+    return golden_values(session, step, static_cast<size_t>(subject.values));
+  return expected_at(session.fixture().world(), step.type);
+}
+
+// What the first samples of a step may show that the others cannot mend any more. A limit of noise that goes by the
+// mean is largest at a limit of the mean.
+std::vector<Within> within_of(Session& session, const Step& step, const Sensor& subject,
+                              std::optional<double> reference_hpa) {
+  const Sensor* kind = find_kind(step.type, 0);
+  // Where it takes messages to the hub to know, it is not worth them.
+  const bool in_hub = kind != nullptr && kind->result == Result::channel_scale && step.expected.empty();
+  const auto expected = in_hub ? std::vector<double>() : expected_of(session, step, subject, reference_hpa);
+  std::vector<Within> out(static_cast<size_t>(subject.values));
+  for (size_t i = 0; i < out.size(); ++i) {
+    Within& within = out[i];
+    const std::optional<double> limit = i < expected.size() ? residual_limit(step, expected[i], i) : std::nullopt;
+    if (limit) within = {expected[i] - *limit, expected[i] + *limit};
+    if (step.kind == StepKind::verify) {
+      within.low = std::max(within.low, limit_at(step.limits.low, i).value_or(within.low));
+      within.high = std::min(within.high, limit_at(step.limits.high, i).value_or(within.high));
+    }
+    const double farthest = std::max(std::fabs(within.low), std::fabs(within.high));
+    within.noise = noise_limit_of(step, farthest, i).value_or(within.noise);
+  }
+  return out;
+}
+
 }  // namespace
 
 void StepRun::begin() {
@@ -94,7 +146,8 @@ void StepRun::run_fixture() {
   attempt_.notes.insert(attempt_.notes.end(), arranged.notes.begin(), arranged.notes.end());
 }
 
-std::optional<SampleRequest> request_of(Session& session, const Step& step, const Sensor& subject, int count) {
+std::optional<SampleRequest> request_of(Session& session, const Step& step, const Sensor& subject, int count,
+                                        std::vector<Within> within) {
   const auto* sensor = session.sensor(subject.type);
   const Sensor* kind = find_kind(step.type, 0);
   if (sensor == nullptr && kind != nullptr) sensor = verified_sensor(session, *kind);
@@ -106,15 +159,22 @@ std::optional<SampleRequest> request_of(Session& session, const Step& step, cons
                        .period_ms = period_ms,
                        .skip = step.settle,
                        .count = count,
-                       .timeout_s = static_cast<int>(kSpareSeconds + (count + step.settle) * period_ms / 1000.0)};
+                       .timeout_s = static_cast<int>(kSpareSeconds + (count + step.settle) * period_ms / 1000.0),
+                       .within = std::move(within)};
 }
 
 std::optional<SampleRequest> request_of(Session& session, const Step& step) {
-  return request_of(session, step, *subject_of(step.type), samples_of(step));
+  const Sensor& subject = *subject_of(step.type);
+  return request_of(session, step, subject, samples_of(step), within_of(session, step, subject, std::nullopt));
 }
 
 void StepRun::look_at(const Sensor& subject, int count, std::function<void(const FreshSamples&)> then) {
-  to_look_.push_back({subject, count, std::move(then)});
+  to_look_.push_back({subject, count, {}, std::move(then)});
+}
+
+void StepRun::look_first(const Sensor& subject, int count, std::optional<double> reference_hpa,
+                         std::function<void(const FreshSamples&)> then) {
+  to_look_.push_back({subject, count, within_of(session_, step_, subject, reference_hpa), std::move(then)});
 }
 
 // Takes one look after the other. False, without `wait`: samples are still to come.
@@ -124,7 +184,7 @@ bool StepRun::look(bool wait) {
     FreshSamples came;
     FreshLook* looks = own_look() != nullptr ? &own_look()->samples : nullptr;
     if (next.at && looks == nullptr && !look_) {
-      const std::optional<SampleRequest> request = request_of(session_, step_, *next.at, next.count);
+      const std::optional<SampleRequest> request = request_of(session_, step_, *next.at, next.count, next.within);
       if (request) look_.emplace(session_.cal().sensor_manager, *request);
       if (!request)
         came.problem = {Why::sensor_absent, "the phone lists no such sensor", "look at `sensorcal sensors`"};
@@ -154,31 +214,16 @@ FreshSamples StepRun::take(FreshLook& look) {
   });
 }
 
-// What the sensor should report: what the plan says, the reference, the golden values, else what the fixture is set to.
-std::vector<double> StepRun::expected_of(const Sensor& subject, std::optional<double> reference_hpa) {
-  if (!step_.expected.empty()) return step_.expected;
-  if (reference_hpa) return {*reference_hpa};
-  const Sensor* kind = find_kind(step_.type, 0);
-  if (kind != nullptr && kind->result == Result::channel_scale)
-    return golden_values(session_, step_, static_cast<size_t>(subject.values));
-  return expected_at(session_.fixture().world(), step_.type);
-}
-
 // How far fresh means are from what they should be, as far as that is known, within the limits of the step or the
 // sensor.
 std::vector<Measurement> StepRun::residuals_of(const Sensor& subject, const FreshSamples& fresh,
                                                std::optional<double> reference_hpa) {
-  const std::vector<double> expected = expected_of(subject, reference_hpa);
-  const std::optional<Bound>& limit = step_.limits.residual;
-  const Sensor* kind = step_.kind == StepKind::calibrate ? find_kind(step_.type, 0) : nullptr;
+  const std::vector<double> expected = expected_of(session_, step_, subject, reference_hpa);
   std::vector<Measurement> out;
   for (size_t i = 0; i < fresh.values.size() && i < expected.size(); ++i) {
     const double residual = fresh.values[i].mean() - expected[i];
     Measurement& m = out.emplace_back(Measurement{"residual", subject.axes[i], residual, subject.unit, fresh.error(i)});
-    const bool relative = limit ? limit->relative : kind != nullptr && kind->limit_is_relative;
-    const double share = relative ? std::fabs(expected[i]) : 1;
-    if (limit) m.high = limit->at(i) * share;
-    if (!limit && kind != nullptr && kind->residual_limit > 0) m.high = kind->residual_limit * share;
+    m.high = residual_limit(step_, expected[i], i);
     if (m.high) m.low = -*m.high;
   }
   return out;
@@ -212,14 +257,7 @@ void StepRun::measure_fresh(const Sensor& subject, const FreshSamples& fresh,
                      "say so with \"expect\", or write the golden values first",
                      {axis}});
     }
-    std::optional<double> most;
-    const Sensor& own = *sensor_of(step_.type);
-    const double usual = own.noise * (own.limit_is_relative ? std::fabs(mean) : 1);
-    if (limits.noise) {
-      most = limits.noise->at(i) * (limits.noise->relative ? std::fabs(mean) : 1);
-    } else if (step_.kind == StepKind::calibrate && usual > 0) {
-      most = usual;
-    }
+    const std::optional<double> most = noise_limit_of(step_, mean, i);
     measure({"noise", axis, noise, subject.unit, noise / std::sqrt(2.0 * std::max(1, fresh.taken)), {}, most},
             noise_hint(subject.unit));
     if (step_.kind == StepKind::verify && (limits.low || limits.high)) {
@@ -227,6 +265,12 @@ void StepRun::measure_fresh(const Sensor& subject, const FreshSamples& fresh,
               residual_hint(subject.unit));
     }
   }
+  if (!fresh.hopeless) return;
+  const std::string taken = std::to_string(fresh.taken);
+  attempt_.notes.push_back("the look was over after " + taken + " of " + std::to_string(fresh.wanted) +
+                           " samples: the others could not have brought it within its limits");
+  if (attempt_.reasons.empty())
+    attempt_.fail({Why::value_unsure, "the look was over after " + taken + " samples", "repeat the step", {"", taken}});
 }
 
 void StepRun::verify_near(std::optional<bool> near) {
@@ -240,7 +284,7 @@ void StepRun::run_verify() {
     return verify_near(step_.near);
   }
   const Sensor& subject = *subject_of(step_.type);
-  look_at(subject, samples_of(step_), [&](const FreshSamples& came) { fresh_ = came; });
+  look_first(subject, samples_of(step_), std::nullopt, [&](const FreshSamples& came) { fresh_ = came; });
   look(true);
   if (own_look() != nullptr) moment_ = own_look()->samples.ended();
   if (session_.interrupted()) return;

@@ -89,8 +89,11 @@ class StepRun {
   void end_calibrate();
   bool look(bool wait);
   void look_at(const Sensor& subject, int count, std::function<void(const FreshSamples&)> then);
+  // The same, over at once where it cannot pass any more.
+  void look_first(const Sensor& subject, int count, std::optional<double> reference_hpa,
+                  std::function<void(const FreshSamples&)> then);
   void then(const std::function<void()>& what) {
-    to_look_.push_back({std::nullopt, 0, [what](const FreshSamples&) { what(); }});
+    to_look_.push_back({std::nullopt, 0, {}, [what](const FreshSamples&) { what(); }});
   }
   void verify_calibration(const Calibration& calibration);
   void take_found(const Sensor& subject, const FreshSamples& came);
@@ -109,7 +112,6 @@ class StepRun {
   void measure_fresh(const Sensor& subject, const FreshSamples& fresh, const std::vector<Measurement>& residuals);
   std::vector<Measurement> residuals_of(const Sensor& subject, const FreshSamples& fresh,
                                         std::optional<double> reference_hpa);
-  std::vector<double> expected_of(const Sensor& subject, std::optional<double> reference_hpa);
   FreshSamples take(FreshLook& look);
   Look* own_look() { return !looks_.empty() && looks_.front().step == &step_ ? &looks_.front() : nullptr; }
   void look_again(const Sensor& subject, const FreshSamples& fresh);
@@ -152,6 +154,7 @@ class StepRun {
   struct NextLook {
     std::optional<Sensor> at;  // none: only what comes then
     int count;
+    std::vector<Within> within;
     std::function<void(const FreshSamples&)> then;
   };
   std::optional<HeldValues> held_;
@@ -164,7 +167,8 @@ class StepRun {
 };
 
 // What a step looks at, by its own period and count; nothing where the phone has no such sensor.
-std::optional<SampleRequest> request_of(Session& session, const Step& step, const Sensor& subject, int count);
+std::optional<SampleRequest> request_of(Session& session, const Step& step, const Sensor& subject, int count,
+                                        std::vector<Within> within);
 // The same of a verify step.
 std::optional<SampleRequest> request_of(Session& session, const Step& step);
 

@@ -126,6 +126,20 @@ TEST(KeepOrPutBack, ASilentHubIsNotedBeforeAnythingChanges) {
   EXPECT_THAT(ran.attempt(1).before, IsEmpty());
 }
 
+// However late the hub goes: the last messages read what the record says is held.
+TEST(KeepOrPutBack, AHubThatGoesAtTheEndKeepsNothing) {
+  const Station::Ran good = Station().run(R"({"calibrate": "Lux"})");
+  ASSERT_EQ(good.verdict, Outcome::passed);
+  const size_t all = good.attempt(0).hub.size();
+  for (size_t messages = all - 3; messages < all; ++messages) {
+    Station station;
+    station.options.fault = {"hub-vanish:" + std::to_string(messages)};
+    const Station::Ran ran = station.run(R"({"calibrate": "Lux"})");
+    EXPECT_EQ(ran.verdict, Outcome::error) << messages << " of " << all;
+    EXPECT_EQ(ran.attempt(0).reasons.at(0).code, "hub.silent");
+  }
+}
+
 TEST(KeepOrPutBack, ScalesFilesAndGoldenValuesReturn) {
   Station station;
   const std::string first = R"({"calibrate": "CCT_F_strm", "golden": [800, 1200, 600, 2000, 400, 300, 200]})";

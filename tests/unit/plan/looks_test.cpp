@@ -1,4 +1,6 @@
 // Verifications next to each other look at their sensors together, and judge what each would have seen alone.
+#include <random>
+
 #include "recorded_run.h"
 #include "station.h"
 
@@ -171,7 +173,7 @@ TEST(Looks, ThatFailLaterPutBackThen) {
   const std::string gyr = R"({"calibrate": "Gyr"}, {"probe": "tof", "expect": true})";
   for (const bool again : {true, false}) {
     Station station;
-    station.options.speed = "20";
+    station.options.speed = "5";
     ASSERT_EQ(station.run(R"({"calibrate": "Acc"})").verdict, Outcome::passed);
     const std::vector<float> before = station.offset(sensor_type::accelerometer);
     constexpr int kRun = 53;
@@ -278,8 +280,8 @@ TEST(Looks, AreJudgedByTheirOwnTime) {
   EXPECT_EQ(fast.steps[2].outcome, record::Outcome::passed) << "5 events of 100 ms took the 203 of the first step";
   for (const record::Step& step : fast.steps) {
     const record::Attempt& attempt = step.attempts[0];
-    EXPECT_NEAR(attempt.spans.at(0).to_s, end_of(attempt, fast), 0.01) << step.name;
-    EXPECT_NEAR(attempt.spans[0].to_s - attempt.spans[0].from_s, attempt.seconds, 0.01) << step.name;
+    EXPECT_NEAR(attempt.spans.at(0).to_s, end_of(attempt, fast), 0.05) << step.name;
+    EXPECT_NEAR(attempt.spans[0].to_s - attempt.spans[0].from_s, attempt.seconds, 0.05) << step.name;
   }
   EXPECT_THAT(factory::differences(fast, run.replay()), IsEmpty());
 }
@@ -293,6 +295,72 @@ TEST(Looks, EndInTimeWhoeverIsWaitedFor) {
                {"verify": "Bar", "samples": 2, "settle": 0, "limits": {"noise": "1 hPa"}})"));
   EXPECT_EQ(ran.steps[1].attempts.at(0).reasons.at(0).code, "sensor.silent");
   EXPECT_EQ(run.on(), 0);
+}
+
+// Of a million looks at phones that are good, most of them just so, at the limit of their mean and with noise of up to
+// thirty times it, none that would pass is given up; a mean that is far out is, within the first samples.
+TEST(Looks, AreGivenUpWhereNoGoodPhoneWouldPass) {
+  constexpr int kMillion = 1000000;
+  constexpr size_t kDraws = 1U << 16U;
+  std::mt19937_64 draw(1);
+  std::normal_distribution<double> normal;
+  std::vector<double> noise(kDraws);
+  for (double& one : noise) one = normal(draw);
+  const std::vector<factory::Within> within = {{-1, 1}};
+  int lost = 0, passed = 0, far_ones = 0;
+  for (int i = 0; i < kMillion; ++i) {
+    const uint64_t chance = draw();
+    const bool far_out = i % 100 == 0;
+    const double mean = far_out ? 20 : i % 3 == 0 ? 0.9 : 1;
+    const double deviation = far_out ? 0.5 : std::exp2(static_cast<double>(i % 11) - 5);
+    factory::FreshSamples samples;
+    samples.wanted = i % 5 == 0 ? 50 : 20;
+    samples.values.resize(1);
+    bool given_up = false;
+    while (samples.taken < samples.wanted) {
+      const size_t at = chance + static_cast<size_t>(samples.taken) * (2 * (chance >> 40U) + 1);
+      samples.values[0].add(mean + deviation * noise[at % kDraws]);
+      ++samples.taken;
+      given_up = given_up || samples.is_hopeless(within);
+      if (far_out && given_up) break;
+    }
+    far_ones += far_out && samples.taken == 10 ? 1 : 0;
+    if (far_out || std::fabs(samples.values[0].mean()) > 1) continue;
+    ++passed;
+    lost += given_up ? 1 : 0;
+  }
+  EXPECT_GT(passed, 400000);
+  EXPECT_EQ(lost, 0);
+  EXPECT_EQ(far_ones, kMillion / 100);
+}
+
+TEST(Looks, EndWhereTheyCannotPassAnyMore) {
+  const struct {
+    const char* fault;
+    const char* limits;
+    size_t taken;
+    const char* reason;
+  } kRows[] = {
+      {"", R"("residual": "1 m/s^2", "noise": "0.05 m/s^2")", 100, ""},
+      {"motion:Acc", R"("noise": "0.05 m/s^2")", 10, "value.outside"},
+      {"nan:Acc", R"("noise": "0.05 m/s^2")", 10, "value.outside"},
+      {"", R"("low": "3 m/s^2", "high": "4 m/s^2")", 20, "value.outside"},
+      {"", R"("low": "3 m/s^2")", 100, "value.outside"},  // what comes could be as high as you like
+  };
+  for (const auto& row : kRows) {
+    RecordedRun run;
+    if (*row.fault != '\0') run.options.fault = {row.fault};
+    const record::Run ran =
+        run.record(group(std::string(R"({"verify": "Acc", "samples": 100, "limits": {)") + row.limits + "}}"));
+    const record::Attempt& attempt = ran.steps[0].attempts.at(0);
+    ASSERT_TRUE(attempt.window);
+    EXPECT_EQ(attempt.window->samples.size(), row.taken) << row.limits;
+    EXPECT_EQ(attempt.reasons.empty() ? "" : attempt.reasons[0].code, row.reason) << row.limits;
+    const bool told = ::testing::Matches(::testing::Contains(::testing::HasSubstr("the look was over")))(attempt.notes);
+    EXPECT_EQ(told, row.taken < 100);
+    EXPECT_EQ(run.on(), 0);
+    EXPECT_THAT(factory::differences(ran, run.replay()), IsEmpty());
+  }
 }
 
 }  // namespace
