@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <future>
 #include <ostream>
 #include <set>
 
@@ -226,16 +227,21 @@ class Factory {
   float proximity_at(const std::string& target) {
     world("target", target);
     client_.listener->forget();
-    client_.listener->on_each = [this, left = 20](const phone_test::Event& event) mutable {
-      if (static_cast<int>(event.sensorType) == proximity_stream && --left == 0) client_.disable(proximity_stream);
+    std::promise<void> last;
+    client_.listener->on_each = [this, &last, left = 20](const phone_test::Event& event) mutable {
+      if (static_cast<int>(event.sensorType) != proximity_stream || --left != 0) return;
+      // From within the delivery: none is left for whoever listens next.
+      client_.disable(proximity_stream);
+      client_.disable(proximity);
+      last.set_value();
     };
     client_.enable(proximity, 100000);
     client_.enable(proximity_stream, 100000);
+    EXPECT_EQ(last.get_future().wait_for(std::chrono::seconds(5)), std::future_status::ready);
     float state = -1;
-    for (const auto& event : client_.listener->wait_for(21)) {
+    for (const auto& event : client_.listener->events()) {
       if (static_cast<int>(event.sensorType) == proximity) state = event.u.data[0];
     }
-    client_.disable(proximity);
     world("target", "none");
     return state;
   }
