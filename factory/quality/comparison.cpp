@@ -77,8 +77,8 @@ void contrast(Contrast* c) {
 Comparison compare(Database* database, const Filter& filter, const std::vector<std::string>& sides,
                    const Choices& choices) {
   Comparison out;
-  // The same value whatever its limits were: another version of the plan may have drawn them elsewhere.
-  std::map<std::tuple<std::string, std::string, std::string, std::string, std::string>, std::array<Moments, 2>> found;
+  // Limits may be drawn elsewhere on the two sides.
+  std::map<decltype(Characteristic().key()), std::array<Moments, 2>> found;
   std::array<Filter, 2> filters;
   if (sides[0] == sides[1]) throw AppError(kUsage, "--compare " + sides[0] + ": is the same twice");
   for (size_t i = 0; i < 2; ++i) {
@@ -93,7 +93,7 @@ Comparison compare(Database* database, const Filter& filter, const std::vector<s
   for (size_t i = 0; i < 2; ++i) {
     out.names[i] = sides[i];
     for (const Characteristic& c : characteristics(database, filters[i], choices)) {
-      if (!c.is_duration()) found[{c.plan, c.step, c.name, c.axis, c.unit}][i].add(c.all);
+      if (!c.is_duration()) found[c.key()][i].add(c.all);
     }
   }
   for (size_t i = 0; i < 2; ++i) {
@@ -102,7 +102,7 @@ Comparison compare(Database* database, const Filter& filter, const std::vector<s
     if (!any) throw AppError(kUsage, "--compare " + sides[i] + ": no run of it has a value");
   }
   for (const auto& [names, moments] : found) {
-    const auto& [plan, step, name, axis, unit] = names;
+    const auto& [plan, step, name, axis, unit, nth] = names;
     out.contrasts.push_back({plan, step, name, axis, unit, moments, {}, {}, 0});
     contrast(&out.contrasts.back());
   }

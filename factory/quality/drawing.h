@@ -40,6 +40,7 @@ inline constexpr const char* kDrawingLooks =
     "svg.small path { fill: none; stroke-width: 1.5; stroke: var(--accepted); }\n"
     "svg.small .bars { fill: var(--line); stroke: var(--settling); stroke-width: .5; }\n"
     "svg.small .limit { stroke: var(--limit); stroke-width: 2; }\n"
+    "svg.small .then { stroke-width: 1; stroke-dasharray: 2 2; }\n"
     "svg.small .bound { stroke: var(--restart); stroke-width: 1; stroke-dasharray: 4 3; }\n"
     "svg.small .alarm { stroke: var(--failed); stroke-width: 6; stroke-linecap: round; }\n"
     "@media print { .scrolls table { font-size: 6.5pt; } .scrolls td, .scrolls th { font-size: 6.5pt; padding: 2pt 3pt "

@@ -6,6 +6,7 @@
 #include <set>
 #include <tuple>
 
+#include "quality/series.h"
 #include "store/query.h"
 
 namespace factory::store {
@@ -14,12 +15,6 @@ namespace {
 constexpr size_t kOutliersEach = 10;  // of one characteristic
 constexpr size_t kFewestForOutliers = 8;
 constexpr const char* kReference = "CAST(:reference AS DOUBLE PRECISION)";
-
-struct Series {
-  size_t characteristic = 0;
-  std::string station, lot;
-  double reference = 0;
-};
 
 // The values of one series on one day, or in one quarter of an hour.
 struct Cell {
@@ -30,8 +25,19 @@ struct Cell {
   long long unusable = 0;
 };
 
-using Identity = std::tuple<std::string, std::string, std::string, std::string, std::string, std::optional<double>,
-                            std::optional<double>>;
+// A list of numbers that is given as JSON, for a statement has no room for all that there may be.
+std::string listed(const Database& database, const std::string& name) {
+  return database.postgresql()
+             ? "(SELECT CAST(v AS BIGINT) FROM json_array_elements_text(CAST(:" + name + " AS JSON)) v)"
+             : "(SELECT value FROM json_each(:" + name + "))";
+}
+
+template <typename Numbers>
+std::string json_of(const Numbers& numbers) {
+  std::string out = "[";
+  for (const auto number : numbers) out += (out.size() == 1 ? "" : ",") + std::to_string(number);
+  return out + "]";
+}
 
 std::string which_attempts(const Database& database, Attempts attempts) {
   switch (attempts) {
@@ -41,9 +47,7 @@ std::string which_attempts(const Database& database, Attempts attempts) {
     case Attempts::last:
       return " AND m.deciding = 1";
     case Attempts::passing:
-      return std::string(" AND m.deciding = 1 AND m.run NOT IN (SELECT ") +
-             (database.postgresql() ? "CAST(v AS BIGINT) FROM json_array_elements_text(CAST(:not_passing AS JSON)) v)"
-                                    : "value FROM json_each(:not_passing))");
+      return " AND m.deciding = 1 AND m.run NOT IN " + listed(database, "not_passing");
   }
   return "";
 }
@@ -51,7 +55,7 @@ std::string which_attempts(const Database& database, Attempts attempts) {
 // The runs that are not the last one of a phone in its plan, or did not pass: few, and asked for once, as a list in
 // JSON. Ids are in the order of time; few phones came twice, and those are told apart one by one.
 std::string runs_not_passing(Database* database, const Filter& filter) {
-  std::string out;
+  std::vector<long long> out;
   long long no = 0;
   Query query(database,
               "SELECT k.no FROM run k JOIN setup w ON w.id = k.setup WHERE k.verdict <> 0 OR (k.serial_key IN (SELECT "
@@ -60,8 +64,8 @@ std::string runs_not_passing(Database* database, const Filter& filter) {
               "NOT IN (4, 5)" +
                   on_runs(filter) + "))");
   query.with(filter).into(&no);
-  while (query.next()) out += (out.empty() ? "[" : ",") + std::to_string(no);
-  return out.empty() ? "[]" : out + "]";
+  while (query.next()) out.push_back(no);
+  return json_of(out);
 }
 
 class Answer {
@@ -73,13 +77,14 @@ class Answer {
         subgroups_(choices.subgroups),
         day_(subgroups_.takes_quarters() ? "(r.started_ms / " + std::to_string(Subgroups::kQuarterMs) + ")" : "m.day"),
         run_(subgroups_.takes_quarters() ? " JOIN run r ON r.day = m.day AND r.no = m.run" : ""),
-        these_(which_attempts(*database, choices.attempts) + on_measurements(filter)) {
+        these_(which_attempts(*database, choices.attempts) + on_measurements(filter)),
+        among_(" AND s.id IN " + listed(*database, "among")) {
     if (choices.attempts == Attempts::passing) not_passing_ = runs_not_passing(database, filter);
   }
 
   std::vector<Characteristic> get() {
     if (subgroups_.by() == SubgroupBy::lot) subgroups_.read_lots(&database_);
-    read_series();
+    std::tie(out_, series_) = read_series(&database_, filter_);
     cells_ = read_cells("", [](Query&) {});
     std::vector<std::vector<Cell*>> cells(out_.size());
     for (Cell& cell : cells_) cells[series_.at(cell.series).characteristic].push_back(&cell);
@@ -92,6 +97,7 @@ class Answer {
       if (!out_[i].is_duration()) look_into(cells[i], &out_[i]);
       for (const Cell* cell : cells[i]) add(*cell, &out_[i]);
       out_[i].all = total(out_[i].line.days);
+      find_limits(&out_[i]);
     }
     std::erase_if(out_,
                   [](const Characteristic& c) { return c.all.count == 0 && c.unusable == 0 && c.outlier_count == 0; });
@@ -109,31 +115,6 @@ class Answer {
   Query& give_these(Query* query) const {
     query->with(filter_);
     return not_passing_.empty() ? *query : query->with("not_passing", not_passing_);
-  }
-
-  void read_series() {
-    int id = 0;
-    Series series;
-    Characteristic c;
-    std::map<Identity, size_t> known;
-    Filter any_run = filter_;  // what asks for runs has no say here
-    any_run.since_ms = any_run.until_ms = std::nullopt;
-    any_run.verdict = std::nullopt;
-    any_run.marked.clear();
-    any_run.only = std::nullopt;
-    Query query(&database_,
-                "SELECT s.id, s.reference, p.station, p.lot, p.plan, t.name, s.name, s.axis, s.unit, s.low, s.high "
-                "FROM series s "
-                "JOIN setup p ON p.id = s.setup JOIN plan_step t ON t.id = s.plan_step WHERE 1 = 1" +
-                    on_measurements(any_run) + " ORDER BY s.id");
-    query.with(filter_).into(&id, &series.reference, &series.station, &series.lot, &c.plan, &c.step, &c.name, &c.axis,
-                             &c.unit, &c.low, &c.high);
-    while (query.next()) {
-      const auto [at, is_new] = known.try_emplace({c.plan, c.step, c.name, c.axis, c.unit, c.low, c.high}, out_.size());
-      if (is_new) out_.push_back(c);
-      series.characteristic = at->second;
-      series_[id] = series;
-    }
   }
 
   // The cells of the series and days that are asked for, with sums about a value close by: no digits are lost when one
@@ -204,14 +185,10 @@ class Answer {
     const Series& series = series_.at(cell.series);
     const int subgroup =
         subgroups_.by() == SubgroupBy::lot ? subgroups_.of_lot(series.lot) : subgroups_.of_time(cell.day);
-    c->line.days[subgroup].add(cell.values);
-    c->stations[series.station].days[subgroup].add(cell.values);
-  }
-
-  static std::string among(const std::set<int>& series) {
-    std::string out;
-    for (const int id : series) out += (out.empty() ? " AND s.id IN (" : ", ") + std::to_string(id);
-    return out + ")";
+    for (Process* process : {&c->line, &c->stations[series.station]}) {
+      process->days[subgroup].add(cell.values);
+      process->under[subgroup][series.limits] += cell.values.count;
+    }
   }
 
   // Sorted. Of many values a part, by runs that are scattered over all stations and times.
@@ -225,9 +202,9 @@ class Answer {
         &database_,
         "SELECT m.value FROM series s JOIN setup p ON p.id = s.setup JOIN measurement m ON m.series = s.id WHERE "
         "m.value IS NOT NULL" +
-            (count > choices_.single_values ? " AND (m.run * 7919) % 10007 * " + part + " < 10007" : "") +
-            among(series) + these_);
-    give_these(&query).into(&value);
+            (count > choices_.single_values ? " AND (m.run * 7919) % 10007 * " + part + " < 10007" : "") + among_ +
+            these_);
+    give_these(&query).with("among", json_of(series)).into(&value);
     while (query.next()) values.push_back(value);
     std::sort(values.begin(), values.end());
     return values;
@@ -268,8 +245,10 @@ class Answer {
       keep_farthest(&c->outliers);
     }
     std::map<std::pair<int, int>, Moments> kept;
-    const Give give = [&](Query& query) { query.with("low", low_end(*c)).with("high", high_end(*c)); };
-    for (const Cell& cell : read_cells(among(series) + " AND m.value BETWEEN :low AND :high", give, c->middle.median))
+    const Give give = [&](Query& query) {
+      query.with("low", low_end(*c)).with("high", high_end(*c)).with("among", json_of(series));
+    };
+    for (const Cell& cell : read_cells(among_ + " AND m.value BETWEEN :low AND :high", give, c->middle.median))
       kept[{cell.series, cell.day}] = cell.values;
     for (const auto& [distance, cell] : far) {
       const Moments& rest = kept[{cell->series, cell->day}];
@@ -311,6 +290,7 @@ class Answer {
   Subgroups subgroups_;
   const std::string day_, run_;  // what cells are told apart by, and where that is from
   const std::string these_;      // values
+  const std::string among_;      // series that are given
   std::string not_passing_;      // runs, where those that pass are asked for
   std::vector<Characteristic> out_;
   std::map<int, Series> series_;
@@ -324,18 +304,16 @@ void judge(const Characteristic& c, const Choices& choices, const Subgroups& sub
   for (ChartPoint& point : process->chart.points) point.when = subgroups.label(point.day);
 }
 
-// The same values in the period that was named, whatever their limits were then.
+// The same values in the period that was named.
 void read_baselines(Database* database, Filter filter, Choices choices, std::vector<Characteristic>* out) {
   std::tie(filter.since_ms, filter.until_ms) = *choices.baseline_ms;
-  std::map<std::tuple<std::string, std::string, std::string, std::string, std::string>, std::vector<Characteristic>>
-      found;
-  for (Characteristic& c : Answer(database, filter, choices).get())
-    found[{c.plan, c.step, c.name, c.axis, c.unit}].push_back(std::move(c));
+  std::map<decltype(Characteristic().key()), std::vector<Characteristic>> found;
+  for (Characteristic& c : Answer(database, filter, choices).get()) found[c.key()].push_back(std::move(c));
   const auto add = [](const Days& days, Process* process) {
     for (const auto& [day, values] : days) process->baseline[day].add(values);
   };
   for (Characteristic& c : *out) {
-    for (const Characteristic& then : found[{c.plan, c.step, c.name, c.axis, c.unit}]) {
+    for (const Characteristic& then : found[c.key()]) {
       add(then.line.days, &c.line);
       for (const auto& [station, process] : then.stations) {
         if (const auto now = c.stations.find(station); now != c.stations.end()) add(process.days, &now->second);
@@ -373,6 +351,10 @@ std::vector<Characteristic> characteristics(Database* database, const Filter& fi
   if (choices.baseline_ms) read_baselines(database, filter, choices, &out);
   for (Characteristic& c : out) {
     judge(c, choices, answer.subgroups(), &c.line);
+    for (LimitsThen& then : c.limits_then) {
+      then.from = answer.subgroups().label(then.first);
+      then.until = answer.subgroups().label(then.last);
+    }
     for (auto& [name, process] : c.stations) judge(c, choices, answer.subgroups(), &process);
   }
   return out;

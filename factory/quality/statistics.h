@@ -4,6 +4,8 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include "quality/capability.h"
@@ -68,20 +70,37 @@ struct Outlier {
   long long started_ms;
 };
 
+using Limits = std::pair<std::optional<double>, std::optional<double>>;  // low and high
+
 // All stations' values, or one's.
 struct Process {
   Days days;
-  Days baseline;  // empty: none was asked for, or it has no values
+  std::map<int, std::map<Limits, long long>> under;  // by which limits so many values of a subgroup were judged
+  Days baseline;                                     // empty: none was asked for, or it has no values
   Capability capability;
   ControlChart chart;
   std::optional<Index> a_day;  // how much it drifts
   bool changed = false;        // out of control, also where so many charts are looked at
+
+  Limits limits_in(int subgroup) const;  // those of most of its values
 };
 
-// The same value with the same limits, wherever and by whatever version it was measured.
+// Limits that were in force, and the subgroups in which they were.
+struct LimitsThen {
+  Limits limits;
+  long long values = 0;
+  int first = 0, last = 0;
+  std::string from, until;  // the same in words
+};
+
+// The same value, wherever and by whatever version it was measured, and whatever its limits were then.
 struct Characteristic {
   std::string plan, step, name, axis, unit;
-  std::optional<double> low, high;
+  // Of several of this name in the plan, which have their limits each, as one before and one after a calibration: its
+  // place among them.
+  int nth = 0;
+  std::optional<double> low, high;      // the newest ones
+  std::vector<LimitsThen> limits_then;  // in their order; one, unless they changed
   Moments all;
   long long failed = 0;    // out of the limits, as judged then
   long long unusable = 0;  // not a number, infinite, or beyond 1e100
@@ -99,6 +118,10 @@ struct Characteristic {
   // How long a step took: of the station, not of the phone.
   bool is_duration() const { return name == "duration" && unit == "s"; }
   bool is_normal() const { return !normality || normality->p >= kNormalBelow; }
+  bool limits_changed() const { return limits_then.size() > 1; }
+  // Each run has its own, as where a limit is a share of what is measured.
+  bool limits_follow() const { return limits_then.size() > line.days.size() + 1; }
+  auto key() const { return std::tuple(plan, step, name, axis, unit, nth); }
 };
 
 // Golden and known-bad phones: their runs are in no other figure.

@@ -68,7 +68,13 @@ Json::Value to_json(const Moments& m) {
   return out;
 }
 
-Json::Value to_json(const Process& process) {
+void add_limits(const Limits& limits, Json::Value* out) {
+  (*out)["low"] = optional_number(limits.first);
+  (*out)["high"] = optional_number(limits.second);
+}
+
+// `limits`: that each point has those of its time.
+Json::Value to_json(const Process& process, bool limits) {
   const ControlChart& chart = process.chart;
   Json::Value out;
   out["rules"] = kRulesNames[static_cast<int>(chart.rules)];
@@ -87,6 +93,7 @@ Json::Value to_json(const Process& process) {
     day["shown"] = json_number(point.shown);
     day["lower"] = json_number(chart.line(-chart.limit, point));
     day["upper"] = json_number(chart.line(chart.limit, point));
+    if (limits) add_limits(process.limits_in(point.day), &day);
     if (point.rule > 0) {
       day["rule"] = point.rule;
       day["rule_text"] = rule_in_words(point.rule);
@@ -127,8 +134,7 @@ Json::Value figures_of(const Characteristic& c) {
   out["name"] = c.name;
   out["axis"] = c.axis;
   out["unit"] = c.unit;
-  out["low"] = optional_number(c.low);
-  out["high"] = optional_number(c.high);
+  add_limits({c.low, c.high}, &out);
   out["failed"] = whole(c.failed);
   out["unusable"] = whole(c.unusable);
   return out;
@@ -149,13 +155,25 @@ Json::Value to_json(const Characteristic& c, bool without_outliers) {
     percentile["pp"] = optional_number(percentile_pp(*c.percentiles, c.low, c.high));
     percentile["ppk"] = optional_number(percentile_ppk(c));
   }
-  out["drift"] = to_json(c.line);
+  Json::Value& changed = out["limits_changed"];
+  if (c.limits_changed()) {
+    changed["count"] = static_cast<Json::UInt64>(c.limits_then.size());
+    changed["latest"] = json_list(latest_limits(c), [](const LimitsThen& then) {
+      Json::Value entry;
+      add_limits(then.limits, &entry);
+      entry["values"] = whole(then.values);
+      entry["from"] = then.from;
+      entry["until"] = then.until;
+      return entry;
+    });
+  }
+  out["drift"] = to_json(c.line, c.limits_changed());
   out["stations"] = json_list(c.stations, [&](const auto& of_station) {
     const auto& [name, process] = of_station;
     Json::Value station = to_json(total(process.days));
     station["station"] = name;
     station["capability"] = to_json(process.capability);
-    station["drift"] = to_json(process);
+    station["drift"] = to_json(process, c.limits_changed());
     return station;
   });
   Json::Value& outliers = out["outliers"];

@@ -33,12 +33,17 @@ class Charts {
   Json::Value data_{Json::arrayValue};
 };
 
-Json::Value chart_of(const Characteristic& c, const ControlChart& chart) {
+void add_limits(const Limits& limits, Json::Value* out) {
+  if (limits.first) (*out)["low"] = *limits.first;
+  if (limits.second) (*out)["high"] = *limits.second;
+}
+
+Json::Value chart_of(const Characteristic& c, const Process& process) {
+  const ControlChart& chart = process.chart;
   Json::Value out;
   out["kind"] = "drift";
   out["centre"] = chart.centre;
-  if (c.low) out["low"] = *c.low;
-  if (c.high) out["high"] = *c.high;
+  if (!c.limits_changed()) add_limits({c.low, c.high}, &out);
   out["points"] = Json::Value(Json::arrayValue);
   for (const ChartPoint& point : chart.points) {
     Json::Value& p = out["points"].append(Json::Value());
@@ -49,7 +54,23 @@ Json::Value chart_of(const Characteristic& c, const ControlChart& chart) {
     p["upper"] = chart.line(chart.limit, point);
     p["lower"] = chart.line(-chart.limit, point);
     p["rule"] = rule_in_words(point.rule);
+    if (c.limits_changed()) add_limits(process.limits_in(point.day), &p);
   }
+  return out;
+}
+
+// Least, mean and greatest values of subgroups, between the limits that these were under.
+Json::Value range_chart(const Process& process) {
+  Json::Value out;
+  out["kind"] = "range";
+  for (const auto& [subgroup, values] : process.days) {
+    Json::Value& p = out["points"].append(Json::Value());
+    p["least"] = values.least;
+    p["mean"] = values.mean;
+    p["most"] = values.most;
+    add_limits(process.limits_in(subgroup), &p);
+  }
+  for (Json::ArrayIndex i = 0; i < out["points"].size(); ++i) out["points"][i]["day"] = process.chart.points[i].when;
   return out;
 }
 
@@ -135,8 +156,14 @@ Markup histogram_of(const Characteristic& c) {
   const auto is_near = [&](const std::optional<double>& limit) {
     return limit && *limit > h.from - span && *limit < h.to + span;
   };
-  const double left = is_near(c.low) ? std::min(*c.low, h.from) : h.from;
-  const double right = is_near(c.high) ? std::max(*c.high, h.to) : h.to;
+  double left = h.from;
+  double right = h.to;
+  std::vector<LimitsThen> drawn = latest_limits(c);
+  drawn.push_back({{c.low, c.high}, 0, 0, 0, {}, {}});
+  for (const LimitsThen& then : drawn) {
+    if (is_near(then.limits.first)) left = std::min(left, *then.limits.first);
+    if (is_near(then.limits.second)) right = std::max(right, *then.limits.second);
+  }
   const double width = span / static_cast<double>(h.bins.size());
   const auto bell = [&](double x) {
     const double z = (x - c.all.mean) / sigma;
@@ -159,8 +186,11 @@ Markup histogram_of(const Characteristic& c) {
     curve += (i == 0 ? "M" : "L") + drawing.at(x, bell(x));
   }
   drawing.path("curve", curve);
-  if (is_near(c.low)) drawing.upright("limit", *c.low);
-  if (is_near(c.high)) drawing.upright("limit", *c.high);
+  for (const LimitsThen& then : drawn) {
+    for (const auto& limit : {then.limits.first, then.limits.second}) {
+      if (is_near(limit)) drawing.upright(&then == &drawn.back() ? "limit" : "limit then", *limit);
+    }
+  }
   return drawing.markup("histogram");
 }
 
@@ -228,7 +258,11 @@ Markup measurements(const Statistics& s, const std::vector<const Characteristic*
     }
     Markup failed(std::to_string(c.failed));
     if (c.unusable > 0) failed += element("small", std::to_string(c.unusable) + " not usable");
-    table.add({element("a", {{"href", "#" + measurement_id(i)}}, name_of(c)), limits_of(c), histogram_of(c),
+    Markup limits(limits_of(c));
+    if (c.limits_changed())
+      limits += element("small", std::to_string(c.limits_then.size()) +
+                                     (c.limits_follow() ? " limits of single runs" : " limits in turn"));
+    table.add({element("a", {{"href", "#" + measurement_id(i)}}, name_of(c)), limits, histogram_of(c),
                std::to_string(c.all.count), c.all.count == 0 ? "-" : short_number(c.all.mean),
                short_number(c.all.sigma()), index_markup(c.line.capability.ppk, remark),
                index_markup(c.line.capability.cpk, ""), failed, std::to_string(c.outlier_count),
@@ -277,6 +311,16 @@ Markup outliers(const Characteristic& c) {
   return element("h4", "Outliers") + element("div", {{"class", "scrolls"}}, table.markup());
 }
 
+Markup limits(const Characteristic& c, Charts* charts) {
+  if (!c.limits_changed()) return {};
+  Markup items;
+  for (const LimitsThen& then : latest_limits(c)) items += element("li", to_text(then, c.unit));
+  const std::string count = "Under " + std::to_string(c.limits_then.size()) + " limits, ";
+  if (c.limits_follow()) return element("p", count + "which follow what is measured.");
+  return element("p", count + "the newest last:") + element("ul", items) +
+         (c.line.days.size() < 2 ? Markup() : charts->place(range_chart(c.line), "values and their limits"));
+}
+
 Markup alarms(const ControlChart& chart) {
   Markup items;
   for (const Alarm& alarm : alarms_of(chart)) items += element("li", to_text(alarm));
@@ -285,7 +329,7 @@ Markup alarms(const ControlChart& chart) {
 
 Markup chart_markup(const Characteristic& c, const Process& process, const std::string& label, Charts* charts) {
   if (process.chart.points.size() < 2) return {};
-  return charts->place(chart_of(c, process.chart), label) + alarms(process.chart);
+  return charts->place(chart_of(c, process), label) + alarms(process.chart);
 }
 
 Markup stations_of(const Characteristic& c, Charts* charts) {
@@ -311,13 +355,15 @@ Markup in_full(const Characteristic& c, size_t i, Charts* charts) {
   if (k.cp) about += " \u00B7 Cp " + index_text(k.cp) + " (" + interval_text(k.cp) + ")";
   if (c.normality) about += " \u00B7 normal: p " + significant(c.normality->p, 2);
   Markup content = element("p", {{"class", "about"}, {"id", measurement_id(i)}}, about);
-  content += chart_markup(c, c.line, "means, all stations", charts) + stations_of(c, charts) + outliers(c);
+  content +=
+      limits(c, charts) + chart_markup(c, c.line, "means, all stations", charts) + stations_of(c, charts) + outliers(c);
   return element("details", element("summary", name_of(c)) + content);
 }
 
 }  // namespace
 
 constexpr const char* kLooks =
+    "main { max-width: 76rem; }\n"
     ".canvas { height: 240px; position: relative; }\n"
     ".measurements td { overflow-wrap: normal; }\n.measurements td small { display: block; margin: 0; white-space: "
     "nowrap; }\n"

@@ -84,6 +84,21 @@ std::string measurements_text(const Statistics& s) {
   return "\n" + table(rows) + basis_of(s) + "\n" + rules_of(s) + "\n";
 }
 
+std::string limits_text(const Statistics& s) {
+  Rows rows = {{"limits changed", "to", "values", "from", "until"}};
+  for (const Characteristic& c : s.characteristics) {
+    if (c.limits_follow()) {
+      rows.push_back({shown(name_of(c)), std::to_string(c.limits_then.size()) + " of single runs, last " + limits_of(c),
+                      number(c.all.count), shown(c.limits_then.front().from), shown(c.limits_then.back().until)});
+    }
+    for (const LimitsThen& then : latest_limits(c))
+      rows.push_back({shown(name_of(c)), limits_of(then.limits, c.unit), number(then.values), shown(then.from),
+                      shown(then.until)});
+  }
+  if (rows.size() == 1) return "";
+  return "\n" + table(rows);
+}
+
 std::string shapes_text(const Statistics& s) {
   std::vector<std::vector<std::string>> rows = {{"not normal", "A*2", "p", "Ppk", "Ppk by percentiles"}};
   for (const Characteristic& c : s.characteristics) {
@@ -170,8 +185,8 @@ std::string to_text(const Statistics& s, const std::string& question) {
   std::string out = question + ": " + number(s.runs.passed) + " passed, " + number(s.runs.failed) + " failed, " +
                     number(s.runs.errors) + (s.runs.errors == 1 ? " error, " : " errors, ") + number(s.runs.aborted) +
                     " aborted runs\n\n";
-  return out + yields_text(s) + days_text(s) + failures_text(s) + measurements_text(s) + shapes_text(s) +
-         drifts_text(s) + outliers_text(s) + durations_text(s) + times_text(s) + marked_text(s);
+  return out + yields_text(s) + days_text(s) + failures_text(s) + measurements_text(s) + limits_text(s) +
+         shapes_text(s) + drifts_text(s) + outliers_text(s) + durations_text(s) + times_text(s) + marked_text(s);
 }
 
 std::string shown(const std::string& text, size_t most) {
@@ -268,6 +283,12 @@ std::string basis_of(const Statistics& s) {
     out += s.choices.without_outliers ? ", without " : ", with ";
     out += std::to_string(outliers) + (outliers == 1 ? " outlier" : " outliers") + rule;
   }
+  const auto several = std::count_if(s.characteristics.begin(), s.characteristics.end(),
+                                     [](const Characteristic& c) { return c.limits_changed(); });
+  if (several > 0)
+    out += "; of " + std::to_string(several) + (several == 1 ? " measurement" : " measurements") +
+           " under limits that changed all are held against the newest, and those count as failed that were by the "
+           "limits of the time";
   return out + ". Pp and Ppk are of the overall deviation, Cp and Cpk of the one within " +
          s.choices.subgroups.plural() + ", each with the interval in which it lies by 95 %.";
 }
@@ -324,18 +345,27 @@ std::string name_of(const Failure& failure) {
 
 std::string short_number(std::optional<double> value) { return value ? significant(*value, 5) : "-"; }
 
-std::string limits_of(const Characteristic& c) {
-  std::string out;
-  if (c.low && c.high) {
-    out = short_number(c.low) + " to " + short_number(c.high);
-  } else if (c.low) {
-    out = "from " + short_number(c.low);
-  } else if (c.high) {
-    out = "to " + short_number(c.high);
-  } else {
-    return "-";
-  }
-  return out + " " + shown(c.unit);
+std::string limits_of(const Limits& limits, const std::string& unit) {
+  const auto& [low, high] = limits;
+  if (!low && !high) return "-";
+  const std::string from = low && high ? short_number(low) + " to " : low ? "from " + short_number(low) : "to ";
+  return from + (high ? short_number(high) : "") + " " + shown(unit);
+}
+
+std::string limits_of(const Characteristic& c) { return limits_of({c.low, c.high}, c.unit); }
+
+std::vector<LimitsThen> latest_limits(const Characteristic& c) {
+  constexpr size_t kMost = 8;
+  if (!c.limits_changed() || c.limits_follow()) return {};
+  std::vector<LimitsThen> out = c.limits_then;
+  std::stable_sort(out.begin(), out.end(), [](const auto& a, const auto& b) { return a.last < b.last; });
+  if (out.size() > kMost) out.erase(out.begin(), out.end() - kMost);
+  return out;
+}
+
+std::string to_text(const LimitsThen& then, const std::string& unit) {
+  return limits_of(then.limits, unit) + ": " + number(then.values) + (then.values == 1 ? " value, " : " values, ") +
+         shown(then.from) + (then.first == then.last ? "" : " to " + shown(then.until));
 }
 
 }  // namespace factory::store

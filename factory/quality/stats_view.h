@@ -38,7 +38,13 @@ std::string percents_text(long long part, long long whole);
 
 // "Acc: residual x", and "-0.02 to 0.02 m/s^2".
 std::string name_of(const Characteristic& c);
+std::string limits_of(const Limits& limits, const std::string& unit);
 std::string limits_of(const Characteristic& c);
+// Where limits changed, those that were in force, the newest last; of more than eight the newest eight. None where
+// each run has its own.
+std::vector<LimitsThen> latest_limits(const Characteristic& c);
+std::string to_text(const LimitsThen& then,
+                    const std::string& unit);   // "-0.02 to 0.02 m/s^2: 300 values, 2026-01-01 to ..."
 const char* state_of(const Process& process);   // "steady", "signal", "out of control", or "-": too little to judge
 const char* state_of(const Characteristic& c);  // of all stations together, or "out of control" where one is
 std::string index_text(const std::optional<Index>& index);     // "1.33"

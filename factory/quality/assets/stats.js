@@ -33,6 +33,14 @@
       datasets: [bars('runs', points.map(({runs}) => runs), 'failed'),
                  line('together, %', points.map(({together}) => together), 'accepted', [], {yAxisID: 'share', pointRadius: 3})],
     }),
+    range: ({points}) => ({
+      labels: points.map(({day}) => day),
+      datasets: [
+        {...bars('least to greatest', points.map(({least, most}) => [least, most]), 'line'), stack: undefined},
+        line('mean', points.map(({mean}) => mean), 'accepted', [], {pointRadius: 2}),
+        ...['low', 'high'].map((limit) => line(limit + ' limit', points.map((p) => p[limit] ?? null), 'limit', [], {stepped: 'middle'})),
+      ],
+    }),
     drift: ({points, centre, low, high}) => {
       const same = (value) => points.map(() => value);
       const datasets = [
@@ -46,15 +54,17 @@
         line('upper limit', points.map(({upper}) => upper), 'restart', [4, 3], {stepped: 'middle'}),
         line('lower limit', points.map(({lower}) => lower), 'restart', [4, 3], {stepped: 'middle'}),
       ];
-      for (const limit of [low, high]) if (near(limit, points)) datasets.push(line('limit', same(limit), 'limit', [8, 3]));
+      for (const limits of [same(low), same(high), points.map((p) => p.low), points.map((p) => p.high)])
+        if (limits.some((limit) => near(limit, points))) datasets.push(line('limit', limits, 'limit', [8, 3], {stepped: 'middle'}));
       return {labels: points.map(({day}) => day), datasets};
     },
   };
 
+  const counts = (kind) => kind === 'days' || kind === 'pareto';
   function options({kind, points}) {
     const axis = (more) => ({ticks: {color: colour('muted')}, grid: {color: colour('soft')}, ...more});
-    const scales = {x: axis({stacked: kind === 'days'}), y: axis({stacked: kind === 'days', beginAtZero: kind !== 'drift'})};
-    if (kind !== 'drift') scales.share = axis({position: 'right', min: kind === 'pareto' ? 0 : undefined, max: 100, grid: {display: false}});
+    const scales = {x: axis({stacked: kind === 'days'}), y: axis({stacked: kind === 'days', beginAtZero: counts(kind)})};
+    if (counts(kind)) scales.share = axis({position: 'right', min: kind === 'pareto' ? 0 : undefined, max: 100, grid: {display: false}});
     return {
       animation: false, maintainAspectRatio: false, scales,
       plugins: {

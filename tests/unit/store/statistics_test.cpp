@@ -341,6 +341,52 @@ TEST_P(StatisticsTest, ChangesAreFoundAmongManyCharts) {
   EXPECT_EQ(found.durations[0].all.mean, 1.5);
 }
 
+// A plan's version draws limits closer; what is looked at again later in the plan has limits of its own, and so has
+// another kind of phones.
+TEST_P(StatisticsTest, LimitsAreThoseOfTheirTime) {
+  for (int i = 0; i < 60; ++i) {
+    MadeRun run;
+    run.started_ms = kMidnight + i / 10 * kDayMs + i;
+    run.profile = i % 10 == 9 ? "other" : "reference";
+    const double reach = run.profile == "other" ? 9 : i < 33 ? 2 : 1;
+    run.attempts = {{{"residual", 1.5 - i % 3, -reach, reach}}};
+    record::Run made = record_of(run);
+    made.steps.push_back(made.steps[0]);
+    made.steps[1].index = 2;
+    for (record::Measurement& m : made.steps[1].attempts[0].measurements) m.high = 5;
+    ASSERT_TRUE(store_->put(made, false));
+  }
+  const std::vector<Characteristic> found = ask().characteristics;
+  ASSERT_EQ(found.size(), 4U);
+  const Characteristic& c = found[0];
+  EXPECT_EQ(c.all.count, 54);
+  EXPECT_EQ(c.low, -1);
+  EXPECT_EQ(c.high, 1);
+  EXPECT_NEAR(c.line.capability.pp->value * 6 * *c.all.sigma(), 2, 1e-9);
+  ASSERT_EQ(c.limits_then.size(), 2U);
+  const LimitsThen& before = c.limits_then[0];
+  EXPECT_EQ(before.limits, Limits(-2, 2));
+  EXPECT_EQ(before.values, 30);
+  EXPECT_EQ(before.from, "2024-10-04");
+  EXPECT_EQ(before.until, "2024-10-07");
+  EXPECT_EQ(c.limits_then[1].values, 24);
+  EXPECT_EQ(c.limits_then[1].from, "2024-10-07");
+  // Of the day on which they changed, most values.
+  EXPECT_EQ(c.line.limits_in(20002), Limits(-2, 2));
+  EXPECT_EQ(c.line.limits_in(20003), Limits(-1, 1));
+  EXPECT_EQ(c.stations.at("north").limits_in(20002), Limits(-2, 2));
+  EXPECT_EQ(c.failed, 8);  // by the closer limits, since they hold
+  const struct {
+    double low, high;
+    long long values;
+  } kOthers[] = {{-1, 5, 54}, {-9, 9, 6}, {-9, 5, 6}};
+  for (size_t i = 0; i < std::size(kOthers); ++i) {
+    EXPECT_EQ(found[i + 1].low, kOthers[i].low);
+    EXPECT_EQ(found[i + 1].high, kOthers[i].high);
+    EXPECT_EQ(found[i + 1].all.count, kOthers[i].values);
+  }
+}
+
 Days days_of(const std::vector<double>& means) {
   Days out;
   // Four values a day with a scatter of one within the day: a mean has half of it.
