@@ -227,19 +227,21 @@ class Factory {
   float proximity_at(const std::string& target) {
     world("target", target);
     client_.listener->forget();
-    std::promise<void> last;
-    client_.listener->on_each = [this, &last, left = 20](const phone_test::Event& event) mutable {
+    std::promise<size_t> last;
+    client_.listener->on_each = [this, &last, seen = size_t{0}, left = 20](const phone_test::Event& event) mutable {
+      ++seen;
       if (static_cast<int>(event.sensorType) != proximity_stream || --left != 0) return;
       // From within the delivery: none is left for whoever listens next.
       client_.disable(proximity_stream);
       client_.disable(proximity);
-      last.set_value();
+      last.set_value(seen);
     };
     client_.enable(proximity, 100000);
     client_.enable(proximity_stream, 100000);
-    EXPECT_EQ(last.get_future().wait_for(std::chrono::seconds(5)), std::future_status::ready);
+    std::future<size_t> count = last.get_future();
     float state = -1;
-    for (const auto& event : client_.listener->events()) {
+    if (count.wait_for(std::chrono::seconds(5)) != std::future_status::ready) return state;
+    for (const auto& event : client_.listener->wait_for(count.get())) {
       if (static_cast<int>(event.sensorType) == proximity) state = event.u.data[0];
     }
     world("target", "none");
