@@ -1,7 +1,5 @@
 #include "station/web.h"
 
-#include <httplib.h>
-
 #include <atomic>
 #include <chrono>
 #include <functional>
@@ -11,6 +9,7 @@
 #include "files/json_text.h"
 #include "station/embedded.h"
 #include "station/guard.h"
+#include "station/http_server.h"
 #include "station/station.h"
 
 namespace factory::station {
@@ -25,7 +24,6 @@ constexpr int kStreamsMax = 24;
 // So many answer at once besides; each at most as long as a scan waits for the store.
 constexpr int kAnswering = 24;
 constexpr milliseconds kBeat{2000};
-constexpr int kSlowSeconds = 3;  // that a client may take for a part of its request, or of what it is sent
 
 constexpr struct {
   const char* ending;
@@ -82,22 +80,11 @@ Asked asked_of(const Request& request) {
   return out;
 }
 
-// One connection, one request: an idle one would keep a thread from those who ask.
-class Threads : public httplib::ThreadPool {
- public:
-  Threads() : ThreadPool(kStreamsMax + kAnswering) {}
-};
-
 }  // namespace
 
 class Web::Server {
  public:
   Server(Station* station, const Settings& settings) : station_(*station), settings_(settings) {
-    server_.new_task_queue = [] { return new Threads; };
-    server_.set_keep_alive_max_count(1);
-    server_.set_keep_alive_timeout(kSlowSeconds);
-    server_.set_read_timeout(kSlowSeconds);
-    server_.set_write_timeout(kSlowSeconds);
     server_.set_payload_max_length(kBodyMax);
     server_.set_tcp_nodelay(true);
     // Another program of this user's must not share the port.
@@ -135,6 +122,7 @@ class Web::Server {
     }
     guard_.emplace(address, port_, settings_.names, settings_.token);
     server_.set_pre_routing_handler([this](const Request& request, Response& response) {
+      if (request.method == "GET") server_.heard();  // of others the body is still to come
       const std::string why = guard_->refuses(asked_of(request), request.local_addr);
       if (why.empty()) return httplib::Server::HandlerResponse::Unhandled;
       refuse(&response,
@@ -212,7 +200,8 @@ class Web::Server {
   static int number(const Json::Value& body, const char* key) { return body[key].isInt() ? body[key].asInt() : -1; }
 
   void add_order(const std::string& path, const std::function<Station::Done(const Json::Value&)>& order) {
-    server_.Post(path, [order](const Request& request, Response& response) {
+    server_.Post(path, [this, order](const Request& request, Response& response) {
+      server_.heard();
       Json::Value body;
       std::string why;
       if (!parse_json(request.body, &body, &why) || !body.isObject())
@@ -236,7 +225,7 @@ class Web::Server {
 
   Station& station_;
   const Settings& settings_;
-  httplib::Server server_;
+  HttpServer server_{kStreamsMax + kAnswering};
   std::optional<Guard> guard_;
   std::atomic<int> streams_{0};
   int port_ = 0;

@@ -4,6 +4,7 @@ import json
 import os
 import pathlib
 import re
+import select
 import signal
 import socket
 import sqlite3
@@ -206,6 +207,25 @@ def check_streams(station):
     again.close()
 
 
+def check_half_requests(station):
+    """Those who say nothing, or not all, keep nobody from an answer, and are left after 3 s."""
+    own = f'POST /scan HTTP/1.1\r\nHost: {station.host}:{station.port}\r\nX-Page-Token: {station.token}\r\n'
+    for said in ['', 'GET /state HTTP/1.1\r\n', own + 'Content-Type: application/json\r\nContent-Length: 90\r\n\r\n{']:
+        halves = []
+        for _ in range(200):
+            halves.append(socket.create_connection((station.host, int(station.port)), timeout=9))
+            halves[-1].sendall(said.encode())
+        start = time.time()
+        station.state()
+        expect(f'at once beside 200 of {said[:10]!r}', time.time() - start < 2, True)
+        if said.startswith('POST'):  # a byte now and then makes it no request
+            while time.time() < start + 6 and select.select([halves[-1]], [], [], 0.3)[0] == []:
+                halves[-1].send(b'x')
+            expect(f'left {said[:10]!r}', time.time() - start < 5.5, True)
+        for half in halves:
+            half.close()
+
+
 def check_line():
     """Two stations of a line, and a golden phone at the shift's start."""
     station = Station(station='line-4', store='sqlite:runs.db', earlier={'station': 'line-3'}, golden={'serials': 'GOLD[0-9]+'})
@@ -291,6 +311,7 @@ def main():
     check_runners(station)
     check_retests(station)
     check_streams(station)
+    check_half_requests(station)
     expect('slow', (station.scan('SLOW2', '1'), station.scan('PROMPT2', '2')), ((200, 'started'), (200, 'started')))
     station.wait(lambda state: state['slots'][1]['prompt'] and state['slots'][0]['step'] == 1, 'both run')
     shift = station.state()['shift']
