@@ -62,6 +62,23 @@ sys.exit(set(alerts) != {'yield', 'station'} or len(open('lines').readlines()) !
          alerts['station']['about'] != 'plan p at station south' or len(alerts['station']['phones']) < 6 or
          not alerts['station']['phones'][0].startswith('$(touch broken)'))
 PYTHON
+
+# One that takes its time does not hold up the watch, and ends with it.
+"$sensorcal" stats --store runs.db --watch --every 0.1 --on-alert 'echo $$ >>pids; sleep 100' >lines 2>problems &
+watcher=$!
+later lines 2
+touch pids
+later pids 1
+kill -INT $watcher
+code=0
+wait $watcher || code=$?
+[ "$code" = 130 ] || fail "interrupted: $code"
+[ "$(wc -l <pids)" = 1 ] || fail 'two were called at once'
+kill -0 "$(cat pids)" 2>>problems && fail 'the command goes on'
+run 1 stats --store runs.db --watch --every 0 --on-alert 'sleep 0.2; cat >>all; echo words >&2; exit 4'
+[ "$(wc -l <all)" = 2 ] || fail 'not called for both'
+has err '^sensorcal: --on-alert .*: ended with 4: words$'
+
 run 1 stats --store runs.db --watch --every 0
 has out '^yield: first-pass yield of plan p: ' '^station: first-pass yield of plan p at station south: .*; phones '
 

@@ -1,16 +1,21 @@
 // `sensorcal stats --watch`: what a store's runs begin to say is told while it happens, each once.
-#include <sys/wait.h>
+#include <signal.h>
+#include <unistd.h>
 
+#include <atomic>
 #include <chrono>
-#include <cstdio>
+#include <condition_variable>
+#include <deque>
 #include <filesystem>
 #include <iostream>
+#include <mutex>
 #include <set>
 #include <thread>
 
 #include "cli/terminal.h"
 #include "commands/station/stored_runs.h"
 #include "files/json_text.h"
+#include "station/child.h"
 #include "store/spool.h"
 
 namespace factory {
@@ -31,23 +36,113 @@ void add_spool(const WatchArguments& a, const std::string& uri, std::vector<stor
                      std::chrono::duration_cast<std::chrono::milliseconds>(now).count()});
 }
 
-// The command is the user's own text, and has what runs say on its standard input alone.
-void call(const std::string& command, const std::string& line) {
-  FILE* const pipe = popen(command.c_str(), "we");
-  if (pipe == nullptr) return complain("--on-alert " + command + ": cannot be started");
-  (void)fputs(line.c_str(), pipe);
-  const int status = pclose(pipe);
-  if (status != 0)
-    complain("--on-alert " + command + ": ended with " +
-             std::to_string(WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status)));
-}
+// Calls the user's command beside the watch, for one alert after the other. The command is the user's own text, and has
+// what runs say on its standard input alone.
+class AlertCommand {
+ public:
+  explicit AlertCommand(std::string command) : command_(std::move(command)) {
+    if (command_.empty()) return;
+    // Threads that begin from here on leave these to the one that waits for them.
+    sigemptyset(&ends_);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&ends_, signal);
+    pthread_sigmask(SIG_BLOCK, &ends_, nullptr);
+    caller_ = std::thread([this] { work(); });
+    ender_ = std::thread([this] { wait_for_signal(); });
+  }
+  // What waits is still called for, each in its time.
+  ~AlertCommand() {
+    {
+      const std::lock_guard<std::mutex> lock(mutex_);
+      done_ = true;
+    }
+    changed_.notify_all();
+    if (caller_.joinable()) caller_.join();
+    ended_ = true;
+    if (ender_.joinable()) ender_.join();
+  }
+  AlertCommand(const AlertCommand&) = delete;
+  AlertCommand& operator=(const AlertCommand&) = delete;
 
-void tell(const store::Alert& alert, bool json, const std::string& command) {
+  void call(const std::string& line) {
+    if (command_.empty()) return;
+    {
+      const std::lock_guard<std::mutex> lock(mutex_);
+      if (waiting_.size() == kMostWaiting) return complain(name() + ": is too slow, and does not get this alert");
+      waiting_.push_back(line);
+    }
+    changed_.notify_all();
+  }
+
+ private:
+  static constexpr size_t kMostWaiting = 100;
+  static constexpr std::chrono::seconds kPatience{60};  // with one call
+
+  std::string name() const { return "--on-alert " + command_; }
+
+  void work() {
+    for (;;) {
+      std::unique_lock<std::mutex> lock(mutex_);
+      changed_.wait(lock, [this] { return !waiting_.empty() || done_; });
+      if (waiting_.empty() || interrupted_) break;
+      const std::string line = waiting_.front();
+      waiting_.pop_front();
+      lock.unlock();
+      try {
+        run(line);
+      } catch (const AppError& error) {
+        complain(name() + ": " + error.what());
+      }
+    }
+    quiet_ = true;
+  }
+
+  void run(std::string unsaid) {
+    station::Child child({{"sh", "-c", command_}, ".", ""});
+    const auto late = station::Child::Clock::now() + kPatience;
+    while (child.exchange(-1, &unsaid, [](const std::string& /*line*/) { return true; })) {
+      if (interrupted_) return;  // and so does the command
+      // Its input ends now, and it itself where it takes longer.
+      if (unsaid.empty() || station::Child::Clock::now() > late) child.end("", kPatience);
+    }
+    const station::RunnerEnd end = child.ended();
+    if (end.code == 0 && end.why.empty()) return;
+    complain(name() + ": " + (end.why.empty() ? "ended with " + std::to_string(end.code) : end.why) +
+             (end.last_words.empty() ? "" : ": " + end.last_words));
+  }
+
+  // Ctrl-C ends the command before the program.
+  void wait_for_signal() {
+    for (const timespec moment{0, 50000000}; sigtimedwait(&ends_, nullptr, &moment) < 0;) {
+      if (ended_) return;
+    }
+    {
+      const std::lock_guard<std::mutex> lock(mutex_);
+      done_ = interrupted_ = true;
+    }
+    changed_.notify_all();
+    while (!quiet_) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    complain("interrupted");
+    _exit(kInterrupted);
+  }
+
+  const std::string command_;
+  sigset_t ends_{};
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::deque<std::string> waiting_;
+  bool done_ = false;
+  std::atomic<bool> interrupted_ = false;
+  std::atomic<bool> quiet_ = false;  // nothing is called any more
+  std::atomic<bool> ended_ = false;
+  std::thread caller_, ender_;
+};
+
+void tell(const store::Alert& alert, bool json, AlertCommand* command) {
   Json::Value document = to_json(alert);
   document["schema"] = "sensorcal.alert/1";
   const std::string line = json_line(document) + "\n";
   std::cout << (json ? line : to_text(alert)) << std::flush;
-  if (!command.empty()) call(command, line);
+  command->call(line);
 }
 
 }  // namespace
@@ -70,6 +165,7 @@ int watch_store(const CommonOptions& options, const WatchArguments& a, const std
                 const store::Choices& choices) {
   if (!a.spool.empty() && !std::filesystem::exists(a.spool))
     throw AppError(kUsage, "--spool " + a.spool + ": there is no such file");
+  AlertCommand command(a.command);
   std::set<std::pair<std::string, std::string>> told;
   std::string away;
   for (bool first = true;; first = false) {
@@ -87,7 +183,7 @@ int watch_store(const CommonOptions& options, const WatchArguments& a, const std
     std::set<std::pair<std::string, std::string>> standing;
     for (const store::Alert& alert : alerts) {
       standing.emplace(alert.kind, alert.about);
-      if (!told.contains({alert.kind, alert.about})) tell(alert, options.json, a.command);
+      if (!told.contains({alert.kind, alert.about})) tell(alert, options.json, &command);
     }
     // While the server is away nothing is known to be over.
     away.empty() ? told.swap(standing) : told.merge(standing);
