@@ -48,8 +48,15 @@ struct Row {
   Markup bars;
 };
 
-Row& row_of(std::vector<Row>& rows, const record::Span& span) {
-  const std::string name = !span.sensor.empty() ? span.sensor : span.what == "fixture" ? "fixture" : "hub";
+// A sensor in words, where a step is its own: a tag may be a number.
+std::string name_of(const record::Run& run, const record::Span& span) {
+  if (span.sensor.empty()) return span.what == "fixture" ? "fixture" : "hub";
+  const auto step = std::find_if(run.steps.begin(), run.steps.end(),
+                                 [&](const record::Step& s) { return s.tag == span.sensor && !s.sensor.empty(); });
+  return step == run.steps.end() ? span.sensor : step->sensor;
+}
+
+Row& row_of(std::vector<Row>& rows, const std::string& name) {
   const auto found = std::find_if(rows.begin(), rows.end(), [&](const Row& row) { return row.name == name; });
   return found != rows.end() ? *found : rows.emplace_back(Row{name, {}});
 }
@@ -125,7 +132,7 @@ Markup time_line(const record::Run& run) {
   if (bars.empty() || !(whole_s > 0)) return {};
   std::vector<Row> rows;
   each_bar([&](const record::Step& step, const record::Span& span, const Bar& bar) {
-    row_of(rows, span).bars += drawn(bar, whole_s, step_name(step));
+    row_of(rows, name_of(run, span)).bars += drawn(bar, whole_s, step_name(step));
   });
   HtmlTable table("times", {"Sensor", "0 to " + duration(whole_s)});
   for (const Row& row : rows) {
