@@ -51,11 +51,13 @@ void print_result(bool json, const std::string& form, const Json::Value& documen
   std::cout << text << std::flush;
 }
 
-bool parse_json(const std::string& text, Json::Value* out, std::string* problem) {
+namespace {
+
+bool parse(const Json::CharReaderBuilder& builder, const std::string& text, Json::Value* out, std::string* problem) {
   std::string why;
   bool good = false;
   try {
-    const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
+    const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
     good = reader->parse(text.data(), text.data() + text.size(), out, &why);
   } catch (const std::exception& error) {
     why = error.what();
@@ -66,6 +68,18 @@ bool parse_json(const std::string& text, Json::Value* out, std::string* problem)
     why.replace(end, why.find_first_not_of(' ', end + 1) - end, ": ");
   if (problem != nullptr) *problem = why.substr(0, why.find('\n'));
   return good;
+}
+
+}  // namespace
+
+bool parse_json(const std::string& text, Json::Value* out, std::string* problem) {
+  return parse(Json::CharReaderBuilder(), text, out, problem);
+}
+
+bool parse_json_of_people(const std::string& text, Json::Value* out, std::string* problem) {
+  Json::CharReaderBuilder builder;
+  builder["rejectDupKeys"] = true;
+  return parse(builder, text, out, problem);
 }
 
 }  // namespace factory

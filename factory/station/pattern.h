@@ -17,6 +17,8 @@ class Pattern {
 
   // The whole text.
   bool matches(const std::string& text) const;
+  // It matches itself alone.
+  bool is_one_text() const;
   const std::string& expression() const { return expression_; }
 
  private:

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "cli/terminal.h"
 #include "files/numbers.h"
 #include "files/words.h"
 
@@ -11,16 +12,23 @@ void Setting::problem(const std::string& what) const {
   const auto start = std::min(static_cast<size_t>(value_.getOffsetStart()), source_.bytes.size());
   const auto end = source_.bytes.begin() + static_cast<std::ptrdiff_t>(start);
   // What is missing has no place of its own.
-  const std::string line = value_.getOffsetLimit() > 0
-                               ? ":" + std::to_string(1 + std::count(source_.bytes.begin(), end, '\n'))
-                               : std::string();
+  const std::string line =
+      there() ? ":" + std::to_string(1 + std::count(source_.bytes.begin(), end, '\n')) : std::string();
   source_.problems->push_back(source_.file + line + ": " + (path_.empty() ? "" : path_ + ": ") + what);
 }
 
 // False: it is missing, or something else, which is told.
-bool Setting::wanted(bool is, const char* what) const {
-  if (!is && !value_.isNull()) problem(std::string("wanted is ") + what);
+bool Setting::wanted(bool is, const std::string& what) const {
+  if (!is && there()) problem("wanted is " + what);
   return is;
+}
+
+std::string Setting::name(const std::string& otherwise) const {
+  const std::string out = text(otherwise);
+  const bool is_shown =
+      !out.empty() && out.size() <= 64 && out.front() != ' ' && out.back() != ' ' && visible(out) == out;
+  if (value_.isString() && !is_shown) problem("wanted is a name of 1 to 64 characters, without blanks around it");
+  return is_shown ? out : otherwise;
 }
 
 std::string Setting::text(const std::string& otherwise) const {
@@ -67,8 +75,8 @@ bool Setting::is_object(const std::vector<std::string>& keys) const {
   return true;
 }
 
-bool Setting::is_list() const {
-  if (!wanted(value_.isArray(), "a list")) return false;
+bool Setting::is_list(const char* of) const {
+  if (!wanted(value_.isArray(), std::string("a list of ") + of)) return false;
   if (value_.empty()) problem("the list is empty");
   return !value_.empty();
 }

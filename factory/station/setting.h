@@ -19,6 +19,7 @@ class Setting {
       : source_(source), value_(value), path_(std::move(path)) {}
 
   const Json::Value* operator->() const { return &value_; }
+  const Json::Value& value() const { return value_; }
   bool has(const char* key) const { return value_.isMember(key); }
   Setting operator[](const char* key) const { return {source_, value_[key], path_.empty() ? key : path_ + "." + key}; }
   Setting operator[](Json::ArrayIndex index) const {
@@ -34,12 +35,16 @@ class Setting {
   std::vector<std::string> texts() const;
   // True: it is there, and an object without other keys.
   bool is_object(const std::vector<std::string>& keys) const;
-  bool is_list() const;  // true: there, and not empty
+  bool is_list(const char* of) const;  // true: there, and not empty
+  // What is to be told apart and shown: of 1 to 64 characters that can be seen, without blanks around it.
+  std::string name(const std::string& otherwise = "") const;
+  // Whether the file says it; null is said, too.
+  bool there() const { return value_.getOffsetLimit() > 0; }
 
   void problem(const std::string& what) const;
 
  private:
-  bool wanted(bool is, const char* what) const;
+  bool wanted(bool is, const std::string& what) const;
 
   const Source& source_;
   const Json::Value& value_;

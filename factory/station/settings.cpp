@@ -6,9 +6,15 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <optional>
 #include <set>
+#include <sstream>
+#include <string_view>
 
+#include "cli/terminal.h"
 #include "files/app_error.h"
 #include "files/json_text.h"
 #include "files/numbers.h"
@@ -53,9 +59,9 @@ class Reader {
                           "runner",   "silence_s", "retest",        "earlier", "golden",    "shifts",
                           "language", "address",   "port",          "token",   "names"}))
       return out_;
-    if (root_["format"].text() != "sensorcal.station/1") root_["format"].problem("give \"sensorcal.station/1\"");
+    if (root_["format"].value() != "sensorcal.station/1") root_["format"].problem("give \"sensorcal.station/1\"");
     (void)root_["about"].text();
-    out_.station = root_["station"].text(host_name());
+    out_.station = root_["station"].name(host_name());
     out_.given = {{"program", around_.program}, {"phones", around_.phones}, {"station", out_.station}};
     out_.serials = pattern(root_["serials"], kUsualSerials);
     read_plans();
@@ -92,7 +98,7 @@ class Reader {
       add_plan(root_["plan"], {});
     } else if (root_.has("plans")) {
       const Setting list = root_["plans"];
-      for (Json::ArrayIndex i = 0; list.is_list() && i < list->size(); ++i) {
+      for (Json::ArrayIndex i = 0; list.is_list("plans for serial numbers") && i < list->size(); ++i) {
         if (!list[i].is_object({"serials", "plan"})) continue;
         add_plan(list[i]["plan"], pattern(list[i]["serials"], ".+"));
       }
@@ -103,6 +109,10 @@ class Reader {
 
   void add_plan(const Setting& setting, Pattern serials) {
     const std::string file = setting.text();
+    if (file.empty()) {
+      if (!setting.there() || setting->isString()) setting.problem("wanted is a file's name");
+      return;
+    }
     const auto bytes = read_file(place(file));
     if (!bytes) return setting.problem(file + ": " + strerror(errno));
     keep_plan(setting, {std::move(serials), file, *bytes, "", ""});
@@ -129,9 +139,42 @@ class Reader {
       const bool file = out_.store.find("://") == std::string::npos;
       const size_t scheme = out_.store.starts_with("sqlite:") ? 7 : 0;
       if (file) out_.store = "sqlite:" + place(out_.store.substr(scheme));
-      if (!store::parse_uri(out_.store).postgresql && !out_.spool.empty())
+      const store::Uri uri = store::parse_uri(out_.store);
+      if (!uri.postgresql && !out_.spool.empty())
         root_["spool"].problem("goes with a server; a store in a file needs none");
+      if (!uri.postgresql) require_store(root_["store"], uri.place);
+      if (uri.postgresql && !out_.spool.empty()) require_store(root_["spool"], out_.spool);
     });
+  }
+
+  // A file that is there, or can be made: its folder is not, for where a disk is not mounted a new one would hide it.
+  static void require_store(const Setting& setting, const fs::path& file) {
+    std::error_code ignored;
+    constexpr std::string_view kBegin = "SQLite format 3";
+    const bool there = fs::exists(file, ignored);
+    const auto bytes = there ? read_begin(file, kBegin.size()) : std::nullopt;
+    if (!fs::is_directory(file.parent_path(), ignored))
+      return setting.problem("there is no folder " + file.parent_path().string());
+    if (access((there ? file : file.parent_path()).c_str(), W_OK) != 0)
+      return setting.problem(file.string() + ": cannot be written: " + strerror(errno));
+    if (there && !(bytes && (bytes->empty() || *bytes == kBegin))) setting.problem(file.string() + ": is no store");
+  }
+
+  static std::optional<std::string> read_begin(const fs::path& file, size_t size) {
+    std::ifstream in(file, std::ios::binary);
+    std::string out(size, '\0');
+    in.read(out.data(), static_cast<std::streamsize>(size));
+    out.resize(static_cast<size_t>(in.gcount()));
+    return in.bad() || fs::is_directory(file) ? std::nullopt : std::optional(out);
+  }
+
+  // That can be made, with those above it.
+  static void require_folder(const Setting& setting, fs::path folder) {
+    std::error_code ignored;
+    while (!fs::exists(folder, ignored) && folder.has_relative_path()) folder = folder.parent_path();
+    if (!fs::is_directory(folder, ignored)) return setting.problem(folder.string() + " is no folder");
+    if (access(folder.c_str(), W_OK | X_OK) != 0)
+      setting.problem(folder.string() + ": cannot be written: " + strerror(errno));
   }
 
   void read_reports() {
@@ -144,6 +187,7 @@ class Reader {
       const std::string last = fs::path(*name).filename();
       checked(reports[key], [&, &name = *name, &key = key] {
         check_pattern("name", last);
+        if (!name.empty()) require_folder(reports[key], fs::path(name).parent_path());
         if (!name.empty() && !is_pattern(last))
           reports[key].problem("{serial}-{started} in its name keeps every run's");
         if (is_pattern(fs::path(name).parent_path()))
@@ -153,26 +197,44 @@ class Reader {
   }
 
   std::vector<std::string> runner(const Setting& setting, const std::vector<std::string>& usual) const {
-    if (setting->isNull() || !setting.is_list()) return usual;
+    if (!setting.is_list("words")) return usual;
     std::vector<std::string> words = setting.texts();
     Values values = out_.given;
     for (const char* name : {"slot", "serial", "operator"}) values[name] = "";
     checked(setting, [&] { (void)filled(words, values); });
-    if (words.front().empty()) setting.problem("the first word is the program");
+    if (setting[Json::ArrayIndex{0}]->isString() && words.front().empty())
+      setting.problem("the first word is the program");
+    if (const std::string& program = words.front(); program.find('{') == std::string::npos && !is_program(program))
+      setting.problem("there is no program " + program);
     return words;
+  }
+
+  // As the slot's runner is looked for: by its path from the settings' folder, or by its name alone.
+  bool is_program(const std::string& word) const {
+    const auto runs = [](const fs::path& file) {
+      std::error_code ignored;
+      return fs::is_regular_file(file, ignored) && access(file.c_str(), X_OK) == 0;
+    };
+    if (word.find('/') != std::string::npos) return runs(folder_ / word);
+    const char* path = getenv("PATH");
+    std::istringstream folders(path != nullptr ? path : "/bin:/usr/bin");
+    for (std::string folder; std::getline(folders, folder, ':');) {
+      if (runs(folder_ / folder / word)) return true;
+    }
+    return word.empty();
   }
 
   void read_slots() {
     const std::vector<std::string> all = runner(root_["runner"], kUsualRunner);
     const Setting slots = root_["slots"];
     std::set<std::string> taken;
-    if (!slots->isNull() && slots.is_list()) {
+    if (slots.is_list("slots")) {
       for (Json::ArrayIndex i = 0; i < slots->size(); ++i) {
         const Setting slot = slots[i];
         if (!slot.is_object({"slot", "code", "runner"})) continue;
-        const std::string name = slot["slot"].text(std::to_string(i + 1));
-        const std::string code = slot["code"].text("slot " + name);
-        if (name.empty() || name.size() > 64) slot["slot"].problem("wanted is a name of 1 to 64 characters");
+        const std::string name = slot["slot"].name(std::to_string(i + 1));
+        const std::string code = slot["code"].name("slot " + name);
+        require_no_serial(slot["code"], code);
         if (!taken.insert(name).second) {
           slot["slot"].problem("there is another slot \"" + name + "\"");
         } else if (!taken.insert("code " + code).second) {
@@ -186,13 +248,22 @@ class Reader {
     if (out_.slots.empty()) out_.slots.push_back({"1", "slot 1", all});
   }
 
+  // A scan has one meaning. Where any text may be a serial number, codes come first.
+  void require_no_serial(const Setting& setting, const std::string& code) const {
+    const bool is_any = !root_.has("serials") || out_.serials.matches(" \x7f");
+    if (!is_any && out_.serials.matches(code))
+      setting.problem("the code " + code + " is a serial number, too: \"serials\" must not match it");
+  }
+
   void read_operators() {
     const Setting operators = root_["operators"];
     if (!operators.is_object(operators->isObject() ? operators->getMemberNames() : std::vector<std::string>())) return;
     for (const std::string& code : operators->getMemberNames()) {
       const Setting name = operators[code.c_str()];
-      out_.operators[code] = name.text();
-      if (code.empty() || out_.operators[code].empty()) name.problem("wanted is a code with a name");
+      out_.operators[code] = name.name();
+      const bool is_scanned = !code.empty() && code.front() != ' ' && code.back() != ' ' && visible(code) == code;
+      if (!is_scanned) name.problem("no scan is this code: wanted are characters without blanks around them");
+      require_no_serial(name, code);
       for (const SlotSettings& slot : out_.slots) {
         if (slot.code == code) name.problem("is the code of slot " + slot.name);
       }
@@ -206,25 +277,28 @@ class Reader {
       out_.retests_of_failures = retest["failures"].whole(0, 100, 0);
     }
     if (const Setting earlier = root_["earlier"]; earlier.is_object({"station", "unknown"})) {
-      out_.earlier = earlier["station"].text();
+      out_.earlier = earlier["station"].name();
       out_.earlier_unknown_allowed = earlier["unknown"].one_of({"refused", "allowed"}) == "allowed";
-      if (out_.earlier.empty()) earlier["station"].problem("wanted is a station's name");
+      if (!earlier["station"].there()) earlier["station"].problem("wanted is a station's name");
       if (out_.store.empty()) earlier.problem("only a store knows it: give \"store\", too");
     }
     if (const Setting golden = root_["golden"]; golden.is_object({"serials"})) {
       out_.golden = true;
       if (!golden.has("serials")) golden["serials"].problem("wanted is the golden phones' pattern");
       out_.golden_serials = pattern(golden["serials"], ".+");
+      const std::string only = out_.golden_serials.is_one_text() ? out_.golden_serials.expression() : "";
+      if (!only.empty() && !out_.plans.empty() && (!out_.serials.matches(only) || out_.plan_of(only) == nullptr))
+        golden["serials"].problem("no phone is golden: " + only + " is no serial number here, or has no plan");
     }
     read_shifts();
   }
 
   void read_shifts() {
     const Setting shifts = root_["shifts"];
-    if (shifts->isNull() || !shifts.is_list()) return;
+    if (!shifts.is_list("times of day")) return;
     out_.shifts.clear();
     for (Json::ArrayIndex i = 0; i < shifts->size(); ++i) {
-      const std::string text = shifts[i].text();
+      const std::string text = shifts[i]->isString() ? shifts[i]->asString() : "";
       const auto hour = read_number<int>(text.substr(0, 2));
       const auto minute = text.size() == 5 && text[2] == ':' ? read_number<int>(text.substr(3)) : std::nullopt;
       if (hour && minute && *hour >= 0 && *hour < 24 && *minute >= 0 && *minute < 60) {
@@ -307,7 +381,7 @@ Settings read_settings(const std::string& file, const Surroundings& around, std:
     std::string why;
     if (!bytes) why = strerror(errno);
     if (bytes) source.bytes = *bytes;
-    if (!bytes || !parse_json(source.bytes, &json, &why)) {
+    if (!bytes || !parse_json_of_people(source.bytes, &json, &why)) {
       problems->push_back(file + ": " + why);
       return {};
     }

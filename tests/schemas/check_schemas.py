@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """Holds plans and records to their schemas: check_schemas.py SENSORCAL SOURCE_DIR"""
 import json
+import os
 import pathlib
 import re
 import subprocess
@@ -93,18 +94,21 @@ def check_station():
     shown = [json.loads(block) for block in re.findall(r'^```json\n(.*?)^```', page, re.S | re.M)]
     full = {'about': 'a', 'plans': [{'serials': 'A.*', 'plan': 'p.json'}], 'serials': '.*', 'store': 'postgresql://h/d', 'spool': 's.db',
             'store_samples': True, 'reports': {'html': '{serial}-{started}.html', 'junit': '{started}.xml', 'csv': '{started}'},
-            'operators': {'a': 'b'}, 'slots': [{'slot': 'x', 'code': 'c', 'runner': ['r', '{slot}']}], 'runner': ['r'], 'silence_s': 1.5,
-            'retest': {'errors': 5, 'failures': 100}, 'earlier': {'station': 's', 'unknown': 'allowed'}, 'golden': {'serials': 'G'},
+            'operators': {'a': 'b'}, 'slots': [{'slot': 'x', 'code': 'c', 'runner': ['sh', '{slot}']}], 'runner': ['sh'], 'silence_s': 1.5,
+            'retest': {'errors': 5, 'failures': 100}, 'earlier': {'station': 's', 'unknown': 'allowed'}, 'golden': {'serials': 'A1'},
             'shifts': ['00:00', '23:59'], 'language': 'zh', 'address': '::', 'port': 0, 'token': '0123456789abcdef', 'names': ['n']}
     bad = [{'port': -1}, {'retest': {'errors': 6}}, {'shifts': ['24:00']}, {'slots': []}, {'earlier': {'unknown': 'refused'}},
            {'plan': 'p.json', 'plans': [{'plan': 'p.json'}]}, {'token': 'short'}, {'golden': {}}, {'colour': 1}]
     with tempfile.TemporaryDirectory() as folder:
         for name in ['p.json', 'reference.json']:
             (pathlib.Path(folder) / name).write_text((source / 'plans/inertial.json').read_text())
+        adb = pathlib.Path(folder) / 'adb'  # of which only the name is looked at
+        adb.touch(0o755)
+        around = {**os.environ, 'PATH': f'{os.environ["PATH"]}:{folder}'}
         for good, settings in [(True, full), *((True, one) for one in shown), *((False, one) for one in bad)]:
             settings = {'format': 'sensorcal.station/1', **settings}
             (pathlib.Path(folder) / 'station.json').write_text(json.dumps(settings))
-            done = subprocess.run([sensorcal, 'station', 'station.json', '--check'], cwd=folder, capture_output=True, text=True)
+            done = subprocess.run([sensorcal, 'station', 'station.json', '--check'], cwd=folder, env=around, capture_output=True, text=True)
             fits = not schemas.problems(schema, settings)
             if fits != good or (done.returncode == 0) != good:
                 wrong.append(f'{settings}: the schema {"passes" if fits else "refuses"} it, the reader: {done.stderr or "passes it"}')

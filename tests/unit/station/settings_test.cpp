@@ -62,7 +62,7 @@ TEST_F(StationSettings, WhatIsWrongIsToldWithItsPlace) {
       {R"(, "plan": "plan.json", "plans": [])", {":1: plans: either this, or \"plan\""}},
       {R"(, "serials": "[A")", {":1: serials: no regular expression: Unmatched [, [^, [:, [., or [="}},
       {R"(, "slots": [{"slot": "1"},
-{"slot": "1", "runner": ["adb", "{seriel}"]}])",
+{"slot": "1", "runner": ["sh", "{seriel}"]}])",
        {":2: slots[1].slot: there is another slot \"1\"", ":2: slots[1].runner: there is no {seriel}"}},
       {R"(, "port": 70000, "silence_s": "long")",
        {":1: silence_s: wanted is a number", ":1: port: wanted is a number from 0 to 65535"}},
@@ -81,8 +81,22 @@ TEST_F(StationSettings, WhatIsWrongIsToldWithItsPlace) {
        {":1: reports.html: {serial}-{started} in its name keeps every run's",
         ":1: reports.csv: name {seriel}: there is no {seriel}; did you mean {serial}?"}},
       {R"(, "operators": {"slot 1": "Li Na", "x": 3})",
-       {":1: operators.slot 1: is the code of slot 1", ":1: operators.x: wanted is a text",
-        ":1: operators.x: wanted is a code with a name"}},
+       {":1: operators.slot 1: is the code of slot 1", ":1: operators.x: wanted is a text"}},
+      {R"(, "station": "", "slots": null, "shifts": [6], "earlier": {"station": null}, "store": "r.db")",
+       {":1: station: wanted is a name of 1 to 64 characters, without blanks around it",
+        ":1: slots: wanted is a list of slots", ":1: earlier.station: wanted is a text",
+        ":1: shifts[0]: wanted is a time of day, such as \"06:00\""}},
+      {R"(, "plan": 3, "runner": [4], "names": "x")",
+       {":1: plan: wanted is a text", ":1: runner[0]: wanted is a text", ":1: names: wanted is a list of texts"}},
+      {R"(, "serials": "OP[0-9]+", "operators": {"OP1": "Li", " x": "Wu", "y": " "}, "slots": [{"code": "OP2"}])",
+       {":1: slots[0].code: the code OP2 is a serial number, too: \"serials\" must not match it",
+        ":1: operators. x: no scan is this code: wanted are characters without blanks around them",
+        ":1: operators.OP1: the code OP1 is a serial number, too: \"serials\" must not match it",
+        ":1: operators.y: wanted is a name of 1 to 64 characters, without blanks around it"}},
+      {R"(, "serials": "A[0-9]+", "golden": {"serials": "GOLD-1"})",
+       {":1: golden.serials: no phone is golden: GOLD-1 is no serial number here, or has no plan"}},
+      {R"(, "runner": ["nosuch-program"], "slots": [{"runner": ["./plan.json"]}])",
+       {":1: runner: there is no program nosuch-program", ":1: slots[0].runner: there is no program ./plan.json"}},
       {R"(, "store": "sqlite:r.db", "spool": "s.db")", {":1: spool: goes with a server; a store in a file needs none"}},
       {R"(, "retest": {"errors": 1.5}, "golden": {})",
        {":1: retest.errors: wanted is a whole number", ": golden.serials: wanted is the golden phones' pattern"}},
@@ -97,11 +111,62 @@ TEST_F(StationSettings, WhatIsWrongIsToldWithItsPlace) {
   }
 }
 
+// Where runs and pages would go, looked at before there are any.
+TEST_F(StationSettings, PlacesAreThere) {
+  const std::string in = folder_.string();
+  std::ofstream(folder_ / "file") << "text";
+  const struct {
+    const char* rest;
+    std::string problem;
+  } rows[] = {
+      {R"(, "reports": {"html": "file/{serial}.html"})", ":1: reports.html: " + in + "/file is no folder"},
+      {R"(, "store": "nosuch/r.db")", ":1: store: there is no folder " + in + "/nosuch"},
+      {R"(, "store": "sqlite:file")", ":1: store: " + in + "/file: is no store"},
+      {R"(, "store": "postgresql://x/y", "spool": "nosuch/s.db")", ":1: spool: there is no folder " + in + "/nosuch"},
+      {R"(, "store": "r.db", "reports": {"csv": "new/{serial}", "html": "{serial}.html"})", ""},
+  };
+  for (const auto& [rest, problem] : rows) {
+    read(rest);
+    EXPECT_EQ(problems_, problem.empty() ? std::vector<std::string>() : std::vector<std::string>{problem}) << rest;
+  }
+  read(R"(, "port": 1, "port": 2)");
+  ASSERT_EQ(problems_.size(), 1u);
+  EXPECT_NE(problems_[0].find("Duplicate key: 'port'"), std::string::npos) << problems_[0];
+}
+
+// What the C library would compile or match for minutes, or take for something else, is refused at once.
+TEST(StationPattern, TakesWhatIsKnownAndCheap) {
+  std::string nested;
+  for (int i = 0; i < 40; ++i) nested += "(a?)*";
+  for (const std::string& bad :
+       {nested, std::string("(a*)*"), std::string("((a|b?)+)"), std::string("(a|)+"), std::string("(x{0,3}){2}"),
+        std::string("((a{1,99}){1,99}){1,99}"), std::string("[a-z]{30000}"), std::string(R"(\d+)"),
+        std::string(R"(SN\w)"), std::string(201, 'a'), std::string("(A"), std::string("A)|(B"), std::string("*"),
+        std::string("[A"), std::string("A{"), std::string("a{2,1}"), std::string("[[:"), std::string("\\"),
+        std::string()})
+    EXPECT_THROW(Pattern{bad}, AppError) << bad;
+  const struct {
+    const char* expression;
+    const char* matches;
+    const char* not_this;
+  } rows[] = {{"[A-Z]{2}[0-9]{3}(-[0-9]+)?", "AB123-4", "AB12"},
+              {"([A-Z]{2}-)+X*", "AB-CD-", "AB"},
+              {R"(A\.B|C)", "A.B", "AxB"},
+              {"[]^[:digit:]*]+", "1]*", "a"},
+              {"(a|b)+c{1,64}", "abc", "ab"}};
+  for (const auto& [expression, matches, not_this] : rows) {
+    EXPECT_TRUE(Pattern(expression).matches(matches)) << expression;
+    EXPECT_FALSE(Pattern(expression).matches(not_this)) << expression;
+  }
+  EXPECT_TRUE(Pattern("GOLD-1").is_one_text());
+  EXPECT_FALSE(Pattern("GOLD-.").is_one_text());
+}
+
 TEST_F(StationSettings, AreTakenAsTheyStand) {
   const Settings settings = read(R"(, "station": "line-3", "store": "sqlite:runs.db", "shifts": ["22:00", "06:30"],
     "plans": [{"serials": "A.*", "plan": "plan.json"}, {"serials": "B.*", "plan": "other.json"}],
-    "slots": [{"slot": "left", "code": "L", "runner": ["adb", "-s", "{slot}", "shell", "run", "{serial:quoted}"]}, {}],
-    "runner": ["simulated", "{slot}"], "golden": {"serials": "G.*"}, "retest": {"errors": 1, "failures": 2},
+    "slots": [{"slot": "left", "code": "L", "runner": ["sh", "-s", "{slot}", "shell", "run", "{serial:quoted}"]}, {}],
+    "runner": ["/bin/sh", "{slot}"], "golden": {"serials": "G.*"}, "retest": {"errors": 1, "failures": 2},
     "reports": {"html": "reports/{serial}-{started}.html"})");
   EXPECT_TRUE(problems_.empty()) << problems_.front();
   EXPECT_EQ(settings.plan_of("A1")->name, "small");
@@ -114,7 +179,7 @@ TEST_F(StationSettings, AreTakenAsTheyStand) {
   EXPECT_FALSE(settings.is_golden("A7"));
   ASSERT_EQ(settings.slots.size(), 2u);
   EXPECT_EQ(settings.slots[1].name, "2");
-  EXPECT_EQ(settings.slots[1].runner[0], "simulated");
+  EXPECT_EQ(settings.slots[1].runner[0], "/bin/sh");
   // A serial number's own quotation marks and signs are the phone's shell's no more.
   EXPECT_EQ(filled(settings.slots[0].runner, {{"slot", "left"}, {"serial", "A'$(reboot)"}}).back(),
             R"('A'\''$(reboot)')");
