@@ -82,7 +82,11 @@ Child::Child(const Runner::Order& order) : leaving_(order.leaving) {
   std::vector<char*> words;
   for (const std::string& word : order.command) words.push_back(const_cast<char*>(word.c_str()));
   words.push_back(nullptr);
-  const int error = posix_spawnp(&pid_, words[0], &files, &how, words.data(), environ);
+  std::vector<char*> around;
+  for (const std::string& value : order.environment) around.push_back(const_cast<char*>(value.c_str()));
+  for (char** own = environ; *own != nullptr; ++own) around.push_back(*own);
+  around.push_back(nullptr);
+  const int error = posix_spawnp(&pid_, words[0], &files, &how, words.data(), around.data());
   posix_spawnattr_destroy(&how);
   posix_spawn_file_actions_destroy(&files);
   if (error != 0) throw AppError(kUnreachable, order.command[0] + " cannot be started: " + strerror(error));

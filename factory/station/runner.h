@@ -26,9 +26,10 @@ class Runner {
     std::vector<std::string> command;  // the program and its arguments
     std::string folder;                // where it starts
     std::string first_line;
-    std::chrono::milliseconds leaving{5000};   // that it may take to put things back when its input ends
-    std::chrono::duration<double> silence{0};  // longer than so it must not be silent, unless it is patient()
-    std::function<void()> before = {};         // on the runner's thread, before the child is started
+    std::chrono::milliseconds leaving{5000};    // that it may take to put things back when its input ends
+    std::chrono::duration<double> silence{0};   // longer than so it must not be silent, unless it is patient()
+    std::vector<std::string> environment = {};  // "NAME=VALUE", besides the station's own
+    std::function<void()> before = {};          // on the runner's thread, before the child is started
   };
 
   // Both are called on the runner's thread. `on_line`: what came, without its line feed; false: nonsense, which ends

@@ -262,6 +262,7 @@ std::string Station::make_state() {
   out["station"] = settings_.station;
   out["language"] = settings_.language;
   out["version"] = SENSORCAL_VERSION;
+  out["store"] = !settings_.store.empty();
   out["operators"] = !settings_.operators.empty();
   out["operator"] = Json::Value();
   if (!operator_code_.empty()) {

@@ -10,6 +10,7 @@
 #include "station/embedded.h"
 #include "station/guard.h"
 #include "station/http_server.h"
+#include "station/inquiry.h"
 #include "station/station.h"
 
 namespace factory::station {
@@ -84,7 +85,7 @@ Asked asked_of(const Request& request) {
 
 class Web::Server {
  public:
-  Server(Station* station, const Settings& settings) : station_(*station), settings_(settings) {
+  Server(Station* station, const Settings& settings) : station_(*station), settings_(settings), inquiry_(settings) {
     server_.set_payload_max_length(kBodyMax);
     server_.set_tcp_nodelay(true);
     // Another program of this user's must not share the port.
@@ -96,6 +97,7 @@ class Web::Server {
     add_page();
     add_questions();
     add_orders();
+    add_inquiry();
     listen();
   }
   ~Server() {
@@ -141,15 +143,21 @@ class Web::Server {
         response.set_header("Set-Cookie", guard_->cookie());
         return response.set_redirect("/", 303);
       }
-      std::string page(page_asset("station.html")->bytes);
-      page = put_in(std::move(page), "@TOKEN@", guard_->page_token());
-      response.set_content(put_in(std::move(page), "@LANG@", settings_.language), type_of(".html"));
+      response.set_content(page("station.html"), type_of(".html"));
+    });
+    server_.Get("/runs", [this](const Request& /*request*/, Response& response) {
+      response.set_content(page("runs.html"), type_of(".html"));
     });
     for (const Asset& asset : page_assets()) {
-      if (asset.name != "station.html") add_file("/" + std::string(asset.name), asset.name, asset.bytes);
+      if (!asset.name.ends_with(".html")) add_file("/" + std::string(asset.name), asset.name, asset.bytes);
     }
     const std::string texts = "texts/" + settings_.language + ".json";
     if (const Asset* table = page_asset(texts)) add_file("/texts.json", table->name, table->bytes);
+  }
+
+  std::string page(const char* name) const {
+    std::string out = put_in(std::string(page_asset(name)->bytes), "@TOKEN@", guard_->page_token());
+    return put_in(std::move(out), "@LANG@", settings_.language);
   }
 
   void add_file(std::string path, std::string_view name, std::string_view bytes) {
@@ -194,6 +202,27 @@ class Web::Server {
               [this](const Json::Value& body) { return station_.stop(text(body, "slot"), number(body, "run")); });
   }
 
+  // The store's runs, as `stats` shows them.
+  void add_inquiry() {
+    add_order("/inquiry", [this](const Json::Value& body) {
+      const Refusal refusal = inquiry_.begin(body);
+      return Station::Done{refusal.code.empty() ? "begun" : "", "", refusal};
+    });
+    server_.Get("/inquiry", [this](const Request& /*request*/, Response& response) {
+      response.set_content(json_line(inquiry_.state()), "application/json");
+    });
+    server_.Get("/inquiry\\.html", [this](const Request& /*request*/, Response& response) {
+      const auto page = inquiry_.page();
+      if (!page) return refuse(&response, 404, {"no-page", {}, "there is no such page"});
+      // It has its scripts in it; without an origin of its own they can ask the station for nothing.
+      response.headers.erase("Content-Security-Policy");
+      response.set_header("Content-Security-Policy",
+                          "sandbox allow-scripts allow-popups; default-src 'none'; script-src 'unsafe-inline'; "
+                          "style-src 'unsafe-inline'; img-src data:; base-uri 'none'; frame-ancestors 'none'");
+      response.set_content(*page, type_of(".html"));
+    });
+  }
+
   static std::string text(const Json::Value& body, const char* key) {
     return body[key].isString() ? body[key].asString() : "";
   }
@@ -217,7 +246,7 @@ class Web::Server {
 
   // 422: what was scanned is no good; 409: not now.
   static int status_of(const std::string& code) {
-    for (const char* bad : {"not-a-serial", "empty", "too-long", "not-an-answer"}) {
+    for (const char* bad : {"not-a-serial", "empty", "too-long", "not-an-answer", "not-an-order"}) {
       if (code == bad) return 422;
     }
     return 409;
@@ -225,6 +254,7 @@ class Web::Server {
 
   Station& station_;
   const Settings& settings_;
+  Inquiry inquiry_;
   HttpServer server_{kStreamsMax + kAnswering};
   std::optional<Guard> guard_;
   std::atomic<int> streams_{0};

@@ -345,6 +345,22 @@ class Page(unittest.TestCase):
         self.until(f'slot {slot} is selected',
                    'document.querySelectorAll(".tile")[arguments[0] - 1].classList.contains("selected")', slot)
 
+    def test_statistics(self):
+        station = Station(self.folder.name, store='sqlite:runs.db')
+        self.addCleanup(station.end)
+        self.browser.get(station.address)
+        self.until('the link', 'document.querySelector("#runs")?.textContent')
+        self.scan('A1')
+        self.until_verdict('passed', 'A1')
+        self.browser.get(station.address + 'runs')
+        self.until('the form', 'document.querySelector("button").textContent')
+        ask = 'document.forms[0].station.value = arguments[0], document.forms[0].requestSubmit(), true'
+        self.js(ask, 'lin-3')
+        self.until('the nearest', '/did you mean line-3/.test(document.querySelector("#told").textContent)')
+        self.js(ask, 'line-3')
+        self.until('the page', 'location.pathname === "/inquiry.html" && /Runs at station line-3/.test(document.body.innerText)')
+        self.until('its scripts', 'document.querySelector("svg, canvas, table")')
+
     def test_four_slots(self):
         self.js('sessionStorage.clear()')
         self.open(self.four)

@@ -427,6 +427,7 @@ function render() {
   if (!several()) selected = state.slots[0].slot;
   document.title = state.station;
   show(by('station'), state.station);
+  show(by('runs'), state.store ? say('runs') : '');
   const {name, code} = state.operator ?? {};
   show(by('operator'), [name, code].filter(Boolean).join(' · ') || (state.operators ? say('nobody') : ''));
   const strip = state.alerts.slice(0, kAlertsMax).map((alert) => inWords('alerts', alert));

@@ -226,6 +226,25 @@ def check_half_requests(station):
             half.close()
 
 
+def check_inquiry(station):
+    """The store's runs, as `stats` shows them."""
+    for wrong in [{'station': 3}, {'html': 'x'}, {'station': 'x' * 300}, {'station': 'a\0b'}]:
+        expect(f'{wrong}', station.post('/inquiry', wrong), (422, 'not-an-order'))
+    expect('no page', station.ask('GET', '/inquiry.html')[0], 404)
+    state = lambda: json.loads(station.ask('GET', '/inquiry')[1])
+    for filters, phase, said in [({'station': '--html=x'}, 'failed', 'is an option'), ({'station': 'x'}, 'failed', 'none of this name'), ({'since': 'x'}, 'failed', '--since'),
+                                 ({'station': 'line-3', 'verdict': 'passed', 'lot': ''}, 'done', None)]:
+        expect('begun', station.post('/inquiry', filters), (200, 'begun'))
+        expect('one at a time', station.post('/inquiry', filters), (409, 'inquiry-busy'))
+        station.wait(lambda _: state()['phase'] != 'working', 'the page is made')
+        now = state()
+        expect(f'{filters} {now}', (now['phase'], (said or '') in (now['problem'] or '')), (phase, True))
+    status, page = station.ask('GET', '/inquiry.html')
+    expect('page', (status, 'Runs at station line-3 that ended as passed' in page), (200, True))
+    expect('sandbox', station.headers.get_all('Content-Security-Policy')[0].startswith('sandbox allow-scripts'), True)
+    expect('one policy', len(station.headers.get_all('Content-Security-Policy')), 1)
+
+
 def check_line():
     """Two stations of a line, and a golden phone at the shift's start."""
     station = Station(station='line-4', store='sqlite:runs.db', earlier={'station': 'line-3'}, golden={'serials': 'GOLD[0-9]+'})
@@ -312,6 +331,7 @@ def main():
     check_retests(station)
     check_streams(station)
     check_half_requests(station)
+    check_inquiry(station)
     expect('slow', (station.scan('SLOW2', '1'), station.scan('PROMPT2', '2')), ((200, 'started'), (200, 'started')))
     station.wait(lambda state: state['slots'][1]['prompt'] and state['slots'][0]['step'] == 1, 'both run')
     shift = station.state()['shift']
