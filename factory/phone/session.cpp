@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "files/json_text.h"
+#include "files/scratch_folder.h"
 #include "files/whole_file.h"
 #include "phone/hub_message.h"
 #include "record/record_json.h"
@@ -65,11 +66,10 @@ std::chrono::duration<double> told(Fixture& fixture, std::chrono::time_point<Clo
   return nanoseconds(fixture.time_ns(since.count()));
 }
 
-[[noreturn]] void say_interrupted_and_exit() {
-  constexpr char kText[] = "\ninterrupted\n";
-  if (write(STDERR_FILENO, kText, sizeof kText - 1) < 0) _exit(kInterrupted);
-  _exit(kInterrupted);
-}
+constexpr char kInterruptedText[] = "\ninterrupted\n";
+
+// One that came too late for this watcher, to who watches next.
+void hand_on_signal() { kill(getpid(), SIGINT); }
 
 std::string hub_problem(Session& session) {
   if (!session.test_service_there()) return "the sensor test service is gone";
@@ -92,7 +92,7 @@ Session::BlockedSignals::BlockedSignals() {
 Session::Watcher::Watcher(Session& session) : session_(session), thread_([&session] { session.watch(); }) {}
 
 Session::Watcher::~Watcher() {
-  session_.stage_ = Stage::closing;
+  session_.stage_ = Stage::over;
   pthread_kill(thread_.native_handle(), kStopWatching);
   thread_.join();
 }
@@ -127,10 +127,11 @@ Session::Session(const Options& options)
 }
 
 Session::~Session() {
-  watcher_.reset();
+  stop_watching();
   restore_brightness();
   // Whatever hangs from here on, Ctrl-C and its kin end the program.
-  signals_.restore();
+  stage_ = Stage::closing;
+  watcher_.emplace(*this);
   if (cal_) cal_->sensor_cal_deinit();
   cal_.reset();
   fixture_->on_hub_message({});
@@ -236,16 +237,24 @@ void Session::switch_off() {
   for (const SensorInfo& info : cal_->sensor_list) (void)cal_->event_queue->disableSensor(info.sensorHandle).isOk();
 }
 
+bool Session::stop_watching() {
+  watcher_.reset();
+  return interrupted_;
+}
+
 void Session::watch() {
   const sigset_t set = watched_signals();
   constexpr timespec kLook{0, 100000000};
   for (;;) {
     const int signal = sigtimedwait(&set, nullptr, &kLook);
-    if (stage_ == Stage::closing) return;
-    if (stage_ == Stage::open && cal_ && watchdog_.overdue()) pthread_cond_broadcast(&cal_->cal_cond);
     const bool asked = signal > 0 && signal != kStopWatching;
-    if (stage_ == Stage::opening) {
-      if (asked) say_interrupted_and_exit();  // whatever the opening waits for
+    if (stage_ == Stage::over) {
+      if (asked) hand_on_signal();
+      return;
+    }
+    if (stage_ == Stage::open && cal_ && watchdog_.overdue()) pthread_cond_broadcast(&cal_->cal_cond);
+    if (stage_ != Stage::open) {
+      if (asked) leave_process(kInterrupted, kInterruptedText);  // whatever is waited for
     } else if (asked) {
       interrupt();
     } else if (const std::string why = watchdog_.hang(log_.lines() + messages_); !why.empty() && claim_end()) {
@@ -267,12 +276,12 @@ void Session::interrupt() {
   }
   // A second Ctrl-C finds the end claimed, but maybe stuck.
   const bool again = ++interruptions_ > 1;
-  if (stage_ == Stage::closing || (!claim_end() && !again)) return;
+  if (stage_ == Stage::over || (!claim_end() && !again)) return;
   leave("");
 }
 
 void Session::leave(const std::string& why) {
-  const int code = why.empty() ? kInterrupted : kUnreachable;
+  const ExitCode code = why.empty() ? kInterrupted : kUnreachable;
   // What hangs may go on to, and nobody watches any more: Ctrl-C and its kin end the program.
   if (!why.empty()) signals_.restore();
   // What follows asks the phone once more: whatever comes of that, the process goes.
@@ -289,10 +298,7 @@ void Session::leave(const std::string& why) {
   }
   if (last_will) last_will(why);
   restore_brightness();
-  if (why.empty()) say_interrupted_and_exit();
-  const std::string text = "sensorcal: " + why + "; " + kLookAtServices + "\n";
-  if (write(STDERR_FILENO, text.data(), text.size()) < 0) _exit(code);
-  _exit(code);
+  leave_process(code, why.empty() ? kInterruptedText : "sensorcal: " + why + "; " + kLookAtServices + "\n");
 }
 
 HubWatch::HubWatch(Session& session)

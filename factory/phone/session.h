@@ -87,6 +87,10 @@ class Session {
   // Set once Ctrl-C came: the run under way was woken, and the command is to come to its end.
   const std::atomic<bool>& interrupted() const { return interrupted_; }
 
+  // Once nothing is to be woken any more: from here on Ctrl-C and its kin end the process. Returns whether one came
+  // before.
+  bool stop_watching();
+
   // Whoever claims the end brings the command to it. After Ctrl-C the command claims it as soon as the run under way
   // is over; where that takes longer than a person waits, the watcher claims it, runs the last will on its own thread
   // and ends the process. False: the other one has it, and the caller must touch nothing any more.
@@ -111,9 +115,10 @@ class Session {
     Session& session_;
     std::thread thread_;
   };
-  enum class Stage { opening, open, closing };
+  enum class Stage { opening, open, over, closing };
 
-  // Ctrl-C and its kin wait for a watcher while it lives, however the opening ends.
+  // Ctrl-C and its kin wait for a watcher while it lives, however the opening ends. One watches at a time: that of the
+  // opening and of the run, then that of the end, whom nothing but the end of the process is asked for.
   class BlockedSignals {
    public:
     BlockedSignals();

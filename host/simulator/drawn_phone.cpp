@@ -1,6 +1,5 @@
 #include "simulator/drawn_phone.h"
 
-#include <stdlib.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -76,6 +75,14 @@ constexpr double kLux = 0.005;  // of the value, and so are the following
 constexpr double kColour = 0.003;
 constexpr double kDistance = 0.01;
 constexpr double kTemperatureC = 0.5;
+
+// In memory where there is such a file system: a phone writes its hub's store at every change, and would wait for the
+// disk.
+fs::path memory_or_temporary() {
+  constexpr char kInMemory[] = "/dev/shm";
+  std::error_code ignored;
+  return access(kInMemory, W_OK | X_OK) == 0 ? fs::path(kInMemory) : fs::temp_directory_path(ignored);
+}
 
 }  // namespace
 
@@ -167,19 +174,12 @@ phone::World as_built(const phone::World& meant, uint64_t station_seed) {
   return out;
 }
 
-PhonesFolder::PhonesFolder() {
-  constexpr char kInMemory[] = "/dev/shm";
-  const bool usable = access(kInMemory, W_OK | X_OK) == 0;
-  std::error_code ignored;
-  const fs::path place = usable ? fs::path(kInMemory) : fs::temp_directory_path(ignored);
-  path_ = (place / "sensorcal-XXXXXX").string();
-  if (mkdtemp(path_.data()) == nullptr) throw AppError(kUnreachable, path_ + ": cannot be made");
-}
+PhonesFolder::PhonesFolder() : ScratchFolder(memory_or_temporary(), "sensorcal-" + std::to_string(getpid())) {}
 
+// A run leaves the process in a phone's directory.
 PhonesFolder::~PhonesFolder() {
   std::error_code ignored;
-  fs::current_path("/", ignored);  // a run leaves the process in a phone's directory
-  fs::remove_all(path_, ignored);
+  fs::current_path("/", ignored);
 }
 
 }  // namespace factory

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "files/scratch_folder.h"
+
 namespace phone {
 class Draws;
 struct World;
@@ -42,19 +44,11 @@ std::optional<DrawnFault> draw_fault(uint64_t seed, double rate, const std::vect
 // pressure that are not quite right. Always the same for one seed.
 phone::World as_built(const phone::World& meant, uint64_t station_seed);
 
-// A new folder, gone at the end; in memory where there is such a file system: a phone writes its hub's store at every
-// change, and would wait for the disk.
-class PhonesFolder {
+class PhonesFolder : public ScratchFolder {
  public:
   // Throws AppError.
   PhonesFolder();
   ~PhonesFolder();
-  PhonesFolder(const PhonesFolder&) = delete;
-  PhonesFolder& operator=(const PhonesFolder&) = delete;
-  const std::string& path() const { return path_; }
-
- private:
-  std::string path_;
 };
 
 }  // namespace factory

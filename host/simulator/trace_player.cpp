@@ -2,7 +2,6 @@
 #include <fcntl.h>
 #include <host/device_root.h>
 #include <host/property_store.h>
-#include <stdlib.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -10,6 +9,7 @@
 #include <mutex>
 
 #include "files/json_text.h"
+#include "files/scratch_folder.h"
 #include "files/whole_file.h"
 #include "simulator/recording.h"
 #include "simulator/trace.h"
@@ -20,34 +20,26 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// A copy of a recorded device root to work on, gone at the end.
+// A copy of a recorded device root to work on.
 class ScratchRoot {
  public:
   // `unwritable`: paths of files that no program may write. Throws AppError.
-  ScratchRoot(const std::string& recorded, const std::vector<std::string>& unwritable) {
-    path_ = (fs::temp_directory_path() / "sensorcal-replay-XXXXXX").string();
-    if (mkdtemp(path_.data()) == nullptr) throw AppError(kUnreachable, path_ + ": cannot be made");
+  ScratchRoot(const std::string& recorded, const std::vector<std::string>& unwritable)
+      : folder_(fs::temp_directory_path(), "sensorcal-replay") {
     try {
-      fs::copy(recorded, path_, fs::copy_options::recursive | fs::copy_options::copy_symlinks);
-      for (const std::string& path : unwritable) make_unwritable(path_ + path);
+      fs::copy(recorded, path(), fs::copy_options::recursive | fs::copy_options::copy_symlinks);
+      for (const std::string& file : unwritable) make_unwritable(path() + file);
     } catch (const std::exception& error) {
-      remove();
+      close_all();
       throw AppError(kUsage, reason_of(error));
     }
   }
 
-  ~ScratchRoot() { remove(); }
+  ~ScratchRoot() { close_all(); }
   ScratchRoot(const ScratchRoot&) = delete;
   ScratchRoot& operator=(const ScratchRoot&) = delete;
 
-  const std::string& path() const { return path_; }
-  void remove() {
-    std::error_code ignored;
-    if (!path_.empty()) fs::remove_all(path_, ignored);
-    for (const int fd : descriptors_) close(fd);
-    descriptors_.clear();
-    path_.clear();
-  }
+  const std::string& path() const { return folder_.path(); }
 
  private:
   // A sealed copy in memory behind a link: no process can write it, whoever it is.
@@ -62,7 +54,11 @@ class ScratchRoot {
     fs::create_symlink("/proc/" + std::to_string(getpid()) + "/fd/" + std::to_string(fd), path);
   }
 
-  std::string path_;
+  void close_all() {
+    for (const int fd : descriptors_) close(fd);
+  }
+
+  const ScratchFolder folder_;
   std::vector<int> descriptors_;
 };
 
@@ -99,7 +95,7 @@ class Player : public Trace {
   }
 
   // Nothing is to be put back: there is no phone.
-  void interrupted() override { end(kInterrupted, "\ninterrupted\n"); }
+  void interrupted() override { leave_process(kInterrupted, "\ninterrupted\n"); }
 
   Json::Value ask(const std::string& name, const Json::Value& of,
                   const std::function<Json::Value()>& /*real*/) override {
@@ -126,17 +122,11 @@ class Player : public Trace {
   }
 
  private:
-  [[noreturn]] void end(int code, const std::string& text) {
-    scratch_.remove();
-    (void)!::write(STDERR_FILENO, text.data(), text.size());
-    _exit(code);
-  }
-
   [[noreturn]] void leave(const std::string& why) {
     constexpr size_t kMax = 600;
     const std::string cut = recorded_.cut.empty() ? "" : "; the recording is cut off: " + recorded_.cut;
-    end(kDiffers, "\nsensorcal: " + folder_ + ": the replay leaves its recording " + where_ + ": " +
-                      why.substr(0, kMax) + cut + "\n");
+    leave_process(kDiffers, "\nsensorcal: " + folder_ + ": the replay leaves its recording " + where_ + ": " +
+                                why.substr(0, kMax) + cut + "\n");
   }
 
   const std::string folder_;

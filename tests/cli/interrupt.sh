@@ -49,3 +49,15 @@ for option in --profile --log --hub-log; do
   [ "$code" = 130 ] || fail "$called: exit code $code"
   has err '^interrupted$'
 done
+
+# A study's phones are gone with it, whether a run or the next one's opening was under way.
+for pause in 0.05 0.1 0.15 0.2; do
+  called="grr --run, interrupted after $pause s"
+  "$sensorcal" grr --run "$2/../../plans/inertial.json" --seed 7 >out 2>err &
+  until compgen -G "/dev/shm/sensorcal-$!-*" >found || compgen -G "${TMPDIR:-/tmp}/sensorcal-$!-*" >found; do :; done
+  sleep $pause
+  kill -TERM $!  # of a shell's jobs SIGINT is ignored
+  code=0; wait $! || code=$?
+  [ "$code" = 130 ] || fail "$called: exit code $code"
+  ! ls $(cat found) 2>err || fail "$called: left its phones behind"
+done

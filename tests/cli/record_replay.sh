@@ -87,15 +87,17 @@ kill -INT $!
 code=0; wait $! || code=$?
 [ $code = 130 ] || fail "exit code $code after Ctrl-C"
 run 4 replay stopped
-# Ctrl-C ends a replay, SIGTERM too, whatever it waits for.
+# Ctrl-C ends a replay, SIGTERM too, while it makes its copy of the phone, and whatever it waits for.
 run 1 run plan2.json --speed max --fault silent --record silent
-for signal in INT TERM; do
+head -c 20000000 /dev/urandom >silent/root/large
+for signal in INT TERM INT:1 TERM:1; do
   "$sensorcal" replay silent >out 2>err &
-  until [ -n "$(ls "$TMPDIR")" ]; do sleep 0.1; done  # it came as far as its copy of the phone
-  sleep 1
-  kill -$signal $!
+  until compgen -G "$TMPDIR/*" >found; do :; done
+  [ $signal = ${signal%:*} ] || sleep ${signal#*:}
+  kill -${signal%:*} $!
   code=0; wait $! || code=$?
   [ $code = 130 ] || fail "exit code $code after $signal"
+  [ -z "$(ls "$TMPDIR")" ] || fail "left behind after $signal: $(ls "$TMPDIR")"
 done
 sed -i 's,recording/4,recording/1,' good/run.json
 run 2 replay good

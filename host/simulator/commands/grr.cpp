@@ -7,6 +7,7 @@
 #include "files/whole_file.h"
 #include "line/phone_run.h"
 #include "simulator/drawn_phone.h"
+#include "simulator_commands/interrupts.h"
 #include "store/keeper.h"
 #include "store/run_id.h"
 
@@ -42,20 +43,24 @@ int run_study(const Options& options, const Arguments& a) {
   const plan::Plan plan = plan::load_plan(a.run);
   const std::string profile = line::absolute_profile(options.profile);
   const uint64_t seed = options.seed.value_or(1);
-  const PhonesFolder folder;
   const auto keeper = a.uri.empty() ? nullptr : std::make_unique<store::Keeper>(a.uri, "", false);
   std::vector<record::Run> runs;
   bool interrupted = false;  // then what there is is told
-  for (int trial = 0; trial < a.trials && !interrupted; ++trial) {
-    for (int station = 0; station < a.stations && !interrupted; ++station) {
-      for (int phone = 0; phone < a.phones && !interrupted; ++phone) {
-        line::PhoneJob job;
-        job.seed = seed + static_cast<uint64_t>(phone);
-        job.directory = folder.path() + "/" + std::to_string(phone);
-        job.profile = profile;
-        job.station = line::station_name(station);
-        job.station_seed = line::station_seed(seed, station);
-        interrupted = !run(plan, job, a.runs.filter.measurement, keeper.get(), &runs);
+  {
+    const Interrupts interrupts;
+    const PhonesFolder folder;
+    const auto over = [&] { return interrupted |= interrupts.came(); };
+    for (int trial = 0; trial < a.trials; ++trial) {
+      for (int station = 0; station < a.stations; ++station) {
+        for (int phone = 0; phone < a.phones && !over(); ++phone) {
+          line::PhoneJob job;
+          job.seed = seed + static_cast<uint64_t>(phone);
+          job.directory = folder.path() + "/" + std::to_string(phone);
+          job.profile = profile;
+          job.station = line::station_name(station);
+          job.station_seed = line::station_seed(seed, station);
+          interrupted = !run(plan, job, a.runs.filter.measurement, keeper.get(), &runs);
+        }
       }
     }
   }

@@ -1,5 +1,4 @@
 // `sensorcal line`: a production line of simulated phones and stations.
-#include <signal.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -16,6 +15,7 @@
 #include "line/worker_pool.h"
 #include "record/exit_code.h"
 #include "simulator/drawn_phone.h"
+#include "simulator_commands/interrupts.h"
 #include "store/store.h"
 #include "store/uri.h"
 
@@ -32,16 +32,6 @@ struct Arguments {
   std::optional<double> patience_s;
   bool station_process = false;
 };
-
-std::atomic<bool> interrupted{false};
-
-void on_interrupt(int /*signal*/) { interrupted = true; }
-
-void watch_for_interrupts() {
-  struct sigaction action = {};
-  action.sa_handler = on_interrupt;
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaction(signal, &action, nullptr);
-}
 
 // What is wrong with a store shows before a phone is run. A server may be away: then runs wait.
 void try_store(const store::Uri& uri) {
@@ -145,14 +135,14 @@ int run_line(const Options& options, const Arguments& a) {
   line::StationTask task = task_of(options, a, uri);
   const std::string spools = spools_folder(uri, a);
   try_store(uri);
-  watch_for_interrupts();
+  const Interrupts interrupts;
   const PhonesFolder folder;
   task.folder = folder.path();
   line::LineResult result;
   {
     line::WorkerPool pool(task, spools, a.stations, a.phones);
     StatusLine progress(!options.json);
-    result = pool.run(interrupted, [&](const line::LineResult& now) { progress.show(progress_text(now)); });
+    result = pool.run(interrupts.came(), [&](const line::LineResult& now) { progress.show(progress_text(now)); });
   }
   print_result(options.json, "line/1", to_json(result, a, task.seed), to_text(result, spools));
   return exit_code(result);

@@ -33,7 +33,8 @@ PhoneRun run_phone(const plan::Plan& plan, const PhoneJob& job) {
   plan::Observer silent;
   plan::PlanRun run(session, plan, order, silent);
   const record::Run record = run.run();
-  return {record, record.outcome == record::Outcome::aborted};
+  // Also one that came too late for this run.
+  return {record, session.stop_watching()};
 }
 
 std::string serial_of(uint64_t seed) {
