@@ -50,12 +50,3 @@ run 1 calibrate CCT_F_strm --phone colour --profile hub-colour --speed max --fau
 has out "why: the hub's own colour run did not end in 4.5 s"
 run 1 calibrate CCT_F_strm --phone colour --speed max --fault hub-word:40,0,5
 has out "why: the hub's own colour run ended with error 5"
-
-# In a plan.
-for step in '{"calibrate": "Acc", "param": 4}' '{"calibrate": "33171015", "param": 0}' '{"calibrate": "Tof", "param": 5}' \
-  '{"write": "33171015", "value": "register", "to": ["3", "4"]}' \
-  '{"calibrate": "Lux", "channel": 0, "target": "100 counts"}'; do
-  echo "{\"format\": \"sensorcal.plan/1\", \"name\": \"p\", \"steps\": [$step]}" >plan.json
-  run 3 run plan.json --speed max --fault hub-fail
-  has out 'the sensor hub does not answer'
-done

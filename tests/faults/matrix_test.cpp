@@ -544,34 +544,6 @@ TEST(FaultMatrix, EndsAsThePageSays) {
   std::cout << cells.size() << " pairs\n";
 }
 
-// Under a fault of which the page says nothing, each of the looks complains.
-TEST(FaultMatrix, ADeviationIsSeen) {
-  const struct {
-    const char* fault;
-    const char* kind;
-    double grace_ms;
-    const char* complaint;
-  } rows[] = {
-      {"queue-refused:5", "Acc", 1000, "result -1, not 0"},
-      {"nan", "Acc", 1000, "hub: **wrong**, not new"},
-      {"hub-fail:0", "Acc", 1000, "nothing was sent to the hub"},
-      {"hub-fail:7", "Prx 0, by the chip", 1000, "files: **wrong**, not new"},
-      {"property:persist.vendor.sensor.cali_sensor=0", "report", 1000, "result `\"111\"`, not"},
-      {"late:Acc,1", "Acc", -1000, "back after "},
-  };
-  for (const auto& row : rows) {
-    const Texts outcomes = run_cells({{row.fault, find_kind(row.kind)}}, row.grace_ms);
-    EXPECT_THAT(outcomes.at(0), ::testing::HasSubstr(row.complaint)) << row.fault;
-  }
-
-  std::string strangers;
-  const auto any = [](const std::string&, double) { return true; };
-  EXPECT_EQ(compare("Acc/", test::Numbers{{"Acc/0", 1}, {"Gyr/0", 1}}, {{"Acc/0", 2}, {"Gyr/0", 2}}, any, &strangers),
-            "new");
-  EXPECT_EQ(strangers, " Gyr/0");
-  EXPECT_EQ(compare("Acc/", test::Numbers{{"Acc/0", 1}}, {}, any, &strangers), "**wrong**");
-}
-
 // Nothing of the phone's faults is missing from the page, and its rows name what there is.
 TEST(FaultMatrix, ThePageIsWhole) {
   using ::testing::HasSubstr;

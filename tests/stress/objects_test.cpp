@@ -9,18 +9,6 @@ using scenario::kAcc;
 using scenario::kInertial;
 using scenario::WholePhone;
 
-// Without the hub's messages between them: the tail of one run meets the start of the next.
-TEST(Stress, RunsOfOneRecordAllFinish) {
-  const QuietLog quiet;
-  WholePhone whole;
-  ASSERT_EQ(whole.cal->sensor_calibrate(kAcc.type, 0), 0);
-  _sensor_info& record = whole.cal->motion_info[0];
-  record.in_calibrate = 1;
-  record.sample_num = 2;
-  const size_t runs = load(100000);
-  for (size_t i = 0; i < runs; ++i) ASSERT_EQ(whole.cal->cal_wait_finish(&record), 2) << "run " << i;
-}
-
 // An object goes while its sensors deliver; the next one calibrates at once.
 TEST(Stress, ObjectsUnderLiveEvents) {
   const QuietLog quiet;

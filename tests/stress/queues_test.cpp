@@ -92,38 +92,6 @@ TEST(StressQueues, EveryEventReachesEveryQueueOnce) {
   }
 }
 
-// A slow queue beside a fast one gets every tenth of its samples and nothing else.
-TEST(StressQueues, SlowQueueGetsItsShare) {
-  const QuietLog quiet;
-  const auto phone = phone::Phone::open(options());
-  const Client client;
-  constexpr size_t kEvery = 10;
-  for (size_t round = 0; round < load(40); ++round) {
-    Watch slow(client);
-    Watch fast(client);
-    slow.enable(kFastUs * static_cast<int>(kEvery));
-    fast.enable(kFastUs);
-    const std::vector<Times::Note> all = fast.times->wait_for(kPerEnabling);
-    ASSERT_EQ(all.size(), kPerEnabling);
-    const std::vector<Times::Note> some = slow.times->wait_from(all.front().first, kPerEnabling / kEvery - 1);
-    std::map<int64_t, float> known(all.begin(), all.end());
-    size_t shared = 0;
-    int64_t before = 0;
-    for (const Times::Note& note : some) {
-      if (note.first < all.front().first) continue;
-      ++shared;
-      ASSERT_TRUE(known.contains(note.first));
-      ASSERT_EQ(known[note.first], note.second);
-      if (before != 0) {
-        ASSERT_EQ(note.first - before, kFastNs * static_cast<int64_t>(kEvery));
-      }
-      before = note.first;
-    }
-    ASSERT_GE(shared, kPerEnabling / kEvery - 1);
-    ASSERT_LE(shared, kPerEnabling / kEvery + 1);
-  }
-}
-
 // Switched off from outside, one event may be on its way; a queue that is gone has none.
 TEST(StressQueues, NothingComesLate) {
   const QuietLog quiet;

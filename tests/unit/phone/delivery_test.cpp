@@ -174,25 +174,6 @@ TEST(Delivery, RefusesUnknownHandlesAndSensorsThatAreOff) {
   EXPECT_EQ(client.collect(kAcc, 20000, 5).size(), 5U);
 }
 
-TEST(Delivery, DestructionUnderLiveEvents) {
-  const auto phone = phone::Phone::open(options());
-  for (int i = 0; i < 100; ++i) {
-    Client client;
-    std::atomic<bool> gone{false};
-    std::atomic<int> after{0};
-    client.listener->on_each = [&](const Event&) {
-      if (gone) ++after;
-    };
-    client.enable(kAcc, 2500);
-    client.enable(kBar, 20000);
-    if (i % 2 == 0) client.listener->wait_for(3);
-    client.queue = nullptr;
-    gone = true;
-    std::this_thread::yield();
-    EXPECT_EQ(after, 0);
-  }
-}
-
 TEST(Delivery, QueueDestroyedOnItsOwnThread) {
   const auto phone = phone::Phone::open(options());
   for (int i = 0; i < 20; ++i) {
