@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <mutex>
 #include <set>
 #include <thread>
 
@@ -39,6 +38,8 @@ ScratchFolder::~ScratchFolder() {
   fs::remove_all(path_, ignored);
   folders().erase(path_);
 }
+
+std::unique_lock<std::mutex> hold_scratch_folders() { return std::unique_lock<std::mutex>(folders_mutex()); }
 
 void leave_process(ExitCode code, const std::string& text) {
   // Held to the end: whoever comes to make or remove a folder meanwhile waits there, and does not end the process

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <filesystem>
+#include <mutex>
 #include <string>
 
 #include "files/app_error.h"
@@ -21,6 +22,10 @@ class ScratchFolder {
  private:
   std::string path_;
 };
+
+// While it is held nobody ends the process by leave_process(), and once that is under way nobody gets it: for who makes
+// folders within one, which would be there again.
+std::unique_lock<std::mutex> hold_scratch_folders();
 
 // Ends the process where it stands, whatever its other threads do, with `text` on standard error. No signal's handler
 // may call this.

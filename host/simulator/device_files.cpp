@@ -5,6 +5,7 @@
 #include <fstream>
 
 #include "files/json_text.h"
+#include "files/scratch_folder.h"
 #include "files/whole_file.h"
 #include "simulator/trace_words.h"
 
@@ -93,6 +94,7 @@ void DeviceFiles::check(const Json::Value& changes) {
 }
 
 void DeviceFiles::apply(const Json::Value& changes) const {
+  const auto held = hold_scratch_folders();
   std::error_code ignored;
   for (const std::string& path : changes.getMemberNames()) {
     const fs::path file = root_ + path;

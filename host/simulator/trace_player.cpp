@@ -26,6 +26,7 @@ class ScratchRoot {
   // `unwritable`: paths of files that no program may write. Throws AppError.
   ScratchRoot(const std::string& recorded, const std::vector<std::string>& unwritable)
       : folder_(fs::temp_directory_path(), "sensorcal-replay") {
+    const auto held = hold_scratch_folders();
     try {
       fs::copy(recorded, path(), fs::copy_options::recursive | fs::copy_options::copy_symlinks);
       for (const std::string& file : unwritable) make_unwritable(path() + file);
