@@ -142,7 +142,8 @@ void StepRun::run_fixture() {
   if (wanted.empty()) return;
   const Span span(*this, "fixture");
   const Fixture::Arranged arranged = session_.fixture().arrange(wanted);
-  for (const std::string& problem : arranged.problems) attempt_.fail({Why::fixture_not_set, problem});
+  for (const std::string& problem : arranged.problems)
+    attempt_.fail({session_.interrupted() ? Why::interrupted : Why::fixture_not_set, problem});
   attempt_.notes.insert(attempt_.notes.end(), arranged.notes.begin(), arranged.notes.end());
 }
 

@@ -130,8 +130,14 @@ Archive::Status Archive::status() const {
   out.waiting = spooled_.waiting + static_cast<int>(std::count_if(ended_.begin(), ended_.end(), [&](const auto& run) {
                   return run.second < long_ago;
                 }));
-  for (const std::string* problem : {&unkept_, &unstored_, &spooled_.problem, &unseen_}) {
-    if (!problem->empty()) out.problem += (out.problem.empty() ? "" : "; ") + *problem;
+  const std::pair<const char*, const std::string*> problems[] = {{"run-unkept", &unkept_},
+                                                                 {"store-refuses", &unstored_},
+                                                                 {"store-away", &spooled_.problem},
+                                                                 {"store-refuses", &unseen_}};
+  for (const auto& [code, problem] : problems) {
+    if (problem->empty()) continue;
+    if (out.code.empty()) out.code = code;
+    out.problem += (out.problem.empty() ? "" : "; ") + *problem;
   }
   return out;
 }
@@ -211,7 +217,8 @@ void Archive::tell(const std::string& problem, int waiting) {
     if (waiting < 0) waiting = spooled_.waiting;
     if (spooled_.problem == problem && spooled_.waiting == waiting) return;
     if (!problem.empty() && spooled_.problem != problem) complain(problem);
-    spooled_ = {waiting, problem};
+    spooled_.waiting = waiting;
+    spooled_.problem = problem;
   }
   changed_();
 }

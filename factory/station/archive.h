@@ -25,8 +25,8 @@ namespace factory::station {
 class Archive {
  public:
   struct Status {
-    int waiting = 0;      // runs that the store does not have yet
-    std::string problem;  // empty: none
+    int waiting = 0;            // runs that the store does not have yet
+    std::string code, problem;  // empty: none
   };
 
   // `files`: pages and their kin. `changed`: the status is another one; called on a thread of the archive's, which then

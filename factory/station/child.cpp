@@ -126,25 +126,25 @@ void Child::read_lines(const std::function<bool(const std::string&)>& on_line) {
   if (count < 0 && (errno == EAGAIN || errno == EINTR)) return;
   if (count <= 0) {
     close_now(&out_);
-    if (!unread_.empty()) end("its last line has no end");
-    return end("");
+    if (!unread_.empty()) end({"runner-unfinished", {}, "its last line has no end"});
+    return end({});
   }
   heard_ = Clock::now();
-  if (!why_.empty()) return;  // what it says now counts no more
+  if (!why_.text.empty()) return;  // what it says now counts no more
   const size_t searched = unread_.size();
   unread_.append(part, static_cast<size_t>(count));
   size_t begin = 0;
   for (size_t at = unread_.find('\n', searched); at != std::string::npos; at = unread_.find('\n', begin)) {
     if (!on_line(unread_.substr(begin, at - begin))) {
-      end("it says what is no event of a run: " + visible(unread_.substr(begin, std::min<size_t>(at - begin, 100))),
-          kOfNoRunner);
+      const std::string said = visible(unread_.substr(begin, std::min<size_t>(at - begin, 100)));
+      end({"runner-nonsense", {said}, "it says what is no event of a run: " + said}, kOfNoRunner);
       return unread_.clear();
     }
     begin = at + 1;
   }
   unread_.erase(0, begin);
   if (unread_.size() <= kLineMax) return;
-  end("it says a line without an end", kOfNoRunner);
+  end({"runner-endless", {}, "it says a line without an end"}, kOfNoRunner);
   unread_ = {};
 }
 
@@ -166,8 +166,8 @@ void Child::write_some(std::string* unsaid, bool is_read) {
   }
 }
 
-void Child::end(const std::string& why, milliseconds leaving) {
-  if (why_.empty()) why_ = why;
+void Child::end(const record::Text& why, milliseconds leaving) {
+  if (why_.text.empty()) why_ = why;
   close_now(&in_);
   if (ending_) return;
   ending_ = Clock::now();
@@ -178,7 +178,7 @@ void Child::urge() {
   if (!ending_ || exited_) return;
   const auto due = *ending_ + leaving_ + signals_ * kBetweenSignals;
   if (signals_ >= static_cast<int>(std::size(kSignals)) || Clock::now() < due) return;
-  if (why_.empty()) why_ = "it did not end when it was asked to";
+  if (why_.text.empty()) why_ = {"runner-hangs", {}, "it did not end when it was asked to"};
   kill(-pid_, kSignals[signals_++]);
 }
 
@@ -189,8 +189,9 @@ void Child::look_for_exit() {
   exited_ = Clock::now();
   if (info.si_code == CLD_EXITED) {
     code_ = info.si_status;
-  } else if (why_.empty()) {
-    why_ = std::string("it was ended by a signal: ") + strsignal(info.si_status);
+  } else if (why_.text.empty()) {
+    const std::string signal = strsignal(info.si_status);
+    why_ = {"runner-killed", {signal}, "it was ended by a signal: " + signal};
   }
 }
 

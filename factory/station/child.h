@@ -29,8 +29,8 @@ class Child {
   bool exchange(int wake, std::string* unsaid, const std::function<bool(const std::string&)>& on_line);
 
   // Its input ends; a while later it is asked to go, then killed. `why`: what is wrong with it; the first one counts.
-  void end(const std::string& why) { end(why, leaving_); }
-  void end(const std::string& why, std::chrono::milliseconds leaving);
+  void end(const record::Text& why) { end(why, leaving_); }
+  void end(const record::Text& why, std::chrono::milliseconds leaving);
   Clock::duration silent_for() const { return Clock::now() - heard_; }
   void forgive_silence() { heard_ = Clock::now(); }
   bool ending() const { return ending_.has_value(); }
@@ -46,7 +46,8 @@ class Child {
 
   pid_t pid_ = -1;
   int in_ = -1, out_ = -1, err_ = -1, exit_ = -1;  // its streams, and what says that it has ended
-  std::string unread_, tail_, why_;
+  std::string unread_, tail_;
+  record::Text why_;
   Clock::time_point heard_ = Clock::now();
   std::optional<Clock::time_point> ending_, exited_;
   std::chrono::milliseconds leaving_;

@@ -64,8 +64,8 @@ Refusal Inquiry::begin(const Json::Value& filters) {
 
 void Inquiry::end(const RunnerEnd& end) {
   const std::lock_guard<std::mutex> lock(mutex_);
-  phase_ = end.code == 0 && end.why.empty() ? "done" : "failed";
-  if (phase_ == "failed") problem_ = end.last_words.empty() ? end.why : end.last_words;
+  phase_ = end.code == 0 && end.why.text.empty() ? "done" : "failed";
+  if (phase_ == "failed") problem_ = end.last_words.empty() ? end.why.text : end.last_words;
 }
 
 Json::Value Inquiry::state() const {

@@ -33,6 +33,8 @@ std::optional<Refusal> earlier(const Settings& settings, const std::string& seri
       "the last run of " + serial + " at station " + settings.earlier + ": " + outcome_name(last->run.outcome)};
 }
 
+std::string times(long count) { return std::to_string(count) + (count == 1 ? " time" : " times"); }
+
 // The station's own runs of the phone, from both, the oldest first.
 std::vector<Entry> runs_here(const Settings& settings, const std::string& plan, const Before& before,
                              std::vector<Entry> entries) {
@@ -65,8 +67,8 @@ Permit permit(const Settings& settings, const std::string& serial, const std::st
   if (failures > settings.retests_of_failures) {
     out.refusal = Refusal{"no-retest",
                           {serial, std::to_string(failures), std::to_string(settings.retests_of_failures)},
-                          serial + " failed here " + std::to_string(failures) + (failures == 1 ? " time" : " times") +
-                              ", and may be tested again " + std::to_string(settings.retests_of_failures)};
+                          serial + " failed here " + times(failures) + ", and may be tested again " +
+                              times(settings.retests_of_failures) + " at most"};
   }
   return out;
 }

@@ -97,14 +97,16 @@ void Runner::run(const Order& order) {
         stopped = stopped_;
         if (patient_) child.forgive_silence();
       }
-      if (stopped) child.end("");
+      if (stopped) child.end({});
       if (!child.ending() && child.silent_for() > order.silence)
-        child.end("it said nothing for " + plain(order.silence.count()) + " s");
+        child.end({"runner-silent",
+                   {plain(order.silence.count())},
+                   "it said nothing for " + plain(order.silence.count()) + " s"});
       more = child.exchange(wake_, &unsaid, on_line_);
     }
     end = child.ended();
   } catch (const AppError& error) {
-    end.why = error.what();
+    end.why = {"runner-missing", {order.command.front()}, error.what()};
   }
   on_end_(end);
 }

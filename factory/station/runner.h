@@ -11,12 +11,14 @@
 #include <thread>
 #include <vector>
 
+#include "record/record.h"
+
 namespace factory::station {
 
 // How a run ended.
 struct RunnerEnd {
   int code = -1;           // the program's exit code; -1: it has none
-  std::string why;         // what was wrong with it; empty: nothing
+  record::Text why;        // what was wrong with it; without words: nothing
   std::string last_words;  // the end of its standard error, made safe
 };
 

@@ -199,20 +199,21 @@ Json::Value Slot::live(const Pace& pace) const {
 }
 
 Slot::Heard Slot::hear_refusal(const Json::Value& event) {
-  refusal_ = text_of(event["text"]);
+  const std::string text = text_of(event["text"]);
+  refusal_ = {"runner-refuses", {text}, text};
   return Heard::nothing;
 }
 
 // The record's own bytes are read: written anew, a number might become another.
 Slot::Heard Slot::hear_record(const Json::Value& event, const std::string& line) {
   const Json::Value& part = event["record"];
-  if (heard_) refusal_ = "it told its record twice";
+  if (heard_) refusal_ = {"record-misfit", {}, "it told its record twice"};
   told_code_ = event["exit_code"].isInt() ? event["exit_code"].asInt() : -1;
   try {
     const auto start = static_cast<size_t>(part.getOffsetStart());
     heard_ = record::read_run(line.substr(start, static_cast<size_t>(part.getOffsetLimit()) - start));
   } catch (const record::FormatError& error) {
-    refusal_ = std::string("its record cannot be read: ") + error.what();
+    refusal_ = {"record-unreadable", {}, std::string("its record cannot be read: ") + error.what()};
   }
   prompt_.reset();
   return Heard::change;
@@ -244,37 +245,41 @@ bool Slot::is_own() const {
   return heard_->id == ordered_.id && (serial.empty() || serial == ordered_.order.serial);
 }
 
-// Why the record is not that of this run; empty: it is.
-std::string Slot::misfit(const RunnerEnd& end) const {
-  if (!refusal_.empty()) return refusal_;
-  if (!end.why.empty()) return end.why;
-  if (!heard_) return "the runner ended without a record, with exit code " + std::to_string(end.code);
-  if (heard_->id.empty()) return "the record has no id: the runner's sensorcal may be older than the station's";
-  if (heard_->id != ordered_.id) return "the record is of another run, " + visible(heard_->id) + ", than this one";
+// Why the record is not that of this run; without words: it is.
+record::Text Slot::misfit(const RunnerEnd& end) const {
+  if (!refusal_.text.empty()) return refusal_;
+  if (!end.why.text.empty()) return end.why;
+  const std::string code = std::to_string(end.code);
+  if (!heard_) return {"record-missing", {code}, "the runner ended without a record, with exit code " + code};
+  const auto misfits = [](const std::string& words) { return record::Text("record-misfit", {}, words); };
+  if (heard_->id.empty())
+    return {"record-old", {}, "the record has no id: the runner's sensorcal may be older than the station's"};
+  if (heard_->id != ordered_.id)
+    return {"record-other", {}, "the record is of another run, " + visible(heard_->id) + ", than this one"};
   for (const auto& [part, name] : kOrdered) {
     const std::string& is = (*heard_).*part;
     const std::string& wanted = ordered_.order.*part;
     if (!is.empty() && !wanted.empty() && is != wanted)
-      return std::string("the record is of ") + name + " " + visible(is) + ", not of " + wanted;
+      return misfits(std::string("the record is of ") + name + " " + visible(is) + ", not of " + wanted);
   }
-  if (heard_->plan.bytes != ordered_.plan->bytes) return "the record is of another plan than " + ordered_.plan->file;
+  if (heard_->plan.bytes != ordered_.plan->bytes)
+    return misfits("the record is of another plan than " + ordered_.plan->file);
   const double took = seconds_between(began_, Clock::now());
   if (!(heard_->seconds <= took + kAskew)) {
-    return "the record is of " + plain(std::round(heard_->seconds)) + " s, and the run took " +
-           plain(std::round(took)) + " s";
+    return misfits("the record is of " + plain(std::round(heard_->seconds)) + " s, and the run took " +
+                   plain(std::round(took)) + " s");
   }
-  const int code = end.code;
-  const bool fits = code == told_code_ && (code == record::exit_code(heard_->outcome, true) ||
-                                           code == record::exit_code(heard_->outcome, false));
+  const bool fits = end.code == told_code_ && (end.code == record::exit_code(heard_->outcome, true) ||
+                                               end.code == record::exit_code(heard_->outcome, false));
   if (!fits) {
-    return std::string("the record says ") + outcome_name(heard_->outcome) + " with exit code " +
-           std::to_string(told_code_) + ", the runner ended with " + std::to_string(code);
+    return misfits(std::string("the record says ") + outcome_name(heard_->outcome) + " with exit code " +
+                   std::to_string(told_code_) + ", the runner ended with " + code);
   }
-  return pass_problem();
+  return misfits(pass_problem());
 }
 
 const record::Run& Slot::end(const RunnerEnd& end) {
-  if (const std::string why = misfit(end); !why.empty()) {
+  if (const record::Text why = misfit(end); !why.text.empty()) {
     make_error(end, why);
   } else {
     record_ = std::move(*heard_);
@@ -321,9 +326,11 @@ void Slot::set_clock() {
 }
 
 // What the runner's record holds is kept where it is of this phone: it may say what happened.
-void Slot::make_error(const RunnerEnd& end, const std::string& why) {
-  const bool said_already = end.last_words.find(why) != std::string::npos;  // by a runner that refused
-  problem_ = why + (end.last_words.empty() || said_already ? "" : ". Its last words: " + end.last_words);
+void Slot::make_error(const RunnerEnd& end, const record::Text& why) {
+  const bool said_already = end.last_words.find(why.text) != std::string::npos;  // by a runner that refused
+  last_words_ = said_already ? "" : end.last_words;
+  problem_ = why;
+  if (!last_words_.empty()) problem_.text += ". Its last words: " + last_words_;
   if (heard_ && is_own()) {
     record_ = std::move(*heard_);
     set_clock();
@@ -333,7 +340,7 @@ void Slot::make_error(const RunnerEnd& end, const std::string& why) {
     record_.seconds = seconds_between(began_, Clock::now());
   }
   record_.outcome = Outcome::error;
-  record_.remarks.push_back("the station could not trust the run: " + problem_);
+  record_.remarks.push_back("the station could not trust the run: " + problem_.text);
 }
 
 // By the record, which outweighs what was told on the way.
@@ -379,7 +386,11 @@ Json::Value Slot::to_json(const Pace& pace) const {
   out["warns"] = or_null(warns_);
   out["verdict"] = phase_ == Phase::over ? Json::Value(outcome_name(record_.outcome)) : Json::Value();
   out["failing"] = failing_;
-  out["problem"] = or_null(problem_);
+  out["problem"] = Json::Value();
+  if (!problem_.text.empty()) {
+    out["problem"] = said(record::to_json(std::vector{problem_}))[0];
+    out["problem"]["last_words"] = or_null(last_words_);
+  }
   return out;
 }
 

@@ -87,10 +87,10 @@ class Slot {
   Heard hear_sample(const Json::Value& event);
   Heard hear_prompt(const Json::Value& event);
   Heard hear_record(const Json::Value& event, const std::string& line);
-  std::string misfit(const RunnerEnd& end) const;
+  record::Text misfit(const RunnerEnd& end) const;
   bool is_own() const;
   std::string pass_problem() const;
-  void make_error(const RunnerEnd& end, const std::string& why);
+  void make_error(const RunnerEnd& end, const record::Text& why);
   std::string name_of(int step) const;
   void set_clock();
   void show_failing();
@@ -103,13 +103,15 @@ class Slot {
   int step_ = 0, steps_ = 0, attempt_ = 0;
   std::map<int, std::string> names_;     // of the steps so far
   std::map<int, std::string> verdicts_;  // that were told of steps which ended
-  std::string kind_, tag_, warns_, problem_;
+  std::string kind_, tag_, warns_;
+  record::Text problem_;  // its words: with the runner's last ones
+  std::string last_words_;
   std::optional<Prompt> prompt_;
   int nonsense_ = 0;  // lines so far
   bool stopped_ = false;
   std::optional<record::Run> heard_;  // the runner's record
   int told_code_ = -1;                // the exit code that the runner told with it
-  std::string refusal_;
+  record::Text refusal_;
   record::Run record_;
   Json::Value failing_, live_;
 };

@@ -276,7 +276,11 @@ std::string Station::make_state() {
   }
   const Archive::Status status = archive_->status();
   out["waiting"] = status.waiting;
-  out["store_problem"] = status.problem.empty() ? Json::Value() : Json::Value(visible(status.problem));
+  out["store_problem"] = Json::Value();
+  if (!status.problem.empty()) {
+    out["store_problem"]["code"] = status.code;
+    out["store_problem"]["text"] = visible(status.problem);
+  }
   out["alerts"] = json_list(archive_->alerts(), [](const store::Alert& alert) {
     Json::Value said;
     said["code"] = "alert-" + alert.kind;

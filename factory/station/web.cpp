@@ -1,5 +1,9 @@
 #include "station/web.h"
 
+#include <ifaddrs.h>
+#include <net/if.h>
+#include <netdb.h>
+
 #include <atomic>
 #include <chrono>
 #include <functional>
@@ -81,6 +85,24 @@ Asked asked_of(const Request& request) {
   return out;
 }
 
+// One that a browser can open, of those that a server listens at which listens at all of them.
+std::string reached_at(const std::string& address) {
+  const bool six = address == "::";
+  if (!six && address != "0.0.0.0") return address;
+  std::string out = six ? "::1" : "127.0.0.1";
+  ifaddrs* all = nullptr;
+  if (getifaddrs(&all) != 0) return out;
+  for (const ifaddrs* one = all; one != nullptr; one = one->ifa_next) {
+    if (one->ifa_addr == nullptr || one->ifa_addr->sa_family != AF_INET || (one->ifa_flags & IFF_LOOPBACK) != 0)
+      continue;
+    char host[NI_MAXHOST] = "";
+    if (getnameinfo(one->ifa_addr, sizeof(sockaddr_in), host, sizeof host, nullptr, 0, NI_NUMERICHOST) == 0) out = host;
+    break;
+  }
+  freeifaddrs(all);
+  return out;
+}
+
 }  // namespace
 
 class Web::Server {
@@ -108,7 +130,7 @@ class Web::Server {
   Server& operator=(const Server&) = delete;
 
   std::string address() const {
-    const std::string& at = settings_.address;
+    const std::string at = reached_at(settings_.address);
     return "http://" + (at.find(':') == std::string::npos ? at : "[" + at + "]") + ":" + std::to_string(port_) + "/" +
            (settings_.token.empty() ? "" : "?token=" + settings_.token);
   }
@@ -223,10 +245,17 @@ class Web::Server {
     });
   }
 
+  // What is missing, or null, is what nobody is called.
   static std::string text(const Json::Value& body, const char* key) {
-    return body[key].isString() ? body[key].asString() : "";
+    if (body[key].isNull()) return "";
+    if (!body[key].isString()) throw AppError(kUsage, std::string(key) + ": wanted is a text");
+    return body[key].asString();
   }
-  static int number(const Json::Value& body, const char* key) { return body[key].isInt() ? body[key].asInt() : -1; }
+  static int number(const Json::Value& body, const char* key) {
+    if (body[key].isNull()) return -1;
+    if (!body[key].isInt()) throw AppError(kUsage, std::string(key) + ": wanted is a whole number");
+    return body[key].asInt();
+  }
 
   void add_order(const std::string& path, const std::function<Station::Done(const Json::Value&)>& order) {
     server_.Post(path, [this, order](const Request& request, Response& response) {
@@ -235,7 +264,12 @@ class Web::Server {
       std::string why;
       if (!parse_json(request.body, &body, &why) || !body.isObject())
         return refuse(&response, 400, {"not-json", {}, "wanted is a JSON object. " + why});
-      const Station::Done done = order(body);
+      Station::Done done;
+      try {
+        done = order(body);
+      } catch (const AppError& error) {
+        return refuse(&response, 400, {"wrong-type", {}, error.what()});
+      }
       if (done.done.empty()) return refuse(&response, status_of(done.refusal.code), done.refusal);
       Json::Value json;
       json["done"] = done.done;

@@ -60,7 +60,8 @@ json out 'd["code"] == 3 and d["lines"][-1]["record"]["verdict"] == "error"'
 
 # The stream is closed, while it waits for an operator and in the middle of a step: nothing goes on, old values are back.
 drive '["close"]'
-json out 'd["code"] == 130 and d["lines"][-1]["record"]["verdict"] == "aborted"'
+json out 'd["code"] == 130 and d["lines"][-1]["record"]["verdict"] == "aborted"' \
+  'd["lines"][-1]["record"]["steps"][0]["attempts"][0]["reasons"] == [{"code": "interrupted", "text": "interrupted"}]'
 id=019a1b2c-0000-7000-8000-00000000000a
 json=$(python3 -c 'import json, sys; print(json.dumps({"file": "p", "plan": open("plan.json").read(), "id": sys.argv[1]}))' $id)
 code=0

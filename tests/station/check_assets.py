@@ -80,12 +80,19 @@ def check_texts():
     if len(refusals) < 14:
         yield 'the table of refusals looks otherwise than this test knows it'
     spoken = set(sources())
+    problems = {word for word in spoken if re.fullmatch('(runner|record|store|run)-[a-z]+', word)}
+    if len(problems) < 14:
+        yield 'the problems of runners look otherwise than this test knows them'
+    named = re.findall(r'step->name = "([^"]+)"', (SOURCE / 'factory/run/plan_steps.cpp').read_text())
     for language, table in texts.items():
         for part, wanted in {'page': texts['en']['page'], 'refused': texts['en']['refused'],
                              'verdicts': VERDICTS, 'kinds': texts['en']['kinds']}.items():
             yield from (f'{language}.json: {part} has no "{key}"' for key in wanted if key not in table[part])
         if language == 'en':
             continue
+        yield from (f'{language}.json: no words for {code}' for code in problems if code not in table['problems'])
+        yield from (f'{language}.json: no words for steps named "{name}"' for name in named
+                    if name != 'set' and not any(one.startswith(name) for one in table['names']))
         yield from (f'{language}.json: no words for {code}' for code in refusals if code not in table['refused'])
         yield from (f'{language}.json: no words for the reason {code}' for code in codes if code not in table['reasons'])
         for key, pattern in instructions:

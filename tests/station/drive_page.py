@@ -345,6 +345,40 @@ class Page(unittest.TestCase):
         self.until(f'slot {slot} is selected',
                    'document.querySelectorAll(".tile")[arguments[0] - 1].classList.contains("selected")', slot)
 
+    def test_many_settings(self):
+        wanted = {'up': 'flat', 'vibration': 'none', 'rotation': '0,0,0', 'lux': '200 lux', 'cct': '5000 K', 'dark-box': 'off', 'target': 'none'}
+        pathlib.Path(self.folder.name, 'seven.json').write_text(json.dumps({**PLAN, 'steps': [{'fixture': wanted}]}))
+        station = Station(self.folder.name, slots=('1', '2', '3', '4'), plan='seven.json')
+        self.addCleanup(station.end)
+        self.addCleanup(self.resize, *SIZES[0])
+        self.resize(1024, 768)
+        self.browser.get(station.address)
+        self.until('the page', 'document.querySelectorAll(".tile").length === 4')
+        for slot in (1, 2):
+            self.select(slot)
+            self.scan(f'ASK{slot}')
+            self.until_asked(slot)
+        self.select(4)
+        # All of them, or so many as can be read, and how many more there are.
+        tiles = self.until('settled', """(() => [...document.querySelectorAll('.asks .wanted')].map((list) => {
+            const seen = [...list.children].filter((item) => !item.hidden);
+            const rest = seen.at(-1).className === 'rest' ? seen.pop() : null;
+            const sizes = seen.map((item) => parseFloat(getComputedStyle(item.querySelector('p')).fontSize));
+            return [seen.length + Number(/\\d+/.exec(rest?.textContent ?? '0')[0]), list.scrollHeight <= list.clientHeight + 1,
+                    Math.min(...sizes) >= 13];
+        }))()""")
+        self.assertEqual([[7, True, True]] * 2, tiles)
+        # What is refused covers no button, and a scan that is none is not read from afar.
+        self.select(1)
+        self.scan('x' * 300)
+        self.until_shown('#said', 'scan')
+        boxes = self.js("""['#said', '.selected .done', '#said b'].map((each) => {
+            const {top, bottom, height} = document.querySelector(each).getBoundingClientRect();
+            return {top, bottom, height};
+        })""")
+        self.assertLess(boxes[0]['bottom'], boxes[1]['top'])
+        self.assertLess(boxes[2]['height'], 30)
+
     def test_statistics(self):
         station = Station(self.folder.name, store='sqlite:runs.db')
         self.addCleanup(station.end)

@@ -105,8 +105,8 @@ class AlertCommand {
       if (unsaid.empty() || station::Child::Clock::now() > late) child.end("", kPatience);
     }
     const station::RunnerEnd end = child.ended();
-    if (end.code == 0 && end.why.empty()) return;
-    complain(name() + ": " + (end.why.empty() ? "ended with " + std::to_string(end.code) : end.why) +
+    if (end.code == 0 && end.why.text.empty()) return;
+    complain(name() + ": " + (end.why.text.empty() ? "ended with " + std::to_string(end.code) : end.why.text) +
              (end.last_words.empty() ? "" : ": " + end.last_words));
   }
 

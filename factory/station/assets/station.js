@@ -51,13 +51,23 @@ function inWords(table, what) {
 }
 
 // The first pattern that fits, as of the runner's own words; "%" is the rest of the value.
-function instruction(key, value) {
-  for (const [pattern, words] of Object.entries(own(texts.fixture, key) ?? {})) {
+function fitting(table, value) {
+  for (const [pattern, words] of Object.entries(table ?? {})) {
     const [before, open] = pattern.split('%');
     const fits = open === undefined ? value === pattern : value.startsWith(before);
     if (fits) return words.replace('%', () => value.slice(before.length));
   }
   return null;
+}
+const instruction = (key, value) => fitting(own(texts.fixture, key), value);
+
+// What a step is called where its plan gives it no name of its own: by what it does.
+const isSetting = (name) => /^set( [a-z-]+=\S+)+$/.test(name);
+function nameOf(name) {
+  const settings = isSetting(name) ? name.split(' ').slice(1).map((each) => each.split('=')) : [];
+  const known = settings.map(([key, value]) => instruction(key, value));
+  if (known.length > 0 && known.every(Boolean)) return known.join('；');
+  return fitting(texts.names, name) ?? name;
 }
 
 const clock = (seconds) => `${Math.floor(seconds / 60)}:${String(Math.floor(seconds % 60)).padStart(2, '0')}`;
@@ -83,11 +93,37 @@ function rebuild(node, what, make) {
   return true;
 }
 
+// What operators need not read, behind what they do.
+function folded(words, raw) {
+  const item = element('li');
+  const details = element('details');
+  details.append(element('summary', words), element('code', raw));
+  item.append(details);
+  return item;
+}
+
+const fits = (node) => node.scrollHeight <= node.clientHeight + 1;
+
 // Smaller type where a text does not fit its place, and never larger than the style has it.
-function fit(node) {
-  for (let tenths = 10; tenths >= 5; --tenths) {
+function fit(node, least = 5) {
+  for (let tenths = 10; tenths >= least; --tenths) {
     node.style.setProperty('--fit', tenths / 10);
-    if (node.scrollHeight <= node.clientHeight + 1) return;
+    if (fits(node)) return;
+  }
+}
+
+// Where a tile has no place for all that is wanted in a type that can be read, the last line counts the rest.
+function fitWanted(node) {
+  const items = [...node.children];
+  const rest = items.pop();
+  if (!rest) return;
+  rest.hidden = true;
+  for (const item of items) item.hidden = false;
+  fit(node, 8);
+  for (let shown = items.length - 1; shown > 0 && !fits(node); --shown) {
+    items[shown].hidden = true;
+    rest.hidden = false;
+    show(rest, say('more', items.length - shown));
   }
 }
 
@@ -234,7 +270,7 @@ function tileOf(name) {
   const root = by('tile').content.cloneNode(true).firstElementChild;
   const at = {root, bar: find('progress', root)};
   for (const node of root.querySelectorAll('[class]')) at[node.className] = node;
-  const sizes = new ResizeObserver((changes) => changes.forEach(({target}) => fit(target)));
+  const sizes = new ResizeObserver((changes) => changes.forEach(({target}) => (target === at.wanted ? fitWanted : fit)(target)));
   sizes.observe(at.wanted);
   sizes.observe(at.over);
   const tile = {at, phase: '', run: null, step: null, prompt: '', asked: -Infinity, charted: '', axes: []};
@@ -260,15 +296,16 @@ function renderPrompt(tile, slot) {
     const settings = Object.entries(prompt?.settings ?? {});
     const known = settings.map(([name, value]) => instruction(name, value));
     const words = settings.length > 0 && known.every(Boolean) ? known : prompt?.instructions ?? [];
-    return words.map((text, index) => {
+    const items = words.map((text, index) => {
       const item = element('li');
       const [name, value] = settings[index] ?? ['', ''];
       item.append(picture(name, value), element('p', text));
       return item;
     });
+    return items.length > 0 ? [...items, element('li', '', 'rest')] : [];
   });
   at.wanted.dataset.count = Math.min(prompt?.instructions.length ?? 0, 5);
-  if (anew) fit(at.wanted);
+  if (anew) fitWanted(at.wanted);
 }
 
 function renderButtons(at, slot) {
@@ -286,9 +323,11 @@ function renderVerdict(at, slot) {
   const most = several() ? 1 : 2;  // lines that can be read from afar
   rebuild(at.verdict, verdict, () => verdict ? [sign(verdict), element('span', texts.verdicts[verdict])] : []);
   const reasons = failing?.reasons.map((reason) => inWords('reasons', reason)) ?? [];
-  show(at.failing, failing ? say('failing', failing.step, failing.name) : '');
+  show(at.failing, failing ? say('failing', failing.step, nameOf(failing.name)) : '');
   rebuild(at.why, [verdict, reasons, problem], () => {
-    const lines = [...(problem ? [problem] : []), ...reasons];
+    const words = problem ? inWords('problems', problem) : '';
+    const last = words !== problem?.text && problem?.last_words;
+    const lines = [words, last, ...reasons].filter(Boolean);
     const more = lines.length > most ? [say('more', lines.length - most)] : [];
     return [...lines.slice(0, most), ...more].map((text) => element('li', text));
   });
@@ -326,8 +365,9 @@ function renderTile(slot) {
   at.bar.max = slot.steps || 1;
   at.bar.value = Math.max(0, (slot.step || 1) - 1);
   at.bar.ariaLabel = at.count.textContent;
-  const kind = inWords('kinds', slot.kind ?? '');
-  show(at.name, slot.name ?? '');
+  const told = slot.prompt && isSetting(slot.name);  // the prompt says it
+  const kind = told ? '' : inWords('kinds', slot.kind ?? '');
+  show(at.name, told ? inWords('kinds', slot.kind) : nameOf(slot.name ?? ''));
   show(at.kind, [kind, slot.tag, slot.attempt > 1 ? say('attempt', slot.attempt) : ''].filter(Boolean).join(' · '));
   show(at.warns, [slot.warns && say('warns', slot.warns.replace(/^cannot be undone: /, '')), slot.remark].filter(Boolean).join(' · '));
   renderPrompt(tile, slot);
@@ -415,7 +455,7 @@ function renderShift() {
   }));
   rebuild(by('last'), shift.last, () => shift.last.slice(0, 10).map(({serial, verdict, seconds, at, step}) => {
     const item = element('li', '', verdict);
-    item.title = [serial, texts.verdicts[verdict], at, step].filter(Boolean).join(' · ');
+    item.title = [serial, texts.verdicts[verdict], at, nameOf(step)].filter(Boolean).join(' · ');
     const tail = serial.length > 7 ? `…${serial.slice(-6)}` : serial;
     item.append(sign(verdict), element('b', tail), element('span', clock(seconds)));
     return item;
@@ -433,8 +473,11 @@ function render() {
   const strip = state.alerts.slice(0, kAlertsMax).map((alert) => inWords('alerts', alert));
   if (state.alerts.length > kAlertsMax) strip.push(say('more', state.alerts.length - kAlertsMax));
   if (state.waiting) strip.push(say('waiting', state.waiting));
-  if (state.store_problem) strip.push(say('store-problem', state.store_problem));
-  rebuild(by('strip'), strip, () => strip.map((text) => element('li', text)));
+  const {store_problem: problem} = state;
+  rebuild(by('strip'), [strip, problem], () => [
+    ...strip.map((text) => element('li', text)),
+    ...(problem ? [folded(inWords('problems', problem), problem.text)] : []),
+  ]);
   renderShift();
   const roots = state.slots.map(renderTile);
   rebuild(by('slots'), state.slots.map(({slot}) => slot), () => roots);

@@ -123,7 +123,7 @@ def check_doors(station):
             (order, {'X_Page_Token': ''}, (403, 'stale-page')), (order, {'X_Page_Token': '0' * 32}, (403, 'stale-page')),
             (order, {'Content_Type': 'text/plain'}, (415, 'not-allowed')), ('{"text": ', {}, (400, 'not-json')), ('[1]', {}, (400, 'not-json')),
             ('[' * 60000, {}, (400, 'not-json')), (b'\xff\xfe', {}, (400, 'not-json')), ('', {}, (400, 'not-json')),
-            ({'text': ['A1']}, {}, (422, 'empty')), ({}, {}, (422, 'empty')),
+            ({'text': ['A1']}, {}, (400, 'wrong-type')), ({'text': 'A1', 'slot': 1}, {}, (400, 'wrong-type')), ({}, {}, (422, 'empty')),
             (order, {'Content_Encoding': 'gzip'}, (411, 'not-allowed')), (order, {'Transfer_Encoding': 'chunked'}, (411, 'not-allowed')), ({'text': 'x' * 70000}, {}, (413, ''))]:
         expect(f'{str(body)[:20]} {headers}', station.post('/scan', body, **headers), wanted)
     for method in ['PUT', 'DELETE', 'PATCH']:
@@ -152,7 +152,8 @@ def check_prompt(station):
     expect('a stray scan', station.scan('A5', '1'), (409, 'prompt-waits'))
     expect('the other slot takes no phone twice', station.scan('PROMPT1', '2'), (409, 'same-phone-elsewhere'))
     answer = {'slot': '1', 'run': slot['run'], 'prompt': 1, 'answer': 'done'}
-    for wrong in [{'run': slot['run'] - 1}, {'prompt': 2}, {'run': '1'}]:
+    expect('no number', station.post('/answer', {**answer, 'run': '1'}), (400, 'wrong-type'))
+    for wrong in [{'run': slot['run'] - 1}, {'prompt': 2}]:
         expect(f'answer {wrong}', station.post('/answer', {**answer, **wrong}), (409, 'stale-prompt'))
     expect('no answer', station.post('/answer', {**answer, 'answer': 'perhaps'}), (422, 'not-an-answer'))
     time.sleep(3.3)  # longer than a runner may be silent
@@ -173,7 +174,7 @@ def check_runners(station):
         expect(serial, station.scan(serial, '1'), (200, 'started'))
         slot = station.verdict(serial)
         expect(f'{serial} verdict', slot['verdict'], 'error')
-        expect(f'{serial}: {slot["problem"]}', problem in slot['problem'], True)
+        expect(f'{serial}: {slot["problem"]}', problem in slot['problem']['text'], True)
     slow = station.slot('2')
     expect('the other slot', slow['phase'], 'running')
     expect('stop another run', station.post('/stop', {'slot': '2', 'run': slow['run'] + 1}), (409, 'not-running'))
@@ -273,13 +274,16 @@ def check_token():
     expect('cookie', station.ask('GET', '/state', headers={'Cookie': cookie.split(';')[0]})[0], 200)
     expect('no cookie', station.post('/scan', {'text': 'A1'}), (403, 'not-allowed'))
     station.end()
+    station = Station(address='0.0.0.0', token='0123456789abcdef')
+    expect('one that can be opened', (station.host != '0.0.0.0', station.ask('GET', '/state')[0]), (True, 200))
+    station.end()
 
 
 def check_store_away():
     station = Station(store='postgresql://nobody@127.0.0.1:1/line')
     expect('goes on', (station.scan('A8'), station.verdict('A8')['verdict']), ((200, 'started'), 'passed'))
     state = station.wait(lambda state: state['waiting'] == 1, 'a run waits')
-    expect('says why', 'refused' in (state['store_problem'] or ''), True)
+    expect('says why', [state['store_problem']['code'], 'refused' in state['store_problem']['text']], ['store-away', True])
     station.end()
     station = Station(store='postgresql://nobody@127.0.0.1:1/line', earlier={'station': 'line-2'})
     expect('knows its shift', station.state()['shift']['phones'], 1)
@@ -308,7 +312,7 @@ def check_store_trouble():
     expect('one alone', (other.returncode, 'another station of this name' in other.stderr), (2, True))
     os.rename('kept', 'moved')
     expect('moved', (station.scan('A9', '1'), station.verdict('A9')['verdict']), ((200, 'started'), 'passed'))
-    station.wait(lambda state: state['waiting'] == 1 and 'not there any more' in (state['store_problem'] or ''), 'it is missed')
+    station.wait(lambda state: state['waiting'] == 1 and 'not there any more' in (state['store_problem'] or {}).get('text', ''), 'it is missed')
     os.rename('moved', 'kept')
     expect('back', (station.scan('A10', '1'), station.verdict('A10')['verdict']), ((200, 'started'), 'passed'))
     station.wait(lambda state: state['waiting'] == 0 and not state['store_problem'], 'all are stored')

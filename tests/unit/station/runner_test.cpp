@@ -46,7 +46,7 @@ TEST_F(StationRunner, ExchangesLines) {
                         [](Runner* runner) { runner->say("done"); });
   EXPECT_EQ(all.lines, (std::vector<std::string>{"got the plan", "/"}));
   EXPECT_EQ(all.end.code, 7);
-  EXPECT_EQ(all.end.why, "");
+  EXPECT_EQ(all.end.why.text, "");
   EXPECT_EQ(all.end.last_words, "got done");
   // More than a pipe holds, both ways.
   const Ended much = run("read plan; head -c 300000 /dev/zero | tr '\\0' x; echo; wc -c", 30,
@@ -73,14 +73,14 @@ TEST_F(StationRunner, SaysWhatWasWrong) {
   };
   for (const auto& [script, silence, why, last_words] : rows) {
     const Ended all = run(script, silence);
-    EXPECT_EQ(all.end.why, why) << script;
+    EXPECT_EQ(all.end.why.text, why) << script;
     EXPECT_TRUE(all.end.last_words.starts_with(last_words)) << all.end.last_words;
     EXPECT_LT(all.seconds, 4) << script;
   }
   std::promise<RunnerEnd> none;
   Runner own([](const std::string&) { return true; }, [&](const RunnerEnd& end) { none.set_value(end); });
   own.start({{"/nosuch/program"}, "/", "", {}, duration<double>(1)});
-  EXPECT_EQ(none.get_future().get().why, "/nosuch/program cannot be started: No such file or directory");
+  EXPECT_EQ(none.get_future().get().why.text, "/nosuch/program cannot be started: No such file or directory");
 }
 
 // Closes its input first; what does not go is asked by a signal, then killed, and so are its children.
@@ -89,11 +89,11 @@ TEST_F(StationRunner, EndsWhatDoesNotGo) {
       run("echo up; cat >/dev/null; echo put back; exit 130", 30, [](Runner* runner) { runner->stop(); });
   EXPECT_EQ(goes.lines, (std::vector<std::string>{"up", "put back"}));
   EXPECT_EQ(goes.end.code, 130);
-  EXPECT_EQ(goes.end.why, "");
+  EXPECT_EQ(goes.end.why.text, "");
   EXPECT_LT(goes.seconds, 3);
   const Ended stubborn =
       run("trap '' TERM; sleep 300 & echo $!; while :; do sleep 0.2; done", 30, [](Runner* runner) { runner->stop(); });
-  EXPECT_EQ(stubborn.end.why, "it did not end when it was asked to");
+  EXPECT_EQ(stubborn.end.why.text, "it did not end when it was asked to");
   EXPECT_EQ(stubborn.end.code, -1);
   ASSERT_EQ(stubborn.lines.size(), 1u);
   const pid_t child = std::stoi(stubborn.lines[0]);
@@ -109,7 +109,7 @@ TEST_F(StationRunner, EndsWhatDoesNotGo) {
 TEST_F(StationRunner, IsPatientWhereSomebodyIsAsked) {
   const Ended all = run("echo prompt; sleep 1.2; echo answered", 0.6, [](Runner* runner) { runner->patient(true); });
   EXPECT_EQ(all.lines, (std::vector<std::string>{"prompt", "answered"}));
-  EXPECT_EQ(all.end.why, "");
+  EXPECT_EQ(all.end.why.text, "");
 }
 
 }  // namespace

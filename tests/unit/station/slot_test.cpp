@@ -186,7 +186,8 @@ TEST_F(StationSlot, BelievesAVerdictThatFits) {
     EXPECT_EQ(run.outcome, outcome) << line;
     EXPECT_EQ(run.serial, "A1");
     EXPECT_EQ(state()["verdict"], outcome_name(outcome));
-    EXPECT_NE(state()["problem"].asString().find(problem), std::string::npos) << state()["problem"].asString();
+    EXPECT_NE(state()["problem"]["text"].asString().find(problem), std::string::npos)
+        << state()["problem"]["text"].asString();
     EXPECT_EQ(state()["problem"].isNull(), *problem == '\0');
     EXPECT_EQ(run.remarks.empty(), *problem == '\0');
   }
@@ -212,7 +213,8 @@ TEST_F(StationSlot, BelievesNoPassThatItsStepsDeny) {
   };
   const auto ends_with = [&](const char* problem) {
     EXPECT_EQ(ends({0, "", ""}).outcome, Outcome::error) << problem;
-    EXPECT_NE(state()["problem"].asString().find(problem), std::string::npos) << state()["problem"].asString();
+    EXPECT_NE(state()["problem"]["text"].asString().find(problem), std::string::npos)
+        << state()["problem"]["text"].asString();
   };
   run("failed", passed);
   ends_with("step 1, calibrate Acc, is passed in it and was failed");
@@ -251,7 +253,8 @@ TEST_F(StationSlot, BelievesNoRecordOfAnotherRun) {
     const record::Run& ended = ends({0, "", ""});
     EXPECT_EQ(ended.outcome, Outcome::error) << problem;
     EXPECT_EQ(ended.id + ended.station + ended.operator_name, std::string(kId) + "line-3Li Na");
-    EXPECT_NE(state()["problem"].asString().find(problem), std::string::npos) << state()["problem"].asString();
+    EXPECT_NE(state()["problem"]["text"].asString().find(problem), std::string::npos)
+        << state()["problem"]["text"].asString();
   }
 }
 
