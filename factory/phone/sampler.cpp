@@ -23,7 +23,8 @@ std::optional<record::Reason> refusal(bool answered, bool granted, record::Groun
   return record::Reason{why, text, kServiceHint};
 }
 
-// What came instead of all samples.
+}  // namespace
+
 record::Reason too_few(const FreshSamples& samples, bool strangers) {
   const std::string taken = std::to_string(samples.taken);
   const std::string wanted = std::to_string(samples.wanted);
@@ -33,8 +34,6 @@ record::Reason too_few(const FreshSamples& samples, bool strangers) {
       strangers ? "the sensor service mixes its sensors up: restart it or reboot the phone, then repeat" : kSilentHint,
       {taken, wanted}};
 }
-
-}  // namespace
 
 double seconds_of(std::span<const Sample> samples) {
   constexpr double kNsPerS = 1e9;
@@ -151,7 +150,7 @@ void FreshSamples::add(std::vector<double> row) {
 void FreshSamples::append(const FreshSamples& more) {
   wanted += more.wanted;
   if (!problem) problem = more.problem;
-  hopeless = hopeless || more.hopeless;
+  if (!hopeless) hopeless = more.hopeless;
   for (const std::vector<double>& row : more.rows) add(row);
 }
 
@@ -159,29 +158,29 @@ double FreshSamples::error(size_t value) const {
   return values[value].standard_deviation() / std::sqrt(std::max(1, taken));
 }
 
-bool FreshSamples::is_hopeless(const std::vector<Within>& within) const {
+std::optional<size_t> FreshSamples::find_hopeless(const std::vector<Within>& within) const {
   constexpr int kEvery = 10;
   constexpr double kErrors = 12;
-  if (taken >= wanted || taken % kEvery != 0) return false;
+  if (taken >= wanted || taken % kEvery != 0) return {};
   const double left = wanted - taken;
   for (size_t i = 0; i < values.size() && i < within.size(); ++i) {
     const auto& [low, high, noise] = within[i];
     const double mean = values[i].mean();
     const double deviation = values[i].standard_deviation();
-    if (std::isnan(mean)) return true;
-    if (taken * deviation * deviation > wanted * noise * noise) return true;
     const double margin = kErrors * deviation * std::sqrt(left * taken / (taken - 1.0));
-    if (taken * mean + left * low - margin > wanted * high || taken * mean + left * high + margin < wanted * low)
-      return true;
+    const bool above = taken * mean + left * low - margin > wanted * high;
+    const bool below = taken * mean + left * high + margin < wanted * low;
+    const bool noisy = taken * deviation * deviation > wanted * noise * noise;
+    if (above || below || noisy || std::isnan(mean)) return i;
   }
-  return false;
+  return {};
 }
 
 void FreshLook::Gathering::add(const Sample& sample) {
   if (seen++ < request.skip || is_over()) return;
   const auto* const first = sample.words.begin() + request.first_word;
   out.add({first, first + request.values});
-  out.hopeless = out.is_hopeless(request.within);
+  out.hopeless = out.find_hopeless(request.within);
 }
 
 FreshLook::FreshLook(const EventFeed::Manager& manager, const SampleRequest& request)

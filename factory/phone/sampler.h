@@ -102,7 +102,7 @@ struct FreshSamples {
   int wanted = 0;
   int taken = 0;
   std::optional<record::Reason> problem;  // none when all wanted samples came, or no more were needed
-  bool hopeless = false;                  // no more were needed
+  std::optional<size_t> hopeless;         // the value for which no more were needed
 
   void add(std::vector<double> row);
   void append(const FreshSamples& more);
@@ -113,8 +113,11 @@ struct FreshSamples {
   // opposite limit by twelve of their standard errors. Where samples scatter independently about a mean that is within
   // its limits, Student's t with nine degrees of freedom is beyond 12 once in 2.6 million: of phones with a hundred
   // such values less than one in 10,000 is lost.
-  bool is_hopeless(const std::vector<Within>& within) const;
+  std::optional<size_t> find_hopeless(const std::vector<Within>& within) const;
 };
+
+// What came instead of all samples; `strangers`: events of other sensors came, too.
+record::Reason too_few(const FreshSamples& samples, bool strangers);
 
 struct SampleRequest {
   const EventFeed::SensorInfo& sensor;

@@ -15,7 +15,6 @@ constexpr int kFreshOthers = 20;
 constexpr int kHeard = 3;
 // A value is kept when its residual's limit is so many standard errors away. More samples make the error smaller.
 constexpr double kClearErrors = 3;
-constexpr int kBatchesMax = 8;
 
 std::string channel_name(const Step& step) {
   return std::string(step.screen ? "screen's " : "") + "scale of channel " + std::to_string(*step.channel);
@@ -201,7 +200,7 @@ void StepRun::take_found(const Sensor& subject, const FreshSamples& came) {
   fresh_.append(came);
   const std::vector<Measurement> residuals = residuals_of(subject, fresh_, calibration_->reference_hpa);
   if (fresh_.problem) return attempt_.fail(prefixed("not verified: ", *fresh_.problem));
-  if (!unsure(residuals).empty() && fresh_.taken < kBatchesMax * batch_of(subject))
+  if (!fresh_.hopeless && !unsure(residuals).empty() && fresh_.taken < kBatchesMax * batch_of(subject))
     return look_at(subject, fresh_.taken, [=, this](const FreshSamples& more) { take_found(subject, more); });
   measure_fresh(subject, fresh_, residuals);
   hear_others(*calibration_, subject.type);
@@ -321,28 +320,31 @@ void StepRun::hear(const Sensor& itself, const FreshSamples& fresh, const Calibr
   }
 }
 
+// What a lost answer leaves reads as zeros, and is not kept. Whether there was none.
+bool StepRun::read_after(const HeldValues& held) {
+  const int lost = session_.lost_messages();
+  attempt_.after = held.now(session_);
+  if (session_.lost_messages() == lost) return true;
+  attempt_.after.clear();
+  return false;
+}
+
 // Nothing that is not known to be good stays in the hub.
 void StepRun::settle_what_stays(HeldValues& held, bool went_through) {
   if (passes(attempt_.outcome)) {
     const Span span(*this, "read back");
-    const int lost = session_.lost_messages();
-    attempt_.after = held.now(session_);
-    // What a lost answer leaves reads as zeros.
-    if (session_.lost_messages() == lost) {
-      attempt_.kept = true;
-      return;
-    }
+    attempt_.kept = read_after(held);
+    if (attempt_.kept) return;
     attempt_.fail({Why::hub_silent, "the sensor hub did not answer when its values were read back", kLookAtServices});
   }
   const Span span(*this, "put back");
-  attempt_.kept = false;
   held.put_back(session_, &attempt_);
   if (attempt_.put_back) attempt_.notes.emplace_back("the old values were put back and read back");
   // A step of which nothing can be read or written leaves its result behind once it went through.
   if (went_through && held.before().empty() && !held.irreversible().empty()) attempt_.kept = true;
   if (!nothing_sent_)
     for (const std::string& what : held.irreversible()) attempt_.notes.push_back("not undone: " + what);
-  attempt_.after = held.now(session_);
+  (void)read_after(held);
 }
 
 // Steps that only some chips have, which shows on the phone alone.

@@ -65,6 +65,7 @@ std::vector<Within> within_of(Session& session, const Step& step, const Sensor& 
     }
     const double farthest = std::max(std::fabs(within.low), std::fabs(within.high));
     within.noise = noise_limit_of(step, farthest, i).value_or(within.noise);
+    if (step.kind == StepKind::calibrate) within.noise *= std::sqrt(kBatchesMax);
   }
   return out;
 }
@@ -230,11 +231,14 @@ std::vector<Measurement> StepRun::residuals_of(const Sensor& subject, const Fres
   return out;
 }
 
-// Sensors that scatter do so on every axis, wherever they are looked at.
-void StepRun::require_scatter(const Sensor& subject, const std::vector<std::vector<double>>& rows) {
+// Sensors that scatter do so on every axis, wherever they are looked at. Of a look that was over early the axis that
+// ended it shows so alone: another may repeat a coarse value for a while.
+void StepRun::require_scatter(const Sensor& subject, const std::vector<std::vector<double>>& rows,
+                              std::optional<size_t> only) {
   for (size_t i = 0; subject.scatters && !rows.empty() && i < rows[0].size(); ++i) {
     const double first = rows[0].at(i);
-    if (!std::all_of(rows.begin(), rows.end(), [&](const auto& row) { return row.at(i) == first; })) continue;
+    const bool scatters = !std::all_of(rows.begin(), rows.end(), [&](const auto& row) { return row.at(i) == first; });
+    if (scatters || only.value_or(i) != i) continue;
     attempt_.fail({Why::sensor_stuck,
                    std::string(subject.axes[i]) + ": all samples are " + plain(first) + " " + subject.unit,
                    restart_hint(record::Cause::zero_variance),
@@ -244,7 +248,7 @@ void StepRun::require_scatter(const Sensor& subject, const std::vector<std::vect
 
 void StepRun::measure_fresh(const Sensor& subject, const FreshSamples& fresh,
                             const std::vector<Measurement>& residuals) {
-  require_scatter(subject, fresh.rows);
+  require_scatter(subject, fresh.rows, fresh.hopeless);
   for (size_t i = 0; i < fresh.values.size(); ++i) {
     const std::string axis = subject.axes[i];
     const double mean = fresh.values[i].mean();
@@ -267,11 +271,10 @@ void StepRun::measure_fresh(const Sensor& subject, const FreshSamples& fresh,
     }
   }
   if (!fresh.hopeless) return;
-  const std::string taken = std::to_string(fresh.taken);
-  attempt_.notes.push_back("the look was over after " + taken + " of " + std::to_string(fresh.wanted) +
-                           " samples: the others could not have brought it within its limits");
-  if (attempt_.reasons.empty())
-    attempt_.fail({Why::value_unsure, "the look was over after " + taken + " samples", "repeat the step", {"", taken}});
+  attempt_.notes.push_back("the look was over after " + std::to_string(fresh.taken) + " of " +
+                           std::to_string(fresh.wanted) + " samples: the others could not have brought " +
+                           subject.axes[*fresh.hopeless] + " within its limits");
+  if (attempt_.reasons.empty()) attempt_.fail(too_few(fresh, false));
 }
 
 void StepRun::verify_near(std::optional<bool> near) {

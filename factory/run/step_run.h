@@ -106,9 +106,11 @@ class StepRun {
   void verify_thresholds();
   void begin_changes(const HeldValues& held);  // from here on the watcher would put back
   void end_changes(HeldValues& held, bool went_through);
+  bool read_after(const HeldValues& held);
   void settle_what_stays(HeldValues& held, bool went_through);
 
-  void require_scatter(const Sensor& subject, const std::vector<std::vector<double>>& rows);
+  void require_scatter(const Sensor& subject, const std::vector<std::vector<double>>& rows,
+                       std::optional<size_t> only = {});
   void measure_fresh(const Sensor& subject, const FreshSamples& fresh, const std::vector<Measurement>& residuals);
   std::vector<Measurement> residuals_of(const Sensor& subject, const FreshSamples& fresh,
                                         std::optional<double> reference_hpa);
@@ -165,6 +167,9 @@ class StepRun {
   bool went_through_ = false;
   bool nothing_sent_ = false;  // to the hub, by a run that is over
 };
+
+// How many times as many samples as the first ones a calibration takes where these leave its verdict open.
+inline constexpr int kBatchesMax = 8;
 
 // What a step looks at, by its own period and count; nothing where the phone has no such sensor.
 std::optional<SampleRequest> request_of(Session& session, const Step& step, const Sensor& subject, int count,
