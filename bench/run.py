@@ -12,7 +12,7 @@ import time
 
 PLANS = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "plans")
 TARGETS = {"1": 0.5, "2": 2.5, "3a": 1.2, "3b": 1.0, "4": 2.5, "5": 1.02, "6": 0.001, "7": 1.05, "7 memory": 1.05,
-           "8": 2.0, "9a": 1.5, "9b": 3.0, "insert": 1.5, "stats": 1.3, "takt": 1.1, "takt all": 1.1}
+           "8": 2.0, "9a": 1.5, "9b": 3.0, "insert": 1.5, "import": 2.0, "records": 2.5, "stats": 1.3, "takt": 1.1, "takt all": 1.1}
 WHAT = {
     "1": "sample window / Boost.Accumulators, ns",
     "2": "one event / mutex and window, ns",
@@ -27,6 +27,8 @@ WHAT = {
     "9a": "verdict table / getline and vectors, ms",
     "9b": "reference file / getline, ms",
     "insert": "run into the store / bare insert, us",
+    "import": "a store's runs into another / the database's own copy of the rows, s",
+    "records": "records read and stored / only read, s",
     "stats": "statistics of a store / plain questions, s",
     "takt": "plan of inertial sensors in real time / what it cannot do without, s",
     "takt all": "plan of all sensors in real time / what it cannot do without, s",
@@ -138,6 +140,13 @@ class Bench:
             runs, rounds = (20, 2) if self.smoke else (500, 31)
             out = json.loads(self.program("bench_store", "insert", folder, runs, rounds))
             self.add("insert", out["ours"] / runs * 1e6, out["theirs"] / runs * 1e6, out["ratio"])
+            for row, runs in (("import", 20000), ("records", 2000)):
+                one = tempfile.mkdtemp(dir=folder)
+                out = json.loads(self.program("bench_store", row, one, 20 if self.smoke else runs, 1 if self.smoke else 5))
+                shutil.rmtree(one)
+                self.add(row, out["ours"], out["theirs"], out["ratio"])
+            self.shown["records stored, MB/s"] = out["megabytes"] / out["ours"]
+            self.shown["records read, MB/s"] = out["megabytes"] / out["theirs"]
             file = os.path.join(folder, "line.db")
             runs, rounds = (200, 1) if self.smoke else (self.runs, 5)
             self.program("bench_store", "fill", file, runs)
@@ -168,7 +177,7 @@ class Bench:
 
     @staticmethod
     def part_of(row):
-        if row in ("insert", "stats"):
+        if row in ("insert", "import", "records", "stats"):
             return "store"
         if row in ("takt", "takt all"):
             return "takt"

@@ -2,6 +2,8 @@
 //   bench_store fill URI [RUNS [DAYS [SEED [PART PARTS]]]]
 //                                             a store of a line's runs; PART of them, from 0, for writers side by side
 //   bench_store insert FOLDER RUNS ROUNDS     as many runs of either side, by turns
+//   bench_store import FOLDER RUNS ROUNDS     a store in a file into another one, rows copied by either side
+//   bench_store records FOLDER RUNS ROUNDS    records from a file: read and stored, and only read
 //   bench_store stats FILE ROUNDS             all statistics of a store in a file
 #include <time.h>
 
@@ -9,13 +11,17 @@
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <iostream>
 #include <memory>
 #include <vector>
 
+#include "files/json_text.h"
 #include "quality/statistics.h"
+#include "record/record_json.h"
 #include "store/bare_sqlite.h"
+#include "store/copy.h"
 #include "store/made_runs.h"
 #include "store/run_id.h"
 #include "store/store.h"
@@ -42,7 +48,8 @@ double median(std::vector<double> values) {
 }
 
 // Both sides in turn, so that what else the machine does meets both alike; who goes first changes.
-void compare(int rounds, const std::function<void()>& ours, const std::function<void()>& theirs) {
+// `megabytes`: that either side goes through.
+void compare(int rounds, const std::function<void()>& ours, const std::function<void()>& theirs, double megabytes = 0) {
   const auto time = [](const std::function<void()>& work) {
     const double start = processor_s();
     work();
@@ -57,7 +64,8 @@ void compare(int rounds, const std::function<void()>& ours, const std::function<
     if (i % 2 != 0) our_s.push_back(time(ours));
     ratios.push_back(our_s.back() / their_s.back());
   }
-  printf("{\"ours\": %.9g, \"theirs\": %.9g, \"ratio\": %.4f}\n", median(our_s), median(their_s), median(ratios));
+  printf("{\"ours\": %.9g, \"theirs\": %.9g, \"ratio\": %.4f, \"megabytes\": %.3f}\n", median(our_s), median(their_s),
+         median(ratios), megabytes);
 }
 
 int fill(const std::string& uri, const Line& line, int part, int parts) {
@@ -112,6 +120,77 @@ int insert(const std::string& folder, int count, int rounds) {
   return 0;
 }
 
+fs::Uri place_in(const std::string& folder, const std::string& name) {
+  return fs::parse_uri((std::filesystem::path(folder) / name).string());
+}
+
+int import(const std::string& folder, int count, int rounds) {
+  Line line;
+  line.runs = count;
+  line.days = 30;
+  MadeRuns made(line);
+  const fs::Uri from = place_in(folder, "from.db");
+  {
+    fs::Store store(from);
+    for (int i = 0; i < count; i += 200) {
+      std::vector<factory::record::Run> runs;
+      for (int more = 0; more < std::min(200, count - i); ++more) runs.push_back(made.next());
+      store.put(runs, false);
+    }
+  }
+  fs::Database source(from, fs::Database::Access::reading);
+  int number = 0;
+  const auto fresh = [&] { return place_in(folder, std::to_string(number++) + ".db"); };
+  compare(
+      rounds,
+      [&] {
+        fs::Store store(fresh());
+        if (fs::copy_runs(&store, &source, {}).stored != count) throw std::runtime_error("not every run is copied");
+      },
+      [&] {
+        const fs::Uri to = fresh();
+        { fs::Store tables(to); }
+        BareDatabase bare(to.place);
+        const auto run = [&](const std::string& sql) { BareStatement(bare.get(), sql).run(); };
+        run("ATTACH '" + from.place + "' AS other");
+        run("BEGIN IMMEDIATE");
+        for (const std::string table : {"setup", "plan_step", "series", "run", "step", "attempt", "measurement"})
+          run("INSERT INTO " + table + " SELECT * FROM other." + table);
+        run("COMMIT");
+      });
+  return 0;
+}
+
+int records(const std::string& folder, int count, int rounds) {
+  MadeRuns made(Line{});
+  const std::string file = folder + "/records.jsonl";
+  {
+    std::ofstream out(file);
+    for (int i = 0; i < count; ++i) out << factory::json_line(to_json(made.next())) << "\n";
+  }
+  int number = 0;
+  const auto read = [&](const std::function<void(std::vector<factory::record::Run>&)>& take) {
+    std::ifstream in(file);
+    std::vector<factory::record::Run> runs;
+    for (std::string text; std::getline(in, text);) {
+      runs.push_back(factory::record::read_run(text));
+      if (runs.size() == 200 || in.peek() == EOF) take(runs);
+    }
+  };
+  compare(
+      rounds,
+      [&] {
+        fs::Store store(place_in(folder, "records" + std::to_string(number++) + ".db"));
+        read([&](std::vector<factory::record::Run>& runs) {
+          store.put(runs, false);
+          runs.clear();
+        });
+      },
+      [&] { read([](std::vector<factory::record::Run>& runs) { runs.clear(); }); },
+      static_cast<double>(std::filesystem::file_size(file)) / 1e6);
+  return 0;
+}
+
 // What stats shows, as one who knows SQL would ask for it: a question each.
 const char* const kQuestions[] = {
     "SELECT s.id, m.day, COUNT(m.value), AVG(m.value), SUM((m.value - s.reference) * (m.value - s.reference)), "
@@ -161,8 +240,10 @@ int main(int argc, char** argv) {
     return bench::fill(words[1], line, number(5, 0), number(6, 1));
   }
   if (what == "insert") return bench::insert(words[1], number(2, 500), number(3, 15));
+  if (what == "import") return bench::import(words[1], number(2, 20000), number(3, 5));
+  if (what == "records") return bench::records(words[1], number(2, 2000), number(3, 5));
   if (what == "stats") return bench::stats(words[1], number(2, 5));
-  std::cerr << "usage: bench_store fill URI [RUNS [DAYS [SEED [PART PARTS]]]] | insert FOLDER [RUNS [ROUNDS]] | stats "
-               "FILE [ROUNDS]\n";
+  std::cerr << "usage: bench_store fill URI [RUNS [DAYS [SEED [PART PARTS]]]] | insert, import or records FOLDER "
+               "[RUNS [ROUNDS]] | stats FILE [ROUNDS]\n";
   return 2;
 }

@@ -32,7 +32,7 @@ constexpr std::pair<int, const char*> kFileProblems[] = {
 std::string address_of_file(const std::string& file, const char* mode) {
   constexpr char kDigits[] = "0123456789ABCDEF";
   constexpr std::string_view kPlain = "/._-";
-  std::string out = "db=file:";
+  std::string out = "file:";
   for (const char c : file) {
     const auto byte = static_cast<unsigned char>(c);
     if (isalnum(byte) != 0 || kPlain.find(c) != std::string_view::npos) {
@@ -113,12 +113,12 @@ void Database::open_file(Access access) {
   if (read_only_) {
     // Nobody writes a log beside it, so that it can be read as it is; a log that is there has to be read, too.
     const bool alone = !fs::exists(uri_.place + "-wal", ignored);
-    session_ = std::make_unique<soci::session>(
-        soci::sqlite3, address_of_file(uri_.place, alone ? "?mode=ro&immutable=1" : "?mode=ro"));
+    address_ = address_of_file(uri_.place, alone ? "?mode=ro&immutable=1" : "?mode=ro");
+    session_ = std::make_unique<soci::session>(soci::sqlite3, "db=" + address_);
     return;
   }
-  session_ = std::make_unique<soci::session>(
-      soci::sqlite3, address_of_file(uri_.place, access == Access::create ? "?mode=rwc" : "?mode=rw"));
+  address_ = address_of_file(uri_.place, access == Access::create ? "?mode=rwc" : "?mode=rw");
+  session_ = std::make_unique<soci::session>(soci::sqlite3, "db=" + address_);
   run("PRAGMA busy_timeout = " + std::to_string(kBusyMs));
   for (const char* setting : {"foreign_keys = ON", "synchronous = FULL", "cache_size = -65536", "temp_store = MEMORY"})
     run(std::string("PRAGMA ") + setting);

@@ -29,6 +29,8 @@ class Database {
   bool read_only() const { return read_only_; }
   bool postgresql() const { return uri_.postgresql; }
   const Uri& uri() const { return uri_; }
+  // Of a file, as another connection may attach it.
+  const std::string& address() const { return address_; }
   int socket() const { return uri_.postgresql ? socket_of_server(*session_) : -1; }
 
   // What the database library throws becomes a StoreError, or an AwayError where the server went away.
@@ -49,6 +51,7 @@ class Database {
   [[noreturn]] void fail(const soci::soci_error& error) const;
 
   const Uri uri_;
+  std::string address_;
   bool read_only_ = false;
   std::unique_ptr<soci::session> session_;
 };

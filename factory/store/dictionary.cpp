@@ -1,5 +1,7 @@
 #include "store/dictionary.h"
 
+#include <array>
+
 #include "files/json_text.h"
 #include "files/numbers.h"
 #include "store/query.h"
@@ -77,7 +79,8 @@ void Entries::read(const std::string& question, int setup) {
 }
 
 Dictionary::Dictionary(Database* database)
-    : setups_(database, "setup",
+    : database_(*database),
+      setups_(database, "setup",
               "station, operator, plan, plan_file, plan_hash, profile, application, application_build, library, "
               "library_build, plan_version, lot"),
       plan_steps_(database, "plan_step", "name, kind, step_group, tag, param"),
@@ -114,6 +117,51 @@ Dictionary::Ids Dictionary::ids_of(const record::Run& run) {
     }
   }
   return ids;
+}
+
+void Dictionary::adopt(const Filter& filter) {
+  for (const std::string table : {"setup_of", "plan_step_of", "series_of"}) {
+    database_.run("CREATE TEMP TABLE IF NOT EXISTS " + table + " (old INTEGER PRIMARY KEY, new INTEGER)");
+    database_.run("DELETE FROM " + table);
+  }
+  const auto become = [&](const std::string& table, int old, int now) {
+    Query(&database_, "INSERT INTO " + table + " (old, new) VALUES (:old, :now)")
+        .with("old", old)
+        .with("now", now)
+        .run();
+  };
+  int old = 0;
+  std::array<std::string, 12> text;
+  Query setups(
+      &database_,
+      "SELECT p.id, p.station, p.operator, p.plan, p.plan_file, p.plan_hash, p.profile, p.application, "
+      "p.application_build, p.library, p.library_build, p.plan_version, p.lot FROM other.setup p WHERE p.id IN "
+      "(SELECT r.setup FROM other.run r JOIN other.setup p ON p.id = r.setup WHERE 1 = 1" +
+          on_runs(filter) + ")");
+  setups.with(filter).into(&old);
+  for (std::string& each : text) setups.into(&each);
+  while (setups.next()) become("setup_of", old, setups_.id(std::tuple_cat(text)));
+
+  std::optional<long long> param;
+  Query steps(&database_,
+              "SELECT t.id, t.name, t.kind, t.step_group, t.tag, t.param FROM other.plan_step t WHERE t.id IN (SELECT "
+              "x.plan_step FROM other.step x JOIN other.run r ON r.day = x.day AND r.no = x.run JOIN other.setup p ON "
+              "p.id = r.setup WHERE 1 = 1" +
+                  on_runs(filter) + ")");
+  steps.with(filter).into(&old, &text[0], &text[1], &text[2], &text[3], &param);
+  while (steps.next()) become("plan_step_of", old, plan_steps_.id(std::tie(text[0], text[1], text[2], text[3], param)));
+
+  int setup = 0;
+  int step = 0;
+  std::optional<double> low;
+  std::optional<double> high;
+  double reference = 0;
+  Query series(&database_,
+               "SELECT s.id, p.new, t.new, s.name, s.axis, s.unit, s.low, s.high, s.reference FROM other.series s JOIN "
+               "setup_of p ON p.old = s.setup JOIN plan_step_of t ON t.old = s.plan_step");
+  series.into(&old, &setup, &step, &text[0], &text[1], &text[2], &low, &high, &reference);
+  while (series.next())
+    become("series_of", old, series_.id(std::tie(setup, step, text[0], text[1], text[2], low, high), reference));
 }
 
 }  // namespace factory::store

@@ -9,6 +9,7 @@
 
 #include "record/record.h"
 #include "store/bulk.h"
+#include "store/filter.h"
 
 namespace factory::store {
 
@@ -48,7 +49,12 @@ class Dictionary {
   // Makes what is missing, in transactions of its own: of no consequence when the run is not stored after all.
   Ids ids_of(const record::Run& run);
 
+  // Those of the chosen runs of a store that is attached as `other`. The tables setup_of, plan_step_of and series_of
+  // say which number of that one, `old`, is which one here, `new`. Within a transaction.
+  void adopt(const Filter& filter);
+
  private:
+  Database& database_;
   Entries setups_, plan_steps_, series_;
 };
 

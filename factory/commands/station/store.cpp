@@ -17,6 +17,7 @@
 #include "record/exit_code.h"
 #include "record/record_json.h"
 #include "report/report.h"
+#include "store/copy.h"
 #include "store/keeper.h"
 #include "store/schema.h"
 #include "store/stored_run.h"
@@ -49,12 +50,7 @@ class Batches {
     stored_ += store_.put(waiting_, samples_);
     waiting_.clear();
   }
-  Json::Value result() const {
-    Json::Value out;
-    out["stored"] = stored_;
-    out["were_there"] = given_ - stored_;
-    return out;
-  }
+  store::Copied result() const { return {stored_, given_ - stored_}; }
 
  private:
   static constexpr size_t kEach = 200;
@@ -65,6 +61,15 @@ class Batches {
   int stored_ = 0;
   int given_ = 0;
 };
+
+// From one store into another: as rows where both are files, else run by run.
+store::Copied copy(store::Store* to, store::Database* from, const store::Filter& filter) {
+  if (!to->database().postgresql() && !from->postgresql()) return copy_runs(to, from, filter);
+  Batches batches(to, true);
+  (void)each_run(from, filter, [&](const record::Run& run) { batches.add(run); });
+  batches.flush();
+  return batches.result();
+}
 
 // A record, or one in each line, as `store export` writes them.
 std::vector<record::Run> records_of(const std::string& file) {
@@ -111,17 +116,22 @@ int import(const CommonOptions& options, const Arguments& a) {
     }
     store::Store store{store::parse_uri(a.uri)};
     // A store has every digit of a run that is in a record, too, and the samples that were asked for.
-    Batches stored(&store, true);
-    for (const auto& other : stores) (void)each_run(other.get(), {}, [&](const record::Run& run) { stored.add(run); });
-    stored.flush();
+    store::Copied all;
+    const auto add = [&](const store::Copied& more) {
+      all.stored += more.stored;
+      all.were_there += more.were_there;
+    };
+    for (const auto& other : stores) add(copy(&store, other.get(), {}));
     Batches records(&store, a.samples);
     for (const record::Run& run : runs) records.add(run);
     records.flush();
-    Json::Value out = records.result();
-    for (const char* count : {"stored", "were_there"}) out[count] = out[count].asInt() + stored.result()[count].asInt();
-    print_result(
-        options.json, "store-import/1", out,
-        store::count_of_runs(out["stored"].asInt()) + " stored, " + out["were_there"].asString() + " there already\n");
+    add(records.result());
+    Json::Value out;
+    out["stored"] = static_cast<Json::Int64>(all.stored);
+    out["were_there"] = static_cast<Json::Int64>(all.were_there);
+    print_result(options.json, "store-import/1", out,
+                 store::count_of_runs(static_cast<int>(all.stored)) + " stored, " + std::to_string(all.were_there) +
+                     " there already\n");
     return kPassed;
   });
 }
@@ -176,15 +186,16 @@ int export_runs(const CommonOptions& options, const Arguments& a) {
     Pieces to(a.to);  // an empty file is a store in the making
     std::optional<store::Store> other;
     if (!a.to.empty()) other.emplace(store::parse_uri("sqlite:" + fs::absolute(to.part()).string()));
-    std::optional<Batches> batches;
-    if (other) batches.emplace(&*other, true);
+    long long written = 0;
+    if (other) written = copy(&*other, database.get(), filter).stored;
+    if (!(a.records + a.csv).empty()) {
+      written = each_run(database.get(), filter, [&](const record::Run& run) {
+        if (!a.records.empty()) records.add(json_line(to_json(run)) + "\n");
+        if (!a.csv.empty()) csv.add(csv_rows(run));
+      });
+    }
     Json::Value out;
-    out["runs"] = static_cast<Json::Int64>(each_run(database.get(), filter, [&](const record::Run& run) {
-      if (!a.records.empty()) records.add(json_line(to_json(run)) + "\n");
-      if (!a.csv.empty()) csv.add(csv_rows(run));
-      if (batches) batches->add(run);
-    }));
-    if (batches) batches->flush();
+    out["runs"] = static_cast<Json::Int64>(written);
     other.reset();
     to.close();
     records.close();

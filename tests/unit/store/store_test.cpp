@@ -17,6 +17,7 @@
 #include "quality/statistics.h"
 #include "record/record_json.h"
 #include "records.h"
+#include "store/copy.h"
 #include "store/schema.h"
 #include "store/stored_run.h"
 #include "store/stored_text.h"
@@ -285,6 +286,52 @@ TEST_P(StoreTest, AnErrorIsAVerdictOfItsOwn) {
   EXPECT_EQ(stats.yield.passed, 1);
   EXPECT_TRUE(stats.failures.empty());
   EXPECT_EQ(history(&store.database(), "A1", 0, false).at(0).run.outcome, record::Outcome::error);
+}
+
+// Into one that has runs of its own, whose numbers are others, and one of these runs already. More than one part: days
+// are not torn.
+TEST(StoreFileTest, CopiedRunsAreTheSame) {
+  Folder folder;
+  Store from(parse_uri(folder.file("from.db")));
+  Store to(parse_uri(folder.file("to.db")));
+  MadeRun own;
+  own.plan = "own";
+  ASSERT_TRUE(to.put(record_of(own), true));
+  std::vector<record::Run> runs;
+  for (int i = 0; i < 6000; ++i) {
+    MadeRun run;
+    run.serial = "S\xff" + std::to_string(i / 2);
+    run.station = i % 3 == 0 ? "north" : "south";
+    run.started_ms += i / 600 * 86400000LL + i;
+    run.attempts = {{{"residual", i == 7 ? std::nan("") : 0.1 * i, -1, 1}}, {{"noise", 0.25, 0, i % 5 + 1.0}}};
+    run.samples = i % 1000 == 0 ? 3 : 0;
+    runs.push_back(record_of(run));
+  }
+  from.put(runs, true);
+  ASSERT_TRUE(to.put(runs[3], true));
+  Filter north;
+  north.station = "north";
+  const Copied first = copy_runs(&to, &from.database(), north);
+  EXPECT_EQ(first.stored, 1999);
+  EXPECT_EQ(first.were_there, 1);
+  EXPECT_EQ(number_from(&to.database(), "SELECT COUNT(*) FROM setup"), 2);
+  const Copied rest = copy_runs(&to, &from.database(), {});
+  EXPECT_EQ(rest.stored, 4000);
+  EXPECT_EQ(rest.were_there, 2000);
+  EXPECT_EQ(number_from(&to.database(), "SELECT COUNT(*) FROM pragma_foreign_key_check"), 0);
+  for (const char* table : {"step", "attempt", "measurement", "sample_window", "sample"}) {
+    const std::string count = std::string("SELECT COUNT(*) FROM ") + table;
+    const long long own_rows = number_from(&to.database(), count + " WHERE run = 1");
+    EXPECT_EQ(number_from(&to.database(), count), number_from(&from.database(), count) + own_rows) << table;
+  }
+  for (const size_t i : {0U, 3U, 7U, 1000U, 5999U}) {
+    const auto text = [&](Store& store) { return json_line(to_json(stored_run(&store.database(), runs[i].id)->run)); };
+    EXPECT_EQ(text(to), text(from)) << i;
+  }
+  // What runs have in common is found again.
+  own.plan = MadeRun().plan;
+  ASSERT_TRUE(to.put(record_of(own), true));
+  EXPECT_EQ(number_from(&to.database(), "SELECT COUNT(*) FROM setup"), 3);
 }
 
 TEST(StoreFileTest, ForeignKeysHold) {
