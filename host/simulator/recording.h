@@ -13,7 +13,7 @@
 
 namespace factory {
 
-inline constexpr char kRecordingFormat[] = "sensorcal.recording/4";
+inline constexpr char kRecordingFormat[] = "sensorcal.recording/5";
 inline constexpr char kTraceFile[] = "/trace.jsonl";
 
 // All of these throw AppError.

@@ -99,9 +99,9 @@ for signal in INT TERM INT:1 TERM:1; do
   [ $code = 130 ] || fail "exit code $code after $signal"
   [ -z "$(ls "$TMPDIR")" ] || fail "left behind after $signal: $(ls "$TMPDIR")"
 done
-sed -i 's,recording/4,recording/1,' good/run.json
+sed -i 's,recording/5,recording/1,' good/run.json
 run 2 replay good
-has err 'recording/1"; this program replays "sensorcal.recording/4"' 'record the run again'
+has err 'recording/1"; this program replays "sensorcal.recording/5"' 'record the run again'
 run 2 replay .
 has err 'not a recording'
 [ -z "$(ls "$TMPDIR")" ] || fail "left behind: $(ls "$TMPDIR")"

@@ -96,7 +96,7 @@ TEST(DamagedRecording, IsRefusedAtOnce) {
       {"a reply too short", "\"reply\":\"", "\"reply\":\"", "\"reply\":\"1\",\"other\":\""},
       {"a list of sensors that is none", "\"sensors\":", "\"sensors\":[", "\"sensors\":[3,"},
       {"a file outside of the phone", "\"ask\":\"files\"", "\"answer\":{", "\"answer\":{\"/../x\":\"00\","},
-      {"not this format", "\"format\"", "recording/4", "recording/5"},
+      {"not this format", "\"format\"", "recording/5", "recording/6"},
   };
   for (const auto& damage : kDamages) {
     size_t at = whole.find(damage.in_line);
