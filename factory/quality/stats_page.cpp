@@ -146,12 +146,14 @@ Markup failures(const Statistics& s, Charts* charts) {
 
 std::string measurement_id(size_t i) { return "measurement-" + std::to_string(i + 1); }
 
+constexpr long long kFewestToDraw = 8;  // values: fewer have no shape
+
 // Values between their limits, and the normal distribution that the indices suppose. A limit that is far off would
 // leave no room for the values.
 Markup histogram_of(const Characteristic& c) {
   const Histogram& h = c.histogram;
   const double sigma = c.all.sigma().value_or(0);
-  if (h.bins.empty() || sigma <= 0) return {};
+  if (h.bins.empty() || sigma <= 0 || c.looked_at < kFewestToDraw) return {};
   const double span = h.to - h.from;
   const auto is_near = [&](const std::optional<double>& limit) {
     return limit && *limit > h.from - span && *limit < h.to + span;
@@ -363,6 +365,7 @@ Markup in_full(const Characteristic& c, size_t i, Charts* charts) {
 }  // namespace
 
 constexpr const char* kLooks =
+    "details > .about { margin: .5rem .8rem; }\n"
     "main { max-width: 76rem; }\n"
     ".canvas { height: 240px; position: relative; }\n"
     ".measurements td { overflow-wrap: normal; }\n.measurements td small { display: block; margin: 0; white-space: "
@@ -381,9 +384,13 @@ void write_page(const Statistics& s, const std::string& question, const std::str
   Charts charts;
   Markup banner = element("h1", percent(s.yield.passed, s.yield.units) + " yield");
   banner += element("p", {{"class", "what"}}, question);
-  banner += element("p", percent(s.yield.first_passed, s.yield.units) + " at the first run \u00B7 " +
-                             std::to_string(s.yield.units) + " phones \u00B7 " +
-                             std::to_string(s.runs.passed + s.runs.failed + s.runs.aborted) + " runs");
+  const auto count = [](long long number, const std::string& of_one) {
+    return " \u00B7 " + std::to_string(number) + " " + of_one + (number == 1 ? "" : "s");
+  };
+  banner +=
+      element("p", percent(s.yield.first_passed, s.yield.units) + " at the first run" + count(s.yield.units, "phone") +
+                       count(s.yield.runs, "run") + (s.runs.errors > 0 ? count(s.runs.errors, "error") : "") +
+                       (s.runs.aborted > 0 ? " \u00B7 " + std::to_string(s.runs.aborted) + " aborted" : ""));
   Markup body = card("Yield", yields(s, &charts)) + card("Failures", failures(s, &charts));
   const std::vector<const Characteristic*> order = worst_first(s);
   if (!order.empty()) {
