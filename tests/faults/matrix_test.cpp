@@ -86,6 +86,8 @@ const Page& page() {
   return page;
 }
 
+constexpr double kGraceMs = 1000;
+
 bool waits_for_sensor(const Kind& kind) { return *kind.sensor != '\0'; }
 
 // The row that says what comes of it; none: the kind ends as without the fault.
@@ -336,7 +338,7 @@ struct Expected {
 };
 
 // One kind on one phone with one fault. Returns a line for each thing that is not as the page says.
-std::string try_cell(const std::string& fault, const Kind& kind, const std::string& directory, double grace_ms) {
+std::string try_cell(const std::string& fault, const Kind& kind, const std::string& directory) {
   std::ostringstream out;
   const Expected expected(fault, kind);
   const bool stays_on = has(expected.note, "stays on");
@@ -395,7 +397,7 @@ std::string try_cell(const std::string& fault, const Kind& kind, const std::stri
     if (heard != stays_on) out << "the sensor went off\n";
     const double hub_ms = begins(fault, "hub-slow:") ? bench.messages * std::atof(fault.c_str() + 9) : 0;
     const double polls_ms = static_cast<double>(log.count("countdown_times=")) * 150;
-    const double most_ms = std::max(expected.wait_ms, polls_ms) + hub_ms + grace_ms;
+    const double most_ms = std::max(expected.wait_ms, polls_ms) + hub_ms + kGraceMs;
     if (took_ms > most_ms || (expected.must_wait && took_ms < expected.wait_ms - 20)) {
       out << "back after " << took_ms << " ms, not between " << expected.wait_ms << " and " << most_ms << "\n";
     }
@@ -496,7 +498,7 @@ std::vector<Cell> every_cell() {
 }
 
 // Returns what came of each.
-Texts run_cells(const std::vector<Cell>& cells, double grace_ms) {
+Texts run_cells(const std::vector<Cell>& cells) {
   const test::Folder all;
   const auto folder_of = [&](const Kind* kind) { return all.path() + "/kind-" + std::to_string(kind - kKinds); };
   std::set<const Kind*> kinds;
@@ -508,12 +510,12 @@ Texts run_cells(const std::vector<Cell>& cells, double grace_ms) {
       preparing.push_back({[&kind = *cell.kind, from] { return prepare(kind, from); }, false, ""});
     }
     const std::string folder = all.path() + "/cell-" + std::to_string(tasks.size());
-    const auto work = [cell, from, folder, grace_ms] {
+    const auto work = [cell, from, folder] {
       // A file that the kind's phone does not have cannot be spoilt.
       const bool spoils = begins(cell.fault, "truncated:") || begins(cell.fault, "garbled:");
       if (spoils && !fs::exists(from + cell.fault.substr(cell.fault.find('/')))) return std::string();
       fs::copy(from, folder, fs::copy_options::recursive);
-      const std::string out = try_cell(cell.fault, *cell.kind, folder, grace_ms);
+      const std::string out = try_cell(cell.fault, *cell.kind, folder);
       fs::remove_all(folder);
       return out;
     };
@@ -537,7 +539,7 @@ TEST(FaultMatrix, EndsAsThePageSays) {
     if (whole || (!waits && (number++ % 8 == 0 || seen.insert(cell.fault).second))) cells.push_back(cell);
   }
   ASSERT_GT(cells.size(), 200U);
-  const Texts outcomes = run_cells(cells, 1000);
+  const Texts outcomes = run_cells(cells);
   for (size_t i = 0; i < cells.size(); ++i) {
     EXPECT_EQ(outcomes[i], "") << fault_text(cells[i].fault, *cells[i].kind) << " with " << cells[i].kind->name;
   }

@@ -1,5 +1,4 @@
 // A replay comes to the record of the run, whatever went wrong in it; a damaged recording comes to nothing.
-#include <random>
 #include <sstream>
 
 #include "record/record_json.h"
@@ -120,32 +119,6 @@ TEST(DamagedRecording, IsRefusedAtOnce) {
       EXPECT_THAT(error.what(), ::testing::HasSubstr("trace.jsonl:")) << damage.what;
     }
   }
-}
-
-TEST(DamagedRecording, IsReadOrRefusedWhateverItsBytes) {
-  RecordedRun run;
-  run.record(R"({"calibrate": "Acc"})");
-  const std::string whole = content(run.trace());
-  std::minstd_rand random(1);
-  int refused = 0;
-  constexpr int kTrials = 300;
-  for (int trial = 0; trial < kTrials; ++trial) {
-    constexpr char kBytes[] = "\"{}[],:-.0e9n\n\\";
-    std::string damaged = whole;
-    damaged[random() % (damaged.size() - 2)] = kBytes[random() % (sizeof kBytes - 1)];
-    std::istringstream in(damaged);
-    if (damaged != whole) {
-      std::ofstream(run.trace(), std::ios::binary) << damaged;
-      EXPECT_THROW((void)factory::trace::read_trace(run.trace()), factory::AppError) << "its sum";
-    }
-    try {
-      (void)factory::trace::read_trace(in, "t");
-    } catch (const factory::AppError& error) {
-      EXPECT_EQ(error.code, factory::kUsage);
-      ++refused;
-    }
-  }
-  EXPECT_GT(refused, kTrials / 10);  // digits in hex may change unseen
 }
 
 // Times, the log and the program may be others: a replay does not promise them.
