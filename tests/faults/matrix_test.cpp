@@ -29,6 +29,7 @@ namespace {
 namespace fs = std::filesystem;
 using std::chrono::steady_clock;
 using Texts = std::vector<std::string>;
+using test::content;
 using Files = std::map<std::string, std::string>;
 
 Texts split(const std::string& text, const std::string& separator = "|") {
@@ -43,12 +44,6 @@ Texts split(const std::string& text, const std::string& separator = "|") {
 
 bool begins(const std::string& text, const std::string& start) { return text.rfind(start, 0) == 0; }
 bool has(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
-
-std::string read_file(const fs::path& path) {
-  std::ostringstream out;
-  out << std::ifstream(path).rdbuf();
-  return out.str();
-}
 
 // A row of the page's last table.
 struct Row {
@@ -76,7 +71,7 @@ struct Page {
     }
   }
 
-  const std::string text = read_file(PROJECT_DIR "/docs/faults.md");
+  const std::string text = content(PROJECT_DIR "/docs/faults.md");
   std::map<std::string, double> waits;  // by sort
   std::vector<Row> rows;
 };
@@ -204,16 +199,7 @@ class Bench {
   }
 
   // All numbers that the hub holds.
-  test::Numbers numbers() const {
-    test::Numbers out;
-    const Json::Value state = phone->hub_state();
-    for (const std::string& sensor : state.getMemberNames()) {
-      for (const std::string& name : state[sensor].getMemberNames()) {
-        test::flatten(state[sensor][name]["value"], sensor + "/" + name, &out);
-      }
-    }
-    return out;
-  }
+  test::Numbers numbers() const { return test::numbers_in(phone->hub_state()); }
 
   const std::unique_ptr<phone::Phone> phone;
   std::unique_ptr<SensorCalibration> cal;
@@ -249,7 +235,7 @@ Files device_files(const std::string& directory) {
   for (auto it = fs::recursive_directory_iterator(directory + "/mnt", ignored);
        it != fs::recursive_directory_iterator(); it.increment(ignored)) {
     if (!it->is_regular_file(ignored)) continue;  // a link of a fault counts as what it leads to
-    out[it->path().string().substr(directory.size())] = read_file(it->path());
+    out[it->path().string().substr(directory.size())] = content(it->path());
   }
   return out;
 }
@@ -451,7 +437,7 @@ void run_all(std::vector<Task>& tasks, const std::string& folder) {
     const pid_t child = waitpid(-1, &status, 0);
     Task& task = *children.at(child);
     const std::string file = folder + "/outcome-" + std::to_string(child);
-    task.outcome = read_file(file) + (status == 0 ? "" : "ended with status " + std::to_string(status));
+    task.outcome = content(file) + (status == 0 ? "" : "ended with status " + std::to_string(status));
     fs::remove(file);
     children.erase(child);
     --running[task.waits];

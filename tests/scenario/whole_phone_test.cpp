@@ -77,16 +77,7 @@ class Factory {
   WholePhone& whole() { return whole_; }
   SensorCalibration& cal() { return *whole_.cal; }
 
-  Numbers held() {
-    Numbers out;
-    const Json::Value state = whole_.phone->hub_state();
-    for (const std::string& sensor : state.getMemberNames()) {
-      for (const std::string& name : state[sensor].getMemberNames()) {
-        test::flatten(state[sensor][name]["value"], sensor + "/" + name, &out);
-      }
-    }
-    return out;
-  }
+  Numbers held() { return test::numbers_in(whole_.phone->hub_state()); }
 
   void calibrate_everything() {
     set_panel(0);

@@ -20,6 +20,16 @@ inline void flatten(const Json::Value& value, const std::string& path, Numbers* 
   for (const std::string& name : value.getMemberNames()) flatten(value[name], path + "/" + name, out);
 }
 
+// Of all sensors, as a phone tells its hub's store.
+inline Numbers numbers_in(const Json::Value& hub_state) {
+  Numbers out;
+  for (const std::string& sensor : hub_state.getMemberNames()) {
+    for (const std::string& name : hub_state[sensor].getMemberNames())
+      flatten(hub_state[sensor][name]["value"], sensor + "/" + name, &out);
+  }
+  return out;
+}
+
 // How far two good calibrations may lie apart: twice what fresh samples may be off, or one rounding.
 inline double wander(const std::string& path, double value) {
   const struct {

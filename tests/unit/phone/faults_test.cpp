@@ -36,11 +36,6 @@ bool write_file(const std::string& path, const char* text) {
   return fclose(file) == 0 && written;
 }
 
-std::string read_file(const std::string& path) {
-  std::ifstream file(path);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
 TEST(FaultNames, ArgumentsAreChecked) {
   for (const char* good :
        {"silent", "silent:Acc", "motion:Acc,2.5", "motion:,2.5", "hub-word:0,0,-1", "hub-word:38,0,0.5", "hub-slow:20",
@@ -197,14 +192,14 @@ TEST(Faults, OfThePanel) {
   }
   {
     const auto phone = phone::Phone::open(options({"brightness-read-only"}));
-    EXPECT_EQ(std::stoi(read_file(phone->directory() + kBrightness)), 1024);
+    EXPECT_EQ(std::stoi(test::content(phone->directory() + kBrightness)), 1024);
     EXPECT_FALSE(write_file(phone->directory() + kBrightness, "7\n"));
-    EXPECT_EQ(std::stoi(read_file(phone->directory() + kBrightness)), 1024);
+    EXPECT_EQ(std::stoi(test::content(phone->directory() + kBrightness)), 1024);
   }
   const auto phone = phone::Phone::open(options({"brightness-clamped:2000"}));
   write_file(phone->directory() + kBrightness, "4095\n");
   phone->set_world(phone->world());
-  EXPECT_EQ(std::stoi(read_file(phone->directory() + kBrightness)), 2000);
+  EXPECT_EQ(std::stoi(test::content(phone->directory() + kBrightness)), 2000);
 }
 
 // A write without line feed replaces what longer number was there, as on sysfs.
@@ -216,9 +211,9 @@ TEST(Panel, TheNodeTakesOneWriteAfterAnother) {
     ASSERT_NE(node, nullptr);
     fputs(text, node);
     fclose(node);
-    EXPECT_EQ(std::stoi(read_file(path)), std::stoi(text));
+    EXPECT_EQ(std::stoi(test::content(path)), std::stoi(text));
     phone->set_world(phone->world());
-    EXPECT_EQ(std::stoi(read_file(path)), std::stoi(text));
+    EXPECT_EQ(std::stoi(test::content(path)), std::stoi(text));
   }
 }
 

@@ -15,11 +15,7 @@ namespace phone_test {
 namespace {
 
 namespace fs = std::filesystem;
-
-std::string read(const std::string& path) {
-  std::ifstream file(path);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
+using test::content;
 
 void write(const std::string& path, const std::string& text) { std::ofstream(path) << text; }
 
@@ -57,7 +53,7 @@ TEST(PhoneDirectory, ALaidOutDeviceThatStays) {
                              "vendor/etc/sensors/judge_calibrated.json"}) {
       EXPECT_TRUE(fs::exists(path + "/" + file)) << file;
     }
-    EXPECT_EQ(read(path + "/sys/class/leds/lcd-backlight/max_brightness"), "4095\n");
+    EXPECT_EQ(content(path + "/sys/class/leds/lcd-backlight/max_brightness"), "4095\n");
     EXPECT_EQ(ask_hub(1, 0, {bits(0.5F), 0, 0}).at(0), 0);
     property_set("sys.backlight.lux", "12.0");
     write(path + "/mnt/vendor/persist/sensors/PSensor_ct1.txt", "offset=3\n");
@@ -124,7 +120,7 @@ TEST(PhoneDirectory, RebootDropsWhatARealOneDrops) {
   EXPECT_EQ(ask_hub(1, 1).at(0), bits(0.5F));
   EXPECT_EQ(host::all_properties().count("persist.vendor.test"), 1U);
   EXPECT_EQ(host::all_properties().count("sys.backlight.lux"), 0U);
-  EXPECT_EQ(std::stoi(read(node)), 1024);
+  EXPECT_EQ(std::stoi(content(node)), 1024);
 }
 
 TEST(PhoneDirectory, OneHolderAtATime) {
@@ -163,7 +159,7 @@ TEST(PhoneDirectory, ErrorsNameTheFileAndTheProcessIsLeftAsItWas) {
   const Folder folder;
   const std::string path = folder.path() + "/phone";
   phone::Phone::open(in(path)).reset();
-  const std::string good_profile = read(path + "/profile.json");
+  const std::string good_profile = content(path + "/profile.json");
 
   write(path + "/state.json", "{");
   EXPECT_TRUE(contains(problem(in(path)), path + "/state.json"));
@@ -175,7 +171,7 @@ TEST(PhoneDirectory, ErrorsNameTheFileAndTheProcessIsLeftAsItWas) {
   write(path + "/profile.json", good_profile);
   write(path + "/hub_registry.json", "garbage");
   EXPECT_TRUE(contains(problem(in(path)), path + "/hub_registry.json"));
-  EXPECT_EQ(read(path + "/hub_registry.json"), "garbage");
+  EXPECT_EQ(content(path + "/hub_registry.json"), "garbage");
   fs::remove(path + "/hub_registry.json");
   EXPECT_EQ(host::device_root(), "");
   EXPECT_EQ(problem(in(path)), "");
