@@ -118,6 +118,26 @@ bool Run::marginal() const {
   return std::any_of(steps.begin(), steps.end(), [](const Step& step) { return step.outcome == Outcome::marginal; });
 }
 
+std::string denial_of_pass(const Run& run) {
+  if (!passes(run.outcome)) return "";
+  for (const Step& step : run.steps) {
+    const std::string which = "step " + std::to_string(step.index) + ", " + step.name;
+    if (!passes(step.outcome)) return which + ", is " + outcome_name(step.outcome);
+    if (step.attempts.empty()) return which + ", has no attempt";
+    const Attempt& last = step.attempts.back();
+    if (!passes(last.outcome)) return "the last attempt at " + which + ", is " + outcome_name(last.outcome);
+    for (const Measurement& told : last.measurements) {
+      Measurement m = told;
+      m.strict = false;  // a value that is printed like its limit may be beside it
+      judge(&m, 0);
+      if (m.outcome == Outcome::failed) return which + ", " + describe(m);
+      if (!passes(told.outcome))
+        return which + ", " + told.name + " " + told.axis + " is " + outcome_name(told.outcome);
+    }
+  }
+  return "";
+}
+
 Clock::time_point Run::ended() const {
   return started + std::chrono::milliseconds(static_cast<int64_t>(std::round(seconds * 1000)));
 }

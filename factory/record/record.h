@@ -224,6 +224,11 @@ struct Run : Order {
   Clock::time_point ended() const;
 };
 
+// What in a record denies the pass that it tells: a step that did not pass, or whose last attempt did not, or that
+// measured what is no number, is outside its own limits or failed by its own word. Empty: nothing does, or it tells of
+// no pass.
+std::string denial_of_pass(const Run& run);
+
 // A serial number as it is kept, without blanks around it. Throws AppError(kUsage), which begins with `option`, where
 // it has characters that nobody sees, or more than names of files hold.
 std::string serial_number(const std::string& option, const std::string& typed);

@@ -236,7 +236,8 @@ std::string Slot::pass_problem() const {
     if (!passes(step.outcome) || said != outcome_name(step.outcome))
       return what + outcome_name(step.outcome) + " in it and was " + said;
   }
-  return "";
+  const std::string denied = denial_of_pass(*heard_);
+  return denied.empty() ? "" : "the record says passed, and " + visible(denied.substr(0, kTextMax));
 }
 
 // Whether the record is of this run, and no other's that was kept somewhere, whatever clocks say.

@@ -48,6 +48,37 @@ TEST(RecordJson, WhatWasWrittenReadsBackTheSame) {
   EXPECT_EQ(back.steps[1].attempts[1].restarts[0], 2);
 }
 
+TEST(Record, IsNotPassedWhereItsOwnContentsDenyIt) {
+  EXPECT_EQ(denial_of_pass(records::passed()), "");
+  EXPECT_EQ(denial_of_pass(records::failed()), "");  // tells of no pass
+  const auto measured = [](auto change) {
+    return [change](Step& step) {
+      Measurement& m = step.attempts.back().measurements.emplace_back(Measurement{"residual", "x", 0, "m/s^2"});
+      m.low = -1;
+      m.high = 1;
+      change(m);
+    };
+  };
+  const struct {
+    const char* denial;
+    std::function<void(Step&)> change;
+  } kRows[] = {
+      {"", measured([](Measurement& m) { m.value = 1; })},
+      {"residual 1.1 m/s^2 is outside the limits", measured([](Measurement& m) { m.value = 1.1; })},
+      {"is no number", measured([](Measurement& m) { m.value = std::nan(""); })},
+      {"residual x is failed", measured([](Measurement& m) { m.outcome = Outcome::failed; })},
+      {"is failed", [](Step& step) { step.outcome = Outcome::failed; }},
+      {"the last attempt at step", [](Step& step) { step.attempts.back().outcome = Outcome::failed; }},
+      {"has no attempt", [](Step& step) { step.attempts.clear(); }},
+  };
+  for (const auto& [denial, change] : kRows) {
+    record::Run run = records::passed();
+    change(run.steps.back());
+    EXPECT_THAT(denial_of_pass(run), HasSubstr(denial));
+    EXPECT_EQ(denial_of_pass(run).empty(), *denial == '\0');
+  }
+}
+
 TEST(RecordJson, ReadsTheFirstForm) {
   const record::Run run = read_run(content(TEST_DATA_DIR "/records/run1.json"));
   EXPECT_EQ(run.serial, "K<7");

@@ -221,6 +221,8 @@ TEST_F(StationSlot, BelievesNoPassThatItsStepsDeny) {
   // Of the attempt, its step and the run.
   run("passed", with(R"("verdict":"passed")", R"("verdict":"failed")", 1));
   ends_with("the record says");
+  run("passed", with(R"("verdict":"passed")", R"("verdict":"failed")"));
+  ends_with("the record says passed, and the last attempt at step 1, calibrate Acc, is failed");
   run("passed", with(R"("index":1)", R"("index":2)"));
   ends_with("is number 2 in it");
   run("passed", with("calibrate Acc", "calibrate Gyr"));
