@@ -118,17 +118,19 @@ void require_no_csv(const std::string& folder) {
 }
 
 void write_csv(const record::Run& run, const std::string& folder) {
+  const std::filesystem::path root(folder);
+  const std::string table = csv_header() + csv_rows(run);
+  if (read_file(root / "measurements.csv") == table) return;  // it comes last: a try before this one wrote all
   require_no_csv(folder);
   std::error_code problem;
   std::filesystem::create_directories(folder, problem);
   if (problem) throw AppError(kUsage, folder + ": cannot be made: " + problem.message());
-  const std::filesystem::path root(folder);
   for (const record::Step& step : run.steps) {
     for (const record::Attempt& attempt : step.attempts) {
       if (has_samples(attempt)) replace_file(root / samples_file(step, attempt), samples(run, *attempt.window));
     }
   }
-  replace_file(root / "measurements.csv", csv_header() + csv_rows(run));
+  replace_file(root / "measurements.csv", table);
 }
 
 std::string csv_header() {

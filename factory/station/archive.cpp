@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "cli/terminal.h"
+#include "files/app_error.h"
 #include "files/whole_file.h"
 #include "record/record_json.h"
 #include "store/patience.h"
@@ -45,15 +46,14 @@ void Archive::open_journal() {
   const std::string where = keeper_ ? store::parse_uri(settings_.store).shown : settings_.folder;
   const std::string state = store::state_folder();
   journal_.emplace(state + "/station-" + store::sha256(settings_.station + "\n" + where).substr(0, 16));
-  for (const std::string& folder : journals_left(state)) {
-    if (folder != journal_->folder())
-      complain("runs of other settings wait: `sensorcal store import " + folder + "/*.json`");
-  }
+  for (const std::string& folder : journals_left(journal_->folder()))
+    complain("runs of other settings may wait: `sensorcal store import " + folder + "/*.json`");
   for (const std::string& id : journal_->ended()) ended_[id] = {};
   for (const std::string& id : journal_->unstored()) ended_[id] = {};
   for (const record::Run& run : journal_->cut_off()) {
-    complain(run.serial + ": " + run.remarks.front());
-    cut_off_.push_back({"cut-off", run.serial, run.serial + ": " + run.remarks.front(), {run.serial}, 0});
+    const std::string text = run.serial + ": the station ended before this run did: nothing is known of it";
+    complain(text);
+    cut_off_.push_back({"cut-off", run.serial, text, {run.serial}, 0});
   }
 }
 
@@ -68,49 +68,74 @@ Archive::~Archive() {
   }
 }
 
-void Archive::begin(const record::Run& run) {
+bool Archive::has_room() {
+  if (!journal_) return true;
+  std::string problem;
+  try {
+    journal_->try_disk();
+  } catch (const std::exception& error) {
+    problem = reason_of(error);
+  }
+  set_unkept("", problem);
+  return problem.empty();
+}
+
+void Archive::begin(const record::Run& trace) {
   if (!journal_) return;
   std::string problem;
   try {
-    journal_->begin(run);
+    journal_->begin(trace);
   } catch (const std::exception& error) {
-    problem = "run " + run.id + " leaves no trace if the station is killed: " + reason_of(error);
+    problem = "run " + trace.id + " leaves no trace if the station is killed: " + reason_of(error);
   }
-  set_problem(&Archive::unkept_, problem);
+  set_unkept(trace.id, problem);
 }
 
-void Archive::keep(record::Run run) {
-  if (!journal_) return;
+bool Archive::keep(record::Run run) {
+  if (!journal_) return true;
   store::hash_plan(&run);
   {
     const std::lock_guard<std::mutex> lock(mutex_);
-    ended_[run.id] = Steady::now();
+    ended_.emplace(run.id, Steady::now());
   }
   std::string problem;
   try {
     journal_->ended(run);
   } catch (const std::exception& error) {
-    problem = reason_of(error) + deliver_without_disk(run);
+    problem = "run " + run.id + " of " + run.serial + " is not on the disk: " + reason_of(error);
+    // The store may take it at once, in case that the station ends before the disk does.
+    try {
+      if (keeper_) {
+        keeper_->keep(run);
+        journal_->forget_trace(run.id);
+        problem += "; the store has it";
+      }
+    } catch (const std::exception& other) {
+      problem += "; nor in the store: " + reason_of(other);
+    }
   }
-  set_problem(&Archive::unkept_, problem);
+  set_unkept(run.id, problem);
+  if (!problem.empty()) return false;
   {
     const std::lock_guard<std::mutex> lock(mutex_);
-    if (!problem.empty()) ended_.erase(run.id);
     fresh_ = brings_ = true;
   }
   work_.notify_all();
+  return true;
 }
 
-// The disk did not take it: the store may at once, or it is lost. Says which.
-std::string Archive::deliver_without_disk(const record::Run& run) {
-  const bool told = !files_ || files_->write(run, {});
-  try {
-    if (keeper_) keeper_->keep(run);
-    if (told) return "; run " + run.id + " was stored all the same";
-  } catch (const std::exception& error) {
-    return "; run " + run.id + " IS LOST: " + reason_of(error);
+void Archive::set_unkept(const std::string& id, const std::string& problem) {
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    const auto found = unkept_.find(id);
+    if (found == unkept_.end() ? problem.empty() : found->second == problem) return;
+    if (problem.empty()) unkept_.erase(id);
+    if (!problem.empty()) unkept_[id] = problem;
+    fresh_ = true;
   }
-  return "; no report of run " + run.id;
+  work_.notify_all();
+  if (!problem.empty()) complain(problem);
+  changed_();
 }
 
 void Archive::set_problem(std::string Archive::*which, const std::string& problem) {
@@ -130,7 +155,8 @@ Archive::Status Archive::status() const {
   out.waiting = spooled_.waiting + static_cast<int>(std::count_if(ended_.begin(), ended_.end(), [&](const auto& run) {
                   return run.second < long_ago;
                 }));
-  const std::pair<const char*, const std::string*> problems[] = {{"run-unkept", &unkept_},
+  const std::string unkept = unkept_.empty() ? "" : unkept_.rbegin()->second;
+  const std::pair<const char*, const std::string*> problems[] = {{"run-unkept", &unkept},
                                                                  {"store-refuses", &unstored_},
                                                                  {"store-away", &spooled_.problem},
                                                                  {"store-refuses", &unseen_}};
@@ -144,49 +170,68 @@ Archive::Status Archive::status() const {
 
 void Archive::write() {
   for (bool all = true;;) {
+    bool full = false;
     {
       std::unique_lock<std::mutex> lock(mutex_);
       const auto is_due = [this] { return fresh_ || leaves_; };
       all ? work_.wait(lock, is_due) : (void)work_.wait_for(lock, kBetweenTries, is_due);
       if (leaves_ && !fresh_) return;
       fresh_ = false;
+      full = unkept_.count("") != 0;
     }
     all = deliver();
+    if (full) all &= has_room();
     changed_();
   }
 }
 
-// What has ended goes to pages and their kin, and then to the store, the oldest first. False: something still waits.
+void Archive::report(const record::Run& run) {
+  if (files_ && !files_->write(run, {}))
+    throw AppError(kUnreachable, "no report of " + run.serial + ", run " + run.id + "; standard error has why");
+}
+
+// What has ended goes to pages and their kin, and to the store, the oldest first; without a store what has no page
+// waits for it. False: something still does.
 bool Archive::deliver() {
   std::string problem;
+  bool all = true;
+  const auto begun = Steady::now();
+  // False: nor would the next one go.
   const auto attempt = [&](const std::string& what, auto&& work) {
     try {
       work();
       return true;
     } catch (const std::exception& error) {
       if (problem.empty()) problem = what + reason_of(error);
-      return false;
+      all = false;
+      return Steady::now() < begun + kSoon;
     }
   };
   for (const std::string& id : journal_->ended()) {
-    attempt("no report of run " + id + ": ", [&] {
-      if (files_ && !files_->write(journal_->read(id), {})) problem = "no report of run " + id;
+    const bool more = attempt("", [&] {
+      report(journal_->read(id));
+      journal_->told(id);
     });
-    attempt("", [&] { journal_->told(id); });
+    if (!more) break;
   }
-  const auto begun = Steady::now();
-  bool all = true;
-  for (const std::string& id : journal_->unstored()) {
-    const bool stored = attempt("run " + id + " was not stored: ", [&] {
-      if (keeper_) keeper_->keep(journal_->read(id));
-      journal_->drop(id);
+  const std::vector<std::string> told = journal_->unstored();
+  std::vector<std::string> ids = told;
+  if (keeper_) {
+    for (const std::string& id : journal_->ended()) ids.push_back(id);
+  }
+  for (const std::string& id : ids) {
+    const bool more = attempt("run " + id + " was not stored: ", [&] {
+      if (keeper_ && stored_.count(id) == 0) keeper_->keep(journal_->read(id));
+      stored_.insert(id);
+      if (std::binary_search(told.begin(), told.end(), id)) {
+        journal_->drop(id);
+        stored_.erase(id);
+      }
+      const std::lock_guard<std::mutex> lock(mutex_);
+      ended_.erase(id);
+      brings_ = true;
     });
-    all &= stored;
-    if (!stored && Steady::now() > begun + kSoon) break;  // nor would it take the next one
-    if (!stored) continue;
-    const std::lock_guard<std::mutex> lock(mutex_);
-    ended_.erase(id);
-    brings_ = true;
+    if (!more) break;
   }
   work_.notify_all();
   set_problem(&Archive::unstored_, problem);
@@ -212,14 +257,16 @@ void Archive::bring_up() {
 
 // -1: as many as before.
 void Archive::tell(const std::string& problem, int waiting) {
+  bool is_new = false;
   {
     const std::lock_guard<std::mutex> lock(mutex_);
     if (waiting < 0) waiting = spooled_.waiting;
     if (spooled_.problem == problem && spooled_.waiting == waiting) return;
-    if (!problem.empty() && spooled_.problem != problem) complain(problem);
+    is_new = !problem.empty() && spooled_.problem != problem;
     spooled_.waiting = waiting;
     spooled_.problem = problem;
   }
+  if (is_new) complain(problem);
   changed_();
 }
 
@@ -315,8 +362,8 @@ std::optional<std::vector<store::StoredRun>> Archive::history(const std::string&
 }
 
 std::vector<record::Run> Archive::runs_since(record::Clock::time_point since) {
-  std::vector<record::Run> out;
-  if (!keeper_) return out;
+  std::map<std::string, record::Run> found;
+  if (!keeper_) return {};
   const auto attempt = [](auto&& work) {
     try {
       work();
@@ -324,27 +371,29 @@ std::vector<record::Run> Archive::runs_since(record::Clock::time_point since) {
       complain(std::string("the runs before are not all known: ") + reason_of(error));
     }
   };
+  // In the order in which a run goes from one to the next, or it could be missed in both. What is stored counts.
   for (const auto& ids : {journal_->ended(), journal_->unstored()}) {
-    for (const std::string& id : ids)
-      attempt([&] {
-        record::Run run = journal_->read(id);
-        if (run.ended() >= since) out.push_back(std::move(run));
-      });
+    for (const std::string& id : ids) attempt([&] { found[id] = journal_->read(id); });
   }
   attempt([&] {
-    asked([&](store::Database* database) {
-      for (auto& stored : store::runs_at(database, settings_.station, since)) out.push_back(std::move(stored.run));
-      return true;
-    });
-  });
-  if (!keeper_->has_spool()) return out;
-  attempt([&] {
+    if (!keeper_->has_spool()) return;
     store::Spool spool(keeper_->spool_file());
     for (auto entry = spool.next(""); entry; entry = spool.next(entry->id)) {
       record::Run run = record::read_run(entry->record);
-      if (run.station == settings_.station && run.ended() >= since) out.push_back(std::move(run));
+      if (run.station == settings_.station) found[entry->id] = std::move(run);
     }
   });
+  attempt([&] {
+    asked([&](store::Database* database) {
+      for (auto& stored : store::runs_at(database, settings_.station, since))
+        found[stored.run.id] = std::move(stored.run);
+      return true;
+    });
+  });
+  std::vector<record::Run> out;
+  for (auto& [id, run] : found) {
+    if (run.ended() >= since) out.push_back(std::move(run));
+  }
   return out;
 }
 

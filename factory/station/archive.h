@@ -9,6 +9,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -37,10 +38,13 @@ class Archive {
   Archive(const Archive&) = delete;
   Archive& operator=(const Archive&) = delete;
 
-  // Any thread, and so are the following. On the disk when they return; where that cannot be, the status says so.
-  // `run`: what is to be kept of it if nothing more is heard of it.
-  void begin(const record::Run& run);
-  void keep(record::Run run);
+  // Any thread, and so are the following. Whether this computer's disk takes runs; the status says why it does not.
+  bool has_room();
+  // On the disk when they return; where that cannot be, the status says so. `trace`: what is to be kept of a run if
+  // nothing more is heard of it.
+  void begin(const record::Run& trace);
+  // False: the disk did not take it, and it has to be told again.
+  bool keep(record::Run run);
   Status status() const;
 
   // What the store's runs of the last thirty days say now, looked at about every minute; runs that the station before
@@ -67,7 +71,8 @@ class Archive {
   void open_journal();
   void write();
   bool deliver();
-  std::string deliver_without_disk(const record::Run& run);
+  void report(const record::Run& run);
+  void set_unkept(const std::string& id, const std::string& problem);
   void set_problem(std::string Archive::*which, const std::string& problem);
   void bring_up();
   void look_up();
@@ -77,7 +82,8 @@ class Archive {
   auto asked(Ask ask) const;
 
   const Settings& settings_;
-  const std::shared_ptr<record::Sink> files_;
+  const std::shared_ptr<record::Sink> files_;  // writer_ alone writes them
+  std::set<std::string> stored_;               // whose pages could not be made yet; of writer_ alone
   const std::function<void()> changed_;
   std::optional<store::Keeper> keeper_;  // none: nothing is stored. Its own locks
   std::optional<Journal> journal_;       // none: nothing is kept. Files alone
@@ -87,7 +93,7 @@ class Archive {
   Status spooled_;
   std::vector<store::Alert> alerts_, cut_off_;
   std::map<std::string, Steady::time_point> ended_;  // runs that are not stored yet, since when
-  std::string unkept_;                               // what could not be written to the disk, last
+  std::map<std::string, std::string> unkept_;        // what could not be written to the disk, by run; "": nothing can
   std::string unstored_;                             // what the store did not take, or why it cannot
   std::string unseen_;                               // why it could not be looked at
   bool fresh_ = true;                                // a run ended

@@ -4,6 +4,8 @@
 //   under-way-ID.json ---ended()---> ended-ID.json ---told()---> unstored-ID.json ---drop()---> gone
 //          |                              ^
 //          +-- the station was killed ----+
+//
+// What is under way is a trace: nothing is known of its run yet. It never holds the run itself.
 #pragma once
 
 #include <string>
@@ -22,18 +24,22 @@ class Journal {
   Journal(const Journal&) = delete;
   Journal& operator=(const Journal&) = delete;
 
-  // On the disk when they return, and any thread's. Throw AppError. `run`: what is to be kept of it if nothing more is
-  // heard of it.
-  void begin(const record::Run& run);
-  void ended(const record::Run& run);
+  // On the disk when they return, and any thread's. Throw AppError. `trace`: what is to be kept of a run if nothing
+  // more is heard of it.
+  void begin(const record::Run& trace) const;
+  void ended(const record::Run& run) const;
+  // Whether the disk takes anything, without a run.
+  void try_disk() const;
 
   // Their ids, the oldest first: the ids are in the order of time.
   std::vector<std::string> ended() const { return ids_of(kEnded); }
   std::vector<std::string> unstored() const { return ids_of(kUnstored); }
   // The record of one of them. Throws AppError, FormatError.
   record::Run read(const std::string& id) const;
-  void told(const std::string& id);
-  void drop(const std::string& id);
+  void told(const std::string& id) const;
+  void drop(const std::string& id) const;
+  // The store has the run already.
+  void forget_trace(const std::string& id) const;
 
   // What was under way when the station before was killed.
   const std::vector<record::Run>& cut_off() const { return cut_off_; }
@@ -46,13 +52,15 @@ class Journal {
   std::string file(const char* stage, const std::string& id) const { return folder_ + "/" + stage + id + ".json"; }
   std::vector<std::string> ids_of(const std::string& stage) const;
   void move(const char* from, const char* to, const std::string& id) const;
+  void clean_up();
 
   const std::string folder_;
   int lock_ = -1;
   std::vector<record::Run> cut_off_;
 };
 
-// Folders of stations that run no more, because their settings name another station or store now, in which runs wait.
-std::vector<std::string> journals_left(const std::string& state_folder);
+// Folders beside `own`, of stations that run no more, in which runs may wait: their settings name another station or
+// store now.
+std::vector<std::string> journals_left(const std::string& own);
 
 }  // namespace factory::station

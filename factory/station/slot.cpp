@@ -299,7 +299,10 @@ const record::Run& Slot::end(const RunnerEnd& end) {
   return record_;
 }
 
-void Slot::show() { phase_ = Phase::over; }
+void Slot::show() {
+  phase_ = Phase::over;
+  held_ = false;
+}
 
 record::Run Slot::trace() const {
   record::Run out;
@@ -388,7 +391,15 @@ Json::Value Slot::to_json(const Pace& pace) const {
   out["verdict"] = phase_ == Phase::over ? Json::Value(outcome_name(record_.outcome)) : Json::Value();
   out["failing"] = failing_;
   out["problem"] = Json::Value();
-  if (!problem_.text.empty()) {
+  if (held_) {
+    out["phase"] = kPhases[static_cast<size_t>(Phase::over)];
+    out["verdict"] = outcome_name(Outcome::error);
+    out["failing"] = Json::Value();
+    const record::Text why("run-unkept", {},
+                           "this computer's disk does not take the run: its verdict does not count yet");
+    out["problem"] = said(record::to_json(std::vector{why}))[0];
+    out["problem"]["last_words"] = Json::Value();
+  } else if (!problem_.text.empty()) {
     out["problem"] = said(record::to_json(std::vector{problem_}))[0];
     out["problem"]["last_words"] = or_null(last_words_);
   }

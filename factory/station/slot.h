@@ -49,7 +49,9 @@ class Slot {
   // The record of the run: the runner's, or where that does not fit or is missing one of the station's own, which is an
   // error and says why.
   const record::Run& end(const RunnerEnd& end);
-  // It is shown.
+  // It is not kept, so that its verdict does not count yet: an error is shown.
+  void hold() { held_ = true; }
+  // Its verdict is shown.
   void show();
   // What is known of the run before its runner said anything: all that is left of it where the station is killed.
   record::Run trace() const;
@@ -108,7 +110,7 @@ class Slot {
   std::string last_words_;
   std::optional<Prompt> prompt_;
   int nonsense_ = 0;  // lines so far
-  bool stopped_ = false;
+  bool stopped_ = false, held_ = false;
   std::optional<record::Run> heard_;  // the runner's record
   int told_code_ = -1;                // the exit code that the runner told with it
   record::Text refusal_;

@@ -16,6 +16,7 @@ using std::chrono::milliseconds;
 
 constexpr size_t kScanMax = 200;  // bytes
 constexpr milliseconds kBetweenStates{100};
+constexpr milliseconds kBetweenKeeps{1000};  // while the disk is full
 constexpr const char* kAnswers[] = {"done", "skip", "abort"};
 
 Station::Done refused(const std::string& code, std::vector<std::string> arguments, const std::string& text) {
@@ -138,10 +139,12 @@ Station::Done Station::scan(const std::string& slot, const std::string& typed) {
     place->asks = true;
     place->serial_asked = serial;
   }
-  before.history = archive_->history(serial, &before.why);
+  const bool has_room = archive_->has_room();
+  if (has_room) before.history = archive_->history(serial, &before.why);
   const std::lock_guard<std::mutex> lock(mutex_);
   place->asks = false;
   if (closed_) return refused("slot-busy", {place->slot.settings().name}, "the station ends");
+  if (!has_room) return refused("disk-full", {}, "this computer's disk takes no runs");
   const PlanChoice* plan = settings_.plan_of(serial);
   const Permit given = permit(settings_, serial, plan->name, before, ledger_.of(serial, plan->name));
   if (given.refusal) return {"", "", *given.refusal};
@@ -195,6 +198,16 @@ bool Station::hear(Place* place, const std::string& line) {
   return heard != Slot::Heard::nonsense;
 }
 
+// A verdict is shown when its run is on the disk: until then, however long, the slot has none and takes no phone.
+void Station::keep(Place* place, const record::Run& run) {
+  while (!archive_->keep(run)) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    place->slot.hold();
+    change_locked();
+    if (news_.wait_for(lock, kBetweenKeeps, [this] { return closed_; })) return;
+  }
+}
+
 void Station::end(Place* place, const RunnerEnd& ended) {
   record::Run run;
   {
@@ -202,7 +215,7 @@ void Station::end(Place* place, const RunnerEnd& ended) {
     run = place->slot.end(ended);
     if (!place->remark.empty()) run.remarks.push_back(place->remark);
   }
-  archive_->keep(run);  // its verdict is shown when it is on the disk
+  keep(place, run);
   {
     const std::lock_guard<std::mutex> lock(mutex_);
     place->slot.show();

@@ -75,6 +75,7 @@ class Station {
     std::unique_ptr<Runner> runner;
   };
 
+  void keep(Place* place, const record::Run& run);
   bool hear(Place* place, const std::string& line);
   void end(Place* place, const RunnerEnd& end);
   void change();

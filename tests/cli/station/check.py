@@ -322,6 +322,64 @@ def check_store_trouble():
     expect('nothing is left', list(pathlib.Path(os.environ['XDG_STATE_HOME']).glob('sensorcal/station-*/*.json')), [])
 
 
+def check_full_disk():
+    """No verdict counts before its run is on the disk or in the store, and no phone is taken meanwhile."""
+    def journal():
+        return next(one for one in pathlib.Path(os.environ['XDG_STATE_HOME'], 'sensorcal').glob('station-*') if list(one.glob('*.json')))
+
+    def prompts(station, serial):
+        expect(serial, station.scan(serial, '1'), (200, 'started'))
+        return station.wait(lambda state: state['slots'][0]['prompt'], 'a prompt')['slots'][0]['prompt']['code']
+
+    pathlib.Path('full').mkdir()
+    settings = {'store': 'sqlite:full/runs.db', 'slots': [{}, {}], 'station': 'line-6', 'reports': {'html': 'full/pages/{serial}.html'}}
+    station = Station(**settings)
+    code = prompts(station, 'PROMPT3')
+    folder = journal()
+    for name, hidden in [(folder, 'away'), ('full', 'gone')]:
+        os.rename(name, hidden)
+    station.scan(code)
+    slot = station.verdict('PROMPT3')
+    expect('none counts', (slot['verdict'], slot['problem']['code']), ('error', 'run-unkept'))
+    expect('nor a phone', station.scan('A9', '2'), (409, 'disk-full'))
+    expect('not counted', station.state()['shift']['phones'], 0)
+    station.wait(lambda state: state['waiting'] == 1 and 'PROMPT3' in state['store_problem']['text'], 'it waits')
+    for name, hidden in [(folder, 'away'), ('full', 'gone')]:
+        os.rename(hidden, name)
+    station.wait(lambda state: state['slots'][0]['verdict'] == 'passed' and not state['store_problem'] and state['waiting'] == 0, 'it is kept')
+    expect('its page', os.path.exists('full/pages/PROMPT3.html'), True)
+    # The store has what the disk does not take, and outweighs its trace.
+    code = prompts(station, 'PROMPT4')
+    os.rename(folder, 'away')
+    station.scan(code)
+    expect('nor does it', station.verdict('PROMPT4')['verdict'], 'error')
+    station.process.kill()
+    station.process.wait()
+    os.rename('away', folder)
+    station = Station(**settings)
+    expect('as it ended', [(run['serial'], run['verdict']) for run in station.state()['shift']['last']], [('PROMPT4', 'passed'), ('PROMPT3', 'passed')])
+    station.wait(lambda state: state['waiting'] == 0, 'all is stored')
+    # What cannot be had of a page now comes later: with a store the run goes there meanwhile.
+    os.rename('full/pages', 'away')
+    expect('no page', (station.scan('A8', '1'), station.verdict('A8')['verdict']), ((200, 'started'), 'passed'))
+    station.wait(lambda state: state['waiting'] == 0 and 'no report of A8' in (state['store_problem'] or {}).get('text', ''), 'it is missed')
+    station.end()
+    os.rename('away', 'full/pages')
+    expect('runs', runs_in_store('full/runs.db')['passed'], 3)
+    station = Station(**settings)
+    station.wait(lambda _: os.path.exists('full/pages/A8.html'), 'the page comes')
+    station.end()
+    del settings['store']
+    station = Station(**settings)
+    os.rename('full/pages', 'away')
+    expect('no page', (station.scan('A9', '1'), station.verdict('A9')['verdict']), ((200, 'started'), 'passed'))
+    station.wait(lambda state: state['waiting'] == 1 and state['store_problem'], 'the run waits for it')
+    os.rename('away', 'full/pages')
+    expect('the next', station.scan('A10', '1'), (200, 'started'))
+    station.wait(lambda state: state['waiting'] == 0 and not state['store_problem'] and os.path.exists('full/pages/A9.html'), 'it has it')
+    station.end()
+
+
 def main():
     pathlib.Path('plan.json').write_text(json.dumps(PLAN))
     done = subprocess.run([sensorcal, 'run', 'plan.json', '--json', '--speed', 'max', '--phone', 'phone'], capture_output=True, text=True)
@@ -359,6 +417,7 @@ def main():
     check_token()
     check_store_away()
     check_store_trouble()
+    check_full_disk()
     if problems:
         sys.exit('\n'.join(problems))
 
