@@ -45,6 +45,16 @@ Moments moments_of(const std::vector<double>& values) {
   return all;
 }
 
+// The logarithm of the share of normal values below one that is so many deviations off. Far out, where that share comes
+// near the least number there is, by its asymptotic series.
+double log_share_below(double deviations) {
+  constexpr double kFar = -30;
+  if (deviations > kFar) return std::log(std::erfc(-deviations / std::sqrt(2.0)) / 2);
+  const double inverse = 1 / (deviations * deviations);
+  return -deviations * deviations / 2 - std::log(-deviations * std::sqrt(2 * std::acos(-1.0))) +
+         std::log1p(-inverse * (1 - 3 * inverse * (1 - 5 * inverse)));
+}
+
 }  // namespace
 
 Index share_of(double part, double whole, double deviations) {
@@ -112,14 +122,13 @@ std::optional<Normality> normality(const std::vector<double>& sorted) {
   const Moments all = moments_of(sorted);
   const double sigma = all.sigma().value_or(0);
   if (sorted.size() < 8 || sigma <= 0) return {};
-  const boost::math::normal bell(all.mean, sigma);
   const double n = static_cast<double>(sorted.size());
-  const auto logarithm = [](double p) { return std::log(std::max(p, std::numeric_limits<double>::min())); };
+  const auto off = [&](size_t i) { return (sorted[i] - all.mean) / sigma; };
   double sum = 0;
   for (size_t i = 0; i < sorted.size(); ++i) {
-    const double below = cdf(bell, sorted[i]);
-    const double above = cdf(complement(bell, sorted[sorted.size() - 1 - i]));
-    sum += (2 * static_cast<double>(i) + 1) * (logarithm(below) + logarithm(above));
+    const double below = log_share_below(off(i));
+    const double above = log_share_below(-off(sorted.size() - 1 - i));
+    sum += (2 * static_cast<double>(i) + 1) * (below + above);
   }
   const double a2 = (-n - sum / n) * (1 + 0.75 / n + 2.25 / (n * n));
   return Normality{a2, anderson_darling_p(a2)};

@@ -214,7 +214,8 @@ class Answer {
     if (c->all.count == 0) return;
     std::vector<double> values = single_values(cells, c->all.count);
     c->middle = robust(values);
-    if (values.size() >= kFewestForOutliers && c->middle.sigma > 0) find_outliers(cells, c);
+    c->outliers_sought = values.size() >= kFewestForOutliers;
+    if (c->outliers_sought && c->middle.sigma > 0) find_outliers(cells, c);
     if (choices_.without_outliers && c->outlier_count > 0)
       std::erase_if(values, [&](double value) { return value < low_end(*c) || value > high_end(*c); });
     c->looked_at = static_cast<long long>(values.size());

@@ -112,6 +112,7 @@ struct Characteristic {
   std::optional<Normality> normality;
   std::optional<Percentiles> percentiles;
   Histogram histogram;
+  bool outliers_sought = false;   // of eight values or more
   long long outlier_count = 0;    // counted in the figures above unless they are left out
   std::vector<Outlier> outliers;  // the farthest first
 

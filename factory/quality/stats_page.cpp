@@ -114,7 +114,8 @@ Markup yields(const Statistics& s, Charts* charts) {
   add("all", s.yield, &table);
   for (const auto& [plan, yield] : s.by_plan) add(Markup("plan ") + element("bdi", plan), yield, &table);
   for (const auto& [station, yield] : s.by_station) add(Markup("station ") + element("bdi", station), yield, &table);
-  const Markup all = element("div", {{"class", "scrolls"}}, table.markup());
+  Markup all = element("div", {{"class", "scrolls"}}, table.markup());
+  if (const std::string more = stations_remark(s); !more.empty()) all += element("p", more);
   if (s.by_day.size() < 2) return all;  // one point is no chart
   HtmlTable days = table_of_yields("yields", "Day (UTC)");
   for (const auto& [day, its] : s.by_day) add(date_text(day), its.yield, &days);
@@ -259,7 +260,7 @@ Markup measurements(const Statistics& s, const std::vector<const Characteristic*
       remark = other ? "percentiles: " + index_text(other) : "not normal";
     }
     Markup failed(std::to_string(c.failed));
-    if (c.unusable > 0) failed += element("small", std::to_string(c.unusable) + " not usable");
+    if (c.unusable > 0) failed += element("small", not_usable(c));
     Markup limits(limits_of(c));
     if (c.limits_changed())
       limits += element("small", std::to_string(c.limits_then.size()) +
@@ -267,7 +268,8 @@ Markup measurements(const Statistics& s, const std::vector<const Characteristic*
     table.add({element("a", {{"href", "#" + measurement_id(i)}}, name_of(c)), limits, histogram_of(c),
                std::to_string(c.all.count), c.all.count == 0 ? "-" : short_number(c.all.mean),
                short_number(c.all.sigma()), index_markup(c.line.capability.ppk, remark),
-               index_markup(c.line.capability.cpk, ""), failed, std::to_string(c.outlier_count),
+               index_markup(c.line.capability.cpk, ""), failed,
+               c.outliers_sought ? std::to_string(c.outlier_count) : "-",
                run_chart_of(c.line.chart) + state_markup(state_of(c)) + element("small", drift_text(c, c.line))});
   }
   return element("p", basis_of(s)) + element("p", rules_of(s)) + element("div", {{"class", "scrolls"}}, table.markup());
@@ -279,7 +281,7 @@ Markup marked(const Marked& phones) {
     const bool any = c.all.count > 0;
     table.add({name_of(c), limits_of(c), std::to_string(c.all.count), any ? short_number(c.all.mean) : "-",
                short_number(c.all.sigma()), any ? short_number(c.all.least) : "-", any ? short_number(c.all.most) : "-",
-               std::to_string(c.failed),
+               failed_of(c),
                run_chart_of(c.line.chart) + state_markup(state_of(c.line)) + element("small", drift_text(c, c.line))});
   }
   return element("p", runs_of(phones)) + element("div", {{"class", "scrolls"}}, table.markup());
@@ -291,7 +293,7 @@ Markup durations(const Statistics& s) {
     const bool any = c.all.count > 0;
     table.add({c.step, std::to_string(c.all.count), any ? short_number(c.all.mean) : "-", short_number(c.all.sigma()),
                any ? short_number(c.all.least) : "-", any ? short_number(c.all.most) : "-", limits_of(c),
-               std::to_string(c.failed)});
+               failed_of(c)});
   }
   return element("div", {{"class", "scrolls"}}, table.markup());
 }

@@ -38,7 +38,8 @@ std::string yields_text(const Statistics& s) {
   add("all", s.yield, &rows);
   for (const auto& [plan, yield] : s.by_plan) add("plan " + shown(plan), yield, &rows);
   for (const auto& [station, yield] : s.by_station) add("station " + shown(station), yield, &rows);
-  return table(rows);
+  const std::string more = stations_remark(s);
+  return table(rows) + more + (more.empty() ? "" : "\n");
 }
 
 std::string days_text(const Statistics& s) {
@@ -78,7 +79,10 @@ std::string measurements_text(const Statistics& s) {
     const std::string state = state_of(c);
     rows.push_back({shown(name_of(c)), number(c.all.count), mean_of(c), short_number(c.all.sigma()), limits_of(c),
                     index_text(k.pp), index_text(k.ppk), interval_text(k.ppk), index_text(k.cp), index_text(k.cpk),
-                    interval_text(k.cpk), number(c.failed), c.outlier_count == 0 ? "" : number(c.outlier_count),
+                    interval_text(k.cpk), failed_of(c),
+                    !c.outliers_sought     ? "-"
+                    : c.outlier_count == 0 ? ""
+                                           : number(c.outlier_count),
                     state == "out of control" ? bad(state) : state});
   }
   return "\n" + table(rows) + basis_of(s) + "\n" + rules_of(s) + "\n";
@@ -120,7 +124,7 @@ std::string durations_text(const Statistics& s) {
     const bool any = c.all.count > 0;
     rows.push_back({shown(c.step), number(c.all.count), mean_of(c), short_number(c.all.sigma()),
                     any ? short_number(c.all.least) : "-", any ? short_number(c.all.most) : "-", limits_of(c),
-                    number(c.failed)});
+                    failed_of(c)});
   }
   return "\n" + table(rows);
 }
@@ -139,7 +143,7 @@ std::string marked_text(const Statistics& s) {
         {"measurement", "n", "mean", "sigma", "limits", "failed", "drift", ""}};
     for (const Characteristic& c : marked.characteristics)
       rows.push_back({shown(name_of(c)), number(c.all.count), mean_of(c), short_number(c.all.sigma()), limits_of(c),
-                      number(c.failed), state_of(c.line), drift_text(c, c.line)});
+                      failed_of(c), state_of(c.line), drift_text(c, c.line)});
     out += "\n" + runs_of(marked) + "\n" + (rows.size() == 1 ? "" : table(rows));
   }
   return out;
@@ -266,7 +270,16 @@ std::string runs_of(const Marked& marked) {
   const auto& [kind, pattern, serials, keys] = marked.phones;
   return kind + " phones " + shown(pattern) + ": " + number(static_cast<long long>(serials.size())) +
          (serials.size() == 1 ? " phone, " : " phones, ") + number(marked.runs.passed) + " passed, " +
-         number(marked.runs.failed) + " failed, " + number(marked.runs.errors) + " errors";
+         number(marked.runs.failed) + " failed, " + number(marked.runs.errors) +
+         (marked.runs.errors == 1 ? " error" : " errors");
+}
+
+std::string stations_remark(const Statistics& s) {
+  long long units = 0;
+  for (const auto& [station, yield] : s.by_station) units += yield.units;
+  return units == s.yield.units
+             ? ""
+             : "Stations of the runs there, as if there were no other: a phone that was at several counts at each.";
 }
 
 std::string basis_of(const Statistics& s) {
@@ -277,12 +290,20 @@ std::string basis_of(const Statistics& s) {
   for (const Characteristic& c : s.characteristics) outliers += c.outlier_count;
   const std::string rule =
       " (more than " + significant(s.choices.outlier_sigmas, 3) + " robust sigmas from the median)";
-  if (outliers == 0) {
+  const auto unsought = std::count_if(s.characteristics.begin(), s.characteristics.end(),
+                                      [](const Characteristic& c) { return !c.outliers_sought; });
+  const bool all_unsought = unsought == static_cast<std::ptrdiff_t>(s.characteristics.size());
+  if (all_unsought) {
+    out += "; outliers are not looked for: fewer than eight values";
+  } else if (outliers == 0) {
     out += "; none is an outlier" + rule;
   } else {
     out += s.choices.without_outliers ? ", without " : ", with ";
     out += std::to_string(outliers) + (outliers == 1 ? " outlier" : " outliers") + rule;
   }
+  if (unsought > 0 && !all_unsought)
+    out += "; not looked for in " + std::to_string(unsought) + (unsought == 1 ? " measurement" : " measurements") +
+           " of fewer than eight values";
   const auto several = std::count_if(s.characteristics.begin(), s.characteristics.end(),
                                      [](const Characteristic& c) { return c.limits_changed(); });
   if (several > 0)
@@ -338,6 +359,12 @@ std::string percent(long long part, long long of) {
 }
 
 std::string name_of(const Characteristic& c) { return c.step + ": " + c.name + (c.axis.empty() ? "" : " " + c.axis); }
+
+std::string not_usable(const Characteristic& c) { return c.unusable == 0 ? "" : number(c.unusable) + " not usable"; }
+
+std::string failed_of(const Characteristic& c) {
+  return number(c.failed) + (c.unusable == 0 ? "" : ", " + not_usable(c));
+}
 
 std::string name_of(const Failure& failure) {
   return failure.measurement.empty() ? failure.step : failure.step + ": " + failure.measurement;

@@ -61,6 +61,13 @@ std::vector<std::vector<std::string>> times_of(const Statistics& s);
 // "golden phones GOLD-*: 2 phones, 40 passed, 0 failed, 0 errors"
 std::string runs_of(const Marked& marked);
 
+// "1, 1 not usable", and its second part alone: values that are no numbers are in no figure but this one.
+std::string failed_of(const Characteristic& c);
+std::string not_usable(const Characteristic& c);
+
+// Why the phones of stations are more than all; empty where they are not.
+std::string stations_remark(const Statistics& s);
+
 // What the figures are of, and what they are: sentences.
 std::string basis_of(const Statistics& s);
 std::string rules_of(const Statistics& s);

@@ -17,7 +17,7 @@ json out 'd["schema"] == "sensorcal.stats/2"' 'd["yield"]["units"] == 2 and d["y
   'all(m["count"] == 2 and m["plan"] == "it'"'"'s a \"plan\"" for m in d["measurements"])' \
   'any(m["name"] == "residual" and m["low"] == -0.02 and m["capability"]["ppk"]["value"] > 0 for m in d["measurements"])'
 run 0 stats --store runs.db --station south --since 2020-01-01 --html page.html
-has out 'all +1 +100.00 %' 'residual x' 'Values of last attempts; none is an outlier'
+has out 'all +1 +100.00 %' 'residual x' 'Values of last attempts; outliers are not looked for: fewer than eight values'
 has page.html '100.00 % yield' 'data-chart' 'Runs at station south'
 run 0 stats --store runs.db --attempts passing --without-outliers --rules western-electric --json
 json out 'd["attempts"] == "passing" and d["without_outliers"]' \

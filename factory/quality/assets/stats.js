@@ -60,11 +60,23 @@
     },
   };
 
+  // Where an axis of shares begins that ends at 100: high yields would be one line below the top of a whole one.
+  function first_share(points) {
+    const least = Math.min(100, ...points.flatMap((point) => [point['first pass'] ?? 100, point.last ?? 100]));
+    return 100 - [1, 2, 5, 10, 20, 50, 100].find((room) => 100 - least <= room);
+  }
+
   const counts = (kind) => kind === 'days' || kind === 'pareto';
   function options({kind, points}) {
-    const axis = (more) => ({ticks: {color: colour('muted')}, grid: {color: colour('soft')}, ...more});
-    const scales = {x: axis({stacked: kind === 'days'}), y: axis({stacked: kind === 'days', beginAtZero: counts(kind)})};
-    if (counts(kind)) scales.share = axis({position: 'right', min: kind === 'pareto' ? 0 : undefined, max: 100, grid: {display: false}});
+    const axis = (text, more) => ({ticks: {color: colour('muted')}, grid: {color: colour('soft')},
+                                   title: {display: text !== '', text, color: colour('muted')}, ...more});
+    const scales = {x: axis('', {stacked: kind === 'days'}),
+                    y: axis(counts(kind) ? 'runs' : '', {stacked: kind === 'days', beginAtZero: counts(kind)})};
+    if (counts(kind)) {
+      const min = kind === 'days' ? first_share(points) : 0;
+      const of = kind === 'days' ? '% of phones' + (min > 0 ? ', from ' + min + ' % on' : '') : '% of failed runs';
+      scales.share = axis(of, {position: 'right', min, max: 100, grid: {display: false}});
+    }
     return {
       animation: false, maintainAspectRatio: false, scales,
       plugins: {

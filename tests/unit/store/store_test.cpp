@@ -15,6 +15,7 @@
 #include "files/time_text.h"
 #include "quality/history.h"
 #include "quality/statistics.h"
+#include "quality/stats_view.h"
 #include "record/record_json.h"
 #include "records.h"
 #include "store/copy.h"
@@ -145,9 +146,22 @@ TEST_P(StoreTest, KeepsWhatCannotBeAddedUp) {
   const double wanted[] = {3.0, 1.0, 1e-200, 1e+300, -kInfinity, kInfinity};
   for (size_t i = 0; i < 6; ++i) EXPECT_EQ(measurement(found, i, 0, 0).value, wanted[i]);
   EXPECT_TRUE(std::isnan(measurement(found, 6, 0, 0).value));
-  const std::vector<Characteristic> c = characteristics(&store.database(), {}, {});
+  run = MadeRun();
+  run.serial = "B2";
+  for (const char* station : {"south", "north"}) {
+    run.station = station;
+    run.attempts = {{}};
+    ASSERT_TRUE(store.put(record_of(run), false));
+    ++run.started_ms;
+  }
+  const Statistics all = statistics(&store.database(), {});
+  const std::vector<Characteristic>& c = all.characteristics;
   ASSERT_EQ(c.size(), 1U);
   EXPECT_EQ(c[0].unusable, 4);
+  const std::string text = to_text(all, "Runs");
+  for (const char* told : {", 4 not usable", "outliers are not looked for: fewer than eight values",
+                           "a phone that was at several counts at each"})
+    EXPECT_NE(text.find(told), std::string::npos) << told << "\n" << text;
   EXPECT_EQ(c[0].all.count, 3);
   EXPECT_DOUBLE_EQ(c[0].all.mean, 4.0 / 3);
 }
