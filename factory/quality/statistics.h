@@ -149,6 +149,9 @@ struct Statistics {
 // Throws StoreError, AwayError.
 Statistics statistics(Database* database, const Filter& filter, const Choices& choices = {});
 
+// "3000 runs, 2026-01-02T03:04 to 2026-02-03T04:05 UTC", whatever is asked for; "no run".
+std::string all_runs(Database* database);
+
 // The parts of it.
 void count_runs(Database* database, const Filter& filter, Statistics* out);
 std::vector<Characteristic> characteristics(Database* database, const Filter& filter, const Choices& choices);

@@ -96,26 +96,26 @@ std::vector<ValueAlert> alerts_on_values(const Statistics& statistics) {
   return out;
 }
 
-std::vector<std::string> phones_of(Database* database, Filter filter, const Values& values) {
+void add_phones(Database* database, Filter filter, const Values& values, Alert* alert) {
   filter.plan = values.c->plan;
   filter.step = values.c->step;
   filter.measurement = values.c->name;
   filter.axis = values.c->axis;
   if (!values.station.empty()) filter.station = values.station;
   std::string serial;
+  long long all = 0;
   Query query(
       database,
-      "SELECT r.serial FROM measurement m JOIN series s ON s.id = m.series JOIN setup p ON p.id = s.setup "
+      "SELECT r.serial, COUNT(*) OVER () FROM measurement m JOIN series s ON s.id = m.series JOIN setup p ON p.id = "
+      "s.setup "
       "JOIN run r ON r.day = m.day AND r.no = m.run WHERE m.deciding = 1 AND r.serial <> '' AND m.day BETWEEN " +
           std::to_string(values.first_day) + " AND " + std::to_string(values.last_day) +
           " AND (m.value - :centre) * :side > 0" + on_measurements(filter) +
-          " ORDER BY ABS(m.value - :centre) DESC LIMIT " + std::to_string(kPhonesEach));
-  query.with("centre", values.centre).with("side", values.side).with(filter).into(&serial);
-  std::vector<std::string> out;
-  while (query.next()) {
-    if (std::find(out.begin(), out.end(), serial) == out.end()) out.push_back(serial);
-  }
-  return out;
+          " GROUP BY r.serial ORDER BY MAX(ABS(m.value - :centre)) DESC, r.serial LIMIT " +
+          std::to_string(kPhonesEach));
+  query.with("centre", values.centre).with("side", values.side).with(filter).into(&serial, &all);
+  while (query.next()) alert->phones.push_back(serial);
+  alert->more = all - static_cast<long long>(alert->phones.size());
 }
 
 void read_first_runs(Database* database, const Filter& filter, YieldWatch* watch) {
@@ -147,12 +147,15 @@ void add_marked(Database* database, Filter filter, std::vector<Alert>* out) {
     query.with(filter).into(&run.serial, &run.station, &run.started_ms);
     Alert alert{"marked", marked.kind + " phones " + shown(marked.pattern), "", {}, 0};
     long long runs = 0;
+    std::set<std::string> phones;
     while (query.next()) {
       if (runs++ == 0) alert.since_ms = run.started_ms;
+      if (!phones.insert(run.serial).second) std::erase(alert.phones, run.serial);
       alert.phones.push_back(run.serial);
       if (alert.phones.size() > kPhonesEach) alert.phones.erase(alert.phones.begin());
     }
     if (runs == 0) continue;
+    alert.more = static_cast<long long>(phones.size() - alert.phones.size());
     alert.text = alert.about + ": " + std::to_string(runs) + (runs == 1 ? " run " : " runs ") +
                  outcome_name(*filter.verdict) + ", the last" + place_of(run.station);
     out->push_back(alert);
@@ -183,16 +186,20 @@ void YieldWatch::Sum::add(const FirstRun& run, const Counts& before) {
   stands = stands || *std::max_element(values.begin(), values.end()) > kLimit;
   if (run.passed) return;
   ++failed;
+  if (run.serial.empty()) return;
   serials.push_back(run.serial);
   if (serials.size() > kPhonesEach) serials.erase(serials.begin());
 }
 
 Alert YieldWatch::Sum::alert(const std::string& kind, const std::string& about, const std::string& against) const {
-  return {kind, about,
+  return {kind,
+          about,
           "first-pass yield of " + about + ": " + std::to_string(failed) + " of " + std::to_string(phones) +
               " phones failed at once since " + time_text(since_ms) + ", " + against + " " + fixed(100 * usual, 2) +
               " %",
-          serials, since_ms};
+          serials,
+          since_ms,
+          failed - static_cast<long long>(serials.size())};
 }
 
 void YieldWatch::add(const FirstRun& run) {
@@ -245,7 +252,7 @@ std::vector<Alert> standing_alerts(Database* database, const Filter& filter, con
   by_day.subgroups = Subgroups();
   const Statistics found = statistics(database, filter, by_day);
   for (ValueAlert& each : alerts_on_values(found)) {
-    each.alert.phones = phones_of(database, filter, each.values);
+    add_phones(database, filter, each.values, &each.alert);
     out.push_back(each.alert);
   }
   return out;
@@ -258,13 +265,15 @@ Json::Value to_json(const Alert& alert) {
   out["text"] = alert.text;
   out["since"] = time_text(alert.since_ms);
   out["phones"] = json_list(alert.phones);
+  out["more"] = static_cast<Json::Int64>(alert.more);
   return valid(out);
 }
 
 std::string to_text(const Alert& alert) {
   std::vector<std::string> phones;
   for (const std::string& phone : alert.phones) phones.push_back(shown(phone));
-  return alert.kind + ": " + alert.text + (phones.empty() ? "" : "; phones " + joined(phones, ", ")) + "\n";
+  return alert.kind + ": " + alert.text + (phones.empty() ? "" : "; phones " + joined(phones, ", ")) +
+         (phones.empty() || alert.more == 0 ? "" : " and " + std::to_string(alert.more) + " more") + "\n";
 }
 
 }  // namespace factory::store

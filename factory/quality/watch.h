@@ -16,8 +16,9 @@ struct Alert {
   std::string kind;                 // "yield", "station", "chart", "marked", "spool"
   std::string about;                // what of, by which one that stands is known again
   std::string text;                 // a sentence
-  std::vector<std::string> phones;  // serial numbers that it rests on, some of them
+  std::vector<std::string> phones;  // serial numbers that it rests on, each once, 20 at most
   long long since_ms = 0;
+  long long more = 0;  // phones that it rests on beside these
 };
 
 // A run that judged a phone for the first time in its plan.

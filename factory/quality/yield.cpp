@@ -115,6 +115,18 @@ void count_failures(Database* database, const Filter& filter, Statistics* out) {
 
 }  // namespace
 
+std::string all_runs(Database* database) {
+  long long runs = 0;
+  long long first_ms = 0;
+  long long last_ms = 0;
+  Query query(database, "SELECT COUNT(*), COALESCE(MIN(started_ms), 0), COALESCE(MAX(started_ms), 0) FROM run");
+  query.into(&runs, &first_ms, &last_ms);
+  query.next();
+  return runs == 0 ? "no run"
+                   : std::to_string(runs) + (runs == 1 ? " run, " : " runs, ") + time_text(first_ms).substr(0, 16) +
+                         " to " + time_text(last_ms).substr(0, 16) + " UTC";
+}
+
 void count_runs(Database* database, const Filter& filter, Statistics* out) {
   count_by_verdict(database, filter, out);
   count_failures(database, filter, out);

@@ -43,7 +43,7 @@ run 0 stats --store runs.db --attempts first --rules western-electric
 has out 'Values of first attempts' 'Western Electric'
 lacks page.html 'https?://[a-z]+\.[a-z]+/[a-z]+\.js'
 run 0 stats --store runs.db --until 2020-01-01T10:30
-has out '0 passed'
+has out '^Runs until 2020-01-01T10:30 \(none of these; the store has 2 runs, 20.* to 20.* UTC\): 0 passed'
 run 0 stats --store runs.db --measurement 'calibrate Acc: residual x'
 has out 'calibrate Acc: residual x'
 lacks out 'residual y' 'noise'

@@ -63,7 +63,7 @@ int stats(const CommonOptions& options, const Arguments& a) {
   choices.subgroups = store::Subgroups(static_cast<store::SubgroupBy>(by), store::parse_shifts(a.shifts));
   if (!a.baseline.empty()) choices.baseline_ms = store::parse_period("--baseline", a.baseline);
   store::Filter filter = a.runs.of(options.profile);
-  const std::string question = question_of(filter, a.runs);
+  std::string question = question_of(filter, a.runs);
   if (!a.html.empty()) require_output("--html", a.html, "<!DOCTYPE html>");
   if (a.watch.wanted) return guarded([&] { return watch_store(options, a.watch, a.uri, filter, choices); });
   return guarded([&] {
@@ -75,6 +75,9 @@ int stats(const CommonOptions& options, const Arguments& a) {
       return static_cast<int>(kPassed);
     }
     const store::Statistics found = statistics(database.get(), filter, choices);
+    const auto& [passed, failed, errors, aborted, marginal, retried] = found.runs;
+    if (passed + failed + errors + aborted == 0)
+      question += " (none of these; the store has " + all_runs(database.get()) + ")";
     // The page first: that it cannot be written is not told below all figures.
     const bool page = a.html.empty() || record::delivered("--html ", [&] { write_page(found, question, a.html); });
     print_result(options.json, "stats/2", to_json(found), to_text(found, question));

@@ -106,7 +106,11 @@ class AlertCommand {
     }
     const station::RunnerEnd end = child.ended();
     if (end.code == 0 && end.why.text.empty()) return;
-    complain(name() + ": " + (end.why.text.empty() ? "ended with " + std::to_string(end.code) : end.why.text) +
+    const std::string seconds = std::to_string(kPatience.count()) + " s";
+    complain(name() + ": " +
+             (end.why.text.empty()             ? "ended with " + std::to_string(end.code)
+              : end.why.code == "runner-hangs" ? "had not ended after " + seconds + ", and was made to"
+                                               : end.why.text) +
              (end.last_words.empty() ? "" : ": " + end.last_words));
   }
 

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <random>
+#include <set>
 
 #include "records.h"
 
@@ -113,9 +114,13 @@ TEST(WatchTest, AStationAndAChartThatCryAreTold) {
       }
     }
   }
-  MadeRun made{.serial = "bad-1", .station = "t", .verdict = record::Outcome::passed};
+  MadeRun made{.serial = "", .station = "t", .verdict = record::Outcome::passed};
   made.attempts = {{{"residual", 999, -20, 20}}};
-  store.put(record_of(made), false);
+  for (int i = 0; i < 30; ++i) {  // the last eight for the second time
+    made.serial = "bad-" + std::to_string(i < 22 ? i : i - 8);
+    made.started_ms += 1000;
+    store.put(record_of(made), false);
+  }
   Filter filter;
   filter.marked = {{"golden", "n1?", {}, {}}, {"known bad", "bad-*", {}, {}}};
   require_known(&store.database(), &filter);
@@ -123,11 +128,16 @@ TEST(WatchTest, AStationAndAChartThatCryAreTold) {
   for (const Alert& alert : standing_alerts(&store.database(), filter, {})) {
     told.push_back(alert.kind + " " + alert.about);
     if (alert.kind == "marked") {
-      EXPECT_EQ(alert.text, "known bad phones bad-*: 1 run passed, the last at station t");
-      EXPECT_EQ(alert.phones, std::vector<std::string>{"bad-1"});
+      EXPECT_EQ(alert.text, "known bad phones bad-*: 30 runs passed, the last at station t");
+      EXPECT_EQ(alert.phones.size(), 20U);
+      EXPECT_EQ(std::set<std::string>(alert.phones.begin(), alert.phones.end()).size(), 20U);
+      EXPECT_EQ(alert.phones.back(), "bad-21");
+      EXPECT_EQ(alert.more, 2);
+      EXPECT_NE(to_text(alert).find(", bad-21 and 2 more\n"), std::string::npos) << to_text(alert);
       continue;
     }
     EXPECT_GE(alert.phones.size(), 10U) << told.back();
+    EXPECT_GT(alert.more, 0) << told.back();
     EXPECT_EQ(alert.phones.front().front(), alert.kind == "station" ? 's' : 't') << told.back();
   }
   EXPECT_EQ(told, (std::vector<std::string>{"marked known bad phones bad-*",
