@@ -79,6 +79,7 @@ bool parse_json(const std::string& text, Json::Value* out, std::string* problem)
 bool parse_json_of_people(const std::string& text, Json::Value* out, std::string* problem) {
   Json::CharReaderBuilder builder;
   builder["rejectDupKeys"] = true;
+  builder["failIfExtra"] = true;
   return parse(builder, text, out, problem);
 }
 

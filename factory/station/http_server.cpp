@@ -116,12 +116,16 @@ void HttpServer::leave_all() {
   const std::lock_guard<std::mutex> lock(mutex_);
   for (const auto& [since, socket] : unheard_) shutdown(socket, SHUT_RDWR);
   unheard_.clear();
+  leaves_ = true;
 }
 
-void HttpServer::heard() {
+bool HttpServer::heard() {
   const std::lock_guard<std::mutex> lock(mutex_);
   const auto own = [](const auto& one) { return one.second == t_socket; };
-  if (const auto at = std::find_if(unheard_.begin(), unheard_.end(), own); at != unheard_.end()) unheard_.erase(at);
+  const auto at = std::find_if(unheard_.begin(), unheard_.end(), own);
+  const bool is_there = at != unheard_.end();
+  if (is_there) unheard_.erase(at);
+  return is_there;
 }
 
 bool HttpServer::process_and_close_socket(socket_t socket) {
@@ -129,7 +133,11 @@ bool HttpServer::process_and_close_socket(socket_t socket) {
   {
     const std::lock_guard<std::mutex> lock(mutex_);
     --queued_;
-    unheard_.emplace(Clock::now(), socket);
+    if (leaves_) {
+      shutdown(socket, SHUT_RDWR);
+    } else {
+      unheard_.emplace(Clock::now(), socket);
+    }
   }
   Connection connection(socket);
   bool closed = false;

@@ -21,8 +21,9 @@ class HttpServer : public httplib::Server {
   // `answering`: so many requests at once.
   explicit HttpServer(size_t answering);
 
-  // By a handler: the request of this thread's connection is there.
-  void heard();
+  // By a handler: the request of this thread's connection is there. False: it was left before, and whoever asked knows
+  // nothing of it.
+  bool heard();
 
  private:
   class Threads;
@@ -34,6 +35,7 @@ class HttpServer : public httplib::Server {
   void leave_all();
 
   std::mutex mutex_;
+  bool leaves_ = false;
   size_t queued_ = 0;                                   // accepted, and on no thread yet
   std::multimap<Clock::time_point, socket_t> unheard_;  // by when they came
 };

@@ -96,7 +96,8 @@ class Cost {
     const auto least = read_number<int>(bounds.substr(0, bounds.find(',')));
     const auto most = read_number<int>(bounds.substr(bounds.find(',') + 1));
     part->may_be_empty |= least.value_or(0) == 0;
-    part->size *= static_cast<size_t>(std::max({least.value_or(1), most.value_or(1), 1}));
+    const auto times = static_cast<size_t>(std::max({least.value_or(1), most.value_or(1), 1}));
+    part->size = std::min(part->size * times, kSizeMax + 1);  // one bound behind the other goes beyond any number
     at_ = end + 1;
   }
 

@@ -48,7 +48,7 @@ double Setting::number(double low, double high, double otherwise) const {
 }
 
 int Setting::whole(int low, int high, int otherwise) const {
-  if (!wanted(value_.isInt(), "a whole number")) return otherwise;
+  if (!wanted(value_.isIntegral(), "a whole number")) return otherwise;
   return static_cast<int>(number(low, high, otherwise));
 }
 

@@ -1,8 +1,9 @@
 #include "station/settings.h"
 
-#include <arpa/inet.h>
 #include <errno.h>
+#include <netdb.h>
 #include <string.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -103,7 +104,7 @@ class Reader {
         add_plan(list[i]["plan"], pattern(list[i]["serials"], ".+"));
       }
     } else {
-      keep_plan(root_, {{}, "reference.json", std::string(assets::reference_plan), "", ""});
+      keep_plan(root_, {{}, "reference.json", std::string(assets::reference_plan), "", "", ""});
     }
   }
 
@@ -115,7 +116,7 @@ class Reader {
     }
     const auto bytes = read_file(place(file));
     if (!bytes) return setting.problem(file + ": " + strerror(errno));
-    keep_plan(setting, {std::move(serials), file, *bytes, "", ""});
+    keep_plan(setting, {std::move(serials), file, *bytes, "", "", ""});
   }
 
   // Whether each step can be run its runner says.
@@ -126,6 +127,7 @@ class Reader {
     if (!json.isObject() || json["format"] != "sensorcal.plan/1" || !json["name"].isString())
       return setting.problem(plan.file + ": is no plan");
     plan.name = json["name"].asString();
+    if (json["version"].isString()) plan.version = json["version"].asString();
     plan.sha256 = store::sha256(plan.bytes);
     out_.plans.push_back(std::move(plan));
   }
@@ -134,6 +136,9 @@ class Reader {
     out_.store = root_["store"].text();
     out_.samples = root_["store_samples"].truth(false);
     out_.spool = place(root_["spool"].text());
+    if (out_.store.empty() && !out_.spool.empty()) root_["spool"].problem("goes with a \"store\", a server");
+    if (out_.store.empty() && !root_.has("reports")) return;
+    checked(root_[out_.store.empty() ? "reports" : "store"], [] { (void)store::state_folder(); });
     if (out_.store.empty()) return;
     checked(root_["store"], [&] {
       const bool file = out_.store.find("://") == std::string::npos;
@@ -311,15 +316,28 @@ class Reader {
     if (out_.shifts.empty()) out_.shifts = {0};
   }
 
+  // Whether the port is free shows only when it is listened at.
+  void require_address() const {
+    addrinfo wanted{};
+    wanted.ai_flags = AI_NUMERICHOST;
+    wanted.ai_socktype = SOCK_STREAM;
+    addrinfo* found = nullptr;
+    if (getaddrinfo(out_.address.c_str(), "0", &wanted, &found) != 0)
+      return root_["address"].problem("wanted is an address such as 127.0.0.1");
+    const int one = socket(found->ai_family, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (bind(one, found->ai_addr, found->ai_addrlen) != 0)
+      root_["address"].problem(out_.address + " is none of this computer's: " + strerror(errno));
+    close(one);
+    freeaddrinfo(found);
+  }
+
   void read_server() {
     out_.language = root_["language"].one_of(around_.languages);
     out_.address = root_["address"].text(out_.address);
     out_.port = root_["port"].whole(0, 65535, out_.port);
     out_.token = root_["token"].text();
     out_.names = root_["names"].texts();
-    in6_addr any{};
-    if (inet_pton(AF_INET, out_.address.c_str(), &any) != 1 && inet_pton(AF_INET6, out_.address.c_str(), &any) != 1)
-      root_["address"].problem("wanted is an address such as 127.0.0.1");
+    require_address();
     const auto simple = [](unsigned char c) { return isalnum(c) != 0 || c == '-' || c == '_'; };
     if (!is_loopback(out_.address) && out_.token.empty())
       root_["address"].problem("others can reach it: give a \"token\", without which nobody gets in");

@@ -13,7 +13,7 @@ struct PlanChoice {
   Pattern serials;   // whose plan it is
   std::string file;  // as the record names it
   std::string bytes;
-  std::string name;
+  std::string name, version;
   std::string sha256;
 };
 

@@ -19,8 +19,7 @@ using record::Outcome;
 // What runners print beside events: a tool of the line that starts, a warning. More is no runner.
 constexpr int kNonsenseMax = 20;
 constexpr size_t kTextMax = 500;
-constexpr size_t kStepsMax = 1000;  // whose names are known
-constexpr size_t kVerdictsMax = 20000;
+constexpr size_t kStepsMax = 20000;  // of which is known what was told
 constexpr Json::ArrayIndex kListMax = 16;
 constexpr double kAskew = 2;  // seconds that two steady clocks may differ by over a run
 // What a record has to agree to where it says it.
@@ -109,6 +108,7 @@ Slot::Heard Slot::hear(const std::string& line) {
   } kEvents[] = {{"begun", &Slot::hear_begun},   {"begins", &Slot::hear_step},    {"sample", &Slot::hear_sample},
                  {"warns", &Slot::hear_warning}, {"prompt", &Slot::hear_prompt},  {"answer", &Slot::hear_answer},
                  {"ended", &Slot::hear_ended},   {"refused", &Slot::hear_refusal}};
+  if (told_code_ != kUntold) refusal_ = {"record-misfit", {}, "it went on after its record"};
   Json::Value event;
   const bool is_event = parse_json(line, &event) && event.isObject() && event["event"].isString();
   if (!is_event) return ++nonsense_ > kNonsenseMax ? Heard::nonsense : Heard::nothing;
@@ -128,18 +128,17 @@ Slot::Heard Slot::hear_begun(const Json::Value& event) {
 Slot::Heard Slot::hear_step(const Json::Value& event) {
   step_ = number_of(event["step"]);
   attempt_ = number_of(event["attempt"]);
-  if (names_.size() < kStepsMax) names_[step_] = text_of(event["name"]);
-  kind_ = text_of(event["kind"]);
-  tag_ = text_of(event["tag"]);
+  if (steps_told_.size() < kStepsMax)
+    steps_told_[step_] = {text_of(event["name"]), text_of(event["kind"]), text_of(event["tag"])};
   step_began_ = Clock::now();
   warns_.clear();
   prompt_.reset();
   return Heard::change;
 }
 
-std::string Slot::name_of(int step) const {
-  const auto found = names_.find(step);
-  return found == names_.end() ? "" : found->second;
+Slot::Named Slot::told_of(int step) const {
+  const auto found = steps_told_.find(step);
+  return found == steps_told_.end() ? Named() : found->second;
 }
 
 Slot::Heard Slot::hear_warning(const Json::Value& event) {
@@ -161,13 +160,13 @@ Slot::Heard Slot::hear_ended(const Json::Value& event) {
   const std::string verdict = text_of(event["verdict"]);
   const int step = number_of(event["step"]);
   if (step == step_) prompt_.reset();  // it may end after the next one began
-  if (verdicts_.size() < kVerdictsMax) verdicts_[step] = verdict;
+  if (verdicts_.size() < kStepsMax) verdicts_[step] = verdict;
   const bool passes = verdict == "passed" || verdict == "marginal" || verdict == "skipped";
   const bool again = failing_.isObject() && number_of(failing_["step"]) == step;  // asking null makes an object of it
   if (passes && again) failing_ = Json::Value();
   if (passes || !(failing_.isNull() || again)) return Heard::change;
   failing_["step"] = step;
-  failing_["name"] = name_of(step);
+  failing_["name"] = told_of(step).name;
   failing_["reasons"] = said(event["reasons"]);
   failing_["hints"] = said(event["hints"]);
   return Heard::change;
@@ -207,7 +206,6 @@ Slot::Heard Slot::hear_refusal(const Json::Value& event) {
 // The record's own bytes are read: written anew, a number might become another.
 Slot::Heard Slot::hear_record(const Json::Value& event, const std::string& line) {
   const Json::Value& part = event["record"];
-  if (heard_) refusal_ = {"record-misfit", {}, "it told its record twice"};
   told_code_ = event["exit_code"].isInt() ? event["exit_code"].asInt() : -1;
   try {
     const auto start = static_cast<size_t>(part.getOffsetStart());
@@ -227,10 +225,16 @@ std::string Slot::pass_problem() const {
     return "the record says passed with " + std::to_string(count) + " steps of " + std::to_string(steps_);
   int number = 0;
   for (const record::Step& step : heard_->steps) {
-    const std::string name = visible(step.name.substr(0, kTextMax));
-    const std::string what = "the record says passed, and step " + std::to_string(++number) + ", " + name + ", is ";
-    if (step.index != number || name_of(number) != name)
-      return what + "number " + std::to_string(step.index) + " in it and was told as \"" + name_of(number) + "\"";
+    const auto shown = [](const std::string& text) { return visible(text.substr(0, kTextMax)); };
+    const Named begun = told_of(++number);
+    const std::string what =
+        "the record says passed, and step " + std::to_string(number) + ", " + shown(step.name) + ", is ";
+    if (step.index != number || begun.name != shown(step.name))
+      return what + "number " + std::to_string(step.index) + " in it and was told as \"" + begun.name + "\"";
+    if (begun.kind != shown(step.kind) || begun.tag != shown(step.tag)) {
+      return what + "\"" + shown(step.kind + " " + step.tag) + "\" in it and was told as \"" + begun.kind + " " +
+             begun.tag + "\"";
+    }
     const auto told = verdicts_.find(number);
     const std::string said = told == verdicts_.end() ? "not told" : told->second;
     if (!passes(step.outcome) || said != outcome_name(step.outcome))
@@ -291,7 +295,11 @@ const record::Run& Slot::end(const RunnerEnd& end) {
   for (const auto& [part, name] : kOrdered) {
     if (!(ordered_.order.*part).empty()) record_.*part = ordered_.order.*part;
   }
-  if (!ordered_.order.lot.empty()) record_.lot = ordered_.order.lot;  // a golden phone's outweighs the line's
+  record_.retest_of = ordered_.order.retest_of;
+  // A golden phone's lot outweighs the line's, and no other phone has it.
+  if (ordered_.golden || record_.lot == kGoldenLot) record_.lot = ordered_.golden ? kGoldenLot : "";
+  // Of the same bytes the names are the same.
+  if (record_.plan.bytes == ordered_.plan->bytes) record_.plan = plan();
   record_.id = ordered_.id;
   prompt_.reset();
   live_ = Json::Value();
@@ -304,12 +312,17 @@ void Slot::show() {
   held_ = false;
 }
 
+record::Plan Slot::plan() const {
+  const PlanChoice& plan = *ordered_.plan;
+  return {plan.name, plan.version, plan.file, plan.sha256, plan.bytes};
+}
+
 record::Run Slot::trace() const {
   record::Run out;
   static_cast<record::Order&>(out) = ordered_.order;
   out.id = ordered_.id;
   out.started = started_;
-  out.plan = {ordered_.plan->name, "", ordered_.plan->file, ordered_.plan->sha256, ordered_.plan->bytes};
+  out.plan = plan();
   out.outcome = Outcome::error;
   out.remarks = {"the station ended before this run did: nothing is known of it"};
   return out;
@@ -370,9 +383,10 @@ Json::Value Slot::to_json(const Pace& pace) const {
   out["retest"] = ordered_.retest;
   out["step"] = step_;
   out["steps"] = steps_;
-  out["name"] = name_of(step_);
-  out["kind"] = kind_;
-  out["tag"] = tag_;
+  const Named told = told_of(step_);
+  out["name"] = told.name;
+  out["kind"] = told.kind;
+  out["tag"] = told.tag;
   out["attempt"] = attempt_;
   const Clock::time_point now = busy() ? Clock::now() : ended_;
   const auto left = phase_ == Phase::running

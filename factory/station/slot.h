@@ -16,6 +16,8 @@
 
 namespace factory::station {
 
+inline constexpr const char* kGoldenLot = "golden";
+
 // A run that is to be, as the station ordered it.
 struct Ordered {
   int run = 0;  // counts through the station's runs, all slots
@@ -39,6 +41,7 @@ class Slot {
  public:
   using Clock = std::chrono::steady_clock;
   enum class Phase { idle, starting, running, over };
+  static constexpr int kUntold = -2;  // exit code
   enum class Heard { nonsense, nothing, change, sample };
 
   explicit Slot(const SlotSettings& settings) : settings_(&settings) {}
@@ -80,6 +83,10 @@ class Slot {
     Json::Value settings, instructions;
   };
 
+  struct Named {
+    std::string name, kind, tag;
+  };
+
   Heard hear_begun(const Json::Value& event);
   Heard hear_warning(const Json::Value& event);
   Heard hear_answer(const Json::Value& event);
@@ -92,8 +99,9 @@ class Slot {
   record::Text misfit(const RunnerEnd& end) const;
   bool is_own() const;
   std::string pass_problem() const;
+  record::Plan plan() const;
   void make_error(const RunnerEnd& end, const record::Text& why);
-  std::string name_of(int step) const;
+  Named told_of(int step) const;
   void set_clock();
   void show_failing();
 
@@ -103,16 +111,16 @@ class Slot {
   Clock::time_point began_, step_began_, ended_;
   record::Clock::time_point started_;
   int step_ = 0, steps_ = 0, attempt_ = 0;
-  std::map<int, std::string> names_;     // of the steps so far
+  std::map<int, Named> steps_told_;      // so far
   std::map<int, std::string> verdicts_;  // that were told of steps which ended
-  std::string kind_, tag_, warns_;
+  std::string warns_;
   record::Text problem_;  // its words: with the runner's last ones
   std::string last_words_;
   std::optional<Prompt> prompt_;
   int nonsense_ = 0;  // lines so far
   bool stopped_ = false, held_ = false;
   std::optional<record::Run> heard_;  // the runner's record
-  int told_code_ = -1;                // the exit code that the runner told with it
+  int told_code_ = kUntold;           // the exit code that the runner told with it
   record::Text refusal_;
   record::Run record_;
   Json::Value failing_, live_;

@@ -163,7 +163,7 @@ Station::Done Station::scan(const std::string& slot, const std::string& typed) {
 void Station::begin(Place* place, Ordered ordered) {
   ordered.run = ++runs_;
   ordered.order.station = settings_.station;
-  if (ordered.golden) ordered.order.lot = "golden";
+  if (ordered.golden) ordered.order.lot = kGoldenLot;
   ordered.id = store::make_run_id(record::Clock::now());
   place->slot.begin(ordered);
   Values values = settings_.given;

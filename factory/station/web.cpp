@@ -11,6 +11,7 @@
 
 #include "files/app_error.h"
 #include "files/json_text.h"
+#include "files/words.h"
 #include "station/embedded.h"
 #include "station/guard.h"
 #include "station/http_server.h"
@@ -53,6 +54,14 @@ const char* type_of(std::string_view name) {
     if (name.ends_with(ending)) return type;
   }
   return "application/octet-stream";
+}
+
+bool is_utf8(std::string_view text) {
+  for (size_t length = 1; !text.empty() && length != 0; text.remove_prefix(length)) {
+    length = utf8_length(text);
+    if (length == 0) return false;
+  }
+  return true;
 }
 
 std::string put_in(std::string page, const std::string& what, const std::string& value) {
@@ -259,9 +268,11 @@ class Web::Server {
 
   void add_order(const std::string& path, const std::function<Station::Done(const Json::Value&)>& order) {
     server_.Post(path, [this, order](const Request& request, Response& response) {
-      server_.heard();
+      // Its bytes may be here all the same.
+      if (!server_.heard()) return refuse(&response, 408, {"not-allowed", {}, "the request came too late"});
       Json::Value body;
       std::string why;
+      if (!is_utf8(request.body)) return refuse(&response, 400, {"not-json", {}, "wanted is UTF-8"});
       if (!parse_json(request.body, &body, &why) || !body.isObject())
         return refuse(&response, 400, {"not-json", {}, "wanted is a JSON object. " + why});
       Station::Done done;

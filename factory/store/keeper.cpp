@@ -57,8 +57,13 @@ void Keeper::keep(const record::Run& run) {
   store_->put(run, samples_);
 }
 
+// Another store under the name may be a copy of yesterday's, or another line's.
 void Keeper::open_store() {
-  store_.emplace(uri_);
+  auto store = std::make_unique<Store>(uri_);
+  const std::string id = store->id();
+  if (id_.empty()) id_ = id;
+  if (id != id_) throw StoreError(uri_.shown + ": another store lies there now than the one that runs went to");
+  store_ = std::move(store);
   file_ = file_at(uri_.place);
   // A station keeps one run after the other for months: it reads little, and its memory need not grow with the file.
   store_->database().run("PRAGMA cache_size = -8192");

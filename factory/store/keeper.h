@@ -38,8 +38,9 @@ class Keeper {
   const Uri uri_;
   const bool samples_;
   std::mutex mutex_;
-  std::optional<Store> store_;  // used with mutex_ held, and so are the following
-  FileId file_;                 // that it writes
+  std::unique_ptr<Store> store_;  // used with mutex_ held, and so are the following
+  std::string id_;                // the store's own: of the first one that lay there
+  FileId file_;                   // that it writes
   std::optional<Spool> spool_;
 };
 

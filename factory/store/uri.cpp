@@ -128,21 +128,23 @@ std::string state_folder() {
   } else if (const char* home = std::getenv("HOME"); home != nullptr && home[0] == '/') {
     folder = fs::path(home) / ".local" / "state";
   } else {
-    throw AppError(kUsage,
-                   "no place for the spool: neither HOME nor XDG_STATE_HOME is set; name one with --spool FILE");
+    throw AppError(kUsage, "no place for runs that wait: neither HOME nor XDG_STATE_HOME is set");
   }
   folder /= "sensorcal";
   std::error_code error;
   fs::create_directories(folder, error);
   if (error)
-    throw AppError(kUsage, "no place for the spool: " + folder.string() + " cannot be made: " + error.message() +
-                               "; name one with --spool FILE");
+    throw AppError(kUsage, "no place for runs that wait: " + folder.string() + " cannot be made: " + error.message());
   return folder.string();
 }
 
 std::string default_spool(const Uri& uri) {
   // Of those who call a server by different names, each has a file.
-  return state_folder() + "/spool-" + sha256(uri.shown).substr(0, 16) + ".db";
+  try {
+    return state_folder() + "/spool-" + sha256(uri.shown).substr(0, 16) + ".db";
+  } catch (const AppError& error) {
+    throw AppError(kUsage, std::string(error.what()) + "; name one with --spool FILE");
+  }
 }
 
 }  // namespace factory::store

@@ -70,7 +70,7 @@ called='run, its spool in a folder that may not be written'
 has err '^sensorcal: the spool shut/s\.db: cannot be written: Permission denied; name another one with --spool FILE$'
 export XDG_STATE_HOME=$work/shut
 "${as[@]}" "$sensorcal" run plan.json --store postgresql://nobody@127.0.0.1:1/x >out 2>err && fail 'passed'
-has err '^sensorcal: no place for the spool: .*/shut/sensorcal cannot be made: Permission denied; name one with --spool FILE$'
+has err '^sensorcal: no place for runs that wait: .*/shut/sensorcal cannot be made: Permission denied; name one with --spool FILE$'
 unset XDG_STATE_HOME
 run 3 run plan.json --speed max --html /dev/full --junit after.xml
 has err '^sensorcal: (--[a-z]+ )?/dev/full: cannot be written'

@@ -5,6 +5,7 @@ import os
 import pathlib
 import re
 import select
+import shutil
 import signal
 import socket
 import sqlite3
@@ -122,7 +123,7 @@ def check_doors(station):
     for body, headers, wanted in [
             (order, {'X_Page_Token': ''}, (403, 'stale-page')), (order, {'X_Page_Token': '0' * 32}, (403, 'stale-page')),
             (order, {'Content_Type': 'text/plain'}, (415, 'not-allowed')), ('{"text": ', {}, (400, 'not-json')), ('[1]', {}, (400, 'not-json')),
-            ('[' * 60000, {}, (400, 'not-json')), (b'\xff\xfe', {}, (400, 'not-json')), ('', {}, (400, 'not-json')),
+            ('[' * 60000, {}, (400, 'not-json')), (b'\xff\xfe', {}, (400, 'not-json')), (b'{"slot": "1", "text": "A\xff"}', {}, (400, 'not-json')), ('', {}, (400, 'not-json')),
             ({'text': ['A1']}, {}, (400, 'wrong-type')), ({'text': 'A1', 'slot': 1}, {}, (400, 'wrong-type')), ({}, {}, (422, 'empty')),
             (order, {'Content_Encoding': 'gzip'}, (411, 'not-allowed')), (order, {'Transfer_Encoding': 'chunked'}, (411, 'not-allowed')), ({'text': 'x' * 70000}, {}, (413, ''))]:
         expect(f'{str(body)[:20]} {headers}', station.post('/scan', body, **headers), wanted)
@@ -313,12 +314,17 @@ def check_store_trouble():
     os.rename('kept', 'moved')
     expect('moved', (station.scan('A9', '1'), station.verdict('A9')['verdict']), ((200, 'started'), 'passed'))
     station.wait(lambda state: state['waiting'] == 1 and 'not there any more' in (state['store_problem'] or {}).get('text', ''), 'it is missed')
+    os.mkdir('kept')
+    shutil.copy('runs.db', 'kept')
+    expect('swapped', (station.scan('A11', '1'), station.verdict('A11')['verdict']), ((200, 'started'), 'passed'))
+    station.wait(lambda state: state['waiting'] == 2 and 'another store lies there' in (state['store_problem'] or {}).get('text', ''), 'it is told')
+    shutil.rmtree('kept')
     os.rename('moved', 'kept')
     expect('back', (station.scan('A10', '1'), station.verdict('A10')['verdict']), ((200, 'started'), 'passed'))
     station.wait(lambda state: state['waiting'] == 0 and not state['store_problem'], 'all are stored')
     station.end()
     runs = runs_in_store('kept/runs.db')
-    expect('runs', (runs['passed'], runs['errors']), (3, 1))
+    expect('runs', (runs['passed'], runs['errors']), (4, 1))
     expect('nothing is left', list(pathlib.Path(os.environ['XDG_STATE_HOME']).glob('sensorcal/station-*/*.json')), [])
 
 

@@ -21,7 +21,7 @@ def say(event, **fields):
 def ends(verdict, code):
     record['verdict'] = verdict
     for number, step in enumerate(record['steps'] if verdict == 'passed' else [], 1):
-        say('begins', step=number, attempt=1, name=step['name'], kind=step['kind'])
+        say('begins', step=number, attempt=1, name=step['name'], kind=step['kind'], tag=step.get('tag'))
         say('ended', step=number, attempt=1, verdict=step['verdict'], reasons=[], hints=[])
     say('record', exit_code=code, record=record)
     sys.exit(code)

@@ -98,6 +98,10 @@ TEST_F(StationSettings, WhatIsWrongIsToldWithItsPlace) {
       {R"(, "runner": ["nosuch-program"], "slots": [{"runner": ["./plan.json"]}])",
        {":1: runner: there is no program nosuch-program", ":1: slots[0].runner: there is no program ./plan.json"}},
       {R"(, "store": "sqlite:r.db", "spool": "s.db")", {":1: spool: goes with a server; a store in a file needs none"}},
+      {R"(, "spool": "s.db", "address": "192.0.2.1", "token": "0123456789abcdef", "retest": {"failures": 4294967297})",
+       {":1: spool: goes with a \"store\", a server", ":1: retest.failures: wanted is a number from 0 to 100",
+        ":1: address: 192.0.2.1 is none of this computer's: Cannot assign requested address"}},
+      {R"(}, {)", {}},
       {R"(, "retest": {"errors": 1.5}, "golden": {})",
        {":1: retest.errors: wanted is a whole number", ": golden.serials: wanted is the golden phones' pattern"}},
   };
@@ -138,12 +142,26 @@ TEST_F(StationSettings, PlacesAreThere) {
 TEST(StationPattern, TakesWhatIsKnownAndCheap) {
   std::string nested;
   for (int i = 0; i < 40; ++i) nested += "(a?)*";
-  for (const std::string& bad :
-       {nested, std::string("(a*)*"), std::string("((a|b?)+)"), std::string("(a|)+"), std::string("(x{0,3}){2}"),
-        std::string("((a{1,99}){1,99}){1,99}"), std::string("[a-z]{30000}"), std::string(R"(\d+)"),
-        std::string(R"(SN\w)"), std::string(201, 'a'), std::string("(A"), std::string("A)|(B"), std::string("*"),
-        std::string("[A"), std::string("A{"), std::string("a{2,1}"), std::string("[[:"), std::string("\\"),
-        std::string()})
+  for (const std::string& bad : {nested,
+                                 std::string("(a*)*"),
+                                 std::string("((a|b?)+)"),
+                                 std::string("(a|)+"),
+                                 std::string("(x{0,3}){2}"),
+                                 std::string("((a{1,99}){1,99}){1,99}"),
+                                 std::string("[a-z]{30000}"),
+                                 std::string("a{16384}{16384}{16384}{16384}{16384}"),
+                                 std::string(R"(\d+)"),
+                                 std::string(R"(SN\w)"),
+                                 std::string(201, 'a'),
+                                 std::string("(A"),
+                                 std::string("A)|(B"),
+                                 std::string("*"),
+                                 std::string("[A"),
+                                 std::string("A{"),
+                                 std::string("a{2,1}"),
+                                 std::string("[[:"),
+                                 std::string("\\"),
+                                 std::string()})
     EXPECT_THROW(Pattern{bad}, AppError) << bad;
   const struct {
     const char* expression;

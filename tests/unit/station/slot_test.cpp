@@ -232,7 +232,17 @@ TEST_F(StationSlot, BelievesNoPassThatItsStepsDeny) {
   ends_with("the record says passed with 1 steps of 0");
   run("passed", passed);
   slot_.hear(passed);
-  ends_with("it told its record twice");
+  ends_with("it went on after its record");
+  run("passed", passed);
+  slot_.hear("and this");
+  ends_with("it went on after its record");
+  run("passed", with(R"("kind":"")", R"("kind":"verify")"));
+  ends_with("is \"verify \" in it and was told as \" \"");
+  // What nobody ordered is not the run's, and its plan's name is that of its bytes.
+  plan_.name = "small";
+  run("passed", with(R"("serial":"A1")", R"("serial":"A1","lot":"golden")"));
+  const record::Run& kept = ends({0, "", ""});
+  EXPECT_EQ(std::string(outcome_name(kept.outcome)) + kept.lot + kept.plan.name, "passedsmall");
 }
 
 // What was kept of another run says nothing of this one, whosever phone it was; clocks tell nothing.
