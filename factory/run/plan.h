@@ -85,8 +85,9 @@ struct Block {
 // each is of another chip and none must be alone. 1: it stands alone.
 size_t looks_together(const Block& block, size_t first);
 
-// Whether a step may run while fresh samples of a calibration come: one of another chip, where none of both must be
-// alone. Of two channel scales the second waits: all of them are in one file, which is put back as a whole.
+// Whether a step may run while fresh samples of a calibration come: a calibration of another chip, where none of both
+// must be alone, or a fixture whose settings the sensor does not notice. Of two channel scales the second waits: all of
+// them are in one file, which is put back as a whole.
 bool runs_beside(const Step& step, const Step& calibration);
 // The same of the step behind this one.
 bool next_runs_beside(const Block& block, size_t at);

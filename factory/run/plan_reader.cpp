@@ -127,11 +127,18 @@ size_t looks_together(const Block& block, size_t first) {
 }
 
 bool runs_beside(const Step& step, const Step& calibration) {
+  const auto may = [](const Step& one) {
+    const Sensor* sensor = sensor_of(one.type);
+    const bool alone = one.kind != StepKind::calibrate || one.channel || is_panel_run(one.param);
+    return !alone && sensor != nullptr && sensor->alone == nullptr;
+  };
+  if (!may(calibration)) return false;
   const Sensor* const sensors[] = {sensor_of(step.type), sensor_of(calibration.type)};
-  for (const Step* one : {&step, &calibration}) {
-    if (one->kind != StepKind::calibrate || one->channel || is_panel_run(one->param)) return false;
+  if (step.kind == StepKind::fixture) {
+    return std::none_of(step.world.begin(), step.world.end(),
+                        [&](const auto& setting) { return may_notice(*sensors[1], setting.first); });
   }
-  if (std::any_of(std::begin(sensors), std::end(sensors), [](auto* one) { return !one || one->alone; })) return false;
+  if (!may(step)) return false;
   const bool both_scales = sensors[0]->result == Result::channel_scale && sensors[1]->result == Result::channel_scale;
   return !both_scales && sensors[0]->used_type != sensors[1]->used_type;
 }

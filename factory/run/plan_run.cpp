@@ -229,6 +229,8 @@ void PlanRun::go_on(const Step* next) {
   if (running_.empty()) return;
   const record::Step& last = *running_.back().result;
   const int last_attempt = running_.back().attempt.number;
+  // Whoever sets a fixture by hand may touch the phone.
+  const bool touched = next != nullptr && next->kind == StepKind::fixture && session_.fixture().asks_operator();
   unsigned over = 0;
   for (auto running = running_.begin(); next != nullptr && running != running_.end(); ++running)
     over = over << 1 | (poll(*running) ? 1 : 0);
@@ -237,7 +239,7 @@ void PlanRun::go_on(const Step* next) {
   auto bit = running_.size();
   for (auto running = running_.begin(); running != running_.end();) {
     const auto now = running++;
-    if (next != nullptr && (over >> --bit & 1) == 0 && runs_beside(*next, now->step)) continue;
+    if (next != nullptr && (over >> --bit & 1) == 0 && !touched && runs_beside(*next, now->step)) continue;
     while (!poll(*now)) std::this_thread::sleep_for(kPause);
     const Step& step = now->step;
     record::Step* const result = now->result;

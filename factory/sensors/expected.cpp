@@ -1,6 +1,8 @@
 // What a sensor should report on a fixture.
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <iterator>
 #include <numbers>
 #include <string_view>
 
@@ -49,6 +51,13 @@ std::vector<double> as_mounted(int type, std::vector<double> values) {
 }
 
 }  // namespace
+
+bool may_notice(const Sensor& sensor, const std::string& setting) {
+  constexpr std::string_view kBefore[] = {"lux", "cct", "dark-box", "target"};
+  if (setting == "pressure") return sensor.unit == std::string_view("hPa");
+  const bool before = std::find(std::begin(kBefore), std::end(kBefore), setting) != std::end(kBefore);
+  return !before || !sensor.scatters;
+}
 
 std::vector<double> nominal(int type) {
   const Sensor* sensor = sensor_of(type);

@@ -199,6 +199,10 @@ bool is_self_test(int param);
 // Whether the step measures the panel's own light: 13 at full brightness, 14 at a reduced one.
 bool is_panel_run(int param);
 
+// Whether a sensor may notice that a setting of the fixture ("lux" ...) changes: one of how the phone lies, moves or is
+// warm every sensor; lamp, dark box and target those that see light or what is near, pressure the barometer.
+bool may_notice(const Sensor& sensor, const std::string& setting);
+
 // What a calibrated sensor reports at the factory's fixture. Empty where that depends on the station.
 std::vector<double> nominal(int type);
 

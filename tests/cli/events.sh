@@ -3,8 +3,8 @@
 source "$(dirname "$0")/lib.sh"
 
 cat >plan.json <<'JSON'
-{"format": "sensorcal.plan/1", "name": "told", "steps": [
-  {"fixture": {"up": "flat"}}, {"calibrate": "Acc", "limits": {"residual": "0.02 m/s^2"}}, {"fixture": {"lux": "200 lux"}}]}
+{"format": "sensorcal.plan/1", "name": "told", "steps": [{"group": "a hand at the lamp may touch the phone", "steps": [
+  {"fixture": {"up": "flat"}}, {"calibrate": "Acc", "limits": {"residual": "0.02 m/s^2"}}, {"fixture": {"lux": "200 lux"}}]}]}
 JSON
 cat >drive.py <<'PYTHON'
 import json

@@ -40,7 +40,7 @@ json out 'len(d["studies"]) == 1'
 run 2 grr --run plan.json --phones 2 --stations 2 --trials 2 --seed 5 --store kept.db --measurement ofset
 has err '^sensorcal: --measurement ofset: the plan has none of this name; did you mean calibrate Acc: offset x, .* or calibrate Acc: offset z\?$'
 run 0 stats --store kept.db
-has out '^Runs: 0 passed, 0 failed, 0 errors'
+has out '^Runs \(none of these; the store has no run\): 0 passed, 0 failed, 0 errors'
 
 # One run more, and a phone that was at one station only: left out and told once, whatever there is to measure.
 run 0 run plan.json --speed max --serial P0000000005 --station line-1 --operator ada --store runs.db

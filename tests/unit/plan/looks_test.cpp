@@ -147,6 +147,12 @@ TEST(Looks, OfACalibrationAreAloneWhereTheyMustBe) {
       {R"({"calibrate": "Acc"}, {"calibrate": "Acc"})", false},
       {R"({"calibrate": "Acc"}, {"verify": "Gyr", "limits": {"noise": "1 rad/s"}})", false},
       {R"({"calibrate": "Acc"}, {"fixture": {"up": "flat"}})", false},
+      {R"({"calibrate": "Acc"}, {"fixture": {"lux": "300 lux", "target": "3 cm", "pressure": "990 hPa"}})", true},
+      {R"({"calibrate": "Acc"}, {"fixture": {"lux": "300 lux", "vibration": "none"}})", false},
+      {R"({"calibrate": "Bar"}, {"fixture": {"pressure": "990 hPa"}})", false},
+      {R"({"calibrate": "Lux"}, {"fixture": {"pressure": "990 hPa"}})", true},
+      {R"({"calibrate": "Lux"}, {"fixture": {"dark-box": "on"}})", false},
+      {R"({"fixture": {"lux": "300 lux"}}, {"fixture": {"lux": "200 lux"}})", false},
       {R"({"calibrate": "Acc"}, {"calibrate": "Prx"})", false},
       {R"({"calibrate": "Lux"}, {"calibrate": "Lux", "param": 12})", false},
       {R"({"calibrate": "Lux"}, {"calibrate": "Lux_F"})", true},
@@ -164,6 +170,28 @@ TEST(Looks, OfACalibrationAreAloneWhereTheyMustBe) {
         "p", R"({"format": "sensorcal.plan/1", "name": "n", "steps": [)" + group(row.steps) + "]}", &problems);
     EXPECT_THAT(problems, IsEmpty());
     EXPECT_EQ(next_runs_beside(plan.blocks.at(0), 0), row.beside) << row.steps;
+  }
+}
+
+// The lamp is set while a sensor that does not see it is looked at, and the next one is calibrated under it; one that
+// fails then is put back and repeated as ever.
+TEST(Looks, OfACalibrationGoOnWhileWhatItDoesNotNoticeIsSet) {
+  const std::string lamp = R"({"fixture": {"lux": "200 lux"}}, {"calibrate": "Lux"})";
+  const auto acc = [](const char* more) { return std::string(R"({"calibrate": "Acc")") + more + "}, "; };
+  for (const bool fails : {false, true}) {
+    RecordedRun run;
+    run.options.speed = "20";
+    run.options.world = {"lux=1000"};
+    const std::string never = R"(, "repeat": 2, "on_failure": "go on", "limits": {"residual": "0.000001 m/s^2"})";
+    const record::Run ran = run.record(group(acc(fails ? never.c_str() : "") + lamp));
+    EXPECT_EQ(record::passes(ran.steps[0].outcome), !fails);
+    EXPECT_EQ(ran.steps[0].attempts.size(), fails ? 2U : 1U);
+    EXPECT_TRUE(begins_before_the_end_of(ran.steps[1], ran.steps[0], ran));
+    EXPECT_EQ(ran.steps[1].outcome, record::Outcome::passed);
+    EXPECT_TRUE(ran.steps[2].attempts.at(0).kept);
+    EXPECT_EQ(ran.world.at("lux"), "200");
+    EXPECT_EQ(run.on(), 0);
+    EXPECT_THAT(factory::differences(ran, run.replay()), IsEmpty());
   }
 }
 
