@@ -92,7 +92,7 @@ run 1 run plan2.json --speed max --fault silent --record silent
 head -c 20000000 /dev/urandom >silent/root/large
 for signal in INT TERM INT:1 TERM:1; do
   "$sensorcal" replay silent >out 2>err &
-  until compgen -G "$TMPDIR/*" >found; do :; done
+  until compgen -G "$TMPDIR/sensorcal-*" >found; do :; done
   [ $signal = ${signal%:*} ] || sleep ${signal#*:}
   kill -${signal%:*} $!
   code=0; wait $! || code=$?

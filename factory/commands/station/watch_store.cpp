@@ -46,7 +46,7 @@ class AlertCommand {
     sigemptyset(&ends_);
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&ends_, signal);
     pthread_sigmask(SIG_BLOCK, &ends_, nullptr);
-    caller_ = std::thread([this] { work(); });
+    std::thread([this] { work(); }).detach();  // quiet_ is its end, for whoever of the others comes to wait for it
     ender_ = std::thread([this] { wait_for_signal(); });
   }
   // What waits is still called for, each in its time.
@@ -55,10 +55,11 @@ class AlertCommand {
       const std::lock_guard<std::mutex> lock(mutex_);
       done_ = true;
     }
+    if (!ender_.joinable()) return;
     changed_.notify_all();
-    if (caller_.joinable()) caller_.join();
+    wait_until_quiet();
     ended_ = true;
-    if (ender_.joinable()) ender_.join();
+    ender_.join();
   }
   AlertCommand(const AlertCommand&) = delete;
   AlertCommand& operator=(const AlertCommand&) = delete;
@@ -124,9 +125,13 @@ class AlertCommand {
       done_ = interrupted_ = true;
     }
     changed_.notify_all();
-    while (!quiet_) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    wait_until_quiet();
     complain("interrupted");
     _exit(kInterrupted);
+  }
+
+  void wait_until_quiet() const {
+    while (!quiet_) std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
 
   const std::string command_;
@@ -138,7 +143,7 @@ class AlertCommand {
   std::atomic<bool> interrupted_ = false;
   std::atomic<bool> quiet_ = false;  // nothing is called any more
   std::atomic<bool> ended_ = false;
-  std::thread caller_, ender_;
+  std::thread ender_;
 };
 
 void tell(const store::Alert& alert, bool json, AlertCommand* command) {
