@@ -156,7 +156,9 @@ class Answer {
       if (about) query.with("reference", *about);
     };
     read(about ? kReference : "s.reference", which, give_all, [&](Cell cell, double sum, double squares) {
-      settle(&cell.values, sum, squares, about.value_or(series_.at(cell.series).reference));
+      const auto series = series_.find(cell.series);
+      if (series == series_.end()) return;  // of a run that was stored since the series were read
+      settle(&cell.values, sum, squares, about.value_or(series->second.reference));
       // Of sixteen digits fewer than ten are left.
       if (cell.values.count > 1 && squares > 1e6 * cell.values.squares) imprecise.push_back(cells.size());
       cells.push_back(cell);
