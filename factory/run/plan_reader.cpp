@@ -99,6 +99,17 @@ void note_single_stimuli(Plan* plan) {
   }
 }
 
+// What a step measures is counted by its group and name: a name that comes again gets a number.
+void number_names(Plan* plan) {
+  std::map<std::pair<std::string, std::string>, int> times;
+  for (Block& block : plan->blocks) {
+    for (Step& step : block.steps) {
+      const int time = ++times[{block.group, step.name}];
+      if (time > 1) step.name += " (" + std::to_string(time) + ")";
+    }
+  }
+}
+
 Plan sound(Plan plan, const std::vector<std::string>& problems) {
   if (problems.empty()) return plan;
   std::string all = "the plan cannot be run; nothing was done";
@@ -181,6 +192,7 @@ Plan parse_plan(const std::string& file, const std::string& bytes, std::vector<s
   for (Json::ArrayIndex i = 0; i < steps->size(); ++i)
     plan.blocks.push_back(steps[i]->isObject() && steps[i].has("group") ? read_group(steps[i]) : read_single(steps[i]));
   for (Block& block : plan.blocks) block.overlap &= overlap;
+  number_names(&plan);
   note_single_stimuli(&plan);
   return plan;
 }

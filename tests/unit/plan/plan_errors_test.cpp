@@ -64,6 +64,19 @@ TEST(PlanErrors, TheFormIsStrict) {
   EXPECT_THAT(problems_of("{\n  \"name\": }"), ElementsAre(HasSubstr("p.json:2:11: no valid JSON")));
 }
 
+// What two steps measure is not to be counted as one.
+TEST(PlanErrors, ANameThatComesAgainGetsANumber) {
+  std::vector<std::string> problems;
+  const Plan plan = parse_plan("p.json", R"({"format": "sensorcal.plan/1", "name": "n", "steps": [
+    {"verify": "Acc"}, {"group": "g", "steps": [{"verify": "Acc"}, {"verify": "Gyr"}]}, {"verify": "Acc"},
+    {"group": "g", "steps": [{"verify": "Acc"}]}]})",
+                               &problems);
+  std::vector<std::string> names;
+  for (const auto& block : plan.blocks)
+    for (const auto& step : block.steps) names.push_back(step.name);
+  EXPECT_THAT(names, ElementsAre("verify Acc", "verify Acc", "verify Gyr", "verify Acc (2)", "verify Acc (2)"));
+}
+
 TEST(PlanErrors, AListHoldsOneLimitForEachAxis) {
   std::vector<std::string> problems;
   const Plan plan = parse_plan("p.json", R"({"format": "sensorcal.plan/1", "name": "n", "steps": [
