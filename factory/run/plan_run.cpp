@@ -150,6 +150,10 @@ PlanRun::Running::Running(PlanRun& plan_run, const Step& of, record::Step* whose
 
 // What is asked of the phone from here on is asked for this attempt.
 void PlanRun::enter(const record::Step& step, int attempt) {
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    asked_ = &step;
+  }
   session_.fixture().attempt_begins(step.index, attempt, step.name);
 }
 
@@ -400,6 +404,16 @@ record::Run PlanRun::abort(const std::string& why) {
   const bool free = under_way.owns_lock();
   const Outcome verdict = why.empty() ? Outcome::aborted : Outcome::error;
   const std::lock_guard<std::mutex> lock(mutex_);
+  // What came since the last one.
+  const auto take = [&](Attempt* attempt) {
+    take_messages(attempt);
+    RunLog log = session_.log().run();
+    std::move(log.lines.begin(), log.lines.end(), std::back_inserter(attempt->log));
+    attempt->log_dropped += log.lines_dropped;
+    session_.log().start_run();
+  };
+  Attempt asked;
+  take(&asked);
   for (auto running = running_.rbegin(); running != running_.rend(); ++running) {
     Attempt attempt;
     attempt.number = running->attempt.number;
@@ -410,9 +424,12 @@ record::Run PlanRun::abort(const std::string& why) {
       attempt.fail(
           {Why::old_values_lost, "whether the old values are back is not known: read them before the phone goes on"});
     }
-    attempt.hub = running->left.hub;
-    attempt.log = running->left.log;
-    attempt.log_dropped = running->left.log_dropped;
+    for (const Attempt* came : {&running->left, &asked}) {
+      if (came == &asked && running->result != asked_) continue;
+      attempt.hub.insert(attempt.hub.end(), came->hub.begin(), came->hub.end());
+      attempt.log.insert(attempt.log.end(), came->log.begin(), came->log.end());
+      attempt.log_dropped += came->log_dropped;
+    }
     if (free && under_way_.held.count(&running->attempt) != 0) {
       const HeldValues& held = *under_way_.held.at(&running->attempt);
       attempt.before = held.before();
@@ -421,12 +438,7 @@ record::Run PlanRun::abort(const std::string& why) {
       attempt.notes.emplace_back("what the hub does by itself may still go on and change values once more");
       if (attempt.reasons.size() == 1) attempt.after = held.now(session_);
     }
-    take_messages(&attempt);
-    if (running == running_.rbegin()) {
-      RunLog log = session_.log().run();
-      std::move(log.lines.begin(), log.lines.end(), std::back_inserter(attempt.log));
-      attempt.log_dropped += log.lines_dropped;
-    }
+    take(&attempt);
     running->result->outcome = attempt.outcome = verdict;
     running->result->attempts.push_back(std::move(attempt));
   }

@@ -74,6 +74,7 @@ class PlanRun {
   std::mutex mutex_;
   record::Run run_;             // as far as it is; its steps and world are changed with mutex_ held
   std::list<Running> running_;  // so is this: the calibrations whose fresh samples still come, then the step under way
+  const record::Step* asked_ = nullptr;  // guarded by mutex_: the step that what comes from the phone belongs to
   std::mutex hub_mutex_;
   std::vector<HubMessage> messages_;  // guarded by hub_mutex_
 };

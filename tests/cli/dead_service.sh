@@ -12,11 +12,13 @@ for fault in sensors-dead hub-dead; do
 done
 
 # Side by side, since each waits out the watchdog's patience.
-dies() { "$sensorcal" "${@:3}" --phone "$1" --speed max --fault "$2" >"$1.out" 2>"$1.err" || echo "exit code $?" >>"$1.err"; }
+dies() { "$sensorcal" "${@:3}" --phone "$1" --speed "${speed:-max}" --fault "$2" >"$1.out" 2>"$1.err" || echo "exit code $?" >>"$1.err"; }
+echo '{"format": "sensorcal.plan/1", "name": "two", "steps": [{"group": "g", "steps": [{"calibrate": "Acc"}, {"calibrate": "Bar"}]}]}' >two.json
 for name in one two three; do cp -r phone $name; done
 dies one hub-dead:1 get Acc offset &
 dies two hub-dead:3 calibrate Acc --json &
 dies three hub-dead:6 calibrate Acc --json &
+speed=1 dies four hub-dead:18 run two.json --serial A --fault drift:Acc,1 --json &
 wait
 called='a service that dies'
 has one.err 'is gone|does not answer' '^exit code 3$'
@@ -25,6 +27,9 @@ for name in two three; do
   json $name.out 'd["verdict"] == "error"' 'any("does not come back" in r["text"] for r in d["steps"][1]["attempts"][0]["reasons"])' \
     'any(any(w in r["text"] for w in ("not put back", "not known", "is gone")) for r in d["steps"][1]["attempts"][0]["reasons"])'
 done
+# What the first one's end sent before it hung is not the other's, which was under way beside it.
+json four.out 'd["steps"][0]["attempts"][0]["hub"][-1]["command"] == "set-acc-offset"' \
+  'd["steps"][1]["attempts"][0]["hub"][-1]["command"] == "get-bar-offset"'
 
 # Ctrl-C works meanwhile.
 "$sensorcal" calibrate Acc --phone one --speed max --fault hub-dead:3 >out 2>err &
