@@ -9,39 +9,16 @@ print('{"format": "sensorcal.plan/1", "name": "many", "steps": [' + ', '.join(st
 PYTHON
 mv steps plan.json
 
-# on_terminal ARGUMENTS...: the screen of 80x24 as it stands at the end.
-on_terminal() {
-  called=$*
-  python3 - "$sensorcal" "$@" >out <<'PYTHON'
-import fcntl
-import os
-import pty
-import re
-import struct
-import sys
-import termios
-
-child, terminal = pty.fork()
-if child == 0:
-    fcntl.ioctl(1, termios.TIOCSWINSZ, struct.pack('HHHH', 24, 80, 0, 0))
-    os.environ['NO_COLOR'] = '1'
-    os.execv(sys.argv[1], sys.argv[1:])
-shown = b''
-try:
-    while part := os.read(terminal, 4096):
-        shown += part
-except OSError:
-    pass
-lines = [re.sub('.*\r|\x1b\\[K', '', line.rstrip('\r')) for line in shown.decode().split('\n')]
-wide = [line for line in lines if len(line) > 80]
-assert not wide, wide
-print('\n'.join(lines[-24:]))
-PYTHON
+# at_the_end CODE ARGUMENTS...: the screen as it stands at the end.
+at_the_end() {
+  NO_COLOR=1 on_terminal "$1" 80 100 "${@:2}"
+  sed -i 's/.*\r//; s/\x1b\[K//g' out
+  tail -n 24 out >screen
 }
 
-on_terminal run plan.json --speed max --serial SN77
-has out '^serial SN77: PASSED in [0-9.]+ s$'
-on_terminal run plan.json --speed max --serial SN77 --fault enable-refused
-has out '^serial SN77: FAILED in [0-9.]+ s$' '^  \[1\] calibrate Acc: .*enabled' '^    try: ' '^  [1-7] steps more did not pass$'
-on_terminal run plan.json --speed max
-has out '^no serial number: PASSED in [0-9.]+ s$'
+at_the_end 0 run plan.json --speed max --serial SN77
+has screen '^serial SN77: PASSED in [0-9.]+ s$'
+at_the_end 1 run plan.json --speed max --serial SN77 --fault enable-refused
+has screen '^serial SN77: FAILED in [0-9.]+ s$' '^  \[1\] calibrate Acc: .*enabled' '^    try: ' '^  [1-7] steps more did not pass$'
+at_the_end 0 run plan.json --speed max
+has screen '^no serial number: PASSED in [0-9.]+ s$'

@@ -28,6 +28,44 @@ run() {
   [ "$code" = "$wanted" ] || fail "sensorcal $called: exit code $code, not $wanted"
 }
 
+# on_terminal CODE COLUMNS SECONDS ARGUMENTS...: likewise on a terminal of its own, with Ctrl-C after so many seconds where
+# it is still there. out has all that was shown, no line of it wider than the terminal.
+on_terminal() {
+  local wanted=$1 code=0
+  called="${*:4}, on a terminal"
+  python3 - "$sensorcal" "${@:2}" >out <<'PYTHON' || code=$?
+import fcntl
+import os
+import pty
+import re
+import select
+import struct
+import sys
+import termios
+import time
+
+program, columns, seconds, *arguments = sys.argv[1:]
+child, terminal = pty.fork()
+if child == 0:
+    fcntl.ioctl(1, termios.TIOCSWINSZ, struct.pack('HHHH', 24, int(columns), 0, 0))
+    os.execv(program, [program, *arguments])
+shown, end = b'', time.monotonic() + float(seconds)
+try:
+    while True:
+        if select.select([terminal], [], [], max(0, end - time.monotonic()))[0]:
+            shown += os.read(terminal, 4096)
+        else:
+            os.write(terminal, b'\x03')
+            end += 60
+except OSError:  # it has ended
+    text = shown.decode().replace('\r\n', '\n')
+print(text, end='')
+wide = [line for line in re.split('[\r\n]', re.sub('\x1b\\[[0-9;]*[A-Za-z]', '', text)) if len(line) > int(columns)]
+sys.exit(f'wider than {columns}: {wide}' if wide else os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]))
+PYTHON
+  [ "$code" = "$wanted" ] || fail "sensorcal $called: exit code $code, not $wanted"
+}
+
 # has FILE PATTERN..., lacks FILE PATTERN...: extended regular expressions, each on a line of its own or part of one.
 has() {
   local file=$1 pattern
