@@ -547,8 +547,7 @@ TEST(FaultMatrix, ThePageIsWhole) {
   }
   for (const Kind& kind : kKinds) EXPECT_TRUE(*kind.sort == '\0' || page().waits.count(kind.sort) != 0) << kind.sort;
   for (const phone::FaultInfo& info : phone::fault_list()) {
-    const auto verdict = std::find_if(std::begin(kVerdicts), std::end(kVerdicts),
-                                      [&](const VerdictRow& row) { return row.fault == std::string_view(info.name); });
+    const auto verdict = std::ranges::find(kVerdicts, std::string_view(info.name), &VerdictRow::name);
     ASSERT_NE(verdict, std::end(kVerdicts)) << info.name;
     const std::string told = verdict->verdict == std::string_view("failed") ? "failure" : verdict->verdict;
     EXPECT_THAT(page().text,
