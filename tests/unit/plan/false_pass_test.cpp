@@ -196,7 +196,7 @@ TEST(FalsePass, ASensorThatRepeatsAValueFailsEveryShippedPlan) {
         if (is_tried(tag))
           station.options.fault.push_back(std::string("stuck:") + (proximity ? "33171005" : tag) + "," + value);
       }
-      const Station::Ran ran = station.run_text(text);
+      const Station::Ran ran = station.run(plan_from(text));
       for (const auto& [tag, value] : kStuck) EXPECT_TRUE(!is_tried(tag) || fails_itself(ran, tag)) << tag;
     }
   }
@@ -216,7 +216,7 @@ TEST(FalsePass, AReportIsHeldAgainstThePhone) {
   };
   constexpr char kReport[] = R"({"check": "report"})";
   Station station;
-  ASSERT_EQ(station.run_text(*factory::read_file(PROJECT_DIR "/plans/reference.json")).verdict, Outcome::passed);
+  ASSERT_EQ(station.run(plan_from(*factory::read_file(PROJECT_DIR "/plans/reference.json"))).verdict, Outcome::passed);
   ASSERT_EQ(station.run(kReport).verdict, Outcome::passed);
   for (const auto& row : kReports) {
     station.options.fault = {row.fault};
@@ -258,12 +258,8 @@ TEST(FalsePass, APlanIsToldWhatItCannotSee) {
       {R"({"calibrate": "Acc"}, {"calibrate": "Lux", "param": 4})", ""},
   };
   for (const auto& row : kPlans) {
-    std::vector<std::string> problems;
-    const std::string text =
-        R"({"format": "sensorcal.plan/1", "name": "n", "steps": [)" + std::string(row.steps) + "]}";
-    const factory::plan::Plan plan = factory::plan::parse_plan("p.json", text, &problems);
     std::string notes;
-    for (const std::string& note : plan.notes) notes += note;
+    for (const std::string& note : plan_of(row.steps).notes) notes += note;
     EXPECT_EQ(notes.substr(0, notes.find(':')), row.note) << row.steps;
   }
 }

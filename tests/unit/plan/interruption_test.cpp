@@ -112,11 +112,8 @@ TEST(InterruptionDeathTest, WhatCannotBeWokenIsLeftWithARecord) {
         Station station("hub-colour");
         station.options.fault = {"hub-word:40,0,-1"};
         station.options.speed = "1";
-        std::vector<std::string> problems;
-        const auto plan = factory::plan::parse_plan("p", R"({"format": "sensorcal.plan/1", "name": "n", "steps": [
-            {"group": "g", "steps": [{"calibrate": "Acc"},
-            {"calibrate": "CCT_F_strm", "golden": [800, 1200, 600, 2000, 400, 300, 200]}]}]})",
-                                                    &problems);
+        const auto plan = plan_of(R"({"group": "g", "steps": [{"calibrate": "Acc"},
+            {"calibrate": "CCT_F_strm", "golden": [800, 1200, 600, 2000, 400, 300, 200]}]})");
         Session session(station.options);
         Interrupter interrupter(2, milliseconds(200));
         PlanRun run(session, plan, {}, interrupter);

@@ -59,13 +59,7 @@ TEST(Looks, ArePlannedByTheSensorsThatTheyAreAt) {
       {near + "," + verify("Acc"), 1},
   };
   for (const auto& row : kRows) {
-    std::vector<std::string> problems;
-    const auto plan =
-        factory::plan::parse_plan("p",
-                                  R"({"format": "sensorcal.plan/1", "name": "n")" + std::string(row.plan) +
-                                      R"(, "steps": [)" + group(row.steps, row.group) + "]}",
-                                  &problems);
-    EXPECT_THAT(problems, IsEmpty());
+    const auto plan = plan_of(group(row.steps, row.group), row.plan);
     EXPECT_EQ(looks_together(plan.blocks.at(0), 0), row.together) << row.steps << row.group << row.plan;
   }
 }
@@ -165,11 +159,7 @@ TEST(Looks, OfACalibrationAreAloneWhereTheyMustBe) {
       {R"({"calibrate": "Acc"})", false},
   };
   for (const auto& row : kRows) {
-    std::vector<std::string> problems;
-    const auto plan = factory::plan::parse_plan(
-        "p", R"({"format": "sensorcal.plan/1", "name": "n", "steps": [)" + group(row.steps) + "]}", &problems);
-    EXPECT_THAT(problems, IsEmpty());
-    EXPECT_EQ(next_runs_beside(plan.blocks.at(0), 0), row.beside) << row.steps;
+    EXPECT_EQ(next_runs_beside(plan_of(group(row.steps)).blocks.at(0), 0), row.beside) << row.steps;
   }
 }
 

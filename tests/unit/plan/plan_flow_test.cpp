@@ -133,54 +133,6 @@ TEST(PlanFlow, AStuckSensorIsFoundByItsVerification) {
   EXPECT_THAT(ran.attempt(0).hints, ElementsAre(HasSubstr("stuck")));
 }
 
-void expect_members(const Json::Value& object, const std::vector<const char*>& names, const char* what) {
-  for (const char* name : names) EXPECT_TRUE(object.isMember(name)) << what << "." << name;
-}
-
-// Also where nothing is in them.
-void expect_lists(const Json::Value& object, const std::vector<const char*>& names, const char* what) {
-  for (const char* name : names) EXPECT_TRUE(object[name].isArray()) << what << "." << name;
-}
-
-void expect_attempt(const Json::Value& attempt) {
-  expect_members(attempt, {"number", "started", "seconds", "verdict", "restarts", "kept", "put_back"}, "attempt");
-  expect_lists(attempt, {"reasons", "hints", "notes", "measurements"}, "attempt");
-  for (const Json::Value& m : attempt["measurements"])
-    expect_members(m, {"name", "axis", "unit", "verdict", "value", "standard_error", "low", "high"}, "measurement");
-  for (const Json::Value& line : attempt["log"])
-    ASSERT_THAT(line["thread"].asString(), ::testing::AnyOf("caller", "events"));
-  if (!attempt.isMember("window")) return;
-  const Json::Value& window = attempt["window"];
-  expect_members(window, {"unit", "period_ms"}, "window");
-  expect_lists(window, {"axes", "bias_limit", "samples", "restarts"}, "window");
-  for (const Json::Value& sample : window["samples"]) {
-    ASSERT_EQ(sample["values"].size(), window["axes"].size());
-    ASSERT_THAT(sample["state"].asString(), ::testing::AnyOf("settling", "discarded", "accepted"));
-  }
-}
-
-TEST(PlanRecord, HoldsWhatItsFormSays) {
-  Station station;
-  station.options.fault = {"motion:Acc2,3"};
-  const Station::Ran ran = station.run(
-      R"({"fixture": {"up": "flat"}}, {"calibrate": "Acc"}, {"calibrate": "Acc2", "on_failure": "go on"},
-         {"verify": "Bar", "limits": {"noise": "1 hPa"}}, {"check": "Acc", "value": "offset", "limits": {"low": "-1 g"}},
-         {"fixture": {"dark-box": "on"}}, {"calibrate": "Lux", "param": 13}, {"probe": "tof", "expect": true})");
-  const Json::Value& record = ran.record;
-  expect_members(record,
-                 {"verdict", "marginal", "station", "operator", "started", "ended", "seconds", "plan", "application"},
-                 "record");
-  expect_lists(record, {"remarks", "steps"}, "record");
-  EXPECT_EQ(record["schema"], "sensorcal.run/2");
-  EXPECT_EQ(record["serial"], "S1");
-  EXPECT_EQ(record["phone"]["seed"], "7");
-  EXPECT_EQ(record["phone"]["properties"]["ro.build.product"], "reference");
-  ASSERT_EQ(record["steps"].size(), 8U);
-  for (const Json::Value& step : record["steps"]) {
-    for (const Json::Value& attempt : step["attempts"]) expect_attempt(attempt);
-  }
-}
-
 TEST(PlanRecord, TellsWhatWasUnderWayAndHowTheFixtureStood) {
   Station station;
   const Station::Ran ran = station.run(R"({"fixture": {"lux": "190 lux"}}, {"calibrate": "Acc"})");

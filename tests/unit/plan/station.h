@@ -25,6 +25,18 @@ using factory::plan::PlanRun;
 using factory::record::Step;
 using test::Folder;
 
+inline factory::plan::Plan plan_from(const std::string& text) {
+  std::vector<std::string> problems;
+  factory::plan::Plan plan = factory::plan::parse_plan("test.json", text, &problems);
+  EXPECT_THAT(problems, ::testing::IsEmpty());
+  return plan;
+}
+
+// `steps` is what stands between the brackets, `head` what stands beside them.
+inline factory::plan::Plan plan_of(const std::string& steps, const std::string& head = "") {
+  return plan_from(R"({"format": "sensorcal.plan/1", "name": "test")" + head + R"(, "steps": [)" + steps + "]}");
+}
+
 // Every plan of a test runs in a session of its own on the same phone, as commands do.
 class Station {
  public:
@@ -42,18 +54,14 @@ class Station {
     const Attempt& attempt(size_t step, size_t number = 0) const { return steps.at(step).attempts.at(number); }
   };
 
-  // Runs the steps as a plan; `steps` is what stands between the brackets.
   Ran run(const std::string& steps, factory::plan::Observer* observer = nullptr) {
-    return run_text(R"({"format": "sensorcal.plan/1", "name": "test", "steps": [)" + steps + "]}", observer);
+    return run(plan_of(steps), observer);
   }
-  Ran run_text(const std::string& text, factory::plan::Observer* observer = nullptr) {
-    std::vector<std::string> problems;
-    plan_ = factory::plan::parse_plan("test.json", text, &problems);
-    EXPECT_THAT(problems, ::testing::IsEmpty());
+  Ran run(const factory::plan::Plan& plan, factory::plan::Observer* observer = nullptr) {
     Session session(options);
     if (!movements.empty()) test::Mover::put_between(session, movements);
     factory::plan::Observer silent;
-    PlanRun plan_run(session, plan_, order, observer == nullptr ? silent : *observer);
+    PlanRun plan_run(session, plan, order, observer == nullptr ? silent : *observer);
     const factory::record::Run ran = plan_run.run();
     return {to_json(ran), ran.steps, ran.outcome};
   }
@@ -75,7 +83,6 @@ class Station {
 
  private:
   const Folder folder_;
-  factory::plan::Plan plan_;  // the results of a run point into it
 };
 
 }  // namespace plan_test

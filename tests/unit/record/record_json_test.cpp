@@ -48,6 +48,18 @@ TEST(RecordJson, WhatWasWrittenReadsBackTheSame) {
   EXPECT_EQ(back.steps[1].attempts[1].restarts[0], 2);
 }
 
+// Every field, also where nothing is in it.
+TEST(RecordJson, IsWrittenAsItsFormSays) {
+  for (const auto& [name, run] : {std::pair<std::string, record::Run>("passed", records::passed()),
+                                  {"failed", records::failed()},
+                                  {"error", records::error()}}) {
+    Json::Value wanted, written;
+    ASSERT_TRUE(parse_json(content(TEST_DATA_DIR "/records/" + name + ".json"), &wanted));
+    ASSERT_TRUE(parse_json(text_of(run), &written));
+    EXPECT_EQ(json_pretty(written), json_pretty(wanted)) << name;
+  }
+}
+
 TEST(Record, IsNotPassedWhereItsOwnContentsDenyIt) {
   EXPECT_EQ(denial_of_pass(records::passed()), "");
   EXPECT_EQ(denial_of_pass(records::failed()), "");  // tells of no pass
