@@ -3,6 +3,7 @@
 #include <SensorType.h>
 #include <android/log.h>
 
+#include <bit>
 #include <cfloat>
 #include <climits>
 #include <cmath>
@@ -30,7 +31,7 @@ float any_float(FuzzedDataProvider* in) {
                                 -FLT_MAX, FLT_MIN, 1e-40F, 9.80665F, 1013.25F, 200.0F,   2147483648.0F, -2147483904.0F};
   switch (in->ConsumeIntegralInRange<int>(0, 5)) {
     case 0:
-      return float_of(in->ConsumeIntegral<int32_t>());
+      return std::bit_cast<float>(in->ConsumeIntegral<int32_t>());
     case 1:
       return kSpecial[in->ConsumeIntegralInRange<size_t>(0, std::size(kSpecial) - 1)];
     case 2:

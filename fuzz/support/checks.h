@@ -4,7 +4,6 @@
 #include <fuzzer/FuzzedDataProvider.h>
 
 #include <cstdint>
-#include <cstring>
 #include <string>
 
 // A property that must hold for every input; libFuzzer keeps the input that breaks it.
@@ -16,19 +15,6 @@ namespace fuzz {
 
 // Log lines go nowhere. Every eighth input size formats them first, the others cost a comparison a line.
 void quiet_log(size_t input_size);
-
-inline int32_t bits_of(float value) {
-  int32_t bits;
-  memcpy(&bits, &value, sizeof bits);
-  return bits;
-}
-inline float float_of(int32_t bits) {
-  float value;
-  memcpy(&value, &bits, sizeof value);
-  return value;
-}
-// NaN is NaN, whatever its bits: which of two operands' bits come out is the compiler's choice.
-inline bool same(float a, float b) { return (a != a && b != b) || bits_of(a) == bits_of(b); }
 
 // Small and special numbers often, any bits now and then.
 float any_float(FuzzedDataProvider* in);

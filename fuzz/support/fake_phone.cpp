@@ -1,6 +1,7 @@
 #include "support/fake_phone.h"
 
 #include <algorithm>
+#include <bit>
 
 namespace fuzz {
 
@@ -13,7 +14,7 @@ namespace {
 int used_words(const char* request_words, const ssc_oem_test_msg& request) {
   const std::string words = request_words;
   if (words.empty() || words.back() != '*') return static_cast<int>(words.size());
-  return 1 + static_cast<int>(std::clamp(float_of(request.data[0]), 0.0F, 15.0F));
+  return 1 + static_cast<int>(std::clamp(std::bit_cast<float>(request.data[0]), 0.0F, 15.0F));
 }
 
 }  // namespace
@@ -67,44 +68,6 @@ Return<void> ScriptedSensors::createEventQueue(const ::android::sp<IEventQueueCa
   callback = new_callback;
   _hidl_cb(queue_result == Result::OK ? queue.get() : nullptr, queue_result);
   return Void();
-}
-
-const std::vector<SensorInfo>& all_sensors() {
-  static const auto* const sensors = [] {
-    struct Row {
-      int type;
-      int handle;
-      const char* name;
-    };
-    constexpr Row kRows[] = {
-        {1, 100, "acc"},
-        {4, 101, "gyr"},
-        {16, 103, "gyr raw"},
-        {268369921, 104, "acc2"},
-        {268369924, 107, "gyr2"},
-        {33171005, 108, "prx"},
-        {5, 109, "BH1745 BH1745 ALS DEVICE"},
-        {33171054, 110, "lux f"},
-        {33171055, 111, "lux b"},
-        {33171089, 112, "cct f"},
-        {33171057, 113, "cct b"},
-        {33171081, 114, "sec"},
-        {33171080, 115, "pri2"},
-        {6, 117, "bar"},
-        {8, 120, "tmd2725"},
-        {33171040, 121, "vl53l0_tof"},
-    };
-    auto* list = new std::vector<SensorInfo>;
-    for (const Row& row : kRows) {
-      SensorInfo info{};
-      info.type = static_cast<SensorType>(row.type);
-      info.sensorHandle = row.handle;
-      info.name = row.name;
-      list->push_back(info);
-    }
-    return list;
-  }();
-  return *sensors;
 }
 
 }  // namespace fuzz

@@ -10,6 +10,7 @@
 #include <set>
 #include <vector>
 
+#include "sensor_list.h"
 #include "support/checks.h"
 
 namespace fuzz {
@@ -59,8 +60,5 @@ struct ScriptedSensors : host::NoDirectChannels {
   Return<void> createEventQueue(const ::android::sp<IEventQueueCallback>& new_callback,
                                 createEventQueue_cb _hidl_cb) override;
 };
-
-// One sensor of every record, with the handle 100 + record number, and the proximity and time-of-flight ones.
-const std::vector<SensorInfo>& all_sensors();
 
 }  // namespace fuzz

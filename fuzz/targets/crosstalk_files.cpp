@@ -58,16 +58,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const bool good = scan(text, &expected);
   HOLDS((api->*access.load)(&value) == (good ? 0 : -5));
   HOLDS(value == expected);
-  if (which == 2) {
-    value = kUntouched;
-    HOLDS(api->getProDelta_api(&value, 19, 0) == (good ? 0 : -5));
-    HOLDS(value == expected);
-  } else {
-    // A file that cannot be read is 0 here, and no failure.
-    value = kUntouched;
-    HOLDS(api->getPrxOffset_api(&value, which == 0 ? 0 : 3, 1) == 0);
-    HOLDS(value == (good ? expected : 0));
-  }
   HOLDS((api->*access.save)(saved) == 0);
   HOLDS(access.file->get() == "offset=" + std::to_string(saved) + "\n");
   HOLDS((api->*access.load)(&value) == 0 && value == saved);

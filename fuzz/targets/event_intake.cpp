@@ -66,7 +66,7 @@ struct Phone {
   SensorCalibration* cal = nullptr;
   Phone() {
     fuzz::quiet_log(1);
-    sensors->list = fuzz::all_sensors();
+    sensors->list = test::all_records();
     sensors->registerAsService("default");
     hub->registerAsService("default");
     cal = new SensorCalibration;

@@ -2,28 +2,16 @@
 #pragma once
 
 #include <SensorCalibration.h>
+#include <gmock/gmock.h>
 #include <host/property_store.h>
 
 #include <memory>
 
 #include "fake_hub.h"
 #include "fake_sensors.h"
+#include "log_capture.h"
 
 namespace test {
-
-// Sensors with the handle 100 + record number.
-inline std::vector<SensorInfo> all_records() {
-  return {
-      sensor(1, 100, "acc"),           sensor(4, 101, "gyro"),
-      sensor(16, 103, "gyro raw"),     sensor(268369921, 104, "acc2"),
-      sensor(268369924, 107, "gyro2"), sensor(33171005, 108, "prox stream"),
-      sensor(5, 109, "light"),         sensor(33171054, 110, "lux f"),
-      sensor(33171055, 111, "lux b"),  sensor(33171089, 112, "cct f"),
-      sensor(33171057, 113, "cct b"),  sensor(33171081, 114, "lux sec"),
-      sensor(33171080, 115, "pri2"),   sensor(6, 117, "bar"),
-      sensor(8, 120, "prox"),          sensor(33171040, 121, "vl53l0_tof"),
-  };
-}
 
 struct BenchPhone {
   explicit BenchPhone(std::vector<SensorInfo> list = all_records()) {

@@ -8,15 +8,6 @@ using ::android::hardware::Return;
 using ::android::hardware::Status;
 using ::android::hardware::Void;
 
-SensorInfo sensor(int type, int handle, const std::string& name, const std::string& vendor) {
-  SensorInfo info{};
-  info.type = static_cast<SensorType>(type);
-  info.sensorHandle = handle;
-  info.name = name;
-  info.vendor = vendor;
-  return info;
-}
-
 Event event(int type, std::vector<float> data) {
   Event out{};
   out.sensorType = static_cast<SensorType>(type);

@@ -12,6 +12,8 @@
 #include <thread>
 #include <vector>
 
+#include "sensor_list.h"
+
 namespace test {
 
 using ::android::frameworks::sensorservice::V1_0::IEventQueue;
@@ -19,10 +21,7 @@ using ::android::frameworks::sensorservice::V1_0::IEventQueueCallback;
 using ::android::frameworks::sensorservice::V1_0::ISensorManager;
 using ::android::frameworks::sensorservice::V1_0::Result;
 using ::android::hardware::sensors::V1_0::Event;
-using ::android::hardware::sensors::V1_0::SensorInfo;
-using ::android::hardware::sensors::V1_0::SensorType;
 
-SensorInfo sensor(int type, int handle, const std::string& name, const std::string& vendor = "maker");
 Event event(int type, std::vector<float> data);
 
 struct Enabling {
