@@ -7,8 +7,6 @@
 
 #include <future>
 #include <memory>
-#include <mutex>
-#include <string>
 #include <thread>
 #include <vector>
 
@@ -39,31 +37,16 @@ using Axes = std::array<float, 3>;
 
 class WholePhone {
  public:
-  explicit WholePhone(const phone::PhoneOptions& wanted = options()) : phone(phone::Phone::open(wanted)) {
-    phone->on_hub_message([this](const phone::HubExchange& exchange) {
-      const std::lock_guard<std::mutex> lock(mutex_);
-      messages_.push_back(exchange);
-    });
-    cal = std::make_unique<SensorCalibration>();
-  }
-  ~WholePhone() {
-    cal->sensor_cal_deinit();
-    cal.reset();
-    phone->on_hub_message({});
-  }
-
-  // The messages since the last call.
-  std::vector<phone::HubExchange> take_messages() {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    return std::exchange(messages_, {});
-  }
+  explicit WholePhone(const phone::PhoneOptions& wanted = options())
+      : phone(phone::Phone::open(wanted)), cal(std::make_unique<SensorCalibration>()) {}
+  ~WholePhone() { cal->sensor_cal_deinit(); }
 
   // What the hub holds.
   Axes stored(const Inertial& kind) {
     Axes out{};
     const std::vector<int32_t> words = phone_test::ask_hub(kind.type, kind.get_code);
-    if (words.size() < out.size()) ADD_FAILURE() << "the hub does not answer";
-    for (size_t i = 0; i < out.size() && i < words.size(); ++i) memcpy(&out[i], &words[i], sizeof out[i]);
+    EXPECT_FALSE(words.empty()) << "the hub does not answer";
+    if (!words.empty()) memcpy(out.data(), words.data(), sizeof out);
     return out;
   }
 
@@ -80,12 +63,8 @@ class WholePhone {
     return result.get();
   }
 
-  std::unique_ptr<phone::Phone> phone;
-  std::unique_ptr<SensorCalibration> cal;
-
- private:
-  std::mutex mutex_;
-  std::vector<phone::HubExchange> messages_;  // guarded by mutex_
+  const std::unique_ptr<phone::Phone> phone;
+  const std::unique_ptr<SensorCalibration> cal;
 };
 
 }  // namespace scenario

@@ -9,22 +9,9 @@
 
 namespace stress {
 
-#if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
-#define SANITIZED 1
-#elif defined(__has_feature)
-#if __has_feature(thread_sanitizer) || __has_feature(address_sanitizer)
-#define SANITIZED 1
-#endif
-#endif
-#ifdef SANITIZED
-inline constexpr size_t kSuiteShare = 40;
-#else
-inline constexpr size_t kSuiteShare = 10;
-#endif
-
 // `whole`, or the normal suite's share of it.
 inline size_t load(size_t whole) {
-  const size_t share = getenv("SENSOR_CAL_STRESS") != nullptr ? 1 : kSuiteShare;
+  const size_t share = getenv("SENSOR_CAL_STRESS") != nullptr ? 1 : 40;
   return (whole + share - 1) / share;
 }
 

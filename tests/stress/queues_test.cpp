@@ -9,7 +9,7 @@ namespace {
 
 using phone_test::Client;
 using phone_test::Event;
-using phone_test::IEventQueueCallback;
+using phone_test::Listener;
 using phone_test::options;
 using phone_test::sp;
 
@@ -18,50 +18,16 @@ constexpr int kFastUs = 2500;
 constexpr int64_t kFastNs = 2500000;
 constexpr size_t kPerEnabling = 24000;  // until the sensor falls silent, after a minute of its own time
 
-// Notes the time of every event and how often the order was wrong; the first value, to compare.
-class Times : public IEventQueueCallback {
- public:
-  ::android::hardware::Return<void> onEvent(const Event& event) override {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    events_.push_back({event.timestamp, event.u.data[0]});
-    changed_.notify_all();
-    return ::android::hardware::Void();
-  }
-  using Note = std::pair<int64_t, float>;
-  // All events, once there are `count` of them from `from_ns` on.
-  std::vector<Note> wait_from(int64_t from_ns, size_t count) {
-    std::unique_lock<std::mutex> lock(mutex_);
-    const auto enough = [&] {
-      if (events_.size() < count) return false;
-      return events_[events_.size() - count].first >= from_ns;
-    };
-    changed_.wait_for(lock, std::chrono::seconds(100), enough);
-    return events_;
-  }
-  std::vector<Note> wait_for(size_t count) {
-    std::unique_lock<std::mutex> lock(mutex_);
-    changed_.wait_for(lock, std::chrono::seconds(100), [&] { return events_.size() >= count; });
-    return events_;
-  }
-  size_t count() {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    return events_.size();
-  }
-
- private:
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  std::vector<Note> events_;  // guarded by mutex_
-};
+bool same(const Event& a, const Event& b) { return a.timestamp == b.timestamp && a.u.data[0] == b.u.data[0]; }
 
 struct Watch {
   explicit Watch(const Client& client) {
-    client.manager->createEventQueue(times, [this](const auto& made, auto) { queue = made; });
+    client.manager->createEventQueue(listener, [this](const auto& made, auto) { queue = made; });
     handle = client.handles.at(kAcc);
   }
   void enable(int period_us) { ASSERT_EQ(queue->enableSensor(handle, period_us, 0), phone_test::Result::OK); }
 
-  const sp<Times> times = new Times;
+  const sp<Listener> listener = new Listener;
   sp<phone_test::IEventQueue> queue;
   int handle = 0;
 };
@@ -79,14 +45,16 @@ TEST(StressQueues, EveryEventReachesEveryQueueOnce) {
       watches.push_back(std::make_unique<Watch>(client));
       watches.back()->enable(kFastUs);
     }
-    const std::vector<Times::Note> last = watches.back()->times->wait_for(kPerEnabling);
+    const std::vector<Event> last = watches.back()->listener->wait_for(kPerEnabling);
     ASSERT_EQ(last.size(), kPerEnabling);
-    for (size_t i = 1; i < last.size(); ++i) ASSERT_EQ(last[i].first - last[i - 1].first, kFastNs) << "event " << i;
+    for (size_t i = 1; i < last.size(); ++i) ASSERT_EQ(last[i].timestamp - last[i - 1].timestamp, kFastNs) << i;
     for (const auto& watch : watches) {
-      const std::vector<Times::Note> all = watch->times->wait_from(last.front().first, kPerEnabling);
+      const std::vector<Event> all = watch->listener->wait([&](const std::vector<Event>& events) {
+        return events.size() >= kPerEnabling && events.back().timestamp >= last.back().timestamp;
+      });
       ASSERT_GE(all.size(), kPerEnabling);
-      ASSERT_TRUE(std::equal(last.begin(), last.end(), all.end() - static_cast<ptrdiff_t>(kPerEnabling)));
-      for (size_t i = 1; i < all.size(); ++i) ASSERT_GT(all[i].first, all[i - 1].first);
+      ASSERT_TRUE(std::equal(last.begin(), last.end(), all.end() - static_cast<ptrdiff_t>(kPerEnabling), same));
+      for (size_t i = 1; i < all.size(); ++i) ASSERT_GT(all[i].timestamp, all[i - 1].timestamp);
       delivered += all.size();
     }
   }
@@ -103,16 +71,16 @@ TEST(StressQueues, NothingComesLate) {
     Watch watch(client);
     watch.enable(kFastUs);
     if (round % 2 == 0) {
-      ASSERT_GE(watch.times->wait_for(1 + round % 7).size(), 1U);
+      ASSERT_GE(watch.listener->wait_for(1 + round % 7).size(), 1U);
     }
     watch.queue->disableSensor(watch.handle);
-    const size_t at_disabling = watch.times->count();
+    const size_t at_disabling = watch.listener->events().size();
     if (round % 3 == 0) std::this_thread::yield();
     watch.queue = nullptr;
-    const size_t at_end = watch.times->count();
+    const size_t at_end = watch.listener->events().size();
     ASSERT_LE(at_end, at_disabling + 1);
     std::this_thread::yield();
-    ASSERT_EQ(watch.times->count(), at_end);
+    ASSERT_EQ(watch.listener->events().size(), at_end);
   }
 }
 

@@ -28,12 +28,8 @@ std::string parse_problem(const std::string& text) {
   return "";
 }
 
-// As the library writes its files.
 bool write_file(const std::string& path, const char* text) {
-  FILE* const file = fopen(path.c_str(), "w");
-  if (file == nullptr) return false;
-  const bool written = fputs(text, file) >= 0;
-  return fclose(file) == 0 && written;
+  return static_cast<bool>(std::ofstream(path) << text << std::flush);
 }
 
 TEST(FaultNames, ArgumentsAreChecked) {

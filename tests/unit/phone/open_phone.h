@@ -7,6 +7,7 @@
 #include <string.h>
 #include <vendor/corvane/sensor/kestsensorservice/1.1/IKestSensorService.h>
 
+#include <bit>
 #include <chrono>
 #include <condition_variable>
 #include <filesystem>
@@ -58,11 +59,15 @@ class Listener : public IEventQueueCallback {
     changed_.notify_all();
     return ::android::hardware::Void();
   }
-  // Waits, a few seconds at most, and returns what there is then.
-  std::vector<Event> wait_for(size_t count) {
+  // Waits until the events are as `enough` wants them, half a minute at most, and returns what there is then.
+  template <typename Enough>
+  std::vector<Event> wait(const Enough& enough) {
     std::unique_lock<std::mutex> lock(mutex_);
-    changed_.wait_for(lock, std::chrono::seconds(5), [&] { return events_.size() >= count; });
+    changed_.wait_for(lock, std::chrono::seconds(30), [&] { return enough(events_); });
     return events_;
+  }
+  std::vector<Event> wait_for(size_t count) {
+    return wait([count](const std::vector<Event>& events) { return events.size() >= count; });
   }
   std::vector<Event> events() {
     const std::lock_guard<std::mutex> lock(mutex_);
@@ -117,11 +122,7 @@ struct Client {
   std::map<int, int> handles;
 };
 
-inline int32_t bits(float value) {
-  int32_t out;
-  memcpy(&out, &value, sizeof out);
-  return out;
-}
+inline int32_t bits(float value) { return std::bit_cast<int32_t>(value); }
 
 // Sends one message to the hub and returns the answer's data words; none when the transport failed.
 inline std::vector<int32_t> ask_hub(int type, int code, const std::vector<int32_t>& words = {}) {

@@ -1,4 +1,5 @@
 // What sensors report: how far they are off, what the world makes of it, and a recording in their place.
+#include <SensorType.h>
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -12,16 +13,8 @@
 namespace phone_test {
 namespace {
 
-constexpr int kAcc = 1;
-constexpr int kAcc2 = 268369921;
-constexpr int kGyr = 4;
-constexpr int kGyrRaw = 16;
-constexpr int kGyr2 = 268369924;
-constexpr int kLight = 5;
-constexpr int kBar = 6;
-constexpr int kProximity = 8;
-constexpr int kCounts = 33171005;
-constexpr int kColourStream = 33171089;
+using namespace sensor_type;  // NOLINT(google-build-using-namespace): the tests below are full of these names
+
 constexpr double kG = 9.80665;
 
 double deviation(const std::vector<Event>& events, size_t word) {
@@ -40,7 +33,7 @@ void change_world(phone::Phone* phone, const std::vector<std::pair<std::string, 
 TEST(Values, NoiseStaysWithinWhatCalibrationsAllow) {
   const auto phone = phone::Phone::open(options());
   Client client;
-  for (const int type : {kGyr, kGyrRaw, kGyr2}) {
+  for (const int type : {gyroscope, gyroscope_uncalibrated, gyroscope_second}) {
     client.collect(type, 20000, 200);  // type 4 learns its run-time bias
     const std::vector<Event> events = client.collect(type, 20000, 1000);
     for (size_t axis = 0; axis < 3; ++axis) {
@@ -55,41 +48,41 @@ TEST(Values, TheTwoAccelerometersAreMountedBackToBack) {
   Client client;
   const double angle = 30 * std::numbers::pi / 180;
   change_world(phone.get(), {{"up", "tilted:30"}});
-  const std::vector<float> first = phone->truth(kAcc);
-  const std::vector<float> second = phone->truth(kAcc2);
+  const std::vector<float> first = phone->truth(accelerometer);
+  const std::vector<float> second = phone->truth(accelerometer_second);
   EXPECT_NEAR(first[0], kG * std::sin(angle), 1e-4);
   EXPECT_NEAR(first[2], kG * std::cos(angle), 1e-4);
   EXPECT_NEAR(second[0], kG * std::sin(angle), 1e-4);
   EXPECT_NEAR(second[2], -kG * std::cos(angle), 1e-4);
   change_world(phone.get(), {{"up", "flat"}, {"vibration", "1.5"}});
-  EXPECT_NEAR(deviation(client.collect(kAcc, 20000, 500), 1), 1.5, 0.2);
+  EXPECT_NEAR(deviation(client.collect(accelerometer, 20000, 500), 1), 1.5, 0.2);
 }
 
 // Type 4 learns its bias at rest, on top of the offset that it shares with type 16.
 TEST(Values, RunTimeGyroscopeBias) {
   const auto phone = phone::Phone::open(options());
   Client client;
-  const double bias = mean(client.collect(kGyrRaw, 20000, 50), 0);
-  const std::vector<Event> first = client.collect(kGyr, 20000, 200);
+  const double bias = mean(client.collect(gyroscope_uncalibrated, 20000, 50), 0);
+  const std::vector<Event> first = client.collect(gyroscope, 20000, 200);
   EXPECT_NEAR(static_cast<double>(first[0].u.data[0]), bias, 0.001) << "nothing learned yet";
   EXPECT_NEAR(mean({first.begin() + 100, first.end()}, 0), 0, 0.0002) << "learned";
 
-  ask_hub(kGyr, 33);
-  EXPECT_NEAR(static_cast<double>(client.collect(kGyr, 20000, 1)[0].u.data[0]), bias, 0.001) << "cleared";
+  ask_hub(gyroscope, 33);
+  EXPECT_NEAR(static_cast<double>(client.collect(gyroscope, 20000, 1)[0].u.data[0]), bias, 0.001) << "cleared";
 
-  ask_hub(kGyr, 2, {bits(static_cast<float>(bias)), 0, 0});
-  EXPECT_NEAR(static_cast<double>(client.collect(kGyr, 20000, 1)[0].u.data[0]), 0, 0.001) << "one offset for both";
+  ask_hub(gyroscope, 2, {bits(static_cast<float>(bias)), 0, 0});
+  EXPECT_NEAR(static_cast<double>(client.collect(gyroscope, 20000, 1)[0].u.data[0]), 0, 0.001) << "one offset for both";
 
-  client.collect(kGyr, 20000, 200);
+  client.collect(gyroscope, 20000, 200);
   change_world(phone.get(), {{"rotation", "0,0,0.5"}});
-  EXPECT_NEAR(mean(client.collect(kGyr, 20000, 200), 2), 0.5, 0.001) << "a rotation is no bias";
+  EXPECT_NEAR(mean(client.collect(gyroscope, 20000, 200), 2), 0.5, 0.001) << "a rotation is no bias";
 }
 
 TEST(Values, ColourTemperatureShiftsTheChannels) {
   const auto phone = phone::Phone::open(options());
-  const std::vector<float> at_4000 = phone->truth(kColourStream);
+  const std::vector<float> at_4000 = phone->truth(cct_f_stream);
   change_world(phone.get(), {{"cct", "6500"}});
-  const std::vector<float> at_6500 = phone->truth(kColourStream);
+  const std::vector<float> at_6500 = phone->truth(cct_f_stream);
   EXPECT_LT(at_6500[2], at_4000[2]) << "less red";
   EXPECT_GT(at_6500[4], at_4000[4]) << "more blue";
 }
@@ -99,21 +92,21 @@ TEST(Values, ProximityCountsAndStates) {
   Client client;
   const auto state = [&](const char* target) {
     change_world(phone.get(), {{"target", target}});
-    return client.collect(kProximity, 20000, 1).at(0).u.data[0];
+    return client.collect(proximity, 20000, 1).at(0).u.data[0];
   };
-  const double crosstalk = mean(client.collect(kCounts, 100000, 10), 0);
+  const double crosstalk = mean(client.collect(proximity_stream, 100000, 10), 0);
   EXPECT_TRUE(crosstalk > 70 && crosstalk < 170) << crosstalk;
-  ask_hub(kProximity, 7);
-  EXPECT_LT(mean(client.collect(kCounts, 100000, 10), 0), 4) << "the chip takes its crosstalk away";
+  ask_hub(proximity, 7);
+  EXPECT_LT(mean(client.collect(proximity_stream, 100000, 10), 0), 4) << "the chip takes its crosstalk away";
   change_world(phone.get(), {{"target", "3"}});
-  EXPECT_NEAR(mean(client.collect(kCounts, 100000, 10), 0), 600, 4);
+  EXPECT_NEAR(mean(client.collect(proximity_stream, 100000, 10), 0), 600, 4);
 
-  ask_hub(kProximity, 5, {600 - 20, 350, -1});
+  ask_hub(proximity, 5, {600 - 20, 350, -1});
   EXPECT_EQ(state("3"), 0);
   EXPECT_EQ(state("3.5"), 0) << "between both it stays";
   EXPECT_EQ(state("10"), 5);
   EXPECT_EQ(state("3.5"), 5) << "between both it stays";
-  ask_hub(kProximity, 5, {500, 1000, -1});
+  ask_hub(proximity, 5, {500, 1000, -1});
   EXPECT_EQ(state("3"), 0);
   EXPECT_EQ(state("3.4"), 5) << "far is below near, whatever the far threshold says";
 }
@@ -124,8 +117,8 @@ TEST(Values, ProximityReportsChangesOnly) {
   real.speed = 50;
   const auto phone = phone::Phone::open(real);
   Client client;
-  ask_hub(kProximity, 7);
-  client.enable(kProximity, 20000);
+  ask_hub(proximity, 7);
+  client.enable(proximity, 20000);
   EXPECT_EQ(client.listener->wait_for(1).size(), 1U);
   std::this_thread::sleep_for(std::chrono::milliseconds(20));
   EXPECT_EQ(client.listener->events().size(), 1U);
@@ -148,16 +141,16 @@ TEST(Values, ARecordingInPlaceOfASensor) {
   replayed.replays = {"Acc=" + file};
   const auto phone = phone::Phone::open(replayed);
   EXPECT_FALSE(phone->remarks().empty());
-  EXPECT_TRUE(phone->truth(kAcc).empty());
+  EXPECT_TRUE(phone->truth(accelerometer).empty());
   Client client;
-  ask_hub(kAcc, 0, {0, bits(0.5F), 0});
-  const std::vector<Event> first = client.collect(kAcc, 20000, 10);
+  ask_hub(accelerometer, 0, {0, bits(0.5F), 0});
+  const std::vector<Event> first = client.collect(accelerometer, 20000, 10);
   EXPECT_EQ(first[9].timestamp - first[8].timestamp, 10000000) << "at the recording's own rate";
   EXPECT_EQ(first[9].u.data[0], 9);
   EXPECT_EQ(first[9].u.data[1], 0) << "less the hub's offset";
-  EXPECT_EQ(client.collect(kAcc, 20000, 20)[0].u.data[0], 10);
+  EXPECT_EQ(client.collect(accelerometer, 20000, 20)[0].u.data[0], 10);
   client.listener->forget();
-  client.enable(kAcc, 20000);
+  client.enable(accelerometer, 20000);
   std::this_thread::sleep_for(std::chrono::milliseconds(5));
   EXPECT_TRUE(client.listener->events().empty());
 
@@ -170,8 +163,12 @@ TEST(Values, PhonesOfOneMakeAreOffEachInItsOwnWay) {
     int type;
     int period_us;
     double least;  // error on the worst axis: more than a calibration may leave
-  } rows[] = {{kAcc, 20000, 0.02},   {kAcc2, 20000, 0.02}, {kGyrRaw, 20000, 0.001},
-              {kGyr2, 20000, 0.001}, {kBar, 50000, 0.12},  {kLight, 100000, 10}};
+  } rows[] = {{accelerometer, 20000, 0.02},
+              {accelerometer_second, 20000, 0.02},
+              {gyroscope_uncalibrated, 20000, 0.001},
+              {gyroscope_second, 20000, 0.001},
+              {pressure, 50000, 0.12},
+              {light, 100000, 10}};
   std::set<double> errors;
   for (const uint64_t seed : {1U, 2U, 3U}) {
     phone::PhoneOptions seeded = options();

@@ -257,19 +257,6 @@ TEST(HubCommands, ServeEveryCodeOfTheLibraryWithTheWordsThatItFills) {
   }
 }
 
-TEST(HubRecordBytes, LieWhereTheFormatSays) {
-  HubMessage message;
-  unsigned char* bytes = reinterpret_cast<unsigned char*>(&message);
-  for (size_t i = 0; i < sizeof message; ++i) bytes[i] = static_cast<unsigned char>(i);
-  const HubRecord decoded = decode(message);
-  EXPECT_EQ(decoded.sensor_type, 0x03020100);
-  EXPECT_EQ(decoded.msg_type, 0x07060504);
-  EXPECT_EQ(decoded.words[0], 0x0b0a0908);
-  EXPECT_EQ(decoded.words[15], 0x47464544);
-  const HubMessage again = encode(decoded);
-  EXPECT_EQ(memcmp(&again, &message, sizeof again), 0);
-}
-
 TEST(SaturatedInt, TakesEveryFloat) {
   EXPECT_EQ(saturated_int(-2.9F), -2);
   EXPECT_EQ(saturated_int(NAN), 0);

@@ -1,11 +1,16 @@
 #include "phone/traces/replay_option.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "phone/core/phone.h"
 
 namespace phone {
 namespace {
+
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+using ::testing::ThrowsMessage;
 
 TEST(ReplayOption, ReadsEveryKey) {
   const ReplayOption replay =
@@ -70,13 +75,7 @@ TEST(ReplayOption, SaysWhatIsWrongAndWhere) {
       {"Acc=f,rate=100,time=ms", "exclude"},
   };
   for (const auto& c : kCases) {
-    try {
-      parse_replay(c.text);
-      ADD_FAILURE() << c.text << " was taken";
-    } catch (const PhoneError& error) {
-      EXPECT_NE(std::string(error.what()).find(c.wrong), std::string::npos) << error.what();
-      EXPECT_NE(std::string(error.what()).find(c.text), std::string::npos) << error.what();
-    }
+    EXPECT_THAT([&] { parse_replay(c.text); }, ThrowsMessage<PhoneError>(AllOf(HasSubstr(c.wrong), HasSubstr(c.text))));
   }
 }
 
