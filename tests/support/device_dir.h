@@ -1,4 +1,4 @@
-// A device root of a test's own, and the library's log lines without those of its command API.
+// A device root of a test's own.
 #pragma once
 
 #include <host/device_root.h>
@@ -34,24 +34,5 @@ class DeviceDir {
  private:
   const Folder root_;
 };
-
-// The lines of the thread that calls, under the tag "libsensor_cal" alone, as "E text". Open descriptors show as N.
-inline Lines library_lines(const LogCapture& log) {
-  const std::string tag = "/libsensor_cal: ";
-  Lines out;
-  for (const std::string& line : log.mine()) {
-    if (line.compare(1, tag.size(), tag) != 0) continue;
-    std::string text = line.substr(0, 1) + " " + line.substr(1 + tag.size());
-    const size_t fd = text.find("fd=");
-    if (fd != std::string::npos && text[fd + 3] != '-') text = text.substr(0, fd + 3) + "N\n";
-    out.push_back(text);
-  }
-  return out;
-}
-
-inline Lines operator+(Lines a, const Lines& b) {
-  a.insert(a.end(), b.begin(), b.end());
-  return a;
-}
 
 }  // namespace test

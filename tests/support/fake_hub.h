@@ -6,6 +6,7 @@
 #include <vendor/corvane/sensor/kestsensorservice/1.1/IKestSensorService.h>
 
 #include <array>
+#include <bit>
 #include <functional>
 #include <map>
 #include <mutex>
@@ -16,11 +17,7 @@ namespace test {
 using ::vendor::corvane::sensor::kestsensorservice::V1_1::IKestSensorService;
 using ::vendor::corvane::sensor::kestsensorservice::V1_1::ssc_oem_test_msg;
 
-inline int32_t bits(float value) {
-  int32_t out;
-  memcpy(&out, &value, sizeof out);
-  return out;
-}
+inline int32_t bits(float value) { return std::bit_cast<int32_t>(value); }
 
 // The 72 bytes as 18 words: sensor_type, msg_type, data words 0 to 15. Floats appear as bits().
 using Message = std::array<int32_t, 18>;

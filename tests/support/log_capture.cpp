@@ -50,17 +50,23 @@ size_t LogCapture::count(const std::string& text) const {
       std::count_if(lines.begin(), lines.end(), [&](const auto& l) { return l.find(text) != std::string::npos; }));
 }
 
-Lines LogCapture::mine_under(const std::string& tag) const {
-  Lines lines = mine();
-  std::erase_if(lines, [&](const std::string& line) { return line.compare(1, tag.size() + 2, "/" + tag + ":") != 0; });
-  return lines;
-}
-
 bool LogCapture::contains(const std::string& text) const { return count(text) > 0; }
 
 void LogCapture::clear() {
   const std::lock_guard<std::mutex> lock(mutex_);
   entries_.clear();
+}
+
+Lines library_lines(const LogCapture& log) {
+  const std::string tag = "/libsensor_cal: ";
+  Lines lines = log.mine();
+  std::erase_if(lines, [&](const std::string& line) { return line.compare(1, tag.size(), tag) != 0; });
+  for (std::string& line : lines) {
+    line.replace(1, tag.size(), " ");
+    const size_t fd = line.find("fd=");
+    if (fd != std::string::npos && line[fd + 3] != '-') line = line.substr(0, fd + 3) + "N\n";
+  }
+  return lines;
 }
 
 }  // namespace test

@@ -32,8 +32,6 @@ class LogCapture {
   // The lines of the thread that calls, or of all the others.
   Lines mine() const;
   Lines others() const;
-  // Those of the calling thread under one tag: "libsensor_cal" leaves out the lines of the hub commands.
-  Lines mine_under(const std::string& tag) const;
   // Whether any line contains the text.
   bool contains(const std::string& text) const;
   size_t count(const std::string& text) const;
@@ -50,5 +48,12 @@ class LogCapture {
   mutable std::mutex mutex_;
   std::vector<Entry> entries_;  // guarded by mutex_
 };
+
+// The lines of the thread that calls as "E text", without those of the hub commands. Open descriptors show as N.
+Lines library_lines(const LogCapture& log);
+inline Lines operator+(Lines a, const Lines& b) {
+  a.insert(a.end(), b.begin(), b.end());
+  return a;
+}
 
 }  // namespace test

@@ -1,32 +1,27 @@
-#include <gtest/gtest.h>
-
 #include <cmath>
 
 #include "lit_phone.h"
 
+namespace test {
 namespace {
 
-using test::bits;
-using test::Lines;
-using test::message;
-using test::operator+;
-using Messages = std::vector<test::Message>;
+using Messages = std::vector<Message>;
 
 constexpr char kWanted[] = "persist.vendor.sensor.cct_need_lcdbacklight_cali";
 constexpr char kChannel[] = "persist.vendor.sensor.cct_lcdbacklight_b";
 constexpr char kLuxFailed[] = "E setAlsBacklightLuxCali_api failed\n";
 
-const test::Message kScales = message(33171089, 31, {bits(5)});
+const Message kScales = message(33171089, 31, {bits(5)});
 
 // Channels as the sensor gives them; the hub's scales are all 2. Its result for them may be positive.
-struct ColourPhone : test::LitPhone {
+struct ColourPhone : LitPhone {
   explicit ColourPhone(int result = 0) {
     host::force_property(kWanted, "0");  // any text asks for the colour runs
     phone.hub->reply(31, {result, bits(2), bits(2), bits(2), bits(2), bits(2)});
   }
 };
 
-test::Message channels(int type, int level, int brightness, std::array<float, 4> values) {
+Message channels(int type, int level, int brightness, std::array<float, 4> values) {
   return message(type, 27,
                  {bits(static_cast<float>(level)), bits(static_cast<float>(brightness)), bits(values[0]),
                   bits(values[1]), bits(values[2]), bits(values[3])});
@@ -39,13 +34,13 @@ TEST(BacklightColour, HighRun) {
     lit.see(33171080, {0, 10, 20, 31, 41, 50});
     _sensor_info& record = lit.light_pri2();
     record.in_backlight_calibrate = record.backlight_retry = record.in_calibrate = 1;
-    const test::LogCapture log;
+    const LogCapture log;
     EXPECT_EQ(lit.phone.cal->lcdbacklight_lux_calibrate(33171080, 13), hub);
     const Lines found = {"D test_nusensor_backlight in CAL_STATE_SUCCESS \n", "D test_nusensor_backlight 21.000000",
                          "D test_nusensor_backlight set ok",
                          "D test_nusensor_backlight get sys_back_cct_check = 21.000000"};
-    EXPECT_EQ(test::library_lines(log),
-              test::maximum_lines() + test::set_lines(4095, false) + found + (hub == 0 ? Lines{} : Lines{kLuxFailed}));
+    EXPECT_EQ(library_lines(log),
+              maximum_lines() + set_lines(4095, false) + found + (hub == 0 ? Lines{} : Lines{kLuxFailed}));
     const Messages sent = {kScales, channels(33171080, 13, 4095, {5, 10, 16, 21})};
     EXPECT_EQ(lit.phone.hub->sent(), sent);
     EXPECT_EQ(host::all_properties().at(kChannel), "21.000000");
@@ -60,11 +55,11 @@ TEST(BacklightColour, NeedsScalesAndARun) {
   for (const int level : {13, 14}) {
     ColourPhone lit;
     lit.phone.hub->reply(31, {-6, bits(3)});
-    const test::LogCapture log;
+    const LogCapture log;
     EXPECT_EQ(lit.phone.cal->lcdbacklight_lux_calibrate(5, level), -6);
     // The high run sets the panel before it asks for the scales, the low run after.
-    EXPECT_EQ(test::library_lines(log), test::maximum_lines() + (level == 13 ? test::set_lines(4095, false) : Lines{}) +
-                                            Lines{"E lightsensor_calibrate getLuxScale fail ret = -6"});
+    EXPECT_EQ(library_lines(log), maximum_lines() + (level == 13 ? set_lines(4095, false) : Lines{}) +
+                                      Lines{"E lightsensor_calibrate getLuxScale fail ret = -6"});
     EXPECT_EQ(lit.light().scale[0], 3.0F);  // what the hub answered is kept
     EXPECT_EQ(lit.light().axis_num, 5);
     EXPECT_TRUE(lit.phone.queue->enabled().empty());
@@ -120,7 +115,7 @@ TEST(BacklightColour, LowRun) {
     const std::array<float, 4> means = {0.5F, 0.5F, 0.5F, c.low};
     if (expects('R')) std::copy(means.begin(), means.end(), record.mean);
 
-    Lines lines = test::maximum_lines() + test::set_lines(3072);
+    Lines lines = maximum_lines() + set_lines(3072);
     if (expects('R')) lines.push_back("E Fail to enable sensor light");
     lines.push_back(std::string("D test_nusensor_backlight get sys_back_lux = ") + c.high);
     const std::string low = "E lcdbacklight_low_calibrate ";
@@ -130,9 +125,9 @@ TEST(BacklightColour, LowRun) {
     if (expects('0')) lines.push_back(low + "set low force to 0\n");
     if (expects('!')) lines.push_back(kLuxFailed);
 
-    const test::LogCapture log;
+    const LogCapture log;
     EXPECT_EQ(lit.phone.cal->lcdbacklight_lux_calibrate(c.type, 14), c.result) << c.high << " " << c.low;
-    EXPECT_EQ(test::library_lines(log), lines);
+    EXPECT_EQ(library_lines(log), lines);
     Messages sent = {kScales};
     if (expects('s') || expects('f') || expects('0')) sent.push_back(channels(5, 14, 3072, means));
     EXPECT_EQ(lit.phone.hub->sent(), sent) << c.high << " " << c.low;
@@ -148,11 +143,11 @@ TEST(UnderOled, AsksTheServiceItself) {
     int arg;
     bool sends;
   } cases[] = {{5, 8, true}, {5, -3, true}, {8, 11, true}, {8, 10, false}, {33171007, 9, false}};
-  const test::BenchPhone phone;
+  const BenchPhone phone;
   phone.hub->reply(0, {bits(-41.5F)});
   for (const auto& c : cases) {
     phone.hub->forget();
-    const test::LogCapture log;
+    const LogCapture log;
     EXPECT_EQ(phone.cal->underoled_lux_calibrate(c.type, c.arg), c.sends ? -41 : -1);
     const Messages request = {message(0, 0, {bits(1), bits(-11), bits(static_cast<float>(c.arg))})};
     EXPECT_EQ(phone.hub->sent(), c.sends ? request : Messages());
@@ -160,10 +155,11 @@ TEST(UnderOled, AsksTheServiceItself) {
                    "E qvx underoled_lux_calibrate colletCRGB send \n",
                    "E qvx underoled_lux_calibrate collectCRGB return is -41.500000 \n"};
     if (!c.sends) lines.resize(1);
-    EXPECT_EQ(test::library_lines(log), lines);
+    EXPECT_EQ(library_lines(log), lines);
   }
   phone.hub->transport_fails = true;
   EXPECT_EQ(phone.cal->underoled_lux_calibrate(5, 8), 1);  // its own request
 }
 
 }  // namespace
+}  // namespace test

@@ -1,19 +1,16 @@
-#include <gtest/gtest.h>
+#include <host/wall_clock.h>
 #include <limits.h>
 
-#include <chrono>
 #include <cmath>
+#include <future>
 
 #include "backlight/steps.h"
 #include "lit_phone.h"
 
+namespace test {
 namespace {
 
-using test::DeviceDir;
-using test::Lines;
-using test::message;
-using test::operator+;
-using Messages = std::vector<test::Message>;
+using Messages = std::vector<Message>;
 
 constexpr char kLux[] = "sys.backlight.lux";
 constexpr char kHubFailed[] = "E setAlsBacklightLuxCali_api failed\n";
@@ -35,28 +32,28 @@ TEST(BacklightLux, HighRun) {
                {5, -1.6F, "-1.000000", -1, 0},
                {5, NAN, "0.000000", 0, 5}};
   for (const auto& c : cases) {
-    test::LitPhone lit;
+    LitPhone lit;
     lit.see(c.type, {c.lux});
     lit.phone.hub->reply(26, {0, c.result});
     _sensor_info& record = lit.record(c.type);
     record.in_calibrate = record.backlight_retry = 1;
     record.bias_threshold[1] = 3;
-    const test::LogCapture log;
+    const LogCapture log;
     EXPECT_EQ(lit.phone.cal->lcdbacklight_lux_calibrate(c.type, 13), c.result);
     const std::string lux = c.text;
     const Lines found = {"D test_nusensor_backlight in CAL_STATE_SUCCESS \n", "D test_nusensor_backlight " + lux,
                          "D test_nusensor_backlight set ok", "D test_nusensor_backlight get sys_back_lux_1 = " + lux};
-    EXPECT_EQ(test::library_lines(log), test::maximum_lines() + test::set_lines(4095, false) + found +
-                                            (c.result == 0 ? Lines() : Lines{kHubFailed}));
+    EXPECT_EQ(library_lines(log),
+              maximum_lines() + set_lines(4095, false) + found + (c.result == 0 ? Lines() : Lines{kHubFailed}));
     EXPECT_EQ(lit.phone.hub->sent(), Messages{message(c.type, 26, {13, 4095, c.sent})});
     EXPECT_EQ(host::all_properties().at(kLux), lux);
-    EXPECT_EQ(lit.phone.queue->enabled(), (std::vector<test::Enabling>{{c.type == 5 ? 109 : 115, 200000, 0}}));
+    EXPECT_EQ(lit.phone.queue->enabled(), (std::vector<Enabling>{{c.type == 5 ? 109 : 115, 200000, 0}}));
     EXPECT_EQ(record.event_count, 15);
     EXPECT_EQ(record.mean[0], static_cast<float>(c.sent));
     EXPECT_EQ(record.bias_threshold[1], 3.0F);
     EXPECT_EQ(record.in_calibrate + record.backlight_retry + record.in_backlight_calibrate, 0);
   }
-  test::LitPhone lit;
+  LitPhone lit;
   lit.refuse_runs();
   lit.light().mean[0] = 7.4F;
   EXPECT_EQ(lit.phone.cal->lcdbacklight_lux_calibrate(5, 13), -1);
@@ -68,17 +65,17 @@ TEST(BacklightLux, HighRun) {
 
 TEST(BacklightLux, TypesAndLevels) {
   SensorCalibration lost;  // no services at all
-  test::LitPhone lit;
+  LitPhone lit;
   lit.see(5, {3});
   for (const int type : {33171007, 1, 33171054, 33171055, 33171089}) {
-    const test::LogCapture log;
+    const LogCapture log;
     EXPECT_EQ(lit.phone.cal->lcdbacklight_lux_calibrate(type, 13), -1);
     EXPECT_TRUE(log.all().empty());
   }
   lit.light().event_count = lit.light().zero_variance_check = 1;
   EXPECT_EQ(lit.phone.cal->lcdbacklight_lux_calibrate(5, 12), -1);  // prepared all the same
-  EXPECT_EQ(test::settings(lit.light()), std::tuple(200, 1, 10, 10, 10000.0F, 0, 10000.0F, 5, 0));
-  EXPECT_EQ(lit.device.read(test::kBrightness), "1");
+  EXPECT_EQ(settings(lit.light()), std::tuple(200, 1, 10, 10, 10000.0F, 0, 10000.0F, 5, 0));
+  EXPECT_EQ(lit.device.read(kBrightness), "1");
   for (const int level : {13, 14}) EXPECT_EQ(lost.lcdbacklight_lux_calibrate(5, level), -1);
   // Called directly, a level takes every type that has a record, and runs it as it stands.
   EXPECT_EQ(lit.phone.cal->lcdbacklight_high_calibrate(33171007), 0);
@@ -129,7 +126,7 @@ TEST(BacklightLux, SingleLowRun) {
       {"20", 20, 0, "", "0.000000", 5, 0, 0, "R0"},
   };
   for (const auto& c : cases) {
-    test::LitPhone lit;
+    LitPhone lit;
     const std::string outcome = c.outcome;
     const auto expects = [&](char mark) { return outcome.find(mark) != std::string::npos; };
     host::force_property(kLux, c.high);
@@ -141,7 +138,7 @@ TEST(BacklightLux, SingleLowRun) {
     lit.record(c.type).backlight_retry = 1;
 
     const std::string limit = std::to_string(c.max_equal), lux = text(c.lux);
-    Lines lines = test::maximum_lines() + high_lux_line(c.high) + test::set_lines(3072);
+    Lines lines = maximum_lines() + high_lux_line(c.high) + set_lines(3072);
     if (expects('R')) lines.push_back("E Fail to enable sensor light");
     const std::string seen = "E test_nusensor_backlight get max equal spec = ";
     lines = lines + Lines{seen + c.limit + ", lux  = " + lux + " (in low cal) ",
@@ -153,9 +150,9 @@ TEST(BacklightLux, SingleLowRun) {
     if (expects('0')) lines.push_back(low + "set low force to 0\n");
     if (expects('!') || expects('+')) lines.push_back(kHubFailed);
 
-    const test::LogCapture log;
+    const LogCapture log;
     EXPECT_EQ(lit.phone.cal->lcdbacklight_lux_calibrate(c.type, 14), c.result) << c.high << " " << c.limit;
-    EXPECT_EQ(test::library_lines(log), lines);
+    EXPECT_EQ(library_lines(log), lines);
     const Messages sent = {message(expects('0') ? 5 : c.type, 26, {14, 3072, c.sent})};
     EXPECT_EQ(lit.phone.hub->sent(), c.sent == kNothing ? Messages() : sent) << c.high;
     EXPECT_EQ(lit.record(c.type).mean[0], expects('0') ? 0 : expects('>') ? c.high_value - 1 : c.lux);
@@ -179,22 +176,22 @@ TEST(BacklightLux, SteppedLowRun) {
       {"40", 9.6F, 10, {2047, 1535}, 0},
   };
   for (const auto& c : cases) {
-    test::LitPhone lit;
+    LitPhone lit;
     host::force_property(kLux, c.high);
     lit.see(5, {c.lux});
     lit.phone.hub->reply(26, {0, c.result});
-    const test::LogCapture log;
+    const LogCapture log;
     EXPECT_EQ(lit.phone.cal->lcdbacklight_lux_calibrate(5, 14), c.result) << c.lux;
-    Lines lines = test::maximum_lines() + high_lux_line(c.high);
-    for (const int level : c.levels) lines = lines + test::set_lines(level);
-    EXPECT_EQ(test::library_lines(log), lines + (c.result == 0 ? Lines() : Lines{kHubFailed}));
+    Lines lines = maximum_lines() + high_lux_line(c.high);
+    for (const int level : c.levels) lines = lines + set_lines(level);
+    EXPECT_EQ(library_lines(log), lines + (c.result == 0 ? Lines() : Lines{kHubFailed}));
     EXPECT_EQ(lit.phone.hub->sent(), Messages{message(5, 26, {14, c.levels.back(), c.sent})});
     EXPECT_EQ(lit.light().retry_count, static_cast<int>(c.levels.size()));
     // Events are counted anew in each measurement.
-    EXPECT_EQ(test::settings(lit.light()), std::tuple(200, 1, 10, 5, 10000.0F, 0, 10000.0F, 5, 10));
+    EXPECT_EQ(settings(lit.light()), std::tuple(200, 1, 10, 5, 10000.0F, 0, 10000.0F, 5, 10));
     EXPECT_EQ(lit.light().backlight_retry + lit.light().in_backlight_calibrate, 0);
   }
-  test::LitPhone lit;
+  LitPhone lit;
   host::force_property(kLux, "40");
   lit.refuse_runs();
   lit.light().mean[0] = 3;
@@ -204,12 +201,18 @@ TEST(BacklightLux, SteppedLowRun) {
 
 // The event side keeps a first mean outside (0, 10) to itself, so that the flow waits its time out.
 TEST(BacklightLux, SteppedLowRunCannotLeaveBrightLight) {
-  test::LitPhone lit;
+  LitPhone lit;
   host::force_property(kLux, "40");
   lit.see(5, {50});
-  const auto start = std::chrono::steady_clock::now();
-  EXPECT_EQ(lit.phone.cal->lcdbacklight_lux_calibrate(5, 14), -1);
-  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(9900));
+  constexpr int64_t kSecond = 1'000'000'000;
+  host::step_wall_clock(0);  // waits look at the clock from now on
+  auto result = std::async(std::launch::async, [&] { return lit.phone.cal->lcdbacklight_lux_calibrate(5, 14); });
+  while (lit.phone.queue->disabled().empty()) std::this_thread::yield();
+  host::step_wall_clock(8 * kSecond);
+  EXPECT_EQ(result.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+  host::step_wall_clock(2 * kSecond);
+  EXPECT_EQ(result.get(), -1);
+  host::step_wall_clock(-10 * kSecond);
   EXPECT_TRUE(lit.phone.hub->sent().empty());
   EXPECT_EQ(lit.light().backlight_retry, 1);  // cleared by the next run only
   EXPECT_EQ(lit.light().in_backlight_calibrate, 0);
@@ -232,14 +235,14 @@ struct Hook {
 };
 
 TEST(BacklightLux, ThingsThatChangeInMidRun) {
-  test::LitPhone lit;
+  LitPhone lit;
   host::force_property(kLux, "40");
   lit.see(5, {0.3F});
   {
     const Hook hook("setbrightness = 2559", [&] { lit.see(5, {-3}); });  // a second measurement below zero
     EXPECT_EQ(lit.phone.cal->lcdbacklight_lux_calibrate(5, 14), -1);
   }
-  const Hook hook("write_int open fd", [&] { lit.device.remove(test::kBrightness); });  // the read-back fails
+  const Hook hook("write_int open fd", [&] { lit.device.remove(kBrightness); });  // the read-back fails
   EXPECT_EQ(lit.phone.cal->lcdbacklight_lux_calibrate(5, 13), -1);
   EXPECT_TRUE(lit.phone.hub->sent().empty());
 }
@@ -257,8 +260,8 @@ TEST(BacklightPanel, Levels) {
                {"-9", "40", -9, -4},
                {"0", "", 0, 0}};
   for (const auto& c : cases) {
-    test::LitPhone lit;
-    lit.device.write(test::kMaximum, c.maximum);
+    LitPhone lit;
+    lit.device.write(kMaximum, c.maximum);
     lit.see(5, {3});
     EXPECT_EQ(lit.phone.cal->lcdbacklight_lux_calibrate(5, 13), 0);
     host::force_property(kLux, c.high);
@@ -270,7 +273,7 @@ TEST(BacklightPanel, Levels) {
 }
 
 TEST(BacklightPanel, Failures) {
-  const std::string maximum = test::kMaximum, write_line = std::string("D write 4095 to ") + test::kBrightness;
+  const std::string maximum = kMaximum, write_line = std::string("D write 4095 to ") + kBrightness;
   const std::string read_failed = "E lcdbacklight_calibrate_read_backlight failed\n";
   const std::string write_failed = "E lcdbacklight_calibrate_write_backlight failed\n";
   const Lines not_opened = {write_line, "D write_int open fd=-1\n", write_failed};
@@ -280,33 +283,33 @@ TEST(BacklightPanel, Failures) {
     int result;
     Lines lines;
   } cases[] = {
-      {test::kMaximum, nullptr, -1, {"E read_int failed to open " + maximum + ", error: 2\n", read_failed}},
-      {test::kMaximum, "/sys", -1, {"E read_int success to open " + maximum + "\n", read_failed}},
-      {test::kBrightness, nullptr, -1, test::maximum_lines() + not_opened},
-      {test::kBrightness, "/dev/full", -1,
-       test::maximum_lines() + Lines{write_line, "D write_int open fd=N\n", write_failed}},
+      {kMaximum, nullptr, -1, {"E read_int failed to open " + maximum + ", error: 2\n", read_failed}},
+      {kMaximum, "/sys", -1, {"E read_int success to open " + maximum + "\n", read_failed}},
+      {kBrightness, nullptr, -1, maximum_lines() + not_opened},
+      {kBrightness, "/dev/full", -1, maximum_lines() + Lines{write_line, "D write_int open fd=N\n", write_failed}},
       // A panel that holds no number counts as 0: a mismatch, which is no failure.
-      {test::kBrightness, "/dev/null", 0,
-       test::maximum_lines() + test::set_lines(4095, false) +
+      {kBrightness, "/dev/null", 0,
+       maximum_lines() + set_lines(4095, false) +
            Lines{"E lcdbacklight_high_calibrate brightness matching check failed\n"}},
   };
   for (const auto& c : cases) {
     for (const char* colour : {"", "1"}) {
-      test::LitPhone lit;
+      LitPhone lit;
       host::force_property("persist.vendor.sensor.cct_need_lcdbacklight_cali", colour);
       lit.device.remove(c.node);
       if (c.like != nullptr) lit.device.link(c.node, c.like);
-      const test::LogCapture log;
+      const LogCapture log;
       EXPECT_EQ(lit.phone.cal->lcdbacklight_lux_calibrate(5, 13), c.result);
-      EXPECT_EQ(test::library_lines(log), c.lines);
+      EXPECT_EQ(library_lines(log), c.lines);
       EXPECT_TRUE(lit.phone.hub->sent().empty());
       lit.light().backlight_retry = 1;
       EXPECT_EQ(lit.phone.cal->lcdbacklight_lux_calibrate(5, 14), c.result);
       // The lux run clears it before it sets the panel.
-      EXPECT_EQ(lit.light().backlight_retry, *colour == '\0' && c.node == test::kBrightness ? 0 : 1);
+      EXPECT_EQ(lit.light().backlight_retry, *colour == '\0' && c.node == kBrightness ? 0 : 1);
       EXPECT_TRUE(lit.phone.queue->enabled().empty());
     }
   }
 }
 
 }  // namespace
+}  // namespace test

@@ -1,19 +1,12 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <chrono>
 #include <thread>
 
 #include "bench_phone.h"
 #include "engine/run.h"
-#include "log_capture.h"
 
+namespace test {
 namespace {
 
-using test::BenchPhone;
-using test::event;
-using test::Lines;
-using test::LogCapture;
 using ::testing::ElementsAre;
 
 constexpr float kG = 9.80665F;
@@ -42,96 +35,59 @@ class EventIntakeTest : public ::testing::Test {
 };
 
 TEST_F(EventIntakeTest, EachTypeHasItsRecordItsLineAndItsSample) {
-  using Flag = uint8_t _sensor_info::*;
-  const Flag kCalibrate = &_sensor_info::in_calibrate;
-  const Flag kRaw = &_sensor_info::in_raw_calibrate;
-  const Flag kBacklight = &_sensor_info::in_backlight_calibrate;
-  const Flag kLcdCct = &_sensor_info::in_lcd_cct_calibrate;
-  struct Case {
-    int type;
-    int record;
-    int axes;
-    Flag mode;
+  const auto kCalibrate = &_sensor_info::in_calibrate, kRaw = &_sensor_info::in_raw_calibrate;
+  const auto kBacklight = &_sensor_info::in_backlight_calibrate, kLcdCct = &_sensor_info::in_lcd_cct_calibrate;
+  // The line of an event whose values from `first` to `last` are shown.
+  const auto data = [](const std::string& name, int first, int last) {
+    std::string values;
+    for (int i = first; i <= last; ++i) values += (i > first ? ", " : "") + std::to_string(static_cast<float>(i));
+    return Lines{"I " + name + " data: {" + values + "}"};
+  };
+  const Lines cct = data("SENSOR_TYPE__CCT_STRM", 3, 7), als = data("SENSOR_TYPE_ALS_STRM", 2, 6);
+  const Lines light = data("SENSOR_TYPE_LIGHT", 1, 1);
+  Lines als_inputs = als;
+  for (int i = 0; i < 5; ++i) {
+    als_inputs.push_back("E INPUT[" + std::to_string(i) + "] is 1.000000 scale is " +
+                         std::to_string(static_cast<float>(i + 2)) + " ");
+  }
+  const Lines cct_inputs =
+      cct + Lines{"E INPUT[0] is 1.500000 scale is 2.000000 ", "E INPUT[1] is 1.333333 scale is 3.000000 "};
+  const Lines counts =
+      data("SENSOR_TYPE_PROXIMITY_STRM", 1, 1) + Lines{"E psensor factorycali, rawdata offset = 0.000000"};
+  const std::string lcd_cct = "I SENSOR_TYPE_LIGHT_STRM_CCT_LCD_CALI data: {1.000000, 2.000000, 3.000000, 4.000000, ";
+  const struct {
+    int type, record, axes;
+    uint8_t _sensor_info::*mode;
     std::vector<float> sample;
     Lines lines;
-  };
-  const Lines kCct = {
-      "I/libsensor_cal: SENSOR_TYPE__CCT_STRM data: {3.000000, 4.000000, 5.000000, 6.000000, 7.000000}"};
-  const Lines kAls = {"I/libsensor_cal: SENSOR_TYPE_ALS_STRM data: {2.000000, 3.000000, 4.000000, 5.000000, 6.000000}"};
-  Lines cct_inputs = kCct;
-  cct_inputs.push_back("E/libsensor_cal: INPUT[0] is 1.500000 scale is 2.000000 ");
-  cct_inputs.push_back("E/libsensor_cal: INPUT[1] is 1.333333 scale is 3.000000 ");
-  Lines als_inputs = kAls;
-  for (const char* input : {"[0] is 1.000000 scale is 2.000000 ", "[1] is 1.000000 scale is 3.000000 ",
-                            "[2] is 1.000000 scale is 4.000000 ", "[3] is 1.000000 scale is 5.000000 ",
-                            "[4] is 1.000000 scale is 6.000000 "}) {
-    als_inputs.push_back(std::string("E/libsensor_cal: INPUT") + input);
-  }
-  const std::vector<Case> kCases = {
-      {1,
-       0,
-       3,
-       kCalibrate,
-       {1.5F, 3, 3 + 1.5F - kG},
-       {"I/libsensor_cal: SENSOR_TYPE_ACCELEROMETER data: {1.000000, 2.000000, 3.000000}"}},
-      {268369921,
-       4,
-       3,
-       kCalibrate,
-       {1.5F, 3, 3 + 1.5F + kG},
-       {"I/libsensor_cal: QTI_SENSOR_TYPE_ACCELEROMETER data: {1.000000, 2.000000, 3.000000}"}},
-      {4,
-       1,
-       3,
-       kCalibrate,
-       {1.5F, 3, 4.5F},
-       {"I/libsensor_cal: ASENSOR_TYPE_GYROSCOPE data: {1.000000, 2.000000, 3.000000}"}},
-      {16,
-       3,
-       3,
-       kCalibrate,
-       {1.5F, 3, 4.5F},
-       {"I/libsensor_cal: SENSOR_TYPE_GYROSCOPE_UNCALIBRATED data: {1.000000, 2.000000, 3.000000}"}},
-      {268369924,
-       7,
-       3,
-       kCalibrate,
-       {1.5F, 3, 4.5F},
-       {"I/libsensor_cal: QTI_SENSOR_TYPE_GYROSCOPE data: {1.000000, 2.000000, 3.000000}"}},
-      {6, 17, 1, kCalibrate, {1.5F}, {"I/libsensor_cal: SENSOR_TYPE_PRESSURE data: {1.000000}"}},
-      {33171005,
-       8,
-       1,
-       kCalibrate,
-       {1},
-       {"I/libsensor_cal: SENSOR_TYPE_PROXIMITY_STRM data: {1.000000}",
-        "E/libsensor_cal: psensor factorycali, rawdata offset = 0.000000"}},
-      {33171057, 13, 2, kCalibrate, {1.5F, 4.0F / 3}, kCct},
-      {33171057, 13, 2, kRaw, {3, 4}, kCct},
+  } cases[] = {
+      {1, 0, 3, kCalibrate, {1.5F, 3, 3 + 1.5F - kG}, data("SENSOR_TYPE_ACCELEROMETER", 1, 3)},
+      {268369921, 4, 3, kCalibrate, {1.5F, 3, 3 + 1.5F + kG}, data("QTI_SENSOR_TYPE_ACCELEROMETER", 1, 3)},
+      {4, 1, 3, kCalibrate, {1.5F, 3, 4.5F}, data("ASENSOR_TYPE_GYROSCOPE", 1, 3)},
+      {16, 3, 3, kCalibrate, {1.5F, 3, 4.5F}, data("SENSOR_TYPE_GYROSCOPE_UNCALIBRATED", 1, 3)},
+      {268369924, 7, 3, kCalibrate, {1.5F, 3, 4.5F}, data("QTI_SENSOR_TYPE_GYROSCOPE", 1, 3)},
+      {6, 17, 1, kCalibrate, {1.5F}, data("SENSOR_TYPE_PRESSURE", 1, 1)},
+      {33171005, 8, 1, kCalibrate, {1}, counts},
+      {33171057, 13, 2, kCalibrate, {1.5F, 4.0F / 3}, cct},
+      {33171057, 13, 2, kRaw, {3, 4}, cct},
       {33171089, 12, 2, kCalibrate, {1.5F, 4.0F / 3}, cct_inputs},
-      {33171089, 12, 7, kRaw, {3, 4, 5, 6, 7, 8, 9}, kCct},
-      {5, 9, 1, kCalibrate, {0.5F}, {"I/libsensor_cal: SENSOR_TYPE_LIGHT data: {1.000000}"}},
-      {5, 9, 4, kCalibrate, {0.5F, 0, 0, 0}, {"I/libsensor_cal: SENSOR_TYPE_LIGHT data: {1.000000}"}},
+      {33171089, 12, 7, kRaw, {3, 4, 5, 6, 7, 8, 9}, cct},
+      {5, 9, 1, kCalibrate, {0.5F}, light},
+      {5, 9, 4, kCalibrate, {0.5F, 0, 0, 0}, light},
       {33171007, 9, 5, kCalibrate, {1, 1, 1, 1, 1}, als_inputs},
-      {33171054, 10, 2, kRaw, {2, 3}, kAls},
-      {33171055, 11, 1, kBacklight, {1}, {"I/libsensor_cal: SENSOR_TYPE_LIGHT... data in backlight cali: {1.000000}"}},
-      {33171085,
-       11,
-       2,
-       kLcdCct,
-       {1, 1},
-       {"I/libsensor_cal: SENSOR_TYPE_LIGHT_STRM_CCT_LCD_CALI data: {1.000000, 2.000000, 3.000000, 4.000000, "
-        "5.000000,6.000000}"}},
-      {33171084, 15, 1, kCalibrate, {0.5F}, {"I/libsensor_cal: SENSOR_TYPE_LIGHT data: {1.000000}"}},
+      {33171054, 10, 2, kRaw, {2, 3}, als},
+      {33171055, 11, 1, kBacklight, {1}, {"I SENSOR_TYPE_LIGHT... data in backlight cali: {1.000000}"}},
+      {33171085, 11, 2, kLcdCct, {1, 1}, {lcd_cct + "5.000000,6.000000}"}},
+      {33171084, 15, 1, kCalibrate, {0.5F}, light},
   };
-  for (const Case& c : kCases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.type);
     _sensor_info& record = arm(c.record, c.axes);
     record.*c.mode = 1;
     if (c.type == 6) record.reference = 0;
     LogCapture log;
     phone_.cal->processEvent(event(c.type, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16}));
-    EXPECT_EQ(log.all(), c.lines);
+    EXPECT_EQ(library_lines(log), c.lines);
     EXPECT_EQ(mean(record), c.sample);
     EXPECT_EQ(record.status, 2);
     EXPECT_EQ(phone_.queue->disabled().back(), 100 + c.record);
@@ -181,22 +137,21 @@ TEST_F(EventIntakeTest, IdleForeignAndIgnoredEventsAreOnlyLogged) {
   for (const int type : {2, 3, 8, 14, 33171040, 33171053, 33171056, 33171058, 33171088}) {
     phone_.cal->processEvent(event(type, {1}));
   }
-  const Lines lines = log.all();
+  const Lines lines = library_lines(log);
   ASSERT_EQ(lines.size(), 12U);
-  EXPECT_EQ(lines[0], "E/libsensor_cal: received Event while not incalibrate 1");
-  EXPECT_EQ(lines[1], "E/libsensor_cal: received Event while not incalibrate 33171057");
-  EXPECT_EQ(lines[2], "E/libsensor_cal: 11111111 received Event while not incalibrate 33171085");
-  EXPECT_EQ(lines[3], "E/libsensor_cal: Event for sensor(type: 2) not interested.");
-  EXPECT_EQ(lines[11], "E/libsensor_cal: Event for sensor(type: 33171088) not interested.");
+  EXPECT_EQ(lines[0], "E received Event while not incalibrate 1");
+  EXPECT_EQ(lines[1], "E received Event while not incalibrate 33171057");
+  EXPECT_EQ(lines[2], "E 11111111 received Event while not incalibrate 33171085");
+  EXPECT_EQ(lines[3], "E Event for sensor(type: 2) not interested.");
+  EXPECT_EQ(lines[11], "E Event for sensor(type: 33171088) not interested.");
   EXPECT_EQ(phone_.cal->motion_info[0].event_count, 0);
 
   log.clear();
   phone_.cal->init_status = -19;
-  test::Event additional = event(33, {});
+  Event additional = event(33, {});
   additional.u.additional.type = static_cast<::android::hardware::sensors::V1_0::AdditionalInfoType>(0x10001);
   phone_.cal->processEvent(additional);
-  EXPECT_THAT(log.all(),
-              ElementsAre("I/libsensor_cal: Ignoring event with e.sensorType: 33, u.additional.type: 65537"));
+  EXPECT_THAT(library_lines(log), ElementsAre("I Ignoring event with e.sensorType: 33, u.additional.type: 65537"));
 }
 
 TEST_F(EventIntakeTest, TheWaiterIsWokenBeforeTheSensorIsDisabled) {
@@ -211,3 +166,4 @@ TEST_F(EventIntakeTest, TheWaiterIsWokenBeforeTheSensorIsDisabled) {
 }
 
 }  // namespace
+}  // namespace test

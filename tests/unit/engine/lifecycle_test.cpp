@@ -1,24 +1,14 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include "bench_phone.h"
-#include "log_capture.h"
 
+namespace test {
 namespace {
 
-using test::BenchPhone;
-using test::event;
-using test::FakeHub;
-using test::FakeSensors;
-using test::Lines;
-using test::LogCapture;
-using test::Result;
 using ::testing::ElementsAre;
 
 TEST(LifecycleTest, StartsUpAndTearsDownWithItsLines) {
   LogCapture log;
   {
-    BenchPhone phone({test::sensor(1, 100, "acc")});
+    BenchPhone phone({sensor(1, 100, "acc")});
     EXPECT_EQ(phone.cal->initCheck(), 0);
     EXPECT_EQ(phone.cal->sensor_cal_deinit(), 0);
     EXPECT_EQ(phone.cal->sensor_cal_deinit(), 0);
@@ -117,3 +107,4 @@ TEST(LifecycleTest, EventsGoToTheNewestObjectAndToNoneThatIsGone) {
 }
 
 }  // namespace
+}  // namespace test

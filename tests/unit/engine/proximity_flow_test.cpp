@@ -1,21 +1,12 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <host/device_root.h>
 #include <stdlib.h>
-
-#include <filesystem>
-#include <fstream>
 
 #include "bench_phone.h"
 #include "device_dir.h"
 
+namespace test {
 namespace {
 
-using test::BenchPhone;
-using test::Lines;
-using test::LogCapture;
-using test::message;
-using test::swinging;
 using ::testing::ElementsAre;
 
 class ProximityFlowTest : public ::testing::Test {
@@ -31,7 +22,7 @@ class ProximityFlowTest : public ::testing::Test {
     phone_.hub->forget();
     LogCapture log;
     const int result = phone_.cal->onchange_reporting_sensor_calibrate(8, param);
-    lines_ = log.mine_under("libsensor_cal");
+    lines_ = library_lines(log);
     pushes_.clear();
     for (const std::string& line : log.mine()) {
       if (line.find("enter setPrxOffset_api offset=") != std::string::npos) pushes_.push_back(line);
@@ -41,7 +32,7 @@ class ProximityFlowTest : public ::testing::Test {
   Lines last_lines(int count) const { return {lines_.end() - count, lines_.end()}; }
 
   static constexpr char kFolder[] = "/mnt/vendor/persist/sensors/";
-  const test::DeviceDir dir_;
+  const DeviceDir dir_;
   BenchPhone phone_;
   Lines lines_;
   Lines pushes_;  // the command API's own line of each offset pushed
@@ -49,29 +40,28 @@ class ProximityFlowTest : public ::testing::Test {
 
 TEST_F(ProximityFlowTest, CommonPart) {
   EXPECT_EQ(calibrate(1, 200, false), 0);
-  EXPECT_THAT(lines_, ElementsAre("I/libsensor_cal: onchange_reporting_sensor_calibrate: enter type=8, para: 1",
-                                  "E/libsensor_cal: hwversion=\n",
-                                  "D/libsensor_cal: onchange_reporting_sensor_calibrate, using normal calibration "
+  EXPECT_THAT(lines_, ElementsAre("I onchange_reporting_sensor_calibrate: enter type=8, para: 1", "E hwversion=\n",
+                                  "D onchange_reporting_sensor_calibrate, using normal calibration "
                                   "procedure for psensor! para=1"));
-  EXPECT_THAT(phone_.queue->enabled(), ElementsAre(test::Enabling{108, 100000, 0}));
+  EXPECT_THAT(phone_.queue->enabled(), ElementsAre(Enabling{108, 100000, 0}));
   EXPECT_EQ(phone_.hub->sent().size(), 0U);
   for (const int param : {1, 7, 19}) {
     EXPECT_EQ(calibrate(param, 200, true), 0);
-    EXPECT_EQ(lines_.back(), "D/libsensor_cal: using hw calibration procedure for psensor!");
+    EXPECT_EQ(lines_.back(), "D using hw calibration procedure for psensor!");
     EXPECT_EQ(phone_.hub->sent().size(), 0U) << param;  // no crosstalk measured either
   }
 
   EXPECT_EQ(phone_.cal->onchange_reporting_sensor_calibrate(5, 0), 0);
   phone_.cal->env_info[0].present = 0;
   EXPECT_EQ(calibrate(0, 200, false), -1);
-  EXPECT_EQ(lines_.back(), "E/libsensor_cal: onchange_reporting_sensor_calibrate: sensor not exist. type = 8");
+  EXPECT_EQ(lines_.back(), "E onchange_reporting_sensor_calibrate: sensor not exist. type = 8");
   EXPECT_EQ(phone_.cal->onchange_reporting_sensor_calibrate(5, 0), 0);
 }
 
 TEST_F(ProximityFlowTest, OneProductAllowsStrongerReflections) {
   host::force_property("ro.build.product", "dov");
   EXPECT_EQ(calibrate(1, 15000, false), 0);
-  EXPECT_EQ(lines_[2], "E/libsensor_cal: product_name is dov\n");
+  EXPECT_EQ(lines_[2], "E product_name is dov\n");
   EXPECT_EQ(phone_.cal->env_info[0].bias_threshold[0], 20000.0F);
   host::force_property("ro.build.product", "dove");
   EXPECT_EQ(calibrate(1, 5000, false), 0);
@@ -86,8 +76,8 @@ TEST_F(ProximityFlowTest, HardwareCrosstalkStepKeepsBothValuesInFiles) {
                                    "D/libsensor_calapi: enter setPrxOffset_api offset=150, para=0, supporthwcal=1"));
   EXPECT_EQ(read("PSensor_ct2.txt"), "offset=52\n");
   EXPECT_EQ(read("PSensor_ct1.txt"), "offset=150\n");
-  EXPECT_EQ(lines_[1], "D/libsensor_cal: first do crosstalk calibration before getting Psensor raw data!");
-  EXPECT_EQ(lines_[2], "D/libsensor_cal: sensor_hw_crosstalk_calibration get result: 52, 18!");
+  EXPECT_EQ(lines_[1], "D first do crosstalk calibration before getting Psensor raw data!");
+  EXPECT_EQ(lines_[2], "D sensor_hw_crosstalk_calibration get result: 52, 18!");
 }
 
 TEST_F(ProximityFlowTest, TwoProductsPackTheCrosstalkIntoOneValue) {
@@ -133,7 +123,7 @@ TEST_F(ProximityFlowTest, HardwareThresholdStep) {
     write("PSensor_ct1.txt", c.crosstalk);
     EXPECT_EQ(calibrate(2, c.raw, true), c.far < 0 ? -1 : 0);
     if (c.far < 0) {
-      EXPECT_EQ(lines_.back(), "E/libsensor_cal: offset_near invalid " + std::to_string(c.near));
+      EXPECT_EQ(lines_.back(), "E offset_near invalid " + std::to_string(c.near));
       EXPECT_EQ(phone_.hub->sent().size(), 0U);
     } else {
       EXPECT_THAT(phone_.hub->sent(), ElementsAre(message(8, 5, {c.near, c.far, -1})));
@@ -142,37 +132,34 @@ TEST_F(ProximityFlowTest, HardwareThresholdStep) {
   host::force_property("ro.product.product.name", "");
   write("PSensor_ct1.txt", "offset=100\n");
   calibrate(2, 289, true);
-  EXPECT_THAT(last_lines(2), ElementsAre("E/libsensor_cal: hwversion=\n",
-                                         "I/libsensor_cal: calibration factor=1.890000, offset_threshold=1000, "
+  EXPECT_THAT(last_lines(2), ElementsAre("E hwversion=\n",
+                                         "I calibration factor=1.890000, offset_threshold=1000, "
                                          "offset_ct=100\n"));
 }
 
 TEST_F(ProximityFlowTest, NormalCrosstalkStep) {
   EXPECT_EQ(calibrate(0, 150.5F, false), 0);  // no saved delta
   EXPECT_THAT(phone_.hub->sent(), ElementsAre(message(8, 5, {-1, -1, 150})));
-  EXPECT_THAT(last_lines(3), ElementsAre("I/libsensor_cal: psensor crosstalk rawdata=150.500000 to regisrty\n",
-                                         "I/libsensor_cal: prxinfo.offset[0] = 150.500000\n",
-                                         "D/libsensor_cal: psensor crosstalk to file done\n"));
+  EXPECT_THAT(last_lines(3), ElementsAre("I psensor crosstalk rawdata=150.500000 to regisrty\n",
+                                         "I prxinfo.offset[0] = 150.500000\n", "D psensor crosstalk to file done\n"));
   write("PSensor3cm_ct.txt", "offset=227\n");
   EXPECT_EQ(calibrate(0, 150.5F, false), 0);
   EXPECT_THAT(phone_.hub->sent(), ElementsAre(message(8, 5, {377, 250, 150})));
-  EXPECT_THAT(last_lines(2), ElementsAre("I/libsensor_cal: getProDelta_api  delta\n",
-                                         "D/libsensor_cal: psensor crosstalk to file done\n"));
+  EXPECT_THAT(last_lines(2), ElementsAre("I getProDelta_api  delta\n", "D psensor crosstalk to file done\n"));
 }
 
 TEST_F(ProximityFlowTest, NormalRestoreStep) {
   EXPECT_EQ(calibrate(19, 150.5F, false), 0);
   EXPECT_EQ(phone_.hub->sent().size(), 0U);
   EXPECT_THAT(last_lines(5),
-              ElementsAre("D/libsensor_cal: psensor crosstalk rawdata=150.500000 to regisrty\n",
-                          "D/libsensor_cal: psensor crosstalk rawdata \n", "D/libsensor_cal: morva ret = -5\n",
-                          "D/libsensor_cal: Failed to read the delta data file\n",
-                          "D/libsensor_cal: psensor crosstalk to file done\n"));
+              ElementsAre("D psensor crosstalk rawdata=150.500000 to regisrty\n", "D psensor crosstalk rawdata \n",
+                          "D morva ret = -5\n", "D Failed to read the delta data file\n",
+                          "D psensor crosstalk to file done\n"));
   write("PSensor3cm_ct.txt", "offset=227\n");
   EXPECT_EQ(calibrate(19, 150.5F, false), 0);
   EXPECT_THAT(phone_.hub->sent(), ElementsAre(message(8, 5, {227, -1, 150})));
-  EXPECT_THAT(last_lines(2), ElementsAre("D/libsensor_cal: factory getProDelta_api  delta = 227\n",
-                                         "D/libsensor_cal: psensor crosstalk to file done\n"));
+  EXPECT_THAT(last_lines(2),
+              ElementsAre("D factory getProDelta_api  delta = 227\n", "D psensor crosstalk to file done\n"));
 }
 
 TEST_F(ProximityFlowTest, NormalThresholdStep) {
@@ -195,9 +182,9 @@ TEST_F(ProximityFlowTest, NormalThresholdStep) {
     host::force_property("ro.build.product", c.product);
     phone_.hub->reply(6, {0, 0, c.crosstalk});
     EXPECT_EQ(calibrate(2, c.raw, false), c.refused ? -1 : 0);
-    EXPECT_EQ(std::count(lines_.begin(), lines_.end(), "E/libsensor_cal: Q47, psensor offset_near and far\n"), dov);
+    EXPECT_EQ(std::count(lines_.begin(), lines_.end(), "E Q47, psensor offset_near and far\n"), dov);
     if (c.refused) {
-      EXPECT_EQ(lines_.back(), std::string("E/libsensor_cal: ") + (dov ? "Q47 " : "") + "offset_near invalid near: " +
+      EXPECT_EQ(lines_.back(), std::string("E ") + (dov ? "Q47 " : "") + "offset_near invalid near: " +
                                    std::to_string(c.near) + ", ct: " + std::to_string(c.crosstalk));
       EXPECT_EQ(phone_.hub->sent().size(), 1U);
     } else {
@@ -208,18 +195,18 @@ TEST_F(ProximityFlowTest, NormalThresholdStep) {
   host::force_property("ro.build.product", "");
   phone_.hub->reply(6, {0, 0, 100});
   calibrate(2, 327, false);
-  EXPECT_THAT(
-      last_lines(4),
-      ElementsAre("E/libsensor_cal: onchange_reporting_sensor_calibrate  calapi->getPrxOffset_api offset_ct = 100\n",
-                  "E/libsensor_cal: hwversion=\n", "I/libsensor_cal: calibration factor=2.270000\n",
-                  "E/libsensor_cal: onchange_reporting_sensor_calibrate: offset_near 327, offset_far 200, "
-                  "pdata_ct 100"));
+  EXPECT_THAT(last_lines(4),
+              ElementsAre("E onchange_reporting_sensor_calibrate  calapi->getPrxOffset_api offset_ct = 100\n",
+                          "E hwversion=\n", "I calibration factor=2.270000\n",
+                          "E onchange_reporting_sensor_calibrate: offset_near 327, offset_far 200, "
+                          "pdata_ct 100"));
   phone_.hub->reply(6, {0, 0, INT32_MIN});  // nothing overflows
   EXPECT_EQ(calibrate(2, 327, false), 0);
   dir_.remove(kFolder);
   phone_.hub->reply(6, {0, 0, 100});
   EXPECT_EQ(calibrate(2, 327, false), -1);  // the thresholds are in the hub, the delta cannot be saved
-  EXPECT_EQ(lines_.back(), "E/libsensor_cal: saveProDelta_api save delta failed!\n");
+  EXPECT_EQ(lines_.back(), "E saveProDelta_api save delta failed!\n");
 }
 
 }  // namespace
+}  // namespace test

@@ -1,29 +1,14 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <array>
 #include <atomic>
 #include <chrono>
 
 #include "bench_phone.h"
 #include "engine/run.h"
-#include "log_capture.h"
 
+namespace test {
 namespace {
 
-using test::BenchPhone;
-using test::Enabling;
-using test::event;
-using test::LogCapture;
-using test::Result;
-using test::swinging;
 using ::testing::ElementsAre;
-
-// The last but one line of the library's own: the flow's, before the dispatch's.
-std::string flow_line(const LogCapture& log) {
-  const test::Lines lines = log.mine_under("libsensor_cal");
-  return lines.from_end(2);
-}
 
 TEST(RunTest, EachKindOfCalibrationHasItsSettingsAndItsLineWhenTheSensorCannotBeEnabled) {
   //                                      period axes timeout samples variance zero bias skip
@@ -63,7 +48,7 @@ TEST(RunTest, EachKindOfCalibrationHasItsSettingsAndItsLineWhenTheSensorCannotBe
     phone.queue->enable_result = Result::NO_INIT;
     LogCapture log;
     EXPECT_EQ(phone.cal->sensor_calibrate(c.type, c.param), -1);
-    EXPECT_EQ(flow_line(log), std::string("E/libsensor_cal: ") + c.line);
+    EXPECT_EQ(library_lines(log).from_end(2), std::string("E ") + c.line);  // before the dispatch's
     EXPECT_TRUE(log.contains("_reporting_sensor_calibrate fail ret=-1"));
     EXPECT_EQ(phone.hub->sent().size(), c.reads);
     EXPECT_THAT(phone.queue->enabled(), ElementsAre(Enabling{100 + c.record, s.period_ms * 1000, 0}));
@@ -88,7 +73,7 @@ TEST(RunTest, ASilentSensorTimesOutAndIsDisabled) {
   EXPECT_EQ(run_in_mode(*phone.cal, record, &_sensor_info::in_calibrate), 1);
   const auto took = std::chrono::steady_clock::now() - before;
   EXPECT_GE(took, std::chrono::milliseconds(990));
-  EXPECT_THAT(log.all(), ElementsAre("E/libsensor_cal: Sensor Calibration timeout error"));
+  EXPECT_THAT(library_lines(log), ElementsAre("E Sensor Calibration timeout error"));
   EXPECT_THAT(phone.queue->disabled(), ElementsAre(100));
   // What comes after that changes nothing.
   record.in_calibrate = 1;
@@ -106,7 +91,7 @@ TEST(RunTest, ASensorThatCannotBeEnabledEndsTheRunAtOnce) {
     phone.queue->enable_transport_fails = transport;
     LogCapture log;
     EXPECT_EQ(phone.cal->cal_wait_finish(&record), 0);
-    EXPECT_THAT(log.all(), ElementsAre("E/libsensor_cal: Fail to enable sensor acc"));
+    EXPECT_THAT(library_lines(log), ElementsAre("E Fail to enable sensor acc"));
   }
   EXPECT_EQ(pthread_mutex_trylock(&phone.cal->cal_mutex), 0);  // released on every way out
   pthread_mutex_unlock(&phone.cal->cal_mutex);
@@ -183,7 +168,7 @@ TEST(RunTest, TenThousandRunsBackToBackAllFinish) {
 TEST(RunTest, ARunArmsAfterALateDisable) {
   BenchPhone phone;
   _sensor_info& record = phone.cal->motion_info[0];
-  const std::vector<test::Event> events = swinging(1, 5, {0.5F, 0, 10.0F}, 0.25F);
+  const std::vector<Event> events = swinging(1, 5, {0.5F, 0, 10.0F}, 0.25F);
   phone.queue->script(100, events);
   write_settings(*phone.cal, record, {20, 3, 5, 4, 10.0F, 1, 2.0F, 1});
   record.in_calibrate = 1;
@@ -192,7 +177,7 @@ TEST(RunTest, ARunArmsAfterALateDisable) {
     if (!late.exchange(true)) std::this_thread::sleep_for(std::chrono::milliseconds(50));
   };
   std::thread deliver([&] {
-    for (const test::Event& e : events) phone.queue->deliver(e);
+    for (const Event& e : events) phone.queue->deliver(e);
   });
   while (!late) std::this_thread::yield();
   EXPECT_EQ(phone.cal->cal_wait_finish(&record), 2);
@@ -220,3 +205,4 @@ TEST(RunTest, StrayEventsDoNotDisturbRuns) {
 }
 
 }  // namespace
+}  // namespace test

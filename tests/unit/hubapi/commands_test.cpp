@@ -5,14 +5,10 @@
 
 #include "hub_test.h"
 
+namespace test {
 namespace {
 
 using Api = SensorCalibrationAPI;
-using test::bits;
-using test::Buffers;
-using test::Lines;
-using test::Message;
-using test::message;
 
 struct Call {
   const char* text;
@@ -31,7 +27,7 @@ constexpr int kTof = 33171040;
 
 int row_type;  // of the row that a table's call is made for
 
-class Commands : public test::HubTest {
+class Commands : public HubTest {
  protected:
   using Words = std::vector<int32_t>;
 
@@ -104,22 +100,18 @@ TEST_F(Commands, Inertial) {
 }
 
 TEST_F(Commands, Version) {
-  struct Row {
+  const struct {
     int type;
     unsigned judgeHB;
     const char* lcd;
     int32_t code;  // -1: refused
     float panel;
-  };
-  for (const Row& row : std::vector<Row>{{1, 0, "", 24, -1},
-                                         {5, 0, "highlcd", 24, 13},
-                                         {5, 1, "lowlcd", 32, 14},
-                                         {kLuxSec, 1, "lowlcd", 0, 14},
-                                         {5, 2, "Lowlcd", 25, -1},
-                                         {kLuxSec, 2, "highlcd", 25, 13},
-                                         {1, 2, "highlcd", 0, 13},
-                                         {5, 3, "lowlcd", -1, 0},
-                                         {5, 0xffffffffu, "", -1, 0}}) {
+  } rows[] = {{1, 0, "", 24, -1},         {5, 0, "highlcd", 24, 13},
+              {5, 1, "lowlcd", 32, 14},   {kLuxSec, 1, "lowlcd", 0, 14},
+              {5, 2, "Lowlcd", 25, -1},   {kLuxSec, 2, "highlcd", 25, 13},
+              {1, 2, "highlcd", 0, 13},   {5, 3, "lowlcd", -1, 0},
+              {5, 0xffffffffu, "", -1, 0}};
+  for (const auto& row : rows) {
     SCOPED_TRACE(std::to_string(row.type) + " " + std::to_string(row.judgeHB) + " " + row.lcd);
     hub->forget();
     log.clear();
@@ -336,7 +328,7 @@ TEST_F(Commands, WithoutAnAnswer) {
       {CALL(setSARreg(kSar, b.i)), 41, 0.25f, 40},
       {CALL(setAlsBacklightLuxCali_api(5, 1, 2, 3)), 2, 0.25f, 40},
   };
-  test::FakeHub::remove();
+  FakeHub::remove();
   for (size_t n = 0; n < rows.size(); ++n) {
     Buffers b;
     EXPECT_EQ(rows[n].call.run(api, b), rows[n].result) << n;
@@ -354,3 +346,4 @@ TEST_F(Commands, WithoutAnAnswer) {
 }
 
 }  // namespace
+}  // namespace test

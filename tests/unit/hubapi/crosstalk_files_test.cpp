@@ -1,19 +1,16 @@
 #include <limits.h>
 
-#include <functional>
-
 #include "device_dir.h"
 #include "hub_test.h"
 
+namespace test {
 namespace {
 
 namespace fs = std::filesystem;
-using Api = SensorCalibrationAPI;
-using test::Lines;
 
 constexpr char kFolder[] = "/mnt/vendor/persist/sensors/";
 
-class CrosstalkFiles : public test::HubTest {
+class CrosstalkFiles : public HubTest {
  protected:
   CrosstalkFiles() { fs::create_directories(file("").parent_path()); }
 
@@ -21,7 +18,7 @@ class CrosstalkFiles : public test::HubTest {
   void write(const std::string& name, const std::string& text) const { device.write(kFolder + name, text); }
   std::string read(const std::string& name) const { return device.read(kFolder + name); }
 
-  const test::DeviceDir device;
+  const DeviceDir device;
 };
 
 constexpr char kCt1[] = "PSensor_ct1.txt";
@@ -47,30 +44,25 @@ TEST_F(CrosstalkFiles, EachMemberHasItsFile) {
 }
 
 TEST_F(CrosstalkFiles, TakesWhatTheScanTakes) {
-  struct Row {
-    const char* text;
-    int result;
-    int value;
-  };
-  for (const Row& row : std::vector<Row>{{"offset=-12", 0, -12},
-                                         {"offset= \t\n+34xyz", 0, 34},
-                                         {"offset=0x10", 0, 0},
-                                         {"offset=2147483647\n", 0, INT_MAX},
-                                         {"offset=2147483648\n", 0, INT_MAX},
-                                         {"offset=99999999999\n", 0, INT_MAX},
-                                         {"offset=-99999999999999999999999\n", 0, INT_MIN},
-                                         {"", -5, 77},
-                                         {"offset=", -5, 77},
-                                         {"offset=abc\n", -5, 77},
-                                         {"offset=- 5\n", -5, 77},
-                                         {"offset=+-5\n", -5, 77},
-                                         {"offset =5\n", -5, 77},
-                                         {" offset=5\n", -5, 77},
-                                         {"Offset=5\n", -5, 77}}) {
-    write(kCt1, row.text);
+  const std::pair<const char*, int> taken[] = {{"offset=-12", -12},
+                                               {"offset= \t\n+34xyz", 34},
+                                               {"offset=0x10", 0},
+                                               {"offset=2147483647\n", INT_MAX},
+                                               {"offset=2147483648\n", INT_MAX},
+                                               {"offset=99999999999\n", INT_MAX},
+                                               {"offset=-99999999999999999999999\n", INT_MIN}};
+  for (const auto& [text, expected] : taken) {
+    write(kCt1, text);
     int value = 77;
-    EXPECT_EQ(api.load_prox_ct1(&value), row.result) << row.text;
-    EXPECT_EQ(value, row.value) << row.text;
+    EXPECT_EQ(api.load_prox_ct1(&value), 0) << text;
+    EXPECT_EQ(value, expected) << text;
+  }
+  int value = 77;
+  for (const char* text :
+       {"", "offset=", "offset=abc\n", "offset=- 5\n", "offset=+-5\n", "offset =5\n", " offset=5\n", "Offset=5\n"}) {
+    write(kCt1, text);
+    EXPECT_EQ(api.load_prox_ct1(&value), -5) << text;
+    EXPECT_EQ(value, 77) << text;
   }
 }
 
@@ -109,42 +101,34 @@ TEST_F(CrosstalkFiles, BehindTheProximityCommands) {
   struct Row {
     const char* name;  // of the file; empty: none is touched
     bool reads;
-    std::function<int(Api&, int*)> call;
+    int (*call)(SensorCalibrationAPI&, int*);
     int failure;        // result with the directory
     int after_failure;  // the caller's value, 40 before, with the directory
-    const char* enter;
-    const char* error;
+    std::string enter;
+    const char* error = "";
   };
+  using Api = SensorCalibrationAPI;
+  const std::string get = "D enter getPrxOffset_api para=", set = "D enter setPrxOffset_api offset=40, para=";
+  const std::string delta = "D enter SensorCalibrationAPI::getProDelta_api offset=40, para=";
   const Row rows[] = {
       {kCt1, true, [](Api& a, int* v) { return a.getPrxOffset_api(v, 0, 1); }, 0, 0,
-       "D enter getPrxOffset_api para=0, offset = 40, supporthwcal 1",
-       "E enter getPrxOffset_api para=0, offset = 40 err -5"},
+       get + "0, offset = 40, supporthwcal 1", "E enter getPrxOffset_api para=0, offset = 40 err -5"},
       {kCt2, true, [](Api& a, int* v) { return a.getPrxOffset_api(v, 3, 0); }, 0, 0,
-       "D enter getPrxOffset_api para=3, offset = 40, supporthwcal 0",
-       "E enter getPrxOffset_api para=3, offset = 40 err -5"},
-      {kCt1, false, [](Api& a, int* v) { return a.setPrxOffset_api(*v, 0, 1); }, 0, 40,
-       "D enter setPrxOffset_api offset=40, para=0, supporthwcal=1",
+       get + "3, offset = 40, supporthwcal 0", "E enter getPrxOffset_api para=3, offset = 40 err -5"},
+      {kCt1, false, [](Api& a, int* v) { return a.setPrxOffset_api(*v, 0, 1); }, 0, 40, set + "0, supporthwcal=1",
        "E enter setPrxOffset_api para=0, offset = 40 err -5"},
-      {kCt2, false, [](Api& a, int* v) { return a.setPrxOffset_api(*v, 3, 7); }, 0, 40,
-       "D enter setPrxOffset_api offset=40, para=3, supporthwcal=7",
+      {kCt2, false, [](Api& a, int* v) { return a.setPrxOffset_api(*v, 3, 7); }, 0, 40, set + "3, supporthwcal=7",
        "E enter setPrxOffset_api para=3, offset = 40 err -5"},
-      {kDelta, true, [](Api& a, int* v) { return a.getProDelta_api(v, 0, 0); }, -5, 40,
-       "D enter SensorCalibrationAPI::getProDelta_api offset=40, para=0, supporthwcal=0",
+      {kDelta, true, [](Api& a, int* v) { return a.getProDelta_api(v, 0, 0); }, -5, 40, delta + "0, supporthwcal=0",
        "E save ct enter setPrxOffset_api para=0, offset = 40 err -5"},
-      {kDelta, true, [](Api& a, int* v) { return a.getProDelta_api(v, 19, 0); }, -5, 40,
-       "D enter SensorCalibrationAPI::getProDelta_api offset=40, para=19, supporthwcal=0",
+      {kDelta, true, [](Api& a, int* v) { return a.getProDelta_api(v, 19, 0); }, -5, 40, delta + "19, supporthwcal=0",
        "E save ct enter setPrxOffset_api para=19, offset = 40 err -5"},
-      {"", true, [](Api& a, int* v) { return a.getProDelta_api(v, 0, 1); }, 0, 40,
-       "D enter SensorCalibrationAPI::getProDelta_api offset=40, para=0, supporthwcal=1", ""},
-      {"", true, [](Api& a, int* v) { return a.getProDelta_api(v, 2, 0); }, 0, 40,
-       "D enter SensorCalibrationAPI::getProDelta_api offset=40, para=2, supporthwcal=0", ""},
-      {kDelta, false, [](Api& a, int* v) { return a.saveProDelta_api(*v, 2, 0); }, -5, 40,
-       "D enter SensorCalibrationAPI::getProDelta_api offset=40, para=2, supporthwcal=0",
+      {"", true, [](Api& a, int* v) { return a.getProDelta_api(v, 0, 1); }, 0, 40, delta + "0, supporthwcal=1"},
+      {"", true, [](Api& a, int* v) { return a.getProDelta_api(v, 2, 0); }, 0, 40, delta + "2, supporthwcal=0"},
+      {kDelta, false, [](Api& a, int* v) { return a.saveProDelta_api(*v, 2, 0); }, -5, 40, delta + "2, supporthwcal=0",
        "E save ct enter setPrxOffset_api para=2, offset = 40 err -5"},
-      {"", false, [](Api& a, int* v) { return a.saveProDelta_api(*v, 0, 0); }, 0, 40,
-       "D enter SensorCalibrationAPI::getProDelta_api offset=40, para=0, supporthwcal=0", ""},
-      {"", false, [](Api& a, int* v) { return a.saveProDelta_api(*v, 2, 1); }, 0, 40,
-       "D enter SensorCalibrationAPI::getProDelta_api offset=40, para=2, supporthwcal=1", ""},
+      {"", false, [](Api& a, int* v) { return a.saveProDelta_api(*v, 0, 0); }, 0, 40, delta + "0, supporthwcal=0"},
+      {"", false, [](Api& a, int* v) { return a.saveProDelta_api(*v, 2, 1); }, 0, 40, delta + "2, supporthwcal=1"},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.enter);
@@ -175,3 +159,4 @@ TEST_F(CrosstalkFiles, BehindTheProximityCommands) {
 }
 
 }  // namespace
+}  // namespace test

@@ -3,14 +3,8 @@
 
 #include "hub_test.h"
 
+namespace test {
 namespace {
-
-using test::bits;
-using test::FakeHub;
-using test::Lines;
-using test::LogCapture;
-using test::message;
-using test::Message;
 
 Message words_of(const _ssc_oem_test_msg& record) {
   Message out;
@@ -58,7 +52,7 @@ TEST(Link, TellsAtConstructionWhetherTheServiceIsThere) {
   FakeHub::remove();
 }
 
-class LinkSend : public test::HubTest {
+class LinkSend : public HubTest {
  protected:
   // Every word differs, and so do the hub's.
   const Message request = message(1, 77, {INT_MIN, -1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, INT_MAX});
@@ -108,3 +102,4 @@ TEST_F(LinkSend, LeavesZerosWhenTheCallNeverAnswers) {
 }
 
 }  // namespace
+}  // namespace test

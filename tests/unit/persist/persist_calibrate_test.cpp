@@ -4,10 +4,10 @@
 
 #include "device_dir.h"
 
+namespace test {
 namespace {
 
 namespace fs = std::filesystem;
-using test::Lines;
 using Rows = std::vector<std::vector<double>>;
 
 constexpr char kFolder[] = "/mnt/vendor/persist/sensors/";
@@ -20,8 +20,8 @@ class PersistCalibrate : public ::testing::Test {
   fs::path file(const std::string& name) const { return device.host_path(kFolder + name); }
   void write(const std::string& name, const std::string& text) const { device.write(kFolder + name, text); }
 
-  const test::DeviceDir device;
-  test::LogCapture log;
+  const DeviceDir device;
+  LogCapture log;
   persistCalibrate persist;
 };
 
@@ -97,3 +97,4 @@ TEST_F(PersistCalibrate, AMissingTableKeepsEarlierRows) {
 }
 
 }  // namespace
+}  // namespace test

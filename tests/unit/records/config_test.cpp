@@ -1,20 +1,14 @@
-#include <gtest/gtest.h>
-
 #include <cmath>
 
 #include "bench_phone.h"
 #include "device_dir.h"
 
+namespace test {
 namespace {
 
-using test::bits;
-using test::Lines;
-using test::message;
-using test::operator+;
-
 TEST(Config, ReadsOneValue) {
-  const test::DeviceDir device;
-  const test::BenchPhone phone;
+  const DeviceDir device;
+  const BenchPhone phone;
   for (const int code : {1, 3, 4, 10, 22}) phone.hub->reply(code, {bits(0.5F), bits(-1.5F), bits(2.5F)});
   phone.hub->reply(6, {30, 40, 50});
   const struct {
@@ -44,25 +38,25 @@ TEST(Config, ReadsOneValue) {
   for (const auto& c : cases) {
     const std::string type = std::to_string(c.type), axis = std::to_string(c.axis);
     phone.hub->forget();
-    const test::LogCapture log;
+    const LogCapture log;
     EXPECT_EQ(phone.cal->sensor_getconfig(c.type, c.axis), c.value) << type << " " << axis;
     const auto sent = phone.hub->sent();
     EXPECT_EQ(sent.size(), c.code < 0 ? 0U : 1U);
-    for (const test::Message& m : sent) EXPECT_EQ((std::vector{m[0], m[1]}), (std::vector{c.type, c.code}));
+    for (const Message& m : sent) EXPECT_EQ((std::vector{m[0], m[1]}), (std::vector{c.type, c.code}));
     Lines expected = {"I sensor_getconfig: enter type=" + type};
     if (c.failure != nullptr) expected.push_back(c.failure);
     if (c.axis < 0 || c.axis > 2) expected.push_back("E getconfig fail type=-10, ret=" + axis);
     if (c.answered) {
       expected.push_back("E sensor_getconfig type=" + type + ", offset[" + axis + "]=" + std::to_string(c.value));
     }
-    Lines lines = test::library_lines(log);
+    Lines lines = library_lines(log);
     std::erase_if(lines, [](const std::string& line) { return line.find("prox") != std::string::npos; });  // the probes
     EXPECT_EQ(lines, expected);
   }
 }
 
 TEST(Config, DependsOnTheDefaultSensors) {
-  const test::DeviceDir device;
+  const DeviceDir device;
   device.write("/mnt/vendor/persist/sensors/PSensor_ct2.txt", "offset=22\n");
   const struct {
     std::string prox, light;  // the chips; empty: not listed, so that the probe fails
@@ -76,11 +70,11 @@ TEST(Config, DependsOnTheDefaultSensors) {
       {"", "", 22, "-3", ""},  // a probe that fails counts as such a part
   };
   for (const auto& c : cases) {
-    const test::BenchPhone phone({test::sensor(c.prox.empty() ? 1 : 8, 1, c.prox.c_str()),
-                                  test::sensor(c.light.empty() ? 1 : 5, 2, c.light.c_str())});
+    const BenchPhone phone(
+        {sensor(c.prox.empty() ? 1 : 8, 1, c.prox.c_str()), sensor(c.light.empty() ? 1 : 5, 2, c.light.c_str())});
     phone.hub->reply(6, {30, 40, 50});
     phone.hub->reply(10, {bits(1.25F)});
-    test::LogCapture log;
+    LogCapture log;
     for (const int axis : {0, 1}) {
       log.clear();
       EXPECT_EQ(phone.cal->sensor_getconfig(8, axis), axis == 0 ? c.crosstalk : 40.0);
@@ -95,7 +89,7 @@ TEST(Config, DependsOnTheDefaultSensors) {
 }
 
 TEST(Config, ReadsAnArray) {
-  const test::BenchPhone phone;
+  const BenchPhone phone;
   phone.hub->reply(31, {7, bits(1.5F), bits(2.5F)});
   phone.hub->reply(4, {0, bits(1.5F), bits(2.5F)});
   const struct {
@@ -121,30 +115,29 @@ TEST(Config, ReadsAnArray) {
     phone.hub->forget();
     host::force_property("persist.vendor.goodix.cct_support", c.goodix);
     float values[10] = {-1, -1};
-    const test::LogCapture log;
+    const LogCapture log;
     EXPECT_EQ(phone.cal->sensor_getconfig(c.type, values, c.length), c.result) << type;
-    const test::Message request = message(c.type, c.code, {bits(static_cast<float>(c.length))});
-    EXPECT_EQ(phone.hub->sent(), c.code < 0 ? std::vector<test::Message>() : std::vector{request});
+    const Message request = message(c.type, c.code, {bits(static_cast<float>(c.length))});
+    EXPECT_EQ(phone.hub->sent(), c.code < 0 ? std::vector<Message>() : std::vector{request});
     EXPECT_EQ(values[1], c.code < 0 || c.length < 0 ? -1.0F : 2.5F);
     Lines expected = {"I sensor_getconfig: sensor_getconfig enter type=" + type +
                       ", length=" + std::to_string(c.length)};
     if (c.line != nullptr) expected.push_back(c.line);
     if (c.result > 0) expected.push_back("E getLuxChannelScale_api fail type=" + type + ", ret=7");
-    EXPECT_EQ(test::library_lines(log), expected);
+    EXPECT_EQ(library_lines(log), expected);
   }
 }
 
 TEST(Config, CollectData) {
-  const test::BenchPhone phone;
+  const BenchPhone phone;
   for (const bool answers : {true, false}) {
     phone.hub->reply(0, {bits(-7.9F)});
     phone.hub->transport_fails = !answers;
-    const test::LogCapture log;
+    const LogCapture log;
     EXPECT_EQ(phone.cal->collectData(), answers ? -7 : 1);  // without an answer: the request's own word
-    EXPECT_EQ(
-        test::library_lines(log),
-        (Lines{"E qvx SensorCalibration::collectData \n", "E log in sensor_collectData \n",
-               answers ? "E qvx collectData return is -7.900000 \n" : "E qvx collectData return is 1.000000 \n"}));
+    EXPECT_EQ(library_lines(log), (Lines{"E qvx SensorCalibration::collectData \n", "E log in sensor_collectData \n",
+                                         answers ? "E qvx collectData return is -7.900000 \n"
+                                                 : "E qvx collectData return is 1.000000 \n"}));
     EXPECT_EQ(phone.hub->sent().back(), message(0, 0, {bits(1), bits(-10)}));
   }
   phone.hub->transport_fails = false;
@@ -163,3 +156,4 @@ TEST(Config, WithoutServicesEveryQueryFails) {
 }
 
 }  // namespace
+}  // namespace test

@@ -1,24 +1,22 @@
-#include <gtest/gtest.h>
-
 #include "bench_phone.h"
 #include "device_dir.h"
 
+namespace test {
 namespace {
 
 using namespace std::string_literals;
-using test::Lines;
 using Row = std::vector<std::string>;
 using Rows = std::vector<Row>;
 
 TEST(JudgeTable, KeepsTheLinesWhoseChipIsPresent) {
-  const test::DeviceDir device;
-  const test::BenchPhone phone({test::sensor(1, 1, "lsm6dso Acc"), test::sensor(5, 2, "tcs\r3701")});
+  const DeviceDir device;
+  const BenchPhone phone({sensor(1, 1, "lsm6dso Acc"), sensor(5, 2, "tcs\r3701")});
   const Lines start = {"E get_judge_calibrated: start matching anajson with found sensor"};
   judge_calibrated = {{"stale"}};
-  test::LogCapture log;
+  LogCapture log;
   phone.cal->get_judge_calibrated();
   EXPECT_EQ(judge_calibrated, Rows());
-  EXPECT_EQ(test::library_lines(log), test::operator+(start, {"I open file fail !!\n"}));
+  EXPECT_EQ(library_lines(log), operator+(start, {"I open file fail !!\n"}));
 
   // Dropped: another chip, another case, a carriage return that is no part of a name, more than the name holds.
   // Kept: a chip named by the last field alone, wherever it lies, and up to a NUL; a line whose last field is empty.
@@ -37,11 +35,11 @@ TEST(JudgeTable, KeepsTheLinesWhoseChipIsPresent) {
   EXPECT_EQ(judge_calibrated, kept);
   const Lines each(11, "I open anajson file success!!\n");
   const Lines end = {"I close file success,judge_calibrated json struct has been got !\n"};
-  EXPECT_EQ(test::library_lines(log), test::operator+(test::operator+(start, each), end));
+  EXPECT_EQ(library_lines(log), operator+(operator+(start, each), end));
 }
 
 TEST(JudgeTable, ParseStrChoosesTheRow) {
-  const test::BenchPhone phone;
+  const BenchPhone phone;
   judge_calibrated = {{"Acc", "p", "f", "1", "c"},    {"Acc", "two", "f", "2", "c"}, {},
                       {"Acc", "short", "f", "1"},     {"Acc", "q", "f", "1", "c"},   {"Lux", "..a.", "f", "0", "c"},
                       {"Acc", "two b", "f", "2", "c"}};
@@ -62,11 +60,12 @@ TEST(JudgeTable, ParseStrChoosesTheRow) {
       {6, 0, 0, {""}},
   };
   for (const auto& c : cases) {
-    const test::LogCapture log;
+    const LogCapture log;
     EXPECT_EQ(phone.cal->ParseStr(c.type, c.mode, c.index), c.expected) << c.type << " " << c.mode << " " << c.index;
     const Lines invalid = {"I ParseStr judge_calibrated struct is invalid!\n"};
-    EXPECT_EQ(test::library_lines(log), c.expected.empty() ? invalid : Lines());
+    EXPECT_EQ(library_lines(log), c.expected.empty() ? invalid : Lines());
   }
 }
 
 }  // namespace
+}  // namespace test

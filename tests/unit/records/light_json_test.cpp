@@ -1,5 +1,4 @@
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <json/json.h>
 #include <sys/mman.h>
 #include <unistd.h>

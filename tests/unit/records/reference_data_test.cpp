@@ -1,10 +1,9 @@
-#include <gtest/gtest.h>
-
 #include <chrono>
 
 #include "bench_phone.h"
 #include "device_dir.h"
 
+namespace test {
 namespace {
 
 using namespace std::string_literals;
@@ -14,8 +13,8 @@ using Lists = std::vector<Texts>;
 constexpr char kFile[] = "/vendor/etc/sensors/reference.json";
 
 TEST(ReferenceData, TakesTheTextsOfTheSection) {
-  const test::DeviceDir device;
-  const test::BenchPhone phone;
+  const DeviceDir device;
+  const BenchPhone phone;
   judge_calibrated = {{"Acc", "k", kFile, "0", "c"}};
   const struct {
     std::string text;
@@ -34,9 +33,9 @@ TEST(ReferenceData, TakesTheTextsOfTheSection) {
   };
   for (const auto& c : cases) {
     device.write(kFile, c.text);
-    const test::LogCapture log;
+    const LogCapture log;
     EXPECT_EQ(phone.cal->GetSensorJsonData(c.keys, 1, 0), (Lists{c.ver, c.data})) << c.text;
-    EXPECT_EQ(test::library_lines(log), test::Lines{"I open config/sensor.json file success!\n"});
+    EXPECT_EQ(library_lines(log), Lines{"I open config/sensor.json file success!\n"});
   }
   // A line with many matches is searched once, not once a match, which would take hours.
   std::string line;
@@ -48,8 +47,8 @@ TEST(ReferenceData, TakesTheTextsOfTheSection) {
 }
 
 TEST(ReferenceData, ChoosesTheFile) {
-  const test::DeviceDir device;
-  const test::BenchPhone phone;
+  const DeviceDir device;
+  const BenchPhone phone;
   for (const char* name : {"0", "1", "2"}) device.write("/"s + name, "ver  \""s + name + "\"");
   judge_calibrated = {{"Lux", "k", "/0", "1"},      {"Lux", "k", "/1", "1", "c"}, {"Lux", "k", "/9", "1", "c"},
                       {"Lux", "k", "/2", "2", "c"}, {"Acc", "k", "/0", "0", "c"}, {"Acc", "k", "/none", "1", "c"},
@@ -66,10 +65,11 @@ TEST(ReferenceData, ChoosesTheFile) {
                {1, 3, opened, {{"0"}, {}}}, {5, 0, invalid, {}},         {1, 1, missing, {}},
                {1, 2, missing, {}},         {6, 0, missing, {}},         {4, 3, invalid, {}}};
   for (const auto& c : cases) {
-    const test::LogCapture log;
+    const LogCapture log;
     EXPECT_EQ(phone.cal->GetSensorJsonData({""}, c.type, c.mode), c.expected) << c.type << " " << c.mode;
-    EXPECT_EQ(test::library_lines(log), test::Lines{c.line});
+    EXPECT_EQ(library_lines(log), Lines{c.line});
   }
 }
 
 }  // namespace
+}  // namespace test

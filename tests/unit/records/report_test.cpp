@@ -1,15 +1,10 @@
-#include <gtest/gtest.h>
-
 #include <cmath>
 
 #include "bench_phone.h"
 #include "device_dir.h"
 
+namespace test {
 namespace {
-
-using test::bits;
-using test::Lines;
-using test::message;
 
 constexpr char kFlags[] = "persist.vendor.sensor.cali_sensor";
 constexpr char kGoodix[] = "persist.vendor.goodix.cct_support";
@@ -26,7 +21,7 @@ Words words(std::initializer_list<float> values) {
 }
 
 TEST(Report, JudgesEachPosition) {
-  const test::BenchPhone phone;
+  const BenchPhone phone;
   host::force_property(kUnderDisplay, "1");
   const struct {
     size_t position;
@@ -59,7 +54,7 @@ TEST(Report, JudgesEachPosition) {
 }
 
 TEST(Report, FlagsComeOneCharacterEach) {
-  const test::BenchPhone phone;
+  const BenchPhone phone;
   const struct {
     const char* flags;
     const char* under_display;
@@ -78,43 +73,41 @@ TEST(Report, FlagsComeOneCharacterEach) {
 }
 
 TEST(Report, AsksInOrderAndLogsItsVerdict) {
-  const test::BenchPhone phone;
+  const BenchPhone phone;
   host::force_property(kFlags, "111111111111");
   host::force_property(kGoodix, "yes");
-  phone.hub->on(38, [](const test::Message& request, test::Message* reply) {
+  phone.hub->on(38, [](const Message& request, Message* reply) {
     (*reply)[2] = request[2] == bits(3) ? 0 : request[2];  // the third dark value is missing
   });
   phone.hub->reply(4, {0, 0, bits(0.5F)});  // the pressure after it is judged on one value alone
-  test::LogCapture log;
+  LogCapture log;
   EXPECT_EQ(phone.cal->GetCalibrated(), "001001110111");
-  const std::vector<test::Message> sent = {
-      message(1, 1),
-      message(4, 3),
-      message(5, 10),
-      message(8, 6, {-1, 0, -1}),
-      message(8, 6, {0, -1, -1}),
-      message(5, 38, {bits(1)}),
-      message(5, 38, {bits(2)}),
-      message(5, 38, {bits(3)}),
-      message(33171055, 10),
-      message(33171015, 4, {bits(5)}),
-      message(33171016, 4, {bits(5)}),
-      message(6, 22),
-      message(33171089, 31, {bits(5)}),
-      message(33171057, 31, {bits(5)}),
-      message(33171007, 31, {bits(5)}),
-  };
+  const std::vector<Message> sent = {message(1, 1),
+                                     message(4, 3),
+                                     message(5, 10),
+                                     message(8, 6, {-1, 0, -1}),
+                                     message(8, 6, {0, -1, -1}),
+                                     message(5, 38, {bits(1)}),
+                                     message(5, 38, {bits(2)}),
+                                     message(5, 38, {bits(3)}),
+                                     message(33171055, 10),
+                                     message(33171015, 4, {bits(5)}),
+                                     message(33171016, 4, {bits(5)}),
+                                     message(6, 22),
+                                     message(33171089, 31, {bits(5)}),
+                                     message(33171057, 31, {bits(5)}),
+                                     message(33171007, 31, {bits(5)})};
   EXPECT_EQ(phone.hub->sent(), sent);
-  EXPECT_EQ(test::library_lines(log),
+  EXPECT_EQ(library_lines(log),
             (Lines{"I GetCalibrated: enter sensor_GetCalibrated", "E GetCalibrated:  dark cali data miss =3",
                    "E anajson als_strm add 1\n", "I GetCalibrated calibrated result out string = 001001110111\n"}));
 
   // Without a service a read gives back its own request: the dark values then look measured, and an element count reads
   // as a failure. The failure lines name types that are not always those asked for.
-  test::FakeHub::remove();
+  FakeHub::remove();
   log.clear();
   EXPECT_EQ(phone.cal->GetCalibrated(), "001011000111");
-  EXPECT_EQ(test::library_lines(log),
+  EXPECT_EQ(library_lines(log),
             (Lines{"I GetCalibrated: enter sensor_GetCalibrated", "E GetCalibrated:   dark cali had done ret=7",
                    "E getSAROffset_api fail type=33171015, ret=1084227584",
                    "E getSAROffset_api fail type=33171015, ret=1084227584",
@@ -125,3 +118,4 @@ TEST(Report, AsksInOrderAndLogsItsVerdict) {
 }
 
 }  // namespace
+}  // namespace test
