@@ -42,13 +42,6 @@ elif kind == 'DIES':
 elif kind == 'HANGS':
     sys.stdin.readline()
     ends('passed', 0)
-elif kind == 'GARBAGE':
-    while True:
-        print('\x1b]0;owned\x07 <b>garbage</b>')
-elif kind == 'OTHER':
-    record['serial'] = 'A2'
-elif kind == 'OLD':
-    record['id'] = json.load(open('record.json'))['id']
 elif kind == 'LIES':
     say('record', exit_code=0, record=record)
     sys.exit(1)

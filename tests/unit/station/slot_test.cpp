@@ -28,12 +28,20 @@ class StationSlot : public testing::Test {
   }
 
   Json::Value state() const { return slot_.to_json(pace_); }
+  std::string problem() const { return state()["problem"]["text"].asString(); }
 
   const record::Run& ends(const RunnerEnd& how) {
     const record::Run& out = slot_.end(how);
     EXPECT_TRUE(state()["verdict"].isNull());
     slot_.show();
     return out;
+  }
+
+  const record::Run& expect_error(const std::string& why) {
+    const record::Run& ended = ends({0, "", ""});
+    EXPECT_EQ(ended.outcome, Outcome::error) << why;
+    EXPECT_THAT(problem(), ::testing::HasSubstr(why));
+    return ended;
   }
 
   // A run of one step.
@@ -79,15 +87,12 @@ class StationSlot : public testing::Test {
 
 TEST_F(StationSlot, FollowsItsRunner) {
   using Heard = Slot::Heard;
+  const auto changes = [&](const char* event) { EXPECT_EQ(slot_.hear(event), Heard::change) << event; };
   EXPECT_EQ(state()["phase"], "starting");
-  EXPECT_EQ(slot_.hear(R"({"event": "begun", "steps": 2})"), Heard::change);
-  EXPECT_EQ(slot_.hear(R"({"event": "begins", "step": 1, "attempt": 2, "name": "set up", "kind": "fixture"})"),
-            Heard::change);
-  EXPECT_EQ(slot_.hear(R"({"event": "warns", "step": 1, "text": "cannot be undone"})"), Heard::change);
-  EXPECT_EQ(
-      slot_.hear(
-          R"({"event": "prompt", "prompt": 3, "step": 1, "settings": {"up": "flat"}, "instructions": ["Lay it"]})"),
-      Heard::change);
+  changes(R"({"event": "begun", "steps": 2})");
+  changes(R"({"event": "begins", "step": 1, "attempt": 2, "name": "set up", "kind": "fixture"})");
+  changes(R"({"event": "warns", "step": 1, "text": "cannot be undone"})");
+  changes(R"({"event": "prompt", "prompt": 3, "step": 1, "settings": {"up": "flat"}, "instructions": ["Lay it"]})");
   EXPECT_EQ(state()["phase"], "running");
   EXPECT_EQ(state()["attempt"], 2);
   EXPECT_EQ(state()["warns"], "cannot be undone");
@@ -99,18 +104,15 @@ TEST_F(StationSlot, FollowsItsRunner) {
   for (const char* code : {"left-1-7-3", "left-1-6-1"}) EXPECT_TRUE(slot_.was_prompt_code(code));
   for (const char* code : {"left-1-7", "left-1-7-", "left-1--3", "left-1-7-3x", "left-1-7-3-1", "7-3", "A1"})
     EXPECT_FALSE(slot_.was_prompt_code(code)) << code;
-  EXPECT_EQ(
-      slot_.hear(
-          R"({"event": "begins", "step": 2, "attempt": 1, "name": "calibrate Acc", "kind": "calibrate", "tag": "Acc"})"),
-      Heard::change);
+  changes(
+      R"({"event": "begins", "step": 2, "attempt": 1, "name": "calibrate Acc", "kind": "calibrate", "tag": "Acc"})");
   EXPECT_TRUE(state()["warns"].isNull());
   EXPECT_EQ(slot_.hear(R"({"event": "sample", "step": 2, "tag": "Acc", "values": [1, "nan", 3], "restarts": 1})"),
             Heard::sample);
   EXPECT_EQ(json_line(slot_.live(pace_)["values"]), "[1,null,3]");
-  EXPECT_EQ(slot_.hear(R"({"event": "ended", "step": 2, "verdict": "failed", "reasons": [{"text": "x is outside"}]})"),
-            Heard::change);
+  changes(R"({"event": "ended", "step": 2, "verdict": "failed", "reasons": [{"text": "x is outside"}]})");
   EXPECT_EQ(state()["failing"]["name"], "calibrate Acc");
-  EXPECT_EQ(slot_.hear(R"({"event": "ended", "step": 2, "verdict": "passed"})"), Heard::change);
+  changes(R"({"event": "ended", "step": 2, "verdict": "passed"})");
   EXPECT_TRUE(state()["failing"].isNull());
   // A calibration may end after the next step began.
   slot_.hear(R"({"event": "begins", "step": 3, "attempt": 1, "name": "verify Gyr", "kind": "verify", "tag": "Gyr"})");
@@ -133,63 +135,36 @@ TEST_F(StationSlot, FollowsItsRunner) {
 TEST_F(StationSlot, BelievesAVerdictThatFits) {
   const struct {
     std::string line;
-    RunnerEnd end;
+    int code;
     Outcome outcome;
     const char* problem;
   } rows[] = {
-      {record_line(Outcome::passed, 0), {0, "", ""}, Outcome::passed, ""},
-      {record_line(Outcome::passed, 3), {3, "", ""}, Outcome::passed, ""},  // a file of the phone's was not delivered
-      {record_line(Outcome::passed, 0, ""), {0, "", ""}, Outcome::passed, ""},
-      {record_line(Outcome::failed, 1), {1, "", ""}, Outcome::failed, ""},
-      {record_line(Outcome::aborted, 130), {130, "", ""}, Outcome::aborted, ""},
-      {record_line(Outcome::passed, 0),
-       {1, "", ""},
-       Outcome::error,
-       "the record says passed with exit code 0, the runner ended with 1"},
-      {record_line(Outcome::passed, 1),
-       {1, "", ""},
-       Outcome::error,
-       "the record says passed with exit code 1, the runner ended with 1"},
-      {record_line(Outcome::failed, 1),
-       {0, "", ""},
-       Outcome::error,
-       "the record says failed with exit code 1, the runner ended with 0"},
-      {record_line(Outcome::passed, 0),
-       {-1, "ended by a signal", "oh"},
-       Outcome::error,
-       "ended by a signal. Its last words: oh"},
-      {record_line(Outcome::passed, 0, "A2"),
-       {0, "", ""},
-       Outcome::error,
-       "the record is of serial number A2, not of A1"},
-      {record_line(Outcome::passed, 0, "A1", "other"),
-       {0, "", ""},
-       Outcome::error,
-       "the record is of another plan than p.json"},
-      {R"({"event": "record", "exit_code": 0, "record": {"schema": "sensorcal.run/9"}})",
-       {0, "", ""},
-       Outcome::error,
+      {record_line(Outcome::passed, 0), 0, Outcome::passed, ""},
+      {record_line(Outcome::passed, 3), 3, Outcome::passed, ""},  // a file of the phone's was not delivered
+      {record_line(Outcome::passed, 0, ""), 0, Outcome::passed, ""},
+      {record_line(Outcome::failed, 1), 1, Outcome::failed, ""},
+      {record_line(Outcome::aborted, 130), 130, Outcome::aborted, ""},
+      {record_line(Outcome::passed, 0), 1, Outcome::error, "passed with exit code 0, the runner ended with 1"},
+      {record_line(Outcome::passed, 1), 1, Outcome::error, "passed with exit code 1, the runner ended with 1"},
+      {record_line(Outcome::failed, 1), 0, Outcome::error, "failed with exit code 1, the runner ended with 0"},
+      {record_line(Outcome::passed, 0), -1, Outcome::error, "ended by a signal. Its last words: adb: gone"},
+      {record_line(Outcome::passed, 0, "A2"), 0, Outcome::error, "the record is of serial number A2, not of A1"},
+      {record_line(Outcome::passed, 0, "A1", "other"), 0, Outcome::error, "the record is of another plan than p.json"},
+      {R"({"event": "record", "exit_code": 0, "record": {"schema": "sensorcal.run/9"}})", 0, Outcome::error,
        "its record cannot be read"},
-      {R"({"event": "record", "exit_code": 0})", {0, "", ""}, Outcome::error, "its record cannot be read"},
-      {R"({"event": "refused", "exit_code": 2, "text": "no such plan"})",
-       {2, "", "sensorcal: no such plan"},
-       Outcome::error,
-       "no such plan"},
-      {"",
-       {0, "", "adb: gone"},
-       Outcome::error,
-       "the runner ended without a record, with exit code 0. Its last words: adb: gone"},
+      {R"({"event": "record", "exit_code": 0})", 0, Outcome::error, "its record cannot be read"},
+      {R"({"event": "refused", "exit_code": 2, "text": "no such plan"})", 2, Outcome::error, "no such plan"},
+      {"", 0, Outcome::error, "the runner ended without a record, with exit code 0. Its last words: adb: gone"},
   };
-  for (const auto& [line, end, outcome, problem] : rows) {
+  for (const auto& [line, code, outcome, why] : rows) {
     run("passed", line);
-    const record::Run& run = ends(end);
+    const record::Run& run = ends({code, code < 0 ? "ended by a signal" : "", "adb: gone"});
     EXPECT_EQ(run.outcome, outcome) << line;
     EXPECT_EQ(run.serial, "A1");
     EXPECT_EQ(state()["verdict"], outcome_name(outcome));
-    EXPECT_NE(state()["problem"]["text"].asString().find(problem), std::string::npos)
-        << state()["problem"]["text"].asString();
-    EXPECT_EQ(state()["problem"].isNull(), *problem == '\0');
-    EXPECT_EQ(run.remarks.empty(), *problem == '\0');
+    EXPECT_THAT(problem(), ::testing::HasSubstr(why));
+    EXPECT_EQ(state()["problem"].isNull(), *why == '\0');
+    EXPECT_EQ(run.remarks.empty(), *why == '\0');
   }
   // What the record of another phone measured is not this one's.
   slot_.begin(ordered_);
@@ -202,72 +177,53 @@ TEST_F(StationSlot, BelievesAVerdictThatFits) {
   EXPECT_EQ(state()["failing"]["hints"][0]["text"], "try again");
 }
 
-// A runner that says passed of a run that did not is broken, and its phone has not passed.
-TEST_F(StationSlot, BelievesNoPassThatItsStepsDeny) {
-  const std::string passed = record_line(Outcome::passed, 0);
-  const auto with = [&](const std::string& part, const std::string& instead, size_t nth = 0) {
-    std::string out = passed;
-    size_t at = out.find(part);
-    for (; nth > 0; --nth) at = out.find(part, at + 1);
-    return out.replace(at, part.size(), instead);
-  };
-  const auto ends_with = [&](const char* problem) {
-    EXPECT_EQ(ends({0, "", ""}).outcome, Outcome::error) << problem;
-    EXPECT_NE(state()["problem"]["text"].asString().find(problem), std::string::npos)
-        << state()["problem"]["text"].asString();
-  };
-  run("failed", passed);
-  ends_with("step 1, calibrate Acc, is passed in it and was failed");
-  // Of the attempt, its step and the run.
-  run("passed", with(R"("verdict":"passed")", R"("verdict":"failed")", 1));
-  ends_with("the record says");
-  run("passed", with(R"("verdict":"passed")", R"("verdict":"failed")"));
-  ends_with("the record says passed, and the last attempt at step 1, calibrate Acc, is failed");
-  run("passed", with(R"("index":1)", R"("index":2)"));
-  ends_with("is number 2 in it");
-  run("passed", with("calibrate Acc", "calibrate Gyr"));
-  ends_with("step 1, calibrate Gyr, is number 1 in it and was told as \"calibrate Acc\"");
-  slot_.begin(ordered_);
-  slot_.hear(passed);
-  ends_with("the record says passed with 1 steps of 0");
-  run("passed", passed);
-  slot_.hear(passed);
-  ends_with("it went on after its record");
-  run("passed", passed);
-  slot_.hear("and this");
-  ends_with("it went on after its record");
-  run("passed", with(R"("kind":"")", R"("kind":"verify")"));
-  ends_with("is \"verify \" in it and was told as \" \"");
-  // What nobody ordered is not the run's, and its plan's name is that of its bytes.
-  plan_.name = "small";
-  run("passed", with(R"("serial":"A1")", R"("serial":"A1","lot":"golden")"));
-  const record::Run& kept = ends({0, "", ""});
-  EXPECT_EQ(std::string(outcome_name(kept.outcome)) + kept.lot + kept.plan.name, "passedsmall");
-}
-
-// What was kept of another run says nothing of this one, whosever phone it was; clocks tell nothing.
-TEST_F(StationSlot, BelievesNoRecordOfAnotherRun) {
+// A runner that says passed of a run that did not is broken, and its phone has not passed. What was kept of another run
+// says nothing of this one, whosever phone it was; clocks tell nothing.
+TEST_F(StationSlot, BelievesNoPassThatItsRunDenies) {
   const std::string passed = record_line(Outcome::passed, 0);
   const struct {
     const char* part;
     const char* instead;
     const char* problem;
+    size_t nth = 0;
   } rows[] = {
+      // Of the attempt, and of its step.
+      {R"("verdict":"passed")", R"("verdict":"failed")",
+       "passed, and the last attempt at step 1, calibrate Acc, is failed"},
+      {R"("verdict":"passed")", R"("verdict":"failed")", "the record says", 1},
+      {R"("index":1)", R"("index":2)", "is number 2 in it"},
+      {"calibrate Acc", "calibrate Gyr", "step 1, calibrate Gyr, is number 1 in it and was told as \"calibrate Acc\""},
+      {R"("kind":"")", R"("kind":"verify")", "is \"verify \" in it and was told as \" \""},
       {"000000000001\"", "000000000002\"", "the record is of another run, 019a1b2c-0000-7000-8000-000000000002"},
       {"019a1b2c-0000-7000-8000-000000000001", "", "the record has no id"},
       {R"("station":"")", R"("station":"line-4")", "the record is of station line-4, not of line-3"},
       {R"("operator":"")", R"("operator":"Wu")", "the record is of operator Wu, not of Li Na"},
       {R"("seconds":0.0,"serial")", R"("seconds":9.0,"serial")", "the record is of 9 s, and the run took 0 s"}};
-  for (const auto& [part, instead, problem] : rows) {
+  for (const auto& [part, instead, why, nth] : rows) {
     std::string line = passed;
-    ASSERT_NE(line.find(part), std::string::npos) << part << line;
-    run("passed", line.replace(line.find(part), strlen(part), instead));
-    const record::Run& ended = ends({0, "", ""});
-    EXPECT_EQ(ended.outcome, Outcome::error) << problem;
+    size_t at = line.find(part);
+    for (size_t i = 0; i < nth; ++i) at = line.find(part, at + 1);
+    run("passed", line.replace(at, strlen(part), instead));
+    const record::Run& ended = expect_error(why);
     EXPECT_EQ(ended.id + ended.station + ended.operator_name, std::string(kId) + "line-3Li Na");
-    EXPECT_NE(state()["problem"]["text"].asString().find(problem), std::string::npos)
-        << state()["problem"]["text"].asString();
   }
+  run("failed", passed);
+  expect_error("step 1, calibrate Acc, is passed in it and was failed");
+  slot_.begin(ordered_);
+  slot_.hear(passed);
+  expect_error("the record says passed with 1 steps of 0");
+  for (const char* more : {passed.c_str(), "and this"}) {
+    run("passed", passed);
+    slot_.hear(more);
+    expect_error("it went on after its record");
+  }
+  // What nobody ordered is not the run's, and its plan's name is that of its bytes.
+  plan_.name = "small";
+  std::string line = passed;
+  const std::string serial = R"("serial":"A1")";
+  run("passed", line.replace(line.find(serial), serial.size(), serial + R"(,"lot":"golden")"));
+  const record::Run& kept = ends({0, "", ""});
+  EXPECT_EQ(std::string(outcome_name(kept.outcome)) + kept.lot + kept.plan.name, "passedsmall");
 }
 
 // Runs are ordered by their times, and phones on a line have any.
