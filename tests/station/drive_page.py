@@ -186,6 +186,11 @@ class Page(unittest.TestCase):
                 self.until_verdict(verdict, serial)
                 self.assertEqual(verdict, self.js('document.body.dataset.verdict'))
                 self.assertEqual(word, self.text('.verdict'))
+                if verdict == 'failed':
+                    failing = self.alone.state()['slots'][0]['failing']
+                    self.assertEqual(f'Step {failing["step"]}: {failing["name"]}', self.text('.failing'))
+                    self.assertIn(failing['reasons'][0]['text'], self.text('.why'))
+                    self.assertIn(failing['hints'][0]['text'], self.text('.try'))
                 self.check_fit()
         self.assertIn("device '<b>R58M</b>' not found", self.text('.why'))
         self.assertTrue(self.text('.try'))
@@ -198,15 +203,6 @@ class Page(unittest.TestCase):
         self.until_verdict('error', 'GONE1')
         self.type(Keys.ENTER)
         self.until_verdict('error', 'GONE1')
-
-    def test_why_a_phone_failed(self):
-        self.open(self.alone)
-        self.scan('BAD2')
-        self.until_verdict('failed', 'BAD2')
-        [slot] = self.alone.state()['slots']
-        self.assertEqual(f'Step {slot["failing"]["step"]}: {slot["failing"]["name"]}', self.text('.failing'))
-        self.assertIn(slot['failing']['reasons'][0]['text'], self.text('.why'))
-        self.assertIn(slot['failing']['hints'][0]['text'], self.text('.try'))
 
     def test_prompt(self):
         self.open(self.alone)
