@@ -25,47 +25,37 @@ std::vector<std::string> verdicts(const Station::Ran& ran) {
 constexpr char kPasses[] = R"({"probe": "tof", "expect": true})";
 constexpr char kFails[] = R"({"probe": "tof", "expect": false})";
 
-TEST(PlanFlow, StopsOrGoesOnAsThePlanSays) {
+TEST(PlanFlow, StopsOrGoesOnAsThePlanAndTheOrderSay) {
   const std::string passes = kPasses;
   const std::string fails = kFails;
   const std::string fails_on = R"({"probe": "tof", "expect": false, "on_failure": "go on"})";
+  const std::string other_chip = R"({"calibrate": "Prx", "param": 5, "repeat": 3, "on_failure": "go on"})";
   const struct {
     std::string steps;
     std::vector<std::string> verdicts;
+    bool stop_on_failure = false;
   } kRows[] = {
       {passes + "," + passes, {"passed 1", "passed 1"}},
       {fails + "," + passes, {"failed 1", "skipped 0"}},
       {fails_on + "," + passes, {"failed 1", "passed 1"}},
+      {fails_on + "," + passes, {"failed 1", "skipped 0"}, true},
       // A group is tried as a whole, and every attempt is kept.
       {R"({"group": "g", "repeat": 3, "steps": [)" + passes + "," + fails + "," + passes + "]}," + passes,
        {"passed 3", "failed 3", "skipped 0", "skipped 0"}},
       {R"({"group": "g", "repeat": 2, "on_failure": "go on", "steps": [)" + fails_on + "," + passes + "]}," + passes,
        {"failed 2", "passed 2", "passed 1"}},
+      {R"({"group": "g", "repeat": 2, "on_failure": "go on", "steps": [)" + fails_on + "," + passes + "]}," + passes,
+       {"failed 2", "skipped 0", "skipped 0"},
+       true},
       {R"({"probe": "tof", "expect": false, "repeat": 4, "on_failure": "go on"})", {"failed 4"}},
+      // Chips stay what they are: neither the step nor its group is tried again, the rest of the group runs.
+      {R"({"group": "g", "repeat": 3, "steps": [)" + other_chip + "," + passes + "]}", {"error 1", "passed 1"}},
   };
   for (const auto& row : kRows) {
     Station station;
+    station.order.stop_on_failure = row.stop_on_failure;
     EXPECT_EQ(verdicts(station.run(row.steps)), row.verdicts) << row.steps;
   }
-}
-
-TEST(PlanFlow, MayBeToldToStop) {
-  const std::string passes = kPasses;
-  const std::string fails_on = R"({"probe": "tof", "expect": false, "on_failure": "go on"})";
-  Station station;
-  station.order.stop_on_failure = true;
-  EXPECT_EQ(verdicts(station.run(fails_on + "," + passes)), (std::vector<std::string>{"failed 1", "skipped 0"}));
-  EXPECT_EQ(verdicts(station.run(R"({"group": "g", "repeat": 2, "on_failure": "go on", "steps": [)" + passes + "," +
-                                 fails_on + "," + passes + "]}," + passes)),
-            (std::vector<std::string>{"passed 2", "failed 2", "skipped 0", "skipped 0"}));
-}
-
-// Chips and fixtures stay what they are: neither the step nor its group is tried again, the rest of the group runs.
-TEST(PlanFlow, WhatCannotComeOutOtherwiseIsNotTriedAgain) {
-  const std::string other_chip = R"({"calibrate": "Prx", "param": 5, "repeat": 3, "on_failure": "go on"})";
-  Station station;
-  EXPECT_EQ(verdicts(station.run(R"({"group": "g", "repeat": 3, "steps": [)" + other_chip + "," + kPasses + "]}")),
-            (std::vector<std::string>{"error 1", "passed 1"}));
 }
 
 TEST(PlanFlow, ASecondAttemptMayPass) {
