@@ -87,11 +87,7 @@ const Statements kVersion4 = {
     "ALTER TABLE run ADD COLUMN retest_of $text",
 };
 
-// Limits that follow what is measured would make a series of their own with each run.
-const Statements kVersion5 = {"ALTER TABLE measurement ADD COLUMN low DOUBLE PRECISION",
-                              "ALTER TABLE measurement ADD COLUMN high DOUBLE PRECISION"};
-
-const Statements* const kVersions[] = {&kVersion1, &kVersion2, &kVersion3, &kVersion4, &kVersion5};
+const Statements* const kVersions[] = {&kVersion1, &kVersion2, &kVersion3, &kVersion4};
 
 // What each version added to the tables that the server keeps in parts.
 constexpr std::pair<int, const char*> kLarge[] = {{1, "run"},         {1, "step"},          {1, "attempt"},

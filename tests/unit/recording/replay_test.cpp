@@ -111,13 +111,11 @@ TEST(DamagedRecording, IsRefusedAtOnce) {
       damaged.replace(part, strlen(damage.part), damage.instead);
     }
     std::ofstream(run.trace(), std::ios::binary) << resealed(damaged);
-    try {
-      run.replay();
-      ADD_FAILURE() << damage.what << ": was replayed";
-    } catch (const factory::AppError& error) {
-      EXPECT_EQ(error.code, factory::kUsage) << damage.what << ": " << error.what();
-      EXPECT_THAT(error.what(), ::testing::HasSubstr("trace.jsonl:")) << damage.what;
-    }
+    EXPECT_THAT([&] { run.replay(); },
+                ::testing::AllOf(
+                    ::testing::ThrowsMessage<factory::AppError>(::testing::HasSubstr("trace.jsonl:")),
+                    ::testing::Throws<factory::AppError>(::testing::Field(&factory::AppError::code, factory::kUsage))))
+        << damage.what;
   }
 }
 

@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "files/app_error.h"
@@ -10,6 +11,7 @@ namespace {
 using records::content;
 using records::Folder;
 using records::occurrences;
+using ::testing::HasSubstr;
 
 TEST(Csv, OneFileForEveryWindowAndOneForTheMeasurements) {
   Folder folder;
@@ -22,14 +24,12 @@ TEST(Csv, OneFileForEveryWindowAndOneForTheMeasurements) {
   EXPECT_EQ(occurrences(samples, ",accepted,"), 50U);
 
   const std::string measurements = content(folder.file("made/here/measurements.csv"));
-  EXPECT_NE(measurements.find("\r\n,K7-2026-000481,Reference plan,\"line 3, station 2\",M. Okafor,"
-                              "2026-03-02T08:15:00.120Z,passed,2,at rest,Accelerometer "
-                              "offset,calibrate,Acc,0,1,residual,y,nan,,m/s^2,-0.02,0.02,failed,"
-                              "02-Accelerometer-offset-attempt-1.csv\r\n"),
-            std::string::npos)
-      << measurements;
+  EXPECT_THAT(measurements, HasSubstr("\r\n,K7-2026-000481,Reference plan,\"line 3, station 2\",M. Okafor,"
+                                      "2026-03-02T08:15:00.120Z,passed,2,at rest,Accelerometer "
+                                      "offset,calibrate,Acc,0,1,residual,y,nan,,m/s^2,-0.02,0.02,failed,"
+                                      "02-Accelerometer-offset-attempt-1.csv\r\n"));
   // No low limit: an empty cell.
-  EXPECT_NE(measurements.find(",noise,x,0.0052,0.000183333333,m/s^2,,0.05,passed,"), std::string::npos) << measurements;
+  EXPECT_THAT(measurements, HasSubstr(",noise,x,0.0052,0.000183333333,m/s^2,,0.05,passed,"));
 }
 
 TEST(Csv, HostileNamesStayInTheirCellsAndTheirFolder) {
@@ -39,7 +39,7 @@ TEST(Csv, HostileNamesStayInTheirCellsAndTheirFolder) {
   const std::string cell = "\"../a\"\"b,\r\nc\"";
   const std::string samples = content(folder.file("out/02-a-b-c-attempt-2.csv"));
   EXPECT_EQ(samples.find(",event,state,\"../a\"\"b,\r\nc [../a\"\"b,\r\nc]\",\"y ["), 52U) << samples.substr(0, 200);
-  EXPECT_NE(content(folder.file("out/measurements.csv")).find("\r\n," + cell + "," + cell), std::string::npos);
+  EXPECT_THAT(content(folder.file("out/measurements.csv")), HasSubstr("\r\n," + cell + "," + cell));
 }
 
 TEST(Csv, NoTextIsAFormula) {
@@ -51,9 +51,8 @@ TEST(Csv, NoTextIsAFormula) {
   for (const auto& [serial, cell] : kRows) {
     run.serial = serial;
     factory::write_csv(run, folder.file(serial));
-    EXPECT_NE(content(folder.file(std::string(serial) + "/measurements.csv")).find(std::string("\r\n,") + cell + ","),
-              std::string::npos)
-        << serial;
+    EXPECT_THAT(content(folder.file(std::string(serial) + "/measurements.csv")),
+                HasSubstr(std::string("\r\n,") + cell + ","));
   }
 }
 
@@ -85,13 +84,10 @@ TEST(Csv, FolderWithARunIsRefused) {
 }
 
 TEST(Csv, FolderThatCannotBeMadeIsNamed) {
-  try {
-    factory::write_csv(records::passed(), "/dev/null/out");
-    FAIL() << "no error";
-  } catch (const factory::AppError& error) {
-    EXPECT_NE(std::string(error.what()).find("/dev/null/out: "), std::string::npos);
-    EXPECT_EQ(error.code, factory::kUsage);
-  }
+  EXPECT_THAT([] { factory::write_csv(records::passed(), "/dev/null/out"); },
+              ::testing::AllOf(
+                  ::testing::ThrowsMessage<factory::AppError>(HasSubstr("/dev/null/out: ")),
+                  ::testing::Throws<factory::AppError>(::testing::Field(&factory::AppError::code, factory::kUsage))));
 }
 
 }  // namespace

@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -12,6 +13,8 @@ using factory::Markup;
 using records::content;
 using records::Folder;
 using records::occurrences;
+using ::testing::HasSubstr;
+using ::testing::Not;
 
 std::string page(const factory::record::Run& record) {
   Folder folder;
@@ -43,16 +46,11 @@ TEST(MarkupText, AnyBytesBecomeWellFormed) {
 
 TEST(HtmlReport, VerdictComesFirstThenWhy) {
   const std::string text = page(records::failed());
-  const std::string body = text.substr(text.find("<body>"));
-  const size_t verdict = body.find("<span id=\"verdict\">FAILED</span>");
-  const size_t why = body.find("<h2>Why</h2>");
-  const size_t reason = body.find("Bar: no event came from the sensor until the time was over");
-  const size_t steps = body.find("<h2>Steps</h2>");
-  ASSERT_NE(steps, std::string::npos);
-  EXPECT_LT(verdict, why);
-  EXPECT_LT(why, reason);
-  EXPECT_LT(reason, steps);
-  EXPECT_EQ(page(records::passed()).find("<h2>Why</h2>"), std::string::npos);
+  const char* const kOrder[] = {"<body>", "<span id=\"verdict\">FAILED</span>", "<h2>Why</h2>",
+                                "Bar: no event came from the sensor until the time was over", "<h2>Steps</h2>"};
+  size_t at = 0;
+  for (const char* part : kOrder) EXPECT_NE(at = text.find(part, at), std::string::npos) << part;
+  EXPECT_THAT(page(records::passed()), Not(HasSubstr("<h2>Why</h2>")));
 }
 
 TEST(HtmlReport, ShowsMeasurementsLimitsAndWhatBecameOfTheValues) {
@@ -64,7 +62,7 @@ TEST(HtmlReport, ShowsMeasurementsLimitsAndWhatBecameOfTheValues) {
         "1 with values that are no numbers", ">E libsensor_cal: \u2502 Variance exceeded",
         "which the hub does not give back", "3 log lines, and 12 more", "77b1e0c2d4a35f60",
         "no answer (the hub is silent)"}) {
-    EXPECT_NE(text.find(part), std::string::npos) << part;
+    EXPECT_THAT(text, HasSubstr(part));
   }
 }
 
@@ -80,12 +78,10 @@ TEST(HtmlReport, HostileTextNeitherEndsTheScriptsNorOpensElements) {
 // By word, sign and class, which has a colour of its own.
 TEST(HtmlReport, AnErrorIsNoFailure) {
   const std::string text = page(records::error());
-  EXPECT_NE(text.find("<span id=\"verdict\">ERROR</span>"), std::string::npos);
-  EXPECT_NE(text.find("badge error\">\u26A0\uFE0E error</span>"), std::string::npos);
-  EXPECT_NE(text.find("1 passed, 1 skipped, 1 error"), std::string::npos);
-  EXPECT_NE(text.find(".banner.error {"), std::string::npos);
-  EXPECT_NE(text.find("class=\"card why error\""), std::string::npos);
-  EXPECT_NE(text.find(".card.why.error {"), std::string::npos);
+  for (const char* part :
+       {"<span id=\"verdict\">ERROR</span>", "badge error\">\u26A0\uFE0E error</span>", "1 passed, 1 skipped, 1 error",
+        ".banner.error {", "class=\"card why error\"", ".card.why.error {"})
+    EXPECT_THAT(text, HasSubstr(part));
   EXPECT_EQ(occurrences(text, "failed<"), 0U);
 }
 
@@ -114,18 +110,18 @@ TEST(HtmlReport, ShowsWhatWasUnderWayWhen) {
         "nothing of these 0.50 s", "take 4.00 s of these 10.0 s", R"("t-settling" x="0.0" width="100.0")",
         R"("t-fresh" x="600.0" width="300.0" height="10"><title>step of Gyr: fresh samples, 3.00 s)",
         R"("t-fresh" x="600.0" width="250.0" height="10"><title>step of Lux)", ">fixture<", ">hub<"}) {
-    EXPECT_NE(text.find(part), std::string::npos) << part;
+    EXPECT_THAT(text, HasSubstr(part));
   }
   EXPECT_EQ(occurrences(text, "<title>step of Lux"), 1U);
   run.steps.clear();
-  EXPECT_EQ(page(run).find("<h2>Time</h2>"), std::string::npos);
+  EXPECT_THAT(page(run), Not(HasSubstr("<h2>Time</h2>")));
 }
 
 TEST(HtmlReport, SaysWhatIsToBeSaidBeside) {
   Folder folder;
   factory::write_html_report(records::passed(), folder.file("page.html"), {"Not kept", {"<log lines>"}});
   const std::string text = content(folder.file("page.html"));
-  EXPECT_NE(text.find("<h2>Not kept</h2><ul class=\"remarks\"><li>&lt;log lines&gt;</li>"), std::string::npos);
+  EXPECT_THAT(text, HasSubstr("<h2>Not kept</h2><ul class=\"remarks\"><li>&lt;log lines&gt;</li>"));
 }
 
 }  // namespace
