@@ -77,7 +77,7 @@ has out "why: this phone's proximity sensor is no time-of-flight part: it has no
 
 # What a plan refuses, a single request does too.
 run 1 calibrate Acc --speed max --world vibration=0.09
-has out 'why: [xyz]: noise 0\.[0-9]+ .* is above the limit of 0\.05 m/s\^2' "the hub's old values were put back"
+has out 'why: [xyz]: noise 0\.[0-9]+ \+/- .* is above the limit of 0\.05 m/s\^2' "the hub's old values were put back"
 
 # Golden values of a sensor that sees nothing, and a panel level of one that is not steady, are none.
 run 1 calibrate CCT_B_strm --golden --speed max --fault stuck:CCT_B_strm

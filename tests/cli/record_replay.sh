@@ -70,20 +70,18 @@ has err 'cut off: a sensor is still on at its last line'
 # A run that was interrupted cannot be the same again, but ends.
 "$sensorcal" run plan2.json --record stopped >out 2>err &
 sleep 1.5
-kill -INT $!
-code=0; wait $! || code=$?
-[ $code = 130 ] || fail "exit code $code after Ctrl-C"
+called='run plan2.json'
+ends 130 INT $!
 run 4 replay stopped
 # Ctrl-C ends a replay, SIGTERM too, while it makes its copy of the phone, and whatever it waits for.
 run 1 run plan2.json --speed max --fault silent --record silent
 head -c 20000000 /dev/urandom >silent/root/large
 for signal in INT TERM INT:1 TERM:1; do
+  called="replay silent, $signal"
   "$sensorcal" replay silent >out 2>err &
   until compgen -G "$TMPDIR/sensorcal-*" >found; do :; done
   [ $signal = ${signal%:*} ] || sleep ${signal#*:}
-  kill -${signal%:*} $!
-  code=0; wait $! || code=$?
-  [ $code = 130 ] || fail "exit code $code after $signal"
+  ends 130 ${signal%:*} $!
   [ -z "$(ls "$TMPDIR")" ] || fail "left behind after $signal: $(ls "$TMPDIR")"
 done
 sed -i 's,recording/5,recording/1,' good/run.json

@@ -16,37 +16,22 @@ run 1 watch Acc --seconds 0.2 --fault silent
 has err 'no event came'
 run 3 watch Acc --seconds 1 --speed max --fault sensors-vanish:1
 
-called='watch and check, interrupted'
-python3 - "$sensorcal" >took <<'PYTHON' || fail "not as wanted"
-import json
-import signal
-import subprocess
-import sys
-import time
-
-sensorcal = sys.argv[1]
-took = []
-for command, code in ((['watch', 'Acc', '--json'], 0), (['watch', 'Acc'], 0), (['check', '--json'], 130)):
-    run = subprocess.Popen([sensorcal, *command], stdout=subprocess.PIPE)
-    time.sleep(1)
-    other = subprocess.run([sensorcal, 'sensors'], capture_output=True, text=True)
-    if other.returncode != 3 or f'held by process {run.pid}' not in other.stderr:
-        sys.exit(f'a second process: {other.returncode}, {other.stderr}')
-    start = time.monotonic()
-    run.send_signal(signal.SIGINT)
-    out = run.communicate()[0].decode()
-    took.append(time.monotonic() - start)
-    if run.returncode != code:
-        sys.exit(f'{command}: exit code {run.returncode}, {out}')
-    if '--json' not in command and ' events, ' not in out.splitlines()[-1]:
-        sys.exit(f'no summary: {out}')
-    if command == ['watch', 'Acc', '--json'] and not json.loads(out.splitlines()[-1])['summary']:
-        sys.exit(f'no summary: {out}')
-print(f'slowest end {max(took) * 1000:.0f} ms; the aim is 200')
-if max(took) > 1:
-    sys.exit(f'{took} s')
-PYTHON
-cat took
+while IFS='|' read -r command code last; do
+  # shellcheck disable=SC2086
+  "$sensorcal" $command >said 2>&1 &
+  watcher=$!
+  sleep 1
+  run 3 sensors
+  has err "held by process $watcher"
+  called=$command
+  ends "$code" INT $watcher
+  tail -n 1 said >out
+  has out "$last"
+done <<'ROWS'
+watch Acc --json|0|"summary":true
+watch Acc|0| events, 
+check --json|130|^}$
+ROWS
 
 # On a terminal the values are written over each other.
 NO_COLOR=1 on_terminal 0 40 100 watch Acc --seconds 1
