@@ -5,9 +5,9 @@ the run differs, or as it was recorded where nothing that counts was hit.
 import argparse
 import collections
 import os
+import pathlib
 import random
 import shutil
-import signal
 import subprocess
 import sys
 import tempfile
@@ -66,19 +66,11 @@ DAMAGES = [bit, gap, noise, cut, lines_moved, line_twice, number]
 def replay(sensorcal, folder, scratch):
     """Its exit code, None for a hang, and how long it took."""
     start = time.monotonic()
-    process = subprocess.Popen([sensorcal, 'replay', folder], stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
-                               stderr=subprocess.DEVNULL, env={**os.environ, 'TMPDIR': scratch})
     try:
-        code = process.wait(LONGEST_S)
+        code = subprocess.run([sensorcal, 'replay', folder], stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+                              stderr=subprocess.DEVNULL, env={**os.environ, 'TMPDIR': str(scratch)}, timeout=LONGEST_S).returncode
     except subprocess.TimeoutExpired:
         code = None
-        process.send_signal(signal.SIGTERM)
-        try:
-            process.wait(2)
-        except subprocess.TimeoutExpired:
-            code = 'deaf to SIGTERM'
-            process.kill()
-            process.wait()
     return code, time.monotonic() - start
 
 
@@ -91,25 +83,19 @@ def main():
     sensorcal = os.path.abspath(args.sensorcal)
     codes = collections.Counter()
     misses = 0
-    with tempfile.TemporaryDirectory() as work:
-        plan = os.path.join(work, 'plan.json')
-        good = os.path.join(work, 'good')
-        with open(plan, 'w', encoding='utf-8') as out:
-            out.write(PLAN)
-        subprocess.run([sensorcal, 'run', plan, '--phone', os.path.join(work, 'phone'), '--seed', '3', '--speed', 'max',
-                        '--record', good], check=True, stdout=subprocess.DEVNULL)
+    with tempfile.TemporaryDirectory() as temporary:
+        work = pathlib.Path(temporary)
+        (work / 'plan.json').write_text(PLAN)
+        subprocess.run([sensorcal, 'run', work / 'plan.json', '--phone', work / 'phone', '--seed', '3', '--speed', 'max', '--record',
+                        work / 'good'], check=True, stdout=subprocess.DEVNULL)
         for trial in range(args.trials):
             draw = random.Random(f'{args.seed}/{trial}')
-            folder = os.path.join(work, 'damaged')
-            shutil.copytree(good, folder)
-            file = draw.choice(FILES)
-            path = os.path.join(folder, file)
-            with open(path, 'rb') as opened:
-                data = bytearray(opened.read())
-            damage = draw.choice(DAMAGES)
+            folder = work / 'damaged'
+            shutil.copytree(work / 'good', folder)
+            file, damage = draw.choice(FILES), draw.choice(DAMAGES)
+            data = bytearray((folder / file).read_bytes())
             damage(data, draw)
-            with open(path, 'wb') as opened:
-                opened.write(data)
+            (folder / file).write_bytes(data)
             code, took = replay(sensorcal, folder, work)
             codes[file, code] += 1
             if code not in (0, 2, 4) or took > AT_ONCE_S:
