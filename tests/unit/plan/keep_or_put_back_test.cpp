@@ -33,9 +33,7 @@ TEST(KeepOrPutBack, WhatVerificationRefusesIsPutBack) {
   } kRows[] = {
       // The library's own limits let a walk pass.
       {{}, {std::string("Acc=") + TEST_DATA_DIR + "/recordings/walk_level_accelerometer.csv"}, "noise"},
-      {{"motion:Acc,1"}, {}, "noise"},
       {{"nan:Acc"}, {}, "not a number"},
-      {{"drift:Acc,0.5"}, {}, "noise"},
       {{"hub-word:0,0,-5"}, {}, "failed when set offset to hub"},
   };
   for (const auto& row : kRows) {
@@ -106,14 +104,6 @@ TEST(KeepOrPutBack, AMovementThatEndsInTheLookIsSeenByASecondOne) {
   EXPECT_EQ(ran.verdict, Outcome::failed);
   EXPECT_THAT(std::vector<std::string>(ran.attempt(0).reasons.begin(), ran.attempt(0).reasons.end()),
               ElementsAre(HasSubstr("residual at a second look")));
-}
-
-TEST(KeepOrPutBack, AReasonNamesAxisValueErrorUnitAndLimit) {
-  Station station;
-  station.options.fault = {"motion:Acc,1"};
-  const Station::Ran ran = station.run(R"({"calibrate": "Acc", "limits": {"noise": "100 mm/s^2"}})");
-  EXPECT_THAT(ran.attempt(0).reasons,
-              Contains(::testing::MatchesRegex(R"(x: noise .* \+/- .* m/s\^2 is above the limit of 0\.1 m/s\^2)")));
 }
 
 TEST(KeepOrPutBack, ASilentHubIsNotedBeforeAnythingChanges) {

@@ -115,14 +115,6 @@ TEST(PlanFlow, AMarginalValueIsReportedAndPasses) {
   EXPECT_TRUE(ran.record["marginal"].asBool());
 }
 
-TEST(PlanFlow, AStuckSensorIsFoundByItsVerification) {
-  Station station;
-  station.options.fault = {"stuck:Gyr"};
-  const Station::Ran ran = station.run(R"({"verify": "Gyr", "limits": {"noise": "10 mrad/s"}})");
-  ASSERT_EQ(ran.verdict, Outcome::failed);
-  EXPECT_THAT(ran.attempt(0).hints, ElementsAre(HasSubstr("stuck")));
-}
-
 TEST(PlanRecord, TellsWhatWasUnderWayAndHowTheFixtureStood) {
   Station station;
   const Station::Ran ran = station.run(R"({"fixture": {"lux": "190 lux"}}, {"calibrate": "Acc"})");

@@ -20,8 +20,10 @@ namespace factory::store {
 namespace {
 
 using record::Outcome;
+using ::testing::_;
 using ::testing::DoubleNear;
 using ::testing::ElementsAre;
+using ::testing::Field;
 using ::testing::FieldsAre;
 using ::testing::Pointwise;
 
@@ -280,9 +282,7 @@ TEST_P(StatisticsTest, OutliersPointToTheirRunsAndCanBeLeftOut) {
   for (const Statistics& s : {with, without}) {
     const Characteristic& c = s.characteristics.at(0);
     EXPECT_EQ(c.outlier_count, 2);
-    ASSERT_EQ(c.outliers.size(), 2U);
-    EXPECT_EQ(c.outliers[0].serial, "S17");
-    EXPECT_EQ(c.outliers[1].serial, "S60");
+    ASSERT_THAT(c.outliers, ElementsAre(Field(&Outlier::serial, "S17"), Field(&Outlier::serial, "S60")));
     EXPECT_EQ(c.outliers[1].run_id.size(), 36U);
     EXPECT_NEAR(c.outliers[0].distance, (397 - c.middle.median) / c.middle.sigma, 1e-9);
     EXPECT_NEAR(c.middle.sigma, 1, 0.15);
@@ -353,14 +353,8 @@ TEST_P(StatisticsTest, LimitsAreThoseOfTheirTime) {
   ASSERT_EQ(found.size(), 4U);
   const Characteristic& c = found[0];
   EXPECT_NEAR(c.line.capability.pp->value * 6 * *c.all.sigma(), 2, 1e-9);
-  ASSERT_EQ(c.limits_then.size(), 2U);
-  const LimitsThen& before = c.limits_then[0];
-  EXPECT_EQ(before.limits, Limits(-2, 2));
-  EXPECT_EQ(before.values, 30);
-  EXPECT_EQ(before.from, "2024-10-04");
-  EXPECT_EQ(before.until, "2024-10-07");
-  EXPECT_EQ(c.limits_then[1].values, 24);
-  EXPECT_EQ(c.limits_then[1].from, "2024-10-07");
+  EXPECT_THAT(c.limits_then, ElementsAre(FieldsAre(Limits(-2, 2), 30, _, _, "2024-10-04", "2024-10-07"),
+                                         FieldsAre(Limits(-1, 1), 24, _, _, "2024-10-07", _)));
   // Of the day on which they changed, most values.
   EXPECT_EQ(c.line.limits_in(20002), Limits(-2, 2));
   EXPECT_EQ(c.line.limits_in(20003), Limits(-1, 1));
