@@ -2,12 +2,8 @@
 # The last screen of a small terminal says whose phone it was, what came of it, and of a bad one what to try.
 source "$(dirname "$0")/lib.sh"
 
-python3 - >steps <<'PYTHON'
-step = '{"calibrate": "%s", "repeat": 2, "on_failure": "go on"}'
-tags = ['Acc', 'Acc2', 'Gyr', 'Gyr2', 'Lux', 'Lux_F', 'Lux_B', 'Lux_sec']
-print('{"format": "sensorcal.plan/1", "name": "many", "steps": [' + ', '.join(step % tag for tag in tags) + ']}')
-PYTHON
-mv steps plan.json
+steps=$(printf ', {"calibrate": "%s", "repeat": 2, "on_failure": "go on"}' Acc Acc2 Gyr Gyr2 Lux Lux_F Lux_B Lux_sec)
+echo '{"format": "sensorcal.plan/1", "name": "many", "steps": ['"${steps:2}"']}' >plan.json
 
 # at_the_end CODE ARGUMENTS...: the screen as it stands at the end.
 at_the_end() {

@@ -76,23 +76,6 @@ run 3 run plan.json --speed max --html /dev/full --junit after.xml
 has err '^sensorcal: (--[a-z]+ )?/dev/full: cannot be written'
 [ -s after.xml ] || fail 'the files after it are missing'
 
-# Ctrl-C before a phone is open: a plan that never comes.
-called='run, interrupted while it reads its plan'
-mkfifo plan.pipe
-python3 - "$sensorcal" <<'PYTHON' || fail 'not ended as an interrupted program'
-import signal
-import subprocess
-import sys
-import time
-
-run = subprocess.Popen([sys.argv[1], 'run', 'plan.pipe'], stderr=subprocess.PIPE,
-                       preexec_fn=lambda: signal.signal(signal.SIGINT, signal.SIG_DFL))
-time.sleep(0.3)
-run.send_signal(signal.SIGINT)
-said = run.communicate(timeout=10)[1]
-assert run.returncode == 130 and said == b'\ninterrupted\n', (run.returncode, said)
-PYTHON
-
 # Ctrl-C while a server is waited for, when the run is over and told.
 called='run, interrupted while it waits for its server'
 python3 - "$sensorcal" <<'PYTHON' || fail 'it waited on'

@@ -18,10 +18,11 @@ json out 'd["stored"][0]["values"] == [0.25, -0.5, 0.125]'
 
 # So does it while the phone is still to be opened, here with files that are pipes which nobody writes or reads.
 mkfifo pipe.json
-for option in --profile --log --hub-log; do
-  called="sensors $option, a pipe"
+for command in 'sensors --profile' 'sensors --log' 'sensors --hub-log' run; do
+  called="$command, a pipe"
   code=0
-  timeout --preserve-status --signal=INT --kill-after=20 2 "$sensorcal" --phone other --seed 1 sensors $option pipe.json >out 2>err || code=$?
+  # shellcheck disable=SC2086
+  timeout --preserve-status --signal=INT --kill-after=20 0.5 "$sensorcal" $command pipe.json --phone other --seed 1 >out 2>err || code=$?
   [ "$code" = 130 ] || fail "$called: exit code $code"
   has err '^interrupted$'
 done
