@@ -8,8 +8,6 @@
 namespace plan_test {
 namespace {
 
-using ::testing::MatchesRegex;
-
 constexpr char kAcc[] = R"({"calibrate": "Acc"})";
 
 TEST(ClockStep, ChangesNoVerdict) {
@@ -44,17 +42,14 @@ TEST(ClockStep, ChangesNoVerdict) {
       EXPECT_FALSE(first.kept);
     }
     EXPECT_EQ(host::wall_clock_offset_ns(), 0) << "of a phone that is closed";
-    // Labels are well formed, and in order.
+    // Labels are in order.
     std::string last = ran.record["started"].asString();
     for (const Json::Value& attempt : ran.record["steps"][0]["attempts"]) {
       const std::string started = attempt["started"].asString();
-      EXPECT_THAT(started, MatchesRegex("20[0-9][0-9]-[0-9]+-[0-9]+T[0-9:]+\\.[0-9]+Z"));
       EXPECT_GE(started, last);
       EXPECT_LT(attempt["seconds"].asDouble(), 15);
       EXPECT_GE(attempt["seconds"].asDouble(), 0);
       last = started;
-      for (const Json::Value& message : attempt["hub"])
-        EXPECT_THAT(message["time"].asString(), MatchesRegex("[0-9]+-[0-9]+-[0-9]+T[0-9:]+\\.[0-9]+Z"));
     }
     EXPECT_LT(ran.record["seconds"].asDouble(), 30);
   }

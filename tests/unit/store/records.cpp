@@ -14,15 +14,13 @@ namespace {
 
 bool on_server() { return getenv("SENSORCAL_TEST_POSTGRESQL") != nullptr; }
 
-int control(const std::string& what) {
-  return system(("\"" SERVER_CONTROL "\" " + what).c_str());  // NOLINT(concurrency-mt-unsafe)
-}
-
-// Where on_postgresql.sh wants the server, which it also stops. One for all tests of this process.
+// Where on_postgresql.sh wants the server, which it stops. One for all tests of this process.
 std::string server_folder() {
   static const std::string kFolder = [] {
     std::string folder = getenv("SENSORCAL_TEST_POSTGRESQL");  // NOLINT(concurrency-mt-unsafe)
-    if (control("start " + folder) != 0) throw std::runtime_error("the server did not start");
+    // NOLINTNEXTLINE(concurrency-mt-unsafe)
+    if (system(("\"" SERVER_CONTROL "\" start " + folder).c_str()) != 0)
+      throw std::runtime_error("the server did not start");
     return folder;
   }();
   return kFolder;
@@ -91,9 +89,6 @@ Uri fresh_place(const std::string& kind, const Folder& folder) {
   Database(parse_uri(server_uri("store")), Database::Access::create).run("CREATE DATABASE " + name);
   return parse_uri(server_uri(name));
 }
-
-void stop_server(const std::string& mode) { ASSERT_EQ(control("stop " + server_folder() + " " + mode), 0); }
-void start_server() { ASSERT_EQ(control("start " + server_folder()), 0); }
 
 long long number_from(Database* database, const std::string& sql) {
   long long number = 0;

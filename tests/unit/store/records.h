@@ -40,10 +40,6 @@ Uri fresh_place(const std::string& kind, const Folder& folder);
 // The kinds that this run of the program is about.
 std::vector<std::string> kinds();
 
-// Stops the server and starts it again; `mode` as pg_ctl has it.
-void stop_server(const std::string& mode);
-void start_server();
-
 // One number that the database answers.
 long long number_from(Database* database, const std::string& sql);
 

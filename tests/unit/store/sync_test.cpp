@@ -7,11 +7,9 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
 #include <chrono>
 #include <random>
 #include <set>
-#include <thread>
 
 #include "files/app_error.h"
 #include "files/json_text.h"
@@ -133,35 +131,6 @@ TEST_P(SyncTest, KilledAtAnyMomentLosesAndDoublesNothing) {
     store.database().sql() << "SELECT COUNT(*) FROM run WHERE serial = :serial", soci::use(serial), soci::into(found);
     ASSERT_EQ(found, 1) << serial;
   }
-}
-
-TEST_P(SyncTest, ServerThatStopsMeanwhile) {
-  if (GetParam() == "sqlite") GTEST_SKIP() << "a file does not stop";
-  const Uri uri = place();
-  { const Store made(uri); }
-  std::atomic<bool> over = false;
-  std::atomic<int> runs = 0;
-  std::atomic<int> away = 0;
-  std::thread station([&] {
-    Spool spool(folder_.file("spool.db"));
-    while (!over) {
-      spool.keep(numbered(runs++), false);
-      if (!bring_up(&spool, uri, 5).away.empty()) ++away;
-    }
-  });
-  for (const char* mode : {"immediate", "fast", "immediate"}) {
-    usleep(300000);
-    stop_server(mode);
-    usleep(100000);
-    start_server();
-  }
-  usleep(200000);
-  over = true;
-  station.join();
-  Spool spool(folder_.file("spool.db"));
-  EXPECT_EQ(bring_up(&spool, uri, 60).waiting, 0);
-  EXPECT_GT(away, 0);
-  expect_each_once(uri, runs);
 }
 
 TEST_P(SyncTest, GivesUpOnASilentServer) {
