@@ -48,6 +48,8 @@ history A --store no --full=x|--full takes no value; \`sensorcal history --help\
 run plan.json --on-failure go|--on-failure 'go' is unknown; known is stop
 history --run x --store no --limit 3|--run excludes --limit; \`sensorcal history --help\` tells more
 stats --store no --until yesterday|--until yesterday: give a time, YYYY-MM-DD or YYYY-MM-DDTHH:MM[:SS], UTC
+stats --store no --until 2026-01-01T10:3x|--until 2026-01-01T10:3x: give a time, YYYY-MM-DD or YYYY-MM-DDTHH:MM[:SS], UTC
+stats --store no --until 2026-01-01T25:00|--until 2026-01-01T25:00: give a time, YYYY-MM-DD or YYYY-MM-DDTHH:MM[:SS], UTC
 stats --store no --since 2026-02-01 --until 2026-01-01|--until 2026-01-01: is not after --since 2026-02-01
 line --phones 2 --store l.db --patience 3|--spool and --patience go with a server; l.db is a file and needs none
 line --phones 2 --store l.db --profile tfo|there is no profile 'tfo' and no file $work/tfo; did you mean tof?
