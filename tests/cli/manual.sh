@@ -15,7 +15,6 @@ for page in man 'completion bash' 'completion zsh'; do
   run 0 $page
   cp out "${page##* }"
 done
-run 2 completion fish
 bash -n bash
 ! command -v zsh >/dev/null || zsh -n zsh
 if command -v man >/dev/null; then
@@ -36,14 +35,7 @@ def help_of(path):
 
 
 def commands_in(text):
-    lines = iter(text.split('\n'))
-    names = []
-    if 'Subcommands:' in lines:
-        for line in lines:
-            if not line.startswith('  '):
-                break
-            names += re.findall(r'^  ([a-z][a-z-]*)', line)
-    return names
+    return re.findall(r'^  ([a-z][a-z-]*)', text.partition('\nSubcommands:\n')[2].split('\n\n')[0], re.M)
 
 
 texts = {name: re.sub(r'\\f[BIR]', '', open(name).read().replace('\\-', '-')) for name in ('man', 'bash', 'zsh')}
