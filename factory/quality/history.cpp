@@ -68,8 +68,9 @@ class Reader {
     record::Measurement m;
     Query query = of_run(
         key,
-        "SELECT m.step_index, m.attempt, s.name, s.axis, s.unit, s.low, s.high, m.value, m.exact, m.standard_error, "
-        "m.verdict FROM series s JOIN measurement m ON m.series = s.id AND m.day = :day AND m.run = :run "
+        "SELECT m.step_index, m.attempt, s.name, s.axis, s.unit, COALESCE(m.low, s.low), COALESCE(m.high, s.high), "
+        "m.value, m.exact, m.standard_error, m.verdict FROM series s JOIN measurement m ON m.series = s.id AND m.day = "
+        ":day AND m.run = :run "
         "WHERE s.setup = :setup ORDER BY m.step_index, m.attempt, m.position");
     query.with("setup", key.setup);
     query.into(&step_index, &number, &m.name, &m.axis, &m.unit, &m.low, &m.high, &value, &exact, &m.standard_error,

@@ -66,8 +66,9 @@ constexpr const char* kRows[] = {
     "x.zero_variance_restarts, x.bias_restarts, x.reasons, x.hints, x.notes FROM other.attempt x CROSS JOIN taken c ON "
     "c.old = x.run WHERE x.day BETWEEN :first AND :last",
     "INSERT INTO measurement (series, day, run, step_index, attempt, position, value, exact, standard_error, verdict, "
-    "deciding) SELECT s.new, m.day, c.new, m.step_index, m.attempt, m.position, m.value, m.exact, m.standard_error, "
-    "m.verdict, m.deciding FROM series_of s CROSS JOIN other.measurement m ON m.series = s.old AND m.day BETWEEN "
+    "deciding, low, high) SELECT s.new, m.day, c.new, m.step_index, m.attempt, m.position, m.value, m.exact, "
+    "m.standard_error, m.verdict, m.deciding, COALESCE(m.low, s.low), COALESCE(m.high, s.high) FROM series_of s CROSS "
+    "JOIN other.measurement m ON m.series = s.old AND m.day BETWEEN "
     ":first AND :last CROSS JOIN taken c ON c.old = m.run",
     "INSERT INTO sample_window (day, run, step_index, attempt, unit, axes, period_ms) SELECT x.day, c.new, "
     "x.step_index, x.attempt, x.unit, x.axes, x.period_ms FROM other.sample_window x CROSS JOIN taken c ON c.old = "

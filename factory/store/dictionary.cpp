@@ -11,10 +11,11 @@
 namespace factory::store {
 namespace {
 
+constexpr int kAlike = 2;  // digits
+
 std::string text_of(const std::string& text) { return to_stored(text); }
 std::string text_of(int number) { return std::to_string(number); }
 std::string text_of(std::optional<long long> number) { return number ? std::to_string(*number) : ""; }
-std::string text_of(std::optional<double> number) { return number ? significant(*number, 17) : ""; }
 
 // The content as it is, which costs less than its digest. Fields come in one order, numbers have one length, and texts
 // tell theirs: no two contents give the same key.
@@ -32,7 +33,16 @@ void append(const std::optional<T>& number, std::string* key) {
   append(number.value_or(T()), key);
 }
 
+// What tells series apart of a limit.
+std::string about(std::optional<double> limit) {
+  return limit ? significant(*limit, kAlike) + (own_limit(limit) ? "~" : "") : "";
+}
+
 }  // namespace
+
+std::optional<double> own_limit(std::optional<double> limit) {
+  return limit && strtod(significant(*limit, kAlike).c_str(), nullptr) != *limit ? limit : std::nullopt;
+}
 
 Entries::Entries(Database* database, const std::string& table, const std::string& columns)
     : database_(*database),
@@ -44,8 +54,8 @@ int Entries::find(long long digest) {
   return static_cast<int>(Query(&database_, question).with("digest", digest).number());
 }
 
-template <typename... T, typename... More>
-int Entries::id(const std::tuple<T...>& content, const More&... more) {
+template <typename... T, typename... Row>
+int Entries::id(const std::tuple<T...>& content, const std::tuple<Row...>& row) {
   return std::apply(
       [&](const auto&... part) {
         std::string key;
@@ -60,7 +70,7 @@ int Entries::id(const std::tuple<T...>& content, const More&... more) {
         int id = read != read_.end() ? read->second : find(digest);
         if (id == 0) {
           insert_.clear();
-          insert_.row(digest, part..., more...);
+          std::apply([&](const auto&... column) { insert_.row(digest, column...); }, row);
           insert_.write();
           // Two may make the same entry at once: the second finds the first one's.
           id = find(digest);
@@ -111,8 +121,10 @@ Dictionary::Ids Dictionary::ids_of(const record::Run& run) {
       for (const record::Measurement& m : attempt.measurements) {
         const std::optional<double> low = usable(m.low);
         const std::optional<double> high = usable(m.high);
-        ids.series.push_back(series_.id(std::tie(ids.setup, plan_step, m.name, m.axis, m.unit, low, high),
-                                        to_number(m.value).value.value_or(0)));
+        const double reference = to_number(m.value).value.value_or(0);
+        ids.series.push_back(
+            series_.id(std::tuple(ids.setup, plan_step, m.name, m.axis, m.unit, about(low), about(high)),
+                       std::tie(ids.setup, plan_step, m.name, m.axis, m.unit, low, high, reference)));
       }
     }
   }
@@ -121,7 +133,8 @@ Dictionary::Ids Dictionary::ids_of(const record::Run& run) {
 
 void Dictionary::adopt(const Filter& filter) {
   for (const std::string table : {"setup_of", "plan_step_of", "series_of"}) {
-    database_.run("CREATE TEMP TABLE IF NOT EXISTS " + table + " (old INTEGER PRIMARY KEY, new INTEGER)");
+    database_.run("CREATE TEMP TABLE IF NOT EXISTS " + table +
+                  " (old INTEGER PRIMARY KEY, new INTEGER, low DOUBLE PRECISION, high DOUBLE PRECISION)");
     database_.run("DELETE FROM " + table);
   }
   const auto become = [&](const std::string& table, int old, int now) {
@@ -161,7 +174,13 @@ void Dictionary::adopt(const Filter& filter) {
                "setup_of p ON p.old = s.setup JOIN plan_step_of t ON t.old = s.plan_step");
   series.into(&old, &setup, &step, &text[0], &text[1], &text[2], &low, &high, &reference);
   while (series.next())
-    become("series_of", old, series_.id(std::tie(setup, step, text[0], text[1], text[2], low, high), reference));
+    become("series_of", old,
+           series_.id(std::tuple(setup, step, text[0], text[1], text[2], about(low), about(high)),
+                      std::tie(setup, step, text[0], text[1], text[2], low, high, reference)));
+  for (const std::string limit : {"low", "high"}) {
+    database_.run("UPDATE series_of SET " + limit + " = (SELECT NULLIF(o." + limit + ", s." + limit +
+                  ") FROM other.series o CROSS JOIN series s WHERE o.id = old AND s.id = new)");
+  }
 }
 
 }  // namespace factory::store

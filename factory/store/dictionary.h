@@ -2,6 +2,7 @@
 // number made from its content, so that stations need not agree on anything beforehand.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <tuple>
 #include <unordered_map>
@@ -18,9 +19,13 @@ class Entries {
  public:
   Entries(Database* database, const std::string& table, const std::string& columns);
 
-  // The number of the entry with this content, which is made where it is missing. `more`: what it has besides.
-  template <typename... T, typename... More>
-  int id(const std::tuple<T...>& content, const More&... more);
+  // The number of the entry with this content, which is made where it is missing, with the columns' values in `row`.
+  template <typename... T, typename... Row>
+  int id(const std::tuple<T...>& content, const std::tuple<Row...>& row);
+  template <typename... T>
+  int id(const std::tuple<T...>& content) {
+    return id(content, content);
+  }
 
   size_t known() const { return known_.size(); }
 
@@ -37,6 +42,10 @@ class Entries {
   std::unordered_map<long long, int> read_;     // by their digest
 };
 
+// A limit that has more than two significant digits may follow what is measured. Where limits are alike in these two,
+// their measurements are one series: it has the limits of its first value, and each value such ones of its own.
+std::optional<double> own_limit(std::optional<double> limit);
+
 class Dictionary {
  public:
   explicit Dictionary(Database* database);
@@ -50,7 +59,8 @@ class Dictionary {
   Ids ids_of(const record::Run& run);
 
   // Those of the chosen runs of a store that is attached as `other`. The tables setup_of, plan_step_of and series_of
-  // say which number of that one, `old`, is which one here, `new`. Within a transaction.
+  // say which number of that one, `old`, is which one here, `new`; series_of also the old one's limits, `low` and
+  // `high`, where the new one has others. Within a transaction.
   void adopt(const Filter& filter);
 
  private:

@@ -87,7 +87,11 @@ const Statements kVersion4 = {
     "ALTER TABLE run ADD COLUMN retest_of $text",
 };
 
-const Statements* const kVersions[] = {&kVersion1, &kVersion2, &kVersion3, &kVersion4};
+// Limits that follow what is measured would make a series of their own with each run.
+const Statements kVersion5 = {"ALTER TABLE measurement ADD COLUMN low DOUBLE PRECISION",
+                              "ALTER TABLE measurement ADD COLUMN high DOUBLE PRECISION"};
+
+const Statements* const kVersions[] = {&kVersion1, &kVersion2, &kVersion3, &kVersion4, &kVersion5};
 
 // What each version added to the tables that the server keeps in parts.
 constexpr std::pair<int, const char*> kLarge[] = {{1, "run"},         {1, "step"},          {1, "attempt"},

@@ -46,7 +46,7 @@ class RunWriter {
                   "zero_variance_restarts, bias_restarts, reasons, hints, notes"),
         measurements_(database, "measurement",
                       "series, day, run, step_index, attempt, position, value, exact, standard_error, verdict, "
-                      "deciding"),
+                      "deciding, low, high"),
         windows_(database, "sample_window", "day, run, step_index, attempt, unit, axes, period_ms"),
         samples_(database, "sample", "day, run, step_index, attempt, event, axis, value, exact, state") {}
 
@@ -74,7 +74,8 @@ class RunWriter {
         for (const record::Measurement& m : attempt.measurements) {
           const Number number = to_number(m.value);
           measurements_.row(*series++, day, no, step.index, attempt.number, ++position, number.value, number.exact,
-                            usable(m.standard_error), code_of(m.outcome), decided(step, attempt));
+                            usable(m.standard_error), code_of(m.outcome), decided(step, attempt),
+                            own_limit(usable(m.low)), own_limit(usable(m.high)));
         }
         if (samples && attempt.window) add_window(day, no, step.index, attempt.number, *attempt.window);
       }

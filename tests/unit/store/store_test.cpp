@@ -10,6 +10,7 @@
 #include <cmath>
 #include <fstream>
 #include <limits>
+#include <set>
 #include <thread>
 
 #include "files/json_text.h"
@@ -101,6 +102,26 @@ TEST_P(StoreTest, StationsOfOneNameWriteAtOnce) {
   EXPECT_EQ(number_from(&store.database(), "SELECT COUNT(*) FROM run"), kStations * kRuns + 1);
   EXPECT_EQ(number_from(&store.database(), "SELECT COUNT(*) FROM setup"), 1);
   EXPECT_EQ(number_from(&store.database(), "SELECT COUNT(*) FROM series"), 1);
+}
+
+// "2 %" of what is measured is another limit in each run.
+TEST_P(StoreTest, LimitsThatAreNearlyAlikeMakeNoSeriesEach) {
+  Store store(place());
+  const double limits[] = {10.0041, 9.9966, 10, 11.2, 10.02};
+  for (const double limit : limits) {
+    MadeRun run;
+    run.attempts = {{{"noise", 1, -0.125, limit}}};
+    ASSERT_TRUE(store.put(record_of(run), false));
+  }
+  EXPECT_EQ(number_from(&store.database(), "SELECT COUNT(*) FROM series"), 3);
+  EXPECT_EQ(number_from(&store.database(), "SELECT COUNT(*) FROM measurement WHERE high IS NULL"), 1);
+  std::multiset<double> found;
+  for (const auto& stored : history(&store.database(), "A1", 0, true)) {
+    const record::Measurement& m = stored.run.steps.at(0).attempts.at(0).measurements.at(0);
+    EXPECT_EQ(m.low, -0.125);
+    found.insert(*m.high);
+  }
+  EXPECT_THAT(found, ::testing::UnorderedElementsAreArray(limits));
 }
 
 TEST_P(StoreTest, TakesAnyName) {
@@ -216,7 +237,7 @@ TEST_P(StoreTest, RefusesANewerStore) {
   const Uri uri = place();
   Store(uri).database().run("INSERT INTO schema_version (version) VALUES (99)");
   EXPECT_THAT([&] { Store store(uri); },
-              ThrowsMessage<StoreError>(HasSubstr("version 99, this program knows versions up to 4")));
+              ThrowsMessage<StoreError>(HasSubstr("version 99, this program knows versions up to 5")));
 }
 
 TEST(StoreFileTest, MigratesAStoreOfVersion1) {
@@ -236,7 +257,13 @@ TEST(StoreFileTest, MigratesAStoreOfVersion1) {
   const Found found = history(&store.database(), "OLD1", 0, true);
   ASSERT_EQ(found.size(), 1U);
   EXPECT_EQ(measurement(found, 0, 0, 0).value, 0.25);
-  EXPECT_EQ(statistics(&store.database(), {}).yield.units, 2);
+  EXPECT_EQ(statistics(&store.database(), {}).yield.units, 3);
+  // Series that were told apart by limits that follow the value become one.
+  Store to(parse_uri(folder.file("to.db")));
+  copy_runs(&to, &store.database(), {});
+  EXPECT_EQ(number_from(&to.database(), "SELECT COUNT(*) FROM series WHERE high > 1"), 1);
+  EXPECT_EQ(measurement(history(&to.database(), "OLD1", 0, true), 0, 0, 0).high, 1.0625);
+  EXPECT_EQ(measurement(history(&to.database(), "OLD2", 0, true), 0, 0, 0).high, 1.05859375);
 }
 
 TEST(StoreFileTest, SaysWhatIsWrongWithAFile) {
@@ -295,7 +322,8 @@ TEST(StoreFileTest, CopiedRunsAreTheSame) {
     run.serial = "S\xff" + std::to_string(i / 2);
     run.station = i % 3 == 0 ? "north" : "south";
     run.started_ms += i / 600 * 86400000LL + i;
-    run.attempts = {{{"residual", i == 7 ? std::nan("") : 0.1 * i, -1, 1}}, {{"noise", 0.25, 0, i % 5 + 1.0}}};
+    run.attempts = {{{"residual", i == 7 ? std::nan("") : 0.1 * i, -1, 1}},
+                    {{"noise", 0.25, 0, i % 5 + 1.0 + i % 7 * 1e-4}}};
     run.samples = i % 1000 == 0 ? 3 : 0;
     runs.push_back(record_of(run));
   }
