@@ -1,6 +1,5 @@
 #include "files/numbers.h"
 
-#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <iterator>
@@ -32,6 +31,18 @@ std::string fixed(double value, int digits) {
 std::string plain(double value) {
   constexpr double kWholeFrom = 1e4;
   return significant(value, std::fabs(value) < kWholeFrom ? 4 : 6);
+}
+
+std::string hex(const void* bytes, size_t size) {
+  constexpr char kDigits[] = "0123456789abcdef";
+  const auto* const at = static_cast<const unsigned char*>(bytes);
+  std::string out;
+  out.reserve(2 * size);
+  for (size_t i = 0; i < size; ++i) {
+    out += kDigits[at[i] >> 4U];
+    out += kDigits[at[i] & 15U];
+  }
+  return out;
 }
 
 std::optional<std::array<double, 3>> read_three(const std::string& text) {

@@ -20,6 +20,9 @@ std::string plain(double value);
 std::string plain_exactly(double value);
 std::string plain_exactly(float value);
 
+// Bytes, two digits each.
+std::string hex(const void* bytes, size_t size);
+
 // The number that a text is to its end; nothing where it is none, or does not fit.
 template <typename Number>
 std::optional<Number> read_number(std::string_view text) {

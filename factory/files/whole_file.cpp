@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <map>
 
@@ -40,15 +39,6 @@ class Descriptor {
 
 [[noreturn]] void fail(const std::string& file) {
   throw AppError(kUnreachable, file + ": cannot be written: " + strerror(errno));
-}
-
-// Whether the first bytes of a file are these.
-bool begins(const std::string& file, const std::string& begin) {
-  const Descriptor in(open(file.c_str(), O_RDONLY | O_CLOEXEC));
-  std::string bytes(begin.size(), '\0');
-  return in.get() >= 0 && read(in.get(), bytes.data(), bytes.size()) >= 0 &&
-         std::equal(bytes.begin(), bytes.end(), begin.begin(),
-                    [](char is, char wanted) { return wanted == '#' ? isdigit(is) != 0 : is == wanted; });
 }
 
 [[noreturn]] void refuse(const std::string& option, const std::filesystem::path& file, const std::string& why) {
@@ -120,6 +110,14 @@ std::optional<std::string> read_file(const std::string& file, size_t most) {
     }
   }
   return out;
+}
+
+bool begins(const std::string& file, const std::string& begin) {
+  const Descriptor in(open(file.c_str(), O_RDONLY | O_CLOEXEC));
+  std::string bytes(begin.size(), '\0');
+  return in.get() >= 0 && read(in.get(), bytes.data(), bytes.size()) >= 0 &&
+         std::equal(bytes.begin(), bytes.end(), begin.begin(),
+                    [](char is, char wanted) { return wanted == '#' ? isdigit(is) != 0 : is == wanted; });
 }
 
 void require_output(const std::string& option, const std::string& file, const std::string& begin) {

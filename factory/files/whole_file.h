@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 #include <exception>
 #include <optional>
 #include <string>
@@ -26,6 +25,9 @@ void require_output(const std::string& option, const std::string& file, const st
 
 // The same of a folder, which is made with those above it where it is missing.
 void require_output_folder(const std::string& option, const std::string& folder);
+
+// Whether these are a file's first bytes; '#' is any digit.
+bool begins(const std::string& file, const std::string& begin);
 
 // What went wrong, in words: of a call of the standard library the path and the system's reason.
 std::string reason_of(const std::exception& error);

@@ -1,9 +1,9 @@
 #include "quality/times.h"
 
-#include <algorithm>
 #include <string>
 #include <vector>
 
+#include "report/words.h"
 #include "store/query.h"
 
 namespace factory::store {
@@ -15,36 +15,6 @@ TimePart part_of(const std::string& kind) {
          : kind == "fixture" ? TimePart::fixture
                              : TimePart::rest;
 }
-
-// The attempts of one run. Looks at several sensors are taken together: their seconds are the same ones.
-class Run {
- public:
-  void add(TimePart part, double from_s, double seconds) {
-    edges_.push_back({from_s, part, 1});
-    edges_.push_back({from_s + seconds, part, -1});
-  }
-
-  void take(DayTimes* day) {
-    std::sort(edges_.begin(), edges_.end(), [](const Edge& a, const Edge& b) { return a.at_s < b.at_s; });
-    std::array<int, kTimeParts> under_way{};
-    double at_s = 0;
-    for (const Edge& edge : edges_) {
-      const auto* const first = std::find_if(under_way.begin(), under_way.end(), [](int count) { return count > 0; });
-      if (first != under_way.end()) day->parts[static_cast<size_t>(first - under_way.begin())] += edge.at_s - at_s;
-      under_way[static_cast<size_t>(edge.part)] += edge.more;
-      at_s = edge.at_s;
-    }
-    edges_.clear();
-  }
-
- private:
-  struct Edge {
-    double at_s;
-    TimePart part;
-    int more;
-  };
-  std::vector<Edge> edges_;
-};
 
 void read_runs(Database* database, const Filter& filter, std::map<int, DayTimes>* days) {
   int day = 0;
@@ -70,14 +40,20 @@ void read_attempts(Database* database, const Filter& filter, std::map<int, DayTi
               "JOIN run r ON r.day = a.day AND r.no = a.run JOIN setup p ON p.id = r.setup WHERE 1 = 1" +
                   on_runs(filter) + " ORDER BY a.day, a.run");
   query.with(filter).into(&row.day, &row.run, &row.kind, &row.started_ms, &row.seconds);
-  Run run;
+  // Of one run. Looks at several sensors are taken together: their seconds are the same ones.
+  std::vector<UnderWay> attempts;
   Row last;
+  const auto count = [&] {
+    add_seconds(attempts, (*days)[last.day].parts);
+    attempts.clear();
+  };
   while (query.next()) {
-    if (row.run != last.run || row.day != last.day) run.take(&(*days)[last.day]);
+    if (row.run != last.run || row.day != last.day) count();
     last = row;
-    run.add(part_of(row.kind), static_cast<double>(row.started_ms) / 1000, row.seconds);
+    const double from_s = static_cast<double>(row.started_ms) / 1000;
+    attempts.push_back({static_cast<size_t>(part_of(row.kind)), from_s, from_s + row.seconds});
   }
-  run.take(&(*days)[last.day]);
+  count();
 }
 
 void read_library(Database* database, const Filter& filter, std::map<int, DayTimes>* days) {

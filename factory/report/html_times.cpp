@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <string_view>
 #include <vector>
 
 #include "files/numbers.h"
@@ -13,7 +12,7 @@ namespace factory {
 namespace {
 
 // In the order in which a second that several have counts for one.
-enum Kind { settling, samples, fresh, fixture, hub, kKinds };
+enum Kind : size_t { settling, samples, fresh, fixture, hub, kKinds };
 constexpr struct {
   const char* css_class;
   const char* words;
@@ -23,10 +22,7 @@ constexpr struct {
                    {"t-fixture", "fixture and operator"},
                    {"t-hub", "hub and files"}};
 
-struct Bar {
-  Kind kind;
-  double from_s, to_s;
-};
+using Bar = UnderWay;
 
 // A run of the library's is its settling and its samples, by the share of its events.
 std::vector<Bar> bars_of(const record::Span& span, const record::Attempt& attempt) {
@@ -72,31 +68,6 @@ Markup drawn(const Bar& bar, double whole_s, const std::string& title) {
       element("title", title + ": " + kLook[bar.kind].words + ", " + duration(bar.to_s - bar.from_s)));
 }
 
-// Each second counts once: for the first kind that was under way then.
-std::array<double, kKinds> seconds_by_kind(const std::vector<Bar>& bars) {
-  struct Edge {
-    double at_s;
-    Kind kind;
-    int more;
-  };
-  std::vector<Edge> edges;
-  for (const Bar& bar : bars) {
-    edges.push_back({bar.from_s, bar.kind, 1});
-    edges.push_back({bar.to_s, bar.kind, -1});
-  }
-  std::sort(edges.begin(), edges.end(), [](const Edge& a, const Edge& b) { return a.at_s < b.at_s; });
-  std::array<double, kKinds> out{};
-  std::array<int, kKinds> under_way{};
-  double at_s = 0;
-  for (const Edge& edge : edges) {
-    const auto first = std::find_if(under_way.begin(), under_way.end(), [](int count) { return count > 0; });
-    if (first != under_way.end()) out[static_cast<size_t>(first - under_way.begin())] += edge.at_s - at_s;
-    under_way[edge.kind] += edge.more;
-    at_s = edge.at_s;
-  }
-  return out;
-}
-
 Markup legend(const std::array<double, kKinds>& seconds, double run_s) {
   Markup items;
   double rest_s = run_s;
@@ -139,7 +110,8 @@ Markup time_line(const record::Run& run) {
     table.add({row.name, element("svg", {{"viewBox", "0 0 1000 10"}, {"preserveAspectRatio", "none"}, {"role", "img"}},
                                  row.bars)});
   }
-  const std::array<double, kKinds> seconds = seconds_by_kind(bars);
+  std::array<double, kKinds> seconds{};
+  add_seconds(bars, seconds);
   const double library_s = seconds[settling] + seconds[samples];
   const std::string bound = library_s > 0 ? "The library's own runs alone, one after the other, take " +
                                                 duration(library_s) + " of these " + duration(whole_s) + "."

@@ -1,5 +1,6 @@
 #include "report/words.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "files/json_text.h"
@@ -33,6 +34,28 @@ std::string duration(double seconds) {
   if (!std::isfinite(seconds)) return "";
   if (seconds < 120) return fixed(seconds, seconds < 10 ? 2 : 1) + " s";
   return fixed(std::floor(seconds / 60), 0) + " min " + fixed(std::floor(std::fmod(seconds, 60)), 0) + " s";
+}
+
+void add_seconds(const std::vector<UnderWay>& all, std::span<double> seconds_by_kind) {
+  struct Edge {
+    double at_s;
+    size_t kind;
+    int more;
+  };
+  std::vector<Edge> edges;
+  for (const auto& [kind, from_s, to_s] : all) {
+    edges.push_back({from_s, kind, 1});
+    edges.push_back({to_s, kind, -1});
+  }
+  std::sort(edges.begin(), edges.end(), [](const Edge& a, const Edge& b) { return a.at_s < b.at_s; });
+  std::vector<int> under_way(seconds_by_kind.size());
+  double at_s = 0;
+  for (const Edge& edge : edges) {
+    const auto first = std::find_if(under_way.begin(), under_way.end(), [](int count) { return count > 0; });
+    if (first != under_way.end()) seconds_by_kind[static_cast<size_t>(first - under_way.begin())] += edge.at_s - at_s;
+    under_way[edge.kind] += edge.more;
+    at_s = edge.at_s;
+  }
 }
 
 double seconds_of(const record::Step& step) {

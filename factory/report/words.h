@@ -1,7 +1,7 @@
 // The values of a record in words.
 #pragma once
 
-#include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -16,6 +16,14 @@ std::string numbers_for_people(const std::vector<double>& values);
 
 // "0.8 s", "3 min 12 s".
 std::string duration(double seconds);
+
+// What was under way from one moment to another, by the number of its kind. Adds to the kinds' seconds; each second
+// counts once: for the first kind that was under way then.
+struct UnderWay {
+  size_t kind;
+  double from_s, to_s;
+};
+void add_seconds(const std::vector<UnderWay>& all, std::span<double> seconds_by_kind);
 
 inline bool has_samples(const record::Attempt& attempt) { return attempt.window && !attempt.window->samples.empty(); }
 double seconds_of(const record::Step& step);  // all attempts together

@@ -3,18 +3,10 @@
 #include <link.h>
 #include <string.h>
 
+#include "files/numbers.h"
+
 namespace factory::plan {
 namespace {
-
-std::string hex(const unsigned char* bytes, size_t count) {
-  constexpr char kDigits[] = "0123456789abcdef";
-  std::string out;
-  for (size_t i = 0; i < count; ++i) {
-    out += kDigits[bytes[i] >> 4U];
-    out += kDigits[bytes[i] & 15U];
-  }
-  return out;
-}
 
 // The build id among the notes of one segment.
 std::string id_in_notes(const unsigned char* at, size_t size) {

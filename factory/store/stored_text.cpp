@@ -4,6 +4,7 @@
 
 #include <array>
 
+#include "files/numbers.h"
 #include "files/words.h"
 
 namespace factory::store {
@@ -61,13 +62,8 @@ std::string from_stored(std::string_view text) {
 }
 
 std::string sha256(const std::string& bytes) {
-  constexpr char kDigits[] = "0123456789abcdef";
-  std::string out;
-  for (const unsigned char byte : digest_of(bytes)) {
-    out += kDigits[byte >> 4U];
-    out += kDigits[byte & 15U];
-  }
-  return out;
+  const auto digest = digest_of(bytes);
+  return hex(digest.data(), digest.size());
 }
 
 long long key_of(std::string_view text) {

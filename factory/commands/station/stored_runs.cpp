@@ -3,13 +3,9 @@
 #include <errno.h>
 #include <string.h>
 
-#include <fstream>
-#include <string_view>
-
 #include "cli/terminal.h"
 #include "files/json_text.h"
 #include "files/time_text.h"
-#include "files/whole_file.h"
 #include "quality/stats_view.h"
 #include "record/record_json.h"
 #include "record/run_text.h"
@@ -69,12 +65,6 @@ store::Filter ChosenRuns::of(const std::string& profile) const {
   for (const std::string& pattern : known_bad) out.marked.push_back({"known bad", pattern, {}, {}});
   out.profile = profile;
   return out;
-}
-
-bool is_store(const std::string& file) {
-  std::ifstream in(file, std::ios::binary);
-  char begin[15] = {};
-  return in.read(begin, sizeof begin) && std::string_view(begin, sizeof begin) == "SQLite format 3";
 }
 
 record::Run read_record(const std::string& file) {

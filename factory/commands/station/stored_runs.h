@@ -7,6 +7,7 @@
 
 #include "cli/command.h"
 #include "files/app_error.h"
+#include "files/whole_file.h"
 #include "quality/grr_view.h"
 #include "quality/history.h"
 #include "quality/watch.h"
@@ -47,8 +48,8 @@ struct ChosenRuns {
   store::Filter of(const std::string& profile) const;
 };
 
-// Whether a file is a database, by its first bytes.
-bool is_store(const std::string& file);
+// Whether a file is a database.
+inline bool is_store(const std::string& file) { return begins(file, "SQLite format 3"); }
 
 // How `stats --watch` tells what goes wrong.
 struct WatchArguments {
