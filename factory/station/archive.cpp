@@ -1,7 +1,6 @@
 #include "station/archive.h"
 
 #include <algorithm>
-#include <chrono>
 #include <utility>
 
 #include "cli/terminal.h"
@@ -28,6 +27,17 @@ constexpr std::chrono::hours kWatched{30 * 24};
 constexpr std::chrono::seconds kBetweenLooks{60};
 constexpr int kLookShare = 50;    // of the time: a look at many runs is made less often
 constexpr int kHistoryMax = 200;  // runs of one phone that are looked at
+
+// Does the work, and says why it could not be done; empty: it was.
+template <typename Work>
+std::string problem_of(Work work) {
+  try {
+    work();
+    return "";
+  } catch (const std::exception& error) {
+    return reason_of(error);
+  }
+}
 
 }  // namespace
 
@@ -70,24 +80,15 @@ Archive::~Archive() {
 
 bool Archive::has_room() {
   if (!journal_) return true;
-  std::string problem;
-  try {
-    journal_->try_disk();
-  } catch (const std::exception& error) {
-    problem = reason_of(error);
-  }
+  const std::string problem = problem_of([this] { journal_->try_disk(); });
   set_unkept("", problem);
   return problem.empty();
 }
 
 void Archive::begin(const record::Run& trace) {
   if (!journal_) return;
-  std::string problem;
-  try {
-    journal_->begin(trace);
-  } catch (const std::exception& error) {
-    problem = "run " + trace.id + " leaves no trace if the station is killed: " + reason_of(error);
-  }
+  std::string problem = problem_of([&] { journal_->begin(trace); });
+  if (!problem.empty()) problem = "run " + trace.id + " leaves no trace if the station is killed: " + problem;
   set_unkept(trace.id, problem);
 }
 
@@ -98,21 +99,15 @@ bool Archive::keep(record::Run run) {
     const std::lock_guard<std::mutex> lock(mutex_);
     ended_.emplace(run.id, Steady::now());
   }
-  std::string problem;
-  try {
-    journal_->ended(run);
-  } catch (const std::exception& error) {
-    problem = "run " + run.id + " of " + run.serial + " is not on the disk: " + reason_of(error);
-    // The store may take it at once, in case that the station ends before the disk does.
-    try {
-      if (keeper_) {
-        keeper_->keep(run);
-        journal_->forget_trace(run.id);
-        problem += "; the store has it";
-      }
-    } catch (const std::exception& other) {
-      problem += "; nor in the store: " + reason_of(other);
-    }
+  std::string problem = problem_of([&] { journal_->ended(run); });
+  if (!problem.empty()) problem = "run " + run.id + " of " + run.serial + " is not on the disk: " + problem;
+  // The store may take it at once, in case that the station ends before the disk does.
+  if (!problem.empty() && keeper_) {
+    const std::string other = problem_of([&] {
+      keeper_->keep(run);
+      journal_->forget_trace(run.id);
+    });
+    problem += other.empty() ? "; the store has it" : "; nor in the store: " + other;
   }
   set_unkept(run.id, problem);
   if (!problem.empty()) return false;
@@ -198,14 +193,11 @@ bool Archive::deliver() {
   const auto begun = Steady::now();
   // False: nor would the next one go.
   const auto attempt = [&](const std::string& what, auto&& work) {
-    try {
-      work();
-      return true;
-    } catch (const std::exception& error) {
-      if (problem.empty()) problem = what + reason_of(error);
-      all = false;
-      return Steady::now() < begun + kSoon;
-    }
+    const std::string why = problem_of(work);
+    if (why.empty()) return true;
+    if (problem.empty()) problem = what + why;
+    all = false;
+    return Steady::now() < begun + kSoon;
   };
   for (const std::string& id : journal_->ended()) {
     const bool more = attempt("", [&] {
@@ -241,13 +233,12 @@ bool Archive::deliver() {
 // With a spool of its own: a server that is slow to answer keeps no run from its disk.
 void Archive::bring_up() {
   for (bool more = true; more;) {
-    try {
+    const std::string problem = problem_of([this] {
       store::Spool spool(keeper_->spool_file());
       const store::Brought brought = store::bring_up(&spool, store::parse_uri(settings_.store), kPatienceSeconds);
       tell(brought.away.empty() && !brought.refused.empty() ? brought.refused.front() : brought.away, brought.waiting);
-    } catch (const std::exception& error) {
-      tell(reason_of(error), -1);
-    }
+    });
+    if (!problem.empty()) tell(problem, -1);
     std::unique_lock<std::mutex> lock(mutex_);
     brings_ = false;
     work_.wait_for(lock, kBetweenTries, [this] { return leaves_ || brings_; });
@@ -290,13 +281,10 @@ void Archive::look_up() {
     }
     if (question.use_count() == 1) continue;  // whoever asked has gone
     std::optional<std::vector<store::StoredRun>> answer;
-    std::string why;
-    try {
+    const std::string why = problem_of([&] {
       answer = asked(
           [&](store::Database* database) { return store::history(database, question->serial, kHistoryMax, false); });
-    } catch (const std::exception& error) {
-      why = reason_of(error);
-    }
+    });
     {
       const std::lock_guard<std::mutex> lock(mutex_);
       question->answer = std::move(answer);
@@ -322,12 +310,10 @@ void Archive::watch() {
     store::Filter filter;
     filter.since_ms = std::chrono::floor<milliseconds>(record::Clock::now() - kWatched).time_since_epoch().count();
     std::optional<std::vector<store::Alert>> found;
-    try {
+    const std::string problem = problem_of([&] {
       found = asked([&](store::Database* database) { return store::standing_alerts(database, filter, {}); });
-      set_problem(&Archive::unseen_, "");
-    } catch (const std::exception& error) {
-      if (!keeper_->has_spool()) set_problem(&Archive::unseen_, reason_of(error));
-    }
+    });
+    if (found || !keeper_->has_spool()) set_problem(&Archive::unseen_, problem);
     const auto same = [](const store::Alert& a, const store::Alert& b) { return a.kind == b.kind && a.text == b.text; };
     bool changed = false;
     std::unique_lock<std::mutex> lock(mutex_);
@@ -365,11 +351,8 @@ std::vector<record::Run> Archive::runs_since(record::Clock::time_point since) {
   std::map<std::string, record::Run> found;
   if (!keeper_) return {};
   const auto attempt = [](auto&& work) {
-    try {
-      work();
-    } catch (const std::exception& error) {
-      complain(std::string("the runs before are not all known: ") + reason_of(error));
-    }
+    const std::string problem = problem_of(work);
+    if (!problem.empty()) complain("the runs before are not all known: " + problem);
   };
   // In the order in which a run goes from one to the next, or it could be missed in both. What is stored counts.
   for (const auto& ids : {journal_->ended(), journal_->unstored()}) {
