@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <utility>
 
 #include "cli/terminal.h"
 #include "files/json_text.h"
@@ -96,21 +95,20 @@ std::string live_line(const LiveState& state) {
 }
 
 Json::Value live_json(const LiveState& state, bool summary) {
-  Json::Value out = sensor_json(state.sensor.type);
-  out["schema"] = "sensorcal.watch/1";
-  out["summary"] = summary;
-  out["seconds"] = json_number(state.seconds);
-  out["events"] = static_cast<Json::UInt64>(state.events);
-  out["rate_hz"] = json_number(state.rate_hz);
-  out["unit"] = state.sensor.unit;
-  out["settled"] = state.settled_since.has_value();
+  Json::Value out = json_object({{"schema", "sensorcal.watch/1"},
+                                 {"summary", summary},
+                                 {"seconds", state.seconds},
+                                 {"events", state.events},
+                                 {"rate_hz", state.rate_hz},
+                                 {"unit", state.sensor.unit},
+                                 {"settled", state.settled_since.has_value()}},
+                                sensor_json(state.sensor.type));
   if (state.settled_since) out["settled_since"] = json_number(*state.settled_since);
   out["axes"] = json_list(state.axes, [&](const LiveAxis& axis) {
-    Json::Value entry;
-    entry["name"] = axis.name;
-    entry["value"] = json_number(static_cast<float>(axis.value));
-    entry["mean"] = json_number(axis.mean);
-    entry["standard_deviation"] = json_number(axis.standard_deviation);
+    Json::Value entry = json_object({{"name", axis.name},
+                                     {"value", static_cast<float>(axis.value)},
+                                     {"mean", axis.mean},
+                                     {"standard_deviation", axis.standard_deviation}});
     if (std::isfinite(state.noise_limit)) {
       entry["limit"] = json_number(state.noise_limit);
       entry["within"] = keeps_limit(state, axis);

@@ -33,6 +33,11 @@ Json::Value json_number(double value) {
 
 Json::Value optional_number(const std::optional<double>& value) { return value ? json_number(*value) : Json::Value(); }
 
+Json::Value json_object(std::initializer_list<JsonMember> members, Json::Value other) {
+  for (const auto& [name, value] : members) other[name] = value;
+  return other;
+}
+
 std::string number_text(const Json::Value& value) {
   return value.isDouble() ? significant(value.asDouble(), 9) : value.asString();
 }

@@ -4,8 +4,11 @@
 #include <json/json.h>
 
 #include <functional>
+#include <initializer_list>
 #include <optional>
 #include <string>
+#include <type_traits>
+#include <utility>
 
 namespace factory {
 
@@ -14,6 +17,32 @@ Json::Value json_number(float value);
 Json::Value json_number(double value);
 
 Json::Value optional_number(const std::optional<double>& value);  // null where there is none
+
+// A value as documents have it: numbers as above, and null for one that is not there.
+template <typename Value>
+Json::Value json_value(Value&& value) {
+  using Kind = std::decay_t<Value>;
+  if constexpr (std::is_integral_v<Kind> && !std::is_same_v<Kind, bool>) {
+    return static_cast<std::conditional_t<std::is_signed_v<Kind>, Json::Int64, Json::UInt64>>(value);
+  } else if constexpr (std::is_floating_point_v<Kind>) {
+    return json_number(value);
+  } else if constexpr (std::is_same_v<Kind, std::optional<double>>) {
+    return optional_number(value);
+  } else {
+    return std::forward<Value>(value);
+  }
+}
+
+// A member of an object.
+struct JsonMember {
+  template <typename Value>
+  JsonMember(const char* key, Value&& member) : name(key), value(json_value(std::forward<Value>(member))) {}
+  const char* name;
+  Json::Value value;
+};
+
+// An object of these members, besides those of another one.
+Json::Value json_object(std::initializer_list<JsonMember> members, Json::Value other = {});
 
 // An array of the elements, or of what `become` makes of each.
 template <typename List, typename Become = std::identity>

@@ -2,17 +2,14 @@
 
 #include <cutils/properties.h>
 #include <errno.h>
-#include <signal.h>
 #include <stdlib.h>
 #include <string.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <utility>
 
 #include "files/json_text.h"
 #include "files/scratch_folder.h"
-#include "files/whole_file.h"
 #include "phone/hub_message.h"
 #include "record/record_json.h"
 
@@ -177,8 +174,7 @@ const SensorInfo* Session::sensor(int type) const {
 Json::Value Session::document() {
   Json::Value out;
   for (const auto& [name, value] : fixture_->facts()) out["phone"][name == "phone" ? "directory" : name] = value;
-  out["remarks"] = Json::Value(Json::arrayValue);
-  for (const std::string& remark : fixture_->remarks()) out["remarks"].append(remark);
+  out["remarks"] = json_list(fixture_->remarks());
   return out;
 }
 

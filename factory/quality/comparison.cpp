@@ -45,6 +45,11 @@ Filter narrowed(Filter filter, const std::string& side) {
                  "--compare " + side + ": give KEY=VALUE with " + keys + ", or FROM..UNTIL, two times or days in UTC");
 }
 
+Json::Value side_json(const Moments& m) {
+  return json_object(
+      {{"count", m.count}, {"mean", m.count == 0 ? Json::Value() : json_number(m.mean)}, {"sigma", m.sigma()}});
+}
+
 double variance(const Moments& m) { return std::max(0.0, m.squares) / static_cast<double>(m.count - 1); }
 
 std::string with_interval(const std::optional<Index>& index) {
@@ -114,26 +119,18 @@ Comparison compare(Database* database, const Filter& filter, const std::vector<s
 
 Json::Value to_json(const Comparison& comparison) {
   Json::Value out;
-  out["sides"] = json_list(comparison.names, [](const std::string& name) { return Json::Value(name); });
+  out["sides"] = json_list(comparison.names);
   out["measurements"] = json_list(comparison.contrasts, [](const Contrast& c) {
-    Json::Value entry;
-    entry["plan"] = c.plan;
-    entry["step"] = c.step;
-    entry["name"] = c.name;
-    entry["axis"] = c.axis;
-    entry["unit"] = c.unit;
-    entry["sides"] = json_list(c.sides, [](const Moments& m) {
-      Json::Value side;
-      side["count"] = static_cast<Json::Int64>(m.count);
-      side["mean"] = m.count == 0 ? Json::Value() : json_number(m.mean);
-      side["sigma"] = optional_number(m.sigma());
-      return side;
-    });
-    entry["difference"] = to_json(c.difference);
-    entry["ratio_of_sigmas"] = to_json(c.ratio);
-    entry["size"] = c.difference ? json_number(c.size) : Json::Value();
-    entry["differs"] = c.differs();
-    return entry;
+    return json_object({{"plan", c.plan},
+                        {"step", c.step},
+                        {"name", c.name},
+                        {"axis", c.axis},
+                        {"unit", c.unit},
+                        {"sides", json_list(c.sides, side_json)},
+                        {"difference", to_json(c.difference)},
+                        {"ratio_of_sigmas", to_json(c.ratio)},
+                        {"size", c.difference ? json_number(c.size) : Json::Value()},
+                        {"differs", c.differs()}});
   });
   return valid(out);
 }

@@ -1,7 +1,6 @@
 #include "quality/grr_view.h"
 
 #include <algorithm>
-#include <cstdio>
 
 #include "cli/terminal.h"
 #include "files/json_text.h"
@@ -18,47 +17,42 @@ using Rows = std::vector<std::vector<std::string>>;
 Json::Value per_cent(const std::optional<double>& share) { return share ? json_number(100 * *share) : Json::Value(); }
 
 Json::Value row_json(const AnovaRow& row) {
-  Json::Value out;
-  out["source"] = row.source;
-  out["degrees_of_freedom"] = row.degrees;
-  out["sum_of_squares"] = json_number(row.squares);
-  out["mean_square"] = json_number(row.mean_square);
-  out["f"] = optional_number(row.f);
-  out["p"] = optional_number(row.p);
-  return out;
+  return json_object({{"source", row.source},
+                      {"degrees_of_freedom", row.degrees},
+                      {"sum_of_squares", row.squares},
+                      {"mean_square", row.mean_square},
+                      {"f", row.f},
+                      {"p", row.p}});
 }
 
 Json::Value study_json(const Study& study, const Analysis& a) {
-  Json::Value out;
-  out["name"] = study.subject.name;
-  out["unit"] = study.subject.unit;
-  out["low"] = optional_number(study.subject.low);
-  out["high"] = optional_number(study.subject.high);
+  Json::Value out = json_object({{"name", study.subject.name},
+                                 {"unit", study.subject.unit},
+                                 {"low", study.subject.low},
+                                 {"high", study.subject.high},
+                                 {"left_out", json_list(study.left_out)},
+                                 {"trials", study.trials},
+                                 {"mean", a.mean},
+                                 {"anova", json_list(a.full, row_json)},
+                                 {"pooled", !a.pooled.empty()},
+                                 {"anova_pooled", json_list(a.pooled, row_json)},
+                                 {"distinct_categories", a.categories ? Json::Value(*a.categories) : Json::Value()},
+                                 {"judged_by", a.by_tolerance ? "tolerance" : "study variation"},
+                                 {"judgement", judgement_name(a.judgement)}});
   for (const char* name : {"phones", "stations", "operators"}) out[name] = Json::Value(Json::arrayValue);
   for (const Factor& factor : study.factors) out[factor.name] = json_list(factor.levels);
-  out["left_out"] = json_list(study.left_out);
-  out["trials"] = study.trials;
-  out["mean"] = json_number(a.mean);
-  out["anova"] = json_list(a.full, row_json);
-  out["pooled"] = !a.pooled.empty();
-  out["anova_pooled"] = json_list(a.pooled, row_json);
   out["components"] = json_list(a.components(), [&](const Component* c) {
-    Json::Value entry;
-    entry["source"] = c->source;
-    entry["variance"] = json_number(c->variance);
-    entry["contribution_percent"] = per_cent(c->contribution);
-    entry["sigma"] = json_number(c->sigma);
-    entry["sigma_low"] = json_number(c->low);
-    entry["sigma_high"] = json_number(c->high);
-    entry["study_variation"] = json_number(6 * c->sigma);
-    entry["study_percent"] = per_cent(c->study);
-    entry["tolerance_percent"] = per_cent(c->tolerance);
-    entry["was_negative"] = std::count(a.negative.begin(), a.negative.end(), c->source) > 0;
-    return entry;
+    return json_object({{"source", c->source},
+                        {"variance", c->variance},
+                        {"contribution_percent", per_cent(c->contribution)},
+                        {"sigma", c->sigma},
+                        {"sigma_low", c->low},
+                        {"sigma_high", c->high},
+                        {"study_variation", 6 * c->sigma},
+                        {"study_percent", per_cent(c->study)},
+                        {"tolerance_percent", per_cent(c->tolerance)},
+                        {"was_negative", std::count(a.negative.begin(), a.negative.end(), c->source) > 0}});
   });
-  out["distinct_categories"] = a.categories ? Json::Value(*a.categories) : Json::Value();
-  out["judged_by"] = a.by_tolerance ? "tolerance" : "study variation";
-  out["judgement"] = judgement_name(a.judgement);
   return out;
 }
 
@@ -169,15 +163,13 @@ std::string verdict_words(const Analysis& a) {
 }
 
 Json::Value to_json(const Turn& turn) {
-  Json::Value out;
-  const bool any = turn.trial > 0;
-  out["phone"] = any ? Json::Value(turn.phone) : Json::Value();
-  out["station"] = any ? Json::Value(turn.station) : Json::Value();
-  out["operator"] = any ? Json::Value(turn.operator_name) : Json::Value();
-  out["trial"] = any ? Json::Value(turn.trial) : Json::Value();
-  out["done"] = static_cast<Json::Int64>(turn.done);
-  out["wanted"] = static_cast<Json::Int64>(turn.wanted);
-  return store::valid(out);
+  const auto if_any = [&](const Json::Value& value) { return turn.trial > 0 ? value : Json::Value(); };
+  return store::valid(json_object({{"phone", if_any(turn.phone)},
+                                   {"station", if_any(turn.station)},
+                                   {"operator", if_any(turn.operator_name)},
+                                   {"trial", if_any(turn.trial)},
+                                   {"done", turn.done},
+                                   {"wanted", turn.wanted}}));
 }
 
 std::string to_text(const Turn& turn) {
@@ -193,10 +185,7 @@ Json::Value to_json(const Findings& findings) {
   out["alpha"] = findings.alpha;
   out["studies"] = json_list(findings.studies, [](const auto& found) { return study_json(found.first, found.second); });
   out["skipped"] = json_list(findings.skipped, [](const Skipped& skipped) {
-    Json::Value entry;
-    entry["name"] = skipped.name;
-    entry["why"] = skipped.why;
-    return entry;
+    return json_object({{"name", skipped.name}, {"why", skipped.why}});
   });
   return store::valid(out);
 }

@@ -4,6 +4,7 @@
 #include <limits>
 #include <tuple>
 
+#include "files/json_text.h"
 #include "files/numbers.h"
 #include "quality/drawing.h"
 #include "quality/stats_view.h"
@@ -40,20 +41,17 @@ void add_limits(const Limits& limits, Json::Value* out) {
 
 Json::Value chart_of(const Characteristic& c, const Process& process) {
   const ControlChart& chart = process.chart;
-  Json::Value out;
-  out["kind"] = "drift";
-  out["centre"] = chart.centre;
+  Json::Value out =
+      json_object({{"kind", "drift"}, {"centre", chart.centre}, {"points", Json::Value(Json::arrayValue)}});
   if (!c.limits_changed()) add_limits({c.low, c.high}, &out);
-  out["points"] = Json::Value(Json::arrayValue);
   for (const ChartPoint& point : chart.points) {
-    Json::Value& p = out["points"].append(Json::Value());
-    p["day"] = point.when;
-    p["mean"] = point.values.mean;
-    p["shown"] = point.shown;
-    p["count"] = static_cast<Json::Int64>(point.values.count);
-    p["upper"] = chart.line(chart.limit, point);
-    p["lower"] = chart.line(-chart.limit, point);
-    p["rule"] = rule_in_words(point.rule);
+    Json::Value& p = out["points"].append(json_object({{"day", point.when},
+                                                       {"mean", point.values.mean},
+                                                       {"shown", point.shown},
+                                                       {"count", point.values.count},
+                                                       {"upper", chart.line(chart.limit, point)},
+                                                       {"lower", chart.line(-chart.limit, point)},
+                                                       {"rule", rule_in_words(point.rule)}}));
     if (c.limits_changed()) add_limits(process.limits_in(point.day), &p);
   }
   return out;
@@ -61,31 +59,25 @@ Json::Value chart_of(const Characteristic& c, const Process& process) {
 
 // Least, mean and greatest values of subgroups, between the limits that these were under.
 Json::Value range_chart(const Process& process) {
-  Json::Value out;
-  out["kind"] = "range";
-  for (const auto& [subgroup, values] : process.days) {
-    Json::Value& p = out["points"].append(Json::Value());
-    p["least"] = values.least;
-    p["mean"] = values.mean;
-    p["most"] = values.most;
-    add_limits(process.limits_in(subgroup), &p);
+  Json::Value out = json_object({{"kind", "range"}});
+  for (const ChartPoint& point : process.chart.points) {
+    const auto& [count, mean, squares, least, most] = point.values;
+    Json::Value& p =
+        out["points"].append(json_object({{"day", point.when}, {"least", least}, {"mean", mean}, {"most", most}}));
+    add_limits(process.limits_in(point.day), &p);
   }
-  for (Json::ArrayIndex i = 0; i < out["points"].size(); ++i) out["points"][i]["day"] = process.chart.points[i].when;
   return out;
 }
 
 Json::Value days_chart(const Statistics& s) {
-  Json::Value out;
-  out["kind"] = "days";
-  out["points"] = Json::Value(Json::arrayValue);
+  Json::Value out = json_object({{"kind", "days"}, {"points", Json::Value(Json::arrayValue)}});
   for (const auto& [day, its] : s.by_day) {
     const auto& [runs, yield] = its;
-    Json::Value& p = out["points"].append(Json::Value());
-    p["day"] = date_text(day);
-    p["passed"] = static_cast<Json::Int64>(runs.passed);
-    p["failed"] = static_cast<Json::Int64>(runs.failed);
-    p["error"] = static_cast<Json::Int64>(runs.errors);
-    p["aborted"] = static_cast<Json::Int64>(runs.aborted);
+    Json::Value& p = out["points"].append(json_object({{"day", date_text(day)},
+                                                       {"passed", runs.passed},
+                                                       {"failed", runs.failed},
+                                                       {"error", runs.errors},
+                                                       {"aborted", runs.aborted}}));
     if (yield.units == 0) continue;
     for (const auto& [name, passed] : {kYieldShares[0], kYieldShares[std::size(kYieldShares) - 1]})
       p[name] = 100 * static_cast<double>(yield.*passed) / static_cast<double>(yield.units);
@@ -137,10 +129,9 @@ Markup failures(const Statistics& s, Charts* charts) {
     table.add({std::to_string(++rank), name_of(failure), std::to_string(failure.runs),
                percent(failure.runs, s.runs.failed), percent(together, s.runs.failed)});
     if (chart["points"].size() >= kMax) continue;
-    Json::Value& p = chart["points"].append(Json::Value());
-    p["name"] = shown(name_of(failure), 32);
-    p["runs"] = static_cast<Json::Int64>(failure.runs);
-    p["together"] = static_cast<double>(together) / static_cast<double>(std::max(1LL, s.runs.failed)) * 100;
+    const double share = static_cast<double>(together) / static_cast<double>(std::max(1LL, s.runs.failed));
+    chart["points"].append(
+        json_object({{"name", shown(name_of(failure), 32)}, {"runs", failure.runs}, {"together", share * 100}}));
   }
   return charts->place(chart, "what runs failed on, most frequent first") + table.markup();
 }

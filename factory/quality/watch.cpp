@@ -1,7 +1,6 @@
 #include "quality/watch.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <set>
 
@@ -259,14 +258,12 @@ std::vector<Alert> standing_alerts(Database* database, const Filter& filter, con
 }
 
 Json::Value to_json(const Alert& alert) {
-  Json::Value out;
-  out["kind"] = alert.kind;
-  out["about"] = alert.about;
-  out["text"] = alert.text;
-  out["since"] = time_text(alert.since_ms);
-  out["phones"] = json_list(alert.phones);
-  out["more"] = static_cast<Json::Int64>(alert.more);
-  return valid(out);
+  return valid(json_object({{"kind", alert.kind},
+                            {"about", alert.about},
+                            {"text", alert.text},
+                            {"since", time_text(alert.since_ms)},
+                            {"phones", json_list(alert.phones)},
+                            {"more", alert.more}}));
 }
 
 std::string to_text(const Alert& alert) {

@@ -84,9 +84,7 @@ class Writer {
   }
   template <typename T>
   static Json::Value json_of(const std::vector<T>& value) {
-    Json::Value out(Json::arrayValue);
-    for (const T& element : value) out.append(json_of(element));
-    return out;
+    return json_list(value, [](const T& element) { return json_of(element); });
   }
   template <typename T>
   requires std::is_class_v<T>

@@ -61,11 +61,7 @@ Plan read_back(const Json::Value& json) {
 }
 
 Json::Value empty_plan(const std::string& name) {
-  Json::Value out;
-  out["format"] = "sensorcal.plan/1";
-  out["name"] = name;
-  out["steps"] = Json::Value(Json::arrayValue);
-  return out;
+  return json_object({{"format", "sensorcal.plan/1"}, {"name", name}, {"steps", Json::Value(Json::arrayValue)}});
 }
 
 }  // namespace
@@ -77,9 +73,7 @@ Plan plan_of(const std::string& name, const std::vector<Step>& steps, const std:
         step.channel ? channel_problem(step.type, step.screen) : step_problem(step.type, step.param);
     if (!problem.empty()) throw AppError(kUsage, problem);
     const Json::Value fixture = fixture_of(step, world);
-    Json::Value group;
-    group["group"] = tag_of(step.type);
-    group["on_failure"] = "go on";
+    Json::Value group = json_object({{"group", tag_of(step.type)}, {"on_failure", "go on"}});
     if (!fixture.isNull()) group["steps"][0]["fixture"] = fixture;
     group["steps"].append(calibration_of(step));
     plan["steps"].append(group);
@@ -89,9 +83,7 @@ Plan plan_of(const std::string& name, const std::vector<Step>& steps, const std:
 
 Plan plan_of_write(int type, const std::string& value, const std::vector<double>& numbers) {
   Json::Value plan = empty_plan("write " + tag_of(type) + " " + value);
-  Json::Value step;
-  step["write"] = tag_of(type);
-  step["value"] = value;
+  Json::Value step = json_object({{"write", tag_of(type)}, {"value", value}});
   const std::string unit = stored_value(type, value)->unit(type);
   for (const double number : numbers)
     step["to"].append(unit.empty() ? Json::Value(number) : plain_exactly(number) + " " + unit);

@@ -2,12 +2,11 @@
 
 #include <algorithm>
 #include <charconv>
-#include <cmath>
 #include <cstdint>
-#include <cstdlib>
 #include <string_view>
 
 #include "files/app_error.h"
+#include "files/json_text.h"
 #include "files/words.h"
 
 namespace factory {
@@ -428,9 +427,7 @@ int parse_tag(const std::string& text) {
 std::string tag_of(int type) { return getSensorName(type); }
 
 Json::Value sensor_json(int type) {
-  Json::Value out;
-  out["type"] = type;
-  out["tag"] = tag_of(type);
+  Json::Value out = json_object({{"type", type}, {"tag", tag_of(type)}});
   if (const Sensor* sensor = sensor_of(type)) out["sensor"] = sensor->words;
   return out;
 }

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <iterator>
 
+#include "files/json_text.h"
 #include "files/whole_file.h"
 
 namespace factory::station {
@@ -70,10 +71,7 @@ void Inquiry::end(const RunnerEnd& end) {
 
 Json::Value Inquiry::state() const {
   const std::lock_guard<std::mutex> lock(mutex_);
-  Json::Value out;
-  out["phase"] = phase_;
-  out["problem"] = problem_.empty() ? Json::Value() : Json::Value(problem_);
-  return out;
+  return json_object({{"phase", phase_}, {"problem", problem_.empty() ? Json::Value() : Json::Value(problem_)}});
 }
 
 std::optional<std::string> Inquiry::page() const {

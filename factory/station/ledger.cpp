@@ -30,13 +30,11 @@ std::string local_text(record::Clock::time_point time) {
 bool judged(const Entry& entry) { return entry.outcome == Outcome::passed || entry.outcome == Outcome::failed; }
 
 Json::Value shown(const Entry& entry) {
-  Json::Value out;
-  out["serial"] = entry.serial;
-  out["verdict"] = outcome_name(entry.outcome);
-  out["seconds"] = entry.seconds;
-  out["at"] = local_text(entry.ended).substr(11);
-  out["step"] = entry.step;
-  return out;
+  return json_object({{"serial", entry.serial},
+                      {"verdict", outcome_name(entry.outcome)},
+                      {"seconds", entry.seconds},
+                      {"at", local_text(entry.ended).substr(11)},
+                      {"step", entry.step}});
 }
 
 }  // namespace
@@ -92,15 +90,13 @@ Json::Value Ledger::shift(record::Clock::time_point since) const {
   const auto share = [](double part, size_t whole) {
     return whole == 0 ? Json::Value() : Json::Value(part / static_cast<double>(whole));
   };
-  Json::Value out;
-  out["since"] = local_text(since);
-  out["phones"] = static_cast<int>(phones.size());
-  out["first_pass"] = share(static_cast<double>(passed), first.size());
-  out["retests"] = retests;
-  out["errors"] = errors;
-  out["seconds_per_phone"] = share(seconds, phones.size());
-  out["last"] = last;
-  return out;
+  return json_object({{"since", local_text(since)},
+                      {"phones", static_cast<int>(phones.size())},
+                      {"first_pass", share(static_cast<double>(passed), first.size())},
+                      {"retests", retests},
+                      {"errors", errors},
+                      {"seconds_per_phone", share(seconds, phones.size())},
+                      {"last", last}});
 }
 
 record::Clock::time_point shift_begin(const std::vector<int>& minutes, record::Clock::time_point now) {

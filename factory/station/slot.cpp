@@ -1,6 +1,7 @@
 #include "station/slot.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <iterator>
 
@@ -51,11 +52,9 @@ Json::Value texts_of(const Json::Value& list) { return first_ones(list, text_of)
 // Reasons or hints.
 Json::Value said(const Json::Value& list) {
   return first_ones(list, [](const Json::Value& one) {
-    Json::Value out;
-    out["code"] = one.isObject() ? text_of(one["code"]) : "";
-    out["arguments"] = one.isObject() ? texts_of(one["arguments"]) : Json::Value(Json::arrayValue);
-    out["text"] = text_of(one.isObject() ? one["text"] : one);
-    return out;
+    return json_object({{"code", one.isObject() ? text_of(one["code"]) : ""},
+                        {"arguments", one.isObject() ? texts_of(one["arguments"]) : Json::Value(Json::arrayValue)},
+                        {"text", text_of(one.isObject() ? one["text"] : one)}});
   });
 }
 
@@ -165,22 +164,18 @@ Slot::Heard Slot::hear_ended(const Json::Value& event) {
   const bool again = failing_.isObject() && number_of(failing_["step"]) == step;  // asking null makes an object of it
   if (passes && again) failing_ = Json::Value();
   if (passes || !(failing_.isNull() || again)) return Heard::change;
-  failing_["step"] = step;
-  failing_["name"] = told_of(step).name;
-  failing_["reasons"] = said(event["reasons"]);
-  failing_["hints"] = said(event["hints"]);
+  show_failing(step, told_of(step).name, event["reasons"], event["hints"]);
   return Heard::change;
 }
 
 Slot::Heard Slot::hear_sample(const Json::Value& event) {
-  live_ = Json::Value();
-  live_["slot"] = settings_->name;
-  live_["run"] = ordered_.run;
-  live_["step"] = number_of(event["step"]);
-  live_["tag"] = text_of(event["tag"]);
-  live_["values"] = first_ones(event["values"], number_or_null);
-  live_["units"] = or_null(text_of(event["unit"]));
-  live_["restarts"] = number_of(event["restarts"]);
+  live_ = json_object({{"slot", settings_->name},
+                       {"run", ordered_.run},
+                       {"step", number_of(event["step"])},
+                       {"tag", text_of(event["tag"])},
+                       {"values", first_ones(event["values"], number_or_null)},
+                       {"units", or_null(text_of(event["unit"]))},
+                       {"restarts", number_of(event["restarts"])}});
   return Heard::sample;
 }
 
@@ -188,12 +183,8 @@ Json::Value Slot::live(const Pace& pace) const {
   Json::Value out = live_;
   if (out.isNull()) return out;
   out["limits"] = Json::Value();
-  for (const double limit : pace.limits(ordered_.plan->sha256, live_["step"].asInt())) {
-    Json::Value both(Json::arrayValue);
-    both.append(-limit);
-    both.append(limit);
-    out["limits"].append(both);
-  }
+  for (const double limit : pace.limits(ordered_.plan->sha256, live_["step"].asInt()))
+    out["limits"].append(json_list(std::array{-limit, limit}));
   return out;
 }
 
@@ -360,51 +351,52 @@ void Slot::make_error(const RunnerEnd& end, const record::Text& why) {
   record_.remarks.push_back("the station could not trust the run: " + problem_.text);
 }
 
+void Slot::show_failing(int step, const std::string& name, const Json::Value& reasons, const Json::Value& hints) {
+  failing_ = json_object({{"step", step}, {"name", name}, {"reasons", said(reasons)}, {"hints", said(hints)}});
+}
+
 // By the record, which outweighs what was told on the way.
 void Slot::show_failing() {
   failing_ = Json::Value();
   for (const record::Step& step : record_.steps) {
     if (passes(step.outcome) || step.outcome == Outcome::skipped || step.attempts.empty()) continue;
     if (step.outcome != record_.outcome) continue;
-    failing_["step"] = step.index;
-    failing_["name"] = step.name;
-    failing_["reasons"] = said(record::to_json(step.attempts.back().reasons));
-    failing_["hints"] = said(record::to_json(step.attempts.back().hints));
-    return;
+    const record::Attempt& last = step.attempts.back();
+    return show_failing(step.index, step.name, record::to_json(last.reasons), record::to_json(last.hints));
   }
 }
 
 Json::Value Slot::to_json(const Pace& pace) const {
-  Json::Value out;
-  out["slot"] = settings_->name;
-  out["phase"] = kPhases[static_cast<size_t>(phase_)];
-  out["run"] = ordered_.run;
-  out["serial"] = ordered_.order.serial;
-  out["retest"] = ordered_.retest;
-  out["step"] = step_;
-  out["steps"] = steps_;
   const Named told = told_of(step_);
-  out["name"] = told.name;
-  out["kind"] = told.kind;
-  out["tag"] = told.tag;
-  out["attempt"] = attempt_;
   const Clock::time_point now = busy() ? Clock::now() : ended_;
   const auto left = phase_ == Phase::running
                         ? pace.left(ordered_.plan->sha256, step_, seconds_between(step_began_, now))
                         : std::nullopt;
-  out["left_seconds"] = optional_number(left);
-  out["elapsed_seconds"] = phase_ == Phase::idle ? 0.0 : seconds_between(began_, now);
-  out["prompt"] = Json::Value();
+  Json::Value out =
+      json_object({{"slot", settings_->name},
+                   {"phase", kPhases[static_cast<size_t>(phase_)]},
+                   {"run", ordered_.run},
+                   {"serial", ordered_.order.serial},
+                   {"retest", ordered_.retest},
+                   {"step", step_},
+                   {"steps", steps_},
+                   {"name", told.name},
+                   {"kind", told.kind},
+                   {"tag", told.tag},
+                   {"attempt", attempt_},
+                   {"left_seconds", left},
+                   {"elapsed_seconds", phase_ == Phase::idle ? 0.0 : seconds_between(began_, now)},
+                   {"prompt", Json::Value()},
+                   {"warns", or_null(warns_)},
+                   {"verdict", phase_ == Phase::over ? Json::Value(outcome_name(record_.outcome)) : Json::Value()},
+                   {"failing", failing_},
+                   {"problem", Json::Value()}});
   if (prompt_) {
-    out["prompt"]["prompt"] = prompt_->number;
-    out["prompt"]["code"] = prompt_code();
-    out["prompt"]["settings"] = prompt_->settings;
-    out["prompt"]["instructions"] = prompt_->instructions;
+    out["prompt"] = json_object({{"prompt", prompt_->number},
+                                 {"code", prompt_code()},
+                                 {"settings", prompt_->settings},
+                                 {"instructions", prompt_->instructions}});
   }
-  out["warns"] = or_null(warns_);
-  out["verdict"] = phase_ == Phase::over ? Json::Value(outcome_name(record_.outcome)) : Json::Value();
-  out["failing"] = failing_;
-  out["problem"] = Json::Value();
   if (held_) {
     out["phase"] = kPhases[static_cast<size_t>(Phase::over)];
     out["verdict"] = outcome_name(Outcome::error);

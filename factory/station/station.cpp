@@ -5,7 +5,6 @@
 #include "cli/terminal.h"
 #include "files/app_error.h"
 #include "files/json_text.h"
-#include "files/words.h"
 #include "store/run_id.h"
 
 namespace factory::station {
@@ -29,11 +28,14 @@ std::string trimmed(const std::string& text) {
   return begin == std::string::npos ? "" : text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1);
 }
 
+Json::Value said(const store::Alert& alert) {
+  return json_object({{"code", "alert-" + alert.kind},
+                      {"arguments", json_list(std::vector{visible(alert.about)})},
+                      {"text", visible(alert.text)}});
+}
+
 std::string answer_line(int prompt, const std::string& answer) {
-  Json::Value out;
-  out["prompt"] = prompt;
-  out["answer"] = answer;
-  return json_line(out);
+  return json_line(json_object({{"prompt", prompt}, {"answer", answer}}));
 }
 
 }  // namespace
@@ -170,14 +172,11 @@ void Station::begin(Place* place, Ordered ordered) {
   values["slot"] = place->slot.settings().name;
   values["serial"] = ordered.order.serial;
   values["operator"] = ordered.order.operator_name;
-  Json::Value plan;
-  plan["file"] = ordered.plan->file;
-  plan["plan"] = ordered.plan->bytes;
-  plan["id"] = ordered.id;
   Runner::Order order;
   order.command = filled(place->slot.settings().runner, values);
   order.folder = settings_.folder;
-  order.first_line = json_line(plan);
+  order.first_line =
+      json_line(json_object({{"file", ordered.plan->file}, {"plan", ordered.plan->bytes}, {"id", ordered.id}}));
   order.before = [this, run = place->slot.trace()] { archive_->begin(run); };
   order.silence = std::chrono::duration<double>(settings_.silence_s);
   place->runner->start(std::move(order));
@@ -270,38 +269,25 @@ bool Station::golden_due() const {
 }
 
 std::string Station::make_state() {
-  Json::Value out;
-  out["schema"] = "sensorcal.station-state/1";
-  out["station"] = settings_.station;
-  out["language"] = settings_.language;
-  out["version"] = SENSORCAL_VERSION;
-  out["store"] = !settings_.store.empty();
-  out["operators"] = !settings_.operators.empty();
-  out["operator"] = Json::Value();
-  if (!operator_code_.empty()) {
-    out["operator"]["code"] = operator_code_;
-    out["operator"]["name"] = settings_.operators.at(operator_code_);
-  }
-  out["golden"] = Json::Value();
-  if (settings_.golden) {
-    out["golden"]["due"] = golden_due();
-    out["golden"]["serials"] = settings_.golden_serials.expression();
-  }
   const Archive::Status status = archive_->status();
-  out["waiting"] = status.waiting;
-  out["store_problem"] = Json::Value();
-  if (!status.problem.empty()) {
-    out["store_problem"]["code"] = status.code;
-    out["store_problem"]["text"] = visible(status.problem);
-  }
-  out["alerts"] = json_list(archive_->alerts(), [](const store::Alert& alert) {
-    Json::Value said;
-    said["code"] = "alert-" + alert.kind;
-    said["arguments"].append(visible(alert.about));
-    said["text"] = visible(alert.text);
-    return said;
-  });
-  out["shift"] = ledger_.shift(shift_begin(settings_.shifts, record::Clock::now()));
+  Json::Value out = json_object({{"schema", "sensorcal.station-state/1"},
+                                 {"station", settings_.station},
+                                 {"language", settings_.language},
+                                 {"version", SENSORCAL_VERSION},
+                                 {"store", !settings_.store.empty()},
+                                 {"operators", !settings_.operators.empty()},
+                                 {"operator", Json::Value()},
+                                 {"golden", Json::Value()},
+                                 {"waiting", status.waiting},
+                                 {"store_problem", Json::Value()},
+                                 {"alerts", json_list(archive_->alerts(), said)},
+                                 {"shift", ledger_.shift(shift_begin(settings_.shifts, record::Clock::now()))}});
+  if (!operator_code_.empty())
+    out["operator"] = json_object({{"code", operator_code_}, {"name", settings_.operators.at(operator_code_)}});
+  if (settings_.golden)
+    out["golden"] = json_object({{"due", golden_due()}, {"serials", settings_.golden_serials.expression()}});
+  if (!status.problem.empty())
+    out["store_problem"] = json_object({{"code", status.code}, {"text", visible(status.problem)}});
   out["slots"] = json_list(places_, [&](const auto& place) {
     Json::Value slot = place->slot.to_json(pace_);
     slot["remark"] = place->remark.empty() ? Json::Value() : Json::Value(visible(place->remark));

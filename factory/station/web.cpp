@@ -71,12 +71,10 @@ std::string put_in(std::string page, const std::string& what, const std::string&
 }
 
 void refuse(Response* out, int status, const Refusal& refusal) {
-  Json::Value json;
-  json["code"] = refusal.code;
-  json["arguments"] = json_list(refusal.arguments);
-  json["text"] = refusal.text;
   out->status = status;
-  out->set_content(json_line(json), "application/json");
+  out->set_content(json_line(json_object(
+                       {{"code", refusal.code}, {"arguments", json_list(refusal.arguments)}, {"text", refusal.text}})),
+                   "application/json");
 }
 
 Asked asked_of(const Request& request) {
@@ -135,8 +133,6 @@ class Web::Server {
     server_.stop();
     thread_.join();
   }
-  Server(const Server&) = delete;
-  Server& operator=(const Server&) = delete;
 
   std::string address() const {
     const std::string at = reached_at(settings_.address);

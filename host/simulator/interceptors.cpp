@@ -12,6 +12,7 @@
 #include <thread>
 #include <utility>
 
+#include "files/json_text.h"
 #include "simulator/device_files.h"
 #include "simulator/trace.h"
 #include "simulator/trace_words.h"
@@ -94,8 +95,6 @@ class Delivery {
     changed_.notify_one();
     thread_.join();
   }
-  Delivery(const Delivery&) = delete;
-  Delivery& operator=(const Delivery&) = delete;
 
   void begin(int enabling) {
     std::vector<SensorEvent> events = trace_.events(enabling);
@@ -168,10 +167,8 @@ class QueueInterceptor : public IEventQueue {
   Return<Result> enableSensor(int32_t sensorHandle, int32_t samplingPeriodUs,
                               int64_t maxBatchReportLatencyUs) override {
     static std::atomic<int> enablings{0};
-    Json::Value request;
-    request["handle"] = sensorHandle;
-    request["period_us"] = samplingPeriodUs;
-    request["latency_us"] = static_cast<Json::Int64>(maxBatchReportLatencyUs);
+    const Json::Value request = json_object(
+        {{"handle", sensorHandle}, {"period_us", samplingPeriodUs}, {"latency_us", maxBatchReportLatencyUs}});
     const Json::Value answer = ask_service(trace_, kEnable, request, [&](Json::Value& out) {
       const int enabling = ++enablings;
       ear_->hear(enabling);
@@ -184,8 +181,7 @@ class QueueInterceptor : public IEventQueue {
   }
 
   Return<Result> disableSensor(int32_t sensorHandle) override {
-    Json::Value request;
-    request["handle"] = sensorHandle;
+    const Json::Value request = json_object({{"handle", sensorHandle}});
     int ended = 0;
     if (sensorHandle == handle_ && delivery_) delivery_->end();
     if (sensorHandle == handle_ && !delivery_) ended = ear_->hear(0);
@@ -217,8 +213,7 @@ class ManagerInterceptor : public host::NoDirectChannels {
     const Json::Value answer = ask_service(trace_, "sensor-list", Json::nullValue, [&](Json::Value& out) {
       return real_->getSensorList([&](const hidl_vec<SensorInfo>& list, Result result) {
         out["result"] = static_cast<int>(result);
-        out["sensors"] = Json::Value(Json::arrayValue);
-        for (const SensorInfo& info : list) out["sensors"].append(to_json(info));
+        out["sensors"] = json_list(list, [](const SensorInfo& info) { return to_json(info); });
       });
     });
     if (answer.isMember("result"))
@@ -228,8 +223,7 @@ class ManagerInterceptor : public host::NoDirectChannels {
 
   Return<void> getDefaultSensor(::android::hardware::sensors::V1_0::SensorType type,
                                 getDefaultSensor_cb _hidl_cb) override {
-    Json::Value request;
-    request["type"] = static_cast<int>(type);
+    const Json::Value request = json_object({{"type", static_cast<int>(type)}});
     const Json::Value answer = ask_service(trace_, "default-sensor", request, [&](Json::Value& out) {
       return real_->getDefaultSensor(type, [&](const SensorInfo& info, Result result) {
         out["result"] = static_cast<int>(result);
@@ -337,10 +331,7 @@ class TracedFixture : public Fixture {
   Arranged arrange(const Settings& settings) override {
     const Json::Value answer = trace_->ask("arrange", to_json(settings), [&] {
       const Arranged arranged = real_->arrange(settings);
-      Json::Value out;
-      out["problems"] = to_json(arranged.problems);
-      out["notes"] = to_json(arranged.notes);
-      return out;
+      return json_object({{"problems", to_json(arranged.problems)}, {"notes", to_json(arranged.notes)}});
     });
     return {texts_from(answer["problems"]), texts_from(answer["notes"])};
   }

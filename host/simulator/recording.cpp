@@ -71,9 +71,7 @@ void make_recording(const std::string& folder) {
 }
 
 void write_head(const std::string& folder, const RunHead& head, const Json::Value& options) {
-  Json::Value out;
-  out["format"] = kRecordingFormat;
-  out["application"] = SENSORCAL_VERSION;
+  Json::Value out = json_object({{"format", kRecordingFormat}, {"application", SENSORCAL_VERSION}});
   each_field(head, [&](const char* name, const std::string& value) { out[name] = value; });
   if (head.order.stop_on_failure) out["on_failure"] = "stop";
   out["options"] = options;

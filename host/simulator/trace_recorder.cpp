@@ -89,9 +89,7 @@ class Recorder : public Trace {
   bool asking() const override { return t_asks; }
 
   void note(int enabling, const SensorEvent& event) override {
-    Json::Value line;
-    line["enabling"] = enabling;
-    line["event"] = to_json(event);
+    Json::Value line = json_object({{"enabling", enabling}, {"event", to_json(event)}});
     const std::lock_guard<std::mutex> lock(mutex_);
     write(std::move(line));
   }

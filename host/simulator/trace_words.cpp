@@ -1,7 +1,10 @@
 #include "simulator/trace_words.h"
 
+#include <array>
 #include <bit>
+#include <span>
 
+#include "files/json_text.h"
 #include "simulator/device_files.h"
 #include "simulator/trace.h"
 
@@ -12,11 +15,7 @@ constexpr int kWords = 18;
 
 int digit(char c) { return c >= '0' && c <= '9' ? c - '0' : c >= 'a' && c <= 'f' ? c - 'a' + 10 : -1; }
 
-Json::Value words(const int32_t* values) {
-  Json::Value out(Json::arrayValue);
-  for (int i = 0; i < kWords; ++i) out.append(values[i]);
-  return out;
-}
+Json::Value words(const int32_t* values) { return json_list(std::span(values, kWords)); }
 
 void words_from(const Json::Value& json, int32_t* out) {
   for (int i = 0; i < kWords; ++i) out[i] = json.get(static_cast<Json::ArrayIndex>(i), 0).asInt();
@@ -26,18 +25,6 @@ Json::Value float_bits(float value) { return std::bit_cast<uint32_t>(value); }
 float float_from_bits(const Json::Value& json) { return std::bit_cast<float>(json.asUInt()); }
 
 }  // namespace
-
-std::string hex(const void* bytes, size_t size) {
-  constexpr char kDigits[] = "0123456789abcdef";
-  const auto* const at = static_cast<const unsigned char*>(bytes);
-  std::string out;
-  out.reserve(2 * size);
-  for (size_t i = 0; i < size; ++i) {
-    out += kDigits[at[i] >> 4U];
-    out += kDigits[at[i] & 15U];
-  }
-  return out;
-}
 
 bool from_hex(const std::string& text, void* bytes, size_t size) {
   if (text.size() != 2 * size) return false;
@@ -57,23 +44,21 @@ std::string bytes_from_hex(const std::string& text) {
 }
 
 Json::Value to_json(const SensorInfo& info) {
-  Json::Value out;
-  out["handle"] = info.sensorHandle;
-  out["name"] = info.name.c_str();
-  out["vendor"] = info.vendor.c_str();
-  out["version"] = info.version;
-  out["type"] = static_cast<int>(info.type);
-  out["type_text"] = info.typeAsString.c_str();
-  out["max_range"] = float_bits(info.maxRange);
-  out["resolution"] = float_bits(info.resolution);
-  out["power"] = float_bits(info.power);
-  out["min_delay"] = info.minDelay;
-  out["max_delay"] = info.maxDelay;
-  out["fifo_reserved"] = info.fifoReservedEventCount;
-  out["fifo_max"] = info.fifoMaxEventCount;
-  out["permission"] = info.requiredPermission.c_str();
-  out["flags"] = info.flags;
-  return out;
+  return json_object({{"handle", info.sensorHandle},
+                      {"name", info.name.c_str()},
+                      {"vendor", info.vendor.c_str()},
+                      {"version", info.version},
+                      {"type", static_cast<int>(info.type)},
+                      {"type_text", info.typeAsString.c_str()},
+                      {"max_range", float_bits(info.maxRange)},
+                      {"resolution", float_bits(info.resolution)},
+                      {"power", float_bits(info.power)},
+                      {"min_delay", info.minDelay},
+                      {"max_delay", info.maxDelay},
+                      {"fifo_reserved", info.fifoReservedEventCount},
+                      {"fifo_max", info.fifoMaxEventCount},
+                      {"permission", info.requiredPermission.c_str()},
+                      {"flags", info.flags}});
 }
 
 SensorInfo sensor_from(const Json::Value& json) {
@@ -103,12 +88,10 @@ std::vector<SensorInfo> sensors_from(const Json::Value& json) {
 }
 
 Json::Value to_json(const SensorEvent& event) {
-  Json::Value out;
-  out["time"] = static_cast<Json::Int64>(event.timestamp);
-  out["handle"] = event.sensorHandle;
-  out["type"] = static_cast<int>(event.sensorType);
-  out["data"] = hex(&event.u, sizeof event.u);
-  return out;
+  return json_object({{"time", event.timestamp},
+                      {"handle", event.sensorHandle},
+                      {"type", static_cast<int>(event.sensorType)},
+                      {"data", hex(&event.u, sizeof event.u)}});
 }
 
 SensorEvent event_from(const Json::Value& json) {
@@ -122,10 +105,7 @@ SensorEvent event_from(const Json::Value& json) {
 }
 
 Json::Value failure_of(const ::android::hardware::details::return_status& sent) {
-  Json::Value out;
-  out["dead"] = sent.isDeadObject();
-  out["why"] = sent.description();
-  return out;
+  return json_object({{"dead", sent.isDeadObject()}, {"why", sent.description()}});
 }
 
 Status status_from(const Json::Value& answer) {
@@ -136,9 +116,7 @@ Status status_from(const Json::Value& answer) {
 }
 
 Json::Value to_json(const HubMessage& message) {
-  Json::Value out;
-  out["time"] = static_cast<Json::Int64>(message.time_ns);
-  out["request"] = words(message.request);
+  Json::Value out = json_object({{"time", message.time_ns}, {"request", words(message.request)}});
   if (message.answered) out["reply"] = words(message.reply);
   out["note"] = message.note;
   return out;
@@ -160,11 +138,7 @@ std::vector<HubMessage> hub_messages_from(const Json::Value& json) {
   return out;
 }
 
-Json::Value to_json(const std::vector<std::string>& texts) {
-  Json::Value out(Json::arrayValue);
-  for (const std::string& text : texts) out.append(text);
-  return out;
-}
+Json::Value to_json(const std::vector<std::string>& texts) { return json_list(texts); }
 
 std::vector<std::string> texts_from(const Json::Value& json) {
   std::vector<std::string> out;
@@ -173,9 +147,7 @@ std::vector<std::string> texts_from(const Json::Value& json) {
 }
 
 Json::Value to_json(const Fixture::Settings& settings) {
-  Json::Value out(Json::arrayValue);
-  for (const auto& [key, value] : settings) out.append(to_json(std::vector<std::string>{key, value}));
-  return out;
+  return json_list(settings, [](const auto& setting) { return json_list(std::array{setting.first, setting.second}); });
 }
 
 Fixture::Settings settings_from(const Json::Value& json) {

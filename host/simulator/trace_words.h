@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "files/numbers.h"
 #include "phone/fixture.h"
 
 namespace factory::trace {
@@ -16,7 +17,6 @@ using SensorInfo = ::android::hardware::sensors::V1_0::SensorInfo;
 using SensorEvent = ::android::hardware::sensors::V1_0::Event;
 using ::android::hardware::Status;
 
-std::string hex(const void* bytes, size_t size);
 // False: not so many bytes in hex.
 bool from_hex(const std::string& text, void* bytes, size_t size);
 std::string bytes_from_hex(const std::string& text);

@@ -21,10 +21,8 @@ int run(const Options& options, std::optional<int> level) {
   const int brightness = plan::panel_brightness(session);
   const int maximum = plan::panel_maximum(session);
   if (brightness < 0) throw AppError(kUnreachable, "the panel's brightness node cannot be read");
-  Json::Value out;
-  out["brightness"] = brightness;
-  out["maximum"] = maximum < 0 ? Json::Value() : Json::Value(maximum);
-  print_result(options.json, "backlight/1", out,
+  print_result(options.json, "backlight/1",
+               json_object({{"brightness", brightness}, {"maximum", maximum < 0 ? Json::Value() : maximum}}),
                "brightness " + std::to_string(brightness) + " of " +
                    (maximum < 0 ? "an unknown maximum" : std::to_string(maximum)) + "\n");
   return kPassed;

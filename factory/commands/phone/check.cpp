@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <memory>
 #include <optional>
-#include <utility>
 
 #include "check/sensor_check.h"
 #include "cli/terminal.h"
@@ -33,10 +32,9 @@ struct Arguments {
 };
 
 Json::Value to_json(Session& session, const std::vector<Step>& steps, Outcome verdict) {
-  Json::Value out = session.document();
-  out["sensors"] = json_list(steps, [](const Step& step) { return to_json(step); });
-  out["verdict"] = outcome_name(verdict);
-  return out;
+  const auto step_json = [](const Step& step) { return to_json(step); };
+  return json_object({{"sensors", json_list(steps, step_json)}, {"verdict", outcome_name(verdict)}},
+                     session.document());
 }
 
 // "at most 405 ms", "90 to 220 %"; nothing without a limit.

@@ -9,7 +9,6 @@
 #include <iostream>
 #include <utility>
 
-#include "files/json_text.h"
 #include "record/record_json.h"
 
 namespace factory {
@@ -25,11 +24,7 @@ constexpr std::pair<const char*, Answer> kAnswers[] = {
 
 Json::Value texts(const std::vector<record::Text>& from) {
   return json_list(from, [](const record::Text& text) {
-    Json::Value out;
-    out["code"] = text.code;
-    out["text"] = text.text;
-    out["arguments"] = json_list(text.arguments, [](const std::string& argument) { return Json::Value(argument); });
-    return out;
+    return json_object({{"code", text.code}, {"text", text.text}, {"arguments", json_list(text.arguments)}});
   });
 }
 
@@ -41,7 +36,9 @@ EventStream::~EventStream() {
   if (looker_.joinable()) looker_.join();
 }
 
-void EventStream::say(const char* event, Json::Value fields) {
+void EventStream::say(const char* event, std::initializer_list<JsonMember> fields) { tell(event, json_object(fields)); }
+
+void EventStream::tell(const char* event, Json::Value fields) {
   fields["event"] = event;
   const std::lock_guard<std::mutex> lock(out_);
   std::cout << json_line(fields) << std::endl;
@@ -89,11 +86,7 @@ plan::Plan EventStream::take_plan() {
 
 void EventStream::begin(const plan::Plan& plan, const LogTap& tap) {
   steps_ = plan.step_count();
-  Json::Value out;
-  out["schema"] = "sensorcal.run-events/1";
-  out["plan"] = plan.name;
-  out["steps"] = steps_;
-  say("begun", out);
+  say("begun", {{"schema", "sensorcal.run-events/1"}, {"plan", plan.name}, {"steps", steps_}});
   listener_ = std::thread([this] { listen(); });
   looker_ = std::thread([this, &tap] { look(tap); });
 }
@@ -103,9 +96,7 @@ void EventStream::listen() {
   try {
     while (read_line(&line)) take_answer(line);
   } catch (const AppError& error) {
-    Json::Value out;
-    out["text"] = error.what();
-    say("problem", out);
+    say("problem", {{"text", error.what()}});
   }
   if (!done_) kill(getpid(), SIGINT);
 }
@@ -124,9 +115,7 @@ void EventStream::take_answer(const std::string& line) {
       return;
     }
   }
-  Json::Value out;
-  out["text"] = "no answer to the prompt that waits: " + line.substr(0, 200);
-  say("problem", out);
+  say("problem", {{"text", "no answer to the prompt that waits: " + line.substr(0, 200)}});
 }
 
 // Answers that came before the question are none to it.
@@ -140,31 +129,26 @@ Answer EventStream::ask(const Fixture::Settings& settings, const std::vector<std
     out["step"] = step_;
   }
   for (const auto& [key, value] : settings) out["settings"][key] = value;
-  out["instructions"] = json_list(instructions, [](const std::string& text) { return Json::Value(text); });
-  say("prompt", out);
+  out["instructions"] = json_list(instructions);
+  tell("prompt", out);
   Answer answer = Answer::interrupted;
+  int prompt = 0;
   {
     std::unique_lock<std::mutex> lock(mutex_);
     while (waits_ && !interrupted) answered_.wait_for(lock, milliseconds(kLookMs));
     if (!std::exchange(waits_, false)) answer = answer_;
-    out = Json::Value();
-    out["prompt"] = prompt_;
+    prompt = prompt_;
   }
   for (const auto& [name, value] : kAnswers) {
-    if (value == answer) out["answer"] = name;
+    if (value == answer) say("answer", {{"prompt", prompt}, {"answer", name}});
   }
-  if (answer != Answer::interrupted) say("answer", out);
   return answer;
 }
 
 void EventStream::begins(const record::Step& step, int attempt) {
-  Json::Value out;
-  out["step"] = step.index;
-  out["name"] = step.name;
-  out["kind"] = step.kind;
-  out["attempt"] = attempt;
+  Json::Value out = json_object({{"step", step.index}, {"name", step.name}, {"kind", step.kind}, {"attempt", attempt}});
   if (!step.tag.empty()) out["tag"] = step.tag;
-  say("begins", out);
+  tell("begins", out);
   const std::lock_guard<std::mutex> lock(mutex_);
   step_ = step.index;
   tag_ = step.tag;
@@ -177,10 +161,7 @@ void EventStream::takes(const record::Step& /*step*/, const plan::Taking& taking
 }
 
 void EventStream::warns(const record::Step& step, const std::string& text) {
-  Json::Value out;
-  out["step"] = step.index;
-  out["text"] = text;
-  say("warns", out);
+  say("warns", {{"step", step.index}, {"text", text}});
 }
 
 void EventStream::ended(const record::Step& step, const record::Attempt& attempt) {
@@ -188,13 +169,11 @@ void EventStream::ended(const record::Step& step, const record::Attempt& attempt
     const std::lock_guard<std::mutex> lock(mutex_);
     if (step_ == step.index) step_ = 0;  // the next one may have begun
   }
-  Json::Value out;
-  out["step"] = step.index;
-  out["attempt"] = attempt.number;
-  out["verdict"] = outcome_name(attempt.outcome);
-  out["reasons"] = texts(attempt.reasons);
-  out["hints"] = texts(attempt.hints);
-  say("ended", out);
+  say("ended", {{"step", step.index},
+                {"attempt", attempt.number},
+                {"verdict", outcome_name(attempt.outcome)},
+                {"reasons", texts(attempt.reasons)},
+                {"hints", texts(attempt.hints)}});
 }
 
 // What a library run took last, where it took anything since.
@@ -216,25 +195,19 @@ void EventStream::look(const LogTap& tap) {
     out["events"] = counts.events;
     out["restarts"] = counts.restarts;
     out["values"] = json_list(taken, [](double value) { return json_number(value); });
-    say("sample", out);
+    tell("sample", out);
   }
 }
 
 void EventStream::refused(const AppError& error) {
   done_ = true;
-  Json::Value out;
-  out["exit_code"] = error.code;
-  out["text"] = error.what();
-  say("refused", out);
+  say("refused", {{"exit_code", error.code}, {"text", error.what()}});
 }
 
 void EventStream::told(record::Run run, int code) {
   done_ = true;
   run.id = id_;
-  Json::Value out;
-  out["exit_code"] = code;
-  out["record"] = to_json(run);
-  say("record", out);
+  say("record", {{"exit_code", code}, {"record", to_json(run)}});
 }
 
 }  // namespace factory

@@ -5,13 +5,11 @@
 
 #include <atomic>
 #include <condition_variable>
-#include <map>
 #include <mutex>
 #include <string>
 #include <thread>
 
-#include <json/value.h>
-
+#include "files/json_text.h"
 #include "phone/log_tap.h"
 #include "run/plan_run.h"
 
@@ -19,10 +17,7 @@ namespace factory {
 
 class EventStream : public plan::Observer, public Asker {
  public:
-  EventStream() = default;
   ~EventStream() override;
-  EventStream(const EventStream&) = delete;
-  EventStream& operator=(const EventStream&) = delete;
 
   // The first line of standard input: {"file": NAME, "plan": TEXT, "id": of the run, where it is given one}. Throws
   // AppError(kUsage).
@@ -41,7 +36,8 @@ class EventStream : public plan::Observer, public Asker {
              const std::atomic<bool>& interrupted) override;
 
  private:
-  void say(const char* event, Json::Value fields);
+  void say(const char* event, std::initializer_list<JsonMember> fields);
+  void tell(const char* event, Json::Value fields);
   bool read_line(std::string* line);
   void listen();
   void take_answer(const std::string& line);

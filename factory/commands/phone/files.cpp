@@ -18,13 +18,13 @@ int run(const Options& options, bool repair) {
   const bool repaired = repair && before.copied && !before.whole && state.whole;
   // A phone without the file has no sensor that needs it, or was never calibrated.
   const bool passed = state.whole || !state.there;
-  Json::Value out = session.document();
-  out["path"] = path;
-  out["there"] = state.there;
-  out["whole"] = state.whole;
-  out["copied"] = state.copied;
-  out["repaired"] = repaired;
-  out["verdict"] = passed ? "passed" : "failed";
+  const Json::Value out = json_object({{"path", path},
+                                       {"there", state.there},
+                                       {"whole", state.whole},
+                                       {"copied", state.copied},
+                                       {"repaired", repaired},
+                                       {"verdict", passed ? "passed" : "failed"}},
+                                      session.document());
   std::string text = path + ": " + (!state.there ? faint("missing") : state.whole ? good("whole") : bad("no JSON"));
   if (repaired) text += ", as it was before the step that was cut off: calibrate the light sensor again";
   if (state.copied) {

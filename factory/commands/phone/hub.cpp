@@ -46,9 +46,8 @@ int send(const Options& options, const Message& arguments) {
   const bool zeros =
       std::all_of(std::begin(shown.reply), std::end(shown.reply), [](int32_t word) { return word == 0; });
   shown.answered = !zeros || (shown.request[0] == 0 && shown.request[1] == 0);
-  Json::Value out;
-  out["message"] = to_json(decoded(shown));
-  print_result(options.json, "hub-send/1", out, to_text(decoded(shown)) + "\n");
+  print_result(options.json, "hub-send/1", json_object({{"message", to_json(decoded(shown))}}),
+               to_text(decoded(shown)) + "\n");
   if (!shown.answered) return kUnreachable;
   if (!refused(shown)) return kPassed;
   complain("the hub refused it: it has no such code, or not for this sensor, or cannot do it now");
@@ -61,9 +60,8 @@ int collect(const Options& options) {
   HubWatch hub(session);
   const int value = session.cal().collectData();
   hub.require("the sample is not known");
-  Json::Value out;
-  out["value"] = value;
-  print_result(options.json, "collect/1", out, "the hub's sample: " + std::to_string(value) + "\n");
+  print_result(options.json, "collect/1", json_object({{"value", value}}),
+               "the hub's sample: " + std::to_string(value) + "\n");
   return kPassed;
 }
 

@@ -79,10 +79,7 @@ std::vector<Row> read_rows(SensorCalibration& cal, bool* readable) {
 }
 
 Json::Value to_json(const Row& row) {
-  Json::Value out;
-  out["line"] = row.line;
-  out["text"] = row.text;
-  out["kept"] = row.kept;
+  Json::Value out = json_object({{"line", row.line}, {"text", row.text}, {"kept", row.kept}});
   if (!row.why.empty()) out["why"] = row.why;
   if (row.kept) {
     out["keys"] = json_list(row.keys);
@@ -107,9 +104,7 @@ int run(const Options& options) {
   bool readable = false;
   const std::vector<Row> rows = read_rows(session.cal(), &readable);
   if (!readable) throw AppError(kFailed, std::string("the verdict table ") + kTable + " cannot be read");
-  Json::Value out;
-  out["lines"] = json_list(rows, to_json);
-  print_result(options.json, "judge/1", out, to_text(rows));
+  print_result(options.json, "judge/1", json_object({{"lines", json_list(rows, to_json)}}), to_text(rows));
   return kPassed;
 }
 

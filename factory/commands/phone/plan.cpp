@@ -32,14 +32,14 @@ int check(const Options& options, const std::vector<std::string>& files) {
     std::vector<std::string> problems;
     const plan::Plan plan = plan::read_plan(file, &problems);
     passed = passed && problems.empty();
-    Json::Value& entry = out["plans"].append(Json::Value());
-    entry["file"] = file;
-    entry["name"] = plan.name;
-    entry["steps"] = plan.step_count();
-    entry["verdict"] = problems.empty() ? "passed" : "failed";
-    entry["problems"] = json_list(problems, [&](const std::string& problem) { return to_json(file, problem); });
+    const auto problem_json = [&](const std::string& problem) { return to_json(file, problem); };
+    out["plans"].append(json_object({{"file", file},
+                                     {"name", plan.name},
+                                     {"steps", plan.step_count()},
+                                     {"verdict", problems.empty() ? "passed" : "failed"},
+                                     {"problems", json_list(problems, problem_json)},
+                                     {"notes", json_list(plan.notes)}}));
     for (const std::string& problem : problems) text += problem + "\n";
-    entry["notes"] = json_list(plan.notes, [](const std::string& note) { return note; });
     for (const std::string& note : plan.notes) text += "note: " + file + ": " + note + "\n";
     if (problems.empty())
       text += file + ": " + good("no problem found") + ", " + std::to_string(plan.step_count()) + " steps\n";

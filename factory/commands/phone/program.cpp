@@ -107,12 +107,10 @@ std::string version_text() {
 }
 
 Json::Value version_document() {
-  Json::Value out;
-  for (const auto& [part, library] : {std::pair("application", ""), std::pair("library", "libsensor_cal")}) {
-    out[part]["version"] = SENSORCAL_VERSION;
-    out[part]["build_id"] = plan::build_id(library);
-  }
-  return out;
+  const auto part = [](const std::string& library) {
+    return json_object({{"version", SENSORCAL_VERSION}, {"build_id", plan::build_id(library)}});
+  };
+  return json_object({{"application", part("")}, {"library", part("libsensor_cal")}});
 }
 
 int run(int argc, char** argv, const Program& program) {
@@ -196,12 +194,8 @@ const char* code_name(int code) {
 // On standard error for people and, with --json, on standard output for programs.
 int tell(int code, const std::string& text, bool json) {
   complain(text);
-  if (json) {
-    Json::Value out;
-    out["error"]["code"] = code_name(code);
-    out["error"]["message"] = text;
-    print_document("error/1", out);
-  }
+  const Json::Value error = json_object({{"code", code_name(code)}, {"message", text}});
+  if (json) print_document("error/1", json_object({{"error", error}}));
   return code;
 }
 

@@ -15,13 +15,12 @@ Json::Value to_json(const Report& report, bool passed) {
   Json::Value out;
   out["report"] = report.text;
   out["positions"] = json_list(report.verdicts, [](const Verdict& verdict) {
-    Json::Value entry = sensor_json(verdict.type);
-    entry["position"] = verdict.position;
-    entry["name"] = verdict.sensor;
-    entry["holds"] = verdict.holds;
-    entry["calibrated"] = verdict.calibrated;
-    entry["why"] = verdict.why;
-    return entry;
+    return json_object({{"position", verdict.position},
+                        {"name", verdict.sensor},
+                        {"holds", verdict.holds},
+                        {"calibrated", verdict.calibrated},
+                        {"why", verdict.why}},
+                       sensor_json(verdict.type));
   });
   if (!report.warning.empty()) out["warning"] = report.warning;
   out["verdict"] = !report.warning.empty() ? "error" : passed ? "passed" : "failed";

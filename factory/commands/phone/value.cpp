@@ -48,13 +48,11 @@ Json::Value number_of(const StoredValue& value, double number) {
 
 // What could not be read has no values.
 Json::Value to_json(const StoredValue& value, int type, const Reading& reading) {
-  Json::Value out;
-  out["name"] = value.name;
-  out["unit"] = value.unit(type);
-  out["result"] = reading.result;
-  out["values"] = json_list(reading.result == 0 ? reading.values : std::vector<double>(),
-                            [&](double number) { return number_of(value, number); });
-  return out;
+  const std::vector<double> numbers = reading.result == 0 ? reading.values : std::vector<double>();
+  return json_object({{"name", value.name},
+                      {"unit", value.unit(type)},
+                      {"result", reading.result},
+                      {"values", json_list(numbers, [&](double number) { return number_of(value, number); })}});
 }
 
 // "0.01  -0.02", or why there is none.

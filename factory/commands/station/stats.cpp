@@ -116,13 +116,11 @@ int sync(const CommonOptions& options, const Arguments& a) {
     store::Spool spool(a.spool.empty() ? store::default_spool(uri) : store::parse_uri("sqlite:" + a.spool).place);
     const store::Brought brought = bring_up(&spool, uri, kPatienceSeconds);
     tell_problems(brought);
-    Json::Value out;
-    out["stored"] = brought.stored;
-    out["were_there"] = brought.were_there;
-    out["waiting"] = brought.waiting;
-    print_result(options.json, "sync/1", out,
-                 store::count_of_runs(brought.stored + brought.were_there) + " brought up, " +
-                     std::to_string(brought.waiting) + " still waiting\n");
+    print_result(
+        options.json, "sync/1",
+        json_object({{"stored", brought.stored}, {"were_there", brought.were_there}, {"waiting", brought.waiting}}),
+        store::count_of_runs(brought.stored + brought.were_there) + " brought up, " + std::to_string(brought.waiting) +
+            " still waiting\n");
     return !brought.away.empty() ? kUnreachable : brought.waiting > 0 ? kFailed : kPassed;
   });
 }

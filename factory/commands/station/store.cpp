@@ -13,13 +13,11 @@
 #include "commands/station/commands.h"
 #include "commands/station/stored_runs.h"
 #include "files/json_text.h"
-#include "files/whole_file.h"
 #include "record/exit_code.h"
 #include "record/record_json.h"
 #include "report/report.h"
 #include "store/copy.h"
 #include "store/keeper.h"
-#include "store/schema.h"
 #include "store/stored_run.h"
 
 namespace factory {
@@ -126,10 +124,7 @@ int import(const CommonOptions& options, const Arguments& a) {
     for (const record::Run& run : runs) records.add(run);
     records.flush();
     add(records.result());
-    Json::Value out;
-    out["stored"] = static_cast<Json::Int64>(all.stored);
-    out["were_there"] = static_cast<Json::Int64>(all.were_there);
-    print_result(options.json, "store-import/1", out,
+    print_result(options.json, "store-import/1", json_object({{"stored", all.stored}, {"were_there", all.were_there}}),
                  store::count_of_runs(static_cast<int>(all.stored)) + " stored, " + std::to_string(all.were_there) +
                      " there already\n");
     return kPassed;
@@ -148,8 +143,6 @@ class Pieces {
     std::error_code ignored;
     if (!file_.empty() && !done_) fs::remove(part_, ignored);
   }
-  Pieces(const Pieces&) = delete;
-  Pieces& operator=(const Pieces&) = delete;
 
   const std::string& part() const { return part_; }
   void add(const std::string& text) { out_ << text; }
@@ -194,13 +187,12 @@ int export_runs(const CommonOptions& options, const Arguments& a) {
         if (!a.csv.empty()) csv.add(csv_rows(run));
       });
     }
-    Json::Value out;
-    out["runs"] = static_cast<Json::Int64>(written);
     other.reset();
     to.close();
     records.close();
     csv.close();
-    print_result(options.json, "store-export/1", out, store::count_of_runs(out["runs"].asInt()) + " written\n");
+    print_result(options.json, "store-export/1", json_object({{"runs", written}}),
+                 store::count_of_runs(static_cast<int>(written)) + " written\n");
     return kPassed;
   });
 }

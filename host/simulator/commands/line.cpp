@@ -1,7 +1,5 @@
 // `sensorcal line`: a production line of simulated phones and stations.
-#include <unistd.h>
 
-#include <atomic>
 #include <cmath>
 #include <filesystem>
 #include <memory>
@@ -88,21 +86,19 @@ std::string progress_text(const line::LineResult& result) {
 }
 
 Json::Value to_json(const line::LineResult& result, const Arguments& a, uint64_t seed) {
-  Json::Value out;
-  out["phones"] = Json::UInt64{result.phones};
-  out["stations"] = a.stations;
-  out["seed"] = Json::UInt64{seed};
-  out["fault_rate"] = a.fault_rate;
-  out["passed"] = Json::UInt64{result.passed};
-  out["failed"] = Json::UInt64{result.failed};
-  out["errors"] = Json::UInt64{result.errors};
-  out["given_up"] = Json::UInt64{result.given_up};
-  out["restarts"] = result.restarts;
-  out["waiting"] = result.waiting;
-  out["seconds"] = json_number(std::round(result.seconds * 1000) / 1000);
-  out["runs_per_second"] = json_number(std::round(per_second(result) * 10) / 10);
-  out["interrupted"] = result.interrupted;
-  return out;
+  return json_object({{"phones", result.phones},
+                      {"stations", a.stations},
+                      {"seed", seed},
+                      {"fault_rate", a.fault_rate},
+                      {"passed", result.passed},
+                      {"failed", result.failed},
+                      {"errors", result.errors},
+                      {"given_up", Json::UInt64{result.given_up}},
+                      {"restarts", result.restarts},
+                      {"waiting", result.waiting},
+                      {"seconds", std::round(result.seconds * 1000) / 1000},
+                      {"runs_per_second", std::round(per_second(result) * 10) / 10},
+                      {"interrupted", result.interrupted}});
 }
 
 std::string to_text(const line::LineResult& result, const std::string& spools) {

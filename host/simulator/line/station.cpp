@@ -13,7 +13,6 @@
 #include "cli/terminal.h"
 #include "files/json_text.h"
 #include "line/phone_run.h"
-#include "phone/options.h"
 #include "simulator/drawn_phone.h"
 #include "store/spool.h"
 #include "store/store.h"
@@ -67,9 +66,6 @@ class Uploader {
   }
 
   ~Uploader() { stop(Clock::now()); }
-
-  Uploader(const Uploader&) = delete;
-  Uploader& operator=(const Uploader&) = delete;
 
   // The run is on the disk when this returns, in the store or in the spool. Throws StoreError.
   void keep(const record::Run& run) {
@@ -209,14 +205,10 @@ int run_station() {
   Station station(to_task(parsed(line)));
   while (std::getline(std::cin, line)) {
     const Json::Value phone = parsed(line);
-    Json::Value done;
-    done["number"] = phone["number"];
-    done["verdict"] = station.run(phone["number"].asUInt64(), phone["id"].asString());
-    answer(done);
+    const std::string verdict = station.run(phone["number"].asUInt64(), phone["id"].asString());
+    answer(json_object({{"number", phone["number"]}, {"verdict", verdict}}));
   }
-  Json::Value over;
-  over["waiting"] = station.finish();
-  answer(over);
+  answer(json_object({{"waiting", station.finish()}}));
   return kPassed;
 }
 

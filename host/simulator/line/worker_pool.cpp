@@ -11,13 +11,11 @@
 
 #include <algorithm>
 #include <chrono>
-#include <memory>
 
 #include "cli/terminal.h"
 #include "files/json_text.h"
 #include "files/whole_file.h"
 #include "line/phone_run.h"
-#include "phone/options.h"
 #include "store/run_id.h"
 
 namespace factory::line {
@@ -121,9 +119,7 @@ void WorkerPool::feed(Worker* worker) {
   }
   worker->busy = true;
   ++worker->phone.tries;
-  Json::Value phone;
-  phone["number"] = Json::UInt64{worker->phone.number};
-  phone["id"] = worker->phone.id;
+  const Json::Value phone = json_object({{"number", worker->phone.number}, {"id", worker->phone.id}});
   (void)write_all(worker->to, json_line(phone) + "\n");
 }
 
