@@ -1,12 +1,10 @@
 // The limits that Android publishes for a phone's sensors, and what a sensor measures against them.
 #pragma once
 
-#include <limits>
 #include <string>
 #include <vector>
 
 #include "phone/sampler.h"
-#include "record/why.h"
 #include "sensors/sensor.h"
 
 namespace factory {

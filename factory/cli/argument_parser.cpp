@@ -6,7 +6,6 @@
 #include <cmath>
 #include <cstdint>
 #include <iterator>
-#include <limits>
 #include <optional>
 #include <type_traits>
 #include <utility>

@@ -1,7 +1,5 @@
 #include "phone/hub_message.h"
 
-#include <OemTestMsg.h>
-
 #include <algorithm>
 #include <bit>
 #include <chrono>

@@ -2,7 +2,6 @@
 
 #include <android/log.h>
 #include <ctype.h>
-#include <errno.h>
 #include <string.h>
 #include <sys/syscall.h>
 #include <time.h>

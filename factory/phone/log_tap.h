@@ -3,8 +3,6 @@
 #pragma once
 
 #include <atomic>
-#include <cstdint>
-#include <cstdio>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -54,8 +52,6 @@ class LogTap {
   // `path`: file for the lines in logcat's threadtime form; empty for none. Throws AppError when it cannot be written.
   explicit LogTap(const std::string& path);
   ~LogTap();
-  LogTap(const LogTap&) = delete;
-  LogTap& operator=(const LogTap&) = delete;
 
   // Begins a run; the thread that calls is the calling side of its lines.
   void start_run();

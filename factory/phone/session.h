@@ -7,7 +7,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <cstdio>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -33,8 +32,6 @@ class Session {
   // Opens the phone, listens to its log and hub, sets the world. Throws AppError.
   explicit Session(const Options& options);
   ~Session();
-  Session(const Session&) = delete;
-  Session& operator=(const Session&) = delete;
 
   // The calibration object; throws AppError(kUnreachable) where there is none, since a service did not answer.
   SensorCalibration& cal();

@@ -4,7 +4,6 @@
 #include <cmath>
 #include <functional>
 #include <set>
-#include <tuple>
 
 #include "quality/series.h"
 #include "store/query.h"

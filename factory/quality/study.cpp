@@ -9,7 +9,6 @@
 #include <limits>
 #include <map>
 #include <set>
-#include <tuple>
 
 #include "files/app_error.h"
 #include "files/numbers.h"

@@ -1,6 +1,4 @@
 // Comma-separated values as RFC 4180 has them: quoted where needed, lines end with CR LF.
-#include <errno.h>
-#include <string.h>
 
 #include <algorithm>
 #include <cstdlib>

@@ -1,6 +1,5 @@
 // The page: verdict first, then why, the steps in short, the time, the facts, the steps in full.
 #include <algorithm>
-#include <map>
 #include <vector>
 
 #include "files/time_text.h"

@@ -5,7 +5,6 @@
 #include <cmath>
 
 #include "run/step_run.h"
-#include "sensors/stored_values.h"
 
 namespace factory::plan {
 namespace {

@@ -4,8 +4,6 @@
 #include <chrono>
 #include <cmath>
 
-#include "sensors/stored_values.h"
-
 namespace factory::plan {
 namespace {
 

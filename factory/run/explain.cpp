@@ -4,7 +4,6 @@
 
 #include "phone/sampler.h"
 #include "run/calibration.h"
-#include "sensors/stored_values.h"
 
 namespace factory::plan {
 namespace {

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <thread>
 
+#include "files/words.h"
 #include "phone/hub_message.h"
 #include "run/identity.h"
 
@@ -84,9 +85,7 @@ void require_phone(const Plan& plan) {
     return std::count(plan.phones.begin(), plan.phones.end(), name) == 0;
   });
   if (!names.empty() && other == names.end()) return;
-  std::string wanted;
-  for (const std::string& name : plan.phones) wanted += (wanted.empty() ? "" : ", ") + name;
-  throw AppError(kUsage, plan.file + ": the plan is for " + wanted + ", and this phone is " +
+  throw AppError(kUsage, plan.file + ": the plan is for " + joined(plan.phones, ", ") + ", and this phone is " +
                              (names.empty() ? "of no known product" : *other) + "; nothing was run");
 }
 

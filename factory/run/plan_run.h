@@ -25,8 +25,6 @@ class PlanRun {
   // Throws AppError(kUsage) where the plan is for other phones.
   PlanRun(Session& session, const Plan& plan, const RunOrder& order, Observer& observer);
   ~PlanRun();
-  PlanRun(const PlanRun&) = delete;
-  PlanRun& operator=(const PlanRun&) = delete;
 
   // Gives the run's record.
   record::Run run();

@@ -6,8 +6,6 @@
 
 #include "files/json_text.h"
 #include "phone/verdict.h"
-#include "sensors/sensor.h"
-#include "sensors/stored_values.h"
 
 namespace factory::plan {
 namespace {

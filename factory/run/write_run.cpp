@@ -1,6 +1,5 @@
 // An attempt at a write: note what is held, write, read back, and keep or put back.
 #include "run/step_run.h"
-#include "sensors/stored_values.h"
 
 namespace factory::plan {
 

@@ -8,7 +8,6 @@
 #include <json/json.h>
 
 #include <map>
-#include <optional>
 #include <span>
 #include <string>
 #include <vector>

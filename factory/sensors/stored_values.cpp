@@ -1,6 +1,5 @@
 #include "sensors/stored_values.h"
 
-#include <errno.h>
 #include <persistCalibrate.h>
 
 #include <algorithm>

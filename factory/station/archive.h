@@ -35,8 +35,6 @@ class Archive {
   Archive(const Settings& settings, std::shared_ptr<record::Sink> files, std::function<void()> changed);
   // What the store does not take now stays on the disk for the next start.
   ~Archive();
-  Archive(const Archive&) = delete;
-  Archive& operator=(const Archive&) = delete;
 
   // Any thread, and so are the following. Whether this computer's disk takes runs; the status says why it does not.
   bool has_room();

@@ -1,7 +1,6 @@
 #include "station/guard.h"
 
 #include <algorithm>
-#include <cstdint>
 #include <cstdio>
 #include <random>
 #include <utility>

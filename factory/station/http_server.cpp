@@ -1,6 +1,5 @@
 #include "station/http_server.h"
 
-#include <errno.h>
 #include <netdb.h>
 #include <poll.h>
 #include <sys/socket.h>

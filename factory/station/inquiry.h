@@ -4,7 +4,6 @@
 
 #include <json/value.h>
 
-#include <map>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -20,8 +19,6 @@ class Inquiry {
   explicit Inquiry(const Settings& settings);
   // Ends what is under way.
   ~Inquiry();
-  Inquiry(const Inquiry&) = delete;
-  Inquiry& operator=(const Inquiry&) = delete;
 
   // Any thread, and so are the following. By an object of texts, kFilters; what is missing or empty leaves out no run.
   // Why not; without a code: it began.

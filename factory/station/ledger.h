@@ -4,7 +4,6 @@
 #include <json/value.h>
 
 #include <deque>
-#include <optional>
 #include <string>
 #include <vector>
 

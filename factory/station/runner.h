@@ -38,8 +38,6 @@ class Runner {
   // the run. `on_end`: nothing of the child is left.
   Runner(std::function<bool(const std::string& line)> on_line, std::function<void(const RunnerEnd& end)> on_end);
   ~Runner();
-  Runner(const Runner&) = delete;
-  Runner& operator=(const Runner&) = delete;
 
   // Any thread, and so are the following. One run after the other: the next one when on_end() was called.
   void start(Order order);

@@ -7,7 +7,6 @@
 #include <map>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "record/record.h"
 #include "station/pace.h"
@@ -104,6 +103,7 @@ class Slot {
   Named told_of(int step) const;
   void set_clock();
   void show_failing();
+  void show_failing(int step, const std::string& name, const Json::Value& reasons, const Json::Value& hints);
 
   const SlotSettings* settings_;
   Phase phase_ = Phase::idle;

@@ -46,8 +46,6 @@ class Station {
   Station(const Settings& settings, std::shared_ptr<record::Sink> files);
   // Runners end as by Ctrl-C, their records are kept.
   ~Station();
-  Station(const Station&) = delete;
-  Station& operator=(const Station&) = delete;
 
   // What was scanned or typed, for a slot or for none ("").
   Done scan(const std::string& slot, const std::string& text);

@@ -3,7 +3,6 @@
 
 #include <memory>
 #include <string>
-#include <thread>
 
 #include "station/settings.h"
 
@@ -17,8 +16,6 @@ class Web {
   Web(Station* station, const Settings& settings);
   // Ends all that is under way; the station has to be closed by then, or its listeners are waited for.
   ~Web();
-  Web(const Web&) = delete;
-  Web& operator=(const Web&) = delete;
 
   // What a person opens.
   std::string address() const;

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
-#include <vector>
 
 #include "files/app_error.h"
 #include "files/time_text.h"

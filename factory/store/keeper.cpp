@@ -9,7 +9,6 @@
 #include "files/json_text.h"
 #include "files/whole_file.h"
 #include "record/record_json.h"
-#include "store/spool.h"
 
 namespace factory::store {
 namespace {

@@ -14,8 +14,6 @@ class Patience {
   // `socket`: below 0 for a file, which needs none.
   Patience(int socket, double seconds);
   ~Patience();
-  Patience(const Patience&) = delete;
-  Patience& operator=(const Patience&) = delete;
 
   void renew();
 

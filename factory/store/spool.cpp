@@ -1,6 +1,5 @@
 #include "store/spool.h"
 
-#include <optional>
 #include <utility>
 
 #include "files/json_text.h"

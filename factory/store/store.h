@@ -18,8 +18,6 @@ class Store {
   explicit Store(const Uri& uri) : Store(Database(uri, Database::Access::create)) {}
   explicit Store(Database database);
   ~Store();
-  Store(const Store&) = delete;
-  Store& operator=(const Store&) = delete;
 
   // The whole run in one transaction, on the disk when this returns. False: it was there already, by its id. Throws
   // StoreError where that is none, too.

@@ -12,7 +12,6 @@
 #include "files/numbers.h"
 #include "phone/core/random.h"
 #include "phone/core/world.h"
-#include "phone/options.h"
 #include "sensors/sensor.h"
 
 namespace factory {

@@ -21,10 +21,7 @@ using SensorEvent = ::android::hardware::sensors::V1_0::Event;
 // What the interceptors before the phone's services write to, or read from. Any thread may call.
 class Trace {
  public:
-  Trace() = default;
   virtual ~Trace() = default;
-  Trace(const Trace&) = delete;
-  Trace& operator=(const Trace&) = delete;
 
   // As the fixture is told them.
   virtual void run_begins(const RunHead& /*head*/) {}

@@ -20,8 +20,6 @@ class Teller : public plan::Observer {
   // `values`: of steps asked for by name, which show what they measured.
   Teller(const plan::Plan& plan, Session& session, bool values);
   ~Teller() override;
-  Teller(const Teller&) = delete;
-  Teller& operator=(const Teller&) = delete;
 
   void begins(const record::Step& step, int attempt) override;
   void warns(const record::Step& step, const std::string& text) override;

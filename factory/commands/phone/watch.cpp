@@ -17,7 +17,6 @@
 #include "files/numbers.h"
 #include "phone/session.h"
 #include "record/exit_code.h"
-#include "run/calibration.h"
 #include "sensors/sensor.h"
 
 namespace factory {

@@ -3,7 +3,6 @@
 #include <filesystem>
 #include <functional>
 #include <optional>
-#include <utility>
 
 #include "cli/argument_parser.h"
 #include "cli/terminal.h"

@@ -61,8 +61,6 @@ class AlertCommand {
     ended_ = true;
     ender_.join();
   }
-  AlertCommand(const AlertCommand&) = delete;
-  AlertCommand& operator=(const AlertCommand&) = delete;
 
   void call(const std::string& line) {
     if (command_.empty()) return;

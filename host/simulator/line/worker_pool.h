@@ -4,8 +4,6 @@
 #include <sys/types.h>
 
 #include <atomic>
-#include <cstdio>
-#include <deque>
 #include <functional>
 #include <string>
 #include <vector>
