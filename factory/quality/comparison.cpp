@@ -18,10 +18,6 @@ namespace {
 
 constexpr double kTail = 0.025;  // on each side of an interval of 95 %
 
-constexpr std::pair<const char*, std::string Filter::*> kKeys[] = {
-    {"station", &Filter::station}, {"operator", &Filter::operator_name}, {"plan-version", &Filter::plan_version},
-    {"lot", &Filter::lot},         {"profile", &Filter::profile},        {"app-version", &Filter::version}};
-
 void require_free(bool taken, const std::string& side) {
   if (taken) throw AppError(kUsage, "--compare " + side + ": it is asked for of all runs, too; leave one out");
 }
@@ -34,9 +30,11 @@ Filter narrowed(Filter filter, const std::string& side) {
     return filter;
   }
   std::string keys;
-  for (const auto& [key, text] : kKeys) {
-    keys += (keys.empty() ? "" : ", ") + std::string(key);
-    if (!side.starts_with(key + std::string("=")) || side.size() == std::string(key).size() + 1) continue;
+  for (const auto& [name, condition, text, option] : kFilterTexts) {
+    if (option == nullptr || text == &Filter::plan) continue;  // a measurement is one of its plan
+    const std::string key = option + 2;
+    keys += (keys.empty() ? "" : ", ") + key;
+    if (!side.starts_with(key + "=") || side.size() == key.size() + 1) continue;
     require_free(!(filter.*text).empty(), side);
     filter.*text = side.substr(side.find('=') + 1);
     return filter;

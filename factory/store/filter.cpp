@@ -80,7 +80,7 @@ void require_one_of(const std::string& option, const std::string& text, const st
 std::vector<std::string> texts_of(Database* database, const std::string& column) {
   std::vector<std::string> out;
   std::string text;
-  Query query(database, "SELECT DISTINCT " + column + " FROM setup WHERE " + column + " <> ''");
+  Query query(database, "SELECT DISTINCT " + column + " FROM setup p WHERE " + column + " <> ''");
   query.into(&text);
   while (query.next()) out.push_back(text);
   return out;
@@ -97,19 +97,10 @@ std::optional<MeasurementName> MeasurementName::as_meant(const std::string& text
 }
 
 void require_known(Database* database, Filter* filter) {
-  const struct {
-    const char* option;
-    const char* column;
-    const std::string& text;
-  } kTexts[] = {{"--station", "station", filter->station},
-                {"--operator", "operator", filter->operator_name},
-                {"--plan", "plan", filter->plan},
-                {"--plan-version", "plan_version", filter->plan_version},
-                {"--lot", "lot", filter->lot},
-                {"--profile", "profile", filter->profile},
-                {"--app-version", "application", filter->version}};
-  for (const auto& [option, column, text] : kTexts) {
-    if (!text.empty()) require_one_of(option, text, texts_of(database, column));
+  for (const auto& [name, condition, part, option] : kFilterTexts) {
+    const std::string& text = filter->*part;
+    const std::string column = std::string(condition).substr(0, std::string_view(condition).find(' '));
+    if (option != nullptr && !text.empty()) require_one_of(option, text, texts_of(database, column));
   }
   for (MarkedPhones& marked : filter->marked) find_marked(database, &marked);
   if (filter->measurement.empty()) return;

@@ -48,15 +48,16 @@ struct FilterText {
   const char* name;
   const char* condition;
   std::string Filter::*text;
+  const char* option = nullptr;  // that asks for it, of what a set-up has
 };
 constexpr FilterText kFilterTexts[] = {
-    {"station", "p.station = :station", &Filter::station},
-    {"operator", "p.operator = :operator", &Filter::operator_name},
-    {"plan", "p.plan = :plan", &Filter::plan},
-    {"plan_version", "p.plan_version = :plan_version", &Filter::plan_version},
-    {"lot", "p.lot = :lot", &Filter::lot},
-    {"profile", "p.profile = :profile", &Filter::profile},
-    {"version", "p.application = :version", &Filter::version},
+    {"station", "p.station = :station", &Filter::station, "--station"},
+    {"operator", "p.operator = :operator", &Filter::operator_name, "--operator"},
+    {"plan", "p.plan = :plan", &Filter::plan, "--plan"},
+    {"plan_version", "p.plan_version = :plan_version", &Filter::plan_version, "--plan-version"},
+    {"lot", "p.lot = :lot", &Filter::lot, "--lot"},
+    {"profile", "p.profile = :profile", &Filter::profile, "--profile"},
+    {"version", "p.application = :version", &Filter::version, "--app-version"},
     {"measurement", "s.name = :measurement", &Filter::measurement},
     {"step", "s.plan_step IN (SELECT id FROM plan_step WHERE name = :step)", &Filter::step},
     {"axis", "s.axis = :axis", &Filter::axis}};
