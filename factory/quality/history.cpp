@@ -215,14 +215,11 @@ long long each_run(Database* database, const Filter& filter, const std::function
 }
 
 Json::Value to_json(const std::vector<StoredRun>& runs) {
-  Json::Value out;
-  out["runs"] = json_list(runs, [](const StoredRun& stored) {
-    Json::Value run = to_json(stored.run);
-    run["failed_step"] = stored.failed_step;
-    run["failed_measurement"] = stored.failed_measurement;
-    return run;
-  });
-  return out;
+  const auto run_json = [](const StoredRun& stored) {
+    return json_object({{"failed_step", stored.failed_step}, {"failed_measurement", stored.failed_measurement}},
+                       to_json(stored.run));
+  };
+  return json_object({{"runs", json_list(runs, run_json)}});
 }
 
 std::vector<std::string> not_kept(const record::Run& run) {

@@ -23,13 +23,12 @@ int bound_record(SensorCalibration& cal, const SensorInfo& info) {
 Json::Value to_json(Session& session, const std::vector<int>& answers) {
   Json::Value out = session.document();
   out["sensors"] = json_list(session.cal().sensor_list, [&](const SensorInfo& info) {
-    Json::Value entry = sensor_json(static_cast<int>(info.type));
-    entry["handle"] = info.sensorHandle;
     const int record = bound_record(session.cal(), info);
-    entry["record"] = record < 0 ? Json::Value() : Json::Value(record);
-    entry["name"] = info.name.c_str();
-    entry["vendor"] = info.vendor.c_str();
-    return entry;
+    return json_object({{"handle", info.sensorHandle},
+                        {"record", record < 0 ? Json::Value() : record},
+                        {"name", info.name.c_str()},
+                        {"vendor", info.vendor.c_str()}},
+                       sensor_json(static_cast<int>(info.type)));
   });
   for (size_t i = 0; i < answers.size(); ++i) out["probes"][probes()[i].key] = answers[i];
   return out;
