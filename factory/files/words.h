@@ -10,6 +10,12 @@ namespace factory {
 
 std::string joined(const std::vector<std::string>& words, const std::string& between);
 
+// "1 run", "2 runs".
+template <typename Count>
+std::string counted(Count count, const std::string& of_one) {
+  return std::to_string(count) + " " + of_one + (count == 1 ? "" : "s");
+}
+
 // Length of the UTF-8 character that a text begins with, and which it is; 0 where it begins with none. Surrogates and
 // longer forms than needed are none.
 size_t utf8_length(std::string_view text, uint32_t* character = nullptr);

@@ -74,9 +74,8 @@ void require_count(const oem_test_msg::CodeRow& command, const std::vector<std::
   if (letters.ends_with('*'))
     wanted = 1 + static_cast<size_t>(std::clamp(read_float(texts.empty() ? "" : texts[0]).value_or(0), 1.0F, 15.0F));
   if (texts.size() == wanted) return;
-  throw AppError(kUsage, std::string(command.name) + " takes " + std::to_string(wanted) +
-                             (wanted == 1 ? " word" : " words") + ", not " + std::to_string(texts.size()) + ": " +
-                             command.meaning);
+  throw AppError(kUsage, std::string(command.name) + " takes " + counted(wanted, "word") + ", not " +
+                             std::to_string(texts.size()) + ": " + command.meaning);
 }
 
 }  // namespace

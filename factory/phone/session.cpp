@@ -10,6 +10,7 @@
 
 #include "files/json_text.h"
 #include "files/scratch_folder.h"
+#include "files/words.h"
 #include "phone/hub_message.h"
 #include "record/record_json.h"
 
@@ -307,7 +308,7 @@ std::string HubWatch::problem(Session& session, int lost_before) {
   const int lost = session.lost_messages() - lost_before;
   const std::string now = hub_problem(session);
   if (!now.empty() || lost == 0) return now;
-  return "the sensor hub did not answer " + std::to_string(lost) + (lost == 1 ? " message" : " messages");
+  return "the sensor hub did not answer " + counted(lost, "message");
 }
 
 void HubWatch::require(const std::string& unknown) {

@@ -6,6 +6,7 @@
 
 #include "files/json_text.h"
 #include "files/numbers.h"
+#include "files/words.h"
 #include "quality/drawing.h"
 #include "quality/stats_view.h"
 
@@ -377,13 +378,11 @@ void write_page(const Statistics& s, const std::string& question, const std::str
   Charts charts;
   Markup banner = element("h1", percent(s.yield.passed, s.yield.units) + " yield");
   banner += element("p", {{"class", "what"}}, question);
-  const auto count = [](long long number, const std::string& of_one) {
-    return " \u00B7 " + std::to_string(number) + " " + of_one + (number == 1 ? "" : "s");
-  };
-  banner +=
-      element("p", percent(s.yield.first_passed, s.yield.units) + " at the first run" + count(s.yield.units, "phone") +
-                       count(s.yield.runs, "run") + (s.runs.errors > 0 ? count(s.runs.errors, "error") : "") +
-                       (s.runs.aborted > 0 ? " \u00B7 " + std::to_string(s.runs.aborted) + " aborted" : ""));
+  std::string about = percent(s.yield.first_passed, s.yield.units) + " at the first run \u00B7 " +
+                      counted(s.yield.units, "phone") + " \u00B7 " + counted(s.yield.runs, "run");
+  if (s.runs.errors > 0) about += " \u00B7 " + counted(s.runs.errors, "error");
+  if (s.runs.aborted > 0) about += " \u00B7 " + std::to_string(s.runs.aborted) + " aborted";
+  banner += element("p", about);
   Markup body = card("Yield", yields(s, &charts)) + card("Failures", failures(s, &charts));
   const std::vector<const Characteristic*> order = worst_first(s);
   if (!order.empty()) {

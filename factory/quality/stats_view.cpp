@@ -5,6 +5,7 @@
 #include "cli/terminal.h"
 #include "files/json_text.h"
 #include "files/numbers.h"
+#include "files/words.h"
 #include "store/stored_text.h"
 
 namespace factory::store {
@@ -187,8 +188,7 @@ std::string percents_text(long long part, long long whole) {
 
 std::string to_text(const Statistics& s, const std::string& question) {
   std::string out = question + ": " + number(s.runs.passed) + " passed, " + number(s.runs.failed) + " failed, " +
-                    number(s.runs.errors) + (s.runs.errors == 1 ? " error, " : " errors, ") + number(s.runs.aborted) +
-                    " aborted runs\n\n";
+                    counted(s.runs.errors, "error") + ", " + number(s.runs.aborted) + " aborted runs\n\n";
   return out + yields_text(s) + days_text(s) + failures_text(s) + measurements_text(s) + limits_text(s) +
          shapes_text(s) + drifts_text(s) + outliers_text(s) + durations_text(s) + times_text(s) + marked_text(s);
 }
@@ -268,10 +268,9 @@ std::vector<std::vector<std::string>> times_of(const Statistics& s) {
 
 std::string runs_of(const Marked& marked) {
   const auto& [kind, pattern, serials, keys] = marked.phones;
-  return kind + " phones " + shown(pattern) + ": " + number(static_cast<long long>(serials.size())) +
-         (serials.size() == 1 ? " phone, " : " phones, ") + number(marked.runs.passed) + " passed, " +
-         number(marked.runs.failed) + " failed, " + number(marked.runs.errors) +
-         (marked.runs.errors == 1 ? " error" : " errors");
+  return kind + " phones " + shown(pattern) + ": " + counted(serials.size(), "phone") + ", " +
+         number(marked.runs.passed) + " passed, " + number(marked.runs.failed) + " failed, " +
+         counted(marked.runs.errors, "error");
 }
 
 std::string stations_remark(const Statistics& s) {
@@ -298,16 +297,14 @@ std::string basis_of(const Statistics& s) {
   } else if (outliers == 0) {
     out += "; none is an outlier" + rule;
   } else {
-    out += s.choices.without_outliers ? ", without " : ", with ";
-    out += std::to_string(outliers) + (outliers == 1 ? " outlier" : " outliers") + rule;
+    out += (s.choices.without_outliers ? ", without " : ", with ") + counted(outliers, "outlier") + rule;
   }
   if (unsought > 0 && !all_unsought)
-    out += "; not looked for in " + std::to_string(unsought) + (unsought == 1 ? " measurement" : " measurements") +
-           " of fewer than eight values";
+    out += "; not looked for in " + counted(unsought, "measurement") + " of fewer than eight values";
   const auto several = std::count_if(s.characteristics.begin(), s.characteristics.end(),
                                      [](const Characteristic& c) { return c.limits_changed(); });
   if (several > 0)
-    out += "; of " + std::to_string(several) + (several == 1 ? " measurement" : " measurements") +
+    out += "; of " + counted(several, "measurement") +
            " under limits that changed all are held against the newest, and those count as failed that were by the "
            "limits of the time";
   return out + ". Pp and Ppk are of the overall deviation, Cp and Cpk of the one within " +
@@ -391,8 +388,8 @@ std::vector<LimitsThen> latest_limits(const Characteristic& c) {
 }
 
 std::string to_text(const LimitsThen& then, const std::string& unit) {
-  return limits_of(then.limits, unit) + ": " + number(then.values) + (then.values == 1 ? " value, " : " values, ") +
-         shown(then.from) + (then.first == then.last ? "" : " to " + shown(then.until));
+  return limits_of(then.limits, unit) + ": " + counted(then.values, "value") + ", " + shown(then.from) +
+         (then.first == then.last ? "" : " to " + shown(then.until));
 }
 
 }  // namespace factory::store

@@ -27,10 +27,6 @@ using Cells = std::map<std::string, std::map<Place, std::vector<double>>>;  // b
 // Many phones of a store were at one station only: naming some is enough.
 constexpr size_t kNamed = 3;
 
-std::string count(size_t number, const char* what) {
-  return std::to_string(number) + " " + what + (number == 1 ? "" : "s");
-}
-
 std::string named(const std::vector<std::string>& names) {
   std::vector<std::string> some(names.begin(), names.begin() + static_cast<long>(std::min(names.size(), kNamed)));
   if (names.size() > some.size()) some.push_back("and " + std::to_string(names.size() - some.size()) + " more");
@@ -134,11 +130,11 @@ std::array<std::set<std::string>, 2> levels_of(const Cells& cells) {
 
 std::string why_none(const Cells& cells, By by) {
   const auto levels = levels_of(cells);
-  if (cells.size() < 2) return count(cells.size(), "phone") + ": how much phones differ takes two or more";
+  if (cells.size() < 2) return counted(cells.size(), "phone") + ": how much phones differ takes two or more";
   if (by.stations && levels[0].size() < 2)
-    return count(levels[0].size(), "station") + ": how well stations agree takes two or more";
+    return counted(levels[0].size(), "station") + ": how well stations agree takes two or more";
   if (by.operators && levels[1].size() < 2)
-    return count(levels[1].size(), "operator") + ": how well operators agree takes two or more";
+    return counted(levels[1].size(), "operator") + ": how well operators agree takes two or more";
   return std::string("no two phones were measured ") + (!by.operators ? "at the same two stations"
                                                         : !by.stations
                                                             ? "by the same two operators"
@@ -148,7 +144,7 @@ std::string why_none(const Cells& cells, By by) {
 // Says what a part is without.
 std::vector<std::string> left_out(const Cells& cells, const Part& part) {
   std::vector<std::string> out;
-  const std::string wanted = count(part.trials, "trial");
+  const std::string wanted = counted(part.trials, "trial");
   const auto all = levels_of(cells);
   for (size_t f = 0; f < 2; ++f) {
     std::vector<std::string> names;
@@ -279,7 +275,7 @@ std::vector<size_t> read_header(Csv* csv) {
 std::string Study::size() const {
   std::vector<std::string> out;
   for (const Factor& factor : factors) out.push_back(std::to_string(factor.levels.size()) + " " + factor.name);
-  return joined(out, ", ") + ", " + count(static_cast<size_t>(trials), "trial");
+  return joined(out, ", ") + ", " + counted(trials, "trial");
 }
 
 std::string make_study(const Subject& subject, const std::vector<Reading>& readings, By by, Study* study) {

@@ -155,8 +155,8 @@ void add_marked(Database* database, Filter filter, std::vector<Alert>* out) {
     }
     if (runs == 0) continue;
     alert.more = static_cast<long long>(phones.size() - alert.phones.size());
-    alert.text = alert.about + ": " + std::to_string(runs) + (runs == 1 ? " run " : " runs ") +
-                 outcome_name(*filter.verdict) + ", the last" + place_of(run.station);
+    alert.text = alert.about + ": " + counted(runs, "run") + " " + outcome_name(*filter.verdict) + ", the last" +
+                 place_of(run.station);
     out->push_back(alert);
   }
 }

@@ -1,6 +1,7 @@
 // Yield, first-pass yield and what runs failed on.
 #include <algorithm>
 
+#include "files/words.h"
 #include "quality/statistics.h"
 #include "store/query.h"
 
@@ -123,8 +124,8 @@ std::string all_runs(Database* database) {
   query.into(&runs, &first_ms, &last_ms);
   query.next();
   return runs == 0 ? "no run"
-                   : std::to_string(runs) + (runs == 1 ? " run, " : " runs, ") + time_text(first_ms).substr(0, 16) +
-                         " to " + time_text(last_ms).substr(0, 16) + " UTC";
+                   : counted(runs, "run") + ", " + time_text(first_ms).substr(0, 16) + " to " +
+                         time_text(last_ms).substr(0, 16) + " UTC";
 }
 
 void count_runs(Database* database, const Filter& filter, Statistics* out) {

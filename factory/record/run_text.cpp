@@ -5,6 +5,7 @@
 
 #include "cli/terminal.h"
 #include "files/numbers.h"
+#include "files/words.h"
 
 namespace factory::record {
 namespace {
@@ -125,7 +126,7 @@ std::string closing_text(const Run& run) {
     out += text;
   }
   const auto more = [](size_t count, const char* what) {
-    return count == 0 ? "" : "  " + std::to_string(count) + (count == 1 ? " step " : " steps ") + what + "\n";
+    return count == 0 ? "" : "  " + counted(count, "step") + " " + what + "\n";
   };
   return out + more(blamed.size() - told, "more did not pass") + more(static_cast<size_t>(skipped), "did not run");
 }

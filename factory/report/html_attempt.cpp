@@ -4,6 +4,7 @@
 #include <map>
 #include <vector>
 
+#include "files/words.h"
 #include "report/html.h"
 #include "report/words.h"
 
@@ -130,10 +131,6 @@ Markup fold(const std::string& title, const Markup& content) {
   return element("details", element("summary", title) + content);
 }
 
-std::string counted(size_t count, const char* one, const char* many) {
-  return std::to_string(count) + " " + (count == 1 ? one : many);
-}
-
 Markup hub_messages(const record::Attempt& attempt) {
   if (attempt.hub.empty()) return {};
   HtmlTable table("hub", {"Time", "Sensor", "Command", "Request", "Reply"});
@@ -143,7 +140,7 @@ Markup hub_messages(const record::Attempt& attempt) {
     table.add({message.time.size() > 11 ? message.time.substr(11, 12) : message.time, message.tag, message.command,
                words(message.request), reply});
   }
-  return fold(counted(attempt.hub.size(), "hub message", "hub messages"), table.markup());
+  return fold(counted(attempt.hub.size(), "hub message"), table.markup());
 }
 
 // As logcat writes a priority, which a record has as Android's number.
@@ -164,7 +161,7 @@ Markup log_lines(const record::Attempt& attempt) {
     text += element("span", {{"class", "priority-" + priority}}, priority + " " + line.tag + ":" + place + words) +
             Markup::own("\n");
   }
-  std::string title = counted(attempt.log.size(), "log line", "log lines");
+  std::string title = counted(attempt.log.size(), "log line");
   if (attempt.log_dropped > 0) title += ", and " + std::to_string(attempt.log_dropped) + " more that were not kept";
   return fold(title,
               element("p", "Lines behind a bar (\u2502) come from the thread of the events.") + element("pre", text));

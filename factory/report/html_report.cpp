@@ -28,7 +28,7 @@ bool went_wrong(const record::Step& step) {
 }
 
 std::string tally(const record::Run& run) {
-  std::string out = std::to_string(run.steps.size()) + (run.steps.size() == 1 ? " step" : " steps");
+  std::string out = counted(run.steps.size(), "step");
   for (int i = 0; i < record::kOutcomes; ++i) {
     const auto outcome = static_cast<Outcome>(i);
     const auto count = std::count_if(run.steps.begin(), run.steps.end(),

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "files/words.h"
+
 namespace factory::station {
 namespace {
 
@@ -32,8 +34,6 @@ std::optional<Refusal> earlier(const Settings& settings, const std::string& seri
       {serial, settings.earlier, outcome_name(last->run.outcome)},
       "the last run of " + serial + " at station " + settings.earlier + ": " + outcome_name(last->run.outcome)};
 }
-
-std::string times(long count) { return std::to_string(count) + (count == 1 ? " time" : " times"); }
 
 // The station's own runs of the phone, from both, the oldest first.
 std::vector<Entry> runs_here(const Settings& settings, const std::string& plan, const Before& before,
@@ -67,8 +67,8 @@ Permit permit(const Settings& settings, const std::string& serial, const std::st
   if (failures > settings.retests_of_failures) {
     out.refusal = Refusal{"no-retest",
                           {serial, std::to_string(failures), std::to_string(settings.retests_of_failures)},
-                          serial + " failed here " + times(failures) + ", and may be tested again " +
-                              times(settings.retests_of_failures) + " at most"};
+                          serial + " failed here " + counted(failures, "time") + ", and may be tested again " +
+                              counted(settings.retests_of_failures, "time") + " at most"};
   }
   return out;
 }

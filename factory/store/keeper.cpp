@@ -8,6 +8,7 @@
 #include "files/app_error.h"
 #include "files/json_text.h"
 #include "files/whole_file.h"
+#include "files/words.h"
 #include "record/record_json.h"
 
 namespace factory::store {
@@ -77,7 +78,7 @@ bool Keeper::bring_up(const std::string& id) {
     tell_problems(brought);
     for (const std::string& refused : brought.refused) taken &= !refused.starts_with(id);
     if (brought.waiting > 0) {
-      complain(count_of_runs(brought.waiting) + (brought.waiting == 1 ? " waits" : " wait") + " in " + spool_->file() +
+      complain(counted(brought.waiting, "run") + (brought.waiting == 1 ? " waits" : " wait") + " in " + spool_->file() +
                " for the next run or `sensorcal sync`");
     }
   } catch (const StoreError& error) {
@@ -96,7 +97,5 @@ void tell_problems(const Brought& brought) {
   for (const std::string& refused : brought.refused) complain("not stored: " + refused);
   if (!brought.away.empty()) complain(brought.away);
 }
-
-std::string count_of_runs(int count) { return std::to_string(count) + (count == 1 ? " run" : " runs"); }
 
 }  // namespace factory::store

@@ -51,7 +51,4 @@ std::string save_unstored(const record::Run& run);
 // On standard error: runs that the server would not take, and why it is away.
 void tell_problems(const Brought& brought);
 
-// "2 runs".
-std::string count_of_runs(int count);
-
 }  // namespace factory::store

@@ -103,8 +103,8 @@ int set(const Options& options, const Arguments& arguments) {
   if (value.write == nullptr) throw AppError(kUsage, std::string(value.name) + " can be read only");
   const size_t count = arguments.values.size();
   if (value.count != 0 && count != static_cast<size_t>(value.count)) {
-    throw AppError(kUsage, std::string(value.name) + " takes " + std::to_string(value.count) +
-                               (value.count == 1 ? " number" : " numbers") + ", not " + std::to_string(count));
+    throw AppError(kUsage, std::string(value.name) + " takes " + counted(value.count, "number") + ", not " +
+                               std::to_string(count));
   }
   return run_request(options, plan::plan_of_write(type, value.name, arguments.values));
 }

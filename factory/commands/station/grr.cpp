@@ -8,6 +8,7 @@
 #include "commands/station/commands.h"
 #include "files/json_text.h"
 #include "files/whole_file.h"
+#include "files/words.h"
 #include "record/exit_code.h"
 #include "store/keeper.h"
 
@@ -42,8 +43,8 @@ grr::Findings from_series(const grr::SeriesOfRuns& runs, const GrrArguments& a) 
     }
   }
   if (runs.without_serial > 0) {
-    out.skipped.push_back({store::count_of_runs(static_cast<int>(runs.without_serial)) + " without a serial number",
-                           "which phone it was is not known"});
+    out.skipped.push_back(
+        {counted(runs.without_serial, "run") + " without a serial number", "which phone it was is not known"});
   }
   return out;
 }

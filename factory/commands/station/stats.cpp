@@ -9,6 +9,7 @@
 #include "commands/station/stored_runs.h"
 #include "files/json_text.h"
 #include "files/whole_file.h"
+#include "files/words.h"
 #include "quality/comparison.h"
 #include "quality/stats_view.h"
 #include "record/exit_code.h"
@@ -119,7 +120,7 @@ int sync(const CommonOptions& options, const Arguments& a) {
     print_result(
         options.json, "sync/1",
         json_object({{"stored", brought.stored}, {"were_there", brought.were_there}, {"waiting", brought.waiting}}),
-        store::count_of_runs(brought.stored + brought.were_there) + " brought up, " + std::to_string(brought.waiting) +
+        counted(brought.stored + brought.were_there, "run") + " brought up, " + std::to_string(brought.waiting) +
             " still waiting\n");
     return !brought.away.empty() ? kUnreachable : brought.waiting > 0 ? kFailed : kPassed;
   });

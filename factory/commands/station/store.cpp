@@ -13,6 +13,7 @@
 #include "commands/station/commands.h"
 #include "commands/station/stored_runs.h"
 #include "files/json_text.h"
+#include "files/words.h"
 #include "record/exit_code.h"
 #include "record/record_json.h"
 #include "report/report.h"
@@ -125,8 +126,7 @@ int import(const CommonOptions& options, const Arguments& a) {
     records.flush();
     add(records.result());
     print_result(options.json, "store-import/1", json_object({{"stored", all.stored}, {"were_there", all.were_there}}),
-                 store::count_of_runs(static_cast<int>(all.stored)) + " stored, " + std::to_string(all.were_there) +
-                     " there already\n");
+                 counted(all.stored, "run") + " stored, " + std::to_string(all.were_there) + " there already\n");
     return kPassed;
   });
 }
@@ -192,7 +192,7 @@ int export_runs(const CommonOptions& options, const Arguments& a) {
     records.close();
     csv.close();
     print_result(options.json, "store-export/1", json_object({{"runs", written}}),
-                 store::count_of_runs(static_cast<int>(written)) + " written\n");
+                 counted(written, "run") + " written\n");
     return kPassed;
   });
 }

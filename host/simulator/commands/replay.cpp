@@ -9,6 +9,7 @@
 #include "commands/phone/commands.h"
 #include "commands/station/sinks.h"
 #include "files/whole_file.h"
+#include "files/words.h"
 #include "report/file_name.h"
 #include "simulator/recording.h"
 
@@ -28,8 +29,7 @@ void tell(const std::vector<std::string>& different, const std::string& other, b
     if (text) std::cout << "replay: the same record as the recorded one" << std::endl;
     return;
   }
-  std::string out = "the replay's record differs from the recorded one in " + std::to_string(different.size()) +
-                    (different.size() == 1 ? " place:" : " places:");
+  std::string out = "the replay's record differs from the recorded one in " + counted(different.size(), "place") + ":";
   for (size_t i = 0; i < std::min(kMax, different.size()); ++i) out += "\n  " + different[i];
   complain(out + (different.size() > kMax ? "\n  ..." : ""));
 }
