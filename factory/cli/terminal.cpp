@@ -7,15 +7,22 @@
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
+#include <random>
 #include <sstream>
 #include <streambuf>
 #include <string_view>
 
+#include "files/words.h"
+
 namespace factory {
 namespace {
 
-// Begins a sequence of the terminal's in a text; in UTF-8 it does not occur.
-constexpr char kSequence = '\xF8';
+// Begins a sequence of the terminal's in a text: a byte that does not occur in UTF-8, and digits that nobody knows who
+// has a text printed.
+const std::string& sequence() {
+  static const auto& begin = *new std::string('\xF8' + std::to_string(std::random_device()()));  // never destroyed
+  return begin;
+}
 
 // A terminal, and NO_COLOR unset or empty.
 bool colour_wanted() {
@@ -28,22 +35,6 @@ bool colour_wanted() {
 
 std::string coloured(const char* code, const std::string& text) {
   return colour_wanted() ? terminal_sequence((std::string(code) + "m").c_str()) + text + terminal_sequence("0m") : text;
-}
-
-bool is_continuation(char c) { return (static_cast<unsigned char>(c) & 0xC0U) == 0x80U; }
-
-// How many bytes the character has that begins there; 0: none does.
-size_t character_at(std::string_view text, size_t at) {
-  const auto byte = static_cast<unsigned char>(text[at]);
-  const size_t bytes = byte < 0x80                   ? 1
-                       : byte >= 0xC2 && byte < 0xE0 ? 2
-                       : (byte & 0xF0U) == 0xE0      ? 3
-                       : byte >= 0xF0 && byte < 0xF5 ? 4
-                                                     : 0;
-  for (size_t i = 1; i < bytes; ++i) {
-    if (at + i >= text.size() || !is_continuation(text[at + i])) return 0;
-  }
-  return bytes;
 }
 
 bool hidden(unsigned code) {
@@ -74,8 +65,8 @@ class VisibleBuffer : public std::streambuf {
   bool pass_on() {
     std::string text = visible(held_);
     held_.clear();
-    for (size_t at = text.find(kSequence); at != std::string::npos; at = text.find(kSequence, at))
-      text.replace(at, 1, "\033[");
+    for (size_t at = text.find(sequence()); at != std::string::npos; at = text.find(sequence(), at))
+      text.replace(at, sequence().size(), "\033[");
     return to_->sputn(text.data(), static_cast<std::streamsize>(text.size())) ==
            static_cast<std::streamsize>(text.size());
   }
@@ -90,14 +81,14 @@ class VisibleBuffer : public std::streambuf {
 std::string visible(const std::string& text) {
   std::string out;
   for (size_t at = 0; at < text.size();) {
-    const size_t bytes = character_at(text, at);
+    const std::string_view rest = std::string_view(text).substr(at);
+    uint32_t code = ' ';  // unless it is a character
+    const size_t bytes = rest.starts_with(sequence()) ? sequence().size() : utf8_length(rest, &code);
     char escape[8] = "";
-    if (bytes == 0 && text[at] != kSequence) {
+    if (bytes == 0) {
       snprintf(escape, sizeof escape, "\\x%02x", static_cast<unsigned>(static_cast<unsigned char>(text[at])));
-    } else if (bytes > 0) {
-      unsigned code = static_cast<unsigned char>(text[at]) & (bytes == 1 ? 0x7FU : 0xFFU >> (bytes + 1));
-      for (size_t i = 1; i < bytes; ++i) code = code << 6U | (static_cast<unsigned char>(text[at + i]) & 0x3FU);
-      if (hidden(code)) snprintf(escape, sizeof escape, "\\u%04x", code);
+    } else if (hidden(code)) {
+      snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned>(code));
     }
     out += *escape != '\0' ? escape : text.substr(at, std::max<size_t>(bytes, 1));
     at += std::max<size_t>(bytes, 1);
@@ -118,7 +109,7 @@ void complain(const std::string& text) {
   std::cerr << out << std::flush;
 }
 
-std::string terminal_sequence(const char* rest) { return kSequence + std::string(rest); }
+std::string terminal_sequence(const char* rest) { return sequence() + rest; }
 
 std::string bold(const std::string& text) { return coloured("1", text); }
 std::string good(const std::string& text) { return coloured("32", text); }

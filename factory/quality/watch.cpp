@@ -236,12 +236,6 @@ std::vector<Alert> YieldWatch::standing() const {
   return out;
 }
 
-std::vector<Alert> value_alerts(const Statistics& statistics) {
-  std::vector<Alert> out;
-  for (const ValueAlert& found : alerts_on_values(statistics)) out.push_back(found.alert);
-  return out;
-}
-
 std::vector<Alert> standing_alerts(Database* database, const Filter& filter, const Choices& choices) {
   YieldWatch yields;
   read_first_runs(database, filter, &yields);

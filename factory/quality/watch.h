@@ -71,10 +71,6 @@ class YieldWatch {
   std::map<std::string, Plan> plans_;
 };
 
-// Charts that cry on their last day, and stations whose mean is a standard deviation or more off the others', and
-// certainly so. Without phones.
-std::vector<Alert> value_alerts(const Statistics& statistics);
-
 // All that stands now, of the runs that the filter chooses. Throws StoreError, AwayError.
 std::vector<Alert> standing_alerts(Database* database, const Filter& filter, const Choices& choices);
 

@@ -52,7 +52,8 @@ TEST(Table, NeverLeavesTheTerminal) {
   const std::string plain = terminal_sequence("0m");
   const std::vector<std::vector<std::string>> rows = {{"a", "b"},
                                                       {std::string(90, 'x'), red + "one two three" + plain}};
-  for (size_t columns = 16; columns < 120; ++columns) EXPECT_LE(widest(table(rows, columns)), columns + 9) << columns;
+  for (size_t columns = 16; columns < 120; ++columns)
+    EXPECT_LE(widest(table(rows, columns)), columns + red.size() + plain.size()) << columns;
   EXPECT_NE(table(rows, 24).find(red + "one two three" + plain), std::string::npos);
   EXPECT_NE(table(rows, 12).find(red + "one two" + plain + "\n"), std::string::npos) << "each line has its colour";
 }
@@ -64,7 +65,15 @@ TEST(VisibleTest, ShowsWhatIsNotToBeSent) {
                                                        {"\x7F\u009B31m", "\\u007f\\u009b31m"},
                                                        {"a\u202Eb\u2066\uFEFF\u200B", "a\\u202eb\\u2066\\ufeff\\u200b"},
                                                        {"\xFF\xC3", "\\xff\\xc3"},
-                                                       {"\xC0\x80\xE2\x82", "\\xc0\\x80\\xe2\\x82"}};
+                                                       // as our own sequences begin
+                                                       {"\xF8"
+                                                        "31m",
+                                                        "\\xf831m"},
+                                                       {"\xC0\x80\xE2\x82", "\\xc0\\x80\\xe2\\x82"},
+                                                       // a surrogate, one that is too long, one beyond the last
+                                                       {"\xED\xA0\x80", "\\xed\\xa0\\x80"},
+                                                       {"\xE0\x80\x9B", "\\xe0\\x80\\x9b"},
+                                                       {"\xF4\x90\x80\x80", "\\xf4\\x90\\x80\\x80"}};
   for (const auto& [text, shown] : cases) EXPECT_EQ(visible(text), shown);
   EXPECT_EQ(table({{"a", "b"}, {"\033[1\nm", "c"}}, 0), "a           b\n\\u001b[1 m  c\n");
 }
