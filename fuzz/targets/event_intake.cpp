@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "base/record.h"
 #include "support/fake_phone.h"
 
 namespace {
@@ -16,10 +17,6 @@ constexpr std::pair<int, int> kSensors[] = {
     {33171005, 8},  {33171057, 13}, {33171089, 12}, {5, 9},         {33171007, 9},  {33171054, 10},
     {33171055, 11}, {33171085, 11}, {33171081, 14}, {33171082, 14}, {33171080, 15}, {33171084, 15},
 };
-
-_sensor_info& record_of(SensorCalibration* cal, int record) {
-  return record < 8 ? cal->motion_info[record] : cal->env_info[record - 8];
-}
 
 // What an event may change.
 std::string changing(const _sensor_info& r) {
@@ -89,7 +86,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   fuzz::quiet_log(size);
   FuzzedDataProvider in(data, size);
   const auto [own_type, own_record] = kSensors[in.ConsumeIntegralInRange<size_t>(0, std::size(kSensors) - 1)];
-  _sensor_info& record = record_of(phone->cal, own_record);
+  _sensor_info& record = record_at(*phone->cal, own_record);
   const std::string idle = changing(_sensor_info());
   const int handle = record.info.sensorHandle;
   record = _sensor_info();
@@ -113,7 +110,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     bool reached = false;
     for (const auto& [type, number] : kSensors) {
       reached |= type == static_cast<int>(event.sensorType) && number == own_record;
-      if (number != own_record) HOLDS(changing(record_of(phone->cal, number)) == idle);
+      if (number != own_record) HOLDS(changing(record_at(*phone->cal, number)) == idle);
     }
     HOLDS(reached || changing(record) == before);
     HOLDS(phone->sensors->queue->disablings == (record.status == 2 ? 1 : 0) && signals <= (record.status == 2 ? 1 : 0));
