@@ -93,26 +93,18 @@ void note_rename(int from_folder, const char* from, int to_folder, const char* t
 }  // namespace
 
 extern "C" {
-#define OPEN(name)                                     \
-  int name(const char* path, int flags, ...) {         \
+#define OPEN(name, parameters, folder)                 \
+  int name parameters {                                \
     va_list arguments;                                 \
     va_start(arguments, flags);                        \
     const unsigned mode = mode_from(flags, arguments); \
     va_end(arguments);                                 \
-    return note_open(AT_FDCWD, path, flags, mode);     \
+    return note_open(folder, path, flags, mode);       \
   }
-OPEN(open)
-OPEN(open64)
-#define OPENAT(name)                                       \
-  int name(int folder, const char* path, int flags, ...) { \
-    va_list arguments;                                     \
-    va_start(arguments, flags);                            \
-    const unsigned mode = mode_from(flags, arguments);     \
-    va_end(arguments);                                     \
-    return note_open(folder, path, flags, mode);           \
-  }
-OPENAT(openat)
-OPENAT(openat64)
+OPEN(open, (const char* path, int flags, ...), AT_FDCWD)
+OPEN(open64, (const char* path, int flags, ...), AT_FDCWD)
+OPEN(openat, (int folder, const char* path, int flags, ...), folder)
+OPEN(openat64, (int folder, const char* path, int flags, ...), folder)
 int __open_2(const char* path, int flags) { return note_open(AT_FDCWD, path, flags, 0); }
 int __open64_2(const char* path, int flags) { return note_open(AT_FDCWD, path, flags, 0); }
 #define CALL(result, name, parameters, arguments, noted) \
