@@ -9,9 +9,8 @@ namespace {
 
 using phone_test::Client;
 using phone_test::Event;
-using phone_test::Listener;
 using phone_test::options;
-using phone_test::sp;
+using phone_test::Result;
 
 constexpr int kAcc = 1;
 constexpr int kFastUs = 2500;
@@ -20,30 +19,17 @@ constexpr size_t kPerEnabling = 24000;  // until the sensor falls silent, after 
 
 bool same(const Event& a, const Event& b) { return a.timestamp == b.timestamp && a.u.data[0] == b.u.data[0]; }
 
-struct Watch {
-  explicit Watch(const Client& client) {
-    client.manager->createEventQueue(listener, [this](const auto& made, auto) { queue = made; });
-    handle = client.handles.at(kAcc);
-  }
-  void enable(int period_us) { ASSERT_EQ(queue->enableSensor(handle, period_us, 0), phone_test::Result::OK); }
-
-  const sp<Listener> listener = new Listener;
-  sp<phone_test::IEventQueue> queue;
-  int handle = 0;
-};
-
 // From the last enabling on all queues see the same samples: as many as the sensor has until it falls silent.
 TEST(StressQueues, EveryEventReachesEveryQueueOnce) {
   const QuietLog quiet;
   const auto phone = phone::Phone::open(options());
-  const Client client;
   constexpr size_t kQueues = 4;
   size_t delivered = 0;
   for (const size_t wanted = load(1000000); delivered < wanted;) {
-    std::vector<std::unique_ptr<Watch>> watches;
+    std::vector<std::unique_ptr<Client>> watches;
     for (size_t i = 0; i < kQueues; ++i) {
-      watches.push_back(std::make_unique<Watch>(client));
-      watches.back()->enable(kFastUs);
+      watches.push_back(std::make_unique<Client>());
+      ASSERT_EQ(watches.back()->enable(kAcc, kFastUs), Result::OK);
     }
     const std::vector<Event> last = watches.back()->listener->wait_for(kPerEnabling);
     ASSERT_EQ(last.size(), kPerEnabling);
@@ -64,16 +50,15 @@ TEST(StressQueues, EveryEventReachesEveryQueueOnce) {
 TEST(StressQueues, NothingComesLate) {
   const QuietLog quiet;
   const auto phone = phone::Phone::open(options());
-  const Client client;
-  Watch beside(client);  // so that the sensor itself stays on
+  Client beside;  // so that the sensor itself stays on
   for (size_t round = 0; round < load(20000); ++round) {
-    if (round % 500 == 0) beside.enable(kFastUs);
-    Watch watch(client);
-    watch.enable(kFastUs);
+    if (round % 500 == 0) beside.enable(kAcc, kFastUs);
+    Client watch;
+    ASSERT_EQ(watch.enable(kAcc, kFastUs), Result::OK);
     if (round % 2 == 0) {
       ASSERT_GE(watch.listener->wait_for(1 + round % 7).size(), 1U);
     }
-    watch.queue->disableSensor(watch.handle);
+    watch.disable(kAcc);
     const size_t at_disabling = watch.listener->events().size();
     if (round % 3 == 0) std::this_thread::yield();
     watch.queue = nullptr;

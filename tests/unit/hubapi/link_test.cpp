@@ -6,18 +6,6 @@
 namespace test {
 namespace {
 
-Message words_of(const _ssc_oem_test_msg& record) {
-  Message out;
-  memcpy(out.data(), &record, sizeof record);
-  return out;
-}
-
-_ssc_oem_test_msg record_of(const Message& words) {
-  _ssc_oem_test_msg out;
-  memcpy(&out, words.data(), sizeof out);
-  return out;
-}
-
 std::string first_line(const void* record) {
   char text[128];
   snprintf(text, sizeof text, "D/libsensor_calapi: send_ssc_oem_test_msg: send_ssc_oem_test_msg: %p", record);
@@ -56,7 +44,7 @@ class LinkSend : public HubTest {
  protected:
   // Every word differs, and so do the hub's.
   const Message request = message(1, 77, {INT_MIN, -1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, INT_MAX});
-  _ssc_oem_test_msg record = record_of(request);
+  _ssc_oem_test_msg record = std::bit_cast<_ssc_oem_test_msg>(request);
 };
 
 TEST_F(LinkSend, SwapsAll72BytesForTheReply) {
@@ -68,7 +56,7 @@ TEST_F(LinkSend, SwapsAll72BytesForTheReply) {
   log.clear();
   EXPECT_EQ(api.send_ssc_oem_test_msg(&record), 0);
   EXPECT_EQ(hub->sent(), std::vector<Message>{request});
-  EXPECT_EQ(words_of(record), reply);
+  EXPECT_EQ(std::bit_cast<Message>(record), reply);
   EXPECT_EQ(hub->getStrongCount(), references);
   EXPECT_EQ(log.all(),
             (Lines{first_line(&record),
@@ -81,7 +69,7 @@ TEST_F(LinkSend, LeavesTheRequestWithoutService) {
   FakeHub::remove();  // the object still holds the service it found: that one is not to be used
   log.clear();
   EXPECT_EQ(api.send_ssc_oem_test_msg(&record), 0);
-  EXPECT_EQ(words_of(record), request);
+  EXPECT_EQ(std::bit_cast<Message>(record), request);
   EXPECT_TRUE(hub->sent().empty());
   EXPECT_EQ(log.all(), Lines{first_line(&record)});
 }
@@ -97,7 +85,7 @@ TEST_F(LinkSend, LeavesZerosWhenTheCallNeverAnswers) {
   hub->transport_fails = true;
   log.clear();
   EXPECT_EQ(api.send_ssc_oem_test_msg(&record), 0);
-  EXPECT_EQ(words_of(record), message(0, 0));
+  EXPECT_EQ(std::bit_cast<Message>(record), message(0, 0));
   EXPECT_EQ(log.all().size(), 3u);
 }
 

@@ -161,18 +161,18 @@ TEST(PhoneDirectory, ErrorsNameTheFileAndTheProcessIsLeftAsItWas) {
   phone::Phone::open(in(path)).reset();
   const std::string good_profile = content(path + "/profile.json");
 
-  write(path + "/state.json", "{");
-  EXPECT_TRUE(contains(problem(in(path)), path + "/state.json"));
-  write(path + "/state.json", "{\"seed\": 7}");
-  EXPECT_TRUE(contains(problem(in(path)), path + "/state.json"));
-  write(path + "/state.json", "{\"seed\": 7, \"openings\": 1}");
-  write(path + "/profile.json", good_profile.substr(0, good_profile.size() / 2));
-  EXPECT_TRUE(contains(problem(in(path)), path + "/profile.json"));
-  write(path + "/profile.json", good_profile);
-  write(path + "/hub_registry.json", "garbage");
-  EXPECT_TRUE(contains(problem(in(path)), path + "/hub_registry.json"));
-  EXPECT_EQ(content(path + "/hub_registry.json"), "garbage");
-  fs::remove(path + "/hub_registry.json");
+  const std::pair<std::string, std::string> bad[] = {{"/state.json", "{"},
+                                                     {"/state.json", R"({"seed": 7})"},
+                                                     {"/profile.json", good_profile.substr(0, good_profile.size() / 2)},
+                                                     {"/hub_registry.json", "garbage"}};
+  for (const auto& [file, text] : bad) {
+    write(path + file, text);
+    EXPECT_TRUE(contains(problem(in(path)), path + file)) << text;
+    EXPECT_EQ(content(path + file), text);
+    write(path + "/state.json", R"({"seed": 7, "openings": 1})");
+    write(path + "/profile.json", good_profile);
+    fs::remove(path + "/hub_registry.json");
+  }
   EXPECT_EQ(host::device_root(), "");
   EXPECT_EQ(problem(in(path)), "");
 

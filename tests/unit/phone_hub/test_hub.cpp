@@ -1,4 +1,4 @@
-// What the hub applies, the panel's curve, its colour run, and its threads.
+// What the hub applies, the panel's curve, and its colour run.
 #include <chrono>
 #include <cmath>
 #include <thread>
@@ -147,33 +147,6 @@ TEST_F(ColourRunTest, ARebootEndsIt) {
   EXPECT_EQ(ask(40, -1), 3);
   std::this_thread::sleep_for(milliseconds(2 * kRunMs));
   EXPECT_EQ(ask(29, 5), -1) << "the run's golden channels came after all";
-}
-
-// Its listener may use the hub: no lock is held. Run under a thread sanitizer this also checks the locking.
-TEST_F(HubTest, ServesManyThreads) {
-  raw.values = {{{8, 0}, 5}, {{33171015, 0}, 5}};
-  std::atomic<int> changes = 0;
-  hub.on_change([&] {
-    ++changes;
-    (void)hub.save();
-    return true;
-  });
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 4; ++t) {
-    threads.emplace_back([this, t] {
-      for (int i = 0; i < 200; ++i) {
-        const float value = static_cast<float>(t * 1000 + i);
-        ask(1, 0, {F(value), F(value), F(value)});
-        ask(8, 7);
-        const HubRecord reply = ask(1, 1);
-        EXPECT_EQ(reply.words[0], reply.words[2]) << "two messages mixed";
-        (void)hub.offset(1);
-        (void)hub.panel_lux(5, 100);
-      }
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(changes, 4 * 200 * 2);
 }
 
 }  // namespace
