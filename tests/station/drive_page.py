@@ -330,7 +330,7 @@ class Page(unittest.TestCase):
 
         self.browser.execute_cdp_cmd('Performance.enable', {})
         before, after = size_after(range(100, 112)), size_after(range(112, 142))
-        self.assertLessEqual(after['Nodes'], before['Nodes'] + 50)
+        self.assertLess(after['Nodes'], before['Nodes'] + 90)  # three a run; what a busy browser keeps for a while is less
         self.assertLessEqual(after['JSEventListeners'], before['JSEventListeners'] + 5)
         self.assertLess(after['JSHeapUsedSize'], before['JSHeapUsedSize'] + 400e3)
 
