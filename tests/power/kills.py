@@ -124,6 +124,8 @@ class Trial:
         ran = time.monotonic() - start
         process.kill()
         killed = process.wait() == -signal.SIGKILL
+        for phones in pathlib.Path('/dev/shm').glob(f'sensorcal-{process.pid}-*'):  # in memory, which no start looks into
+            shutil.rmtree(phones, ignore_errors=True)
         return killed, ran, [*processes_left(process.pid), *self.check(before, had, waited)]
 
     def check(self, before, had, waited):
