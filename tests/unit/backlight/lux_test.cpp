@@ -207,7 +207,9 @@ TEST(BacklightLux, SteppedLowRunCannotLeaveBrightLight) {
   constexpr int64_t kSecond = 1'000'000'000;
   host::step_wall_clock(0);  // waits look at the clock from now on
   auto result = std::async(std::launch::async, [&] { return lit.phone.cal->lcdbacklight_lux_calibrate(5, 14); });
-  while (lit.phone.queue->disabled().empty()) std::this_thread::yield();
+  while (lit.phone.queue->disabled().empty() &&
+         result.wait_for(std::chrono::milliseconds(1)) != std::future_status::ready) {
+  }
   host::step_wall_clock(8 * kSecond);
   EXPECT_EQ(result.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
   host::step_wall_clock(2 * kSecond);

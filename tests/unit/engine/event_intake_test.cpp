@@ -95,7 +95,11 @@ TEST_F(EventIntakeTest, EachTypeHasItsRecordItsLineAndItsSample) {
 }
 
 TEST_F(EventIntakeTest, OneGyroscopeHasNoSettling) {
-  for (const auto& [type, number] : {std::pair(1, 0), {4, 1}, {16, 3}, {268369924, 7}, {268369921, 4}}) {
+  const std::pair<int, int> kTypes[] = {{1, 0},         {4, 1},         {16, 3},        {268369924, 7}, {268369921, 4},
+                                        {6, 17},        {33171005, 8},  {33171057, 13}, {33171089, 12}, {5, 9},
+                                        {33171007, 9},  {33171054, 10}, {33171055, 11}, {33171085, 11}, {33171081, 14},
+                                        {33171082, 14}, {33171080, 15}, {33171084, 15}};
+  for (const auto& [type, number] : kTypes) {
     _sensor_info& record = arm(number, 3);
     record.skip_num = record.in_calibrate = 1;
     phone_.cal->processEvent(event(type, {1, 2, 3}));
