@@ -32,7 +32,8 @@ json four.out 'd["steps"][0]["attempts"][0]["hub"][-1]["command"] == "set-acc-of
   'd["steps"][1]["attempts"][0]["hub"][-1]["command"] == "get-bar-offset"'
 
 # Ctrl-C works meanwhile.
-"$sensorcal" calibrate Acc --phone one --speed max --fault hub-dead:3 >out 2>err &
+"$sensorcal" calibrate Acc --phone one --speed max --fault hub-dead:3 --log log >out 2>err &
+until [ -s log ]; do sleep 0.05; done  # before it watches for it a shell's job ignores SIGINT
 sleep 1
 kill -INT $!
 code=0
