@@ -101,11 +101,17 @@ void note_single_stimuli(Plan* plan) {
 
 // What a step measures is counted by its group and name: a name that comes again gets a number.
 void number_names(Plan* plan) {
-  std::map<std::pair<std::string, std::string>, int> times;
+  std::set<std::pair<std::string, std::string>> given;
+  for (const Block& block : plan->blocks) {
+    for (const Step& step : block.steps) given.emplace(block.group, step.name);
+  }
+  std::set<std::pair<std::string, std::string>> taken = given;
   for (Block& block : plan->blocks) {
     for (Step& step : block.steps) {
-      const int time = ++times[{block.group, step.name}];
-      if (time > 1) step.name += " (" + std::to_string(time) + ")";
+      if (given.erase({block.group, step.name}) > 0) continue;  // its first
+      const std::string name = step.name;
+      for (int time = 2; !taken.emplace(block.group, step.name).second; ++time)
+        step.name = name + " (" + std::to_string(time) + ")";
     }
   }
 }

@@ -67,14 +67,15 @@ TEST(PlanErrors, TheFormIsStrict) {
 // What two steps measure is not to be counted as one.
 TEST(PlanErrors, ANameThatComesAgainGetsANumber) {
   std::vector<std::string> problems;
-  const Plan plan = parse_plan("p.json", R"({"format": "sensorcal.plan/1", "name": "n", "steps": [
+  const Plan plan = parse_plan("p.json", R"json({"format": "sensorcal.plan/1", "name": "n", "steps": [
     {"verify": "Acc"}, {"group": "g", "steps": [{"verify": "Acc"}, {"verify": "Gyr"}]}, {"verify": "Acc"},
-    {"group": "g", "steps": [{"verify": "Acc"}]}]})",
+    {"group": "g", "steps": [{"verify": "Acc"}, {"verify": "Bar", "name": "verify Acc (2)"}]}]})json",
                                &problems);
   std::vector<std::string> names;
   for (const auto& block : plan.blocks)
     for (const auto& step : block.steps) names.push_back(step.name);
-  EXPECT_THAT(names, ElementsAre("verify Acc", "verify Acc", "verify Gyr", "verify Acc (2)", "verify Acc (2)"));
+  EXPECT_THAT(names, ElementsAre("verify Acc", "verify Acc", "verify Gyr", "verify Acc (2)", "verify Acc (3)",
+                                 "verify Acc (2)"));
 }
 
 TEST(PlanErrors, AListHoldsOneLimitForEachAxis) {
