@@ -4,6 +4,7 @@
 #include <set>
 #include <tuple>
 
+#include "store/dictionary.h"
 #include "store/query.h"
 
 namespace factory::store {
@@ -38,9 +39,19 @@ std::vector<Row> rows_of(Database* database, Filter filter) {
                           &row.series.station, &row.series.lot, &row.c.plan, &row.c.step, &row.c.name, &row.c.axis,
                           &row.c.unit, &row.c.low, &row.c.high);
   std::vector<Row> rows;
-  while (query.next()) {
-    row.series.limits = {row.c.low, row.c.high};
-    rows.push_back(row);
+  while (query.next()) rows.push_back(row);
+  for (Row& one : rows) {
+    // Values that have limits of their own are held to the tightest of them.
+    if (own_limit(one.c.low) || own_limit(one.c.high)) {
+      std::optional<double> low;
+      std::optional<double> high;
+      Query tightest(database, "SELECT MAX(low), MIN(high) FROM measurement WHERE series = :series");
+      tightest.with("series", one.id).into(&low, &high);
+      (void)tightest.next();
+      if (low) one.c.low = low;
+      if (high) one.c.high = high;
+    }
+    one.series.limits = {one.c.low, one.c.high};
   }
   return rows;
 }

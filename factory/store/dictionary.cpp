@@ -1,6 +1,7 @@
 #include "store/dictionary.h"
 
 #include <array>
+#include <cstdlib>
 
 #include "files/json_text.h"
 #include "files/numbers.h"

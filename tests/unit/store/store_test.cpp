@@ -110,7 +110,7 @@ TEST_P(StoreTest, LimitsThatAreNearlyAlikeMakeNoSeriesEach) {
   const double limits[] = {10.0041, 9.9966, 10, 11.2, 10.02};
   for (const double limit : limits) {
     MadeRun run;
-    run.attempts = {{{"noise", 1, -0.125, limit}}};
+    run.attempts = {{{"noise", 1, -limit, limit}}};
     ASSERT_TRUE(store.put(record_of(run), false));
   }
   EXPECT_EQ(number_from(&store.database(), "SELECT COUNT(*) FROM series"), 3);
@@ -118,10 +118,15 @@ TEST_P(StoreTest, LimitsThatAreNearlyAlikeMakeNoSeriesEach) {
   std::multiset<double> found;
   for (const auto& stored : history(&store.database(), "A1", 0, true)) {
     const record::Measurement& m = stored.run.steps.at(0).attempts.at(0).measurements.at(0);
-    EXPECT_EQ(m.low, -0.125);
+    EXPECT_EQ(m.low, -*m.high);
     found.insert(*m.high);
   }
   EXPECT_THAT(found, ::testing::UnorderedElementsAreArray(limits));
+  // Whichever came first.
+  std::multiset<double> held;
+  for (const Characteristic& c : statistics(&store.database(), {}).characteristics)
+    for (const LimitsThen& then : c.limits_then) held.insert(*then.limits.second);
+  EXPECT_THAT(held, ::testing::UnorderedElementsAre(9.9966, 10, 11.2));
 }
 
 TEST_P(StoreTest, TakesAnyName) {
@@ -323,7 +328,7 @@ TEST(StoreFileTest, CopiedRunsAreTheSame) {
     run.station = i % 3 == 0 ? "north" : "south";
     run.started_ms += i / 600 * 86400000LL + i;
     run.attempts = {{{"residual", i == 7 ? std::nan("") : 0.1 * i, -1, 1}},
-                    {{"noise", 0.25, 0, i % 5 + 1.0 + i % 7 * 1e-4}}};
+                    {{"noise", 0.25, -1 - i % 3 * 1e-4, i % 5 + 1.0 + i % 7 * 1e-4}}};
     run.samples = i % 1000 == 0 ? 3 : 0;
     runs.push_back(record_of(run));
   }
