@@ -30,7 +30,7 @@ class StationRunner : public testing::Test {
         [&](const std::string& line) {
           out.lines.push_back(line);
           if (out.lines.size() == 1 && at_first_line) at_first_line(runner);
-          return line != "nonsense";
+          return !line.starts_with("nonsense");
         },
         [&](const RunnerEnd& end) { ended.set_value(end); });
     runner = &own;
@@ -64,8 +64,8 @@ TEST_F(StationRunner, SaysWhatWasWrong) {
     const char* last_words;
   } rows[] = {
       {"kill -9 $$", 30, "it was ended by a signal: Killed", ""},
-      {"trap 'exit 0' TERM; echo nonsense; while :; do sleep 0.1; done", 30,
-       "it says what is no event of a run: nonsense", ""},
+      {"trap 'exit 0' TERM; printf 'nonsense\\033\\n'; while :; do sleep 0.1; done", 30,
+       "it says what is no event of a run: nonsense\\u001b", ""},
       {"echo one; printf unfinished", 30, "its last line has no end", ""},
       {"echo oh dear >&2; cat >/dev/null", 0.3, "it said nothing for 0.3 s", "oh dear"},
       {"yes xxxxxxxxxxxxxxx | tr -d '\\n'", 30, "it says a line without an end", ""},
