@@ -97,7 +97,7 @@ class BareWriter {
              "failed_step, failed_measurement, remarks) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"),
         step_(database, "INSERT INTO step VALUES (?, ?, ?, ?, ?, ?)"),
         attempt_(database, "INSERT INTO attempt VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"),
-        measurement_(database, "INSERT INTO measurement VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"),
+        measurement_(database, "INSERT INTO measurement VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"),
         database_(database) {}
 
   void put(const factory::record::Run& r, const Known& known) {
@@ -118,7 +118,8 @@ class BareWriter {
         int position = 0;
         for (const auto& m : a.measurements)
           measurement_.run(known.ids.series[series++], known.day, no, s.index, a.number, ++position, m.value, kNothing,
-                           m.standard_error, static_cast<int>(m.outcome), last ? 1 : 0);
+                           m.standard_error, static_cast<int>(m.outcome), last ? 1 : 0,
+                           factory::store::own_limit(m.low), factory::store::own_limit(m.high));
       }
     }
     commit_.run();
