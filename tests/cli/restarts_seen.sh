@@ -23,4 +23,4 @@ called='calibrate Acc, without a terminal'
 sleep 1.5
 ends 130 INT $!
 lacks out ' moves: '
-lacks err ' moves: '
+lacks err .

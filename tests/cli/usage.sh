@@ -39,12 +39,15 @@ get Acc offset --count 2|--count: goes with channels, as golden and channel-scal
 set Prx near 1 2|near takes 1 number, not 2
 set Prx near 99999999999|99999999999: give a whole number from 0 to 65536 counts
 set Acc offset 1e99 0 0|1e+99: give a number from -2 to 2 m/s^2
+set Acc offset -inf 0 0|VALUES -inf: give a number
 sar 1 --register 99999 1|99999: give the register's number, a whole number from 0 to 65535
 sar 1 --register -1 5|-1: give the register's number, a whole number from 0 to 65535
 sar 1 --register 5|--register takes 2 in all, not 1; \`sensorcal sar --help\` tells more
+sar 1 --register 5 6 7|--register takes 2 in all, not 3; \`sensorcal sar --help\` tells more
 channel Lux 8 200|CHANNEL 8: give a whole number from 0 to 7
 history A --store no --limit 1 --limit 2|--limit takes 1 in all, not 2; \`sensorcal history --help\` tells more
 history A --store no --full=x|--full takes no value; \`sensorcal history --help\` tells more
+channel Lux 1 5 --screen=2|--screen takes no value; \`sensorcal channel --help\` tells more
 run plan.json --on-failure go|--on-failure 'go' is unknown; known is stop
 history --run x --store no --limit 3|--run excludes --limit; \`sensorcal history --help\` tells more
 stats --store no --until yesterday|--until yesterday: give a time, YYYY-MM-DD or YYYY-MM-DDTHH:MM[:SS], UTC
@@ -62,8 +65,11 @@ grr nofile|nofile: No such file or directory
 hub log x --phone y|hub log takes no option of a phone: it reads a file
 calibrate Acc --param 4294967297|--param 4294967297: give a whole number of 32 bits
 backlight -1|LEVEL -1: give a whole number from 0 to 8191
+backlight foo|LEVEL foo: give a whole number from 0 to 8191
 sar 3|CHIP 3: give a whole number from 1 to 2
 stats --store no --outliers -1|--outliers -1: give a number above 0
+stats --store no --outliers nan|--outliers nan: give a number above 0
+history A --store no --limit -1|--limit -1: give a whole number, 0 or more
 calibrate Bar --reference -inf|--reference -inf: give a number from 300 to 1100
 grr --alpha nan|--alpha nan: give a number from 0 to 1
 grr --low nan|--low nan: give a number

@@ -3,6 +3,7 @@
 
 #include <cmath>
 
+#include "phone/hub_message.h"
 #include "phone/log_tap.h"
 #include "station.h"
 
@@ -162,6 +163,16 @@ TEST(PlanRecord, TheWindowTellsWhatBecameOfEachSample) {
   // The mean of what was accepted is what the hub got.
   EXPECT_NEAR(sum / count[1], attempt["after"][0]["values"][2].asDouble(), 1e-4);
   EXPECT_THAT(attempt["hub"].size(), ::testing::Ge(2U));
+}
+
+TEST(PlanRecord, AMessageIsTimedToTheMicrosecond) {
+  factory::HubMessage message{};
+  for (const auto& [ns, time] : {std::pair(1764000000123456789, "2025-11-24T16:00:00.123456Z"),
+                                 {1764000000007000999, "2025-11-24T16:00:00.007000Z"},
+                                 {-1, "1969-12-31T23:59:59.999999Z"}}) {
+    message.time_ns = ns;
+    EXPECT_EQ(factory::decoded(message).time, time);
+  }
 }
 
 TEST(PlanRecord, AVerificationKeepsItsPeriod) {

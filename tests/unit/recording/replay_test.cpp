@@ -16,6 +16,9 @@ constexpr char kCalibrations[] =
 // For what is in vain until the time is over.
 constexpr char kOne[] = R"({"calibrate": "Acc"})";
 
+// The hub remarks that it has none.
+constexpr char kUnknownGolden[] = R"({"calibrate": "CCT_F_strm", "param": -1})";
+
 struct Case {
   const char* name;
   std::vector<std::string> faults;
@@ -42,6 +45,7 @@ INSTANTIATE_TEST_SUITE_P(
     Faults, Replay,
     ::testing::Values(
         Case{"none", {}, "passed"}, Case{"none_in_time", {}, "passed", "20"},
+        Case{"remark", {}, "passed", "max", kUnknownGolden},
         Case{"silent", {"silent:16"}, "failed", "max", R"({"calibrate": "Gyr"})"},
         Case{"motion", {"motion:Acc,8"}, "failed", "max", kOne}, Case{"not_a_number", {"nan:Acc"}, "failed"},
         Case{"straggler", {"straggler:Acc", "straggler:Gyr"}, "passed"}, Case{"duplicate", {"duplicate:Acc"}, "passed"},
