@@ -32,6 +32,11 @@ std::vector<float> values(T... value) {
   return {static_cast<float>(value)...};
 }
 
+constexpr char kSeveral[] =
+    "Time (s),Gyroscope X (deg/s),Gyroscope Y (deg/s),Gyroscope Z (deg/s),Accelerometer X (g),"
+    "Accelerometer Y (g),Accelerometer Z (g),Magnetometer X (uT),Magnetometer Y (uT),Magnetometer Z (uT)\n"
+    "0,1,2,3,4,5,6,7,8,9\n0.1,1,2,3,0.1,0.2,1,7,8,9\n";
+
 const struct {
   const char* name;
   const char* options;
@@ -46,15 +51,8 @@ const struct {
      "\"Time (s)\",\"Gyroscope x (rad/s)\",\"Gyroscope y (rad/s)\",\"Gyroscope z (rad/s)\"\n"
      "1.0E-2,1.0E-3,2,3\n2.5E-2,-1.5E-3,2E0,3\n",
      15000000, values(-0.0015F, 2, 3)},
-    {"several_sensors_acc", "Acc",
-     "Time (s),Gyroscope X (deg/s),Gyroscope Y (deg/s),Gyroscope Z (deg/s),Accelerometer X (g),"
-     "Accelerometer Y (g),Accelerometer Z (g),Magnetometer X (uT),Magnetometer Y (uT),Magnetometer Z (uT)\n"
-     "0,1,2,3,4,5,6,7,8,9\n0.1,1,2,3,0.1,0.2,1,7,8,9\n",
-     100000000, values(kG / 10, kG / 5, kG)},
-    {"several_sensors_gyr", "Gyr",
-     "Time (s),Gyroscope X (deg/s),Gyroscope Y (deg/s),Gyroscope Z (deg/s),Accelerometer X (g),"
-     "Accelerometer Y (g),Accelerometer Z (g)\n0,1,2,3,4,5,6\n0.1,1,2,3,0.1,0.2,1\n",
-     100000000, values(kDegree, 2 * kDegree, 3 * kDegree)},
+    {"several_sensors_acc", "Acc", kSeveral, 100000000, values(kG / 10, kG / 5, kG)},
+    {"several_sensors_gyr", "Gyr", kSeveral, 100000000, values(kDegree, 2 * kDegree, 3 * kDegree)},
     {"raw_before_rotated_and_estimated", "Acc",
      "est_acceleration_x_gs,est_acceleration_y_gs,est_acceleration_z_gs,raw_rotated_acceleration_x_gs,"
      "raw_rotated_acceleration_y_gs,raw_rotated_acceleration_z_gs,raw_acceleration_x_gs,"
@@ -72,6 +70,7 @@ const struct {
      500000000, values(1016.788F)},
     {"pressure_without_unit", "Bar", "time,seconds_elapsed,relativeAltitude,pressure\n9,0,0,1000\n9,0.2,0,1001.5\n",
      200000000, values(1001.5F)},
+    {"the_part_told", "Lux,time=s,start=1,length=3", "t (s),lux\n0,1\n1,2\n4,3\n3,5\n", 2000000000, values(5)},
     {"illuminance", "Lux", "\"Time (s)\",\"Illuminance (lx)\"\n0,3\n60.5,4\n", 60500000000, values(4)},
     {"milliseconds_beside_a_date", "Acc2",
      "Timestamp,Milliseconds,X,Y,Z\n2024-01-01 10:00:00,5,0,0,-9.8\n"
