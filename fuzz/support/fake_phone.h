@@ -2,44 +2,31 @@
 #pragma once
 
 #include <SensorCalibration.h>
-#include <host/no_direct_channels.h>
-#include <host/service_registry.h>
 
-#include <array>
-#include <functional>
 #include <set>
-#include <vector>
 
-#include "sensor_list.h"
+#include "fake_hub.h"
+#include "fake_sensors.h"
 #include "support/checks.h"
 
 namespace fuzz {
 
-using ::android::frameworks::sensorservice::V1_0::IEventQueue;
-using ::android::frameworks::sensorservice::V1_0::IEventQueueCallback;
-using ::android::frameworks::sensorservice::V1_0::ISensorManager;
-using ::android::frameworks::sensorservice::V1_0::Result;
+using ::android::sp;
 using ::android::hardware::Return;
-using ::android::hardware::sensors::V1_0::Event;
-using ::android::hardware::sensors::V1_0::SensorInfo;
-using ::android::hardware::sensors::V1_0::SensorType;
-using ::vendor::corvane::sensor::kestsensorservice::V1_1::IKestSensorService;
-using ::vendor::corvane::sensor::kestsensorservice::V1_1::ssc_oem_test_msg;
+using test::Event;
+using test::Message;
+using test::Result;
+using test::SensorInfo;
+using test::SensorType;
 
 // Every request must carry a known code and zeros in the words that its code does not use.
-void check_request(const ssc_oem_test_msg& request);
-
-struct ScriptedHub : IKestSensorService {
-  // False: the transport fails, nothing is called back.
-  std::function<bool(const ssc_oem_test_msg& request, ssc_oem_test_msg* reply)> answer;
-  std::vector<ssc_oem_test_msg> sent;
-
-  Return<void> send_ssc_oem_test_msg(const ssc_oem_test_msg& msg, send_ssc_oem_test_msg_cb _hidl_cb) override;
+struct ScriptedHub : test::FakeHub {
+  std::function<bool(Message* reply)> script;  // false: the transport fails
+  bool answer(const Message& request, Message* reply) override;
 };
 
-struct ScriptedQueue : IEventQueue {
-  // What enabling answers; a transport failure where it throws no result.
-  std::function<Return<Result>(int handle, int period_us)> on_enable;
+struct ScriptedQueue : test::IEventQueue {
+  std::function<Return<Result>()> on_enable;
   std::set<int> enabled;
   int disablings = 0;
 
@@ -47,18 +34,14 @@ struct ScriptedQueue : IEventQueue {
   Return<Result> disableSensor(int32_t sensorHandle) override;
 };
 
-struct ScriptedSensors : host::NoDirectChannels {
-  std::vector<SensorInfo> list;
-  Result list_result = Result::OK;
-  Result queue_result = Result::OK;
-  bool answers = true;
-  ::android::sp<ScriptedQueue> queue = new ScriptedQueue;
-  ::android::sp<IEventQueueCallback> callback;  // the newest
+struct ScriptedSensors : test::FakeSensors {
+  sp<ScriptedQueue> script = new ScriptedQueue;
+  sp<test::IEventQueueCallback> callback;  // the newest
 
-  Return<void> getSensorList(getSensorList_cb _hidl_cb) override;
-  Return<void> getDefaultSensor(SensorType type, getDefaultSensor_cb _hidl_cb) override;
-  Return<void> createEventQueue(const ::android::sp<IEventQueueCallback>& new_callback,
-                                createEventQueue_cb _hidl_cb) override;
+  sp<test::IEventQueue> make_queue(const sp<test::IEventQueueCallback>& newest) override {
+    callback = newest;
+    return script;
+  }
 };
 
 }  // namespace fuzz

@@ -11,13 +11,6 @@ namespace {
 using fuzz::any_float;
 using fuzz::any_int;
 
-// Types that deliver, and their records.
-constexpr std::pair<int, int> kSensors[] = {
-    {1, 0},         {4, 1},         {16, 3},        {268369921, 4}, {268369924, 7}, {6, 17},
-    {33171005, 8},  {33171057, 13}, {33171089, 12}, {5, 9},         {33171007, 9},  {33171054, 10},
-    {33171055, 11}, {33171085, 11}, {33171081, 14}, {33171082, 14}, {33171080, 15}, {33171084, 15},
-};
-
 // What an event may change.
 std::string changing(const _sensor_info& r) {
   std::string out;
@@ -58,14 +51,13 @@ void settings(FuzzedDataProvider* in, _sensor_info* r) {
 }
 
 struct Phone {
-  ::android::sp<fuzz::ScriptedSensors> sensors = new fuzz::ScriptedSensors;
-  ::android::sp<fuzz::ScriptedHub> hub = new fuzz::ScriptedHub;
+  fuzz::sp<fuzz::ScriptedSensors> sensors = new fuzz::ScriptedSensors;
   SensorCalibration* cal = nullptr;
   Phone() {
     fuzz::quiet_log(1);
     sensors->list = test::all_records();
     sensors->registerAsService("default");
-    hub->registerAsService("default");
+    test::FakeHub::install();
     cal = new SensorCalibration;
     HOLDS(cal->initCheck() == 0);
   }
@@ -85,14 +77,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   static Phone* const phone = new Phone;
   fuzz::quiet_log(size);
   FuzzedDataProvider in(data, size);
-  const auto [own_type, own_record] = kSensors[in.ConsumeIntegralInRange<size_t>(0, std::size(kSensors) - 1)];
+  const auto [own_type, own_record] =
+      test::kDelivering[in.ConsumeIntegralInRange<size_t>(0, std::size(test::kDelivering) - 1)];
   _sensor_info& record = record_at(*phone->cal, own_record);
   const std::string idle = changing(_sensor_info());
   const int handle = record.info.sensorHandle;
   record = _sensor_info();
   record.info.sensorHandle = handle;
   settings(&in, &record);
-  phone->sensors->queue->disablings = 0;
+  phone->sensors->script->disablings = 0;
   signals = 0;
   fuzz::Event event{};
   while (in.remaining_bytes() > 0) {
@@ -108,12 +101,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const bool finished = record.status == 2 && !was_over;
     if (finished) check_finished(record);
     bool reached = false;
-    for (const auto& [type, number] : kSensors) {
+    for (const auto& [type, number] : test::kDelivering) {
       reached |= type == static_cast<int>(event.sensorType) && number == own_record;
       if (number != own_record) HOLDS(changing(record_at(*phone->cal, number)) == idle);
     }
     HOLDS(reached || changing(record) == before);
-    HOLDS(phone->sensors->queue->disablings == (record.status == 2 ? 1 : 0) && signals <= (record.status == 2 ? 1 : 0));
+    HOLDS(phone->sensors->script->disablings == (record.status == 2 ? 1 : 0) &&
+          signals <= (record.status == 2 ? 1 : 0));
   }
   record = _sensor_info();
   record.info.sensorHandle = handle;

@@ -6,7 +6,6 @@
 #include <time.h>
 #include <unistd.h>
 
-#include <bit>
 #include <memory>
 
 #include "support/device_files.h"
@@ -65,7 +64,7 @@ class Script {
   explicit Script(FuzzedDataProvider* in) : in_(in) {
     host::open_properties("");
     for (size_t i = 0; i < std::size(kFiles); ++i) device_files()[i]->set(kFiles[i].text);
-    hub_->answer = [this](const fuzz::ssc_oem_test_msg&, fuzz::ssc_oem_test_msg* reply) { return answer(reply); };
+    hub_->script = [this](fuzz::Message* reply) { return answer(reply); };
     sensors_->list = test::all_records();
     // The chips that decide about the procedure.
     for (fuzz::SensorInfo& info : sensors_->list) {
@@ -76,14 +75,14 @@ class Script {
     if (in->ConsumeIntegralInRange<int>(0, 7) == 0) {
       sensors_->list.resize(in->ConsumeIntegralInRange<size_t>(0, sensors_->list.size()));
     }
-    sensors_->queue->on_enable = [this](int, int) -> fuzz::Return<fuzz::Result> {
+    sensors_->script->on_enable = [this]() -> fuzz::Return<fuzz::Result> {
       const int outcome = in_->ConsumeIntegralInRange<int>(0, 15);
       if (outcome == 1)
         return ::android::hardware::Status::fromExceptionCode(::android::hardware::Status::EX_TRANSACTION_FAILED);
       return outcome == 2 ? fuzz::Result::NO_MEMORY : fuzz::Result::OK;
     };
     const int luck = in->ConsumeIntegralInRange<int>(0, 31);
-    if (luck == 1) sensors_->answers = false;
+    if (luck == 1) sensors_->never_answers = true;
     if (luck == 2) sensors_->list_result = fuzz::Result::NO_INIT;
     if (luck == 3) sensors_->queue_result = static_cast<fuzz::Result>(any_int(in));
     if (luck != 4) sensors_->registerAsService("default");
@@ -96,8 +95,8 @@ class Script {
     cal_.reset();
     msensorEventCallback.clear();
     sensors_->callback.clear();
-    host::remove_service(fuzz::ISensorManager::descriptor, "default");
-    host::remove_service(fuzz::IKestSensorService::descriptor, "default");
+    test::FakeSensors::remove();
+    test::FakeHub::remove();
   }
 
   void run() {
@@ -136,16 +135,16 @@ class Script {
     HOLDS(status == 0 || status == -19);
   }
 
-  bool answer(fuzz::ssc_oem_test_msg* reply) {
+  bool answer(fuzz::Message* reply) {
     const int kind = in_->ConsumeIntegralInRange<int>(0, 7);
     if (kind == 0) return false;
     const int words = kind < 4 ? 0 : kind - 3;
     for (int i = 0; i < words; ++i) {
-      reply->data[static_cast<size_t>(i)] = in_->ConsumeBool() ? any_int(in_) : std::bit_cast<int32_t>(any_float(in_));
+      (*reply)[2 + static_cast<size_t>(i)] = in_->ConsumeBool() ? any_int(in_) : test::bits(any_float(in_));
     }
     // Plausible arrays: a result and channels.
     if (kind == 3) {
-      for (size_t i = 1; i < 16; ++i) reply->data[i] = std::bit_cast<int32_t>(1.0F);
+      for (size_t i = 3; i < reply->size(); ++i) (*reply)[i] = test::bits(1.0F);
     }
     return true;
   }
@@ -156,7 +155,7 @@ class Script {
                                 33171057, 33171089, 5,  33171054,  33171085,  33171082, 33171084};
     int type = any_type(in_);
     for (const fuzz::SensorInfo& info : sensors_->list) {
-      if (sensors_->queue->enabled.count(info.sensorHandle) != 0) type = static_cast<int>(info.type);
+      if (sensors_->script->enabled.count(info.sensorHandle) != 0) type = static_cast<int>(info.type);
     }
     const int count = in_->ConsumeIntegralInRange<int>(0, 80);
     float level[7];
@@ -173,7 +172,7 @@ class Script {
       for (size_t word = 0; word < 7; ++word) event.u.data[word] = level[word] + (i % 2 == 0 ? swing : -swing);
       if (i == stray) event.u.data[0] = any_float(in_);
       sensors_->callback->onEvent(event);
-      if (sensors_->queue->enabled.empty()) ++after_end;
+      if (sensors_->script->enabled.empty()) ++after_end;
     }
   }
 
@@ -261,11 +260,11 @@ class Script {
         if (in_->ConsumeBool()) {
           hub_->registerAsService("default");
         } else {
-          host::remove_service(fuzz::IKestSensorService::descriptor, "default");
+          test::FakeHub::remove();
         }
         break;
       case 4:
-        sensors_->answers = in_->ConsumeIntegralInRange<int>(0, 3) != 0;
+        sensors_->never_answers = in_->ConsumeIntegralInRange<int>(0, 3) == 0;
         break;
       case 5:
         if (ready_) HOLDS(cal_->sensor_cal_deinit() == 0);
@@ -278,8 +277,8 @@ class Script {
   }
 
   void check(bool woken) {
-    HOLDS(woken || sensors_->queue->enabled.empty());
-    sensors_->queue->enabled.clear();
+    HOLDS(woken || sensors_->script->enabled.empty());
+    sensors_->script->enabled.clear();
     HOLDS(waited_s_ <= kLongestWait_s);
     HOLDS(pthread_mutex_trylock(&cal_->cal_mutex) == 0);
     pthread_mutex_unlock(&cal_->cal_mutex);
@@ -296,7 +295,6 @@ class Script {
   }
 
   void operate() {
-    hub_->sent.clear();
     woken_ = false;
     waited_s_ = 0;
     const int kind = in_->ConsumeIntegralInRange<int>(0, 3);
@@ -311,8 +309,8 @@ class Script {
   }
 
   FuzzedDataProvider* in_;
-  const ::android::sp<fuzz::ScriptedHub> hub_ = new fuzz::ScriptedHub;
-  const ::android::sp<fuzz::ScriptedSensors> sensors_ = new fuzz::ScriptedSensors;
+  const fuzz::sp<fuzz::ScriptedHub> hub_ = new fuzz::ScriptedHub;
+  const fuzz::sp<fuzz::ScriptedSensors> sensors_ = new fuzz::ScriptedSensors;
   std::unique_ptr<SensorCalibration> cal_;
   bool ready_ = false;  // locks were made
   bool woken_ = false;

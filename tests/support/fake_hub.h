@@ -43,6 +43,13 @@ class FakeHub : public IKestSensorService {
   }
   static void remove() { host::remove_service(descriptor, "default"); }
 
+  // What it answers; false: the transport fails, and the call returns without calling back.
+  virtual bool answer(const Message& request, Message* reply) {
+    const auto found = answers_.find(request[1]);
+    if (!transport_fails && found != answers_.end()) found->second(request, reply);
+    return !transport_fails;
+  }
+
   void on(int32_t code, Answer answer) { answers_[code] = std::move(answer); }
   // Answers the code with these words, as they are.
   void reply(int32_t code, std::vector<int32_t> words) {
@@ -51,7 +58,6 @@ class FakeHub : public IKestSensorService {
     });
   }
 
-  // A transport that fails: the call returns without calling back.
   bool transport_fails = false;
 
   std::vector<Message> sent() const {
@@ -71,12 +77,10 @@ class FakeHub : public IKestSensorService {
       const std::lock_guard<std::mutex> lock(mutex_);
       sent_.push_back(request);
     }
-    if (transport_fails) {
+    Message reply = message(request[0], request[1]);
+    if (!answer(request, &reply)) {
       return ::android::hardware::Status::fromExceptionCode(::android::hardware::Status::EX_TRANSACTION_FAILED);
     }
-    Message reply = message(request[0], request[1]);
-    const auto answer = answers_.find(request[1]);
-    if (answer != answers_.end()) answer->second(request, &reply);
     ssc_oem_test_msg out;
     memcpy(&out, reply.data(), sizeof out);
     _hidl_cb(out);

@@ -104,31 +104,22 @@ void FakeQueue::run() {
 void FakeSensors::remove() { host::remove_service(descriptor, "default"); }
 
 Return<void> FakeSensors::getSensorList(getSensorList_cb _hidl_cb) {
-  if (list_never_answers) return Status::fromExceptionCode(Status::EX_TRANSACTION_FAILED);
+  if (never_answers) return Status::fromExceptionCode(Status::EX_TRANSACTION_FAILED);
   _hidl_cb(list, list_result);
   return Void();
 }
 
 Return<void> FakeSensors::getDefaultSensor(SensorType type, getDefaultSensor_cb _hidl_cb) {
-  if (default_never_answers) return Status::fromExceptionCode(Status::EX_TRANSACTION_FAILED);
+  if (never_answers) return Status::fromExceptionCode(Status::EX_TRANSACTION_FAILED);
   const auto found = std::find_if(list.begin(), list.end(), [&](const SensorInfo& s) { return s.type == type; });
-  if (found == list.end()) {
-    _hidl_cb(SensorInfo{}, Result::NOT_EXIST);
-  } else {
-    _hidl_cb(*found, Result::OK);
-  }
+  _hidl_cb(found == list.end() ? SensorInfo{} : *found, found == list.end() ? Result::NOT_EXIST : Result::OK);
   return Void();
 }
 
 Return<void> FakeSensors::createEventQueue(const ::android::sp<IEventQueueCallback>& callback,
                                            createEventQueue_cb _hidl_cb) {
-  if (queue_never_answers) return Status::fromExceptionCode(Status::EX_TRANSACTION_FAILED);
-  if (queue_result != Result::OK) {
-    _hidl_cb(nullptr, queue_result);
-    return Void();
-  }
-  queue = new FakeQueue(callback);
-  _hidl_cb(queue, Result::OK);
+  if (never_answers) return Status::fromExceptionCode(Status::EX_TRANSACTION_FAILED);
+  _hidl_cb(queue_result == Result::OK ? make_queue(callback) : nullptr, queue_result);
   return Void();
 }
 

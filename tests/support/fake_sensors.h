@@ -83,10 +83,11 @@ class FakeSensors : public host::NoDirectChannels {
   std::vector<SensorInfo> list;
   Result list_result = Result::OK;
   Result queue_result = Result::OK;
-  bool list_never_answers = false;
-  bool queue_never_answers = false;
-  bool default_never_answers = false;
+  bool never_answers = false;
   ::android::sp<FakeQueue> queue;  // the newest one
+  virtual ::android::sp<IEventQueue> make_queue(const ::android::sp<IEventQueueCallback>& callback) {
+    return queue = new FakeQueue(callback);
+  }
 
   ::android::hardware::Return<void> getSensorList(getSensorList_cb _hidl_cb) override;
   ::android::hardware::Return<void> getDefaultSensor(SensorType type, getDefaultSensor_cb _hidl_cb) override;

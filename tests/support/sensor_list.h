@@ -34,4 +34,11 @@ inline std::vector<SensorInfo> all_records() {
   };
 }
 
+// The types that deliver, and their records.
+inline constexpr std::pair<int, int> kDelivering[] = {
+    {1, 0},         {4, 1},         {16, 3},        {268369921, 4}, {268369924, 7}, {6, 17},
+    {33171005, 8},  {33171057, 13}, {33171089, 12}, {5, 9},         {33171007, 9},  {33171054, 10},
+    {33171055, 11}, {33171085, 11}, {33171081, 14}, {33171082, 14}, {33171080, 15}, {33171084, 15},
+};
+
 }  // namespace test

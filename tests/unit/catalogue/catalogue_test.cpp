@@ -103,7 +103,7 @@ TEST_F(CatalogueTest, FailedListLeavesTheRecordsUnboundAndTheObjectReady) {
   sensors_->list = {sensor(1, 1, "acc")};
   for (const bool never_answers : {false, true}) {
     sensors_->list_result = Result::UNKNOWN_ERROR;
-    sensors_->list_never_answers = never_answers;
+    sensors_->never_answers = never_answers;
     LogCapture log;
     SensorCalibration cal;
     EXPECT_TRUE(log.contains("E/libsensor_cal: get_all_sensors_info: Failed to get sensor list"));
@@ -173,7 +173,7 @@ TEST_F(CatalogueTest, ProbesTellWhyTheyCannotAnswer) {
   SensorCalibration without_manager;
   for (const Case& c : kCases) {
     for (const bool never_answers : {false, true}) {
-      sensors_->default_never_answers = never_answers;
+      sensors_->never_answers = never_answers;
       LogCapture log;
       EXPECT_EQ((with_manager.*c.probe)(), -3);
       EXPECT_THAT(log.all(), ElementsAre(std::string("E/libsensor_cal: ") + c.not_found));

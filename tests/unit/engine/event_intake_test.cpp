@@ -63,7 +63,7 @@ TEST_F(EventIntakeTest, EachTypeHasItsRecordItsLineAndItsSample) {
   } cases[] = {
       {1, 0, 3, kCalibrate, {1.5F, 3, 3 + 1.5F - kG}, data("SENSOR_TYPE_ACCELEROMETER", 1, 3)},
       {268369921, 4, 3, kCalibrate, {1.5F, 3, 3 + 1.5F + kG}, data("QTI_SENSOR_TYPE_ACCELEROMETER", 1, 3)},
-      {4, 1, 3, kCalibrate, {1.5F, 3, 4.5F}, data("ASENSOR_TYPE_GYROSCOPE", 1, 3)},
+      {4, 1, 4, kCalibrate, {1.5F, 3, 4.5F, 0}, data("ASENSOR_TYPE_GYROSCOPE", 1, 3)},
       {16, 3, 3, kCalibrate, {1.5F, 3, 4.5F}, data("SENSOR_TYPE_GYROSCOPE_UNCALIBRATED", 1, 3)},
       {268369924, 7, 3, kCalibrate, {1.5F, 3, 4.5F}, data("QTI_SENSOR_TYPE_GYROSCOPE", 1, 3)},
       {6, 17, 1, kCalibrate, {1.5F}, data("SENSOR_TYPE_PRESSURE", 1, 1)},
@@ -95,11 +95,7 @@ TEST_F(EventIntakeTest, EachTypeHasItsRecordItsLineAndItsSample) {
 }
 
 TEST_F(EventIntakeTest, OneGyroscopeHasNoSettling) {
-  const std::pair<int, int> kTypes[] = {{1, 0},         {4, 1},         {16, 3},        {268369924, 7}, {268369921, 4},
-                                        {6, 17},        {33171005, 8},  {33171057, 13}, {33171089, 12}, {5, 9},
-                                        {33171007, 9},  {33171054, 10}, {33171055, 11}, {33171085, 11}, {33171081, 14},
-                                        {33171082, 14}, {33171080, 15}, {33171084, 15}};
-  for (const auto& [type, number] : kTypes) {
+  for (const auto& [type, number] : kDelivering) {
     _sensor_info& record = arm(number, 3);
     record.skip_num = record.in_calibrate = 1;
     phone_.cal->processEvent(event(type, {1, 2, 3}));

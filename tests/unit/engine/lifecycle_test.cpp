@@ -79,7 +79,7 @@ TEST(LifecycleTest, ARefusedQueueIsNamedAndLeavesTheObjectReady) {
     EXPECT_EQ(cal.cal_wait_finish(&cal.motion_info[0]), 0);
     EXPECT_THAT(log.all(), ElementsAre("E/libsensor_cal:  event_queue is nullptr"));
   }
-  sensors->queue_never_answers = true;
+  sensors->never_answers = true;
   LogCapture log;
   SensorCalibration cal;
   EXPECT_EQ(log.all().back(), "E/libsensor_cal: createEventQueue failed with result=NOT_EXIST");
