@@ -2,9 +2,7 @@
 // its own on a phone that was calibrated before. The page's tables are the rules. The suite takes each fault once, and
 // every eighth pair besides, of those that wait for nothing; with FAULT_MATRIX set (scripts/fault_matrix) all of them
 // are tried.
-#include <SensorCalibration.h>
 #include <gmock/gmock.h>
-#include <log_capture.h>
 #include <stepped_clock.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -16,12 +14,11 @@
 #include <set>
 #include <sstream>
 
-#include "folder.h"
 #include "hub_numbers.h"
 #include "kinds.h"
-#include "phone/core/phone.h"
 #include "phone/faults/faults.h"
 #include "verdicts.h"
+#include "whole_phone.h"
 
 namespace fault_matrix {
 namespace {
@@ -66,6 +63,7 @@ struct Page {
         const std::string name = part.substr(begins(part, "`") ? 1 : 0);
         if (!name.empty()) faults.push_back(name.substr(0, name.find('`')));
       }
+      all_faults.insert(faults.begin(), faults.end());
       if (faults.empty()) faults = rows.back().faults;
       rows.push_back({faults, cells[1], cells[2], cells[3], cells[4], cells[5]});
     }
@@ -74,6 +72,7 @@ struct Page {
   const std::string text = content(PROJECT_DIR "/docs/faults.md");
   std::map<std::string, double> waits;  // by sort
   std::vector<Row> rows;
+  std::set<std::string> all_faults;
 };
 
 const Page& page() {
@@ -132,29 +131,22 @@ std::string fault_text(std::string text, const Kind& kind) {
 }
 
 phone::PhoneOptions options(const Kind& kind, const std::string& directory) {
-  phone::PhoneOptions out;
+  phone::PhoneOptions out = phone_test::options({}, kind.profile);
   out.directory = directory;
-  out.profile = kind.profile;
-  out.seed = 8;
-  out.speed = std::numeric_limits<double>::infinity();
+  out.seed = 8;  // no error of this phone is so small that it passes for none
   return out;
 }
 
 // A phone, the library on it, and what crosses the test service.
-class Bench {
+class Bench : public scenario::WholePhone {
  public:
-  explicit Bench(const phone::PhoneOptions& wanted) : phone(phone::Phone::open(wanted)) {
+  explicit Bench(const phone::PhoneOptions& wanted) : WholePhone(wanted) {
     phone->on_hub_message([this](const phone::HubExchange& exchange) {
       ++messages;
       if (exchange.request[1] == watched_code && exchange.answered) ++changes;
     });
-    cal = std::make_unique<SensorCalibration>();
   }
-  ~Bench() {
-    cal->sensor_cal_deinit();
-    cal.reset();
-    phone->on_hub_message({});
-  }
+  ~Bench() { phone->on_hub_message({}); }
 
   // The world that the kind needs.
   void arrange(const Kind& kind) {
@@ -167,24 +159,24 @@ class Bench {
   }
   void darken_panel() { cal->lcdbacklight_calibrate_write_backlight("/sys/class/leds/lcd-backlight/brightness", 0); }
 
-  int run(const Kind& kind, std::string* verdict) {
+  // The result as the page words it.
+  std::string run(const Kind& kind) {
     int address_and_value[] = {3, 7};
     switch (kind.call) {
       case Call::calibrate:
-        return cal->sensor_calibrate(kind.type, kind.param);
+        return std::to_string(cal->sensor_calibrate(kind.type, kind.param));
       case Call::pressure:
-        return static_cast<int>(cal->sensor_setconfig(kind.type, 0, 1013.25F));
+        return std::to_string(static_cast<int>(cal->sensor_setconfig(kind.type, 0, 1013.25F)));
       case Call::sar_register:
-        return cal->sensor_set_sar_reg(kind.type, address_and_value);
+        return std::to_string(cal->sensor_set_sar_reg(kind.type, address_and_value));
       case Call::dark:
-        return measure_dark();
+        return std::to_string(measure_dark());
       case Call::golden_truth:
-        return set_golden(kind.type);
+        return std::to_string(set_golden(kind.type));
       case Call::report:
-        *verdict = cal->GetCalibrated();
-        return 0;
+        return "`\"" + cal->GetCalibrated() + "\"`";
     }
-    return -1;
+    return "";
   }
 
   // Switches off what is still on. Returns whether there was any.
@@ -193,7 +185,7 @@ class Bench {
     for (const auto& info : cal->sensor_list) {
       if (cal->event_queue == nullptr) break;
       const auto disabled = cal->event_queue->disableSensor(info.sensorHandle);
-      on |= disabled.isOk() && disabled == ::android::frameworks::sensorservice::V1_0::Result::OK;
+      on |= disabled.isOk() && disabled == phone_test::Result::OK;
     }
     return on;
   }
@@ -201,31 +193,9 @@ class Bench {
   // All numbers that the hub holds.
   test::Numbers numbers() const { return test::numbers_in(phone->hub_state()); }
 
-  const std::unique_ptr<phone::Phone> phone;
-  std::unique_ptr<SensorCalibration> cal;
   std::atomic<int> messages{0};
   std::atomic<int> changes{0};  // messages of the watched code that came through
   std::atomic<int> watched_code{-1};
-
- private:
-  int measure_dark() {
-    if (cal->cal_api == nullptr) return -1;
-    int result = 0;
-    for (int k = 1; k <= 6; ++k) {
-      float value = 0;
-      if (cal->cal_api->getLuxDark_api(&value, k) != 0) result = -1;
-    }
-    return result;
-  }
-
-  // A golden phone shows the truth under the lamp.
-  int set_golden(int type) {
-    constexpr int kChannels = 7;
-    std::vector<float> golden = phone->truth(type);
-    if (golden.size() < kChannels || cal->cal_api == nullptr) return -1;
-    golden.erase(golden.begin(), golden.end() - kChannels);
-    return cal->cal_api->setLuxChannelRawGolden_api(type, golden.data(), kChannels);
-  }
 };
 
 // The files of the persist and configuration partitions, by their path on the device.
@@ -296,12 +266,14 @@ bool hears_on(const test::LogCapture& log) {
   return false;
 }
 
+std::string good_result(const Kind& kind) { return kind.call == Call::report ? "`\"11111111111\"`" : "0"; }
+
 // What must come of a kind under a fault.
 struct Expected {
   Expected(const std::string& fault, const Kind& kind) {
     const Row* const row = find_row(fault, kind);
     if (row == nullptr || begins(row->kinds, "none notices")) {
-      result = kind.call == Call::report ? "`\"11111111111\"`" : "0";
+      result = good_result(kind);
     } else {
       result = row->result.substr(0, row->result.find(' '));
       hub = row->hub;
@@ -347,9 +319,8 @@ std::string try_cell(const std::string& fault, const Kind& kind, const std::stri
     const test::Numbers hub_before = bench.numbers();
     const Files files_before = device_files(directory);
 
-    std::string verdict;
     const auto start = steady_clock::now();
-    const int code = bench.run(kind, &verdict);
+    const std::string result = bench.run(kind);
     const double took_ms = std::chrono::duration<double, std::milli>(steady_clock::now() - start).count();
 
     // What goes on in the hub (its own colour run) ends before it is looked at.
@@ -367,7 +338,6 @@ std::string try_cell(const std::string& fault, const Kind& kind, const std::stri
     const std::string hub = compare(kind.owns, hub_before, bench.numbers(), near_number, &strangers);
     const std::string files = compare(kind.files, files_before, device_files(directory), near_file, &strangers);
 
-    const std::string result = kind.call == Call::report ? "`\"" + verdict + "\"`" : std::to_string(code);
     if (result != expected.result) out << "result " << result << ", not " << expected.result << "\n";
     // Two good calibrations may agree to the last bit.
     const auto differs = [](const std::string& is, const std::string& must) {
@@ -399,135 +369,98 @@ std::string try_cell(const std::string& fault, const Kind& kind, const std::stri
   return out.str();
 }
 
-const Kind* find_kind(const std::string& name) {
-  const auto found =
-      std::find_if(std::begin(kKinds), std::end(kKinds), [&](const Kind& kind) { return kind.name == name; });
-  return found == std::end(kKinds) ? nullptr : found;
-}
-
 // Makes the phone of a kind, as the factory would before the kind's turn, and runs the kind once.
 std::string prepare(const Kind& kind, const std::string& directory) {
   Bench bench(options(kind, directory));
   bench.darken_panel();
-  for (const std::string& name : split(kind.before + std::string(*kind.before == '\0' ? "" : "|") + kind.name)) {
-    const Kind* const each = find_kind(name);
-    if (each == nullptr) return "no kind is called " + name;
+  Texts names = split(kind.before);
+  names.push_back(kind.name);
+  for (const std::string& name : names) {
+    const Kind* const each = std::ranges::find(kKinds, name, &Kind::name);
+    if (each == std::end(kKinds)) return "no kind is called " + name;
     bench.arrange(*each);
-    std::string verdict;
-    const int result = bench.run(*each, &verdict);
-    if (result != 0) return name + " ends with " + std::to_string(result);
+    const std::string result = bench.run(*each);
+    if (result != good_result(*each)) return name + " ends with " + result;
     if (begins(each->sort, "panel") && !begins(kind.sort, "panel")) bench.darken_panel();
   }
   return "";
 }
 
-struct Task {
-  std::function<std::string()> work;
+struct Cell {
+  const Kind* kind;
+  std::string fault;  // empty: its kind's phone is made
   bool waits = false;
   std::string outcome;
 };
 
-// Each in a process of its own, some at once and many of those that only wait. This process must have one thread only.
-void run_all(std::vector<Task>& tasks, const std::string& folder) {
-  constexpr int kMost[] = {8, 100};  // of those that work, and that wait
-  int running[] = {0, 0};
-  std::map<pid_t, Task*> children;
-  const auto take_one = [&] {
-    int status = 0;
-    const pid_t child = waitpid(-1, &status, 0);
-    Task& task = *children.at(child);
-    const std::string file = folder + "/outcome-" + std::to_string(child);
-    task.outcome = content(file) + (status == 0 ? "" : "ended with status " + std::to_string(status));
-    fs::remove(file);
-    children.erase(child);
-    --running[task.waits];
-  };
-  for (const bool waits : {true, false}) {
-    for (Task& task : tasks) {
-      if (task.waits != waits) continue;
-      while (running[waits] >= kMost[waits]) take_one();
+std::string run_cell(const Cell& cell, const std::string& folder) {
+  const std::string made = folder + "/kind-" + std::to_string(cell.kind - kKinds);
+  if (cell.fault.empty()) return prepare(*cell.kind, made);
+  // A file that the kind's phone does not have cannot be spoilt.
+  const bool spoils = begins(cell.fault, "truncated:") || begins(cell.fault, "garbled:");
+  if (spoils && !fs::exists(made + cell.fault.substr(cell.fault.find('/')))) return "";
+  const std::string copy = folder + "/cell-" + std::to_string(getpid());
+  fs::copy(made, copy, fs::copy_options::recursive);
+  const std::string out = try_cell(cell.fault, *cell.kind, copy);
+  fs::remove_all(copy);
+  return out;
+}
+
+// Each in a process of its own, many of those that only wait at once. This process must have one thread only.
+void run_all(std::vector<Cell>& cells, const std::string& folder) {
+  for (const auto& [waits, most] : {std::pair{true, 100U}, {false, 8U}}) {
+    std::map<pid_t, Cell*> children;
+    const auto outcome_of = [&](pid_t child) { return folder + "/outcome-" + std::to_string(child); };
+    const auto take_one = [&] {
+      int status = 0;
+      const pid_t child = waitpid(-1, &status, 0);
+      std::string& outcome = children.at(child)->outcome;
+      outcome = content(outcome_of(child)) + (status == 0 ? "" : "ended with status " + std::to_string(status));
+      children.erase(child);
+    };
+    for (Cell& cell : cells) {
+      if (cell.waits != waits) continue;
+      if (children.size() == most) take_one();
       const pid_t child = fork();
       if (child == 0) {
         alarm(60);
-        std::ofstream out(folder + "/outcome-" + std::to_string(getpid()));
+        std::ofstream out(outcome_of(getpid()));
         try {
-          out << task.work() << std::flush;
+          out << run_cell(cell, folder) << std::flush;
         } catch (const std::exception& error) {
           out << error.what() << std::flush;
         }
         exit(0);  // as the application would end: what the library leaves to its unloading is part of the trial
       }
-      children[child] = &task;
-      ++running[waits];
+      children[child] = &cell;
     }
+    while (!children.empty()) take_one();
   }
-  while (!children.empty()) take_one();
-}
-
-struct Cell {
-  std::string fault;
-  const Kind* kind;
-};
-
-std::vector<Cell> every_cell() {
-  std::vector<Cell> out;
-  std::set<std::string> seen;
-  for (const Row& row : page().rows) {
-    for (const std::string& fault : row.faults) {
-      if (!seen.insert(fault).second) continue;
-      for (const Kind& kind : kKinds) {
-        if (*kind.sort != '\0' && applies(fault, kind)) out.push_back({fault, &kind});
-      }
-    }
-  }
-  return out;
-}
-
-// Returns what came of each.
-Texts run_cells(const std::vector<Cell>& cells) {
-  const test::Folder all;
-  const auto folder_of = [&](const Kind* kind) { return all.path() + "/kind-" + std::to_string(kind - kKinds); };
-  std::set<const Kind*> kinds;
-  std::vector<Task> preparing;
-  std::vector<Task> tasks;
-  for (const Cell& cell : cells) {
-    const std::string from = folder_of(cell.kind);
-    if (kinds.insert(cell.kind).second) {
-      preparing.push_back({[&kind = *cell.kind, from] { return prepare(kind, from); }, false, ""});
-    }
-    const std::string folder = all.path() + "/cell-" + std::to_string(tasks.size());
-    const auto work = [cell, from, folder] {
-      // A file that the kind's phone does not have cannot be spoilt.
-      const bool spoils = begins(cell.fault, "truncated:") || begins(cell.fault, "garbled:");
-      if (spoils && !fs::exists(from + cell.fault.substr(cell.fault.find('/')))) return std::string();
-      fs::copy(from, folder, fs::copy_options::recursive);
-      const std::string out = try_cell(cell.fault, *cell.kind, folder);
-      fs::remove_all(folder);
-      return out;
-    };
-    tasks.push_back({work, Expected(cell.fault, *cell.kind).may_wait, ""});
-  }
-  run_all(preparing, all.path());
-  for (const Task& task : preparing) EXPECT_EQ(task.outcome, "") << "preparing a phone";
-  run_all(tasks, all.path());
-  Texts out;
-  for (const Task& task : tasks) out.push_back(task.outcome);
-  return out;
 }
 
 TEST(FaultMatrix, EndsAsThePageSays) {
   const bool whole = getenv("FAULT_MATRIX") != nullptr;
-  std::vector<Cell> cells;
-  std::set<std::string> seen;
+  std::vector<Cell> phones, cells;
+  for (const Kind& kind : kKinds) {
+    if (*kind.sort != '\0') phones.push_back({&kind, "", false, ""});
+  }
   size_t number = 0;
-  for (const Cell& cell : every_cell()) {
-    const bool waits = Expected(cell.fault, *cell.kind).may_wait;
-    if (whole || (!waits && (number++ % 8 == 0 || seen.insert(cell.fault).second))) cells.push_back(cell);
+  for (const std::string& fault : page().all_faults) {
+    bool tried = false;
+    for (const Cell& phone : phones) {
+      if (!applies(fault, *phone.kind)) continue;
+      const bool waits = Expected(fault, *phone.kind).may_wait;
+      if (!whole && (waits || (number++ % 8 != 0 && std::exchange(tried, true)))) continue;
+      cells.push_back({phone.kind, fault, waits, ""});
+    }
   }
   ASSERT_GT(cells.size(), 200U);
-  const Texts outcomes = run_cells(cells);
-  for (size_t i = 0; i < cells.size(); ++i) {
-    EXPECT_EQ(outcomes[i], "") << fault_text(cells[i].fault, *cells[i].kind) << " with " << cells[i].kind->name;
+  const test::Folder folder;
+  run_all(phones, folder.path());
+  for (const Cell& phone : phones) ASSERT_EQ(phone.outcome, "") << "making the phone of " << phone.kind->name;
+  run_all(cells, folder.path());
+  for (const Cell& cell : cells) {
+    EXPECT_EQ(cell.outcome, "") << fault_text(cell.fault, *cell.kind) << " with " << cell.kind->name;
   }
   std::cout << cells.size() << " pairs\n";
 }

@@ -29,15 +29,8 @@ struct Fresh {
   bool relative = false;
 };
 
-constexpr Fresh kAccFresh = {accelerometer, 20, 0, 3, 0.02};
-constexpr Fresh kAcc2Fresh = {accelerometer_second, 20, 0, 3, 0.02};
-constexpr Fresh kGyrFresh = {gyroscope_uncalibrated, 20, 0, 3, 0.00035};
-constexpr Fresh kGyr2Fresh = {gyroscope_second, 20, 0, 3, 0.00035};
-constexpr Fresh kBarFresh = {pressure, 50, 0, 1, 0.12};
-constexpr Fresh kTofFresh = {tof, 50, 0, 1, 1};
 constexpr Fresh light_fresh(int type) { return {type, 100, 0, 1, 0.05, true}; }
 constexpr Fresh channels_fresh(int type) { return {type, 100, type == light_stream ? 1U : 2U, kChannels, 0.01, true}; }
-constexpr Fresh sar_fresh(int type) { return {type, 100, 0, 3, 5}; }
 
 constexpr int kLights[] = {light, lux_f, lux_b, lux_b_stream, lux_sec, lux_sec_stream, lux_pri2, lux_pri2_stream};
 constexpr int kStreams[] = {cct_f_stream, cct_b_stream, light_stream};
@@ -81,16 +74,19 @@ class Factory {
 
   void calibrate_everything() {
     set_panel(0);
-    for (const Inertial& kind : kInertial) EXPECT_EQ(cal().sensor_calibrate(kind.type, 0), 0) << kind.type;
-    for (const Fresh& fresh : {kAccFresh, kAcc2Fresh, kGyrFresh, kGyr2Fresh}) expect_right(fresh);
+    for (const Inertial& kind : kInertial) {
+      EXPECT_EQ(cal().sensor_calibrate(kind.type, 0), 0) << kind.type;
+      expect_right({kind.event_type, 20, 0, 3, kind.gravity == 0 ? 0.00035 : 0.02});
+    }
     EXPECT_EQ(cal().sensor_setconfig(pressure, 0, 1013.25F), 0.0);
-    expect_right(kBarFresh);
+    expect_right({pressure, 50, 0, 1, 0.12});
     // Lux that is computed from channels can be scaled once these are right.
     if (model_.colour_panel) calibrate_channels();
     for (const int type : kLights) EXPECT_EQ(cal().sensor_calibrate(type, 0), 0) << type;
     if (!model_.colour_panel) calibrate_channels();
     for (const int type : kLights) expect_right(light_fresh(type));
-    measure_in_the_dark();
+    world("dark-box", "on");
+    EXPECT_EQ(whole_.measure_dark(), 0);
     for (const int type : {light, lux_pri2}) {
       for (const int level : {13, 14}) EXPECT_EQ(cal().sensor_calibrate(type, level), 0) << type << " " << level;
     }
@@ -99,7 +95,7 @@ class Factory {
     calibrate_proximity();
     for (const int type : {sar, sar_second}) {
       EXPECT_EQ(cal().sensor_calibrate(type, 0), 0);
-      expect_right(sar_fresh(type));
+      expect_right({type, 100, 0, 3, 5});
     }
     calibrate_tof(tof, 6);
     if (model_.proximity_is_tof) calibrate_tof(proximity, 7);
@@ -145,25 +141,12 @@ class Factory {
     }
   }
 
-  // A golden phone shows the truth under the lamp.
   void calibrate_channels() {
     for (const int type : kStreams) {
-      std::vector<float> golden = whole_.phone->truth(type);
-      golden.erase(golden.begin(), golden.begin() + static_cast<long>(channels_fresh(type).first_word));
-      ASSERT_EQ(golden.size(), 7U);
-      EXPECT_EQ(cal().cal_api->setLuxChannelRawGolden_api(type, golden.data(), 7), 0);
+      EXPECT_EQ(whole_.set_golden(type), 0);
       EXPECT_EQ(cal().sensor_calibrate(type, 0), 0) << type;
     }
     for (const int type : kStreams) expect_right(channels_fresh(type));
-  }
-
-  void measure_in_the_dark() {
-    world("dark-box", "on");
-    for (int k = 1; k <= 6; ++k) {
-      float value = 0;
-      EXPECT_EQ(cal().cal_api->getLuxDark_api(&value, k), 0);
-      EXPECT_NE(value, 0.0F);
-    }
   }
 
   // Once both levels are stored, plain light is the scene's, whatever the panel shows.
@@ -247,7 +230,7 @@ class Factory {
     }
     for (const char* target : {"10", "30"}) {
       world("target", target);
-      expect_right(kTofFresh);
+      expect_right({tof, 50, 0, 1, 1});
     }
     world("target", "none");
   }
