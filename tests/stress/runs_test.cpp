@@ -7,39 +7,18 @@ namespace {
 
 using phone_test::Client;
 using phone_test::Event;
-using phone_test::IEventQueueCallback;
 using phone_test::sp;
 using scenario::kAcc;
 using scenario::kGyr2;
 using scenario::WholePhone;
 
-// Between the sensor service and the library: keeps what is delivered.
-class Recorder : public IEventQueueCallback {
- public:
-  explicit Recorder(const sp<IEventQueueCallback>& library) : library_(library) {}
-  ::android::hardware::Return<void> onEvent(const Event& event) override {
-    {
-      const std::lock_guard<std::mutex> lock(mutex_);
-      events_.push_back(event);
-    }
-    return library_->onEvent(event);
-  }
-  std::vector<Event> take() {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    return std::exchange(events_, {});
-  }
-
- private:
-  const sp<IEventQueueCallback> library_;
-  std::mutex mutex_;
-  std::vector<Event> events_;  // guarded by mutex_
-};
-
-sp<Recorder> record_library(SensorCalibration& cal) {
-  const sp<Recorder> recorder = new Recorder(msensorEventCallback);
+// Keeps what the library gets from now on.
+sp<phone_test::Listener> listen_before(SensorCalibration& cal) {
+  const sp<phone_test::Listener> listener = new phone_test::Listener;
+  listener->on_each = [library = msensorEventCallback](const Event& event) { (void)library->onEvent(event).isOk(); };
   cal.event_queue = nullptr;
-  cal.sensor_manager->createEventQueue(recorder, [&](const auto& queue, auto) { cal.event_queue = queue; });
-  return recorder;
+  cal.sensor_manager->createEventQueue(listener, [&](const auto& queue, auto) { cal.event_queue = queue; });
+  return listener;
 }
 
 // The mean as the library has it: single precision, the offset in force added, gravity taken.
@@ -60,7 +39,7 @@ TEST(StressRuns, MeansAreThoseOfTheEventsDelivered) {
   const QuietLog quiet;
   WholePhone whole;
   SensorCalibration& cal = *whole.cal;
-  const sp<Recorder> recorder = record_library(cal);
+  const sp<phone_test::Listener> listener = listen_before(cal);
   std::vector<std::unique_ptr<Client>> beside;
   for (int i = 0; i < 3; ++i) beside.push_back(std::make_unique<Client>());
   constexpr size_t kEvents = 53;
@@ -72,16 +51,15 @@ TEST(StressRuns, MeansAreThoseOfTheEventsDelivered) {
       }
     }
     const bool gyroscope = run % 4 == 3;
+    listener->forget();
     ASSERT_EQ(cal.sensor_calibrate(gyroscope ? kGyr2.type : kAcc.type, 0), 0) << "run " << run;
-    const std::vector<Event> events = recorder->take();
+    const std::vector<Event> events = listener->wait_for(kEvents);
     ASSERT_EQ(events.size(), kEvents) << "run " << run;
     const _sensor_info& record = cal.motion_info[gyroscope ? 7 : 0];
     ASSERT_EQ(record.event_count, static_cast<int>(kEvents));
     expect_means(record, events, gyroscope ? 0.0F : -9.80665F);
     ASSERT_FALSE(::testing::Test::HasFailure()) << "run " << run;
-    if (run % 16 == 0) {
-      ASSERT_TRUE(recorder->take().empty()) << "after run " << run;
-    }
+    ASSERT_EQ(listener->events().size(), kEvents) << "after run " << run;
   }
 }
 

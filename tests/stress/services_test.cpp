@@ -1,4 +1,4 @@
-// Services that come and go under an application that keeps trying.
+// Services, objects and phones that come and go under an application that keeps trying.
 #include <host/service_registry.h>
 
 #include <atomic>
@@ -76,23 +76,31 @@ TEST(StressServices, ObjectsWorkOrSayThatTheyCannot) {
   std::cout << ready << " calibrated, " << lost << " lost a message, " << refused << " were refused\n";
 }
 
-// The phone goes, services and all, while its sensors deliver to clients and to the library.
-TEST(StressServices, PhonesGoUnderLiveEvents) {
+// Objects and phones, services and all, go while sensors deliver to them and to others.
+TEST(StressServices, ObjectsAndPhonesGoUnderLiveEvents) {
   const QuietLog quiet;
-  for (size_t i = 0; i < load(1000); ++i) {
+  for (size_t i = 0; i < load(2000); ++i) {
     auto phone = phone::Phone::open(options());
-    SensorCalibration object;
+    auto object = std::make_unique<SensorCalibration>();
     phone_test::Client client;
     client.enable(kAcc.type, 2500);
-    for (const _sensor_info& info : object.motion_info) {
-      if (info.present != 0) (void)object.event_queue->enableSensor(info.info.sensorHandle, 2500, 0).isOk();
+    for (const _sensor_info& info : object->motion_info) {
+      if (info.present != 0) (void)object->event_queue->enableSensor(info.info.sensorHandle, 2500, 0).isOk();
     }
     if (i % 2 == 0) client.listener->wait_for(1);
-    phone.reset();
-    const size_t events = client.listener->events().size();
-    EXPECT_NE(object.sensor_calibrate(kAcc.type, 0), 0);
-    EXPECT_EQ(client.listener->events().size(), events);
-    object.sensor_cal_deinit();
+    if (i % 4 < 2) {
+      // Replaced while it lives: the newest object has the events.
+      SensorCalibration newest;
+      EXPECT_EQ(newest.sensor_calibrate(scenario::kInertial[i / 4 % 4].type, 0), 0);
+      newest.sensor_cal_deinit();
+    } else {
+      phone.reset();
+      const size_t events = client.listener->events().size();
+      EXPECT_NE(object->sensor_calibrate(kAcc.type, 0), 0);
+      EXPECT_EQ(client.listener->events().size(), events);
+    }
+    object->sensor_cal_deinit();
+    object.reset();
   }
 }
 
