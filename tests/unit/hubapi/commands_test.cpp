@@ -308,42 +308,5 @@ TEST_F(Commands, ProximityInTheHub) {
   check(CALL(setPrxFroceCal_api(8, &b.i[0], &b.i[1])), message(8, 7), words, 0, {"<sent>"}, {}, {7, 8});
 }
 
-// Without a service a command reads its own request words back; a call that never answers gives zeros, which pass for
-// success.
-TEST_F(Commands, WithoutAnAnswer) {
-  struct Row {
-    Call call;
-    int result;  // without a service
-    float first;
-    int count;
-  };
-  const std::vector<Row> rows = {
-      {CALL(getAMGOffset_api(1, b.f)), 0, 0, 40},
-      {CALL(getLuxDark_api(b.f, 3)), 0, 3, 40},
-      {CALL(getPrxOffset_api(b.i, 1, 0)), 0, 0.25f, 0},
-      {CALL(setPrxFroceCal_api(8, &b.i[0], &b.i[1])), 0, 0.25f, 0},
-      {CALL(getLuxChannelScale_api(5, b.f, 1)), bits(1.0f), 0, 40},
-      {CALL(setAMGOffset_api(1, b.f)), bits(0.25f), 0.25f, 40},
-      {CALL(setSarSoftCal_api(kSar)), bits(-1.0f), 0.25f, 40},
-      {CALL(setSARreg(kSar, b.i)), 41, 0.25f, 40},
-      {CALL(setAlsBacklightLuxCali_api(5, 1, 2, 3)), 2, 0.25f, 40},
-  };
-  FakeHub::remove();
-  for (size_t n = 0; n < rows.size(); ++n) {
-    Buffers b;
-    EXPECT_EQ(rows[n].call.run(api, b), rows[n].result) << n;
-    EXPECT_EQ(b.f[0], rows[n].first) << n;
-    EXPECT_EQ(b.i[0], rows[n].count) << n;
-  }
-  hub->registerAsService("default");
-  hub->transport_fails = true;
-  for (size_t n = 0; n < rows.size(); ++n) {
-    Buffers b;
-    EXPECT_EQ(rows[n].call.run(api, b), 0) << n;
-    EXPECT_EQ(b.f[0], rows[n].first == 0.25f ? 0.25f : 0.0f) << n;
-    EXPECT_EQ(b.i[0], rows[n].count) << n;
-  }
-}
-
 }  // namespace
 }  // namespace test

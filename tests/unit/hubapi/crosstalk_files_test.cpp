@@ -25,24 +25,6 @@ constexpr char kCt1[] = "PSensor_ct1.txt";
 constexpr char kCt2[] = "PSensor_ct2.txt";
 constexpr char kDelta[] = "PSensor3cm_ct.txt";
 
-TEST_F(CrosstalkFiles, EachMemberHasItsFile) {
-  EXPECT_EQ(api.save_prox_ct1(101), 0);
-  EXPECT_EQ(api.save_prox_ct2(-12), 0);
-  EXPECT_EQ(api.save_prox_delta(INT_MIN), 0);
-  EXPECT_EQ(read(kCt1), "offset=101\n");
-  EXPECT_EQ(read(kCt2), "offset=-12\n");
-  EXPECT_EQ(read(kDelta), "offset=-2147483648\n");
-  EXPECT_EQ(api.save_prox_ct1(7), 0);  // shorter than what it replaces
-  EXPECT_EQ(read(kCt1), "offset=7\n");
-  int value = 0;
-  EXPECT_EQ(api.load_prox_ct1(&value), 0);
-  EXPECT_EQ(value, 7);
-  EXPECT_EQ(api.load_prox_ct2(&value), 0);
-  EXPECT_EQ(value, -12);
-  EXPECT_EQ(api.load_prox_delta(&value), 0);
-  EXPECT_EQ(value, INT_MIN);
-}
-
 TEST_F(CrosstalkFiles, TakesWhatTheScanTakes) {
   const std::pair<const char*, int> taken[] = {{"offset=-12", -12},
                                                {"offset= \t\n+34xyz", 34},
@@ -66,18 +48,12 @@ TEST_F(CrosstalkFiles, TakesWhatTheScanTakes) {
   }
 }
 
-TEST_F(CrosstalkFiles, WhatCannotBeOpenedOrWrittenIsAnIoError) {
+TEST_F(CrosstalkFiles, AMissingFileAndAFullPartitionAreIoErrors) {
   int value = 77;
-  EXPECT_EQ(api.load_prox_ct1(&value), -5);  // missing
-  fs::create_directory(file(kCt1));
   EXPECT_EQ(api.load_prox_ct1(&value), -5);
-  EXPECT_EQ(api.save_prox_ct1(1), -5);
-  fs::create_symlink("/dev/full", file(kCt2));  // a full partition
-  EXPECT_EQ(api.save_prox_ct2(1), -5);
-  fs::remove_all(file("").parent_path());
-  EXPECT_EQ(api.save_prox_delta(1), -5);
-  EXPECT_FALSE(fs::exists(file("").parent_path()));
   EXPECT_EQ(value, 77);
+  fs::create_symlink("/dev/full", file(kCt2));
+  EXPECT_EQ(api.save_prox_ct2(1), -5);
 }
 
 TEST_F(CrosstalkFiles, RemovesTheDeltaOnly) {
