@@ -55,21 +55,20 @@ TEST_F(RegistryTest, EverythingComesBackBitForBit) {
   ASSERT_EQ(again.save(), "");
   EXPECT_EQ(content(), saved);
 
-  const auto bits = [&](int type, int code, const std::vector<int32_t>& words = {}) {
-    return other.handle(record(type, code, words), nullptr).words;
+  const std::tuple<int, int, std::vector<int32_t>> kReads[] = {
+      {1, 1, {}},
+      {268369921, 1, {}},
+      {4, 3, {}},
+      {33171082, 10, {}},
+      {8, 6, {}},
+      {33171089, 29, {F(2)}},
+      {8, 14, {}},                                                    // the steps done are remembered
+      {5, 27, {F(14), F(2000), F(0.5F), F(0.5F), F(0.5F), F(0.5F)}},  // and which chip's high level came last
   };
-  EXPECT_EQ(bits(1, 1), record(0, 0, {F(0.1F), F(-0.0F), F(FLT_TRUE_MIN)}).words);
-  EXPECT_EQ(bits(4, 3), record(0, 0, {F(FLT_MAX), F(1.0F + FLT_EPSILON), F(3)}).words);
-  EXPECT_TRUE(std::isnan(other.offset(268369921)[0]));
-  EXPECT_EQ(other.offset(268369921)[1], INFINITY);
-  EXPECT_EQ(other.offset(268369921)[2], -INFINITY);
-  EXPECT_TRUE(std::isnan(other.lux_scale(33171082)));
-  EXPECT_EQ(bits(8, 6), record(0, 0, {INT32_MIN, INT32_MAX, 12}).words) << "as the chip measured it";
-  EXPECT_EQ(bits(33171089, 29, {F(2)}), record(0, 0, {0, F(0.1F), F(0.2F)}).words);
-  EXPECT_EQ(bits(8, 14), record(0, 0).words) << "the steps done are remembered";
-  // Which chip's high level came last is remembered too.
-  other.handle(record(5, 27, {F(14), F(2000), F(0.5F), F(0.5F), F(0.5F), F(0.5F)}), nullptr);
-  EXPECT_GT(other.panel_channels(33171080, 2000)[0], 0);
+  for (const auto& [type, code, words] : kReads) {
+    EXPECT_EQ(other.handle(record(type, code, words), nullptr).words, ask(type, code, words).words) << code;
+  }
+  EXPECT_EQ(other.panel_channels(33171080, 2000), hub.panel_channels(33171080, 2000));
 }
 
 TEST_F(RegistryTest, AGarbledFileIsNamedAndLeftAlone) {
