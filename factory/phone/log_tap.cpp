@@ -10,6 +10,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <iterator>
+#include <utility>
 
 #include "phone/options.h"
 
@@ -108,8 +110,10 @@ LogTap::~LogTap() {
   g_tap = nullptr;
 }
 
-void LogTap::start_run() {
+void LogTap::start_run(record::Attempt* before) {
   const std::lock_guard<std::mutex> lock(mutex_);
+  record::Attempt nobody;
+  hand_over(before != nullptr ? before : &nobody);
   run_ = RunLog();
   caller_ = std::this_thread::get_id();
 }
@@ -137,18 +141,29 @@ RunLog LogTap::run() const {
   return run_;
 }
 
+void LogTap::take_lines(record::Attempt* to) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  hand_over(to);
+}
+
+void LogTap::hand_over(record::Attempt* to) {
+  std::move(kept_.begin(), kept_.end(), std::back_inserter(to->log));
+  kept_.clear();
+  to->log_dropped += std::exchange(dropped_, 0);
+}
+
 void LogTap::take(const __android_log_message* message) { g_tap->note(*message); }
 
 // A sensor that never passes logs some thousand events: the first of them tell the story, and so does the end.
 void LogTap::keep(const __android_log_message& message) {
   constexpr size_t kMax = 4000;
-  if (run_.lines.size() >= kMax) {
-    run_.lines.erase(run_.lines.begin() + kMax / 2);
-    ++run_.lines_dropped;
+  if (kept_.size() >= kMax) {
+    kept_.erase(kept_.begin() + kMax / 2);
+    ++dropped_;
   }
   std::string text = without_process_numbers(message.message);
   while (!text.empty() && text.back() == '\n') text.pop_back();
-  run_.lines.push_back(
+  kept_.push_back(
       {message.priority, message.tag == nullptr ? "" : message.tag, text, std::this_thread::get_id() != caller_});
   if (has(message.message, "[writeStr] write ")) run_.parts.push_back(run_.events);
 }

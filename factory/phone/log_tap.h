@@ -26,9 +26,6 @@ struct Restart {
   int event = 0;  // number of the event that filled the window, counted from 1
 };
 
-// `event_thread`: of the event queue's thread, not of the one that called start_run().
-using record::LogLine;
-
 // What one run did so far.
 struct RunLog {
   int events = 0;
@@ -42,8 +39,6 @@ struct RunLog {
   // Filled once keep_all() was asked for.
   std::vector<std::vector<double>> values;  // of each event, as its line tells them
   std::vector<int> parts;                   // events seen when the panel's brightness was written: a new run begins
-  std::vector<LogLine> lines;
-  int lines_dropped = 0;
 };
 
 // One at a time lives in a process. Lines come from any thread.
@@ -53,9 +48,12 @@ class LogTap {
   explicit LogTap(const std::string& path);
   ~LogTap();
 
-  // Begins a run; the thread that calls is the calling side of its lines.
-  void start_run();
+  // Begins a run; the thread that calls is the calling side of its lines. The lines of the one before it that nobody
+  // took go to `before`, or nowhere.
+  void start_run(record::Attempt* before = nullptr);
   RunLog run() const;
+  // Hands over the run's lines, each once, behind those that are there: with keep_all().
+  void take_lines(record::Attempt* to);
 
   // Keeps every line and every event's values from now on.
   void keep_all();
@@ -75,14 +73,17 @@ class LogTap {
  private:
   static void take(const __android_log_message* message);
   void note(const __android_log_message& message);
+  void hand_over(record::Attempt* to);
   void keep(const __android_log_message& message);
 
   std::atomic<long> lines_{0};
   mutable std::mutex mutex_;
-  LineFile file_;           // guarded by mutex_
-  RunLog run_;              // guarded by mutex_
-  bool keep_all_ = false;   // guarded by mutex_
-  std::thread::id caller_;  // guarded by mutex_
+  LineFile file_;                      // guarded by mutex_
+  RunLog run_;                         // guarded by mutex_
+  std::vector<record::LogLine> kept_;  // with keep_all(); guarded by mutex_
+  int dropped_ = 0;                    // guarded by mutex_
+  bool keep_all_ = false;              // guarded by mutex_
+  std::thread::id caller_;             // guarded by mutex_
 };
 
 }  // namespace factory

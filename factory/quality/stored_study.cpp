@@ -1,12 +1,15 @@
 // Studies from runs.
 #include "quality/study.h"
 
+#include <algorithm>
 #include <limits>
 #include <map>
 #include <tuple>
 
 #include "files/app_error.h"
 #include "files/words.h"
+#include "quality/statistics.h"
+#include "store/dictionary.h"
 #include "store/query.h"
 #include "store/stored_run.h"
 
@@ -23,17 +26,26 @@ struct Row {
   std::optional<double> low, high, value;
 };
 
+// Limits that follow what is measured do not make it another measurement: its values are held to the tightest of them.
+std::optional<double> fixed(std::optional<double> limit) {
+  constexpr double kFollows = std::numeric_limits<double>::infinity();
+  return store::own_limit(limit) ? kFollows : limit;
+}
+
 class Collector {
  public:
   void add(const Row& row) {
     const auto [at, is_new] = places_.try_emplace(
-        {row.plan, row.group, row.step, row.name, row.axis, row.unit, row.low, row.high}, series_.size());
+        {row.plan, row.group, row.step, row.name, row.axis, row.unit, fixed(row.low), fixed(row.high)}, series_.size());
     if (is_new) {
       const store::MeasurementName name{row.plan, row.step, row.name, row.axis};
       series_.push_back({{name.in_plan(), row.unit, row.low, row.high}, {}});
     }
+    Series& series = series_[at->second];
+    if (row.low) series.subject.low = std::max(row.low, series.subject.low);
+    if (row.high) series.subject.high = std::min(row.high, series.subject.high);
     constexpr double kUnusable = std::numeric_limits<double>::quiet_NaN();
-    series_[at->second].readings.push_back({row.serial, row.station, row.value.value_or(kUnusable), row.operator_name});
+    series.readings.push_back({row.serial, row.station, row.value.value_or(kUnusable), row.operator_name});
   }
   std::vector<Series> take() { return std::move(series_); }
 
@@ -62,7 +74,8 @@ SeriesOfRuns stored_series(store::Database* database, const store::Filter& filte
                             ": choose its runs by --plan, --station, --since and --until");
   Row row;
   Query query(database,
-              "SELECT p.plan, t.name, t.step_group, s.name, s.axis, s.unit, s.low, s.high, r.serial, p.station, "
+              "SELECT p.plan, t.name, t.step_group, s.name, s.axis, s.unit, COALESCE(m.low, s.low), COALESCE(m.high, "
+              "s.high), r.serial, p.station, "
               "p.operator, m.value "
               "FROM measurement m JOIN series s ON s.id = m.series JOIN setup p ON p.id = s.setup "
               "JOIN plan_step t ON t.id = s.plan_step JOIN run r ON r.day = m.day AND r.no = m.run "
@@ -72,7 +85,9 @@ SeriesOfRuns stored_series(store::Database* database, const store::Filter& filte
                           &row.serial, &row.station, &row.operator_name, &row.value);
   Collector collector;
   while (query.next()) collector.add(row);
-  return {collector.take(), count_runs(database, filter, "=")};
+  SeriesOfRuns out{collector.take(), count_runs(database, filter, "="), ""};
+  if (runs + out.without_serial == 0) out.none = "there are none; the store has " + store::all_runs(database);
+  return out;
 }
 
 std::vector<Reading> stored_turns(store::Database* database, const store::Filter& filter) {
@@ -104,7 +119,7 @@ SeriesOfRuns series_of(const std::vector<record::Run>& runs, const std::string& 
       }
     }
   }
-  SeriesOfRuns out{collector.take(), 0};
+  SeriesOfRuns out{collector.take(), 0, ""};
   if (out.series.empty() && !measurement.empty() && !known.empty())
     throw AppError(
         kUsage, "--measurement " + measurement + ": the plan has none of this name" + or_nearest(measurement, known));

@@ -90,6 +90,7 @@ struct Series {
 struct SeriesOfRuns {
   std::vector<Series> series;    // in the order of the plan
   long long without_serial = 0;  // runs of phones that nobody can tell apart
+  std::string none;              // which runs there are, where none was chosen
 };
 
 // Aborted runs are left out. Throws StoreError, AwayError; for more runs than any study has, too.

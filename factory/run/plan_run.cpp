@@ -403,16 +403,9 @@ record::Run PlanRun::abort(const std::string& why) {
   const bool free = under_way.owns_lock();
   const Outcome verdict = why.empty() ? Outcome::aborted : Outcome::error;
   const std::lock_guard<std::mutex> lock(mutex_);
-  // What came since the last one.
-  const auto take = [&](Attempt* attempt) {
-    take_messages(attempt);
-    RunLog log = session_.log().run();
-    std::move(log.lines.begin(), log.lines.end(), std::back_inserter(attempt->log));
-    attempt->log_dropped += log.lines_dropped;
-    session_.log().start_run();
-  };
   Attempt asked;
-  take(&asked);
+  take_messages(&asked);
+  session_.log().start_run(&asked);  // from here on this thread is the one that calls
   for (auto running = running_.rbegin(); running != running_.rend(); ++running) {
     Attempt attempt;
     attempt.number = running->attempt.number;
@@ -437,7 +430,8 @@ record::Run PlanRun::abort(const std::string& why) {
       attempt.notes.emplace_back("what the hub does by itself may still go on and change values once more");
       if (attempt.reasons.size() == 1) attempt.after = held.now(session_);
     }
-    take(&attempt);
+    take_messages(&attempt);
+    session_.log().take_lines(&attempt);
     running->result->outcome = attempt.outcome = verdict;
     running->result->attempts.push_back(std::move(attempt));
   }

@@ -80,7 +80,7 @@ void StepRun::begin() {
 
 // What others log meanwhile is theirs.
 void StepRun::leave(Attempt* logged) {
-  take_log(logged);
+  session_.log().take_lines(logged);
   left_ = true;
 }
 
@@ -95,13 +95,7 @@ void StepRun::end() {
     conclude();
   }
   if (attempt_.outcome == Outcome::failed) look_for_services();
-  take_log(&attempt_);
-}
-
-void StepRun::take_log(Attempt* out) {
-  RunLog log = session_.log().run();
-  std::move(log.lines.begin(), log.lines.end(), std::back_inserter(out->log));
-  out->log_dropped += log.lines_dropped;
+  session_.log().take_lines(&attempt_);
 }
 
 // What failed while a service was not there may have failed for that, and says nothing of the phone.

@@ -121,7 +121,6 @@ class StepRun {
   void measure(Measurement measurement, const std::string& hint);
   void conclude();
   void look_for_services();
-  void take_log(Attempt* out);
 
   // Notes what was under way while it lived; from the attempt's start.
   class Span {

@@ -29,7 +29,8 @@ for name in two three; do
 done
 # What the first one's end sent before it hung is not the other's, which was under way beside it.
 json four.out 'd["steps"][0]["attempts"][0]["hub"][-1]["command"] == "set-acc-offset"' \
-  'd["steps"][1]["attempts"][0]["hub"][-1]["command"] == "get-bar-offset"'
+  'd["steps"][1]["attempts"][0]["hub"][-1]["command"] == "get-bar-offset"' \
+  '[any("enter setAMGOffset_api" in l["text"] for l in s["attempts"][0]["log"]) for s in d["steps"]] == [True, False]'
 
 # Ctrl-C works meanwhile.
 "$sensorcal" calibrate Acc --phone one --speed max --fault hub-dead:3 --log log >out 2>err &

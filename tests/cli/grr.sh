@@ -61,6 +61,8 @@ run 1 grr --store runs.db --station line-2 --measurement offset
 has out '^3 measurements: no study: 1 station'
 run 1 grr --store runs.db --by both --measurement offset
 has out 'no study: no two phones were measured at the same two stations by the same two operators'
+run 1 grr --store runs.db --since 2100-01-01
+has out '^the chosen runs: no study: there are none; the store has [0-9]+ runs, 20.* UTC$'
 run 2 grr --run plan.json --by operators
 run 3 grr --store runs.db --measurement offset --html /dev/full
 

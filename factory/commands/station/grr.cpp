@@ -42,6 +42,7 @@ grr::Findings from_series(const grr::SeriesOfRuns& runs, const GrrArguments& a) 
       out.skipped.push_back({series.subject.name, problem});
     }
   }
+  if (!runs.none.empty()) out.skipped.push_back({"the chosen runs", runs.none});
   if (runs.without_serial > 0) {
     out.skipped.push_back(
         {counted(runs.without_serial, "run") + " without a serial number", "which phone it was is not known"});

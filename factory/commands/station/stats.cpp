@@ -70,15 +70,16 @@ int stats(const CommonOptions& options, const Arguments& a) {
   return guarded([&] {
     const auto database = opened_store(a.uri);
     require_known(database.get(), &filter);
+    const auto none_of_these = [&] { return " (none of these; the store has " + all_runs(database.get()) + ")"; };
     if (!a.sides.empty()) {
       const store::Comparison compared = compare(database.get(), filter, a.sides, choices);
+      if (compared.contrasts.empty()) question += none_of_these();
       print_result(options.json, "stats-comparison/1", to_json(compared), to_text(compared, question));
       return static_cast<int>(kPassed);
     }
     const store::Statistics found = statistics(database.get(), filter, choices);
     const auto& [passed, failed, errors, aborted, marginal, retried] = found.runs;
-    if (passed + failed + errors + aborted == 0)
-      question += " (none of these; the store has " + all_runs(database.get()) + ")";
+    if (passed + failed + errors + aborted == 0) question += none_of_these();
     // The page first: that it cannot be written is not told below all figures.
     const bool page = a.html.empty() || record::delivered("--html ", [&] { write_page(found, question, a.html); });
     print_result(options.json, "stats/2", to_json(found), to_text(found, question));

@@ -18,6 +18,7 @@
 #include "quality/history.h"
 #include "quality/statistics.h"
 #include "quality/stats_view.h"
+#include "quality/study.h"
 #include "record/record_json.h"
 #include "records.h"
 #include "store/copy.h"
@@ -108,10 +109,11 @@ TEST_P(StoreTest, StationsOfOneNameWriteAtOnce) {
 TEST_P(StoreTest, LimitsThatAreNearlyAlikeMakeNoSeriesEach) {
   Store store(place());
   const double limits[] = {10.0041, 9.9966, 10, 11.2, 10.02};
+  std::vector<record::Run> runs;
   for (const double limit : limits) {
     MadeRun run;
     run.attempts = {{{"noise", 1, -limit, limit}}};
-    ASSERT_TRUE(store.put(record_of(run), false));
+    ASSERT_TRUE(store.put(runs.emplace_back(record_of(run)), false));
   }
   EXPECT_EQ(number_from(&store.database(), "SELECT COUNT(*) FROM series"), 3);
   EXPECT_EQ(number_from(&store.database(), "SELECT COUNT(*) FROM measurement WHERE high IS NULL"), 1);
@@ -127,6 +129,15 @@ TEST_P(StoreTest, LimitsThatAreNearlyAlikeMakeNoSeriesEach) {
   for (const Characteristic& c : statistics(&store.database(), {}).characteristics)
     for (const LimitsThen& then : c.limits_then) held.insert(*then.limits.second);
   EXPECT_THAT(held, ::testing::UnorderedElementsAre(9.9966, 10, 11.2));
+  // A study takes all that may follow what is measured for one.
+  for (const auto& studied : {grr::stored_series(&store.database(), {}), grr::series_of(runs, "")}) {
+    held.clear();
+    for (const grr::Series& series : studied.series) {
+      EXPECT_EQ(*series.subject.low, -*series.subject.high);
+      held.insert(*series.subject.high);
+    }
+    EXPECT_THAT(held, ::testing::UnorderedElementsAre(9.9966, 10));
+  }
 }
 
 TEST_P(StoreTest, TakesAnyName) {
