@@ -42,11 +42,7 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& way) { return std::string("postgresql_") + way.param.name; });
 
 record::Run run_at(long long ms, const std::string& serial) {
-  MadeRun run;
-  run.started_ms = ms;
-  run.serial = serial;
-  run.samples = 2;
-  return record_of(run);
+  return record_of({.serial = serial, .started_ms = ms, .samples = 2});
 }
 
 std::string for_table(std::string sql, const char* table) {

@@ -28,11 +28,7 @@ class SyncTest : public testing::TestWithParam<std::string> {
  protected:
   Uri place() { return fresh_place(GetParam(), folder_); }
   // A number of the run stands in its serial number.
-  static record::Run numbered(int i) {
-    MadeRun run;
-    run.serial = "S" + std::to_string(i);
-    return record_of(run);
-  }
+  static record::Run numbered(int i) { return record_of({.serial = "S" + std::to_string(i)}); }
   static void expect_each_once(const Uri& uri, int count) {
     Store store(uri);
     EXPECT_EQ(number_from(&store.database(), "SELECT COUNT(*) FROM run"), count);
