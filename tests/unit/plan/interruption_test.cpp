@@ -5,7 +5,6 @@
 #include <chrono>
 #include <thread>
 
-#include "recorded_run.h"
 #include "station.h"
 
 // Where a run cannot be woken the process leaves with its threads where they stand, by design; the thread sanitizer
@@ -59,7 +58,7 @@ TEST(Interruption, EndsAtOnceAndLeavesTheOldValues) {
       {R"({"group": "g", "steps": [)" + both + "]}", 300, {Outcome::aborted, Outcome::aborted}, true},
   };
   Station station;
-  ASSERT_EQ(station.run(both).verdict, Outcome::passed);
+  ASSERT_EQ(station.run(both).outcome, Outcome::passed);
   const std::vector<float> acc = station.offset(sensor_type::accelerometer);
   const std::vector<float> gyr = station.offset(sensor_type::gyroscope);
   station.options.speed = "1";
@@ -68,7 +67,7 @@ TEST(Interruption, EndsAtOnceAndLeavesTheOldValues) {
     Interrupter interrupter(2, milliseconds(row.delay));
     const Station::Ran ran = station.run(row.steps, &interrupter);
     EXPECT_LT(interrupter.since(), milliseconds(2000));
-    EXPECT_EQ(ran.record["verdict"], "aborted");
+    EXPECT_EQ(ran.outcome, Outcome::aborted);
     std::vector<Outcome> outcomes;
     for (const Step& step : ran.steps) outcomes.push_back(step.outcome);
     EXPECT_EQ(outcomes, row.outcomes);
@@ -82,7 +81,7 @@ TEST(Interruption, EndsAtOnceAndLeavesTheOldValues) {
 
 // Looks beside the one that is waited for go with it.
 TEST(Interruption, LeavesNoSensorOn) {
-  recording_test::RecordedRun run;
+  Station run;
   run.options.speed = "1";
   Interrupter interrupter(2, milliseconds(300));
   const std::string look = R"(, "samples": 500, "limits": {"noise": "1 m/s^2"}})";
@@ -114,11 +113,9 @@ TEST(InterruptionDeathTest, WhatCannotBeWokenIsLeftWithARecord) {
         Interrupter interrupter(2, milliseconds(200));
         PlanRun run(session, plan, {}, interrupter);
         session.set_last_will([&](const std::string& why) {
-          const Json::Value record = to_json(run.abort(why));
-          const Json::Value& attempt = record["steps"][0]["attempts"][0];
-          fprintf(stderr, "record: %s, steps %s, put back %d, and %s\n", record["verdict"].asCString(),
-                  record["steps"][0]["verdict"].asCString(), attempt["put_back"].asBool(),
-                  record["steps"][1]["verdict"].asCString());
+          const Station::Ran ran{run.abort(why)};
+          fprintf(stderr, "record: %s, steps %s, put back %d, and %s\n", outcome_name(ran.outcome),
+                  outcome_name(ran.steps[0].outcome), ran.attempt(0).put_back, outcome_name(ran.steps[1].outcome));
         });
         run.run();
         _exit(0);

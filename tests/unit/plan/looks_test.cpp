@@ -1,13 +1,11 @@
 // Verifications next to each other look at their sensors together, and judge what each would have seen alone.
 #include <random>
 
-#include "recorded_run.h"
 #include "station.h"
 
 namespace plan_test {
 namespace {
 
-using recording_test::RecordedRun;
 using ::testing::IsEmpty;
 namespace record = factory::record;
 
@@ -78,7 +76,7 @@ void expect_alike(const record::Step& a, const record::Step& b) {
 }
 
 TEST(Looks, FindWhatTheyFindOneByOne) {
-  RecordedRun together, alone;
+  Station together, alone;
   together.options.speed = alone.options.speed = "20";
   const record::Run a = together.record(group(kLooks));
   const record::Run b = alone.record(group(kLooks, R"(, "overlap": false)"));
@@ -109,7 +107,7 @@ double span_of(const record::Step& step, const char* what, bool end) {
 }
 
 TEST(Looks, OfACalibrationComeBesideTheNextOne) {
-  RecordedRun together, alone;
+  Station together, alone;
   together.options.speed = alone.options.speed = "20";
   const record::Run a = together.record(group(kCalibrations));
   const record::Run b = alone.record(group(kCalibrations, R"(, "overlap": false)"));
@@ -133,10 +131,7 @@ TEST(Looks, OfACalibrationComeBesideTheNextOne) {
 }
 
 TEST(Looks, OfACalibrationAreAloneWhereTheyMustBe) {
-  const struct {
-    const char* steps;
-    bool beside;
-  } kRows[] = {
+  const std::pair<const char*, bool> kRows[] = {
       {R"({"calibrate": "Acc"}, {"calibrate": "Gyr"})", true},
       {R"({"calibrate": "Acc"}, {"calibrate": "Acc"})", false},
       {R"({"calibrate": "Acc"}, {"verify": "Gyr", "limits": {"noise": "1 rad/s"}})", false},
@@ -158,9 +153,8 @@ TEST(Looks, OfACalibrationAreAloneWhereTheyMustBe) {
       {R"({"calibrate": "CCT_F_strm"}, {"calibrate": "Lux"})", true},
       {R"({"calibrate": "Acc"})", false},
   };
-  for (const auto& row : kRows) {
-    EXPECT_EQ(next_runs_beside(plan_of(group(row.steps)).blocks.at(0), 0), row.beside) << row.steps;
-  }
+  for (const auto& [steps, beside] : kRows)
+    EXPECT_EQ(next_runs_beside(plan_of(group(steps)).blocks.at(0), 0), beside) << steps;
 }
 
 // The lamp is set while a sensor that does not see it is looked at, and the next one is calibrated under it; one that
@@ -169,7 +163,7 @@ TEST(Looks, OfACalibrationGoOnWhileWhatItDoesNotNoticeIsSet) {
   const std::string lamp = R"({"fixture": {"lux": "200 lux"}}, {"calibrate": "Lux"})";
   const auto acc = [](const char* more) { return std::string(R"({"calibrate": "Acc")") + more + "}, "; };
   for (const bool fails : {false, true}) {
-    RecordedRun run;
+    Station run;
     run.options.speed = "20";
     run.options.world = {"lux=1000"};
     const std::string never = R"(, "repeat": 2, "on_failure": "go on", "limits": {"residual": "0.000001 m/s^2"})";
@@ -192,7 +186,7 @@ TEST(Looks, ThatFailLaterPutBackThen) {
   for (const bool again : {true, false}) {
     Station station;
     station.options.speed = "5";
-    ASSERT_EQ(station.run(R"({"calibrate": "Acc"})").verdict, Outcome::passed);
+    ASSERT_EQ(station.run(R"({"calibrate": "Acc"})").outcome, Outcome::passed);
     const std::vector<float> before = station.offset(sensor_type::accelerometer);
     constexpr int kRun = 53;
     station.movements = {{"up", "tilted:5", kRun + 5, 60}};
@@ -205,7 +199,7 @@ TEST(Looks, ThatFailLaterPutBackThen) {
     EXPECT_TRUE(ran.attempt(1).kept);
     EXPECT_EQ(ran.steps[0].attempts.size(), again ? 2U : 1U);
     EXPECT_EQ(ran.steps[2].outcome, again ? Outcome::passed : Outcome::skipped);
-    EXPECT_EQ(ran.verdict, again ? Outcome::passed : Outcome::failed);
+    EXPECT_EQ(ran.outcome, again ? Outcome::passed : Outcome::failed);
     if (!again) {
       EXPECT_EQ(station.offset(sensor_type::accelerometer), before);
     }
@@ -217,7 +211,7 @@ TEST(Looks, ThatFailLaterAreReplayed) {
   const std::string fails = R"({"calibrate": "Acc", "limits": {"residual": "0.000001 m/s^2"}, "repeat": 2}, )";
   const std::string last_fails = R"(, {"calibrate": "Lux_F", "limits": {"low": "5", "high": "6"}})";
   for (const char* speed : {"max", "max", "20"}) {
-    RecordedRun run;
+    Station run;
     run.options.speed = speed;
     const record::Run ran = run.record(group(fails + R"({"calibrate": "Gyr"}, {"calibrate": "Lux"})") + "," +
                                        group(R"({"calibrate": "Lux"})" + last_fails));
@@ -241,7 +235,7 @@ class FaultBeside : public ::testing::TestWithParam<FaultRow> {};
 TEST_P(FaultBeside, TouchesItsOwnStepAlone) {
   for (const char* steps : {kLooks, kCalibrations}) {
     if (steps == kCalibrations && !GetParam().quick) continue;
-    RecordedRun run;
+    Station run;
     run.options.fault = {GetParam().fault};
     const record::Run ran = run.record(group(steps));
     for (const record::Step& step : ran.steps) {
@@ -270,7 +264,7 @@ INSTANTIATE_TEST_SUITE_P(Sensor, FaultBeside,
 
 // What was not taken goes off before anything else begins; a block that is tried again looks anew.
 TEST(Looks, EndWithTheirBlock) {
-  RecordedRun run;
+  Station run;
   run.options.speed = "1";
   const std::string fails = R"({"verify": "Acc", "samples": 2, "limits": {"noise": "0.0001 m/s^2"}})";
   const std::string long_looks = R"({"verify": "Acc2", "samples": 1000, "limits": {"noise": "1 m/s^2"}},
@@ -288,7 +282,7 @@ TEST(Looks, EndWithTheirBlock) {
 
 // A look's time is its own, from when it could deliver until its samples were there, whoever is waited for meanwhile.
 TEST(Looks, AreJudgedByTheirOwnTime) {
-  RecordedRun run;
+  Station run;
   run.options.speed = "20";
   const record::Run fast = run.record(group(
       R"({"verify": "Acc", "samples": 200, "limits": {"noise": "1 m/s^2"}},
@@ -305,7 +299,7 @@ TEST(Looks, AreJudgedByTheirOwnTime) {
 }
 
 TEST(Looks, EndInTimeWhoeverIsWaitedFor) {
-  RecordedRun run;
+  Station run;
   run.options.speed = "1";
   run.options.fault = {"silent:Acc", "late:Bar,5600"};  // Acc is waited for until then
   const record::Run ran =
@@ -366,7 +360,7 @@ TEST(Looks, EndWhereTheyCannotPassAnyMore) {
       {"", R"("low": "3 m/s^2")", 100, "value.outside"},  // what comes could be as high as you like
   };
   for (const auto& row : kRows) {
-    RecordedRun run;
+    Station run;
     if (*row.fault != '\0') run.options.fault = {row.fault};
     const record::Run ran =
         run.record(group(std::string(R"({"verify": "Acc", "samples": 100, "limits": {)") + row.limits + "}}"));
@@ -400,7 +394,7 @@ TEST(Looks, OfACalibrationEndWhereNoneOfItsSamplesCouldPass) {
     Station station;
     station.movements = {{"vibration", row.vibration, kRun, row.events}};
     const Station::Ran ran = station.run(acc);
-    EXPECT_EQ(ran.verdict, row.outcome) << row.vibration;
+    EXPECT_EQ(ran.outcome, row.outcome) << row.vibration;
     const std::vector<std::string> notes = {ran.attempt(0).notes.begin(), ran.attempt(0).notes.end()};
     EXPECT_THAT(notes.empty() ? "" : notes[0], ::testing::StartsWith(row.note));
     EXPECT_EQ(notes.empty(), *row.note == '\0');

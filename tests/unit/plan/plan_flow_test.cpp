@@ -2,6 +2,7 @@
 #include <android/log.h>
 
 #include <cmath>
+#include <numeric>
 
 #include "phone/hub_message.h"
 #include "phone/log_tap.h"
@@ -11,15 +12,16 @@ namespace plan_test {
 namespace {
 
 namespace record = factory::record;
+using ::testing::_;
 using ::testing::ElementsAre;
+using ::testing::FieldsAre;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
 std::vector<std::string> verdicts(const Station::Ran& ran) {
   std::vector<std::string> out;
-  for (const Json::Value& step : ran.record["steps"]) {
-    out.push_back(step["verdict"].asString() + " " + std::to_string(step["attempts"].size()));
-  }
+  for (const Step& step : ran.steps)
+    out.push_back(outcome_name(step.outcome) + (" " + std::to_string(step.attempts.size())));
   return out;
 }
 
@@ -67,7 +69,7 @@ TEST(PlanFlow, ASecondAttemptMayPass) {
          {"group": "g", "repeat": 2, "steps": [
            {"verify": "Acc", "expect": ["0 g", "0 g", "1 g"], "limits": {"residual": "0.2 g"}, "on_failure": "go on"},
            {"fixture": {"up": "flat"}}]})");
-  EXPECT_EQ(tilted.verdict, Outcome::passed);
+  EXPECT_EQ(tilted.outcome, Outcome::passed);
   EXPECT_EQ(verdicts(tilted), (std::vector<std::string>{"passed 1", "passed 2", "passed 2"}));
   EXPECT_EQ(tilted.attempt(1, 0).outcome, Outcome::failed);
   EXPECT_THAT(tilted.attempt(1, 0).reasons[0].text, HasSubstr("x: residual"));
@@ -93,8 +95,7 @@ TEST(PlanFlow, WhatDidNotPassFirstDecides) {
     station.options.fault = {"hub-fail"};
     const Station::Ran ran = station.run(row.steps);
     EXPECT_EQ(verdicts(ran), row.verdicts) << row.steps;
-    EXPECT_EQ(ran.verdict, row.verdict) << row.steps;
-    EXPECT_EQ(ran.record["verdict"], outcome_name(row.verdict));
+    EXPECT_EQ(ran.outcome, row.verdict) << row.steps;
   }
 }
 
@@ -111,16 +112,16 @@ TEST(PlanFlow, AMarginalValueIsReportedAndPasses) {
   const Station::Ran ran = station.run(
       R"({"fixture": {"lux": "190 lux"}}, {"verify": "Lux_F", "expect": "200 lux",
           "limits": {"low": "1 lux", "high": "1000 lux", "marginal": "40 %"}})");
-  ASSERT_EQ(ran.verdict, Outcome::passed);
+  ASSERT_EQ(ran.outcome, Outcome::passed);
   EXPECT_EQ(ran.steps[1].outcome, Outcome::marginal);
-  EXPECT_TRUE(ran.record["marginal"].asBool());
+  EXPECT_TRUE(to_json(ran)["marginal"].asBool());
 }
 
 TEST(PlanRecord, TellsWhatWasUnderWayAndHowTheFixtureStood) {
   Station station;
   const Station::Ran ran = station.run(R"({"fixture": {"lux": "190 lux"}}, {"calibrate": "Acc"})");
-  EXPECT_EQ(ran.record["world"]["lux"], "190");
-  EXPECT_EQ(ran.record["steps"][1]["sensor"], "accelerometer");
+  EXPECT_EQ(ran.world.at("lux"), "190");
+  EXPECT_EQ(ran.steps[1].sensor, "accelerometer");
   std::vector<std::string> whats;
   double last = 0;
   for (const record::Span& span : ran.attempt(1).spans) {
@@ -130,39 +131,27 @@ TEST(PlanRecord, TellsWhatWasUnderWayAndHowTheFixtureStood) {
     last = span.to_s;
   }
   EXPECT_THAT(whats, ElementsAre("Acc read before", "Acc sample", "Acc verify", "Acc verify", "Acc read back"));
-  EXPECT_LE(last, ran.record["seconds"].asDouble() + 0.001);
-}
-
-Json::Value measured(const Json::Value& attempt, const std::string& name, const std::string& axis) {
-  for (const Json::Value& m : attempt["measurements"]) {
-    if (m["name"] == name && m["axis"] == axis) return m;
-  }
-  return {};
+  EXPECT_LE(last, ran.seconds + 0.001);
 }
 
 TEST(PlanRecord, TheWindowTellsWhatBecameOfEachSample) {
-  Station station;
-  const Station::Ran ran = station.run(R"({"calibrate": "Acc"})");
-  const Json::Value& attempt = ran.record["steps"][0]["attempts"][0];
-  const Json::Value& samples = attempt["window"]["samples"];
+  const Station::Ran ran = Station().run(R"({"calibrate": "Acc"})");
+  const Attempt& attempt = ran.attempt(0);
   int count[3] = {};
-  double sum = 0;
-  for (const Json::Value& sample : samples) {
-    const std::string state = sample["state"].asString();
-    ++count[state == "settling" ? 0 : state == "accepted" ? 1 : 2];
-    if (state == "accepted") sum += sample["values"][2].asDouble();
+  std::vector<double> accepted;
+  for (const record::Sample& sample : attempt.window->samples) {
+    ++count[static_cast<size_t>(sample.state)];
+    if (sample.state == record::SampleState::accepted) accepted.push_back(sample.values[2]);
   }
-  EXPECT_THAT(count, ElementsAre(3, 50, 0));
-  double squares = 0;
-  for (const Json::Value& sample : samples) {
-    if (sample["state"] == "accepted") squares += std::pow(sample["values"][2].asDouble() - sum / count[1], 2);
-  }
-  const double deviation = std::sqrt(squares / count[1]);
-  EXPECT_NEAR(measured(attempt, "offset", "z")["standard_error"].asDouble(), deviation / std::sqrt(50),
-              deviation / 1000);
+  EXPECT_THAT(count, ElementsAre(3, 0, 50));
   // The mean of what was accepted is what the hub got.
-  EXPECT_NEAR(sum / count[1], attempt["after"][0]["values"][2].asDouble(), 1e-4);
-  EXPECT_THAT(attempt["hub"].size(), ::testing::Ge(2U));
+  const double mean = std::accumulate(accepted.begin(), accepted.end(), 0.0) / 50;
+  EXPECT_NEAR(mean, attempt.after[0].values[2], 1e-4);
+  double squares = 0;
+  for (const double value : accepted) squares += std::pow(value - mean, 2);
+  const double deviation = std::sqrt(squares / 50);
+  EXPECT_NEAR(*measured(attempt, "offset", "z").standard_error, deviation / std::sqrt(50), deviation / 1000);
+  EXPECT_GE(attempt.hub.size(), 2U);
 }
 
 TEST(PlanRecord, AMessageIsTimedToTheMicrosecond) {
@@ -181,10 +170,9 @@ TEST(PlanRecord, AVerificationKeepsItsPeriod) {
   const Station::Ran ran =
       station.run(R"({"verify": "Acc", "samples": 12, "period": "200 ms", "limits": {"noise": "1 m/s^2"}})");
   EXPECT_GE(ran.attempt(0).seconds, 0.2);  // of the phone's 2.4
-  const Json::Value& attempt = ran.record["steps"][0]["attempts"][0];
-  EXPECT_EQ(attempt["window"]["period_ms"], 200);
-  const Json::Value noise = measured(attempt, "noise", "x");
-  EXPECT_NEAR(noise["standard_error"].asDouble(), noise["value"].asDouble() / std::sqrt(2 * 12), 1e-6);
+  EXPECT_EQ(ran.attempt(0).window->period_ms, 200);
+  const record::Measurement noise = measured(ran.attempt(0), "noise", "x");
+  EXPECT_NEAR(*noise.standard_error, noise.value / std::sqrt(2 * 12), 1e-6);
 }
 
 TEST(PlanRecord, ARestartIsToldWithItsCause) {
@@ -206,12 +194,7 @@ TEST(PlanRecord, ARestartIsToldWithItsCause) {
   for (const auto& row : kRows) {
     tap.start_run();
     (__android_log_print)(ANDROID_LOG_ERROR, "libsensor_cal", "%s", row.line);
-    const std::vector<factory::Restart> restarts = tap.run().restarts;
-    ASSERT_EQ(restarts.size(), 1U) << row.line;
-    EXPECT_EQ(restarts[0].cause, row.cause) << row.line;
-    EXPECT_EQ(restarts[0].axis, 1) << row.line;
-    EXPECT_EQ(restarts[0].value, row.value) << row.line;
-    EXPECT_EQ(restarts[0].limit, row.limit) << row.line;
+    EXPECT_THAT(tap.run().restarts, ElementsAre(FieldsAre(row.cause, 1, row.value, row.limit, _))) << row.line;
   }
 }
 
@@ -219,13 +202,10 @@ TEST(PlanRecord, ARestartDiscardsWhatWasGathered) {
   Station station;
   const Station::Ran ran =
       station.run(R"({"fixture": {"up": "tilted:40"}}, {"calibrate": "Acc", "limits": {"restarts": 3}})");
-  const Json::Value& attempt = ran.record["steps"][1]["attempts"][0];
-  EXPECT_GT(attempt["restarts"]["bias"].asInt(), 3);
-  const Json::Value& restart = attempt["window"]["restarts"][0];
-  EXPECT_EQ(restart["event"], 53);
-  EXPECT_EQ(restart["cause"], "bias");
-  EXPECT_EQ(restart["axis"], "x");
-  for (const Json::Value& sample : attempt["window"]["samples"]) ASSERT_NE(sample["state"], "accepted");
+  const Attempt& attempt = ran.attempt(1);
+  EXPECT_GT(attempt.restarts[static_cast<size_t>(record::Cause::bias)], 3);
+  EXPECT_THAT(attempt.window->restarts.at(0), FieldsAre(53, record::Cause::bias, "x", _, _));
+  for (const record::Sample& sample : attempt.window->samples) ASSERT_NE(sample.state, record::SampleState::accepted);
 }
 
 }  // namespace

@@ -1,12 +1,13 @@
 // A replay comes to the record of the run, whatever went wrong in it; a damaged recording comes to nothing.
 #include <sstream>
 
-#include "record/record_json.h"
-#include "recorded_run.h"
 #include "simulator/trace.h"
+#include "station.h"
 
-namespace recording_test {
+namespace plan_test {
 namespace {
+
+using test::content;
 
 constexpr char kCalibrations[] =
     R"({"fixture": {"up": "flat"}}, {"calibrate": "Acc", "repeat": 2, "on_failure": "go on"},
@@ -30,14 +31,14 @@ struct Case {
 class Replay : public ::testing::TestWithParam<Case> {};
 
 TEST_P(Replay, GivesTheRecordedRecord) {
-  RecordedRun run;
+  Station run;
   run.options.fault = GetParam().faults;
   run.options.speed = GetParam().speed;
   const factory::record::Run recorded = run.record(GetParam().steps);
   EXPECT_STREQ(outcome_name(recorded.outcome), GetParam().verdict);
   const std::string trace = content(run.trace());
   EXPECT_THAT(factory::differences(recorded, run.replay()), ::testing::IsEmpty());
-  EXPECT_EQ(content(run.folder() + "/record.json"), factory::json_pretty(to_json(recorded)) + "\n");
+  EXPECT_EQ(content(run.recording() + "/record.json"), factory::json_pretty(to_json(recorded)) + "\n");
   EXPECT_EQ(content(run.trace()), trace);
 }
 
@@ -60,7 +61,7 @@ INSTANTIATE_TEST_SUITE_P(
 // Files of the device are the recorded ones, also those that cannot be written, and so is the panel's brightness.
 TEST(ReplayOfFiles, FollowsTheDevicesFiles) {
   for (const std::string fault : {"", "persist-read-only", "brightness-clamped:300", "brightness-read-only"}) {
-    RecordedRun run;
+    Station run;
     if (!fault.empty()) run.options.fault = {fault};
     const factory::record::Run recorded = run.record(
         R"({"fixture": {"target": "none"}}, {"calibrate": "Prx", "param": 0, "on_failure": "go on"},
@@ -80,7 +81,7 @@ std::string resealed(const std::string& text) {
 
 // Whatever the lines of a recording hold, it is refused before anything is played.
 TEST(DamagedRecording, IsRefusedAtOnce) {
-  RecordedRun run;
+  Station run;
   run.record(R"({"fixture": {"target": "none"}}, {"calibrate": "Prx", "param": 0, "on_failure": "go on"})");
   const std::string whole = content(run.trace());
   const struct {
@@ -143,4 +144,4 @@ TEST(Differences, AreTold) {
 }
 
 }  // namespace
-}  // namespace recording_test
+}  // namespace plan_test
