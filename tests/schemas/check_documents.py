@@ -61,12 +61,20 @@ ROWS = [
     (0, 'reboot'),
     (0, 'factory-reset'),
     (0, '--version'),
+    # Records of whole plans, and of what goes wrong.
+    (0, f'run {source}/plans/reference.json --phone whole --seed 7 --serial A1 --station north --operator kim'),
+    (0, f'run {source}/plans/hub-colour.json --phone colour --seed 7 --profile hub-colour --store runs.db --serial A2'),
+    (1, f'run {source}/plans/inertial.json --fault motion:Acc,1'),
+    (1, f'run {source}/plans/inertial.json --fault nan:Acc'),
+    (1, f'run {source}/plans/reference.json --phone whole --fault persist-full'),
+    (3, f'run {source}/plans/inertial.json --fault sensors-absent'),
 ]
 WITHOUT_PHONE = ('show', 'replay', 'stats', 'history', 'sync', 'store', 'grr', 'line', 'plan', 'reboot', 'factory-reset', 'man',
                  'completion', 'station', '--version')
 TEXT = ('man', 'completion bash', 'station --check')
 wrong = []
 forms = set()
+verdicts = set()  # of steps
 
 
 def check(name, document):
@@ -98,7 +106,9 @@ def check_commands():
         if arguments.startswith('run '):
             pathlib.Path('record.json').write_text(out)
         try:
-            check(arguments, json.loads(out))
+            check(arguments, document := json.loads(out))
+            if arguments.startswith('run '):
+                verdicts.update(step['verdict'] for step in document['steps'])
         except json.JSONDecodeError as error:
             wrong.append(f'{arguments}: {error}: {out[:200]!r}')
     lines = [json.loads(line) for line in run('watch Acc --seconds 1', 0).splitlines()]
@@ -128,6 +138,8 @@ with tempfile.TemporaryDirectory() as folder:
     os.chdir(folder)
     os.environ['SENSORCAL_PHONE'] = f'{folder}/phone'
     check_commands()
+if not {'passed', 'failed', 'skipped', 'error'} <= verdicts:
+    wrong.append(f'not all verdicts of steps were seen: {verdicts}')
 not_seen = schemas.forms() - forms
 if not_seen:
     wrong.append(f'no command prints {not_seen}')

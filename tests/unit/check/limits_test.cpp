@@ -87,11 +87,7 @@ Change elsewhere(float error) {
 TEST(Limits, EachIsKeptUpToItsValue) {
   constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
   using namespace sensor_type;  // NOLINT(google-build-using-namespace)
-  const struct {
-    const char* name;
-    int type;
-    Change keeps, misses;
-  } kRows[] = {
+  const std::tuple<const char*, int, Change, Change> kRows[] = {
       {"first sample", accelerometer, first_after(420), first_after(420.1)},
       {"duration", accelerometer, period(10, 301), period(10, 300)},
       {"rate", accelerometer, period(11.1), period(11.2)},
@@ -113,13 +109,13 @@ TEST(Limits, EachIsKeptUpToItsValue) {
       {"values that are no numbers", magnetic_field, values(1, 0), values(kNan, 0)},
       {"values beyond the sensor's own range", accelerometer, values(-2000, 0), values(-2005, 0)},
   };
-  for (const auto& row : kRows) {
-    Observation seen = sound(row.type);
-    row.keeps(&seen);
-    EXPECT_EQ(outcome_of(seen, row.name), Outcome::passed) << row.name << " of type " << row.type;
-    seen = sound(row.type);
-    row.misses(&seen);
-    EXPECT_EQ(outcome_of(seen, row.name), Outcome::failed) << row.name << " of type " << row.type;
+  for (const auto& [name, type, keeps, misses] : kRows) {
+    Observation seen = sound(type);
+    keeps(&seen);
+    EXPECT_EQ(outcome_of(seen, name), Outcome::passed) << name << " of type " << type;
+    seen = sound(type);
+    misses(&seen);
+    EXPECT_EQ(outcome_of(seen, name), Outcome::failed) << name << " of type " << type;
   }
 }
 

@@ -138,11 +138,8 @@ TEST_F(DeviceTest, AsksNobodyWithoutATerminal) {
 }
 
 TEST(FixtureSettings, AreTheSimulatedWorldsAndItsNumbers) {
-  const struct {
-    const char* key;
-    const char* value;
-    const char* problem;  // empty: none
-  } kRows[] = {
+  const std::tuple<const char*, const char*, std::string> kRows[] = {
+      // empty: no problem
       {"up", "tilted:30", ""},
       {"up", "0,0,-1", ""},
       {"up", "tilted:", "give flat"},
@@ -158,11 +155,11 @@ TEST(FixtureSettings, AreTheSimulatedWorldsAndItsNumbers) {
       {"pressure", "none", "a number of hPa"},
       {"smell", "1", "no setting 'smell'; known are up, rotation, dark-box, vibration, pressure, lux"},
   };
-  for (const auto& row : kRows) {
+  for (const auto& [key, value, wanted] : kRows) {
     std::string setting;
-    const std::string problem = factory::read_setting(row.key, row.value, factory::Bare::taken, &setting);
-    EXPECT_EQ(*row.problem == '\0', problem.empty()) << row.key << "=" << row.value << ": " << problem;
-    EXPECT_THAT(problem, HasSubstr(row.problem)) << row.key << "=" << row.value;
+    const std::string problem = factory::read_setting(key, value, factory::Bare::taken, &setting);
+    EXPECT_EQ(wanted.empty(), problem.empty()) << key << "=" << value << ": " << problem;
+    EXPECT_THAT(problem, HasSubstr(wanted)) << key << "=" << value;
   }
 }
 

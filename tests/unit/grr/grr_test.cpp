@@ -317,23 +317,21 @@ TEST(Grr, FilesAreReadOrTheirLineIsNamed) {
   EXPECT_EQ(twice.left_out, std::vector<std::string>{"line 4: trial 1 of phone A by operator x is in line 2 already"});
 
   const std::string header = "phone,station,trial,value\n";
-  const struct {
-    std::string text;
-    const char* problem;
-  } kRows[] = {{"", "f:1: the file is empty"},
-               {"phone,station,value\n", "f:1: the column \"trial\" is missing"},
-               {"phone,station,trial,value,note\n", "f:1: column \"note\" is none of"},
-               {"phone,phone,trial,value\n", "f:1: column \"phone\" is there twice"},
-               {header, "f:1: no reading"},
-               {header + "A,n,1,0.5\n\nA,n,2\n", "f:4: 3 fields, not 4"},
-               {header + "A,n,1,1.5 V\n", "f:2: value \"1.5 V\" is no number"},
-               {header + "A,n,1,nan\n", "f:2: value \"nan\" is no number"},
-               {header + "A,,1,2\n", "f:2: the station is missing"},
-               {header + "A,\"n,1,2\n", "f:2: a quotation mark is not closed"},
-               {header + "A,\"n\"x,1,2\n", "f:2: something follows a closing quotation mark"}};
+  const std::pair<std::string, const char*> kRows[] = {
+      {"", "f:1: the file is empty"},
+      {"phone,station,value\n", "f:1: the column \"trial\" is missing"},
+      {"phone,station,trial,value,note\n", "f:1: column \"note\" is none of"},
+      {"phone,phone,trial,value\n", "f:1: column \"phone\" is there twice"},
+      {header, "f:1: no reading"},
+      {header + "A,n,1,0.5\n\nA,n,2\n", "f:4: 3 fields, not 4"},
+      {header + "A,n,1,1.5 V\n", "f:2: value \"1.5 V\" is no number"},
+      {header + "A,n,1,nan\n", "f:2: value \"nan\" is no number"},
+      {header + "A,,1,2\n", "f:2: the station is missing"},
+      {header + "A,\"n,1,2\n", "f:2: a quotation mark is not closed"},
+      {header + "A,\"n\"x,1,2\n", "f:2: something follows a closing quotation mark"}};
   for (const auto& row : kRows) {
-    EXPECT_THAT([&] { parse_csv("f", row.text); },
-                ::testing::AllOf(::testing::ThrowsMessage<AppError>(::testing::StartsWith(row.problem)),
+    EXPECT_THAT([&] { parse_csv("f", row.first); },
+                ::testing::AllOf(::testing::ThrowsMessage<AppError>(::testing::StartsWith(row.second)),
                                  ::testing::Throws<AppError>(::testing::Field(&AppError::code, kUsage))));
   }
 }

@@ -14,11 +14,7 @@ using record::Measurement;
 using record::Outcome;
 
 TEST(Amounts, AreConvertedToTheUnitAskedFor) {
-  const struct {
-    const char* text;
-    const char* unit;
-    double value;
-  } kRows[] = {
+  const std::tuple<const char*, const char*, double> kRows[] = {
       {"0.02 m/s^2", "m/s^2", 0.02},
       {"2 mg", "m/s^2", 0.0196133},
       {"0.35 mrad/s", "rad/s", 0.00035},
@@ -31,24 +27,22 @@ TEST(Amounts, AreConvertedToTheUnitAskedFor) {
       {"-5", "factor", -5},
       {"1e-3 rad/s", "rad/s", 1e-3},
   };
-  for (const auto& row : kRows) {
+  for (const auto& [text, unit, value] : kRows) {
     Amount amount;
-    EXPECT_EQ(read_amount(row.text, row.unit, false, &amount), "") << row.text;
-    EXPECT_NEAR(amount.value, row.value, 1e-9) << row.text;
+    EXPECT_EQ(read_amount(text, unit, false, &amount), "") << text;
+    EXPECT_NEAR(amount.value, value, 1e-9) << text;
     EXPECT_FALSE(amount.relative);
   }
 }
 
 TEST(Amounts, ThatDoNotFitAreRefused) {
-  const struct {
-    const char* text;
-    const char* unit;
-  } kRows[] = {{"0.02 rad/s", "m/s^2"}, {"0.02", "m/s^2"},    {"5 %", "m/s^2"}, {"nan m/s^2", "m/s^2"},
-               {"inf hPa", "hPa"},      {"x m/s^2", "m/s^2"}, {"", "s"},        {"1 m/s^2 or so", "m/s^2"},
-               {"1 HPA", "hPa"},        {"1e999 lux", "lux"}};
-  for (const auto& row : kRows) {
+  const std::pair<const char*, const char*> kRows[] = {
+      {"0.02 rad/s", "m/s^2"}, {"0.02", "m/s^2"},    {"5 %", "m/s^2"}, {"nan m/s^2", "m/s^2"},
+      {"inf hPa", "hPa"},      {"x m/s^2", "m/s^2"}, {"", "s"},        {"1 m/s^2 or so", "m/s^2"},
+      {"1 HPA", "hPa"},        {"1e999 lux", "lux"}};
+  for (const auto& [text, unit] : kRows) {
     Amount amount;
-    EXPECT_NE(read_amount(row.text, row.unit, false, &amount), "") << row.text;
+    EXPECT_NE(read_amount(text, unit, false, &amount), "") << text;
   }
 }
 

@@ -347,29 +347,24 @@ TEST(Looks, AreGivenUpWhereNoGoodPhoneWouldPass) {
 }
 
 TEST(Looks, EndWhereTheyCannotPassAnyMore) {
-  const struct {
-    const char* fault;
-    const char* limits;
-    size_t taken;
-    const char* reason;
-  } kRows[] = {
+  const std::tuple<const char*, const char*, size_t, const char*> kRows[] = {
       {"", R"("residual": "1 m/s^2", "noise": "0.05 m/s^2")", 100, ""},
       {"motion:Acc", R"("noise": "0.05 m/s^2")", 10, "value.outside"},
       {"nan:Acc", R"("noise": "0.05 m/s^2")", 10, "value.outside"},
       {"", R"("low": "3 m/s^2", "high": "4 m/s^2")", 20, "value.outside"},
       {"", R"("low": "3 m/s^2")", 100, "value.outside"},  // what comes could be as high as you like
   };
-  for (const auto& row : kRows) {
+  for (const auto& [fault, limits, taken, reason] : kRows) {
     Station run;
-    if (*row.fault != '\0') run.options.fault = {row.fault};
+    if (*fault != '\0') run.options.fault = {fault};
     const record::Run ran =
-        run.record(group(std::string(R"({"verify": "Acc", "samples": 100, "limits": {)") + row.limits + "}}"));
+        run.record(group(std::string(R"({"verify": "Acc", "samples": 100, "limits": {)") + limits + "}}"));
     const record::Attempt& attempt = ran.steps[0].attempts.at(0);
     ASSERT_TRUE(attempt.window);
-    EXPECT_EQ(attempt.window->samples.size(), row.taken) << row.limits;
-    EXPECT_EQ(attempt.reasons.empty() ? "" : attempt.reasons[0].code, row.reason) << row.limits;
+    EXPECT_EQ(attempt.window->samples.size(), taken) << limits;
+    EXPECT_EQ(attempt.reasons.empty() ? "" : attempt.reasons[0].code, reason) << limits;
     const bool told = ::testing::Matches(::testing::Contains(::testing::HasSubstr("the look was over")))(attempt.notes);
-    EXPECT_EQ(told, row.taken < 100);
+    EXPECT_EQ(told, taken < 100);
     EXPECT_EQ(run.on(), 0);
     EXPECT_THAT(factory::differences(ran, run.replay()), IsEmpty());
   }
@@ -380,24 +375,19 @@ TEST(Looks, EndWhereTheyCannotPassAnyMore) {
 TEST(Looks, OfACalibrationEndWhereNoneOfItsSamplesCouldPass) {
   constexpr int kRun = 53;
   const std::string acc = R"({"calibrate": "Acc", "limits": {"residual": "0.02 m/s^2", "noise": "0.05 m/s^2"}})";
-  const struct {
-    const char* vibration;
-    int events;
-    Outcome outcome;
-    const char* note;
-  } kRows[] = {
+  const std::tuple<const char*, int, Outcome, const char*> kRows[] = {
       {"0.13", 13, Outcome::passed, ""},
       {"0.5", 1000, Outcome::failed, "the look was over after 10 of 50 samples: the others could not have brought x "},
       {"0.3", 1000, Outcome::failed, "the look was over after 20 of 50 samples: the others could not have brought x "},
   };
-  for (const auto& row : kRows) {
+  for (const auto& [vibration, events, outcome, note] : kRows) {
     Station station;
-    station.movements = {{"vibration", row.vibration, kRun, row.events}};
+    station.movements = {{"vibration", vibration, kRun, events}};
     const Station::Ran ran = station.run(acc);
-    EXPECT_EQ(ran.outcome, row.outcome) << row.vibration;
+    EXPECT_EQ(ran.outcome, outcome) << vibration;
     const std::vector<std::string> notes = {ran.attempt(0).notes.begin(), ran.attempt(0).notes.end()};
-    EXPECT_THAT(notes.empty() ? "" : notes[0], ::testing::StartsWith(row.note));
-    EXPECT_EQ(notes.empty(), *row.note == '\0');
+    EXPECT_THAT(notes.empty() ? "" : notes[0], ::testing::StartsWith(note));
+    EXPECT_EQ(notes.empty(), *note == '\0');
     for (const record::Text& reason : ran.attempt(0).reasons) EXPECT_EQ(reason.code, "value.outside") << reason.text;
   }
 }

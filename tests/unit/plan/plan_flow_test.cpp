@@ -80,22 +80,18 @@ TEST(PlanFlow, WhatDidNotPassFirstDecides) {
   const std::string passes = kPasses;
   const std::string fails = R"({"probe": "tof", "expect": false, "on_failure": "go on"})";
   const std::string errs = R"({"check": "Acc", "value": "offset", "limits": {"low": "-1 g"}, "on_failure": "go on"})";
-  const struct {
-    std::string steps;
-    std::vector<std::string> verdicts;
-    Outcome verdict;
-  } kRows[] = {
+  const std::tuple<std::string, std::vector<std::string>, Outcome> kRows[] = {
       {fails + "," + errs, {"failed 1", "error 1"}, Outcome::failed},
       {errs + "," + fails, {"error 1", "failed 1"}, Outcome::error},
       {errs + "," + passes, {"error 1", "passed 1"}, Outcome::error},
       {R"({"calibrate": "Acc"}, )" + passes, {"error 1", "skipped 0"}, Outcome::error},
   };
-  for (const auto& row : kRows) {
+  for (const auto& [steps, by_step, outcome] : kRows) {
     Station station;
     station.options.fault = {"hub-fail"};
-    const Station::Ran ran = station.run(row.steps);
-    EXPECT_EQ(verdicts(ran), row.verdicts) << row.steps;
-    EXPECT_EQ(ran.outcome, row.verdict) << row.steps;
+    const Station::Ran ran = station.run(steps);
+    EXPECT_EQ(verdicts(ran), by_step) << steps;
+    EXPECT_EQ(ran.outcome, outcome) << steps;
   }
 }
 
@@ -177,11 +173,7 @@ TEST(PlanRecord, AVerificationKeepsItsPeriod) {
 
 TEST(PlanRecord, ARestartIsToldWithItsCause) {
   using Cause = factory::Restart::Cause;
-  const struct {
-    const char* line;
-    Cause cause;
-    double value, limit;
-  } kRows[] = {
+  const std::tuple<const char*, Cause, double, double> kRows[] = {
       {"f: Variance exceeded, restarting algorithm. index: 1; variance:    4.4100; variance threshold:    0.0500",
        Cause::variance, 4.41, 0.05},
       {"f: Zero variance found, restarting algorithm. index: 1; variance:    0.0000", Cause::zero_variance, 0, 0},
@@ -191,10 +183,10 @@ TEST(PlanRecord, ARestartIsToldWithItsCause) {
        Cause::bias, 2, 1.5},
   };
   factory::LogTap tap("");
-  for (const auto& row : kRows) {
+  for (const auto& [line, cause, value, limit] : kRows) {
     tap.start_run();
-    (__android_log_print)(ANDROID_LOG_ERROR, "libsensor_cal", "%s", row.line);
-    EXPECT_THAT(tap.run().restarts, ElementsAre(FieldsAre(row.cause, 1, row.value, row.limit, _))) << row.line;
+    (__android_log_print)(ANDROID_LOG_ERROR, "libsensor_cal", "%s", line);
+    EXPECT_THAT(tap.run().restarts, ElementsAre(FieldsAre(cause, 1, value, limit, _))) << line;
   }
 }
 

@@ -71,10 +71,7 @@ TEST(Record, IsNotPassedWhereItsOwnContentsDenyIt) {
       change(m);
     };
   };
-  const struct {
-    const char* denial;
-    std::function<void(Step&)> change;
-  } kRows[] = {
+  const std::pair<const char*, std::function<void(Step&)>> kRows[] = {
       {"", measured([](Measurement& m) { m.value = 1; })},
       {"residual 1.1 m/s^2 is outside the limits", measured([](Measurement& m) { m.value = 1.1; })},
       {"is no number", measured([](Measurement& m) { m.value = std::nan(""); })},

@@ -28,14 +28,12 @@ std::vector<std::string> rows_of(const std::string& file) {
 }
 
 TEST(ExitCode, FollowsVerdictAndDelivery) {
-  const struct {
-    Outcome verdict;
-    int delivered, not_delivered;
-  } kRows[] = {{Outcome::passed, 0, 3}, {Outcome::marginal, 0, 3}, {Outcome::failed, 1, 1},
-               {Outcome::error, 3, 3},  {Outcome::skipped, 3, 3},  {Outcome::aborted, 130, 130}};
-  for (const auto& row : kRows) {
-    EXPECT_EQ(exit_code(row.verdict, true), row.delivered) << outcome_name(row.verdict);
-    EXPECT_EQ(exit_code(row.verdict, false), row.not_delivered) << outcome_name(row.verdict);
+  const std::tuple<Outcome, int, int> kRows[] = {{Outcome::passed, 0, 3},  {Outcome::marginal, 0, 3},
+                                                 {Outcome::failed, 1, 1},  {Outcome::error, 3, 3},
+                                                 {Outcome::skipped, 3, 3}, {Outcome::aborted, 130, 130}};
+  for (const auto& [verdict, delivered, not_delivered] : kRows) {
+    EXPECT_EQ(exit_code(verdict, true), delivered) << outcome_name(verdict);
+    EXPECT_EQ(exit_code(verdict, false), not_delivered) << outcome_name(verdict);
   }
 }
 

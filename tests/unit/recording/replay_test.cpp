@@ -84,43 +84,39 @@ TEST(DamagedRecording, IsRefusedAtOnce) {
   Station run;
   run.record(R"({"fixture": {"target": "none"}}, {"calibrate": "Prx", "param": 0, "on_failure": "go on"})");
   const std::string whole = content(run.trace());
-  const struct {
-    const char* what;
-    const char* in_line;  // the first line with it
-    const char* part;
-    const char* instead;
-  } kDamages[] = {
-      {"no JSON", "\"ask\":\"hub\"", "{", "["},
-      {"a line is missing", "\"event\":", nullptr, ""},
-      {"an event of a few bytes", "\"event\":", "\"data\":\"", "\"data\":\"0"},
-      {"no hex", "\"event\":", "00000000\"", "0000000g\""},
-      {"a time that is none", "\"event\":", "\"time\":", "\"time\":[],\"other\":"},
-      {"an enabling without number", "\"ask\":\"enable\"", "\"enabling\":", "\"enabling\":{},\"other\":"},
-      {"nobody asks that", "\"ask\":\"facts\"", "facts", "fakes"},
-      {"a reply too short", "\"reply\":\"", "\"reply\":\"", "\"reply\":\"1\",\"other\":\""},
-      {"a list of sensors that is none", "\"sensors\":", "\"sensors\":[", "\"sensors\":[3,"},
-      {"a file outside of the phone", "\"ask\":\"files\"", "\"answer\":{", "\"answer\":{\"/../x\":\"00\","},
-      {"not this format", "\"format\"", "recording/5", "recording/6"},
+  // In the first line with a text, a part, and what is there instead; no part: the line is missing.
+  const std::tuple<const char*, const char*, const char*> kDamages[] = {
+      {"\"ask\":\"hub\"", "{", "["},
+      {"\"event\":", nullptr, ""},
+      {"\"event\":", "\"data\":\"", "\"data\":\"0"},
+      {"\"event\":", "00000000\"", "0000000g\""},
+      {"\"event\":", "\"time\":", "\"time\":[],\"other\":"},
+      {"\"ask\":\"enable\"", "\"enabling\":", "\"enabling\":{},\"other\":"},
+      {"\"ask\":\"facts\"", "facts", "fakes"},
+      {"\"reply\":\"", "\"reply\":\"", "\"reply\":\"1\",\"other\":\""},
+      {"\"sensors\":", "\"sensors\":[", "\"sensors\":[3,"},
+      {"\"ask\":\"files\"", "\"answer\":{", "\"answer\":{\"/../x\":\"00\","},
+      {"\"format\"", "recording/5", "recording/6"},
   };
-  for (const auto& damage : kDamages) {
-    size_t at = whole.find(damage.in_line);
-    ASSERT_NE(at, std::string::npos) << damage.what;
+  for (const auto& [in_line, part, instead] : kDamages) {
+    SCOPED_TRACE(instead);
+    size_t at = whole.find(in_line);
+    ASSERT_NE(at, std::string::npos);
     at = whole.rfind('\n', at) + 1;  // npos + 1 is the beginning
     const size_t end = whole.find('\n', at) + 1;
     std::string damaged = whole;
-    if (damage.part == nullptr) {
+    if (part == nullptr) {
       damaged.erase(at, end - at);
     } else {
-      const size_t part = whole.find(damage.part, at);
-      ASSERT_LT(part, end) << damage.what;
-      damaged.replace(part, strlen(damage.part), damage.instead);
+      const size_t from = whole.find(part, at);
+      ASSERT_LT(from, end);
+      damaged.replace(from, strlen(part), instead);
     }
     std::ofstream(run.trace(), std::ios::binary) << resealed(damaged);
     EXPECT_THAT([&] { run.replay(); },
                 ::testing::AllOf(
                     ::testing::ThrowsMessage<factory::AppError>(::testing::HasSubstr("trace.jsonl:")),
-                    ::testing::Throws<factory::AppError>(::testing::Field(&factory::AppError::code, factory::kUsage))))
-        << damage.what;
+                    ::testing::Throws<factory::AppError>(::testing::Field(&factory::AppError::code, factory::kUsage))));
   }
 }
 

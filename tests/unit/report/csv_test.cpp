@@ -59,15 +59,13 @@ TEST(Csv, NoTextIsAFormula) {
 // Names made from a run lead nowhere else, and two serial numbers never to one file.
 TEST(FileName, OfARun) {
   factory::record::Run run = records::passed();
-  const struct {
-    const char* serial;
-    const char* name;
-  } kRows[] = {{"A-1_b+2.c", "A-1_b+2.c"}, {"../x", "%2E.%2Fx"},  {"A/B", "A%2FB"},
-               {"A%2FB", "A%252FB"},       {"", "none"},          {"..", "%2E."},
-               {"a b\n", "a%20b%0A"},      {"\xc3\xa4", "%C3%A4"}};
-  for (const auto& row : kRows) {
-    run.serial = row.serial;
-    EXPECT_EQ(factory::file_name("{serial}", run), row.name);
+  const std::pair<const char*, const char*> kRows[] = {
+      {"A-1_b+2.c", "A-1_b+2.c"}, {"../x", "%2E.%2Fx"},  {"A/B", "A%2FB"},
+      {"A%2FB", "A%252FB"},       {"", "none"},          {"..", "%2E."},
+      {"a b\n", "a%20b%0A"},      {"\xc3\xa4", "%C3%A4"}};
+  for (const auto& [serial, name] : kRows) {
+    run.serial = serial;
+    EXPECT_EQ(factory::file_name("{serial}", run), name);
   }
   run.serial = "{plan}";
   EXPECT_EQ(factory::file_name("out/{serial} {started} {verdict}.html", run),

@@ -13,11 +13,7 @@ Asked get(const std::string& host, const std::string& origin = "") {
 
 TEST(StationGuard, KnowsItsOwnHostAndPage) {
   const Guard loopback("127.0.0.1", 8137, {"station3"}, "");
-  const struct {
-    const char* host;
-    const char* origin;
-    const char* why;
-  } rows[] = {
+  const std::tuple<const char*, const char*, const char*> rows[] = {
       {"127.0.0.1:8137", "", ""},
       {"localhost:8137", "", ""},
       {"LOCALHOST:8137", "http://localhost:8137", ""},
@@ -45,12 +41,7 @@ TEST(StationGuard, KnowsItsOwnHostAndPage) {
 
 TEST(StationGuard, WantsTheTokenOfWhoeverComes) {
   const Guard guard("10.0.3.7", 8137, {}, "0123456789abcdef");
-  const struct {
-    const char* cookie;
-    const char* authorization;
-    const char* query;
-    bool in;
-  } rows[] = {
+  const std::tuple<const char*, const char*, const char*, bool> rows[] = {
       {"", "", "", false},
       {"station=0123456789abcdef", "", "", true},
       {"a=b; station=0123456789abcdef", "", "", true},

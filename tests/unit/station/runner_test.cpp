@@ -57,12 +57,7 @@ TEST_F(StationRunner, ExchangesLines) {
 }
 
 TEST_F(StationRunner, SaysWhatWasWrong) {
-  const struct {
-    const char* script;
-    double silence;
-    const char* why;
-    const char* last_words;
-  } rows[] = {
+  const std::tuple<const char*, double, const char*, const char*> rows[] = {
       {"kill -9 $$", 30, "it was ended by a signal: Killed", ""},
       {"trap 'exit 0' TERM; printf 'nonsense\\033\\n'; while :; do sleep 0.1; done", 30,
        "it says what is no event of a run: nonsense\\u001b", ""},

@@ -49,10 +49,7 @@ TEST_F(StationSettings, EverySettingHasADefault) {
 }
 
 TEST_F(StationSettings, WhatIsWrongIsToldWithItsPlace) {
-  const struct {
-    const char* rest;
-    std::vector<std::string> problems;
-  } rows[] = {
+  const std::pair<const char*, std::vector<std::string>> rows[] = {
       {R"(,
 "colour": 1})",
        {}},
@@ -121,10 +118,7 @@ TEST_F(StationSettings, WhatIsWrongIsToldWithItsPlace) {
 TEST_F(StationSettings, PlacesAreThere) {
   const std::string in = folder_.string();
   std::ofstream(folder_ / "file") << "text";
-  const struct {
-    const char* rest;
-    std::string problem;
-  } rows[] = {
+  const std::pair<const char*, std::string> rows[] = {
       {R"(, "reports": {"html": "file/{serial}.html"})", ":1: reports.html: " + in + "/file is no folder"},
       {R"(, "store": "nosuch/r.db")", ":1: store: there is no folder " + in + "/nosuch"},
       {R"(, "store": "sqlite:file")", ":1: store: " + in + "/file: is no store"},
@@ -150,15 +144,11 @@ TEST(StationPattern, TakesWhatIsKnownAndCheap) {
       R"words((a*)* ((a|b?)+) (a|)+ (x{0,3}){2} ((a{1,99}){1,99}){1,99} [a-z]{30000} a{16384}{16384}{16384}{16384}{16384}
               \d+ SN\w (A A)|(B * [A A{ a{2,1} [[: \ )words");
   for (std::string bad; words >> bad;) EXPECT_THROW(Pattern{bad}, AppError) << bad;
-  const struct {
-    const char* expression;
-    const char* matches;
-    const char* not_this;
-  } rows[] = {{"[A-Z]{2}[0-9]{3}(-[0-9]+)?", "AB123-4", "AB12"},
-              {"([A-Z]{2}-)+X*", "AB-CD-", "AB"},
-              {R"(A\.B|C)", "A.B", "AxB"},
-              {"[]^[:digit:]*]+", "1]*", "a"},
-              {"(a|b)+c{1,64}", "abc", "ab"}};
+  const std::tuple<const char*, const char*, const char*> rows[] = {{"[A-Z]{2}[0-9]{3}(-[0-9]+)?", "AB123-4", "AB12"},
+                                                                    {"([A-Z]{2}-)+X*", "AB-CD-", "AB"},
+                                                                    {R"(A\.B|C)", "A.B", "AxB"},
+                                                                    {"[]^[:digit:]*]+", "1]*", "a"},
+                                                                    {"(a|b)+c{1,64}", "abc", "ab"}};
   for (const auto& [expression, matches, not_this] : rows) {
     EXPECT_TRUE(Pattern(expression).matches(matches)) << expression;
     EXPECT_FALSE(Pattern(expression).matches(not_this)) << expression;

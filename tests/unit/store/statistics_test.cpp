@@ -221,19 +221,16 @@ TEST_P(StatisticsTest, ViewsSayWhoseValuesCount) {
   put_run("C", Outcome::passed, {0.125});
   put_run("C", Outcome::failed, {3});
   put_run("D", Outcome::passed, {7, 0.75}, true);
-  const struct {
-    Attempts attempts;
-    std::vector<double> values;
-    long long failed;
-  } cases[] = {{Attempts::first, {100, 40, 0.25, 0.125, 3}, 3},
-               {Attempts::last, {0.5, 20, 0.25, 0.125, 3, 0.75}, 2},
-               {Attempts::passing, {0.5, 0.25, 0.75}, 0}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(static_cast<int>(c.attempts));
-    const Characteristic found = ask({}, {.attempts = c.attempts}).characteristics.at(0);
-    EXPECT_EQ(found.all.count, static_cast<long long>(c.values.size()));
-    EXPECT_NEAR(found.all.mean, Expected(c.values).mean, 1e-12);
-    EXPECT_EQ(found.failed, c.failed);
+  const std::tuple<Attempts, std::vector<double>, long long> cases[] = {
+      {Attempts::first, {100, 40, 0.25, 0.125, 3}, 3},
+      {Attempts::last, {0.5, 20, 0.25, 0.125, 3, 0.75}, 2},
+      {Attempts::passing, {0.5, 0.25, 0.75}, 0}};
+  for (const auto& [attempts, values, failed] : cases) {
+    SCOPED_TRACE(static_cast<int>(attempts));
+    const Characteristic found = ask({}, {.attempts = attempts}).characteristics.at(0);
+    EXPECT_EQ(found.all.count, static_cast<long long>(values.size()));
+    EXPECT_NEAR(found.all.mean, Expected(values).mean, 1e-12);
+    EXPECT_EQ(found.failed, failed);
   }
   // C's later failure is not asked for.
   EXPECT_EQ(ask(between({}, kMidnight + 5 * 60000), {.attempts = Attempts::passing}).characteristics[0].all.count, 3);
@@ -402,20 +399,17 @@ TEST(ComparisonTest, HasItsDigits) {
 }
 
 TEST(ComparisonTest, SaysNothingOfWhatItCannotKnow) {
-  const struct {
-    std::vector<double> a, b;
-    bool difference, ratio;
-  } kRows[] = {{{1}, {1, 2}, false, false},
-               {{}, {1, 2}, false, false},
-               {{1, 1}, {2, 2}, false, false},
-               {{1, 1}, {1, 2}, true, false},
-               {{1, 2}, {1, 2}, true, true}};
-  for (const auto& row : kRows) {
+  const std::tuple<std::vector<double>, std::vector<double>, bool, bool> kRows[] = {{{1}, {1, 2}, false, false},
+                                                                                    {{}, {1, 2}, false, false},
+                                                                                    {{1, 1}, {2, 2}, false, false},
+                                                                                    {{1, 1}, {1, 2}, true, false},
+                                                                                    {{1, 2}, {1, 2}, true, true}};
+  for (const auto& [a, b, difference, ratio] : kRows) {
     Contrast c;
-    c.sides = {moments_of(row.a), moments_of(row.b)};
+    c.sides = {moments_of(a), moments_of(b)};
     contrast(&c);
-    EXPECT_EQ(c.difference.has_value(), row.difference);
-    EXPECT_EQ(c.ratio.has_value(), row.ratio);
+    EXPECT_EQ(c.difference.has_value(), difference);
+    EXPECT_EQ(c.ratio.has_value(), ratio);
     EXPECT_FALSE(c.differs());
   }
 }
@@ -520,12 +514,8 @@ TEST(CapabilityTest, PercentilesStandInWhereValuesAreNotNormal) {
 }
 
 TEST(ControlChartTest, RulesSoundWhenTheyAreMet) {
-  struct Case {
-    const char* what;
-    std::vector<double> means;  // about zero; in half units a sigma of a mean
-    std::vector<int> rules;     // by day
-  };
-  const Case cases[] = {
+  // Means about zero, in half units a sigma of a mean; rules by day.
+  const std::tuple<const char*, std::vector<double>, std::vector<int>> cases[] = {
       {"in order", {0.3, -0.3, 0.2, -0.2}, {0, 0, 0, 0}},
       {"beyond three sigma", {1.6, -0.4, -0.4, -0.4, -0.4}, {1, 0, 0, 0, 0}},
       {"two of three beyond two", {1.1, 0, 1.1, -0.55, -0.55, 0, -1.1}, {0, 0, 2, 0, 0, 0, 0}},
@@ -534,23 +524,21 @@ TEST(ControlChartTest, RulesSoundWhenTheyAreMet) {
       {"eight on one side", {0.1, 0.1, 0.1, 0.1, 0.1, 0.1, 0.1, 0.1, -0.4, -0.4}, {0, 0, 0, 0, 0, 0, 0, 4, 0, 0}},
       {"exactly on the line", {1.5, -1.5}, {0, 0}},
   };
-  for (const Case& c : cases) {
-    const ControlChart chart = control_chart(days_of(c.means), Rules::western_electric);
-    EXPECT_NEAR(chart.within.sigma, 1, 1e-12) << c.what;
-    EXPECT_NEAR(chart.centre, 0, 0.051) << c.what;
+  for (const auto& [what, means, wanted] : cases) {
+    const ControlChart chart = control_chart(days_of(means), Rules::western_electric);
+    EXPECT_NEAR(chart.within.sigma, 1, 1e-12) << what;
+    EXPECT_NEAR(chart.centre, 0, 0.051) << what;
     std::vector<int> rules;
     for (const ChartPoint& point : chart.points) rules.push_back(point.rule);
-    EXPECT_EQ(rules, c.rules) << c.what;
+    EXPECT_EQ(rules, wanted) << what;
   }
   EXPECT_EQ(control_chart({}, Rules::western_electric).points.size(), 0U);
 }
 
 // About a baseline of mean 0 whose means have a deviation of a half.
 TEST(ControlChartTest, NelsonsRulesAboutABaseline) {
-  const struct {
-    int rule;  // of the last point; of all before it: none
-    std::vector<double> means;
-  } kRows[] = {
+  // The rule is of the last point; of all before it: none.
+  const std::pair<int, std::vector<double>> kRows[] = {
       {11, {0.3, -1.6}},
       {12, {0.1, 0.3, 0.1, 0.3, 0.1, 0.1, 0.3, 0.1, 0.2}},
       {13, {-0.4, -0.3, -0.1, 0.1, 0.2, 0.3}},
@@ -565,13 +553,13 @@ TEST(ControlChartTest, NelsonsRulesAboutABaseline) {
   };
   Days baseline;
   for (const auto& [day, values] : days_of({0.2, -0.2})) baseline[day - 100] = values;
-  for (const auto& row : kRows) {
-    const ControlChart chart = control_chart(days_of(row.means), Rules::nelson, baseline);
+  for (const auto& [rule, means] : kRows) {
+    const ControlChart chart = control_chart(days_of(means), Rules::nelson, baseline);
     EXPECT_TRUE(chart.frozen);
     EXPECT_EQ(chart.baseline, 2U);
     EXPECT_EQ(chart.centre, 0);
-    EXPECT_EQ(chart.points.back().rule, row.rule);
-    for (size_t i = 0; i + 1 < chart.points.size(); ++i) EXPECT_EQ(chart.points[i].rule, 0) << row.rule << " at " << i;
+    EXPECT_EQ(chart.points.back().rule, rule);
+    for (size_t i = 0; i + 1 < chart.points.size(); ++i) EXPECT_EQ(chart.points[i].rule, 0) << rule << " at " << i;
   }
 }
 
@@ -594,22 +582,20 @@ TEST(SubgroupsTest, AreOfLocalTime) {
     return static_cast<int>(parse_time_ms("", time) / Subgroups::kQuarterMs);
   };
   const std::vector<int> shifts = parse_shifts("22:00,06:00,14:00");
-  const struct {
-    SubgroupBy by;
-    const char *time, *label;
-  } kRows[] = {{SubgroupBy::day, "2026-10-24T21:59", "2026-10-24"},
-               {SubgroupBy::day, "2026-10-24T22:00", "2026-10-25"},
-               {SubgroupBy::day, "2026-10-25T22:59", "2026-10-25"},
-               {SubgroupBy::hour, "2026-10-25T00:30", "2026-10-25 02:00"},
-               {SubgroupBy::hour, "2026-10-25T01:30", "2026-10-25 02:00"},
-               {SubgroupBy::hour, "2026-10-25T02:30", "2026-10-25 03:00"},
-               {SubgroupBy::shift, "2026-10-25T00:30", "2026-10-24 22:00"},
-               {SubgroupBy::shift, "2026-10-25T04:59", "2026-10-24 22:00"},
-               {SubgroupBy::shift, "2026-10-25T05:00", "2026-10-25 06:00"},
-               {SubgroupBy::shift, "2026-10-25T21:00", "2026-10-25 22:00"}};
-  for (const auto& row : kRows) {
-    const Subgroups subgroups(row.by, shifts);
-    EXPECT_EQ(subgroups.label(subgroups.of_time(quarter(row.time))), row.label) << row.time;
+  const std::tuple<SubgroupBy, const char*, const char*> kRows[] = {
+      {SubgroupBy::day, "2026-10-24T21:59", "2026-10-24"},
+      {SubgroupBy::day, "2026-10-24T22:00", "2026-10-25"},
+      {SubgroupBy::day, "2026-10-25T22:59", "2026-10-25"},
+      {SubgroupBy::hour, "2026-10-25T00:30", "2026-10-25 02:00"},
+      {SubgroupBy::hour, "2026-10-25T01:30", "2026-10-25 02:00"},
+      {SubgroupBy::hour, "2026-10-25T02:30", "2026-10-25 03:00"},
+      {SubgroupBy::shift, "2026-10-25T00:30", "2026-10-24 22:00"},
+      {SubgroupBy::shift, "2026-10-25T04:59", "2026-10-24 22:00"},
+      {SubgroupBy::shift, "2026-10-25T05:00", "2026-10-25 06:00"},
+      {SubgroupBy::shift, "2026-10-25T21:00", "2026-10-25 22:00"}};
+  for (const auto& [by, time, label] : kRows) {
+    const Subgroups subgroups(by, shifts);
+    EXPECT_EQ(subgroups.label(subgroups.of_time(quarter(time))), label) << time;
   }
   before == nullptr ? unsetenv("TZ") : setenv("TZ", zone.c_str(), 1);
   tzset();
@@ -627,11 +613,7 @@ TEST_P(StatisticsTest, SecondsOfAPhoneCountOnce) {
     made.seconds = 10;
     const record::Step first = made.steps[0];
     made.steps.clear();
-    const struct {
-      const char* kind;
-      int from_ms;
-      double seconds;
-    } kSteps[] = {
+    const std::tuple<const char*, int, double> kSteps[] = {
         {"fixture", 0, 1}, {"verify", 1000, 3}, {"verify", 2000, 3}, {"calibrate", 4500, 2}, {"check", 7000, 0.25}};
     for (const auto& [kind, from_ms, seconds] : kSteps) {
       record::Step& step = made.steps.emplace_back(first);

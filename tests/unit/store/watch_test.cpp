@@ -55,10 +55,9 @@ int told_after(int stations, double share, double bad_share, unsigned lines) {
 // The table of docs/formats/store.md, there of 1,000 lines each.
 TEST(WatchTest, TellsADropAndHardlyEverNothing) {
   constexpr unsigned kLines = 30;
-  constexpr struct {
-    double share;
-    int tripled, of_four_tripled, tenfold;  // told after at most
-  } kRows[] = {{0.005, 4000, 5000, 300}, {0.02, 900, 900, 80}, {0.1, 130, 130, 30}};
+  // A share, and after how many it is told at most.
+  constexpr std::tuple<double, int, int, int> kRows[] = {
+      {0.005, 4000, 5000, 300}, {0.02, 900, 900, 80}, {0.1, 130, 130, 30}};
   for (const auto& [share, tripled, of_four_tripled, tenfold] : kRows) {
     SCOPED_TRACE(share);
     int alarms = 0;
