@@ -3,11 +3,10 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
-#include <cmath>
-#include <future>
 #include <ostream>
 #include <set>
 
+#include "acceptance/residuals.h"
 #include "hub_numbers.h"
 #include "whole_phone.h"
 
@@ -17,21 +16,6 @@ namespace {
 using namespace sensor_type;  // NOLINT(google-build-using-namespace): the tables below are nothing but these names
 
 constexpr char kBrightness[] = "/sys/class/leds/lcd-backlight/brightness";
-constexpr int kChannels = 5;  // that a calibration sets
-
-// What fresh samples of a sensor must agree with: the truth of its type.
-struct Fresh {
-  int type;
-  int period_ms;
-  size_t first_word;
-  size_t values;
-  double limit;  // in the sensor's unit, or a fraction of the truth
-  bool relative = false;
-};
-
-constexpr Fresh light_fresh(int type) { return {type, 100, 0, 1, 0.05, true}; }
-constexpr Fresh channels_fresh(int type) { return {type, 100, type == light_stream ? 1U : 2U, kChannels, 0.01, true}; }
-
 constexpr int kLights[] = {light, lux_f, lux_b, lux_b_stream, lux_sec, lux_sec_stream, lux_pri2, lux_pri2_stream};
 constexpr int kStreams[] = {cct_f_stream, cct_b_stream, light_stream};
 
@@ -74,39 +58,33 @@ class Factory {
 
   void calibrate_everything() {
     set_panel(0);
-    for (const Inertial& kind : kInertial) {
-      EXPECT_EQ(cal().sensor_calibrate(kind.type, 0), 0) << kind.type;
-      expect_right({kind.event_type, 20, 0, 3, kind.gravity == 0 ? 0.00035 : 0.02});
-    }
+    for (const Inertial& kind : kInertial) EXPECT_EQ(cal().sensor_calibrate(kind.type, 0), 0) << kind.type;
     EXPECT_EQ(cal().sensor_setconfig(pressure, 0, 1013.25F), 0.0);
-    expect_right({pressure, 50, 0, 1, 0.12});
     // Lux that is computed from channels can be scaled once these are right.
     if (model_.colour_panel) calibrate_channels();
     for (const int type : kLights) EXPECT_EQ(cal().sensor_calibrate(type, 0), 0) << type;
     if (!model_.colour_panel) calibrate_channels();
-    for (const int type : kLights) expect_right(light_fresh(type));
     world("dark-box", "on");
     EXPECT_EQ(whole_.measure_dark(), 0);
     for (const int type : {light, lux_pri2}) {
       for (const int level : {13, 14}) EXPECT_EQ(cal().sensor_calibrate(type, level), 0) << type << " " << level;
     }
+    set_panel(0);
     world("dark-box", "off");
-    expect_lux_without_the_panels();
     calibrate_proximity();
     for (const int type : {sar, sar_second}) {
       EXPECT_EQ(cal().sensor_calibrate(type, 0), 0);
-      expect_right({type, 100, 0, 3, 5});
+      expect_right(type, 3, 5);
     }
     calibrate_tof(tof, 6);
     if (model_.proximity_is_tof) calibrate_tof(proximity, 7);
     EXPECT_EQ(cal().GetCalibrated(), std::string(model_.verdicts, '1'));
   }
 
-  // Another near threshold, which must still be above the crosstalk and within reach of the target.
+  // Another near threshold.
   void restore_from_delta() {
     EXPECT_EQ(cal().sensor_calibrate(proximity, 19), 0);
     EXPECT_EQ(held().at("Prx/near"), delta());
-    expect_near_and_far();
   }
 
   int delta() {
@@ -130,15 +108,11 @@ class Factory {
 
   void set_panel(int level) { ASSERT_EQ(cal().lcdbacklight_calibrate_write_backlight(kBrightness, level), 0); }
 
-  void expect_right(const Fresh& fresh) {
-    const std::vector<float> truth = whole_.phone->truth(fresh.type);
-    ASSERT_GE(truth.size(), fresh.first_word + fresh.values);
-    const auto events = client_.collect(fresh.type, fresh.period_ms * 1000, 100);
-    for (size_t word = fresh.first_word; word < fresh.first_word + fresh.values; ++word) {
-      const double wanted = static_cast<double>(truth[word]);
-      EXPECT_NEAR(phone_test::mean(events, word), wanted, fresh.limit * (fresh.relative ? wanted : 1))
-          << "type " << fresh.type << ", word " << word;
-    }
+  // Fresh samples against the truth.
+  void expect_right(int type, size_t values, double limit) {
+    const std::vector<float> truth = whole_.phone->truth(type);
+    const auto events = client_.collect(type, 50000, 100);
+    for (size_t i = 0; i < values; ++i) EXPECT_NEAR(phone_test::mean(events, i), truth.at(i), limit) << type;
   }
 
   void calibrate_channels() {
@@ -146,22 +120,6 @@ class Factory {
       EXPECT_EQ(whole_.set_golden(type), 0);
       EXPECT_EQ(cal().sensor_calibrate(type, 0), 0) << type;
     }
-    for (const int type : kStreams) expect_right(channels_fresh(type));
-  }
-
-  // Once both levels are stored, plain light is the scene's, whatever the panel shows.
-  void expect_lux_without_the_panels() {
-    for (const int type : {light, lux_pri2}) {
-      std::vector<double> seen;
-      for (const int brightness : {0, 512, 1024, 2500, 4095}) {
-        set_panel(brightness);
-        expect_right(light_fresh(type));
-        seen.push_back(phone_test::mean(client_.collect(type, 100000, 40), 0));
-      }
-      const auto [least, most] = std::minmax_element(seen.begin(), seen.end());
-      EXPECT_LE(*most - *least, 1.0) << type;
-    }
-    set_panel(0);
   }
 
   void calibrate_proximity() {
@@ -169,8 +127,8 @@ class Factory {
     EXPECT_EQ(cal().sensor_calibrate(proximity, 0), 0);
     world("target", "3");
     EXPECT_EQ(cal().sensor_calibrate(proximity, 2), 0);
+    world("target", "none");
     expect_thresholds();
-    expect_near_and_far();
   }
 
   // The far threshold lies between the crosstalk and the near one. Chips that measure their own crosstalk have it in
@@ -192,36 +150,6 @@ class Factory {
     }
   }
 
-  void expect_near_and_far() {
-    EXPECT_EQ(proximity_at("3"), 0.0F);
-    EXPECT_EQ(proximity_at("none"), whole_.phone->truth(proximity)[0]);
-  }
-
-  // The last state reported within two seconds: right at the threshold noise decides when it turns near.
-  float proximity_at(const std::string& target) {
-    world("target", target);
-    client_.listener->forget();
-    std::promise<size_t> last;
-    client_.listener->on_each = [this, &last, seen = size_t{0}, left = 20](const phone_test::Event& event) mutable {
-      ++seen;
-      if (static_cast<int>(event.sensorType) != proximity_stream || --left != 0) return;
-      // From within the delivery: none is left for whoever listens next.
-      client_.disable(proximity_stream);
-      client_.disable(proximity);
-      last.set_value(seen);
-    };
-    client_.enable(proximity, 100000);
-    client_.enable(proximity_stream, 100000);
-    std::future<size_t> count = last.get_future();
-    float state = -1;
-    if (count.wait_for(std::chrono::seconds(5)) != std::future_status::ready) return state;
-    for (const auto& event : client_.listener->wait_for(count.get())) {
-      if (static_cast<int>(event.sensorType) == proximity) state = event.u.data[0];
-    }
-    world("target", "none");
-    return state;
-  }
-
   // The reference and the offset are taken at 10 cm; what has a third step takes it without a target.
   void calibrate_tof(int type, int last_step) {
     for (int step = 5; step <= last_step; ++step) {
@@ -230,7 +158,7 @@ class Factory {
     }
     for (const char* target : {"10", "30"}) {
       world("target", target);
-      expect_right({tof, 50, 0, 1, 1});
+      expect_right(tof, 1, 1);
     }
     world("target", "none");
   }
@@ -239,6 +167,14 @@ class Factory {
   WholePhone whole_;
   Client client_;
 };
+
+// What each sensor then shows to whoever opens the phone.
+void expect_right(const std::string& directory) {
+  for (const acceptance::Residual& residual : acceptance::measure_residuals(directory)) {
+    EXPECT_TRUE(residual.set) << residual.sensor;
+    EXPECT_LE(residual.value, residual.unit == "of golden" ? 0.01 : residual.limit) << residual.sensor;
+  }
+}
 
 void expect_same(const Numbers& before, const Numbers& after) {
   ASSERT_EQ(before.size(), after.size());
@@ -269,11 +205,16 @@ TEST_P(WholePhoneTest, CalibratedOnceAndForAll) {
     factory.calibrate_everything();
     found = factory.held();
     if (HasFatalFailure()) return;
+  }
+  expect_right(directory);
+  {
+    Factory factory(model, directory);
     factory.calibrate_everything();
     expect_same(found, factory.held());
     if (model.normal_proximity) factory.restore_from_delta();
     found = factory.held();
   }
+  expect_right(directory);
   Factory factory(model, directory);  // a later process
   EXPECT_EQ(factory.held(), found);
   EXPECT_EQ(factory.cal().GetCalibrated(), std::string(model.verdicts, '1'));

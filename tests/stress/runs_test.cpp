@@ -46,7 +46,7 @@ TEST(StressRuns, MeansAreThoseOfTheEventsDelivered) {
   for (size_t run = 0; run < load(1000000) / kEvents; ++run) {
     if (run % 50 == 0) {  // before they fall silent
       for (const auto& client : beside) {
-        client->enable(kAcc.type, 5000);
+        client->enable(kAcc.type, 20000);
         client->listener->forget();
       }
     }
