@@ -131,8 +131,7 @@ std::string fault_text(std::string text, const Kind& kind) {
 }
 
 phone::PhoneOptions options(const Kind& kind, const std::string& directory) {
-  phone::PhoneOptions out = phone_test::options({}, kind.profile);
-  out.directory = directory;
+  phone::PhoneOptions out = phone_test::options({}, kind.profile, directory);
   out.seed = 8;  // no error of this phone is so small that it passes for none
   return out;
 }

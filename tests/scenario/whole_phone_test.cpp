@@ -49,7 +49,7 @@ using test::Numbers;
 class Factory {
  public:
   explicit Factory(const Model& model, const std::string& directory)
-      : model_(model), whole_(make_options(model, directory)) {}
+      : model_(model), whole_(options({}, model.profile, directory)) {}
 
   WholePhone& whole() { return whole_; }
   SensorCalibration& cal() { return *whole_.cal; }
@@ -94,12 +94,6 @@ class Factory {
   }
 
  private:
-  static phone::PhoneOptions make_options(const Model& model, const std::string& directory) {
-    phone::PhoneOptions out = options({}, model.profile);
-    out.directory = directory;
-    return out;
-  }
-
   void world(const std::string& key, const std::string& value) {
     phone::World changed = whole_.phone->world();
     ASSERT_EQ(phone::set_world(&changed, key, value), "");

@@ -9,10 +9,10 @@ namespace {
 
 using phone_test::Client;
 using phone_test::Event;
+using phone_test::kAcc;
 using phone_test::options;
 using phone_test::Result;
 
-constexpr int kAcc = 1;
 constexpr int kFastUs = 2500;
 constexpr int64_t kFastNs = 2500000;
 constexpr size_t kPerEnabling = 24000;  // until the sensor falls silent, after a minute of its own time

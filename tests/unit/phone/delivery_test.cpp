@@ -11,19 +11,16 @@
 namespace phone_test {
 namespace {
 
-constexpr int kAcc = 1;
-constexpr int kGyr = 4;
-constexpr int kBar = 6;
 constexpr int64_t kMs = 1000000;
 constexpr size_t kWords = 16;
+
+using Delivery = OpenPhone;
 
 bool same_values(const Event& a, const Event& b) {
   return std::equal(a.u.data.data(), a.u.data.data() + kWords, b.u.data.data());
 }
 
-TEST(Delivery, PeriodCountsFromTheEnablingAndHasALimit) {
-  const auto phone = phone::Phone::open(options());
-  Client client;
+TEST_F(Delivery, PeriodCountsFromTheEnablingAndHasALimit) {
   Event last{};
   for (const auto& [asked_us, got_us] : {std::pair{20000, 20000}, {7777, 7777}, {100, 2500}, {0, 2500}, {-5, 2500}}) {
     for (const Event& event : client.collect(kAcc, asked_us, 20)) {
@@ -36,9 +33,7 @@ TEST(Delivery, PeriodCountsFromTheEnablingAndHasALimit) {
   }
 }
 
-TEST(Delivery, SilentSixtySecondsAfterEachEnabling) {
-  const auto phone = phone::Phone::open(options());
-  Client client;
+TEST_F(Delivery, SilentSixtySecondsAfterEachEnabling) {
   for (size_t round = 1; round <= 2; ++round) {
     client.enable(kBar, 1000000);
     client.listener->wait_for(60 * round);
@@ -51,11 +46,10 @@ TEST(Delivery, SilentSixtySecondsAfterEachEnabling) {
 }
 
 // Bit for bit, whatever the threads do.
-TEST(Delivery, RunsAtUnlimitedSpeedAreReproducible) {
+TEST_F(Delivery, RunsAtUnlimitedSpeedAreReproducible) {
   std::vector<Event> runs[2];
   for (std::vector<Event>& run : runs) {
-    const auto phone = phone::Phone::open(options());
-    Client client;
+    open(options());
     for (int i = 0; i < 3; ++i) {
       const std::vector<Event> events = client.collect(kAcc, 20000, 40);
       run.insert(run.end(), events.begin(), events.end());
@@ -70,37 +64,33 @@ TEST(Delivery, RunsAtUnlimitedSpeedAreReproducible) {
   EXPECT_FALSE(same_values(runs[0][0], runs[0][40])) << "two enablings with the same noise";
 }
 
-TEST(Delivery, NoiseDiffersFromOpeningToOpening) {
+TEST_F(Delivery, NoiseDiffersFromOpeningToOpening) {
   const Folder folder;
-  phone::PhoneOptions in_folder = options();
-  in_folder.directory = folder.path() + "/phone";
   std::vector<Event> runs[2];
   for (std::vector<Event>& run : runs) {
-    const auto phone = phone::Phone::open(in_folder);
-    run = Client().collect(kAcc, 20000, 50);
+    open(options({}, "reference", folder.file("phone")));
+    run = client.collect(kAcc, 20000, 50);
   }
   EXPECT_FALSE(same_values(runs[0][0], runs[1][0]));
   for (size_t axis = 0; axis < 3; ++axis)
     EXPECT_NEAR(mean(runs[0], axis), mean(runs[1], axis), 0.02) << "the same phone";
 }
 
-TEST(Delivery, QueuesGoOnInPhoneTimeOrderAndSeeTheSameSamples) {
-  const auto phone = phone::Phone::open(options());
-  Client first;
+TEST_F(Delivery, QueuesGoOnInPhoneTimeOrderAndSeeTheSameSamples) {
   Client second;
   std::atomic<int64_t> newest{0};
   std::atomic<int> out_of_order{0};
-  for (Client* client : {&first, &second}) {
-    client->listener->on_each = [&](const Event& event) {
+  for (const Client* each : {&client, &second}) {
+    each->listener->on_each = [&](const Event& event) {
       if (newest.exchange(event.timestamp) > event.timestamp) ++out_of_order;
     };
   }
-  first.enable(kGyr, 10000);
+  client.enable(kGyr, 10000);
   second.enable(kAcc, 40000);
-  first.enable(kAcc, 20000);
+  client.enable(kAcc, 20000);
   second.listener->wait_for(500);
-  first.listener->wait_for(1500);
-  first.queue = nullptr;
+  client.listener->wait_for(1500);
+  client.queue = nullptr;
   second.queue = nullptr;
   EXPECT_EQ(out_of_order, 0);
 
@@ -109,7 +99,7 @@ TEST(Delivery, QueuesGoOnInPhoneTimeOrderAndSeeTheSameSamples) {
   std::map<int64_t, Event> seen;
   for (const Event& event : slow) seen[event.timestamp] = event;
   size_t shared = 0;
-  for (const Event& event : first.listener->events()) {
+  for (const Event& event : client.listener->events()) {
     if (static_cast<int>(event.sensorType) != kAcc) continue;
     const auto other = seen.find(event.timestamp);
     if (other == seen.end()) continue;
@@ -119,9 +109,7 @@ TEST(Delivery, QueuesGoOnInPhoneTimeOrderAndSeeTheSameSamples) {
   EXPECT_GE(shared, 400U);
 }
 
-TEST(Delivery, EnablingAndDisablingInsideTheCallback) {
-  const auto phone = phone::Phone::open(options());
-  Client client;
+TEST_F(Delivery, EnablingAndDisablingInsideTheCallback) {
   std::atomic<bool> acc_off{false};
   std::atomic<int> after_disable{0};
   client.listener->on_each = [&](const Event& event) {
@@ -142,9 +130,7 @@ TEST(Delivery, EnablingAndDisablingInsideTheCallback) {
 }
 
 // The callback waits for the mutex that the enabling side holds.
-TEST(Delivery, EnablingNeverWaitsForACallback) {
-  const auto phone = phone::Phone::open(options());
-  Client client;
+TEST_F(Delivery, EnablingNeverWaitsForACallback) {
   std::mutex application;
   client.listener->on_each = [&](const Event&) { const std::lock_guard<std::mutex> lock(application); };
   for (int i = 0; i < 200; ++i) {
@@ -156,19 +142,16 @@ TEST(Delivery, EnablingNeverWaitsForACallback) {
   client.queue = nullptr;
 }
 
-TEST(Delivery, RefusesUnknownHandlesAndSensorsThatAreOff) {
-  const auto phone = phone::Phone::open(options());
-  Client client;
+TEST_F(Delivery, RefusesUnknownHandlesAndSensorsThatAreOff) {
   EXPECT_EQ(static_cast<Result>(client.queue->enableSensor(4711, 20000, 0)), Result::BAD_VALUE);
   EXPECT_EQ(static_cast<Result>(client.queue->disableSensor(4711)), Result::BAD_VALUE);
   EXPECT_EQ(client.disable(kAcc), Result::INVALID_OPERATION);
   EXPECT_EQ(client.collect(kAcc, 20000, 5).size(), 5U);
 }
 
-TEST(Delivery, QueueDestroyedOnItsOwnThread) {
-  const auto phone = phone::Phone::open(options());
+TEST_F(Delivery, QueueDestroyedOnItsOwnThread) {
   for (int i = 0; i < 20; ++i) {
-    Client client;
+    client = Client();
     sp<IEventQueue> last = client.queue;
     std::mutex mutex;
     std::atomic<bool> gone{false};
@@ -189,9 +172,7 @@ TEST(Delivery, QueueDestroyedOnItsOwnThread) {
   }
 }
 
-TEST(Delivery, ThePhoneGoesFirst) {
-  auto phone = phone::Phone::open(options());
-  Client client;
+TEST_F(Delivery, ThePhoneGoesFirst) {
   client.enable(kAcc, 2500);
   client.listener->wait_for(1);
   phone.reset();
@@ -200,11 +181,10 @@ TEST(Delivery, ThePhoneGoesFirst) {
   EXPECT_FALSE(client.manager->getSensorList([](const auto&, Result) {}).isOk());
 }
 
-TEST(Delivery, RealTimeAtAFactor) {
+TEST_F(Delivery, RealTimeAtAFactor) {
   phone::PhoneOptions factor = options();
   factor.speed = 20;
-  const auto phone = phone::Phone::open(factor);
-  Client client;
+  open(factor);
   const auto start = std::chrono::steady_clock::now();
   const std::vector<Event> events = client.collect(kAcc, 20000, 100);
   const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;

@@ -15,8 +15,6 @@
 namespace phone_test {
 namespace {
 
-constexpr int kAcc = 1;
-constexpr int kBar = 6;
 constexpr char kBrightness[] = "/sys/class/leds/lcd-backlight/brightness";
 
 std::string parse_problem(const std::string& text) {
@@ -47,14 +45,22 @@ TEST(FaultNames, ArgumentsAreChecked) {
   EXPECT_EQ(parse_problem("slient"), "unknown fault 'slient'");
 }
 
+struct Faults : OpenPhone {
+  std::vector<Event> events_with(const std::string& fault) {
+    open(options({fault}));
+    return client.collect(kAcc, 20000, 50);
+  }
+  std::string node() const { return phone->directory() + kBrightness; }
+  int brightness() const { return std::stoi(test::content(node())); }
+};
+
 // A service that dies takes its queues along; one whose calls get lost keeps what is on, on.
-TEST(Faults, OfAnEventQueueThatIsThereAlready) {
+TEST_F(Faults, OfAnEventQueueThatIsThereAlready) {
   for (const auto& [fault, goes_on] : {std::pair{"sensors-vanish:3", false}, {"sensors-fail:3", true}}) {
     SCOPED_TRACE(fault);
     phone::PhoneOptions slow = options({fault});
     slow.speed = 10;
-    const auto phone = phone::Phone::open(slow);
-    Client client;
+    open(slow);
     ASSERT_EQ(client.enable(kAcc, 20000), Result::OK);
     ASSERT_GE(client.listener->wait_for(5).size(), 5U);
     EXPECT_FALSE(client.queue->disableSensor(client.handles.at(kAcc)).isOk());
@@ -67,8 +73,8 @@ TEST(Faults, OfAnEventQueueThatIsThereAlready) {
   }
 }
 
-TEST(Faults, AWrongFixtureIsNotAsItSays) {
-  const auto phone = phone::Phone::open(options({"wrong-fixture:pressure=1000", "wrong-fixture:up=tilted:90"}));
+TEST_F(Faults, AWrongFixtureIsNotAsItSays) {
+  open(options({"wrong-fixture:pressure=1000", "wrong-fixture:up=tilted:90"}));
   phone::World world;
   phone->set_world(world);
   EXPECT_EQ(phone->world().pressure_hpa, world.pressure_hpa);
@@ -80,12 +86,13 @@ TEST(Faults, AWrongFixtureIsNotAsItSays) {
 }
 
 // A phone's manifest lists the service: who gets it waits until it comes or the phone goes.
-TEST(Faults, OfServicesThatAreDeclaredAndDead) {
+TEST_F(Faults, OfServicesThatAreDeclaredAndDead) {
   for (const auto& [fault, calls] : {std::pair{"sensors-dead", 0}, {"sensors-dead:2", 2}, {"sensors-dead:0", 0}}) {
     SCOPED_TRACE(fault);
-    auto phone = phone::Phone::open(options({fault}));
+    phone.reset();
+    phone = phone::Phone::open(options({fault}));
     if (calls > 0) {
-      const Client client;  // both its calls
+      client = Client();  // both its calls
       EXPECT_EQ(client.list_result, Result::OK);
       EXPECT_FALSE(client.manager->getSensorList([](const auto&, Result) { FAIL(); }).isOk());
     }
@@ -96,7 +103,7 @@ TEST(Faults, OfServicesThatAreDeclaredAndDead) {
     phone.reset();
     EXPECT_EQ(waits.get(), nullptr);
   }
-  auto phone = phone::Phone::open(options({"hub-dead:1"}));
+  phone = phone::Phone::open(options({"hub-dead:1"}));
   EXPECT_FALSE(ask_hub(1, 1).empty());
   EXPECT_TRUE(ask_hub(1, 1).empty());
   auto waits = std::async(std::launch::async, [] { return ask_hub(1, 1); });
@@ -105,12 +112,7 @@ TEST(Faults, OfServicesThatAreDeclaredAndDead) {
   EXPECT_TRUE(waits.get().empty());
 }
 
-std::vector<Event> events_with(const std::string& fault, size_t count = 50) {
-  const auto phone = phone::Phone::open(options({fault}));
-  return Client().collect(kAcc, 20000, count);
-}
-
-TEST(Faults, OfValues) {
+TEST_F(Faults, OfValues) {
   const std::vector<Event> stuck = events_with("stuck:Acc");
   for (const Event& event : stuck) EXPECT_EQ(event.u.data[1], stuck[0].u.data[1]);
   for (const Event& event : events_with("stuck:Acc,9.5")) EXPECT_NEAR(event.u.data[2], 9.5, 1e-6);
@@ -129,15 +131,14 @@ TEST(Faults, OfValues) {
   EXPECT_LT(std::abs(mean(events_with("out-of-range:Gyr,30"), 0)), 2) << "another sensor's fault";
 }
 
-TEST(Faults, OfEvents) {
+TEST_F(Faults, OfEvents) {
   const std::vector<Event> twice = events_with("duplicate");
   EXPECT_EQ(twice[0].timestamp, twice[1].timestamp);
   EXPECT_NE(twice[1].timestamp, twice[2].timestamp);
   EXPECT_NE(events_with("wrong-handle")[0].sensorHandle, 1);
   EXPECT_NE(static_cast<int>(events_with("wrong-type")[0].sensorType), kAcc);
 
-  const auto phone = phone::Phone::open(options({"silent:Acc", "straggler:Bar"}));
-  Client client;
+  open(options({"silent:Acc", "straggler:Bar"}));
   client.enable(kAcc, 2500);
   client.collect(kBar, 20000, 3);
   EXPECT_EQ(client.listener->wait_for(4).size(), 4U) << "one more after the disabling";
@@ -146,10 +147,9 @@ TEST(Faults, OfEvents) {
 }
 
 // Late events and bursts show in when the others come.
-TEST(Faults, OfTiming) {
+TEST_F(Faults, OfTiming) {
   for (const auto& [fault, others_before] : {std::pair{"late:Acc,100", 5}, {"burst:Acc,6", 5}, {"late:Gyr", 0}}) {
-    const auto phone = phone::Phone::open(options({fault}));
-    Client client;
+    open(options({fault}));
     std::mutex start;
     int others = 0;
     int others_at_first = -1;
@@ -171,45 +171,39 @@ TEST(Faults, OfTiming) {
   }
 }
 
-TEST(Faults, OfThePanel) {
-  {
-    const Folder folder;
-    phone::PhoneOptions kept = options();
-    kept.directory = folder.path() + "/phone";
-    EXPECT_TRUE(write_file((phone::Phone::open(kept)->directory() + kBrightness), "0\n"));
-    kept.faults = {"brightness-missing"};
-    const auto phone = phone::Phone::open(kept);
-    EXPECT_EQ(fopen((phone->directory() + kBrightness).c_str(), "r+"), nullptr);
-    constexpr int kLightStream = 33171007;
-    phone::World dark = phone->world();
-    dark.dark_box = true;
-    phone->set_world(dark);
-    EXPECT_LT(mean(Client().collect(kLightStream, 100000, 5), 0), 0.5) << "the panel stays as it was";
-  }
-  {
-    const auto phone = phone::Phone::open(options({"brightness-read-only"}));
-    EXPECT_EQ(std::stoi(test::content(phone->directory() + kBrightness)), 1024);
-    EXPECT_FALSE(write_file(phone->directory() + kBrightness, "7\n"));
-    EXPECT_EQ(std::stoi(test::content(phone->directory() + kBrightness)), 1024);
-  }
-  const auto phone = phone::Phone::open(options({"brightness-clamped:2000"}));
-  write_file(phone->directory() + kBrightness, "4095\n");
+TEST_F(Faults, OfThePanel) {
+  const Folder folder;
+  open(options({}, "reference", folder.file("phone")));
+  EXPECT_TRUE(write_file(node(), "0\n"));
+  open(options({"brightness-missing"}, "reference", folder.file("phone")));
+  EXPECT_EQ(fopen(node().c_str(), "r+"), nullptr);
+  constexpr int kLightStream = 33171007;
+  phone::World dark = phone->world();
+  dark.dark_box = true;
+  phone->set_world(dark);
+  EXPECT_LT(mean(client.collect(kLightStream, 100000, 5), 0), 0.5) << "the panel stays as it was";
+
+  open(options({"brightness-read-only"}));
+  EXPECT_EQ(brightness(), 1024);
+  EXPECT_FALSE(write_file(node(), "7\n"));
+  EXPECT_EQ(brightness(), 1024);
+
+  open(options({"brightness-clamped:2000"}));
+  write_file(node(), "4095\n");
   phone->set_world(phone->world());
-  EXPECT_EQ(std::stoi(test::content(phone->directory() + kBrightness)), 2000);
+  EXPECT_EQ(brightness(), 2000);
 }
 
 // A write without line feed replaces what longer number was there, as on sysfs.
-TEST(Panel, TheNodeTakesOneWriteAfterAnother) {
-  const auto phone = phone::Phone::open(options());
-  const std::string path = phone->directory() + kBrightness;
+TEST_F(Faults, OfNoneThePanelTakesOneWriteAfterAnother) {
   for (const char* text : {"4095\n", "8", "2047\n", "300", "0"}) {
-    FILE* const node = fopen(path.c_str(), "r+");
-    ASSERT_NE(node, nullptr);
-    fputs(text, node);
-    fclose(node);
-    EXPECT_EQ(std::stoi(test::content(path)), std::stoi(text));
+    FILE* const file = fopen(node().c_str(), "r+");
+    ASSERT_NE(file, nullptr);
+    fputs(text, file);
+    fclose(file);
+    EXPECT_EQ(brightness(), std::stoi(text));
     phone->set_world(phone->world());
-    EXPECT_EQ(std::stoi(test::content(path)), std::stoi(text));
+    EXPECT_EQ(brightness(), std::stoi(text));
   }
 }
 

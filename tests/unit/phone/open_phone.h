@@ -36,8 +36,12 @@ using test::Folder;
 
 inline constexpr double kMax = std::numeric_limits<double>::infinity();
 
-inline phone::PhoneOptions options(std::vector<std::string> faults = {}, const std::string& profile = "reference") {
+inline constexpr int kAcc = 1, kGyr = 4, kBar = 6;
+
+inline phone::PhoneOptions options(std::vector<std::string> faults = {}, const std::string& profile = "reference",
+                                   const std::string& directory = "") {
   phone::PhoneOptions out;
+  out.directory = directory;
   out.profile = profile;
   out.seed = 7;
   out.speed = kMax;
@@ -120,6 +124,19 @@ struct Client {
   Result queue_result = Result::UNKNOWN_ERROR;
   Result list_result = Result::UNKNOWN_ERROR;
   std::map<int, int> handles;
+};
+
+// A phone that is open, and a client of it.
+struct OpenPhone : ::testing::Test {
+  // Another one in its place.
+  void open(const phone::PhoneOptions& wanted) {
+    phone.reset();
+    phone = phone::Phone::open(wanted);
+    client = Client();
+  }
+
+  std::unique_ptr<phone::Phone> phone = phone::Phone::open(options());
+  Client client;
 };
 
 inline int32_t bits(float value) { return std::bit_cast<int32_t>(value); }

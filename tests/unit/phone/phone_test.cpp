@@ -29,11 +29,7 @@ std::string problem(const phone::PhoneOptions& options) {
   return "";
 }
 
-phone::PhoneOptions in(const std::string& directory) {
-  phone::PhoneOptions out = options();
-  out.directory = directory;
-  return out;
-}
+phone::PhoneOptions in(const std::string& directory) { return options({}, "reference", directory); }
 
 bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 

@@ -15,6 +15,14 @@ namespace {
 
 using namespace sensor_type;  // NOLINT(google-build-using-namespace): the tests below are full of these names
 
+struct Values : OpenPhone {
+  void change_world(const std::vector<std::pair<std::string, std::string>>& changes) {
+    phone::World world = phone->world();
+    for (const auto& [key, value] : changes) ASSERT_EQ(phone::set_world(&world, key, value), "");
+    phone->set_world(world);
+  }
+};
+
 constexpr double kG = 9.80665;
 
 double deviation(const std::vector<Event>& events, size_t word) {
@@ -24,15 +32,7 @@ double deviation(const std::vector<Event>& events, size_t word) {
   return std::sqrt(sum / static_cast<double>(events.size()));
 }
 
-void change_world(phone::Phone* phone, const std::vector<std::pair<std::string, std::string>>& changes) {
-  phone::World world = phone->world();
-  for (const auto& [key, value] : changes) ASSERT_EQ(phone::set_world(&world, key, value), "");
-  phone->set_world(world);
-}
-
-TEST(Values, NoiseStaysWithinWhatCalibrationsAllow) {
-  const auto phone = phone::Phone::open(options());
-  Client client;
+TEST_F(Values, NoiseStaysWithinWhatCalibrationsAllow) {
   for (const int type : {gyroscope, gyroscope_uncalibrated, gyroscope_second}) {
     client.collect(type, 20000, 200);  // type 4 learns its run-time bias
     const std::vector<Event> events = client.collect(type, 20000, 1000);
@@ -43,25 +43,21 @@ TEST(Values, NoiseStaysWithinWhatCalibrationsAllow) {
   }
 }
 
-TEST(Values, TheTwoAccelerometersAreMountedBackToBack) {
-  const auto phone = phone::Phone::open(options());
-  Client client;
+TEST_F(Values, TheTwoAccelerometersAreMountedBackToBack) {
   const double angle = 30 * std::numbers::pi / 180;
-  change_world(phone.get(), {{"up", "tilted:30"}});
+  change_world({{"up", "tilted:30"}});
   const std::vector<float> first = phone->truth(accelerometer);
   const std::vector<float> second = phone->truth(accelerometer_second);
   EXPECT_NEAR(first[0], kG * std::sin(angle), 1e-4);
   EXPECT_NEAR(first[2], kG * std::cos(angle), 1e-4);
   EXPECT_NEAR(second[0], kG * std::sin(angle), 1e-4);
   EXPECT_NEAR(second[2], -kG * std::cos(angle), 1e-4);
-  change_world(phone.get(), {{"up", "flat"}, {"vibration", "1.5"}});
+  change_world({{"up", "flat"}, {"vibration", "1.5"}});
   EXPECT_NEAR(deviation(client.collect(accelerometer, 20000, 500), 1), 1.5, 0.2);
 }
 
 // Type 4 learns its bias at rest, on top of the offset that it shares with type 16.
-TEST(Values, RunTimeGyroscopeBias) {
-  const auto phone = phone::Phone::open(options());
-  Client client;
+TEST_F(Values, RunTimeGyroscopeBias) {
   const double bias = mean(client.collect(gyroscope_uncalibrated, 20000, 50), 0);
   const std::vector<Event> first = client.collect(gyroscope, 20000, 200);
   EXPECT_NEAR(static_cast<double>(first[0].u.data[0]), bias, 0.001) << "nothing learned yet";
@@ -74,31 +70,28 @@ TEST(Values, RunTimeGyroscopeBias) {
   EXPECT_NEAR(static_cast<double>(client.collect(gyroscope, 20000, 1)[0].u.data[0]), 0, 0.001) << "one offset for both";
 
   client.collect(gyroscope, 20000, 200);
-  change_world(phone.get(), {{"rotation", "0,0,0.5"}});
+  change_world({{"rotation", "0,0,0.5"}});
   EXPECT_NEAR(mean(client.collect(gyroscope, 20000, 200), 2), 0.5, 0.001) << "a rotation is no bias";
 }
 
-TEST(Values, ColourTemperatureShiftsTheChannels) {
-  const auto phone = phone::Phone::open(options());
+TEST_F(Values, ColourTemperatureShiftsTheChannels) {
   const std::vector<float> at_4000 = phone->truth(cct_f_stream);
-  change_world(phone.get(), {{"cct", "6500"}});
+  change_world({{"cct", "6500"}});
   const std::vector<float> at_6500 = phone->truth(cct_f_stream);
   EXPECT_LT(at_6500[2], at_4000[2]) << "less red";
   EXPECT_GT(at_6500[4], at_4000[4]) << "more blue";
 }
 
-TEST(Values, ProximityCountsAndStates) {
-  const auto phone = phone::Phone::open(options());
-  Client client;
+TEST_F(Values, ProximityCountsAndStates) {
   const auto state = [&](const char* target) {
-    change_world(phone.get(), {{"target", target}});
+    change_world({{"target", target}});
     return client.collect(proximity, 20000, 1).at(0).u.data[0];
   };
   const double crosstalk = mean(client.collect(proximity_stream, 100000, 10), 0);
   EXPECT_TRUE(crosstalk > 70 && crosstalk < 170) << crosstalk;
   ask_hub(proximity, 7);
   EXPECT_LT(mean(client.collect(proximity_stream, 100000, 10), 0), 4) << "the chip takes its crosstalk away";
-  change_world(phone.get(), {{"target", "3"}});
+  change_world({{"target", "3"}});
   EXPECT_NEAR(mean(client.collect(proximity_stream, 100000, 10), 0), 600, 4);
 
   ask_hub(proximity, 5, {600 - 20, 350, -1});
@@ -112,17 +105,16 @@ TEST(Values, ProximityCountsAndStates) {
 }
 
 // At unlimited speed the sensor sees its whole minute at once; the change comes with another enabling.
-TEST(Values, ProximityReportsChangesOnly) {
+TEST_F(Values, ProximityReportsChangesOnly) {
   phone::PhoneOptions real = options();
   real.speed = 50;
-  const auto phone = phone::Phone::open(real);
-  Client client;
+  open(real);
   ask_hub(proximity, 7);
   client.enable(proximity, 20000);
   EXPECT_EQ(client.listener->wait_for(1).size(), 1U);
   std::this_thread::sleep_for(std::chrono::milliseconds(20));
   EXPECT_EQ(client.listener->events().size(), 1U);
-  change_world(phone.get(), {{"target", "1"}});
+  change_world({{"target", "1"}});
   const std::vector<Event> events = client.listener->wait_for(2);
   ASSERT_EQ(events.size(), 2U);
   EXPECT_EQ(events[0].u.data[0], 5);
@@ -130,7 +122,7 @@ TEST(Values, ProximityReportsChangesOnly) {
 }
 
 // A recording's samples are the raw values; it goes on where it stands, and then there is silence.
-TEST(Values, ARecordingInPlaceOfASensor) {
+TEST_F(Values, ARecordingInPlaceOfASensor) {
   const Folder folder;
   const std::string file = folder.path() + "/acc.csv";
   std::ofstream csv(file);
@@ -139,10 +131,9 @@ TEST(Values, ARecordingInPlaceOfASensor) {
   csv.close();
   phone::PhoneOptions replayed = options();
   replayed.replays = {"Acc=" + file};
-  const auto phone = phone::Phone::open(replayed);
+  open(replayed);
   EXPECT_FALSE(phone->remarks().empty());
   EXPECT_TRUE(phone->truth(accelerometer).empty());
-  Client client;
   ask_hub(accelerometer, 0, {0, bits(0.5F), 0});
   const std::vector<Event> first = client.collect(accelerometer, 20000, 10);
   EXPECT_EQ(first[9].timestamp - first[8].timestamp, 10000000) << "at the recording's own rate";
@@ -158,7 +149,7 @@ TEST(Values, ARecordingInPlaceOfASensor) {
   EXPECT_THROW(phone::Phone::open(replayed), phone::PhoneError);
 }
 
-TEST(Values, PhonesOfOneMakeAreOffEachInItsOwnWay) {
+TEST_F(Values, PhonesOfOneMakeAreOffEachInItsOwnWay) {
   const struct {
     int type;
     int period_us;
@@ -173,8 +164,7 @@ TEST(Values, PhonesOfOneMakeAreOffEachInItsOwnWay) {
   for (const uint64_t seed : {1U, 2U, 3U}) {
     phone::PhoneOptions seeded = options();
     seeded.seed = seed;
-    const auto phone = phone::Phone::open(seeded);
-    Client client;
+    open(seeded);
     for (const auto& row : rows) {
       const std::vector<float> truth = phone->truth(row.type);
       const std::vector<Event> events = client.collect(row.type, row.period_us, 50);
