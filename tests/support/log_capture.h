@@ -49,6 +49,18 @@ class LogCapture {
   std::vector<Entry> entries_;  // guarded by mutex_
 };
 
+// Keeps lines from being formatted while it lives: for tests that would write a great many.
+class QuietLog {
+ public:
+  QuietLog() : before_(__android_log_set_minimum_priority(ANDROID_LOG_SILENT)) {}
+  ~QuietLog() { __android_log_set_minimum_priority(before_); }
+  QuietLog(const QuietLog&) = delete;
+  QuietLog& operator=(const QuietLog&) = delete;
+
+ private:
+  const int32_t before_;
+};
+
 // The lines of the thread that calls as "E text", without those of the hub commands. Open descriptors show as N.
 Lines library_lines(const LogCapture& log);
 inline Lines operator+(Lines a, const Lines& b) {

@@ -10,7 +10,7 @@ namespace {
 
 using ::testing::ElementsAre;
 
-TEST(RunTest, EachKindOfCalibrationHasItsSettingsAndItsLineWhenTheSensorCannotBeEnabled) {
+TEST(RunSettingsTest, EachKindOfCalibrationHasItsSettingsAndItsLineWhenTheSensorCannotBeEnabled) {
   //                                      period axes timeout samples variance zero bias skip
   constexpr RunSettings kAccelerometer = {20, 3, 5, 50, 10, 1, 2, 3};
   constexpr RunSettings kGyroscope = {20, 3, 5, 50, 10, 1, 0.5F, 3};
@@ -61,16 +61,23 @@ TEST(RunTest, EachKindOfCalibrationHasItsSettingsAndItsLineWhenTheSensorCannotBe
   }
 }
 
-constexpr RunSettings kShort = {20, 3, 1, 4, 10.0F, 1, 2.0F, 1};
+struct RunTest : ::testing::Test {
+  void set(int timeout_s, uint8_t zero_variance_check = 1) {
+    write_settings(*phone.cal, record, {20, 3, timeout_s, 4, 10.0F, zero_variance_check, 2.0F, 1});
+  }
+  int run() { return run_in_mode(*phone.cal, record, &_sensor_info::in_calibrate); }
 
-TEST(RunTest, ASilentSensorTimesOutAndIsDisabled) {
   BenchPhone phone;
   _sensor_info& record = phone.cal->motion_info[0];
-  write_settings(*phone.cal, record, kShort);
+  const std::vector<Event> passing = swinging(1, 5, {0.5F, 0, 10.0F}, 0.25F);
+};
+
+TEST_F(RunTest, ASilentSensorTimesOutAndIsDisabled) {
+  set(1);
   record.mean[0] = 7;
   LogCapture log;
   const auto before = std::chrono::steady_clock::now();
-  EXPECT_EQ(run_in_mode(*phone.cal, record, &_sensor_info::in_calibrate), 1);
+  EXPECT_EQ(run(), 1);
   const auto took = std::chrono::steady_clock::now() - before;
   EXPECT_GE(took, std::chrono::milliseconds(990));
   EXPECT_THAT(library_lines(log), ElementsAre("E Sensor Calibration timeout error"));
@@ -82,10 +89,8 @@ TEST(RunTest, ASilentSensorTimesOutAndIsDisabled) {
   EXPECT_EQ(record.mean[0], 7);
 }
 
-TEST(RunTest, ASensorThatCannotBeEnabledEndsTheRunAtOnce) {
-  BenchPhone phone;
-  _sensor_info& record = phone.cal->motion_info[0];
-  write_settings(*phone.cal, record, kShort);
+TEST_F(RunTest, ASensorThatCannotBeEnabledEndsTheRunAtOnce) {
+  set(1);
   for (const bool transport : {false, true}) {
     phone.queue->enable_result = Result::BAD_VALUE;
     phone.queue->enable_transport_fails = transport;
@@ -98,27 +103,19 @@ TEST(RunTest, ASensorThatCannotBeEnabledEndsTheRunAtOnce) {
 }
 
 // An unread failure would end the process.
-TEST(RunTest, ADisablingThatGetsLostChangesNoResult) {
-  BenchPhone phone;
-  _sensor_info& record = phone.cal->motion_info[0];
-  write_settings(*phone.cal, record, kShort);
+TEST_F(RunTest, ADisablingThatGetsLostChangesNoResult) {
+  set(0);
   phone.queue->disable_transport_fails = true;
-  record.timeout_s = 0;
-  EXPECT_EQ(run_in_mode(*phone.cal, record, &_sensor_info::in_calibrate), 1);
-  write_settings(*phone.cal, record, kShort);
-  record.timeout_s = 20;
-  phone.queue->script(100, swinging(1, 5, {0.5F, 0, 10.0F}, 0.25F));
-  EXPECT_EQ(run_in_mode(*phone.cal, record, &_sensor_info::in_calibrate), 2);
+  EXPECT_EQ(run(), 1);
+  set(20);
+  phone.queue->script(100, passing);
+  EXPECT_EQ(run(), 2);
   phone.queue->drain();
   EXPECT_THAT(phone.queue->disabled(), ElementsAre(100, 100));
 }
 
-TEST(RunTest, AnyWakeUpEndsTheWait) {
-  BenchPhone phone;
-  _sensor_info& record = phone.cal->motion_info[0];
-  RunSettings settings = kShort;
-  settings.timeout_s = 60;
-  write_settings(*phone.cal, record, settings);
+TEST_F(RunTest, AnyWakeUpEndsTheWait) {
+  set(60);
   std::atomic<bool> done{false};
   std::thread waker([&] {
     while (!done) {
@@ -132,9 +129,7 @@ TEST(RunTest, AnyWakeUpEndsTheWait) {
   EXPECT_THAT(phone.queue->disabled(), ElementsAre());
 }
 
-TEST(RunTest, OddPeriodsAndTimeLimitsAreDefined) {
-  BenchPhone phone;
-  _sensor_info& record = phone.cal->motion_info[0];
+TEST_F(RunTest, OddPeriodsAndTimeLimitsAreDefined) {
   phone.queue->enable_result = Result::NO_INIT;
   for (const auto& [ms, us] : {std::pair(INT32_MAX, INT32_MAX), std::pair(INT32_MIN, INT32_MIN)}) {
     record.period_ms = ms;
@@ -145,12 +140,10 @@ TEST(RunTest, OddPeriodsAndTimeLimitsAreDefined) {
 }
 
 // A late disable would starve the next run and a late signal would end its wait: neither may happen.
-TEST(RunTest, TenThousandRunsBackToBackAllFinish) {
-  BenchPhone phone;
-  _sensor_info& record = phone.cal->motion_info[0];
-  phone.queue->script(100, swinging(1, 5, {0.5F, 0, 10.0F}, 0.25F));
-  write_settings(*phone.cal, record, {20, 3, 20, 4, 10.0F, 1, 2.0F, 1});
-  const int32_t quiet = __android_log_set_minimum_priority(ANDROID_LOG_SILENT);
+TEST_F(RunTest, TenThousandRunsBackToBackAllFinish) {
+  phone.queue->script(100, passing);
+  set(20);
+  const QuietLog quiet;
   // The queue is slow to disable now and then: a run returns when its tail is over.
   std::atomic<int> over{0};
   phone.queue->on_disable = [&] {
@@ -161,23 +154,19 @@ TEST(RunTest, TenThousandRunsBackToBackAllFinish) {
   int runs = 0;
   while (runs < 10000 && phone.cal->cal_wait_finish(&record) == 2 && over == runs + 1) ++runs;
   EXPECT_EQ(runs, 10000);
-  __android_log_set_minimum_priority(quiet);
 }
 
 // A finish that nobody waited for is still at its disable when the next run begins: it must not stop that run's sensor.
-TEST(RunTest, ARunArmsAfterALateDisable) {
-  BenchPhone phone;
-  _sensor_info& record = phone.cal->motion_info[0];
-  const std::vector<Event> events = swinging(1, 5, {0.5F, 0, 10.0F}, 0.25F);
-  phone.queue->script(100, events);
-  write_settings(*phone.cal, record, {20, 3, 5, 4, 10.0F, 1, 2.0F, 1});
+TEST_F(RunTest, ARunArmsAfterALateDisable) {
+  phone.queue->script(100, passing);
+  set(5);
   record.in_calibrate = 1;
   std::atomic<bool> late{false};
   phone.queue->on_disable = [&] {
     if (!late.exchange(true)) std::this_thread::sleep_for(std::chrono::milliseconds(50));
   };
   std::thread deliver([&] {
-    for (const Event& e : events) phone.queue->deliver(e);
+    for (const Event& e : passing) phone.queue->deliver(e);
   });
   while (!late) std::this_thread::yield();
   EXPECT_EQ(phone.cal->cal_wait_finish(&record), 2);
@@ -185,23 +174,20 @@ TEST(RunTest, ARunArmsAfterALateDisable) {
 }
 
 // Events that nobody asked for arrive while flows change the record.
-TEST(RunTest, StrayEventsDoNotDisturbRuns) {
-  BenchPhone phone;
-  _sensor_info& record = phone.cal->motion_info[0];
-  phone.queue->script(100, swinging(1, 5, {0.5F, 0, 10.0F}, 0.25F));
-  const int32_t quiet = __android_log_set_minimum_priority(ANDROID_LOG_SILENT);
+TEST_F(RunTest, StrayEventsDoNotDisturbRuns) {
+  phone.queue->script(100, passing);
+  const QuietLog quiet;
   std::atomic<bool> stop{false};
   std::thread strays([&] {
     while (!stop) phone.queue->deliver(event(1, {0.75F, 0.25F, 10.25F}));
   });
   for (int i = 0; i < 200; ++i) {
-    write_settings(*phone.cal, record, {20, 3, 20, 4, 10.0F, 0, 2.0F, 1});
-    EXPECT_EQ(run_in_mode(*phone.cal, record, &_sensor_info::in_calibrate), 2);
+    set(20, 0);
+    EXPECT_EQ(run(), 2);
     EXPECT_NEAR(record.mean[0], 0.6F, 0.2F);
   }
   stop = true;
   strays.join();
-  __android_log_set_minimum_priority(quiet);
 }
 
 }  // namespace
