@@ -11,26 +11,10 @@ namespace {
 constexpr int kUntouched = 0x5a5a5a5a;
 
 struct Access {
-  const char* path;
+  fuzz::DeviceFile file;
   int (SensorCalibrationAPI::*load)(int*);
   int (SensorCalibrationAPI::*save)(int);
-  fuzz::DeviceFile* file;
 };
-
-Access* accesses() {
-  static Access all[] = {
-      {"/mnt/vendor/persist/sensors/PSensor_ct1.txt", &SensorCalibrationAPI::load_prox_ct1,
-       &SensorCalibrationAPI::save_prox_ct1, nullptr},
-      {"/mnt/vendor/persist/sensors/PSensor_ct2.txt", &SensorCalibrationAPI::load_prox_ct2,
-       &SensorCalibrationAPI::save_prox_ct2, nullptr},
-      {"/mnt/vendor/persist/sensors/PSensor3cm_ct.txt", &SensorCalibrationAPI::load_prox_delta,
-       &SensorCalibrationAPI::save_prox_delta, nullptr},
-  };
-  for (Access& access : all) {
-    if (access.file == nullptr) access.file = new fuzz::DeviceFile(access.path);
-  }
-  return all;
-}
 
 // What scanf takes; a number beyond an int saturates, as glibc's long long does beyond its own.
 bool scan(const std::string& text, int* value) {
@@ -43,26 +27,31 @@ bool scan(const std::string& text, int* value) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  static Access* const all = accesses();
-  static SensorCalibrationAPI* const api = new SensorCalibrationAPI;
+  using Api = SensorCalibrationAPI;
+  static Access* const all = new Access[3]{
+      {fuzz::DeviceFile("/mnt/vendor/persist/sensors/PSensor_ct1.txt"), &Api::load_prox_ct1, &Api::save_prox_ct1},
+      {fuzz::DeviceFile("/mnt/vendor/persist/sensors/PSensor_ct2.txt"), &Api::load_prox_ct2, &Api::save_prox_ct2},
+      {fuzz::DeviceFile("/mnt/vendor/persist/sensors/PSensor3cm_ct.txt"), &Api::load_prox_delta, &Api::save_prox_delta},
+  };
+  static Api* const api = new Api;
   fuzz::quiet_log(size);
   FuzzedDataProvider in(data, size);
   const int which = in.ConsumeIntegralInRange<int>(0, 2);
-  const Access& access = all[which];
+  Access& access = all[which];
   const int saved = fuzz::any_int(&in);
   const std::string text = in.ConsumeRemainingBytesAsString();
 
-  access.file->set(text);
+  access.file.set(text);
   int value = kUntouched;
   int expected = kUntouched;
   const bool good = scan(text, &expected);
   HOLDS((api->*access.load)(&value) == (good ? 0 : -5));
   HOLDS(value == expected);
   HOLDS((api->*access.save)(saved) == 0);
-  HOLDS(access.file->get() == "offset=" + std::to_string(saved) + "\n");
+  HOLDS(access.file.get() == "offset=" + std::to_string(saved) + "\n");
   HOLDS((api->*access.load)(&value) == 0 && value == saved);
   if (size % 64 == 0) {
-    access.file->remove();
+    access.file.remove();
     HOLDS((api->*access.load)(&value) == -5 && value == saved);
     HOLDS(which != 2 || api->remove_prox_delta() == 0);
   }
