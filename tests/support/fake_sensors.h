@@ -28,9 +28,7 @@ struct Enabling {
   int handle;
   int period_us;
   int64_t latency_us;
-  bool operator==(const Enabling& o) const {
-    return handle == o.handle && period_us == o.period_us && latency_us == o.latency_us;
-  }
+  bool operator==(const Enabling&) const = default;
 };
 
 // Delivers a sensor's script from a thread of its own, started by enableSensor and left to run to the script's end or
