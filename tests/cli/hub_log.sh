@@ -19,6 +19,3 @@ for line in 'no JSON' '[]' '{"code": "2"}' '{"code": 2}'; do
   run 2 hub log other.jsonl
   has err '^sensorcal: other\.jsonl:2: '
 done
-
-run 2 hub log hub.jsonl --seed 4
-has err '^sensorcal: hub log takes no option of a phone'

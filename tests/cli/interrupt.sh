@@ -18,14 +18,13 @@ json out 'd["stored"][0]["values"] == [0.25, -0.5, 0.125]'
 
 # So does it while the phone is still to be opened, here with files that are pipes which nobody writes or reads.
 mkfifo pipe.json
+under=(timeout --preserve-status --signal=INT --kill-after=20 0.5)
 for command in 'sensors --profile' 'sensors --log' 'sensors --hub-log' run; do
-  called="$command, a pipe"
-  code=0
   # shellcheck disable=SC2086
-  timeout --preserve-status --signal=INT --kill-after=20 0.5 "$sensorcal" $command pipe.json --phone other --seed 1 >out 2>err || code=$?
-  [ "$code" = 130 ] || fail "$called: exit code $code"
+  run 130 $command pipe.json --phone other --seed 1
   has err '^interrupted$'
 done
+under=()
 
 # A study's phones are gone with it, whether a run or the next one's opening was under way.
 for pause in 0.05 0.1 0.15 0.2; do

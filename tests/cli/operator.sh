@@ -3,11 +3,6 @@
 # begins. What is confirmed holds, what is skipped leaves its step undecided, and the run can be ended while it waits.
 source "$(dirname "$0")/lib.sh"
 
-run_alone() { # without a terminal, whatever the test's own is
-  called=$*
-  code=0
-  setsid -w "$sensorcal" "$@" >out 2>err </dev/null || code=$?
-}
 cat >plan.json <<'PLAN'
 {"format": "sensorcal.plan/1", "name": "asks", "steps": [
   {"fixture": {"up": "flat", "vibration": "none"}},
@@ -16,8 +11,8 @@ cat >plan.json <<'PLAN'
 ]}
 PLAN
 
-run_alone run plan.json --fixture operator
-[ "$code" = 2 ] || fail "exit code $code without a terminal"
+under=(setsid -w) # without a terminal, whatever the test's own is
+run 2 run plan.json --fixture operator
 has err '^sensorcal: --fixture operator: there is no terminal to ask on \(/dev/tty: .*\); run it on a terminal'
 [ ! -e phone ] || fail 'a phone was made all the same'
 

@@ -69,10 +69,8 @@ watcher=$!
 later lines 2
 touch pids
 later pids 1
-kill -INT $watcher
-code=0
-wait $watcher || code=$?
-[ "$code" = 130 ] || fail "interrupted: $code"
+called='stats --watch'
+ends 130 INT $watcher
 [ "$(wc -l <pids)" = 1 ] || fail 'two were called at once'
 kill -0 "$(cat pids)" 2>>problems && fail 'the command goes on'
 run 1 stats --store runs.db --watch --every 0 --on-alert 'sleep 0.2; cat >>all; echo words >&2; exit 4'
