@@ -114,7 +114,7 @@ std::string terminal_sequence(const char* rest) { return sequence() + rest; }
 std::string bold(const std::string& text) { return coloured("1", text); }
 std::string good(const std::string& text) { return coloured("32", text); }
 std::string bad(const std::string& text) { return coloured("31", text); }
-std::string alert(const std::string& text) { return coloured("36", text); }
+std::string alert(const std::string& text) { return coloured("7;36", text); }
 std::string faint(const std::string& text) { return coloured("2", text); }
 
 StatusLine::StatusLine(bool wanted) : shown_(wanted && isatty(STDERR_FILENO) != 0) {}

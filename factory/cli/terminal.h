@@ -26,7 +26,7 @@ std::string terminal_sequence(const char* rest);
 std::string bold(const std::string& text);
 std::string good(const std::string& text);
 std::string bad(const std::string& text);
-// What is neither good nor bad: nothing is known.
+// What is neither good nor bad: nothing is known. On a ground of its own, which is seen without colour, too.
 std::string alert(const std::string& text);
 std::string faint(const std::string& text);
 

@@ -141,6 +141,16 @@ std::string HeldValues::put_back_value(Session& session, size_t which) const {
   return result < 0 ? before.name + " was refused with " + std::to_string(result) : "";
 }
 
+// What was read back of the hub during the attempt was not what had been written: nothing that it tells is known to be
+// so, nor was what it told before.
+bool HeldValues::misled(const record::Attempt& attempt) const {
+  const bool in_hub =
+      std::any_of(wanted_.begin(), wanted_.end(), [](const auto& w) { return w.value->file == nullptr; });
+  return in_hub && std::any_of(attempt.reasons.begin(), attempt.reasons.end(), [](const record::Text& reason) {
+           return reason.code == record::Why::stored_differs.code;
+         });
+}
+
 // What counts is what reads back, not what the hub answers to a write.
 void HeldValues::put_back(Session& session, record::Attempt* attempt) const {
   std::vector<std::string> problems;
@@ -165,12 +175,13 @@ void HeldValues::put_back(Session& session, record::Attempt* attempt) const {
   // Without an answer the reads above are worth nothing.
   const std::string problem = hub.problem();
   if (!problem.empty()) problems.push_back(problem);
+  for (std::string& what : problems) what.insert(0, "the old values are not all back: ");
+  if (misled(*attempt))
+    problems.emplace_back("whether the old values are back is not known: the hub does not tell what was written to it");
   attempt->put_back = needed && problems.empty();
   attempt->kept = !problems.empty();
-  for (const std::string& what : problems) {
-    attempt->fail({record::Why::old_values_lost, "the old values are not all back: " + what,
-                   "calibrate again, or write them by hand"});
-  }
+  for (const std::string& what : problems)
+    attempt->fail({record::Why::old_values_lost, what, "calibrate again, or write them by hand"});
 }
 
 }  // namespace factory

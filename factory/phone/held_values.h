@@ -60,6 +60,7 @@ class HeldValues {
   void want(const StoredValue& value, int count);
   // Which of the values do not read as they were before.
   std::vector<size_t> changed(Session& session) const;
+  bool misled(const record::Attempt& attempt) const;
   std::string put_back_value(Session& session, size_t which) const;
 
   const int type_;

@@ -15,9 +15,11 @@ void require_stored(Session& session, int type, const std::string& name, const s
   for (size_t i = 0; i < wanted.size(); ++i) {
     const bool there = reading.result == 0 && i < reading.values.size();
     if (there && static_cast<float>(reading.values[i]) == static_cast<float>(wanted[i])) continue;
+    const bool alike = there && plain(reading.values[i]) == plain(wanted[i]);
+    const auto shown = [&](double number) { return alike ? plain_exactly(static_cast<float>(number)) : plain(number); };
     attempt->fail({there ? Why::stored_differs : Why::stored_unreadable,
-                   name + ": " + plain(wanted[i]) + " was written, and " + place_of(value) + " " +
-                       (there ? "holds " + plain(reading.values[i]) : "cannot be read"),
+                   name + ": " + shown(wanted[i]) + " was written, and " + place_of(value) + " " +
+                       (there ? "holds " + shown(reading.values[i]) : "cannot be read"),
                    value.file != nullptr ? kFileHint : kHubHint,
                    {name, plain(wanted[i])}});
   }

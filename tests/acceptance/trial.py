@@ -227,11 +227,9 @@ class Trial:
             record = {}
         if code != 0:
             said = json.dumps(record) + done.stderr
-            told = any(words in said for words in ('not undone', 'not all back', 'could not be put back', 'is not known: read them',
+            told = any(words in said for words in ('not undone', 'not all back', 'could not be put back', 'old values are back is not known',
                                                    'cannot be undone'))
-            # A hub whose answers lie about what it holds is given back what it said.
-            lies = any(f.startswith('hub-word:') for f in case['faults'])
-            if changed and not told and not lies:
+            if changed and not told:
                 out['misses'].append(f'changed without a word: {sorted(changed)[:4]}')
             if code == 1 and not case['faults'] and not case['told']:
                 reasons = [r['text'] for s in record.get('steps', []) for a in s['attempts'] for r in a['reasons']]
