@@ -40,10 +40,24 @@ Json::Value shown(const Entry& entry) {
 }  // namespace
 
 Entry entry_of(const record::Run& run, bool golden) {
-  Entry out{run.id,      run.serial, run.plan.name,          run.outcome, run.ended(),
-            run.seconds, "",         !run.retest_of.empty(), golden};
-  out.step = store::failed_on(run).step.value_or("");
-  return out;
+  return {run.id,
+          run.serial,
+          run.plan.name,
+          run.outcome,
+          run.ended(),
+          run.seconds,
+          store::failed_on(run).step.value_or(""),
+          error_of(run),
+          !run.retest_of.empty(),
+          golden};
+}
+
+std::string error_of(const record::Run& run) {
+  const auto erred = std::find_if(run.steps.begin(), run.steps.end(), [](const record::Step& step) {
+    return step.outcome == Outcome::error && !step.attempts.empty() && !step.attempts.back().reasons.empty();
+  });
+  const bool judged = run.outcome != Outcome::error || erred == run.steps.end();
+  return judged ? "" : erred->attempts.back().reasons.front().code;
 }
 
 void Ledger::add(Entry entry) {

@@ -18,12 +18,16 @@ struct Entry {
   record::Outcome outcome = record::Outcome::error;
   record::Clock::time_point ended;
   double seconds = 0;
-  std::string step;  // on which it did not pass
+  std::string step;   // on which it did not pass
+  std::string error;  // code of what it could not judge for
   bool retest = false;
   bool golden = false;
 };
 
 Entry entry_of(const record::Run& run, bool golden);
+
+// The code of the first reason of a run that is an error; empty: none is known, or it judged.
+std::string error_of(const record::Run& run);
 
 // Guarded by its station's mutex.
 class Ledger {

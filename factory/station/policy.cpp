@@ -58,7 +58,10 @@ Permit permit(const Settings& settings, const std::string& serial, const std::st
   Permit out;
   const std::vector<Entry> runs = runs_here(settings, plan, before, std::move(entries));
   out.retest = static_cast<int>(runs.size());
-  if (!runs.empty()) out.retest_of = runs.back().id;
+  if (!runs.empty()) {
+    out.retest_of = runs.back().id;
+    out.error = runs.back().error;
+  }
   if (settings.is_golden(serial)) return out;  // it runs at every shift, and never leaves
   out.refusal = earlier(settings, serial, before, &out.remark);
   if (out.refusal) return out;

@@ -29,6 +29,7 @@ struct Permit {
   std::string remark;     // what was let pass and has to be told, on the page and in the record
   int retest = 0;         // the nth: runs of this phone in this plan at this station so far
   std::string retest_of;  // id of the last of them
+  std::string error;      // code of what that one could not judge for
 };
 
 // `entries`: the phone's runs at this station that the store may not have yet.

@@ -10,6 +10,7 @@
 #include "files/numbers.h"
 #include "record/exit_code.h"
 #include "record/record_json.h"
+#include "station/ledger.h"
 #include "store/stored_text.h"
 
 namespace factory::station {
@@ -281,6 +282,7 @@ const record::Run& Slot::end(const RunnerEnd& end) {
     record_ = std::move(*heard_);
     set_clock();
     show_failing();
+    compare_error();
   }
   heard_.reset();
   for (const auto& [part, name] : kOrdered) {
@@ -353,6 +355,14 @@ void Slot::make_error(const RunnerEnd& end, const record::Text& why) {
 
 void Slot::show_failing(int step, const std::string& name, const Json::Value& reasons, const Json::Value& hints) {
   failing_ = json_object({{"step", step}, {"name", name}, {"reasons", said(reasons)}, {"hints", said(hints)}});
+}
+
+// A broken part of the phone can look like a broken station.
+void Slot::compare_error() {
+  if (ordered_.error.empty() || error_of(record_) != ordered_.error) return;
+  const record::Text same("the same error as in the run before: the phone itself may be at fault");
+  record_.remarks.push_back(same);
+  if (failing_) failing_["hints"].insert(0, said(record::to_json(std::vector{same}))[0]);
 }
 
 // By the record, which outweighs what was told on the way.

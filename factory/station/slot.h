@@ -23,8 +23,9 @@ struct Ordered {
   record::Order order;
   std::string id;  // the run's: its runner is told it, and has to put it into the record
   const PlanChoice* plan = nullptr;
-  int retest = 0;   // the nth of this phone
-  int at_once = 0;  // how many of them the station began by itself
+  int retest = 0;     // the nth of this phone
+  int at_once = 0;    // how many of them the station began by itself
+  std::string error;  // of the run before this one, by its code
   bool golden = false;
 };
 
@@ -102,6 +103,7 @@ class Slot {
   void make_error(const RunnerEnd& end, const record::Text& why);
   Named told_of(int step) const;
   void set_clock();
+  void compare_error();
   void show_failing();
   void show_failing(int step, const std::string& name, const Json::Value& reasons, const Json::Value& hints);
 

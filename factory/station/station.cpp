@@ -155,6 +155,7 @@ Station::Done Station::scan(const std::string& slot, const std::string& typed) {
   ordered.order.serial = serial;
   ordered.order.operator_name = operator_code_.empty() ? "" : settings_.operators.at(operator_code_);
   ordered.order.retest_of = given.retest_of;
+  ordered.error = given.error;
   ordered.plan = plan;
   ordered.retest = given.retest;
   ordered.golden = settings_.is_golden(serial);
@@ -228,6 +229,7 @@ void Station::end(Place* place, const RunnerEnd& ended) {
       ++next.at_once;
       ++next.retest;
       next.order.retest_of = run.id;
+      next.error = error_of(run);
       begin(place, next);
     }
     change_locked();

@@ -24,7 +24,7 @@ store::StoredRun stored(const std::string& id, const std::string& station, Outco
 }
 
 Entry entry(const std::string& id, const std::string& serial, Outcome outcome, int ago) {
-  return {id, serial, "p", outcome, kNow - seconds(ago), 60, "", false, false};
+  return {id, serial, "p", outcome, kNow - seconds(ago), 60, "", "", false, false};
 }
 
 Settings settings_with(int failures, bool unknown_allowed = false) {
@@ -77,11 +77,13 @@ TEST(StationPolicy, CountsRunsOfThePhoneFromStoreAndMemory) {
   EXPECT_EQ(first.retest, 1);
   EXPECT_EQ(first.retest_of, "4");
   // The same run, in both, counts once; one that the store does not have yet counts, too.
-  const Permit second = permit(settings, "A1", "p", {history, ""},
-                               {entry("4", "A1", Outcome::failed, 40), entry("5", "A1", Outcome::error, 5)});
+  Entry erred = entry("5", "A1", Outcome::error, 5);
+  erred.error = "hub.silent";
+  const Permit second = permit(settings, "A1", "p", {history, ""}, {entry("4", "A1", Outcome::failed, 40), erred});
   EXPECT_FALSE(second.refusal);
   EXPECT_EQ(second.retest, 2);
   EXPECT_EQ(second.retest_of, "5");
+  EXPECT_EQ(second.error, "hub.silent");
   const Permit third = permit(settings, "A1", "p", {history, ""}, {entry("5", "A1", Outcome::failed, 5)});
   ASSERT_TRUE(third.refusal);
   EXPECT_EQ(third.refusal->code, "no-retest");

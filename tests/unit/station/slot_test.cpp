@@ -85,6 +85,17 @@ class StationSlot : public testing::Test {
   Slot slot_{settings_};
 };
 
+TEST_F(StationSlot, TellsTheSameErrorTwice) {
+  for (const auto& [before, told] : {std::pair("value.outside", true), {"hub.silent", false}, {"", false}}) {
+    ordered_.error = before;
+    run("error", record_line(Outcome::error, 3));
+    const record::Run& ended = ends({3, "", ""});
+    EXPECT_EQ(ended.remarks.size(), told ? 1U : 0U) << before;
+    const std::string first = state()["failing"]["hints"][0]["text"].asString();
+    EXPECT_EQ(first.starts_with("the same error as in the run before"), told) << before;
+  }
+}
+
 TEST_F(StationSlot, FollowsItsRunner) {
   using Heard = Slot::Heard;
   const auto changes = [&](const char* event) { EXPECT_EQ(slot_.hear(event), Heard::change) << event; };
