@@ -55,16 +55,20 @@ TEST_F(RegistryTest, EverythingComesBackBitForBit) {
   ASSERT_EQ(again.save(), "");
   EXPECT_EQ(content(), saved);
 
+  // With the steps that are done, and which chip's high level came last.
   const std::tuple<int, int, std::vector<int32_t>> kReads[] = {
       {1, 1, {}},
       {268369921, 1, {}},
       {4, 3, {}},
+      {6, 22, {}},
       {33171082, 10, {}},
       {8, 6, {}},
       {33171089, 29, {F(2)}},
-      {8, 14, {}},                                                    // the steps done are remembered
-      {5, 27, {F(14), F(2000), F(0.5F), F(0.5F), F(0.5F), F(0.5F)}},  // and which chip's high level came last
-  };
+      {33171057, 31, {F(2)}},
+      {5, 38, {F(2)}},
+      {33171015, 4, {}},
+      {8, 14, {}},
+      {5, 27, {F(14), F(2000), F(0.5F), F(0.5F), F(0.5F), F(0.5F)}}};
   for (const auto& [type, code, words] : kReads) {
     EXPECT_EQ(other.handle(record(type, code, words), nullptr).words, ask(type, code, words).words) << code;
   }
