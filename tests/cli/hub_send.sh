@@ -28,18 +28,5 @@ run 1 hub send Lux get-golden 5
 run 0 hub send Gyr set-gyr-offset -0.5 -1 0 && run 0 hub send Gyr get-gyr-offset
 has out 'w0=-0\.5f w1=-1f'
 
-while IFS='|' read -r words line; do
-  # shellcheck disable=SC2086
-  run 2 hub send Acc $words
-  [ "$(cat err)" = "sensorcal: $line" ] || fail "not '$line'"
-done <<'ROWS'
-set-acc-offset 1|set-acc-offset takes 3 words, not 1: offset x y z, m/s^2 -> result
-get-acc-offset 1|get-acc-offset takes 0 words, not 1: -> offset x y z, m/s^2
-set-golden 5 1 2|set-golden takes 6 words, not 3: count, channels -> result
-set-acc-offset 1.0.0 0 0|word 1.0.0: give a float (12.0, 12f)
-set-prx 5x 0 0|word 5x: give an integer of 32 bits (12)
-set-prx 1.0 0 0|word 1.0: give an integer of 32 bits (12)
-0 99999999999|word 99999999999: give an integer of 32 bits (12), or a float (12.0, 12f)
-ROWS
 run 2 hub send Acc 0 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17
 has err '16 words'

@@ -38,6 +38,28 @@ calibrate 9999|there is no sensor type 9999; \`sensorcal sensors\` lists those o
 get Acc offset --count 2|--count: goes with channels, as golden and channel-scales have them; Acc offset has none
 set Prx near 1 2|near takes 1 number, not 2
 set Prx near 99999999999|99999999999: give a whole number from 0 to 65536 counts
+set Acc offset 1 2|offset takes 3 numbers, not 2
+set Acc offset 1 2 x|VALUES x: give a number
+set Acc offset 1 2 nan|VALUES nan: give a number
+set Acc offset 1 2 2.1|2.1: give a number from -2 to 2 m/s^2
+set Gyr offset 0 -0.6 0|-0.6: give a number from -0.5 to 0.5 rad/s
+set Bar offset 101|101: give a number from -100 to 100 hPa
+set Lux scale 0|0: give a number from 0.001 to 1000 factor
+set CCT_F_strm channel-scales 1 -1|-1: give a number from 0.001 to 1000 factor
+set CCT_F_strm golden 1 20001|20001: give a number from 0 to 20000 counts
+set CCT_B_strm golden 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16|give 1 to 15 values
+set Prx far -1|-1: give a whole number from 0 to 65536 counts
+set Prx near 4.5|4.5: give a whole number from 0 to 65536 counts
+set Acc near 4|Acc has no value 'near'; known are offset, version
+set Acc version 1|version can be read only
+get 33171015 register|register can be written only
+hub send Acc set-acc-offset 1|set-acc-offset takes 3 words, not 1: offset x y z, m/s^2 -> result
+hub send Acc get-acc-offset 1|get-acc-offset takes 0 words, not 1: -> offset x y z, m/s^2
+hub send Acc set-golden 5 1 2|set-golden takes 6 words, not 3: count, channels -> result
+hub send Acc set-acc-offset 1.0.0 0 0|word 1.0.0: give a float (12.0, 12f)
+hub send Acc set-prx 5x 0 0|word 5x: give an integer of 32 bits (12)
+hub send Acc set-prx 1.0 0 0|word 1.0: give an integer of 32 bits (12)
+hub send Acc 0 99999999999|word 99999999999: give an integer of 32 bits (12), or a float (12.0, 12f)
 set Acc offset 1e99 0 0|1e+99: give a number from -2 to 2 m/s^2
 set Acc offset -inf 0 0|VALUES -inf: give a number
 sar 1 --register 99999 1|99999: give the register's number, a whole number from 0 to 65535
@@ -90,6 +112,9 @@ replay a --fault silent|replay takes no --fault
 grr readings.csv --speed max|grr takes no --speed
 report --phone typo|$work/typo: there is no phone; give --profile or --seed to make one, or calibrate
 ROWS
+
+run 0 get Acc offset --json
+json out 'd["stored"][0]["values"] == [0, 0, 0]'
 
 # Without a near one the first of those that are known, and what lists the others.
 while IFS='|' read -r arguments line; do
