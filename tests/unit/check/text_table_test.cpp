@@ -66,9 +66,7 @@ TEST(VisibleTest, ShowsWhatIsNotToBeSent) {
                                                        {"a\u202Eb\u2066\uFEFF\u200B", "a\\u202eb\\u2066\\ufeff\\u200b"},
                                                        {"\xFF\xC3", "\\xff\\xc3"},
                                                        // as our own sequences begin
-                                                       {"\xF8"
-                                                        "31m",
-                                                        "\\xf831m"},
+                                                       {"\xF8\x33\x31m", "\\xf831m"},
                                                        {"\xC0\x80\xE2\x82", "\\xc0\\x80\\xe2\\x82"},
                                                        // a surrogate, one that is too long, one beyond the last
                                                        {"\xED\xA0\x80", "\\xed\\xa0\\x80"},

@@ -13,18 +13,6 @@ using ::testing::Not;
 constexpr int kAcc = sensor_type::accelerometer;
 const char* const kCalibrateAcc = R"({"calibrate": "Acc"})";
 
-TEST(KeepOrPutBack, AGoodCalibrationStays) {
-  Station station;
-  const Station::Ran ran = station.run(kCalibrateAcc);
-  ASSERT_EQ(ran.outcome, Outcome::passed);
-  EXPECT_TRUE(ran.attempt(0).kept);
-  EXPECT_FALSE(ran.attempt(0).put_back);
-  EXPECT_THAT(ran.attempt(0).before[0].values, ElementsAre(0, 0, 0));
-  const std::vector<float> held = station.offset(kAcc);
-  ASSERT_NE(held, std::vector<float>(3));
-  EXPECT_THAT(ran.attempt(0).after[0].values, ElementsAre(held[0], held[1], held[2]));
-}
-
 TEST(KeepOrPutBack, WhatVerificationRefusesIsPutBack) {
   const struct {
     std::vector<std::string> fault;

@@ -22,13 +22,9 @@ std::string page(const factory::record::Run& record) {
   return content(folder.file("page.html"));
 }
 
-struct Escaped {
-  std::string text, markup;
-};
-
 TEST(MarkupText, AnyBytesBecomeWellFormed) {
   const std::string gone = "\uFFFD";
-  const Escaped kCases[] = {
+  const std::pair<std::string, std::string> kCases[] = {
       {"<a href=\"x\">'&amp;", "&lt;a href=&quot;x&quot;&gt;&#39;&amp;amp;"},
       {"\u00E4 \u20AC \U0001F4F1", "\u00E4 \u20AC \U0001F4F1"},
       {"tab\tand\nline", "tab\tand\nline"},
@@ -41,7 +37,7 @@ TEST(MarkupText, AnyBytesBecomeWellFormed) {
       {"\xF4\x90\x80\x80", gone + gone + gone + gone},  // beyond the last character
       {"\xE2\x82<", gone + gone + "&lt;"},              // the cut character does not swallow the next
   };
-  for (const Escaped& row : kCases) EXPECT_EQ(Markup(row.text).str(), row.markup) << row.text;
+  for (const auto& [text, markup] : kCases) EXPECT_EQ(Markup(text).str(), markup) << text;
 }
 
 TEST(HtmlReport, VerdictComesFirstThenWhy) {

@@ -39,10 +39,8 @@ Settings settings_with(int failures, bool unknown_allowed = false) {
 }
 
 TEST(StationPolicy, WantsAPassAtTheEarlierStation) {
-  const struct {
-    std::vector<store::StoredRun> history;  // the newest first
-    const char* refusal;
-  } rows[] = {
+  const std::pair<std::vector<store::StoredRun>, const char*> rows[] = {
+      // the newest first
       {{stored("1", "before", Outcome::passed, 10)}, ""},
       {{stored("2", "before", Outcome::passed, 10), stored("1", "before", Outcome::failed, 20)}, ""},
       {{}, "earlier-station-missing"},

@@ -144,12 +144,7 @@ TEST_F(StationSlot, FollowsItsRunner) {
 
 // A verdict counts where everything about it fits; all else is an error, never a pass.
 TEST_F(StationSlot, BelievesAVerdictThatFits) {
-  const struct {
-    std::string line;
-    int code;
-    Outcome outcome;
-    const char* problem;
-  } rows[] = {
+  const std::tuple<std::string, int, Outcome, const char*> rows[] = {
       {record_line(Outcome::passed, 0), 0, Outcome::passed, ""},
       {record_line(Outcome::passed, 3), 3, Outcome::passed, ""},  // a file of the phone's was not delivered
       {record_line(Outcome::passed, 0, ""), 0, Outcome::passed, ""},

@@ -355,14 +355,10 @@ TEST(CapabilityTest, WorkedExamples) {
   // Montgomery, Introduction to Statistical Quality Control, 6th edition, examples 8.4 and 8.5: 2.29 from 1.57 to 3.01;
   // 1.33 from 0.88 to 1.78. The book goes on from the rounded 2.29.
   const Capability pp = capability(one_day(20, 50, 1.75), 38, 62);
-  EXPECT_NEAR(pp.pp->value, 2.29, 0.005);
-  EXPECT_NEAR(pp.pp->low, 1.57, 0.0051);
-  EXPECT_NEAR(pp.pp->high, 3.01, 0.005);
+  EXPECT_THAT(*pp.pp, FieldsAre(DoubleNear(2.29, 0.005), DoubleNear(1.57, 0.0051), DoubleNear(3.01, 0.005)));
   const Capability ppk = capability(one_day(20, 0, 1), {}, 3 * 1.33);
   EXPECT_FALSE(ppk.pp || ppk.cp);
-  EXPECT_NEAR(ppk.ppk->value, 1.33, 1e-12);
-  EXPECT_NEAR(ppk.ppk->low, 0.88, 0.005);
-  EXPECT_NEAR(ppk.ppk->high, 1.78, 0.005);
+  EXPECT_THAT(*ppk.ppk, FieldsAre(DoubleNear(1.33, 1e-12), DoubleNear(0.88, 0.005), DoubleNear(1.78, 0.005)));
   // By hand: two days of ten about 9 and 11, each with a deviation of 1. Within: sqrt(18 / 18) = 1. Overall: sqrt((18 +
   // 20 x 1) / 19) = sqrt(2). Limits 4 and 13: the nearer one is 3 off.
   const Capability two = capability({{0, {10, 9, 9, 8, 10}}, {1, {10, 11, 9, 10, 12}}}, 4, 13);

@@ -261,15 +261,6 @@ TEST(StoreFileTest, MigratesAStoreOfVersion1) {
   EXPECT_EQ(measurement(history(&to.database(), "OLD2", 0, true), 0, 0, 0).high, 1.05859375);
 }
 
-TEST(StoreFileTest, SaysWhatIsWrongWithAFile) {
-  Folder folder;
-  std::ofstream(folder.file("text")) << std::string(5000, 'x');
-  EXPECT_THAT([&] { Store store(parse_uri(folder.file("no/such/store.db"))); },
-              ThrowsMessage<StoreError>(HasSubstr("there is no folder")));
-  EXPECT_THAT([&] { Store store(parse_uri(folder.file("text"))); },
-              ThrowsMessage<StoreError>(HasSubstr("is neither a store nor a spool")));
-}
-
 // As a user who may not write: an archive, or a colleague's store.
 TEST(StoreFileTest, IsReadWhereItCannotBeWritten) {
   Folder folder;
