@@ -20,6 +20,7 @@ import tempfile
 
 sys.path.append(str(pathlib.Path(__file__).absolute().parents[1] / 'support'))
 from traced import Traced  # noqa: E402
+from whole import whole  # noqa: E402
 
 SENSORCAL, LIBRARY_CALLS, LIBRARY, PLANS = map(os.path.abspath, sys.argv[1:5])
 FOLDER = pathlib.Path(tempfile.mkdtemp(dir='/dev/shm' if os.access('/dev/shm', os.W_OK) else None))
@@ -45,23 +46,6 @@ faults = []
 def words(command):
     speed = [] if command in ('reboot', 'factory-reset') else ['--speed', 'max']
     return [LIBRARY_CALLS if command.startswith('call ') else SENSORCAL, '--phone', f'{NOW}/phone', *speed, *command.split()]
-
-
-def is_json(data):
-    try:
-        return bool(json.loads(data))
-    except ValueError:
-        return False
-
-
-def is_whole(path, data):
-    """Whether it can be the whole of a file of this name."""
-    if path.endswith('judge_calibrated.json'):
-        return data.endswith(b'\n')  # a table by nature
-    if path.endswith('.json'):
-        return is_json(data)
-    ends = {'.html': b'</html>\n', '.xml': b'>\n'}
-    return data == b'' or data.endswith(ends.get(pathlib.Path(path).suffix, b'\n'))
 
 
 def files():
@@ -107,7 +91,7 @@ def check_files(before, after, traced):
             yield f'{path} is written in place'
         elif after.get(path) != wanted.get(path):
             yield f'{path} holds neither the old nor the new value'
-        elif path in wanted and not is_whole(path, wanted[path]) and not path.endswith('scale.txt'):
+        elif path in wanted and not whole(path, wanted[path]) and not path.endswith('scale.txt'):
             yield f'{path} took a place and was not whole'
 
 
@@ -120,7 +104,7 @@ def check_phone():
     reads = ' + '.join(CROSSTALK.values())
     calls = subprocess.run(words(f'call {reads} + WirteScaleToFileJson 1 {LIGHT}'), capture_output=True, text=True, check=False)
     wanted = [0 if re.fullmatch(rb'offset=-?[0-9]+\n', left.get('/phone' + path, b'')) else -5 for path in CROSSTALK]
-    wanted.append(0 if is_json(left.get('/phone' + LIGHT, b'')) else 1)
+    wanted.append(0 if whole(LIGHT, left.get('/phone' + LIGHT, b'')) else 1)
     if calls.returncode != 0 or list(map(int, calls.stdout.split())) != wanted:
         yield f'the readers give {calls.stdout.split()}, not {wanted}'
 
