@@ -60,36 +60,19 @@ class DeviceTest : public ::testing::Test {
 [[noreturn]] void end_child() { _exit(testing::Test::HasFailure() ? 1 : 0); }
 void leave_terminal() { ASSERT_GE(setsid(), 0); }
 
-// An operator who gives each question the next answer.
-class Operator {
- public:
-  explicit Operator(std::vector<std::string> answers) : answers_(std::move(answers)) {
-    leave_terminal();
-    master_ = posix_openpt(O_RDWR | O_NOCTTY);
-    EXPECT_EQ(0, grantpt(master_) | unlockpt(master_));
-    slave_ = open(ptsname(master_), O_RDWR);     // becomes the terminal of the process
-    std::thread([this] { answer(); }).detach();  // the process ends before this object does
-  }
-  Operator(const Operator&) = delete;
-  Operator& operator=(const Operator&) = delete;
-
- private:
-  void answer() {
+// At a terminal of this process's own somebody confirms the first question.
+void meet_operator() {
+  leave_terminal();
+  const int master = posix_openpt(O_RDWR | O_NOCTTY);
+  ASSERT_EQ(0, grantpt(master) | unlockpt(master));
+  ASSERT_GE(open(ptsname(master), O_RDWR), 0);  // becomes the terminal of the process
+  std::thread([master] {
     std::string shown;
-    size_t given = 0;
-    for (char c = 0; given < answers_.size() && read(master_, &c, 1) == 1;) {
-      shown += c;
-      if (c != '>') continue;
-      EXPECT_THAT(shown, HasSubstr("Lay the phone flat, screen up."));
-      if (write(master_, answers_[given].data(), answers_[given].size()) > 0) ++given;
-      shown.clear();
-    }
-  }
-
-  const std::vector<std::string> answers_;
-  int master_ = -1;
-  int slave_ = -1;
-};
+    for (char c = 0; c != '>' && read(master, &c, 1) == 1;) shown += c;
+    EXPECT_THAT(shown, HasSubstr("Lay the phone flat, screen up."));
+    EXPECT_EQ(1, write(master, "\n", 1));
+  }).detach();
+}
 
 constexpr char kPlan[] = R"({"fixture": {"up": "flat"}}, {"calibrate": "Acc"})";
 
@@ -113,7 +96,7 @@ TEST_F(DeviceTest, TellsWhatAPhoneTellsAndNothingElse) {
 TEST_F(DeviceTest, RunsAPlanOnTheOperatorsWord) {
   const auto body = [this] {
     make_phone();
-    const Operator person({"\n"});
+    meet_operator();
     const Json::Value record = run(kPlan);
     EXPECT_EQ("passed", record["verdict"].asString()) << record;
     EXPECT_EQ("A1234", record["phone"]["serial"].asString()) << record["phone"];

@@ -164,12 +164,8 @@ std::vector<Reading> readings_of(const std::string& cells) {
 TEST(Grr, TheLargestCrossedPartIsTakenAndTheRestNamed) {
   constexpr By kBoth = {true, true};
   constexpr By kOperators = {false, true};
-  const struct {
-    const char* cells;
-    By by;
-    const char* size;  // or why it is none
-    std::vector<std::string> left_out;
-  } kRows[] = {
+  // Cells and factors, the study's size or why it is none, and what is left out.
+  const std::tuple<const char*, By, const char*, std::vector<std::string>> kRows[] = {
       {"A n x 2 A s x 2 B n x 2 B s x 3",
        {},
        "2 phones, 2 stations, 2 trials",
@@ -208,12 +204,12 @@ TEST(Grr, TheLargestCrossedPartIsTakenAndTheRestNamed) {
       {"A n x 2 B s x 2", {}, "no two phones were measured at the same two stations", {}},
       {"", {}, "0 phones: ", {}},
   };
-  for (const auto& row : kRows) {
-    SCOPED_TRACE(row.cells);
+  for (const auto& [cells, by, size, left_out] : kRows) {
+    SCOPED_TRACE(cells);
     Study study;
-    const std::string why = make_study({}, readings_of(row.cells), row.by, &study);
-    EXPECT_EQ((why.empty() ? study.size() : why).rfind(row.size, 0), 0U) << why << study.size();
-    EXPECT_EQ(study.left_out, row.left_out);
+    const std::string why = make_study({}, readings_of(cells), by, &study);
+    EXPECT_EQ((why.empty() ? study.size() : why).rfind(size, 0), 0U) << why << study.size();
+    EXPECT_EQ(study.left_out, left_out);
     if (!why.empty()) continue;
     EXPECT_EQ(analyse(study).judgement == Judgement::none, study.trials == 1);
   }

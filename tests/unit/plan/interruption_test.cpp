@@ -45,12 +45,7 @@ struct Interrupter : factory::plan::Observer {
 TEST(Interruption, EndsAtOnceAndLeavesTheOldValues) {
   const std::string both = R"({"calibrate": "Acc"}, {"calibrate": "Gyr"})";
   const std::string probed = R"({"probe": "tof", "expect": true}, )" + both;
-  const struct {
-    std::string steps;
-    int delay;
-    std::vector<Outcome> outcomes;
-    bool put_back;
-  } kRows[] = {
+  const std::tuple<std::string, int, std::vector<Outcome>, bool> kRows[] = {
       // In the run, and between the run's push to the hub (after 1.06 s) and the end of the fresh samples.
       {probed, 300, {Outcome::passed, Outcome::aborted, Outcome::skipped}, false},
       {probed, 1400, {Outcome::passed, Outcome::aborted, Outcome::skipped}, true},
@@ -62,17 +57,17 @@ TEST(Interruption, EndsAtOnceAndLeavesTheOldValues) {
   const std::vector<float> acc = station.offset(sensor_type::accelerometer);
   const std::vector<float> gyr = station.offset(sensor_type::gyroscope);
   station.options.speed = "1";
-  for (const auto& row : kRows) {
-    SCOPED_TRACE(row.steps + " " + std::to_string(row.delay));
-    Interrupter interrupter(2, milliseconds(row.delay));
-    const Station::Ran ran = station.run(row.steps, &interrupter);
+  for (const auto& [steps, delay, wanted, put_back] : kRows) {
+    SCOPED_TRACE(steps + " " + std::to_string(delay));
+    Interrupter interrupter(2, milliseconds(delay));
+    const Station::Ran ran = station.run(steps, &interrupter);
     EXPECT_LT(interrupter.since(), milliseconds(2000));
     EXPECT_EQ(ran.outcome, Outcome::aborted);
     std::vector<Outcome> outcomes;
     for (const Step& step : ran.steps) outcomes.push_back(step.outcome);
-    EXPECT_EQ(outcomes, row.outcomes);
+    EXPECT_EQ(outcomes, wanted);
     const Attempt& of_acc = ran.attempt(outcomes.size() - 2);
-    EXPECT_EQ(of_acc.put_back, row.put_back);
+    EXPECT_EQ(of_acc.put_back, put_back);
     EXPECT_FALSE(of_acc.kept);
     EXPECT_EQ(station.offset(sensor_type::accelerometer), acc);
     EXPECT_EQ(station.offset(sensor_type::gyroscope), gyr);

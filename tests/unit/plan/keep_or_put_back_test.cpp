@@ -14,26 +14,22 @@ constexpr int kAcc = sensor_type::accelerometer;
 const char* const kCalibrateAcc = R"({"calibrate": "Acc"})";
 
 TEST(KeepOrPutBack, WhatVerificationRefusesIsPutBack) {
-  const struct {
-    std::vector<std::string> fault;
-    std::vector<std::string> replay;
-    const char* reason;
-  } kRows[] = {
+  const std::tuple<std::vector<std::string>, std::vector<std::string>, const char*> kRows[] = {
       // The library's own limits let a walk pass.
       {{}, {std::string("Acc=") + TEST_DATA_DIR + "/recordings/walk_level_accelerometer.csv"}, "noise"},
       {{"nan:Acc"}, {}, "not a number"},
       {{"hub-word:0,0,-5"}, {}, "failed when set offset to hub"},
   };
-  for (const auto& row : kRows) {
+  for (const auto& [fault, replay, reason] : kRows) {
     Station station;
     ASSERT_EQ(station.run(kCalibrateAcc).outcome, Outcome::passed);
     const std::vector<float> before = station.offset(kAcc);
-    station.options.fault = row.fault;
-    station.options.replay = row.replay;
+    station.options.fault = fault;
+    station.options.replay = replay;
     const Station::Ran ran = station.run(kCalibrateAcc);
-    SCOPED_TRACE(row.reason);
+    SCOPED_TRACE(reason);
     EXPECT_EQ(ran.outcome, Outcome::failed);
-    EXPECT_THAT(ran.attempt(0).reasons, Contains(HasSubstr(row.reason)));
+    EXPECT_THAT(ran.attempt(0).reasons, Contains(HasSubstr(reason)));
     EXPECT_THAT(ran.attempt(0).hints, Not(IsEmpty()));
     EXPECT_FALSE(ran.attempt(0).kept);
     EXPECT_TRUE(ran.attempt(0).put_back);
