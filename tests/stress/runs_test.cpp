@@ -15,7 +15,8 @@ using scenario::WholePhone;
 // Keeps what the library gets from now on.
 sp<phone_test::Listener> listen_before(SensorCalibration& cal) {
   const sp<phone_test::Listener> listener = new phone_test::Listener;
-  listener->on_each = [library = msensorEventCallback](const Event& event) { (void)library->onEvent(event).isOk(); };
+  const sp<phone_test::IEventQueueCallback> library = msensorEventCallback;
+  listener->on_each = [library](const Event& event) { (void)library->onEvent(event).isOk(); };
   cal.event_queue = nullptr;
   cal.sensor_manager->createEventQueue(listener, [&](const auto& queue, auto) { cal.event_queue = queue; });
   return listener;
