@@ -9,11 +9,8 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <optional>
 #include <set>
 #include <sstream>
-#include <string_view>
 
 #include "cli/terminal.h"
 #include "files/app_error.h"
@@ -155,31 +152,13 @@ class Reader {
   // A file that is there, or can be made: its folder is not, for where a disk is not mounted a new one would hide it.
   static void require_store(const Setting& setting, const fs::path& file) {
     std::error_code ignored;
-    constexpr std::string_view kBegin = "SQLite format 3";
     const bool there = fs::exists(file, ignored);
-    const auto bytes = there ? read_begin(file, kBegin.size()) : std::nullopt;
     if (!fs::is_directory(file.parent_path(), ignored))
       return setting.problem("there is no folder " + file.parent_path().string());
     if (access((there ? file : file.parent_path()).c_str(), W_OK) != 0)
       return setting.problem(file.string() + ": cannot be written: " + strerror(errno));
-    if (there && !(bytes && (bytes->empty() || *bytes == kBegin))) setting.problem(file.string() + ": is no store");
-  }
-
-  static std::optional<std::string> read_begin(const fs::path& file, size_t size) {
-    std::ifstream in(file, std::ios::binary);
-    std::string out(size, '\0');
-    in.read(out.data(), static_cast<std::streamsize>(size));
-    out.resize(static_cast<size_t>(in.gcount()));
-    return in.bad() || fs::is_directory(file) ? std::nullopt : std::optional(out);
-  }
-
-  // That can be made, with those above it.
-  static void require_folder(const Setting& setting, fs::path folder) {
-    std::error_code ignored;
-    while (!fs::exists(folder, ignored) && folder.has_relative_path()) folder = folder.parent_path();
-    if (!fs::is_directory(folder, ignored)) return setting.problem(folder.string() + " is no folder");
-    if (access(folder.c_str(), W_OK | X_OK) != 0)
-      setting.problem(folder.string() + ": cannot be written: " + strerror(errno));
+    if (there && fs::file_size(file, ignored) != 0 && !begins(file, "SQLite format 3"))
+      setting.problem(file.string() + ": is no store");
   }
 
   void read_reports() {
@@ -192,7 +171,7 @@ class Reader {
       const std::string last = fs::path(*name).filename();
       checked(reports[key], [&, &name = *name, &key = key] {
         check_pattern("name", last);
-        if (!name.empty()) require_folder(reports[key], fs::path(name).parent_path());
+        if (!name.empty()) require_output_folder("its folder", fs::path(name).parent_path());
         if (!name.empty() && !is_pattern(last))
           reports[key].problem("{serial}-{started} in its name keeps every run's");
         if (is_pattern(fs::path(name).parent_path()))
@@ -411,29 +390,6 @@ Settings read_settings(const std::string& file, const Surroundings& around, std:
     return {};
   }
   return Reader(root, folder, around).read();
-}
-
-std::string in_words(const Settings& settings) {
-  std::string out = "station " + settings.station + "\n";
-  for (const PlanChoice& plan : settings.plans)
-    out += "plan " + plan.name + " (" + plan.file + ") for serial numbers " + plan.serials.expression() + "\n";
-  for (const SlotSettings& slot : settings.slots)
-    out += "slot " + slot.name + " (code \"" + slot.code + "\"): " + joined(slot.runner, " ") + "\n";
-  out += "serial numbers " + settings.serials.expression() + "\n";
-  out += "store " + (settings.store.empty() ? "none" : store::parse_uri(settings.store).shown) + "\n";
-  for (const std::string& name : {settings.html, settings.junit, settings.csv}) {
-    if (!name.empty()) out += "report " + name + "\n";
-  }
-  if (!settings.operators.empty()) out += std::to_string(settings.operators.size()) + " operators, who sign in\n";
-  out += "retests: " + std::to_string(settings.retests_of_errors) + " after an error, at once; " +
-         std::to_string(settings.retests_of_failures) + " after a failure, where it is scanned again\n";
-  if (!settings.earlier.empty()) {
-    out += "phones that passed at station " + settings.earlier + "; while nobody can tell, they are " +
-           (settings.earlier_unknown_allowed ? "allowed" : "refused") + "\n";
-  }
-  if (settings.golden) out += "a golden phone at every shift's start: " + settings.golden_serials.expression() + "\n";
-  return out + "page in \"" + settings.language + "\" at " + settings.address + ", port " +
-         std::to_string(settings.port) + "\n";
 }
 
 }  // namespace factory::station

@@ -70,9 +70,6 @@ Settings read_settings(const std::string& file, const Surroundings& around, std:
 // with ":quoted", {serial:quoted}, as one word of a POSIX shell's. Throws AppError(kUsage) for an unknown name.
 std::vector<std::string> filled(const std::vector<std::string>& words, const Values& values);
 
-// For a person: what the station would do.
-std::string in_words(const Settings& settings);
-
 bool is_loopback(const std::string& address);
 
 }  // namespace factory::station

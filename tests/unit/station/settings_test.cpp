@@ -119,7 +119,7 @@ TEST_F(StationSettings, PlacesAreThere) {
   const std::string in = folder_.string();
   std::ofstream(folder_ / "file") << "text";
   const std::pair<const char*, std::string> rows[] = {
-      {R"(, "reports": {"html": "file/{serial}.html"})", ":1: reports.html: " + in + "/file is no folder"},
+      {R"(, "reports": {"html": "file/{serial}.html"})", ":1: reports.html: its folder " + in + "/file: is no folder"},
       {R"(, "store": "nosuch/r.db")", ":1: store: there is no folder " + in + "/nosuch"},
       {R"(, "store": "sqlite:file")", ":1: store: " + in + "/file: is no store"},
       {R"(, "store": "postgresql://x/y", "spool": "nosuch/s.db")", ":1: spool: there is no folder " + in + "/nosuch"},
