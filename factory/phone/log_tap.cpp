@@ -1,7 +1,6 @@
 #include "phone/log_tap.h"
 
 #include <android/log.h>
-#include <ctype.h>
 #include <string.h>
 #include <sys/syscall.h>
 #include <time.h>
@@ -54,26 +53,6 @@ std::vector<double> parse_values(const char* text) {
     at = end;
   }
   return out;
-}
-
-// Numbers that are others in every process would make two records of one run differ: addresses, and descriptors that
-// were opened. What the library prints in hex besides is shorter than an address.
-std::string without_process_numbers(std::string text) {
-  constexpr size_t kShortestAddress = sizeof(void*) == 4 ? 7 : 9;
-  constexpr struct {
-    const char* before;
-    size_t shortest;
-    int (*digit)(int);
-  } kRows[] = {{"0x", kShortestAddress, isxdigit}, {"open fd=", 1, isdigit}};
-  for (const auto& row : kRows) {
-    const size_t length = strlen(row.before);
-    for (size_t at = text.find(row.before); at != std::string::npos; at = text.find(row.before, at + length)) {
-      size_t end = at + length;
-      while (end < text.size() && row.digit(static_cast<unsigned char>(text[end])) != 0) ++end;
-      if (end - at - length >= row.shortest) text.replace(at + length, end - at - length, "...");
-    }
-  }
-  return text;
 }
 
 void write_threadtime(LineFile& file, const __android_log_message& message) {
@@ -161,7 +140,7 @@ void LogTap::keep(const __android_log_message& message) {
     kept_.erase(kept_.begin() + kMax / 2);
     ++dropped_;
   }
-  std::string text = without_process_numbers(message.message);
+  std::string text = message.message;
   while (!text.empty() && text.back() == '\n') text.pop_back();
   kept_.push_back(
       {message.priority, message.tag == nullptr ? "" : message.tag, text, std::this_thread::get_id() != caller_});

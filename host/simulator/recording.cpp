@@ -70,11 +70,10 @@ void make_recording(const std::string& folder) {
     throw AppError(kUsage, "--record " + folder + ": not an empty folder; each recording has one of its own");
 }
 
-void write_head(const std::string& folder, const RunHead& head, const Json::Value& options) {
+void write_head(const std::string& folder, const RunHead& head) {
   Json::Value out = json_object({{"format", kRecordingFormat}, {"application", SENSORCAL_VERSION}});
   each_field(head, [&](const char* name, const std::string& value) { out[name] = value; });
   if (head.order.stop_on_failure) out["on_failure"] = "stop";
-  out["options"] = options;
   write(folder + kPlanFile, head.plan_bytes);
   write(folder + kRunFile, json_pretty(out) + "\n");
 }

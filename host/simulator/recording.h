@@ -20,7 +20,7 @@ inline constexpr char kTraceFile[] = "/trace.jsonl";
 
 // The folder must be missing or empty.
 void make_recording(const std::string& folder);
-void write_head(const std::string& folder, const RunHead& head, const Json::Value& options);
+void write_head(const std::string& folder, const RunHead& head);
 void write_record(const std::string& folder, const record::Run& record);
 
 // Refuses what is no recording, or one of another version.

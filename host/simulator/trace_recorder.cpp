@@ -31,8 +31,8 @@ struct Asking {
 class Recorder : public Trace {
  public:
   // Makes the folder, which must be missing or empty. Throws AppError.
-  Recorder(std::string folder, const std::string& device_root, Json::Value options)
-      : folder_(std::move(folder)), options_(std::move(options)), attempt_(attempt_key(0, 0)) {
+  Recorder(std::string folder, const std::string& device_root)
+      : folder_(std::move(folder)), attempt_(attempt_key(0, 0)) {
     make_recording(folder_);
     Json::Value head;
     head["format"] = kRecordingFormat;
@@ -53,7 +53,7 @@ class Recorder : public Trace {
     if (fd_ >= 0) close(fd_);
   }
 
-  void run_begins(const RunHead& head) override { write_head(folder_, head, options_); }
+  void run_begins(const RunHead& head) override { write_head(folder_, head); }
 
   void attempt_begins(int step, int attempt, const std::string& /*name*/) override {
     const std::lock_guard<std::mutex> lock(mutex_);
@@ -106,20 +106,11 @@ class Recorder : public Trace {
   }
 
   const std::string folder_;
-  const Json::Value options_;  // for people
   std::mutex mutex_;
   int fd_ = -1;  // guarded by mutex_, and so are the following
   int lines_ = 0;
   std::string attempt_;  // its key
 };
-
-Json::Value for_people(const Options& options) {
-  Json::Value out;
-  if (!options.world.empty()) out["world"] = to_json(options.world);
-  if (!options.replay.empty()) out["replay"] = to_json(options.replay);
-  if (!options.fault.empty()) out["fault"] = to_json(options.fault);
-  return out;
-}
 
 }  // namespace
 }  // namespace factory::trace
@@ -128,7 +119,7 @@ namespace factory {
 
 std::unique_ptr<Fixture> record_fixture(std::unique_ptr<Fixture> phone, const Options& options) {
   if (options.record.empty()) return phone;
-  auto recorder = std::make_unique<trace::Recorder>(options.record, phone->device_root(), trace::for_people(options));
+  auto recorder = std::make_unique<trace::Recorder>(options.record, phone->device_root());
   const std::string root = phone->device_root();
   return trace::traced_fixture(std::move(recorder), std::move(phone), root);
 }
