@@ -58,18 +58,6 @@ Json::Value chart_of(const Characteristic& c, const Process& process) {
   return out;
 }
 
-// Least, mean and greatest values of subgroups, between the limits that these were under.
-Json::Value range_chart(const Process& process) {
-  Json::Value out = json_object({{"kind", "range"}});
-  for (const ChartPoint& point : process.chart.points) {
-    const auto& [count, mean, squares, least, most] = point.values;
-    Json::Value& p =
-        out["points"].append(json_object({{"day", point.when}, {"least", least}, {"mean", mean}, {"most", most}}));
-    add_limits(process.limits_in(point.day), &p);
-  }
-  return out;
-}
-
 Json::Value days_chart(const Statistics& s) {
   Json::Value out = json_object({{"kind", "days"}, {"points", Json::Value(Json::arrayValue)}});
   for (const auto& [day, its] : s.by_day) {
@@ -307,14 +295,13 @@ Markup outliers(const Characteristic& c) {
   return element("h4", "Outliers") + element("div", {{"class", "scrolls"}}, table.markup());
 }
 
-Markup limits(const Characteristic& c, Charts* charts) {
+Markup limits(const Characteristic& c) {
   if (!c.limits_changed()) return {};
   Markup items;
   for (const LimitsThen& then : latest_limits(c)) items += element("li", to_text(then, c.unit));
   const std::string count = "Under " + std::to_string(c.limits_then.size()) + " limits, ";
   if (c.limits_follow()) return element("p", count + "which follow what is measured.");
-  return element("p", count + "the newest last:") + element("ul", items) +
-         (c.line.days.size() < 2 ? Markup() : charts->place(range_chart(c.line), "values and their limits"));
+  return element("p", count + "the newest last:") + element("ul", items);
 }
 
 Markup alarms(const ControlChart& chart) {
@@ -351,8 +338,7 @@ Markup in_full(const Characteristic& c, size_t i, Charts* charts) {
   if (k.cp) about += " \u00B7 Cp " + index_text(k.cp) + " (" + interval_text(k.cp) + ")";
   if (c.normality) about += " \u00B7 normal: p " + significant(c.normality->p, 2);
   Markup content = element("p", {{"class", "about"}, {"id", measurement_id(i)}}, about);
-  content +=
-      limits(c, charts) + chart_markup(c, c.line, "means, all stations", charts) + stations_of(c, charts) + outliers(c);
+  content += limits(c) + chart_markup(c, c.line, "means, all stations", charts) + stations_of(c, charts) + outliers(c);
   return element("details", element("summary", name_of(c)) + content);
 }
 

@@ -33,14 +33,6 @@
       datasets: [bars('runs', points.map(({runs}) => runs), 'failed'),
                  line('together, %', points.map(({together}) => together), 'accepted', [], {yAxisID: 'share', pointRadius: 3})],
     }),
-    range: ({points}) => ({
-      labels: points.map(({day}) => day),
-      datasets: [
-        {...bars('least to greatest', points.map(({least, most}) => [least, most]), 'line'), stack: undefined},
-        line('mean', points.map(({mean}) => mean), 'accepted', [], {pointRadius: 2}),
-        ...['low', 'high'].map((limit) => line(limit + ' limit', points.map((p) => p[limit] ?? null), 'limit', [], {stepped: 'middle'})),
-      ],
-    }),
     drift: ({points, centre, low, high}) => {
       const same = (value) => points.map(() => value);
       const datasets = [
