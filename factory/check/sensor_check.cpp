@@ -8,6 +8,7 @@
 #include <string>
 
 #include "check/limits.h"
+#include "files/numbers.h"
 #include "sensors/sensor.h"
 
 namespace factory {
@@ -115,12 +116,6 @@ std::string note_of_bursts(const Observation& seen) {
   if (bursts * 2 > samples.size()) return "";
   return "events come about " + std::to_string((samples.size() + bursts / 2) / bursts) +
          " at a time, though no batching was asked for";
-}
-
-double median(std::vector<double> values) {
-  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-  std::nth_element(values.begin(), middle, values.end());
-  return *middle;
 }
 
 Observation observe(Session& session, const SensorInfo& sensor, const CheckRequest& request, const Progress& progress,

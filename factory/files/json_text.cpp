@@ -83,8 +83,7 @@ bool parse_json(const std::string& text, Json::Value* out, std::string* problem)
 
 bool parse_json_of_people(const std::string& text, Json::Value* out, std::string* problem) {
   Json::CharReaderBuilder builder;
-  builder["rejectDupKeys"] = true;
-  builder["failIfExtra"] = true;
+  Json::CharReaderBuilder::strictMode(&builder.settings_);
   return parse(builder, text, out, problem);
 }
 

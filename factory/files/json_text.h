@@ -68,8 +68,8 @@ void print_result(bool json, const std::string& form, const Json::Value& documen
 
 // False where the text is no JSON, or is nested deeper than the library reads; why is in `problem`.
 bool parse_json(const std::string& text, Json::Value* out, std::string* problem = nullptr);
-// The same for what a person writes: a key that an object has twice is refused, for one of both would be passed over,
-// and so is what stands behind the value.
+// The same for what a person writes: strict JSON, without comments or anything behind the value; a key that an object
+// has twice is refused, for one of both would be passed over.
 bool parse_json_of_people(const std::string& text, Json::Value* out, std::string* problem);
 
 }  // namespace factory

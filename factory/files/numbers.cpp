@@ -1,5 +1,6 @@
 #include "files/numbers.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <iterator>
@@ -31,6 +32,12 @@ std::string fixed(double value, int digits) {
 std::string plain(double value) {
   constexpr double kWholeFrom = 1e4;
   return significant(value, std::fabs(value) < kWholeFrom ? 4 : 6);
+}
+
+double median(std::vector<double> values) {
+  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+  std::nth_element(values.begin(), middle, values.end());
+  return *middle;
 }
 
 std::string hex(const void* bytes, size_t size) {

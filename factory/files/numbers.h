@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace factory {
 
@@ -19,6 +20,9 @@ std::string plain(double value);
 // In the fewest digits that give it back.
 std::string plain_exactly(double value);
 std::string plain_exactly(float value);
+
+// The one in the middle; of an even count the greater of both. Of one or more.
+double median(std::vector<double> values);
 
 // Bytes, two digits each.
 std::string hex(const void* bytes, size_t size);

@@ -71,6 +71,12 @@ std::string joined(const std::vector<std::string>& words, const std::string& bet
   return out;
 }
 
+std::string trimmed(const std::string& text) {
+  constexpr const char* kBlanks = " \t\r\n\v\f";
+  const size_t begin = std::min(text.find_first_not_of(kBlanks), text.size());
+  return text.substr(begin, text.find_last_not_of(kBlanks) + 1 - begin);
+}
+
 std::string lower(std::string text) {
   for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
   return text;

@@ -20,6 +20,9 @@ std::string counted(Count count, const std::string& of_one) {
 // longer forms than needed are none.
 size_t utf8_length(std::string_view text, uint32_t* character = nullptr);
 
+// Without the blanks and line feeds around it.
+std::string trimmed(const std::string& text);
+
 // Of the letters of ASCII.
 std::string lower(std::string text);
 std::string upper(std::string text);

@@ -180,12 +180,6 @@ std::vector<std::string> left_out(const Cells& cells, const Part& part) {
 enum Column : size_t { kPhone, kStation, kOperator, kTrial, kValue, kColumnCount };
 constexpr const char* kColumns[kColumnCount] = {"phone", "station", "operator", "trial", "value"};
 
-std::string trimmed(const std::string& text) {
-  constexpr const char* kBlanks = " \t\r";
-  const size_t begin = std::min(text.find_first_not_of(kBlanks), text.size());
-  return text.substr(begin, text.find_last_not_of(kBlanks) + 1 - begin);
-}
-
 class Csv {
  public:
   Csv(std::string file, const std::string& text) : file_(std::move(file)), text_(text) {

@@ -6,6 +6,7 @@
 #include "files/app_error.h"
 #include "files/json_text.h"
 #include "files/numbers.h"
+#include "files/words.h"
 #include "record/why.h"
 
 namespace factory::record {
@@ -89,10 +90,9 @@ std::string Phone::fact(const std::string& name) const {
 }
 
 std::string serial_number(const std::string& option, const std::string& typed) {
-  const size_t begin = typed.find_first_not_of(" \t\r\n");
   if (typed.empty()) return "";  // none was given
-  if (begin == std::string::npos) throw AppError(kUsage, option + ": a serial number of blanks is none");
-  const std::string serial = typed.substr(begin, typed.find_last_not_of(" \t\r\n") + 1 - begin);
+  const std::string serial = trimmed(typed);
+  if (serial.empty()) throw AppError(kUsage, option + ": a serial number of blanks is none");
   const bool hidden = std::any_of(serial.begin(), serial.end(), [](char c) {
     return static_cast<unsigned char>(c) < 0x20 || c == 0x7f;  // control characters, DEL
   });

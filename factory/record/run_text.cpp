@@ -58,18 +58,23 @@ std::string verdict_text(Outcome outcome) { return look_of(outcome).paint(outcom
 
 std::string headline_text(Outcome outcome) { return look_of(outcome).paint(look_of(outcome).headline); }
 
+std::string restarts_text(const Attempt& attempt) {
+  constexpr const char* kWords[] = {"variance", "no variance at all", "bias"};
+  std::vector<std::string> out;
+  for (size_t i = 0; i < attempt.restarts.size(); ++i) {
+    if (attempt.restarts[i] > 0) out.push_back(std::to_string(attempt.restarts[i]) + " for " + kWords[i]);
+  }
+  return joined(out, ", ");
+}
+
 std::string attempt_text(int step, int steps, const std::string& name, const Attempt& attempt) {
   std::string out =
       "[" + std::to_string(step) + "/" + std::to_string(steps) + "] " + verdict_text(attempt.outcome) + "  " + name;
   if (attempt.number > 1) out += ", attempt " + std::to_string(attempt.number);
   out += "  " + fixed(attempt.seconds, 2) + " s\n";
   for (const std::string& reason : attempt.reasons) out += remark(bad("why: "), reason);
-  const int restarts = attempt.restarts[0] + attempt.restarts[1] + attempt.restarts[2];
-  if (!attempt.reasons.empty() && restarts > 0) {
-    out += "  restarts: " + std::to_string(attempt.restarts[0]) + " for variance, " +
-           std::to_string(attempt.restarts[2]) + " for bias, " + std::to_string(attempt.restarts[1]) +
-           " for no variance at all\n";
-  }
+  const std::string restarts = restarts_text(attempt);
+  if (!attempt.reasons.empty() && !restarts.empty()) out += "  restarts: " + restarts + "\n";
   for (const std::string& hint : attempt.hints) out += remark("try: ", hint);
   for (const std::string& note : attempt.notes) out += remark("note: ", note);
   if (attempt.put_back && !attempt.kept) out += "  the hub's old values were put back\n";

@@ -12,6 +12,9 @@ std::string verdict_text(Outcome outcome);
 // The same of a whole run: in capitals.
 std::string headline_text(Outcome outcome);
 
+// "2 for variance, 1 for bias"; empty when there was none.
+std::string restarts_text(const Attempt& attempt);
+
 std::string attempt_text(int step, int steps, const std::string& name, const Attempt& attempt);
 
 // What was measured, a line for each axis and a column for each measurement; empty without any.

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "files/words.h"
+#include "record/run_text.h"
 #include "report/html.h"
 #include "report/words.h"
 
@@ -87,7 +88,7 @@ Markup sample_window(const record::Step& step, const record::Attempt& attempt) {
   figure += element("div", {{"class", "plots"}, {"data-window", window_id(step, attempt)}},
                     Markup::own("<noscript>The charts need JavaScript.</noscript>"));
   Markup out = heading(title) + element("figure", figure);
-  const std::string causes = restarts_by_cause(attempt);
+  const std::string causes = record::restarts_text(attempt);
   if (causes.empty() && restarts.empty()) return out;
   out += element("p", "The sample window started anew: " + causes + ".");
   const Markup causes_in_order = element("ul", {{"class", "restarts"}}, restarts);

@@ -4,6 +4,7 @@
 #include "files/numbers.h"
 #include "files/time_text.h"
 #include "files/whole_file.h"
+#include "record/run_text.h"
 #include "report/markup.h"
 #include "report/report.h"
 #include "report/words.h"
@@ -29,7 +30,7 @@ std::string attempt_text(const record::Attempt& attempt) {
     out += "  " + m.name + (m.axis.empty() ? "" : " " + m.axis) + ": " + value_with_error(m) +
            (allowed.empty() ? "" : " (" + allowed + ")") + " " + outcome_name(m.outcome) + "\n";
   }
-  if (const std::string causes = restarts_by_cause(attempt); !causes.empty()) out += "  restarts: " + causes + "\n";
+  if (const std::string causes = record::restarts_text(attempt); !causes.empty()) out += "  restarts: " + causes + "\n";
   return out;
 }
 

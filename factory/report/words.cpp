@@ -5,7 +5,6 @@
 
 #include "files/json_text.h"
 #include "files/numbers.h"
-#include "files/words.h"
 
 namespace factory {
 namespace {
@@ -88,15 +87,6 @@ std::string limits(const record::Measurement& m) {
   if (!m.low) return with_unit("at most " + number_for_people(*m.high), m);
   if (!m.high) return with_unit("at least " + number_for_people(*m.low), m);
   return with_unit(number_for_people(*m.low) + " to " + number_for_people(*m.high), m);
-}
-
-std::string restarts_by_cause(const record::Attempt& attempt) {
-  constexpr const char* kWords[] = {"variance", "no variance at all", "bias"};
-  std::vector<std::string> out;
-  for (size_t i = 0; i < attempt.restarts.size(); ++i) {
-    if (attempt.restarts[i] > 0) out.push_back(std::to_string(attempt.restarts[i]) + " for " + kWords[i]);
-  }
-  return joined(out, ", ");
 }
 
 std::string restart_in_words(const record::Restart& restart) {

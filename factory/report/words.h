@@ -34,9 +34,6 @@ std::string step_name(const record::Step& step);
 std::string value_with_error(const record::Measurement& measurement);
 std::string limits(const record::Measurement& measurement);
 
-// "2 for variance, 1 for bias"; empty when there was none.
-std::string restarts_by_cause(const record::Attempt& attempt);
-
 // "variance of x 0.31, limit 0.05"
 std::string restart_in_words(const record::Restart& restart);
 

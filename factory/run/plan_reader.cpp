@@ -6,9 +6,9 @@
 
 #include <algorithm>
 #include <map>
-#include <sstream>
 
 #include "files/app_error.h"
+#include "files/json_text.h"
 #include "files/whole_file.h"
 #include "run/plan_json.h"
 #include "sensors/sensor.h"
@@ -16,27 +16,15 @@
 namespace factory::plan {
 namespace {
 
-// Strict JSON: no comments, no second key of the same name, nothing behind the end.
-bool parse_json(const std::string& file, const std::string& bytes, Json::Value* root,
-                std::vector<std::string>* problems) {
-  Json::CharReaderBuilder builder;
-  Json::CharReaderBuilder::strictMode(&builder.settings_);
-  std::istringstream in(bytes);
-  std::string errors;
-  try {
-    if (Json::parseFromStream(builder, in, root, &errors)) return true;
-  } catch (const std::exception& error) {
-    problems->push_back(file + ":1:1: no valid JSON: " + error.what());  // nested too deep
-    return false;
-  }
-  // "* Line 3, Column 5\n  what\n", once or more: what follows the first comes of it.
+bool parse(const std::string& file, const std::string& bytes, Json::Value* root, std::vector<std::string>* problems) {
+  std::string why;
+  if (parse_json_of_people(bytes, root, &why)) return true;
   int row = 1;
   int column = 1;
-  int text = 0;
-  (void)sscanf(errors.c_str(), "* Line %d, Column %d %n", &row, &column, &text);
-  const auto begin = static_cast<size_t>(text);
+  int text = 0;  // nested too deep has no place
+  (void)sscanf(why.c_str(), "Line %d, Column %d: %n", &row, &column, &text);
   problems->push_back(file + ":" + std::to_string(row) + ":" + std::to_string(column) +
-                      ": no valid JSON: " + errors.substr(begin, errors.find('\n', begin) - begin));
+                      ": no valid JSON: " + why.substr(static_cast<size_t>(text)));
   return false;
 }
 
@@ -175,7 +163,7 @@ Plan parse_plan(const std::string& file, const std::string& bytes, std::vector<s
   plan.file = file;
   plan.bytes = bytes;
   Json::Value parsed;
-  if (!parse_json(file, bytes, &parsed, problems)) return plan;
+  if (!parse(file, bytes, &parsed, problems)) return plan;
   const PlanValue::Source source{file, bytes, problems};
   const PlanValue root(source, parsed);
   if (!root->isObject()) {

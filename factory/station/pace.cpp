@@ -2,17 +2,12 @@
 
 #include <algorithm>
 
+#include "files/numbers.h"
+
 namespace factory::station {
 namespace {
 
 constexpr size_t kRuns = 15;
-
-double median(const std::deque<double>& values) {
-  std::vector<double> sorted(values.begin(), values.end());
-  const auto middle = sorted.begin() + static_cast<std::ptrdiff_t>(sorted.size() / 2);
-  std::nth_element(sorted.begin(), middle, sorted.end());
-  return *middle;
-}
 
 }  // namespace
 
@@ -37,7 +32,8 @@ std::optional<double> Pace::left(const std::string& plan_sha256, int step, doubl
   const auto here = left_.find({plan_sha256, step});
   if (here == left_.end()) return {};
   const auto next = left_.find({plan_sha256, step + 1});
-  return std::max(median(here->second) - seconds_in_step, next == left_.end() ? 0 : median(next->second));
+  const auto usual = [](const std::deque<double>& runs) { return median({runs.begin(), runs.end()}); };
+  return std::max(usual(here->second) - seconds_in_step, next == left_.end() ? 0 : usual(next->second));
 }
 
 }  // namespace factory::station

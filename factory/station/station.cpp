@@ -5,6 +5,7 @@
 #include "cli/terminal.h"
 #include "files/app_error.h"
 #include "files/json_text.h"
+#include "files/words.h"
 #include "store/run_id.h"
 
 namespace factory::station {
@@ -20,12 +21,6 @@ constexpr const char* kAnswers[] = {"done", "skip", "abort"};
 
 Station::Done refused(const std::string& code, std::vector<std::string> arguments, const std::string& text) {
   return {"", "", {code, std::move(arguments), text}};
-}
-
-std::string trimmed(const std::string& text) {
-  constexpr const char* kBlanks = " \t\r\n\v\f";
-  const size_t begin = text.find_first_not_of(kBlanks);
-  return begin == std::string::npos ? "" : text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1);
 }
 
 Json::Value said(const store::Alert& alert) {

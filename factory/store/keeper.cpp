@@ -2,8 +2,6 @@
 
 #include <sys/stat.h>
 
-#include <filesystem>
-
 #include "cli/terminal.h"
 #include "files/app_error.h"
 #include "files/json_text.h"
@@ -33,10 +31,6 @@ Keeper::Keeper(const std::string& uri, const std::string& spool, bool samples)
     if (uri_.postgresql) {
       spool_.emplace(spool.empty() ? default_spool(uri_) : spool);
       require_owner(&*spool_, uri_);
-      // Where older versions let runs wait, for whatever server came next.
-      const std::string old = spool.empty() ? state_folder() + "/spool.db" : "";
-      if (std::filesystem::exists(old) && Spool(old).waiting() > 0)
-        complain("runs wait in " + old + ": `sensorcal sync --spool " + old + "`");
     } else {
       open_store();
     }
