@@ -28,16 +28,16 @@ bool parse(const std::string& file, const std::string& bytes, Json::Value* root,
   return false;
 }
 
-bool overlaps(const PlanValue& value) { return !value.has("overlap") || value["overlap"].truth(); }
+bool overlaps(const PlacedJson& value) { return !value.has("overlap") || value["overlap"].truth(); }
 
-Block read_group(const PlanValue& value) {
+Block read_group(const PlacedJson& value) {
   value.only_keys({"group", "repeat", "on_failure", "overlap", "steps"});
   Block block;
   block.group = value["group"].text();
   block.repeat = value["repeat"].whole(1, kAttemptsMax, 1);
-  block.stop_on_failure = value["on_failure"].stops();
+  block.stop_on_failure = stops(value["on_failure"]);
   block.overlap = overlaps(value);
-  const PlanValue steps = value["steps"];
+  const PlacedJson steps = value["steps"];
   if (!steps->isArray() || steps->empty()) {
     value.problem("a group needs a list of steps");
     return block;
@@ -52,7 +52,7 @@ Block read_group(const PlanValue& value) {
   return block;
 }
 
-Block read_single(const PlanValue& value) {
+Block read_single(const PlacedJson& value) {
   Block block;
   block.steps.push_back(read_step(value));
   block.stop_on_failure = block.steps[0].stop_on_failure;
@@ -164,8 +164,8 @@ Plan parse_plan(const std::string& file, const std::string& bytes, std::vector<s
   plan.bytes = bytes;
   Json::Value parsed;
   if (!parse(file, bytes, &parsed, problems)) return plan;
-  const PlanValue::Source source{file, bytes, problems};
-  const PlanValue root(source, parsed);
+  const PlacedJson::Source source{file, bytes, problems};
+  const PlacedJson root(source, parsed);
   if (!root->isObject()) {
     root.problem("a plan is a JSON object");
     return plan;
@@ -178,7 +178,7 @@ Plan parse_plan(const std::string& file, const std::string& bytes, std::vector<s
   (void)root["about"].text();
   plan.phones = root["for"].texts();
   const bool overlap = overlaps(root);
-  const PlanValue steps = root["steps"];
+  const PlacedJson steps = root["steps"];
   if (!steps->isArray() || steps->empty()) {
     steps.problem("a plan needs a list of steps");
     return plan;

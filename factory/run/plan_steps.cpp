@@ -20,7 +20,7 @@ constexpr double kLongestRun = 3600;
 
 using Keys = std::set<std::string>;
 
-void only_step_keys(const PlanValue& value, Keys keys) {
+void only_step_keys(const PlacedJson& value, Keys keys) {
   keys.insert({"name", "repeat", "on_failure"});  // what every step may say of itself
   value.only_keys(keys);
 }
@@ -33,17 +33,17 @@ struct LimitUnits {
   size_t axes = 1;
 };
 
-std::optional<Bound> read_spread(const PlanValue& value, const std::string& unit, size_t axes) {
-  const std::optional<Bound> out = value.bound(unit, axes, true);
+std::optional<Bound> read_spread(const PlacedJson& value, const std::string& unit, size_t axes) {
+  const std::optional<Bound> out = bound(value, unit, axes, true);
   if (out && !std::all_of(out->values.begin(), out->values.end(), [](double v) { return v > 0; }))
     value.problem("must be above 0");
   return out;
 }
 
-Limits read_limits(const PlanValue& step, const LimitUnits& units) {
+Limits read_limits(const PlacedJson& step, const LimitUnits& units) {
   Limits out;
   if (!step.has("limits")) return out;
-  const PlanValue limits = step["limits"];
+  const PlacedJson limits = step["limits"];
   if (!limits->isObject()) {
     limits.problem("give an object of limits");
     return out;
@@ -58,8 +58,8 @@ Limits read_limits(const PlanValue& step, const LimitUnits& units) {
     out.noise = read_spread(limits["noise"], *units.samples, units.axes);
   }
   if (units.value) {
-    out.low = limits["low"].bound(*units.value, units.axes, false);
-    out.high = limits["high"].bound(*units.value, units.axes, false);
+    out.low = bound(limits["low"], *units.value, units.axes, false);
+    out.high = bound(limits["high"], *units.value, units.axes, false);
     for (size_t i = 0; out.low && out.high && i < units.axes; ++i) {
       if (out.low->at(i) < out.high->at(i)) continue;
       limits["low"].problem("the limits are the wrong way round: low " + plain(out.low->at(i)) + " is not below high " +
@@ -68,13 +68,13 @@ Limits read_limits(const PlanValue& step, const LimitUnits& units) {
     }
   }
   if (units.restarts && limits.has("restarts")) out.restarts = limits["restarts"].whole(0, 10000, 0);
-  out.seconds = limits["seconds"].amount("s", 1e-6, kLongestRun);
-  out.marginal = limits["marginal"].amount("%", 0, 0.9).value_or(0);
+  out.seconds = amount(limits["seconds"], "s", 1e-6, kLongestRun);
+  out.marginal = amount(limits["marginal"], "%", 0, 0.9).value_or(0);
   return out;
 }
 
 // Reads the type number of a tag. False: it is no tag.
-bool read_tag(const PlanValue& value, Step* step) {
+bool read_tag(const PlacedJson& value, Step* step) {
   if (!value->isString()) {
     value.problem("give a sensor's tag as a text");
     return false;
@@ -88,13 +88,13 @@ bool read_tag(const PlanValue& value, Step* step) {
   }
 }
 
-void read_fixture(const PlanValue& value, Step* step) {
+void read_fixture(const PlacedJson& value, Step* step) {
   only_step_keys(value, {"fixture"});
-  const PlanValue world = value["fixture"];
+  const PlacedJson world = value["fixture"];
   if (!world->isObject() || world->empty()) return world.problem("give an object of what is to be set");
   step->name = "set";
   for (const std::string& key : world->getMemberNames()) {
-    const PlanValue given = world[key.c_str()];
+    const PlacedJson given = world[key.c_str()];
     std::string setting;
     const std::string wrong = given->isString() ? read_setting(key, given->asString(), Bare::refused, &setting)
                                                 : "give a text with the value and its unit";
@@ -104,14 +104,14 @@ void read_fixture(const PlanValue& value, Step* step) {
   }
 }
 
-void read_golden(const PlanValue& golden, const Sensor* kind, Step* step) {
+void read_golden(const PlacedJson& golden, const Sensor* kind, Step* step) {
   if (kind == nullptr || kind->result != Result::channel_scale || step->param != 0)
     return golden.problem("only the channel scales of a stream have golden values");
   const auto values = static_cast<Json::ArrayIndex>(kind->values);
   if (!golden->isArray() || golden->size() < values || golden->size() > 7)
     return golden.problem("give " + std::to_string(values) + " to 7 numbers, one for each channel");
   for (Json::ArrayIndex i = 0; i < golden->size(); ++i) {
-    const PlanValue number = golden[i];
+    const PlacedJson number = golden[i];
     if (!number->isNumeric() || !(number->asDouble() > 0) || !std::isfinite(number->asDouble())) {
       golden.problem("golden values are numbers above 0, in counts", number);
     } else {
@@ -121,11 +121,11 @@ void read_golden(const PlanValue& golden, const Sensor* kind, Step* step) {
 }
 
 // One light channel to a target, as the library offers it beside the steps that go by number.
-void read_channel(const PlanValue& value, Step* step) {
+void read_channel(const PlacedJson& value, Step* step) {
   constexpr double kCountsMax = 1e6;
   step->channel = value["channel"].whole(0, kLastChannel, 0);
   step->screen = value["screen"].truth();
-  step->target = value["target"].amount("counts", 0, kCountsMax).value_or(0);
+  step->target = amount(value["target"], "counts", 0, kCountsMax).value_or(0);
   if (!value.has("target")) value["target"].problem("a channel needs a target in counts", value["channel"]);
   step->name += " channel " + std::to_string(*step->channel);
   const std::string problem = channel_problem(step->type, step->screen);
@@ -136,7 +136,7 @@ void read_channel(const PlanValue& value, Step* step) {
   step->limits = read_limits(value, {});
 }
 
-void read_calibrate(const PlanValue& value, Step* step) {
+void read_calibrate(const PlacedJson& value, Step* step) {
   only_step_keys(value, {"calibrate", "param", "reference", "golden", "channel", "target", "screen", "far",
                          "brightness", "limits"});
   step->param = value["param"].whole(-1, 1000, 0);
@@ -165,7 +165,7 @@ void read_calibrate(const PlanValue& value, Step* step) {
   if (value.has("reference") && step->type != sensor_type::pressure) {
     value["reference"].problem("only the barometer has a reference");
   } else {
-    step->reference_hpa = value["reference"].amount("hPa", 300, 1100);
+    step->reference_hpa = amount(value["reference"], "hPa", 300, 1100);
   }
   const Sensor* kind = find_kind(step->type, step->param);
   if (value.has("golden")) read_golden(value["golden"], kind, step);
@@ -180,12 +180,12 @@ void read_calibrate(const PlanValue& value, Step* step) {
   step->limits = read_limits(value, units);
 }
 
-void read_verify(const PlanValue& value, Step* step) {
+void read_verify(const PlacedJson& value, Step* step) {
   const bool known = read_tag(value["verify"], step);
   if (known) step->name = "verify " + name_of(step->type);
   if (known && step->type == sensor_type::proximity) {
     only_step_keys(value, {"verify", "expect", "limits"});
-    const PlanValue expect = value["expect"];
+    const PlacedJson expect = value["expect"];
     if (*expect != "near" && *expect != "far") return expect.problem("give \"near\" or \"far\"", value["verify"]);
     step->near = *expect == "near";
     step->limits = read_limits(value, {});
@@ -194,27 +194,27 @@ void read_verify(const PlanValue& value, Step* step) {
   only_step_keys(value, {"verify", "samples", "settle", "period", "expect", "limits"});
   step->samples = value["samples"].whole(2, kSamplesMax, 0);
   step->settle = value["settle"].whole(0, kSamplesMax, step->settle);
-  step->period_s = value["period"].amount("s", 0.001, 10);
+  step->period_s = amount(value["period"], "s", 0.001, 10);
   if (!known) return;
   const Sensor* subject = subject_of(step->type);
   if (subject == nullptr) return value["verify"].problem("no verification reads this sensor's events");
   const auto axes = static_cast<size_t>(subject->values);
-  const std::optional<Bound> expected = value["expect"].bound(subject->unit, axes, false);
+  const std::optional<Bound> expected = bound(value["expect"], subject->unit, axes, false);
   for (size_t i = 0; expected && i < axes; ++i) step->expected.push_back(expected->at(i));
   step->limits = read_limits(value, {subject->unit, subject->unit, false, axes});
   if (!value["limits"]->isObject() || value["limits"]->empty()) value.problem("a verification needs limits");
 }
 
-void read_report_check(const PlanValue& value, Step* step) {
+void read_report_check(const PlacedJson& value, Step* step) {
   only_step_keys(value, {"check", "positions"});
   step->report = true;
   step->name = "check report";
   if (!value.has("positions")) return;
-  const PlanValue positions = value["positions"];
+  const PlacedJson positions = value["positions"];
   if (!positions->isArray()) return positions.problem("give a list of sensors");
   const std::vector<std::string> known = report_sensors();
   for (Json::ArrayIndex i = 0; i < positions->size(); ++i) {
-    const PlanValue position = positions[i];
+    const PlacedJson position = positions[i];
     const std::string named = position->isString() ? position->asString() : "";
     if (std::count(known.begin(), known.end(), named) != 0) {
       step->positions.push_back(named);
@@ -225,7 +225,7 @@ void read_report_check(const PlanValue& value, Step* step) {
 }
 
 // The stored value that the step names, which must be one that can be read, or written.
-const StoredValue* read_stored(const PlanValue& value, Step* step) {
+const StoredValue* read_stored(const PlacedJson& value, Step* step) {
   const bool writes = step->kind == StepKind::write;
   std::vector<std::string> names;
   for (const StoredValue& row : stored_values()) {
@@ -238,7 +238,7 @@ const StoredValue* read_stored(const PlanValue& value, Step* step) {
   return nullptr;
 }
 
-void read_check(const PlanValue& value, Step* step) {
+void read_check(const PlacedJson& value, Step* step) {
   if (*value["check"] == "report") return read_report_check(value, step);
   only_step_keys(value, {"check", "value", "count", "limits"});
   step->count = value["count"].whole(1, kElementsMax, 5);
@@ -255,20 +255,20 @@ void read_check(const PlanValue& value, Step* step) {
   if (!step->limits.low && !step->limits.high) value.problem("a check needs a limit: low, high, or both");
 }
 
-void read_write(const PlanValue& value, Step* step) {
+void read_write(const PlacedJson& value, Step* step) {
   only_step_keys(value, {"write", "value", "to"});
   step->value = value["value"].text();
   if (!read_tag(value["write"], step)) return;
   step->name = "write " + name_of(step->type) + " " + step->value;
   const StoredValue* stored = read_stored(value, step);
   if (stored == nullptr) return;
-  const PlanValue to = value["to"];
+  const PlacedJson to = value["to"];
   step->count = stored->count != 0 ? stored->count : to->isArray() ? static_cast<int>(to->size()) : 1;
   if (!value.has("to")) return to.problem("give the values to write");
   if (step->count < 1 || step->count > kElementsMax)
     return to.problem("give 1 to " + std::to_string(kElementsMax) + " values");
   const auto count = static_cast<size_t>(step->count);
-  const std::optional<Bound> numbers = to.bound(stored->unit(step->type), count, false);
+  const std::optional<Bound> numbers = bound(to, stored->unit(step->type), count, false);
   for (size_t i = 0; numbers && i < count; ++i) {
     const double number = numbers->at(i);
     const std::string wrong = stored->number_problem(step->type, i, number);
@@ -277,7 +277,7 @@ void read_write(const PlanValue& value, Step* step) {
   }
 }
 
-void read_probe(const PlanValue& value, Step* step) {
+void read_probe(const PlacedJson& value, Step* step) {
   only_step_keys(value, {"probe", "expect"});
   step->probe = value["probe"].text();
   step->name = "probe " + step->probe;
@@ -285,7 +285,7 @@ void read_probe(const PlanValue& value, Step* step) {
   for (const Probe& probe : probes()) known.emplace_back(probe.name);
   if (std::count(known.begin(), known.end(), step->probe) == 0)
     value["probe"].problem("unknown probe" + or_nearest(step->probe, known));
-  const PlanValue expect = value["expect"];
+  const PlacedJson expect = value["expect"];
   if (expect->isBool()) {
     step->answer = expect->asBool() ? 1 : 0;
   } else if (*expect == "no sensor") {
@@ -298,7 +298,7 @@ void read_probe(const PlanValue& value, Step* step) {
 // By their kind.
 constexpr struct {
   const char* name;
-  void (*read)(const PlanValue& value, Step* step);
+  void (*read)(const PlacedJson& value, Step* step);
 } kKinds[] = {{"fixture", read_fixture}, {"calibrate", read_calibrate}, {"verify", read_verify},
               {"check", read_check},     {"probe", read_probe},         {"write", read_write}};
 
@@ -306,7 +306,7 @@ constexpr struct {
 
 const char* kind_name(StepKind kind) { return kKinds[static_cast<size_t>(kind)].name; }
 
-Step read_step(const PlanValue& value) {
+Step read_step(const PlacedJson& value) {
   Step step;
   if (!value->isObject()) {
     value.problem("a step is a JSON object");
@@ -314,7 +314,7 @@ Step read_step(const PlanValue& value) {
   }
   const std::string name = value["name"].text();
   step.repeat = value["repeat"].whole(1, kAttemptsMax, 1);
-  step.stop_on_failure = value["on_failure"].stops();
+  step.stop_on_failure = stops(value["on_failure"]);
   std::vector<StepKind> kinds;
   for (size_t i = 0; i < std::size(kKinds); ++i) {
     if (value.has(kKinds[i].name)) kinds.push_back(static_cast<StepKind>(i));

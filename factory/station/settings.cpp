@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
+#include <optional>
 #include <set>
 #include <sstream>
 
@@ -16,11 +17,11 @@
 #include "files/app_error.h"
 #include "files/json_text.h"
 #include "files/numbers.h"
+#include "files/placed_json.h"
 #include "files/whole_file.h"
 #include "files/words.h"
 #include "report/file_name.h"
 #include "station/embedded.h"
-#include "station/setting.h"
 #include "store/stored_text.h"
 #include "store/uri.h"
 
@@ -37,7 +38,7 @@ const std::vector<std::string> kUsualRunner = {"{program}",       "run",      "-
 
 // Refuses what `check` throws for.
 template <typename Check>
-void checked(const Setting& setting, Check check) {
+void checked(const PlacedJson& setting, Check check) {
   try {
     check();
   } catch (const std::exception& error) {
@@ -45,21 +46,54 @@ void checked(const Setting& setting, Check check) {
   }
 }
 
+// Whether it is there, and an object, whose other keys are problems.
+bool is_object(const PlacedJson& setting, const std::set<std::string>& keys) {
+  if (setting->isObject()) {
+    setting.only_keys(keys);
+  } else if (setting.there()) {
+    setting.problem("give an object");
+  }
+  return setting->isObject();
+}
+
+// Whether it is there, and a list that is not empty.
+bool is_list(const PlacedJson& setting, const std::string& of) {
+  const bool is = setting->isArray() && !setting->empty();
+  if (!is && setting.there()) setting.problem("give a list of " + of);
+  return is;
+}
+
+// What is to be told apart and shown: of 1 to 64 characters that can be seen, without blanks around it.
+std::string name_of(const PlacedJson& setting, const std::string& otherwise = "") {
+  const std::string out = setting.text(otherwise);
+  const bool is_shown = out.size() <= 64 && trimmed(out) == out && visible(out) == out;
+  if (!is_shown && setting.there()) setting.problem("give a name of 1 to 64 characters, without blanks around it");
+  return is_shown ? out : otherwise;
+}
+
+// The first of the words is the default.
+std::string one_of(const PlacedJson& setting, const std::vector<std::string>& words) {
+  const std::string word = setting.text(words.front());
+  if (std::find(words.begin(), words.end(), word) != words.end()) return word;
+  setting.problem("there is no \"" + word + "\"" + or_nearest(word, words));
+  return words.front();
+}
+
 class Reader {
  public:
-  Reader(const Setting& root, fs::path folder, const Surroundings& around)
+  Reader(const PlacedJson& root, fs::path folder, const Surroundings& around)
       : root_(root), folder_(std::move(folder)), around_(around) {}
 
   Settings read() {
     out_.folder = folder_.string();
-    if (!root_.is_object({"format",   "about",     "station",       "plan",    "plans",     "serials",
-                          "store",    "spool",     "store_samples", "reports", "operators", "slots",
-                          "runner",   "silence_s", "retest",        "earlier", "golden",    "shifts",
-                          "language", "address",   "port",          "token",   "names"}))
+    if (!is_object(root_,
+                   {"format",        "about",   "station",   "plan",    "plans",  "serials",   "store",  "spool",
+                    "store_samples", "reports", "operators", "slots",   "runner", "silence_s", "retest", "earlier",
+                    "golden",        "shifts",  "language",  "address", "port",   "token",     "names"}))
       return out_;
-    if (root_["format"].value() != "sensorcal.station/1") root_["format"].problem("give \"sensorcal.station/1\"");
+    if (*root_["format"] != "sensorcal.station/1") root_["format"].problem("give \"sensorcal.station/1\"");
     (void)root_["about"].text();
-    out_.station = root_["station"].name(host_name());
+    out_.station = name_of(root_["station"], host_name());
     out_.given = {{"program", around_.program}, {"phones", around_.phones}, {"station", out_.station}};
     out_.serials = pattern(root_["serials"], kUsualSerials);
     read_plans();
@@ -83,7 +117,7 @@ class Reader {
     return file.empty() ? file : (folder_ / file).lexically_normal().string();
   }
 
-  static Pattern pattern(const Setting& setting, const std::string& usual) {
+  static Pattern pattern(const PlacedJson& setting, const std::string& usual) {
     const std::string text = setting.text(usual);
     Pattern out;
     checked(setting, [&] { out = Pattern(text); });
@@ -95,9 +129,9 @@ class Reader {
     if (root_.has("plan")) {
       add_plan(root_["plan"], {});
     } else if (root_.has("plans")) {
-      const Setting list = root_["plans"];
-      for (Json::ArrayIndex i = 0; list.is_list("plans for serial numbers") && i < list->size(); ++i) {
-        if (!list[i].is_object({"serials", "plan"})) continue;
+      const PlacedJson list = root_["plans"];
+      for (Json::ArrayIndex i = 0; is_list(list, "plans for serial numbers") && i < list->size(); ++i) {
+        if (!is_object(list[i], {"serials", "plan"})) continue;
         add_plan(list[i]["plan"], pattern(list[i]["serials"], ".+"));
       }
     } else {
@@ -105,19 +139,17 @@ class Reader {
     }
   }
 
-  void add_plan(const Setting& setting, Pattern serials) {
+  void add_plan(const PlacedJson& setting, Pattern serials) {
     const std::string file = setting.text();
-    if (file.empty()) {
-      if (!setting.there() || setting->isString()) setting.problem("wanted is a file's name");
-      return;
-    }
+    if (!setting.there()) setting.problem("give a file's name");
+    if (file.empty()) return;
     const auto bytes = read_file(place(file));
     if (!bytes) return setting.problem(file + ": " + strerror(errno));
     keep_plan(setting, {std::move(serials), file, *bytes, "", "", ""});
   }
 
   // Whether each step can be run its runner says.
-  void keep_plan(const Setting& setting, PlanChoice plan) {
+  void keep_plan(const PlacedJson& setting, PlanChoice plan) {
     Json::Value json;
     std::string why;
     if (!parse_json(plan.bytes, &json, &why)) return setting.problem(plan.file + ": " + why);
@@ -131,7 +163,7 @@ class Reader {
 
   void read_store() {
     out_.store = root_["store"].text();
-    out_.samples = root_["store_samples"].truth(false);
+    out_.samples = root_["store_samples"].truth();
     out_.spool = place(root_["spool"].text());
     if (out_.store.empty() && !out_.spool.empty()) root_["spool"].problem("goes with a \"store\", a server");
     if (out_.store.empty() && !root_.has("reports")) return;
@@ -150,7 +182,7 @@ class Reader {
   }
 
   // A file that is there, or can be made: its folder is not, for where a disk is not mounted a new one would hide it.
-  static void require_store(const Setting& setting, const fs::path& file) {
+  static void require_store(const PlacedJson& setting, const fs::path& file) {
     std::error_code ignored;
     const bool there = fs::exists(file, ignored);
     if (!fs::is_directory(file.parent_path(), ignored))
@@ -162,8 +194,8 @@ class Reader {
   }
 
   void read_reports() {
-    const Setting reports = root_["reports"];
-    if (!reports.is_object({"html", "junit", "csv"})) return;
+    const PlacedJson reports = root_["reports"];
+    if (!is_object(reports, {"html", "junit", "csv"})) return;
     const std::pair<const char*, std::string*> kinds[] = {
         {"html", &out_.html}, {"junit", &out_.junit}, {"csv", &out_.csv}};
     for (const auto& [key, name] : kinds) {
@@ -180,14 +212,12 @@ class Reader {
     }
   }
 
-  std::vector<std::string> runner(const Setting& setting, const std::vector<std::string>& usual) const {
-    if (!setting.is_list("words")) return usual;
-    std::vector<std::string> words = setting.texts();
+  std::vector<std::string> runner(const PlacedJson& setting, const std::vector<std::string>& usual) const {
+    const std::vector<std::string> words = setting.texts();
+    if (words.empty()) return usual;
     Values values = out_.given;
     for (const char* name : {"slot", "serial", "operator"}) values[name] = "";
     checked(setting, [&] { (void)filled(words, values); });
-    if (setting[Json::ArrayIndex{0}]->isString() && words.front().empty())
-      setting.problem("the first word is the program");
     if (const std::string& program = words.front(); program.find('{') == std::string::npos && !is_program(program))
       setting.problem("there is no program " + program);
     return words;
@@ -205,19 +235,19 @@ class Reader {
     for (std::string folder; std::getline(folders, folder, ':');) {
       if (runs(folder_ / folder / word)) return true;
     }
-    return word.empty();
+    return false;
   }
 
   void read_slots() {
     const std::vector<std::string> all = runner(root_["runner"], kUsualRunner);
-    const Setting slots = root_["slots"];
+    const PlacedJson slots = root_["slots"];
     std::set<std::string> taken;
-    if (slots.is_list("slots")) {
+    if (is_list(slots, "slots")) {
       for (Json::ArrayIndex i = 0; i < slots->size(); ++i) {
-        const Setting slot = slots[i];
-        if (!slot.is_object({"slot", "code", "runner"})) continue;
-        const std::string name = slot["slot"].name(std::to_string(i + 1));
-        const std::string code = slot["code"].name("slot " + name);
+        const PlacedJson slot = slots[i];
+        if (!is_object(slot, {"slot", "code", "runner"})) continue;
+        const std::string name = name_of(slot["slot"], std::to_string(i + 1));
+        const std::string code = name_of(slot["code"], "slot " + name);
         require_no_serial(slot["code"], code);
         if (!taken.insert(name).second) {
           slot["slot"].problem("there is another slot \"" + name + "\"");
@@ -233,18 +263,19 @@ class Reader {
   }
 
   // A scan has one meaning. Where any text may be a serial number, codes come first.
-  void require_no_serial(const Setting& setting, const std::string& code) const {
+  void require_no_serial(const PlacedJson& setting, const std::string& code) const {
     const bool is_any = !root_.has("serials") || out_.serials.matches(" \x7f");
     if (!is_any && out_.serials.matches(code))
       setting.problem("the code " + code + " is a serial number, too: \"serials\" must not match it");
   }
 
   void read_operators() {
-    const Setting operators = root_["operators"];
-    if (!operators.is_object(operators->isObject() ? operators->getMemberNames() : std::vector<std::string>())) return;
-    for (const std::string& code : operators->getMemberNames()) {
-      const Setting name = operators[code.c_str()];
-      out_.operators[code] = name.name();
+    const PlacedJson operators = root_["operators"];
+    const auto codes = operators->isObject() ? operators->getMemberNames() : Json::Value::Members();
+    if (!is_object(operators, {codes.begin(), codes.end()})) return;
+    for (const std::string& code : codes) {
+      const PlacedJson name = operators[code.c_str()];
+      out_.operators[code] = name_of(name);
       const bool is_scanned = !code.empty() && code.front() != ' ' && code.back() != ' ' && visible(code) == code;
       if (!is_scanned) name.problem("no scan is this code: wanted are characters without blanks around them");
       require_no_serial(name, code);
@@ -255,18 +286,21 @@ class Reader {
   }
 
   void read_policies() {
-    out_.silence_s = root_["silence_s"].number(1, 3600, out_.silence_s);
-    if (const Setting retest = root_["retest"]; retest.is_object({"errors", "failures"})) {
+    if (const PlacedJson silence = root_["silence_s"]; silence.there()) {
+      out_.silence_s = silence->isNumeric() ? silence->asDouble() : 0;
+      if (out_.silence_s < 1 || out_.silence_s > 3600) silence.problem("give a number from 1 to 3600");
+    }
+    if (const PlacedJson retest = root_["retest"]; is_object(retest, {"errors", "failures"})) {
       out_.retests_of_errors = retest["errors"].whole(0, 5, 0);
       out_.retests_of_failures = retest["failures"].whole(0, 100, 0);
     }
-    if (const Setting earlier = root_["earlier"]; earlier.is_object({"station", "unknown"})) {
-      out_.earlier = earlier["station"].name();
-      out_.earlier_unknown_allowed = earlier["unknown"].one_of({"refused", "allowed"}) == "allowed";
+    if (const PlacedJson earlier = root_["earlier"]; is_object(earlier, {"station", "unknown"})) {
+      out_.earlier = name_of(earlier["station"]);
+      out_.earlier_unknown_allowed = one_of(earlier["unknown"], {"refused", "allowed"}) == "allowed";
       if (!earlier["station"].there()) earlier["station"].problem("wanted is a station's name");
       if (out_.store.empty()) earlier.problem("only a store knows it: give \"store\", too");
     }
-    if (const Setting golden = root_["golden"]; golden.is_object({"serials"})) {
+    if (const PlacedJson golden = root_["golden"]; is_object(golden, {"serials"})) {
       out_.golden = true;
       if (!golden.has("serials")) golden["serials"].problem("wanted is the golden phones' pattern");
       out_.golden_serials = pattern(golden["serials"], ".+");
@@ -278,8 +312,8 @@ class Reader {
   }
 
   void read_shifts() {
-    const Setting shifts = root_["shifts"];
-    if (!shifts.is_list("times of day")) return;
+    const PlacedJson shifts = root_["shifts"];
+    if (!is_list(shifts, "times of day")) return;
     out_.shifts.clear();
     for (Json::ArrayIndex i = 0; i < shifts->size(); ++i) {
       const std::string text = shifts[i]->isString() ? shifts[i]->asString() : "";
@@ -311,7 +345,7 @@ class Reader {
   }
 
   void read_server() {
-    out_.language = root_["language"].one_of(around_.languages);
+    out_.language = one_of(root_["language"], around_.languages);
     out_.address = root_["address"].text(out_.address);
     out_.port = root_["port"].whole(0, 65535, out_.port);
     out_.token = root_["token"].text();
@@ -324,7 +358,7 @@ class Reader {
       root_["token"].problem("wanted are 16 or more letters and digits");
   }
 
-  const Setting& root_;
+  const PlacedJson& root_;
   const fs::path folder_;
   const Surroundings& around_;
   Settings out_;
@@ -372,23 +406,19 @@ std::vector<std::string> filled(const std::vector<std::string>& words, const Val
 Settings read_settings(const std::string& file, const Surroundings& around, std::vector<std::string>* problems) {
   Json::Value json(Json::objectValue);
   json["format"] = "sensorcal.station/1";
-  Setting::Source source{file, "", problems};
+  std::optional<std::string> bytes = "";
   if (!file.empty()) {
-    const auto bytes = read_file(file);
+    bytes = read_file(file);
     std::string why;
     if (!bytes) why = strerror(errno);
-    if (bytes) source.bytes = *bytes;
-    if (!bytes || !parse_json_of_people(source.bytes, &json, &why)) {
+    if (!bytes || !parse_json_of_people(*bytes, &json, &why)) {
       problems->push_back(file + ": " + why);
       return {};
     }
   }
+  const PlacedJson::Source source{file, *bytes, problems};
   const fs::path folder = fs::absolute(file.empty() ? fs::path("x") : fs::path(file)).parent_path();
-  const Setting root(source, json);
-  if (!json.isObject()) {
-    root.problem("settings are a JSON object");
-    return {};
-  }
+  const PlacedJson root(source, json);
   return Reader(root, folder, around).read();
 }
 

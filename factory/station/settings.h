@@ -62,8 +62,8 @@ struct Surroundings {
   std::vector<std::string> languages;
 };
 
-// Without a file (""): all defaults. `problems`: a line for each thing that is wrong, "station.json:4: slots[0]: ...";
-// the settings are good when there is none.
+// Without a file (""): all defaults. `problems`: a line for each thing that is wrong, "station.json:4:12: slots[0]:
+// ..."; the settings are good when there is none.
 Settings read_settings(const std::string& file, const Surroundings& around, std::vector<std::string>* problems);
 
 // A runner's words with what stands in braces put in: {slot}, {serial}, {operator}, {station}, {program} and {phones};
