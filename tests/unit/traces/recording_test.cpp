@@ -49,8 +49,8 @@ const struct {
      values(-kG / 4, -kG / 2, kG)},
     {"quoted_header_exponents", "Gyr",
      "\"Time (s)\",\"Gyroscope x (rad/s)\",\"Gyroscope y (rad/s)\",\"Gyroscope z (rad/s)\"\n"
-     "1.0E-2,1.0E-3,2,3\n2.5E-2,-1.5E-3,2E+1,3\n",
-     15000000, values(-0.0015F, 20, 3)},
+     "1.0E-2,1.0E-3,2,3\n2.5E+0,-1.5E-3,2E0,3\n",
+     2490000000, values(-0.0015F, 2, 3)},
     {"several_sensors_acc", "Acc", kSeveral, 100000000, values(kG / 10, kG / 5, kG)},
     {"several_sensors_gyr", "Gyr", kSeveral, 100000000, values(kDegree, 2 * kDegree, 3 * kDegree)},
     {"raw_before_rotated_and_estimated", "Acc",
