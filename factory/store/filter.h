@@ -21,13 +21,13 @@ struct MarkedPhones {
 };
 
 struct Filter {
-  std::optional<long long> since_ms, until_ms;  // from, and up to but without; since 1970, UTC
+  std::optional<long long> since_ms = {}, until_ms = {};  // from, and up to but without; since 1970, UTC
   // Empty: any. Compared as they were given to the run.
-  std::string station, operator_name, plan, profile, plan_version, lot, version, measurement;
-  std::string step, axis;                  // of the measurement
-  std::optional<record::Outcome> verdict;  // of the run
-  std::vector<MarkedPhones> marked;        // are left out
-  std::optional<size_t> only;              // but for those: by their place among the marked ones
+  std::string station = {}, operator_name = {}, plan = {}, profile = {}, plan_version = {}, lot = {}, version = {};
+  std::string measurement = {}, step = {}, axis = {};  // of what was measured
+  std::optional<record::Outcome> verdict = {};         // of the run
+  std::vector<MarkedPhones> marked = {};               // are left out
+  std::optional<size_t> only = {};                     // but for those: by their place among the marked ones
 };
 
 // "2026-11-24", "2026-11-24T22:04", "...:05", with or without a Z; UTC. Throws AppError.

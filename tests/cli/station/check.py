@@ -389,14 +389,9 @@ def main():
     pathlib.Path('record.json').write_text(done.stdout)
     station = Station(slots=[{}, {}], operators={'OP17': 'Li Na'}, store='sqlite:runs.db', silence_s=3, retest={'failures': 1},
                       reports={'html': '{serial}-{started}.html'})
-    check_doors(station)
-    check_scans(station)
-    check_prompt(station)
-    check_runners(station)
-    check_retests(station)
-    check_streams(station)
-    check_half_requests(station)
-    check_inquiry(station)
+    for check in (check_doors, check_scans, check_prompt, check_runners, check_retests, check_streams, check_half_requests,
+                  check_inquiry):
+        check(station)
     expect('slow', (station.scan('SLOW2', '1'), station.scan('PROMPT2', '2')), ((200, 'started'), (200, 'started')))
     station.wait(lambda state: state['slots'][1]['prompt'] and state['slots'][0]['step'] == 1, 'both run')
     shift = station.state()['shift']
@@ -416,11 +411,8 @@ def main():
     station.wait(lambda state: state['shift']['errors'] == 4, 'a second error')
     expect('a retest', (station.verdict('DIES2')['retest'], station.state()['shift']['retests']), (1, again['retests'] + 1))
     station.end()
-    check_line()
-    check_token()
-    check_store_away()
-    check_store_trouble()
-    check_full_disk()
+    for check in (check_line, check_token, check_store_away, check_store_trouble, check_full_disk):
+        check()
     if problems:
         sys.exit('\n'.join(problems))
 

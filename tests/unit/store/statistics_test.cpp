@@ -44,13 +44,6 @@ struct Expected {
   double mean, sigma;
 };
 
-Filter between(std::optional<long long> since_ms, std::optional<long long> until_ms) {
-  Filter out;
-  out.since_ms = since_ms;
-  out.until_ms = until_ms;
-  return out;
-}
-
 class StatisticsTest : public testing::TestWithParam<std::string> {
  protected:
   void SetUp() override { store_ = std::make_unique<Store>(fresh_place(GetParam(), folder_)); }
@@ -85,8 +78,7 @@ TEST_P(StatisticsTest, MomentsKeepTheirDigits) {
       put(MadeRun{.started_ms = kMidnight + (i == 0 ? 0 : kDayMs * (1 + i % 3)) + i,
                   .attempts = {{{c.name, values.back(), 0, 1e10}}}});
     }
-    Filter filter = between(kMidnight + (c.first == c.centre ? 0 : kDayMs), {});
-    filter.measurement = c.name;
+    const Filter filter = {.since_ms = kMidnight + (c.first == c.centre ? 0 : kDayMs), .measurement = c.name};
     if (c.first != c.centre) values.erase(values.begin());
     const std::vector<Characteristic> found = ask(filter).characteristics;
     ASSERT_EQ(found.size(), 1U) << c.name;
@@ -149,14 +141,14 @@ TEST_P(StatisticsTest, YieldsAreThoseOfACount) {
   }
   std::sort(runs.begin(), runs.end(), [](const auto& a, const auto& b) { return a.id < b.id; });
   const auto time_of = [](const record::Run& run) { return time_of_id_ms(run.id); };
-  Filter filters[8];
-  filters[1].station = filters[5].station = "b";
-  filters[2].plan = filters[5].plan = "final";
-  filters[3].since_ms = filters[6].since_ms = time_of(runs[70]);
-  filters[4].until_ms = filters[6].until_ms = time_of(runs[150]);
-  filters[5].profile = "other";
-  filters[6].version = "2";
-  filters[7] = between(kMidnight + 5 * kDayMs, kMidnight + 10 * kDayMs);
+  const Filter filters[] = {{},
+                            {.station = "b"},
+                            {.plan = "final"},
+                            {.since_ms = time_of(runs[70])},
+                            {.until_ms = time_of(runs[150])},
+                            {.station = "b", .plan = "final", .profile = "other"},
+                            {.since_ms = time_of(runs[70]), .until_ms = time_of(runs[150]), .version = "2"},
+                            {.since_ms = kMidnight + 5 * kDayMs, .until_ms = kMidnight + 10 * kDayMs}};
   for (const Filter& filter : filters) {
     SCOPED_TRACE(&filter - filters);
     const auto passes = [&](const record::Run& run) {
@@ -233,7 +225,7 @@ TEST_P(StatisticsTest, ViewsSayWhoseValuesCount) {
     EXPECT_EQ(found.failed, failed);
   }
   // C's later failure is not asked for.
-  EXPECT_EQ(ask(between({}, kMidnight + 5 * 60000), {.attempts = Attempts::passing}).characteristics[0].all.count, 3);
+  EXPECT_EQ(ask({.until_ms = kMidnight + 5 * 60000}, {.attempts = Attempts::passing}).characteristics[0].all.count, 3);
 }
 
 TEST_P(StatisticsTest, OutliersPointToTheirRunsAndCanBeLeftOut) {
@@ -641,8 +633,7 @@ TEST_P(StatisticsTest, MarkedPhonesAreLeftOut) {
                   .attempts = {{{"v", value, -99, 99}}}});
     }
   }
-  Filter filter;
-  filter.marked = {{"golden", "G-?", {}, {}}, {"known bad", "[a-c]*", {}, {}}};
+  Filter filter = {.marked = {{"golden", "G-?", {}, {}}, {"known bad", "[a-c]*", {}, {}}}};
   require_known(&store_->database(), &filter);
   const Statistics found = ask(filter);
   EXPECT_EQ(found.yield.units, 20);
@@ -681,11 +672,11 @@ TEST_P(StatisticsTest, ChartsAreOfHoursAndLotsAndBaselines) {
   EXPECT_EQ(hours.points[3].values.count, 2);
   EXPECT_FALSE(hours.frozen);
   choices.baseline_ms = {kMidnight, kMidnight + 10 * 3600000LL};
-  const ControlChart frozen = ask(between(kMidnight + 15 * 3600000LL, {}), choices).characteristics.at(0).line.chart;
+  const ControlChart frozen = ask({.since_ms = kMidnight + 15 * 3600000LL}, choices).characteristics.at(0).line.chart;
   EXPECT_TRUE(frozen.frozen);
   EXPECT_EQ(frozen.baseline, 10U);
   ASSERT_EQ(frozen.points.size(), 15U);
-  EXPECT_EQ(frozen.centre, ask(between({}, choices.baseline_ms->second), choices).characteristics.at(0).all.mean);
+  EXPECT_EQ(frozen.centre, ask({.until_ms = choices.baseline_ms->second}, choices).characteristics.at(0).all.mean);
   EXPECT_TRUE(frozen.points.front().rule == 0 && frozen.points.back().rule > 0);
   choices.subgroups = Subgroups(SubgroupBy::lot, {});
   const ControlChart lots = ask({}, choices).characteristics.at(0).line.chart;

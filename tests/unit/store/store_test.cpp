@@ -154,8 +154,7 @@ TEST_P(StoreTest, TakesAnyName) {
     ASSERT_EQ(found.size(), 1U) << name;
     EXPECT_EQ(found[0].run.serial, name);
     EXPECT_EQ(measurement(found, 0, 0, 0).name, name);
-    Filter filter;
-    filter.station = filter.plan = filter.profile = filter.measurement = name;
+    const Filter filter = {.station = name, .plan = name, .profile = name, .measurement = name};
     const Statistics stats = statistics(&store.database(), filter);
     EXPECT_EQ(stats.runs.passed, 1) << name;
     ASSERT_EQ(stats.characteristics.size(), 1U) << name;
@@ -311,9 +310,7 @@ TEST(StoreFileTest, CopiedRunsAreTheSame) {
   }
   from.put(runs, true);
   ASSERT_TRUE(to.put(runs[3], true));
-  Filter north;
-  north.station = "north";
-  const Copied first = copy_runs(&to, &from.database(), north);
+  const Copied first = copy_runs(&to, &from.database(), {.station = "north"});
   EXPECT_EQ(first.stored, 1999);
   EXPECT_EQ(first.were_there, 1);
   EXPECT_EQ(number_from(&to.database(), "SELECT COUNT(*) FROM setup"), 2);

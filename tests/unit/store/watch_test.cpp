@@ -120,8 +120,7 @@ TEST(WatchTest, AStationAndAChartThatCryAreTold) {
     made.started_ms += 1000;
     store.put(record_of(made), false);
   }
-  Filter filter;
-  filter.marked = {{"golden", "n1?", {}, {}}, {"known bad", "bad-*", {}, {}}};
+  Filter filter = {.marked = {{"golden", "n1?", {}, {}}, {"known bad", "bad-*", {}, {}}}};
   require_known(&store.database(), &filter);
   std::vector<std::string> told;
   for (const Alert& alert : standing_alerts(&store.database(), filter, {})) {
