@@ -3,8 +3,10 @@
 #include <json/json.h>
 
 #include <chrono>
+#include <condition_variable>
 #include <filesystem>
 #include <iostream>
+#include <mutex>
 #include <optional>
 #include <thread>
 
@@ -46,19 +48,24 @@ StationTask to_task(const Json::Value& json) {
 
 // For one run of a server that answers; as a station has it.
 constexpr double kPatienceSeconds = 10;
+// Runs go up a few at a time: connecting costs more than writing one.
+constexpr std::chrono::milliseconds kGather{200};
+constexpr std::chrono::milliseconds kBeforeNextTry{300};
 
-// Takes the runs of the station to the store: a file's at once, a server's a few at a time, for connecting costs more
-// than writing one.
+// Takes the runs of the station to the store, beside the station's work.
 class Uploader {
  public:
   // `spool`: the station's own file, for a server. Throws StoreError.
   Uploader(const store::Uri& uri, const std::string& spool) : uri_(uri) {
-    if (uri_.postgresql) {
-      spool_.emplace(spool);
-    } else {
+    if (!uri_.postgresql) {
       store_.emplace(uri_);
+      return;
     }
+    spool_.emplace(spool);
+    thread_ = std::thread([this] { carry(); });
   }
+
+  ~Uploader() { stop(Clock::now()); }
 
   // The run is on the disk when this returns, in the store or in the spool. Throws StoreError.
   void keep(const record::Run& run) {
@@ -67,38 +74,71 @@ class Uploader {
       return;
     }
     spool_->keep(run, false);
-    if (Clock::now() >= next_) bring();
+    const std::lock_guard<std::mutex> lock(mutex_);
+    more_ = true;
+    changed_.notify_all();
   }
 
-  // Brings up what waits, for so long at most where the server is away. How many runs still wait.
+  // Brings up what waits, for so long at most where the server is away. How many runs still wait; then it works no
+  // more.
   int finish(double patience_s) {
-    if (store_) return 0;
-    const auto until = Clock::now() + std::chrono::duration<double>(patience_s);
-    while (!bring() && Clock::now() < until) std::this_thread::sleep_for(kBetween);
-    return spool_->waiting();
+    stop(Clock::now() + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(patience_s)));
+    return spool_ ? spool_->waiting() : 0;
   }
 
  private:
   using Clock = std::chrono::steady_clock;
-  static constexpr std::chrono::milliseconds kBetween{300};
 
-  // False: the server is away.
-  bool bring() {
-    const store::Brought brought = bring_up(&*spool_, uri_, kPatienceSeconds);
-    for (const std::string& refused : brought.refused) {
-      // One that the server will not take is told once, not at every try.
-      if (refused != told_) complain("not stored: " + refused);
-      told_ = refused;
+  // With a connection to the spool of its own: the station need not wait while the server is slow.
+  void carry() {
+    std::string told;
+    try {
+      store::Spool spool(spool_->file());
+      std::unique_lock<std::mutex> lock(mutex_);
+      for (;;) {
+        changed_.wait(lock, [this] { return stopping_ || more_; });
+        if (!more_) return;
+        if (!stopping_) changed_.wait_for(lock, kGather, [this] { return stopping_; });
+        more_ = false;
+        lock.unlock();
+        const store::Brought brought = bring_up(&spool, uri_, kPatienceSeconds);
+        for (const std::string& refused : brought.refused) {
+          // One that the server will not take is told once, not at every try.
+          if (refused != told) complain("not stored: " + refused);
+          told = refused;
+        }
+        lock.lock();
+        const bool again = !brought.away.empty();
+        if (stopping_ && (!again || Clock::now() >= until_) && !more_) return;
+        if (!again) continue;
+        more_ = true;
+        if (stopping_ && Clock::now() >= until_) return;
+        changed_.wait_for(lock, kBeforeNextTry, [this, was = stopping_] { return stopping_ != was; });
+      }
+    } catch (const std::exception& error) {
+      complain(error.what());
     }
-    next_ = Clock::now() + kBetween;
-    return brought.away.empty();
+  }
+
+  void stop(Clock::time_point until) {
+    {
+      const std::lock_guard<std::mutex> lock(mutex_);
+      stopping_ = true;
+      until_ = until;
+      changed_.notify_all();
+    }
+    if (thread_.joinable()) thread_.join();
   }
 
   const store::Uri uri_;
   std::optional<store::Store> store_;  // a file's
   std::optional<store::Spool> spool_;
-  Clock::time_point next_;
-  std::string told_;
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  bool stopping_ = false;    // guarded by mutex_, and so is the following
+  Clock::time_point until_;  // when stopping
+  bool more_ = true;         // runs may wait
+  std::thread thread_;
 };
 
 class Station {
