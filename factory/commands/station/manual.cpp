@@ -138,23 +138,44 @@ void write_man_page(const CLI::App& program, std::ostream& out) {
 constexpr const char* kFiles[] = {"FILE", "PLAN", "--log", "--hub-log", "--html", "--junit"};
 constexpr const char* kFolders[] = {"DIR", "--phone", "--csv", "--record"};
 
-constexpr char kBashHead[] = R"(# Completion of sensorcal, as `sensorcal completion` prints it.
+// How a shell says what may stand for a value: a file, a folder, one of words, or anything.
+struct Dialect {
+  const char *file, *folder, *before_words, *behind_words, *anything;
+};
+constexpr Dialect kBash = {"_sensorcal_offer_files -f", "_sensorcal_offer_files -d", "_sensorcal_offer '", "'",
+                           "COMPREPLY=()"};
+constexpr Dialect kZsh = {"_files", "_files -/", "(", ")", " "};
+
+constexpr char kBashHead[] = R"(# bash completion of sensorcal, as `sensorcal completion bash` prints it.
 _sensorcal_offer() {
-  local word
-  COMPREPLY=()
-  while IFS= read -r word; do COMPREPLY+=("$word"); done < <(compgen "$@" -- "$cur")
+  mapfile -t COMPREPLY < <(compgen -W "$1" -- "$cur")
 }
 
 _sensorcal_offer_files() {
   compopt -o filenames 2>/dev/null
-  _sensorcal_offer "$1"
+  mapfile -t COMPREPLY < <(compgen "$1" -- "$cur")
 }
 
 _sensorcal() {
-  local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD - 1]} command='' i
+  local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD - 1]} path='' i
   for ((i = 1; i < COMP_CWORD; i++)); do
     case ${COMP_WORDS[i]} in
       )";
+
+// Text inside zsh's single quotes, in a place where colons and brackets have a meaning.
+std::string zsh_text(const std::string& text) {
+  std::string out;
+  for (const char c : text) {
+    if (std::string_view("[]:\\").find(c) != std::string_view::npos) out += '\\';
+    out += c == '\'' ? "'\\''" : std::string(1, c);
+  }
+  return out;
+}
+
+std::string zsh_function(std::string path) {
+  for (char& c : path) c = c == '/' || c == '-' ? '_' : c;
+  return "_sensorcal" + path;
+}
 
 class Completion {
  public:
@@ -173,18 +194,22 @@ class Completion {
       if (!path.empty()) paths.push_back(path);
     }
     out << kBashHead << joined({with_value.begin(), with_value.end()}, "|") << ") ((i++)) ;;\n      *)\n"
-        << "        case $command/${COMP_WORDS[i]} in\n          " << joined(paths, "|")
-        << ") command=$command/${COMP_WORDS[i]} ;;\n        esac\n        ;;\n    esac\n  done\n";
+        << "        case $path/${COMP_WORDS[i]} in\n          " << joined(paths, "|")
+        << ") path=$path/${COMP_WORDS[i]} ;;\n        esac\n        ;;\n    esac\n  done\n";
     write_bash_values(out);
     write_bash_words(out);
     out << "}\n\ncomplete -F _sensorcal sensorcal\n";
   }
 
-  // Bash's, which zsh takes. Autoloaded, it is already the first completion.
   void write_zsh(std::ostream& out) const {
-    out << "#compdef sensorcal\nautoload -U +X bashcompinit && bashcompinit\n\n";
-    write_bash(out);
-    out << "[[ ${funcstack[1]} != _sensorcal ]] || _bash_complete -F _sensorcal\n";
+    out << "#compdef sensorcal\n# zsh completion of sensorcal, as `sensorcal completion zsh` prints it.\n\n"
+        << "typeset -ga _sensorcal_common\n_sensorcal_common=(\n";
+    for (const CLI::Option* option : arguments_of(program_, false)) write_zsh_option(*option, out);
+    out << ")\n\n";
+    for (const auto& [path, command] : commands_) write_zsh_command(*command, path, out);
+    // Run by the completion system when autoloaded; only made known when sourced.
+    out << "if [[ ${funcstack[1]} == _sensorcal ]]; then\n  _sensorcal \"$@\"\nelse\n"
+        << "  compdef _sensorcal sensorcal\nfi\n";
   }
 
  private:
@@ -193,15 +218,12 @@ class Completion {
     for (const CLI::App* part : command.get_subcommands({})) add(*part, path + "/" + part->get_name());
   }
 
-  static std::string offer(const Words& words) {
-    return words.empty() ? "COMPREPLY=()" : "_sensorcal_offer -W '" + joined(words, " ") + "'";
-  }
-
-  std::string offer(const CLI::Option& argument) const {
+  std::string offer(const CLI::Option& argument, const Dialect& shell) const {
     const std::string name = names_of(argument).back();
-    if (std::count(std::begin(kFiles), std::end(kFiles), name) > 0) return "_sensorcal_offer_files -f";
-    if (std::count(std::begin(kFolders), std::end(kFolders), name) > 0) return "_sensorcal_offer_files -d";
-    return offer(name == "SHELL" ? Words{"bash", "zsh"} : words_(name));
+    if (std::count(std::begin(kFiles), std::end(kFiles), name) > 0) return shell.file;
+    if (std::count(std::begin(kFolders), std::end(kFolders), name) > 0) return shell.folder;
+    const Words words = name == "SHELL" ? Words{"bash", "zsh"} : words_(name);
+    return words.empty() ? shell.anything : shell.before_words + joined(words, " ") + shell.behind_words;
   }
 
   // Options of which a value follows, by what it is.
@@ -212,33 +234,71 @@ class Completion {
       for (const CLI::Option* option : arguments_of(*command, false)) {
         const std::string names = joined(names_of(*option), "|");
         if (value_of(*option).empty() || !seen.insert(names).second) continue;
-        out << "    " << names << ") " << offer(*option) << "; return ;;\n";
+        out << "    " << names << ") " << offer(*option, kBash) << "; return ;;\n";
       }
     }
     out << "  esac\n";
   }
 
-  static void add_options(const CLI::App& command, Words* names) {
+  static std::string option_names(const CLI::App& command) {
+    Words out;
     for (const CLI::Option* option : arguments_of(command, false)) {
-      for (const std::string& name : names_of(*option)) names->push_back(name);
+      for (const std::string& name : names_of(*option)) out.push_back(name);
     }
+    return joined(out, " ");
   }
 
   void write_bash_words(std::ostream& out) const {
-    out << "  case $command in\n";
+    out << "  case $path in\n";
     for (const auto& [path, command] : commands_) {
-      Words options;
-      if (!path.empty()) add_options(*command, &options);
-      add_options(program_, &options);
+      const std::string own = path.empty() ? "" : option_names(*command) + " ";
       const Arguments positionals = arguments_of(*command, true);
       Words parts;
       for (const CLI::App* part : command->get_subcommands({})) parts.push_back(part->get_name());
-      out << "    '" << path << "')\n      if [[ $cur == -* ]]; then\n        " << offer(options)
-          << "\n      else\n        "
-          << (parts.empty() && !positionals.empty() ? offer(*positionals.front()) : offer(parts))
+      out << "    '" << path << "')\n      if [[ $cur == -* ]]; then\n        _sensorcal_offer '" << own
+          << option_names(program_) << "'\n      else\n        "
+          << (!parts.empty()        ? kBash.before_words + joined(parts, " ") + kBash.behind_words
+              : positionals.empty() ? kBash.anything
+                                    : offer(*positionals.front(), kBash))
           << "\n      fi\n      ;;\n";
     }
     out << "  esac\n";
+  }
+
+  void write_zsh_option(const CLI::Option& option, std::ostream& out) const {
+    const bool many = takes_many(option) || option.get_multi_option_policy() == CLI::MultiOptionPolicy::TakeAll;
+    const std::string value = value_of(option);
+    for (const std::string& name : names_of(option)) {
+      out << "    '" << (many ? "*" : "") << name << "[" << zsh_text(option.get_description()) << "]";
+      if (!value.empty()) out << ":" << zsh_text(value) << ":" << offer(option, kZsh);
+      out << "'\n";
+    }
+  }
+
+  void write_zsh_command(const CLI::App& command, const std::string& path, std::ostream& out) const {
+    out << zsh_function(path) << "() {\n  local context state state_descr line\n  typeset -A opt_args\n"
+        << "  local -a arguments\n  arguments=(\n    $_sensorcal_common\n";
+    for (const CLI::Option* option : arguments_of(command, false)) {
+      if (!path.empty() && !is_help(*option)) write_zsh_option(*option, out);
+    }
+    const std::vector<const CLI::App*> parts = command.get_subcommands({});
+    if (parts.empty()) {
+      for (const CLI::Option* positional : arguments_of(command, true)) {
+        out << "    '" << (takes_many(*positional) ? "*" : "") << (positional->get_required() ? ":" : "::")
+            << zsh_text(value_of(*positional)) << ":" << offer(*positional, kZsh) << "'\n";
+      }
+      out << "  )\n  _arguments $arguments\n}\n\n";
+      return;
+    }
+    out << "    '1:command:->command'\n    '*::argument:->argument'\n  )\n  _arguments -C $arguments\n  case $state "
+           "in\n"
+        << "    command)\n      local -a commands\n      commands=(\n";
+    for (const CLI::App* part : parts)
+      out << "        '" << zsh_text(part->get_name()) << ":" << zsh_text(part->get_description()) << "'\n";
+    out << "      )\n      _describe command commands\n      ;;\n    argument)\n      case $line[1] in\n";
+    for (const CLI::App* part : parts)
+      out << "        " << part->get_name() << ") " << zsh_function(path + "/" + part->get_name()) << " ;;\n";
+    out << "      esac\n      ;;\n  esac\n}\n\n";
   }
 
   const CLI::App& program_;
