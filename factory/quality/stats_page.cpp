@@ -290,7 +290,7 @@ Markup outliers(const Characteristic& c) {
   HtmlTable table("outliers", {"Value", "Sigmas", "Phone", "Station", "Time", "Run"});
   for (const Outlier& o : c.outliers) {
     table.add({short_number(o.value), short_number(o.distance), element("bdi", o.serial), element("bdi", o.station),
-               time_text(o.started_ms), element("code", "sensorcal show " + o.run_id + " --store STORE")});
+               time_text(o.started_ms), element("code", "sensorcal history --run " + o.run_id)});
   }
   return element("h4", "Outliers") + element("div", {{"class", "scrolls"}}, table.markup());
 }

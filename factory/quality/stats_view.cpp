@@ -175,7 +175,7 @@ std::string outliers_text(const Statistics& s) {
       rows.push_back({shown(name_of(c)), short_number(o.value), fixed(o.distance, 1), shown(o.serial), shown(o.station),
                       o.run_id});
   }
-  return rows.size() == 1 ? "" : "\n" + table(rows) + "`sensorcal show ID --store STORE` shows a run.\n";
+  return rows.size() == 1 ? "" : "\n" + table(rows) + "`sensorcal history --run ID` shows a run.\n";
 }
 
 }  // namespace

@@ -76,12 +76,14 @@ run 0 history "$nasty" --store runs.db
 has out 'PASSED' 'station north'
 run 0 history " B2 " --store runs.db --json
 json out 'len(d["runs"]) == 1 and d["runs"][0]["steps"][0]["attempts"][0]["measurements"]'
-run 0 history " B2 " --store runs.db --full
-has out 'noise' '^  x  '
+id=$(python3 -c 'import json; print(json.load(open("out"))["runs"][0]["id"])')
+run 0 history --run "$id" --store runs.db
+has out "$id" 'noise x'
 run 2 history $'B2\n\n2' --store runs.db
 has err '^sensorcal: SERIAL: a serial number has no line feed'
 run 2 history nobody --store runs.db --json
 json out 'd["error"]["message"] == "the store has no run of serial number nobody"'
+run 2 history --run no-id --store runs.db
 echo text >text
 while IFS='|' read -r place problem; do
   for command in stats sync 'history A'; do

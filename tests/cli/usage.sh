@@ -71,7 +71,7 @@ history A --store no --limit 1 --limit 2|--limit takes 1 in all, not 2; \`sensor
 history A --store no --full=x|--full takes no value; \`sensorcal history --help\` tells more
 channel Lux 1 5 --screen=2|--screen takes no value; \`sensorcal channel --help\` tells more
 run plan.json --on-failure go|--on-failure 'go' is unknown; known is stop
-stats --store no --html x --compare lot=a lot=b|--html excludes --compare; \`sensorcal stats --help\` tells more
+history --run x --store no --limit 3|--run excludes --limit; \`sensorcal history --help\` tells more
 stats --store no --until yesterday|--until yesterday: give a time, YYYY-MM-DD or YYYY-MM-DDTHH:MM[:SS], UTC
 stats --store no --until 2026-01-01T10:3x|--until 2026-01-01T10:3x: give a time, YYYY-MM-DD or YYYY-MM-DDTHH:MM[:SS], UTC
 stats --store no --until 2026-01-01T25:00|--until 2026-01-01T25:00: give a time, YYYY-MM-DD or YYYY-MM-DDTHH:MM[:SS], UTC

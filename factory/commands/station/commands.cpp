@@ -15,7 +15,9 @@ const std::vector<CommandOf<CommonOptions>>& station_commands() {
        "  sensorcal stats --store runs.db --station north --json\n"
        "  sensorcal stats --store runs.db --watch --on-alert ./tell-the-shift",
        set_up_stats, Uses::profile | Uses::json},
-      {"history", "all that happened to one phone, newest first", "  sensorcal history A1234 --store runs.db",
+      {"history", "all that happened to one phone, newest first",
+       "  sensorcal history A1234 --store runs.db\n"
+       "  sensorcal history --run 019ab69d-cc00-7000-8000-000000000001 --store runs.db",
        set_up_history, Uses::json},
       {"store", "runs from files into a store, each once, and out of it",
        "  sensorcal store import record.json other.db --store runs.db\n"

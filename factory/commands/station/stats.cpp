@@ -2,6 +2,7 @@
 #include <filesystem>
 #include <iostream>
 #include <memory>
+#include <utility>
 
 #include "cli/terminal.h"
 #include "commands/station/commands.h"
@@ -21,7 +22,7 @@ namespace {
 const std::vector<std::string> kBy(std::begin(store::kSubgroupNames), std::end(store::kSubgroupNames));
 
 struct Arguments {
-  std::string uri, spool, html, serial;
+  std::string uri, spool, html, serial, run;
   ChosenRuns runs;
   std::vector<std::string> sides;  // to compare: none or two
   store::Choices choices;
@@ -87,14 +88,21 @@ int stats(const CommonOptions& options, const Arguments& a) {
 }
 
 int history(const CommonOptions& options, const Arguments& a) {
+  if (a.serial.empty() == a.run.empty()) throw AppError(kUsage, "wanted: a serial number, or --run and the run's id");
   return guarded([&] {
     const auto database = opened_store(a.uri);
-    const auto found = store::history(database.get(), a.serial, a.limit, a.full || options.json);
-    if (found.empty()) throw AppError(kUsage, "the store has no run of serial number " + a.serial);
+    std::vector<store::StoredRun> found;
+    if (a.run.empty()) {
+      found = store::history(database.get(), a.serial, a.limit, a.full || options.json);
+    } else if (auto run = store::stored_run(database.get(), a.run)) {
+      found.push_back(std::move(*run));
+    }
+    if (found.empty())
+      throw AppError(kUsage, "the store has no run " + (a.run.empty() ? "of serial number " + a.serial : a.run));
     if (options.json) {
       print_document("history/2", store::valid(to_json(found)));
     } else {
-      for (const store::StoredRun& stored : found) std::cout << run_text(stored.run, a.full);
+      for (const store::StoredRun& stored : found) std::cout << run_text(stored.run, a.full || !a.run.empty());
     }
     return kPassed;
   });
@@ -155,9 +163,10 @@ StationRunner set_up_stats(ArgumentParser parser) {
 
 StationRunner set_up_history(ArgumentParser parser) {
   auto arguments = std::make_shared<Arguments>();
-  parser.add_option("SERIAL", arguments->serial, "the phone's serial number", {.required = true});
+  parser.add_option("SERIAL", arguments->serial, "the phone's serial number");
   add_store(parser, &arguments->uri);
-  parser.add_option("--limit", arguments->limit, "at most so many runs, the newest", {.low = 0});
+  parser.add_option("--run", arguments->run, "one run instead, by its id");
+  parser.add_option("--limit", arguments->limit, "at most so many runs, the newest", {.excludes = "--run", .low = 0});
   parser.add_flag("--full", arguments->full, "every step and measurement");
   return [arguments](const CommonOptions& options) {
     arguments->serial = record::serial_number("SERIAL", arguments->serial);

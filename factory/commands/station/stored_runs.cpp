@@ -4,12 +4,19 @@
 #include <string.h>
 
 #include "cli/terminal.h"
+#include "files/json_text.h"
 #include "files/time_text.h"
+#include "quality/stats_view.h"
 #include "record/record_json.h"
 #include "record/run_text.h"
 #include "store/schema.h"
 
 namespace factory {
+namespace {
+
+std::string shown(const std::string& text) { return store::shown(text, 200); }
+
+}  // namespace
 
 void add_store(ArgumentParser parser, std::string* uri) {
   parser.add_option("--store", *uri, "the store: a file, sqlite:FILE or postgresql://...",
@@ -77,18 +84,26 @@ record::Run read_record(const std::string& file) {
 }
 
 std::string run_text(const record::Run& run, bool full) {
-  const std::string head = iso_time(run.started) + " " + headline_text(run.outcome) +
-                           (run.marginal() ? " marginal " : " ") + run.plan.name +
-                           (run.station.empty() ? "" : " station " + run.station) + " " + run.id;
-  std::string out = wrapped(head, terminal_columns(), "  ") + "\n";
+  const std::string head = iso_time(run.started) + "  " + headline_text(run.outcome) +
+                           (run.marginal() ? " marginal" : "") + "  " + shown(run.plan.name) +
+                           (run.station.empty() ? "" : "  station " + shown(run.station)) + "  " + shown(run.id);
+  const size_t columns = terminal_columns();
+  std::string out = (columns == 0 || head.size() <= columns ? head : wrapped(head, columns, "  ")) + "\n";
   for (const record::Step& step : run.steps) {
     if (!full && step.outcome == record::Outcome::passed && step.attempts.size() < 2) continue;
+    out += "  " + std::to_string(step.index) + ". " + shown(step.name) + ": " + outcome_name(step.outcome);
+    if (step.attempts.size() > 1) out += ", " + std::to_string(step.attempts.size()) + " attempts";
+    out += "\n";
     for (const record::Attempt& attempt : step.attempts) {
-      out += attempt_text(step.index, static_cast<int>(run.steps.size()), step.name, attempt);
-      if (full) out += values_text(attempt);
+      for (const record::Text& reason : attempt.reasons) out += "     " + shown(reason) + "\n";
+      for (const record::Measurement& m : attempt.measurements) {
+        out += "     " + shown(m.name) + (m.axis.empty() ? "" : " " + shown(m.axis)) + " " +
+               number_text(json_number(m.value)) + (m.unit.empty() ? "" : " " + shown(m.unit)) + ", " +
+               outcome_name(m.outcome) + "\n";
+      }
     }
   }
-  return full ? out + steps_text(run) : out;
+  return out;
 }
 
 }  // namespace factory

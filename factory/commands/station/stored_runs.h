@@ -68,8 +68,7 @@ int watch_store(const CommonOptions& options, const WatchArguments& arguments, c
 // From a file, or with "-" from standard input. Throws AppError, which names it.
 record::Run read_record(const std::string& file);
 
-// As `run` tells it: its verdict, and the steps that did not pass at once; with `full` all steps, with what they
-// measured.
+// A run's verdict, and what steps came to; with `full` also those that passed at once.
 std::string run_text(const record::Run& run, bool full);
 
 // What a study of stations takes and tells, wherever its runs come from.
