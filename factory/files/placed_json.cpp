@@ -39,8 +39,10 @@ std::string PlacedJson::text(const std::string& fallback) const {
   return fallback;
 }
 
-std::vector<std::string> PlacedJson::texts() const {
-  const auto is_text = [](const Json::Value& value) { return value.isString() && !value.asString().empty(); };
+std::vector<std::string> PlacedJson::texts(bool also_empty) const {
+  const auto is_text = [=](const Json::Value& value) {
+    return value.isString() && (also_empty || !value.asString().empty());
+  };
   std::vector<std::string> out;
   if (!there_) return out;
   if (!json_.isArray() || json_.empty() || !std::all_of(json_.begin(), json_.end(), is_text)) {

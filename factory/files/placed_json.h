@@ -35,7 +35,7 @@ class PlacedJson {
 
   // A missing value gives the fallback; a wrong type or a value outside gives a problem and the fallback.
   std::string text(const std::string& fallback = "") const;
-  std::vector<std::string> texts() const;  // one or more
+  std::vector<std::string> texts(bool also_empty = false) const;  // one or more
   int whole(int low, int high, int fallback) const;
   bool truth() const;  // or false
 

@@ -144,11 +144,11 @@ std::string HeldValues::put_back_value(Session& session, size_t which) const {
 // What was read back of the hub during the attempt was not what had been written: nothing that it tells is known to be
 // so, nor was what it told before.
 bool HeldValues::misled(const record::Attempt& attempt) const {
-  const bool in_hub =
-      std::any_of(wanted_.begin(), wanted_.end(), [](const auto& w) { return w.value->file == nullptr; });
-  return in_hub && std::any_of(attempt.reasons.begin(), attempt.reasons.end(), [](const record::Text& reason) {
-           return reason.code == record::Why::stored_differs.code;
-         });
+  return std::any_of(attempt.reasons.begin(), attempt.reasons.end(), [this](const record::Text& reason) {
+    if (reason.code != record::Why::stored_differs.code) return false;
+    const StoredValue* value = stored_value(type_, reason.arguments.at(0));
+    return value != nullptr && value->file == nullptr;
+  });
 }
 
 // What counts is what reads back, not what the hub answers to a write.

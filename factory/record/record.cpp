@@ -77,6 +77,11 @@ void Attempt::measure(Measurement m, double band, const std::string& hint) {
   measurements.push_back(std::move(m));
 }
 
+bool phone_may_be_at_fault(const std::string& code) {
+  constexpr Ground kAlike[] = {Why::service_gone, Why::service_refuses, Why::hub_silent, Why::call_hangs};
+  return std::any_of(std::begin(kAlike), std::end(kAlike), [&](const Ground& why) { return code == why.code; });
+}
+
 bool worth_another(const Attempt& attempt) {
   constexpr Ground kLost[] = {Why::fixture_not_set, Why::expected_unknown, Why::other_phone, Why::sensor_absent};
   return std::none_of(attempt.reasons.begin(), attempt.reasons.end(), [&](const Text& reason) {

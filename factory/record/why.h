@@ -71,6 +71,9 @@ struct Reason {
 inline constexpr char kNoNumbersHint[] =
     "the sensor delivers values that are no numbers: look at its connection and its driver, then repeat";
 
+// Whether a broken part of the phone can look like this error of the station's.
+bool phone_may_be_at_fault(const std::string& code);
+
 // Whether another attempt could come out otherwise: not where a fixture was not set or the phone has no such sensor.
 bool worth_another(const Attempt& attempt);
 

@@ -22,10 +22,10 @@ constexpr const char* kProperties[] = {
     "persist.vendor.display.parse.algorithm",
 };
 
-// A broken part of the phone can look like a broken station.
 void compare(const Attempt& before, Attempt* attempt) {
   if (attempt->outcome != Outcome::error || before.outcome != Outcome::error) return;
-  if (attempt->reasons.front().code != before.reasons.front().code) return;
+  const std::string& code = attempt->reasons.front().code;
+  if (code != before.reasons.front().code || !record::phone_may_be_at_fault(code)) return;
   attempt->notes.emplace_back("the same error as in the attempt before: the phone itself may be at fault");
 }
 
@@ -195,13 +195,14 @@ void PlanRun::run_step(const Step& step, record::Step* result, int attempts, boo
 void PlanRun::end(std::list<Running>::iterator running) {
   Attempt& attempt = running->attempt;
   running->run.end();
-  under_way_.stops(session_);
+  under_way_.stops(session_);  // not further where the watchdog ends the run
   hold_against_calibrations(running->step, &attempt);
   record::Step* const result = running->result;
   if (!result->attempts.empty()) compare(result->attempts.back(), &attempt);
   {
     const std::lock_guard<std::mutex> lock(mutex_);
     take_messages(&attempt);
+    session_.log().take_lines(&attempt);
     Attempt& left = running->left;
     attempt.hub.insert(attempt.hub.begin(), left.hub.begin(), left.hub.end());
     attempt.log.insert(attempt.log.begin(), left.log.begin(), left.log.end());

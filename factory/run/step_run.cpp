@@ -95,7 +95,6 @@ void StepRun::end() {
     conclude();
   }
   if (attempt_.outcome == Outcome::failed) look_for_services();
-  session_.log().take_lines(&attempt_);
 }
 
 // What failed while a service was not there may have failed for that, and says nothing of the phone.

@@ -7,6 +7,7 @@
 #include <set>
 
 #include "files/json_text.h"
+#include "record/why.h"
 #include "store/stored_run.h"
 
 namespace factory::station {
@@ -56,8 +57,9 @@ std::string error_of(const record::Run& run) {
   const auto erred = std::find_if(run.steps.begin(), run.steps.end(), [](const record::Step& step) {
     return step.outcome == Outcome::error && !step.attempts.empty() && !step.attempts.back().reasons.empty();
   });
-  const bool judged = run.outcome != Outcome::error || erred == run.steps.end();
-  return judged ? "" : erred->attempts.back().reasons.front().code;
+  if (run.outcome != Outcome::error || erred == run.steps.end()) return "";
+  const std::string& code = erred->attempts.back().reasons.front().code;
+  return record::phone_may_be_at_fault(code) ? code : "";
 }
 
 void Ledger::add(Entry entry) {

@@ -26,7 +26,7 @@ struct Entry {
 
 Entry entry_of(const record::Run& run, bool golden);
 
-// The code of the first reason of a run that is an error; empty: none is known, or it judged.
+// The code of the first reason of a run that is an error for which its phone may be at fault; empty: it is none.
 std::string error_of(const record::Run& run);
 
 // Guarded by its station's mutex.

@@ -213,7 +213,7 @@ class Reader {
   }
 
   std::vector<std::string> runner(const PlacedJson& setting, const std::vector<std::string>& usual) const {
-    const std::vector<std::string> words = setting.texts();
+    const std::vector<std::string> words = setting.texts(true);
     if (words.empty()) return usual;
     Values values = out_.given;
     for (const char* name : {"slot", "serial", "operator"}) values[name] = "";

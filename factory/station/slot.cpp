@@ -357,7 +357,6 @@ void Slot::show_failing(int step, const std::string& name, const Json::Value& re
   failing_ = json_object({{"step", step}, {"name", name}, {"reasons", said(reasons)}, {"hints", said(hints)}});
 }
 
-// A broken part of the phone can look like a broken station.
 void Slot::compare_error() {
   if (ordered_.error.empty() || error_of(record_) != ordered_.error) return;
   const record::Text same("the same error as in the run before: the phone itself may be at fault");

@@ -79,6 +79,13 @@ has out "why: this phone's proximity sensor is no time-of-flight part: it has no
 run 1 calibrate Acc --speed max --world vibration=0.09
 has out 'why: [xyz]: noise 0\.[0-9]+ \+/- .* is above the limit of 0\.05 m/s\^2' "the hub's old values were put back"
 
+# A file that cannot be written says nothing of what the hub tells.
+run 0 calibrate Prx --speed max --world target=none --phone files
+run 0 set Prx crosstalk-file-1 77 --phone files
+run 1 calibrate Prx --speed max --world target=none --phone files --fault persist-read-only
+has out 'why: crosstalk-file-1: [01] was written, and /.* holds 77'
+lacks out 'whether the old values are back is not known'
+
 # Golden values of a sensor that sees nothing, and a panel level of one that is not steady, are none.
 run 1 calibrate CCT_B_strm --golden --speed max --fault stuck:CCT_B_strm
 has out 'c1: golden 0 .* is below the limit of 1 counts'

@@ -85,7 +85,7 @@ Runner set_up_tof(ArgumentParser parser) {
   auto arguments = std::make_shared<Arguments>();
   arguments->tags = {"Tof"};
   parser.add_option("STEP", arguments->param, "5 reference, 6 offset, 7 crosstalk (Prx only), in this order",
-                    {.required = true});
+                    {.required = true, .low = 5, .high = 7});
   parser.add_option("--sensor", arguments->tags[0], "Tof, or Prx where it is a time-of-flight part",
                     {.shows_default = true});
   return [arguments](const Options& options) { return calibrate(options, *arguments, "tof"); };

@@ -180,10 +180,19 @@ def check_runners(station):
     expect('stopped', station.verdict('SLOW1', '2')['verdict'], 'aborted')
 
 
+def same_error(station):
+    hints = station.slot()['failing']['hints']
+    return bool(hints) and hints[0]['text'].startswith('the same error')
+
+
 def check_retests(station):
     expect('failed', (station.scan('FAILS1', '1'), station.verdict('FAILS1')['verdict']), ((200, 'started'), 'failed'))
     expect('once more', (station.scan('FAILS1', '1'), station.verdict('FAILS1')['retest']), ((200, 'started'), 1))
     expect('not again', station.scan('FAILS1', '1'), (409, 'no-retest'))
+    for told in (False, True):
+        expect('an error', station.scan('SILENT1', '1'), (200, 'started'))
+        station.wait(lambda state: state['slots'][0]['retest'] == told and state['slots'][0]['verdict'] == 'error', 'it is over')
+        expect('the same error', same_error(station), told)
 
 
 def check_streams(station):
@@ -400,16 +409,17 @@ def main():
         if os.path.exists(f'/proc/{pid}') and ' Z ' not in pathlib.Path(f'/proc/{pid}/stat').read_text():
             problems.append(f'the runner {pid} is still there')
     runs = runs_in_store()
-    expect('runs', (runs['passed'], runs['failed'], runs['errors'], runs['aborted']), (2, 2, 2, 3))
-    expect('pages', len(list(pathlib.Path().glob('*.html'))), 9)
+    expect('runs', (runs['passed'], runs['failed'], runs['errors'], runs['aborted']), (2, 2, 4, 3))
+    expect('pages', len(list(pathlib.Path().glob('*.html'))), 11)
     # An error is repeated at once, once; what was before the start is known.
     station = Station(slots=[{}, {}], store='sqlite:runs.db', retest={'errors': 1, 'failures': 0})
     again = station.state()['shift']
     expect('the shift', [again[key] for key in ('retests', 'errors', 'first_pass')], [shift[key] for key in ('retests', 'errors', 'first_pass')])
     expect('not again', station.scan('FAILS1', '1'), (409, 'no-retest'))
-    expect('error', station.scan('DIES2', '1'), (200, 'started'))
-    station.wait(lambda state: state['shift']['errors'] == 4, 'a second error')
-    expect('a retest', (station.verdict('DIES2')['retest'], station.state()['shift']['retests']), (1, again['retests'] + 1))
+    expect('error', station.scan('SILENT2', '1'), (200, 'started'))
+    station.wait(lambda state: state['shift']['errors'] == 6, 'a second error')
+    expect('a retest', (station.verdict('SILENT2')['retest'], station.state()['shift']['retests']), (1, again['retests'] + 1))
+    expect('the same error', same_error(station), True)
     station.end()
     for check in (check_line, check_token, check_store_away, check_store_trouble, check_full_disk):
         check()

@@ -46,6 +46,10 @@ elif kind == 'SLOW':
     while not select.select([sys.stdin], [], [], 0.3)[0]:
         say('sample', step=1, tag='Acc', events=1, restarts=0, values=[0.1, 0.2, 9.8])
     ends('aborted', 130)
+elif kind == 'SILENT':
+    record['steps'][1].update(verdict='error')
+    record['steps'][1]['attempts'][-1].update(verdict='error', reasons=[{'code': 'hub.silent', 'text': 'the hub is silent'}])
+    ends('error', 3)
 elif kind == 'FAILS':
     ends('failed', 1)
 say('sample', step=1, tag='Acc', events=1, restarts=0, values=[0.1, 0.2, 9.8])

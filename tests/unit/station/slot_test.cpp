@@ -55,7 +55,8 @@ class StationSlot : public testing::Test {
 
   // A runner's last line.
   static std::string record_line(Outcome outcome, int code, const std::string& serial = "A1",
-                                 const std::string& plan = kPlan, int slow_s = 0) {
+                                 const std::string& plan = kPlan, int slow_s = 0,
+                                 const std::string& why = "value.outside") {
     record::Run run;
     run.id = kId;
     run.serial = serial;
@@ -70,7 +71,7 @@ class StationSlot : public testing::Test {
     attempt.started = run.started + std::chrono::seconds(1);
     attempt.seconds = 3;
     attempt.outcome = outcome;
-    attempt.reasons = {record::Text("value.outside", {"x"}, "x is outside")};
+    attempt.reasons = {record::Text(why, {"x"}, "x is outside")};
     attempt.hints = {"try again"};
     step.attempts.push_back(attempt);
     run.steps.push_back(step);
@@ -86,9 +87,13 @@ class StationSlot : public testing::Test {
 };
 
 TEST_F(StationSlot, TellsTheSameErrorTwice) {
-  for (const auto& [before, told] : {std::pair("value.outside", true), {"hub.silent", false}, {"", false}}) {
+  const std::tuple<const char*, const char*, bool> kRows[] = {{"hub.silent", "hub.silent", true},
+                                                              {"hub.silent", "call.hangs", false},
+                                                              {"", "hub.silent", false},
+                                                              {"fixture.not_set", "fixture.not_set", false}};
+  for (const auto& [before, code, told] : kRows) {
     ordered_.error = before;
-    run("error", record_line(Outcome::error, 3));
+    run("error", record_line(Outcome::error, 3, "A1", kPlan, 0, code));
     const record::Run& ended = ends({3, "", ""});
     EXPECT_EQ(ended.remarks.size(), told ? 1U : 0U) << before;
     const std::string first = state()["failing"]["hints"][0]["text"].asString();
