@@ -13,9 +13,9 @@ has said '\] calibrate Acc  [xyz] moves: [0-9.]+ is above [0-9.]+ m/s\^2: set it
 # A few a second can be read.
 count=$(grep -c ' moves: ' said)
 [ "$count" -ge 2 ] && [ "$count" -le 6 ] || fail "$count texts in 2 s"
-said_within 1.5 200 calibrate Acc --fault stuck:Acc --speed 4
+said_within 3 200 calibrate Acc --fault stuck:Acc --speed 4
 has said '[xyz] repeats one value: look at its driver$'
-said_within 1.5 200 calibrate Acc --world up=tilted:60 --speed 4
+said_within 3 200 calibrate Acc --world up=tilted:60 --speed 4
 has said '[xyz] is off: [0-9.]+ is above [0-9.]+ m/s\^2: lay it flat and still$'
 
 called='calibrate Acc, without a terminal'
