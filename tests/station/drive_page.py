@@ -7,7 +7,6 @@ windows, a station that goes away. Ends with 77 (skipped) where there is no brow
 import json
 import os
 import pathlib
-import shutil
 import signal
 import socket
 import subprocess
@@ -17,18 +16,12 @@ import time
 import unittest
 import urllib.request
 
-try:
-    from selenium import webdriver
-    from selenium.webdriver.common.keys import Keys
-except ImportError:
-    webdriver = None
+sys.path.insert(0, str(pathlib.Path(__file__).parent.parent / 'support'))
+from chromium import Keys, console, open_browser, resize, webdriver  # noqa: E402
 
-SKIPPED = 77
 HERE = pathlib.Path(__file__).parent
 SENSORCAL = os.path.abspath(sys.argv[1])
 SIZES = ((1366, 768), (768, 1024))
-BROWSER = os.environ.get('CHROMIUM') or next(filter(None, map(shutil.which, ('chromium', 'google-chrome'))), None)
-DRIVER = os.environ.get('CHROMEDRIVER') or shutil.which('chromedriver')
 HOSTILE = '<img src=x onerror=alert(1)>"\'&{0}%\u202e'
 PATIENCE_S = 20
 QUIET_S = 0.75  # an Enter this long after a scan is meant
@@ -72,19 +65,6 @@ class Station:
             return json.load(answer)
 
 
-def open_browser(folder):
-    options = webdriver.ChromeOptions()
-    options.binary_location = BROWSER
-    for argument in ('--headless=new', '--no-sandbox', '--disable-gpu', '--disable-dev-shm-usage', '--hide-scrollbars',
-                     '--disable-background-networking', '--disable-component-update', '--disable-sync',
-                     '--user-data-dir=' + os.path.join(folder, 'user')):
-        options.add_argument(argument)
-    options.set_capability('goog:loggingPrefs', {'browser': 'ALL'})
-    browser = webdriver.Chrome(service=webdriver.chrome.service.Service(DRIVER), options=options)
-    browser.set_page_load_timeout(PATIENCE_S)
-    return browser
-
-
 class Page(unittest.TestCase):
     settings = {}  # of the station that a class of tests has from its begin
 
@@ -100,7 +80,7 @@ class Page(unittest.TestCase):
 
     def tearDown(self):
         # What the page is refused is logged, too, by its status.
-        noise = [entry['message'] for entry in self.browser.get_log('browser')]
+        noise = console(self.browser)
         self.browser.get('about:blank')
         self.assertEqual([], [line for line in noise if not any(word in line for word in self.expected)])
 
@@ -108,8 +88,7 @@ class Page(unittest.TestCase):
 
     @classmethod
     def resize(cls, width, height):
-        cls.browser.execute_cdp_cmd('Emulation.setDeviceMetricsOverride',
-                                    {'width': width, 'height': height, 'deviceScaleFactor': 1, 'mobile': False})
+        resize(cls.browser, width, height)
 
     # What the page shows
 
@@ -451,7 +430,4 @@ class FourSlots(Page):
 
 
 if __name__ == '__main__':
-    if not (webdriver and BROWSER and DRIVER):
-        print('skipped: no Chromium here that can be driven; scripts/setup installs it')
-        sys.exit(SKIPPED)
     unittest.main(argv=[sys.argv[0], *sys.argv[2:]], verbosity=2)
