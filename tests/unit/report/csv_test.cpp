@@ -13,25 +13,6 @@ using records::Folder;
 using records::occurrences;
 using ::testing::HasSubstr;
 
-TEST(Csv, OneFileForEveryWindowAndOneForTheMeasurements) {
-  Folder folder;
-  factory::write_csv(records::passed(), folder.file("made/here"));
-  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.file("made/here")), {}), 5);
-  const std::string samples = content(folder.file("made/here/02-Accelerometer-offset-attempt-2.csv"));
-  EXPECT_EQ(samples.substr(0, samples.find("\r\n")),
-            "run,serial,plan,station,operator,started,run_verdict,event,state,x [m/s^2],y [m/s^2],z [m/s^2]");
-  EXPECT_EQ(occurrences(samples, "\r\n"), 1U + 53U);
-  EXPECT_EQ(occurrences(samples, ",accepted,"), 50U);
-
-  const std::string measurements = content(folder.file("made/here/measurements.csv"));
-  EXPECT_THAT(measurements, HasSubstr("\r\n,K7-2026-000481,Reference plan,\"line 3, station 2\",M. Okafor,"
-                                      "2026-03-02T08:15:00.120Z,passed,2,at rest,Accelerometer "
-                                      "offset,calibrate,Acc,0,1,residual,y,nan,,m/s^2,-0.02,0.02,failed,"
-                                      "02-Accelerometer-offset-attempt-1.csv\r\n"));
-  // No low limit: an empty cell.
-  EXPECT_THAT(measurements, HasSubstr(",noise,x,0.0052,0.000183333333,m/s^2,,0.05,passed,"));
-}
-
 TEST(Csv, HostileNamesStayInTheirCellsAndTheirFolder) {
   Folder folder;
   factory::write_csv(records::with_text_everywhere("../a\"b,\r\nc"), folder.file("out"));

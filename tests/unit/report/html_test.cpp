@@ -42,24 +42,12 @@ TEST(MarkupText, AnyBytesBecomeWellFormed) {
 
 TEST(HtmlReport, VerdictComesFirstThenWhy) {
   const std::string text = page(records::failed());
-  const char* const kOrder[] = {"<body>", "<span id=\"verdict\">FAILED</span>", "<h2>Why</h2>",
-                                "Bar: no event came from the sensor until the time was over", "<h2>Steps</h2>"};
+  const char* const kOrder[] = {"<body>",       "<span id=\"verdict\">FAILED</span>",
+                                "<h2>Why</h2>", "Bar: no event came from the sensor until the time was over",
+                                "What to try",  "<h2>Steps</h2>"};
   size_t at = 0;
   for (const char* part : kOrder) EXPECT_NE(at = text.find(part, at), std::string::npos) << part;
   EXPECT_THAT(page(records::passed()), Not(HasSubstr("<h2>Why</h2>")));
-}
-
-TEST(HtmlReport, ShowsMeasurementsLimitsAndWhatBecameOfTheValues) {
-  const std::string text = page(records::failed());
-  for (const char* part :
-       {"0.4800 \u00B1 0.0160 m/s^2", "at most 0.05 m/s^2", "-0.02 to 0.02 m/s^2", "not a number<", "Not run.",
-        "The old values were put back and read back.", "This step cannot be undone: what it wrote is still there.",
-        "started anew: 2 for variance, 1 for bias.", "at event 103: mean of x 0.231, limit 2", "150 discarded<",
-        "1 with values that are no numbers", ">E libsensor_cal: \u2502 Variance exceeded",
-        "which the hub does not give back", "3 log lines, and 12 more", "77b1e0c2d4a35f60",
-        "no answer (the hub is silent)"}) {
-    EXPECT_THAT(text, HasSubstr(part));
-  }
 }
 
 TEST(HtmlReport, HostileTextNeitherEndsTheScriptsNorOpensElements) {
@@ -69,16 +57,6 @@ TEST(HtmlReport, HostileTextNeitherEndsTheScriptsNorOpensElements) {
     EXPECT_EQ(occurrences(bad, part), occurrences(good, part)) << part;
   EXPECT_EQ(bad.find("\xE2\x80\xA8", bad.find("id=\"windows\"")), std::string::npos);
   EXPECT_GT(occurrences(bad, "&lt;/script&gt;&lt;script&gt;alert(&#39;x&#39;)"), 20U);
-}
-
-// By word, sign and class, which has a colour of its own.
-TEST(HtmlReport, AnErrorIsNoFailure) {
-  const std::string text = page(records::error());
-  for (const char* part :
-       {"<span id=\"verdict\">ERROR</span>", "badge error\">\u26A0\uFE0E error</span>", "1 passed, 1 skipped, 1 error",
-        ".banner.error {", "class=\"card why error\"", ".card.why.error {"})
-    EXPECT_THAT(text, HasSubstr(part));
-  EXPECT_EQ(occurrences(text, "failed<"), 0U);
 }
 
 // Of looks beside each other a second counts once; numbers that are none draw nothing.

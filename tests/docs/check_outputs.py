@@ -1,0 +1,78 @@
+#!/usr/bin/env python3
+"""What the program says and writes, held against what was approved: tests/data/approved has the commands and their texts. What
+they mean, the other tests know; this one sees that nothing changed that nobody meant to.
+
+    check_outputs.py SENSORCAL SOURCE [--approve]
+
+--approve: the texts of today are the approved ones; `git diff` shows what a change did.
+"""
+import difflib
+import os
+import pathlib
+import re
+import shlex
+import shutil
+import subprocess
+import sys
+import tempfile
+
+PROGRAM = os.path.abspath(sys.argv[1])
+APPROVED = pathlib.Path(sys.argv[2], 'tests/data/approved')
+OF_TODAY = [(re.compile(pattern), to) for pattern, to in (
+    (r'\d{4}-\d\d-\d\d[T ]\d\d:\d\d:\d\d(\.\d+)?Z?', 'TIME'), (r'[0-9a-f]{8}-[0-9a-f]{4}-7[0-9a-f-]{21}', 'ID'),
+    (r'\b\d\d:\d\d:\d\d\.\d{3}\b', 'TIME'), (r'[0-9a-f]{40}', 'BUILD'), (r'\b0x7f[0-9a-f]+', 'ADDRESS'),
+    (r'\b\d+\.\d+ s\b|\bduration [0-9.e-]+', 'N s'),
+    (r'("(?:seconds|from_s|to_s)"|"unit" : "s",\s+"value") : [-0-9.e+]+', r'\1 : N'))]
+# Scripts and styles of a page, which are files of their own; a tag a line.
+OF_PAGES = [(re.compile(r'<style>.*?</style>|<script>.*?</script>', re.S), ''), (re.compile('><'), '>\n<')]
+
+
+def rounded(text):
+    """Seven digits: other compilers know no more."""
+    return re.sub(r'-?\d+\.\d{8,}(?:[eE][-+]?\d+)?', lambda m: f'{float(m[0]):.7g}', text)
+
+
+def written(folder):
+    """What is written to out.* or into out/, which is taken away."""
+    for path in sorted((*folder.glob('out.*'), *folder.glob('out/**/*'))):
+        if path.is_file():
+            text = path.read_text(errors='backslashreplace')
+            for pattern, to in OF_PAGES if path.suffix == '.html' else ():
+                text = pattern.sub(to, text)
+            yield f'== {path.relative_to(folder)}\n{text}'
+            path.unlink()
+    shutil.rmtree(folder / 'out', ignore_errors=True)
+
+
+def outputs(folder):
+    for name, target in (('plans', 'plans'), ('data', 'tests/data')):
+        (folder / name).symlink_to(pathlib.Path(sys.argv[2], target).resolve())
+    environment = {**os.environ, 'XDG_STATE_HOME': str(folder), 'TZ': 'UTC', 'SENSORCAL_PHONE': 'phone'}
+    texts = {}
+    for line in (APPROVED / 'commands').read_text().splitlines():
+        if line.startswith('#'):
+            continue
+        name, code, arguments = line.split(maxsplit=2)
+        done = subprocess.run([PROGRAM, *shlex.split(arguments)], cwd=folder, env=environment, capture_output=True,
+                              errors='backslashreplace', stdin=subprocess.DEVNULL, check=False)
+        if done.returncode != int(code):
+            sys.exit(f'{arguments}: exit code {done.returncode}, not {code}\n{done.stderr}')
+        text = '\n'.join((done.stdout + done.stderr, *written(folder))).replace(str(folder), '.')
+        for pattern, to in OF_TODAY if name.startswith('~') else ():
+            text = pattern.sub(to, text)
+        texts[name] = texts.get(name, '') + f'$ sensorcal {arguments}\n{rounded(text)}\n'
+    return texts
+
+
+with tempfile.TemporaryDirectory() as place:
+    found = outputs(pathlib.Path(place))
+failed = False
+for about, is_now in found.items():
+    file = APPROVED / (about.strip('~') + '.txt')
+    was = file.read_text() if file.exists() else ''
+    if sys.argv[3:] == ['--approve']:
+        file.write_text(is_now)
+    elif is_now != was:
+        failed = True
+        sys.stdout.writelines(difflib.unified_diff(was.splitlines(True), is_now.splitlines(True), str(file), 'now', n=1))
+sys.exit(failed)
