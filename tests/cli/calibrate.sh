@@ -76,6 +76,8 @@ has out "why: this phone's proximity sensor is no time-of-flight part: it has no
 ! grep -q '"msg_type": *1[234]' sent.jsonl || fail 'a step was sent all the same'
 
 # What a plan refuses, a single request does too.
+run 1 calibrate Acc --speed max --fault stuck:Acc
+has out '^  restarts: [0-9]+ for no variance at all$'
 run 1 calibrate Acc --speed max --world vibration=0.09
 has out 'why: [xyz]: noise 0\.[0-9]+ \+/- .* is above the limit of 0\.05 m/s\^2' "the hub's old values were put back"
 

@@ -58,7 +58,7 @@ has err '^sensorcal: --reference: Acc is no barometer'
 cp "$recordings"/*.csv .
 verdicts() { echo "[m['verdict'] for m in d['sensors'][0]['attempts'][0]['measurements'] if m['name'].startswith('$1')]"; }
 run 1 check Acc --speed max --replay Acc=walk_level_accelerometer.csv --json
-json out "$(verdicts noise) == ['failed'] * 3" "$(verdicts rate) == []" 'any(n.startswith("rate") for n in d["sensors"][0]["attempts"][0]["notes"])'
+json out "$(verdicts noise) == ['failed'] * 3" "$(verdicts rate) == []" "$(verdicts gaps) == ['passed']" 'any(n.startswith("rate") for n in d["sensors"][0]["attempts"][0]["notes"])'
 run 1 check Acc --speed max --period 20 --replay Acc=rest_accelerometer.csv --json
 json out "$(verdicts noise) == ['passed'] * 3" "$(verdicts jitter) == ['failed']"
 run 0 check Bar --speed max --fault drift:Acc --reference 1013.25

@@ -221,9 +221,16 @@ TEST(Profiles, AFileExtendsAnotherBesideIt) {
   write(folder.path() + "/base.json", R"({"extends": "tof", "chips": {"barometer": {"bias": 0.5}}})");
   write(folder.path() + "/mine.json",
         R"({"extends": "base.json", "name": "mine", "sensors": {"Gyr2": null}, "world": {"pressure": "990"}})");
+  phone::PhoneOptions replaying = options({}, folder.path() + "/mine.json");
+  write(folder.path() + "/a.csv", "t (s),x,y,z\n0,1,2,3\n");
+  replaying.replays = {"Gyr2=" + folder.path() + "/a.csv"};
+  EXPECT_EQ(problem(replaying), "a recording for Gyr2, which this phone does not have");
   const auto phone = phone::Phone::open(options({}, folder.path() + "/mine.json"));
   Client client;
   EXPECT_EQ(client.handles.count(268369924), 0U);
+  Result found = Result::OK;
+  client.manager->getDefaultSensor(static_cast<SensorType>(268369924), [&](const auto&, Result told) { found = told; });
+  EXPECT_EQ(found, Result::NOT_EXIST);
   EXPECT_EQ(phone->truth(6), std::vector<float>{990});
   EXPECT_NEAR(mean(client.collect(6, 50000, 20), 0), 990.5, 0.03);
 }

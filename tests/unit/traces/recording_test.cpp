@@ -89,8 +89,8 @@ const struct {
     {"kinds_in_the_second_cell", "Gyr",
      "2020-05-01 13:27:25.976,Range,6\n2020-05-01 13:27:26.230,Accelerometer,0,-1,0\n"
      "2020-05-01 13:27:26.231,Gyroscope,1,2,3\n2020-05-01 23:59:59.980,Accelerometer,0,-1,0\n"
-     "2020-05-02 00:00:00.231,Gyroscope,4,5,6\n",
-     37954000000000, values(4, 5, 6)},
+     "2020-05-02 00:00:00,Gyroscope,4,5,6\n",
+     37953769000000, values(4, 5, 6)},
     {"kinds_by_prefix_raw_first", "Acc",
      "# UncalAccel,utcTimeMillis,elapsedRealtimeNanos,UncalAccelXMps2,UncalAccelYMps2,UncalAccelZMps2,BiasXMps2,"
      "BiasYMps2,BiasZMps2\r\n# "
@@ -122,6 +122,12 @@ TEST(Recording, FormatsAreTold) {
 TEST(Recording, ColourChannelsStandBehindTwoWords) {
   EXPECT_EQ(load("CCT_F_strm,rate=1", "ch1,ch2\n1,2\n").first_word, 2);
   EXPECT_EQ(load("Lux_B_strm,rate=1", "ch1,ch2\n1,2\n").first_word, 0);
+}
+
+TEST(Recording, WhatIsToldAgainstTheHeaderIsUsedAndNoted) {
+  EXPECT_THAT(
+      load("Gyr,unit=mdps,time=s", "t (ms),x (deg/s),y (deg/s),z (deg/s)\n0,0,0,0\n1,0,0,0\n").report.notes,
+      ElementsAre("the header says ms, time=s is used as told", "the header says deg/s, unit=mdps is used as told"));
 }
 
 TEST(Recording, TellsHowToReadWhatItCannot) {
