@@ -58,7 +58,7 @@ def charts(browser, count):
         painted = browser.execute_script(CHARTS)
         if (len(painted) == count and min(painted, default=40) >= 40) or time.monotonic() > end:  # a dot is larger
             return painted
-        time.sleep(0.05)
+        time.sleep(0.2)
 
 
 def problems(browser, page, verdict, *counts):

@@ -17,7 +17,7 @@ import unittest
 import urllib.request
 
 sys.path.insert(0, str(pathlib.Path(__file__).parent.parent / 'support'))
-from chromium import Keys, console, open_browser, resize, webdriver  # noqa: E402
+from chromium import JavascriptException, Keys, console, open_browser, resize, webdriver  # noqa: E402
 
 HERE = pathlib.Path(__file__).parent
 SENSORCAL = os.path.abspath(sys.argv[1])
@@ -98,15 +98,23 @@ class Page(unittest.TestCase):
     def text(self, selector):
         return self.js('document.querySelector(arguments[0])?.innerText', selector)
 
+    # Waited for within the page, which may go meanwhile.
     def until(self, what, script, *arguments):
         end = time.monotonic() + PATIENCE_S
-        while True:
-            found = self.js(script, *arguments)
+        while time.monotonic() < end:
+            try:
+                found = self.browser.execute_async_script(
+                    f"""const [done, end] = [arguments[arguments.length - 1], Date.now() + 1000];
+                    const look = () => {{
+                        const found = (function () {{ return {script}; }})(...[...arguments].slice(0, -1));
+                        if (found || Date.now() > end) done(found); else setTimeout(look, 20);
+                    }};
+                    look();""", *arguments)
+            except JavascriptException:
+                continue
             if found:
                 return found
-            if time.monotonic() > end:
-                self.fail(f'{what}: not within {PATIENCE_S} s\n{self.js("document.body.innerText")}')
-            time.sleep(0.03)
+        return self.fail(f'{what}: not within {PATIENCE_S} s\n{self.js("document.body.innerText")}')
 
     def until_shown(self, selector, text):
         self.until(f'{selector} says {text}',

@@ -5,6 +5,7 @@ import sys
 
 try:
     from selenium import webdriver
+    from selenium.common.exceptions import JavascriptException  # pylint: disable=unused-import
     from selenium.webdriver.common.keys import Keys  # pylint: disable=unused-import
 except ImportError:
     webdriver = None

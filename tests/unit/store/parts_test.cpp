@@ -34,7 +34,7 @@ INSTANTIATE_TEST_SUITE_P(
             {"CREATE SCHEMA archive"},
             {"ALTER TABLE $ DETACH PARTITION $_2025_01", "ALTER TABLE $_2025_01 SET SCHEMA archive"},
             false},
-        Way{"moved_and_kept", {"CREATE SCHEMA archive"}, {"ALTER TABLE $_2025_01 SET SCHEMA archive"}, true},
+        Way{"moved_and_kept", {"CREATE SCHEMA kept"}, {"ALTER TABLE $_2025_01 SET SCHEMA kept"}, true},
         Way{"to_another_disk",
             {"SET allow_in_place_tablespaces = on", "CREATE TABLESPACE slow LOCATION ''"},
             {"ALTER TABLE $_2025_01 SET TABLESPACE slow"},

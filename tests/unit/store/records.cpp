@@ -26,8 +26,9 @@ std::string server_folder() {
   return kFolder;
 }
 
-std::string server_uri(const std::string& name) {
-  return "postgresql:///" + name + "?host=" + server_folder() + "&user=tester";
+// A database of its own would be three hundred files.
+Uri server_uri(const std::string& schema) {
+  return parse_uri("postgresql:///store?host=" + server_folder() + "&user=tester&options=-csearch_path%3D" + schema);
 }
 
 record::Attempt attempt_of(const std::vector<MadeValue>& values, int number, int samples) {
@@ -86,8 +87,8 @@ Uri fresh_place(const std::string& kind, const Folder& folder) {
   static std::atomic<int> count = 0;
   if (kind == "sqlite") return parse_uri("sqlite:" + folder.file("store.db"));
   const std::string name = "test_" + std::to_string(++count);
-  Database(parse_uri(server_uri("store")), Database::Access::create).run("CREATE DATABASE " + name);
-  return parse_uri(server_uri(name));
+  Database(server_uri("public"), Database::Access::create).run("CREATE SCHEMA " + name);
+  return server_uri(name);
 }
 
 long long number_from(Database* database, const std::string& sql) {
