@@ -28,17 +28,16 @@ struct Way {
 class PartsTest : public testing::TestWithParam<Way> {};
 INSTANTIATE_TEST_SUITE_P(
     , PartsTest,
-    testing::Values(
-        Way{"dropped", {}, {"DROP TABLE $_2025_01"}, false},
-        Way{"moved",
-            {"CREATE SCHEMA archive"},
-            {"ALTER TABLE $ DETACH PARTITION $_2025_01", "ALTER TABLE $_2025_01 SET SCHEMA archive"},
-            false},
-        Way{"moved_and_kept", {"CREATE SCHEMA kept"}, {"ALTER TABLE $_2025_01 SET SCHEMA kept"}, true},
-        Way{"to_another_disk",
-            {"SET allow_in_place_tablespaces = on", "CREATE TABLESPACE slow LOCATION ''"},
-            {"ALTER TABLE $_2025_01 SET TABLESPACE slow"},
-            true}),
+    testing::Values(Way{"dropped", {}, {"DROP TABLE $_2025_01"}, false},
+                    Way{"moved",
+                        {"CREATE SCHEMA archive"},
+                        {"ALTER TABLE $ DETACH PARTITION $_2025_01", "ALTER TABLE $_2025_01 SET SCHEMA archive"},
+                        false},
+                    Way{"moved_and_kept", {"CREATE SCHEMA kept"}, {"ALTER TABLE $_2025_01 SET SCHEMA kept"}, true},
+                    Way{"to_another_disk",
+                        {"SET allow_in_place_tablespaces = on", "CREATE TABLESPACE slow LOCATION ''"},
+                        {"ALTER TABLE $_2025_01 SET TABLESPACE slow"},
+                        true}),
     [](const auto& way) { return std::string("postgresql_") + way.param.name; });
 
 record::Run run_at(long long ms, const std::string& serial) {
@@ -76,7 +75,8 @@ TEST_P(PartsTest, OldMonthsGoWhileStationsWrite) {
   for (auto& count : written) stations.emplace_back([&] { write_runs(uri, over, &count); });
   const auto write_more = [&] {
     for (auto& count : written) {
-      for (const int before = count; count < before + 5 && !HasFatalFailure();) std::this_thread::yield();
+      for (const int before = count; count < before + 5 && !HasFatalFailure();)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
   };
   write_more();
