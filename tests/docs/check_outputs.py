@@ -23,8 +23,8 @@ OF_TODAY = [(re.compile(pattern), to) for pattern, to in (
     (r'\b\d\d:\d\d:\d\d\.\d{3}\b', 'TIME'), (r'[0-9a-f]{40}', 'BUILD'), (r'\b0x7f[0-9a-f]+', 'ADDRESS'),
     (r'\b\d+\.\d+ s\b|\bduration [0-9.e-]+', 'N s'),
     (r'("(?:seconds|from_s|to_s)"|"unit" : "s",\s+"value") : [-0-9.e+]+', r'\1 : N'))]
-# Scripts and styles of a page, which are files of their own; a tag a line.
-OF_PAGES = [(re.compile(r'<style>.*?</style>|<script>.*?</script>', re.S), ''), (re.compile('><'), '>\n<')]
+# Scripts and styles of a page, which are files of their own; a tag a line, and a point.
+OF_PAGES = [(re.compile(r'<style>.*?</style>|<script>.*?</script>', re.S), ''), (re.compile('><'), '>\n<'), (re.compile('},{'), '},\n{')]
 
 
 def rounded(text):
