@@ -37,3 +37,5 @@ ROWS
 NO_COLOR=1 on_terminal 0 40 100 watch Acc --seconds 1
 has out $'A\e\\[J'
 lacks out $'\e\\[3'
+on_terminal 1 40 100 watch Acc --seconds 0.3 --fault silent
+has out 'no event for 0\.[0-9] s'

@@ -287,10 +287,13 @@ def check_token():
 
 
 def check_store_away():
-    station = Station(store='postgresql://nobody@127.0.0.1:1/line')
+    station = Station(store='postgresql://nobody@127.0.0.1:1/line', earlier={'station': 'line-2', 'unknown': 'allowed'})
     expect('goes on', (station.scan('A8'), station.verdict('A8')['verdict']), ((200, 'started'), 'passed'))
     state = station.wait(lambda state: state['waiting'] == 1, 'a run waits')
     expect('says why', [state['store_problem']['code'], 'refused' in state['store_problem']['text']], ['store-away', True])
+    [spool] = pathlib.Path(os.environ['XDG_STATE_HOME']).glob('sensorcal/**/*spool*.db')
+    [[record]] = sqlite3.connect(spool).execute('SELECT record FROM pending')
+    expect('remarks', [remark for remark in json.loads(record)['remarks'] if 'the settings let it pass' in remark] != [], True)
     station.end()
     station = Station(store='postgresql://nobody@127.0.0.1:1/line', earlier={'station': 'line-2'})
     expect('knows its shift', station.state()['shift']['phones'], 1)

@@ -101,7 +101,7 @@ const struct {
      "Gyro,1589494244844,19637939924074,1,2,3\nAccel,1589494244845,19637940404074,0,9,1\n"
      "Gyro,1589494244847,19637942316782,4,5,6\n",
      2392708, values(4, 5, 6)},
-    {"channels_uncorrected", "CCT_B_strm,rate=10", "c_CH1,c_CH2,CH1,CH2,CH3\n9,9,1,2,3\n9,9,4,5,6\n", 100000000,
+    {"channels_uncorrected", "CCT_B_strm,rate=10", "c_x,c_CH2,CH1,CH2,CH3\n9,9,1,2,3\n9,9,4,5,6\n", 100000000,
      values(4, 5, 6)},
     {"lux_and_channels", "Lux_B_strm,rate=10,columns=c1,v,c2", "1,2,3\n4,5,6\n", 100000000, values(5, 4, 6)},
     {"proximity_log_over_several_lines", "Prx,rate=4",
@@ -128,6 +128,7 @@ TEST(Recording, WhatIsToldAgainstTheHeaderIsUsedAndNoted) {
   EXPECT_THAT(
       load("Gyr,unit=mdps,time=s", "t (ms),x (deg/s),y (deg/s),z (deg/s)\n0,0,0,0\n1,0,0,0\n").report.notes,
       ElementsAre("the header says ms, time=s is used as told", "the header says deg/s, unit=mdps is used as told"));
+  EXPECT_THAT(load("Gyr,unit=mdps", "t (s),x,y,z\n0,0,0,0\n1,0,0,0\n").report.notes, ::testing::IsEmpty());
 }
 
 TEST(Recording, TellsHowToReadWhatItCannot) {
@@ -148,6 +149,7 @@ TEST(Recording, TellsHowToReadWhatItCannot) {
       {"Acc,time=s,start=5", header + "1,1,2,3\n2,1,2,3\n", "start="},
       {"Acc,columns=t,x,y,z,time=s", "1;2;3\n", "no row fits"},
       {"Acc", std::string("\xFF\xFEt\0", 4), "UTF-8"},
+      {"Acc", "\xFE\xFFtx", "UTF-8"},
       {"Acc", "", "no header"},
   };
   for (const auto& c : kCases) {
