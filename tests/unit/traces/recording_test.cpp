@@ -101,7 +101,7 @@ const struct {
      "Gyro,1589494244844,19637939924074,1,2,3\nAccel,1589494244845,19637940404074,0,9,1\n"
      "Gyro,1589494244847,19637942316782,4,5,6\n",
      2392708, values(4, 5, 6)},
-    {"channels_uncorrected", "CCT_B_strm,rate=10", "c_x,c_CH2,CH1,CH2,CH3\n9,9,1,2,3\n9,9,4,5,6\n", 100000000,
+    {"channels_uncorrected", "CCT_B_strm,rate=10", "c_q,c_CH2,CH1,CH2,CH3\n9,9,1,2,3\n9,9,4,5,6\n", 100000000,
      values(4, 5, 6)},
     {"lux_and_channels", "Lux_B_strm,rate=10,columns=c1,v,c2", "1,2,3\n4,5,6\n", 100000000, values(5, 4, 6)},
     {"proximity_log_over_several_lines", "Prx,rate=4",
