@@ -37,7 +37,6 @@ std::string in_full(double value) {
 template <typename T>
 std::string wanted(double low, double high, bool above) {
   const std::string number = std::is_integral_v<T> ? "give a whole number" : "give a number";
-  if (low == -kInfinity && std::is_unsigned_v<T>) low = 0;
   if (low > -kInfinity && high < kInfinity) return number + " from " + in_full(low) + " to " + in_full(high);
   if (low > -kInfinity) return number + (above ? " above " : ", ") + in_full(low) + (above ? "" : " or more");
   return number;

@@ -159,6 +159,7 @@ TEST_P(StoreTest, TakesAnyName) {
     EXPECT_EQ(stats.runs.passed, 1) << name;
     ASSERT_EQ(stats.characteristics.size(), 1U) << name;
     EXPECT_EQ(stats.characteristics[0].plan, name);
+    EXPECT_EQ(to_json(stats)["measurements"][0]["plan"].asString(), to_stored(name));
   }
 }
 

@@ -129,6 +129,7 @@ TEST(Recording, WhatIsToldAgainstTheHeaderIsUsedAndNoted) {
       load("Gyr,unit=mdps,time=s", "t (ms),x (deg/s),y (deg/s),z (deg/s)\n0,0,0,0\n1,0,0,0\n").report.notes,
       ElementsAre("the header says ms, time=s is used as told", "the header says deg/s, unit=mdps is used as told"));
   EXPECT_THAT(load("Gyr,unit=mdps", "t (s),x,y,z\n0,0,0,0\n1,0,0,0\n").report.notes, ::testing::IsEmpty());
+  EXPECT_THAT(load("Lux_B_strm,rate=1", "ch1,ch2\n1,2\n").report.notes, ElementsAre("no lux column: lux is 0"));
 }
 
 TEST(Recording, TellsHowToReadWhatItCannot) {
