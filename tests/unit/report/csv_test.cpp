@@ -10,7 +10,6 @@ namespace {
 
 using records::content;
 using records::Folder;
-using records::occurrences;
 using ::testing::HasSubstr;
 
 TEST(Csv, HostileNamesStayInTheirCellsAndTheirFolder) {
