@@ -218,16 +218,22 @@ void Session::restore_brightness() {
 std::chrono::system_clock::time_point Session::at(std::chrono::steady_clock::time_point moment) {
   using Clock = std::chrono::system_clock;
   std::call_once(first_asked_, [this] {
-    first_wall_ = wall();
-    first_steady_ = steady();
+    first_wall_ = told(*fixture_, Clock::now());
+    first_steady_ = told(*fixture_, std::chrono::steady_clock::now());
   });
   return Clock::time_point(
       std::chrono::duration_cast<Clock::duration>(first_wall_ + told(*fixture_, moment) - first_steady_));
 }
 
-std::chrono::duration<double> Session::steady() { return told(*fixture_, std::chrono::steady_clock::now()); }
-
-std::chrono::duration<double> Session::wall() { return told(*fixture_, std::chrono::system_clock::now()); }
+Session::Clocks Session::clocks() {
+  constexpr std::chrono::milliseconds kMoment(20);
+  for (;;) {
+    const auto steady = std::chrono::steady_clock::now();
+    const auto wall = std::chrono::system_clock::now();
+    // A thread that is held up between the two would find a step of the wall clock.
+    if (std::chrono::steady_clock::now() - steady < kMoment) return {told(*fixture_, steady), told(*fixture_, wall)};
+  }
+}
 
 void Session::switch_off() {
   if (!cal_ || cal_->event_queue == nullptr) return;

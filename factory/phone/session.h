@@ -53,10 +53,12 @@ class Session {
   std::chrono::system_clock::time_point now() { return at(std::chrono::steady_clock::now()); }
   // The same of another moment.
   std::chrono::system_clock::time_point at(std::chrono::steady_clock::time_point moment);
-  // The clock by which durations, limits and orders are told: nobody sets it.
-  std::chrono::duration<double> steady();
-  // The wall clock as it is, which the library's own waits go by.
-  std::chrono::duration<double> wall();
+  struct Clocks {
+    std::chrono::duration<double> steady;  // by which durations, limits and orders are told: nobody sets it
+    std::chrono::duration<double> wall;    // as it is, which the library's own waits go by
+  };
+  // Both clocks at one moment.
+  Clocks clocks();
   LogTap& log() { return log_; }
   const Options& options() const { return options_; }
 

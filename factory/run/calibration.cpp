@@ -100,15 +100,15 @@ void run_library(Session& session, Calibration* c) {
     c->result = -1;
     return believe(hub, c);
   }
-  const auto start = session.steady();
-  const auto wall = session.wall();
+  const Session::Clocks start = session.clocks();
   const bool at_panel = !c->step.channel && is_panel_run(c->step.param);
   {
     const Watchdog::Limit limit(session.watchdog(), at_panel ? kLongestAtPanel : kLongest);
     c->result = at_panel ? run_at_panel(session, c) : ask_library(session, *c);
   }
-  c->seconds = (session.steady() - start).count();
-  const double step_s = (session.wall() - wall).count() - c->seconds;
+  const Session::Clocks end = session.clocks();
+  c->seconds = (end.steady - start.steady).count();
+  const double step_s = (end.wall - start.wall).count() - c->seconds;
   if (!at_panel) c->run = session.log().run();
   c->refusal = session.take_refusal();
   c->interrupted = session.interrupted();
