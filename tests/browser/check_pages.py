@@ -19,7 +19,7 @@ PAGES = {'passed': ('PASSED', 24, 24), 'failed': ('FAILED', 6, 9), 'hostile': ('
 
 VERDICT = """return (document.querySelector('body > :first-child #verdict') ??
   document.querySelector('body > :first-child h1')).textContent;"""
-# The pixels of each chart's marks; a blank canvas has none.
+# The pixels of each chart's marks, as far as is of interest; a blank canvas has none.
 CHARTS = """return [...document.querySelectorAll('canvas')].map((canvas) => {
   if (!canvas.width || !canvas.height) return 0;
   const copy = Object.assign(document.createElement('canvas'), {width: canvas.width, height: canvas.height});
@@ -27,9 +27,9 @@ CHARTS = """return [...document.querySelectorAll('canvas')].map((canvas) => {
   context.drawImage(canvas, 0, 0);
   const pixels = context.getImageData(0, 0, copy.width, copy.height).data;
   let count = 0;
-  for (let i = 0; i < pixels.length; i += 4) {
-    const [r, g, b, a] = pixels.slice(i, i + 4);
-    if (a > 128 && Math.max(r, g, b) - Math.min(r, g, b) > 50) ++count;
+  for (let i = 0; i < pixels.length && count < 40; i += 4) {
+    const r = pixels[i], g = pixels[i + 1], b = pixels[i + 2];
+    if (pixels[i + 3] > 128 && Math.max(r, g, b) - Math.min(r, g, b) > 50) ++count;
   }
   return count;
 });"""
