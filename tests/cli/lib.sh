@@ -2,8 +2,6 @@
 # and checks that say what they saw.
 set -euo pipefail
 
-# The interpreter itself, where python3 is a script that looks for it each time.
-PATH=$(dirname "$(python3 -c 'import sys; print(sys.executable)')"):$PATH
 sensorcal=$1
 recordings=$2/recordings
 work=$(mktemp -d)
