@@ -3,18 +3,15 @@
 #include <algorithm>
 #include <array>
 #include <bit>
-#include <boost/math/distributions/chi_squared.hpp>
-#include <boost/math/distributions/fisher_f.hpp>
 #include <cmath>
 #include <limits>
 #include <map>
 
 #include "files/words.h"
+#include "quality/distributions.h"
 
 namespace factory::grr {
 namespace {
-
-constexpr double kTail = 0.025;  // on each side of an interval of 95 %
 
 // Some of the factors, a bit each: one is the factor itself, several are their interaction.
 using Effect = unsigned;
@@ -182,8 +179,7 @@ class Table {
         if (other.degrees > 0) freedom += square(times * other.mean_square) / other.degrees;
       }
       row.f = row.mean_square / wanted;
-      row.p = boost::math::cdf(
-          boost::math::complement(boost::math::fisher_f(row.degrees, square(wanted) / freedom), *row.f));
+      row.p = fisher_above(row.degrees, square(wanted) / freedom, *row.f);
     }
   }
 
@@ -234,8 +230,8 @@ class Table {
 double reach(const Terms& terms, const Rows& rows, bool up) {
   const auto alone = [&](const AnovaRow& row, bool added) {
     const double n = row.degrees;
-    const boost::math::chi_squared spread(n);
-    return added != up ? 1 - n / quantile(complement(spread, kTail)) : n / quantile(spread, kTail) - 1;
+    const Tails spread = chi_squared_tails(n);
+    return added != up ? 1 - n / spread.high : n / spread.low - 1;
   };
   double variance = 0;
   for (const auto& [place, times] : terms) {
@@ -247,8 +243,8 @@ double reach(const Terms& terms, const Rows& rows, bool up) {
     for (const auto& [other_place, less] : terms) {
       const AnovaRow& other = rows[other_place];
       if (less >= 0 || other.degrees <= 0) continue;
-      const boost::math::fisher_f ratio(row.degrees, other.degrees);
-      const double f = up ? quantile(ratio, kTail) : quantile(complement(ratio, kTail));
+      const Tails ratio = fisher_tails(row.degrees, other.degrees);
+      const double f = up ? ratio.low : ratio.high;
       const double both = (square(f - 1) - square(own * f) - square(alone(other, false))) / f;
       variance -= both * times * less * row.mean_square * other.mean_square;
     }

@@ -1,22 +1,18 @@
 #include "quality/capability.h"
 
-#include <boost/math/distributions/chi_squared.hpp>
-#include <boost/math/distributions/normal.hpp>
-#include <boost/math/distributions/students_t.hpp>
 #include <cmath>
 #include <limits>
+
+#include "quality/distributions.h"
 
 namespace factory::store {
 namespace {
 
-constexpr double kTail = 0.025;  // on each side of an interval of 95 %
-
 std::optional<Index> both_sided(double sigma, double freedom, std::optional<double> low, std::optional<double> high) {
   if (!low || !high || sigma <= 0) return {};
-  const boost::math::chi_squared spread(freedom);
+  const Tails spread = chi_squared_tails(freedom);
   const double value = (*high - *low) / (6 * sigma);
-  return Index{value, value * std::sqrt(quantile(spread, kTail) / freedom),
-               value * std::sqrt(quantile(complement(spread, kTail)) / freedom)};
+  return Index{value, value * std::sqrt(spread.low / freedom), value * std::sqrt(spread.high / freedom)};
 }
 
 std::optional<Index> nearer_side(const Moments& all, double sigma, double freedom, std::optional<double> low,
@@ -27,7 +23,7 @@ std::optional<Index> nearer_side(const Moments& all, double sigma, double freedo
   if (high) nearer = std::min(nearer, *high - all.mean);
   const double value = nearer / (3 * sigma);
   const double error = std::sqrt(1 / (9 * static_cast<double>(all.count)) + value * value / (2 * freedom));
-  const double reach = quantile(complement(boost::math::normal(), kTail)) * error;
+  const double reach = normal_end() * error;
   return Index{value, value - reach, value + reach};
 }
 
@@ -98,7 +94,7 @@ std::optional<Index> drift_a_day(const Days& days, int per_day) {
     off += static_cast<double>(values.count) * distance * distance;
   }
   const auto freedom = static_cast<double>(days.size() - 2);
-  const double reach = quantile(complement(boost::math::students_t(freedom), kTail)) * std::sqrt(off / freedom / xx);
+  const double reach = students_t_end(freedom) * std::sqrt(off / freedom / xx);
   return Index{slope, slope - reach, slope + reach};
 }
 

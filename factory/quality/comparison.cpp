@@ -1,8 +1,6 @@
 #include "quality/comparison.h"
 
 #include <algorithm>
-#include <boost/math/distributions/fisher_f.hpp>
-#include <boost/math/distributions/students_t.hpp>
 #include <cmath>
 #include <map>
 #include <tuple>
@@ -11,12 +9,11 @@
 #include "files/app_error.h"
 #include "files/json_text.h"
 #include "files/numbers.h"
+#include "quality/distributions.h"
 #include "quality/stats_view.h"
 
 namespace factory::store {
 namespace {
-
-constexpr double kTail = 0.025;  // on each side of an interval of 95 %
 
 void require_free(bool taken, const std::string& side) {
   if (taken) throw AppError(kUsage, "--compare " + side + ": it is asked for of all runs, too; leave one out");
@@ -67,14 +64,14 @@ void contrast(Contrast* c) {
   const double distance = b.mean - a.mean;
   if (ea + eb <= 0) return;
   const double freedom = (ea + eb) * (ea + eb) / (ea * ea / (na - 1) + eb * eb / (nb - 1));
-  const double reach = quantile(complement(boost::math::students_t(freedom), kTail)) * std::sqrt(ea + eb);
+  const double reach = students_t_end(freedom) * std::sqrt(ea + eb);
   c->difference = Index{distance, distance - reach, distance + reach};
   const double pooled = std::sqrt((variance(a) * (na - 1) + variance(b) * (nb - 1)) / (na + nb - 2));
   c->size = std::fabs(distance) / pooled;
   if (ea <= 0 || eb <= 0) return;
   const double ratio = std::sqrt(variance(b) / variance(a));
-  c->ratio = Index{ratio, ratio / std::sqrt(quantile(complement(boost::math::fisher_f(nb - 1, na - 1), kTail))),
-                   ratio * std::sqrt(quantile(complement(boost::math::fisher_f(na - 1, nb - 1), kTail)))};
+  c->ratio = Index{ratio, ratio / std::sqrt(fisher_tails(nb - 1, na - 1).high),
+                   ratio * std::sqrt(fisher_tails(na - 1, nb - 1).high)};
 }
 
 Comparison compare(Database* database, const Filter& filter, const std::vector<std::string>& sides,

@@ -1,8 +1,10 @@
 #include "quality/control_chart.h"
 
 #include <algorithm>
-#include <boost/math/distributions/students_t.hpp>
+#include <cmath>
 #include <span>
+
+#include "quality/distributions.h"
 
 namespace factory::store {
 namespace {
@@ -108,11 +110,11 @@ void add_moving_averages(const Days& days, const Days& baseline, ControlChart* c
     farthest = std::max(farthest, std::abs(distance));
   }
   if (!chart->can_judge()) return;
-  const boost::math::students_t spread(chart->within.freedom);
-  chart->limit = quantile(complement(spread, kChartFalseAlarm / kLooks / 2));
+  const double freedom = chart->within.freedom;
+  chart->limit = students_t_end(freedom, kChartFalseAlarm / kLooks / 2);
   for (ChartPoint& point : chart->points) point.rule = std::abs(point.distance) > chart->limit ? kEwmaRule : 0;
   const double looks = std::max(kLooks, static_cast<double>(chart->points.size()));
-  chart->p = std::min(1.0, looks * 2 * cdf(complement(spread, farthest)));
+  chart->p = std::min(1.0, looks * 2 * students_t_above(freedom, farthest));
 }
 
 }  // namespace
