@@ -158,10 +158,10 @@ std::string_view with_point(std::string_view cell, bool decimal_comma, std::stri
 
 }  // namespace
 
-TextTable::TextTable(std::string text) : text_(std::move(text)) {
+TextTable::TextTable(const std::string& file, std::string text) : text_(std::move(text)) {
   std::string_view rest = text_;
   if (rest.substr(0, 2) == "\xFF\xFE" || rest.substr(0, 2) == "\xFE\xFF" || rest.find('\0') != std::string_view::npos) {
-    throw PhoneError("no UTF-8 text: save the recording as UTF-8");
+    throw PhoneError(file + ": no UTF-8 text: save the recording as UTF-8");
   }
   if (rest.substr(0, 3) == "\xEF\xBB\xBF") rest.remove_prefix(3);
   while (!rest.empty()) {

@@ -14,9 +14,9 @@ namespace phone {
 // A file's lines and what separates their cells.
 class TextTable {
  public:
-  // Takes the whole text: drops a byte order mark and carriage returns, finds the separator. Throws PhoneError when the
-  // text is no UTF-8 table.
-  explicit TextTable(std::string text);
+  // Takes the whole text of a file: drops a byte order mark and carriage returns, finds the separator. Throws
+  // PhoneError when the text is no UTF-8 table.
+  TextTable(const std::string& file, std::string text);
   TextTable(const TextTable&) = delete;
   TextTable& operator=(const TextTable&) = delete;
 

@@ -255,9 +255,10 @@ Recording load_recording(std::istream& in, const ReplayOption& told) {
   report.file = last_part(replay.file);
 
   std::string text(std::istreambuf_iterator<char>(in), {});
+  if (text.empty()) throw PhoneError(replay.file + ": the file is empty");
   if (kind->measure == Quantity::proximity && replay.columns.empty() && take_labelled_counts(&text))
     replay.columns = {"v"};
-  const TextTable table(std::move(text));
+  const TextTable table(replay.file, std::move(text));
   const ColumnPlan plan = plan_columns(table, replay);
   recording.axes = plan.axes;
   report.columns = plan.description;
@@ -289,7 +290,8 @@ Recording load_recording(std::istream& in, const ReplayOption& told) {
 
 Recording load_recording(const ReplayOption& replay) {
   std::ifstream in(replay.file, std::ios::binary);
-  if (!in || in.peek() == std::ifstream::traits_type::eof()) {
+  (void)in.peek();  // a folder can be opened
+  if (!in.is_open() || in.bad()) {
     throw PhoneError("replay \"" + replay.text + "\": cannot read " + replay.file);
   }
   return load_recording(in, replay);

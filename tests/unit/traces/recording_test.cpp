@@ -149,9 +149,9 @@ TEST(Recording, TellsHowToReadWhatItCannot) {
       {"Acc,time=s", header + "1,a,b,c\n", "line 2"},
       {"Acc,time=s,start=5", header + "1,1,2,3\n2,1,2,3\n", "start="},
       {"Acc,columns=t,x,y,z,time=s", "1;2;3\n", "no row fits"},
-      {"Acc", std::string("\xFF\xFEt\0", 4), "UTF-8"},
+      {"Acc", std::string("\xFF\xFEt\0", 4), "log.csv: no UTF-8"},
       {"Acc", "\xFE\xFFtx", "UTF-8"},
-      {"Acc", "", "no header"},
+      {"Acc", "", "log.csv: the file is empty"},
   };
   for (const auto& c : kCases) {
     EXPECT_THAT([&] { load(c.options, c.text); }, ThrowsMessage<PhoneError>(HasSubstr(c.says))) << c.text;
