@@ -60,15 +60,18 @@ def outputs(folder):
         text = '\n'.join((done.stdout + done.stderr, *written(folder))).replace(str(folder), '.')
         for pattern, to in OF_TODAY if name.startswith('~') else ():
             text = pattern.sub(to, text)
-        texts[name] = texts.get(name, '') + f'$ sensorcal {arguments}\n{rounded(text)}\n'
+        if name.startswith('~~'):
+            text = '\n'.join(sorted(text.splitlines()))
+        file = name.strip('~') + '.txt'
+        texts[file] = texts.get(file, '') + f'$ sensorcal {arguments}\n{rounded(text)}\n'
     return texts
 
 
 with tempfile.TemporaryDirectory() as place:
     found = outputs(pathlib.Path(place))
 failed = False
-for about, is_now in found.items():
-    file = APPROVED / (about.strip('~') + '.txt')
+for name, is_now in found.items():
+    file = APPROVED / name
     was = file.read_text() if file.exists() else ''
     if sys.argv[3:] == ['--approve']:
         file.write_text(is_now)
