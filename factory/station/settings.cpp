@@ -326,7 +326,6 @@ class Reader {
       }
     }
     std::sort(out_.shifts.begin(), out_.shifts.end());
-    if (out_.shifts.empty()) out_.shifts = {0};
   }
 
   // Whether the port is free shows only when it is listened at.

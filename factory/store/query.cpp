@@ -1,5 +1,7 @@
 #include "store/query.h"
 
+#include <cctype>
+
 #include "record/record_json.h"
 #include "store/stored_text.h"
 
@@ -19,11 +21,20 @@ std::vector<std::string> words_of(const std::string& json) {
   return {texts.begin(), texts.end()};
 }
 
+// ":plan" is none in ":plan_version".
+bool has_name(const std::string& sql, const char* name) {
+  const std::string value = std::string(":") + name;
+  for (size_t at = 0; (at = sql.find(value, at)) != std::string::npos; ++at) {
+    if (const char next = sql[at + value.size()]; next != '_' && isalnum(next) == 0) return true;
+  }
+  return false;
+}
+
 }  // namespace
 
 Query& Query::with(const Filter& filter) {
   for (const FilterText& part : kFilterTexts) {
-    if (sql_.find(std::string(":") + part.name) != std::string::npos) with(part.name, to_stored(filter.*part.text));
+    if (has_name(sql_, part.name)) with(part.name, to_stored(filter.*part.text));
   }
   return *this;
 }

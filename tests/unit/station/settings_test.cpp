@@ -46,6 +46,7 @@ TEST_F(StationSettings, EverySettingHasADefault) {
       (std::vector<std::string>{"p", "run", "-", "--events", "--phone", "f/1", "--serial", "A", "--station", "s"}));
   ASSERT_EQ(settings.plans.size(), 1u);
   EXPECT_EQ(settings.plans[0].name, "reference");
+  EXPECT_EQ(settings.shifts, (std::vector<int>{6 * 60, 14 * 60, 22 * 60}));
   EXPECT_TRUE(settings.serials.matches("SN-77_a.b"));
   for (const char* text : {"", "-A", "A B", "A;reboot", "A\nB", "$(x)"})
     EXPECT_FALSE(settings.serials.matches(text)) << text;
