@@ -18,7 +18,8 @@ import tempfile
 
 PROGRAM = os.path.abspath(sys.argv[1])
 APPROVED = pathlib.Path(sys.argv[2], 'tests/data/approved')
-OF_TODAY = [(re.compile(pattern), to) for pattern, to in (
+OF_TODAY = [(re.compile(pattern, re.M), to) for pattern, to in (
+    (r'^\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} +\d+ +\d+ ', ''),
     (r'\d{4}-\d\d-\d\d[T ]\d\d:\d\d:\d\d(\.\d+)?Z?', 'TIME'), (r'[0-9a-f]{8}-[0-9a-f]{4}-7[0-9a-f-]{21}', 'ID'),
     (r'\b\d\d:\d\d:\d\d\.\d{3}\b', 'TIME'), (r'[0-9a-f]{40}', 'BUILD'), (r'\b0x7f[0-9a-f]+', 'ADDRESS'),
     (r'\b\d+\.\d+ s\b|\bduration [0-9.e-]+', 'N s'),
