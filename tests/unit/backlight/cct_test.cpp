@@ -112,6 +112,7 @@ TEST(BacklightColour, LowRun) {
     if (expects('R')) lit.refuse_runs();
     lit.light().mean[3] = 77;
     _sensor_info& record = lit.record(c.type);
+    record.in_backlight_calibrate = record.backlight_retry = record.in_calibrate = 1;
     const std::array<float, 4> means = {0.5F, 0.5F, 0.5F, c.low};
     if (expects('R')) std::copy(means.begin(), means.end(), record.mean);
 
@@ -131,7 +132,8 @@ TEST(BacklightColour, LowRun) {
     Messages sent = {kScales};
     if (expects('s') || expects('f') || expects('0')) sent.push_back(channels(5, 14, 3072, means));
     EXPECT_EQ(lit.phone.hub->sent(), sent) << c.high << " " << c.low;
-    EXPECT_EQ(record.in_lcd_cct_calibrate + record.in_backlight_calibrate, 0);
+    EXPECT_EQ(record.in_lcd_cct_calibrate + record.in_backlight_calibrate + record.backlight_retry, 0);
+    EXPECT_EQ(record.in_calibrate, 0);
   }
 }
 

@@ -112,6 +112,7 @@ TEST(BacklightLux, SingleLowRun) {
       {"20", 20, 20, "20", "20.000000", 20, 19, 0, ">"},
       {"20", 20, 20, "1e30", "1000000015047466219876688855040.000000", INT_MAX, 19, 0, ">"},
       {"5", 5, 5, "0.9", "0.900000", 5, 4, 0, ">"},
+      {"5", 5, 5, "1", "1.000000", 1, kNothing, -1, "="},
       {"5", 5, 5, "nan", "nan", 5, 4, 0, ">"},
       {"20.7", 20.7F, 90, "text", "0.000000", 5, 19, 0, ">"},
       // Forced to zero: without a high run, with a garbled one, and where one less is zero. Always sent for type 5.

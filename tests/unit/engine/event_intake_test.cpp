@@ -53,7 +53,7 @@ TEST_F(EventIntakeTest, EachTypeHasItsRecordItsLineAndItsSample) {
   const Lines cct_inputs =
       cct + Lines{"E INPUT[0] is 1.500000 scale is 2.000000 ", "E INPUT[1] is 1.333333 scale is 3.000000 "};
   const Lines counts =
-      data("SENSOR_TYPE_PROXIMITY_STRM", 1, 1) + Lines{"E psensor factorycali, rawdata offset = 0.000000"};
+      data("SENSOR_TYPE_PROXIMITY_STRM", 1, 1) + Lines{"E psensor factorycali, rawdata offset = 7.000000"};
   const std::string lcd_cct = "I SENSOR_TYPE_LIGHT_STRM_CCT_LCD_CALI data: {1.000000, 2.000000, 3.000000, 4.000000, ";
   const struct {
     int type, record, axes;
@@ -84,6 +84,7 @@ TEST_F(EventIntakeTest, EachTypeHasItsRecordItsLineAndItsSample) {
     SCOPED_TRACE(c.type);
     _sensor_info& record = arm(c.record, c.axes);
     record.*c.mode = 1;
+    record.mean[0] = 7;
     if (c.type == 6) record.reference = 0;
     LogCapture log;
     phone_.cal->processEvent(event(c.type, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16}));

@@ -85,12 +85,12 @@ TEST(Config, DependsOnTheDefaultSensors) {
       EXPECT_EQ(phone.cal->sensor_getconfig(type, 0), c.light.empty() ? 0.0 : 1.25) << type;
     }
     EXPECT_EQ(log.count(std::string("scale = 1.000000, is_rgb = ") + c.rgb), c.light.empty() ? 0U : 8U);
+    EXPECT_EQ(log.count("getLuxScale_api fail"), 0U);
   }
 }
 
 TEST(Config, ReadsAnArray) {
   const BenchPhone phone;
-  phone.hub->reply(31, {7, bits(1.5F), bits(2.5F)});
   phone.hub->reply(4, {0, bits(1.5F), bits(2.5F)});
   const struct {
     int type;
@@ -105,6 +105,7 @@ TEST(Config, ReadsAnArray) {
       {33171089, 3, "0", -1, 0, "E goodix_cct_sensor do not getconfig \n"},
       {33171057, 10, "1", 31, 7, "E ams_cct_sensor getconfig \n"},
       {33171007, 3, "1", 31, 7, "E ams_cct_sensor getconfig \n"},
+      {33171007, 3, "1", 31, 0, "E ams_cct_sensor getconfig \n"},
       {33171016, 3, "", 4, 0, nullptr},
       {33171015, -1, "", 4, 0, nullptr},
       {33171016, 11, "", -1, -1, "E sensor_getconfig fail length too long!"},
@@ -113,6 +114,7 @@ TEST(Config, ReadsAnArray) {
   for (const auto& c : cases) {
     const std::string type = std::to_string(c.type);
     phone.hub->forget();
+    phone.hub->reply(31, {c.result, bits(1.5F), bits(2.5F)});
     host::force_property("persist.vendor.goodix.cct_support", c.goodix);
     float values[10] = {-1, -1};
     const LogCapture log;
