@@ -6,6 +6,8 @@ they mean, the other tests know; this one sees that nothing changed that nobody 
 
 --approve: the texts of today are the approved ones; `git diff` shows what a change did.
 """
+import collections
+import concurrent.futures
 import difflib
 import os
 import pathlib
@@ -45,14 +47,13 @@ def written(folder):
     shutil.rmtree(folder / 'out', ignore_errors=True)
 
 
-def outputs(folder):
+def outputs(paragraph):
+    folder = pathlib.Path(tempfile.mkdtemp(dir=PLACE.name))
     for name, target in (('plans', 'plans'), ('data', 'tests/data')):
         (folder / name).symlink_to(pathlib.Path(sys.argv[2], target).resolve())
     environment = {**os.environ, 'XDG_STATE_HOME': str(folder), 'TZ': 'UTC', 'SENSORCAL_PHONE': 'phone'}
     texts = {}
-    for line in (APPROVED / 'commands').read_text().splitlines():
-        if line.startswith('#'):
-            continue
+    for line in paragraph.splitlines():
         name, code, arguments = line.split(maxsplit=2)
         done = subprocess.run([PROGRAM, *shlex.split(arguments)], cwd=folder, env=environment, capture_output=True,
                               errors='backslashreplace', stdin=subprocess.DEVNULL, check=False)
@@ -68,8 +69,9 @@ def outputs(folder):
     return texts
 
 
-with tempfile.TemporaryDirectory() as place:
-    found = outputs(pathlib.Path(place))
+PLACE = tempfile.TemporaryDirectory()
+with concurrent.futures.ThreadPoolExecutor(4) as beside:
+    found = collections.ChainMap(*beside.map(outputs, (APPROVED / 'commands').read_text().split('\n\n')[1:]))
 failed = False
 for name, is_now in found.items():
     file = APPROVED / name
