@@ -64,7 +64,8 @@ run 4 replay cut
 has err 'cut off: it has no record'
 # Cut between two lines, where a sensor was on: nothing waits for what cannot come.
 cp good/record.json cut/
-awk '{print} /"ask":"enable"/ {on = 1} /"event":/ && on && ++events == 5 {exit}' good/trace.jsonl >cut/trace.jsonl
+awk '/"ask":"disable"/ {exit} {print} /"ask":"enable"/ {on = 1} /"event":/ && on && ++events == 5 {exit}' \
+  good/trace.jsonl >cut/trace.jsonl
 run 4 replay cut
 has err 'cut off: a sensor is still on at its last line'
 # A run that was interrupted cannot be the same again, but ends.
