@@ -211,7 +211,11 @@ void StepRun::take_found(const Sensor& subject, const FreshSamples& came) {
 }
 
 void StepRun::verify_calibration(const Calibration& c) {
-  if (is_self_test(step_.param)) return;
+  if (is_self_test(step_.param)) {
+    if (session_.sensor(step_.type) == nullptr)
+      attempt_.fail({Why::sensor_absent, "the phone lists no such sensor", "look at `sensorcal sensors`"});
+    return;
+  }
   if (c.kind != nullptr && !c.golden && c.kind->result != Result::proximity) {
     Sensor subject = *subject_of(step_.type);
     subject.type = c.kind->verified_type;

@@ -77,9 +77,8 @@ std::string telling_line(const RunLog& run) {
 // Why the library returned a failure, from what it logged.
 Reason explain(Session& session, const Calibration& c) {
   const RunLog& run = c.run;
-  const bool bound = c.kind == nullptr || record_of(session.cal(), *c.kind).present != 0;
   if (c.interrupted) return {Why::interrupted, "interrupted"};
-  if (!bound && !c.in_hub) {
+  if (const _sensor_info* record = record_of_run(session, c); record != nullptr && record->present == 0) {
     return {Why::sensor_absent, "the phone lists no sensor that this calibration could sample",
             "look at `sensorcal sensors`"};
   }
