@@ -160,7 +160,7 @@ Attempt check_sensor(Session& session, const CheckRequest& request, const Progre
   out.started = session.now();
   const SensorInfo* sensor = session.sensor(request.type);
   if (sensor == nullptr) {
-    out.fail({Why::sensor_absent, "the phone lists no such sensor", "look at `sensorcal sensors`"});
+    out.fail(kNotListed);
     return out;
   }
   out.notes.push_back("the phone lists it as " + std::string(sensor->name.c_str()));

@@ -26,6 +26,8 @@ namespace factory {
 // What helps where a service is missing.
 inline constexpr char kTryAgain[] = "Start it or reboot the phone, then repeat";
 inline constexpr char kLookAtServices[] = "look whether the phone's sensor stack runs, then repeat";
+inline const record::Reason kNotListed{record::Why::sensor_absent, "the phone lists no such sensor",
+                                       "look at `sensorcal sensors`"};
 
 class Session {
  public:

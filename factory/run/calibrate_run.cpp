@@ -212,8 +212,7 @@ void StepRun::take_found(const Sensor& subject, const FreshSamples& came) {
 
 void StepRun::verify_calibration(const Calibration& c) {
   if (is_self_test(step_.param)) {
-    if (session_.sensor(step_.type) == nullptr)
-      attempt_.fail({Why::sensor_absent, "the phone lists no such sensor", "look at `sensorcal sensors`"});
+    if (session_.sensor(step_.type) == nullptr) attempt_.fail(kNotListed);
     return;
   }
   if (c.kind != nullptr && !c.golden && c.kind->result != Result::proximity) {

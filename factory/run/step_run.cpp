@@ -179,8 +179,7 @@ bool StepRun::look(bool wait) {
     if (next.at && looks == nullptr && !look_) {
       const std::optional<SampleRequest> request = request_of(session_, step_, *next.at, next.count, next.within);
       if (request) look_.emplace(session_.cal().sensor_manager, *request);
-      if (!request)
-        came.problem = {Why::sensor_absent, "the phone lists no such sensor", "look at `sensorcal sensors`"};
+      if (!request) came.problem = kNotListed;
     }
     if (look_) looks = &*look_;
     if (looks != nullptr) {
