@@ -2,8 +2,9 @@
 """What the program says and writes, held against what was approved: tests/data/approved has the commands and their texts. What
 they mean, the other tests know; this one sees that nothing changed that nobody meant to.
 
-    check_outputs.py SENSORCAL SOURCE [--approve]
+    check_outputs.py SENSORCAL START_ONCE SOURCE [--approve]
 
+START_ONCE is built of start_once.cpp: a command takes a third of the time.
 --approve: the texts of today are the approved ones; `git diff` shows what a change did.
 """
 import collections
@@ -18,8 +19,8 @@ import subprocess
 import sys
 import tempfile
 
-PROGRAM = os.path.abspath(sys.argv[1])
-APPROVED = pathlib.Path(sys.argv[2], 'tests/data/approved')
+PROGRAM, START_ONCE = map(os.path.abspath, sys.argv[1:3])
+APPROVED = pathlib.Path(sys.argv[3], 'tests/data/approved')
 OF_TODAY = [(re.compile(pattern, re.M), to) for pattern, to in (
     (r'^\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} +\d+ +\d+ ', ''),
     (r'\d{4}-\d\d-\d\d[T ]\d\d:\d\d:\d\d(\.\d+)?Z?', 'TIME'), (r'[0-9a-f]{8}-[0-9a-f]{4}-7[0-9a-f-]{21}', 'ID'),
@@ -48,24 +49,29 @@ def written(folder):
 
 
 def outputs(paragraph):
-    folder = pathlib.Path(tempfile.mkdtemp(dir=PLACE.name))
+    place = pathlib.Path(tempfile.mkdtemp(dir=PLACE.name))
+    folder, said = place / 'f', (place / 'said', place / 'errors')
+    folder.mkdir()
     for name, target in (('plans', 'plans'), ('data', 'tests/data')):
-        (folder / name).symlink_to(pathlib.Path(sys.argv[2], target).resolve())
-    environment = {**os.environ, 'XDG_STATE_HOME': str(folder), 'TZ': 'UTC', 'SENSORCAL_PHONE': 'phone'}
+        (folder / name).symlink_to(pathlib.Path(sys.argv[3], target).resolve())
+    environment = {**os.environ, 'XDG_STATE_HOME': str(folder), 'TZ': 'UTC', 'SENSORCAL_PHONE': 'phone', 'LD_PRELOAD': START_ONCE}
+    program = subprocess.Popen([PROGRAM], cwd=folder, env=environment, text=True, stdin=subprocess.PIPE, stdout=subprocess.PIPE)
     texts = {}
     for line in paragraph.splitlines():
         name, code, arguments = line.split(maxsplit=2)
-        done = subprocess.run([PROGRAM, *shlex.split(arguments)], cwd=folder, env=environment, capture_output=True,
-                              errors='backslashreplace', stdin=subprocess.DEVNULL, check=False)
-        if done.returncode != int(code):
-            sys.exit(f'{arguments}: exit code {done.returncode}, not {code}\n{done.stderr}')
-        text = '\n'.join((done.stdout + done.stderr, *written(folder))).replace(str(folder), '.')
+        print(*said, *shlex.split(arguments), sep='\t', file=program.stdin, flush=True)
+        is_code = program.stdout.readline().strip()
+        text = ''.join(path.read_text(errors='backslashreplace') for path in said)
+        if is_code != code:
+            sys.exit(f'{arguments}: exit code {is_code}, not {code}\n{text}')
+        text = '\n'.join((text, *written(folder))).replace(str(folder), '.')
         for pattern, to in OF_TODAY if name.startswith('~') else ():
             text = pattern.sub(to, text)
         if name.startswith('~~'):
             text = '\n'.join(sorted(text.splitlines()))
         file = name.strip('~') + '.txt'
         texts[file] = texts.get(file, '') + f'$ sensorcal {arguments}\n{rounded(text)}\n'
+    program.communicate()
     return texts
 
 
@@ -76,7 +82,7 @@ failed = False
 for name, is_now in found.items():
     file = APPROVED / name
     was = file.read_text() if file.exists() else ''
-    if sys.argv[3:] == ['--approve']:
+    if sys.argv[4:] == ['--approve']:
         file.write_text(is_now)
     elif is_now != was:
         failed = True
