@@ -1,6 +1,6 @@
-// Loaded before a program (LD_PRELOAD), it waits where `main` would begin and runs `main` in a copy of the process for each line of
-// its input, so that the program's libraries are loaded only once. A line has a tab between its words: the file for what is said, the
-// file for errors, and the arguments. The answer is a line with the exit code.
+// Loaded before a program (LD_PRELOAD), it waits where `main` would begin and runs `main` in a copy of the process for
+// each line of its input, so that the program's libraries are loaded only once. A line has a tab between its words: the
+// file for what is said, the file for errors, and the arguments. The answer is a line with the exit code.
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/wait.h>
@@ -48,7 +48,8 @@ int serve(int, char** argv, char**) {
 
 }  // namespace
 
-extern "C" int __libc_start_main(Main main, int argc, char** argv, void (*init)(), void (*fini)(), void (*loader)(), void* stack) {
+extern "C" int __libc_start_main(Main main, int argc, char** argv, void (*init)(), void (*fini)(), void (*loader)(),
+                                 void* stack) {
   program = main;
   const auto next = reinterpret_cast<decltype(&__libc_start_main)>(dlsym(RTLD_NEXT, "__libc_start_main"));
   return next(serve, argc, argv, init, fini, loader, stack);
