@@ -76,15 +76,17 @@ def outputs(paragraph):
 
 
 PLACE = tempfile.TemporaryDirectory()
+found = collections.defaultdict(str)
 with concurrent.futures.ThreadPoolExecutor(4) as beside:
-    found = collections.ChainMap(*beside.map(outputs, (APPROVED / 'commands').read_text().split('\n\n')[1:]))
-failed = False
+    for texts in beside.map(outputs, (APPROVED / 'commands').read_text().split('\n\n')[1:]):
+        found.update({name: found[name] + text for name, text in texts.items()})
+failed = [print(file, 'is of no command') for file in APPROVED.glob('*.txt') if file.name not in found]
 for name, is_now in found.items():
     file = APPROVED / name
     was = file.read_text() if file.exists() else ''
     if sys.argv[4:] == ['--approve']:
         file.write_text(is_now)
     elif is_now != was:
-        failed = True
+        failed.append(name)
         sys.stdout.writelines(difflib.unified_diff(was.splitlines(True), is_now.splitlines(True), str(file), 'now', n=1))
-sys.exit(failed)
+sys.exit(bool(failed))
