@@ -200,7 +200,6 @@ void PhoneImpl::factory_reset() {
   folder_.require_writable();
   folder_.restore_files();  // first, since it may refuse
   hub_.factory_reset();
-  save_registry();
 }
 
 std::string PhoneImpl::disturb(const std::string& key, const std::string& value) {

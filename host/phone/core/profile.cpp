@@ -12,6 +12,7 @@
 
 #include "phone/core/json_reader.h"
 #include "phone/core/phone.h"
+#include "phone/faults/faults.h"
 
 namespace phone {
 namespace {
@@ -223,6 +224,11 @@ void read_profile(const Json::Value& value, const std::string& source, Profile* 
   reader.read("properties", &profile->properties);
   reader.read("world", &profile->world);
   reader.read("faults", &profile->faults);
+  try {
+    (void)Faults::parse(profile->faults);
+  } catch (const PhoneError& error) {
+    reader.fail("faults", error.what());
+  }
   const Json::Value& chips = reader.take("chips");
   if (!chips.isObject()) reader.fail("chips", "wants an object of chips by name");
   for (const std::string& name : chips.getMemberNames()) {
@@ -284,7 +290,7 @@ Cache& cache() {
 float Part::draw(const Draws& draws, int axis) const {
   const auto index = static_cast<size_t>(axis);
   if (!fixed.empty()) return fixed[std::min(index, fixed.size() - 1)];
-  if (to > from) return from + (to - from) * static_cast<float>(draws.uniform(index));
+  if (from != 0 || to != 0) return from + (to - from) * static_cast<float>(draws.uniform(index));
   const auto error = sigma * static_cast<float>(draws.normal(index));
   return mean + std::clamp(error, -limit, limit);
 }

@@ -115,7 +115,7 @@ void set_colour_level(CommandContext& c) {
 void calibrate_channel(CommandContext& c) {
   const int channel = channel_of(c);
   const float raw = channel < 0 ? 0 : c.measured.values[static_cast<size_t>(channel)];
-  const float scale = raw == 0 ? NAN : c.request.as_float(1) / raw;
+  const float scale = c.request.as_float(1) / raw;  // of none: not finite
   if (std::isfinite(scale)) {
     std::optional<Channels>& scales = light(c).channel_scales;
     if (!scales) scales = all_channels(1);

@@ -99,7 +99,8 @@ bool read_date_and_time(std::string_view cell, TimeStamp* time) {
   Scanner scan(cell);
   int64_t days = 0, fraction_ns = 0;
   int hour = 0, minute = 0, second = 0, east_min = 0;
-  if (cell.find_first_of("-/") != std::string_view::npos && !read_date(&scan, &days)) return false;
+  if (cell.substr(0, cell.find(':')).find_first_of("-/") != std::string_view::npos && !read_date(&scan, &days))
+    return false;
   if (!scan.number(2, &hour) || !scan.take(':') || !scan.number(2, &minute)) return false;
   if (scan.take(':') && !scan.number(2, &second)) return false;
   if ((scan.take('.') || scan.take(',')) && !scan.fraction(&fraction_ns)) return false;
@@ -178,9 +179,9 @@ TextTable::TextTable(const std::string& file, std::string text) : text_(std::mov
     if (contains_unquoted(lines_[i], '\t')) ++tabs;
     if (contains_unquoted(lines_[i], ';')) ++semicolons;
   }
-  if (judged > 0 && tabs * 2 >= judged) {
+  if (tabs * 2 >= judged) {
     separator_ = '\t';
-  } else if (judged > 0 && semicolons * 2 >= judged) {
+  } else if (semicolons * 2 >= judged) {
     separator_ = ';';
   }
 }
@@ -225,7 +226,7 @@ CellFault read_value(std::string_view cell, bool decimal_comma, double* value) {
   if (cell.empty()) return CellFault::empty;
   std::string storage;
   std::string_view text = with_point(cell, decimal_comma, &storage);
-  if (text.front() == '+') text.remove_prefix(1);
+  if (text.front() == '+' && text.substr(0, 2) != "+-") text.remove_prefix(1);
   const char* const end = text.data() + text.size();
   const auto result = std::from_chars(text.data(), end, *value);
   if (result.ec == std::errc::invalid_argument || result.ptr != end) return CellFault::not_a_number;
@@ -252,8 +253,8 @@ std::optional<int64_t> TimeStamp::nanoseconds(TimeUnit unit) const {
   int64_t divisor = 1;
   for (; shift < 0; ++shift) divisor *= 10;
   const int64_t rest = ns % divisor;
-  const int64_t up = rest >= (divisor + 1) / 2 && divisor > 1 ? 1 : 0;
-  const int64_t down = rest <= -(divisor + 1) / 2 && divisor > 1 ? 1 : 0;
+  const int64_t up = rest >= (divisor + 1) / 2 ? 1 : 0;
+  const int64_t down = rest <= -(divisor + 1) / 2 ? 1 : 0;
   return ns / divisor + up - down;
 }
 

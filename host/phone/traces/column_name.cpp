@@ -129,7 +129,8 @@ void take_trailing_unit(ColumnName* name) {
     const auto unit = find_unit(text);
     if (!unit) continue;
     name->unit = unit;
-    if (text != "lux") words.resize(words.size() - count);  // "lux" also says what is measured
+    words.resize(words.size() - count);
+    if (unit->name == "lux") words.emplace_back("lux");  // which also says what is measured
     return;
   }
 }
@@ -174,13 +175,13 @@ void take_channel(ColumnName* name) {
 
 void read_time_words(ColumnName* name) {
   const bool bare = name->words.size() == 1;
+  if (!name->words.empty() && name->words.front() == "t") name->is_time = true;
   for (const std::string& word : name->words) {
-    if (is_one_of(word, kTimeWords) || (bare && word == "t")) name->is_time = true;
+    if (is_one_of(word, kTimeWords)) name->is_time = true;
     if (is_one_of(word, kIndexWords)) name->is_index = true;
     if (word.size() == 1 && !(name->is_time && word == "s")) continue;
     if (const auto unit = find_time_unit(word)) name->time_unit = unit;
   }
-  if (name->words.size() > 1 && name->words.front() == "t") name->is_time = true;
   // "Milliseconds" is a time without saying so; the "ms" of another name is not.
   if (bare && name->time_unit && name->words.front().size() > 2) name->is_time = true;
   if (name->is_time) name->is_index = false;

@@ -188,7 +188,7 @@ ColumnPlan plan_as_told(const ReplayOption& replay) {
       continue;
     }
     int slot = 0;
-    if (name[0] >= 'x' && name[0] <= 'z') slot = name[0] - 'x';
+    if (name[0] >= 'x') slot = name[0] - 'x';
     if (name[0] == 'c') slot = name[1] - '1' + (lux_first ? 1 : 0);
     plan.values[static_cast<size_t>(slot)] = static_cast<int>(i);
     plan.axes = std::max(plan.axes, slot + 1);
@@ -197,11 +197,9 @@ ColumnPlan plan_as_told(const ReplayOption& replay) {
 }
 
 bool all_numbers(const TextTable& table, const std::vector<std::string>& cells) {
-  double value = 0;
   TimeStamp time;
   return std::all_of(cells.begin(), cells.end(), [&](const std::string& cell) {
-    return cell.empty() || read_value(cell, table.decimal_comma(), &value) == CellFault::none ||
-           read_time(cell, table.decimal_comma(), &time) == CellFault::none;
+    return cell.empty() || read_time(cell, table.decimal_comma(), &time) == CellFault::none;
   });
 }
 

@@ -1,7 +1,7 @@
 // Tables whose rows are of several kinds: "UncalAccel,<ms>,<ns>,x,y,z,..." or "<time>,Accelerometer,x,y,z".
 #include <algorithm>
 #include <cctype>
-#include <map>
+#include <set>
 
 #include "phone/core/phone.h"
 #include "phone/traces/column_name.h"
@@ -43,7 +43,7 @@ struct Kinds {
 Kinds kinds_in(const TextTable& table, Quantity measure, int column) {
   Kinds kinds;
   kinds.column = column;
-  std::map<std::string, bool> seen;
+  std::set<std::string> seen;
   int best_rank = 0;
   std::vector<std::string> cells;
   const size_t at = static_cast<size_t>(column);
@@ -55,7 +55,7 @@ Kinds kinds_in(const TextTable& table, Quantity measure, int column) {
     const auto kind = kind_of(cells[at]);
     if (!kind) continue;
     ++kinds.rows;
-    if (!seen.emplace(cells[at], true).second) continue;
+    if (!seen.insert(cells[at]).second) continue;
     kinds.all += (kinds.all.empty() ? "" : ", ") + cells[at];
     if (*kind->measure != measure || (!kinds.wanted.empty() && kind->rank <= best_rank)) continue;
     best_rank = kind->rank;

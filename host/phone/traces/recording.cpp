@@ -97,7 +97,8 @@ class RowReader {
       throw PhoneError(report_.file + ": no row fits the columns " + plan_.description + " (last: " + preamble_fault_ +
                        ")");
     }
-    if (preamble_ > 0) report_.notes.push_back(std::to_string(preamble_) + " lines before the data");
+    if (preamble_ > 0)
+      report_.notes.push_back(std::to_string(preamble_) + (preamble_ == 1 ? " line" : " lines") + " before the data");
   }
 
   const TextTable& table_;
