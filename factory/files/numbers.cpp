@@ -31,7 +31,7 @@ std::string fixed(double value, int digits) {
 
 std::string plain(double value) {
   constexpr double kWholeFrom = 1e4;
-  return significant(value, std::fabs(value) < kWholeFrom ? 4 : 6);
+  return significant(value + 0.0, std::fabs(value) < kWholeFrom ? 4 : 6);
 }
 
 double median(std::vector<double> values) {

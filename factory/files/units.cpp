@@ -3,6 +3,9 @@
 #include <charconv>
 #include <cmath>
 #include <numbers>
+#include <vector>
+
+#include "files/words.h"
 
 namespace factory::plan {
 namespace {
@@ -24,6 +27,7 @@ constexpr Unit kUnits[] = {
     {"rad/s", "rad/s", 1},
     {"mrad/s", "rad/s", 1e-3},
     {"deg/s", "rad/s", std::numbers::pi / 180},
+    {"uT", "uT", 1},
     {"hPa", "hPa", 1},
     {"mbar", "hPa", 1},
     {"Pa", "hPa", 0.01},
@@ -48,11 +52,12 @@ constexpr Unit kUnits[] = {
 };
 
 std::string units_of(const std::string& base, bool percent) {
-  std::string out;
+  std::vector<std::string> out;
   for (const Unit& unit : kUnits) {
-    if (base == unit.base) out += std::string(out.empty() ? "" : ", ") + (*unit.name == '\0' ? "none" : unit.name);
+    if (base == unit.base) out.emplace_back(*unit.name == '\0' ? "none" : unit.name);
   }
-  return out + (percent ? ", %" : "");
+  if (percent) out.emplace_back("%");
+  return joined(out, ", ");
 }
 
 }  // namespace

@@ -91,7 +91,7 @@ std::string or_nearest(const std::string& typed, const std::vector<std::string>&
   constexpr size_t kLettersMax = 64;  // nothing that is known has as many
   constexpr size_t kOfferedMax = 4;
   std::vector<std::string> near;
-  if (typed.size() <= kLettersMax) {
+  if (!typed.empty() && typed.size() <= kLettersMax) {
     size_t least = std::max<size_t>(1, typed.size() / 3);
     for (const std::string& word : known) {
       const size_t off = distance_to_part(lower(typed), lower(word));

@@ -140,9 +140,8 @@ std::string to_text(const Comparison& comparison, const std::string& question) {
     const auto mean = [](const Moments& m) { return m.count == 0 ? std::string("-") : short_number(m.mean); };
     rows.push_back({shown(c.step + ": " + c.name + (c.axis.empty() ? "" : " " + c.axis)),
                     std::to_string(first.count) + ", " + std::to_string(second.count),
-                    mean(first) + ", " + mean(second) + (c.unit.empty() ? "" : " " + shown(c.unit)),
-                    with_interval(c.difference), with_interval(c.ratio), c.difference ? fixed(c.size, 2) : "-",
-                    c.differs() ? "differs" : ""});
+                    mean(first) + ", " + mean(second) + in_unit(c.unit), with_interval(c.difference),
+                    with_interval(c.ratio), c.difference ? fixed(c.size, 2) : "-", c.differs() ? "differs" : ""});
   }
   if (rows.size() == 1) return out + "No measurement has a value.\n";
   return out + table(rows) +

@@ -10,6 +10,7 @@
 namespace factory::grr {
 namespace {
 
+using store::in_unit;
 using store::short_number;
 using store::shown;
 using Rows = std::vector<std::vector<std::string>>;
@@ -102,7 +103,7 @@ std::string verdict_text(const Analysis& a) {
 
 std::string whole_text(const Findings& findings, const Study& study, const Analysis& a) {
   std::string out = bold(shown(study.subject.name, 120)) + ": " + study.size() + ", mean " + short_number(a.mean) +
-                    " " + shown(study.subject.unit) + "\n\n";
+                    in_unit(study.subject.unit) + "\n\n";
   out += anova_text(a.full, "repeatability");
   if (!a.pooled.empty()) {
     out += "\nInteractions whose p is above " + short_number(findings.alpha) + " count as repeatability.\n" +

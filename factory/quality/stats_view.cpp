@@ -193,6 +193,8 @@ std::string to_text(const Statistics& s, const std::string& question) {
          shapes_text(s) + drifts_text(s) + outliers_text(s) + durations_text(s) + times_text(s) + marked_text(s);
 }
 
+std::string in_unit(const std::string& unit) { return unit.empty() ? "" : " " + shown(unit); }
+
 std::string shown(const std::string& text, size_t most) {
   std::string out;
   size_t characters = 0;
@@ -373,7 +375,7 @@ std::string limits_of(const Limits& limits, const std::string& unit) {
   const auto& [low, high] = limits;
   if (!low && !high) return "-";
   const std::string from = low && high ? short_number(low) + " to " : low ? "from " + short_number(low) : "to ";
-  return from + (high ? short_number(high) : "") + " " + shown(unit);
+  return from + (high ? short_number(high) : "") + in_unit(unit);
 }
 
 std::string limits_of(const Characteristic& c) { return limits_of({c.low, c.high}, c.unit); }

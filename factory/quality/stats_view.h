@@ -18,6 +18,8 @@ void write_page(const Statistics& statistics, const std::string& question, const
 
 // Any text on one line of a terminal: without what a terminal obeys, and not longer than `most` characters.
 std::string shown(const std::string& text, size_t most = 48);
+// The same with a blank before it; nothing of nothing.
+std::string in_unit(const std::string& unit);
 
 // The texts of a document as a JSON file may hold them.
 Json::Value valid(const Json::Value& value);

@@ -76,7 +76,7 @@ void add_station(const Characteristic& c, const std::string& station, std::vecto
   out->push_back({{"station",
                    about,
                    about + ": mean " + short_number(against.sides[1].mean) + ", at the others " +
-                       short_number(against.sides[0].mean) + " " + shown(c.unit),
+                       short_number(against.sides[0].mean) + in_unit(c.unit),
                    {},
                    first_day * kDayMs},
                   {&c, station, first_day, last_day, against.sides[0].mean, difference.value}});

@@ -36,8 +36,8 @@ std::string nearest(const Attempt& attempt) {
                                       [](const Measurement& a, const Measurement& b) { return used(a) < used(b); });
   if (found == attempt.measurements.end() || used(*found) <= 0) return "";
   const double limit = found->high && (!found->low || found->value > 0) ? *found->high : found->low.value_or(0);
-  return (found->axis.empty() ? "" : found->axis + " ") + found->name + " " + plain(found->value) + " of " +
-         plain(limit) + (found->unit.empty() ? "" : " " + found->unit);
+  return (found->axis.empty() ? "" : found->axis + " ") + found->name + " " + plain(found->value) +
+         (found->high || found->low ? " of " + plain(limit) : "") + (found->unit.empty() ? "" : " " + found->unit);
 }
 
 size_t lines_of(const std::string& text) { return static_cast<size_t>(std::count(text.begin(), text.end(), '\n')); }

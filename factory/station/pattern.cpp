@@ -69,6 +69,8 @@ class Cost {
     } else if (is == '\\' && isalnum(static_cast<unsigned char>(here())) != 0) {
       throw AppError(kUsage, std::string("no regular expression of POSIX: it knows no \\") + here() +
                                  "; a digit is [0-9], a letter [A-Za-z]");
+    } else if (is == '\\' && here() == '\0') {
+      throw AppError(kUsage, "no regular expression: nothing is behind its last \\");
     } else if (is == '\\') {
       ++at_;
     }

@@ -4,6 +4,7 @@
 #include "cli/terminal.h"
 #include "commands/phone/commands.h"
 #include "files/json_text.h"
+#include "files/words.h"
 #include "run/plan.h"
 
 namespace factory {
@@ -42,7 +43,7 @@ int check(const Options& options, const std::vector<std::string>& files) {
     for (const std::string& problem : problems) text += problem + "\n";
     for (const std::string& note : plan.notes) text += "note: " + file + ": " + note + "\n";
     if (problems.empty())
-      text += file + ": " + good("no problem found") + ", " + std::to_string(plan.step_count()) + " steps\n";
+      text += file + ": " + good("no problem found") + ", " + counted(plan.step_count(), "step") + "\n";
   }
   out["verdict"] = passed ? "passed" : "failed";
   print_result(options.json, "plan-check/1", out, text);

@@ -94,9 +94,9 @@ int tell_next(const CommonOptions& options, const GrrArguments& a) {
 }
 
 // Where the readings come from, and how they are told apart.
-void add_source(ArgumentParser parser, GrrArguments* arguments) {
+void add_source(ArgumentParser parser, GrrArguments* arguments, std::string* file) {
   GrrArguments& a = *arguments;
-  parser.add_option("FILE", a.file, "readings as comma-separated values: phone, station or operator, trial, value");
+  parser.add_option("FILE", *file, "readings as comma-separated values: phone, station or operator, trial, value");
   parser.add_option("--store", a.uri, "runs of a store instead of a file", {.envname = "SENSORCAL_STORE"});
   parser.add_option("--by", a.by, "what phones are measured by (default: as the file's columns say; runs by stations)",
                     {.one_of = {"stations", "operators", "both"}});
@@ -144,7 +144,7 @@ int run_grr(const CommonOptions& options, const GrrArguments& a) {
 
 void add_grr_options(ArgumentParser parser, GrrArguments* arguments) {
   GrrArguments& a = *arguments;
-  add_source(parser, &a);
+  add_source(parser, &a, &a.file);
   parser.add_option("--low", a.low, "the value's lower limit, with a file");
   parser.add_option("--high", a.high, "the value's upper limit, with a file");
   parser.add_option("--unit", a.unit, "the value's unit, with a file");
@@ -152,9 +152,14 @@ void add_grr_options(ArgumentParser parser, GrrArguments* arguments) {
                     {.shows_default = true, .low = 0, .high = 1});
   parser.add_flag("--full", a.full, "the whole analysis of each measurement");
   parser.add_option("--html", a.html, "writes the page with charts to a file");
-  ArgumentParser next = parser.add_subcommand(
-      "next", "which phone to measure next, where and by whom", [&a] { a.next = true; }, false);
-  add_source(next, &a);
+  const auto is_next = [&a] {
+    a.next = true;
+    if (!a.file.empty() && !a.next_file.empty())
+      throw AppError(kUsage, "grr next: " + a.file + " beside " + a.next_file + ": readings are in one file");
+    if (a.file.empty()) a.file = a.next_file;
+  };
+  ArgumentParser next = parser.add_subcommand("next", "which phone to measure next, where and by whom", is_next, false);
+  add_source(next, &a, &a.next_file);
   next.add_option("--serial", a.design.phones, "a phone of the study (default: all that were measured)",
                   {.repeated = true});
   next.add_option("--at", a.design.stations, "a station of the study, likewise", {.repeated = true});

@@ -105,15 +105,19 @@ int import(const CommonOptions& options, const Arguments& a) {
   return guarded([&] {
     std::vector<record::Run> runs;
     std::vector<std::unique_ptr<store::Database>> stores;
+    const store::Uri to = store::parse_uri(a.uri);
+    std::error_code ignored;
     for (const std::string& given : a.files) {
       const std::string file = fs::is_directory(given) ? given + "/record.json" : given;  // a recorded run
       if (is_store(file)) {
+        if (fs::equivalent(file, to.place, ignored))
+          throw AppError(kUsage, given + ": the store that the runs are to go into");
         stores.push_back(opened_store(file));
       } else {
         for (record::Run& run : records_of(file)) runs.push_back(std::move(run));
       }
     }
-    store::Store store{store::parse_uri(a.uri)};
+    store::Store store{to};
     // A store has every digit of a run that is in a record, too, and the samples that were asked for.
     store::Copied all;
     const auto add = [&](const store::Copied& more) {

@@ -73,7 +73,7 @@ std::string run_text(const record::Run& run, bool full);
 
 // What a study of stations takes and tells, wherever its runs come from.
 struct GrrArguments {
-  std::string file, uri, unit, html;
+  std::string file, next_file, uri, unit, html;
   std::string by;  // empty: as the file has it, and stations of runs
   ChosenRuns runs;
   std::optional<double> low, high;
