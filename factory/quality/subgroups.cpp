@@ -3,6 +3,7 @@
 #include <time.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 
 #include "files/app_error.h"
@@ -57,15 +58,13 @@ void Subgroups::read_lots(Database* database) {
 
 int Subgroups::of_time(int day_or_quarter) const {
   if (!takes_quarters()) return day_or_quarter;
-  const auto [at, is_new] = known_.try_emplace(day_or_quarter, 0);
+  const auto [at, is_new] = known_.try_emplace(day_or_quarter);
   if (!is_new) return at->second;
   const time_t begin = static_cast<time_t>(day_or_quarter) * (kQuarterMs / 1000);
   tm local{};
   localtime_r(&begin, &local);
   const time_t here = begin + local.tm_gmtoff;
-  const int day = static_cast<int>(
-      (here - static_cast<time_t>(local.tm_hour) * 3600 - static_cast<time_t>(local.tm_min) * 60 - local.tm_sec) /
-      86400);
+  const int day = static_cast<int>(std::chrono::floor<std::chrono::days>(std::chrono::seconds(here)).count());
   const int minute = local.tm_hour * kMinutes + local.tm_min;
   // Before the day's first shift it is still the last one of the day before.
   const int begun = static_cast<int>(std::upper_bound(shifts_.begin(), shifts_.end(), minute) - shifts_.begin());

@@ -24,7 +24,7 @@ Markup titled_list(const std::vector<T>& texts, const char* css_class, const cha
 Markup gauge(const record::Measurement& m) {
   const std::optional<double> high = m.high;
   std::optional<double> low = m.low;
-  if (!low && high && m.value >= 0 && *high > 0) low = 0;  // a magnitude
+  if (!low && high && m.value >= 0) low = 0;  // a magnitude
   if (!std::isfinite(m.value) || !low || !high || !std::isfinite(*high - *low) || !(*high > *low)) return {};
   const double part = std::clamp((m.value - *low) / (*high - *low), -0.22, 1.22);
   const std::string place = "left:" + std::to_string(static_cast<int>(std::lround((part + 0.25) / 1.5 * 100))) + "%";

@@ -59,7 +59,7 @@ void add_seconds(const std::vector<UnderWay>& all, std::span<double> seconds_by_
 
 double seconds_of(const record::Step& step) {
   double out = 0;
-  for (const record::Attempt& attempt : step.attempts) out += std::isfinite(attempt.seconds) ? attempt.seconds : 0;
+  for (const record::Attempt& attempt : step.attempts) out += attempt.seconds;
   return out;
 }
 

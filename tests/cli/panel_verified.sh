@@ -35,7 +35,7 @@ refused 1 Lux 14 silent 'why: no event came from the sensor until the time was o
 refused 3 Lux 14 sensors-vanish:2 'why: the sensor service is gone' 'why: the sensor could not be enabled' "$stays"
 
 # The run is good, and the plain light cannot be looked at.
-refused 1 Lux 14 silent:Lux 'why: not verified: plain light at full brightness: only 0 of 5 fresh samples came' \
+refused 1 Lux 14 silent:Lux 'why: not verified: plain light at full brightness: only 0 of 5 fresh samples came$' \
   'try: the sensor is silent' "$stays"
 refused 1 Lux 14 wrong-type:Lux 'why: not verified: plain light .* and events of other sensors' \
   'try: the sensor service mixes its sensors up' "$stays"

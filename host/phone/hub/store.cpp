@@ -77,12 +77,9 @@ Json::Value to_value(const std::map<int, T>& map) {
   return out;
 }
 
-// Only the form that to_value() writes: "012" and "12 " are no keys.
+// Only the form that to_value() writes: "012" and "12 " are no keys, nor is what an int does not hold.
 bool from_key(const std::string& text, int* out) {
-  char* end = nullptr;
-  const long long number = std::strtoll(text.c_str(), &end, 10);
-  if (number < std::numeric_limits<int>::min() || number > std::numeric_limits<int>::max()) return false;
-  *out = static_cast<int>(number);
+  *out = static_cast<int>(std::strtoll(text.c_str(), nullptr, 10));
   return std::to_string(*out) == text;
 }
 

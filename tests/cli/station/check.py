@@ -246,7 +246,7 @@ def check_inquiry(station):
         expect('one at a time', station.post('/inquiry', filters), (409, 'inquiry-busy'))
         station.wait(lambda _: state()['phase'] != 'working', 'the page is made')
         now = state()
-        expect(f'{filters} {now}', (now['phase'], (said or '') in (now['problem'] or '')), (phase, True))
+        expect(f'{filters} {now}', (now['phase'], said in (now['problem'] or '') if said else now['problem']), (phase, True if said else None))
     status, page = station.ask('GET', '/inquiry.html')
     expect('page', (status, 'Runs at station line-3 that ended as passed' in page), (200, True))
     expect('sandbox', station.headers.get_all('Content-Security-Policy')[0].startswith('sandbox allow-scripts'), True)

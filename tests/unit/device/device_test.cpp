@@ -146,4 +146,16 @@ TEST(FixtureSettings, AreTheSimulatedWorldsAndItsNumbers) {
   }
 }
 
+TEST(FixtureSettings, AreWordsForAnOperator) {
+  const std::tuple<const char*, const char*, const char*> kRows[] = {
+      {"up", "tilted:-2.5", "Lay the phone screen up and raise its right edge by -2.5 degrees"},
+      {"up", "0,0,-1",
+       "Hold the phone so that up is 0,0,-1, in the phone's own x (right), y (top) and z (out of the screen)"},
+      {"vibration", "0", "Leave the phone still, with nothing that shakes the table"},
+      {"vibration", "0.5", "Shake the phone with 0.5 m/s^2 (rms)"},
+      {"smell", "1", "Set smell to 1"},
+  };
+  for (const auto& [key, value, words] : kRows) EXPECT_EQ(factory::instruction(key, value), words) << key;
+}
+
 }  // namespace

@@ -194,8 +194,9 @@ TEST_F(RegistryTest, ResetAndReboot) {
   hub.reboot();
   EXPECT_EQ(hub.offset(1)[0], 1);
   EXPECT_FALSE(hub.save()["sensors"].isMember("33171015"));
-  EXPECT_NE(hub.gyroscope_bias_epoch(4).relearn, epoch);
+  EXPECT_EQ(hub.gyroscope_bias_epoch(4).relearn, epoch + 1);
   hub.factory_reset();
+  EXPECT_EQ(hub.gyroscope_bias_epoch(4).relearn, epoch + 2);
   EXPECT_EQ(hub.save(), Hub(&raw, {}).save());
   EXPECT_EQ(changes, 2);
 }

@@ -18,6 +18,7 @@ record::Run run_of(const std::string& id) {
 
 TEST(StationJournal, KnowsHowFarRunsCame) {
   const fs::path folder = fs::path(testing::TempDir()) / "journals/station-1";
+  fs::remove_all(folder.parent_path());  // of a run that failed
   const std::string ids[] = {"0190a000-0000-7000-8000-000000000001", "0190a000-0000-7000-8000-000000000002",
                              "0190a000-0000-7000-8000-000000000003"};
   {

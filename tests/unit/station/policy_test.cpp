@@ -129,6 +129,18 @@ TEST(StationLedger, CountsTheShift) {
   EXPECT_EQ(ledger.of("B", "p").size(), 5000u);
 }
 
+TEST(StationLedger, AnErrorIsThatOfTheStepThatErred) {
+  record::Run run;
+  run.outcome = Outcome::error;
+  run.steps.resize(3);
+  run.steps[0].attempts.resize(1);
+  run.steps[0].attempts[0].reasons = {record::Text("hub.silent", {}, "silent")};
+  run.steps[1].outcome = run.steps[2].outcome = Outcome::error;  // the one before any attempt
+  run.steps[2].attempts.resize(1);
+  run.steps[2].attempts[0].reasons = {record::Text("call.hangs", {}, "hangs")};
+  EXPECT_EQ(error_of(run), "call.hangs");
+}
+
 TEST(StationLedger, KnowsWhenTheShiftBegan) {
   setenv("TZ", "UTC", 1);
   tzset();
