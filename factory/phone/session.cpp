@@ -41,7 +41,7 @@ void set_max_equal(const std::string& lux) {
   char* end = nullptr;
   const double value = strtod(lux.c_str(), &end);
   if (*end != '\0' || !(value >= 0 && value <= 1e6))
-    throw AppError(kUsage, "--max-equal " + lux + ": give a number of lux");
+    throw AppError(kUsage, "--max-equal " + lux + ": give a number of lux from 0 to 1000000");
   if (property_set("sys.backlight.max_equal_spec", lux.c_str()) != 0) {
     throw AppError(kUnreachable, "--max-equal " + lux + ": the property cannot be set");
   }

@@ -102,6 +102,8 @@ void Database::open_file(Access access) {
   const bool there = fs::exists(file, ignored);
   if (access == Access::reading && !there) throw StoreError(uri_.shown + ": there is no such file");
   if (fs::is_directory(file, ignored)) throw StoreError(uri_.shown + ": is a folder, no store");
+  if (access == Access::reading && fs::file_size(file, ignored) == 0)
+    throw StoreError(uri_.shown + ": no runs have been stored here");
   const auto may = [](const fs::path& path, int how) {
     return faccessat(AT_FDCWD, path.c_str(), how, AT_EACCESS) == 0;
   };
