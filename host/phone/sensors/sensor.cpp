@@ -87,7 +87,7 @@ void Sensor::reboot() {
 int64_t Sensor::deliver_at(int64_t sample_ns) const {
   if (faults_.burst != nullptr) {
     // A burst comes with its last sample.
-    const int64_t length_ns = std::max<int64_t>(static_cast<int64_t>(faults_.burst->amount), 1) * period_ns_;
+    const int64_t length_ns = static_cast<int64_t>(faults_.burst->amount) * period_ns_;  // of one or more
     const int64_t since_ns = std::max<int64_t>(sample_ns - enabled_ns_, 1);
     sample_ns = enabled_ns_ + (since_ns + length_ns - 1) / length_ns * length_ns;
   }

@@ -100,6 +100,9 @@ TEST_F(Values, ProximityCountsAndStates) {
   EXPECT_EQ(state("3.5"), 0) << "between both it stays";
   EXPECT_EQ(state("10"), 5);
   EXPECT_EQ(state("3.5"), 5) << "between both it stays";
+  EXPECT_EQ(state("3"), 0);
+  phone->reboot();
+  EXPECT_EQ(state("3.5"), 5) << "a chip starts far";
   ask_hub(proximity, 5, {500, 1000, -1});
   EXPECT_EQ(state("3"), 0);
   EXPECT_EQ(state("3.4"), 5) << "far is below near, whatever the far threshold says";
