@@ -52,6 +52,7 @@ TEST_P(StoreTest, GivesBackWhatWasStored) {
                                                {{"residual", -1.0 / 3, -0.02, 0.02}}},
                                   .samples = 3});
   record.lot = "L7";
+  record.steps[0].attempts[0].after.emplace_back();  // which no store keeps
   record.plan.version = "4";
   record.retest_of = record.id;
   ASSERT_TRUE(store.put(record, true));
