@@ -69,7 +69,7 @@ TEST(VisibleTest, ShowsWhatIsNotToBeSent) {
                                                        {"\xF8\x33\x31m", "\\xf831m"},
                                                        {"\xC0\x80\xE2\x82", "\\xc0\\x80\\xe2\\x82"},
                                                        // a surrogate, one that is too long, one beyond the last
-                                                       {"\xED\xA0\x80", "\\xed\\xa0\\x80"},
+                                                       {"\xED\xA0\x80\xED\xBF\xBF", "\\xed\\xa0\\x80\\xed\\xbf\\xbf"},
                                                        {"\xE0\x80\x9B", "\\xe0\\x80\\x9b"},
                                                        {"\xF4\x90\x80\x80", "\\xf4\\x90\\x80\\x80"}};
   for (const auto& [text, shown] : cases) EXPECT_EQ(visible(text), shown);

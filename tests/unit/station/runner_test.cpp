@@ -42,9 +42,10 @@ class StationRunner : public testing::Test {
 };
 
 TEST_F(StationRunner, ExchangesLines) {
-  const Ended all = run("read plan; echo \"got $plan\"; read answer; echo \"got $answer\" >&2; pwd; exit 7", 30,
-                        [](Runner* runner) { runner->say("done"); });
-  EXPECT_EQ(all.lines, (std::vector<std::string>{"got the plan", "/"}));
+  const Ended all =
+      run("read plan; echo \"got $plan\"; read answer; echo \"got $answer\" >&2; printf '%s\\n.\\n..\\n' $PWD; exit 7",
+          30, [](Runner* runner) { runner->say("done"); });
+  EXPECT_EQ(all.lines, (std::vector<std::string>{"got the plan", "/", ".", ".."}));
   EXPECT_EQ(all.end.code, 7);
   EXPECT_EQ(all.end.why.text, "");
   EXPECT_EQ(all.end.last_words, "got done");
