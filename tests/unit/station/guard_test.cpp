@@ -61,6 +61,8 @@ TEST(StationGuard, WantsTheTokenOfWhoeverComes) {
     asked.authorization = authorization;
     asked.query_token = query;
     EXPECT_EQ(guard.refuses(asked, "10.0.3.7"), in ? "" : "no-token") << cookie << authorization << query;
+    asked.posts = true;  // an address opens a page, and gives no order
+    EXPECT_FALSE(guard.opens(asked)) << query;
   }
 }
 
