@@ -40,11 +40,10 @@ char letter_at(std::string_view letters, size_t index) {
 // The words that mean something, and any other that is not zero.
 std::vector<record::HubWord> decoded(const int32_t* words, std::string_view letters) {
   std::vector<record::HubWord> out;
-  const size_t always = letters.size() - (letters.ends_with('*') ? 1 : 0);  // those that repeat may be fewer
   for (int i = 0; i < oem_test_msg::kWords; ++i) {
     const auto index = static_cast<size_t>(i);
     const char letter = letter_at(letters, index);
-    if (words[i] == 0 && (letter == '-' || index >= always)) continue;
+    if (words[i] == 0 && (letter == '-' || index >= letters.size())) continue;
     record::HubWord& word = out.emplace_back(record::HubWord{i, words[i]});
     if (letter == 'f' || letter == 'R') word.value = std::bit_cast<float>(words[i]);
   }

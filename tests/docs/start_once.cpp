@@ -18,7 +18,7 @@ using Main = int (*)(int, char**, char**);
 Main program = nullptr;
 
 int run_in_copy(const std::string& line, char* name) {
-  std::istringstream in(line);
+  std::istringstream in(line + "\t");  // the last word may be empty
   std::vector<std::string> texts;
   for (std::string text; std::getline(in, text, '\t');) texts.push_back(text);
   const auto become = [](int fd, const std::string& file, int flags) {

@@ -94,6 +94,7 @@ void read_part(JsonReader* reader, const char* key, Part* out) {
     inner.read("limit", &part.limit, 0);
     inner.read("from", &part.from);
     inner.read("to", &part.to);
+    part.even = value.isMember("from") || value.isMember("to");
     inner.finish();
     if (part.to < part.from) reader->fail(key, "to is below from");
   }
@@ -290,7 +291,7 @@ Cache& cache() {
 float Part::draw(const Draws& draws, int axis) const {
   const auto index = static_cast<size_t>(axis);
   if (!fixed.empty()) return fixed[std::min(index, fixed.size() - 1)];
-  if (from != 0 || to != 0) return from + (to - from) * static_cast<float>(draws.uniform(index));
+  if (even) return from + (to - from) * static_cast<float>(draws.uniform(index));
   const auto error = sigma * static_cast<float>(draws.normal(index));
   return mean + std::clamp(error, -limit, limit);
 }

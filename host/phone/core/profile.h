@@ -22,7 +22,8 @@ struct Part {
   float mean = 0;            // normal around it, cut at mean +- limit
   float sigma = 0;
   float limit = 0;
-  float from = 0;  // uniform between both, where one is given
+  bool even = false;  // uniform between from and to, where one of them is given
+  float from = 0;
   float to = 0;
 
   float draw(const Draws& draws, int axis) const;

@@ -138,7 +138,7 @@ bool read_decimal(std::string_view text, TimeStamp* time) {
     if (text[i] != 'e' && text[i] != 'E') return false;
     const char* begin = text.data() + i + 1;
     const char* const end = text.data() + text.size();
-    if (begin != end && *begin == '+') ++begin;
+    if (end - begin > 1 && begin[0] == '+' && begin[1] != '-') ++begin;
     int told = 0;
     const auto result = std::from_chars(begin, end, told);
     if (result.ec != std::errc() || result.ptr != end || std::abs(told) > 10000) return false;
