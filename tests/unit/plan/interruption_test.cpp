@@ -109,15 +109,13 @@ TEST(InterruptionDeathTest, WhatCannotBeWokenIsLeftWithARecord) {
         PlanRun run(session, plan, {}, interrupter);
         session.set_last_will([&](const std::string& why) {
           const Station::Ran ran{run.abort(why)};
-          fprintf(stderr, "record: %s, steps %s, put back %d, logged %d, and %s\n", outcome_name(ran.outcome),
-                  outcome_name(ran.steps[0].outcome), ran.attempt(0).put_back, !ran.attempt(0).log.empty(),
-                  outcome_name(ran.steps[1].outcome));
+          fprintf(stderr, "record: %s, steps %s, put back %d, and %s\n", outcome_name(ran.outcome),
+                  outcome_name(ran.steps[0].outcome), ran.attempt(0).put_back, outcome_name(ran.steps[1].outcome));
         });
         run.run();
         _exit(0);
       },
-      ::testing::ExitedWithCode(factory::kInterrupted),
-      "record: aborted, steps aborted, put back 1, logged 1, and aborted");
+      ::testing::ExitedWithCode(factory::kInterrupted), "record: aborted, steps aborted, put back 1, and aborted");
 }
 
 }  // namespace
