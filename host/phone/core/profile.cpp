@@ -227,8 +227,8 @@ void read_profile(const Json::Value& value, const std::string& source, Profile* 
   reader.read("faults", &profile->faults);
   try {
     (void)Faults::parse(profile->faults);
-  } catch (const PhoneError& error) {
-    reader.fail("faults", error.what());
+  } catch (const OptionError& error) {
+    throw OptionError(reader.path("faults") + ": " + error.what(), error.word, error.known, error.lists);
   }
   const Json::Value& chips = reader.take("chips");
   if (!chips.isObject()) reader.fail("chips", "wants an object of chips by name");
