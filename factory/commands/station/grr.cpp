@@ -152,8 +152,11 @@ void add_grr_options(ArgumentParser parser, GrrArguments* arguments) {
                     {.shows_default = true, .low = 0, .high = 1});
   parser.add_flag("--full", a.full, "the whole analysis of each measurement");
   parser.add_option("--html", a.html, "writes the page with charts to a file");
-  const auto is_next = [&a] {
+  const auto is_next = [&a, parser] {
     a.next = true;
+    for (const std::string& before : parser.named())
+      if (before != "FILE")
+        throw AppError(kUsage, "grr next: " + before + " stands before next: give it behind, if at all");
     if (!a.file.empty() && !a.next_file.empty())
       throw AppError(kUsage, "grr next: " + a.file + " beside " + a.next_file + ": readings are in one file");
     if (a.file.empty()) a.file = a.next_file;
