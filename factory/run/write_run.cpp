@@ -48,12 +48,12 @@ void StepRun::run_write() {
   if (attempt_.reasons.empty() && hub.problem().empty())
     require_stored(session_, step_.type, step_.value, step_.numbers, &attempt_);
   const std::string lost = hub.problem();
+  if (!lost.empty()) attempt_.fail({Why::hub_silent, lost + ", so that the write does not count", kLookAtServices});
   if (value.read != nullptr && attempt_.reasons.empty()) {
     std::string numbers;
     for (const double number : step_.numbers) numbers += " " + plain_exactly(static_cast<float>(number));
     attempt_.notes.push_back(place_of(value) + " holds" + numbers + " " + value.unit(step_.type));
   }
-  if (!lost.empty()) attempt_.fail({Why::hub_silent, lost + ", so that the write does not count", kLookAtServices});
   under_way_.stops(session_);
   end_changes(held, result == 0);
 }
