@@ -46,8 +46,8 @@ std::string real_file(const std::string& path) { return is_stand_in(path) ? path
 
 std::string garbage(size_t length, uint64_t seed) {
   const Draws draws = Draws(seed).of("garbage");
-  std::string out(length, '\0');
-  for (size_t i = 0; i < length; ++i) out[i] = static_cast<char>(draws.bits(i));
+  std::string out;
+  for (size_t i = 0; i < length; ++i) out += static_cast<char>(draws.bits(i));
   return out;
 }
 

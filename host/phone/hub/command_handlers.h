@@ -40,18 +40,14 @@ void start_colour_run(CommandContext& c);
 void get_colour_run(CommandContext& c);
 void take_panel_sample(CommandContext& c);
 
-inline constexpr int32_t kDone = 0;
+// A reply begins as zeros: what is not refused is done.
 inline constexpr int32_t kRefused = -1;
 inline constexpr int kMaxCount = 15;  // what fits behind word 0
 
 inline int32_t word(const CommandContext& c, int i) { return c.request.words[static_cast<size_t>(i)]; }
 inline void answer(CommandContext& c, int i, int32_t value) { c.reply.words[static_cast<size_t>(i)] = value; }
 
-// The command did what it was asked, or refuses it; word `i` says so.
-inline void store_done(CommandContext& c, int i = 0) {
-  answer(c, i, kDone);
-  c.changed = true;
-}
+// Word `i` says so.
 inline void refuse(CommandContext& c, const std::string& why, int i = 0) {
   answer(c, i, kRefused);
   add_note(&c.note, why);

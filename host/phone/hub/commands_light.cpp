@@ -29,7 +29,7 @@ int channel_of(const CommandContext& c) {
 
 // The float results of codes 23 and 200.
 void answer_channel(CommandContext& c, bool done) {
-  c.reply.set_float(2, done ? 0.0F : -1.0F);
+  if (!done) c.reply.set_float(2, -1.0F);
   c.changed = done;
 }
 
@@ -46,16 +46,15 @@ bool is_level(int32_t level) { return level == kHighLevel || level == kLowLevel;
 void set_counted(CommandContext& c, std::optional<Channels>* target, float unset) {
   const int count = count_of(c);
   if (count < 0 || count > kChannelCount) return refuse(c, "a count that no chip has");
-  if (count == 0) return answer(c, 0, kDone);
+  if (count == 0) return;
   if (!*target) *target = all_channels(unset);
   for (int i = 0; i < count; ++i) (**target)[static_cast<size_t>(i)] = c.request.as_float(1 + i);
-  store_done(c);
+  c.changed = true;
 }
 
 void get_counted(CommandContext& c, const Channels& values, float beyond) {
   const int count = count_of(c);
   if (count < 0) return refuse(c, "a count that no record holds");
-  answer(c, 0, kDone);
   for (int i = 0; i < count; ++i) {
     c.reply.set_float(1 + i, i < kChannelCount ? values[static_cast<size_t>(i)] : beyond);
   }
@@ -65,7 +64,7 @@ void get_counted(CommandContext& c, const Channels& values, float beyond) {
 
 void set_lux_scale(CommandContext& c) {
   light(c).scale = c.request.as_float(0);
-  store_done(c);
+  c.changed = true;
 }
 
 void get_lux_scale(CommandContext& c) { c.reply.set_float(0, c.known_type ? stored_light(c).scale.value_or(1) : 1); }
@@ -74,7 +73,7 @@ void high_lux_step(CommandContext& c) {
   const int32_t step = word(c, 0);
   if (step != 12 && (step < 15 || step > 18)) return refuse(c, "no such high-lux step", 1);
   light(c).high_lux[step] = c.measured.values[0];
-  store_done(c, 1);
+  c.changed = true;
 }
 
 void get_dark_value(CommandContext& c) {
@@ -100,7 +99,7 @@ void set_backlight_level(CommandContext& c) {
   if (!is_level(level)) return refuse(c, "no such backlight level", 1);
   LightStore& target = c.store.lights[level_chip(c, level, &c.store.last_high_lux)];
   target.backlight[level] = {.brightness = word(c, 1), .lux = word(c, 2), .scale = target.scale.value_or(1)};
-  store_done(c, 1);
+  c.changed = true;
 }
 
 void set_colour_level(CommandContext& c) {
@@ -109,7 +108,7 @@ void set_colour_level(CommandContext& c) {
   ColourLevel& target = c.store.lights[level_chip(c, level, &c.store.last_high_colour)].colour_backlight[level];
   target.brightness = c.request.as_float(1);
   for (int i = 0; i < 4; ++i) target.channels[static_cast<size_t>(i)] = c.request.as_float(2 + i);
-  store_done(c);
+  c.changed = true;
 }
 
 void calibrate_channel(CommandContext& c) {
@@ -144,7 +143,6 @@ void start_colour_run(CommandContext& c) {
          .command = saturated_int(c.request.as_float(0)),
          .result = ColourRunState::kRunning,
          .number = run.number + 1};
-  answer(c, 0, kDone);
 }
 
 void get_colour_run(CommandContext& c) {

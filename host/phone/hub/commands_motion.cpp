@@ -35,32 +35,31 @@ bool has_level(const Store& store, int type, int level) {
 void run_code_0(CommandContext& c) {
   if (is_one_of(kAccelerometers, c.request.sensor_type)) {
     c.store.offsets[c.request.sensor_type] = request_vector(c);
-    return store_done(c);
+    c.changed = true;
+    return;
   }
   if (c.request.sensor_type == 0) return take_panel_sample(c);
   refuse(c, "a version request that matched nothing");
-  c.reply.set_float(2, 0);
 }
 
 void get_offset(CommandContext& c) {
   const Vector3 offset = c.known_type ? c.store.offset(chip_of(c)) : Vector3{};
-  for (int i = 0; i < 3; ++i) c.reply.set_float(i, offset[static_cast<size_t>(i)]);
+  for (int i = 0; const float value : offset) c.reply.set_float(i++, value);
 }
 
 void set_gyroscope_offset(CommandContext& c) {
   c.store.offsets[chip_of(c)] = request_vector(c);
   ++c.runtime.bias_epochs[chip_of(c)].relearn;
-  store_done(c);
+  c.changed = true;
 }
 
 void clear_gyroscope_bias(CommandContext& c) {
   ++c.runtime.bias_epochs[chip_of(c)].clear;
-  answer(c, 0, kDone);
 }
 
 void set_pressure_offset(CommandContext& c) {
   c.store.pressure_offset = c.request.as_float(0);
-  store_done(c);
+  c.changed = true;
 }
 
 void get_pressure_offset(CommandContext& c) {
@@ -74,7 +73,7 @@ void set_thresholds(CommandContext& c) {
   for (int i = 0; i < 3; ++i) {
     if (word(c, i) != kLeave) *targets[i] = word(c, i);
   }
-  store_done(c);
+  c.changed = true;
 }
 
 void get_thresholds(CommandContext& c) {
@@ -107,7 +106,6 @@ void get_sar_offset(CommandContext& c) {
   }
   const int count = count_of(c);
   if (count < 0) return refuse(c, "a count that no record holds");
-  answer(c, 0, kDone);
   for (int i = 0; i < count && i < kChannelCount; ++i) c.reply.set_float(1 + i, offset[static_cast<size_t>(i)]);
 }
 
@@ -116,19 +114,20 @@ void calibrate_sar(CommandContext& c) {
   if (word(c, 0) == 0) {
     sar.offset = c.measured.values;
     sar.baseline.reset();
-    return store_done(c);
+    c.changed = true;
+    return;
   }
   if (c.request.as_float(0) != -1.0F) return refuse(c, "neither a full nor a soft calibration");
   const Channels offset = sar.offset.value_or(all_channels(0));
   Channels& baseline = sar.baseline.emplace();
   for (size_t i = 0; i < baseline.size(); ++i) baseline[i] = c.measured.values[i] - offset[i];
-  store_done(c);
+  c.changed = true;
 }
 
 void set_sar_register(CommandContext& c) {
   const int chip = c.request.msg_type == 43 ? sensor_type::sar : sensor_type::sar_second;
   c.store.sars[chip].registers[word(c, 0)] = word(c, 1);
-  store_done(c, 1);
+  c.changed = true;
 }
 
 void calibrate_tof(CommandContext& c) {
@@ -140,10 +139,10 @@ void calibrate_tof(CommandContext& c) {
   if (step == 1) tof.offset = raw - c.chips.tof_target_mm;
   if (step == 2) tof.crosstalk = raw;
   tof.steps_done = step + 1;
-  store_done(c);
+  c.changed = true;
 }
 
-void self_test(CommandContext& c) { answer(c, 0, kDone); }
+void self_test(CommandContext& /*passes*/) {}
 
 void get_version(CommandContext& c) {
   const float which = c.request.as_float(1);
@@ -151,7 +150,6 @@ void get_version(CommandContext& c) {
   if (!level && which != -1) return refuse(c, "neither a level nor -1");
   const int type = c.request.sensor_type;
   const bool stored = level ? has_level(c.store, type, static_cast<int>(which)) : is_calibrated(c.store, type);
-  answer(c, 0, kDone);
   c.reply.set_float(2, stored ? 1 : 0);
 }
 

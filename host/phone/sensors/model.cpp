@@ -29,7 +29,6 @@ float colour_factor(float slope, float temperature_k) {
 float scene_lux(const Scene& scene) { return scene.world.dark_box ? 0 : scene.world.lux; }
 
 float panel_lux(const Chip& chip, const Scene& scene) {
-  if (chip.panel_lux == 0 || scene.panel <= 0) return 0;
   return chip.panel_lux * std::pow(scene.panel, chip.panel_gamma);
 }
 

@@ -125,7 +125,6 @@ void take_trailing_unit(ColumnName* name) {
   for (size_t count = std::min<size_t>(3, words.size()); count > 0; --count) {
     std::string text;
     for (size_t i = words.size() - count; i < words.size(); ++i) text += words[i];
-    if (words.size() == count && text.size() == 1) continue;  // a lone letter is a name
     const auto unit = find_unit(text);
     if (!unit) continue;
     name->unit = unit;
@@ -226,7 +225,7 @@ ColumnName read_column_name(const std::string& text) {
   const std::string bracketed = take_bracketed(&rest);
   name.words = words_of(rest);
   name.unit = find_unit(bracketed);
-  if (!name.unit && !bracketed.empty()) name.time_unit = find_time_unit(bracketed);
+  name.time_unit = find_time_unit(bracketed);
   read_time_words(&name);
   if (name.is_time) return name;
   if (!name.unit) take_trailing_unit(&name);

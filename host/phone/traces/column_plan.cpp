@@ -175,7 +175,6 @@ void describe_names(const std::vector<std::string>& cells, ColumnPlan* plan) {
 
 ColumnPlan plan_as_told(const ReplayOption& replay) {
   ColumnPlan plan;
-  plan.values.fill(-1);
   plan.headerless = true;
   const bool lux_first = find_replay_kind(replay.sensor_type)->layout == Layout::lux_and_channels;
   for (size_t i = 0; i < replay.columns.size(); ++i) {
@@ -240,7 +239,6 @@ bool plan_by_names(const std::vector<std::string>& cells, const ReplayOption& re
   std::vector<ColumnName> names;
   names.reserve(cells.size());
   for (const std::string& cell : cells) names.push_back(read_column_name(cell));
-  plan->values.fill(-1);
   if (!plan_values(names, replay, plan)) return false;
   plan_time(names, replay, plan);
   describe_names(cells, plan);

@@ -12,6 +12,8 @@
 namespace phone {
 
 struct ColumnPlan {
+  ColumnPlan() { values.fill(-1); }
+
   enum class Time { none, column, index };
   Time time = Time::none;
   int time_column = -1;

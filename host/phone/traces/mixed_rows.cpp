@@ -85,7 +85,6 @@ bool plan_by_comment(const TextTable& table, const ReplayOption& replay, const K
 bool plan_by_position(const TextTable& table, const ReplayOption& replay, const Kinds& kinds, ColumnPlan* plan) {
   const ReplayKind& sensor = *find_replay_kind(replay.sensor_type);
   if (sensor.layout != Layout::axes && sensor.layout != Layout::single) return false;
-  plan->values.fill(-1);
   plan->axes = sensor.layout == Layout::axes ? 3 : 1;
   plan->time = ColumnPlan::Time::column;
   plan->time_column = kinds.column == 0 ? 1 : 0;

@@ -29,8 +29,8 @@ std::optional<double> number(const std::string& text) {
 size_t next_option(const std::string& text, size_t from) {
   for (size_t comma = text.find(',', from); comma != std::string::npos; comma = text.find(',', comma + 1)) {
     size_t end = comma + 1;
-    while (end < text.size() && text[end] >= 'a' && text[end] <= 'z') ++end;
-    if (end > comma + 1 && end < text.size() && text[end] == '=') return comma;
+    while (text[end] >= 'a' && text[end] <= 'z') ++end;  // at the end stands a 0
+    if (end > comma + 1 && text[end] == '=') return comma;
   }
   return std::string::npos;
 }
@@ -59,7 +59,7 @@ bool suit(const std::vector<std::string>& columns, Layout layout) {
   const bool xyz = has("x") && has("y") && has("z");
   const bool any_axis = has("x") || has("y") || has("z");
   int channels = 0;
-  while (channels < kMaxChannels && has("c" + std::to_string(channels + 1))) ++channels;
+  while (has("c" + std::to_string(channels + 1))) ++channels;
   const auto is_channel = [](const std::string& name) { return name[0] == 'c'; };
   const bool contiguous = channels == std::count_if(columns.begin(), columns.end(), is_channel);
   switch (layout) {
