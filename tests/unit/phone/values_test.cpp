@@ -80,6 +80,7 @@ TEST_F(Values, ColourTemperatureShiftsTheChannels) {
   const std::vector<float> at_6500 = phone->truth(cct_f_stream);
   EXPECT_LT(at_6500[2], at_4000[2]) << "less red";
   EXPECT_GT(at_6500[4], at_4000[4]) << "more blue";
+  EXPECT_EQ(client.collect(cct_f_stream, 200000, 1).at(0).u.data[1], 6500) << "computed, so without noise";
 }
 
 TEST_F(Values, ProximityCountsAndStates) {
