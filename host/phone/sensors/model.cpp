@@ -57,11 +57,6 @@ bool is_light(Kind kind) {
 // The word of channel 0 in Values, for kinds whose event carries none too.
 int channel_word(Kind kind) { return kind == Kind::light || kind == Kind::light_stream ? 1 : 2; }
 
-// Words that the model fills.
-int filled(const SensorEntry& sensor) {
-  return is_light(sensor.kind) ? channel_word(sensor.kind) + kStreamChannels : sensor.values;
-}
-
 void light_values(const SensorEntry& sensor, const Errors& errors, const Scene& scene, float from_panel, Values* out) {
   const int first = channel_word(sensor.kind);
   (*out)[0] = errors.gain * (scene_lux(scene) + from_panel);
@@ -115,6 +110,10 @@ Errors draw_errors(const Chip& chip, const Draws& phone) {
   }
   errors.optical_crosstalk = chip.optical_crosstalk.draw(draws.of("crosstalk"), 0);
   return errors;
+}
+
+int raw_words(const SensorEntry& sensor) {
+  return is_light(sensor.kind) ? channel_word(sensor.kind) + kStreamChannels : sensor.values;
 }
 
 Values truth(const SensorEntry& sensor, const Scene& scene) {
@@ -182,7 +181,7 @@ void add_noise(const SensorEntry& sensor, const Scene& scene, int64_t period_ns,
   const float deviation = chip.noise_density * std::sqrt(std::min(chip.bandwidth_hz, nyquist_hz));
   const float vibration = sensor.kind == Kind::accelerometer ? scene.world.vibration_m_s2 : 0;
   const int first = is_light(sensor.kind) ? channel_word(sensor.kind) : 0;
-  for (int i = 0; i < filled(sensor); ++i) {
+  for (int i = 0; i < raw_words(sensor); ++i) {
     if (first == 2 && i == 1) continue;  // the colour temperature is computed, not measured
     float& value = (*raw)[at(i)];
     // A channel's noise is that of the light, in its own counts.

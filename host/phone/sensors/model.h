@@ -33,6 +33,9 @@ struct Errors {
 
 Errors draw_errors(const Chip& chip, const Draws& phone);
 
+// The words that a part fills: of a light sensor its channels too.
+int raw_words(const SensorEntry& sensor);
+
 // What a perfect sensor would report, and what it is made to report: no panel light, no crosstalk.
 Values truth(const SensorEntry& sensor, const Scene& scene);
 // What the part gives, without noise.

@@ -152,8 +152,7 @@ Values Sensor::measure(const Scene& scene) {
   const Draws draws = draws_.of(enablings_).of(samples_);
   Values raw{};
   if (next_raw_) {
-    const int count = std::clamp(next_raw_->count, 0, static_cast<int>(raw.size()));
-    std::copy_n(next_raw_->value, count, raw.begin());
+    std::copy_n(next_raw_->value, next_raw_->count, raw.begin());
   } else {
     raw = raw_values(entry(), errors_, scene);
     add_noise(entry(), scene, period_ns_, draws, &raw);
@@ -163,7 +162,7 @@ Values Sensor::measure(const Scene& scene) {
 }
 
 void Sensor::spoil(int64_t since_enabling_ns, const Draws& draws, Values* raw) {
-  for (size_t i = 0; i < static_cast<size_t>(entry().values); ++i) {
+  for (size_t i = 0; i < static_cast<size_t>(raw_words(entry())); ++i) {
     float& value = (*raw)[i];
     if (faults_.motion != nullptr) {
       value += static_cast<float>(faults_.motion->amount * draws.of("motion").normal(i));
