@@ -17,7 +17,7 @@ bool is_positive(const PanelPoint& point) {
 
 }  // namespace
 
-double PanelCurve::at(double brightness) const { return brightness > 0 ? k * std::pow(brightness / full, gamma) : 0; }
+double PanelCurve::at(double brightness) const { return k * std::pow(brightness / full, gamma); }
 
 PanelCurve panel_curve(const PanelPoint& high, const PanelPoint& low, double rounding) {
   if (!is_positive(high)) return {};
