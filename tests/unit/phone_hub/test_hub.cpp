@@ -149,5 +149,16 @@ TEST_F(ColourRunTest, ARebootEndsIt) {
   EXPECT_EQ(ask(29, 5), -1) << "the run's golden channels came after all";
 }
 
+TEST(Deadline, CallsOnceForEachStart) {
+  std::atomic<int> calls = 0;
+  Deadline deadline([&] { ++calls; });
+  for (const int wanted : {1, 2}) {
+    deadline.start(milliseconds(1));
+    while (calls < wanted) std::this_thread::sleep_for(milliseconds(1));
+    std::this_thread::sleep_for(milliseconds(5));
+    EXPECT_EQ(calls, wanted);
+  }
+}
+
 }  // namespace
 }  // namespace phone
