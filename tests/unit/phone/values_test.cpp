@@ -78,6 +78,7 @@ TEST_F(Values, ColourTemperatureShiftsTheChannels) {
   const std::vector<float> at_4000 = phone->truth(cct_f_stream);
   change_world({{"cct", "6500"}});
   const std::vector<float> at_6500 = phone->truth(cct_f_stream);
+  EXPECT_EQ(at_4000[2], 4 * 200) << "the chip's nominal counts under 200 lux";
   EXPECT_LT(at_6500[2], at_4000[2]) << "less red";
   EXPECT_GT(at_6500[4], at_4000[4]) << "more blue";
   EXPECT_EQ(client.collect(cct_f_stream, 200000, 1).at(0).u.data[1], 6500) << "computed, so without noise";
