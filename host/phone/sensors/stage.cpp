@@ -71,7 +71,6 @@ void Stage::die() {
     delivery->stop = true;
     for (const Watcher& watcher : std::exchange(delivery->watchers, {})) watcher.sensor->disable();
   }
-  wake_all();
 }
 
 void Stage::close() {
