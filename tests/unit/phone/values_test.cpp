@@ -96,6 +96,7 @@ TEST_F(Values, ProximityCountsAndStates) {
   change_world({{"target", "3"}});
   EXPECT_NEAR(mean(client.collect(proximity_stream, 100000, 10), 0), 600, 4);
   EXPECT_NEAR(static_cast<double>(phone->truth(proximity_stream).at(0)), 600, 1);
+  EXPECT_EQ(phone->truth(proximity), std::vector<float>{0}) << "near";
 
   ask_hub(proximity, 5, {600 - 20, 350, -1});
   EXPECT_EQ(state("3"), 0);
