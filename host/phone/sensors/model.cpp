@@ -82,7 +82,7 @@ void report_light(const SensorEntry& sensor, const Errors& errors, const Scene& 
   const std::array<float, 8> scales = view.hub->channel_scales(sensor.type);
   for (int i = 0; i < kScaledChannels; ++i) (*out)[at(first + i)] *= scales[at(i)];
 
-  const bool corrected = sensor.kind == Kind::light && chip.panel_lux > 0 && !view.panel_uncorrected;
+  const bool corrected = sensor.kind == Kind::light && !view.panel_uncorrected;
   if (!colour) {
     std::array<float, kLuxChannels> panel{};
     if (chip.lux_from_channels && !view.recorded) {
