@@ -63,7 +63,6 @@ void Sensor::enable(int64_t now_ns) {
   near_told_ = false;
   enabled_ns_ = now_ns;
   silent_after_ns_ = config_.falls_silent ? now_ns + kSilentAfterNs : kNever;
-  next_raw_.reset();
   if (config_.source) {
     config_.source->enabled(period_ns_);
     next_raw_ = config_.source->next(-1);
@@ -101,7 +100,7 @@ int64_t Sensor::due_ns(uint64_t number, int64_t not_before_ns) const {
     const int64_t time_ns = kept_[i % kKept].timestamp;
     if (time_ns >= not_before_ns) return deliver_at(time_ns);
   }
-  if (!on_ || faults_.silent != nullptr || next_ns_ == kNever) return kNever;
+  if (faults_.silent != nullptr || next_ns_ == kNever) return kNever;
   int64_t time_ns = next_ns_;
   if (!config_.source && time_ns < not_before_ns) {
     time_ns += (not_before_ns - time_ns + period_ns_ - 1) / period_ns_ * period_ns_;
@@ -110,7 +109,7 @@ int64_t Sensor::due_ns(uint64_t number, int64_t not_before_ns) const {
 }
 
 void Sensor::run_to(int64_t until_ns) {
-  while (on_ && next_ns_ <= silent_after_ns_ && next_ns_ != kNever && deliver_at(next_ns_) <= until_ns) take_sample();
+  while (next_ns_ <= silent_after_ns_ && next_ns_ != kNever && deliver_at(next_ns_) <= until_ns) take_sample();
 }
 
 const SensorEvent* Sensor::find(uint64_t* number, int64_t not_before_ns) const {

@@ -92,7 +92,7 @@ class Sensor {
   bool panel_uncorrected_ = false;
   int64_t period_ns_ = 0;
   int64_t enabled_ns_ = 0;
-  int64_t next_ns_ = kNever;
+  int64_t next_ns_ = kNever;  // never while it is off
   int64_t silent_after_ns_ = kNever;
   uint32_t enablings_ = 0;
   uint64_t samples_ = 0;  // since the enabling
