@@ -131,8 +131,7 @@ void PhoneDirectory::require_writable() const {
 
 void PhoneDirectory::make(const PhoneOptions& options) {
   if (file_exists(file(kProfile))) remarks_.push_back(path_ + " was not finished at its first use; made anew");
-  seed_ = options.seed.value_or(0);
-  if (!options.seed) seed_ = random_seed();
+  seed_ = options.seed ? *options.seed : random_seed();
   write(file(kProfile), profile_->text);
   write(file(kProperties), properties_text(*profile_));
   restore_files();
