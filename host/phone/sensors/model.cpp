@@ -171,7 +171,7 @@ Values raw_values(const SensorEntry& sensor, const Errors& errors, const Scene& 
     out[0] = reflection(*sensor.chip, scene) + errors.optical_crosstalk;
     return out;
   }
-  for (size_t i = 0; i < errors.bias.size(); ++i) out[i] += errors.bias[i] + drift(*sensor.chip, scene);
+  for (int i = 0; i < sensor.values && i < 3; ++i) out[at(i)] += errors.bias[at(i)] + drift(*sensor.chip, scene);
   return out;
 }
 
