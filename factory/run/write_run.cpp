@@ -11,10 +11,14 @@ void require_stored(Session& session, int type, const std::string& name, const s
                     Attempt* attempt) {
   const StoredValue& value = *stored_value(type, name);
   if (value.read == nullptr) return;
+  const int lost = session.lost_messages();
   const Reading reading = value.read(*session.cal().cal_api, type, static_cast<int>(wanted.size()));
   for (size_t i = 0; i < wanted.size(); ++i) {
     const bool there = reading.result == 0 && i < reading.values.size();
     if (there && static_cast<float>(reading.values[i]) == static_cast<float>(wanted[i])) continue;
+    // What was read of a hub that did not answer is not what it holds.
+    const std::string silent = value.file == nullptr ? HubWatch::problem(session, lost) : "";
+    if (!silent.empty()) return attempt->fail({Why::hub_silent, silent, kLookAtServices});
     const bool alike = there && plain(reading.values[i]) == plain(wanted[i]);
     const auto shown = [&](double number) { return alike ? plain_exactly(static_cast<float>(number)) : plain(number); };
     attempt->fail({there ? Why::stored_differs : Why::stored_unreadable,
@@ -38,7 +42,7 @@ void StepRun::run_write() {
     result = value.write(*session_.cal().cal_api, step_.type, step_.numbers);
   }
   const std::string refusal = session_.take_refusal();
-  if (result != 0) {
+  if (result != 0 && (value.file != nullptr || hub.problem().empty())) {
     attempt_.fail({Why::hub_refused,
                    place_of(value) + " was not written: the answer was " + std::to_string(result),
                    value.file != nullptr ? kFileHint : kHubHint,
@@ -48,7 +52,8 @@ void StepRun::run_write() {
   if (attempt_.reasons.empty() && hub.problem().empty())
     require_stored(session_, step_.type, step_.value, step_.numbers, &attempt_);
   const std::string lost = hub.problem();
-  if (!lost.empty()) attempt_.fail({Why::hub_silent, lost + ", so that the write does not count", kLookAtServices});
+  if (!lost.empty() && attempt_.outcome != Outcome::error)
+    attempt_.fail({Why::hub_silent, lost + ", so that the write does not count", kLookAtServices});
   if (value.read != nullptr && attempt_.reasons.empty()) {
     std::string numbers;
     for (const double number : step_.numbers) numbers += " " + plain_exactly(static_cast<float>(number));
