@@ -17,18 +17,14 @@ constexpr int kScales = 5;
 constexpr int kGolden = 7;
 
 // As a whole; in place only where the folder takes no new file.
-bool write_bytes(const std::string& path, const std::string& bytes) {
+void write_bytes(const std::string& path, const std::string& bytes) {
   try {
-    replace_file(path, bytes);
-    return true;
+    return replace_file(path, bytes);
   } catch (const AppError&) {
     // Written over only where the folder takes no new file: where there is no room the old one would be lost too.
-    if (access(std::filesystem::absolute(path).parent_path().c_str(), W_OK) == 0) return false;
+    if (access(std::filesystem::absolute(path).parent_path().c_str(), W_OK) == 0) return;
   }
-  std::ofstream out(path, std::ios::binary | std::ios::trunc);
-  out << bytes;
-  out.close();
-  return static_cast<bool>(out);
+  std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
 }
 
 bool same(const std::vector<double>& a, const std::vector<double>& b) {
@@ -125,7 +121,7 @@ std::optional<record::Reason> HeldValues::note(Session& session) {
   }
   for (const std::string& file : files_) file_bytes_[file] = read_file(file, SIZE_MAX);
   // Without room for the copy the step goes on: it is only for one that is killed.
-  if (light.whole) (void)write_bytes(LightFile::kCopy, *file_bytes_[LightFile::kPath]);
+  if (light.whole) write_bytes(LightFile::kCopy, *file_bytes_[LightFile::kPath]);
   return {};
 }
 
@@ -163,8 +159,12 @@ void HeldValues::put_back(Session& session, record::Attempt* attempt) const {
   for (const auto& [path, bytes] : file_bytes_) {
     if (read_file(path, SIZE_MAX) == bytes) continue;
     needed = true;
-    const bool good = bytes ? write_bytes(path, *bytes) : unlink(path.c_str()) == 0;
-    if (!good || read_file(path, SIZE_MAX) != bytes) problems.push_back("/" + path + " could not be put back");
+    if (bytes) {
+      write_bytes(path, *bytes);
+    } else {
+      unlink(path.c_str());
+    }
+    if (read_file(path, SIZE_MAX) != bytes) problems.push_back("/" + path + " could not be put back");
   }
   if (hub.answered()) {
     for (const size_t i : changed(session)) {

@@ -23,15 +23,13 @@ bool has(const char* text, const char* part) { return strstr(text, part) != null
 
 // Reads the numbers of a restart line of the sample window.
 bool parse_restart(const char* text, Restart* restart) {
-  double sum = 0;
-  int samples = 0;
   const char* index = strstr(text, "index: ");
   if (index == nullptr || !has(text, "restarting algorithm.")) return false;
   if (sscanf(index, "index: %d; variance: %lf; variance threshold: %lf", &restart->axis, &restart->value,
              &restart->limit) == 3) {
     restart->cause = Restart::Cause::variance;
-  } else if (sscanf(index, "index: %d; sum %lf, numsamples %d, bias: %lf, threshold: %lf", &restart->axis, &sum,
-                    &samples, &restart->value, &restart->limit) == 5) {
+  } else if (sscanf(index, "index: %d; sum %*f, numsamples %*d, bias: %lf, threshold: %lf", &restart->axis,
+                    &restart->value, &restart->limit) == 3) {
     restart->cause = Restart::Cause::bias;
   } else if (sscanf(index, "index: %d; variance: %lf", &restart->axis, &restart->value) == 2) {
     restart->cause = Restart::Cause::zero_variance;

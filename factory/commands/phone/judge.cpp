@@ -58,7 +58,6 @@ std::vector<Row> read_rows(SensorCalibration& cal, bool* readable) {
   // The process stands in the device's "/".
   std::ifstream file(kTable + 1);
   *readable = file && (file.peek(), !file.bad());  // a folder opens, and cannot be read
-  file.clear();
   std::vector<Row> rows;
   size_t kept = 0;
   std::string line;

@@ -179,8 +179,8 @@ void catch_early_signals() {
     sigaction(number, nullptr, &action);
     if (action.sa_handler == SIG_IGN) continue;
     action.sa_handler = [](int /*number*/) {
-      constexpr char kText[] = "\ninterrupted\n";
-      if (write(STDERR_FILENO, kText, sizeof kText - 1) < 0) _exit(kInterrupted);
+      constexpr std::string_view kText = "\ninterrupted\n";
+      (void)!write(STDERR_FILENO, kText.data(), kText.size());
       _exit(kInterrupted);
     };
     sigaction(number, &action, nullptr);

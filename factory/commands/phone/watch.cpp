@@ -88,7 +88,6 @@ class Display {
 
   void take_back() {
     if (lines_ > 0) std::cout << terminal_sequence((std::to_string(lines_) + "A").c_str()) << terminal_sequence("J");
-    lines_ = 0;
   }
 
   LiveView& view_;
