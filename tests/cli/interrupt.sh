@@ -22,7 +22,7 @@ under=(timeout --preserve-status --signal=INT --kill-after=20 0.5)
 for command in 'sensors --profile' 'sensors --log' 'sensors --hub-log' run; do
   # shellcheck disable=SC2086
   run 130 $command pipe.json --phone other --seed 1
-  has err '^interrupted$'
+  has err '^interrupted$' && [ -z "$(tail -c 1 err)" ] || fail 'no line of its own'
 done
 under=()
 

@@ -2,8 +2,9 @@
 # `--log` keeps the library's lines, letter for letter, in logcat's threadtime form.
 source "$(dirname "$0")/lib.sh"
 
+day=$(date +%m-%d)
 run 0 calibrate Acc --speed max --log run.log
-head='[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\.[0-9]{3} +[0-9]+ +[0-9]+'
+head="($day|$(date +%m-%d))"' [0-9]{2}:[0-9]{2}:[0-9]{2}\.[0-9]{3} +[0-9]+ +[0-9]+'
 ! grep -Evq "^$head [DIE] libsensor_cal(api)?: " run.log || fail "a line that is not threadtime's in run.log"
 has run.log "^$head I libsensor_cal: SensorCalibrationAPI: struct init$" \
   "^$head I libsensor_cal: \[sensor_calibrate\] type = 1, param = 0$" \

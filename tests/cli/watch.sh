@@ -14,6 +14,7 @@ run 0 watch Acc --seconds 2 --speed max --fault motion:Acc
 has out 'HIGH.*not settled'
 run 1 watch Acc --seconds 0.2 --fault silent
 has err 'no event came'
+[ "$(grep -c '^no event' out)" = 1 ] || fail 'not told once that nothing comes'
 run 3 watch Acc --seconds 1 --speed max --fault sensors-vanish:1
 
 while IFS='|' read -r command code last; do
@@ -39,3 +40,4 @@ has out $'A\e\\[J'
 lacks out $'\e\\[3'
 on_terminal 1 40 100 watch Acc --seconds 0.3 --fault silent
 has out 'no event for 0\.[0-9] s'
+lacks out '^Acc +value'

@@ -193,6 +193,18 @@ TEST(PlanRecord, ARestartIsToldWithItsCause) {
   }
 }
 
+TEST(PlanRecord, ALongLogKeepsItsBeginningAndItsEnd) {
+  factory::LogTap tap("");
+  tap.keep_all();
+  for (int i = 0; i < 4003; ++i) (__android_log_print)(ANDROID_LOG_ERROR, "libsensor_cal", "%d", i);
+  EXPECT_EQ(tap.run().errors.size(), 100U);
+  Attempt attempt;
+  tap.take_lines(&attempt);
+  ASSERT_EQ(attempt.log.size(), 4000U);
+  EXPECT_EQ(attempt.log_dropped, 3);
+  EXPECT_EQ(attempt.log[1999].text + " " + attempt.log[2000].text, "1999 2003");
+}
+
 TEST(PlanRecord, ARestartDiscardsWhatWasGathered) {
   Station station;
   const Station::Ran ran =

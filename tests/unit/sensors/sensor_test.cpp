@@ -6,8 +6,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <numeric>
 #include <set>
+#include <tuple>
 
 #include "bench_phone.h"
 #include "device_dir.h"
@@ -168,10 +170,15 @@ TEST(SensorTest, AnEventGoesToTheRecordOfItsTypeFromItsFirstWordOn) {
   }
 }
 
-TEST(SensorTest, TheStepsOfASensorCanBeTold) {
-  EXPECT_EQ(steps_text(sensor_type::accelerometer), "0 offset, 4 self-test");
-  EXPECT_EQ(steps_text(sensor_type::tof), "4 self-test, 5 time-of-flight reference, 6 time-of-flight offset");
-  EXPECT_EQ(steps_text(7), "4 self-test");
+// As a person says how the phone lies, by whom the world is known on a real one.
+TEST(SensorTest, ShowsGravityAlongUp) {
+  const std::tuple<const char*, double, double> kRows[] = {  // without a direction as on a table
+      {"flat", 0, 1}, {"face-down", 0, -1}, {"tilted:30", 0.5, std::sqrt(0.75)}, {"3,0,-4", 0.6, -0.8}, {"0,0,0", 0, 1}};
+  for (const auto& [up, x, z] : kRows) {
+    EXPECT_THAT(expected_at({{"up", up}}, sensor_type::accelerometer),
+                ::testing::Pointwise(::testing::DoubleNear(1e-9), {x * kGravity, 0.0, z * kGravity}))
+        << up;
+  }
 }
 
 }  // namespace
