@@ -38,6 +38,6 @@ ROWS
 NO_COLOR=1 on_terminal 0 40 100 watch Acc --seconds 1
 has out $'A\e\\[J'
 lacks out $'\e\\[3'
-on_terminal 1 40 100 watch Acc --seconds 0.3 --fault silent
-has out 'no event for 0\.[0-9] s'
-lacks out '^Acc +value'
+on_terminal 1 100 100 watch Acc --seconds 0.3 --fault silent
+has out $'\e\\[2A\e\\[J.*no event for 0\\.[0-9] s'
+lacks out 'Acc.{1,10}value'

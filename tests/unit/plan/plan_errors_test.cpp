@@ -36,22 +36,6 @@ TEST(PlanErrors, EachIsNamedWithItsPath) {
   }
 }
 
-TEST(PlanErrors, AllAreListedWithLineAndColumn) {
-  const std::string text = R"({
-  "format": "sensorcal.plan/1",
-  "name": "n",
-  "steps": [
-    {"calibrate": "Acc",
-     "limits": {"noise": "1 Pa"}},
-    {"calibrate": "Nose"}
-  ],
-  "extra": 1
-})";
-  EXPECT_THAT(problems_of(text), ElementsAre(HasSubstr("p.json:9:12: extra: unknown key"),
-                                             HasSubstr("p.json:6:26: steps[0].limits.noise: "),
-                                             HasSubstr("p.json:7:19: steps[1].calibrate: ")));
-}
-
 TEST(PlanErrors, TheFormIsStrict) {
   const std::string deep(2000, '[');
   for (const char* text : {"", "[]", "{}", "{\"name\": \"a\", \"name\": \"b\"}", "// c\n{}", "{} x", "{'name': 1}",
