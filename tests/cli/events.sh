@@ -47,7 +47,7 @@ json out 'd["code"] == 0 and d["lines"][0]["schema"] == "sensorcal.run-events/1"
   'd["lines"][2]["settings"] == {"up": "flat"} and d["lines"][2]["instructions"] == ["Lay the phone flat, screen up"]' \
   'd["lines"][5]["tag"] == "Acc" and d["lines"][6]["verdict"] == "passed"' \
   'd["lines"][-1]["exit_code"] == 0 and d["lines"][-1]["record"]["serial"] == "A1"' \
-  'd["lines"][-1]["record"]["plan"]["name"] == "told"'
+  'd["lines"][-1]["record"]["plan"]["name"] == "told" and d["lines"][-1]["record"]["steps"][1]["attempts"][0]["hub"]'
 [ ! -e kept.db ] || fail 'a run with --events was stored'
 run 0 get Acc offset --json
 cp out acc.json
@@ -65,9 +65,11 @@ json out 'd["code"] == 130 and d["lines"][-1]["record"]["verdict"] == "aborted"'
 id=019a1b2c-0000-7000-8000-00000000000a
 json=$(python3 -c 'import json, sys; print(json.dumps({"file": "p", "plan": open("plan.json").read(), "id": sys.argv[1]}))' $id)
 code=0
-{ echo "$json"; sleep 1.3; } | "$sensorcal" run - --events >lines 2>err || code=$?
+{ echo "$json"; sleep 1.3; } | "$sensorcal" run - --events --speed 0.1 >lines 2>err || code=$?
 [ $code = 130 ] || fail "closed in the middle: exit code $code"
 has lines '"event":"sample","events":[0-9]+,"restarts":0,"step":2,"tag":"Acc","unit":"m/s\^2","values":\[-?[01]\.[^,]+,-?[01]\.[^,]+,-?[01]\.[^,]+\]'
+events=$(grep -o '"event":"sample","events":[0-9]*' lines)
+[ "$(uniq <<<"$events")" = "$events" ] || fail 'told again where nothing came'
 tail -n 1 lines >out
 json out 'd["event"] == "record" and d["record"]["id"] == "'$id'" and d["record"]["steps"][1]["verdict"] == "aborted"'
 run 0 get Acc offset --json
