@@ -22,11 +22,12 @@ has said '[xyz] is off: [0-9.]+ is above [0-9.]+ m/s\^2: lay it flat and still$'
 plan='{"format": "sensorcal.plan/1", "name": "times", "steps": ['
 verify='{"verify": "Acc", "repeat": 2, "samples": 25, "limits": {"seconds": "1e-6 s"}, "on_failure": "go on"}'
 check='{"check": "report"}'
-echo "$plan"'{"calibrate": "Gyr"}, {"calibrate": "Lux"}, {"calibrate": "Lux", "param": 13}, {"group": "looks", "steps": [' \
+calibrate=$(printf '{"calibrate": "%s"}, ' Gyr Lux Acc Bar CCT_F_strm Prx)
+echo "$plan$calibrate"'{"calibrate": "Lux", "param": 13}, {"group": "looks", "steps": [' \
   "$verify"', {"verify": "Lux_B", "limits": {"noise": "9 lux"}}]},' "$check, $check, $check, $check]}" >plan.json
-said_within 1 200 run plan.json --speed 0.99
-has said '^\[1/9\] about 17 s left  calibrate Gyr  [0-9]+ events$'
-lacks said 'about 18 s' 'attempt' 'restarts: 0'
+said_within 1 200 run plan.json --speed 0.9943
+has said '^\[1/13\] about 28 s left  calibrate Gyr  [0-9]+ events$'
+lacks said 'about 29 s' 'attempt' 'restarts: 0'
 echo "$plan$verify"', {"verify": "Prx", "expect": "near"}]}' >plan.json
 NO_COLOR=1 on_terminal 1 200 60 run plan.json
 has out 'verify Acc, attempt 2  0 events' '\[2/2\] soon done  verify Prx'
