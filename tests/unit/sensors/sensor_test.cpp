@@ -172,8 +172,10 @@ TEST(SensorTest, AnEventGoesToTheRecordOfItsTypeFromItsFirstWordOn) {
 
 // As a person says how the phone lies, by whom the world is known on a real one.
 TEST(SensorTest, ShowsGravityAlongUp) {
-  const std::tuple<const char*, double, double> kRows[] = {  // without a direction as on a table
-      {"flat", 0, 1}, {"face-down", 0, -1}, {"tilted:30", 0.5, std::sqrt(0.75)}, {"3,0,-4", 0.6, -0.8}, {"0,0,0", 0, 1}};
+  const std::tuple<const char*, double, double> kRows[] = {
+      {"flat", 0, 1},        {"face-down", 0, -1}, {"tilted:30", 0.5, std::sqrt(0.75)},
+      {"3,0,-4", 0.6, -0.8}, {"0,0,0", 0, 1},  // no direction: as on a table
+  };
   for (const auto& [up, x, z] : kRows) {
     EXPECT_THAT(expected_at({{"up", up}}, sensor_type::accelerometer),
                 ::testing::Pointwise(::testing::DoubleNear(1e-9), {x * kGravity, 0.0, z * kGravity}))
