@@ -16,6 +16,14 @@ done
 run 0 get Acc offset --json
 json out 'd["stored"][0]["values"] == [0.25, -0.5, 0.125]'
 
+# The hub's own colour run cannot be woken: it is left, and the panel is as bright as before it.
+run 0 backlight 77 --phone hub --profile hub-colour --seed 3
+"$sensorcal" calibrate CCT_F_strm --golden --phone hub --fault hub-word:40,0,-1 --log hub.log >out 2>err &
+until grep -qs 'countdown_times' hub.log; do sleep 0.005; done
+ends 130 TERM $!
+run 0 backlight --phone hub
+has out '^brightness 77 '
+
 # So does it while the phone is still to be opened, here with files that are pipes which nobody writes or reads.
 mkfifo pipe.json
 under=(timeout --preserve-status --signal=INT --kill-after=20 0.5)
