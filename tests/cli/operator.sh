@@ -80,6 +80,9 @@ assert code == 3 and 'the operator skipped: ' in record['steps'][0]['attempts'][
 assert verdicts(record) == ['error', 'skipped'], record
 code, record, shown, _ = ask([b'\n'], 'calibrate', 'Acc', '--fault', 'motion:Acc,1')
 assert code == 1 and any(': run noise ' in r['text'] for r in record['steps'][1]['attempts'][0]['reasons']), (code, record)
+code, record, shown, _ = ask([], 'calibrate', 'Bar')  # under a pressure that nobody told
+attempt = record['steps'][-1]['attempts'][0]
+assert code == 3 and attempt['reasons'][0]['code'] == 'expected.unknown' and 'window' not in attempt, attempt
 code, record, shown, _ = ask([b'\n'], 'calibrate', 'Prx')
 assert code == 0, (code, shown)
 code, record, shown, _ = ask([b'\n'] * 3, 'calibrate', 'Prx', '--param', '2')
