@@ -69,9 +69,7 @@ class Terminal : public Asker {
       pollfd wanted{fd_, POLLIN, 0};
       if (poll(&wanted, 1, kLookMs) <= 0) continue;
       char c = 0;
-      const ssize_t count = read(fd_, &c, 1);
-      if (count < 0 && (errno == EINTR || errno == EAGAIN)) continue;
-      if (count <= 0) return false;
+      if (read(fd_, &c, 1) != 1) return false;
       if (c == '\n') return true;
       *line += c;
     }
