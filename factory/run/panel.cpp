@@ -160,7 +160,7 @@ double run_at_panel(Session& session, Calibration* c) {
   if (panel.finished) {
     const int values = panel.colour ? 5 : 1;
     panel.found.assign(record.mean, record.mean + values);
-    panel.deviation = std::sqrt(static_cast<double>(record.variance[0]));
+    panel.deviation = std::sqrt(std::max(0.0, static_cast<double>(record.variance[0])));
   }
   c->panel = panel;
   const bool judged = result == 0 && panel.finished && !session.interrupted();

@@ -13,12 +13,14 @@ void require_stored(Session& session, int type, const std::string& name, const s
   if (value.read == nullptr) return;
   const int lost = session.lost_messages();
   const Reading reading = value.read(*session.cal().cal_api, type, static_cast<int>(wanted.size()));
+  bool answers = value.file != nullptr;
   for (size_t i = 0; i < wanted.size(); ++i) {
     const bool there = reading.result == 0 && i < reading.values.size();
     if (there && static_cast<float>(reading.values[i]) == static_cast<float>(wanted[i])) continue;
     // What was read of a hub that did not answer is not what it holds.
-    const std::string silent = value.file == nullptr ? HubWatch::problem(session, lost) : "";
+    const std::string silent = answers ? "" : HubWatch::problem(session, lost);
     if (!silent.empty()) return attempt->fail({Why::hub_silent, silent, kLookAtServices});
+    answers = true;
     const bool alike = there && plain(reading.values[i]) == plain(wanted[i]);
     const auto shown = [&](double number) { return alike ? plain_exactly(static_cast<float>(number)) : plain(number); };
     attempt->fail({there ? Why::stored_differs : Why::stored_unreadable,
