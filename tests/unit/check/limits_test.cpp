@@ -61,7 +61,7 @@ Change first_after(double ms) {
 }
 Change gaps(int count) {
   return [=](Observation* seen) {
-    for (int i = 1; i <= count; ++i) shift(seen, static_cast<size_t>(i) * 50, 8.1);
+    for (int i = 0; i < count; ++i) shift(seen, static_cast<size_t>(i) * 50 + 1, 8.1);
   };
 }
 // Every other interval longer, the one after it shorter: the deviation is `by_ms`.
@@ -93,7 +93,8 @@ TEST(Limits, EachIsKeptUpToItsValue) {
       {"rate", accelerometer, period(11.1), period(11.2)},
       {"rate", accelerometer, period(4.55, 800), period(4.5, 800)},
       {"gaps", accelerometer, gaps(3), gaps(4)},
-      {"jitter", accelerometer, jitter(0.29), jitter(0.31)},
+      {"jitter", accelerometer, jitter(0.299), jitter(0.301)},
+      {"jitter", accelerometer, period(0.5), jitter(1)},
       {"delay", accelerometer, held_up(3, 500), held_up(4, 500)},
       {"delay", accelerometer, held_up(14, 119), held_up(14, 121)},
       {"noise", accelerometer, values(9.8F, 0.0499F), values(9.8F, 0.0501F)},
@@ -107,7 +108,11 @@ TEST(Limits, EachIsKeptUpToItsValue) {
       {"relative accuracy", pressure, elsewhere(0), elsewhere(kNan)},
       {"changes between samples", accelerometer, values(0, 1e-6F), values(0.1F, 0)},
       {"values that are no numbers", magnetic_field, values(1, 0), values(kNan, 0)},
+      {"values that are no numbers", pressure, [](Observation* seen) { seen->main.samples[1].words[1] = kNan; },
+       [](Observation* seen) { seen->main.samples[1].words[0] = kNan; }},
       {"values beyond the sensor's own range", accelerometer, values(-2000, 0), values(-2005, 0)},
+      {"values beyond the sensor's own range", gyroscope, [](Observation* seen) { seen->max_range = 0.5; },
+       [](Observation* seen) { seen->max_range = 9e-5; }},
   };
   for (const auto& [name, type, keeps, misses] : kRows) {
     Observation seen = sound(type);
@@ -133,6 +138,7 @@ TEST(Limits, WhatIsNotKnownIsNotJudged) {
 // A drift shows while the pressure stays; an error that is always the same does not.
 TEST(Limits, RelativePressureIsOfSecondsAgainstEachOther) {
   Observation seen = sound(sensor_type::pressure);
+  shift(&seen, 150, 2000);  // a second without any
   for (size_t i = 0; i < seen.main.samples.size(); ++i)
     seen.main.samples[i].words[0] = 5 + 0.0005F * static_cast<float>(i);
   EXPECT_EQ(outcome_of(seen, "relative accuracy"), Outcome::passed);
@@ -142,10 +148,20 @@ TEST(Limits, RelativePressureIsOfSecondsAgainstEachOther) {
 }
 
 TEST(Limits, OneEventIsShortAndTellsNothingElse) {
-  Observation seen = sound(sensor_type::accelerometer);
-  seen.main.samples.resize(1);
-  EXPECT_EQ(outcome_of(seen, "duration"), Outcome::failed);
-  EXPECT_EQ(outcome_of(seen, "noise"), std::nullopt);
+  for (const size_t count : {size_t{1}, size_t{2}}) {
+    Observation seen = sound(sensor_type::accelerometer);
+    seen.main.samples.resize(count);
+    EXPECT_EQ(outcome_of(seen, "duration"), Outcome::failed);
+    for (const char* of_two : {"rate", "gaps", "jitter", "noise", "changes between samples"})
+      EXPECT_EQ(outcome_of(seen, of_two).has_value(), count == 2) << of_two;
+    seen = sound(sensor_type::pressure);
+    seen.main.samples.resize(count);
+    EXPECT_EQ(outcome_of(seen, "relative accuracy").has_value(), count == 2);
+    seen.period_asked = false;
+    record::Attempt attempt;
+    judge_sensor(seen, &attempt);
+    EXPECT_EQ(attempt.notes.empty(), count == 1) << "that the rate is not known is not worth a word";
+  }
 }
 
 // A repeated event has the time stamp of the one before; time stamps that stand still altogether pass nothing.
