@@ -142,7 +142,7 @@ Markup histogram_of(const Characteristic& c) {
   double left = h.from;
   double right = h.to;
   std::vector<LimitsThen> drawn = latest_limits(c);
-  drawn.push_back({{c.low, c.high}, 0, 0, 0, {}, {}});
+  drawn.emplace_back().limits = {c.low, c.high};
   for (const LimitsThen& then : drawn) {
     if (is_near(then.limits.first)) left = std::min(left, *then.limits.first);
     if (is_near(then.limits.second)) right = std::max(right, *then.limits.second);

@@ -86,7 +86,7 @@ Markup legend(const std::array<double, kKinds>& seconds, double run_s) {
 
 Markup time_line(const record::Run& run) {
   std::vector<Bar> bars;
-  double whole_s = std::isfinite(run.seconds) ? run.seconds : 0;
+  double whole_s = run.seconds;
   const auto each_bar = [&](const auto& use) {
     for (const record::Step& step : run.steps) {
       for (const record::Attempt& attempt : step.attempts) {
