@@ -55,7 +55,6 @@ Row wrap_plain(std::string text, size_t columns) {
 
 // A cell that is coloured as a whole stays so in each of its lines.
 Row wrap(const std::string& cell, size_t columns) {
-  if (width(cell) <= columns) return {cell};
   const bool coloured = cell.starts_with(kReset[0]) && cell.ends_with(kReset);
   if (!coloured) return wrap_plain(cell, columns);
   const size_t begin = cell.find('m') + 1;
@@ -94,8 +93,7 @@ std::string lines_of_row(const Row& cells, const std::vector<size_t>& widths) {
     std::string line;
     for (size_t i = 0; i < wrapped.size(); ++i) {
       const std::string part = l < wrapped[i].size() ? wrapped[i][l] : "";
-      line += part;
-      if (i + 1 < wrapped.size()) line += std::string(widths[i] - width(part) + kGap, ' ');
+      line += part + std::string(widths[i] - width(part) + kGap, ' ');
     }
     line.erase(line.find_last_not_of(' ') + 1);
     out += line + "\n";

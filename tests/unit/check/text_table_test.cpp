@@ -47,6 +47,16 @@ TEST(Table, BecomesBlocksWhereAWordWouldBreak) {
             "limit   µ\n");
 }
 
+TEST(Table, BreaksTheWidestColumnFirst) {
+  const std::vector<std::vector<std::string>> even = {{"a", "b"}, {"p qrs t", "u vwx y"}};
+  EXPECT_EQ(table(even, 13), "a      b\np qrs  u vwx\nt      y\n");
+  EXPECT_EQ(table(even, 7), "a  p qrs t\nb  u vwx y\n");
+  EXPECT_EQ(table({{"a", "b"}, {"abcd efgh ijklmnop", "abcd efg"}}, 9), "a  abcd\n   efgh\n   ijklmnop\nb  abcd efg\n");
+  const std::string room(25, ' ');
+  EXPECT_EQ(table({{"a", "b"}, {std::string(25, 'w'), "x y"}}, 27),
+            "a" + room + "b\n" + std::string(24, 'w') + "  x\nw" + room + "y\n");
+}
+
 TEST(Table, NeverLeavesTheTerminal) {
   const std::string red = terminal_sequence("31m");
   const std::string plain = terminal_sequence("0m");
