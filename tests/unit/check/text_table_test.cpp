@@ -52,9 +52,8 @@ TEST(Table, BreaksTheWidestColumnFirst) {
   EXPECT_EQ(table(even, 13), "a      b\np qrs  u vwx\nt      y\n");
   EXPECT_EQ(table(even, 7), "a  p qrs t\nb  u vwx y\n");
   EXPECT_EQ(table({{"a", "b"}, {"abcd efgh ijklmnop", "abcd efg"}}, 9), "a  abcd\n   efgh\n   ijklmnop\nb  abcd efg\n");
-  const std::string room(25, ' ');
   EXPECT_EQ(table({{"a", "b"}, {std::string(25, 'w'), "x y"}}, 27),
-            "a" + room + "b\n" + std::string(24, 'w') + "  x\nw" + room + "y\n");
+            "a" + std::string(25, ' ') + "b\n" + std::string(24, 'w') + "  x\nw" + std::string(25, ' ') + "y\n");
 }
 
 TEST(Table, NeverLeavesTheTerminal) {
