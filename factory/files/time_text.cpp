@@ -17,8 +17,8 @@ using namespace std::chrono;  // NOLINT(google-build-using-namespace): calendar 
 std::string iso_time(system_clock::time_point time) {
   // A clock may say anything; a time has four digits of a year all the same.
   constexpr sys_days kFirst{year{kFirstYear} / January / 1};
-  constexpr sys_days kEnd{year{kLastYear + 1} / January / 1};
-  const auto whole = std::clamp<sys_time<milliseconds>>(floor<milliseconds>(time), kFirst, kEnd - milliseconds{1});
+  constexpr sys_days kLast{year{kLastYear} / December / 31};
+  const auto whole = std::clamp<sys_time<milliseconds>>(floor<milliseconds>(time), kFirst, kLast);
   const auto day = floor<days>(whole);
   const year_month_day date{day};
   const hh_mm_ss clock{whole - day};
