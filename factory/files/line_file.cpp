@@ -22,11 +22,11 @@ LineFile::~LineFile() {
 }
 
 void LineFile::write(const std::string& line) {
-  if (file_ != nullptr && fputs((line + "\n").c_str(), file_) < 0 && problem_ == 0) problem_ = errno;
+  if (file_ != nullptr && fputs((line + "\n").c_str(), file_) < 0) problem_ = errno;
 }
 
 void LineFile::require_whole() {
-  if (file_ != nullptr && fflush(file_) != 0 && problem_ == 0) problem_ = errno;
+  if (file_ != nullptr && fflush(file_) != 0) problem_ = errno;
   if (problem_ != 0) throw AppError(kUnreachable, name_ + ": lines are missing: " + strerror(problem_));
 }
 

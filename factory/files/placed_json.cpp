@@ -56,7 +56,7 @@ std::vector<std::string> PlacedJson::texts(bool also_empty) const {
 int PlacedJson::whole(int low, int high, int fallback) const {
   if (!there_) return fallback;
   // A whole number may be written as 3.0, a text or a truth value may not stand for one.
-  if (json_.isNumeric() && json_.isInt() && json_.asInt() >= low && json_.asInt() <= high) return json_.asInt();
+  if (json_.isInt() && json_.asInt() >= low && json_.asInt() <= high) return json_.asInt();
   problem("give a whole number from " + std::to_string(low) + " to " + std::to_string(high));
   return fallback;
 }
