@@ -14,35 +14,14 @@ using record::Measurement;
 using record::Outcome;
 
 TEST(Amounts, AreConvertedToTheUnitAskedFor) {
-  const std::tuple<const char*, const char*, double> kRows[] = {{"0.02 m/s^2", "m/s^2", 0.02},
-                                                                {"7 mm/s^2", "m/s^2", 0.007},
-                                                                {"2 g", "m/s^2", 19.6133},
-                                                                {"2 mg", "m/s^2", 0.0196133},
-                                                                {"1e-3 rad/s", "rad/s", 1e-3},
-                                                                {"0.35 mrad/s", "rad/s", 0.00035},
-                                                                {"180 deg/s", "rad/s", M_PI},
-                                                                {"50 uT", "uT", 50},
-                                                                {"1013 hPa", "hPa", 1013},
-                                                                {"1013 mbar", "hPa", 1013},
-                                                                {"12 Pa", "hPa", 0.12},
-                                                                {"101.3 kPa", "hPa", 1013},
-                                                                {"5 lux", "lux", 5},
-                                                                {"5 klux", "lux", 5000},
-                                                                {"9 counts", "counts", 9},
-                                                                {"3 s", "s", 3},
-                                                                {"400 ms", "s", 0.4},
-                                                                {"2 min", "s", 120},
-                                                                {"8 mm", "mm", 8},
-                                                                {"3 cm", "mm", 30},
-                                                                {"2 m", "mm", 2000},
-                                                                {"3 cm", "cm", 3},
-                                                                {"30 mm", "cm", 3},
-                                                                {"2 m", "cm", 200},
-                                                                {"4 K", "K", 4},
-                                                                {"25 degC", "degC", 25},
-                                                                {"2 factor", "factor", 2},
-                                                                {"-5", "factor", -5},
-                                                                {"6", "", 6}};
+  const std::tuple<const char*, const char*, double> kRows[] = {
+      {"2 min", "s", 120},          {"2 mg", "m/s^2", 0.0196133}, {"0.35 mrad/s", "rad/s", 0.00035},
+      {"180 deg/s", "rad/s", M_PI}, {"12 Pa", "hPa", 0.12},       {"101.3 kPa", "hPa", 1013},
+      {"400 ms", "s", 0.4},         {"3 cm", "mm", 30},           {"30 mm", "cm", 3},
+      {"-5", "factor", -5},         {"2e-1 m", "cm", 20},         {"2 m", "mm", 2000},
+      {"5 klux", "lux", 5000},      {"7 mbar", "hPa", 7},         {"2 g", "m/s^2", 19.6133},
+      {"7 mm/s^2", "m/s^2", 0.007}, {"50 uT", "uT", 50},          {"9 counts", "counts", 9},
+  };
   for (const auto& [text, unit, value] : kRows) {
     Amount amount;
     EXPECT_EQ(read_amount(text, unit, false, &amount), "") << text;
