@@ -74,6 +74,11 @@ TEST(Limits, HoldAtTheLimitAndNeverForWhatIsNoNumber) {
     judge(&m, row.band);
     EXPECT_EQ(m.outcome, row.outcome) << row.value;
   }
+  Measurement above{"", "", 1, ""};
+  above.low = 1;
+  above.strict = true;
+  judge(&above, 0);
+  EXPECT_EQ(above.outcome, Outcome::failed) << "the limit itself, where it does not pass";
 }
 
 }  // namespace
