@@ -126,7 +126,7 @@ void StatusLine::show(const std::string& text) {
   // A line that wraps could not be taken back.
   const size_t columns = terminal_columns(STDERR_FILENO);
   const std::string whole = visible(text);
-  fprintf(stderr, "\r\033[K%s", (columns > 1 ? whole.substr(0, columns - 1) : whole).c_str());
+  fprintf(stderr, "\r\033[K%s", whole.substr(0, columns - 1).c_str());  // all of it where no width is known, 0
   fflush(stderr);
   drawn_ = true;
 }
@@ -149,7 +149,8 @@ size_t terminal_columns(int fd) {
   const int columns = wished != nullptr ? std::atoi(wished) : 0;
   if (columns > 0) return static_cast<size_t>(columns);
   winsize size{};
-  return ioctl(fd, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
+  ioctl(fd, TIOCGWINSZ, &size);  // leaves 0 where there is none
+  return size.ws_col;
 }
 
 }  // namespace factory

@@ -44,7 +44,6 @@ std::string hex(const void* bytes, size_t size) {
   constexpr char kDigits[] = "0123456789abcdef";
   const auto* const at = static_cast<const unsigned char*>(bytes);
   std::string out;
-  out.reserve(2 * size);
   for (size_t i = 0; i < size; ++i) {
     out += kDigits[at[i] >> 4U];
     out += kDigits[at[i] & 15U];

@@ -21,7 +21,6 @@ constexpr std::pair<char, std::string_view> kEntities[] = {
 
 std::string escape(std::string_view text) {
   std::string out;
-  out.reserve(text.size());
   while (!text.empty()) {
     uint32_t character = 0;
     const size_t length = utf8_length(text, &character);

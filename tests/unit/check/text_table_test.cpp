@@ -69,7 +69,7 @@ TEST(Table, NeverLeavesTheTerminal) {
 
 // What a plan, a phone or a scanner says does nothing to the terminal, and takes its place in a table.
 TEST(VisibleTest, ShowsWhatIsNotToBeSent) {
-  const std::pair<const char*, const char*> cases[] = {{"20 \u00B5T, \u4E2D\n\tx", "20 \u00B5T, \u4E2D\n\tx"},
+  const std::pair<const char*, const char*> cases[] = {{"20\u00A0\u00B5T, \u4E2D\n\tx", "20\u00A0\u00B5T, \u4E2D\n\tx"},
                                                        {"\033[2J\a\r", "\\u001b[2J\\u0007\\u000d"},
                                                        {"\x7F\u009B31m", "\\u007f\\u009b31m"},
                                                        {"a\u202Eb\u2066\uFEFF\u200B", "a\\u202eb\\u2066\\ufeff\\u200b"},
