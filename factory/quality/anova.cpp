@@ -176,7 +176,7 @@ class Table {
       double freedom = 0;
       for (const auto& [place, times] : against) {
         const AnovaRow& other = (*rows)[place];
-        freedom += square(times * other.mean_square) / other.degrees;
+        if (other.degrees > 0) freedom += square(times * other.mean_square) / other.degrees;
       }
       row.f = row.mean_square / wanted;
       row.p = fisher_above(row.degrees, square(wanted) / freedom, *row.f);

@@ -30,8 +30,8 @@ constexpr long long kDayMs = 86400000;
 struct Values {
   const Characteristic* c;
   std::string station;  // empty: all
-  int first_day, last_day;
-  double centre, side;
+  int first_day = 0, last_day = 0;
+  double centre = 0, side = 0;
 };
 
 struct ValueAlert {
