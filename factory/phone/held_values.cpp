@@ -141,7 +141,8 @@ std::string HeldValues::put_back_value(Session& session, size_t which) const {
 // so, nor was what it told before.
 bool HeldValues::misled(const record::Attempt& attempt) const {
   return std::any_of(attempt.reasons.begin(), attempt.reasons.end(), [this](const record::Text& reason) {
-    if (reason.code != record::Why::stored_differs.code) return false;
+    if (reason.code != record::Why::stored_differs.code && reason.code != record::Why::stored_unreadable.code)
+      return false;
     const StoredValue* value = stored_value(type_, reason.arguments.at(0));
     return value != nullptr && value->file == nullptr;
   });

@@ -58,7 +58,12 @@ bool StepRun::write_golden() {
   if (step_.golden.empty()) return true;
   const Span span(*this, "write");
   const Watchdog::Operation operation(session_.watchdog());
-  if (stored_value(step_.type, "golden")->write(*session_.cal().cal_api, step_.type, step_.golden) != 0) {
+  const int lost = session_.lost_messages();
+  const int result = stored_value(step_.type, "golden")->write(*session_.cal().cal_api, step_.type, step_.golden);
+  const bool answered = result == 0 && session_.lost_messages() == lost;
+  if (const std::string silent = answered ? "" : HubWatch::problem(session_, lost); !silent.empty()) {
+    attempt_.fail({Why::hub_silent, silent, kLookAtServices});
+  } else if (result != 0) {
     attempt_.fail({Why::hub_refused, "the hub refused the golden values", kHubHint});
   } else {
     require_stored(session_, step_.type, "golden", step_.golden, &attempt_);
@@ -322,11 +327,12 @@ void StepRun::hear(const Sensor& itself, const FreshSamples& fresh, const Calibr
   }
 }
 
-// What a lost answer leaves reads as zeros, and is not kept. Whether there was none.
+// What a lost answer leaves reads as zeros, and is not kept. Whether there was none. A service that is gone is sent
+// nothing, and so loses nothing.
 bool StepRun::read_after(const HeldValues& held) {
   const int lost = session_.lost_messages();
   attempt_.after = held.now(session_);
-  if (session_.lost_messages() == lost) return true;
+  if (session_.lost_messages() == lost && test_service_answers({})) return true;
   attempt_.after.clear();
   return false;
 }
@@ -346,8 +352,7 @@ void StepRun::settle_what_stays(HeldValues& held, bool went_through) {
   if (went_through && held.before().empty() && !held.irreversible().empty()) attempt_.kept = true;
   if (!nothing_sent_)
     for (const std::string& what : held.irreversible()) attempt_.notes.push_back("not undone: " + what);
-  // A service that is gone is sent nothing, and so loses nothing.
-  if (test_service_answers({})) (void)read_after(held);
+  (void)read_after(held);
 }
 
 // Steps that only some chips have, which shows on the phone alone.
@@ -363,11 +368,13 @@ std::string StepRun::chip_problem() {
 void StepRun::run_calibrate() {
   const std::string other_chip = chip_problem();
   if (!other_chip.empty()) {
-    // A service that is gone tells of no chip.
-    if (session_.sensor_service_there()) {
-      attempt_.fail({Why::other_phone, other_chip + "; nothing was sent", "run the plan that is made for this phone"});
-    } else {
+    // A service that is gone tells of no chip, and a phone without the sensor has none of another kind.
+    if (!session_.sensor_service_there()) {
       attempt_.fail({Why::service_gone, "the sensor service is gone; nothing was sent", kLookAtServices});
+    } else if (session_.sensor(step_.type) == nullptr) {
+      attempt_.fail(kNotListed);
+    } else {
+      attempt_.fail({Why::other_phone, other_chip + "; nothing was sent", "run the plan that is made for this phone"});
     }
     return conclude();
   }

@@ -100,6 +100,7 @@ void run_library(Session& session, Calibration* c) {
     c->result = -1;
     return believe(hub, c);
   }
+  const int lost = session.lost_messages();
   const Session::Clocks start = session.clocks();
   const bool at_panel = !c->step.channel && is_panel_run(c->step.param);
   {
@@ -121,9 +122,10 @@ void run_library(Session& session, Calibration* c) {
          "let nothing set the phone's time during a run",
          {plain(std::round(step_s))}});
   }
-  if (c->interrupted || c->unheard || c->result != 0) return;
-  believe(hub, c);
-  if (c->kind == nullptr) return;
+  if (c->interrupted || c->unheard) return;
+  // What the library makes of an answer that did not come is no refusal.
+  if (c->result == 0 || session.lost_messages() != lost || !test_service_answers({})) believe(hub, c);
+  if (c->result != 0 || c->kind == nullptr) return;
   if (!c->in_hub && record_of(session.cal(), *c->kind).status == kRunFinished) read_record(session, c);
   if (c->kind->result == Result::channel_scale && !c->golden) find_channel_scales(session, c);
 }

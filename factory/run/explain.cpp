@@ -40,10 +40,11 @@ struct LineHint {
   const char* part;
   const char* hint;
 };
+constexpr char kCollectGolden[] =
+    "the hub holds no golden values for this sensor: collect them on a golden phone with `sensorcal calibrate TAG "
+    "--golden`, then write them here with `sensorcal set TAG golden ...`";
 constexpr LineHint kLineHints[] = {
-    {"lightsensor_calibrate getLuxScale fail",
-     "the hub holds no golden values for this sensor: collect them on a golden phone with `sensorcal calibrate TAG "
-     "--golden`, then write them here with `sensorcal set TAG golden ...`"},
+    {"lightsensor_calibrate getLuxScale fail", kCollectGolden},
     {"invalid coefficient", "the lamp is off, or the sensor is covered: it must see 200 lux"},
     {"not in resonable arrange",
      "a channel sees far too much or too little light: check the lamp and the golden values"},
@@ -62,6 +63,8 @@ constexpr LineHint kLineHints[] = {
     {"lcdbacklight_calibrate_read_backlight failed",
      "the panel's brightness cannot be read: look at /sys/class/leds/lcd-backlight"},
     {"Json file is null", "the light sensor's file has no \"als\" section"},
+    {"setTofPrxCal_api fail", "the steps come in this order: 5, 6, 7; repeat them from 5 on"},
+    {"setSarCal_api fail", "the hub refused the step: look at its log, and whether the chip is there"},
     {"save delta failed", "look whether the persist partition is mounted, may be written and has room"},
 };
 
@@ -102,11 +105,13 @@ Reason explain(Session& session, const Calibration& c) {
   }
   if (c.in_hub) {
     constexpr double kNoEnd = 1098;
-    return {Why::hub_run_failed,
-            c.result == kNoEnd ? "the hub's own colour run did not end in 4.5 s"
-                               : "the hub's own colour run ended with error " + plain(c.result),
-            "look at the hub's log, and whether it has a colour run of its own",
-            {plain(c.result)}};
+    constexpr double kNoGolden = 1;
+    return {
+        Why::hub_run_failed,
+        c.result == kNoEnd ? "the hub's own colour run did not end in 4.5 s"
+                           : "the hub's own colour run ended with error " + plain(c.result),
+        c.result == kNoGolden ? kCollectGolden : "look at the hub's log, and whether it has a colour run of its own",
+        {plain(c.result)}};
   }
   if (const std::string line = telling_line(run); !line.empty()) {
     Reason reason{Why::library_failed, "the library says: " + line, "", {line}};

@@ -178,7 +178,7 @@ double run_at_panel(Session& session, Calibration* c) {
   } else if (judged) {
     judge_level(c);
   }
-  for (size_t i = 0; i < panel.found.size(); ++i) {
+  for (size_t i = 0; c->run.events_of_no_number == 0 && i < panel.found.size(); ++i) {
     const std::string axis = panel.colour ? "c" + std::to_string(i + 1) : "light";
     c->attempt.measure({"panel light", axis, panel.found[i], panel.colour ? "counts" : "lux"}, 0, "");
   }

@@ -81,9 +81,11 @@ void note_single_stimuli(Plan* plan) {
   }
   for (const int type : calibrated) {
     if (seen[type].size() > 1) continue;
-    plan->notes.push_back(name_of(type) + " is looked at under " + (seen[type].empty() ? "no " : "one ") +
-                          sensor_of(type)->stimulus +
-                          " only: one that repeats a value passes; verify it under another");
+    const std::string stimulus = sensor_of(type)->stimulus;
+    const std::string seen_under =
+        seen[type].empty() ? "not looked at under any " + stimulus : "looked at under one " + stimulus + " only";
+    plan->notes.push_back(name_of(type) + " is " + seen_under + ": one that repeats a value passes; verify it under " +
+                          (seen[type].empty() ? "two" : "another"));
   }
 }
 

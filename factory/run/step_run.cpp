@@ -351,6 +351,8 @@ void StepRun::run_probe() {
       std::find_if(probes().begin(), probes().end(), [&](const Probe& probe) { return step_.probe == probe.name; });
   const int answer = (session_.cal().*row->ask)();
   if (answer == step_.answer) return;
+  if (!session_.sensor_service_there())
+    return attempt_.fail({Why::service_gone, "the sensor service is gone", kLookAtServices});
   attempt_.fail({answer == Probe::kNoService ? Why::service_gone : Why::probe_differs,
                  "the probe " + step_.probe + " says '" + probe_text(answer) + "' where '" + probe_text(step_.answer) +
                      "' is expected",

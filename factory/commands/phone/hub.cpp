@@ -4,6 +4,8 @@
 #include <time.h>
 
 #include <algorithm>
+#include <bit>
+#include <cmath>
 
 #include <memory>
 
@@ -54,12 +56,25 @@ int send(const Options& options, const Message& arguments) {
   return kFailed;
 }
 
+// The library makes a whole number of any answer: 0 of one that is none.
+bool sample_is_number(Session& session) {
+  constexpr float kCollect[] = {1, -10};
+  _ssc_oem_test_msg message{};
+  memcpy(message.offset_ct, kCollect, sizeof kCollect);
+  session.cal().cal_api->send_ssc_oem_test_msg(&message);
+  return std::isfinite(std::bit_cast<float>(message.offset_ct[0]));
+}
+
 int collect(const Options& options) {
   Session session(options);
   session.require_ready();
+  if (session.sensor(sensor_type::light) == nullptr)
+    throw AppError(kFailed, "the phone lists no light sensor; look at `sensorcal sensors`");
   HubWatch hub(session);
   const int value = session.cal().collectData();
+  const bool number = value != 0 || sample_is_number(session);
   hub.require("the sample is not known");
+  if (!number) throw AppError(kFailed, "the hub's answer is no number: it has no such request, or no sample now");
   print_result(options.json, "collect/1", json_object({{"value", value}}),
                "the hub's sample: " + std::to_string(value) + "\n");
   return kPassed;

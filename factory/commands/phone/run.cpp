@@ -35,9 +35,12 @@ class LastWill {
   Session& session_;
 };
 
-// A step asked for by name that this phone's chip does not have.
+// A step asked for by name that this phone's chip does not have, ahead of any other that came to nothing.
 bool refused(const record::Run& run) {
-  const std::vector<record::Attempt>& attempts = run.steps.back().attempts;
+  const auto first = std::find_if(run.steps.begin(), run.steps.end(),
+                                  [](const record::Step& step) { return !record::passes(step.outcome); });
+  if (first == run.steps.end()) return false;
+  const std::vector<record::Attempt>& attempts = first->attempts;
   return !attempts.empty() && !attempts.back().reasons.empty() &&
          attempts.back().reasons.front().code == record::Why::other_phone.code;
 }

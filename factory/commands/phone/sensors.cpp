@@ -59,6 +59,9 @@ int run(const Options& options) {
   session.require_ready();
   std::vector<int> answers;
   for (const Probe& probe : probes()) answers.push_back((session.cal().*probe.ask)());
+  // Without the service each answer is "no such sensor".
+  if (!session.sensor_service_there())
+    throw AppError(kUnreachable, std::string("the sensor service is gone; ") + kLookAtServices);
   print_result(options.json, "sensors/1", to_json(session, answers), to_text(session, answers));
   return kPassed;
 }

@@ -53,9 +53,7 @@ void set_gyroscope_offset(CommandContext& c) {
   c.changed = true;
 }
 
-void clear_gyroscope_bias(CommandContext& c) {
-  ++c.runtime.bias_epochs[chip_of(c)].clear;
-}
+void clear_gyroscope_bias(CommandContext& c) { ++c.runtime.bias_epochs[chip_of(c)].clear; }
 
 void set_pressure_offset(CommandContext& c) {
   c.store.pressure_offset = c.request.as_float(0);

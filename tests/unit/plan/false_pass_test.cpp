@@ -235,7 +235,7 @@ TEST(FalsePass, APlanIsToldWhatItCannotSee) {
       {R"({"fixture": {"target": "none"}}, {"calibrate": "33171015"},
           {"verify": "33171015", "limits": {"high": "20 counts"}})",
        "SAR 1 is looked at under one target only"},
-      {R"({"calibrate": "Tof", "param": 6})", "Tof is looked at under no target only"},
+      {R"({"calibrate": "Tof", "param": 6})", "Tof is not looked at under any target"},
       {R"({"calibrate": "Acc"}, {"calibrate": "Lux", "param": 4})", ""},
   };
   for (const auto& [steps, told] : kPlans) {
