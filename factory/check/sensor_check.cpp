@@ -137,6 +137,7 @@ Observation observe(Session& session, const SensorInfo& sensor, const CheckReque
   if (got.problem) attempt->fail(*got.problem);
   if (got.strangers > 0) {
     attempt->notes.push_back(std::to_string(got.strangers) + " events named another sensor or type and were left out");
+    if (got.samples.empty()) attempt->fail({Why::sensor_silent, "no event came but of other sensors", kMixedUpHint});
   }
   seen.main = {got.samples, known_truth(session, request.type)};
   if (got.samples.empty()) return seen;

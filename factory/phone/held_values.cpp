@@ -80,8 +80,8 @@ std::vector<HeldValue> HeldValues::now(Session& session) const {
   std::vector<HeldValue> out;
   for (const auto& [value, count] : wanted_) {
     const Reading reading = value->read(*session.cal().cal_api, type_, count);
-    // A negative result: golden values that were never set, a file that is not there.
-    out.push_back({value->name, value->unit(type_), reading.result < 0 ? std::vector<double>() : reading.values});
+    // Another result than 0: golden values that were never set, a file that is not there.
+    out.push_back({value->name, value->unit(type_), reading.result != 0 ? std::vector<double>() : reading.values});
   }
   return out;
 }

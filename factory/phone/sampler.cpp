@@ -31,7 +31,7 @@ record::Reason too_few(const FreshSamples& samples, bool strangers) {
   return {
       samples.taken == 0 ? Why::sensor_silent : Why::sensor_slow,
       "only " + taken + " of " + wanted + " fresh samples came" + (strangers ? ", and events of other sensors" : ""),
-      strangers ? "the sensor service mixes its sensors up: restart it or reboot the phone, then repeat" : kSilentHint,
+      strangers ? kMixedUpHint : kSilentHint,
       {taken, wanted}};
 }
 

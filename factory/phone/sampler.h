@@ -22,6 +22,8 @@ namespace factory {
 inline constexpr char kServiceHint[] =
     "the sensor service refuses, or is gone: look at its log, restart it or reboot the phone, then repeat";
 inline constexpr char kSilentHint[] = "the sensor is silent: look at its connection and its driver";
+inline constexpr char kMixedUpHint[] =
+    "the sensor service mixes its sensors up: restart it or reboot the phone, then repeat";
 
 // What one event brought.
 struct Sample {

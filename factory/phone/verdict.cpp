@@ -127,12 +127,17 @@ Report make_report(Session& session) {
     const bool listed = session.sensor(position_of(number).sensor->type) != nullptr;
     if (!enabled && (!listed || (number == kLast && !has_last()))) continue;
     report.verdicts.push_back(look_at(session, number, enabled && report.text[told++] == '1'));
+    Verdict& verdict = report.verdicts.back();
+    verdict.listed = listed;
+    if (!listed) {
+      verdict.calibrated = false;
+      verdict.why = "the phone lists no such sensor";
+    }
     if (enabled) continue;
     const std::string flags = property(kFlags);
-    Verdict& left_out = report.verdicts.back();
-    left_out.calibrated = left_out.told = false;
-    left_out.why = std::string("the phone's report leaves it out: ") + kFlags + " is " +
-                   (flags.empty() ? "not set" : "'" + flags + "'");
+    verdict.calibrated = verdict.told = false;
+    verdict.why = std::string("the phone's report leaves it out: ") + kFlags + " is " +
+                  (flags.empty() ? "not set" : "'" + flags + "'");
   }
   report.warning = hub.problem();
   return report;

@@ -14,7 +14,8 @@ struct Verdict {
   std::string sensor;  // what the position is called
   std::string holds;   // with unit
   bool calibrated = false;
-  bool told = true;  // false: the report leaves it out
+  bool told = true;    // false: the report leaves it out
+  bool listed = true;  // false: the phone lists no such sensor
   std::string why;
 };
 

@@ -301,7 +301,7 @@ void StepRun::run_check() {
   const Reading reading = value->read(*session_.cal().cal_api, step_.type, step_.count);
   const std::string silent = hub.problem();
   if (!silent.empty()) return attempt_.fail({Why::hub_silent, silent, kLookAtServices});
-  if (reading.result < 0) {
+  if (reading.result != 0) {
     const std::string answer = ": the answer was " + std::to_string(reading.result);
     const std::string what = value->file != nullptr ? "/" + std::string(value->file) : "the value";
     return attempt_.fail({Why::stored_unreadable,
@@ -332,7 +332,9 @@ void StepRun::run_report_check() {
     if (wanted && !verdict.calibrated) {
       attempt_.fail({Why::not_calibrated,
                      verdict.sensor + " is not calibrated: " + verdict.holds + "; " + verdict.why,
-                     verdict.told ? "calibrate " + verdict.sensor : kOtherReport,
+                     !verdict.listed ? kNotListed.hint
+                     : verdict.told  ? "calibrate " + verdict.sensor
+                                     : kOtherReport,
                      {verdict.sensor}});
     }
   }
@@ -350,9 +352,11 @@ void StepRun::run_probe() {
   const auto row =
       std::find_if(probes().begin(), probes().end(), [&](const Probe& probe) { return step_.probe == probe.name; });
   const int answer = (session_.cal().*row->ask)();
-  if (answer == step_.answer) return;
+  // Without the service each answer is "no such sensor".
+  if (answer == step_.answer && answer >= 0) return;
   if (!session_.sensor_service_there())
     return attempt_.fail({Why::service_gone, "the sensor service is gone", kLookAtServices});
+  if (answer == step_.answer) return;
   attempt_.fail({answer == Probe::kNoService ? Why::service_gone : Why::probe_differs,
                  "the probe " + step_.probe + " says '" + probe_text(answer) + "' where '" + probe_text(step_.answer) +
                      "' is expected",

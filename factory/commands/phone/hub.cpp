@@ -7,6 +7,7 @@
 #include <bit>
 #include <cmath>
 
+#include <limits>
 #include <memory>
 
 #include "cli/terminal.h"
@@ -42,12 +43,13 @@ int send(const Options& options, const Message& arguments) {
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
   shown.time_ns = static_cast<int64_t>(now.tv_sec) * 1000000000 + now.tv_nsec;
+  const int lost = session.lost_messages();
   session.cal().cal_api->send_ssc_oem_test_msg(&message);
   memcpy(shown.reply, &message, sizeof message);
   // A call that never answers leaves all zeros behind, its own type and code included.
   const bool zeros =
       std::all_of(std::begin(shown.reply), std::end(shown.reply), [](int32_t word) { return word == 0; });
-  shown.answered = !zeros || (shown.request[0] == 0 && shown.request[1] == 0);
+  shown.answered = session.lost_messages() == lost && (!zeros || (shown.request[0] == 0 && shown.request[1] == 0));
   print_result(options.json, "hub-send/1", json_object({{"message", to_json(decoded(shown))}}),
                to_text(decoded(shown)) + "\n");
   if (!shown.answered) return kUnreachable;
@@ -56,13 +58,13 @@ int send(const Options& options, const Message& arguments) {
   return kFailed;
 }
 
-// The library makes a whole number of any answer: 0 of one that is none.
+// The library makes a whole number of any answer: 0 of one that is none, the nearest one of one that is too large.
 bool sample_is_number(Session& session) {
   constexpr float kCollect[] = {1, -10};
   _ssc_oem_test_msg message{};
   memcpy(message.offset_ct, kCollect, sizeof kCollect);
   session.cal().cal_api->send_ssc_oem_test_msg(&message);
-  return std::isfinite(std::bit_cast<float>(message.offset_ct[0]));
+  return std::fabs(std::bit_cast<float>(message.offset_ct[0])) < 0x1p31F;
 }
 
 int collect(const Options& options) {
@@ -72,7 +74,8 @@ int collect(const Options& options) {
     throw AppError(kFailed, "the phone lists no light sensor; look at `sensorcal sensors`");
   HubWatch hub(session);
   const int value = session.cal().collectData();
-  const bool number = value != 0 || sample_is_number(session);
+  constexpr int kDoubtful[] = {0, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()};
+  const bool number = std::ranges::count(kDoubtful, value) == 0 || sample_is_number(session);
   hub.require("the sample is not known");
   if (!number) throw AppError(kFailed, "the hub's answer is no number: it has no such request, or no sample now");
   print_result(options.json, "collect/1", json_object({{"value", value}}),

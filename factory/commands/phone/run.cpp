@@ -35,13 +35,12 @@ class LastWill {
   Session& session_;
 };
 
-// A step asked for by name that this phone's chip does not have, ahead of any other that came to nothing.
+// A step asked for by name that this phone's chip does not have, and nothing else that came to nothing.
 bool refused(const record::Run& run) {
-  const auto first = std::find_if(run.steps.begin(), run.steps.end(),
-                                  [](const record::Step& step) { return !record::passes(step.outcome); });
-  if (first == run.steps.end()) return false;
-  const std::vector<record::Attempt>& attempts = first->attempts;
-  return !attempts.empty() && !attempts.back().reasons.empty() &&
+  const std::vector<record::Attempt>& attempts = run.steps.back().attempts;
+  return std::all_of(run.steps.begin(), run.steps.end() - 1,
+                     [](const record::Step& step) { return record::passes(step.outcome); }) &&
+         !attempts.empty() && !attempts.back().reasons.empty() &&
          attempts.back().reasons.front().code == record::Why::other_phone.code;
 }
 
