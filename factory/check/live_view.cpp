@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "cli/terminal.h"
 #include "files/json_text.h"
@@ -68,7 +69,9 @@ bool LiveView::at_rest() const {
 }
 
 LiveState LiveView::state(double rate_hz, const PerAxis& values) const {
-  LiveState out{sensor_, seconds(), events_, rate_hz, noise_limit(sensor_.type, rate_hz), {}, settled_since_};
+  // A limit may go by the rate, which one event does not tell.
+  const double limit = rate_hz > 0 ? noise_limit(sensor_.type, rate_hz) : std::numeric_limits<double>::infinity();
+  LiveState out{sensor_, seconds(), events_, rate_hz, limit, {}, settled_since_};
   for (size_t i = 0; i < values.size() && events_ > 0; ++i)
     out.axes.push_back(
         {sensor_.axes[i], value_of(recent_.back(), sensor_, i), values[i].mean(), values[i].standard_deviation()});
