@@ -47,7 +47,7 @@ class ScratchRoot {
   void make_unwritable(const std::string& path) {
     const std::string bytes = read_file(path, SIZE_MAX).value_or("");
     const int fd = memfd_create("unwritable", MFD_CLOEXEC | MFD_ALLOW_SEALING);
-    if (fd >= 0) descriptors_.push_back(fd);
+    descriptors_.push_back(fd);
     if (fd < 0 || write(fd, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size()) ||
         fcntl(fd, F_ADD_SEALS, F_SEAL_WRITE | F_SEAL_GROW | F_SEAL_SHRINK) != 0)
       throw AppError(kUnreachable, path + ": cannot be made unwritable here");

@@ -18,7 +18,7 @@ int digit(char c) { return c >= '0' && c <= '9' ? c - '0' : c >= 'a' && c <= 'f'
 Json::Value words(const int32_t* values) { return json_list(std::span(values, kWords)); }
 
 void words_from(const Json::Value& json, int32_t* out) {
-  for (int i = 0; i < kWords; ++i) out[i] = json.get(static_cast<Json::ArrayIndex>(i), 0).asInt();
+  for (int i = 0; i < kWords; ++i) out[i] = json[static_cast<Json::ArrayIndex>(i)].asInt();
 }
 
 Json::Value float_bits(float value) { return std::bit_cast<uint32_t>(value); }

@@ -25,7 +25,8 @@ OF_TODAY = [(re.compile(pattern, re.M), to) for pattern, to in (
     (r'^\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} +\d+ +\d+ ', ''),
     (r'\d{4}-\d\d-\d\d[T ]\d\d:\d\d:\d\d(\.\d+)?Z?', 'TIME'), (r'[0-9a-f]{8}-[0-9a-f]{4}-7[0-9a-f-]{21}', 'ID'),
     (r'\b\d\d:\d\d:\d\d\.\d{3}\b', 'TIME'), (r'[0-9a-f]{40}', 'BUILD'), (r'\b0x7f[0-9a-f]+', 'ADDRESS'),
-    (r'\b\d+\.\d+ s\b|\bduration [0-9.e-]+', 'N s'),
+    (r'\b\d+\.\d+ s\b|\bduration(?: |,,)[0-9.e-]+', 'N s'),
+    (r'\b[\d.]+ a second\b|"runs_per_second" : [\d.]+', 'RATE'),
     (r'("(?:seconds|from_s|to_s)"|"unit" : "s",\s+"value") : [-0-9.e+]+', r'\1 : N'))]
 # Scripts and styles of a page, which are files of their own; a tag a line, and a point.
 OF_PAGES = [(re.compile(r'<style>.*?</style>|<script>.*?</script>', re.S), ''), (re.compile('><'), '>\n<'), (re.compile('},{'), '},\n{')]
