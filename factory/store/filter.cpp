@@ -16,7 +16,8 @@ namespace {
 
 constexpr long long kDayMs = 86400000;
 
-int day_of(long long ms) { return static_cast<int>(ms / kDayMs - (ms % kDayMs < 0 ? 1 : 0)); }
+// Of no run before 1970: its id has no such time.
+int day_of(long long ms) { return static_cast<int>(ms / kDayMs); }
 
 bool date_of(const std::string& text, const std::string& rest, long long* ms) {
   int n[6] = {0, 0, 0, 0, 0, 0};

@@ -11,13 +11,12 @@ namespace factory::store {
 namespace {
 
 constexpr size_t kLength = 36;
-constexpr int64_t kMsMax = (int64_t{1} << 48) - 1;
 
 }  // namespace
 
 std::string make_run_id(std::chrono::system_clock::time_point started) {
   const int64_t since = std::chrono::duration_cast<std::chrono::milliseconds>(started.time_since_epoch()).count();
-  const auto ms = static_cast<uint64_t>(std::clamp<int64_t>(since, 0, kMsMax));
+  const auto ms = static_cast<uint64_t>(std::max<int64_t>(since, 0));
   // From the system's source: two stations that start alike must not count alike.
   std::random_device random;
   const uint32_t words[3] = {random(), random(), random()};

@@ -79,7 +79,6 @@ std::string read_text(const std::string& path, std::string* text) {
   char buffer[4096];
   while (problem.empty()) {
     const ssize_t n = read(fd, buffer, sizeof buffer);
-    if (n < 0 && errno == EINTR) continue;
     if (n < 0) problem = path + ": cannot be read: " + strerror(errno);
     if (n <= 0) break;
     text->append(buffer, static_cast<size_t>(n));

@@ -1,6 +1,5 @@
 #include "line/worker_pool.h"
 
-#include <errno.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
@@ -80,7 +79,7 @@ WorkerPool::~WorkerPool() {
 
 void WorkerPool::close_pipes(Worker* worker) {
   for (int* fd : {&worker->to, &worker->from}) {
-    if (*fd >= 0) close(*fd);
+    close(*fd);
     *fd = -1;
   }
 }
@@ -143,7 +142,6 @@ void WorkerPool::take(Worker* worker, const std::string& line) {
 void WorkerPool::read(Worker* worker) {
   char bytes[4096];
   const ssize_t count = ::read(worker->from, bytes, sizeof bytes);
-  if (count < 0 && errno == EINTR) return;
   if (count <= 0) return died(worker);
   worker->unread.append(bytes, static_cast<size_t>(count));
   for (size_t end = worker->unread.find('\n'); end != std::string::npos; end = worker->unread.find('\n')) {
@@ -202,7 +200,7 @@ bool WorkerPool::wait(int timeout_ms) {
 void WorkerPool::end_all() {
   stopping_ = true;
   for (Worker& worker : workers_) {
-    if (worker.to >= 0) close(worker.to);
+    close(worker.to);
     worker.to = -1;
   }
   const Clock::time_point end = Clock::now() + kLastWords;
