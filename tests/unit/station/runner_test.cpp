@@ -60,12 +60,13 @@ TEST_F(StationRunner, ExchangesLines) {
 TEST_F(StationRunner, SaysWhatWasWrong) {
   const std::tuple<const char*, double, const char*, const char*> rows[] = {
       {"kill -9 $$", 30, "it was ended by a signal: Killed", ""},
-      {"trap 'exit 0' TERM; printf 'nonsense\\033\\n'; while :; do sleep 0.1; done", 30,
+      {"trap 'exit 0' TERM; printf 'fine\\nnonsense\\033\\n'; while :; do sleep 0.1; done", 30,
        "it says what is no event of a run: nonsense\\u001b", ""},
       {"echo one; printf unfinished", 30, "its last line has no end", ""},
       {"echo oh dear >&2; cat >/dev/null", 0.3, "it said nothing for 0.3 s", "oh dear"},
       {"yes xxxxxxxxxxxxxxx | tr -d '\\n'", 30, "it says a line without an end", ""},
       {"printf '\\033[31mred\\377' >&2; exit 3", 30, "", "\\u001b[31mred\\xff"},
+      {"(printf x; head -c 100000 /dev/zero | tr '\\0' y) >&2; exit 3", 30, "", "y"},
   };
   for (const auto& [script, silence, why, last_words] : rows) {
     const Ended all = run(script, silence);
@@ -91,6 +92,7 @@ TEST_F(StationRunner, EndsWhatDoesNotGo) {
       run("trap '' TERM; sleep 300 & echo $!; while :; do sleep 0.2; done", 30, [](Runner* runner) { runner->stop(); });
   EXPECT_EQ(stubborn.end.why.text, "it did not end when it was asked to");
   EXPECT_EQ(stubborn.end.code, -1);
+  EXPECT_GT(stubborn.seconds, 2);  // between the two signals
   ASSERT_EQ(stubborn.lines.size(), 1u);
   const pid_t child = std::stoi(stubborn.lines[0]);
   const auto lives = [&] {
