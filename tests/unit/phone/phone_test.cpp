@@ -92,16 +92,22 @@ TEST(PhoneDirectory, ATemporaryOneGoesWithThePhone) {
 
 TEST(PhoneDirectory, PropertiesKeepAndroidsNamesAndTexts) {
   const Folder folder;
-  write(folder.path() + "/build.prop", std::string("ro.made=by\0us\n", 14));
+  write(folder.path() + "/build.prop",
+        std::string("ro.made=by\0us\n", 14) + "a=no\nro.long=" + std::string(PROPERTY_VALUE_MAX, 'x') + "\n");
   host::open_properties(folder.path());
   for (const char* name : {"", "a=b", "a\nb", "#a", "a b", ".a", "a.", "a..b"}) {
     EXPECT_EQ(property_set(name, "1"), -1) << name;
   }
-  EXPECT_EQ(property_set("persist.a-b_c:d@e", "1"), 0);
+  EXPECT_EQ(property_set("ro.made", "again"), -1);
+  EXPECT_EQ(property_set("persist.long", std::string(PROPERTY_VALUE_MAX, 'x').c_str()), -1);
+  EXPECT_EQ(property_set("persist.a-b_c:d@e", "1\n\\"), 0);
   host::open_properties(folder.path());
   char value[PROPERTY_VALUE_MAX];
   EXPECT_EQ(property_get("ro.made", value, ""), 2) << "a text ends at its first NUL";
-  EXPECT_EQ(host::all_properties().size(), 2U);
+  EXPECT_EQ(property_get("ro.long", value, ""), PROPERTY_VALUE_MAX - 1);
+  EXPECT_EQ(property_get_bool("a", 1), 0);
+  EXPECT_EQ(host::all_properties().at("persist.a-b_c:d@e"), "1\n\\");
+  EXPECT_EQ(host::all_properties().size(), 4U);
   host::open_properties("");
 }
 

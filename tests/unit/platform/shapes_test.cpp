@@ -2,8 +2,11 @@
 // here does so on a phone.
 #include <SensorCalibration.h>
 #include <android/frameworks/sensorservice/1.0/ISensorManager.h>
+#include <android/log.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <hidl/HidlTransportSupport.h>
+#include <host/rpc_threadpool.h>
 #include <string.h>
 
 #include <algorithm>
@@ -158,6 +161,22 @@ TEST(PlatformVector, KeepsItsOwnElementsAndOthersOnly) {
   EXPECT_THAT(copy, ElementsAre(1, 2, 3));
   vector.setToExternal(new int[1]{9}, 1, true);
   EXPECT_EQ(vector, hidl_vec<int>(std::vector<int>{9}));
+}
+
+TEST(PlatformLog, LeavesOutWhatIsBelowTheMinimum) {
+  EXPECT_EQ(__android_log_is_loggable(ANDROID_LOG_INFO, "tag", ANDROID_LOG_INFO), 1);
+  EXPECT_EQ(__android_log_is_loggable(ANDROID_LOG_DEBUG, "tag", ANDROID_LOG_INFO), 0);
+  const int32_t before = __android_log_set_minimum_priority(ANDROID_LOG_WARN);
+  EXPECT_EQ(__android_log_is_loggable(ANDROID_LOG_INFO, "tag", ANDROID_LOG_INFO), 0);
+  EXPECT_EQ((__android_log_print)(ANDROID_LOG_INFO, "tag", "text"), 0);
+  __android_log_set_minimum_priority(before);
+}
+
+TEST(PlatformThreads, ACallerThatJoinsIsOneOfThem) {
+  for (const size_t threads : {size_t{0}, size_t{1}}) {
+    ::android::hardware::configureRpcThreadpool(threads, true);
+    EXPECT_EQ(host::rpc_threads(), 0U);
+  }
 }
 
 }  // namespace
