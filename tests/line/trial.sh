@@ -105,3 +105,12 @@ each=$(ask 'SELECT COUNT(*) FROM step WHERE run = (SELECT MAX(no) FROM run)')
 [ "$steps" = "$((phones * each))|$phones" ] || fail "steps and runs with steps: $steps, $each each"
 [ "$kind" = sqlite ] || [ "$(ls spools | grep -c '\.db$')" = "$stations" ] || fail "spools: $(ls spools)"
 echo "in the store: each of the phones $first to $last once"
+
+# Interrupted, it ends at once and says so.
+"$sensorcal" line --phones 1000000 --stations "$stations" --store "$store" "${spool[@]}" --json >out 2>err </dev/null &
+line=$!
+reach $((phones + stations))
+kill -TERM "$line"
+wait "$line" || code=$?
+line=
+[ "$code" = 130 ] && grep -q '"interrupted" : true' out || fail "interrupted, it ended with code $code"

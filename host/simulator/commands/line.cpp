@@ -76,7 +76,7 @@ std::string percent_text(uint64_t part, uint64_t whole) {
 }
 
 double per_second(const line::LineResult& result) {
-  return result.seconds > 0 ? static_cast<double>(result.done()) / result.seconds : 0;
+  return static_cast<double>(result.done()) / result.seconds;
 }
 
 std::string progress_text(const line::LineResult& result) {

@@ -98,7 +98,7 @@ class Uploader {
       for (;;) {
         changed_.wait(lock, [this] { return stopping_ || more_; });
         if (!more_) return;
-        if (!stopping_) changed_.wait_for(lock, kGather, [this] { return stopping_; });
+        changed_.wait_for(lock, kGather, [this] { return stopping_; });
         more_ = false;
         lock.unlock();
         const store::Brought brought = bring_up(&spool, uri_, kPatienceSeconds);
@@ -108,9 +108,7 @@ class Uploader {
           told = refused;
         }
         lock.lock();
-        const bool again = !brought.away.empty();
-        if (stopping_ && (!again || Clock::now() >= until_) && !more_) return;
-        if (!again) continue;
+        if (brought.away.empty()) continue;
         more_ = true;
         if (stopping_ && Clock::now() >= until_) return;
         changed_.wait_for(lock, kBeforeNextTry, [this, was = stopping_] { return stopping_ != was; });

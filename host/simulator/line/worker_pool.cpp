@@ -110,7 +110,6 @@ bool WorkerPool::next_phone(Phone* phone) {
 
 // Hands out the phone that the station has not finished, or the next one, or says that there are no more.
 void WorkerPool::feed(Worker* worker) {
-  if (worker->to < 0) return;
   if (!worker->busy && !next_phone(&worker->phone)) {
     close(worker->to);
     worker->to = -1;
