@@ -33,9 +33,10 @@ TEST(StationJournal, KnowsHowFarRunsCame) {
     journal.try_disk();
     std::ofstream(folder / ("ended-" + ids[0] + ".json.x7Yz1q")) << "{";
   }
-  // Closed to the user, or none: told of, and nothing more. One whose station runs is not.
+  // Closed to the user, or none: told of, and nothing more. One whose station runs is not, and none without runs.
   const fs::path closed = folder.parent_path() / "station-2";
-  fs::create_directories(folder.parent_path());
+  fs::create_directories(folder.parent_path() / "station-4");
+  std::ofstream(folder.parent_path() / "station-4/notes.txt") << "no run";
   std::ofstream(closed) << "no folder";
   const Journal other((folder.parent_path() / "station-3").string());
   other.begin(run_of(ids[0]));
