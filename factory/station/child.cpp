@@ -123,6 +123,7 @@ bool Child::exchange(int wake, std::string* unsaid, const std::function<bool(con
 void Child::read_lines(const std::function<bool(const std::string&)>& on_line) {
   char part[65536];
   const ssize_t count = read(out_, part, sizeof part);
+  if (count < 0 && (errno == EAGAIN || errno == EINTR)) return;
   if (count <= 0) {
     close_now(&out_);
     if (!unread_.empty()) end({"runner-unfinished", {}, "its last line has no end"});
@@ -150,6 +151,7 @@ void Child::read_lines(const std::function<bool(const std::string&)>& on_line) {
 void Child::read_words() {
   char part[4096];
   const ssize_t count = read(err_, part, sizeof part);
+  if (count < 0 && (errno == EAGAIN || errno == EINTR)) return;
   if (count <= 0) return close_now(&err_);
   tail_.append(part, static_cast<size_t>(count));
   if (tail_.size() > kTailMax) tail_.erase(0, tail_.size() - kTailMax);
@@ -157,8 +159,11 @@ void Child::read_words() {
 
 void Child::write_some(std::string* unsaid, bool is_read) {
   const ssize_t count = is_read ? write(in_, unsaid->data(), unsaid->size()) : -1;
-  if (count < 0) return close_now(&in_);
-  unsaid->erase(0, static_cast<size_t>(count));
+  if (count >= 0) {
+    unsaid->erase(0, static_cast<size_t>(count));
+  } else if (!is_read || (errno != EAGAIN && errno != EINTR)) {
+    close_now(&in_);
+  }
 }
 
 void Child::end(const record::Text& why, milliseconds leaving) {
