@@ -69,8 +69,9 @@ bool LiveView::at_rest() const {
 }
 
 LiveState LiveView::state(double rate_hz, const PerAxis& values) const {
-  // A limit may go by the rate, which one event does not tell.
-  const double limit = rate_hz > 0 ? noise_limit(sensor_.type, rate_hz) : std::numeric_limits<double>::infinity();
+  // One that goes by the rate is 0 of one event, which tells none.
+  double limit = noise_limit(sensor_.type, rate_hz);
+  if (limit == 0) limit = std::numeric_limits<double>::infinity();
   LiveState out{sensor_, seconds(), events_, rate_hz, limit, {}, settled_since_};
   for (size_t i = 0; i < values.size() && events_ > 0; ++i)
     out.axes.push_back(

@@ -13,6 +13,7 @@
 #include "files/words.h"
 #include "phone/hub_message.h"
 #include "record/record_json.h"
+#include "sensors/sensor.h"
 
 namespace factory {
 namespace {
@@ -170,6 +171,13 @@ const SensorInfo* Session::sensor(int type) const {
     if (static_cast<int>(info.type) == type) return &info;
   }
   return nullptr;
+}
+
+bool Session::can_sample(int type) const {
+  const Sensor* known = sensor_of(type);
+  const Sensor* sampled = known == nullptr ? nullptr : sensor_of(known->verified_type);
+  return sensor(type) != nullptr ||
+         (sampled != nullptr && sampled->record >= 0 && cal_ && record_of(*cal_, *known).present != 0);
 }
 
 Json::Value Session::document() {

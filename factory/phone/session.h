@@ -69,6 +69,8 @@ class Session {
 
   // The listed sensor of a type, null when there is none.
   const ::android::hardware::sensors::V1_0::SensorInfo* sensor(int type) const;
+  // Whether it lists that, or the one that the library samples in its place.
+  bool can_sample(int type) const;
 
   // Is told of every hub message too, on the thread that sent it. Set while nothing is sent.
   void on_hub_message(std::function<void(const HubMessage&)> listener);

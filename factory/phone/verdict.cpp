@@ -128,8 +128,8 @@ Report make_report(Session& session) {
     if (!enabled && (!listed || (number == kLast && !has_last()))) continue;
     report.verdicts.push_back(look_at(session, number, enabled && report.text[told++] == '1'));
     Verdict& verdict = report.verdicts.back();
-    verdict.listed = listed;
-    if (!listed) {
+    verdict.listed = session.can_sample(verdict.type);
+    if (!verdict.listed) {
       verdict.calibrated = false;
       verdict.why = "the phone lists no such sensor";
     }

@@ -63,7 +63,7 @@ constexpr LineHint kLineHints[] = {
     {"lcdbacklight_calibrate_read_backlight failed",
      "the panel's brightness cannot be read: look at /sys/class/leds/lcd-backlight"},
     {"Json file is null", "the light sensor's file has no \"als\" section"},
-    {"setTofPrxCal_api fail", "the steps come in this order: 5, 6, 7; repeat them from 5 on"},
+    {"setTofPrxCal_api fail", "the hub refused the step: look at its log; 6 comes after 5, and 7 after 6"},
     {"setSarCal_api fail", "the hub refused the step: look at its log, and whether the chip is there"},
     {"save delta failed", "look whether the persist partition is mounted, may be written and has room"},
 };
@@ -106,12 +106,12 @@ Reason explain(Session& session, const Calibration& c) {
   if (c.in_hub) {
     constexpr double kNoEnd = 1098;
     constexpr double kNoGolden = 1;
-    return {
-        Why::hub_run_failed,
-        c.result == kNoEnd ? "the hub's own colour run did not end in 4.5 s"
-                           : "the hub's own colour run ended with error " + plain(c.result),
-        c.result == kNoGolden ? kCollectGolden : "look at the hub's log, and whether it has a colour run of its own",
-        {plain(c.result)}};
+    return {Why::hub_run_failed,
+            c.result == kNoEnd ? "the hub's own colour run did not end in 4.5 s"
+                               : "the hub's own colour run ended with error " + plain(c.result),
+            c.result == kNoGolden && !c.golden ? kCollectGolden
+                                               : "look at the hub's log, and whether it has a colour run of its own",
+            {plain(c.result)}};
   }
   if (const std::string line = telling_line(run); !line.empty()) {
     Reason reason{Why::library_failed, "the library says: " + line, "", {line}};

@@ -210,8 +210,19 @@ FreshSamples StepRun::take(FreshLook& look) {
 // sensor.
 std::vector<Measurement> StepRun::residuals_of(const Sensor& subject, const FreshSamples& fresh,
                                                std::optional<double> reference_hpa) {
+  const int lost = session_.lost_messages();
   const std::vector<double> expected = expected_of(session_, step_, subject, reference_hpa);
   std::vector<Measurement> out;
+  // What was read of a hub that did not answer is not what it should be.
+  if (const Sensor* kind = find_kind(step_.type, 0);
+      kind != nullptr && kind->result == Result::channel_scale && step_.expected.empty() && step_.golden.empty()) {
+    const bool answered = session_.lost_messages() == lost && test_service_answers({});
+    expected_lost_ = answered ? "" : HubWatch::problem(session_, lost);
+    if (!expected_lost_.empty()) {
+      attempt_.fail({Why::hub_silent, expected_lost_, kLookAtServices});
+      return out;
+    }
+  }
   for (size_t i = 0; i < fresh.values.size() && i < expected.size(); ++i) {
     const double residual = fresh.values[i].mean() - expected[i];
     Measurement& m = out.emplace_back(Measurement{"residual", subject.axes[i], residual, subject.unit, fresh.error(i)});
@@ -246,7 +257,7 @@ void StepRun::measure_fresh(const Sensor& subject, const FreshSamples& fresh,
     const Limits& limits = step_.limits;
     if (i < residuals.size()) {
       measure(residuals[i], residual_hint(subject.unit));
-    } else if (limits.residual) {
+    } else if (limits.residual && expected_lost_.empty()) {
       attempt_.fail({Why::expected_unknown,
                      axis + ": what the sensor should report is not known",
                      "say so with \"expect\", or write the golden values first",

@@ -148,6 +148,7 @@ class StepRun {
   Attempt& attempt_;
   const Told told_;
   std::optional<FreshLook::Time> moment_;  // that a look of its own has come to: the step itself was begun later
+  std::string expected_lost_;              // why what the hub holds of what is expected was not read
   int lost_ = 0;                           // messages without an answer, at the beginning
   bool left_ = false;
 

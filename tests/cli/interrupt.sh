@@ -8,7 +8,7 @@ for round in INT:0.1 INT:0.7 TERM:0.4; do
   # In real time: a run takes more than a second.
   rm -f run.log
   "$sensorcal" calibrate Acc Gyr --json --log run.log >out 2>err &
-  until grep -qs 'sensor_calibrate\]' run.log; do sleep 0.005; done
+  until grep -qs 'sensor_calibrate\]' run.log || ! kill -0 $! 2>/dev/null; do sleep 0.005; done
   sleep "${round#*:}"
   ends 130 "${round%:*}" $!
   json out '[s["verdict"] for s in d["steps"]] == ["passed", "aborted", "skipped"]'
@@ -19,7 +19,7 @@ json out 'd["stored"][0]["values"] == [0.25, -0.5, 0.125]'
 # The hub's own colour run cannot be woken: it is left, and the panel is as bright as before it.
 run 0 backlight 77 --phone hub --profile hub-colour --seed 3
 "$sensorcal" calibrate CCT_F_strm --golden --phone hub --fault hub-word:40,0,-1 --log hub.log >out 2>err &
-until grep -qs 'countdown_times' hub.log; do sleep 0.005; done
+until grep -qs 'countdown_times' hub.log || ! kill -0 $! 2>/dev/null; do sleep 0.005; done
 ends 130 TERM $!
 run 0 backlight --phone hub
 has out '^brightness 77 '

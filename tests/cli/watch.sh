@@ -36,7 +36,7 @@ ROWS
 
 # On a terminal the values are written over each other.
 NO_COLOR=1 on_terminal 0 40 100 watch Acc --seconds 1
-has out $'A\e\\[J'
+has out $'A\e\\[JAcc +value' $'A\e\\[JAcc, all'
 lacks out $'\e\\[3'
 on_terminal 1 100 100 watch Acc --seconds 0.3 --fault silent
 has out $'\e\\[2A\e\\[J.*no event for 0\\.[0-9] s'

@@ -111,6 +111,8 @@ echo "in the store: each of the phones $first to $last once"
 line=$!
 reach $((phones + stations))
 kill -TERM "$line"
+SECONDS=0
 wait "$line" || code=$?
 line=
+[ "$SECONDS" -lt 20 ] || fail "interrupted, it went on for $SECONDS s"
 [ "$code" = 130 ] && grep -q '"interrupted" : true' out || fail "interrupted, it ended with code $code"

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
-
 #include <limits>
 #include <memory>
 
@@ -70,7 +69,7 @@ bool sample_is_number(Session& session) {
 int collect(const Options& options) {
   Session session(options);
   session.require_ready();
-  if (session.sensor(sensor_type::light) == nullptr)
+  if (!session.can_sample(sensor_type::light))
     throw AppError(kFailed, "the phone lists no light sensor; look at `sensorcal sensors`");
   HubWatch hub(session);
   const int value = session.cal().collectData();

@@ -155,8 +155,7 @@ void add_grr_options(ArgumentParser parser, GrrArguments* arguments) {
   const auto is_next = [&a, parser] {
     a.next = true;
     for (const std::string& before : parser.named())
-      if (before != "FILE")
-        throw AppError(kUsage, "grr next: " + before + " stands before next: give it behind, if at all");
+      if (before != "FILE") throw AppError(kUsage, "grr next: " + before + ": an option of next stands behind it");
     if (!a.file.empty() && !a.next_file.empty())
       throw AppError(kUsage, "grr next: " + a.file + " beside " + a.next_file + ": readings are in one file");
     if (a.file.empty()) a.file = a.next_file;

@@ -116,6 +116,10 @@ int raw_words(const SensorEntry& sensor) {
   return is_light(sensor.kind) ? channel_word(sensor.kind) + kStreamChannels : sensor.values;
 }
 
+float per_unit(const SensorEntry& sensor, int word) {
+  return word < sensor.values ? 1 : sensor.chip->response[at(word - channel_word(sensor.kind))];
+}
+
 Values truth(const SensorEntry& sensor, const Scene& scene) {
   const World& world = scene.world;
   Values out{};

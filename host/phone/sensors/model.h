@@ -36,6 +36,10 @@ Errors draw_errors(const Chip& chip, const Draws& phone);
 // The words that a part fills: of a light sensor its channels too.
 int raw_words(const SensorEntry& sensor);
 
+// What one unit of the sensor's value makes of a word of its part: in the channels behind a light's value, their
+// counts.
+float per_unit(const SensorEntry& sensor, int word);
+
 // What a perfect sensor would report, and what it is made to report: no panel light, no crosstalk.
 Values truth(const SensorEntry& sensor, const Scene& scene);
 // What the part gives, without noise.

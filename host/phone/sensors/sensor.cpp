@@ -161,15 +161,13 @@ Values Sensor::measure(const Scene& scene) {
 }
 
 void Sensor::spoil(int64_t since_enabling_ns, const Draws& draws, Values* raw) {
-  for (size_t i = 0; i < static_cast<size_t>(raw_words(entry())); ++i) {
-    float& value = (*raw)[i];
-    if (faults_.motion != nullptr) {
-      value += static_cast<float>(faults_.motion->amount * draws.of("motion").normal(i));
-    }
-    if (faults_.drift != nullptr) {
-      value += static_cast<float>(faults_.drift->amount * static_cast<double>(since_enabling_ns) / kNsPerS);
-    }
-    if (faults_.out_of_range != nullptr) value += static_cast<float>(faults_.out_of_range->amount);
+  for (int i = 0; i < raw_words(entry()); ++i) {
+    const uint64_t axis = i < entry().values ? static_cast<uint64_t>(i) : 0;
+    double off = 0;
+    if (faults_.motion != nullptr) off += faults_.motion->amount * draws.of("motion").normal(axis);
+    if (faults_.drift != nullptr) off += faults_.drift->amount * static_cast<double>(since_enabling_ns) / kNsPerS;
+    if (faults_.out_of_range != nullptr) off += faults_.out_of_range->amount;
+    (*raw)[static_cast<size_t>(i)] += per_unit(entry(), i) * static_cast<float>(off);
   }
   if (faults_.stuck == nullptr) return;
   // Zero is as a chip that no longer answers reads: sums of it are exact, so its variance is zero however it is summed.

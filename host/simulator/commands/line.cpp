@@ -75,9 +75,7 @@ std::string percent_text(uint64_t part, uint64_t whole) {
   return whole == 0 ? "-" : fixed(100.0 * static_cast<double>(part) / static_cast<double>(whole), 2) + " %";
 }
 
-double per_second(const line::LineResult& result) {
-  return static_cast<double>(result.done()) / result.seconds;
-}
+double per_second(const line::LineResult& result) { return static_cast<double>(result.done()) / result.seconds; }
 
 std::string progress_text(const line::LineResult& result) {
   return std::to_string(result.done()) + " of " + std::to_string(result.phones) + " phones, " +
