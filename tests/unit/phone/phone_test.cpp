@@ -93,7 +93,7 @@ TEST(PhoneDirectory, ATemporaryOneGoesWithThePhone) {
 TEST(PhoneDirectory, PropertiesKeepAndroidsNamesAndTexts) {
   const Folder folder;
   write(folder.path() + "/build.prop",
-        std::string("ro.made=by\0us\n", 14) + "a=no\nro.long=" + std::string(PROPERTY_VALUE_MAX, 'x') + "\n");
+        std::string("ro.made=by\0us\n", 14) + "a=no\nro.long=" + std::string(PROPERTY_VALUE_MAX, '\\') + "\n");
   host::open_properties(folder.path());
   for (const char* name : {"", "a=b", "a\nb", "#a", "a b", ".a", "a.", "a..b"}) {
     EXPECT_EQ(property_set(name, "1"), -1) << name;
@@ -108,6 +108,9 @@ TEST(PhoneDirectory, PropertiesKeepAndroidsNamesAndTexts) {
   EXPECT_EQ(property_get_bool("a", 1), 0);
   EXPECT_EQ(host::all_properties().at("persist.a-b_c:d@e"), "1\n\\");
   EXPECT_EQ(host::all_properties().size(), 4U);
+  host::hide_property("a", std::nullopt);
+  EXPECT_EQ(host::all_properties().size(), 3U);
+  host::show_properties();
   host::open_properties("");
 }
 
